@@ -1,0 +1,39 @@
+# Sourced by ./run and ./test: makes sure that Debian packages are there, and installs what is missing.
+
+# What building and running takes; Debian 12 (bookworm) has all of it.
+korvane_run_packages=(
+    g++ cmake ninja-build pkg-config
+    libtiff-dev libpugixml-dev
+    libopencv-core-dev libopencv-imgproc-dev
+    libwxgtk3.2-dev
+    libcli11-dev nlohmann-json3-dev
+)
+korvane_test_packages=(
+    libgtest-dev libbenchmark-dev xvfb openbox xdotool
+)
+
+# korvane_require PACKAGE...: installs those that are not installed, as root or through sudo, saying which.
+korvane_require() {
+    local missing=() package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    if ! command -v apt-get >/dev/null; then
+        echo "Korvane needs these Debian packages, and apt-get is not here to install them: ${missing[*]}" >&2
+        return 1
+    fi
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "Korvane needs these packages: ${missing[*]}" >&2
+            echo "Run as root, or install sudo, or run: apt-get install ${missing[*]}" >&2
+            return 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing with apt-get: ${missing[*]}"
+    "${as_root[@]}" apt-get update -qq &&
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}

@@ -1,0 +1,126 @@
+#include "SamplePicture.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace korvane_samples {
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+
+// Written out, because the library's distributions may differ from one implementation to the next and the samples
+// must come out the same everywhere.
+double Uniform(std::mt19937& random) { return (static_cast<double>(random()) + 0.5) / 4294967296.0; }
+
+double Normal(std::mt19937& random) {
+    const double radius = std::sqrt(-2.0 * std::log(Uniform(random)));
+    return radius * std::cos(2.0 * kPi * Uniform(random));
+}
+
+// Slow variation of the film: a few plane waves of long period.
+class UnevenFilm {
+public:
+    UnevenFilm(std::mt19937& random, std::uint64_t width, std::uint64_t height, double amplitude) {
+        const double longSide = static_cast<double>(std::max(width, height));
+        for (Wave& wave : waves_) {
+            const double direction = 2.0 * kPi * Uniform(random);
+            const double frequency = 2.0 * kPi * (0.5 + 1.5 * Uniform(random)) / longSide;
+            wave = {frequency * std::cos(direction), frequency * std::sin(direction), 2.0 * kPi * Uniform(random),
+                    amplitude * (0.4 + 0.6 * Uniform(random)) / 2.0};
+        }
+    }
+    double At(double x, double y) const {
+        double sum = 0;
+        for (const Wave& wave : waves_) sum += wave.amplitude * std::sin(wave.kx * x + wave.ky * y + wave.phase);
+        return sum;
+    }
+
+private:
+    struct Wave {
+        double kx, ky, phase, amplitude;
+    };
+    Wave waves_[4];
+};
+
+// Share of light at a signed distance outside a blurred edge: 1 far inside, 0.5 on it, 0 far outside.
+double Inside(double outside, double softness) { return 0.5 * std::erfc(outside / (softness * std::sqrt(2.0))); }
+
+double VesicleLight(const Vesicle& vesicle, const Look& look, double distance) {
+    const double outside = distance - vesicle.radiusPx;
+    const double inside = Inside(outside, look.rimSoftnessPx);
+    const double membrane = look.membrane * std::exp(-0.5 * std::pow((outside + 2.5) / 1.5, 2)) * inside;
+    const double halo = -look.haloDepth * std::exp(-std::max(outside, 0.0) / look.haloWidthPx) * (1.0 - inside);
+    return vesicle.brightness * inside + membrane + halo;
+}
+
+// Noise correlated over about three pixels, of standard deviation 1.
+std::vector<double> CoarseNoise(std::mt19937& random, std::int64_t width, std::int64_t height) {
+    const std::int64_t pad = 2;
+    const std::int64_t stride = width + 2 * pad;
+    std::vector<double> fine(static_cast<std::size_t>(stride * (height + 2 * pad)));
+    for (double& value : fine) value = Normal(random);
+    std::vector<double> coarse(static_cast<std::size_t>(width * height));
+    for (std::int64_t y = 0; y < height; ++y) {
+        for (std::int64_t x = 0; x < width; ++x) {
+            double sum = 0;
+            for (std::int64_t dy = 0; dy <= 2 * pad; ++dy) {
+                for (std::int64_t dx = 0; dx <= 2 * pad; ++dx) sum += fine[static_cast<std::size_t>((y + dy) * stride + x + dx)];
+            }
+            coarse[static_cast<std::size_t>(y * width + x)] = sum / 5.0;
+        }
+    }
+    return coarse;
+}
+
+}  // namespace
+
+std::vector<Vesicle> PlaceVesicles(std::mt19937& random, std::uint64_t width, std::uint64_t height,
+                                   const std::vector<double>& radiiPx, double gapPx) {
+    constexpr int kTries = 4000;
+    constexpr double kMarginPx = 12.0;
+    std::vector<Vesicle> placed;
+    for (const double radius : radiiPx) {
+        const double clear = radius + kMarginPx;
+        for (int attempt = 0; attempt < kTries; ++attempt) {
+            Vesicle vesicle;
+            vesicle.radiusPx = radius;
+            vesicle.x = clear + Uniform(random) * (static_cast<double>(width) - 1.0 - 2.0 * clear);
+            vesicle.y = clear + Uniform(random) * (static_cast<double>(height) - 1.0 - 2.0 * clear);
+            vesicle.brightness = 0.24 + 0.10 * Uniform(random);
+            const bool free = std::all_of(placed.begin(), placed.end(), [&](const Vesicle& other) {
+                return std::hypot(vesicle.x - other.x, vesicle.y - other.y) >= radius + other.radiusPx + gapPx;
+            });
+            if (free) {
+                placed.push_back(vesicle);
+                break;
+            }
+        }
+    }
+    return placed;
+}
+
+qvox::VoxelImage<float> DrawPicture(std::mt19937& random, std::uint64_t width, std::uint64_t height,
+                                    const std::vector<Vesicle>& vesicles, const Look& look) {
+    qvox::VoxelImage<float> picture;
+    picture.Resize(width, height, 1);
+    const UnevenFilm film(random, width, height, look.unevenness);
+    const std::vector<double> coarse =
+        CoarseNoise(random, static_cast<std::int64_t>(width), static_cast<std::int64_t>(height));
+    for (std::uint64_t y = 0; y < height; ++y) {
+        for (std::uint64_t x = 0; x < width; ++x) {
+            const double column = static_cast<double>(x);
+            const double row = static_cast<double>(y);
+            double light = look.background + film.At(column, row);
+            for (const Vesicle& vesicle : vesicles) {
+                const double distance = std::hypot(column - vesicle.x, row - vesicle.y);
+                if (distance < vesicle.radiusPx + 8.0 * look.haloWidthPx) light += VesicleLight(vesicle, look, distance);
+            }
+            light += look.grain * Normal(random) + look.coarseGrain * coarse[y * width + x];
+            picture(x, y) = static_cast<float>(light);
+        }
+    }
+    return picture;
+}
+
+}  // namespace korvane_samples
