@@ -46,12 +46,35 @@ private:
 // Share of light at a signed distance outside a blurred edge: 1 far inside, 0.5 on it, 0 far outside.
 double Inside(double outside, double softness) { return 0.5 * std::erfc(outside / (softness * std::sqrt(2.0))); }
 
-double VesicleLight(const Vesicle& vesicle, const Look& look, double distance) {
-    const double outside = distance - vesicle.radiusPx;
+double VesicleLight(const Vesicle& vesicle, const Look& look, double dx, double dy) {
+    const double angle = std::atan2(dy, dx) - vesicle.direction;
+    const double outside = std::hypot(dx, dy) - vesicle.radiusPx * (1.0 + vesicle.ovalness * std::cos(2.0 * angle));
     const double inside = Inside(outside, look.rimSoftnessPx);
     const double membrane = look.membrane * std::exp(-0.5 * std::pow((outside + 2.5) / 1.5, 2)) * inside;
     const double halo = -look.haloDepth * std::exp(-std::max(outside, 0.0) / look.haloWidthPx) * (1.0 - inside);
     return vesicle.brightness * inside + membrane + halo;
+}
+
+// Specks that are too small to be vesicles, brighter or darker than the film.
+void DrawDebris(std::mt19937& random, qvox::VoxelImage<float>& picture, int perMegapixel) {
+    const double pixels = static_cast<double>(picture.VoxelCount());
+    const int count = static_cast<int>(pixels * perMegapixel / 1e6);
+    constexpr std::int64_t kReach = 8;
+    for (int i = 0; i < count; ++i) {
+        const std::int64_t x = static_cast<std::int64_t>(Uniform(random) * static_cast<double>(picture.SizeX()));
+        const std::int64_t y = static_cast<std::int64_t>(Uniform(random) * static_cast<double>(picture.SizeY()));
+        const double size = 1.0 + 1.5 * Uniform(random);
+        const double light = (Uniform(random) < 0.5 ? -0.12 : 0.12) * (0.5 + Uniform(random));
+        for (std::int64_t py = std::max<std::int64_t>(0, y - kReach); py <= y + kReach; ++py) {
+            for (std::int64_t px = std::max<std::int64_t>(0, x - kReach); px <= x + kReach; ++px) {
+                const auto column = static_cast<std::uint64_t>(px);
+                const auto row = static_cast<std::uint64_t>(py);
+                if (column >= picture.SizeX() || row >= picture.SizeY()) continue;
+                const double squared = static_cast<double>((px - x) * (px - x) + (py - y) * (py - y));
+                picture(column, row) += static_cast<float>(light * std::exp(-squared / (2.0 * size * size)));
+            }
+        }
+    }
 }
 
 // Noise correlated over about three pixels, of standard deviation 1.
@@ -88,6 +111,8 @@ std::vector<Vesicle> PlaceVesicles(std::mt19937& random, std::uint64_t width, st
             vesicle.x = clear + Uniform(random) * (static_cast<double>(width) - 1.0 - 2.0 * clear);
             vesicle.y = clear + Uniform(random) * (static_cast<double>(height) - 1.0 - 2.0 * clear);
             vesicle.brightness = 0.24 + 0.10 * Uniform(random);
+            vesicle.ovalness = 0.05 * Uniform(random);
+            vesicle.direction = kPi * Uniform(random);
             const bool free = std::all_of(placed.begin(), placed.end(), [&](const Vesicle& other) {
                 return std::hypot(vesicle.x - other.x, vesicle.y - other.y) >= radius + other.radiusPx + gapPx;
             });
@@ -113,13 +138,16 @@ qvox::VoxelImage<float> DrawPicture(std::mt19937& random, std::uint64_t width, s
             const double row = static_cast<double>(y);
             double light = look.background + film.At(column, row);
             for (const Vesicle& vesicle : vesicles) {
-                const double distance = std::hypot(column - vesicle.x, row - vesicle.y);
-                if (distance < vesicle.radiusPx + 8.0 * look.haloWidthPx) light += VesicleLight(vesicle, look, distance);
+                const double dx = column - vesicle.x;
+                const double dy = row - vesicle.y;
+                const double reach = vesicle.radiusPx + 8.0 * look.haloWidthPx;
+                if (dx * dx + dy * dy < reach * reach) light += VesicleLight(vesicle, look, dx, dy);
             }
             light += look.grain * Normal(random) + look.coarseGrain * coarse[y * width + x];
             picture(x, y) = static_cast<float>(light);
         }
     }
+    DrawDebris(random, picture, look.debrisPerMegapixel);
     return picture;
 }
 
