@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <sstream>
+
 #include "DetectionForms.h"
 #include "support/MatTools.h"
 #include "support/Phantoms.h"
@@ -17,7 +20,7 @@ struct Outcome {
     std::vector<std::string> trace;
 };
 
-// 18: what is in range has 12 to 6250 pixels.
+// At this scale what is in range has 12 to 6250 pixels.
 Outcome Detected(const CandidateForm& form, const cv::Mat& edges, float scale = 0.125f) {
     Outcome outcome{cv::Mat::zeros(edges.size(), CV_32F), {}};
     TraceKeeper keeper;
@@ -42,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, CandidateDetectionCases, ::testing::ValuesIn(Can
 TEST_P(CandidateDetectionCases, AnUpperBoundOfTheLowerBoundOrLessLeavesTheWeakEdgesAlone) {
     const auto trace = Detected(GetParam(), Row(10, 0.03f)).trace;
     ASSERT_FALSE(trace.empty());
-    EXPECT_EQ(trace.back(), "thresh0.0300140") << "the bin after the one that reaches the target";
+    EXPECT_EQ(trace.back(), "thresh0.030014") << "the bin after the one that reaches the target";
 }
 
 TEST_P(CandidateDetectionCases, AnUpperBoundOfOneSkipsTheStrongEdges) {
@@ -81,10 +84,11 @@ TEST_P(CandidateDetectionCases, LevelsSinkByRepeatedSubtractionInSinglePrecision
 
 namespace {
 
-/// Strong lines make the upper bound 0.4 or so; a box of the given edge strength encloses 8 x 8 pixels.
+/// A strong line of less, and with a box's wall of more than 2.5 percent of the pixels, so that the wall's strength is
+/// the upper bound; a bridge may link the two.
 cv::Mat BoxMap(float wall, float corner) {
     cv::Mat map = cv::Mat::zeros(60, 120, CV_32F);
-    map(cv::Rect(0, 50, 120, 4)).setTo(cv::Scalar(1.0));  // more than 2.5 percent
+    map(cv::Rect(0, 50, 120, 1)).setTo(cv::Scalar(1.0));
     cv::rectangle(map, cv::Rect(20, 20, 12, 12), cv::Scalar(static_cast<double>(wall)), 2);
     if (corner > 0.0f) map(cv::Rect(25, 32, 2, 18)).setTo(cv::Scalar(static_cast<double>(corner)));
     return map;
@@ -93,7 +97,6 @@ cv::Mat BoxMap(float wall, float corner) {
 }  // namespace
 
 TEST_P(CandidateDetectionCases, WeakEdgesFarFromStrongOnesAreNotRemoved) {
-    // Two thousandth of the pixels at 1.0 would be too few: here the bound is 1.0 and every lower edge is weak.
     const Outcome isolated = Detected(GetParam(), BoxMap(0.5f, 0.0f), 0.06f);
     EXPECT_NE(isolated.candidates.at<float>(26, 26), 2.0f);
     const Outcome linked = Detected(GetParam(), BoxMap(0.5f, 0.6f), 0.06f);
