@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include <opencv2/imgproc.hpp>
+
 #include "DetectionForms.h"
 #include "support/MatTools.h"
 #include "support/Phantoms.h"
@@ -86,10 +88,10 @@ namespace {
 
 /// A strong line of less, and with a box's wall of more than 2.5 percent of the pixels, so that the wall's strength is
 /// the upper bound; a bridge may link the two.
-cv::Mat BoxMap(float wall, float corner) {
+cv::Mat BoxMap(float wall, float corner, int left = 20) {
     cv::Mat map = cv::Mat::zeros(60, 120, CV_32F);
     map(cv::Rect(0, 50, 120, 1)).setTo(cv::Scalar(1.0));
-    cv::rectangle(map, cv::Rect(20, 20, 12, 12), cv::Scalar(static_cast<double>(wall)), 2);
+    cv::rectangle(map, cv::Rect(left, 20, 12, 12), cv::Scalar(static_cast<double>(wall)), 2);
     if (corner > 0.0f) map(cv::Rect(25, 32, 2, 18)).setTo(cv::Scalar(static_cast<double>(corner)));
     return map;
 }
@@ -101,4 +103,9 @@ TEST_P(CandidateDetectionCases, WeakEdgesFarFromStrongOnesAreNotRemoved) {
     EXPECT_NE(isolated.candidates.at<float>(26, 26), 2.0f);
     const Outcome linked = Detected(GetParam(), BoxMap(0.5f, 0.6f), 0.06f);
     EXPECT_EQ(linked.candidates.at<float>(26, 26), 2.0f);
+}
+
+TEST_P(CandidateDetectionCases, TheMapBorderIsNoEdgeFromWhichWeakEdgesAreRemoved) {
+    const Outcome atBorder = Detected(GetParam(), BoxMap(0.5f, 0.0f, 0), 0.06f);
+    EXPECT_NE(atBorder.candidates.at<float>(26, 6), 2.0f);
 }
