@@ -1,0 +1,154 @@
+#include "BranchPruning.h"
+
+#include <array>
+#include <cstring>
+
+namespace Korvane {
+namespace {
+
+struct Step {
+    int dx;
+    int dy;
+};
+
+// Rows top to bottom, columns left to right.
+constexpr std::array<Step, 8> kAround{{{-1, -1}, {0, -1}, {1, -1}, {-1, 0}, {1, 0}, {-1, 1}, {0, 1}, {1, 1}}};
+
+// Number of 8-connected groups among the eight pixels around a centre that does not count; bit i stands for kAround[i].
+constexpr std::array<std::uint8_t, 256> MakeGroupTable() {
+    std::array<std::uint8_t, 256> table{};
+    for (int code = 0; code < 256; ++code) {
+        int left = code;
+        int groups = 0;
+        while (left != 0) {
+            int group = left & -left;
+            for (int before = 0; before != group;) {
+                before = group;
+                for (int i = 0; i < 8; ++i) {
+                    for (int k = 0; k < 8; ++k) {
+                        const Step a = kAround[static_cast<std::size_t>(i)];
+                        const Step b = kAround[static_cast<std::size_t>(k)];
+                        const int dx = a.dx - b.dx;
+                        const int dy = a.dy - b.dy;
+                        if ((group >> i & 1) != 0 && (left >> k & 1) != 0 && dx * dx <= 1 && dy * dy <= 1) {
+                            group |= 1 << k;
+                        }
+                    }
+                }
+            }
+            left &= ~group;
+            ++groups;
+        }
+        table[static_cast<std::size_t>(code)] = static_cast<std::uint8_t>(groups);
+    }
+    return table;
+}
+
+std::uint8_t GroupsAround(const CodePlane& plane, int x, int y) {
+    static const std::array<std::uint8_t, 256> table = MakeGroupTable();
+    unsigned code = 0;
+    for (unsigned i = 0; i < 8; ++i) {
+        code |= (plane.At(x + kAround[i].dx, y + kAround[i].dy) != 0 ? 1u : 0u) << i;
+    }
+    return table[code];
+}
+
+bool IsBranchEnd(const CodePlane& plane, int x, int y) {
+    int ones = 0;
+    for (const Step& step : kAround) {
+        const PixelCode code = plane.At(x + step.dx, y + step.dy);
+        if (code == kBeyondMap) {
+            return false;
+        }
+        ones += code;
+    }
+    return ones == 1;
+}
+
+std::vector<PixelPosition> FindBranchEnds(const CodePlane& plane) {
+    std::vector<PixelPosition> ends;
+    for (int y = 0; y < plane.height; ++y) {
+        const PixelCode* row = plane.Row(y);
+        const PixelCode* rowEnd = row + plane.width;
+        const PixelCode* found = row;
+        while (found < rowEnd) {
+            const void* hit = std::memchr(found, 1, static_cast<std::size_t>(rowEnd - found));
+            if (hit == nullptr) {
+                break;
+            }
+            found = static_cast<const PixelCode*>(hit);
+            const int x = static_cast<int>(found - row);
+            if (IsBranchEnd(plane, x, y)) {
+                ends.push_back({x, y});
+            }
+            ++found;
+        }
+    }
+    return ends;
+}
+
+/// Pixels counted per branch number; numbers from 2 on have an end, lower ones do not.
+class BranchCounts {
+public:
+    explicit BranchCounts(std::size_t ends) : counts_(ends, 0) {}
+    void Add(std::int64_t number) {
+        if (number >= 2) {
+            ++counts_[static_cast<std::size_t>(number - 2)];
+            return;
+        }
+        const auto index = static_cast<std::size_t>(1 - number);
+        if (withoutEnd_.size() <= index) {
+            withoutEnd_.resize(index + 1, 0);
+        }
+        ++withoutEnd_[index];
+    }
+    const std::vector<std::int64_t>& WithEnd() const { return counts_; }
+    bool AnyWithoutEndAbove(std::int64_t limit) const {
+        for (const std::int64_t count : withoutEnd_) {
+            if (count > 0 && count > limit) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    std::vector<std::int64_t> counts_;
+    std::vector<std::int64_t> withoutEnd_;
+};
+
+}  // namespace
+
+MarkedBranches PruneBranches(const CodePlane& skeleton, int limitPx) {
+    const std::vector<PixelPosition> ends = FindBranchEnds(skeleton);
+    BranchCounts counts(ends.size());
+    std::vector<PixelPosition> stack = ends;
+    std::int64_t number = static_cast<std::int64_t>(ends.size()) + 1;
+    while (!stack.empty()) {
+        const PixelPosition at = stack.back();
+        stack.pop_back();
+        skeleton.At(at.x, at.y) = 0;
+        counts.Add(number);
+        bool goesOn = false;
+        for (const Step& step : kAround) {
+            const PixelPosition next{at.x + step.dx, at.y + step.dy};
+            if (skeleton.At(next.x, next.y) == 1 && GroupsAround(skeleton, next.x, next.y) == 1) {
+                stack.push_back(next);
+                goesOn = true;
+            }
+        }
+        if (!goesOn) {
+            --number;
+        }
+    }
+    MarkedBranches marked;
+    for (std::size_t i = 0; i < ends.size(); ++i) {
+        if (counts.WithEnd()[i] > limitPx) {
+            marked.ends.push_back(ends[i]);
+        }
+    }
+    marked.mapOrigin = counts.AnyWithoutEndAbove(limitPx);
+    return marked;
+}
+
+}  // namespace Korvane

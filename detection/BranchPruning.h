@@ -1,0 +1,31 @@
+#pragma once
+
+#include <vector>
+
+#include "CodePlane.h"
+
+namespace Korvane {
+
+/// Code of a pixel beyond the map in a plane handed to PruneBranches.
+inline constexpr PixelCode kBeyondMap = 2;
+
+struct PixelPosition {
+    int x;
+    int y;
+};
+
+struct MarkedBranches {
+    std::vector<PixelPosition> ends;  ///< ends, in the plane's own coordinates, of branches longer than the limit
+    bool mapOrigin = false;           ///< the map's first pixel is marked too
+};
+
+/// Removes the open branches of a skeleton, tracing from their ends inwards and stopping before junctions; lines that
+/// close on themselves stay.
+/// @param skeleton 0/1 codes, changed in place. One more pixel on every side is read: kBeyondMap where the map ends
+///                 there, 0 where it goes on without skeleton. A branch end never lies on the map's border.
+/// @param limitPx  a branch is marked when more than this many pixels were counted for it
+/// Counts are kept under a number that falls by one whenever a line ends. A fork lets more lines end than there were
+/// ends; what is counted below the first number belongs to no end, and marks the map's first pixel instead.
+MarkedBranches PruneBranches(const CodePlane& skeleton, int limitPx);
+
+}  // namespace Korvane

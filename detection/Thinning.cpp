@@ -1,0 +1,91 @@
+#include "Thinning.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Korvane {
+namespace {
+
+// Neighbours clockwise from north: bit 0 north, 1 north-east, ... 7 north-west.
+constexpr std::array<std::uint8_t, 256> MakeRemovalTable() {
+    std::array<std::uint8_t, 256> table{};
+    for (int code = 0; code < 256; ++code) {
+        const int p2 = code & 1, p3 = (code >> 1) & 1, p4 = (code >> 2) & 1, p5 = (code >> 3) & 1;
+        const int p6 = (code >> 4) & 1, p7 = (code >> 5) & 1, p8 = (code >> 6) & 1, p9 = (code >> 7) & 1;
+        const int crossings = ((1 - p2) & (p3 | p4)) + ((1 - p4) & (p5 | p6)) + ((1 - p6) & (p7 | p8)) +
+                              ((1 - p8) & (p9 | p2));
+        const int n1 = (p9 | p2) + (p3 | p4) + (p5 | p6) + (p7 | p8);
+        const int n2 = (p2 | p3) + (p4 | p5) + (p6 | p7) + (p8 | p9);
+        const int n = n1 < n2 ? n1 : n2;
+        const int kept0 = (p6 | p7 | (1 - p9)) & p8;
+        const int kept1 = (p2 | p3 | (1 - p5)) & p4;
+        if (crossings == 1 && n >= 2 && n <= 3) {
+            table[static_cast<std::size_t>(code)] =
+                static_cast<std::uint8_t>((kept0 == 0 ? 1 : 0) | (kept1 == 0 ? 2 : 0));
+        }
+    }
+    return table;
+}
+
+constexpr std::array<std::uint8_t, 256> kRemoval = MakeRemovalTable();
+
+}  // namespace
+
+void Thinning::Subiteration(const CodePlane& plane, int parity) {
+    const std::ptrdiff_t stride = plane.stride;
+    const std::ptrdiff_t origin = stride + 1;  // queued_ covers the surrounding pixels too
+    marked_.clear();
+    for (const std::ptrdiff_t offset : pending_[parity]) {
+        std::uint8_t& queued = queued_[static_cast<std::size_t>(offset + origin)];
+        queued = static_cast<std::uint8_t>(queued & ~(1 << parity));
+        const PixelCode* p = plane.data + offset;
+        if (*p == 0) {
+            continue;
+        }
+        const int code = p[-stride] | p[-stride + 1] << 1 | p[1] << 2 | p[stride + 1] << 3 | p[stride] << 4 |
+                         p[stride - 1] << 5 | p[-1] << 6 | p[-stride - 1] << 7;
+        if ((kRemoval[static_cast<std::size_t>(code)] >> parity & 1) != 0) {
+            marked_.push_back(offset);
+        }
+    }
+    pending_[parity].clear();
+    for (const std::ptrdiff_t offset : marked_) {
+        plane.data[offset] = 0;
+    }
+    const std::array<std::ptrdiff_t, 8> around{-stride - 1, -stride, -stride + 1, -1, 1, stride - 1, stride, stride + 1};
+    for (const std::ptrdiff_t offset : marked_) {
+        for (const std::ptrdiff_t step : around) {
+            const std::ptrdiff_t neighbour = offset + step;
+            std::uint8_t& queued = queued_[static_cast<std::size_t>(neighbour + origin)];
+            if (queued == 3 || plane.data[neighbour] == 0) {
+                continue;
+            }
+            for (int p = 0; p < 2; ++p) {
+                if ((queued >> p & 1) == 0) {
+                    pending_[p].push_back(neighbour);
+                }
+            }
+            queued = 3;
+        }
+    }
+}
+
+void Thinning::Run(const CodePlane& plane, const std::vector<std::ptrdiff_t>& pixels) {
+    const std::size_t size = static_cast<std::size_t>(plane.stride) * static_cast<std::size_t>(plane.height + 2);
+    queued_.assign(size, 3);  // the surrounding pixels count as queued for good: they are never thinned
+    for (int y = 0; y < plane.height; ++y) {
+        const auto row = queued_.begin() + (y + 1) * plane.stride + 1;
+        std::fill(row, row + plane.width, std::uint8_t{0});
+    }
+    for (const std::ptrdiff_t offset : pixels) {
+        queued_[static_cast<std::size_t>(offset + plane.stride + 1)] = 3;
+    }
+    pending_[0] = pixels;
+    pending_[1] = pixels;
+    while (!pending_[0].empty() || !pending_[1].empty()) {
+        Subiteration(plane, 0);
+        Subiteration(plane, 1);
+    }
+}
+
+}  // namespace Korvane

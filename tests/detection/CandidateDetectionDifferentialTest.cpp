@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "CandidateDetection.h"
+#include "ComponentSweep.h"
+#include "reference/PlainCandidateDetection.h"
+#include "reference/PlainComponentSweep.h"
+#include "support/EdgeMaps.h"
+
+namespace {
+
+constexpr std::array<float, 7> kScales{0.05f, 0.1f, 0.2f, 0.3f, 0.5f, 1.0f, 2.0f};
+constexpr std::array<float, 4> kClusterSizes{0.1f, 0.3f, 1.0f, 1.9f};
+
+class TraceKeeper : public Korvane::DetectionObserver {
+public:
+    void Trace(const std::string& line) override { lines.push_back(line); }
+    std::vector<std::string> lines;
+};
+
+/// Whole numbers and fractions drawn from one seed, the same on every machine.
+class Draw {
+public:
+    explicit Draw(std::uint32_t seed) : random_(seed) {}
+    int Between(int low, int high) { return low + static_cast<int>(Seed() % static_cast<std::uint32_t>(high - low + 1)); }
+    bool OneIn(int n) { return Between(1, n) == 1; }
+    std::uint32_t Seed() { return static_cast<std::uint32_t>(random_()); }
+    template <typename List>
+    auto OneOf(const List& list) {
+        return list[static_cast<std::size_t>(Between(0, static_cast<int>(list.size()) - 1))];
+    }
+
+private:
+    std::mt19937 random_;
+};
+
+cv::Size RandomSize(Draw& draw) {
+    cv::Size size(draw.Between(1, 20), draw.Between(1, 20));
+    if (draw.OneIn(4)) size = cv::Size(draw.Between(1, 44), draw.Between(1, 44));
+    if (draw.OneIn(12)) size.width = 1;
+    if (draw.OneIn(12)) size.height = 1;
+    if (draw.OneIn(40)) size = cv::Size(draw.Between(45, 90), draw.Between(45, 90));
+    return size;
+}
+
+template <typename Change>
+void ForEachValue(cv::Mat& map, Change change) {
+    for (int y = 0; y < map.rows; ++y) {
+        for (int x = 0; x < map.cols; ++x) {
+            float& value = map.at<float>(y, x);
+            value = change(value);
+        }
+    }
+}
+
+cv::Mat RandomPicture(Draw& draw, cv::Size size) {
+    if (draw.OneIn(2)) {
+        constexpr std::array<double, 5> sigmas{0.0, 0.7, 1.2, 2.0, 3.5};
+        return korvane_test::NoisePicture(size.width, size.height, draw.OneOf(sigmas), draw.Seed());
+    }
+    korvane_test::DiscPicture look;
+    look.discsPerMegapixel = draw.Between(500, 6500);
+    look.smallestRadiusPx = 3.0;
+    look.largestRadiusPx = draw.Between(4, 15);
+    look.noise = 0.1 * draw.Between(0, 4);
+    look.blurSigmaPx = 0.5 * draw.Between(1, 4);
+    return korvane_test::PictureOfDiscs(size.width, size.height, look, draw.Seed());
+}
+
+/// Plateaus, values that are levels themselves, values beyond 0 .. 1, NaN and constants, now and then.
+void Disturb(Draw& draw, cv::Mat& edges) {
+    if (draw.OneIn(4)) {
+        const auto steps = static_cast<float>(draw.Between(2, 13));
+        ForEachValue(edges, [&](float v) { return std::round(v * steps) / steps; });
+    }
+    if (draw.OneIn(4)) {
+        ForEachValue(edges, [](float v) { return v * v; });
+    }
+    if (draw.OneIn(3)) {
+        const auto strongest = 0.1f * static_cast<float>(draw.Between(3, 8));
+        ForEachValue(edges, [&](float v) { return std::sqrt(v) * strongest; });
+    }
+    if (draw.OneIn(25)) {
+        ForEachValue(edges, [](float v) {
+            float level = 1.0f;
+            for (int k = static_cast<int>(v * 200.0f); k > 0; --k) level = level - 0.005f;
+            return level;
+        });
+    }
+    if (draw.OneIn(10)) {
+        constexpr std::array<float, 3> odd{std::numeric_limits<float>::quiet_NaN(), 1.7f, -0.4f};
+        for (int i = draw.Between(1, 10); i > 0; --i) {
+            edges.at<float>(draw.Between(0, edges.rows - 1), draw.Between(0, edges.cols - 1)) = draw.OneOf(odd);
+        }
+    }
+    if (draw.OneIn(50)) edges = cv::Scalar(0.25 * draw.Between(0, 4));
+}
+
+::testing::AssertionResult SameBits(const cv::Mat& plain, const cv::Mat& shipped) {
+    for (int y = 0; y < plain.rows; ++y) {
+        for (int x = 0; x < plain.cols; ++x) {
+            if (std::memcmp(plain.ptr<float>(y) + x, shipped.ptr<float>(y) + x, sizeof(float)) != 0) {
+                return ::testing::AssertionFailure() << "first difference at column " << x << ", row " << y << ": plain "
+                                                     << plain.at<float>(y, x) << ", shipped " << shipped.at<float>(y, x);
+            }
+        }
+    }
+    return ::testing::AssertionSuccess();
+}
+
+TEST(CandidateDetectionDifferential, MapsAndTraceEqualThePlainFormOnRandomPictures) {
+    int withCandidates = 0;
+    for (std::uint32_t seed = 1; seed <= 1000; ++seed) {
+        Draw draw(seed);
+        const cv::Size size = RandomSize(draw);
+        const float scale = draw.OneOf(kScales);
+        const float clusterSize = draw.OneOf(kClusterSizes);
+        cv::Mat edges = RandomPicture(draw, size);
+        if (draw.OneIn(2)) edges = korvane_test::EdgeMapOf(edges);
+        Disturb(draw, edges);
+        const cv::Mat before = edges.clone();
+
+        TraceKeeper plainTrace;
+        TraceKeeper shippedTrace;
+        cv::Mat plain = cv::Mat::zeros(size, CV_32F);
+        cv::Mat shipped = cv::Mat::zeros(size, CV_32F);
+        korvane_reference::PlainDetectCandidates(edges, plain, scale, clusterSize, plainTrace);
+        ASSERT_TRUE(SameBits(before, edges)) << "plain form changed its input, seed " << seed;
+        Korvane::DetectCandidates(edges, shipped, scale, clusterSize, shippedTrace);
+        ASSERT_TRUE(SameBits(before, edges)) << "input changed, seed " << seed;
+        ASSERT_TRUE(SameBits(plain, shipped)) << "seed " << seed << ", " << size.width << " x " << size.height << ", scale "
+                                              << scale << ", cluster size " << clusterSize;
+        ASSERT_EQ(plainTrace.lines, shippedTrace.lines) << "seed " << seed;
+        withCandidates += cv::countNonZero(plain == 2.0) > 0 ? 1 : 0;
+    }
+    EXPECT_GT(withCandidates, 600);
+}
+
+cv::Mat RandomCodes(Draw& draw, cv::Size size) {
+    const bool someTouched = draw.OneIn(2);
+    const bool someAnalysed = draw.OneIn(2);
+    cv::Mat codes = korvane_test::NoisePicture(size.width, size.height, draw.Between(1, 3), draw.Seed());
+    ForEachValue(codes, [&](float v) {
+        if (v >= 0.45f && v < 0.55f) return someTouched ? 3.0f : 0.0f;
+        if (v >= 0.55f && v < 0.62f) return 0.0f;
+        if (v >= 0.62f && v < 0.7f) return someAnalysed ? 2.0f : 0.0f;
+        return 1.0f;
+    });
+    return codes;
+}
+
+cv::Mat RandomCandidates(Draw& draw, cv::Size size) {
+    cv::Mat candidates = cv::Mat::zeros(size, CV_32F);
+    if (draw.OneIn(4)) {
+        ForEachValue(candidates, [&](float) { return draw.OneIn(9) ? 2.0f : draw.OneIn(9) ? 3.0f : 0.0f; });
+    }
+    return candidates;
+}
+
+TEST(ComponentSweepDifferential, BothMapsEqualThePlainFormOnRandomCodesSweptAgainAndAgain) {
+    int analysed = 0;
+    for (std::uint32_t seed = 1; seed <= 1000; ++seed) {
+        Draw draw(seed);
+        const cv::Size size = RandomSize(draw);
+        const float scale = 0.2f * draw.OneOf(kScales);
+        const float clusterSize = draw.OneOf(kClusterSizes);
+        cv::Mat plainCodes = RandomCodes(draw, size);
+        cv::Mat plainCandidates = RandomCandidates(draw, size);
+        cv::Mat codes = plainCodes.clone();
+        cv::Mat candidates = plainCandidates.clone();
+        for (int sweep = 0; sweep < 3; ++sweep) {
+            korvane_reference::PlainComponentSweep(plainCodes, plainCandidates, scale, clusterSize);
+            Korvane::SweepComponents(codes, candidates, scale, clusterSize);
+            ASSERT_TRUE(SameBits(plainCodes, codes)) << "component map, seed " << seed << ", sweep " << sweep;
+            ASSERT_TRUE(SameBits(plainCandidates, candidates)) << "candidate map, seed " << seed << ", sweep " << sweep;
+            analysed += cv::countNonZero(codes == 3.0) > 0 ? 1 : 0;
+            for (int i = size.area() / 20; i > 0; --i) {
+                const cv::Point at(draw.Between(0, size.width - 1), draw.Between(0, size.height - 1));
+                plainCodes.at<float>(at) = codes.at<float>(at) = static_cast<float>(draw.Between(0, 3));
+            }
+        }
+    }
+    EXPECT_GT(analysed, 1000);
+}
+
+}  // namespace

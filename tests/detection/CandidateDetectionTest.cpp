@@ -1,0 +1,84 @@
+#include "CandidateDetection.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "ComponentSweep.h"
+#include "ToolkitError.h"
+
+namespace {
+
+template <typename Work>
+std::string MessageOf(Work work) {
+    try {
+        work();
+    } catch (const qvox::ToolkitError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(CandidateDetection, RefusesMapsOfDifferentSizesAndNamesBoth) {
+    Korvane::DetectionObserver observer;
+    const cv::Mat edges = cv::Mat::zeros(4, 6, CV_32F);
+    cv::Mat candidates = cv::Mat::zeros(4, 5, CV_32F);
+    EXPECT_EQ(MessageOf([&] { Korvane::DetectCandidates(edges, candidates, 1.0f, 1.0f, observer); }),
+              "Candidate detection: the edge map has 6 x 4 pixels, the candidate map 5 x 4");
+}
+
+TEST(CandidateDetection, RefusesMapsThatAreNotFloat) {
+    Korvane::DetectionObserver observer;
+    const cv::Mat edges = cv::Mat::zeros(4, 6, CV_8U);
+    cv::Mat candidates = cv::Mat::zeros(4, 6, CV_32F);
+    EXPECT_EQ(MessageOf([&] { Korvane::DetectCandidates(edges, candidates, 1.0f, 1.0f, observer); }),
+              "Candidate detection: both maps must hold one channel of floats");
+}
+
+TEST(CandidateDetection, LeavesAnEmptyMapEmpty) {
+    Korvane::DetectionObserver observer;
+    cv::Mat candidates(0, 0, CV_32F);
+    Korvane::DetectCandidates(cv::Mat(0, 0, CV_32F), candidates, 1.0f, 1.0f, observer);
+    EXPECT_TRUE(candidates.empty());
+}
+
+TEST(CandidateDetection, WorksOnPartsOfLargerMaps) {
+    Korvane::DetectionObserver observer;
+    cv::Mat wideEdges = cv::Mat::ones(40, 50, CV_32F);
+    cv::Mat edges = wideEdges(cv::Rect(5, 5, 30, 30));
+    edges = cv::Scalar(0.0);
+    cv::Mat wideCandidates(40, 50, CV_32F, cv::Scalar(7.0));
+    cv::Mat candidates = wideCandidates(cv::Rect(5, 5, 30, 30));
+    candidates = cv::Scalar(0.0);
+    Korvane::DetectCandidates(edges, candidates, 1.0f, 1.0f, observer);
+    EXPECT_EQ(cv::countNonZero(candidates == 2.0), 900);
+    EXPECT_EQ(cv::countNonZero(wideCandidates == 7.0), 2000 - 900);
+}
+
+TEST(EdgePercentile, IsOneWhereTheLastBinReachesTheTarget) {
+    EXPECT_EQ(Korvane::EdgePercentile(cv::Mat::ones(8, 8, CV_32F), 97.5f), 1.0f);
+}
+
+TEST(EdgePercentile, IsThreeTenthsWhereValuesWithoutABinKeepTheTargetOutOfReach) {
+    cv::Mat edges = cv::Mat::zeros(10, 10, CV_32F);
+    edges.row(0) = cv::Scalar(std::numeric_limits<float>::quiet_NaN());
+    EXPECT_EQ(Korvane::EdgePercentile(edges, 97.5f), 0.3f);
+    edges.row(0) = cv::Scalar(1.5);
+    EXPECT_EQ(Korvane::EdgePercentile(edges, 97.5f), 0.3f);
+}
+
+TEST(EdgePercentile, CountsNegativeValuesInTheFirstBin) {
+    EXPECT_EQ(Korvane::EdgePercentile(cv::Mat(10, 10, CV_32F, cv::Scalar(-3.0)), 97.5f), 1.0f / 65536.0f);
+}
+
+TEST(ComponentSweep, NamesTheValueThatIsNoCode) {
+    cv::Mat codes = cv::Mat::zeros(3, 4, CV_32F);
+    codes.at<float>(2, 1) = 1.5f;
+    cv::Mat candidates = cv::Mat::zeros(3, 4, CV_32F);
+    EXPECT_EQ(MessageOf([&] { Korvane::SweepComponents(codes, candidates, 1.0f, 1.0f); }),
+              "Component sweep: the component map holds 1.500000 at column 1, row 2, which is no code");
+}
+
+}  // namespace
