@@ -179,7 +179,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
         app.parse(std::move(reversed));
     } catch (const CLI::CallForHelp&) {
         const std::vector<CLI::App*> chosen = app.get_subcommands();
-        return {std::nullopt, chosen.empty() ? app.help() : chosen.front()->help()};
+        return {std::nullopt, chosen.empty() ? app.help() : chosen.front()->help("korvane-batch")};
     } catch (const CLI::CallForVersion& version) {
         return {std::nullopt, std::string(version.what()) + "\n"};
     } catch (const CLI::ParseError& error) {

@@ -37,13 +37,11 @@ std::vector<ObjectMeasures> MeasureObjects(const qvox::LabelImage& labels) {
     qvox::ComponentImage components;
     qvox::LabelForegroundRegions(components, labels, qvox::Neighbourhood8());
     objects.reserve(components.Components().size());
-    for (const qvox::ComponentRecord& component : components.Components()) {
+    for (const qvox::ShapeEstimate& shape : qvox::EstimateShapes(components)) {
         ObjectMeasures object;
-        object.label = component.sourceValue;
-        const double perimeter = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kPerimeter);
-        const double area = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kArea);
-        object.perimeterNm = perimeter * 1000.0;
-        object.areaNm2 = area * 1000000.0;
+        object.label = components.Find(shape.identifier)->sourceValue;
+        object.perimeterNm = shape.perimeterUm * 1000.0;
+        object.areaNm2 = shape.areaUm2 * 1000000.0;
         object.diameterNm = std::sqrt(object.areaNm2 * 4.0 / kPi);
         object.roundness = object.areaNm2 * 4.0 * kPi / (object.perimeterNm * object.perimeterNm);
         objects.push_back(object);
