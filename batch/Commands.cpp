@@ -13,6 +13,7 @@
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "ImageJob.h"
+#include "ImageLoading.h"
 #include "InputList.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
@@ -104,7 +105,7 @@ wxString InfoLine(const wxString& path, const qvox::ImageFileInfo& info) {
     wxString line = path + ": " + NumberText(info.sizeX) + " x " + NumberText(info.sizeY);
     if (info.sizeZ > 1) line += " x " + NumberText(info.sizeZ);
     line += ", " + PathText(info.typeText);
-    if (info.type == qvox::VoxelType::kUnsupported) line += " (not supported)";
+    if (!IsInputType(info.type)) line += " (not supported)";
     line += ", " + PixelSizeText(info);
     if (!info.resolutionNote.empty()) line += " (" + PathText(info.resolutionNote) + ")";
     return line;

@@ -70,7 +70,7 @@ private:
     qvox::ImageFileInfo Inspect() const {
         return DoFileTask(FileTask::kLoadInput, files_.input, [this] {
             qvox::ImageFileInfo info = qvox::InspectImageFile(PathBytes(files_.input));
-            if (info.type == qvox::VoxelType::kUnsupported) throw UnsupportedPixelType();
+            if (!IsInputType(info.type)) throw UnsupportedPixelType();
             return info;
         });
     }

@@ -5,7 +5,6 @@
 
 #include "FailureText.h"
 #include "PathText.h"
-#include "files/ImageFile.h"
 
 namespace Korvane {
 
@@ -21,6 +20,10 @@ void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image) {
 }
 
 }  // namespace
+
+bool IsInputType(qvox::VoxelType type) {
+    return type == qvox::VoxelType::kUint8 || type == qvox::VoxelType::kUint16 || type == qvox::VoxelType::kFloat32;
+}
 
 qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image) {
     qvox::LabelImage labels;
@@ -44,7 +47,7 @@ Position LoadPosition(const wxString& path) {
         case qvox::VoxelType::kFloat32:
             qvox::LoadImageFile(bytes, position.image);
             break;
-        case qvox::VoxelType::kUnsupported:
+        default:
             throw UnsupportedPixelType();
     }
     position.labels = EmptyLabelsFor(position.image);
