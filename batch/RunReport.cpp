@@ -48,7 +48,10 @@ const char* StateText(ImageState state) {
     return "abandoned";
 }
 
-Json PixelSizeNm(float perUm) { return perUm > 0.0f ? Json(Shortest(1000.0f / perUm)) : Json(nullptr); }
+Json PixelSizeNm(float perUm) {
+    // The quotient in double precision, rounded once: a size that was given in nanometres comes back as it was given.
+    return perUm > 0.0f ? Json(Shortest(static_cast<float>(1000.0 / static_cast<double>(perUm)))) : Json(nullptr);
+}
 
 Json ImageJson(const ImageFiles& files, const ImageOutcome& outcome) {
     Json image;
