@@ -90,15 +90,15 @@ private:
 
     Position Load() {
         const qvox::ImageFileInfo info = Inspect();
-        Position position = DoFileTask(FileTask::kLoadInput, files_.input, [this] { return LoadPosition(files_.input); });
+        Position position =
+            DoFileTask(FileTask::kLoadInput, files_.input, [this] { return LoadPosition(files_.input); });
         SettleResolution(position.image, info);
         position.labels.SetResolution(position.image.Resolution());
         return position;
     }
 
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels) {
-        const LabelsFound found =
-            DoFileTask(FileTask::kLoadResults, Name(), [&] { return LoadLabels(from, labels); });
+        const LabelsFound found = DoFileTask(FileTask::kLoadResults, Name(), [&] { return LoadLabels(from, labels); });
         if (found == LabelsFound::kLoaded) outcome_.objectCount = CountLabels(labels);
         return found;
     }
@@ -107,9 +107,10 @@ private:
         const bool onStandardOutput = options_.command == BatchCommand::kMeasure;
         if (!options_.table && !onStandardOutput) return;
         if (outcome_.resolution.x <= 0.0f && outcome_.objectCount > 0) {
-            progress_.Warning("'" + files_.input +
-                              "' stores no pixel size: measured as if a pixel were 1000 nm wide. Give the true one with "
-                              "--pixel-size.");
+            progress_.Warning(
+                "'" + files_.input +
+                "' stores no pixel size: measured as if a pixel were 1000 nm wide. Give the true one with "
+                "--pixel-size.");
         }
         outcome_.rows = MeasurementRows(files_.input, labels);
     }
@@ -173,17 +174,16 @@ private:
 
     bool ReadSeeds(qvox::LabelImage& labels) {
         if (ReadLabels(files_.seeds, labels) == LabelsFound::kLoaded && outcome_.objectCount > 0) return true;
-        progress_.Warning(
-            wxString::Format("The position number %d was not segmented due to missing seeds!", static_cast<int>(number_)) +
-            " ('" + files_.seeds + "')");
+        progress_.Warning(wxString::Format("The position number %d was not segmented due to missing seeds!",
+                                           static_cast<int>(number_)) +
+                          " ('" + files_.seeds + "')");
         outcome_.state = ImageState::kNoLabels;
         return false;
     }
 
     void UseExistingLabels() {
         outcome_.state = ImageState::kSkipped;
-        progress_.Note("'" + files_.input + "' is skipped: '" + files_.labels +
-                       "' exists (--overwrite replaces it).");
+        progress_.Note("'" + files_.input + "' is skipped: '" + files_.labels + "' exists (--overwrite replaces it).");
         if (options_.overlay) {
             Position position = Load();
             if (ReadLabels(files_.labels, position.labels) == LabelsFound::kNoFile) return;

@@ -17,8 +17,8 @@ namespace Korvane {
 enum class ImageState {
     kNotStarted,  ///< the run was interrupted before
     kDone,
-    kSkipped,    ///< its labels exist already and were not to be replaced
-    kNoLabels,   ///< there were no labels to work on
+    kSkipped,   ///< its labels exist already and were not to be replaced
+    kNoLabels,  ///< there were no labels to work on
     kFailed,
     kAbandoned,  ///< the run was interrupted meanwhile
 };
@@ -30,13 +30,12 @@ struct ImageOutcome {
     wxString resolutionSource;
     std::size_t objectCount = 0;
     double seconds = 0.0;
-    wxString error;               ///< set when state is kFailed
-    std::vector<wxString> rows;   ///< of the measurement table, when one is made
+    wxString error;              ///< set when state is kFailed
+    std::vector<wxString> rows;  ///< of the measurement table, when one is made
 };
 
 /// Does a run's work on one image and tells what happens; `number` is its place in the run, from 1. Never throws:
 /// a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
-ImageOutcome ProcessImage(const BatchOptions& options, const ImageFiles& files, std::size_t number,
-                          Progress& progress);
+ImageOutcome ProcessImage(const BatchOptions& options, const ImageFiles& files, std::size_t number, Progress& progress);
 
 }  // namespace Korvane

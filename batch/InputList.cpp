@@ -26,7 +26,9 @@ std::string_view TakeNumber(std::string_view text, std::size_t& at) {
     return text.substr(start, at - start);
 }
 
-bool StartsWith(const std::string& text, std::string_view prefix) { return text.compare(0, prefix.size(), prefix) == 0; }
+bool StartsWith(const std::string& text, std::string_view prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
 
 bool EndsWithAnyCase(const std::string& text, std::string_view ending) {
     return text.size() > ending.size() &&

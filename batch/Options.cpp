@@ -81,8 +81,8 @@ void AddPixelSize(CLI::App& command, BatchOptions& options) {
     command.add_option_function<std::string>(name, take, "Use this pixel size instead of the file's")->type_name("NM");
 }
 
-void AddFolder(CLI::App& command, const std::string& names, std::optional<std::string>& folder,
-               const std::string& type, const std::string& help) {
+void AddFolder(CLI::App& command, const std::string& names, std::optional<std::string>& folder, const std::string& type,
+               const std::string& help) {
     const std::string name = names.substr(names.find("--"));
     const auto take = [&folder, name](const std::string& text) {
         if (text.empty()) throw CLI::ValidationError(name, "needs a name");
@@ -117,8 +117,8 @@ void AddJobs(CLI::App& command, BatchOptions& options) {
         }
     };
     command
-        .add_option_function<std::string>(
-            "--jobs", take, "Images worked on at a time (default: the processors that may be used)")
+        .add_option_function<std::string>("--jobs", take,
+                                          "Images worked on at a time (default: the processors that may be used)")
         ->type_name("N");
 }
 
@@ -131,10 +131,12 @@ void AddCommand(CLI::App& app, const CommandText& text, BatchOptions& options) {
 
     const bool writesLabels = text.command == BatchCommand::kDetect || text.command == BatchCommand::kSegment;
     if (text.command != BatchCommand::kMeasure) {
-        AddFolder(command, "-o,--output", options.output, "DIR", "Folder for what is written (default: beside each image)");
+        AddFolder(command, "-o,--output", options.output, "DIR",
+                  "Folder for what is written (default: beside each image)");
         AddStyle(command, options);
     } else {
-        AddFolder(command, "-o,--output", options.output, "DIR", "Folder of the seg_NAME files when --labels is not given");
+        AddFolder(command, "-o,--output", options.output, "DIR",
+                  "Folder of the seg_NAME files when --labels is not given");
     }
     if (text.command != BatchCommand::kDetect) {
         AddFolder(command, "--labels", options.labels, "DIR",

@@ -21,17 +21,17 @@ enum class Verbosity { kQuiet, kNormal, kVerbose };
 /// What one run was asked to do. Paths are the file system's bytes.
 struct BatchOptions {
     BatchCommand command = BatchCommand::kDetect;
-    std::vector<std::string> images;       ///< files and folders, as given
-    std::optional<std::string> output;     ///< none: beside each image
-    std::optional<std::string> labels;     ///< none: the output folder, else beside each image
+    std::vector<std::string> images;    ///< files and folders, as given
+    std::optional<std::string> output;  ///< none: beside each image
+    std::optional<std::string> labels;  ///< none: the output folder, else beside each image
     std::optional<std::string> table;
     std::optional<std::string> stages;
     ExistingLabels existing = ExistingLabels::kSkip;
-    bool overlay = false;                  ///< detect, segment: write the overlay picture too
+    bool overlay = false;  ///< detect, segment: write the overlay picture too
     LabelStyle style = LabelStyle::kContours;
-    std::optional<double> pixelSizeNm;     ///< instead of the file's
+    std::optional<double> pixelSizeNm;  ///< instead of the file's
     AnalysisParameters parameters;
-    unsigned jobs = 0;                     ///< 0: as many as the process may use processors
+    unsigned jobs = 0;  ///< 0: as many as the process may use processors
     Verbosity verbosity = Verbosity::kNormal;
 };
 

@@ -15,8 +15,8 @@ extern const char* const kMeasurementHeader;
 /// What is told of one object.
 struct ObjectMeasures {
     std::uint16_t label = 0;
-    double diameterNm = 0.0;   ///< of the circle of the same area
-    double roundness = 0.0;    ///< 1 for a circle; infinite or NaN for a perimeter of 0
+    double diameterNm = 0.0;  ///< of the circle of the same area
+    double roundness = 0.0;   ///< 1 for a circle; infinite or NaN for a perimeter of 0
     double perimeterNm = 0.0;
     double areaNm2 = 0.0;
 };

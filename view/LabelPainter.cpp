@@ -21,8 +21,8 @@ std::string SizeText(std::uint64_t width, std::uint64_t height) {
 
 void RequirePart(const LabelImage& labels, const PixelRectangle& part) {
     if (labels.SizeZ() > 1) throw ToolkitError("Painting labels: the image has several planes.");
-    const bool inside = part.x <= labels.SizeX() && part.width <= labels.SizeX() - part.x &&
-                        part.y <= labels.SizeY() && part.height <= labels.SizeY() - part.y;
+    const bool inside = part.x <= labels.SizeX() && part.width <= labels.SizeX() - part.x && part.y <= labels.SizeY() &&
+                        part.height <= labels.SizeY() - part.y;
     if (inside) return;
     throw ToolkitError("Painting labels: the part " + SizeText(part.width, part.height) + " at " +
                        std::to_string(part.x) + ", " + std::to_string(part.y) + " does not lie in the image of " +

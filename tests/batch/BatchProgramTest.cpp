@@ -68,7 +68,8 @@ TEST_F(BatchProgram, DetectIsTheSameForAnyNumberOfJobsAndOnASecondRun) {
     const char* const jobs[] = {"1", "2", "4", "1"};
     for (std::size_t i = 0; i < 4; ++i) {
         const std::string out = File("out" + std::to_string(i));
-        const ProgramResult run = RunProgram({"detect", "--quiet", "--jobs", jobs[i], "-o", out, "--table", out + ".txt", "--overlay", File("in")});
+        const ProgramResult run = RunProgram(
+            {"detect", "--quiet", "--jobs", jobs[i], "-o", out, "--table", out + ".txt", "--overlay", File("in")});
         ASSERT_EQ(run.status, 0) << run.messages;
         EXPECT_EQ(run.messages, "");
     }
@@ -142,8 +143,7 @@ TEST_F(BatchProgram, APictureWithoutPixelSizeNeedsOneToBeGiven) {
 }
 
 TEST_F(BatchProgram, DetectWritesItsStages) {
-    const ProgramResult run =
-        RunProgram({"detect", "--stages", File("stages"), "-o", File("out"), Picture("a.tif")});
+    const ProgramResult run = RunProgram({"detect", "--stages", File("stages"), "-o", File("out"), Picture("a.tif")});
     ASSERT_EQ(run.status, 0) << run.messages;
     qvox::VoxelImage<float> edges;
     qvox::LoadImageFile(File("stages/edges_a.tif"), edges);
@@ -187,8 +187,7 @@ TEST_F(BatchProgram, LabelsOfAnotherSizeAreRefused) {
     qvox::SaveImageFile(File("seg_a.tif"), TwoSquares(95, 80));
     const ProgramResult run = RunProgram({"measure", image});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.messages.find(
-                  "Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)"),
+    EXPECT_NE(run.messages.find("Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)"),
               std::string::npos)
         << run.messages;
 }
@@ -197,11 +196,11 @@ TEST_F(BatchProgram, OverlayPaintsAsThePainterDoes) {
     const std::string image = Picture("a.tif");
     fs::create_directory(File("labels"));
     Squares("labels/seg_a.tif");
-    for (const auto& [option, style] : {std::pair<const char*, Korvane::LabelStyle>{"--quiet", Korvane::LabelStyle::kContours},
-                                       {"--regions", Korvane::LabelStyle::kRegions},
-                                       {"--raw", Korvane::LabelStyle::kNone}}) {
-        const ProgramResult run =
-            RunProgram({"overlay", option, "--labels", File("labels"), "-o", File("out"), image});
+    for (const auto& [option, style] :
+         {std::pair<const char*, Korvane::LabelStyle>{"--quiet", Korvane::LabelStyle::kContours},
+          {"--regions", Korvane::LabelStyle::kRegions},
+          {"--raw", Korvane::LabelStyle::kNone}}) {
+        const ProgramResult run = RunProgram({"overlay", option, "--labels", File("labels"), "-o", File("out"), image});
         ASSERT_EQ(run.status, 0) << run.messages;
         const qvox::VoxelImage<std::uint8_t> raw = Vesicles(1);
         qvox::VoxelImage<float> floats;
@@ -264,15 +263,15 @@ TEST_F(BatchProgram, VerboseTracesToTheMessagesOnly) {
 TEST_F(BatchProgram, WrongUsageDoesNothing) {
     const std::string image = Picture("x/a.tif");
     Picture("y/a.tif");
-    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-             {},
-             {"detect"},
-             {"detect", "--roundness", "1.01", image},
-             {"detect", "-o", File("out"), image, File("y/a.tif")},
-             {"detect", "--table", File("none/t.txt"), image},
-             {"detect", "-o", image, image},
-             {"detect", folder_.Path().string()},
-             {"measure", "--labels", File("none"), image}}) {
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{},
+                                               {"detect"},
+                                               {"detect", "--roundness", "1.01", image},
+                                               {"detect", "-o", File("out"), image, File("y/a.tif")},
+                                               {"detect", "--table", File("none/t.txt"), image},
+                                               {"detect", "-o", image, image},
+                                               {"detect", folder_.Path().string()},
+                                               {"measure", "--labels", File("none"), image}}) {
         const ProgramResult run = RunProgram(arguments);
         EXPECT_EQ(run.status, 2) << run.messages;
         EXPECT_EQ(run.messages.rfind("korvane-batch: ", 0), 0u) << run.messages;

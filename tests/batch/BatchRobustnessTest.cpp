@@ -34,12 +34,13 @@ TEST(BatchRobustness, NamesOfAnyBytesWorkUnderEveryLocale) {
         const TemporaryFolder folder;
         fs::create_directory(folder.File("\xC3\xBC \xC3\xA9"));
         const char* const names[] = {"\xC3\xBC \xC3\xA9 \xC2\xB5 \xE4\xB8\xAD #1 100%s.tif", "bad\xFF\x80.tif"};
-        for (const char* name : names) qvox::SaveImageFile(folder.File("\xC3\xBC \xC3\xA9/" + std::string(name)), Vesicles(1));
+        for (const char* name : names)
+            qvox::SaveImageFile(folder.File("\xC3\xBC \xC3\xA9/" + std::string(name)), Vesicles(1));
         Surroundings surroundings;
         surroundings.environment = {locale};
         surroundings.workingFolder = folder.Path().string();
-        const ProgramResult run = RunProgram({"detect", "-o", "aus \xC2\xB5", "--table", "aus \xC2\xB5/\xE4\xB8\xAD.txt",
-                                              "--overlay", "\xC3\xBC \xC3\xA9"},
+        const ProgramResult run = RunProgram({"detect", "-o", "aus \xC2\xB5", "--table",
+                                              "aus \xC2\xB5/\xE4\xB8\xAD.txt", "--overlay", "\xC3\xBC \xC3\xA9"},
                                              surroundings);
         ASSERT_EQ(run.status, 0) << locale << ": " << run.messages;
         for (const char* name : names) {
@@ -126,8 +127,8 @@ TEST(BatchRobustness, AnInterruptLeavesOnlyWholeFiles) {
     for (unsigned i = 0; i < 200; ++i) {
         qvox::SaveImageFile(folder.File("in/p" + std::to_string(i) + ".tif"), Vesicles(i));
     }
-    ProgramRun run({"detect", "--jobs", "1", "-o", folder.File("out"), "--table", folder.File("out/t.txt"),
-                    folder.File("in")});
+    ProgramRun run(
+        {"detect", "--jobs", "1", "-o", folder.File("out"), "--table", folder.File("out/t.txt"), folder.File("in")});
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!fs::exists(folder.File("out/seg_p0.tif")) && std::chrono::steady_clock::now() < limit) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

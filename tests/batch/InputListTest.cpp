@@ -73,8 +73,7 @@ TEST(ExpandInputs, KeepsTheOrderGivenAndEachPathOnce) {
 }
 
 TEST(ExpandInputs, PathsBecomeFullPaths) {
-    EXPECT_EQ(ExpandInputs({"a.tif"}),
-              std::vector<std::string>{(std::filesystem::current_path() / "a.tif").string()});
+    EXPECT_EQ(ExpandInputs({"a.tif"}), std::vector<std::string>{(std::filesystem::current_path() / "a.tif").string()});
 }
 
 TEST(ExpandInputs, AFolderWithoutImagesIsAnError) {

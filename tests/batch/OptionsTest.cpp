@@ -55,7 +55,8 @@ TEST(Options, EachParameterReachesItsField) {
 
 TEST(Options, BothEndsOfEachRangeAreAccepted) {
     for (const char* name : {"--edge-contrast", "--area-fraction", "--roundness"}) {
-        for (const char* value : {"0", "1", "0.0", "1.000"}) EXPECT_EQ(Refusal({"detect", name, value, "a"}), "accepted");
+        for (const char* value : {"0", "1", "0.0", "1.000"})
+            EXPECT_EQ(Refusal({"detect", name, value, "a"}), "accepted");
         for (const char* value : {"-0.01", "1.01"}) EXPECT_NE(Refusal({"detect", name, value, "a"}), "accepted");
     }
     for (const char* name : {"--max-cluster-size", "--exosome-size"}) {

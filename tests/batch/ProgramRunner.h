@@ -1,7 +1,7 @@
 #pragma once
 
-#include <string>
 #include <sys/types.h>
+#include <string>
 #include <vector>
 
 #include "VoxelImage.h"
@@ -19,9 +19,9 @@ struct ProgramResult {
 struct Surroundings {
     std::vector<std::string> environment{"LC_ALL=C"};
     std::string workingFolder = "/";
-    std::string standardOutput;        ///< write it to this file instead of collecting it
-    unsigned long maxFileBytes = 0;    ///< longest file that the run may write; 0: no limit
-    unsigned user = 0;                 ///< run as this user; 0: as this process does
+    std::string standardOutput;      ///< write it to this file instead of collecting it
+    unsigned long maxFileBytes = 0;  ///< longest file that the run may write; 0: no limit
+    unsigned user = 0;               ///< run as this user; 0: as this process does
 };
 
 /// Starts the built program; Await collects its end.

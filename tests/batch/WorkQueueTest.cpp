@@ -38,7 +38,8 @@ TEST(RunJobs, NeverRunsMoreThanTheWorkersAtATime) {
 
 TEST(RunJobs, StartsNothingAfterAStop) {
     std::atomic<int> calls{0};
-    RunJobs(100, 1, [&] { return calls.load() >= 4; }, [&](std::size_t) { ++calls; });
+    RunJobs(
+        100, 1, [&] { return calls.load() >= 4; }, [&](std::size_t) { ++calls; });
     EXPECT_EQ(calls.load(), 4);
 }
 
@@ -50,7 +51,8 @@ TEST(UsableProcessors, AreAtLeastOne) { EXPECT_GE(UsableProcessors(), 1u); }
 
 TEST(ExceptionText, NamesTheCauseOfAnyException) {
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(qvox::ToolkitError("broken"))), wxString("Error='broken'"));
-    EXPECT_EQ(ExceptionText(std::make_exception_ptr(std::runtime_error("two\nlines\n"))), wxString("Error='two lines'"));
+    EXPECT_EQ(ExceptionText(std::make_exception_ptr(std::runtime_error("two\nlines\n"))),
+              wxString("Error='two lines'"));
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(std::bad_alloc())), wxString("Not enough memory"));
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(1)), wxString("Unknown error"));
 }

@@ -45,8 +45,7 @@ void PlainPaintBench(benchmark::State& state, LabelStyle style) {
         [&] {
             for (std::uint64_t y = 0; y < picture.SizeY(); ++y) {
                 for (std::uint64_t x = 0; x < picture.SizeX(); ++x) {
-                    picture(x, y) =
-                        korvane_reference::PlainColour(scene.grey(x, y), scene.labels, x, y, style);
+                    picture(x, y) = korvane_reference::PlainColour(scene.grey(x, y), scene.labels, x, y, style);
                 }
             }
         });

@@ -59,13 +59,13 @@ TEST(MeasureObjects, ADiscIsRoundAndHasItsDiameter) {
     EXPECT_NEAR(objects[0].diameterNm, 80.0, 1.0);  // 40 px of 2 nm
     EXPECT_NEAR(objects[0].perimeterNm, 3.14159 * 80.0, 4.0);
     EXPECT_DOUBLE_EQ(objects[0].diameterNm, std::sqrt(objects[0].areaNm2 * 4.0 / 3.141592653589793));
-    EXPECT_DOUBLE_EQ(objects[0].roundness, objects[0].areaNm2 * 4.0 * 3.141592653589793 /
-                                               (objects[0].perimeterNm * objects[0].perimeterNm));
+    EXPECT_DOUBLE_EQ(objects[0].roundness,
+                     objects[0].areaNm2 * 4.0 * 3.141592653589793 / (objects[0].perimeterNm * objects[0].perimeterNm));
 }
 
 TEST(MeasureObjects, ListsPiecesInRasterOrderWithTheirLabel) {
     const std::vector<ObjectMeasures> objects =
-        MeasureObjects(korvane_test::Draw<std::uint16_t>({".9..2", "9...2", "....."  , "2...."}));
+        MeasureObjects(korvane_test::Draw<std::uint16_t>({".9..2", "9...2", ".....", "2...."}));
     ASSERT_EQ(objects.size(), 3u);
     EXPECT_EQ(objects[0].label, 9);
     EXPECT_EQ(objects[1].label, 2);

@@ -10,12 +10,14 @@ namespace {
 
 TEST(PathText, OrdinaryNamesAreWhatTheyLookLike) {
     EXPECT_EQ(PathText("/data/a.tif"), wxString("/data/a.tif"));
-    EXPECT_EQ(PathText("/d/\xC3\xBC \xC3\xA9 \xC2\xB5 \xE4\xB8\xAD#%.tif"), wxString(L"/d/\u00FC \u00E9 \u00B5 \u4E2D#%.tif"));
+    EXPECT_EQ(PathText("/d/\xC3\xBC \xC3\xA9 \xC2\xB5 \xE4\xB8\xAD#%.tif"),
+              wxString(L"/d/\u00FC \u00E9 \u00B5 \u4E2D#%.tif"));
     EXPECT_EQ(PathBytes(wxString(L"\u4E2D.tif")), "\xE4\xB8\xAD.tif");
 }
 
 TEST(PathText, NoBytesAreOutOfReach) {
-    for (const char* bytes : {"", "a\xFF.tif", "\x80", "\xC3", "\xE4\xB8", "\xED\xA0\x80", "\xF4\x80\x82\x80", "\xF8\x88"}) {
+    for (const char* bytes :
+         {"", "a\xFF.tif", "\x80", "\xC3", "\xE4\xB8", "\xED\xA0\x80", "\xF4\x80\x82\x80", "\xF8\x88"}) {
         EXPECT_EQ(PathBytes(PathText(bytes)), bytes);
     }
 }

@@ -56,8 +56,8 @@ ColourPicture PaintRegion(const LabelImage& labels, LabelStyle style) {
 }
 
 TEST(LabelColours, AreTheTwelveOfTheTable) {
-    const Rgb8 expected[] = {{255, 0, 0},   {255, 255, 0}, {0, 255, 0},   {255, 128, 255}, {0, 0, 255},     {0, 255, 255},
-                             {128, 0, 0},   {0, 128, 0},   {0, 0, 128},   {255, 128, 0},   {128, 128, 255}, {128, 0, 255}};
+    const Rgb8 expected[] = {{255, 0, 0}, {255, 255, 0}, {0, 255, 0}, {255, 128, 255}, {0, 0, 255},     {0, 255, 255},
+                             {128, 0, 0}, {0, 128, 0},   {0, 0, 128}, {255, 128, 0},   {128, 128, 255}, {128, 0, 255}};
     for (std::uint16_t label = 1; label <= 12; ++label) EXPECT_EQ(LabelColour(label), expected[label - 1]) << label;
     EXPECT_EQ(LabelColour(0), kBlack);
 }
@@ -155,7 +155,8 @@ TEST(PaintLabels, RawOnlyLeavesTheGreyLevels) {
 TEST(PaintLabels, TheImageBorderAloneMakesNoContour) {
     const ColourPicture all = PaintRegion(Draw<std::uint16_t>({"111", "111", "111"}), LabelStyle::kContours);
     for (const Rgb8& voxel : all) EXPECT_EQ(voxel, kBlack);
-    const ColourPicture corner = PaintRegion(Draw<std::uint16_t>({"1111", "1111", "1111", "111."}), LabelStyle::kContours);
+    const ColourPicture corner =
+        PaintRegion(Draw<std::uint16_t>({"1111", "1111", "1111", "111."}), LabelStyle::kContours);
     for (std::uint64_t i = 0; i < 16; ++i) {
         const bool besideTheHole = i == 10 || i == 11 || i == 14;
         EXPECT_EQ(corner[i], besideTheHole ? kRed : kBlack) << i;
@@ -163,7 +164,8 @@ TEST(PaintLabels, TheImageBorderAloneMakesNoContour) {
 }
 
 TEST(PaintLabels, TouchingLabelsHaveAContourBetweenThem) {
-    const ColourPicture picture = PaintRegion(Draw<std::uint16_t>({"111222", "111222", "111222"}), LabelStyle::kContours);
+    const ColourPicture picture =
+        PaintRegion(Draw<std::uint16_t>({"111222", "111222", "111222"}), LabelStyle::kContours);
     EXPECT_EQ(picture(1, 1), kBlack);
     EXPECT_EQ(picture(2, 1), kRed);
     EXPECT_EQ(picture(3, 1), (Rgb8{255, 255, 0}));
