@@ -48,15 +48,28 @@ struct OpenedFile {
     Description texts;
 };
 
+// The library goes on without an entry whose value lies beyond the end of the file. Without its description or colour map the
+// picture would be another one, and a description in ImageJ's manner shows that a resolution has been cut off. A mere
+// print resolution that leads nowhere is no reason to refuse a picture.
+void RefuseLostEntry(const TiffHandle& file, const std::string& lost, const std::string& description) {
+    if (lost.empty()) return;
+    const bool isResolution = lost.find("Resolution") != std::string::npos;
+    if (!isResolution || IsImageJDescription(description)) file.FailReading("the file is truncated (" + lost + ")");
+}
+
 OpenedFile Examine(TiffHandle& file) {
     OpenedFile opened;
     opened.texts = ReadTexts(file.Get());
     const TiffPage first = ReadTiffPage(file);
-    if (!file.LostEntry().empty()) file.FailReading("the file is truncated (" + file.LostEntry() + ")");
+    const std::string lost = file.LostEntry();
     opened.page = ChoosePage(file, first);
-    const auto description = opened.texts.find("ImageDescription");
-    opened.size = FindPixelSize(description == opened.texts.end() ? std::string() : description->second,
-                                ReadResolutionTags(file.Get()));
+    const auto found = opened.texts.find("ImageDescription");
+    const std::string description = found == opened.texts.end() ? std::string() : found->second;
+    RefuseLostEntry(file, lost, description);
+    opened.size = FindPixelSize(description, ReadResolutionTags(file.Get()));
+    if (!lost.empty() && opened.size.source == ResolutionSource::kNone) {
+        opened.size.note = "the resolution entry lies beyond the end of the file";
+    }
     opened.planes.push_back(opened.page.offset);
     const bool isStack = opened.size.stack.planes > 1 && opened.page.offset == first.offset;
     const bool readable = IsGrey(first.type) || (first.type == VoxelType::kRgb8 && opened.size.stored);

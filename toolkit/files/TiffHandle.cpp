@@ -38,14 +38,17 @@ std::string Formatted(const char* format, va_list arguments) {
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 int KeepError(TIFF*, void* user, const char*, const char* format, va_list arguments) {
     std::string& kept = static_cast<TiffHandle::Messages*>(user)->error;
-    if (kept.empty()) kept = Formatted(format, arguments);
+    const std::string text = Formatted(format, arguments);
+    // Said of every unknown private entry of no type; it stops nothing and would hide the cause.
+    if (text.compare(0, 22, "Defined set_field_type") == 0) return 1;
+    if (kept.empty()) kept = text;
     return 1;
 }
 
 int KeepWarning(TIFF*, void* user, const char*, const char* format, va_list arguments) {
     auto& messages = *static_cast<TiffHandle::Messages*>(user);
     messages.warning = Formatted(format, arguments);
-    if (messages.warning.compare(0, 8, "IO error") == 0) {
+    if (messages.warning.compare(0, 8, "IO error") == 0 && messages.lostEntry.empty()) {
         for (const char* entry : {"\"ImageDescription\"", "\"XResolution\"", "\"YResolution\"", "\"ColorMap\""}) {
             if (messages.warning.find(entry) != std::string::npos) messages.lostEntry = messages.warning;
         }
