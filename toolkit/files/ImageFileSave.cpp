@@ -40,8 +40,8 @@ public:
 
     void Check(bool done) const {
         if (done && file_.Error() == 0) return;
-        const std::string cause = file_.Error() != 0 ? std::generic_category().message(file_.Error())
-                                                     : handle_.FirstError();
+        const std::string cause =
+            file_.Error() != 0 ? std::generic_category().message(file_.Error()) : handle_.FirstError();
         throw ToolkitError("Cannot write '" + path_ + "': " + cause + ".");
     }
 
