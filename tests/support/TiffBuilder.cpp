@@ -20,8 +20,8 @@ TiffBuilder& TiffBuilder::AddPiece(std::string bytes) {
 TiffBuilder& TiffBuilder::Add(std::uint16_t tag, std::uint16_t type, std::uint64_t count, std::string bytes) {
     std::vector<Entry>& entries = pages_.back().entries;
     // A tag that is set again replaces the earlier value.
-    const auto same = std::find_if(entries.begin(), entries.end(),
-                                   [tag](const Entry& entry) { return entry.tag == tag; });
+    const auto same =
+        std::find_if(entries.begin(), entries.end(), [tag](const Entry& entry) { return entry.tag == tag; });
     if (same != entries.end()) entries.erase(same);
     entries.push_back({tag, type, count, std::move(bytes)});
     return *this;
@@ -52,7 +52,13 @@ TiffBuilder& TiffBuilder::Text(std::uint16_t tag, const std::string& text) {
 }
 
 TiffBuilder& TiffBuilder::Grey(std::uint32_t width, std::uint32_t height, std::uint16_t bits) {
-    return Long(256, width).Long(257, height).Short(258, bits).Short(259, 1).Short(262, 1).Short(277, 1).Long(278, height);
+    return Long(256, width)
+        .Long(257, height)
+        .Short(258, bits)
+        .Short(259, 1)
+        .Short(262, 1)
+        .Short(277, 1)
+        .Long(278, height);
 }
 
 TiffBuilder& TiffBuilder::Loop() {
@@ -81,8 +87,8 @@ std::string TiffBuilder::Bytes() const {
     };
     for (const PageData& page : pages_) {
         std::vector<Entry> entries = page.entries;
-        const bool tiled = std::any_of(entries.begin(), entries.end(),
-                                       [](const Entry& entry) { return entry.tag == 322; });
+        const bool tiled =
+            std::any_of(entries.begin(), entries.end(), [](const Entry& entry) { return entry.tag == 322; });
         Entry offsets{static_cast<std::uint16_t>(tiled ? 324 : 273), static_cast<std::uint16_t>(big ? 16 : 4),
                       page.pieces.size(), ""};
         Entry counts = offsets;

@@ -54,7 +54,8 @@ TEST_F(ImageFileRead, TakesBothByteOrdersAndBothKindsOfFile) {
     for (const TiffOrder order : {TiffOrder::kLittle, TiffOrder::kBig}) {
         for (const TiffKind kind : {TiffKind::kClassic, TiffKind::kBig}) {
             TiffBuilder file(order, kind);
-            const std::string bytes = file.Number(1, 2) + file.Number(258, 2) + file.Number(65535, 2) + file.Number(77, 2);
+            const std::string bytes =
+                file.Number(1, 2) + file.Number(258, 2) + file.Number(65535, 2) + file.Number(77, 2);
             file.Page().Grey(2, 2, 16).AddPiece(bytes).Write(path_);
             EXPECT_EQ(Values(Load<std::uint16_t>()), (std::vector<int>{1, 258, 65535, 77}));
         }
@@ -88,7 +89,13 @@ TEST_F(ImageFileRead, TakesAGreyPaletteThroughItsMap) {
     TiffBuilder().Page().Grey(3, 1, 8).Short(262, 3).Shorts(320, map).AddPiece(std::string("\0\1\xFF", 3)).Write(path_);
     EXPECT_EQ(Values(Load<std::uint8_t>()), (std::vector<int>{255, 254, 0}));
     for (std::size_t i = 1; i < 7; ++i) map[i] = 0x8000;  // six annotation colours do no harm
-    TiffBuilder().Page().Grey(3, 1, 8).Short(262, 3).Shorts(320, map).AddPiece(std::string("\0\x09\xFF", 3)).Write(path_);
+    TiffBuilder()
+        .Page()
+        .Grey(3, 1, 8)
+        .Short(262, 3)
+        .Shorts(320, map)
+        .AddPiece(std::string("\0\x09\xFF", 3))
+        .Write(path_);
     EXPECT_EQ(Values(Load<std::uint8_t>()), (std::vector<int>{255, 246, 0}));
     for (std::size_t i = 0; i < 100; ++i) map[i] = 0;
     TiffBuilder().Page().Grey(3, 1, 8).Short(262, 3).Shorts(320, map).AddPiece("abc").Write(path_);
@@ -103,14 +110,32 @@ TEST_F(ImageFileRead, LeavesOutAThumbnailOnTheSecondPage) {
 TEST_F(ImageFileRead, PassesOverAPreviewOnTheFirstPage) {
     TiffBuilder().Page().Grey(1, 1, 8).Long(254, 1).AddPiece("x").Page().Grey(2, 1, 8).AddPiece("ab").Write(path_);
     EXPECT_EQ(Values(Load<std::uint8_t>()), (std::vector<int>{'a', 'b'}));
-    TiffBuilder().Page().Grey(1, 1, 8).Shorts(258, {8, 8, 8}).Short(262, 2).Short(277, 3).AddPiece("rgb")
-        .Page().Grey(2, 1, 8).AddPiece("cd").Write(path_);
+    TiffBuilder()
+        .Page()
+        .Grey(1, 1, 8)
+        .Shorts(258, {8, 8, 8})
+        .Short(262, 2)
+        .Short(277, 3)
+        .AddPiece("rgb")
+        .Page()
+        .Grey(2, 1, 8)
+        .AddPiece("cd")
+        .Write(path_);
     EXPECT_EQ(Values(Load<std::uint8_t>()), (std::vector<int>{'c', 'd'}));
 }
 
 TEST_F(ImageFileRead, AnRgbPictureWithAGreyThumbnailStaysRgb) {
-    TiffBuilder().Page().Grey(2, 1, 8).Shorts(258, {8, 8, 8}).Short(262, 2).Short(277, 3).AddPiece("rgbrgb")
-        .Page().Grey(1, 1, 8).AddPiece("c").Write(path_);
+    TiffBuilder()
+        .Page()
+        .Grey(2, 1, 8)
+        .Shorts(258, {8, 8, 8})
+        .Short(262, 2)
+        .Short(277, 3)
+        .AddPiece("rgbrgb")
+        .Page()
+        .Grey(1, 1, 8)
+        .AddPiece("c")
+        .Write(path_);
     EXPECT_EQ(qvox::ProbeVoxelType(path_), VoxelType::kRgb8);
 }
 
@@ -123,7 +148,8 @@ TEST_F(ImageFileRead, AnInteger32FileHasAnotherCode) {
 }
 
 TEST_F(ImageFileRead, ALoopOfPagesEnds) {
-    TiffBuilder().Page().Grey(1, 1, 8).Long(254, 1).AddPiece("x").Page().Grey(1, 1, 1).AddPiece("y").Loop().Write(path_);
+    TiffBuilder().Page().Grey(1, 1, 8).Long(254, 1).AddPiece("x").Page().Grey(1, 1, 1).AddPiece("y").Loop().Write(
+        path_);
     EXPECT_EQ(Values(Load<std::uint8_t>()), (std::vector<int>{'x'}));
     TiffBuilder().Page().Grey(1, 1, 8).Text(270, "ImageJ=1\nimages=9\n").AddPiece("x").Loop().Write(path_);
     EXPECT_FALSE(Refusal<std::uint8_t>().empty());
@@ -170,15 +196,26 @@ TEST_F(ImageFileRead, HugeClaimsAreRefusedAtOnce) {
             TiffBuilder().Page().Grey(side, side, 16).Short(259, compression).AddPiece("0123456789").Write(path_);
             EXPECT_FALSE(Refusal<std::uint16_t>().empty());
         }
-        TiffBuilder().Page().Grey(1, 1, 8).Short(259, compression).Long(322, 1u << 20).Long(323, 1u << 20)
-            .AddPiece("0123456789").Write(path_);
+        TiffBuilder()
+            .Page()
+            .Grey(1, 1, 8)
+            .Short(259, compression)
+            .Long(322, 1u << 20)
+            .Long(323, 1u << 20)
+            .AddPiece("0123456789")
+            .Write(path_);
         EXPECT_FALSE(Refusal<std::uint8_t>().empty());
     }
 }
 
 TEST_F(ImageFileRead, BrokenCompressedDataAreRefused) {
     for (const std::uint16_t compression : std::initializer_list<std::uint16_t>{5, 8, 32773, 32946}) {
-        TiffBuilder().Page().Grey(40, 10, 8).Short(259, compression).AddPiece("nothing that can be unpacked").Write(path_);
+        TiffBuilder()
+            .Page()
+            .Grey(40, 10, 8)
+            .Short(259, compression)
+            .AddPiece("nothing that can be unpacked")
+            .Write(path_);
         EXPECT_FALSE(Refusal<std::uint8_t>().empty()) << compression;
     }
 }
@@ -198,8 +235,15 @@ TEST_F(ImageFileRead, WhatIsNoTiffFileIsRefusedWithTheCause) {
 }
 
 TEST_F(ImageFileRead, TextsComeAsDescription) {
-    TiffBuilder().Page().Grey(1, 1, 8).Text(270, "two\nlines = \xC2\xB5").Text(305, "A").Text(315, "").Text(306, "2020")
-        .AddPiece("x").Write(path_);
+    TiffBuilder()
+        .Page()
+        .Grey(1, 1, 8)
+        .Text(270, "two\nlines = \xC2\xB5")
+        .Text(305, "A")
+        .Text(315, "")
+        .Text(306, "2020")
+        .AddPiece("x")
+        .Write(path_);
     const auto image = Load<std::uint8_t>();
     const qvox::Description expected{
         {"ImageDescription", "two\nlines = \xC2\xB5"}, {"Software", "A"}, {"Artist", ""}, {"DateTime", "2020"}};
@@ -210,7 +254,8 @@ TEST_F(ImageFileRead, TextsComeAsDescription) {
 
 // Written by the TIFF library itself, in every combination that it knows for grey pictures.
 template <typename T>
-void WriteWithLibrary(const std::string& path, const VoxelImage<T>& original, int compression, int predictor, bool tiled) {
+void WriteWithLibrary(const std::string& path, const VoxelImage<T>& original, int compression, int predictor,
+                      bool tiled) {
     VoxelImage<T> image(original);  // the library predicts in place
     TIFF* tiff = TIFFOpen(path.c_str(), "w");
     ASSERT_NE(tiff, nullptr);
@@ -228,7 +273,8 @@ void WriteWithLibrary(const std::string& path, const VoxelImage<T>& original, in
             for (std::uint32_t x = 0; x < image.SizeX(); x += 32) {
                 std::vector<T> tile(32 * 16);
                 for (std::uint32_t j = 0; j < 16 && y + j < image.SizeY(); ++j) {
-                    for (std::uint32_t i = 0; i < 32 && x + i < image.SizeX(); ++i) tile[j * 32 + i] = image(x + i, y + j);
+                    for (std::uint32_t i = 0; i < 32 && x + i < image.SizeX(); ++i)
+                        tile[j * 32 + i] = image(x + i, y + j);
                 }
                 ASSERT_GT(TIFFWriteTile(tiff, tile.data(), x, y, 0, 0), 0);
             }
@@ -274,7 +320,8 @@ TEST_F(ImageFileRead, RandomDamageNeverDoesWorseThanARefusal) {
     int refused = 0;
     for (int round = 0; round < 1500; ++round) {
         std::string damaged = whole;
-        for (unsigned n = 1 + random() % 4; n > 0; --n) damaged[random() % damaged.size()] = static_cast<char>(random());
+        for (unsigned n = 1 + random() % 4; n > 0; --n)
+            damaged[random() % damaged.size()] = static_cast<char>(random());
         std::ofstream(path_, std::ios::binary) << damaged;
         try {
             Load<std::uint8_t>();

@@ -27,7 +27,8 @@ template <typename T>
 T RandomVoxel(std::mt19937& random) {
     const auto bits = static_cast<std::uint32_t>(random());
     if constexpr (std::is_same_v<T, Rgb8>) {
-        return {static_cast<std::uint8_t>(bits), static_cast<std::uint8_t>(bits >> 8), static_cast<std::uint8_t>(bits >> 16)};
+        return {static_cast<std::uint8_t>(bits), static_cast<std::uint8_t>(bits >> 8),
+                static_cast<std::uint8_t>(bits >> 16)};
     } else {
         T voxel{};
         std::memcpy(&voxel, &bits, sizeof voxel);  // floats: NaN, infinities and denormals too
@@ -62,7 +63,7 @@ TYPED_TEST(ImageFileRoundTrip, KeepsEveryVoxelOfEverySizeAndCompression) {
     std::mt19937 random(1);
     const TemporaryFolder folder;
     const std::string path = folder.File("picture.tif");
-    const std::uint64_t sizes[][3] = {{1, 1, 1},   {1, 70, 1},  {257, 1, 1}, {2, 3, 1},   {33, 64, 1},
+    const std::uint64_t sizes[][3] = {{1, 1, 1},   {1, 70, 1},  {257, 1, 1},   {2, 3, 1}, {33, 64, 1},
                                       {65, 63, 1}, {31, 65, 1}, {128, 129, 1}, {5, 7, 3}, {1, 1, 2}};
     for (const auto& size : sizes) {
         for (const TiffCompression compression : {TiffCompression::kNone, TiffCompression::kDeflate}) {

@@ -148,7 +148,8 @@ TEST(ImageFileSave, DoesNotReplaceADevice) {
 
 TEST(ImageFileSave, TakesAnyBytesAsAName) {
     const TemporaryFolder folder;
-    for (const char* name : {"\xC3\xBC \xC3\xA9 \xC2\xB5 \xE4\xB8\xAD.tif", "\xFF\xFE latin \xB5.tif", "a b#c%d.tif", "back\\slash.tif"}) {
+    for (const char* name :
+         {"\xC3\xBC \xC3\xA9 \xC2\xB5 \xE4\xB8\xAD.tif", "\xFF\xFE latin \xB5.tif", "a b#c%d.tif", "back\\slash.tif"}) {
         qvox::SaveImageFile(folder.File(name), Picture(1, 5));
         EXPECT_EQ(qvox::ProbeVoxelType(folder.File(name)), qvox::VoxelType::kUint16) << name;
     }

@@ -95,9 +95,9 @@ TEST_F(PixelSizeInFile, NonSquarePixelsStayNonSquare) {
 
 TEST_F(PixelSizeInFile, ImageJUnits) {
     const std::pair<const char*, float> cases[] = {
-        {"nm", 2000.0f}, {"um", 2.0f},           {"\xC2\xB5m", 2.0f}, {"\xCE\xBCm", 2.0f}, {"\\u00B5m", 2.0f}, {"u", 2.0f},
-        {"\xB5m", 2.0f}, {"micron", 2.0f},       {"microns", 2.0f},   {"mm", 2e-3f},       {"cm", 2e-4f},      {"m", 2e-6f},
-        {"pm", 2e6f},    {"\xC3\x85", 20000.0f}, {" nm \r", 2000.0f},
+        {"nm", 2000.0f}, {"um", 2.0f},    {"\xC2\xB5m", 2.0f}, {"\xCE\xBCm", 2.0f},    {"\\u00B5m", 2.0f},
+        {"u", 2.0f},     {"\xB5m", 2.0f}, {"micron", 2.0f},    {"microns", 2.0f},      {"mm", 2e-3f},
+        {"cm", 2e-4f},   {"m", 2e-6f},    {"pm", 2e6f},        {"\xC3\x85", 20000.0f}, {" nm \r", 2000.0f},
     };
     Set(2000000, 1000000, 1);
     for (const auto& [unit, expected] : cases) {
@@ -130,7 +130,8 @@ TEST_F(PixelSizeInFile, ImageJSpacingIsTheThirdAxis) {
 TEST_F(PixelSizeInFile, OmeComesBeforeTheEntries) {
     const auto ome = [](const std::string& attributes) {
         return "<?xml version=\"1.0\"?><!-- a > b --><OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\">"
-               "<Image ID=\"Image:0\"><Pixels SizeX=\"1\" " + attributes + "/></Image></OME>";
+               "<Image ID=\"Image:0\"><Pixels SizeX=\"1\" " +
+               attributes + "/></Image></OME>";
     };
     Set(2000000, 1, 3);
     file_.Text(270, ome("PhysicalSizeX=\"0.5\" PhysicalSizeY=\"0.25\""));

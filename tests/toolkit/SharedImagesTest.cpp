@@ -38,10 +38,17 @@ enum class Outcome { kLoaded = 0, kRefused = 1, kUnsupported = 2, kBadMessage = 
 Outcome Try(const std::string& path) {
     try {
         switch (qvox::ProbeVoxelType(path)) {
-            case VoxelType::kUint8: Load<std::uint8_t>(path); break;
-            case VoxelType::kUint16: Load<std::uint16_t>(path); break;
-            case VoxelType::kFloat32: Load<float>(path); break;
-            default: return Outcome::kUnsupported;
+            case VoxelType::kUint8:
+                Load<std::uint8_t>(path);
+                break;
+            case VoxelType::kUint16:
+                Load<std::uint16_t>(path);
+                break;
+            case VoxelType::kFloat32:
+                Load<float>(path);
+                break;
+            default:
+                return Outcome::kUnsupported;
         }
         return Outcome::kLoaded;
     } catch (const qvox::ToolkitError& error) {
@@ -137,9 +144,11 @@ TEST(SharedImages, PixelSizesOfManyWritersAreTheTrueOnes) {
         const qvox::ImageFileInfo info = qvox::InspectImageFile((kData / "meta" / file.name).string());
         EXPECT_FALSE(info.resolutionNote.empty()) << file.name;
         const auto expected = [](double nanometres) { return nanometres == 0.0 ? 0.0 : 1000.0 / nanometres; };
-        EXPECT_NEAR(static_cast<double>(info.resolution.x), expected(file.nanometresX), 1e-5 * expected(file.nanometresX))
+        EXPECT_NEAR(static_cast<double>(info.resolution.x), expected(file.nanometresX),
+                    1e-5 * expected(file.nanometresX))
             << file.name << ": " << info.resolutionNote;
-        EXPECT_NEAR(static_cast<double>(info.resolution.y), expected(file.nanometresY), 1e-5 * expected(file.nanometresY))
+        EXPECT_NEAR(static_cast<double>(info.resolution.y), expected(file.nanometresY),
+                    1e-5 * expected(file.nanometresY))
             << file.name << ": " << info.resolutionNote;
     }
 }

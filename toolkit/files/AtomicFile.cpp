@@ -189,7 +189,8 @@ void AtomicFile::Commit() {
     if (temporaryPath_.empty()) TakeName();
     if (rename(temporaryPath_.c_str(), target_.c_str()) != 0) Fail(errno);
     temporaryPath_.clear();
-    // The renaming itself reaches the disk with the folder; where a file system cannot do that, the file is in place all the same.
+    // The renaming itself reaches the disk with the folder; where a file system cannot do that, the file is in place
+    // all the same.
     const int folder = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder >= 0) {
         fsync(folder);

@@ -24,11 +24,16 @@ struct TextTag {
 };
 
 constexpr TextTag kTextTags[] = {
-    {TIFFTAG_DOCUMENTNAME, "DocumentName"}, {TIFFTAG_IMAGEDESCRIPTION, "ImageDescription"},
-    {TIFFTAG_MAKE, "Make"},                 {TIFFTAG_MODEL, "Model"},
-    {TIFFTAG_PAGENAME, "PageName"},         {TIFFTAG_SOFTWARE, "Software"},
-    {TIFFTAG_DATETIME, "DateTime"},         {TIFFTAG_ARTIST, "Artist"},
-    {TIFFTAG_HOSTCOMPUTER, "HostComputer"}, {TIFFTAG_COPYRIGHT, "Copyright"},
+    {TIFFTAG_DOCUMENTNAME, "DocumentName"},
+    {TIFFTAG_IMAGEDESCRIPTION, "ImageDescription"},
+    {TIFFTAG_MAKE, "Make"},
+    {TIFFTAG_MODEL, "Model"},
+    {TIFFTAG_PAGENAME, "PageName"},
+    {TIFFTAG_SOFTWARE, "Software"},
+    {TIFFTAG_DATETIME, "DateTime"},
+    {TIFFTAG_ARTIST, "Artist"},
+    {TIFFTAG_HOSTCOMPUTER, "HostComputer"},
+    {TIFFTAG_COPYRIGHT, "Copyright"},
 };
 
 Description ReadTexts(TIFF* tiff) {
@@ -48,9 +53,9 @@ struct OpenedFile {
     Description texts;
 };
 
-// The library goes on without an entry whose value lies beyond the end of the file. Without its description or colour map the
-// picture would be another one, and a description in ImageJ's manner shows that a resolution has been cut off. A mere
-// print resolution that leads nowhere is no reason to refuse a picture.
+// The library goes on without an entry whose value lies beyond the end of the file. Without its description or colour
+// map the picture would be another one, and a description in ImageJ's manner shows that a resolution has been cut off.
+// A mere print resolution that leads nowhere is no reason to refuse a picture.
 void RefuseLostEntry(const TiffHandle& file, const std::string& lost, const std::string& description) {
     if (lost.empty()) return;
     const bool isResolution = lost.find("Resolution") != std::string::npos;
@@ -87,10 +92,14 @@ constexpr VoxelType TypeOf() {
 
 const char* NameOf(VoxelType type) {
     switch (type) {
-        case VoxelType::kUint8: return "8-bit grey";
-        case VoxelType::kUint16: return "16-bit grey";
-        case VoxelType::kFloat32: return "32-bit float grey";
-        default: return "RGB, 8 bits";
+        case VoxelType::kUint8:
+            return "8-bit grey";
+        case VoxelType::kUint16:
+            return "16-bit grey";
+        case VoxelType::kFloat32:
+            return "32-bit float grey";
+        default:
+            return "RGB, 8 bits";
     }
 }
 
@@ -110,8 +119,10 @@ void InvertFloats(VoxelImage<float>& image) {
     }
     const double sum = static_cast<double>(low) + static_cast<double>(high);
     for (float& voxel : image) {
-        if (std::isfinite(voxel)) voxel = static_cast<float>(sum - static_cast<double>(voxel));
-        else voxel = -voxel;
+        if (std::isfinite(voxel))
+            voxel = static_cast<float>(sum - static_cast<double>(voxel));
+        else
+            voxel = -voxel;
     }
 }
 

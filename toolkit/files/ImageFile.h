@@ -60,21 +60,22 @@ ImageFileInfo InspectImageFile(const std::string& path);
 VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat::kFromFile);
 
 /// Reads the whole picture: sizes, voxels, resolution, offset and description. T must be what the probe reports:
-/// std::uint8_t, std::uint16_t, float or Rgb8. White-is-zero files are inverted (floats within their own finite range), 8-bit palettes
-/// with a grey map are read through it. A file from SaveImageFile gives back exactly what was saved; of another file the
-/// description holds the text tags of its first page under their TIFF names ("ImageDescription", "Software", ...).
-/// Throws ToolkitError, naming the file and the cause, when the file is unreadable, truncated or of another type, and
-/// before anything is allocated when it could not possibly hold what it claims. The image is then unspecified.
-/// Memory: the picture, at most 64 MiB beside it, and the compressed bytes of one strip or tile where those are more.
+/// std::uint8_t, std::uint16_t, float or Rgb8. White-is-zero files are inverted (floats within their own finite range),
+/// 8-bit palettes with a grey map are read through it. A file from SaveImageFile gives back exactly what was saved; of
+/// another file the description holds the text tags of its first page under their TIFF names ("ImageDescription",
+/// "Software", ...). Throws ToolkitError, naming the file and the cause, when the file is unreadable, truncated or of
+/// another type, and before anything is allocated when it could not possibly hold what it claims. The image is then
+/// unspecified. Memory: the picture, at most 64 MiB beside it, and the compressed bytes of one strip or tile where
+/// those are more.
 template <typename T>
 void LoadImageFile(const std::string& path, VoxelImage<T>& image);
 
 enum class TiffCompression { kNone, kDeflate };
 
 /// Writes the image as a TIFF with resolution, offset and description. T is std::uint8_t, std::uint16_t, float or Rgb8.
-/// ImageJ opens the file with its pixel size in micrometres; planes become the slices of a stack. kDeflate is Deflate with horizontal
-/// prediction (none for float, which not every reader knows). The same image always gives the same bytes.
-/// The file is complete or absent: an existing file is replaced in one step and stays as it was on any failure.
+/// ImageJ opens the file with its pixel size in micrometres; planes become the slices of a stack. kDeflate is Deflate
+/// with horizontal prediction (none for float, which not every reader knows). The same image always gives the same
+/// bytes. The file is complete or absent: an existing file is replaced in one step and stays as it was on any failure.
 /// Throws ToolkitError, naming the file and the cause, also for an empty image.
 template <typename T>
 void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileFormat format = FileFormat::kTiff,

@@ -52,14 +52,14 @@ std::optional<double> DecimalNumber(const std::string& text) {
 std::optional<double> MicrometresPerUnit(const std::string& unit) {
     // Case tells mm from Mm, so short units are compared as they are.
     static constexpr std::pair<const char*, double> kShort[] = {
-        {"pm", 1e-6}, {"A", 1e-4}, {"nm", 1e-3}, {"um", 1.0}, {"u", 1.0},
-        {"mm", 1e3},  {"cm", 1e4}, {"m", 1e6},   {"in", 25400.0},  {"\"", 25400.0},
+        {"pm", 1e-6}, {"A", 1e-4}, {"nm", 1e-3}, {"um", 1.0},     {"u", 1.0},
+        {"mm", 1e3},  {"cm", 1e4}, {"m", 1e6},   {"in", 25400.0}, {"\"", 25400.0},
     };
     static constexpr std::pair<const char*, double> kWords[] = {
-        {"picometer", 1e-6}, {"picometre", 1e-6},  {"angstrom", 1e-4},   {"nanometer", 1e-3}, {"nanometre", 1e-3},
-        {"micron", 1.0},     {"micrometer", 1.0},  {"micrometre", 1.0},  {"millimeter", 1e3}, {"millimetre", 1e3},
-        {"centimeter", 1e4}, {"centimetre", 1e4},  {"meter", 1e6},       {"metre", 1e6},      {"inch", 25400.0},
-        {"inches", 25400.0}, {"umeter", 1.0},      {"umetre", 1.0},
+        {"picometer", 1e-6}, {"picometre", 1e-6}, {"angstrom", 1e-4},  {"nanometer", 1e-3}, {"nanometre", 1e-3},
+        {"micron", 1.0},     {"micrometer", 1.0}, {"micrometre", 1.0}, {"millimeter", 1e3}, {"millimetre", 1e3},
+        {"centimeter", 1e4}, {"centimetre", 1e4}, {"meter", 1e6},      {"metre", 1e6},      {"inch", 25400.0},
+        {"inches", 25400.0}, {"umeter", 1.0},     {"umetre", 1.0},
     };
     const std::string plain = Plain(Trimmed(unit));
     for (const auto& [name, size] : kShort) {

@@ -61,7 +61,8 @@ OmeFinding ReadOmeXml(const std::string& description) {
     const pugi::xml_node root = Child(document, "OME");
     if (!root) return finding;
     finding.isOme = true;
-    const pugi::xml_node pixels = Child(Child(root, "Image"), "Pixels");  // absent where another file has the description
+    const pugi::xml_node pixels =
+        Child(Child(root, "Image"), "Pixels");  // absent where another file has the description
     finding.stack = Stack(pixels);
     PixelResolution& found = finding.size.resolution;
     found.x = Axis(pixels, "PhysicalSizeX");

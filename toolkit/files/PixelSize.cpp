@@ -11,9 +11,7 @@ namespace qvox {
 
 namespace {
 
-bool IsDefined(const ResolutionFinding& finding) {
-    return finding.resolution.x > 0.0f || finding.resolution.y > 0.0f;
-}
+bool IsDefined(const ResolutionFinding& finding) { return finding.resolution.x > 0.0f || finding.resolution.y > 0.0f; }
 
 void Take(PixelSize& size, ResolutionFinding finding, ResolutionSource source) {
     size.resolution = finding.resolution;
@@ -35,13 +33,13 @@ void FromStored(PixelSize& size, const Description& entries, const ResolutionTag
         FromTags(size, tags, "");
     } else {
         const auto unit = entries.find("unit");
-        const double micrometres =
-            unit == entries.end() ? 1.0 : MicrometresPerUnit(unit->second).value_or(1.0);
+        const double micrometres = unit == entries.end() ? 1.0 : MicrometresPerUnit(unit->second).value_or(1.0);
         size.resolution.x = ExactWhereEntryAgrees(PixelsPerMicrometre(tags.x, micrometres), stored.x);
         size.resolution.y = ExactWhereEntryAgrees(PixelsPerMicrometre(tags.y, micrometres), stored.y);
         const bool defined = size.resolution.x > 0.0f || size.resolution.y > 0.0f;
         size.source = defined ? ResolutionSource::kImageJ : ResolutionSource::kNone;
-        size.note = defined ? "ImageJ description: resolution entry in pixels per um" : "the file defines no pixel size";
+        size.note =
+            defined ? "ImageJ description: resolution entry in pixels per um" : "the file defines no pixel size";
     }
     const auto spacing = entries.find("spacing");
     const std::optional<double> step = spacing == entries.end() ? std::nullopt : DecimalNumber(spacing->second);
@@ -62,8 +60,10 @@ PixelSize FindPixelSize(const std::string& description, const ResolutionTags& ta
             return size;
         }
         ResolutionFinding finding = ResolutionFromImageJ(entries, tags);
-        if (IsDefined(finding)) Take(size, std::move(finding), ResolutionSource::kImageJ);
-        else FromTags(size, tags, finding.note);
+        if (IsDefined(finding))
+            Take(size, std::move(finding), ResolutionSource::kImageJ);
+        else
+            FromTags(size, tags, finding.note);
         return size;
     }
     OmeFinding ome = ReadOmeXml(description);
@@ -75,7 +75,8 @@ PixelSize FindPixelSize(const std::string& description, const ResolutionTags& ta
     FromTags(size, tags, ome.size.note);
     // Writers of OME files put exactly 1 um into the entries of a picture whose size they do not know.
     if (ome.isOme && size.resolution.x == 1.0f && size.resolution.y == 1.0f) {
-        Take(size, {{}, ome.size.note + "; 1 um in the resolution entry is its writers' default"}, ResolutionSource::kNone);
+        Take(size, {{}, ome.size.note + "; 1 um in the resolution entry is its writers' default"},
+             ResolutionSource::kNone);
     }
     return size;
 }

@@ -8,8 +8,8 @@
 
 namespace qvox {
 
-/// What SaveImageFile keeps beside the voxels, in the ImageDescription entry of the first page: a text in ImageJ's manner
-/// (so that ImageJ finds the unit and the stack), followed by lines of this program's own:
+/// What SaveImageFile keeps beside the voxels, in the ImageDescription entry of the first page: a text in ImageJ's
+/// manner (so that ImageJ finds the unit and the stack), followed by lines of this program's own:
 ///     qvox=1
 ///     qvox.resolution=X Y Z      shortest decimal text that gives the float back
 ///     qvox.offset=X Y Z
@@ -33,8 +33,8 @@ PixelResolution StorableResolution(const PixelResolution& resolution);
 /// True when a resolution entry (a pair of 32-bit integers) can carry the value.
 bool FitsRational(float pixelsPerMicrometre);
 
-/// Takes the exactly stored value where it is the one that the file's entry shows, rounded; the entry has been changed by
-/// another program where they differ by more than 1e-6, and then counts.
+/// Takes the exactly stored value where it is the one that the file's entry shows, rounded; the entry has been changed
+/// by another program where they differ by more than 1e-6, and then counts.
 float ExactWhereEntryAgrees(float entry, float stored);
 
 }  // namespace qvox

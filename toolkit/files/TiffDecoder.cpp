@@ -51,14 +51,20 @@ Pieces PiecesOf(TiffHandle& file, const TiffPage& page) {
 // The most that one stored byte can become.
 std::uint64_t LargestExpansion(std::uint16_t compression) {
     switch (compression) {
-        case COMPRESSION_NONE: return 1;
-        case COMPRESSION_PACKBITS: return 64;
-        case COMPRESSION_LZW: return 2731;  // 4096 bytes by a 12-bit code
+        case COMPRESSION_NONE:
+            return 1;
+        case COMPRESSION_PACKBITS:
+            return 64;
+        case COMPRESSION_LZW:
+            return 2731;  // 4096 bytes by a 12-bit code
         case COMPRESSION_ADOBE_DEFLATE:
-        case COMPRESSION_DEFLATE: return 1032;
+        case COMPRESSION_DEFLATE:
+            return 1032;
         case COMPRESSION_JPEG:
-        case COMPRESSION_OJPEG: return 512;  // 64 voxels by two bits, twice that to be sure
-        default: return 1u << 16;
+        case COMPRESSION_OJPEG:
+            return 512;  // 64 voxels by two bits, twice that to be sure
+        default:
+            return 1u << 16;
     }
 }
 
@@ -89,8 +95,8 @@ bool Invented(const TiffHandle& file, const TiffPage& page) {
     return file.LastWarning().find("remature end") != std::string::npos;
 }
 
-void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index,
-                unsigned char* bytes, std::uint64_t count) {
+void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index, unsigned char* bytes,
+                std::uint64_t count) {
     const auto size = static_cast<tmsize_t>(count);
     file.ForgetMessages();
     const tmsize_t done = pieces.tiled ? TIFFReadEncodedTile(file.Get(), index, bytes, size)
@@ -137,8 +143,9 @@ void CheckStorage(TiffHandle& file, const TiffPage& page) {
     const Pieces pieces = PiecesOf(file, page);
     const std::uint64_t rows = pieces.tiled ? std::uint64_t{pieces.height} * pieces.down : page.height;
     std::uint64_t needed = 0;
-    const bool tooMuch = __builtin_mul_overflow(std::uint64_t{pieces.width} * pieces.across, page.VoxelBytes(), &needed) ||
-                         __builtin_mul_overflow(needed, rows, &needed);
+    const bool tooMuch =
+        __builtin_mul_overflow(std::uint64_t{pieces.width} * pieces.across, page.VoxelBytes(), &needed) ||
+        __builtin_mul_overflow(needed, rows, &needed);
     if (tooMuch || needed / LargestExpansion(page.compression) > file.FileBytes()) {
         file.FailReading("the file is truncated or broken: it claims " + std::to_string(page.width) + " x " +
                          std::to_string(page.height) + " pixels, which its " + std::to_string(file.FileBytes()) +

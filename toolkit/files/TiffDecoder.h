@@ -8,8 +8,8 @@ namespace qvox {
 
 class TiffHandle;
 
-/// Checks that the file could hold the page at all: sizes within 64 bits, every strip or tile within the file, and no more
-/// voxels than the stored bytes can expand to. Throws ToolkitError; allocates nothing that grows with the claims.
+/// Checks that the file could hold the page at all: sizes within 64 bits, every strip or tile within the file, and no
+/// more voxels than the stored bytes can expand to. Throws ToolkitError; allocates nothing that grows with the claims.
 void CheckStorage(TiffHandle& file, const TiffPage& page);
 
 /// Decodes the page that the handle stands on into `voxels`, width x height x VoxelBytes bytes, row by row, in this

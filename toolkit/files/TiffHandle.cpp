@@ -103,10 +103,14 @@ TiffHandle::TiffHandle(const std::string& path) : path_(path) {
     if (fd < 0) FailReading(std::generic_category().message(errno));
     struct stat status {};
     std::string trouble;
-    if (fstat(fd, &status) != 0) trouble = std::generic_category().message(errno);
-    else if (S_ISDIR(status.st_mode)) trouble = std::generic_category().message(EISDIR);
-    else if (!S_ISREG(status.st_mode)) trouble = "it is not a regular file";
-    else if (status.st_size == 0) trouble = "it is empty";
+    if (fstat(fd, &status) != 0)
+        trouble = std::generic_category().message(errno);
+    else if (S_ISDIR(status.st_mode))
+        trouble = std::generic_category().message(EISDIR);
+    else if (!S_ISREG(status.st_mode))
+        trouble = "it is not a regular file";
+    else if (status.st_size == 0)
+        trouble = "it is empty";
     if (trouble.empty()) {
         fileBytes_ = static_cast<std::uint64_t>(status.st_size);
         // A strip that is stored must be readable, however large; what is merely claimed must not be believed.
@@ -125,8 +129,7 @@ TiffHandle::TiffHandle(const std::string& path, AtomicFile& file, Layout layout)
     tiff_ = TIFFClientOpenExt(path.c_str(), layout == Layout::kBig ? "w8m" : "wm", &file, ReadFrom, WriteTo, SeekIn,
                               LeaveOpen, SizeOf, RefuseMapping, NothingToUnmap, options.get());
     if (tiff_ == nullptr) {
-        const std::string cause =
-            file.Error() != 0 ? std::generic_category().message(file.Error()) : messages_.error;
+        const std::string cause = file.Error() != 0 ? std::generic_category().message(file.Error()) : messages_.error;
         throw ToolkitError("Cannot write '" + path + "': " + cause + ".");
     }
 }

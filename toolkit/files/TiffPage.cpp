@@ -46,7 +46,10 @@ void ClassifyGrey(TiffPage& page) {
     const bool integer = page.sampleFormat == SAMPLEFORMAT_UINT || page.sampleFormat == SAMPLEFORMAT_VOID;
     const bool isSigned = page.sampleFormat == SAMPLEFORMAT_INT;
     const bool real = page.sampleFormat == SAMPLEFORMAT_IEEEFP;
-    page.typeText = BitsText(page) + (isSigned ? "signed grey" : real ? "float grey" : integer ? "grey" : "complex grey");
+    page.typeText = BitsText(page) + (isSigned  ? "signed grey"
+                                      : real    ? "float grey"
+                                      : integer ? "grey"
+                                                : "complex grey");
     if (integer && page.bits == 8) page.type = VoxelType::kUint8;
     if (integer && page.bits == 16) page.type = VoxelType::kUint16;
     if (real && page.bits == 32) page.type = VoxelType::kFloat32;
@@ -88,10 +91,9 @@ bool SameKind(const TiffPage& a, const TiffPage& b) {
     return a.width == b.width && a.height == b.height && a.type == b.type;
 }
 
-// True when there is another page. A chain that ends in a broken page or in a loop simply ends where the caller can do without it.
-bool NextPage(TiffHandle& file) {
-    return TIFFLastDirectory(file.Get()) == 0 && TIFFReadDirectory(file.Get()) == 1;
-}
+// True when there is another page. A chain that ends in a broken page or in a loop simply ends where the caller can do
+// without it.
+bool NextPage(TiffHandle& file) { return TIFFLastDirectory(file.Get()) == 0 && TIFFReadDirectory(file.Get()) == 1; }
 
 }  // namespace
 

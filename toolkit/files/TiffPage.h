@@ -23,7 +23,7 @@ struct TiffPage {
     std::uint16_t sampleFormat = 1;
     std::uint16_t compression = 1;
     std::uint16_t planar = 1;
-    int photometric = -1;  ///< -1: not written
+    int photometric = -1;       ///< -1: not written
     std::uint32_t reduced = 0;  ///< NewSubfileType
     VoxelType type = VoxelType::kUnsupported;
     std::string typeText;
@@ -38,12 +38,13 @@ TiffPage ReadTiffPage(TiffHandle& file);
 /// True for the types that LoadImageFile reads as grey.
 bool IsGrey(VoxelType type);
 
-/// The page to be shown of a file that has just been opened: the first grey one that is neither a reduced version nor a mask nor
-/// smaller than the first page where that one is a full picture; the first page where there is none. The handle then stands on it.
+/// The page to be shown of a file that has just been opened: the first grey one that is neither a reduced version nor a
+/// mask nor smaller than the first page where that one is a full picture; the first page where there is none. The
+/// handle then stands on it.
 TiffPage ChoosePage(TiffHandle& file, const TiffPage& first);
 
-/// The pages of the stack that starts with `page` (the file's first): as many as the layout states and the file holds in the
-/// same sizes and type. Throws ToolkitError when the file breaks off before.
+/// The pages of the stack that starts with `page` (the file's first): as many as the layout states and the file holds
+/// in the same sizes and type. Throws ToolkitError when the file breaks off before.
 std::vector<std::uint64_t> StackPages(TiffHandle& file, const TiffPage& page, const StackLayout& stack);
 
 /// Moves to the page. Throws ToolkitError.
