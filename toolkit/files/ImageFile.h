@@ -74,7 +74,7 @@ enum class TiffCompression { kNone, kDeflate };
 
 /// Writes the image as a TIFF with resolution, offset and description. T is std::uint8_t, std::uint16_t, float or Rgb8.
 /// ImageJ opens the file with its pixel size in micrometres; planes become the slices of a stack. kDeflate is Deflate
-/// with horizontal prediction (none for float, which not every reader knows). The same image always gives the same
+/// without prediction, which every common reader undoes right. The same image always gives the same
 /// bytes. The file is complete or absent: an existing file is replaced in one step and stays as it was on any failure.
 /// Throws ToolkitError, naming the file and the cause, also for an empty image.
 template <typename T>

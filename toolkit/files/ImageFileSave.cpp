@@ -18,9 +18,8 @@ namespace {
 constexpr std::uint64_t kRowsPerStrip = 64;
 constexpr std::uint64_t kLargestStrip = std::uint64_t{16} << 20;
 constexpr int kDeflateLevel = 1;
-// For integers and RGB. ImageJ's built-in reader (seen in 1.53t) undoes prediction for LZW only and shows such files
-// wrong; PREDICTOR_NONE here is what it reads.
-constexpr int kIntegerPredictor = PREDICTOR_HORIZONTAL;
+// No prediction: ImageJ's built-in reader (seen in 1.53t) undoes it for LZW only and shows predicted Deflate files wrong,
+// without a word.
 // A classic TIFF addresses 4 GiB; a part of it is left for directories and for data that grow when compressed.
 constexpr std::uint64_t kLargestClassic = 0xE0000000u;
 
@@ -86,7 +85,6 @@ void SetFormat(Writer& writer, const VoxelImage<T>& image, TiffCompression compr
     }
     writer.Set(TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
     writer.Set(TIFFTAG_ZIPQUALITY, kDeflateLevel);
-    if (!std::is_same_v<T, float>) writer.Set(TIFFTAG_PREDICTOR, kIntegerPredictor);
 }
 
 void SetResolution(Writer& writer, const PixelResolution& resolution) {
