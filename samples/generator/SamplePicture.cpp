@@ -1,4 +1,4 @@
-#include "SamplePicture.h"
+#include "generator/SamplePicture.h"
 
 #include <algorithm>
 #include <cmath>

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "SamplePicture.h"
+#include "generator/SamplePicture.h"
 #include "files/ImageFile.h"
 
 namespace {
