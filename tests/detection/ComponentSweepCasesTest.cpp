@@ -32,7 +32,7 @@ class ComponentSweepCases : public ::testing::TestWithParam<SweepForm> {};
 INSTANTIATE_TEST_SUITE_P(Forms, ComponentSweepCases, ::testing::ValuesIn(SweepForms()), FormName<SweepForm>);
 
 TEST_P(ComponentSweepCases, AMapWithoutAnyOneLeavesBothMaps) {
-    const cv::Mat map = DrawMap({"..22.", ".3322", "55...", "....."});
+    const cv::Mat map = DrawMap({"..22.", ".3322", "33...", "....."});
     const Maps maps = Swept(GetParam(), map, 7.0f);
     EXPECT_TRUE(SameMaps(map, maps.components));
     EXPECT_TRUE(SameMaps(cv::Mat(map.size(), CV_32F, cv::Scalar(7.0)), maps.candidates));
@@ -125,4 +125,31 @@ TEST_P(ComponentSweepCases, TouchedBackgroundIsClearedAtTheEndOfALongBranchOnly)
                                                         "2.1111...22222", "2.1111.2222222", "2......2222222",
                                                         "22222222222222"}));
     EXPECT_EQ(shortBranch.components.at<float>(3, 8), 3.0f) << "one pixel counts, and one is the limit";
+}
+
+TEST_P(ComponentSweepCases, APositionThatIsReachedFromTwoSidesIsCountedTwice) {
+    // Two ends, at the top and at the bottom. From the lower one the line runs around the knot beside column 8 and
+    // back into row 3, column 8, which was already waiting: it is counted once more, alone, under the upper end's
+    // number, and the upper line goes without an end of its own.
+    const cv::Mat map = DrawMap({"22222222222222", "2......22.2222", "2.1111.2.22222", "2.1111.....222", "2.1111.22.2222",
+                                 "2......2.22222", "22222222222222"});
+    const Maps limitOne = Swept(GetParam(), map, 0.0f, 0.125f);
+    EXPECT_EQ(limitOne.components.at<float>(1, 9), 3.0f) << "one pixel is counted for it, and one is the limit";
+    EXPECT_EQ(limitOne.components.at<float>(5, 8), 0.0f);
+    const Maps limitNone = Swept(GetParam(), map, 0.0f, 0.06f);
+    EXPECT_EQ(limitNone.components.at<float>(1, 9), 0.0f) << "one pixel is counted for it";
+}
+
+TEST_P(ComponentSweepCases, ALineWithoutAnEndOfItsOwnClearsTheFirstPixelOfTheMap) {
+    // One end, at the top right. The fork behind it ends twice: three pixels under its own number, two under one that
+    // no end has.
+    const cv::Mat map = DrawMap({".2222222222222", "2......2222222", "2.1111.2.2.222", "2.1111.2..2222", "2.1111..2.2222",
+                                 "2.1111.2222222", "2......2222222", "22222222222222"});
+    const Maps limitOne = Swept(GetParam(), map, 0.0f, 0.125f);
+    EXPECT_EQ(limitOne.components.at<float>(0, 0), 0.0f);
+    EXPECT_EQ(limitOne.components.at<float>(2, 10), 0.0f);
+    EXPECT_EQ(limitOne.components.at<float>(1, 1), 3.0f);
+    const Maps limitTwo = Swept(GetParam(), map, 0.0f, 0.135f);
+    EXPECT_EQ(limitTwo.components.at<float>(0, 0), 3.0f) << "two pixels, and two is the limit";
+    EXPECT_EQ(limitTwo.components.at<float>(2, 10), 0.0f);
 }

@@ -1,5 +1,7 @@
 #include "DetectionForms.h"
 
+#include "CandidateDetection.h"
+#include "ComponentSweep.h"
 #include "reference/PlainCandidateDetection.h"
 #include "reference/PlainCandidateFilter.h"
 #include "reference/PlainClusterSeparation.h"
@@ -11,8 +13,12 @@ namespace korvane_test {
 using namespace korvane_reference;
 
 std::vector<GradientForm> GradientForms() { return {{"plain", PlainGradientMagnitude}}; }
-std::vector<SweepForm> SweepForms() { return {{"plain", PlainComponentSweep}}; }
-std::vector<CandidateForm> CandidateForms() { return {{"plain", PlainDetectCandidates}}; }
+std::vector<SweepForm> SweepForms() {
+    return {{"plain", PlainComponentSweep}, {"shipped", Korvane::SweepComponents}};
+}
+std::vector<CandidateForm> CandidateForms() {
+    return {{"plain", PlainDetectCandidates}, {"shipped", Korvane::DetectCandidates}};
+}
 std::vector<FilterForm> FilterForms() { return {{"plain", PlainFilterCandidates}}; }
 std::vector<SeparationForm> SeparationForms() { return {{"plain", PlainSeparateClusters}}; }
 
