@@ -15,7 +15,9 @@ inline std::vector<float> BoxTransposed(const std::vector<float>& in, std::size_
                                         std::size_t radius) {
     std::vector<float> out(in.size());
     const auto clamped = [width](std::ptrdiff_t x) {
-        return x < 0 ? std::size_t{0} : x >= static_cast<std::ptrdiff_t>(width) ? width - 1 : static_cast<std::size_t>(x);
+        return x < 0                                     ? std::size_t{0}
+               : x >= static_cast<std::ptrdiff_t>(width) ? width - 1
+                                                         : static_cast<std::size_t>(x);
     };
     const auto r = static_cast<std::ptrdiff_t>(radius);
     for (std::size_t y = 0; y < height; ++y) {

@@ -1,5 +1,5 @@
-// Prints how well perimeter estimates measure digital discs, ellipses and squares: the figures of docs/MEASUREMENTS.md and
-// docs/decisions/shape.md. The estimate that the toolkit ships is the first column; the others live here only.
+// Prints how well perimeter estimates measure digital discs, ellipses and squares: the figures of docs/MEASUREMENTS.md
+// and docs/decisions/shape.md. The estimate that the toolkit ships is the first column; the others live here only.
 
 #include <array>
 #include <cmath>
@@ -76,8 +76,8 @@ Measured Measure(LabelImage shape, double aspect) {
     qvox::ComponentImage components;
     qvox::LabelForegroundRegions(components, shape, qvox::Neighbourhood8{});
     const qvox::ShapeEstimate shipped = qvox::EstimateShapes(components).front();
-    const double eight = korvane_reference::PlainCrofton(components.Identifiers(), 1, 1.0, aspect,
-                                                         korvane_reference::EightDirections());
+    const double eight =
+        korvane_reference::PlainCrofton(components.Identifiers(), 1, 1.0, aspect, korvane_reference::EightDirections());
     const double chain = ChainLength(shape);
     return {shipped.areaUm2, {shipped.perimeterUm, eight, chain, chain + kPi}};
 }
@@ -158,9 +158,8 @@ int main() {
         }
     }
     for (const double side : {12.0, 20.0, 40.0, 80.0}) {
-        Outlines("square, rotated", side, 1.5 * side + 6.0, 4.0 * side, random,
-                 [=](double size, const Placement& place) {
-                     return korvane_test::DigitalSquare(size, 1.0, place, side);
-                 });
+        Outlines(
+            "square, rotated", side, 1.5 * side + 6.0, 4.0 * side, random,
+            [=](double size, const Placement& place) { return korvane_test::DigitalSquare(size, 1.0, place, side); });
     }
 }

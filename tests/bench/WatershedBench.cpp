@@ -5,6 +5,7 @@
 
 #include "BenchImages.h"
 #include "BenchSupport.h"
+#include "reference/PlainWatershed.h"
 
 namespace {
 
@@ -49,7 +50,8 @@ void WatershedManyMarkers(benchmark::State& state) {
     qvox::LabelImage markers;
     markers.Resize(size, size, 1);
     std::mt19937 random(3);
-    for (std::uint16_t& v : markers) v = random() % 50 == 0 ? static_cast<std::uint16_t>(1 + random() % 60000) : std::uint16_t{0};
+    for (std::uint16_t& v : markers)
+        v = random() % 50 == 0 ? static_cast<std::uint16_t>(1 + random() % 60000) : std::uint16_t{0};
     Flood(state, VesicleRelief(size, places, 2), markers);
 }
 
@@ -70,12 +72,24 @@ void WatershedPlateau(benchmark::State& state) {
     Flood(state, relief, DiscLabels(size, DiscPlaces(size, VesicleCount(size), 1), 0.1));
 }
 
+/// The plain version on the picture of WatershedVesicles, for the ratio.
+void WatershedVesiclesPlain(benchmark::State& state) {
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const auto places = DiscPlaces(size, VesicleCount(size), 1);
+    const qvox::VoxelImage<float> relief = VesicleRelief(size, places, 2);
+    const qvox::LabelImage markers = WithBorderMarker(DiscLabels(size, places, 0.5));
+    PerPixel(
+        state, markers.VoxelCount(), [] {},
+        [&] { benchmark::DoNotOptimize(korvane_reference::PlainWatershed(relief, markers)); });
+}
+
 void Sizes(benchmark::internal::Benchmark* benchmark) {
     for (const int size : {512, 1024, 2048, 4096}) benchmark->Arg(size);
     benchmark->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(WatershedVesicles)->Apply(Sizes);
+BENCHMARK(WatershedVesiclesPlain)->Apply(Sizes);
 BENCHMARK(WatershedPointMarkers)->Apply(Sizes);
 BENCHMARK(WatershedManyMarkers)->Apply(Sizes);
 BENCHMARK(WatershedNoise)->Apply(Sizes);

@@ -10,7 +10,8 @@
 
 namespace korvane_reference {
 
-/// Components of equal non-zero value, found one flood at a time in raster order. Identifiers are not limited to 16 bit.
+/// Components of equal non-zero value, found one flood at a time in raster order. Identifiers are not limited to 16
+/// bit.
 struct PlainComponents {
     std::vector<std::uint32_t> identifiers;
     std::vector<qvox::ComponentRecord> records;  ///< record i belongs to identifier i + 1
@@ -26,8 +27,8 @@ inline PlainComponents PlainLabelling(const qvox::LabelImage& source) {
         if (source[first] == 0 || result.identifiers[first] != 0) continue;
         const auto identifier = static_cast<std::uint32_t>(result.records.size() + 1);
         const auto start = source.Coordinates(first);
-        qvox::ComponentRecord record{static_cast<std::uint16_t>(identifier), source[first], 0, start[0], start[1],
-                                     start[0], start[1]};
+        qvox::ComponentRecord record{
+            static_cast<std::uint16_t>(identifier), source[first], 0, start[0], start[1], start[0], start[1]};
         result.identifiers[first] = identifier;
         open.push_back(first);
         while (!open.empty()) {

@@ -35,15 +35,13 @@ qvox::LabelImage DigitalShape(double size, double aspect, const Placement& place
 }
 
 inline qvox::LabelImage DigitalEllipse(double size, double aspect, const Placement& place, double halfU, double halfV) {
-    return DigitalShape(size, aspect, place, [=](double u, double v) {
-        return u * u / (halfU * halfU) + v * v / (halfV * halfV) <= 1.0;
-    });
+    return DigitalShape(size, aspect, place,
+                        [=](double u, double v) { return u * u / (halfU * halfU) + v * v / (halfV * halfV) <= 1.0; });
 }
 
 inline qvox::LabelImage DigitalSquare(double size, double aspect, const Placement& place, double side) {
-    return DigitalShape(size, aspect, place, [=](double u, double v) {
-        return std::fabs(u) <= side / 2.0 && std::fabs(v) <= side / 2.0;
-    });
+    return DigitalShape(size, aspect, place,
+                        [=](double u, double v) { return std::fabs(u) <= side / 2.0 && std::fabs(v) <= side / 2.0; });
 }
 
 /// Length of an ellipse's outline, by summing short chords.

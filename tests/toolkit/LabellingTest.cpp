@@ -52,8 +52,8 @@ TEST(LabelForegroundRegions, EqualsThePlainVersionForAllSizesAndNumbersOfValues)
     for (const std::uint64_t width : {1u, 2u, 3u, 7u, 15u, 16u, 17u, 18u, 33u, 64u, 100u}) {
         for (const std::uint64_t height : {1u, 2u, 3u, 7u, 16u, 33u, 60u}) {
             for (const int values : {1, 2, 3, 8}) {
-                SCOPED_TRACE(::testing::Message() << width << " x " << height << ", values 0.." << values << ", seed "
-                                                  << seed);
+                SCOPED_TRACE(::testing::Message()
+                             << width << " x " << height << ", values 0.." << values << ", seed " << seed);
                 std::mt19937 random(seed++);
                 CompareWithPlain(korvane_test::RandomImage<std::uint16_t>(random, width, height, 0, values));
             }
@@ -165,9 +165,10 @@ TEST(LabelForegroundRegions, HoldsExactly65535ComponentsAndRefusesMore) {
     const ComponentImage full = Label(Dots(65535));
     EXPECT_EQ(full.Components().size(), 65535u);
     EXPECT_EQ(full.Components().back().identifier, 65535);
-    EXPECT_EQ(MessageOf(Dots(65536)),
-              "LabelForegroundRegions: the image has 65536 components, more than the 65535 that a 16-bit label image can "
-              "hold.");
+    EXPECT_EQ(
+        MessageOf(Dots(65536)),
+        "LabelForegroundRegions: the image has 65536 components, more than the 65535 that a 16-bit label image can "
+        "hold.");
 }
 
 TEST(LabelForegroundRegions, CountsComponentsAfterJoiningNotBefore) {

@@ -46,7 +46,8 @@ TEST(EstimateShape, EqualsThePlainFormulaAndTheEstimateOfAllAtOnce) {
             for (const int values : {1, 4}) {
                 std::mt19937 random(seed);
                 auto source = korvane_test::RandomImage<std::uint16_t>(random, width, height, 0, values);
-                source.SetResolution({0.25f * static_cast<float>(1 + seed % 7), 0.5f * static_cast<float>(1 + seed % 5), 0.0f});
+                source.SetResolution(
+                    {0.25f * static_cast<float>(1 + seed % 7), 0.5f * static_cast<float>(1 + seed % 5), 0.0f});
                 const ComponentImage components = Label(source);
                 const std::vector<qvox::ShapeEstimate> all = qvox::EstimateShapes(components);
                 ASSERT_EQ(all.size(), components.Components().size());
@@ -158,7 +159,8 @@ TEST(EstimateShape, TheOutlineOfRotatedSquaresIsWithin3PerCentOnAverage) {
 }
 
 TEST(EstimateShape, ADiscOfRadius20IsRoundAndALineOf20IsNot) {
-    // Centred on a voxel the disc is 41 voxels wide, a single one sticking out on each side: the least favourable place.
+    // Centred on a voxel the disc is 41 voxels wide, a single one sticking out on each side: the least favourable
+    // place.
     EXPECT_NEAR(Roundness(Label(korvane_test::DigitalEllipse(46.0, 1.0, {22.0, 22.0, 0.0}, 20.0, 20.0))), 1.0, 0.035);
     EXPECT_NEAR(Roundness(Label(korvane_test::DigitalEllipse(46.0, 1.0, {22.3, 22.4, 0.0}, 20.0, 20.0))), 1.0, 0.015);
     EXPECT_LT(Roundness(Label(Draw<std::uint16_t>({"11111111111111111111"}))), 0.2);

@@ -53,8 +53,8 @@ float FromBits(std::uint32_t bits) {
 
 /// The kinds of relief that the differential test draws from; each puts another strain on the order of levels.
 float RandomLevel(std::mt19937& random, int kind) {
-    static const std::vector<float> special{0.0f,     -0.0f,      kInfinity, -kInfinity, kNaN, -kNaN, 1e-45f,
-                                            -1e-45f,  1.1754944e-38f, 3.4028235e38f, -3.4028235e38f, 1.0f, -1.0f};
+    static const std::vector<float> special{0.0f,    -0.0f,          kInfinity,     -kInfinity,     kNaN, -kNaN, 1e-45f,
+                                            -1e-45f, 1.1754944e-38f, 3.4028235e38f, -3.4028235e38f, 1.0f, -1.0f};
     switch (kind) {
         case 0:  // real numbers of one narrow range
             return std::uniform_real_distribution<float>(0.0f, 1.0f)(random);
@@ -103,8 +103,8 @@ TEST(WatershedFromMarkers, EqualsThePlainVersionOnLargerImages) {
     }
 }
 
-TEST(WatershedFromMarkers, EqualsThePlainVersionOnASlopeThatFillsOneBucketBackwards) {
-    // Levels that differ in their last bits only and descend in raster order: each arrival is lower than all that wait.
+TEST(WatershedFromMarkers, EqualsThePlainVersionWhereNeighbouringLevelsAlternate) {
+    // Levels that differ in their last two bits only: one bucket, many voxels of each level, arriving in mixed order.
     Relief relief = Flat(120, 100, 0.0f);
     for (std::uint64_t i = 0; i < relief.VoxelCount(); ++i) {
         relief[i] = FromBits(0x40000000u + (i % 4 == 0 ? 3u : static_cast<std::uint32_t>(i * 7919 % 3)));
@@ -128,15 +128,16 @@ TEST(WatershedFromMarkers, ABasinWithoutAMarkerIsTakenByANeighbouringFlood) {
     Relief relief = Flat(11, 1, 0.0f);
     relief(3, 0) = 9.0f;
     relief(7, 0) = 4.0f;
-    EXPECT_TRUE(SameVoxels(Draw<std::uint16_t>({"11112222222"}), Watershed(relief, Draw<std::uint16_t>({"1.........2"}))))
+    EXPECT_TRUE(
+        SameVoxels(Draw<std::uint16_t>({"11112222222"}), Watershed(relief, Draw<std::uint16_t>({"1.........2"}))))
         << "the basin goes to the flood over its lower rim; the higher rim to the flood that stood before it first";
 }
 
 TEST(WatershedFromMarkers, FloodsMeetHalfwayOnAPlateauWhicheverMarkerComesFirst) {
-    EXPECT_TRUE(SameVoxels(Draw<std::uint16_t>({"3333111"}),
-                           Watershed(Flat(7, 1, 1.0f), Draw<std::uint16_t>({"3.....1"}))));
-    EXPECT_TRUE(SameVoxels(Draw<std::uint16_t>({"1111333"}),
-                           Watershed(Flat(7, 1, 1.0f), Draw<std::uint16_t>({"1.....3"}))));
+    EXPECT_TRUE(
+        SameVoxels(Draw<std::uint16_t>({"3333111"}), Watershed(Flat(7, 1, 1.0f), Draw<std::uint16_t>({"3.....1"}))));
+    EXPECT_TRUE(
+        SameVoxels(Draw<std::uint16_t>({"1111333"}), Watershed(Flat(7, 1, 1.0f), Draw<std::uint16_t>({"1.....3"}))));
 }
 
 TEST(WatershedFromMarkers, NaNFloodsLastTogetherWithInfinity) {

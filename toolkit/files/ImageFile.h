@@ -7,12 +7,21 @@
 
 namespace qvox {
 
-/// What kind of voxels a file holds. The numbers are the file probe's codes.
+/// What kind of voxels a file holds. The numbers are the file probe's codes; only 2, 3 and 6 are grey images that the
+/// analysis takes, every other code is a kind that it does not.
 enum class VoxelType : int {
-    kUnsupported = 0,
+    kUnsupported = 0,  ///< a kind that has no code of its own; ImageFileInfo::typeText says which
     kUint8 = 2,
     kUint16 = 3,
     kFloat32 = 6,
+    kRgb8 = 8,  ///< three interleaved 8-bit channels: what overlay pictures are saved as
+    kRgb16 = 9,
+    kInt8 = 10,
+    kInt16 = 11,
+    kUint32 = 12,
+    kInt32 = 13,
+    kFloat64 = 14,
+    kBilevel = 15,
 };
 
 enum class FileFormat : int {
@@ -40,16 +49,34 @@ struct ImageFileInfo {
     std::string resolutionNote;  ///< for a person: which entry of the file gave it, or why none did
 };
 
-/// Paths are the file system's own bytes, in whatever encoding.
+/// What the TIFF file holds, read from its directories only. Of several pages the first full-size grey one counts; an
+/// ImageJ or OME stack has as many planes as its description states and the file holds. A resolution that the file
+/// does not define, or defines as 0/0, negative, infinite or NaN, is 0 on that axis.
+/// The path is the file system's own bytes, in whatever encoding. Throws ToolkitError, naming the file and the cause,
+/// when it is not a readable TIFF.
 ImageFileInfo InspectImageFile(const std::string& path);
 
+/// The type of InspectImageFile. Throws ToolkitError also for a format other than kFromFile and kTiff.
 VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat::kFromFile);
 
+/// Reads the whole picture: sizes, voxels, resolution, offset and description. T must be what the probe reports:
+/// std::uint8_t, std::uint16_t, float or Rgb8. White-is-zero files are inverted (floats within their own finite range),
+/// 8-bit palettes with a grey map are read through it. A file from SaveImageFile gives back exactly what was saved; of
+/// another file the description holds the text tags of its first page under their TIFF names ("ImageDescription",
+/// "Software", ...). Throws ToolkitError, naming the file and the cause, when the file is unreadable, truncated or of
+/// another type, and before anything is allocated when it could not possibly hold what it claims. The image is then
+/// unspecified. Memory: the picture, at most 64 MiB beside it, and the compressed bytes of one strip or tile where
+/// those are more.
 template <typename T>
 void LoadImageFile(const std::string& path, VoxelImage<T>& image);
 
 enum class TiffCompression { kNone, kDeflate };
 
+/// Writes the image as a TIFF with resolution, offset and description. T is std::uint8_t, std::uint16_t, float or Rgb8.
+/// ImageJ opens the file with its pixel size in micrometres; planes become the slices of a stack. kDeflate is Deflate
+/// with horizontal prediction (none for float, which not every reader knows). The same image always gives the same
+/// bytes. The file is complete or absent: an existing file is replaced in one step and stays as it was on any failure.
+/// Throws ToolkitError, naming the file and the cause, also for an empty image.
 template <typename T>
 void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileFormat format = FileFormat::kTiff,
                    TiffCompression compression = TiffCompression::kDeflate);

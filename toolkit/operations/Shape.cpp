@@ -171,8 +171,8 @@ std::vector<ShapeEstimate> EstimateShapes(const ComponentImage& components) {
     const PixelScale scale(identifiers.Resolution());
     estimates.reserve(components.Components().size());
     for (const ComponentRecord& record : components.Components()) {
-        estimates.push_back({record.identifier, scale.PerimeterUm(counter.Of(record.identifier)),
-                             scale.AreaUm2(record.voxelCount)});
+        estimates.push_back(
+            {record.identifier, scale.PerimeterUm(counter.Of(record.identifier)), scale.AreaUm2(record.voxelCount)});
     }
     return estimates;
 }

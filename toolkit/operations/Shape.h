@@ -32,8 +32,8 @@ struct ShapeEstimate {
 ///   perimeter = atan(sy / sx) / 2 * sy * horizontal + atan(sx / sy) / 2 * sx * vertical
 ///             + pi / 8 * sx * sy / sqrt(sx^2 + sy^2) * (falling + rising diagonal crossings)
 /// summed in that order from whole counts. Voxels beyond the image border count as outside. The rims of holes are
-/// boundary too and are counted. Never zero, never infinite; a single square pixel of size 1 has pi / 4 (2 + sqrt(2)) = 2.68.
-/// Sharp corners are cut slightly; docs/MEASUREMENTS.md has the accuracy by shape and size.
+/// boundary too and are counted. Never zero, never infinite; a single square pixel of size 1 has pi / 4 (2 + sqrt(2))
+/// = 2.68. Sharp corners are cut slightly; docs/MEASUREMENTS.md has the accuracy by shape and size.
 ///
 /// Throws ToolkitError when there is no such component or no such measure. Cost: one pass over the component's bounding
 /// box for the perimeter, constant for the area.

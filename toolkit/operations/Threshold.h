@@ -6,7 +6,10 @@
 
 namespace qvox {
 
-/// True where low <= input <= high, else false. The output takes the input's sizes and resolution.
+/// Marks the voxels whose value lies in a range: true where low <= input <= high, else false. With low above high the
+/// range holds nothing and the mask is false everywhere; [0, 0] gives the background of a label image.
+/// Every voxel is judged for itself, so any number of planes will do. The output takes the input's sizes, resolution,
+/// offset and description. Throws ToolkitError when the input is empty. One pass.
 void ThresholdToMask(const VoxelImage<std::uint16_t>& input, VoxelImage<bool>& output, std::uint16_t low,
                      std::uint16_t high);
 

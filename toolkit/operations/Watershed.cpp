@@ -11,14 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "LargeBuffer.h"
-
 namespace qvox {
 
 namespace {
 
-/// What is known of a voxel, in one signed number. Without a label: its level, the relief's bits mapped to a number of the
-/// same order. With one: the label above kLabelled. No float but a NaN maps below kUnlabelled, so the two never mix.
+/// What is known of a voxel, in one signed number. Without a label: its level, the relief's bits mapped to a number of
+/// the same order. With one: the label above kLabelled. No float but a NaN maps below kUnlabelled, so the two never
+/// mix.
 using Cell = std::int32_t;
 
 constexpr Cell kLabelled = std::numeric_limits<Cell>::min();
@@ -32,9 +31,9 @@ Cell LevelOf(float relief) {
     return bits >= 0 ? bits : -(bits & 0x7FFFFFFF);         // -0.0 is no lower than 0.0
 }
 
-/// Maps levels to buckets, in the same order, so that each bucket receives about as many voxels of this image. A level's
-/// upper 16 bits choose a band; a band is divided by further bits the finer, the more voxels it holds. So neither a few
-/// outliers nor a narrow range of values spoils the division.
+/// Maps levels to buckets, in the same order, so that each bucket receives about as many voxels of this image. A
+/// level's upper 16 bits choose a band; a band is divided by further bits the finer, the more voxels it holds. So
+/// neither a few outliers nor a narrow range of values spoils the division.
 class BucketMap {
 public:
     static constexpr std::size_t kBands = 65536;
@@ -75,8 +74,8 @@ struct Waiting {
     std::uint32_t voxel;
 };
 
-/// A few voxels in order of level and arrival. They are kept sorted by insertion; where that would have to pass too many,
-/// all become a heap, so that no image costs more than a logarithm per voxel.
+/// A few voxels in order of level and arrival. They are kept sorted by insertion; where that would have to pass too
+/// many, all become a heap, so that no image costs more than a logarithm per voxel.
 class SortedQueue {
 public:
     bool Empty() const { return first_ == sorted_.size() && heap_.empty(); }
@@ -174,7 +173,9 @@ public:
         while (queue_.Empty()) {
             if (slotIsOpen_ && ++slot_ > mask_) return false;
             slotIsOpen_ = true;
-            for (std::uint32_t at = heads_[slot_]; at != kNone; at = entries_[at].next) queue_.Add(entries_[at].waiting);
+            for (std::uint32_t at = heads_[slot_]; at != kNone; at = entries_[at].next) {
+                queue_.Add(entries_[at].waiting);
+            }
         }
         return true;
     }
@@ -205,8 +206,8 @@ public:
         : width_(markers.SizeX()),
           height_(markers.SizeY()),
           stride_(width_ + 2),
-          cells_(MakeLargeBuffer<Cell>(stride_ * (height_ + 2) + kReadAhead)),
-          waiting_(MakeLargeBuffer<Waiting>(width_ * height_)) {
+          cells_(new Cell[stride_ * (height_ + 2) + kReadAhead]),
+          waiting_(new Waiting[width_ * height_]) {
         FillCells(relief);
         LayOutBuckets();
         SeedQueue(relief, markers);
@@ -356,8 +357,8 @@ private:
     std::uint64_t height_;
     std::uint64_t stride_;
     std::array<std::int32_t, 12> neighbourOf_{};
-    std::unique_ptr<Cell[], FreeMemory> cells_;
-    std::unique_ptr<Waiting[], FreeMemory> waiting_;
+    std::unique_ptr<Cell[]> cells_;
+    std::unique_ptr<Waiting[]> waiting_;
     BucketMap buckets_;
     std::vector<std::uint32_t> begins_;
     std::vector<std::uint32_t> ends_;

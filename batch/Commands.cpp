@@ -1,0 +1,195 @@
+#include "Commands.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "ExceptionText.h"
+#include "FailureText.h"
+#include "ImageJob.h"
+#include "ImageLoading.h"
+#include "InputList.h"
+#include "Interrupt.h"
+#include "MeasurementTable.h"
+#include "OpenCVThreads.h"
+#include "PathText.h"
+#include "RunReport.h"
+#include "WorkQueue.h"
+#include "files/ImageFile.h"
+
+namespace Korvane {
+
+namespace {
+
+bool WritesLabels(const BatchOptions& options) {
+    return options.command == BatchCommand::kDetect || options.command == BatchCommand::kSegment;
+}
+
+void MakeFolder(const std::optional<std::string>& folder) {
+    if (!folder) return;
+    std::error_code failure;
+    std::filesystem::create_directories(*folder, failure);
+    if (failure) throw UsageError("The folder '" + *folder + "' cannot be made: " + failure.message() + ".");
+    if (!std::filesystem::is_directory(*folder, failure)) throw UsageError("'" + *folder + "' is no folder.");
+    if (::access(folder->c_str(), W_OK | X_OK) != 0) {
+        throw UsageError("The folder '" + *folder +
+                         "' cannot be written to: " + std::generic_category().message(errno) + ".");
+    }
+}
+
+/// What would spoil hours of work at their end is found out before they begin.
+void RequireTablePlace(const BatchOptions& options) {
+    if (!options.table) return;
+    const std::filesystem::path table = FullPath(*options.table);
+    std::error_code failure;
+    if (std::filesystem::is_directory(table, failure)) {
+        throw UsageError("The table '" + *options.table + "' is a folder.");
+    }
+    const std::string folder = table.parent_path().string();
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
+        throw UsageError("The table '" + *options.table +
+                         "' cannot be written: " + std::generic_category().message(errno) + ".");
+    }
+}
+
+void RequireLabelsFolder(const BatchOptions& options) {
+    std::error_code failure;
+    if (options.labels && !std::filesystem::is_directory(*options.labels, failure)) {
+        throw UsageError("The folder '" + *options.labels + "' of the labels does not exist.");
+    }
+}
+
+bool Put(std::FILE* stream, const std::string& bytes) {
+    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() && std::fflush(stream) == 0;
+}
+
+/// The table of all images that have a result, to its file or to the output. False when it could not be written.
+bool WriteTable(const BatchOptions& options, const std::vector<ImageOutcome>& outcomes, std::FILE* output,
+                Progress& progress) {
+    if (!options.table && options.command != BatchCommand::kMeasure) return true;
+    std::vector<wxString> rows;
+    for (const ImageOutcome& outcome : outcomes) rows.insert(rows.end(), outcome.rows.begin(), outcome.rows.end());
+    if (!options.table) {
+        if (Put(output, MeasurementTableText(rows))) return true;
+        progress.Error("Cannot write the measurement table to the standard output! (" +
+                       wxString(std::generic_category().message(errno)) + ")");
+        return false;
+    }
+    try {
+        WriteMeasurementTable(PathText(FullPath(*options.table)), rows);
+        return true;
+    } catch (...) {
+        progress.Error("The measurement table is missing! (" + ExceptionText(std::current_exception()) + ")");
+        return false;
+    }
+}
+
+wxString NumberText(std::uint64_t number) { return wxString(std::to_string(number)); }
+
+/// Six digits tell pixel sizes apart as far as files store them.
+wxString PixelSizeText(const qvox::ImageFileInfo& info) {
+    if (info.resolution.x <= 0.0f) return "pixel size undefined";
+    const auto inNm = [](float perUm) { return wxString::FromCDouble(1000.0 / static_cast<double>(perUm)); };
+    wxString text = inNm(info.resolution.x);
+    if (info.resolution.y != info.resolution.x && info.resolution.y > 0.0f) text += " x " + inNm(info.resolution.y);
+    return text + " nm per pixel";
+}
+
+wxString InfoLine(const wxString& path, const qvox::ImageFileInfo& info) {
+    wxString line = path + ": " + NumberText(info.sizeX) + " x " + NumberText(info.sizeY);
+    if (info.sizeZ > 1) line += " x " + NumberText(info.sizeZ);
+    line += ", " + PathText(info.typeText);
+    if (!IsInputType(info.type)) line += " (not supported)";
+    line += ", " + PixelSizeText(info);
+    if (!info.resolutionNote.empty()) line += " (" + PathText(info.resolutionNote) + ")";
+    return line;
+}
+
+int RunInfo(const std::vector<std::string>& inputs, std::FILE* output, std::FILE* messages) {
+    int status = kExitDone;
+    for (const std::string& input : inputs) {
+        if (Interrupted()) return kExitInterrupted;
+        wxString error;
+        try {
+            const qvox::ImageFileInfo info = qvox::InspectImageFile(input);
+            if (Put(output, PathBytes(InfoLine(PathText(input), info)) + "\n")) continue;
+            error = "Cannot write to the standard output! (" + wxString(std::generic_category().message(errno)) + ")";
+        } catch (...) {
+            error = FailureMessage(FileTask::kLoadInput, PathText(input), std::current_exception());
+        }
+        status = kExitSomeFailed;
+        Put(messages, PathBytes("error: " + error) + "\n");
+    }
+    return status;
+}
+
+int StatusOf(const RunReport& report, Progress& progress) {
+    if (report.interrupted) {
+        progress.Note("Interrupted: what is not done is left as it was.");
+        return kExitInterrupted;
+    }
+    const auto count = [&report](ImageState state) {
+        return std::count_if(report.outcomes.begin(), report.outcomes.end(),
+                             [state](const ImageOutcome& outcome) { return outcome.state == state; });
+    };
+    const auto failed = count(ImageState::kFailed);
+    if (failed > 0) {
+        progress.Error(wxString::Format("%ld of %ld images failed.", static_cast<long>(failed),
+                                        static_cast<long>(report.outcomes.size())));
+        return kExitSomeFailed;
+    }
+    if (static_cast<std::size_t>(count(ImageState::kNoLabels)) == report.outcomes.size()) {
+        progress.Error("None of the images has labels to work on.");
+        return kExitSomeFailed;
+    }
+    return kExitDone;
+}
+
+}  // namespace
+
+int RunBatch(const BatchOptions& options, std::FILE* output, std::FILE* messages) {
+    const std::vector<std::string> inputs = ExpandInputs(options.images);
+    if (options.command == BatchCommand::kInfo) return RunInfo(inputs, output, messages);
+
+    RunReport report;
+    report.started = TimeText();
+    report.images = PlanFiles(options, inputs);
+    report.outcomes.resize(inputs.size());
+    RequireLabelsFolder(options);
+    if (options.command != BatchCommand::kMeasure) MakeFolder(options.output);
+    MakeFolder(options.stages);
+    RequireTablePlace(options);
+
+    const unsigned jobs = options.jobs > 0 ? options.jobs : UsableProcessors();
+    const bool oneByOne = jobs == 1 || inputs.size() == 1;
+    SetOpenCVThreads(oneByOne ? static_cast<int>(UsableProcessors()) : 1);
+
+    Progress progress(messages, options.verbosity, inputs.size());
+    RunJobs(inputs.size(), jobs, Interrupted, [&](std::size_t index) {
+        report.outcomes[index] = ProcessImage(options, report.images[index], index + 1, progress);
+    });
+    // An interrupt that came after the last image has nothing to cut short.
+    report.interrupted = std::any_of(report.outcomes.begin(), report.outcomes.end(), [](const ImageOutcome& outcome) {
+        return outcome.state == ImageState::kNotStarted || outcome.state == ImageState::kAbandoned;
+    });
+
+    bool recorded = true;
+    if (WritesLabels(options)) {
+        for (const wxString& failure : WriteReports(options, report)) {
+            progress.Error(failure);
+            recorded = false;
+        }
+    }
+    // A table of a part of the images could be taken for the whole.
+    if (!report.interrupted && !WriteTable(options, report.outcomes, output, progress)) recorded = false;
+    const int status = StatusOf(report, progress);
+    return status == kExitDone && !recorded ? kExitSomeFailed : status;
+}
+
+}  // namespace Korvane

@@ -1,0 +1,46 @@
+#include <wx/init.h>
+#include <wx/log.h>
+
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "Commands.h"
+#include "ExceptionText.h"
+#include "Interrupt.h"
+#include "Options.h"
+#include "PathText.h"
+
+namespace {
+
+void Say(std::FILE* stream, const std::string& bytes) { std::fwrite(bytes.data(), 1, bytes.size(), stream); }
+
+int Run(const std::vector<std::string>& arguments) {
+    const Korvane::CommandLine line = Korvane::ParseCommandLine(arguments);
+    if (!line.options) {
+        Say(stdout, line.answer);
+        return Korvane::kExitDone;
+    }
+    Korvane::CatchInterrupts();
+    return Korvane::RunBatch(*line.options, stdout, stderr);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const wxInitializer toolkit;
+        // Failures are told by the messages of this program.
+        wxLog::EnableLogging(false);
+        Korvane::AdoptPathConversion();
+        return Run(std::vector<std::string>(argv + 1, argv + argc));
+    } catch (const Korvane::UsageError& error) {
+        Say(stderr, std::string("korvane-batch: ") + error.what() + "\nRun korvane-batch --help for the options.\n");
+        return Korvane::kExitUsage;
+    } catch (...) {
+        const wxString cause = Korvane::ExceptionText(std::current_exception());
+        Say(stderr, "korvane-batch: " + Korvane::PathBytes(cause) + "\n");
+        return Korvane::kExitSomeFailed;
+    }
+}

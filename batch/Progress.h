@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <mutex>
+
+#include <wx/string.h>
+
+#include "Options.h"
+
+namespace Korvane {
+
+/// Tells a person on the standard error stream how a run goes: a bar on a terminal, one line per image otherwise.
+/// Warnings and errors are always told, notes and progress not when quiet, steps and trace lines only when verbose.
+/// Any thread may call it; lines are never mixed.
+class Progress {
+public:
+    Progress(std::FILE* stream, Verbosity verbosity, std::size_t imageCount);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void Note(const wxString& text);
+    void Warning(const wxString& text);
+    void Error(const wxString& text);
+    void Trace(const wxString& text);
+
+    /// One of the stages of an image has begun.
+    void StageBegun();
+    /// An image is done; `stagesTold` is how often StageBegun was called for it.
+    void ImageDone(std::size_t stagesTold, const wxString& text);
+
+private:
+    void Line(const wxString& text);
+    void DrawBar();
+    void WipeBar();
+
+    std::mutex mutex_;
+    std::FILE* stream_;
+    Verbosity verbosity_;
+    bool bar_;
+    std::size_t imageCount_;
+    std::size_t imagesDone_ = 0;
+    std::size_t stages_ = 0;
+};
+
+}  // namespace Korvane

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+
+#include "DetectionObserver.h"
+#include "InputList.h"
+#include "Options.h"
+#include "Progress.h"
+
+namespace Korvane {
+
+/// Listens to the detection of one image: moves the progress bar, passes trace lines on, writes the stages' maps when
+/// they are asked for, and leaves detection with RunInterrupted when the run was interrupted.
+class StageWriter : public DetectionObserver {
+public:
+    StageWriter(const BatchOptions& options, const ImageFiles& files, const qvox::PixelResolution& resolution,
+                Progress& progress);
+
+    /// How often a stage was announced.
+    std::size_t StagesTold() const { return stagesTold_; }
+
+    int ProgressValue() override { return progressValue_; }
+    void UpdateProgress(int value, const std::string& message) override;
+    void Trace(const std::string& line) override;
+    bool WantsStage(DetectionStage stage) override;
+    void StageFloat(DetectionStage stage, const qvox::VoxelImage<float>& map) override;
+    void StageByte(DetectionStage stage, const qvox::VoxelImage<std::uint8_t>& map) override;
+    void StageLabels(DetectionStage stage, const qvox::LabelImage& map) override;
+
+private:
+    template <typename T>
+    void Save(DetectionStage stage, const qvox::VoxelImage<T>& map);
+
+    const BatchOptions& options_;
+    const ImageFiles& files_;
+    qvox::PixelResolution resolution_;
+    Progress& progress_;
+    std::size_t stagesTold_ = 0;
+    int progressValue_ = 0;
+};
+
+}  // namespace Korvane

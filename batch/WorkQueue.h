@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+namespace Korvane {
+
+/// Processors that this process may run on, at least 1.
+unsigned UsableProcessors();
+
+/// Calls work(i) once for each i below `count`, at most `workers` at a time, started in ascending order, until all are
+/// done or `stop` says true. Returns when the last call has. `work` must not throw; with one worker, or when the system
+/// gives no thread, it runs on the calling thread.
+void RunJobs(std::size_t count, unsigned workers, const std::function<bool()>& stop,
+             const std::function<void(std::size_t)>& work);
+
+}  // namespace Korvane

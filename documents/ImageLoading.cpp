@@ -1,0 +1,57 @@
+#include "ImageLoading.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "FailureText.h"
+#include "PathText.h"
+
+namespace Korvane {
+
+namespace {
+
+template <typename T>
+void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image) {
+    qvox::VoxelImage<T> read;
+    qvox::LoadImageFile(path, read);
+    image.CopyPropertiesFrom(read);
+    image.Resize(read.SizeX(), read.SizeY(), read.SizeZ());
+    std::transform(read.begin(), read.end(), image.begin(), [](T value) { return static_cast<float>(value); });
+}
+
+}  // namespace
+
+bool IsInputType(qvox::VoxelType type) {
+    return type == qvox::VoxelType::kUint8 || type == qvox::VoxelType::kUint16 || type == qvox::VoxelType::kFloat32;
+}
+
+qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image) {
+    qvox::LabelImage labels;
+    labels.CopyPropertiesFrom(image);
+    labels.Resize(image.SizeX(), image.SizeY(), image.SizeZ());
+    labels.Zero();
+    return labels;
+}
+
+Position LoadPosition(const wxString& path) {
+    const std::string bytes = PathBytes(path);
+    Position position;
+    position.path = path;
+    switch (qvox::ProbeVoxelType(bytes)) {
+        case qvox::VoxelType::kUint8:
+            LoadConverted<std::uint8_t>(bytes, position.image);
+            break;
+        case qvox::VoxelType::kUint16:
+            LoadConverted<std::uint16_t>(bytes, position.image);
+            break;
+        case qvox::VoxelType::kFloat32:
+            qvox::LoadImageFile(bytes, position.image);
+            break;
+        default:
+            throw UnsupportedPixelType();
+    }
+    position.labels = EmptyLabelsFor(position.image);
+    return position;
+}
+
+}  // namespace Korvane

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <wx/string.h>
+
+#include "Position.h"
+#include "files/ImageFile.h"
+
+namespace Korvane {
+
+/// Reads one input file into a position with an all-zero label image. 8-bit, 16-bit and float grey files are read;
+/// intensities keep their values. Throws UnsupportedPixelType for any other voxel type, ToolkitError for a file that
+/// cannot be read, std::bad_alloc; FailureMessage(FileTask::kLoadInput, ...) makes the text of each.
+Position LoadPosition(const wxString& path);
+
+/// True for the voxel types that LoadPosition reads.
+bool IsInputType(qvox::VoxelType type);
+
+/// A zero label image that belongs to `image`: its sizes, resolution, offset and description.
+qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image);
+
+}  // namespace Korvane

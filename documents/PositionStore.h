@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include <wx/string.h>
+
+#include "Position.h"
+
+namespace Korvane {
+
+/// The open positions and which of them is current. `images`, `labelImages` and `paths` always have the same length;
+/// entry i of each belongs to position i. `current` is below the count whenever there is a position.
+struct PositionStore {
+    std::vector<qvox::VoxelImage<float>> images;
+    std::vector<qvox::LabelImage> labelImages;
+    std::vector<wxString> paths;
+    std::size_t current = 0;
+    std::uint16_t currentLabel = 1;  ///< what the editing tools write next
+    std::size_t labelCount = 0;      ///< distinct labels of the current position
+    qvox::LabelImage undoLabels;     ///< the current position's labels before the last destructive change; or empty
+};
+
+inline std::size_t PositionCount(const PositionStore& store) { return store.paths.size(); }
+
+/// The number of distinct labels in an image; 0 is none. One pass.
+std::size_t CountLabels(const qvox::LabelImage& labels);
+
+/// The same for a position of the store; 0 when there is no such position.
+std::size_t CountLabels(const PositionStore& store, std::size_t index);
+
+/// Counts the current position's labels again into `labelCount`.
+void RecountLabels(PositionStore& store);
+
+/// Empties the three sequences, as opening images does before it reads the first file.
+void RemoveAllPositions(PositionStore& store);
+
+/// Appends a position; either all three sequences grow or, when memory runs out, none.
+void AppendPosition(PositionStore& store, Position position);
+
+/// Makes `index` current: recounts its labels and empties the undo copy. False, and nothing changed, when there is no
+/// such position or when the contour being drawn holds any point.
+bool SwitchToPosition(PositionStore& store, std::size_t index, std::size_t contourPointCount);
+
+/// Sets the current position's labels to 0, keeping a copy for one undo. Nothing happens in an empty store. When there
+/// is no memory for the copy, std::bad_alloc leaves the store as it was.
+void ClearCurrentLabels(PositionStore& store);
+
+/// Sets all labels of all positions to 0; the undo copy is not touched. Nothing happens in an empty store.
+void ClearAllLabels(PositionStore& store);
+
+}  // namespace Korvane

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+
+#include <wx/string.h>
+
+#include "PathText.h"
+#include "VoxelImage.h"
+
+namespace Korvane {
+
+/// A folder that a person chose; none means the folder of the input file itself.
+using ChosenFolder = std::optional<wxString>;
+
+/// Where the labels of an input file are kept: "seg_" before its name.
+wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
+
+/// Where the overlay picture of an input file is written: "export_" before its name.
+wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
+
+/// The same rule for any other prefix.
+wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& prefix,
+                      PathStyle style = kNativePathStyle);
+
+/// Writes labels as a 16-bit TIFF file, values as they are; complete or absent. Throws ToolkitError.
+void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels);
+
+enum class LabelsFound { kNoFile, kLoaded };
+
+/// Replaces the voxels of `labels` by those of a result file; resolution, offset and description stay. A file that is
+/// not there is no failure. Throws UnsupportedPixelType for anything but 16-bit grey, InconsistentImageSize for other
+/// sizes than those of `labels`, ToolkitError, std::bad_alloc; `labels` is then unchanged.
+LabelsFound LoadLabels(const wxString& resultPath, qvox::LabelImage& labels);
+
+}  // namespace Korvane

@@ -1,0 +1,67 @@
+#include "SeededSegmentation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "ComponentImage.h"
+#include "InputChecks.h"
+#include "MarkerGrowth.h"
+#include "operations/Labelling.h"
+#include "operations/Shape.h"
+
+namespace Korvane {
+namespace {
+
+/// The foreground's connected parts, whatever their labels are.
+qvox::ComponentImage JoinedObjects(const qvox::LabelImage& labels) {
+    qvox::LabelImage foreground;
+    foreground.CopyPropertiesFrom(labels);
+    foreground.Resize(labels.SizeX(), labels.SizeY(), 1);
+    std::transform(labels.begin(), labels.end(), foreground.begin(),
+                   [](std::uint16_t label) { return static_cast<std::uint16_t>(label != 0); });
+    qvox::ComponentImage components;
+    qvox::LabelForegroundRegions(components, foreground, qvox::Neighbourhood8{});
+    return components;
+}
+
+void RemoveSmallObjects(qvox::LabelImage& labels, float minObjectDiameterUm) {
+    const qvox::ComponentImage components = JoinedObjects(labels);
+    std::vector<std::uint8_t> kept(65536, 0);
+    for (const qvox::ComponentRecord& component : components.Components()) {
+        const double areaUm2 = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kArea);
+        const double diameterUm = std::sqrt(areaUm2 * 4.0 / CV_PI);
+        kept[component.identifier] = !(static_cast<double>(minObjectDiameterUm) > diameterUm);
+    }
+    for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) {
+        if (kept[components.Identifiers()[i]] == 0) labels[i] = 0;
+    }
+}
+
+}  // namespace
+
+void SegmentFromSeeds(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float xResolution,
+                      float minObjectDiameterUm) {
+    const std::string operation = "Seeded segmentation";
+    CheckSinglePlane(operation, raw);
+    if (!raw.SameSizes(labels)) {
+        throw qvox::ToolkitError(operation + ": the image has " + std::to_string(raw.SizeX()) + " x " +
+                                 std::to_string(raw.SizeY()) + " pixels, the labels have " +
+                                 std::to_string(labels.SizeX()) + " x " + std::to_string(labels.SizeY()) + ".");
+    }
+    const float scale = CheckedResolutionScale(operation, xResolution);
+    WithOpenCvMemoryErrors([&] {
+        {
+            const qvox::VoxelImage<float> relief = SmoothedGradient(raw, static_cast<double>(scale) * 3.0);
+            const qvox::LabelImage markers = AddBackgroundMarker(labels, static_cast<int>(scale * 100.0f));
+            GrowMarkers(relief, markers, labels);
+        }
+        RemoveSmallObjects(labels, minObjectDiameterUm);
+    });
+}
+
+}  // namespace Korvane

@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "batch/ProgramRunner.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+
+namespace korvane_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// No temporary file is left, and every TIFF file is whole.
+void ExpectNothingHalfWritten(const fs::path& folder) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        const bool known = name.rfind("seg_", 0) == 0 || name.rfind("export_", 0) == 0 || name == "korvane-run.json" ||
+                           name == "t.txt";
+        EXPECT_TRUE(known) << name << " was left behind";
+        if (name.rfind("seg_", 0) != 0) continue;
+        qvox::LabelImage labels;
+        EXPECT_NO_THROW(qvox::LoadImageFile(entry.path().string(), labels)) << name;
+    }
+}
+
+TEST(BatchRobustness, NamesOfAnyBytesWorkUnderEveryLocale) {
+    for (const char* locale : {"LC_ALL=C", "LC_ALL=C.UTF-8", "LC_ALL=de_DE.UTF-8"}) {
+        const TemporaryFolder folder;
+        fs::create_directory(folder.File("\xC3\xBC \xC3\xA9"));
+        const char* const names[] = {"\xC3\xBC \xC3\xA9 \xC2\xB5 \xE4\xB8\xAD #1 100%s.tif", "bad\xFF\x80.tif"};
+        for (const char* name : names)
+            qvox::SaveImageFile(folder.File("\xC3\xBC \xC3\xA9/" + std::string(name)), Vesicles(1));
+        Surroundings surroundings;
+        surroundings.environment = {locale};
+        surroundings.workingFolder = folder.Path().string();
+        const ProgramResult run = RunProgram({"detect", "-o", "aus \xC2\xB5", "--table",
+                                              "aus \xC2\xB5/\xE4\xB8\xAD.txt", "--overlay", "\xC3\xBC \xC3\xA9"},
+                                             surroundings);
+        ASSERT_EQ(run.status, 0) << locale << ": " << run.messages;
+        for (const char* name : names) {
+            EXPECT_TRUE(fs::exists(folder.File("aus \xC2\xB5/seg_" + std::string(name)))) << locale;
+            EXPECT_TRUE(fs::exists(folder.File("aus \xC2\xB5/export_" + std::string(name)))) << locale;
+            EXPECT_NE(run.messages.find(name), std::string::npos) << locale;
+        }
+        const std::string table = Contents(folder.File("aus \xC2\xB5/\xE4\xB8\xAD.txt"));
+        EXPECT_EQ(table.rfind("Filename\tLabel\t", 0), 0u);
+        EXPECT_EQ(table.find(','), std::string::npos) << table;
+    }
+}
+
+TEST(BatchRobustness, AFolderThatCannotBeWrittenToIsToldBeforeAnyWork) {
+    const TemporaryFolder folder;
+    qvox::SaveImageFile(folder.File("a.tif"), Vesicles(1));
+    fs::create_directory(folder.File("out"));
+    fs::permissions(folder.Path(), fs::perms(0755));
+    fs::permissions(folder.File("out"), fs::perms(0555));
+    Surroundings surroundings;
+    // Nothing is forbidden to the superuser, so the program then runs as somebody else.
+    if (::geteuid() == 0) surroundings.user = 65534;
+    const ProgramResult run = RunProgram({"detect", "-o", folder.File("out"), folder.File("a.tif")}, surroundings);
+    fs::permissions(folder.File("out"), fs::perms(0755));
+    if (run.status == 126 || run.status == 127) GTEST_SKIP() << "another user may not run the program from here";
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.messages.find("cannot be written to"), std::string::npos) << run.messages;
+}
+
+TEST(BatchRobustness, AnOutputFolderBelowAFileIsRefused) {
+    const TemporaryFolder folder;
+    qvox::SaveImageFile(folder.File("a.tif"), Vesicles(1));
+    const ProgramResult run = RunProgram({"detect", "-o", folder.File("a.tif/out"), folder.File("a.tif")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.messages.find("cannot be made"), std::string::npos) << run.messages;
+}
+
+TEST(BatchRobustness, WhenTheDiskIsFullNothingIsHalfWritten) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder.File("out"));
+    // Labels of noise do not shrink below the limit.
+    qvox::SaveImageFile(folder.File("a.tif"), Vesicles(1, 400, 400));
+    Surroundings surroundings;
+    surroundings.maxFileBytes = 100;
+    const ProgramResult run = RunProgram(
+        {"detect", "-o", folder.File("out"), "--table", folder.File("out/t.txt"), folder.File("a.tif")}, surroundings);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.messages.find("Cannot save the segmentation results for 'a.tif'! (Error='"), std::string::npos)
+        << run.messages;
+    ExpectNothingHalfWritten(folder.File("out"));
+    EXPECT_FALSE(fs::exists(folder.File("out/seg_a.tif")));
+}
+
+TEST(BatchRobustness, AFullDiskKeepsTheTableThatWasThere) {
+    const TemporaryFolder folder;
+    qvox::SaveImageFile(folder.File("a.tif"), Vesicles(1));
+    qvox::SaveImageFile(folder.File("seg_a.tif"), TwoSquares());
+    ASSERT_EQ(RunProgram({"measure", "--table", folder.File("t.txt"), folder.File("a.tif")}).status, 0);
+    const std::string before = Contents(folder.File("t.txt"));
+    ASSERT_GT(before.size(), 100u);
+    Surroundings surroundings;
+    surroundings.maxFileBytes = 100;
+    const ProgramResult run =
+        RunProgram({"measure", "--quiet", "--table", folder.File("t.txt"), folder.File("a.tif")}, surroundings);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(Contents(folder.File("t.txt")), before);
+    fs::remove(folder.File("a.tif"));
+    ExpectNothingHalfWritten(folder.Path());
+}
+
+TEST(BatchRobustness, AnOutputThatTakesNothingIsAFailure) {
+    const TemporaryFolder folder;
+    qvox::SaveImageFile(folder.File("a.tif"), Vesicles(1));
+    qvox::SaveImageFile(folder.File("seg_a.tif"), TwoSquares());
+    Surroundings surroundings;
+    surroundings.standardOutput = "/dev/full";
+    EXPECT_EQ(RunProgram({"measure", folder.File("a.tif")}, surroundings).status, 1);
+    EXPECT_EQ(RunProgram({"info", folder.File("a.tif")}, surroundings).status, 1);
+}
+
+TEST(BatchRobustness, AnInterruptLeavesOnlyWholeFiles) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder.File("in"));
+    for (unsigned i = 0; i < 200; ++i) {
+        qvox::SaveImageFile(folder.File("in/p" + std::to_string(i) + ".tif"), Vesicles(i));
+    }
+    ProgramRun run(
+        {"detect", "--jobs", "1", "-o", folder.File("out"), "--table", folder.File("out/t.txt"), folder.File("in")});
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!fs::exists(folder.File("out/seg_p0.tif")) && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    run.Signal(SIGINT);
+    const ProgramResult result = run.Await();
+    EXPECT_EQ(result.status, 130) << result.messages;
+    ExpectNothingHalfWritten(folder.File("out"));
+    EXPECT_FALSE(fs::exists(folder.File("out/t.txt")));
+    EXPECT_TRUE(fs::exists(folder.File("out/seg_p0.tif")));
+    EXPECT_FALSE(fs::exists(folder.File("out/seg_p199.tif")));
+    EXPECT_NE(Contents(folder.File("out/korvane-run.json")).find("\"interrupted\": true"), std::string::npos);
+}
+
+}  // namespace
+
+}  // namespace korvane_test

@@ -1,0 +1,130 @@
+#include "InputList.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "PathText.h"
+#include "support/TemporaryFolder.h"
+
+namespace Korvane {
+
+namespace {
+
+using korvane_test::TemporaryFolder;
+
+void Touch(const std::string& path) { std::ofstream(path) << "x"; }
+
+std::string Refusal(const BatchOptions& options, const std::vector<std::string>& inputs) {
+    try {
+        PlanFiles(options, inputs);
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+TEST(NaturalLess, ComparesNumbersByTheirValue) {
+    EXPECT_TRUE(NaturalLess("a2.tif", "a10.tif"));
+    EXPECT_FALSE(NaturalLess("a10.tif", "a2.tif"));
+    EXPECT_TRUE(NaturalLess("a99999999999999999999998", "a99999999999999999999999"));
+    EXPECT_TRUE(NaturalLess("a2b3", "a2b10"));
+    EXPECT_TRUE(NaturalLess("a", "a1"));
+    EXPECT_TRUE(NaturalLess("B2", "b10"));
+    EXPECT_FALSE(NaturalLess("a1", "a1"));
+}
+
+TEST(NaturalLess, IsAStrictOrderOverNamesThatDifferInZerosAndCaseOnly) {
+    std::vector<std::string> names;
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        std::mt19937 random(seed);
+        std::string name;
+        for (unsigned i = 0; i < 1 + random() % 5; ++i) name += "0012aAb"[random() % 7];
+        names.push_back(name);
+    }
+    for (const std::string& a : names) {
+        for (const std::string& b : names) {
+            ASSERT_EQ(a == b, !NaturalLess(a, b) && !NaturalLess(b, a)) << a << ", " << b;
+        }
+    }
+    std::sort(names.begin(), names.end(), NaturalLess);
+    for (std::size_t i = 0; i < names.size(); i += 7) {
+        for (std::size_t j = i + 1; j < names.size(); ++j) ASSERT_FALSE(NaturalLess(names[j], names[i]));
+    }
+}
+
+TEST(ExpandInputs, AFolderStandsForItsImagesInNaturalOrder) {
+    const TemporaryFolder folder;
+    for (const char* name : {"b10.tif", "b9.TIF", "a.Tiff", "seg_a.tif", "export_a.tif", ".hidden.tif", "notes.txt",
+                             "c.tif.txt", ".tif"}) {
+        Touch(folder.File(name));
+    }
+    std::filesystem::create_directory(folder.File("d.tif"));
+    EXPECT_EQ(ExpandInputs({folder.Path().string()}),
+              (std::vector<std::string>{folder.File("a.Tiff"), folder.File("b9.TIF"), folder.File("b10.tif")}));
+    EXPECT_EQ(ExpandInputs({folder.Path().string() + "/"}).size(), 3u);
+}
+
+TEST(ExpandInputs, KeepsTheOrderGivenAndEachPathOnce) {
+    EXPECT_EQ(ExpandInputs({"/x/b.tif", "/x/./a.tif", "/x/a.tif"}), (std::vector<std::string>{"/x/b.tif", "/x/a.tif"}));
+}
+
+TEST(ExpandInputs, PathsBecomeFullPaths) {
+    EXPECT_EQ(ExpandInputs({"a.tif"}), std::vector<std::string>{(std::filesystem::current_path() / "a.tif").string()});
+}
+
+TEST(ExpandInputs, AFolderWithoutImagesIsAnError) {
+    const TemporaryFolder folder;
+    Touch(folder.File("seg_a.tif"));
+    EXPECT_THROW(ExpandInputs({folder.Path().string()}), UsageError);
+    EXPECT_THROW(ExpandInputs({""}), UsageError);
+}
+
+TEST(PlanFiles, EverythingLiesBesideTheImageUnlessAFolderIsGiven) {
+    BatchOptions options;
+    ImageFiles files = PlanFiles(options, {"/d/a.tif"})[0];
+    EXPECT_EQ(files.labels, wxString("/d/seg_a.tif"));
+    EXPECT_EQ(files.seeds, wxString("/d/seg_a.tif"));
+    EXPECT_EQ(files.picture, wxString("/d/export_a.tif"));
+    options.output = "/o";
+    files = PlanFiles(options, {"/d/a.tif"})[0];
+    EXPECT_EQ(files.labels, wxString("/o/seg_a.tif"));
+    EXPECT_EQ(files.seeds, wxString("/o/seg_a.tif"));
+    options.labels = "/l";
+    files = PlanFiles(options, {"/d/a.tif"})[0];
+    EXPECT_EQ(files.labels, wxString("/o/seg_a.tif"));
+    EXPECT_EQ(files.seeds, wxString("/l/seg_a.tif"));
+    EXPECT_EQ(files.picture, wxString("/o/export_a.tif"));
+}
+
+TEST(PlanFiles, TwoImagesOfOneNameCannotShareAnOutputFolder) {
+    BatchOptions options;
+    EXPECT_EQ(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
+    options.output = "/o";
+    EXPECT_EQ(Refusal(options, {"/x/a.tif", "/y/a.tif"}),
+              "'/x/a.tif' and '/y/a.tif' would both be written to '/o/seg_a.tif'.");
+    options.command = BatchCommand::kMeasure;  // writes no file per image
+    EXPECT_EQ(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
+}
+
+TEST(PlanFiles, StagesOfTwoImagesCannotShareAName) {
+    BatchOptions options;
+    options.stages = "/s";
+    EXPECT_NE(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
+}
+
+TEST(PlanFiles, NoInputIsOverwritten) {
+    BatchOptions options;
+    EXPECT_NE(Refusal(options, {"/x/a.tif", "/x/seg_a.tif"}), "accepted");
+    options.table = "/x/a.tif";
+    EXPECT_NE(Refusal(options, {"/x/a.tif"}), "accepted");
+    options.table = "/x/seg_a.tif";
+    EXPECT_NE(Refusal(options, {"/x/a.tif"}), "accepted");
+}
+
+}  // namespace
+
+}  // namespace Korvane

@@ -1,0 +1,128 @@
+#include "Options.h"
+
+#include <gtest/gtest.h>
+
+namespace Korvane {
+
+namespace {
+
+BatchOptions Parse(const std::vector<std::string>& arguments) { return *ParseCommandLine(arguments).options; }
+
+std::string Refusal(const std::vector<std::string>& arguments) {
+    try {
+        ParseCommandLine(arguments);
+    } catch (const UsageError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
+    const BatchOptions options = Parse({"detect", "a.tif"});
+    EXPECT_EQ(options.command, BatchCommand::kDetect);
+    EXPECT_EQ(options.images, std::vector<std::string>{"a.tif"});
+    EXPECT_EQ(options.parameters.edgeContrast, 0.005f);
+    EXPECT_EQ(options.parameters.areaFraction, 0.15f);
+    EXPECT_EQ(options.parameters.roundnessThreshold, 0.75f);
+    EXPECT_EQ(options.parameters.minObjectDiameterUm, 0.03f);
+    EXPECT_EQ(options.parameters.maxRelativeClusterSize, 1.0f);
+    EXPECT_EQ(options.parameters.relativeExosomeSize, 1.0f);
+    EXPECT_EQ(options.existing, ExistingLabels::kSkip);
+    EXPECT_EQ(options.style, LabelStyle::kContours);
+    EXPECT_FALSE(options.overlay);
+    EXPECT_FALSE(options.output || options.labels || options.table || options.stages || options.pixelSizeNm);
+    EXPECT_EQ(options.jobs, 0u);
+}
+
+TEST(Options, EveryCommandIsUnderstood) {
+    EXPECT_EQ(Parse({"segment", "a"}).command, BatchCommand::kSegment);
+    EXPECT_EQ(Parse({"measure", "a"}).command, BatchCommand::kMeasure);
+    EXPECT_EQ(Parse({"overlay", "a"}).command, BatchCommand::kOverlay);
+    EXPECT_EQ(Parse({"info", "a"}).command, BatchCommand::kInfo);
+}
+
+TEST(Options, EachParameterReachesItsField) {
+    const BatchOptions options =
+        Parse({"segment", "--edge-contrast", "0.1", "--area-fraction=0.2", "--roundness", "0.3", "--max-cluster-size",
+               "0.4", "--exosome-size", "0.5", "--min-diameter", "0.45", "a.tif"});
+    EXPECT_EQ(options.parameters.edgeContrast, 0.1f);
+    EXPECT_EQ(options.parameters.areaFraction, 0.2f);
+    EXPECT_EQ(options.parameters.roundnessThreshold, 0.3f);
+    EXPECT_EQ(options.parameters.maxRelativeClusterSize, 0.4f);
+    EXPECT_EQ(options.parameters.relativeExosomeSize, 0.5f);
+    EXPECT_EQ(options.parameters.minObjectDiameterUm, 0.45f);
+}
+
+TEST(Options, BothEndsOfEachRangeAreAccepted) {
+    for (const char* name : {"--edge-contrast", "--area-fraction", "--roundness"}) {
+        for (const char* value : {"0", "1", "0.0", "1.000"})
+            EXPECT_EQ(Refusal({"detect", name, value, "a"}), "accepted");
+        for (const char* value : {"-0.01", "1.01"}) EXPECT_NE(Refusal({"detect", name, value, "a"}), "accepted");
+    }
+    for (const char* name : {"--max-cluster-size", "--exosome-size"}) {
+        for (const char* value : {"0.1", "1.9"}) EXPECT_EQ(Refusal({"detect", name, value, "a"}), "accepted");
+        for (const char* value : {"0.09", "1.91", "0"}) EXPECT_NE(Refusal({"detect", name, value, "a"}), "accepted");
+    }
+    EXPECT_EQ(Refusal({"segment", "--min-diameter", "0.5", "a"}), "accepted");
+    EXPECT_EQ(Refusal({"segment", "--min-diameter", "0.51", "a"}),
+              "--min-diameter: needs a number from 0 to 0.5, not '0.51'");
+}
+
+TEST(Options, WhatIsNoNumberIsRefused) {
+    for (const char* value : {"", "0,5", "x", "0.5x", "nan", "inf", "1e-400x"}) {
+        EXPECT_NE(Refusal({"detect", "--roundness", value, "a"}), "accepted") << value;
+    }
+}
+
+TEST(Options, PixelSizeMustBeAPositiveLength) {
+    EXPECT_EQ(Parse({"detect", "--pixel-size", "1.488", "a"}).pixelSizeNm, 1.488);
+    for (const char* value : {"0", "-1", "inf", "nan", "1e-300", "1e300", "2 nm"}) {
+        EXPECT_NE(Refusal({"detect", "--pixel-size", value, "a"}), "accepted") << value;
+    }
+}
+
+TEST(Options, JobsIsAPositiveWholeNumber) {
+    EXPECT_EQ(Parse({"detect", "--jobs", "3", "a"}).jobs, 3u);
+    for (const char* value : {"0", "-1", "1.5", "many", "99999999999"}) {
+        EXPECT_NE(Refusal({"detect", "--jobs", value, "a"}), "accepted") << value;
+    }
+}
+
+TEST(Options, StylesExcludeEachOther) {
+    EXPECT_EQ(Parse({"overlay", "--raw", "a"}).style, LabelStyle::kNone);
+    EXPECT_EQ(Parse({"overlay", "--regions", "a"}).style, LabelStyle::kRegions);
+    EXPECT_NE(Refusal({"overlay", "--raw", "--regions", "a"}), "accepted");
+    EXPECT_NE(Refusal({"detect", "--quiet", "--verbose", "a"}), "accepted");
+}
+
+TEST(Options, AnOptionThatACommandHasNoUseForIsRefused) {
+    EXPECT_NE(Refusal({"measure", "--overwrite", "a"}), "accepted");
+    EXPECT_NE(Refusal({"segment", "--stages", "d", "a"}), "accepted");
+    EXPECT_NE(Refusal({"info", "-o", "d", "a"}), "accepted");
+    EXPECT_NE(Refusal({"detect", "--frobnicate", "a"}), "accepted");
+}
+
+TEST(Options, WithoutCommandOrImageAreRefused) {
+    EXPECT_NE(Refusal({}), "accepted");
+    EXPECT_NE(Refusal({"detect"}), "accepted");
+    EXPECT_NE(Refusal({"frobnicate", "a"}), "accepted");
+}
+
+TEST(Options, NamesMayHoldAnything) {
+    const BatchOptions options = Parse({"detect", "-o", "out dir#%", "--", "-a.tif", "\xC3\xBC b.tif", "\xFF.tif"});
+    EXPECT_EQ(*options.output, "out dir#%");
+    EXPECT_EQ(options.images, (std::vector<std::string>{"-a.tif", "\xC3\xBC b.tif", "\xFF.tif"}));
+}
+
+TEST(Options, HelpAndVersionAreAnswers) {
+    const CommandLine version = ParseCommandLine({"--version"});
+    EXPECT_FALSE(version.options.has_value());
+    EXPECT_EQ(version.answer.rfind("korvane-batch ", 0), 0u);
+    const CommandLine help = ParseCommandLine({"detect", "--help"});
+    EXPECT_FALSE(help.options.has_value());
+    EXPECT_NE(help.answer.find("--pixel-size NM"), std::string::npos);
+}
+
+}  // namespace
+
+}  // namespace Korvane

@@ -1,0 +1,62 @@
+#include "WorkQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <vector>
+
+#include "ExceptionText.h"
+#include "ToolkitError.h"
+
+namespace Korvane {
+
+namespace {
+
+const auto kNever = [] { return false; };
+
+TEST(RunJobs, DoesEachJobOnce) {
+    for (const unsigned workers : {1u, 2u, 7u, 50u}) {
+        std::vector<std::atomic<int>> calls(23);
+        RunJobs(calls.size(), workers, kNever, [&](std::size_t index) { ++calls[index]; });
+        for (const std::atomic<int>& count : calls) EXPECT_EQ(count.load(), 1) << workers << " workers";
+    }
+}
+
+TEST(RunJobs, NeverRunsMoreThanTheWorkersAtATime) {
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+    RunJobs(200, 3, kNever, [&](std::size_t) {
+        const int now = ++running;
+        int seen = most.load();
+        while (seen < now && !most.compare_exchange_weak(seen, now)) {
+        }
+        --running;
+    });
+    EXPECT_LE(most.load(), 3);
+}
+
+TEST(RunJobs, StartsNothingAfterAStop) {
+    std::atomic<int> calls{0};
+    RunJobs(
+        100, 1, [&] { return calls.load() >= 4; }, [&](std::size_t) { ++calls; });
+    EXPECT_EQ(calls.load(), 4);
+}
+
+TEST(RunJobs, OfNothingReturns) {
+    RunJobs(0, 4, kNever, [](std::size_t) { FAIL() << "there is no job"; });
+}
+
+TEST(UsableProcessors, AreAtLeastOne) { EXPECT_GE(UsableProcessors(), 1u); }
+
+TEST(ExceptionText, NamesTheCauseOfAnyException) {
+    EXPECT_EQ(ExceptionText(std::make_exception_ptr(qvox::ToolkitError("broken"))), wxString("Error='broken'"));
+    EXPECT_EQ(ExceptionText(std::make_exception_ptr(std::runtime_error("two\nlines\n"))),
+              wxString("Error='two lines'"));
+    EXPECT_EQ(ExceptionText(std::make_exception_ptr(std::bad_alloc())), wxString("Not enough memory"));
+    EXPECT_EQ(ExceptionText(std::make_exception_ptr(1)), wxString("Unknown error"));
+}
+
+}  // namespace
+
+}  // namespace Korvane

@@ -1,0 +1,49 @@
+#include "FailureText.h"
+
+#include <gtest/gtest.h>
+
+#include <new>
+
+#include "ToolkitError.h"
+
+namespace Korvane {
+
+namespace {
+
+template <typename Failure>
+wxString Message(FileTask task, const Failure& failure) {
+    return FailureMessage(task, wxString::FromUTF8("100%s #\xC2\xB5.tif"), std::make_exception_ptr(failure));
+}
+
+const wxString kName = wxString::FromUTF8("100%s #\xC2\xB5.tif");
+
+TEST(FailureMessage, OfLoadingAnInputNamesTheCause) {
+    const wxString begin = "Cannot load the input image '" + kName + "'! ";
+    EXPECT_EQ(Message(FileTask::kLoadInput, UnsupportedPixelType()), begin + "(Unsupported pixel type)");
+    EXPECT_EQ(Message(FileTask::kLoadInput, qvox::ToolkitError("cut off")), begin + "(Error='cut off')");
+    EXPECT_EQ(Message(FileTask::kLoadInput, std::bad_alloc()), begin + "(Not enough memory)");
+    EXPECT_EQ(Message(FileTask::kLoadInput, std::runtime_error("other")), begin + "(Unknown error)");
+    EXPECT_EQ(Message(FileTask::kLoadInput, 42), begin + "(Unknown error)");
+}
+
+TEST(FailureMessage, OfLoadingResultsNamesTheCause) {
+    const wxString begin = "Cannot load the segmentation results for '" + kName + "'! ";
+    EXPECT_EQ(Message(FileTask::kLoadResults, UnsupportedPixelType()), begin + "(Unsupported pixel type)");
+    EXPECT_EQ(Message(FileTask::kLoadResults, InconsistentImageSize()), begin + "(Inconsistent image size)");
+    EXPECT_EQ(Message(FileTask::kLoadResults, qvox::ToolkitError("cut off")), begin + "(Error='cut off')");
+    EXPECT_EQ(Message(FileTask::kLoadResults, std::bad_alloc()), begin + "(Not enough memory)");
+    EXPECT_EQ(Message(FileTask::kLoadResults, 42), begin + "(Unknown error)");
+}
+
+TEST(FailureMessage, OfSavingAndExportingKnowsTwoCauses) {
+    const wxString save = "Cannot save the segmentation results for '" + kName + "'! ";
+    EXPECT_EQ(Message(FileTask::kSaveResults, qvox::ToolkitError("disk full")), save + "(Error='disk full')");
+    EXPECT_EQ(Message(FileTask::kSaveResults, std::bad_alloc()), save + "(Unknown error)");
+    const wxString picture = "Cannot export the image results for '" + kName + "'! ";
+    EXPECT_EQ(Message(FileTask::kExportPicture, qvox::ToolkitError("disk full")), picture + "(Error='disk full')");
+    EXPECT_EQ(Message(FileTask::kExportPicture, 42), picture + "(Unknown error)");
+}
+
+}  // namespace
+
+}  // namespace Korvane

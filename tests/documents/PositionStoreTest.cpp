@@ -1,0 +1,129 @@
+#include "PositionStore.h"
+
+#include <gtest/gtest.h>
+
+#include "ImageLoading.h"
+#include "support/TestImages.h"
+
+namespace Korvane {
+
+namespace {
+
+PositionStore StoreOf(std::size_t count) {
+    PositionStore store;
+    for (std::size_t i = 0; i < count; ++i) {
+        Position position;
+        position.image.Resize(3, 2, 1);
+        position.image.Zero();
+        position.labels = EmptyLabelsFor(position.image);
+        position.path = wxString::Format("/p%d.tif", static_cast<int>(i));
+        AppendPosition(store, std::move(position));
+    }
+    return store;
+}
+
+TEST(CountLabels, CountsValuesNotTheLargestOne) {
+    PositionStore store = StoreOf(1);
+    EXPECT_EQ(CountLabels(store, 0), 0u);
+    store.labelImages[0][0] = 1;
+    store.labelImages[0][2] = 5;
+    store.labelImages[0][3] = 5;
+    store.labelImages[0][5] = 900;
+    EXPECT_EQ(CountLabels(store, 0), 3u);
+    EXPECT_EQ(CountLabels(store, 1), 0u);
+}
+
+TEST(CountLabels, CountsTheLargestLabelOfAll) {
+    PositionStore store = StoreOf(1);
+    store.labelImages[0][5] = 65535;
+    EXPECT_EQ(CountLabels(store, 0), 1u);
+}
+
+TEST(CountLabels, OfAnEmptyImageIsNone) { EXPECT_EQ(CountLabels(qvox::LabelImage()), 0u); }
+
+TEST(PositionStore, StartsEmpty) {
+    const PositionStore store;
+    EXPECT_EQ(PositionCount(store), 0u);
+    EXPECT_EQ(store.current, 0u);
+    EXPECT_EQ(store.currentLabel, 1);
+    EXPECT_EQ(store.labelCount, 0u);
+    EXPECT_TRUE(store.undoLabels.Empty());
+}
+
+TEST(SwitchToPosition, RefusesAnIndexBeyondTheLast) {
+    PositionStore store = StoreOf(2);
+    EXPECT_FALSE(SwitchToPosition(store, 2, 0));
+    EXPECT_EQ(store.current, 0u);
+    EXPECT_TRUE(SwitchToPosition(store, 1, 0));
+    EXPECT_FALSE(SwitchToPosition(store, store.current + 1, 0));
+    EXPECT_EQ(store.current, 1u);
+    PositionStore empty;
+    EXPECT_FALSE(SwitchToPosition(empty, 0, 0));
+}
+
+TEST(SwitchToPosition, IsRefusedWhileAContourIsOpen) {
+    PositionStore store = StoreOf(2);
+    store.undoLabels = store.labelImages[0];
+    EXPECT_FALSE(SwitchToPosition(store, 1, 1));
+    EXPECT_EQ(store.current, 0u);
+    EXPECT_FALSE(store.undoLabels.Empty());
+}
+
+TEST(SwitchToPosition, RecountsTheLabelsAndForgetsTheUndoCopy) {
+    PositionStore store = StoreOf(2);
+    store.labelImages[1][0] = 4;
+    store.labelImages[1][1] = 9;
+    store.undoLabels = store.labelImages[0];
+    ASSERT_TRUE(SwitchToPosition(store, 1, 0));
+    EXPECT_EQ(store.labelCount, 2u);
+    EXPECT_TRUE(store.undoLabels.Empty());
+}
+
+TEST(ClearCurrentLabels, KeepsACopyForOneUndo) {
+    PositionStore store = StoreOf(2);
+    store.labelImages[0][1] = 7;
+    store.labelImages[1][1] = 8;
+    store.currentLabel = 3;
+    const qvox::LabelImage before = store.labelImages[0];
+    ClearCurrentLabels(store);
+    EXPECT_EQ(CountLabels(store, 0), 0u);
+    EXPECT_EQ(CountLabels(store, 1), 1u);
+    EXPECT_TRUE(korvane_test::SameVoxels(before, store.undoLabels));
+    EXPECT_EQ(store.currentLabel, 1);
+    EXPECT_EQ(store.labelCount, 0u);
+}
+
+TEST(ClearAllLabels, LeavesTheUndoCopyAlone) {
+    PositionStore store = StoreOf(2);
+    store.labelImages[0][1] = 7;
+    store.labelImages[1][1] = 8;
+    store.labelCount = 1;
+    store.currentLabel = 3;
+    ClearAllLabels(store);
+    EXPECT_EQ(CountLabels(store, 0) + CountLabels(store, 1), 0u);
+    EXPECT_TRUE(store.undoLabels.Empty());
+    EXPECT_EQ(store.currentLabel, 1);
+    EXPECT_EQ(store.labelCount, 0u);
+}
+
+TEST(ClearLabels, DoNothingInAnEmptyStore) {
+    PositionStore store;
+    store.currentLabel = 5;
+    ClearCurrentLabels(store);
+    ClearAllLabels(store);
+    EXPECT_EQ(store.currentLabel, 5);
+}
+
+TEST(RemoveAllPositions, EmptiesTheSequences) {
+    PositionStore store = StoreOf(3);
+    store.current = 2;
+    RemoveAllPositions(store);
+    EXPECT_EQ(PositionCount(store), 0u);
+    EXPECT_TRUE(store.images.empty());
+    EXPECT_TRUE(store.labelImages.empty());
+    EXPECT_EQ(store.current, 0u);
+}
+
+}  // namespace
+
+}  // namespace Korvane

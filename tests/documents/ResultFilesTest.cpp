@@ -1,0 +1,121 @@
+#include "ResultFiles.h"
+
+#include <gtest/gtest.h>
+
+#include "FailureText.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+#include "support/TestImages.h"
+
+namespace Korvane {
+
+namespace {
+
+using korvane_test::SameVoxels;
+using korvane_test::TemporaryFolder;
+
+qvox::LabelImage Labels() {
+    qvox::LabelImage labels = korvane_test::Draw<std::uint16_t>({"11.", "..5", "9.."});
+    labels[8] = 65535;
+    labels.SetResolution({100.0f, 100.0f, 0.0f});
+    return labels;
+}
+
+qvox::LabelImage ZeroLabels() {
+    qvox::LabelImage labels = Labels();
+    labels.Zero();
+    labels.SetResolution({672.0f, 672.0f, 0.0f});
+    labels.SetMetadata({{"who", "me"}});
+    return labels;
+}
+
+wxString LoadMessage(const wxString& path, qvox::LabelImage& labels) {
+    try {
+        return LoadLabels(path, labels) == LabelsFound::kLoaded ? "loaded" : "no file";
+    } catch (...) {
+        return FailureMessage(FileTask::kLoadResults, "a.tif", std::current_exception());
+    }
+}
+
+TEST(SegResultPath, LiesBesideTheInputOrInTheChosenFolder) {
+    EXPECT_EQ(SegResultPath("C:\\data\\a.tif", std::nullopt, PathStyle::kWindows), wxString("C:\\data\\seg_a.tif"));
+    EXPECT_EQ(SegResultPath("C:\\data\\a.tif", "D:\\out", PathStyle::kWindows), wxString("D:\\out\\seg_a.tif"));
+    EXPECT_EQ(SegResultPath("/data/a.tif", std::nullopt, PathStyle::kElsewhere), wxString("/data/seg_a.tif"));
+    EXPECT_EQ(SegResultPath("/data/a.tif", "/out", PathStyle::kElsewhere), wxString("/out/seg_a.tif"));
+}
+
+TEST(SegResultPath, OfANameWithoutSeparatorIsANameWithoutSeparator) {
+    for (const PathStyle style : {PathStyle::kWindows, PathStyle::kElsewhere}) {
+        EXPECT_EQ(SegResultPath("a.tif", std::nullopt, style), wxString("seg_a.tif"));
+        EXPECT_EQ(ExportPath("a.tif", std::nullopt, style), wxString("export_a.tif"));
+    }
+    EXPECT_EQ(SegResultPath("a.tif", "/out", PathStyle::kElsewhere), wxString("/out/seg_a.tif"));
+}
+
+TEST(SegResultPath, OfAFileInTheRootLiesInTheRoot) {
+    EXPECT_EQ(SegResultPath("/a.tif", std::nullopt, PathStyle::kElsewhere), wxString("/seg_a.tif"));
+    EXPECT_EQ(SegResultPath("C:\\a.tif", std::nullopt, PathStyle::kWindows), wxString("C:\\seg_a.tif"));
+}
+
+TEST(ExportPath, FollowsTheSameRule) {
+    EXPECT_EQ(ExportPath("x\\a.tif", "F", PathStyle::kWindows), wxString("F\\export_a.tif"));
+    EXPECT_EQ(ExportPath("/data/a b#%.tif", std::nullopt, PathStyle::kElsewhere), wxString("/data/export_a b#%.tif"));
+}
+
+TEST(LoadLabels, RestoresEveryValueThatWasSaved) {
+    const TemporaryFolder folder;
+    const wxString path = PathText(folder.File("seg_\xE4\xB8\xAD \xFF.tif"));
+    SaveLabels(path, Labels());
+    qvox::LabelImage labels = ZeroLabels();
+    EXPECT_EQ(LoadMessage(path, labels), wxString("loaded"));
+    EXPECT_TRUE(SameVoxels(Labels(), labels));
+}
+
+TEST(LoadLabels, LeavesResolutionAndDescriptionOfThePosition) {
+    const TemporaryFolder folder;
+    SaveLabels(PathText(folder.File("seg_a.tif")), Labels());
+    qvox::LabelImage labels = ZeroLabels();
+    LoadLabels(PathText(folder.File("seg_a.tif")), labels);
+    EXPECT_EQ(labels.Resolution().x, 672.0f);
+    EXPECT_EQ(labels.Metadata().at("who"), "me");
+}
+
+TEST(LoadLabels, PassesOverAFileThatIsNotThere) {
+    const TemporaryFolder folder;
+    qvox::LabelImage labels = Labels();
+    EXPECT_EQ(LoadMessage(PathText(folder.File("seg_a.tif")), labels), wxString("no file"));
+    EXPECT_TRUE(SameVoxels(Labels(), labels));
+}
+
+TEST(LoadLabels, RefusesAnotherSizeAndChangesNothing) {
+    const TemporaryFolder folder;
+    qvox::LabelImage other;
+    other.Resize(9, 1, 1);
+    other.Zero();
+    SaveLabels(PathText(folder.File("seg_a.tif")), other);
+    qvox::LabelImage labels = Labels();
+    EXPECT_EQ(LoadMessage(PathText(folder.File("seg_a.tif")), labels),
+              wxString("Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)"));
+    EXPECT_TRUE(SameVoxels(Labels(), labels));
+}
+
+TEST(LoadLabels, RefusesAnEightBitFile) {
+    const TemporaryFolder folder;
+    qvox::VoxelImage<std::uint8_t> bytes;
+    bytes.Resize(3, 3, 1);
+    bytes.Zero();
+    qvox::SaveImageFile(folder.File("seg_a.tif"), bytes);
+    qvox::LabelImage labels = Labels();
+    EXPECT_EQ(LoadMessage(PathText(folder.File("seg_a.tif")), labels),
+              wxString("Cannot load the segmentation results for 'a.tif'! (Unsupported pixel type)"));
+    EXPECT_TRUE(SameVoxels(Labels(), labels));
+}
+
+TEST(SaveLabels, IntoAMissingFolderThrows) {
+    const TemporaryFolder folder;
+    EXPECT_THROW(SaveLabels(PathText(folder.File("none/seg_a.tif")), Labels()), qvox::ToolkitError);
+}
+
+}  // namespace
+
+}  // namespace Korvane

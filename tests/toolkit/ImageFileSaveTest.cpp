@@ -1,0 +1,217 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+
+#include "files/AtomicFile.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+#include "support/TestImages.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using korvane_test::TemporaryFolder;
+
+qvox::LabelImage Picture(unsigned seed, std::uint64_t side = 200) {
+    std::mt19937 random(seed);
+    return korvane_test::RandomImage<std::uint16_t>(random, side, side, 0, 65535);
+}
+
+std::string BytesOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::size_t FilesIn(const TemporaryFolder& folder) {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder.Path()), fs::directory_iterator()));
+}
+
+std::string Refusal(const std::string& path, const qvox::LabelImage& image) {
+    try {
+        qvox::SaveImageFile(path, image);
+    } catch (const qvox::ToolkitError& error) {
+        EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
+        return error.what();
+    }
+    ADD_FAILURE() << "the file was written";
+    return "";
+}
+
+// A disk that is full after so many bytes: a limit on the size of files, which the kernel reports instead of killing
+// while the signal is ignored.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t bytes) : handler_(signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        rlimit now = before_;
+        now.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &now);
+    }
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        signal(SIGXFSZ, handler_);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
+
+TEST(ImageFileSave, AnExistingFileSurvivesAFullDiskAtAnyPoint) {
+    const TemporaryFolder folder;
+    const std::string path = folder.File("seg_a.tif");
+    qvox::SaveImageFile(path, Picture(1));
+    const std::string before = BytesOf(path);
+    for (const rlim_t bytes : {0u, 4u, 8u, 1000u, 20000u, 79000u, static_cast<unsigned>(before.size() - 1)}) {
+        const FullDisk disk(bytes);
+        EXPECT_NE(Refusal(path, Picture(1)).find("File too large"), std::string::npos) << bytes;
+        EXPECT_EQ(BytesOf(path), before);
+        EXPECT_EQ(FilesIn(folder), 1u);
+    }
+}
+
+TEST(ImageFileSave, AFullDiskLeavesNoNewFile) {
+    const TemporaryFolder folder;
+    const FullDisk disk(5000);
+    Refusal(folder.File("seg_a.tif"), Picture(1));
+    EXPECT_EQ(FilesIn(folder), 0u);
+}
+
+TEST(ImageFileSave, AMissingFolderIsNamedWithTheCause) {
+    const TemporaryFolder folder;
+    EXPECT_NE(Refusal(folder.File("gone/seg_a.tif"), Picture(1)).find("No such file or directory"), std::string::npos);
+    std::ofstream(folder.File("file")) << "x";
+    EXPECT_NE(Refusal(folder.File("file/seg_a.tif"), Picture(1)).find("Not a directory"), std::string::npos);
+    EXPECT_NE(Refusal(folder.File(std::string(300, 'n')), Picture(1)).find("File name too long"), std::string::npos);
+    EXPECT_NE(Refusal(folder.Path().string(), Picture(1)).find("Is a directory"), std::string::npos);
+    EXPECT_EQ(Refusal("", Picture(1)), "Cannot write '': No such file or directory.");
+}
+
+TEST(ImageFileSave, AReadOnlyFolderIsNamedWithTheCause) {
+    if (geteuid() == 0) GTEST_SKIP() << "the superuser may write anywhere";
+    const TemporaryFolder folder;
+    qvox::SaveImageFile(folder.File("a.tif"), Picture(1));
+    const std::string before = BytesOf(folder.File("a.tif"));
+    fs::permissions(folder.Path(), fs::perms::owner_read | fs::perms::owner_exec);
+    EXPECT_NE(Refusal(folder.File("a.tif"), Picture(2)).find("Permission denied"), std::string::npos);
+    fs::permissions(folder.Path(), fs::perms::owner_all);
+    EXPECT_EQ(BytesOf(folder.File("a.tif")), before);
+}
+
+TEST(ImageFileSave, ReplacesAnExistingFileAndKeepsItsPermissions) {
+    const TemporaryFolder folder;
+    const std::string path = folder.File("a.tif");
+    qvox::SaveImageFile(path, Picture(1));
+    ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+    qvox::SaveImageFile(path, Picture(2));
+    qvox::LabelImage back;
+    qvox::LoadImageFile(path, back);
+    EXPECT_TRUE(korvane_test::SameVoxels(Picture(2), back));
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777u, 0640u);
+    EXPECT_EQ(FilesIn(folder), 1u);
+}
+
+TEST(ImageFileSave, ANewFileHasThePermissionsOfAnyNewFile) {
+    const TemporaryFolder folder;
+    std::ofstream(folder.File("plain")) << "x";
+    qvox::SaveImageFile(folder.File("a.tif"), Picture(1));
+    EXPECT_EQ(fs::status(folder.File("a.tif")).permissions(), fs::status(folder.File("plain")).permissions());
+}
+
+TEST(ImageFileSave, FollowsALinkInsteadOfReplacingIt) {
+    const TemporaryFolder folder;
+    qvox::SaveImageFile(folder.File("a.tif"), Picture(1));
+    fs::create_symlink("a.tif", folder.File("link.tif"));
+    qvox::SaveImageFile(folder.File("link.tif"), Picture(2));
+    EXPECT_TRUE(fs::is_symlink(folder.File("link.tif")));
+    qvox::LabelImage back;
+    qvox::LoadImageFile(folder.File("a.tif"), back);
+    EXPECT_TRUE(korvane_test::SameVoxels(Picture(2), back));
+}
+
+TEST(ImageFileSave, DoesNotReplaceADevice) {
+    EXPECT_NE(Refusal("/dev/null", Picture(1)).find("not a regular file"), std::string::npos);
+}
+
+TEST(ImageFileSave, TakesAnyBytesAsAName) {
+    const TemporaryFolder folder;
+    for (const char* name :
+         {"\xC3\xBC \xC3\xA9 \xC2\xB5 \xE4\xB8\xAD.tif", "\xFF\xFE latin \xB5.tif", "a b#c%d.tif", "back\\slash.tif"}) {
+        qvox::SaveImageFile(folder.File(name), Picture(1, 5));
+        EXPECT_EQ(qvox::ProbeVoxelType(folder.File(name)), qvox::VoxelType::kUint16) << name;
+    }
+    const std::string longest(255, 'n');
+    qvox::SaveImageFile(folder.File(longest), Picture(1, 5));
+    EXPECT_EQ(qvox::ProbeVoxelType(folder.File(longest)), qvox::VoxelType::kUint16);
+}
+
+TEST(AtomicFile, VanishesWithoutCommit) {
+    const TemporaryFolder folder;
+    {
+        qvox::AtomicFile file(folder.File("a"));
+        EXPECT_EQ(file.Write("abc", 3), 3);
+    }
+    EXPECT_EQ(FilesIn(folder), 0u);
+}
+
+TEST(AtomicFile, RemovesOnlyTheLeftoversOfItsOwnTarget) {
+    const TemporaryFolder folder;
+    const auto hash = [](const std::string& name) {
+        std::uint64_t value = 14695981039346656037u;
+        for (const char c : name) value = (value ^ static_cast<unsigned char>(c)) * 1099511628211u;
+        char text[32];
+        std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(value));
+        return std::string(text);
+    };
+    const std::string dead = std::to_string(std::numeric_limits<int>::max());
+    const std::string own = folder.File(".korvane-" + hash("a.tif") + "-" + dead + "-0.tmp");
+    const std::string other = folder.File(".korvane-" + hash("b.tif") + "-" + dead + "-0.tmp");
+    const std::string live = folder.File(".korvane-" + hash("a.tif") + "-" + std::to_string(getpid()) + "-7.tmp");
+    for (const std::string& path : {own, other, live}) std::ofstream(path) << "half";
+    qvox::SaveImageFile(folder.File("a.tif"), Picture(1, 5));
+    EXPECT_FALSE(fs::exists(own));
+    EXPECT_TRUE(fs::exists(other));
+    EXPECT_TRUE(fs::exists(live));
+}
+
+TEST(ImageFileSave, AKilledWriterLeavesTheOldFileOrTheNewOne) {
+    const TemporaryFolder folder;
+    const std::string path = folder.File("a.tif");
+    const qvox::LabelImage first = Picture(1, 600);
+    const qvox::LabelImage second = Picture(2, 600);
+    qvox::SaveImageFile(path, first);
+    for (unsigned round = 0; round < 12; ++round) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (;;) {
+                qvox::SaveImageFile(path, second);
+                qvox::SaveImageFile(path, first);
+            }
+        }
+        usleep(3000 + 1700 * round);
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        qvox::LabelImage back;
+        qvox::LoadImageFile(path, back);
+        EXPECT_TRUE(korvane_test::SameVoxels(first, back) || korvane_test::SameVoxels(second, back));
+    }
+    qvox::SaveImageFile(path, first);
+    EXPECT_EQ(FilesIn(folder), 1u);
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "files/ImageFile.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using qvox::VoxelImage;
+using qvox::VoxelType;
+
+const fs::path kData = KORVANE_SOURCE_DIR "/../shared/data";
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+template <typename T>
+void Load(const std::string& path) {
+    VoxelImage<T> image;
+    qvox::LoadImageFile(path, image);
+    if (image.Empty()) throw std::logic_error("an empty image was loaded");
+}
+
+// What became of one file: loaded, refused with a good message, or something else.
+enum class Outcome { kLoaded = 0, kRefused = 1, kUnsupported = 2, kBadMessage = 3, kOtherError = 4 };
+
+Outcome Try(const std::string& path) {
+    try {
+        switch (qvox::ProbeVoxelType(path)) {
+            case VoxelType::kUint8:
+                Load<std::uint8_t>(path);
+                break;
+            case VoxelType::kUint16:
+                Load<std::uint16_t>(path);
+                break;
+            case VoxelType::kFloat32:
+                Load<float>(path);
+                break;
+            default:
+                return Outcome::kUnsupported;
+        }
+        return Outcome::kLoaded;
+    } catch (const qvox::ToolkitError& error) {
+        const std::string text = error.what();
+        return text.find(path) != std::string::npos && text.size() > path.size() + 20 ? Outcome::kRefused
+                                                                                      : Outcome::kBadMessage;
+    } catch (const std::exception&) {
+        return Outcome::kOtherError;
+    }
+}
+
+// In a process of its own, so that a crash is seen and memory can be limited.
+int TryApart(const std::string& path) {
+    const pid_t child = fork();
+    if (child == 0) {
+        if (!kSanitized) {
+            const rlimit memory{rlim_t{512} << 20, rlim_t{512} << 20};
+            setrlimit(RLIMIT_AS, &memory);
+        }
+        _exit(static_cast<int>(Try(path)));
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+TEST(SharedImages, EveryOddFileLoadsOrIsRefusedInTimeAndMemory) {
+    if (!fs::exists(kData / "odd")) GTEST_SKIP() << "the odd files are not beside the source folder";
+    std::vector<std::string> paths;
+    for (const auto& entry : fs::recursive_directory_iterator(kData / "odd")) {
+        if (entry.is_regular_file() && entry.path().extension() != ".tsv") paths.push_back(entry.path().string());
+    }
+    std::sort(paths.begin(), paths.end());
+    int counts[3] = {};
+    double slowest = 0.0;
+    std::string slowestPath;
+    for (const std::string& path : paths) {
+        const auto start = std::chrono::steady_clock::now();
+        const int outcome = TryApart(path);
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        ASSERT_TRUE(outcome >= 0 && outcome <= 2) << path << ": " << outcome;
+        ++counts[outcome];
+        if (seconds > slowest) {
+            slowest = seconds;
+            slowestPath = path;
+        }
+    }
+    RecordProperty("loaded", counts[0]);
+    RecordProperty("refused", counts[1]);
+    RecordProperty("unsupported", counts[2]);
+    std::printf("%d loaded, %d refused, %d of another kind; slowest %.3f s: %s\n", counts[0], counts[1], counts[2],
+                slowest, slowestPath.c_str());
+    EXPECT_GT(counts[0], 50);
+}
+
+struct KnownSize {
+    const char* name;
+    double nanometresX;  // 0: the file has none
+    double nanometresY;
+};
+
+TEST(SharedImages, PixelSizesOfManyWritersAreTheTrueOnes) {
+    if (!fs::exists(kData / "meta")) GTEST_SKIP() << "the files of many writers are not beside the source folder";
+    const KnownSize known[] = {
+        {"imagej_xy_8bit__em_mitochondria_er.tif", 8, 8},
+        {"imagej_xy_16bit_calibrated__nuclei_various_shapes.tif", 200, 200},
+        {"imagej_xy_12bit__saturated_plant.tif", 2485.92, 2485.92},
+        {"imagej_xy_16bit__scanR_datatype_issue.tif", 0, 0},
+        {"imagej_xy_8bit__em_fly_eye.tif", 0, 0},
+        {"imagej_xyz_8bit__mitotic_plate_calibrated.tiff", 85.1964, 85.1964},
+        {"cylindra_13pf_MT.tif", 1.052, 1.052},
+        {"rsciio_test_loading_image_saved_with_imageJ.tif", 168.675, 168.675},
+        {"rsciio_test_loading_image_saved_with_imageJ_stack.tif", 168.675, 168.675},
+        {"rsciio_test_loading_image_saved_with_imageJ_no_scale.tif", 0, 0},
+        {"rsciio_test_loading_image_saved_with_imageJ_stack_no_scale.tif", 0, 0},
+        {"rsciio_TVIPS_bin4.tif", 1.42080, 1.42080},
+        {"sis_8020_6hr-5_stale_SIS_pointer.tif", 0, 0},
+        {"rsciio_JEOL-SightX-SAED-dummy.tif", 0, 0},
+        {"nanoBALLS_FEI_SFEG_10000x.tif", 0, 0},
+        {"nanoBALLS_FEI_SFEG_35000x.tif", 0, 0},
+        {"nanoBALLS_darktable_rgb_300dpi.tif", 0, 0},
+        {"rsciio_optical_Zeiss_AxioVision_BW.tif", 0, 0},
+        {"rsciio_optical_Zeiss_AxioVision_RGB.tif", 0, 0},
+        {"ome_2010-06-18x24y5z1t2c8b-text.ome.tiff", 0, 0},
+        {"ome_bfconvert_res.ome.tiff", 0, 0},
+        {"ome_viv_multi-channel.ome.tif", 0, 0},
+        {"ome_viv_multifile-Z1.ome.tiff", 0, 0},
+        {"pillow_hopper_float_dpi_3.tif", 0, 0},
+        {"pillow_hopper_float_dpi_None.tif", 0, 0},
+        {"tifffile_rgb_spacing-3px.tiff", 0, 0},
+    };
+    for (const KnownSize& file : known) {
+        const qvox::ImageFileInfo info = qvox::InspectImageFile((kData / "meta" / file.name).string());
+        EXPECT_FALSE(info.resolutionNote.empty()) << file.name;
+        const auto expected = [](double nanometres) { return nanometres == 0.0 ? 0.0 : 1000.0 / nanometres; };
+        EXPECT_NEAR(static_cast<double>(info.resolution.x), expected(file.nanometresX),
+                    1e-5 * expected(file.nanometresX))
+            << file.name << ": " << info.resolutionNote;
+        EXPECT_NEAR(static_cast<double>(info.resolution.y), expected(file.nanometresY),
+                    1e-5 * expected(file.nanometresY))
+            << file.name << ": " << info.resolutionNote;
+    }
+}
+
+TEST(SharedImages, EveryFileOfManyWritersLoadsOrIsOfAnotherKind) {
+    if (!fs::exists(kData / "meta")) GTEST_SKIP() << "the files of many writers are not beside the source folder";
+    for (const char* folder : {"meta", "real"}) {
+        for (const auto& entry : fs::directory_iterator(kData / folder)) {
+            const Outcome outcome = Try(entry.path().string());
+            EXPECT_TRUE(outcome == Outcome::kLoaded || outcome == Outcome::kUnsupported) << entry.path();
+        }
+    }
+    const auto info = [](const char* name) { return qvox::InspectImageFile((kData / name).string()); };
+    EXPECT_EQ(info("real/tem_cell_8020_1hr-10.tif").type, VoxelType::kUint8);
+    EXPECT_EQ(info("meta/rsciio_olympus_SIS.tif").type, VoxelType::kUint16);
+    EXPECT_EQ(info("meta/cylindra_13pf_MT.tif").sizeZ, 36u);
+    EXPECT_EQ(info("meta/imagej_xyz_8bit__mitotic_plate_calibrated.tiff").sizeZ, 6u);
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+#include "files/ImageFile.h"
+
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "files/PixelSize.h"
+#include "files/TiffDecoder.h"
+#include "files/TiffHandle.h"
+#include "files/TiffPage.h"
+
+namespace qvox {
+
+namespace {
+
+struct TextTag {
+    std::uint32_t tag;
+    const char* key;
+};
+
+constexpr TextTag kTextTags[] = {
+    {TIFFTAG_DOCUMENTNAME, "DocumentName"},
+    {TIFFTAG_IMAGEDESCRIPTION, "ImageDescription"},
+    {TIFFTAG_MAKE, "Make"},
+    {TIFFTAG_MODEL, "Model"},
+    {TIFFTAG_PAGENAME, "PageName"},
+    {TIFFTAG_SOFTWARE, "Software"},
+    {TIFFTAG_DATETIME, "DateTime"},
+    {TIFFTAG_ARTIST, "Artist"},
+    {TIFFTAG_HOSTCOMPUTER, "HostComputer"},
+    {TIFFTAG_COPYRIGHT, "Copyright"},
+};
+
+Description ReadTexts(TIFF* tiff) {
+    Description texts;
+    for (const TextTag& entry : kTextTags) {
+        const char* text = nullptr;
+        if (TIFFGetField(tiff, entry.tag, &text) == 1 && text != nullptr) texts.emplace(entry.key, text);
+    }
+    return texts;
+}
+
+// What a file's directories say, with the handle standing on the chosen page.
+struct OpenedFile {
+    TiffPage page;
+    std::vector<std::uint64_t> planes;
+    PixelSize size;
+    Description texts;
+};
+
+// The library goes on without an entry whose value lies beyond the end of the file. Without its description or colour
+// map the picture would be another one, and a description in ImageJ's manner shows that a resolution has been cut off.
+// A mere print resolution that leads nowhere is no reason to refuse a picture.
+void RefuseLostEntry(const TiffHandle& file, const std::string& lost, const std::string& description) {
+    if (lost.empty()) return;
+    const bool isResolution = lost.find("Resolution") != std::string::npos;
+    if (!isResolution || IsImageJDescription(description)) file.FailReading("the file is truncated (" + lost + ")");
+}
+
+OpenedFile Examine(TiffHandle& file) {
+    OpenedFile opened;
+    opened.texts = ReadTexts(file.Get());
+    const TiffPage first = ReadTiffPage(file);
+    const std::string lost = file.LostEntry();
+    opened.page = ChoosePage(file, first);
+    const auto found = opened.texts.find("ImageDescription");
+    const std::string description = found == opened.texts.end() ? std::string() : found->second;
+    RefuseLostEntry(file, lost, description);
+    opened.size = FindPixelSize(description, ReadResolutionTags(file.Get()));
+    if (!lost.empty() && opened.size.source == ResolutionSource::kNone) {
+        opened.size.note = "the resolution entry lies beyond the end of the file";
+    }
+    opened.planes.push_back(opened.page.offset);
+    const bool isStack = opened.size.stack.planes > 1 && opened.page.offset == first.offset;
+    const bool readable = IsGrey(first.type) || (first.type == VoxelType::kRgb8 && opened.size.stored);
+    if (isStack && readable) opened.planes = StackPages(file, first, opened.size.stack);
+    return opened;
+}
+
+template <typename T>
+constexpr VoxelType TypeOf() {
+    if constexpr (std::is_same_v<T, std::uint8_t>) return VoxelType::kUint8;
+    if constexpr (std::is_same_v<T, std::uint16_t>) return VoxelType::kUint16;
+    if constexpr (std::is_same_v<T, float>) return VoxelType::kFloat32;
+    return VoxelType::kRgb8;
+}
+
+const char* NameOf(VoxelType type) {
+    switch (type) {
+        case VoxelType::kUint8:
+            return "8-bit grey";
+        case VoxelType::kUint16:
+            return "16-bit grey";
+        case VoxelType::kFloat32:
+            return "32-bit float grey";
+        default:
+            return "RGB, 8 bits";
+    }
+}
+
+template <typename T>
+void InvertIntegers(VoxelImage<T>& image) {
+    for (T& voxel : image) voxel = static_cast<T>(std::numeric_limits<T>::max() - voxel);
+}
+
+// Floats have no largest value to subtract from, so their own finite range is turned round.
+void InvertFloats(VoxelImage<float>& image) {
+    float low = std::numeric_limits<float>::infinity();
+    float high = -low;
+    for (const float voxel : image) {
+        if (!std::isfinite(voxel)) continue;
+        low = std::min(low, voxel);
+        high = std::max(high, voxel);
+    }
+    const double sum = static_cast<double>(low) + static_cast<double>(high);
+    for (float& voxel : image) {
+        if (std::isfinite(voxel))
+            voxel = static_cast<float>(sum - static_cast<double>(voxel));
+        else
+            voxel = -voxel;
+    }
+}
+
+template <typename T>
+void ApplyPhotometric(const TiffPage& page, VoxelImage<T>& image) {
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+        if (page.greyMap) {
+            for (T& voxel : image) voxel = (*page.greyMap)[voxel];
+            return;
+        }
+    }
+    if (page.photometric != PHOTOMETRIC_MINISWHITE) return;
+    if constexpr (std::is_integral_v<T>) InvertIntegers(image);
+    if constexpr (std::is_same_v<T, float>) InvertFloats(image);
+}
+
+// Every plane is checked before the first byte is allocated.
+void CheckPlanes(TiffHandle& file, const OpenedFile& opened) {
+    for (const std::uint64_t offset : opened.planes) {
+        GoToPage(file, offset);
+        CheckStorage(file, ReadTiffPage(file));
+    }
+    constexpr std::uint64_t kMostExpansion = 1u << 16;
+    const double claimed = static_cast<double>(opened.page.width) * opened.page.height *
+                           static_cast<double>(opened.page.VoxelBytes() * opened.planes.size());
+    if (claimed / kMostExpansion > static_cast<double>(file.FileBytes())) {
+        file.FailReading("it claims more planes than its bytes can hold");
+    }
+}
+
+}  // namespace
+
+ImageFileInfo InspectImageFile(const std::string& path) {
+    TiffHandle file(path);
+    OpenedFile opened = Examine(file);
+    ImageFileInfo info;
+    info.type = opened.page.type;
+    info.typeText = opened.page.typeText;
+    info.sizeX = opened.page.width;
+    info.sizeY = opened.page.height;
+    info.sizeZ = opened.planes.size();
+    info.resolution = opened.size.resolution;
+    info.resolutionSource = opened.size.source;
+    info.resolutionNote = std::move(opened.size.note);
+    return info;
+}
+
+VoxelType ProbeVoxelType(const std::string& path, FileFormat format) {
+    if (format != FileFormat::kFromFile && format != FileFormat::kTiff) {
+        throw ToolkitError("Cannot read '" + path + "': there is no file format " +
+                           std::to_string(static_cast<int>(format)) + ".");
+    }
+    return InspectImageFile(path).type;
+}
+
+template <typename T>
+void LoadImageFile(const std::string& path, VoxelImage<T>& image) {
+    TiffHandle file(path);
+    OpenedFile opened = Examine(file);
+    if (opened.page.type != TypeOf<T>()) {
+        file.ForgetMessages();
+        file.FailReading("it holds " + opened.page.typeText + ", not " + NameOf(TypeOf<T>()));
+    }
+    CheckPlanes(file, opened);
+    image.Resize(opened.page.width, opened.page.height, opened.planes.size());
+    for (std::size_t z = 0; z < opened.planes.size(); ++z) {
+        GoToPage(file, opened.planes[z]);
+        const TiffPage page = ReadTiffPage(file);
+        DecodePage(file, page, reinterpret_cast<unsigned char*>(image.Row(0, z)));
+    }
+    ApplyPhotometric(opened.page, image);
+    image.SetResolution(opened.size.resolution);
+    image.SetOffset(opened.size.stored ? opened.size.stored->offset : VoxelOffset{});
+    image.SetMetadata(opened.size.stored ? std::move(opened.size.stored->description) : std::move(opened.texts));
+}
+
+template void LoadImageFile(const std::string&, VoxelImage<std::uint8_t>&);
+template void LoadImageFile(const std::string&, VoxelImage<std::uint16_t>&);
+template void LoadImageFile(const std::string&, VoxelImage<float>&);
+template void LoadImageFile(const std::string&, VoxelImage<Rgb8>&);
+
+}  // namespace qvox

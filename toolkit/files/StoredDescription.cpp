@@ -1,0 +1,136 @@
+#include "files/StoredDescription.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+
+#include "files/ImageJDescription.h"
+
+namespace qvox {
+
+namespace {
+
+const std::string kEntryPrefix = "qvox.entry.";
+
+std::string Escaped(const std::string& text, char alsoEscaped) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte > 0x7E || c == '%' || c == '\\' || c == alsoEscaped) {
+            escaped += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+int DigitOf(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return -1;
+}
+
+std::string Unescaped(const std::string& text) {
+    std::string plain;
+    plain.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool whole = text[i] == '%' && text.size() - i > 2;
+        const int high = whole ? DigitOf(text[i + 1]) : -1;
+        const int low = whole ? DigitOf(text[i + 2]) : -1;
+        if (high >= 0 && low >= 0) {
+            plain += static_cast<char>(high * 16 + low);
+            i += 2;
+        } else {
+            plain += text[i];
+        }
+    }
+    return plain;
+}
+
+std::string Shortest(float value) {
+    std::array<char, 64> text{};
+    const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
+    static_cast<void>(error);
+    return std::string(text.data(), end);
+}
+
+std::string Triple(float x, float y, float z) { return Shortest(x) + ' ' + Shortest(y) + ' ' + Shortest(z); }
+
+std::optional<std::array<float, 3>> TripleFrom(const std::string& text) {
+    std::array<float, 3> values{};
+    const char* at = text.data();
+    const char* last = text.data() + text.size();
+    for (float& value : values) {
+        while (at != last && *at == ' ') ++at;
+        const auto [end, error] = std::from_chars(at, last, value);
+        if (error != std::errc()) return std::nullopt;
+        at = end;
+    }
+    return values;
+}
+
+bool IsPlainZero(float value) { return value == 0.0f && !std::signbit(value); }
+
+}  // namespace
+
+PixelResolution StorableResolution(const PixelResolution& resolution) {
+    const auto storable = [](float value) { return std::isfinite(value) && value > 0.0f ? value : 0.0f; };
+    return {storable(resolution.x), storable(resolution.y), storable(resolution.z)};
+}
+
+bool FitsRational(float pixelsPerMicrometre) { return pixelsPerMicrometre >= 1e-6f && pixelsPerMicrometre <= 1e9f; }
+
+float ExactWhereEntryAgrees(float entry, float stored) {
+    if (!std::isfinite(stored) || stored < 0.0f) return entry;
+    if (entry <= 0.0f) return FitsRational(stored) ? entry : stored;
+    return std::abs(entry - stored) <= 1e-6f * entry ? stored : entry;
+}
+
+std::string DescriptionText(const StoredProperties& properties, std::uint64_t planes) {
+    const PixelResolution& resolution = properties.resolution;
+    const VoxelOffset& offset = properties.offset;
+    std::string text = "ImageJ=1.11a\n";
+    if (planes > 1) {
+        const std::string count = std::to_string(planes);
+        text += "images=" + count + "\nslices=" + count + "\n";
+    }
+    if (resolution.x > 0.0f || resolution.y > 0.0f) {
+        text += "unit=um\n";
+        if (resolution.z > 0.0f) text += "spacing=" + Shortest(1.0f / resolution.z) + "\n";
+    }
+    text += "qvox=1\nqvox.resolution=" + Triple(resolution.x, resolution.y, resolution.z) + "\n";
+    if (!IsPlainZero(offset.x) || !IsPlainZero(offset.y) || !IsPlainZero(offset.z)) {
+        text += "qvox.offset=" + Triple(offset.x, offset.y, offset.z) + "\n";
+    }
+    for (const auto& [key, value] : properties.description) {
+        text += kEntryPrefix + Escaped(key, '=') + "=" + Escaped(value, '%') + "\n";
+    }
+    return text;
+}
+
+std::optional<StoredProperties> PropertiesFromText(const std::string& text) {
+    if (!IsImageJDescription(text)) return std::nullopt;
+    const Description entries = ImageJEntries(text);
+    const auto mark = entries.find("qvox");
+    if (mark == entries.end() || mark->second != "1") return std::nullopt;
+    StoredProperties properties;
+    const auto triple = [&entries](const char* key) {
+        const auto at = entries.find(key);
+        return at == entries.end() ? std::nullopt : TripleFrom(at->second);
+    };
+    if (const auto found = triple("qvox.resolution")) {
+        properties.resolution = StorableResolution({(*found)[0], (*found)[1], (*found)[2]});
+    }
+    if (const auto found = triple("qvox.offset")) properties.offset = {(*found)[0], (*found)[1], (*found)[2]};
+    for (auto at = entries.lower_bound(kEntryPrefix);
+         at != entries.end() && at->first.compare(0, kEntryPrefix.size(), kEntryPrefix) == 0; ++at) {
+        properties.description.emplace(Unescaped(at->first.substr(kEntryPrefix.size())), Unescaped(at->second));
+    }
+    return properties;
+}
+
+}  // namespace qvox

@@ -1,0 +1,171 @@
+#include "files/TiffDecoder.h"
+
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "files/TiffHandle.h"
+
+namespace qvox {
+
+namespace {
+
+constexpr std::uint64_t kLargestTile = std::uint64_t{32} << 20;
+
+// The strips or tiles of a page: `across` of them side by side, each width x height voxels when whole.
+struct Pieces {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t across = 1;
+    std::uint32_t down = 1;
+    bool tiled = false;
+
+    std::uint64_t Count() const { return std::uint64_t{across} * down; }
+};
+
+std::uint32_t CeilDivide(std::uint32_t a, std::uint32_t b) { return a / b + (a % b != 0 ? 1 : 0); }
+
+Pieces PiecesOf(TiffHandle& file, const TiffPage& page) {
+    TIFF* tiff = file.Get();
+    Pieces pieces;
+    pieces.tiled = TIFFIsTiled(tiff) != 0;
+    if (pieces.tiled) {
+        TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &pieces.width);
+        TIFFGetField(tiff, TIFFTAG_TILELENGTH, &pieces.height);
+    } else {
+        pieces.width = page.width;
+        TIFFGetFieldDefaulted(tiff, TIFFTAG_ROWSPERSTRIP, &pieces.height);
+        pieces.height = std::min(pieces.height, page.height);
+    }
+    if (pieces.width == 0 || pieces.height == 0) file.FailReading("its strips or tiles have no size");
+    pieces.across = CeilDivide(page.width, pieces.width);
+    pieces.down = CeilDivide(page.height, pieces.height);
+    const std::uint64_t stored = pieces.tiled ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
+    if (stored != pieces.Count()) file.FailReading("its strips or tiles do not cover the picture");
+    return pieces;
+}
+
+// The most that one stored byte can become.
+std::uint64_t LargestExpansion(std::uint16_t compression) {
+    switch (compression) {
+        case COMPRESSION_NONE:
+            return 1;
+        case COMPRESSION_PACKBITS:
+            return 64;
+        case COMPRESSION_LZW:
+            return 2731;  // 4096 bytes by a 12-bit code
+        case COMPRESSION_ADOBE_DEFLATE:
+        case COMPRESSION_DEFLATE:
+            return 1032;
+        case COMPRESSION_JPEG:
+        case COMPRESSION_OJPEG:
+            return 512;  // 64 voxels by two bits, twice that to be sure
+        default:
+            return 1u << 16;
+    }
+}
+
+std::string Name(const Pieces& pieces, std::uint64_t index) {
+    return (pieces.tiled ? "tile " : "strip ") + std::to_string(index + 1) + " of " + std::to_string(pieces.Count());
+}
+
+void CheckPiece(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index) {
+    const std::uint64_t offset = TIFFGetStrileOffset(file.Get(), index);
+    std::uint64_t bytes = TIFFGetStrileByteCount(file.Get(), index);
+    const std::uint32_t row = index / pieces.across * pieces.height;
+    const std::uint64_t rows = pieces.tiled ? pieces.height : std::min(pieces.height, page.height - row);
+    const std::uint64_t needed = rows * pieces.width * page.VoxelBytes();
+    const std::uint64_t expansion = LargestExpansion(page.compression);
+    // Some writers give the last, shorter strip the size of a whole one.
+    if (page.compression == COMPRESSION_NONE) bytes = std::min(bytes, needed);
+    if (offset > file.FileBytes() || bytes > file.FileBytes() - offset) {
+        file.FailReading("the file is truncated: " + Name(pieces, index) + " lies beyond its end");
+    }
+    if (needed / expansion > bytes) {
+        file.FailReading("the picture is incomplete: " + Name(pieces, index) + " has too few bytes");
+    }
+}
+
+// Where its data end early, the JPEG decoder makes up the missing rows and merely warns.
+bool Invented(const TiffHandle& file, const TiffPage& page) {
+    if (page.compression != COMPRESSION_JPEG && page.compression != COMPRESSION_OJPEG) return false;
+    return file.LastWarning().find("remature end") != std::string::npos;
+}
+
+void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index, unsigned char* bytes,
+                std::uint64_t count) {
+    const auto size = static_cast<tmsize_t>(count);
+    file.ForgetMessages();
+    const tmsize_t done = pieces.tiled ? TIFFReadEncodedTile(file.Get(), index, bytes, size)
+                                       : TIFFReadEncodedStrip(file.Get(), index, bytes, size);
+    if (done != size || !file.FirstError().empty() || Invented(file, page)) {
+        file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index));
+    }
+}
+
+void DecodeTiles(TiffHandle& file, const TiffPage& page, const Pieces& pieces, unsigned char* voxels) {
+    const std::uint64_t voxelBytes = page.VoxelBytes();
+    const std::uint64_t rowBytes = page.width * voxelBytes;
+    const std::uint64_t tileRow = pieces.width * voxelBytes;
+    const std::uint64_t tileBytes = tileRow * pieces.height;
+    std::unique_ptr<unsigned char[]> tile;
+    for (std::uint32_t down = 0; down < pieces.down; ++down) {
+        const std::uint64_t y = std::uint64_t{down} * pieces.height;
+        const std::uint64_t rows = std::min<std::uint64_t>(pieces.height, page.height - y);
+        for (std::uint32_t across = 0; across < pieces.across; ++across) {
+            const std::uint32_t index = down * pieces.across + across;
+            unsigned char* target = voxels + y * rowBytes + across * tileRow;
+            if (tileRow == rowBytes && rows == pieces.height) {
+                DecodeInto(file, page, pieces, index, target, tileBytes);
+                continue;
+            }
+            if (tileBytes > kLargestTile) file.FailReading("its tiles are too large for their picture");
+            if (!tile) tile.reset(new unsigned char[tileBytes]);
+            DecodeInto(file, page, pieces, index, tile.get(), tileBytes);
+            const std::uint64_t bytes = std::min(tileRow, rowBytes - across * tileRow);
+            for (std::uint64_t row = 0; row < rows; ++row) {
+                std::memcpy(target + row * rowBytes, tile.get() + row * tileRow, bytes);
+            }
+        }
+    }
+}
+
+}  // namespace
+
+void CheckStorage(TiffHandle& file, const TiffPage& page) {
+    if (page.width == 0 || page.height == 0) file.FailReading("the picture has no pixels");
+    if (TIFFIsCODECConfigured(page.compression) == 0) {
+        file.FailReading("its compression (" + std::to_string(page.compression) + ") is not known here");
+    }
+    const Pieces pieces = PiecesOf(file, page);
+    const std::uint64_t rows = pieces.tiled ? std::uint64_t{pieces.height} * pieces.down : page.height;
+    std::uint64_t needed = 0;
+    const bool tooMuch =
+        __builtin_mul_overflow(std::uint64_t{pieces.width} * pieces.across, page.VoxelBytes(), &needed) ||
+        __builtin_mul_overflow(needed, rows, &needed);
+    if (tooMuch || needed / LargestExpansion(page.compression) > file.FileBytes()) {
+        file.FailReading("the file is truncated or broken: it claims " + std::to_string(page.width) + " x " +
+                         std::to_string(page.height) + " pixels, which its " + std::to_string(file.FileBytes()) +
+                         " bytes cannot hold");
+    }
+    for (std::uint32_t index = 0; index < pieces.Count(); ++index) CheckPiece(file, page, pieces, index);
+}
+
+void DecodePage(TiffHandle& file, const TiffPage& page, unsigned char* voxels) {
+    const Pieces pieces = PiecesOf(file, page);
+    if (pieces.tiled) {
+        DecodeTiles(file, page, pieces, voxels);
+        return;
+    }
+    const std::uint64_t rowBytes = page.width * page.VoxelBytes();
+    for (std::uint32_t index = 0; index < pieces.down; ++index) {
+        const std::uint64_t y = std::uint64_t{index} * pieces.height;
+        const std::uint64_t rows = std::min<std::uint64_t>(pieces.height, page.height - y);
+        DecodeInto(file, page, pieces, index, voxels + y * rowBytes, rows * rowBytes);
+    }
+}
+
+}  // namespace qvox

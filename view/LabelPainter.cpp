@@ -1,0 +1,188 @@
+#include "LabelPainter.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+
+#include "LabelColours.h"
+
+namespace Korvane {
+
+namespace {
+
+using qvox::LabelImage;
+using qvox::Rgb8;
+using qvox::ToolkitError;
+
+std::string SizeText(std::uint64_t width, std::uint64_t height) {
+    return std::to_string(width) + " x " + std::to_string(height);
+}
+
+void RequirePart(const LabelImage& labels, const PixelRectangle& part) {
+    if (labels.SizeZ() > 1) throw ToolkitError("Painting labels: the image has several planes.");
+    const bool inside = part.x <= labels.SizeX() && part.width <= labels.SizeX() - part.x && part.y <= labels.SizeY() &&
+                        part.height <= labels.SizeY() - part.y;
+    if (inside) return;
+    throw ToolkitError("Painting labels: the part " + SizeText(part.width, part.height) + " at " +
+                       std::to_string(part.x) + ", " + std::to_string(part.y) + " does not lie in the image of " +
+                       SizeText(labels.SizeX(), labels.SizeY()) + ".");
+}
+
+/// Finds the contour voxels of one row at a time.
+class ContourRow {
+public:
+    ContourRow(const LabelImage& labels, std::uint64_t firstX, std::uint64_t width)
+        : labels_(labels), firstX_(firstX), differs_(width) {}
+
+    /// Non-zero where a voxel of row y, from the first column on, is one of a contour.
+    const std::vector<std::uint16_t>& At(std::uint64_t y) {
+        const std::uint16_t* here = labels_.Row(y);
+        // A row repeated in the place of one beyond the border adds no difference that the row itself does not show.
+        const std::uint16_t* above = y > 0 ? labels_.Row(y - 1) : here;
+        const std::uint16_t* below = y + 1 < labels_.SizeY() ? labels_.Row(y + 1) : here;
+        const std::uint64_t lastX = labels_.SizeX() - 1;
+        const std::uint64_t end = firstX_ + differs_.size();
+        for (const std::uint64_t x : {firstX_, end - 1}) {
+            const std::uint64_t left = x > 0 ? x - 1 : x;
+            const std::uint64_t right = x < lastX ? x + 1 : x;
+            differs_[x - firstX_] = Difference(above, here, below, left, x, right);
+        }
+        std::uint16_t* const differs = differs_.data();
+        const std::uint64_t firstX = firstX_;
+        for (std::uint64_t x = firstX + 1; x + 1 < end; ++x) {
+            differs[x - firstX] = Difference(above, here, below, x - 1, x, x + 1);
+        }
+        return differs_;
+    }
+
+private:
+    static std::uint16_t Difference(const std::uint16_t* above, const std::uint16_t* here, const std::uint16_t* below,
+                                    std::uint64_t left, std::uint64_t x, std::uint64_t right) {
+        const std::uint16_t label = here[x];
+        const auto any = static_cast<std::uint16_t>(
+            (above[left] ^ label) | (above[x] ^ label) | (above[right] ^ label) | (here[left] ^ label) |
+            (here[right] ^ label) | (below[left] ^ label) | (below[x] ^ label) | (below[right] ^ label));
+        return label == 0 ? std::uint16_t{0} : any;
+    }
+
+    const LabelImage& labels_;
+    std::uint64_t firstX_;
+    std::vector<std::uint16_t> differs_;
+};
+
+void PaintGrey(const std::uint8_t* grey, std::uint64_t width, Rgb8* out) {
+    for (std::uint64_t x = 0; x < width; ++x) out[x] = {grey[x], grey[x], grey[x]};
+}
+
+/// Colours the voxels of a row whose mark is not 0. Marks are sparse or come in runs, so four are tested at once.
+void PaintMarked(const std::uint16_t* marks, const std::uint16_t* labels, std::uint64_t width, Rgb8* out) {
+    std::uint64_t x = 0;
+    while (x < width) {
+        if (x + 4 <= width && (marks[x] | marks[x + 1] | marks[x + 2] | marks[x + 3]) == 0) {
+            x += 4;
+            continue;
+        }
+        if (marks[x] != 0) out[x] = LabelColour(labels[x]);
+        ++x;
+    }
+}
+
+}  // namespace
+
+void ConvertToGrey(const qvox::VoxelImage<float>& raw, GreyPicture& grey) {
+    grey.CopyPropertiesFrom(raw);
+    grey.Resize(raw.SizeX(), raw.SizeY(), raw.SizeZ());
+    if (raw.Empty()) return;
+    float min = 0.0f;
+    float max = 0.0f;
+    raw.ValueRange(min, max);
+    const float range = max - min;
+    const float* in = raw.begin();
+    std::uint8_t* out = grey.begin();
+    const std::uint64_t count = raw.VoxelCount();
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const float level = (in[i] - min) / range * 255.0f;
+        // The comparison is false for NaN; the conversion of a value beyond the byte would be undefined.
+        out[i] = static_cast<std::uint8_t>(static_cast<int>(level >= 0.0f && level <= 255.0f ? level : 0.0f));
+    }
+}
+
+void PaintLabels(const GreyPicture& grey, const LabelImage& labels, LabelStyle style, const PixelRectangle& part,
+                 ColourPicture& picture) {
+    if (!grey.SameSizes(labels)) {
+        throw ToolkitError("Painting labels: the image of " + SizeText(grey.SizeX(), grey.SizeY()) +
+                           " and the label image of " + SizeText(labels.SizeX(), labels.SizeY()) + " differ in size.");
+    }
+    RequirePart(labels, part);
+    const bool anything = part.width > 0 && part.height > 0;
+    picture.Resize(anything ? part.width : 0, anything ? part.height : 0, anything ? 1 : 0);
+    if (!anything) return;
+    ContourRow contour(labels, part.x, part.width);
+    for (std::uint64_t row = 0; row < part.height; ++row) {
+        const std::uint64_t y = part.y + row;
+        const std::uint16_t* label = labels.Row(y) + part.x;
+        Rgb8* out = picture.Row(row);
+        PaintGrey(grey.Row(y) + part.x, part.width, out);
+        if (style == LabelStyle::kRegions) PaintMarked(label, label, part.width, out);
+        if (style == LabelStyle::kContours) PaintMarked(contour.At(y).data(), label, part.width, out);
+    }
+}
+
+ColourPicture PaintPosition(const qvox::VoxelImage<float>& raw, const LabelImage& labels, LabelStyle style) {
+    GreyPicture grey;
+    ConvertToGrey(raw, grey);
+    ColourPicture picture;
+    picture.SetResolution(raw.Resolution());
+    PaintLabels(grey, labels, style, WholeImage(labels), picture);
+    return picture;
+}
+
+std::vector<ContourVoxel> ContourVoxels(const LabelImage& labels, const PixelRectangle& part) {
+    RequirePart(labels, part);
+    std::vector<ContourVoxel> voxels;
+    if (part.width == 0 || part.height == 0) return voxels;
+    ContourRow contour(labels, part.x, part.width);
+    for (std::uint64_t y = part.y; y < part.y + part.height; ++y) {
+        const std::vector<std::uint16_t>& marks = contour.At(y);
+        const std::uint16_t* label = labels.Row(y) + part.x;
+        for (std::uint64_t x = 0; x < part.width; ++x) {
+            if (marks[x] != 0) voxels.push_back({part.x + x, y, label[x]});
+        }
+    }
+    return voxels;
+}
+
+std::vector<LabelAnchor> LabelAnchors(const LabelImage& labels) {
+    struct Sums {
+        std::uint64_t count = 0;
+        std::uint64_t x = 0;
+        std::uint64_t y = 0;
+    };
+    std::vector<Sums> sums(65536);
+    for (std::uint64_t y = 0; y < labels.SizeY(); ++y) {
+        const std::uint16_t* row = labels.Row(y);
+        const std::uint64_t width = labels.SizeX();
+        // Labels come in runs: one addition to the sums per run.
+        for (std::uint64_t x = 0; x < width;) {
+            const std::uint16_t label = row[x];
+            const std::uint64_t start = x;
+            while (x < width && row[x] == label) ++x;
+            if (label == 0) continue;
+            const std::uint64_t length = x - start;
+            Sums& sum = sums[label];
+            sum.count += length;
+            sum.x += length * start + length * (length - 1) / 2;
+            sum.y += length * y;
+        }
+    }
+    std::vector<LabelAnchor> anchors;
+    for (std::size_t label = 1; label < sums.size(); ++label) {
+        const Sums& sum = sums[label];
+        if (sum.count == 0) continue;
+        anchors.push_back({static_cast<std::uint16_t>(label), sum.x / sum.count, sum.y / sum.count});
+    }
+    return anchors;
+}
+
+}  // namespace Korvane
