@@ -142,7 +142,7 @@ TEST_P(CandidateDetectionCases, AStrongCandidateIsOpenAgainWhenTheWeakEdgesAreRe
     const Outcome outcome = Detected(GetParam(), map, 0.05f);
     ASSERT_EQ(outcome.trace.back(), "thresh1.52588e-05");
     EXPECT_EQ(cv::countNonZero(outcome.candidates == 2.0), 25);
-    EXPECT_EQ(cv::countNonZero(outcome.candidates == 3.0), 24) << "the four quarters alone, too small, would have no ring";
+    EXPECT_EQ(cv::countNonZero(outcome.candidates == 3.0), 24) << "four quarters, too small, would have no ring";
 }
 
 TEST_P(CandidateDetectionCases, AStrongCandidateThatIsTooLargeWhenOpenAgainStaysACandidate) {
@@ -177,7 +177,8 @@ constexpr float kFirstWeakLevel = 32769.0f / 65536.0f;
 constexpr float kSecondWeakLevel = kFirstWeakLevel - 0.005f;
 
 /// A box of weak walls, linked to one strong pixel, whose inside is removed one level after the second weak one; so it
-/// is a candidate only if its walls are closed at that level itself. More than 2.5 percent of the pixels are 0.5 or more.
+/// is a candidate only if its walls are closed at that level itself. More than 2.5 percent of the pixels are at least
+/// 0.5, so that this is the upper bound.
 cv::Mat BoxThatLastsOneLevel(float wall, float gap) {
     const float inside = kSecondWeakLevel - 0.0025f;
     cv::Mat map = cv::Mat::zeros(30, 30, CV_32F);
@@ -208,4 +209,33 @@ TEST_P(CandidateDetectionCases, ARemovalDoesNotStartAtPixelsOfExactlyTheLevel) {
     const float above = std::nextafter(kSecondWeakLevel, 1.0f);
     const Outcome closed = Detected(GetParam(), BoxThatLastsOneLevel(above, above), 0.0021f);
     EXPECT_EQ(Inside(closed.candidates, cv::Rect(11, 11, 5, 5), 2.0), 25) << "a wall just above the level is removed";
+}
+
+TEST_P(CandidateDetectionCases, AStrongEdgeOfExactlyTheLevelIsRemovedAtTheNextOne) {
+    // The inside goes together with the wall, unless the wall lies above the level.
+    const float level = 1.0f - 0.005f;
+    for (const float wall : {level, std::nextafter(level, 1.0f)}) {
+        cv::Mat map = cv::Mat::zeros(60, 60, CV_32F);
+        map(cv::Rect(20, 20, 7, 7)).setTo(cv::Scalar(0.9925));
+        PaintOutline(map, cv::Rect(20, 20, 7, 7), wall);
+        const Outcome outcome = Detected(GetParam(), map, 0.05f);
+        ASSERT_EQ(outcome.trace.back(), "thresh1.52588e-05");
+        EXPECT_EQ(cv::countNonZero(outcome.candidates == 2.0), wall > level ? 25 : 0) << "wall " << wall;
+    }
+}
+
+TEST_P(CandidateDetectionCases, ARemovalStartsAndSpreadsAcrossCorners) {
+    // A wall of pixels that meet at corners only, and a strong pixel below its lowest one, a column aside.
+    const float inside = kSecondWeakLevel - 0.0025f;
+    cv::Mat map = cv::Mat::zeros(30, 30, CV_32F);
+    map(cv::Rect(2, 25, 26, 1)).setTo(cv::Scalar(0.5));
+    for (int reach = 0; reach < 4; ++reach) PaintDiamond(map, cv::Point(15, 12), reach, inside);
+    PaintDiamond(map, cv::Point(15, 12), 4, 0.5f);
+    map.at<float>(17, 16) = 1.0f;
+    const Outcome outcome = Detected(GetParam(), map, 0.0021f);
+    ASSERT_EQ(std::count(outcome.trace.begin(), outcome.trace.end(), "thresh0.500015"), 1);
+    EXPECT_EQ(cv::countNonZero(outcome.candidates == 2.0), 25);
+    map.at<float>(17, 16) = 0.0f;
+    map.at<float>(18, 16) = 1.0f;
+    EXPECT_EQ(cv::countNonZero(Detected(GetParam(), map, 0.0021f).candidates), 0) << "nothing starts two rows away";
 }
