@@ -60,6 +60,13 @@ TEST_P(CandidateDetectionCases, AnUpperBoundOfOneSkipsTheStrongEdges) {
     EXPECT_EQ(trace[2], "0.995");
 }
 
+TEST_P(CandidateDetectionCases, TheUpperBoundEndsTheBinThatReachesTheTargetExactly) {
+    const auto strongFew = Detected(GetParam(), Row(25, 0.0f)).trace;
+    EXPECT_EQ(strongFew.back(), "thresh1.52588e-05") << "975 of 1000 pixels are in the first bin";
+    const auto strongOneMore = Detected(GetParam(), Row(26, 0.0f)).trace;
+    EXPECT_EQ(std::count(strongOneMore.begin(), strongOneMore.end(), "thresh1"), 1);
+}
+
 TEST_P(CandidateDetectionCases, TooManyValuesAboveOneMakeTheUpperBoundThreeTenths) {
     const auto trace = Detected(GetParam(), Row(0, 1.5f)).trace;
     EXPECT_EQ(std::count(trace.begin(), trace.end(), "thresh0.3"), 1);

@@ -87,3 +87,9 @@ TEST_P(CandidateFilterCases, TheOpeningIsTwiceTheAreaFractionOfARadiusThatTakes1
     EXPECT_EQ(Kept(GetParam(), bar, 0.5f, 0.38135f), 540);
     EXPECT_EQ(Kept(GetParam(), bar, 0.5f, 0.381366f), 0);
 }
+
+TEST_P(CandidateFilterCases, WithoutAnAreaFractionTheOpeningIsElevenTimesTheScale) {
+    const cv::Mat bar = Rectangle(220, 40, cv::Rect(8, 8, 200, 10));
+    EXPECT_EQ(Kept(GetParam(), bar, 0.9f, 0.0f), 2000) << "9";
+    EXPECT_EQ(Kept(GetParam(), bar, 0.91f, 0.0f), 0) << "10, made 11";
+}

@@ -186,9 +186,9 @@ TEST_P(ComponentSweepCases, TheClearedAreaIsAnEllipseAsWideAsTheGreatestCityBloc
 }
 
 TEST_P(ComponentSweepCases, EachLineCountsForItsOwnEnd) {
-    const Maps maps = Swept(GetParam(), DrawMap({"22222222222222", "2......2222222", "2.1111..222222", "2.1111.2222222",
+    const Maps maps = Swept(GetParam(), DrawMap({"22222222222222", "2......2222222", "2.1111...22222", "2.1111.2222222",
                                                  "2.1111.2222222", "2.1111.......2", "2......2222222",
                                                  "22222222222222"}));
     EXPECT_EQ(maps.components.at<float>(5, 12), 0.0f) << "the long one";
-    EXPECT_EQ(maps.components.at<float>(2, 7), 3.0f) << "the short one";
+    EXPECT_EQ(maps.components.at<float>(2, 8), 3.0f) << "the short one, of a single pixel";
 }
