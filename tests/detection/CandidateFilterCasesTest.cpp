@@ -79,3 +79,17 @@ TEST_P(CandidateFilterCases, NinetyPercentMustSurviveTheOpening) {
     map(cv::Rect(20, 15, 8, 1)).setTo(cv::Scalar(1.0));
     EXPECT_EQ(Kept(GetParam(), map, 0.28f, 0.0f), 0);
 }
+
+TEST_P(CandidateFilterCases, TheOpeningIsTwiceTheAreaFractionOfARadiusThatTakes1point7724ForTheRootOfPi) {
+    // A bar nine pixels high outlives an opening by 9 x 9 and not one by 11 x 11. Its radius is 13.11099, and 13.11059
+    // with the root of pi itself, which the second fraction would take to just below 5.
+    const cv::Mat bar = Rectangle(80, 30, cv::Rect(8, 8, 60, 9));
+    EXPECT_EQ(Kept(GetParam(), bar, 0.5f, 0.38135f), 540);
+    EXPECT_EQ(Kept(GetParam(), bar, 0.5f, 0.381366f), 0);
+}
+
+TEST_P(CandidateFilterCases, WithoutAnAreaFractionTheOpeningIsElevenTimesTheScale) {
+    const cv::Mat bar = Rectangle(220, 40, cv::Rect(8, 8, 200, 10));
+    EXPECT_EQ(Kept(GetParam(), bar, 0.9f, 0.0f), 2000) << "9";
+    EXPECT_EQ(Kept(GetParam(), bar, 0.91f, 0.0f), 0) << "10, made 11";
+}

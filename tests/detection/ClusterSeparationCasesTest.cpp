@@ -74,6 +74,27 @@ TEST_P(ClusterSeparationCases, TheBlobOfOnePixelIsTheElementOfTheScale) {
     }
 }
 
+TEST_P(ClusterSeparationCases, TheBlobOfADiscStartsFromTheTopTwoAndAHalfOfItsDistances) {
+    for (int i = 0; i < 40; ++i) {
+        const double radius = 4.0 + 0.5 * i;
+        cv::Mat map = Discs(64, 60);
+        PaintDisc(map, 30.0 + 0.07 * i, 29.0 + 0.11 * i, radius, 255.0f);
+        const cv::Mat distances = korvane_reference::PlainDistanceMap(map);
+        double largest = 0.0;
+        cv::minMaxLoc(distances, nullptr, &largest);
+        const float base = static_cast<float>(largest) - 3.0f;
+        cv::Mat blob = cv::Mat::zeros(map.size(), CV_32F);
+        for (int y = 0; y < map.rows; ++y) {
+            for (int x = 0; x < map.cols; ++x) {
+                if (distances.at<float>(y, x) - base > 0.5f) blob.at<float>(y, x) = 1.0f;
+            }
+        }
+        cv::erode(blob, blob, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(3, 3)));
+        cv::dilate(blob, blob, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(6, 6)));
+        EXPECT_TRUE(SameMaps(blob, GetParam().run(map, 1.0f))) << "radius " << radius;
+    }
+}
+
 TEST(PlainDistanceMap, EqualsTheShortestWayToAnyZero) {
     cv::RNG random(7);
     cv::Mat map(13, 21, CV_8U);

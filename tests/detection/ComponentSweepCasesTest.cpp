@@ -32,7 +32,7 @@ class ComponentSweepCases : public ::testing::TestWithParam<SweepForm> {};
 INSTANTIATE_TEST_SUITE_P(Forms, ComponentSweepCases, ::testing::ValuesIn(SweepForms()), FormName<SweepForm>);
 
 TEST_P(ComponentSweepCases, AMapWithoutAnyOneLeavesBothMaps) {
-    const cv::Mat map = DrawMap({"..22.", ".3322", "55...", "....."});
+    const cv::Mat map = DrawMap({"..22.", ".3322", "33...", "....."});
     const Maps maps = Swept(GetParam(), map, 7.0f);
     EXPECT_TRUE(SameMaps(map, maps.components));
     EXPECT_TRUE(SameMaps(cv::Mat(map.size(), CV_32F, cv::Scalar(7.0)), maps.candidates));
@@ -125,4 +125,70 @@ TEST_P(ComponentSweepCases, TouchedBackgroundIsClearedAtTheEndOfALongBranchOnly)
                                                         "2.1111...22222", "2.1111.2222222", "2......2222222",
                                                         "22222222222222"}));
     EXPECT_EQ(shortBranch.components.at<float>(3, 8), 3.0f) << "one pixel counts, and one is the limit";
+}
+
+TEST_P(ComponentSweepCases, APositionThatIsReachedFromTwoSidesIsCountedTwice) {
+    // Two ends, at the top and at the bottom. From the lower one the line runs around the knot beside column 8 and
+    // back into row 3, column 8, which was already waiting: it is counted once more, alone, under the upper end's
+    // number, and the upper line goes without an end of its own.
+    const cv::Mat map = DrawMap({"22222222222222", "2......22.2222", "2.1111.2.22222", "2.1111.....222",
+                                 "2.1111.22.2222", "2......2.22222", "22222222222222"});
+    const Maps limitOne = Swept(GetParam(), map, 0.0f, 0.125f);
+    EXPECT_EQ(limitOne.components.at<float>(1, 9), 3.0f) << "one pixel is counted for it, and one is the limit";
+    EXPECT_EQ(limitOne.components.at<float>(5, 8), 0.0f);
+    const Maps limitNone = Swept(GetParam(), map, 0.0f, 0.06f);
+    EXPECT_EQ(limitNone.components.at<float>(1, 9), 0.0f) << "one pixel is counted for it";
+}
+
+TEST_P(ComponentSweepCases, ALineWithoutAnEndOfItsOwnClearsTheFirstPixelOfTheMap) {
+    // One end, at the top right. The fork behind it ends twice: three pixels under its own number, two under one that
+    // no end has.
+    const cv::Mat map = DrawMap({".2222222222222", "2......2222222", "2.1111.2.2.222", "2.1111.2..2222",
+                                 "2.1111..2.2222", "2.1111.2222222", "2......2222222", "22222222222222"});
+    const Maps limitOne = Swept(GetParam(), map, 0.0f, 0.125f);
+    EXPECT_EQ(limitOne.components.at<float>(0, 0), 0.0f);
+    EXPECT_EQ(limitOne.components.at<float>(2, 10), 0.0f);
+    EXPECT_EQ(limitOne.components.at<float>(1, 1), 3.0f);
+    const Maps limitTwo = Swept(GetParam(), map, 0.0f, 0.135f);
+    EXPECT_EQ(limitTwo.components.at<float>(0, 0), 3.0f) << "two pixels, and two is the limit";
+    EXPECT_EQ(limitTwo.components.at<float>(2, 10), 0.0f);
+}
+
+TEST_P(ComponentSweepCases, ALineThatRunsToTheMapBorderIsErasedToItsLastPixel) {
+    cv::Mat map(9, 9, CV_32F, cv::Scalar(1.0));
+    map(cv::Rect(4, 0, 1, 6)).setTo(cv::Scalar(0.0));
+    const Maps maps = Swept(GetParam(), map);
+    EXPECT_EQ(cv::countNonZero(maps.candidates == 2.0), 81) << "what is left of the line would be a ring";
+    // The line counts six pixels, so it is marked below a limit of six and not at it.
+    EXPECT_EQ(Swept(GetParam(), map, 0.0f, 5.9f / 15.0f).components.at<float>(5, 4), 0.0f);
+    EXPECT_EQ(Swept(GetParam(), map, 0.0f, 6.1f / 15.0f).components.at<float>(5, 4), 3.0f);
+}
+
+TEST_P(ComponentSweepCases, TheClearedAreaIsAnEllipseAsWideAsTheGreatestCityBlockDistance) {
+    // Four pixels of background around a block: 3 steps away from the rest, at a corner, though 2 by chessboard moves.
+    cv::Mat map(16, 32, CV_32F, cv::Scalar(2.0));
+    map(cv::Rect(8, 2, 12, 12)).setTo(cv::Scalar(0.0));
+    map(cv::Rect(12, 6, 4, 4)).setTo(cv::Scalar(1.0));
+    map(cv::Rect(1, 8, 7, 1)).setTo(cv::Scalar(0.0));
+    map(cv::Rect(20, 5, 7, 1)).setTo(cv::Scalar(0.0));
+    map(cv::Rect(20, 11, 6, 1)).setTo(cv::Scalar(0.0));
+    map.at<float>(10, 26) = 0.0f;
+    const Maps maps = Swept(GetParam(), map, 0.0f, 0.16f);
+    EXPECT_EQ(maps.components.at<float>(8, 1), 0.0f);
+    EXPECT_EQ(maps.components.at<float>(8, 2), 0.0f);
+    EXPECT_EQ(maps.components.at<float>(8, 3), 3.0f);
+    EXPECT_EQ(maps.components.at<float>(5, 26), 0.0f);
+    EXPECT_EQ(maps.components.at<float>(5, 25), 0.0f);
+    EXPECT_EQ(maps.components.at<float>(5, 24), 3.0f);
+    EXPECT_EQ(maps.components.at<float>(10, 26), 0.0f);
+    EXPECT_EQ(maps.components.at<float>(11, 25), 3.0f) << "the corner lies outside the 3 x 3 ellipse";
+    EXPECT_EQ(cv::countNonZero(maps.components == 0.0), 5);
+}
+
+TEST_P(ComponentSweepCases, EachLineCountsForItsOwnEnd) {
+    const Maps maps = Swept(GetParam(), DrawMap({"22222222222222", "2......2222222", "2.1111...22222", "2.1111.2222222",
+                                                 "2.1111.2222222", "2.1111.......2", "2......2222222",
+                                                 "22222222222222"}));
+    EXPECT_EQ(maps.components.at<float>(5, 12), 0.0f) << "the long one";
+    EXPECT_EQ(maps.components.at<float>(2, 8), 3.0f) << "the short one, of a single pixel";
 }

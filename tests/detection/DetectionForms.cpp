@@ -1,5 +1,10 @@
 #include "DetectionForms.h"
 
+#include "CandidateDetection.h"
+#include "CandidateFilter.h"
+#include "ClusterSeparation.h"
+#include "ComponentSweep.h"
+#include "GradientMagnitude.h"
 #include "reference/PlainCandidateDetection.h"
 #include "reference/PlainCandidateFilter.h"
 #include "reference/PlainClusterSeparation.h"
@@ -10,10 +15,20 @@ namespace korvane_test {
 
 using namespace korvane_reference;
 
-std::vector<GradientForm> GradientForms() { return {{"plain", PlainGradientMagnitude}}; }
-std::vector<SweepForm> SweepForms() { return {{"plain", PlainComponentSweep}}; }
-std::vector<CandidateForm> CandidateForms() { return {{"plain", PlainDetectCandidates}}; }
-std::vector<FilterForm> FilterForms() { return {{"plain", PlainFilterCandidates}}; }
-std::vector<SeparationForm> SeparationForms() { return {{"plain", PlainSeparateClusters}}; }
+std::vector<GradientForm> GradientForms() {
+    return {{"plain", PlainGradientMagnitude}, {"shipped", Korvane::GradientMagnitude}};
+}
+std::vector<SweepForm> SweepForms() {
+    return {{"plain", PlainComponentSweep}, {"shipped", Korvane::SweepComponents}};
+}
+std::vector<CandidateForm> CandidateForms() {
+    return {{"plain", PlainDetectCandidates}, {"shipped", Korvane::DetectCandidates}};
+}
+std::vector<FilterForm> FilterForms() {
+    return {{"plain", PlainFilterCandidates}, {"shipped", Korvane::FilterCandidates}};
+}
+std::vector<SeparationForm> SeparationForms() {
+    return {{"plain", PlainSeparateClusters}, {"shipped", Korvane::SeparateClusters}};
+}
 
 }  // namespace korvane_test

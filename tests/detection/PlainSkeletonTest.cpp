@@ -71,3 +71,23 @@ TEST(PlainSkeleton, ABranchCountedUnderANumberWithoutAnEndMarksRow0Column0) {
     EXPECT_EQ(onlyLong.at<float>(0, 0), 0.0f) << "its count of 1 does not exceed the limit of 1";
     EXPECT_EQ(onlyLong.at<float>(1, 4), 1.0f);
 }
+
+TEST(PlainSkeleton, AColumnTwoPixelsWideLosesItsLeftAndARowTwoPixelsHighItsLower) {
+    // The first half of a pass takes what has nothing to the left, or lies at the bottom; from border to border no end
+    // of the bar is involved.
+    cv::Mat column = DrawMap({"..11..", "..11..", "..11..", "..11..", "..11.."});
+    PlainThinning(column);
+    EXPECT_TRUE(SameMaps(DrawMap({"...1..", "...1..", "...1.."}), column.rowRange(1, 4)));
+    cv::Mat row = DrawMap({"......", "......", "111111", "111111", "......", "......"});
+    PlainThinning(row);
+    EXPECT_TRUE(SameMaps(DrawMap({"......", "......", "111111", "......", "......", "......"}).colRange(1, 5),
+                         row.colRange(1, 5)));
+}
+
+TEST(PlainSkeleton, APinholeDoesNotGrow) {
+    cv::Mat plate = cv::Mat::ones(6, 7, CV_32F);
+    plate.at<float>(3, 3) = 0.0f;
+    const cv::Mat before = plate.clone();
+    PlainThinning(plate);
+    EXPECT_TRUE(SameMaps(before, plate));
+}
