@@ -1,0 +1,193 @@
+#include "operations/Diffusion.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "ToolkitError.h"
+#include "operations/DiffusionStep.h"
+#include "operations/DiffusionVariant.h"
+
+namespace qvox {
+
+using namespace diffusion;
+
+namespace {
+
+constexpr double kGreyRange = 65535.0;
+constexpr float kLargestSigmaPx = 1e5f;
+// What the early start of the backward sweeps may change a voxel by in all iterations together, in grey levels.
+constexpr double kLookaheadError = 1.0 / 128.0;
+constexpr std::ptrdiff_t kBandRows = 48;
+
+std::ptrdiff_t RoundedUp(std::ptrdiff_t n, std::ptrdiff_t unit) { return (n + unit - 1) / unit * unit; }
+
+void CheckArguments(const VoxelImage<std::uint16_t>& image, float sigmaPx, float contrast, float timeStep) {
+    const auto fail = [](const std::string& what, float value) {
+        throw ToolkitError("EdgeEnhancingDiffusion: the " + what + ", it is " + std::to_string(value) + ".");
+    };
+    if (image.Empty()) throw ToolkitError("EdgeEnhancingDiffusion: the image is empty.");
+    if (!(sigmaPx >= 0.0f && sigmaPx <= kLargestSigmaPx)) fail("standard deviation must lie between 0 and 100000 px", sigmaPx);
+    if (!(contrast >= 0.0f) || !std::isfinite(contrast)) fail("contrast must be a number and not negative", contrast);
+    if (!(timeStep >= 0.0f) || !std::isfinite(timeStep)) fail("time step must be a number and not negative", timeStep);
+}
+
+// Sampled at whole pixels up to four standard deviations, sum 1.
+std::vector<float> GaussianWeights(double sigmaPx) {
+    const auto radius = static_cast<std::size_t>(std::ceil(4.0 * sigmaPx));
+    std::vector<double> samples(radius + 1, 1.0);
+    double sum = 1.0;
+    for (std::size_t k = 1; k <= radius; ++k) {
+        const double t = static_cast<double>(k) / sigmaPx;
+        samples[k] = std::exp(-0.5 * t * t);
+        sum += 2.0 * samples[k];
+    }
+    std::vector<float> weights;
+    for (const double sample : samples) weights.push_back(static_cast<float>(sample / sum));
+    return weights;
+}
+
+// Rows after which a guess below has faded: each row of the backward sweep shrinks its error by 2 tau / (1 + 2 tau).
+std::ptrdiff_t Lookahead(double timeStep, std::uint64_t iterations, std::ptrdiff_t height) {
+    const double shrink = 2.0 * timeStep / (1.0 + 2.0 * timeStep);
+    if (!(shrink > 0.0)) return 1;
+    const double rows = std::log(kLookaheadError / (2.0 * kGreyRange * static_cast<double>(iterations))) / std::log(shrink);
+    return rows < static_cast<double>(height) ? static_cast<std::ptrdiff_t>(std::ceil(rows)) : height;
+}
+
+class Scratch {
+public:
+    float* Floats(std::ptrdiff_t count) {
+        blocks_.push_back(std::make_unique<float[]>(static_cast<std::size_t>(count) + kMargin));
+        const auto misaligned = reinterpret_cast<std::uintptr_t>(blocks_.back().get()) % 64 / sizeof(float);
+        return blocks_.back().get() + (misaligned == 0 ? 0 : 16 - misaligned);
+    }
+    float* Rows(const StepPlan& plan, std::ptrdiff_t rows) { return Floats(rows * plan.stride) + kMargin; }
+    const float** Pointers(std::ptrdiff_t count) {
+        pointers_.resize(static_cast<std::size_t>(count));
+        return pointers_.data();
+    }
+
+private:
+    std::vector<std::unique_ptr<float[]>> blocks_;
+    std::vector<const float*> pointers_;
+};
+
+void TakeScratch(StepPlan& plan, Scratch& scratch) {
+    const std::ptrdiff_t mirrored = RoundedUp(plan.radius, kMargin) + kMargin;
+    plan.lineStride = RoundedUp(plan.width, kMargin) + 2 * mirrored;
+    plan.sourceRows = scratch.Pointers(kChunkRows + 2 + 2 * plan.radius);
+    plan.lines = scratch.Floats((kChunkRows + 2) * plan.lineStride) + mirrored;
+    plan.smoothed = scratch.Rows(plan, kChunkRing);
+    plan.acrossX = scratch.Rows(plan, 1);
+    plan.couplingX = scratch.Rows(plan, kChunkRing);
+    plan.acrossY = scratch.Rows(plan, kNeighbourRing);
+    plan.couplingY = scratch.Rows(plan, kNeighbourRing);
+    plan.flowX = scratch.Rows(plan, kNeighbourRing);
+    plan.flowY = scratch.Rows(plan, kNeighbourRing);
+    plan.rightSide = scratch.Rows(plan, kChunkRows);
+    plan.zeros = scratch.Rows(plan, 1);
+    plan.below = scratch.Rows(plan, 1);
+    plan.laneFactor = scratch.Floats(plan.stride * kChunkRows);
+    plan.laneValue = scratch.Floats(plan.stride * kChunkRows);
+    plan.factor = scratch.Rows(plan, plan.sweepRing);
+    plan.forward = scratch.Rows(plan, plan.sweepRing);
+    plan.alongRows = scratch.Rows(plan, plan.sweepRing);
+}
+
+StepPlan MakePlan(std::ptrdiff_t width, std::ptrdiff_t height, const std::vector<float>& weights, float contrast,
+                  float timeStep, std::uint64_t iterations) {
+    StepPlan plan;
+    plan.width = width;
+    plan.height = height;
+    // An odd number of cache lines: rows below each other then fall into different sets of the cache.
+    plan.stride = RoundedUp(width, kMargin) + 2 * kMargin;
+    if (plan.stride / kMargin % 2 == 0) plan.stride += kMargin;
+    plan.weights = weights.data();
+    plan.radius = static_cast<std::ptrdiff_t>(weights.size()) - 1;
+    plan.gradientScale = static_cast<float>(0.5 / (std::max(static_cast<double>(contrast), 1e-12) * kGreyRange));
+    plan.timeStep = timeStep;
+    plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, height);
+    plan.bandRows = std::max(kBandRows, plan.lookahead / 2);
+    // Chunks fill whole runs of the ring, also where the last one of the picture is not full.
+    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows,
+                              RoundedUp(height, kChunkRows));
+    return plan;
+}
+
+StepFunction Function(DiffusionVariant variant) {
+    return variant == DiffusionVariant::Avx512 ? StepAvx512 : variant == DiffusionVariant::Avx2 ? StepAvx2 : StepBaseline;
+}
+
+// Grey levels are taken relative to the middle of their range: there single precision is finest. The quarter keeps a flat
+// background away from 0, next to which values would fade into subnormal numbers.
+float Origin(const std::uint16_t* voxels, std::ptrdiff_t count) {
+    const auto range = std::minmax_element(voxels, voxels + count);
+    return static_cast<float>((*range.first + *range.second) / 2) + 0.25f;
+}
+
+void Spread(const StepPlan& plan, const std::uint16_t* voxels, float origin, float* u) {
+    for (std::ptrdiff_t y = 0; y < plan.height; ++y) {
+        float* row = u + y * plan.stride;
+        for (std::ptrdiff_t x = 0; x < plan.width; ++x) row[x] = static_cast<float>(voxels[y * plan.width + x]) - origin;
+        row[-1] = row[0];
+        row[plan.width] = row[plan.width - 1];
+    }
+}
+
+void Collect(const StepPlan& plan, const float* u, float origin, std::uint16_t* voxels) {
+    for (std::ptrdiff_t y = 0; y < plan.height; ++y) {
+        const float* row = u + y * plan.stride;
+        for (std::ptrdiff_t x = 0; x < plan.width; ++x) {
+            // In double: adding the origin in single precision would round to 1/256 grey level first.
+            const double grey = static_cast<double>(row[x]) + static_cast<double>(origin) + 0.5;
+            const double clamped = grey >= 0.0 ? std::min(grey, kGreyRange) : 0.0;
+            voxels[y * plan.width + x] = static_cast<std::uint16_t>(clamped);
+        }
+    }
+}
+
+}  // namespace
+
+bool RunsHere(DiffusionVariant variant) {
+    if (variant == DiffusionVariant::Avx512) return __builtin_cpu_supports("avx512f") != 0;
+    if (variant == DiffusionVariant::Avx2) return __builtin_cpu_supports("avx2") != 0;
+    return true;
+}
+
+void EdgeEnhancingDiffusionWith(DiffusionVariant variant, VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx,
+                                float contrast, float timeStep, std::uint64_t iterations) {
+    CheckArguments(image, preSmoothingSigmaPx, contrast, timeStep);
+    if (iterations == 0) return;
+    const std::vector<float> weights = GaussianWeights(static_cast<double>(preSmoothingSigmaPx));
+    StepPlan plan = MakePlan(static_cast<std::ptrdiff_t>(image.SizeX()), static_cast<std::ptrdiff_t>(image.SizeY()),
+                             weights, contrast, timeStep, iterations);
+    Scratch scratch;
+    TakeScratch(plan, scratch);
+    float* u = scratch.Rows(plan, plan.height);
+    float* next = scratch.Rows(plan, plan.height);
+    const StepFunction step = Function(variant);
+    for (std::uint64_t z = 0; z < image.SizeZ(); ++z) {
+        std::uint16_t* voxels = image.Row(0, z);
+        const float origin = Origin(voxels, plan.width * plan.height);
+        Spread(plan, voxels, origin, u);
+        for (std::uint64_t iteration = 0; iteration < iterations; ++iteration) {
+            step(plan, u, next);
+            std::swap(u, next);
+        }
+        Collect(plan, u, origin, voxels);
+    }
+}
+
+void EdgeEnhancingDiffusion(VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx, float contrast, float timeStep,
+                            std::uint64_t iterations) {
+    const DiffusionVariant variant = RunsHere(DiffusionVariant::Avx512) ? DiffusionVariant::Avx512
+                                     : RunsHere(DiffusionVariant::Avx2) ? DiffusionVariant::Avx2
+                                                                        : DiffusionVariant::Baseline;
+    EdgeEnhancingDiffusionWith(variant, image, preSmoothingSigmaPx, contrast, timeStep, iterations);
+}
+
+}  // namespace qvox

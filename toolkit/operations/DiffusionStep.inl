@@ -1,0 +1,296 @@
+// One time step of the edge-enhancing diffusion. Included once per instruction set by DiffusionBaseline.cpp,
+// DiffusionAvx2.cpp and DiffusionAvx512.cpp, which set KORVANE_DIFFUSION_LANES. Everything here has internal linkage and
+// nothing from the standard library is called: a function compiled for a newer processor must not be the one that the
+// linker keeps for all.
+
+#include <emmintrin.h>
+
+#include <cstdint>
+
+#include "operations/DiffusionStep.h"
+
+#define KORVANE_INLINE inline __attribute__((always_inline))
+
+namespace qvox::diffusion {
+namespace {
+
+constexpr std::size_t kWidth = KORVANE_DIFFUSION_LANES;
+constexpr std::ptrdiff_t kLanes = KORVANE_DIFFUSION_LANES;
+using Lanes = float __attribute__((vector_size(kLanes * 4)));
+using IntLanes = std::int32_t __attribute__((vector_size(kLanes * 4)));
+using BitLanes = std::uint32_t __attribute__((vector_size(kLanes * 4)));
+using LooseLanes = float __attribute__((vector_size(kLanes * 4), aligned(4), may_alias));
+
+KORVANE_INLINE Lanes Load(const float* p) { return *reinterpret_cast<const LooseLanes*>(p); }
+KORVANE_INLINE void Store(float* p, Lanes v) { *reinterpret_cast<LooseLanes*>(p) = v; }
+KORVANE_INLINE Lanes Smaller(Lanes a, Lanes b) { return a < b ? a : b; }
+KORVANE_INLINE Lanes Larger(Lanes a, Lanes b) { return a > b ? a : b; }
+
+KORVANE_INLINE std::ptrdiff_t Mirrored(std::ptrdiff_t i, std::ptrdiff_t size) {
+    if (i >= 0 && i < size) return i;
+    const std::ptrdiff_t period = 2 * size;
+    i = (i % period + period) % period;
+    return i < size ? i : period - 1 - i;
+}
+
+/// exp(-q) for 0 <= q <= 24: a power of two times the Taylor polynomial of 2^f, |f| <= 1/2, to below 1e-8.
+KORVANE_INLINE Lanes ExpOfMinus(Lanes q) {
+    const Lanes t = q * -1.44269504f;
+    const IntLanes n = __builtin_convertvector(t - 0.5f, IntLanes);
+    const Lanes f = t - __builtin_convertvector(n, Lanes);
+    Lanes p = f * 1.52527338e-5f + 1.54035304e-4f;
+    p = p * f + 1.33335581e-3f;
+    p = p * f + 9.61812911e-3f;
+    p = p * f + 5.55041087e-2f;
+    p = p * f + 2.40226507e-1f;
+    p = p * f + 6.93147181e-1f;
+    p = p * f + 1.0f;
+    return reinterpret_cast<Lanes>(reinterpret_cast<BitLanes>(p) + (reinterpret_cast<BitLanes>(n) << 23));
+}
+
+/// Weighted sum over 2 radius + 1 places, outermost pairs first, for kVectors x kLanes columns from x on. Symmetric in
+/// its order, so that a mirrored picture gives the mirrored bits.
+template <std::size_t kVectors, typename At>
+KORVANE_INLINE void SymmetricSum(const float* weights, std::ptrdiff_t radius, At at, float* out) {
+    Lanes sum[kVectors] = {};
+    for (std::ptrdiff_t k = radius; k > 0; --k) {
+        const float* before = at(-k);
+        const float* after = at(k);
+        for (std::size_t v = 0; v < kVectors; ++v) {
+            sum[v] += weights[k] * (Load(before + v * kWidth) + Load(after + v * kWidth));
+        }
+    }
+    const float* centre = at(0);
+    for (std::size_t v = 0; v < kVectors; ++v) Store(out + v * kWidth, sum[v] + weights[0] * Load(centre + v * kWidth));
+}
+
+template <std::size_t kVectors>
+KORVANE_INLINE void SmoothColumnsAt(const StepPlan& plan, std::ptrdiff_t x, std::ptrdiff_t count) {
+    for (std::ptrdiff_t j = 0; j < count; ++j) {
+        const float** rows = plan.sourceRows + j + plan.radius;
+        SymmetricSum<kVectors>(plan.weights, plan.radius, [rows, x](std::ptrdiff_t k) { return rows[k] + x; },
+                               plan.lines + j * plan.lineStride + x);
+    }
+}
+
+template <std::size_t kVectors>
+KORVANE_INLINE void SmoothRowAt(const StepPlan& plan, const float* line, float* out, std::ptrdiff_t x) {
+    SymmetricSum<kVectors>(plan.weights, plan.radius, [line, x](std::ptrdiff_t k) { return line + x + k; }, out + x);
+}
+
+constexpr std::size_t kSumVectors = 4;
+
+/// Gaussian of the rows [first, first + count) of u.
+void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
+    for (std::ptrdiff_t j = 0; j < count + 2 * plan.radius; ++j) {
+        plan.sourceRows[j] = u + Mirrored(first + j - plan.radius, plan.height) * plan.stride;
+    }
+    constexpr std::ptrdiff_t kBlock = static_cast<std::ptrdiff_t>(kSumVectors) * kLanes;
+    std::ptrdiff_t x = 0;
+    for (; x + kBlock <= plan.width; x += kBlock) SmoothColumnsAt<kSumVectors>(plan, x, count);
+    for (; x < plan.width; x += kLanes) SmoothColumnsAt<1>(plan, x, count);
+    for (std::ptrdiff_t j = 0; j < count; ++j) {
+        float* line = plan.lines + j * plan.lineStride;
+        for (std::ptrdiff_t k = 0; k < plan.radius; ++k) {
+            line[-1 - k] = line[Mirrored(-1 - k, plan.width)];
+            line[plan.width + k] = line[Mirrored(plan.width + k, plan.width)];
+        }
+        float* out = plan.smoothed + (first + j) % kChunkRing * plan.stride;
+        x = 0;
+        for (; x + kBlock <= plan.width; x += kBlock) SmoothRowAt<kSumVectors>(plan, line, out, x);
+        for (; x < plan.width; x += kLanes) SmoothRowAt<1>(plan, line, out, x);
+        out[-1] = out[0];
+        out[plan.width] = out[plan.width - 1];
+    }
+}
+
+/// Diffusion tensor of row y, as what the later stages need of it: couplings along x, the yy element, mixed flows.
+void TensorRow(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
+    const std::ptrdiff_t above = y > 0 ? y - 1 : 0;
+    const std::ptrdiff_t below = y + 1 < plan.height ? y + 1 : y;
+    const float* v = plan.smoothed + y % kChunkRing * plan.stride;
+    const float* vAbove = plan.smoothed + above % kChunkRing * plan.stride;
+    const float* vBelow = plan.smoothed + below % kChunkRing * plan.stride;
+    const float* uHere = u + y * plan.stride;
+    const float* uAbove = u + above * plan.stride;
+    const float* uBelow = u + below * plan.stride;
+    float* acrossX = plan.acrossX;
+    float* acrossY = plan.acrossY + y % kNeighbourRing * plan.stride;
+    float* flowX = plan.flowX + y % kNeighbourRing * plan.stride;
+    float* flowY = plan.flowY + y % kNeighbourRing * plan.stride;
+    const float mixedScale = plan.timeStep * -0.25f;
+    const float gradientScale = plan.gradientScale;
+    for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+        const Lanes gx = (Load(v + x + 1) - Load(v + x - 1)) * gradientScale;
+        const Lanes gy = (Load(vBelow + x) - Load(vAbove + x)) * gradientScale;
+        // Below a quarter of lambda, and from an exponent of 24 on, exp(-q) is lost beside 1 in single precision.
+        const Lanes inverse = 1.0f / Larger(gx * gx + gy * gy, Lanes{} + 0.0625f);
+        const Lanes fourth = inverse * inverse;
+        const Lanes lost = ExpOfMinus(Smaller(fourth * fourth * 3.31488f, Lanes{} + 24.0f)) * inverse;
+        Store(acrossX + x, 1.0f - lost * (gx * gx));
+        Store(acrossY + x, 1.0f - lost * (gy * gy));
+        const Lanes mixed = lost * (gx * gy) * mixedScale;
+        Store(flowX + x, mixed * (Load(uBelow + x) - Load(uAbove + x)));
+        Store(flowY + x, mixed * (Load(uHere + x + 1) - Load(uHere + x - 1)));
+    }
+    // A mirrored tensor has the opposite xy element.
+    flowX[-1] = -flowX[0];
+    flowX[plan.width] = -flowX[plan.width - 1];
+    float* coupling = plan.couplingX + y % kChunkRing * plan.stride;
+    for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+        Store(coupling + x, (Load(acrossX + x) + Load(acrossX + x + 1)) * plan.timeStep);
+    }
+    coupling[plan.width - 1] = 0.0f;
+}
+
+/// Right side of the two systems in row y, and the forward sweep of the columns down to row y.
+void SweepDown(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
+    const bool first = y == 0;
+    const bool last = y + 1 == plan.height;
+    const auto neighbour = [&plan](float* ring, std::ptrdiff_t row) { return ring + row % kNeighbourRing * plan.stride; };
+    const auto sweep = [&plan](float* ring, std::ptrdiff_t row) { return ring + row % plan.sweepRing * plan.stride; };
+    const float* here = u + y * plan.stride;
+    const float* flowX = neighbour(plan.flowX, y);
+    const float* flowAbove = neighbour(plan.flowY, first ? y : y - 1);
+    const float* flowBelow = neighbour(plan.flowY, last ? y : y + 1);
+    const float signAbove = first ? -1.0f : 1.0f;
+    const float signBelow = last ? -1.0f : 1.0f;
+    const float* acrossHere = neighbour(plan.acrossY, y);
+    const float* acrossBelow = neighbour(plan.acrossY, last ? y : y + 1);
+    const float couplingScale = last ? 0.0f : plan.timeStep;
+    const float* couplingAbove = first ? plan.zeros : neighbour(plan.couplingY, y - 1);
+    const float* factorAbove = first ? plan.zeros : sweep(plan.factor, y - 1);
+    const float* forwardAbove = first ? plan.zeros : sweep(plan.forward, y - 1);
+    float* rightSide = plan.rightSide + y % kChunkRows * plan.stride;
+    float* coupling = neighbour(plan.couplingY, y);
+    float* factor = sweep(plan.factor, y);
+    float* forward = sweep(plan.forward, y);
+    for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+        const Lanes flow = (Load(flowX + x + 1) - Load(flowX + x - 1)) +
+                           (Load(flowBelow + x) * signBelow - Load(flowAbove + x) * signAbove);
+        const Lanes right = Load(here + x) + flow;
+        const Lanes up = Load(couplingAbove + x);
+        const Lanes down = (Load(acrossHere + x) + Load(acrossBelow + x)) * couplingScale;
+        const Lanes inverse = 1.0f / ((1.0f + down) + up * (1.0f - Load(factorAbove + x)));
+        Store(rightSide + x, right);
+        Store(coupling + x, down);
+        Store(factor + x, down * inverse);
+        Store(forward + x, (right + up * Load(forwardAbove + x)) * inverse);
+    }
+}
+
+KORVANE_INLINE void Transpose4(const float* from, std::ptrdiff_t fromStride, float* to, std::ptrdiff_t toStride) {
+    __m128 a = _mm_loadu_ps(from);
+    __m128 b = _mm_loadu_ps(from + fromStride);
+    __m128 c = _mm_loadu_ps(from + 2 * fromStride);
+    __m128 d = _mm_loadu_ps(from + 3 * fromStride);
+    _MM_TRANSPOSE4_PS(a, b, c, d);
+    _mm_storeu_ps(to, a);
+    _mm_storeu_ps(to + toStride, b);
+    _mm_storeu_ps(to + 2 * toStride, c);
+    _mm_storeu_ps(to + 3 * toStride, d);
+}
+
+constexpr std::size_t kLaneVectors = kChunkRows / kLanes;
+/// Columns that are brought into lanes before they are swept: enough that a store has left for the cache when a wider load follows.
+constexpr std::ptrdiff_t kLaneBlock = 64;
+
+/// Solves the rows of the chunk that starts at row y, each row in a lane.
+void SolveRows(const StepPlan& plan, std::ptrdiff_t y) {
+    const float* couplings = plan.couplingX + y % kChunkRing * plan.stride;
+    Lanes before[kLaneVectors] = {};
+    Lanes factor[kLaneVectors] = {};
+    Lanes value[kLaneVectors] = {};
+    for (std::ptrdiff_t block = 0; block < plan.width; block += kLaneBlock) {
+        const std::ptrdiff_t end = block + kLaneBlock < plan.width ? block + kLaneBlock : plan.width;
+        for (std::ptrdiff_t x = block; x < end; x += 4) {
+            for (std::ptrdiff_t row = 0; row < kChunkRows; row += 4) {
+                const std::ptrdiff_t at = row * plan.stride + x;
+                Transpose4(couplings + at, plan.stride, plan.laneFactor + x * kChunkRows + row, kChunkRows);
+                Transpose4(plan.rightSide + at, plan.stride, plan.laneValue + x * kChunkRows + row, kChunkRows);
+            }
+        }
+        for (std::ptrdiff_t x = block; x < end; ++x) {
+            for (std::size_t v = 0; v < kLaneVectors; ++v) {
+                float* factorAt = plan.laneFactor + x * kChunkRows + v * kWidth;
+                float* valueAt = plan.laneValue + x * kChunkRows + v * kWidth;
+                const Lanes after = Load(factorAt);
+                const Lanes inverse = 1.0f / ((1.0f + after) + before[v] * (1.0f - factor[v]));
+                factor[v] = after * inverse;
+                value[v] = (Load(valueAt) + before[v] * value[v]) * inverse;
+                before[v] = after;
+                Store(factorAt, factor[v]);
+                Store(valueAt, value[v]);
+            }
+        }
+    }
+    for (std::size_t v = 0; v < kLaneVectors; ++v) value[v] = Lanes{};
+    float* out = plan.alongRows + y % plan.sweepRing * plan.stride;
+    for (std::ptrdiff_t block = (plan.width - 1) / kLaneBlock * kLaneBlock; block >= 0; block -= kLaneBlock) {
+        const std::ptrdiff_t end = block + kLaneBlock < plan.width ? block + kLaneBlock : plan.width;
+        for (std::ptrdiff_t x = end - 1; x >= block; --x) {
+            for (std::size_t v = 0; v < kLaneVectors; ++v) {
+                float* valueAt = plan.laneValue + x * kChunkRows + v * kWidth;
+                value[v] = Load(valueAt) + Load(plan.laneFactor + x * kChunkRows + v * kWidth) * value[v];
+                Store(valueAt, value[v]);
+            }
+        }
+        for (std::ptrdiff_t x = block; x < end; x += 4) {
+            for (std::ptrdiff_t row = 0; row < kChunkRows; row += 4) {
+                Transpose4(plan.laneValue + x * kChunkRows + row, kChunkRows, out + row * plan.stride + x, plan.stride);
+            }
+        }
+    }
+}
+
+/// Backward sweep of the columns from the row before `front` up to row `first`; rows before `end` are finished.
+void SweepUp(const StepPlan& plan, float* next, std::ptrdiff_t first, std::ptrdiff_t end, std::ptrdiff_t front) {
+    const float* below = plan.zeros;
+    for (std::ptrdiff_t y = front - 1; y >= first; --y) {
+        const std::ptrdiff_t slot = y % plan.sweepRing * plan.stride;
+        const float* factor = plan.factor + slot;
+        const float* forward = plan.forward + slot;
+        if (y >= end) {
+            for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+                Store(plan.below + x, Load(forward + x) + Load(factor + x) * Load(below + x));
+            }
+        } else {
+            const float* alongRow = plan.alongRows + slot;
+            float* out = next + y * plan.stride;
+            for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+                const Lanes alongColumn = Load(forward + x) + Load(factor + x) * Load(below + x);
+                Store(plan.below + x, alongColumn);
+                Store(out + x, (Load(alongRow + x) + alongColumn) * 0.5f);
+            }
+            out[-1] = out[0];
+            out[plan.width] = out[plan.width - 1];
+        }
+        below = plan.below;
+    }
+}
+
+void Step(const StepPlan& plan, const float* u, float* next) {
+    std::ptrdiff_t smoothed = 0;
+    std::ptrdiff_t tensors = 0;
+    std::ptrdiff_t finished = 0;
+    for (std::ptrdiff_t chunk = 0; chunk < plan.height; chunk += kChunkRows) {
+        const std::ptrdiff_t front = chunk + kChunkRows < plan.height ? chunk + kChunkRows : plan.height;
+        const std::ptrdiff_t wanted = front + 2 < plan.height ? front + 2 : plan.height;
+        SmoothRows(plan, u, smoothed, wanted - smoothed);
+        smoothed = wanted;
+        for (std::ptrdiff_t y = chunk; y < front; ++y) {
+            for (; tensors <= y + 1 && tensors < plan.height; ++tensors) TensorRow(plan, u, tensors);
+            SweepDown(plan, u, y);
+        }
+        SolveRows(plan, chunk);
+        if (front == plan.height) {
+            SweepUp(plan, next, finished, front, front);
+        } else if (front - finished >= plan.bandRows + plan.lookahead) {
+            SweepUp(plan, next, finished, front - plan.lookahead, front);
+            finished = front - plan.lookahead;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace qvox::diffusion
