@@ -18,10 +18,10 @@ namespace qvox {
 ///
 /// `preSmoothingSigmaPx`: 0 .. 100000; 0 stands for no smoothing. `contrast`: lambda, >= 0. `timeStep`: >= 0, in px^2.
 /// Planes are diffused one by one. Rounded to whole grey levels and clamped to 0 .. 65535 once, after the last step; the
-/// result differs from that of exact arithmetic by one grey level at most. 0 iterations change nothing.
+/// result is held by tests to one grey level from double precision. 0 iterations change nothing.
 /// Border: the image goes on as its mirror image, the border voxel repeated; nothing flows through it, so the mean is kept.
 /// One step leaves the range of the values before it by timeStep / 2 of that range at most, on account of the explicit
-/// terms; from a time step of about 1 on they may grow without bound.
+/// terms; with long time steps they may grow without bound.
 /// Throws ToolkitError for an empty image and for a parameter that is not a number or out of its range; the image is
 /// unchanged then.
 /// Cost: per step O(1 + sigma) per voxel, two floats per voxel of memory and a band of rows.
