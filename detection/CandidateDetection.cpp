@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ComponentSweeper.h"
+#include "NetworkAnalysis.h"
 #include "OpenComponents.h"
 #include "ToolkitError.h"
 
@@ -112,7 +113,6 @@ public:
         for (const TakenComponent& component : components_.TakeSmall(limit, kAnalysed)) {
             if (component.area < areas_.minimum) {
                 SetRuns({open_.data(), width_, width_, height_}, component.runs, kBackground);
-                analysis_.ComponentChanged(component.runs);
                 cleared_.insert(cleared_.end(), component.runs.begin(), component.runs.end());
                 continue;
             }
@@ -174,7 +174,6 @@ private:
     void Remove(std::int32_t pixel) {
         open_[static_cast<std::size_t>(pixel)] = kBackground;
         components_.Remove(pixel);
-        analysis_.ComponentChanged(pixel);
     }
 
     bool TouchesNetwork(std::int32_t pixel) const {
@@ -221,7 +220,7 @@ private:
     std::vector<PixelCode> open_;
     std::vector<PixelCode> candidates_;
     OpenComponents components_;
-    EnclosedRegionAnalysis analysis_;
+    NetworkAnalysis analysis_;
     std::vector<PixelRun> cleared_;
     std::vector<std::int32_t> stack_;
 };
