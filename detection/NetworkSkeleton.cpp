@@ -4,6 +4,7 @@
 #include <array>
 
 #include "Thinning.h"
+#include "ToolkitError.h"
 
 namespace Korvane {
 namespace {
@@ -53,6 +54,9 @@ void NetworkSkeleton::Queue(std::int32_t pixel, std::uint32_t time) {
     }
     queuedFor = static_cast<Time>(time);
     if (queue_.size() <= time) {
+        if (time >= kPruned) {
+            throw qvox::ToolkitError("Candidate detection: thinning a region takes more than 65532 steps");
+        }
         queue_.resize(time + 1);
     }
     queue_[time].push_back(pixel);
@@ -88,6 +92,8 @@ void NetworkSkeleton::Update() {
     lineChanged_.clear();
 }
 
+// At its turn a time's past is certain, its future only as far as nothing changes any more. So a pixel is removed, or
+// found not to be removed after all, when that time has come; until then the time is only noted.
 void NetworkSkeleton::WorkOut(std::int32_t pixel, Time from) {
     Time& queuedFor = queuedFor_[static_cast<std::size_t>(pixel)];
     queuedFor = queuedFor == from ? Time{0} : queuedFor;
@@ -97,14 +103,20 @@ void NetworkSkeleton::WorkOut(std::int32_t pixel, Time from) {
     }
     const Time before = time;
     const Time after = RemovalTime(pixel, from);
-    if (before == after) {
+    if (after == before) {
         return;
     }
-    time = after;
-    if (before == kLine || after == kLine) {
-        lineChanged_.push_back(pixel);
+    if (after != from && before != from) {
+        // What neighbours do later is not certain yet.
+        Queue(pixel, std::min(before, after));
+        return;
     }
-    QueueAround(pixel, std::min(before, after));
+    time = after == from ? from : kLine;
+    lineChanged_.push_back(pixel);
+    QueueAround(pixel, from);
+    if (after != from && after != kLine) {
+        Queue(pixel, after);
+    }
 }
 
 // Between two times at which a neighbour goes, nothing changes but whose turn it is: both subiterations are tried once.
