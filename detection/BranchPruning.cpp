@@ -44,7 +44,7 @@ constexpr std::array<std::uint8_t, 256> MakeGroupTable() {
     return table;
 }
 
-std::uint8_t GroupsAround(const CodePlane& plane, int x, int y) {
+unsigned GroupsAround(const CodePlane& plane, int x, int y) {
     unsigned code = 0;
     for (unsigned i = 0; i < 8; ++i) {
         code |= (plane.At(x + kAround[i].dx, y + kAround[i].dy) != 0 ? 1u : 0u) << i;

@@ -31,6 +31,7 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       limitPx_(TruncatedToInt(15.0f * scale)),
       touched_(components),
       skeleton_(components.width, components.height),
+      distance_(components.width, components.height),
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height), 0),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
@@ -62,10 +63,12 @@ void NetworkAnalysis::UpdateSkeleton() {
         for (int x = run.x0; x <= run.x1; ++x) {
             if (times[x] == NetworkSkeleton::kAbsent) {
                 skeleton_.Add(x, run.y);
+                distance_.Add(x, run.y);
             }
         }
     }
     skeleton_.Update();
+    distance_.Update();
 }
 
 void NetworkAnalysis::DropAround(const PixelRun& patch) {
@@ -74,6 +77,7 @@ void NetworkAnalysis::DropAround(const PixelRun& patch) {
         for (int x = std::max(patch.x0 - 1, 0); x <= std::min(patch.x1 + 1, components_.width - 1); ++x) {
             if (times[x] != NetworkSkeleton::kAbsent && !touched_.IsVisited(x, y)) {
                 skeleton_.Remove(x, y);
+                distance_.Remove(x, y);
             }
         }
     }
@@ -145,34 +149,10 @@ MarkedBranches NetworkAnalysis::Prune() {
     return marked;
 }
 
-// City-block distance of the visited pixel that lies furthest from any other pixel of the map; beyond the map there is
-// nothing to be near to.
-int NetworkAnalysis::LargestDistance() {
-    PixelBox box;
+int NetworkAnalysis::LargestDistance() const {
+    NetworkDistance::Distance largest = 0;
     for (const PixelRun& run : touched_.Visited()) {
-        box.Include(run);
-    }
-    box.Grow(1, components_.width, components_.height);
-    const int width = box.Width();
-    const int far = width + box.Height();
-    std::vector<int> distance(static_cast<std::size_t>(width) * static_cast<std::size_t>(box.Height()));
-    const auto row = [&](int y) { return distance.data() + static_cast<std::ptrdiff_t>(y) * width; };
-    for (int y = 0; y < box.Height(); ++y) {
-        for (int x = 0; x < width; ++x) {
-            int best = touched_.IsVisited(box.x0 + x, box.y0 + y) ? far : 0;
-            best = x > 0 ? std::min(best, row(y)[x - 1] + 1) : best;
-            row(y)[x] = y > 0 ? std::min(best, row(y - 1)[x] + 1) : best;
-        }
-    }
-    int largest = 0;
-    for (int y = box.Height() - 1; y >= 0; --y) {
-        for (int x = width - 1; x >= 0; --x) {
-            int best = row(y)[x];
-            best = x + 1 < width ? std::min(best, row(y)[x + 1] + 1) : best;
-            best = y + 1 < box.Height() ? std::min(best, row(y + 1)[x] + 1) : best;
-            row(y)[x] = best;
-            largest = std::max(largest, best);
-        }
+        largest = std::max(largest, distance_.LargestIn(run.y, run.x0, run.x1));
     }
     return largest;
 }

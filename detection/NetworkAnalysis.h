@@ -6,6 +6,7 @@
 
 #include "BranchPruning.h"
 #include "CodePlane.h"
+#include "NetworkDistance.h"
 #include "NetworkSkeleton.h"
 #include "TouchedNetwork.h"
 
@@ -37,7 +38,7 @@ private:
     MarkedBranches Prune();
     void FindEnds();
     bool GoesOn(int x, int y) const;
-    int LargestDistance();
+    int LargestDistance() const;
     void FillAround(PixelPosition seed);
     bool IsLine(int x, int y) const { return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.IsVisited(x, y); }
     void PushFillSeeds(int y, int x0, int x1);
@@ -53,6 +54,7 @@ private:
     int limitPx_;
     TouchedNetwork touched_;
     NetworkSkeleton skeleton_;
+    NetworkDistance distance_;
     std::vector<PixelPosition> ends_;
     std::vector<PixelPosition> branch_;
     std::vector<PixelPosition> pruned_;
