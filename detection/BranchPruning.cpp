@@ -44,13 +44,12 @@ constexpr std::array<std::uint8_t, 256> MakeGroupTable() {
     return table;
 }
 
-std::uint8_t GroupsAround(const CodePlane& plane, int x, int y) {
-    static const std::array<std::uint8_t, 256> table = MakeGroupTable();
+unsigned GroupsAround(const CodePlane& plane, int x, int y) {
     unsigned code = 0;
     for (unsigned i = 0; i < 8; ++i) {
         code |= (plane.At(x + kAround[i].dx, y + kAround[i].dy) != 0 ? 1u : 0u) << i;
     }
-    return table[code];
+    return GroupsAmongNeighbours(code);
 }
 
 bool IsBranchEnd(const CodePlane& plane, int x, int y) {
@@ -87,37 +86,33 @@ std::vector<PixelPosition> FindBranchEnds(const CodePlane& plane) {
     return ends;
 }
 
-/// Pixels counted per branch number; numbers from 2 on have an end, lower ones do not.
-class BranchCounts {
-public:
-    explicit BranchCounts(std::size_t ends) : counts_(ends, 0) {}
-    void Add(std::int64_t number) {
-        if (number >= 2) {
-            ++counts_[static_cast<std::size_t>(number - 2)];
-            return;
-        }
-        const auto index = static_cast<std::size_t>(1 - number);
-        if (withoutEnd_.size() <= index) {
-            withoutEnd_.resize(index + 1, 0);
-        }
-        ++withoutEnd_[index];
-    }
-    const std::vector<std::int64_t>& WithEnd() const { return counts_; }
-    bool AnyWithoutEndAbove(std::int64_t limit) const {
-        for (const std::int64_t count : withoutEnd_) {
-            if (count > 0 && count > limit) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-private:
-    std::vector<std::int64_t> counts_;
-    std::vector<std::int64_t> withoutEnd_;
-};
-
 }  // namespace
+
+unsigned GroupsAmongNeighbours(unsigned neighbours) {
+    static const std::array<std::uint8_t, 256> table = MakeGroupTable();
+    return table[neighbours];
+}
+
+void BranchCounts::Add(std::int64_t number) {
+    if (number >= 2) {
+        ++counts_[static_cast<std::size_t>(number - 2)];
+        return;
+    }
+    const auto index = static_cast<std::size_t>(1 - number);
+    if (withoutEnd_.size() <= index) {
+        withoutEnd_.resize(index + 1, 0);
+    }
+    ++withoutEnd_[index];
+}
+
+bool BranchCounts::AnyWithoutEndAbove(std::int64_t limit) const {
+    for (const std::int64_t count : withoutEnd_) {
+        if (count > 0 && count > limit) {
+            return true;
+        }
+    }
+    return false;
+}
 
 MarkedBranches PruneBranches(const CodePlane& skeleton, int limitPx) {
     const std::vector<PixelPosition> ends = FindBranchEnds(skeleton);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "CodePlane.h"
@@ -17,6 +19,23 @@ struct PixelPosition {
 struct MarkedBranches {
     std::vector<PixelPosition> ends;  ///< ends, in the plane's own coordinates, of branches longer than the limit
     bool mapOrigin = false;           ///< the map's first pixel is marked too
+};
+
+/// Number of 8-connected groups among the eight pixels around a centre that does not count; bit i stands for the i-th of
+/// them, rows top to bottom, columns left to right.
+unsigned GroupsAmongNeighbours(unsigned neighbours);
+
+/// Pixels counted per branch number. Numbers from 2 on have an end, lower ones do not.
+class BranchCounts {
+public:
+    explicit BranchCounts(std::size_t ends) : counts_(ends, 0) {}
+    void Add(std::int64_t number);
+    const std::vector<std::int64_t>& WithEnd() const { return counts_; }
+    bool AnyWithoutEndAbove(std::int64_t limit) const;
+
+private:
+    std::vector<std::int64_t> counts_;
+    std::vector<std::int64_t> withoutEnd_;
 };
 
 /// Removes the open branches of a skeleton, tracing from their ends inwards and stopping before junctions; lines that

@@ -4,12 +4,14 @@
 #include <array>
 #include <cmath>
 #include <locale>
-#include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ComponentSweeper.h"
+#include "NetworkAnalysis.h"
+#include "OpenComponents.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -42,70 +44,84 @@ std::vector<float> WeakLevels(float upper) {
     return levels;
 }
 
-/// Pixels grouped by the first of a falling sequence of levels that they are strictly above, each group in raster order.
+/// The open pixels grouped by the first of a falling sequence of levels that they are strictly above, each group in
+/// raster order.
 class LevelBuckets {
 public:
-    LevelBuckets(const std::vector<float>& edges, const std::vector<float>& levels) : starts_(levels.size() + 2, 0) {
-        std::vector<std::uint16_t> bucketOf(edges.size());
-        for (std::size_t i = 0; i < edges.size(); ++i) {
-            const auto found =
-                std::partition_point(levels.begin(), levels.end(), [&](float t) { return !(edges[i] > t); });
-            bucketOf[i] = static_cast<std::uint16_t>(found - levels.begin());
-            ++starts_[bucketOf[i] + 1u];
+    LevelBuckets(const float* edges, const std::vector<PixelCode>& map, const std::vector<float>& levels)
+        : levels_(levels), starts_(levels.size() + 2, 0) {
+        for (std::size_t i = 0; i < map.size(); ++i) {
+            if (IsWanted(edges[i], map[i])) {
+                ++starts_[BucketOf(edges[i]) + 1];
+            }
         }
         for (std::size_t k = 1; k < starts_.size(); ++k) {
             starts_[k] += starts_[k - 1];
         }
         std::vector<std::size_t> next(starts_.begin(), starts_.end() - 1);
         pixels_.resize(starts_[levels.size()]);
-        for (std::size_t i = 0; i < edges.size(); ++i) {
-            if (bucketOf[i] < levels.size()) {
-                pixels_[next[bucketOf[i]]++] = static_cast<std::ptrdiff_t>(i);
+        for (std::size_t i = 0; i < map.size(); ++i) {
+            if (IsWanted(edges[i], map[i])) {
+                pixels_[next[BucketOf(edges[i])]++] = static_cast<std::int32_t>(i);
             }
         }
     }
-    const std::ptrdiff_t* Begin(std::size_t level) const { return pixels_.data() + starts_[level]; }
-    const std::ptrdiff_t* End(std::size_t level) const { return pixels_.data() + starts_[level + 1]; }
+    const std::int32_t* Begin(std::size_t level) const { return pixels_.data() + starts_[level]; }
+    const std::int32_t* End(std::size_t level) const { return pixels_.data() + starts_[level + 1]; }
 
 private:
+    bool IsWanted(float edge, PixelCode code) const { return !levels_.empty() && edge > levels_.back() && code == kOpen; }
+
+    // The levels are a step apart but for rounding: a guess from the distance to the first, then exact comparisons.
+    std::size_t BucketOf(float edge) const {
+        const float guess = (levels_.front() - edge) * (1.0f / kLevelStep);
+        std::size_t k = guess > 0.0f ? static_cast<std::size_t>(guess) : 0;
+        k = std::min(k, levels_.size() - 1);
+        while (k > 0 && edge > levels_[k - 1]) {
+            --k;
+        }
+        while (!(edge > levels_[k])) {
+            ++k;
+        }
+        return k;
+    }
+
+    const std::vector<float>& levels_;
     std::vector<std::size_t> starts_;
-    std::vector<std::ptrdiff_t> pixels_;
+    std::vector<std::int32_t> pixels_;
 };
 
 /// The working map of one phase with the sweeper that looks at it after every level.
 class Phase {
 public:
-    Phase(const std::vector<float>& edges, int width, int height, float scale, float maxRelativeClusterSize)
-        : edges_(edges),
-          width_(width),
-          height_(height),
-          scale_(scale),
-          maxRelativeClusterSize_(maxRelativeClusterSize),
-          open_(edges.size()),
-          candidates_(edges.size(), kFree) {}
-
     /// Open is what does not exceed `threshold`, and what `alsoOpen` holds as a candidate.
-    void Start(float threshold, const std::vector<PixelCode>& alsoOpen) {
-        for (std::size_t i = 0; i < edges_.size(); ++i) {
-            const bool open = edges_[i] <= threshold || (!alsoOpen.empty() && alsoOpen[i] == kCandidate);
-            open_[i] = open ? kOpen : kBackground;
-        }
-        const CodePlane openPlane{open_.data(), width_, width_, height_};
-        const CodePlane candidatePlane{candidates_.data(), width_, width_, height_};
-        sweeper_ = std::make_unique<ComponentSweeper>(openPlane, candidatePlane, scale_, maxRelativeClusterSize_);
-        changed_ = true;
-    }
+    Phase(const cv::Mat& edges, float threshold, const std::vector<PixelCode>& alsoOpen, float scale,
+          float maxRelativeClusterSize)
+        : edges_(edges.ptr<float>()),
+          width_(edges.cols),
+          height_(edges.rows),
+          areas_(AreaRangeFor(scale, maxRelativeClusterSize)),
+          open_(OpenMap(edges, threshold, alsoOpen)),
+          candidates_(edges.total(), kFree),
+          components_({open_.data(), width_, width_, height_}, kOpen),
+          analysis_({open_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale) {}
 
-    /// Nothing is left for a sweep to find where nothing was removed since the last one.
+    /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
+    /// are too large may become smaller, all others leave with their first sweep.
     void Sweep() {
-        if (changed_) {
-            sweeper_->Sweep(cleared_);
+        const std::int64_t limit = std::max(areas_.maximum, areas_.minimum - 1);
+        for (const TakenComponent& component : components_.TakeSmall(limit, kAnalysed)) {
+            if (component.area < areas_.minimum) {
+                SetRuns({open_.data(), width_, width_, height_}, component.runs, kBackground);
+                cleared_.insert(cleared_.end(), component.runs.begin(), component.runs.end());
+                continue;
+            }
+            analysis_.Analyse({component.first % width_, component.first / width_}, component.runs, cleared_);
         }
-        changed_ = false;
     }
 
     void RemoveAbove(const LevelBuckets& buckets, std::size_t level) {
-        for (const std::ptrdiff_t* pixel = buckets.Begin(level); pixel != buckets.End(level); ++pixel) {
+        for (const std::int32_t* pixel = buckets.Begin(level); pixel != buckets.End(level); ++pixel) {
             if (open_[static_cast<std::size_t>(*pixel)] == kOpen) {
                 Remove(*pixel);
             }
@@ -116,7 +132,7 @@ public:
     /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
     /// begun to touch the network.
     void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
-        for (const std::ptrdiff_t* pixel = buckets.Begin(index); pixel != buckets.End(index); ++pixel) {
+        for (const std::int32_t* pixel = buckets.Begin(index); pixel != buckets.End(index); ++pixel) {
             if (open_[static_cast<std::size_t>(*pixel)] == kOpen && TouchesNetwork(*pixel)) {
                 RemoveRegion(*pixel, level);
             }
@@ -128,41 +144,53 @@ public:
         }
     }
 
-    const std::vector<PixelCode>& Candidates() const { return candidates_; }
+    const std::vector<PixelCode>& OpenMap() const { return open_; }
+    std::vector<PixelCode> TakeCandidates() { return std::move(candidates_); }
 
 private:
+    static std::vector<PixelCode> OpenMap(const cv::Mat& edges, float threshold, const std::vector<PixelCode>& alsoOpen) {
+        std::vector<PixelCode> map(edges.total());
+        const float* strength = edges.ptr<float>();
+        for (std::size_t i = 0; i < map.size(); ++i) {
+            map[i] = strength[i] <= threshold ? kOpen : kBackground;
+        }
+        for (std::size_t i = 0; i < alsoOpen.size(); ++i) {
+            map[i] = alsoOpen[i] == kCandidate ? kOpen : map[i];
+        }
+        return map;
+    }
+
     template <typename Visit>
-    void ForEachAround(std::ptrdiff_t pixel, Visit visit) const {
-        const int x = static_cast<int>(pixel % width_);
-        const int y = static_cast<int>(pixel / width_);
+    void ForEachAround(std::int32_t pixel, Visit visit) const {
+        const int x = pixel % width_;
+        const int y = pixel / width_;
         for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
             for (int u = std::max(x - 1, 0); u <= std::min(x + 1, width_ - 1); ++u) {
-                visit(static_cast<std::ptrdiff_t>(v) * width_ + u);
+                visit(v * width_ + u);
             }
         }
     }
 
-    void Remove(std::ptrdiff_t pixel) {
+    void Remove(std::int32_t pixel) {
         open_[static_cast<std::size_t>(pixel)] = kBackground;
-        sweeper_->ComponentChanged(pixel);
-        changed_ = true;
+        components_.Remove(pixel);
     }
 
-    bool TouchesNetwork(std::ptrdiff_t pixel) const {
+    bool TouchesNetwork(std::int32_t pixel) const {
         bool touches = false;
-        ForEachAround(pixel, [&](std::ptrdiff_t near) {
+        ForEachAround(pixel, [&](std::int32_t near) {
             touches = touches || open_[static_cast<std::size_t>(near)] == kBackground;
         });
         return touches;
     }
 
-    void RemoveRegion(std::ptrdiff_t pixel, float level) {
+    void RemoveRegion(std::int32_t pixel, float level) {
         stack_.assign(1, pixel);
         Remove(pixel);
         while (!stack_.empty()) {
-            const std::ptrdiff_t at = stack_.back();
+            const std::int32_t at = stack_.back();
             stack_.pop_back();
-            ForEachAround(at, [&](std::ptrdiff_t near) {
+            ForEachAround(at, [&](std::int32_t near) {
                 const auto i = static_cast<std::size_t>(near);
                 if (open_[i] == kOpen && edges_[i] >= level) {
                     Remove(near);
@@ -175,7 +203,7 @@ private:
     void RemoveNextTo(const PixelRun& run, float level) {
         for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, height_ - 1); ++y) {
             for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, width_ - 1); ++x) {
-                const std::ptrdiff_t pixel = static_cast<std::ptrdiff_t>(y) * width_ + x;
+                const std::int32_t pixel = y * width_ + x;
                 const auto i = static_cast<std::size_t>(pixel);
                 // What was cleared may have been touched again since: the network is what the map says now.
                 if (open_[i] == kOpen && edges_[i] > level && TouchesNetwork(pixel)) {
@@ -185,18 +213,47 @@ private:
         }
     }
 
-    const std::vector<float>& edges_;
+    const float* edges_;
     int width_;
     int height_;
-    float scale_;
-    float maxRelativeClusterSize_;
+    ComponentAreaRange areas_;
     std::vector<PixelCode> open_;
     std::vector<PixelCode> candidates_;
-    std::unique_ptr<ComponentSweeper> sweeper_;
+    OpenComponents components_;
+    NetworkAnalysis analysis_;
     std::vector<PixelRun> cleared_;
-    std::vector<std::ptrdiff_t> stack_;
-    bool changed_ = true;
+    std::vector<std::int32_t> stack_;
 };
+
+std::vector<PixelCode> StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,
+                                   DetectionObserver& observer) {
+    const std::vector<float> levels = StrongLevels(upper);
+    if (levels.empty()) {
+        return std::vector<PixelCode>(edges.total(), kFree);
+    }
+    Phase phase(edges, 1.0f, {}, scale, maxRelativeClusterSize);
+    const LevelBuckets buckets(edges.ptr<float>(), phase.OpenMap(), levels);
+    for (std::size_t k = 0; k < levels.size(); ++k) {
+        observer.Trace(DecimalText(levels[k]));
+        phase.RemoveAbove(buckets, k);
+        phase.Sweep();
+    }
+    return phase.TakeCandidates();
+}
+
+std::vector<PixelCode> WeakPhase(const cv::Mat& edges, float upper, const std::vector<PixelCode>& strong, float scale,
+                                 float maxRelativeClusterSize, DetectionObserver& observer) {
+    const std::vector<float> levels = WeakLevels(upper);
+    Phase phase(edges, upper, strong, scale, maxRelativeClusterSize);
+    const LevelBuckets buckets(edges.ptr<float>(), phase.OpenMap(), levels);
+    phase.Sweep();
+    for (std::size_t k = 0; k < levels.size(); ++k) {
+        observer.Trace(DecimalText(levels[k]));
+        phase.RemoveTouchingNetwork(buckets, k, levels[k]);
+        phase.Sweep();
+    }
+    return phase.TakeCandidates();
+}
 
 void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
     if (edges.type() != CV_32FC1 || candidates.type() != CV_32FC1) {
@@ -207,16 +264,6 @@ void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
                                  std::to_string(edges.rows) + " pixels, the candidate map " +
                                  std::to_string(candidates.cols) + " x " + std::to_string(candidates.rows));
     }
-}
-
-std::vector<float> ValuesOf(const cv::Mat& map) {
-    std::vector<float> values;
-    values.reserve(map.total());
-    for (int y = 0; y < map.rows; ++y) {
-        const float* row = map.ptr<float>(y);
-        values.insert(values.end(), row, row + map.cols);
-    }
-    return values;
 }
 
 }  // namespace
@@ -253,39 +300,17 @@ void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, fl
     if (edges.empty()) {
         return;
     }
-    const std::vector<float> strengths = ValuesOf(edges);
-    const float upper = EdgePercentile(edges, kUpperPercentage);
-
-    Phase strong(strengths, edges.cols, edges.rows, scale, maxRelativeClusterSize);
-    {
-        strong.Start(1.0f, {});
-        const std::vector<float> levels = StrongLevels(upper);
-        const LevelBuckets buckets(strengths, levels);
-        for (std::size_t k = 0; k < levels.size(); ++k) {
-            observer.Trace(DecimalText(levels[k]));
-            strong.RemoveAbove(buckets, k);
-            strong.Sweep();
-        }
-    }
-
+    const cv::Mat strengths = edges.isContinuous() ? edges : edges.clone();
+    const float upper = EdgePercentile(strengths, kUpperPercentage);
+    const std::vector<PixelCode> strong = StrongPhase(strengths, upper, scale, maxRelativeClusterSize, observer);
     observer.Trace("thresh" + DecimalText(upper));
-    Phase weak(strengths, edges.cols, edges.rows, scale, maxRelativeClusterSize);
-    weak.Start(upper, strong.Candidates());
-    weak.Sweep();
-    const std::vector<float> levels = WeakLevels(upper);
-    const LevelBuckets buckets(strengths, levels);
-    for (std::size_t k = 0; k < levels.size(); ++k) {
-        observer.Trace(DecimalText(levels[k]));
-        weak.RemoveTouchingNetwork(buckets, k, levels[k]);
-        weak.Sweep();
-    }
-
+    const std::vector<PixelCode> weak = WeakPhase(strengths, upper, strong, scale, maxRelativeClusterSize, observer);
     for (int y = 0; y < edges.rows; ++y) {
         float* row = candidates.ptr<float>(y);
         for (int x = 0; x < edges.cols; ++x) {
             const std::size_t i =
                 static_cast<std::size_t>(y) * static_cast<std::size_t>(edges.cols) + static_cast<std::size_t>(x);
-            row[x] = strong.Candidates()[i] == kCandidate ? 2.0f : static_cast<float>(weak.Candidates()[i]);
+            row[x] = strong[i] == kCandidate ? 2.0f : static_cast<float>(weak[i]);
         }
     }
 }

@@ -31,6 +31,8 @@ constexpr std::array<std::uint8_t, 256> kRemoval = MakeRemovalTable();
 
 }  // namespace
 
+unsigned ThinningRemoval(unsigned neighbours) { return kRemoval[neighbours]; }
+
 void Thinning::Subiteration(const CodePlane& plane, int parity) {
     const std::ptrdiff_t stride = plane.stride;
     const std::ptrdiff_t origin = stride + 1;  // queued_ covers the surrounding pixels too

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <limits>
 #include <random>
 #include <string>
@@ -140,6 +143,54 @@ TEST(CandidateDetectionDifferential, MapsAndTraceEqualThePlainFormOnRandomPictur
         withCandidates += cv::countNonZero(plain == 2.0) > 0 ? 1 : 0;
     }
     EXPECT_GT(withCandidates, 600);
+}
+
+/// Large enough for networks that many components touch one after the other, over many levels.
+struct LargeCase {
+    explicit LargeCase(std::uint32_t seed, int smallest, int largest) {
+        Draw draw(seed);
+        const cv::Size size(draw.Between(smallest, largest), draw.Between(smallest, largest));
+        constexpr std::array<float, 6> scales{0.05f, 0.1f, 0.15f, 0.3f, 0.6f, 2.0f};
+        scale = draw.OneOf(scales);
+        clusterSize = draw.OneOf(kClusterSizes);
+        if (draw.OneIn(2)) {
+            constexpr std::array<double, 4> sigmas{1.0, 1.5, 2.5, 4.0};
+            edges = korvane_test::NoisePicture(size.width, size.height, draw.OneOf(sigmas), draw.Seed());
+        } else {
+            edges = RandomPicture(draw, size);
+        }
+        if (!draw.OneIn(4)) edges = korvane_test::EdgeMapOf(edges);
+        Disturb(draw, edges);
+    }
+    cv::Mat edges;
+    float scale = 1.0f;
+    float clusterSize = 1.0f;
+};
+
+::testing::AssertionResult EqualsPlainForm(const LargeCase& picture) {
+    TraceKeeper trace;
+    cv::Mat plain = cv::Mat::zeros(picture.edges.size(), CV_32F);
+    cv::Mat shipped = plain.clone();
+    korvane_reference::PlainDetectCandidates(picture.edges, plain, picture.scale, picture.clusterSize, trace);
+    Korvane::DetectCandidates(picture.edges, shipped, picture.scale, picture.clusterSize, trace);
+    return SameBits(plain, shipped);
+}
+
+/// The suite takes a few pictures; KORVANE_SOAK_SECONDS lets the test go on with others for that long.
+TEST(CandidateDetectionDifferential, LargePicturesWhoseNetworksAreTouchedAgainAndAgainEqualThePlainForm) {
+    const char* soak = std::getenv("KORVANE_SOAK_SECONDS");
+    const char* first = std::getenv("KORVANE_SOAK_SEED");
+    const auto seconds = std::chrono::seconds(soak != nullptr ? std::atoi(soak) : 0);
+    const auto start = std::chrono::steady_clock::now();
+    std::uint32_t seed = first != nullptr ? static_cast<std::uint32_t>(std::atoi(first)) : 1;
+    int pictures = 0;
+    for (; pictures < 10 || std::chrono::steady_clock::now() - start < seconds; ++pictures, ++seed) {
+        const LargeCase picture(seed, 64, soak != nullptr ? 300 : 130);
+        ASSERT_TRUE(EqualsPlainForm(picture))
+            << "seed " << seed << ", " << picture.edges.cols << " x " << picture.edges.rows << ", scale "
+            << picture.scale << ", cluster size " << picture.clusterSize;
+    }
+    std::cout << pictures << " large pictures without a difference\n";
 }
 
 cv::Mat RandomCodes(Draw& draw, cv::Size size) {

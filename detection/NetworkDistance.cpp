@@ -1,0 +1,117 @@
+#include "NetworkDistance.h"
+
+#include <algorithm>
+
+namespace Korvane {
+
+NetworkDistance::NetworkDistance(int width, int height)
+    : stride_(width + 2), distances_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2), 0) {
+    for (int x = -1; x <= width; ++x) {
+        distances_[Index(x, -1)] = kBeyond;
+        distances_[Index(x, height)] = kBeyond;
+    }
+    for (int y = 0; y < height; ++y) {
+        distances_[Index(-1, y)] = kBeyond;
+        distances_[Index(width, y)] = kBeyond;
+    }
+}
+
+std::array<std::int32_t, 4> NetworkDistance::Neighbours(std::int32_t pixel) const {
+    const auto stride = static_cast<std::int32_t>(stride_);
+    return {pixel - stride, pixel - 1, pixel + 1, pixel + stride};
+}
+
+void NetworkDistance::Queue(std::vector<std::vector<std::int32_t>>& queue, std::int32_t pixel, std::size_t distance) {
+    if (queue.size() <= distance) {
+        queue.resize(distance + 1);
+    }
+    queue[distance].push_back(pixel);
+}
+
+void NetworkDistance::Add(int x, int y) { Withdraw(static_cast<std::int32_t>(Index(x, y))); }
+
+void NetworkDistance::Remove(int x, int y) {
+    const auto pixel = static_cast<std::int32_t>(Index(x, y));
+    distances_[static_cast<std::size_t>(pixel)] = 0;
+    for (const std::int32_t near : Neighbours(pixel)) {
+        Queue(toSettle_, near, 1);
+    }
+}
+
+void NetworkDistance::Withdraw(std::int32_t pixel) {
+    Distance& distance = distances_[static_cast<std::size_t>(pixel)];
+    const Distance next = static_cast<Distance>(distance + 1);
+    distance = kUnknown;
+    withdrawn_.push_back(pixel);
+    for (const std::int32_t near : Neighbours(pixel)) {
+        if (distances_[static_cast<std::size_t>(near)] == next) {
+            Queue(toCheck_, near, next);
+        }
+    }
+}
+
+void NetworkDistance::WithdrawUnsupported() {
+    for (std::size_t distance = 1; distance < toCheck_.size(); ++distance) {
+        for (std::size_t i = 0; i < toCheck_[distance].size(); ++i) {
+            const std::int32_t pixel = toCheck_[distance][i];
+            if (distances_[static_cast<std::size_t>(pixel)] != distance) {
+                continue;
+            }
+            bool supported = false;
+            for (const std::int32_t near : Neighbours(pixel)) {
+                supported = supported || distances_[static_cast<std::size_t>(near)] + 1u == distance;
+            }
+            if (!supported) {
+                Withdraw(pixel);
+            }
+        }
+        toCheck_[distance].clear();
+    }
+}
+
+void NetworkDistance::Update() {
+    WithdrawUnsupported();
+    for (const std::int32_t pixel : withdrawn_) {
+        Distance nearest = kUnknown;
+        for (const std::int32_t near : Neighbours(pixel)) {
+            const Distance distance = distances_[static_cast<std::size_t>(near)];
+            nearest = IsKnown(distance) ? std::min(nearest, distance) : nearest;
+        }
+        if (nearest != kUnknown) {
+            Queue(toSettle_, pixel, nearest + 1u);
+        }
+    }
+    withdrawn_.clear();
+    Settle();
+}
+
+void NetworkDistance::Settle() {
+    for (std::size_t distance = 1; distance < toSettle_.size(); ++distance) {
+        for (std::size_t i = 0; i < toSettle_[distance].size(); ++i) {
+            const std::int32_t pixel = toSettle_[distance][i];
+            Distance& current = distances_[static_cast<std::size_t>(pixel)];
+            if (current <= distance || current == kBeyond) {
+                continue;
+            }
+            current = static_cast<Distance>(distance);
+            for (const std::int32_t near : Neighbours(pixel)) {
+                const Distance beside = distances_[static_cast<std::size_t>(near)];
+                if (beside > distance + 1 && beside != kBeyond) {
+                    Queue(toSettle_, near, distance + 1);
+                }
+            }
+        }
+        toSettle_[distance].clear();
+    }
+}
+
+NetworkDistance::Distance NetworkDistance::LargestIn(int y, int x0, int x1) const {
+    const Distance* row = &distances_[Index(0, y)];
+    Distance largest = 0;
+    for (int x = x0; x <= x1; ++x) {
+        largest = std::max(largest, row[x]);
+    }
+    return largest;
+}
+
+}  // namespace Korvane

@@ -1,0 +1,190 @@
+#include "NetworkSkeleton.h"
+
+#include <algorithm>
+#include <array>
+
+#include "Thinning.h"
+#include "ToolkitError.h"
+
+namespace Korvane {
+namespace {
+
+constexpr std::uint32_t kNoTime = NetworkSkeleton::kPruned;
+
+}  // namespace
+
+NetworkSkeleton::NetworkSkeleton(int width, int height)
+    : width_(width),
+      height_(height),
+      stride_(width + 2),
+      times_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2), kAbsent),
+      queuedFor_(times_.size(), 0),
+      isEnd_(times_.size(), 0),
+      queue_(2),
+      ends_(static_cast<std::size_t>(height)) {
+    for (int x = -1; x <= width; ++x) {
+        *At(x, -1) = kBeyond;
+        *At(x, height) = kBeyond;
+    }
+    for (int y = 0; y < height; ++y) {
+        *At(-1, y) = kBeyond;
+        *At(width, y) = kBeyond;
+    }
+}
+
+void NetworkSkeleton::Add(int x, int y) {
+    const auto pixel = static_cast<std::int32_t>(Index(x, y));
+    times_[static_cast<std::size_t>(pixel)] = kLine;
+    lineChanged_.push_back(pixel);
+    Queue(pixel, 1);
+    QueueAround(pixel, 0);
+}
+
+void NetworkSkeleton::Remove(int x, int y) {
+    const auto pixel = static_cast<std::int32_t>(Index(x, y));
+    times_[static_cast<std::size_t>(pixel)] = kAbsent;
+    lineChanged_.push_back(pixel);
+    QueueAround(pixel, 0);
+}
+
+void NetworkSkeleton::Queue(std::int32_t pixel, std::uint32_t time) {
+    Time& queuedFor = queuedFor_[static_cast<std::size_t>(pixel)];
+    if (queuedFor == time) {
+        return;
+    }
+    queuedFor = static_cast<Time>(time);
+    if (queue_.size() <= time) {
+        if (time >= kPruned) {
+            throw qvox::ToolkitError("Candidate detection: thinning a region takes more than 65532 steps");
+        }
+        queue_.resize(time + 1);
+    }
+    queue_[time].push_back(pixel);
+}
+
+// What a neighbour does after `changedFrom` makes no difference to a pixel that is gone by then.
+void NetworkSkeleton::QueueAround(std::int32_t pixel, Time changedFrom) {
+    const auto stride = static_cast<std::int32_t>(stride_);
+    for (const std::int32_t row : {pixel - stride, pixel, pixel + stride}) {
+        for (std::int32_t near = row - 1; near <= row + 1; ++near) {
+            const Time time = times_[static_cast<std::size_t>(near)];
+            if (near != pixel && time > changedFrom && time != kBeyond) {
+                Queue(near, changedFrom + 1u);
+            }
+        }
+    }
+}
+
+void NetworkSkeleton::Update() {
+    for (std::size_t time = 1; time < queue_.size(); ++time) {
+        // What is queued meanwhile is queued for later times.
+        std::vector<std::int32_t> now;
+        now.swap(queue_[time]);
+        for (const std::int32_t pixel : now) {
+            WorkOut(pixel, static_cast<Time>(time));
+        }
+        now.clear();
+        queue_[time].swap(now);
+    }
+    for (const std::int32_t pixel : lineChanged_) {
+        UpdateEndsAround(pixel);
+    }
+    lineChanged_.clear();
+}
+
+// At its turn a time's past is certain, its future only as far as nothing changes any more. So a pixel is removed, or
+// found not to be removed after all, when that time has come; until then the time is only noted.
+void NetworkSkeleton::WorkOut(std::int32_t pixel, Time from) {
+    Time& queuedFor = queuedFor_[static_cast<std::size_t>(pixel)];
+    queuedFor = queuedFor == from ? Time{0} : queuedFor;
+    Time& time = times_[static_cast<std::size_t>(pixel)];
+    if (time < from) {
+        return;
+    }
+    const Time before = time;
+    const Time after = RemovalTime(pixel, from);
+    if (after == before) {
+        return;
+    }
+    if (after != from && before != from) {
+        // What neighbours do later is not certain yet.
+        Queue(pixel, std::min(before, after));
+        return;
+    }
+    time = after == from ? from : kLine;
+    lineChanged_.push_back(pixel);
+    QueueAround(pixel, from);
+    if (after != from && after != kLine) {
+        Queue(pixel, after);
+    }
+}
+
+// Between two times at which a neighbour goes, nothing changes but whose turn it is: both subiterations are tried once.
+NetworkSkeleton::Time NetworkSkeleton::RemovalTime(std::int32_t pixel, std::uint32_t from) const {
+    const Time* p = &times_[static_cast<std::size_t>(pixel)];
+    const std::array<std::uint32_t, 8> around{p[-stride_], p[-stride_ + 1], p[1],  p[stride_ + 1],
+                                              p[stride_],  p[stride_ - 1],  p[-1], p[-stride_ - 1]};
+    while (true) {
+        unsigned code = 0;
+        std::uint32_t until = kNoTime;
+        for (unsigned i = 0; i < 8; ++i) {
+            const bool there = around[i] >= from;
+            code |= (there ? 1u : 0u) << i;
+            until = there && around[i] < until ? around[i] : until;
+        }
+        const unsigned removal = ThinningRemoval(code);
+        for (std::uint32_t time = from; time <= from + 1 && time <= until; ++time) {
+            // Odd times are first subiterations.
+            if ((removal >> ((time & 1u) ^ 1u) & 1u) != 0u) {
+                return static_cast<Time>(time);
+            }
+        }
+        if (until == kNoTime) {
+            return kLine;
+        }
+        from = until + 1;
+    }
+}
+
+bool NetworkSkeleton::IsEnd(std::int32_t pixel) const {
+    const Time* p = &times_[static_cast<std::size_t>(pixel)];
+    if (*p != kLine) {
+        return false;
+    }
+    int lines = 0;
+    for (const Time time : {p[-stride_ - 1], p[-stride_], p[-stride_ + 1], p[-1], p[1], p[stride_ - 1], p[stride_],
+                            p[stride_ + 1]}) {
+        if (time == kBeyond) {
+            return false;
+        }
+        lines += time == kLine ? 1 : 0;
+    }
+    return lines == 1;
+}
+
+void NetworkSkeleton::UpdateEndsAround(std::int32_t pixel) {
+    const auto stride = static_cast<std::int32_t>(stride_);
+    for (const std::int32_t row : {pixel - stride, pixel, pixel + stride}) {
+        for (std::int32_t near = row - 1; near <= row + 1; ++near) {
+            std::uint8_t& isEnd = isEnd_[static_cast<std::size_t>(near)];
+            if (isEnd == 0 && times_[static_cast<std::size_t>(near)] != kLine) {
+                continue;
+            }
+            const bool now = IsEnd(near);
+            if (now == (isEnd != 0)) {
+                continue;
+            }
+            isEnd = now ? 1 : 0;
+            std::vector<int>& ends = ends_[static_cast<std::size_t>(near / stride - 1)];
+            const int x = near % stride - 1;
+            const auto at = std::lower_bound(ends.begin(), ends.end(), x);
+            if (now) {
+                ends.insert(at, x);
+            } else {
+                ends.erase(at);
+            }
+        }
+    }
+}
+
+}  // namespace Korvane

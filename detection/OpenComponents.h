@@ -1,0 +1,73 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "CodePlane.h"
+
+namespace Korvane {
+
+/// A 4-connected component that has left the open pixels for good.
+struct TakenComponent {
+    std::int32_t first;  ///< offset of its first pixel in raster order
+    std::int64_t area;
+    std::vector<PixelRun> runs;
+};
+
+/// The 4-connected components of the open pixels of a map, with their areas, kept up while pixels are removed one by one.
+///
+/// Open pixels carry the number of their component. All others are 8-connected, together with everything beyond the
+/// border, in a union-find forest. A removed pixel cuts its component exactly where two of the closed pixels around it
+/// hang together already: their connection and the new pixel make a ring. Only then are the sides of the cut searched,
+/// in turns, until all but one are known whole; so the cost follows the smaller pieces. (Even, Shiloach, 1981: searches
+/// in lockstep; the ring test is the planar case's.)
+class OpenComponents {
+public:
+    /// Borrows the map for its lifetime: rows without gaps, fewer than 2^31 pixels; open is what holds `open`.
+    OpenComponents(const CodePlane& map, PixelCode open);
+
+    /// To be told right after an open pixel got another code.
+    void Remove(std::int32_t pixel);
+
+    /// Takes the components out that have at most `limit` pixels and that have lost pixels, or come to be, since the
+    /// last call: they get `code`, and are no longer open. In raster order of their first pixels.
+    const std::vector<TakenComponent>& TakeSmall(std::int64_t limit, PixelCode code);
+
+private:
+    struct Side {
+        std::vector<std::int32_t> reached;
+        std::size_t next = 0;
+        std::int32_t number = 0;
+        bool Finished() const { return next == reached.size(); }
+    };
+
+    bool Inside(int x, int y) const { return x >= 0 && y >= 0 && x < map_.width && y < map_.height; }
+    bool IsOpen(std::int32_t pixel) const { return map_.data[pixel] == open_; }
+    std::int32_t NodeAt(int x, int y) const;
+    unsigned ClosedAround(int x, int y) const;
+    std::int32_t Find(std::int32_t node);
+    void Unite(std::int32_t a, std::int32_t b);
+    void LinkRow(int y);
+    void UniteWithRow(const PixelRun& run, int y, int reach);
+    void NumberComponents();
+    std::int32_t NewNumber();
+    void Separate(int sides, std::int32_t number);
+    void Advance(Side& side, std::int32_t number);
+    void TakeIfSmall(std::int32_t pixel, std::int64_t limit, PixelCode code);
+    void JoinClosed(const PixelRun& run);
+
+    CodePlane map_;
+    PixelCode open_;
+    std::int32_t beyond_;               // the forest's node for everything beyond the border
+    std::vector<std::int32_t> link_;    // open: number of the component; closed: parent in the forest
+    std::vector<std::int32_t> area_;    // per component number
+    std::vector<std::int32_t> unused_;  // numbers that may be given again
+    std::vector<std::int32_t> lookAt_;  // removed since the last call of TakeSmall
+    std::vector<std::int32_t> firstPixels_;  // of the components at the start, until the first call of TakeSmall
+    std::array<Side, 4> sides_;
+    std::vector<TakenComponent> taken_;
+    RunFlood flood_;
+};
+
+}  // namespace Korvane
