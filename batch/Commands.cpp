@@ -51,6 +51,15 @@ void RequireTablePlace(const BatchOptions& options) {
     if (std::filesystem::is_directory(table, failure)) {
         throw UsageError("The table '" + *options.table + "' is a folder.");
     }
+    if (std::filesystem::exists(table, failure)) {
+        if (!std::filesystem::is_regular_file(table, failure)) {
+            throw UsageError("The table '" + *options.table + "' is not a regular file.");
+        }
+        if (::access(table.c_str(), W_OK) != 0) {
+            throw UsageError("The table '" + *options.table +
+                             "' cannot be replaced: " + std::generic_category().message(errno) + ".");
+        }
+    }
     const std::string folder = table.parent_path().string();
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {
         throw UsageError("The table '" + *options.table +
@@ -94,10 +103,13 @@ wxString NumberText(std::uint64_t number) { return wxString(std::to_string(numbe
 
 /// Six digits tell pixel sizes apart as far as files store them.
 wxString PixelSizeText(const qvox::ImageFileInfo& info) {
-    if (info.resolution.x <= 0.0f) return "pixel size undefined";
-    const auto inNm = [](float perUm) { return wxString::FromCDouble(1000.0 / static_cast<double>(perUm)); };
-    wxString text = inNm(info.resolution.x);
-    if (info.resolution.y != info.resolution.x && info.resolution.y > 0.0f) text += " x " + inNm(info.resolution.y);
+    const auto& [x, y, z] = info.resolution;
+    if (x <= 0.0f && y <= 0.0f) return "pixel size undefined";
+    const auto inNm = [](float perUm) {
+        return perUm > 0.0f ? wxString::FromCDouble(1000.0 / static_cast<double>(perUm)) : wxString("undefined");
+    };
+    wxString text = inNm(x);
+    if (y != x) text += " x " + inNm(y);
     return text + " nm per pixel";
 }
 
@@ -174,6 +186,7 @@ int RunBatch(const BatchOptions& options, std::FILE* output, std::FILE* messages
     RunJobs(inputs.size(), jobs, Interrupted, [&](std::size_t index) {
         report.outcomes[index] = ProcessImage(options, report.images[index], index + 1, progress);
     });
+    EndGrace();
     // An interrupt that came after the last image has nothing to cut short.
     report.interrupted = std::any_of(report.outcomes.begin(), report.outcomes.end(), [](const ImageOutcome& outcome) {
         return outcome.state == ImageState::kNotStarted || outcome.state == ImageState::kAbandoned;

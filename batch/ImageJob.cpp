@@ -106,11 +106,12 @@ private:
     void MakeRows(const qvox::LabelImage& labels) {
         const bool onStandardOutput = options_.command == BatchCommand::kMeasure;
         if (!options_.table && !onStandardOutput) return;
-        if (outcome_.resolution.x <= 0.0f && outcome_.objectCount > 0) {
-            progress_.Warning(
-                "'" + files_.input +
-                "' stores no pixel size: measured as if a pixel were 1000 nm wide. Give the true one with "
-                "--pixel-size.");
+        const auto& [x, y, z] = outcome_.resolution;
+        if ((x <= 0.0f || y <= 0.0f) && outcome_.objectCount > 0) {
+            const wxString missing = x <= 0.0f && y <= 0.0f ? "no pixel size: measured as if a pixel were 1000 nm wide."
+                                     : x <= 0.0f ? "no pixel width: measured as if a pixel were 1000 nm wide."
+                                                 : "no pixel height: measured as if a pixel were 1000 nm high.";
+            progress_.Warning("'" + files_.input + "' stores " + missing + " Give the true one with --pixel-size.");
         }
         outcome_.rows = MeasurementRows(files_.input, labels);
     }

@@ -76,27 +76,54 @@ std::vector<wxString> WrittenFor(const BatchOptions& options, const ImageFiles& 
     return written;
 }
 
-void RequireDistinct(const BatchOptions& options, const std::vector<ImageFiles>& images) {
-    std::map<wxString, wxString> writer;
-    std::set<wxString> inputs;
-    for (const ImageFiles& files : images) inputs.insert(files.input);
-    const auto refuse = [](const wxString& text) { throw UsageError(PathBytes(text)); };
+/// Where a path leads to in the end. Two paths that differ may be one file through a link.
+wxString Place(const wxString& path) {
+    std::error_code unreachable;
+    const std::filesystem::path place = std::filesystem::weakly_canonical(PathBytes(path), unreachable);
+    return unreachable ? path : PathText(place.string());
+}
+
+[[noreturn]] void Refuse(const wxString& text) { throw UsageError(PathBytes(text)); }
+
+/// Each place that a run writes to, with the image that it is written for.
+using Writers = std::map<wxString, wxString>;
+
+Writers RequireDistinctFiles(const BatchOptions& options, const std::vector<ImageFiles>& images,
+                             const std::set<wxString>& inputs) {
+    Writers writers;
     for (const ImageFiles& files : images) {
         for (const wxString& path : WrittenFor(options, files)) {
-            const auto [other, fresh] = writer.emplace(path, files.input);
+            const wxString place = Place(path);
+            const auto [other, fresh] = writers.emplace(place, files.input);
             if (!fresh && other->second != files.input) {
-                refuse("'" + other->second + "' and '" + files.input + "' would both be written to '" + path + "'.");
+                Refuse("'" + other->second + "' and '" + files.input + "' would both be written to '" + path + "'.");
             }
-            if (!fresh) refuse("'" + path + "' would be written twice for '" + files.input + "'.");
-            if (inputs.count(path) > 0) {
-                refuse("'" + path + "' is an input image and would be written for '" + files.input + "'.");
+            if (!fresh) Refuse("'" + path + "' would be written twice for '" + files.input + "'.");
+            if (inputs.count(place) > 0) {
+                Refuse("'" + path + "' is an input image and would be written for '" + files.input + "'.");
             }
         }
     }
+    return writers;
+}
+
+void RequireDistinct(const BatchOptions& options, const std::vector<ImageFiles>& images) {
+    std::set<wxString> inputs;
+    for (const ImageFiles& files : images) inputs.insert(Place(files.input));
+    const Writers writers = RequireDistinctFiles(options, images, inputs);
     if (!options.table) return;
     const wxString table = PathText(FullPath(*options.table));
-    if (inputs.count(table) > 0 || writer.count(table) > 0) {
-        refuse("The table '" + table + "' would be written over an image of this run.");
+    const wxString place = Place(table);
+    if (inputs.count(place) > 0 || writers.count(place) > 0) {
+        Refuse("The table '" + table + "' would be written over an image of this run.");
+    }
+    for (const ImageFiles& files : images) {
+        if (place == Place(files.labels) || place == Place(files.seeds)) {
+            Refuse("The table '" + table + "' would be written over the labels of '" + files.input + "'.");
+        }
+        if (place == Place(ReportPath(FolderOf(files.labels)))) {
+            Refuse("The table '" + table + "' would be written where the report of the run goes.");
+        }
     }
 }
 
@@ -151,6 +178,8 @@ std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments)
     }
     return inputs;
 }
+
+wxString ReportPath(const wxString& folder) { return JoinPath(folder, "korvane-run.json"); }
 
 wxString StagePath(const BatchOptions& options, const ImageFiles& files, const wxString& prefix) {
     return PrefixedPath(files.input, FolderText(options.stages), prefix);

@@ -27,8 +27,12 @@ struct ImageFiles {
     wxString picture;  ///< export_NAME
 };
 
-/// The files of each image. Throws UsageError when a file would be written twice or over an input image.
+/// The files of each image. Throws UsageError when a file would be written twice or over an input image, or the table
+/// over one of an image's files or the report of the run; links are followed before paths are compared.
 std::vector<ImageFiles> PlanFiles(const BatchOptions& options, const std::vector<std::string>& inputs);
+
+/// Path of the report that a run leaves in a folder of labels.
+wxString ReportPath(const wxString& folder);
 
 /// Path of a stage's map in the --stages folder.
 wxString StagePath(const BatchOptions& options, const ImageFiles& files, const wxString& prefix);

@@ -185,6 +185,11 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
     } catch (const CLI::CallForVersion& version) {
         return {std::nullopt, std::string(version.what()) + "\n"};
     } catch (const CLI::ParseError& error) {
+        const bool isWord = !arguments.empty() && arguments.front().rfind('-', 0) != 0;
+        if (isWord && app.get_subcommands().empty()) {
+            throw UsageError("There is no command '" + arguments.front() +
+                             "'; the commands are detect, segment, measure, overlay and info.");
+        }
         throw UsageError(error.what());
     }
     return {options, {}};

@@ -113,8 +113,7 @@ std::vector<wxString> WriteReports(const BatchOptions& options, const RunReport&
     std::vector<wxString> failures;
     for (const wxString& folder : folders) {
         try {
-            WriteCompleteFile(PathBytes(JoinPath(folder, "korvane-run.json")), ReportText(options, report, folder),
-                              "write the run report");
+            WriteCompleteFile(PathBytes(ReportPath(folder)), ReportText(options, report, folder));
         } catch (...) {
             failures.push_back("The run is not recorded! (" + ExceptionText(std::current_exception()) + ")");
         }

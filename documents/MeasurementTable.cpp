@@ -3,7 +3,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
 
 #include <wx/convauto.h>
 #include <wx/textfile.h>
@@ -28,6 +27,26 @@ wxString ThreeDecimals(double value) {
     const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 3).ptr;
     return wxString::FromAscii(text.data(), static_cast<std::size_t>(end - text.data()));
 }
+
+/// A text file whose lines reach the disk complete or not at all. The class's own way does not notice a full disk.
+class TableFile final : public wxTextFile {
+public:
+    explicit TableFile(const wxString& path) : wxTextFile(path) {}
+
+private:
+    bool OnWrite(wxTextFileType lineEnds, const wxMBConv& conversion) override {
+        wxString text;
+        for (std::size_t i = 0; i < GetLineCount(); ++i) {
+            text << GetLine(i) << GetEOL(lineEnds == wxTextFileType_None ? GetLineType(i) : lineEnds);
+        }
+        const wxScopedCharBuffer bytes = text.mb_str(conversion);
+        if (bytes.length() == 0) {
+            throw qvox::ToolkitError("Cannot write '" + PathBytes(GetName()) + "': a name in it is no valid text.");
+        }
+        WriteCompleteFile(PathBytes(GetName()), {bytes.data(), bytes.length()});
+        return true;
+    }
+};
 
 }  // namespace
 
@@ -76,27 +95,10 @@ std::string MeasurementTableText(const std::vector<wxString>& rows) {
 }
 
 void WriteMeasurementTable(const wxString& path, const std::vector<wxString>& rows) {
-    const std::string task = "write the measurement table";
-    // The text file class does not notice a full disk, so it writes beside the table, and what it wrote is weighed
-    // before it takes the table's place.
-    CompleteFile target(PathBytes(path), task);
-    wxTextFile file(PathText(target.TemporaryPath()));
-    bool written = file.Exists() ? file.Open(wxConvUTF8) : file.Create();
-    if (written) {
-        file.Clear();
-        file.AddLine(kMeasurementHeader);
-        for (const wxString& row : rows) file.AddLine(row);
-        written = file.Write(wxTextFileType_None, wxConvAuto());
-        file.Close();
-    }
-    const std::size_t lineEnd = wxString(wxTextBuffer::GetEOL()).length();
-    std::size_t expected = std::string(kMeasurementHeader).size() + lineEnd;
-    for (const wxString& row : rows) expected += row.utf8_string().size() + lineEnd;
-    std::error_code missing;
-    if (!written || std::filesystem::file_size(target.TemporaryPath(), missing) != expected || missing) {
-        target.Fail("the text could not be written whole; is the disk full?");
-    }
-    target.Commit();
+    TableFile file(path);
+    file.AddLine(kMeasurementHeader);
+    for (const wxString& row : rows) file.AddLine(row);
+    file.Write(wxTextFileType_None, wxConvAuto());
 }
 
 }  // namespace Korvane

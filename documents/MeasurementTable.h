@@ -37,7 +37,7 @@ std::vector<wxString> MeasurementRows(const wxString& path, const qvox::LabelIma
 wxString MeasurementTablePath(const wxString& chosen);
 
 /// Writes header and rows as UTF-8 text with the platform's line ends, replacing what was there; complete or absent.
-/// Throws ToolkitError with the file and the cause. Names beyond ASCII need AdoptPathConversion().
+/// Throws ToolkitError with the file and the cause.
 void WriteMeasurementTable(const wxString& path, const std::vector<wxString>& rows);
 
 /// The same text, for writing to somewhere else than a file. Lines end in a line feed.

@@ -243,6 +243,26 @@ TEST_F(BatchProgram, SegmentReplacesItsSeedsOnlyWhenToldTo) {
     EXPECT_EQ(Report().at("command"), "segment");
 }
 
+TEST_F(BatchProgram, APixelSizeOfOneAxisOnlyIsSaid) {
+    qvox::VoxelImage<std::uint8_t> picture = Vesicles(1);
+    picture.SetResolution({672.0f, 0.0f, 0.0f});
+    qvox::SaveImageFile(File("a.tif"), picture);
+    Squares("seg_a.tif");
+    const ProgramResult measured = RunProgram({"measure", "--quiet", File("a.tif")});
+    EXPECT_EQ(measured.messages, "warning: '" + File("a.tif") +
+                                     "' stores no pixel height: measured as if a pixel were 1000 nm high. Give the "
+                                     "true one with --pixel-size.\n");
+    const ProgramResult info = RunProgram({"info", File("a.tif")});
+    EXPECT_NE(info.output.find(" x undefined nm per pixel"), std::string::npos) << info.output;
+}
+
+TEST_F(BatchProgram, ATableThatIsNoFileIsRefusedBeforeAnyWork) {
+    const ProgramResult run = RunProgram({"detect", "--table", "/dev/null", Picture("a.tif")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.messages.find("The table '/dev/null' is not a regular file."), std::string::npos) << run.messages;
+    EXPECT_FALSE(Exists("seg_a.tif"));
+}
+
 TEST_F(BatchProgram, InfoTellsWhatIsKnownOfEachFile) {
     const std::string image = Picture("a.tif");
     const ProgramResult run = RunProgram({"info", image, File("none.tif")});

@@ -125,6 +125,36 @@ TEST(PlanFiles, NoInputIsOverwritten) {
     EXPECT_NE(Refusal(options, {"/x/a.tif"}), "accepted");
 }
 
+TEST(PlanFiles, TheTableReplacesNeitherLabelsThatAreReadNorTheReport) {
+    BatchOptions options;
+    options.output = "/o";
+    options.labels = "/l";
+    options.table = "/l/seg_a.tif";
+    options.command = BatchCommand::kMeasure;
+    EXPECT_EQ(Refusal(options, {"/x/a.tif"}),
+              "The table '/l/seg_a.tif' would be written over the labels of '/x/a.tif'.");
+    options.table = "/o/korvane-run.json";
+    options.command = BatchCommand::kSegment;
+    EXPECT_EQ(Refusal(options, {"/x/a.tif"}),
+              "The table '/o/korvane-run.json' would be written where the report of the run goes.");
+}
+
+TEST(PlanFiles, ALinkDoesNotHideThatAnInputWouldBeOverwritten) {
+    const TemporaryFolder folder;
+    Touch(folder.File("a.tif"));
+    BatchOptions options;
+    std::filesystem::create_symlink(folder.File("a.tif"), folder.File("seg_a.tif"));
+    EXPECT_NE(Refusal(options, {folder.File("a.tif")}), "accepted");
+    std::filesystem::remove(folder.File("seg_a.tif"));
+    EXPECT_EQ(Refusal(options, {folder.File("a.tif")}), "accepted");
+    std::filesystem::create_symlink(folder.File("a.tif"), folder.File("t.txt"));
+    options.table = folder.File("t.txt");
+    EXPECT_NE(Refusal(options, {folder.File("a.tif")}), "accepted");
+    options.table.reset();
+    std::filesystem::create_directory_symlink(folder.Path(), folder.File("again"));
+    EXPECT_NE(Refusal(options, {folder.File("a.tif"), folder.File("again/a.tif")}), "accepted");
+}
+
 }  // namespace
 
 }  // namespace Korvane

@@ -105,7 +105,8 @@ TEST(Options, AnOptionThatACommandHasNoUseForIsRefused) {
 TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({}), "accepted");
     EXPECT_NE(Refusal({"detect"}), "accepted");
-    EXPECT_NE(Refusal({"frobnicate", "a"}), "accepted");
+    EXPECT_EQ(Refusal({"frobnicate", "a"}),
+              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay and info.");
 }
 
 TEST(Options, NamesMayHoldAnything) {
