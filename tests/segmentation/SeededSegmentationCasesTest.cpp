@@ -52,7 +52,7 @@ std::uint64_t CountOf(const LabelImage& labels, std::uint16_t value) {
     return static_cast<std::uint64_t>(std::count(labels.begin(), labels.end(), value));
 }
 
-TEST(SeededSegmentation, EqualsThePlainFormOverPicturesSeedsAndDiameters) {
+TEST(SeededSegmentationCases, EqualsThePlainFormOverPicturesSeedsAndDiameters) {
     for (std::uint32_t seed = 0; seed < 120; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
@@ -81,7 +81,7 @@ TEST(SeededSegmentation, EqualsThePlainFormOverPicturesSeedsAndDiameters) {
     }
 }
 
-TEST(SeededSegmentation, ADotGrowsIntoTheWholeObjectAndKeepsItsLabel) {
+TEST(SeededSegmentationCases, ADotGrowsIntoTheWholeObjectAndKeepsItsLabel) {
     const VoxelImage<float> raw = DiscPicture(40, 40, 8);
     LabelImage labels = EmptyLabels(raw);
     labels(39, 41) = 77;
@@ -91,7 +91,7 @@ TEST(SeededSegmentation, ADotGrowsIntoTheWholeObjectAndKeepsItsLabel) {
     EXPECT_EQ(CountOf(labels, 77) + CountOf(labels, 0), labels.VoxelCount());
 }
 
-TEST(SeededSegmentation, ASeedOfBorderPixelsOnlyIsLost) {
+TEST(SeededSegmentationCases, ASeedOfBorderPixelsOnlyIsLost) {
     const VoxelImage<float> raw = DiscPicture(40, 40, 15);
     LabelImage labels = EmptyLabels(raw);
     labels(0, 20) = 5;
@@ -102,7 +102,7 @@ TEST(SeededSegmentation, ASeedOfBorderPixelsOnlyIsLost) {
     EXPECT_GT(CountOf(labels, 6), 0u);
 }
 
-TEST(SeededSegmentation, ASeedThatReachesTheBorderLosesItsBorderPixels) {
+TEST(SeededSegmentationCases, ASeedThatReachesTheBorderLosesItsBorderPixels) {
     const VoxelImage<float> raw = DiscPicture(6, 40, 12);
     LabelImage labels = EmptyLabels(raw);
     for (std::uint64_t x = 0; x < 10; ++x) labels(x, 40) = 3;
@@ -111,7 +111,7 @@ TEST(SeededSegmentation, ASeedThatReachesTheBorderLosesItsBorderPixels) {
     EXPECT_EQ(labels(1, 40), 3);
 }
 
-TEST(SeededSegmentation, ALabelEverywhereLeavesOnlyTheBorderToTheBackground) {
+TEST(SeededSegmentationCases, ALabelEverywhereLeavesOnlyTheBorderToTheBackground) {
     const VoxelImage<float> raw = DiscPicture(20, 20, 8, 40);
     LabelImage labels = EmptyLabels(raw);
     std::fill(labels.begin(), labels.end(), std::uint16_t{4});
@@ -119,7 +119,7 @@ TEST(SeededSegmentation, ALabelEverywhereLeavesOnlyTheBorderToTheBackground) {
     for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) ASSERT_EQ(labels[i], labels.OnBorder(i) ? 0 : 4) << i;
 }
 
-TEST(SeededSegmentation, ObjectsThatTouchAreMeasuredKeptAndRemovedTogether) {
+TEST(SeededSegmentationCases, ObjectsThatTouchAreMeasuredKeptAndRemovedTogether) {
     const VoxelImage<float> raw = DiscPicture(40, 40, 8);
     LabelImage seeds = EmptyLabels(raw);
     seeds(36, 40) = 1;
@@ -145,7 +145,7 @@ TEST(SeededSegmentation, ObjectsThatTouchAreMeasuredKeptAndRemovedTogether) {
     EXPECT_EQ(CountOf(removed, 0), removed.VoxelCount());
 }
 
-TEST(SeededSegmentation, LabelsEqualToTheBackgroundMarkerAreLost) {
+TEST(SeededSegmentationCases, LabelsEqualToTheBackgroundMarkerAreLost) {
     const VoxelImage<float> raw = DiscPicture(40, 40, 15);
     LabelImage labels = EmptyLabels(raw);
     labels(40, 40) = 20000;
@@ -153,7 +153,7 @@ TEST(SeededSegmentation, LabelsEqualToTheBackgroundMarkerAreLost) {
     EXPECT_EQ(CountOf(labels, 0), labels.VoxelCount());
 }
 
-TEST(SeededSegmentation, RefusesLabelsOfAnotherSizeAndAnUndefinedPixelSize) {
+TEST(SeededSegmentationCases, RefusesLabelsOfAnotherSizeAndAnUndefinedPixelSize) {
     const VoxelImage<float> raw = DiscPicture(40, 40, 15);
     LabelImage labels;
     labels.Resize(3, 4, 1);

@@ -73,7 +73,7 @@ void ExpectSameAsPlain(const VoxelImage<float>& raw, const AnalysisParameters& p
     EXPECT_EQ(labels.Resolution(), raw.Resolution());
 }
 
-TEST(DetectionDriver, EveryStageEqualsThePlainFormOverPicturesAndParameters) {
+TEST(DetectionDriverCases, EveryStageEqualsThePlainFormOverPicturesAndParameters) {
     constexpr int kPictures = 40;
     for (std::uint32_t seed = 0; seed < kPictures; ++seed) {
         SCOPED_TRACE(seed);
@@ -95,14 +95,14 @@ TEST(DetectionDriver, EveryStageEqualsThePlainFormOverPicturesAndParameters) {
     }
 }
 
-TEST(DetectionDriver, SingleRowsAndColumnsEndInAResult) {
+TEST(DetectionDriverCases, SingleRowsAndColumnsEndInAResult) {
     for (const auto& [width, height] : {std::pair{200, 1}, std::pair{1, 200}, std::pair{2, 3}}) {
         SCOPED_TRACE(width);
         ExpectSameAsPlain(ToImage(korvane_test::SmoothNoise(5, width, height, 1.0)), {}, kReference * 0.2f);
     }
 }
 
-TEST(DetectionDriver, APictureWiderThan4096EqualsThePlainForm) {
+TEST(DetectionDriverCases, APictureWiderThan4096EqualsThePlainForm) {
     korvane_test::VesicleOptions look;
     look.count = 80;
     look.smallestRadiusPx = 4.0f;
@@ -149,13 +149,13 @@ void ExpectBlurSigma(int width, double sigma) {
     EXPECT_LT(worst, 0.001f) << "width " << width;
 }
 
-TEST(DetectionDriver, APicture1024WideIsBlurredByFourPixelsMore) {
+TEST(DetectionDriverCases, APicture1024WideIsBlurredByFourPixelsMore) {
     ExpectBlurSigma(1023, 1.5 * 0.04);
     ExpectBlurSigma(1024, 1.5 * 0.04 + 4.0);
     ExpectBlurSigma(1025, 1.5 * 0.04);
 }
 
-TEST(DetectionDriver, WithoutRefinementTheProgressAdvancesByFive) {
+TEST(DetectionDriverCases, WithoutRefinementTheProgressAdvancesByFive) {
     const VoxelImage<float> raw = VesiclePicture(1, 160, 120);
     AnalysisParameters parameters;
     parameters.roundnessThreshold = 0.0f;
@@ -171,7 +171,7 @@ TEST(DetectionDriver, WithoutRefinementTheProgressAdvancesByFive) {
     EXPECT_EQ(recorder.labels.count(DetectionStage::kMarkers), 0u);
 }
 
-TEST(DetectionDriver, WithRefinementTheProgressAdvancesBySixAndTheNumberDrifts) {
+TEST(DetectionDriverCases, WithRefinementTheProgressAdvancesBySixAndTheNumberDrifts) {
     const VoxelImage<float> raw = VesiclePicture(1, 160, 120);
     DetectionRecorder recorder(6);
     LabelImage labels = LabelsFor(raw);
@@ -181,7 +181,7 @@ TEST(DetectionDriver, WithRefinementTheProgressAdvancesBySixAndTheNumberDrifts) 
     EXPECT_EQ(recorder.progress.back(), (std::pair<int, std::string>{12, "Image: 3 finalization"}));
 }
 
-TEST(DetectionDriver, TheBackgroundMarkerIsNeverLeftInTheResult) {
+TEST(DetectionDriverCases, TheBackgroundMarkerIsNeverLeftInTheResult) {
     const VoxelImage<float> raw = VesiclePicture(2, 200, 160);
     DetectionRecorder recorder;
     LabelImage labels = LabelsFor(raw);
@@ -192,13 +192,13 @@ TEST(DetectionDriver, TheBackgroundMarkerIsNeverLeftInTheResult) {
     EXPECT_NE(std::find_if(labels.begin(), labels.end(), [](std::uint16_t v) { return v != 0; }), labels.end());
 }
 
-TEST(DetectionDriver, AnObjectExactlyAtTheRoundnessThresholdStays) {
+TEST(DetectionDriverCases, AnObjectExactlyAtTheRoundnessThresholdStays) {
     EXPECT_TRUE(Korvane::IsRoundEnough(0.75, 0.75f));
     EXPECT_FALSE(Korvane::IsRoundEnough(std::nextafter(0.75, 0.0), 0.75f));
     EXPECT_TRUE(Korvane::IsRoundEnough(std::nextafter(0.75, 1.0), 0.75f));
 }
 
-TEST(DetectionDriver, TheEdgeContrastChangesNothing) {
+TEST(DetectionDriverCases, TheEdgeContrastChangesNothing) {
     const VoxelImage<float> raw = VesiclePicture(4, 160, 120);
     Korvane::DetectionObserver silent;
     LabelImage usual = LabelsFor(raw);
@@ -210,7 +210,7 @@ TEST(DetectionDriver, TheEdgeContrastChangesNothing) {
     EXPECT_TRUE(SameVoxels(usual, other));
 }
 
-TEST(DetectionDriver, TheResultIsTheSameWhateverTheLabelsHeldBefore) {
+TEST(DetectionDriverCases, TheResultIsTheSameWhateverTheLabelsHeldBefore) {
     const VoxelImage<float> raw = VesiclePicture(6, 120, 160);
     Korvane::DetectionObserver silent;
     LabelImage fresh = LabelsFor(raw);
@@ -233,7 +233,7 @@ std::string ErrorFor(const VoxelImage<float>& raw, float resolution) {
     return "";
 }
 
-TEST(DetectionDriver, WhatCannotBeAnalysedEndsInOneClearError) {
+TEST(DetectionDriverCases, WhatCannotBeAnalysedEndsInOneClearError) {
     VoxelImage<float> picture = VesiclePicture(7, 64, 48);
     EXPECT_EQ(ErrorFor(VoxelImage<float>{}, kReference), "Detection: the image is empty.");
     for (const float undefined : {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
