@@ -51,30 +51,41 @@ float ScaleFactor(float xResolution, float relativeExosomeSize) {
     return scale;
 }
 
-/// (x - min) / (max - min) in single precision; `source` and `result` may be the same.
-void Normalise(const cv::Mat& source, cv::Mat& result, const char* whatIsConstant) {
+void CheckRange(float range) {
+    if (range > 0.0f && !std::isinf(range)) return;
+    throw qvox::ToolkitError(std::string("Detection: the intensity ") +
+                             (range > 0.0f ? "spans more than a float can hold." : "is the same everywhere.") +
+                             " There is nothing to detect in such an image.");
+}
+
+struct Span {
+    float low = 0.0f;
+    float range = 0.0f;
+};
+
+Span SpanOf(const cv::Mat& map) {
     double min = 0.0;
     double max = 0.0;
-    cv::minMaxLoc(source, &min, &max);
-    const auto low = static_cast<float>(min);
-    const auto range = static_cast<float>(max - min);
-    if (!(range > 0.0f) || std::isinf(range)) {
-        throw qvox::ToolkitError(std::string("Detection: ") + whatIsConstant +
-                                 (range > 0.0f ? " spans more than a float can hold." : " is the same everywhere.") +
-                                 " There is nothing to detect in such an image.");
-    }
+    cv::minMaxLoc(map, &min, &max);
+    return {static_cast<float>(min), static_cast<float>(max - min)};
+}
+
+/// (x - low) / range in single precision; `source` and `result` may be the same.
+void Normalise(const cv::Mat& source, Span span, cv::Mat& result) {
     for (int y = 0; y < source.rows; ++y) {
         const float* from = source.ptr<float>(y);
         std::transform(from, from + source.cols, result.ptr<float>(y),
-                       [low, range](float value) { return (value - low) / range; });
+                       [span](float value) { return (value - span.low) / span.range; });
     }
 }
 
 cv::Mat EdgeMap(const qvox::VoxelImage<float>& raw, float scale) {
     qvox::VoxelImage<std::uint16_t> smoothed;
     {
-        cv::Mat image(static_cast<int>(raw.SizeY()), static_cast<int>(raw.SizeX()), CV_32FC1);
-        Normalise(ViewAsMat(raw), image, "the intensity");
+        const cv::Mat source = ViewAsMat(raw);
+        const Span span = SpanOf(source);
+        cv::Mat image(source.size(), CV_32FC1);
+        Normalise(source, span, image);
         const double bonus = raw.SizeX() == kWidthWithBonus ? kSigmaBonusPx : 0.0;
         const double sigma = 1.5 * static_cast<double>(scale) + bonus;
         cv::GaussianBlur(image, image, cv::Size(-1, -1), sigma, sigma, cv::BORDER_REFLECT_101);
@@ -86,7 +97,8 @@ cv::Mat EdgeMap(const qvox::VoxelImage<float>& raw, float scale) {
     smoothed.Release();
     cv::Mat edges = GradientMagnitude(image);
     image.release();
-    Normalise(edges, edges, "the edge strength of the smoothed image");
+    // A picture that smoothing made even has no edges: 0 / 0 everywhere, which the level sweep finds nothing in.
+    Normalise(edges, SpanOf(edges), edges);
     return edges;
 }
 
@@ -174,6 +186,7 @@ void DetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels
                     float xResolution, DetectionObserver& observer) {
     CheckSinglePlane("Detection", raw);
     CheckIntensities(raw);
+    CheckRange(SpanOf(ViewAsMat(raw)).range);
     const float scale = ScaleFactor(xResolution, parameters.relativeExosomeSize);
     WithOpenCvMemoryErrors([&] {
         cv::Mat blobs = Blobs(raw, scale, parameters, observer);

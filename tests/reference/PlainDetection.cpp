@@ -180,7 +180,6 @@ void PlainDetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& l
 
     Announce(observer, " preprocessing");
     const cv::Mat edges = PlainPreprocess(raw, scale);
-    if (!cv::checkRange(edges)) throw qvox::ToolkitError("Detection: the edge strength is the same everywhere.");
     ShowFloat(observer, DetectionStage::kEdges, edges);
 
     Announce(observer, " detection of exosomes");

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "DetectionObserver.h"
+
+namespace korvane_test {
+
+/// Keeps everything that detection tells: progress values with their messages, and every stage's map.
+class StageRecorder : public Korvane::DetectionObserver {
+public:
+    explicit StageRecorder(int startValue = 0) : value(startValue) {}
+
+    int ProgressValue() override { return value; }
+    void UpdateProgress(int newValue, const std::string& message) override {
+        value = newValue;
+        messages.push_back(message);
+    }
+    bool WantsStage(Korvane::DetectionStage) override { return true; }
+    void StageFloat(Korvane::DetectionStage stage, const qvox::VoxelImage<float>& map) override { floats[stage] = map; }
+    void StageByte(Korvane::DetectionStage stage, const qvox::VoxelImage<std::uint8_t>& map) override {
+        bytes[stage] = map;
+    }
+    void StageLabels(Korvane::DetectionStage stage, const qvox::LabelImage& map) override { labels[stage] = map; }
+
+    int value;
+    std::vector<std::string> messages;
+    std::map<Korvane::DetectionStage, qvox::VoxelImage<float>> floats;
+    std::map<Korvane::DetectionStage, qvox::VoxelImage<std::uint8_t>> bytes;
+    std::map<Korvane::DetectionStage, qvox::LabelImage> labels;
+};
+
+}  // namespace korvane_test
