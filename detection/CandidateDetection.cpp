@@ -113,6 +113,9 @@ public:
         for (const TakenComponent& component : components_.TakeSmall(limit, kAnalysed)) {
             if (component.area < areas_.minimum) {
                 SetRuns({open_.data(), width_, width_, height_}, component.runs, kBackground);
+                for (const PixelRun& run : component.runs) {
+                    analysis_.BackgroundAdded(run);
+                }
                 cleared_.insert(cleared_.end(), component.runs.begin(), component.runs.end());
                 continue;
             }
@@ -174,6 +177,7 @@ private:
     void Remove(std::int32_t pixel) {
         open_[static_cast<std::size_t>(pixel)] = kBackground;
         components_.Remove(pixel);
+        analysis_.BackgroundAdded(pixel % width_, pixel / width_);
     }
 
     bool TouchesNetwork(std::int32_t pixel) const {

@@ -30,6 +30,7 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       candidates_(candidates),
       limitPx_(TruncatedToInt(15.0f * scale)),
       touched_(components),
+      known_(components.width, components.height),
       skeleton_(components.width, components.height),
       distance_(components.width, components.height),
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height), 0),
@@ -58,13 +59,16 @@ void NetworkAnalysis::UpdateSkeleton() {
     for (const PixelRun& patch : touched_.VisitedPatches()) {
         DropAround(patch);
     }
-    for (const PixelRun& run : touched_.Visited()) {
-        const NetworkSkeleton::Time* times = skeleton_.At(0, run.y);
-        for (int x = run.x0; x <= run.x1; ++x) {
-            if (times[x] == NetworkSkeleton::kAbsent) {
-                skeleton_.Add(x, run.y);
-                distance_.Add(x, run.y);
-            }
+    const BitPlane& visited = touched_.Visited();
+    for (const std::int32_t word : touched_.VisitedWords()) {
+        BitPlane::Word added = visited[word] & ~known_[word];
+        known_[word] |= added;
+        const int y = word / visited.WordsPerRow();
+        const int x0 = (word - y * visited.WordsPerRow()) * 64;
+        for (; added != 0; added &= added - 1) {
+            const int x = x0 + BitPlane::Lowest(added);
+            skeleton_.Add(x, y);
+            distance_.Add(x, y);
         }
     }
     skeleton_.Update();
@@ -73,9 +77,9 @@ void NetworkAnalysis::UpdateSkeleton() {
 
 void NetworkAnalysis::DropAround(const PixelRun& patch) {
     for (int y = std::max(patch.y - 1, 0); y <= std::min(patch.y + 1, components_.height - 1); ++y) {
-        const NetworkSkeleton::Time* times = skeleton_.At(0, y);
         for (int x = std::max(patch.x0 - 1, 0); x <= std::min(patch.x1 + 1, components_.width - 1); ++x) {
-            if (times[x] != NetworkSkeleton::kAbsent && !touched_.IsVisited(x, y)) {
+            if (known_.Get(x, y) && !touched_.Visited().Get(x, y)) {
+                known_.Clear(x, y);
                 skeleton_.Remove(x, y);
                 distance_.Remove(x, y);
             }
@@ -85,20 +89,24 @@ void NetworkAnalysis::DropAround(const PixelRun& patch) {
 
 void NetworkAnalysis::FindEnds() {
     ends_.clear();
+    const BitPlane& visited = touched_.Visited();
     int y0 = components_.height;
     int y1 = -1;
-    int x0 = components_.width;
-    int x1 = -1;
-    for (const PixelRun& run : touched_.Visited()) {
-        y0 = std::min(y0, run.y);
-        y1 = std::max(y1, run.y);
-        x0 = std::min(x0, run.x0);
-        x1 = std::max(x1, run.x1);
+    int column0 = visited.WordsPerRow();
+    int column1 = -1;
+    for (const std::int32_t word : touched_.VisitedWords()) {
+        const int y = word / visited.WordsPerRow();
+        const int column = word - y * visited.WordsPerRow();
+        y0 = std::min(y0, y);
+        y1 = std::max(y1, y);
+        column0 = std::min(column0, column);
+        column1 = std::max(column1, column);
     }
     for (int y = y0; y <= y1; ++y) {
         const std::vector<int>& columns = skeleton_.EndsInRow(y);
-        for (auto x = std::lower_bound(columns.begin(), columns.end(), x0); x != columns.end() && *x <= x1; ++x) {
-            if (touched_.IsVisited(*x, y)) {
+        const int x1 = column1 * 64 + 63;
+        for (auto x = std::lower_bound(columns.begin(), columns.end(), column0 * 64); x != columns.end() && *x <= x1; ++x) {
+            if (visited.Get(*x, y)) {
                 ends_.push_back({*x, y});
             }
         }
@@ -149,10 +157,11 @@ MarkedBranches NetworkAnalysis::Prune() {
     return marked;
 }
 
-int NetworkAnalysis::LargestDistance() const {
-    NetworkDistance::Distance largest = 0;
-    for (const PixelRun& run : touched_.Visited()) {
-        largest = std::max(largest, distance_.LargestIn(run.y, run.x0, run.x1));
+int NetworkAnalysis::LargestDistance() {
+    const BitPlane& visited = touched_.Visited();
+    int largest = 0;
+    for (const std::int32_t word : touched_.VisitedWords()) {
+        largest = std::max(largest, distance_.LargestIn(word, visited[word], known_[word]));
     }
     return largest;
 }
@@ -292,7 +301,7 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std:
 }
 
 void NetworkAnalysis::ClearTouched(int y, int x0, int x1, std::vector<PixelRun>& cleared) {
-    PixelCode* row = components_.Row(y);
+    const PixelCode* row = components_.Row(y);
     const int last = std::min(x1, components_.width - 1);
     for (int x = std::max(x0, 0); x <= last; ++x) {
         if (row[x] != kTouched) {
@@ -300,8 +309,9 @@ void NetworkAnalysis::ClearTouched(int y, int x0, int x1, std::vector<PixelRun>&
         }
         const int first = x;
         while (x <= last && row[x] == kTouched) {
-            row[x++] = kBackground;
+            ++x;
         }
+        touched_.Clear({y, first, x - 1});
         cleared.push_back({y, first, x - 1});
     }
 }

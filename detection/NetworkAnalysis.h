@@ -26,6 +26,10 @@ public:
     /// its pixels. Appends the runs of the component map that became kBackground to `cleared`.
     void Analyse(PixelPosition seed, const std::vector<PixelRun>& component, std::vector<PixelRun>& cleared);
 
+    /// To be told of every pixel of the component map that its owner made kBackground.
+    void BackgroundAdded(int x, int y) { touched_.BackgroundAdded(x, y); }
+    void BackgroundAdded(const PixelRun& run) { touched_.BackgroundAdded(run); }
+
 private:
     struct RowSpan {
         int dy;
@@ -38,9 +42,9 @@ private:
     MarkedBranches Prune();
     void FindEnds();
     bool GoesOn(int x, int y) const;
-    int LargestDistance() const;
+    int LargestDistance();
     void FillAround(PixelPosition seed);
-    bool IsLine(int x, int y) const { return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.IsVisited(x, y); }
+    bool IsLine(int x, int y) const { return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.Visited().Get(x, y); }
     void PushFillSeeds(int y, int x0, int x1);
     void FillOutside();
     void MarkCandidates();
@@ -53,6 +57,7 @@ private:
     CodePlane candidates_;
     int limitPx_;
     TouchedNetwork touched_;
+    BitPlane known_;  // the set whose skeleton and distances are kept
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
     std::vector<PixelPosition> ends_;

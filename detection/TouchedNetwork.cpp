@@ -8,18 +8,30 @@
 namespace Korvane {
 
 TouchedNetwork::TouchedNetwork(const CodePlane& map)
-    : map_(map), patchAt_(static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height)) {}
+    : map_(map),
+      region_(map.width, map.height),
+      patch_(map.width, map.height),
+      visited_(map.width, map.height),
+      passed_(map.width, map.height),
+      seeds_(map.width, map.height),
+      patchAt_(static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height)) {
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            if (map.At(x, y) == kBackground) {
+                patch_.Set(x, y);
+            }
+        }
+    }
+}
 
 void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
-    visited_.clear();
     visitedPatches_.clear();
-    turned_.clear();
     patches_.clear();
     patchRuns_.clear();
     notPassed_.clear();
     FindRing(component);
     for (const Position& at : ring_) {
-        if (!IsVisited(at.x, at.y)) {
+        if (!visited_.Get(at.x, at.y)) {
             Visit(at);
         }
     }
@@ -61,79 +73,98 @@ void TouchedNetwork::Visit(Position at) {
         FloodPatch(at, kVisitedPatch);
         return;
     }
+    reach_ = Reach::kVisit;
     if (code == kTurnedPatch) {
-        MeetPatch(at, kVisitedPatch);
+        MeetPatch(at);
     } else {
-        FloodRegion(at, kVisitedRegion, kVisitedPatch);
+        FloodRegion(at, Reach::kVisit);
     }
     if (cluster_ >= 0) {
         PassThroughCluster(patchesBefore);
     }
 }
 
-void TouchedNetwork::FloodRegion(Position at, PixelCode code, PixelCode patchCode) {
-    const PixelCode from = map_.At(at.x, at.y);
-    std::vector<PixelRun>& runs = code == kVisitedRegion ? visited_ : turned_;
-    stack_.assign(1, at);
-    while (!stack_.empty()) {
-        const Position seed = stack_.back();
-        stack_.pop_back();
-        PixelCode* row = map_.Row(seed.y);
-        if (row[seed.x] != from) {
-            continue;
-        }
-        int x0 = seed.x;
-        int x1 = seed.x;
-        while (x0 > 0 && row[x0 - 1] == from) {
-            --x0;
-        }
-        while (x1 + 1 < map_.width && row[x1 + 1] == from) {
-            ++x1;
-        }
-        std::memset(row + x0, code, static_cast<std::size_t>(x1 - x0 + 1));
-        runs.push_back({seed.y, x0, x1});
-        LookAlong(seed.y - 1, x0 - 1, x1 + 1, from, patchCode);
-        LookAlong(seed.y, x0 - 1, x0 - 1, from, patchCode);
-        LookAlong(seed.y, x1 + 1, x1 + 1, from, patchCode);
-        LookAlong(seed.y + 1, x0 - 1, x1 + 1, from, patchCode);
+void TouchedNetwork::FloodRegion(Position at, Reach reach) {
+    reach_ = reach;
+    overPassed_ = passed_.Get(at.x, at.y);
+    const std::int32_t start = region_.WordAt(at.x, at.y);
+    seeds_[start] = BitPlane::Bit(at.x);
+    waiting_.assign(1, start);
+    while (!waiting_.empty()) {
+        const std::int32_t word = waiting_.back();
+        waiting_.pop_back();
+        const Word seeds = seeds_[word];
+        seeds_[word] = 0;
+        FloodWord(word, seeds);
     }
 }
 
-void TouchedNetwork::LookAlong(int y, int x0, int x1, PixelCode from, PixelCode patchCode) {
-    if (y < 0 || y >= map_.height) {
+void TouchedNetwork::FloodWord(std::int32_t word, Word seeds) {
+    const Word open = NotReached(word);
+    Word reached = seeds & open;
+    // Along the row: each step doubles the stretch over which bits are carried.
+    Word right = open;
+    Word left = open;
+    for (int step = 1; step < 64; step *= 2) {
+        reached |= (right & (reached << step)) | (left & (reached >> step));
+        right &= right << step;
+        left &= left >> step;
+    }
+    if (reached == 0) {
         return;
     }
-    const PixelCode* row = map_.Row(y);
-    const int last = std::min(x1, map_.width - 1);
-    bool inside = false;
-    for (int x = std::max(x0, 0); x <= last; ++x) {
-        const PixelCode code = row[x];
-        if (code == from) {
-            if (!inside) {
-                stack_.push_back({x, y});
-            }
-            inside = true;
-            continue;
+    BitPlane& plane = reach_ == Reach::kVisit ? visited_ : passed_;
+    if (plane[word] == 0) {
+        (reach_ == Reach::kVisit ? visitedWords_ : passedWords_).push_back(word);
+    }
+    plane[word] |= reached;
+    const int wordsPerRow = region_.WordsPerRow();
+    const int y = word / wordsPerRow;
+    const int column = word - y * wordsPerRow;
+    const Word beside = reached | reached << 1 | reached >> 1;
+    const bool over = (reached >> 63) != 0 && column + 1 < wordsPerRow;
+    const bool under = (reached & 1u) != 0 && column > 0;
+    for (int v = std::max(y - 1, 0); v <= std::min(y + 1, map_.height - 1); ++v) {
+        const std::int32_t near = v * wordsPerRow + column;
+        LookAt(near, beside);
+        if (over) {
+            LookAt(near + 1, 1);
         }
-        inside = false;
-        if (code == kBackground || code == kVisitedPatch || code == kTurnedPatch) {
-            MeetPatch({x, y}, patchCode);
+        if (under) {
+            LookAt(near - 1, Word{1} << 63);
         }
     }
 }
 
-void TouchedNetwork::MeetPatch(Position at, PixelCode patchCode) {
+// Bits that hang together in a row are of one patch.
+void TouchedNetwork::LookAt(std::int32_t word, Word bits) {
+    const Word seeds = bits & NotReached(word);
+    if (seeds != 0) {
+        if (seeds_[word] == 0) {
+            waiting_.push_back(word);
+        }
+        seeds_[word] |= seeds;
+    }
+    Word met = bits & patch_[word];
+    met &= ~(met << 1);
+    while (met != 0) {
+        const int y = word / region_.WordsPerRow();
+        MeetPatch({(word - y * region_.WordsPerRow()) * 64 + BitPlane::Lowest(met), y});
+        met &= met - 1;
+    }
+}
+
+void TouchedNetwork::MeetPatch(Position at) {
     const PixelCode code = map_.At(at.x, at.y);
     std::int32_t number = 0;
     if (code == kBackground) {
-        number = FloodPatch(at, patchCode);
+        number = FloodPatch(at, reach_ == Reach::kVisit ? kVisitedPatch : kTurnedPatch);
     } else {
         number = patchAt_[Index(at)];
-        if (code == kTurnedPatch && patchCode == kVisitedPatch) {
-            const std::size_t before = visited_.size();
-            flood_.Fill(map_, at.x, at.y, kVisitedPatch, Connectivity::k8, visited_);
-            visitedPatches_.insert(visitedPatches_.end(), visited_.begin() + static_cast<std::ptrdiff_t>(before),
-                                   visited_.end());
+        if (code == kTurnedPatch && reach_ == Reach::kVisit) {
+            refilled_.clear();
+            flood_.Fill(map_, at.x, at.y, kVisitedPatch, Connectivity::k8, refilled_);
+            std::for_each(refilled_.begin(), refilled_.end(), [&](const PixelRun& run) { MarkVisited(run); });
         }
     }
     if (number == lastMet_) {
@@ -147,19 +178,27 @@ void TouchedNetwork::MeetPatch(Position at, PixelCode patchCode) {
     cluster_ = ClusterOf(met);
 }
 
+void TouchedNetwork::MarkVisited(const PixelRun& run) {
+    visitedPatches_.push_back(run);
+    visited_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+        if (visited_[word] == 0) {
+            visitedWords_.push_back(word);
+        }
+        visited_[word] |= bits;
+    });
+}
+
 std::int32_t TouchedNetwork::FloodPatch(Position at, PixelCode code) {
     const auto number = static_cast<std::int32_t>(patches_.size());
     const std::size_t before = patchRuns_.size();
     flood_.Fill(map_, at.x, at.y, code, Connectivity::k8, patchRuns_);
     patches_.push_back({number, before, patchRuns_.size()});
     notPassed_.push_back(number);
-    std::vector<PixelRun>& runs = code == kVisitedPatch ? visited_ : turned_;
     for (std::size_t i = before; i < patchRuns_.size(); ++i) {
         const PixelRun& run = patchRuns_[i];
         std::fill_n(patchAt_.begin() + static_cast<std::ptrdiff_t>(Index({run.x0, run.y})), run.x1 - run.x0 + 1, number);
-        runs.push_back(run);
         if (code == kVisitedPatch) {
-            visitedPatches_.push_back(run);
+            MarkVisited(run);
         }
     }
     return number;
@@ -198,8 +237,8 @@ void TouchedNetwork::PassThrough(const Patch& patch) {
         const PixelRun run = patchRuns_[i];
         for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, map_.height - 1); ++y) {
             for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, map_.width - 1); ++x) {
-                if (map_.At(x, y) == kTouched) {
-                    FloodRegion({x, y}, kPassedRegion, kTurnedPatch);
+                if (region_.Get(x, y) && !visited_.Get(x, y) && !passed_.Get(x, y)) {
+                    FloodRegion({x, y}, Reach::kPass);
                 }
             }
         }
@@ -207,8 +246,25 @@ void TouchedNetwork::PassThrough(const Patch& patch) {
 }
 
 void TouchedNetwork::Settle() {
-    SetRuns(map_, visited_, kTouched);
-    SetRuns(map_, turned_, kTouched);
+    SetRuns(map_, patchRuns_, kTouched);
+    for (const PixelRun& run : patchRuns_) {
+        patch_.Clear(run);
+        region_.Set(run);
+    }
+    for (const std::int32_t word : visitedWords_) {
+        visited_[word] = 0;
+    }
+    for (const std::int32_t word : passedWords_) {
+        passed_[word] = 0;
+    }
+    visitedWords_.clear();
+    passedWords_.clear();
+}
+
+void TouchedNetwork::Clear(const PixelRun& run) {
+    std::memset(map_.Row(run.y) + run.x0, kBackground, static_cast<std::size_t>(run.x1 - run.x0 + 1));
+    region_.Clear(run);
+    patch_.Set(run);
 }
 
 }  // namespace Korvane

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "BitPlane.h"
 #include "CodePlane.h"
 
 namespace Korvane {
@@ -19,30 +20,36 @@ namespace Korvane {
 ///     region A ## patch . region B        a component that meets A visits A and the patch; B stays unvisited.
 ///     ###### .... ####### ::: patch C     one that meets B afterwards finds A and B in one cluster: C is turned.
 ///
-/// Between Touch and Settle the map holds codes of this class's own on all of that background.
+/// Regions are flooded in words of 64 pixels and are not written to; patches, which are small, pixel by pixel. Between
+/// Touch and Settle the map holds codes of this class's own on the patches that were visited or turned.
 class TouchedNetwork {
 public:
-    /// Borrows the map, rows without gaps, for its lifetime.
+    /// Borrows the map, rows without gaps, for its lifetime; it holds no kTouched yet.
     explicit TouchedNetwork(const CodePlane& map);
 
+    /// To be told of every pixel that became kBackground, but for those that Clear makes so.
+    void BackgroundAdded(int x, int y) { patch_.Set(x, y); }
+    void BackgroundAdded(const PixelRun& run) { patch_.Set(run); }
+
     /// `component`: the runs of one component, already kAnalysed, next to background only.
-    /// Cost: proportional to what is visited or turned.
+    /// Cost: proportional to the words with pixels that are visited, passed through or turned.
     void Touch(const std::vector<PixelRun>& component);
-    /// What was visited, and the part of it that was patches.
-    const std::vector<PixelRun>& Visited() const { return visited_; }
+
+    /// What was visited: a bit per pixel, the words that are not 0, and the part of it that was patches.
+    const BitPlane& Visited() const { return visited_; }
+    const std::vector<std::int32_t>& VisitedWords() const { return visitedWords_; }
     const std::vector<PixelRun>& VisitedPatches() const { return visitedPatches_; }
-    bool IsVisited(int x, int y) const {
-        const PixelCode code = map_.At(x, y);
-        return code == kVisitedRegion || code == kVisitedPatch;
-    }
-    /// Gives kTouched to all that was visited or turned.
+
+    /// Gives kTouched to all that was visited or turned; nothing is visited any more.
     void Settle();
 
+    /// Makes a run of kTouched kBackground again.
+    void Clear(const PixelRun& run);
+
 private:
-    static constexpr PixelCode kVisitedRegion = 4;
-    static constexpr PixelCode kVisitedPatch = 5;
-    static constexpr PixelCode kTurnedPatch = 6;
-    static constexpr PixelCode kPassedRegion = 7;  // met on the way through its cluster, not visited
+    using Word = BitPlane::Word;
+    static constexpr PixelCode kVisitedPatch = 4;
+    static constexpr PixelCode kTurnedPatch = 5;
 
     struct Patch {
         std::int32_t cluster;  // forest over patches; a root stands for itself
@@ -53,32 +60,47 @@ private:
         int x;
         int y;
     };
+    enum class Reach { kVisit, kPass };
 
     void FindRing(const std::vector<PixelRun>& component);
     void Visit(Position at);
-    void FloodRegion(Position at, PixelCode code, PixelCode patchCode);
-    void LookAlong(int y, int x0, int x1, PixelCode from, PixelCode patchCode);
-    void MeetPatch(Position at, PixelCode patchCode);
+    void FloodRegion(Position at, Reach reach);
+    void FloodWord(std::int32_t word, Word seeds);
+    void LookAt(std::int32_t word, Word bits);
+    void MeetPatch(Position at);
     std::int32_t FloodPatch(Position at, PixelCode code);
+    void MarkVisited(const PixelRun& run);
     void PassThroughCluster(std::size_t patchesBefore);
     void PassThrough(const Patch& patch);
     std::int32_t ClusterOf(std::int32_t patch);
+    Word NotReached(std::int32_t word) const {
+        return region_[word] & ~visited_[word] & (overPassed_ ? passed_[word] : ~passed_[word]);
+    }
     std::size_t Index(Position at) const {
         return static_cast<std::size_t>(at.y) * static_cast<std::size_t>(map_.width) + static_cast<std::size_t>(at.x);
     }
 
     CodePlane map_;
+    BitPlane region_;   // kTouched
+    BitPlane patch_;    // kBackground, or a patch's code of the present analysis
+    BitPlane visited_;  // regions and patches
+    BitPlane passed_;   // regions met on the way through their cluster
+    BitPlane seeds_;    // of the flood; 0 between floods
+    std::vector<std::int32_t> visitedWords_;
+    std::vector<std::int32_t> passedWords_;
+    std::vector<std::int32_t> waiting_;  // words with seeds
+    Reach reach_ = Reach::kVisit;
+    bool overPassed_ = false;            // the flood goes over what was passed, else over what was not
+
     std::vector<std::int32_t> patchAt_;  // number of the patch, on patches of the present analysis
     std::vector<Position> ring_;
-    std::vector<PixelRun> visited_;
     std::vector<PixelRun> visitedPatches_;
-    std::vector<PixelRun> turned_;
     std::vector<Patch> patches_;
     std::vector<PixelRun> patchRuns_;
     std::vector<std::int32_t> notPassed_;  // patches that nothing has passed through yet
     std::int32_t cluster_ = -1;            // of the region that is being looked at
     std::int32_t lastMet_ = -1;
-    std::vector<Position> stack_;
+    std::vector<PixelRun> refilled_;
     RunFlood flood_;
 };
 
