@@ -30,10 +30,10 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       candidates_(candidates),
       limitPx_(TruncatedToInt(15.0f * scale)),
       touched_(components),
-      known_(components.width, components.height),
+      known_(touched_.Grid().Words()),
       skeleton_(components.width, components.height),
       distance_(components.width, components.height),
-      fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height), 0),
+      fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
 void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& component,
@@ -59,14 +59,15 @@ void NetworkAnalysis::UpdateSkeleton() {
     for (const PixelRun& patch : touched_.VisitedPatches()) {
         DropAround(patch);
     }
-    const BitPlane& visited = touched_.Visited();
+    const BitGrid& grid = touched_.Grid();
     for (const std::int32_t word : touched_.VisitedWords()) {
-        BitPlane::Word added = visited[word] & ~known_[word];
-        known_[word] |= added;
-        const int y = word / visited.WordsPerRow();
-        const int x0 = (word - y * visited.WordsPerRow()) * 64;
+        BitGrid::Word& known = known_[static_cast<std::size_t>(word)];
+        BitGrid::Word added = touched_.VisitedIn(word) & ~known;
+        known |= added;
+        const int y = word / grid.WordsPerRow();
+        const int x0 = (word - y * grid.WordsPerRow()) * 64;
         for (; added != 0; added &= added - 1) {
-            const int x = x0 + BitPlane::Lowest(added);
+            const int x = x0 + BitGrid::Lowest(added);
             skeleton_.Add(x, y);
             distance_.Add(x, y);
         }
@@ -78,8 +79,9 @@ void NetworkAnalysis::UpdateSkeleton() {
 void NetworkAnalysis::DropAround(const PixelRun& patch) {
     for (int y = std::max(patch.y - 1, 0); y <= std::min(patch.y + 1, components_.height - 1); ++y) {
         for (int x = std::max(patch.x0 - 1, 0); x <= std::min(patch.x1 + 1, components_.width - 1); ++x) {
-            if (known_.Get(x, y) && !touched_.Visited().Get(x, y)) {
-                known_.Clear(x, y);
+            BitGrid::Word& known = known_[static_cast<std::size_t>(touched_.Grid().WordAt(x, y))];
+            if ((known & BitGrid::Bit(x)) != 0 && !touched_.IsVisited(x, y)) {
+                known &= ~BitGrid::Bit(x);
                 skeleton_.Remove(x, y);
                 distance_.Remove(x, y);
             }
@@ -89,14 +91,14 @@ void NetworkAnalysis::DropAround(const PixelRun& patch) {
 
 void NetworkAnalysis::FindEnds() {
     ends_.clear();
-    const BitPlane& visited = touched_.Visited();
+    const BitGrid& grid = touched_.Grid();
     int y0 = components_.height;
     int y1 = -1;
-    int column0 = visited.WordsPerRow();
+    int column0 = grid.WordsPerRow();
     int column1 = -1;
     for (const std::int32_t word : touched_.VisitedWords()) {
-        const int y = word / visited.WordsPerRow();
-        const int column = word - y * visited.WordsPerRow();
+        const int y = word / grid.WordsPerRow();
+        const int column = word - y * grid.WordsPerRow();
         y0 = std::min(y0, y);
         y1 = std::max(y1, y);
         column0 = std::min(column0, column);
@@ -106,7 +108,7 @@ void NetworkAnalysis::FindEnds() {
         const std::vector<int>& columns = skeleton_.EndsInRow(y);
         const int x1 = column1 * 64 + 63;
         for (auto x = std::lower_bound(columns.begin(), columns.end(), column0 * 64); x != columns.end() && *x <= x1; ++x) {
-            if (visited.Get(*x, y)) {
+            if (touched_.IsVisited(*x, y)) {
                 ends_.push_back({*x, y});
             }
         }
@@ -158,10 +160,9 @@ MarkedBranches NetworkAnalysis::Prune() {
 }
 
 int NetworkAnalysis::LargestDistance() {
-    const BitPlane& visited = touched_.Visited();
     int largest = 0;
     for (const std::int32_t word : touched_.VisitedWords()) {
-        largest = std::max(largest, distance_.LargestIn(word, visited[word], known_[word]));
+        largest = std::max(largest, distance_.LargestIn(word, touched_.VisitedIn(word), known_[static_cast<std::size_t>(word)]));
     }
     return largest;
 }

@@ -9,6 +9,7 @@
 #include "NetworkDistance.h"
 #include "NetworkSkeleton.h"
 #include "TouchedNetwork.h"
+#include "ZeroedArray.h"
 
 namespace Korvane {
 
@@ -44,7 +45,7 @@ private:
     bool GoesOn(int x, int y) const;
     int LargestDistance();
     void FillAround(PixelPosition seed);
-    bool IsLine(int x, int y) const { return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.Visited().Get(x, y); }
+    bool IsLine(int x, int y) const { return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.IsVisited(x, y); }
     void PushFillSeeds(int y, int x0, int x1);
     void FillOutside();
     void MarkCandidates();
@@ -57,13 +58,13 @@ private:
     CodePlane candidates_;
     int limitPx_;
     TouchedNetwork touched_;
-    BitPlane known_;  // the set whose skeleton and distances are kept
+    ZeroedArray<BitGrid::Word> known_;  // the set whose skeleton and distances are kept
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
     std::vector<PixelPosition> ends_;
     std::vector<PixelPosition> branch_;
     std::vector<PixelPosition> pruned_;
-    std::vector<PixelCode> fill_;  // all 0 between analyses
+    ZeroedArray<PixelCode> fill_;  // all 0 between analyses
     CodePlane fillPlane_;
     PixelBox fillBox_;
     std::vector<PixelPosition> fillSeeds_;

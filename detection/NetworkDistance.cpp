@@ -6,9 +6,9 @@ namespace Korvane {
 
 NetworkDistance::NetworkDistance(int width, int height)
     : stride_(width + 2),
-      distances_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2), 0),
+      distances_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
       wordsPerRow_((width + 63) / 64),
-      largestInWord_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height), 0) {
+      largestInWord_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height)) {
     for (int x = -1; x <= width; ++x) {
         distances_[Index(x, -1)] = kBeyond;
         distances_[Index(x, height)] = kBeyond;
@@ -115,7 +115,7 @@ void NetworkDistance::Settle() {
     }
 }
 
-int NetworkDistance::LargestIn(std::int32_t word, BitPlane::Word pixels, BitPlane::Word all) {
+int NetworkDistance::LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all) {
     Distance& known = largestInWord_[static_cast<std::size_t>(word)];
     if (pixels == all && known != kUnknown) {
         return known;
@@ -123,8 +123,8 @@ int NetworkDistance::LargestIn(std::int32_t word, BitPlane::Word pixels, BitPlan
     const int y = word / wordsPerRow_;
     const Distance* row = &distances_[Index((word - y * wordsPerRow_) * 64, y)];
     Distance largest = 0;
-    for (BitPlane::Word left = pixels; left != 0; left &= left - 1) {
-        largest = std::max(largest, row[BitPlane::Lowest(left)]);
+    for (BitGrid::Word left = pixels; left != 0; left &= left - 1) {
+        largest = std::max(largest, row[BitGrid::Lowest(left)]);
     }
     if (pixels == all) {
         known = largest;

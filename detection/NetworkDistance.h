@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "BitPlane.h"
+#include "BitGrid.h"
+#include "ZeroedArray.h"
 
 namespace Korvane {
 
@@ -24,8 +25,8 @@ public:
     void Remove(int x, int y);
     void Update();
 
-    /// Largest distance of those pixels of a word of a BitPlane that are given; `all` are those of the set.
-    int LargestIn(std::int32_t word, BitPlane::Word pixels, BitPlane::Word all);
+    /// Largest distance of those pixels of a word of a BitGrid that are given; `all` are those of the set.
+    int LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all);
 
 private:
     static constexpr Distance kUnknown = 65535;
@@ -41,9 +42,9 @@ private:
     void Settle();
 
     std::ptrdiff_t stride_;
-    std::vector<Distance> distances_;  // one more pixel on every side; 0 outside the set
+    ZeroedArray<Distance> distances_;  // one more pixel on every side; 0 outside the set
     std::int32_t wordsPerRow_;
-    std::vector<Distance> largestInWord_;  // kUnknown where it has to be looked for
+    ZeroedArray<Distance> largestInWord_;  // kUnknown where it has to be looked for
     std::vector<std::vector<std::int32_t>> toCheck_;   // per distance
     std::vector<std::vector<std::int32_t>> toSettle_;  // per distance
     std::vector<std::int32_t> withdrawn_;

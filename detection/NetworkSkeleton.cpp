@@ -17,9 +17,9 @@ NetworkSkeleton::NetworkSkeleton(int width, int height)
     : width_(width),
       height_(height),
       stride_(width + 2),
-      times_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2), kAbsent),
-      queuedFor_(times_.size(), 0),
-      isEnd_(times_.size(), 0),
+      times_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
+      queuedFor_(times_.size()),
+      isEnd_(times_.size()),
       queue_(2),
       ends_(static_cast<std::size_t>(height)) {
     for (int x = -1; x <= width; ++x) {

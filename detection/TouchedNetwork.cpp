@@ -9,16 +9,13 @@ namespace Korvane {
 
 TouchedNetwork::TouchedNetwork(const CodePlane& map)
     : map_(map),
-      region_(map.width, map.height),
-      patch_(map.width, map.height),
-      visited_(map.width, map.height),
-      passed_(map.width, map.height),
-      seeds_(map.width, map.height),
+      words_(map.width, map.height),
+      states_(words_.Words()),
       patchAt_(static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height)) {
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
             if (map.At(x, y) == kBackground) {
-                patch_.Set(x, y);
+                BackgroundAdded(x, y);
             }
         }
     }
@@ -31,10 +28,14 @@ void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
     notPassed_.clear();
     FindRing(component);
     for (const Position& at : ring_) {
-        if (!visited_.Get(at.x, at.y)) {
+        if (!IsVisited(at.x, at.y)) {
             Visit(at);
         }
     }
+}
+
+void TouchedNetwork::BackgroundAdded(const PixelRun& run) {
+    words_.ForEachWord(run, [&](std::int32_t word, Word bits) { At(word).patch |= bits; });
 }
 
 void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
@@ -86,22 +87,22 @@ void TouchedNetwork::Visit(Position at) {
 
 void TouchedNetwork::FloodRegion(Position at, Reach reach) {
     reach_ = reach;
-    overPassed_ = passed_.Get(at.x, at.y);
-    const std::int32_t start = region_.WordAt(at.x, at.y);
-    seeds_[start] = BitPlane::Bit(at.x);
+    const std::int32_t start = words_.WordAt(at.x, at.y);
+    overPassed_ = (At(start).passed & BitGrid::Bit(at.x)) != 0;
+    At(start).seeds = BitGrid::Bit(at.x);
     waiting_.assign(1, start);
     while (!waiting_.empty()) {
         const std::int32_t word = waiting_.back();
         waiting_.pop_back();
-        const Word seeds = seeds_[word];
-        seeds_[word] = 0;
-        FloodWord(word, seeds);
+        FloodWord(word);
     }
 }
 
-void TouchedNetwork::FloodWord(std::int32_t word, Word seeds) {
-    const Word open = NotReached(word);
-    Word reached = seeds & open;
+void TouchedNetwork::FloodWord(std::int32_t word) {
+    WordState& at = At(word);
+    const Word open = NotReached(at);
+    Word reached = at.seeds & open;
+    at.seeds = 0;
     // Along the row: each step doubles the stretch over which bits are carried.
     Word right = open;
     Word left = open;
@@ -113,12 +114,12 @@ void TouchedNetwork::FloodWord(std::int32_t word, Word seeds) {
     if (reached == 0) {
         return;
     }
-    BitPlane& plane = reach_ == Reach::kVisit ? visited_ : passed_;
-    if (plane[word] == 0) {
+    Word& marked = reach_ == Reach::kVisit ? at.visited : at.passed;
+    if (marked == 0) {
         (reach_ == Reach::kVisit ? visitedWords_ : passedWords_).push_back(word);
     }
-    plane[word] |= reached;
-    const int wordsPerRow = region_.WordsPerRow();
+    marked |= reached;
+    const int wordsPerRow = words_.WordsPerRow();
     const int y = word / wordsPerRow;
     const int column = word - y * wordsPerRow;
     const Word beside = reached | reached << 1 | reached >> 1;
@@ -138,18 +139,19 @@ void TouchedNetwork::FloodWord(std::int32_t word, Word seeds) {
 
 // Bits that hang together in a row are of one patch.
 void TouchedNetwork::LookAt(std::int32_t word, Word bits) {
-    const Word seeds = bits & NotReached(word);
+    WordState& at = At(word);
+    const Word seeds = bits & NotReached(at);
     if (seeds != 0) {
-        if (seeds_[word] == 0) {
+        if (at.seeds == 0) {
             waiting_.push_back(word);
         }
-        seeds_[word] |= seeds;
+        at.seeds |= seeds;
     }
-    Word met = bits & patch_[word];
+    Word met = bits & at.patch;
     met &= ~(met << 1);
     while (met != 0) {
-        const int y = word / region_.WordsPerRow();
-        MeetPatch({(word - y * region_.WordsPerRow()) * 64 + BitPlane::Lowest(met), y});
+        const int y = word / words_.WordsPerRow();
+        MeetPatch({(word - y * words_.WordsPerRow()) * 64 + BitGrid::Lowest(met), y});
         met &= met - 1;
     }
 }
@@ -180,11 +182,11 @@ void TouchedNetwork::MeetPatch(Position at) {
 
 void TouchedNetwork::MarkVisited(const PixelRun& run) {
     visitedPatches_.push_back(run);
-    visited_.ForEachWord(run, [&](std::int32_t word, Word bits) {
-        if (visited_[word] == 0) {
+    words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+        if (At(word).visited == 0) {
             visitedWords_.push_back(word);
         }
-        visited_[word] |= bits;
+        At(word).visited |= bits;
     });
 }
 
@@ -196,7 +198,7 @@ std::int32_t TouchedNetwork::FloodPatch(Position at, PixelCode code) {
     notPassed_.push_back(number);
     for (std::size_t i = before; i < patchRuns_.size(); ++i) {
         const PixelRun& run = patchRuns_[i];
-        std::fill_n(patchAt_.begin() + static_cast<std::ptrdiff_t>(Index({run.x0, run.y})), run.x1 - run.x0 + 1, number);
+        std::fill_n(patchAt_.data() + Index({run.x0, run.y}), run.x1 - run.x0 + 1, number);
         if (code == kVisitedPatch) {
             MarkVisited(run);
         }
@@ -235,12 +237,15 @@ void TouchedNetwork::PassThrough(const Patch& patch) {
     const std::size_t last = patch.lastRun;
     for (std::size_t i = patch.firstRun; i < last; ++i) {
         const PixelRun run = patchRuns_[i];
+        const int x0 = std::max(run.x0 - 1, 0);
+        const int x1 = std::min(run.x1 + 1, map_.width - 1);
         for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, map_.height - 1); ++y) {
-            for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, map_.width - 1); ++x) {
-                if (region_.Get(x, y) && !visited_.Get(x, y) && !passed_.Get(x, y)) {
-                    FloodRegion({x, y}, Reach::kPass);
+            words_.ForEachWord({y, x0, x1}, [&](std::int32_t word, Word bits) {
+                overPassed_ = false;
+                while (const Word behind = bits & NotReached(At(word))) {
+                    FloodRegion({(word - y * words_.WordsPerRow()) * 64 + BitGrid::Lowest(behind), y}, Reach::kPass);
                 }
-            }
+            });
         }
     }
 }
@@ -248,14 +253,16 @@ void TouchedNetwork::PassThrough(const Patch& patch) {
 void TouchedNetwork::Settle() {
     SetRuns(map_, patchRuns_, kTouched);
     for (const PixelRun& run : patchRuns_) {
-        patch_.Clear(run);
-        region_.Set(run);
+        words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+            At(word).patch &= ~bits;
+            At(word).region |= bits;
+        });
     }
     for (const std::int32_t word : visitedWords_) {
-        visited_[word] = 0;
+        At(word).visited = 0;
     }
     for (const std::int32_t word : passedWords_) {
-        passed_[word] = 0;
+        At(word).passed = 0;
     }
     visitedWords_.clear();
     passedWords_.clear();
@@ -263,8 +270,10 @@ void TouchedNetwork::Settle() {
 
 void TouchedNetwork::Clear(const PixelRun& run) {
     std::memset(map_.Row(run.y) + run.x0, kBackground, static_cast<std::size_t>(run.x1 - run.x0 + 1));
-    region_.Clear(run);
-    patch_.Set(run);
+    words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+        At(word).region &= ~bits;
+        At(word).patch |= bits;
+    });
 }
 
 }  // namespace Korvane

@@ -3,8 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "BitPlane.h"
+#include "BitGrid.h"
 #include "CodePlane.h"
+#include "ZeroedArray.h"
 
 namespace Korvane {
 
@@ -28,15 +29,17 @@ public:
     explicit TouchedNetwork(const CodePlane& map);
 
     /// To be told of every pixel that became kBackground, but for those that Clear makes so.
-    void BackgroundAdded(int x, int y) { patch_.Set(x, y); }
-    void BackgroundAdded(const PixelRun& run) { patch_.Set(run); }
+    void BackgroundAdded(int x, int y) { At(words_.WordAt(x, y)).patch |= BitGrid::Bit(x); }
+    void BackgroundAdded(const PixelRun& run);
 
     /// `component`: the runs of one component, already kAnalysed, next to background only.
     /// Cost: proportional to the words with pixels that are visited, passed through or turned.
     void Touch(const std::vector<PixelRun>& component);
 
     /// What was visited: a bit per pixel, the words that are not 0, and the part of it that was patches.
-    const BitPlane& Visited() const { return visited_; }
+    const BitGrid& Grid() const { return words_; }
+    bool IsVisited(int x, int y) const { return (VisitedIn(words_.WordAt(x, y)) & BitGrid::Bit(x)) != 0; }
+    BitGrid::Word VisitedIn(std::int32_t word) const { return states_[static_cast<std::size_t>(word)].visited; }
     const std::vector<std::int32_t>& VisitedWords() const { return visitedWords_; }
     const std::vector<PixelRun>& VisitedPatches() const { return visitedPatches_; }
 
@@ -47,10 +50,18 @@ public:
     void Clear(const PixelRun& run);
 
 private:
-    using Word = BitPlane::Word;
+    using Word = BitGrid::Word;
     static constexpr PixelCode kVisitedPatch = 4;
     static constexpr PixelCode kTurnedPatch = 5;
 
+    /// 64 pixels of a row, a bit each.
+    struct WordState {
+        Word region;   // kTouched
+        Word patch;    // kBackground, or a patch's code of the present analysis
+        Word visited;  // regions and patches
+        Word passed;   // regions met on the way through their cluster
+        Word seeds;    // of the flood; 0 between floods
+    };
     struct Patch {
         std::int32_t cluster;  // forest over patches; a root stands for itself
         std::size_t firstRun;
@@ -65,7 +76,7 @@ private:
     void FindRing(const std::vector<PixelRun>& component);
     void Visit(Position at);
     void FloodRegion(Position at, Reach reach);
-    void FloodWord(std::int32_t word, Word seeds);
+    void FloodWord(std::int32_t word);
     void LookAt(std::int32_t word, Word bits);
     void MeetPatch(Position at);
     std::int32_t FloodPatch(Position at, PixelCode code);
@@ -73,26 +84,24 @@ private:
     void PassThroughCluster(std::size_t patchesBefore);
     void PassThrough(const Patch& patch);
     std::int32_t ClusterOf(std::int32_t patch);
-    Word NotReached(std::int32_t word) const {
-        return region_[word] & ~visited_[word] & (overPassed_ ? passed_[word] : ~passed_[word]);
+    WordState& At(std::int32_t word) { return states_[static_cast<std::size_t>(word)]; }
+    Word NotReached(const WordState& at) const {
+        return at.region & ~at.visited & (overPassed_ ? at.passed : ~at.passed);
     }
     std::size_t Index(Position at) const {
         return static_cast<std::size_t>(at.y) * static_cast<std::size_t>(map_.width) + static_cast<std::size_t>(at.x);
     }
 
     CodePlane map_;
-    BitPlane region_;   // kTouched
-    BitPlane patch_;    // kBackground, or a patch's code of the present analysis
-    BitPlane visited_;  // regions and patches
-    BitPlane passed_;   // regions met on the way through their cluster
-    BitPlane seeds_;    // of the flood; 0 between floods
+    BitGrid words_;
+    ZeroedArray<WordState> states_;
     std::vector<std::int32_t> visitedWords_;
     std::vector<std::int32_t> passedWords_;
     std::vector<std::int32_t> waiting_;  // words with seeds
     Reach reach_ = Reach::kVisit;
     bool overPassed_ = false;            // the flood goes over what was passed, else over what was not
 
-    std::vector<std::int32_t> patchAt_;  // number of the patch, on patches of the present analysis
+    ZeroedArray<std::int32_t> patchAt_;  // number of the patch, on patches of the present analysis
     std::vector<Position> ring_;
     std::vector<PixelRun> visitedPatches_;
     std::vector<Patch> patches_;
