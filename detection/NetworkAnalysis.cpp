@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "EnclosedRegion.h"
+#include "NeighbourGroups.h"
 
 namespace Korvane {
 namespace {
@@ -18,10 +19,6 @@ int TruncatedToInt(float value) {
     constexpr float limit = 2147483520.0f;  // the largest float below 2^31
     return static_cast<int>(std::min(std::max(value, -limit), limit));
 }
-
-// Rows top to bottom, columns left to right.
-constexpr std::array<int, 8> kAroundX{-1, 0, 1, -1, 1, -1, 0, 1};
-constexpr std::array<int, 8> kAroundY{-1, -1, -1, 0, 0, 1, 1, 1};
 
 }  // namespace
 
@@ -123,9 +120,9 @@ bool NetworkAnalysis::GoesOn(int x, int y) const {
     }
     unsigned lines = 0;
     for (unsigned i = 0; i < 8; ++i) {
-        lines |= (p[kAroundY[i] * skeleton_.Stride() + kAroundX[i]] >= NetworkSkeleton::kLine ? 1u : 0u) << i;
+        lines |= (p[kAround[i].dy * skeleton_.Stride() + kAround[i].dx] >= NetworkSkeleton::kLine ? 1u : 0u) << i;
     }
-    return GroupsAmongNeighbours(lines) == 1;
+    return kNeighbourGroups[lines] == 1;
 }
 
 // As PruneBranches, on the lines that are kept; what is pruned goes to pruned_ and is put back after the fill.
@@ -142,9 +139,9 @@ MarkedBranches NetworkAnalysis::Prune() {
         pruned_.push_back(at);
         counts.Add(number);
         const std::size_t before = branch_.size();
-        for (std::size_t i = 0; i < 8; ++i) {
-            if (GoesOn(at.x + kAroundX[i], at.y + kAroundY[i])) {
-                branch_.push_back({at.x + kAroundX[i], at.y + kAroundY[i]});
+        for (const Step& step : kAround) {
+            if (GoesOn(at.x + step.dx, at.y + step.dy)) {
+                branch_.push_back({at.x + step.dx, at.y + step.dy});
             }
         }
         number -= branch_.size() == before ? 1 : 0;

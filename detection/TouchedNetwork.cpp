@@ -125,14 +125,20 @@ void TouchedNetwork::FloodWord(std::int32_t word) {
     const Word beside = reached | reached << 1 | reached >> 1;
     const bool over = (reached >> 63) != 0 && column + 1 < wordsPerRow;
     const bool under = (reached & 1u) != 0 && column > 0;
+    const auto look = [&](std::int32_t near, Word bits) {
+        const WordState& there = At(near);
+        if ((bits & (NotReached(there) | there.patch)) != 0) {
+            LookAt(near, bits);
+        }
+    };
     for (int v = std::max(y - 1, 0); v <= std::min(y + 1, map_.height - 1); ++v) {
         const std::int32_t near = v * wordsPerRow + column;
-        LookAt(near, beside);
+        look(near, beside);
         if (over) {
-            LookAt(near + 1, 1);
+            look(near + 1, 1);
         }
         if (under) {
-            LookAt(near - 1, Word{1} << 63);
+            look(near - 1, Word{1} << 63);
         }
     }
 }
