@@ -141,6 +141,17 @@ int RunInfo(const std::vector<std::string>& inputs, std::FILE* output, std::FILE
     return status;
 }
 
+/// What a run without a fault ends with: the bar on a terminal is gone by then.
+wxString SummaryLine(const RunReport& report) {
+    const auto skipped = std::count_if(report.outcomes.begin(), report.outcomes.end(), [](const ImageOutcome& outcome) {
+        return outcome.state == ImageState::kSkipped;
+    });
+    const std::size_t images = report.outcomes.size();
+    wxString line = wxString::Format("%zu %s done", images, images == 1 ? "image" : "images");
+    if (skipped > 0) line += wxString::Format(", %ld of them skipped", static_cast<long>(skipped));
+    return line + ".";
+}
+
 int StatusOf(const RunReport& report, Progress& progress) {
     if (report.interrupted) {
         progress.Note("Interrupted: what is not done is left as it was.");
@@ -202,6 +213,7 @@ int RunBatch(const BatchOptions& options, std::FILE* output, std::FILE* messages
     // A table of a part of the images could be taken for the whole.
     if (!report.interrupted && !WriteTable(options, report.outcomes, output, progress)) recorded = false;
     const int status = StatusOf(report, progress);
+    if (status == kExitDone && recorded) progress.Note(SummaryLine(report));
     return status == kExitDone && !recorded ? kExitSomeFailed : status;
 }
 

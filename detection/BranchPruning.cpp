@@ -1,55 +1,18 @@
 #include "BranchPruning.h"
 
-#include <array>
 #include <cstring>
+
+#include "NeighbourGroups.h"
 
 namespace Korvane {
 namespace {
-
-struct Step {
-    int dx;
-    int dy;
-};
-
-// Rows top to bottom, columns left to right.
-constexpr std::array<Step, 8> kAround{{{-1, -1}, {0, -1}, {1, -1}, {-1, 0}, {1, 0}, {-1, 1}, {0, 1}, {1, 1}}};
-
-// Number of 8-connected groups among the eight pixels around a centre that does not count; bit i stands for kAround[i].
-constexpr std::array<std::uint8_t, 256> MakeGroupTable() {
-    std::array<std::uint8_t, 256> table{};
-    for (int code = 0; code < 256; ++code) {
-        int left = code;
-        int groups = 0;
-        while (left != 0) {
-            int group = left & -left;
-            for (int before = 0; before != group;) {
-                before = group;
-                for (int i = 0; i < 8; ++i) {
-                    for (int k = 0; k < 8; ++k) {
-                        const Step a = kAround[static_cast<std::size_t>(i)];
-                        const Step b = kAround[static_cast<std::size_t>(k)];
-                        const int dx = a.dx - b.dx;
-                        const int dy = a.dy - b.dy;
-                        if ((group >> i & 1) != 0 && (left >> k & 1) != 0 && dx * dx <= 1 && dy * dy <= 1) {
-                            group |= 1 << k;
-                        }
-                    }
-                }
-            }
-            left &= ~group;
-            ++groups;
-        }
-        table[static_cast<std::size_t>(code)] = static_cast<std::uint8_t>(groups);
-    }
-    return table;
-}
 
 unsigned GroupsAround(const CodePlane& plane, int x, int y) {
     unsigned code = 0;
     for (unsigned i = 0; i < 8; ++i) {
         code |= (plane.At(x + kAround[i].dx, y + kAround[i].dy) != 0 ? 1u : 0u) << i;
     }
-    return GroupsAmongNeighbours(code);
+    return kNeighbourGroups[code];
 }
 
 bool IsBranchEnd(const CodePlane& plane, int x, int y) {
@@ -87,11 +50,6 @@ std::vector<PixelPosition> FindBranchEnds(const CodePlane& plane) {
 }
 
 }  // namespace
-
-unsigned GroupsAmongNeighbours(unsigned neighbours) {
-    static const std::array<std::uint8_t, 256> table = MakeGroupTable();
-    return table[neighbours];
-}
 
 void BranchCounts::Add(std::int64_t number) {
     if (number >= 2) {

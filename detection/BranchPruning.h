@@ -21,10 +21,6 @@ struct MarkedBranches {
     bool mapOrigin = false;           ///< the map's first pixel is marked too
 };
 
-/// Number of 8-connected groups among the eight pixels around a centre that does not count; bit i stands for the i-th of
-/// them, rows top to bottom, columns left to right.
-unsigned GroupsAmongNeighbours(unsigned neighbours);
-
 /// Pixels counted per branch number. Numbers from 2 on have an end, lower ones do not.
 class BranchCounts {
 public:

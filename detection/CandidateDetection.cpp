@@ -113,6 +113,9 @@ public:
         for (const TakenComponent& component : components_.TakeSmall(limit, kAnalysed)) {
             if (component.area < areas_.minimum) {
                 SetRuns({open_.data(), width_, width_, height_}, component.runs, kBackground);
+                for (const PixelRun& run : component.runs) {
+                    analysis_.BackgroundAdded(run);
+                }
                 cleared_.insert(cleared_.end(), component.runs.begin(), component.runs.end());
                 continue;
             }
@@ -140,7 +143,17 @@ public:
         const std::vector<PixelRun> cleared = std::move(cleared_);
         cleared_.clear();
         for (const PixelRun& run : cleared) {
-            RemoveNextTo(run, level);
+            // What was cleared may have been touched again since: the network is what the map says now.
+            const PixelCode* row = open_.data() + static_cast<std::ptrdiff_t>(run.y) * width_;
+            for (int x = run.x0; x <= run.x1; ++x) {
+                const int first = x;
+                while (x <= run.x1 && row[x] == kBackground) {
+                    ++x;
+                }
+                if (x > first) {
+                    RemoveNextTo({run.y, first, x - 1}, level);
+                }
+            }
         }
     }
 
@@ -174,6 +187,7 @@ private:
     void Remove(std::int32_t pixel) {
         open_[static_cast<std::size_t>(pixel)] = kBackground;
         components_.Remove(pixel);
+        analysis_.BackgroundAdded(pixel % width_, pixel / width_);
     }
 
     bool TouchesNetwork(std::int32_t pixel) const {
@@ -205,8 +219,7 @@ private:
             for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, width_ - 1); ++x) {
                 const std::int32_t pixel = y * width_ + x;
                 const auto i = static_cast<std::size_t>(pixel);
-                // What was cleared may have been touched again since: the network is what the map says now.
-                if (open_[i] == kOpen && edges_[i] > level && TouchesNetwork(pixel)) {
+                if (open_[i] == kOpen && edges_[i] > level) {
                     RemoveRegion(pixel, level);
                 }
             }

@@ -6,6 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "EnclosedRegion.h"
+#include "NeighbourGroups.h"
 
 namespace Korvane {
 namespace {
@@ -19,10 +20,6 @@ int TruncatedToInt(float value) {
     return static_cast<int>(std::min(std::max(value, -limit), limit));
 }
 
-// Rows top to bottom, columns left to right.
-constexpr std::array<int, 8> kAroundX{-1, 0, 1, -1, 1, -1, 0, 1};
-constexpr std::array<int, 8> kAroundY{-1, -1, -1, 0, 0, 1, 1, 1};
-
 }  // namespace
 
 NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& candidates, float scale)
@@ -30,9 +27,10 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       candidates_(candidates),
       limitPx_(TruncatedToInt(15.0f * scale)),
       touched_(components),
+      known_(touched_.Grid().Words()),
       skeleton_(components.width, components.height),
       distance_(components.width, components.height),
-      fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height), 0),
+      fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
 void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& component,
@@ -58,13 +56,17 @@ void NetworkAnalysis::UpdateSkeleton() {
     for (const PixelRun& patch : touched_.VisitedPatches()) {
         DropAround(patch);
     }
-    for (const PixelRun& run : touched_.Visited()) {
-        const NetworkSkeleton::Time* times = skeleton_.At(0, run.y);
-        for (int x = run.x0; x <= run.x1; ++x) {
-            if (times[x] == NetworkSkeleton::kAbsent) {
-                skeleton_.Add(x, run.y);
-                distance_.Add(x, run.y);
-            }
+    const BitGrid& grid = touched_.Grid();
+    for (const std::int32_t word : touched_.VisitedWords()) {
+        BitGrid::Word& known = known_[static_cast<std::size_t>(word)];
+        BitGrid::Word added = touched_.VisitedIn(word) & ~known;
+        known |= added;
+        const int y = word / grid.WordsPerRow();
+        const int x0 = (word - y * grid.WordsPerRow()) * 64;
+        for (; added != 0; added &= added - 1) {
+            const int x = x0 + BitGrid::Lowest(added);
+            skeleton_.Add(x, y);
+            distance_.Add(x, y);
         }
     }
     skeleton_.Update();
@@ -73,9 +75,10 @@ void NetworkAnalysis::UpdateSkeleton() {
 
 void NetworkAnalysis::DropAround(const PixelRun& patch) {
     for (int y = std::max(patch.y - 1, 0); y <= std::min(patch.y + 1, components_.height - 1); ++y) {
-        const NetworkSkeleton::Time* times = skeleton_.At(0, y);
         for (int x = std::max(patch.x0 - 1, 0); x <= std::min(patch.x1 + 1, components_.width - 1); ++x) {
-            if (times[x] != NetworkSkeleton::kAbsent && !touched_.IsVisited(x, y)) {
+            BitGrid::Word& known = known_[static_cast<std::size_t>(touched_.Grid().WordAt(x, y))];
+            if ((known & BitGrid::Bit(x)) != 0 && !touched_.IsVisited(x, y)) {
+                known &= ~BitGrid::Bit(x);
                 skeleton_.Remove(x, y);
                 distance_.Remove(x, y);
             }
@@ -85,19 +88,23 @@ void NetworkAnalysis::DropAround(const PixelRun& patch) {
 
 void NetworkAnalysis::FindEnds() {
     ends_.clear();
+    const BitGrid& grid = touched_.Grid();
     int y0 = components_.height;
     int y1 = -1;
-    int x0 = components_.width;
-    int x1 = -1;
-    for (const PixelRun& run : touched_.Visited()) {
-        y0 = std::min(y0, run.y);
-        y1 = std::max(y1, run.y);
-        x0 = std::min(x0, run.x0);
-        x1 = std::max(x1, run.x1);
+    int column0 = grid.WordsPerRow();
+    int column1 = -1;
+    for (const std::int32_t word : touched_.VisitedWords()) {
+        const int y = word / grid.WordsPerRow();
+        const int column = word - y * grid.WordsPerRow();
+        y0 = std::min(y0, y);
+        y1 = std::max(y1, y);
+        column0 = std::min(column0, column);
+        column1 = std::max(column1, column);
     }
     for (int y = y0; y <= y1; ++y) {
         const std::vector<int>& columns = skeleton_.EndsInRow(y);
-        for (auto x = std::lower_bound(columns.begin(), columns.end(), x0); x != columns.end() && *x <= x1; ++x) {
+        const int x1 = column1 * 64 + 63;
+        for (auto x = std::lower_bound(columns.begin(), columns.end(), column0 * 64); x != columns.end() && *x <= x1; ++x) {
             if (touched_.IsVisited(*x, y)) {
                 ends_.push_back({*x, y});
             }
@@ -113,9 +120,9 @@ bool NetworkAnalysis::GoesOn(int x, int y) const {
     }
     unsigned lines = 0;
     for (unsigned i = 0; i < 8; ++i) {
-        lines |= (p[kAroundY[i] * skeleton_.Stride() + kAroundX[i]] >= NetworkSkeleton::kLine ? 1u : 0u) << i;
+        lines |= (p[kAround[i].dy * skeleton_.Stride() + kAround[i].dx] >= NetworkSkeleton::kLine ? 1u : 0u) << i;
     }
-    return GroupsAmongNeighbours(lines) == 1;
+    return kNeighbourGroups[lines] == 1;
 }
 
 // As PruneBranches, on the lines that are kept; what is pruned goes to pruned_ and is put back after the fill.
@@ -132,9 +139,9 @@ MarkedBranches NetworkAnalysis::Prune() {
         pruned_.push_back(at);
         counts.Add(number);
         const std::size_t before = branch_.size();
-        for (std::size_t i = 0; i < 8; ++i) {
-            if (GoesOn(at.x + kAroundX[i], at.y + kAroundY[i])) {
-                branch_.push_back({at.x + kAroundX[i], at.y + kAroundY[i]});
+        for (const Step& step : kAround) {
+            if (GoesOn(at.x + step.dx, at.y + step.dy)) {
+                branch_.push_back({at.x + step.dx, at.y + step.dy});
             }
         }
         number -= branch_.size() == before ? 1 : 0;
@@ -149,10 +156,10 @@ MarkedBranches NetworkAnalysis::Prune() {
     return marked;
 }
 
-int NetworkAnalysis::LargestDistance() const {
-    NetworkDistance::Distance largest = 0;
-    for (const PixelRun& run : touched_.Visited()) {
-        largest = std::max(largest, distance_.LargestIn(run.y, run.x0, run.x1));
+int NetworkAnalysis::LargestDistance() {
+    int largest = 0;
+    for (const std::int32_t word : touched_.VisitedWords()) {
+        largest = std::max(largest, distance_.LargestIn(word, touched_.VisitedIn(word), known_[static_cast<std::size_t>(word)]));
     }
     return largest;
 }
@@ -292,7 +299,7 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std:
 }
 
 void NetworkAnalysis::ClearTouched(int y, int x0, int x1, std::vector<PixelRun>& cleared) {
-    PixelCode* row = components_.Row(y);
+    const PixelCode* row = components_.Row(y);
     const int last = std::min(x1, components_.width - 1);
     for (int x = std::max(x0, 0); x <= last; ++x) {
         if (row[x] != kTouched) {
@@ -300,8 +307,9 @@ void NetworkAnalysis::ClearTouched(int y, int x0, int x1, std::vector<PixelRun>&
         }
         const int first = x;
         while (x <= last && row[x] == kTouched) {
-            row[x++] = kBackground;
+            ++x;
         }
+        touched_.Clear({y, first, x - 1});
         cleared.push_back({y, first, x - 1});
     }
 }

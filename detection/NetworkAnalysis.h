@@ -9,6 +9,7 @@
 #include "NetworkDistance.h"
 #include "NetworkSkeleton.h"
 #include "TouchedNetwork.h"
+#include "ZeroedArray.h"
 
 namespace Korvane {
 
@@ -26,6 +27,10 @@ public:
     /// its pixels. Appends the runs of the component map that became kBackground to `cleared`.
     void Analyse(PixelPosition seed, const std::vector<PixelRun>& component, std::vector<PixelRun>& cleared);
 
+    /// To be told of every pixel of the component map that its owner made kBackground.
+    void BackgroundAdded(int x, int y) { touched_.BackgroundAdded(x, y); }
+    void BackgroundAdded(const PixelRun& run) { touched_.BackgroundAdded(run); }
+
 private:
     struct RowSpan {
         int dy;
@@ -38,7 +43,7 @@ private:
     MarkedBranches Prune();
     void FindEnds();
     bool GoesOn(int x, int y) const;
-    int LargestDistance() const;
+    int LargestDistance();
     void FillAround(PixelPosition seed);
     bool IsLine(int x, int y) const { return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.IsVisited(x, y); }
     void PushFillSeeds(int y, int x0, int x1);
@@ -53,12 +58,13 @@ private:
     CodePlane candidates_;
     int limitPx_;
     TouchedNetwork touched_;
+    ZeroedArray<BitGrid::Word> known_;  // the set whose skeleton and distances are kept
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
     std::vector<PixelPosition> ends_;
     std::vector<PixelPosition> branch_;
     std::vector<PixelPosition> pruned_;
-    std::vector<PixelCode> fill_;  // all 0 between analyses
+    ZeroedArray<PixelCode> fill_;  // all 0 between analyses
     CodePlane fillPlane_;
     PixelBox fillBox_;
     std::vector<PixelPosition> fillSeeds_;

@@ -5,7 +5,10 @@
 namespace Korvane {
 
 NetworkDistance::NetworkDistance(int width, int height)
-    : stride_(width + 2), distances_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2), 0) {
+    : stride_(width + 2),
+      distances_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
+      wordsPerRow_((width + 63) / 64),
+      largestInWord_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height)) {
     for (int x = -1; x <= width; ++x) {
         distances_[Index(x, -1)] = kBeyond;
         distances_[Index(x, height)] = kBeyond;
@@ -32,16 +35,23 @@ void NetworkDistance::Add(int x, int y) { Withdraw(static_cast<std::int32_t>(Ind
 
 void NetworkDistance::Remove(int x, int y) {
     const auto pixel = static_cast<std::int32_t>(Index(x, y));
-    distances_[static_cast<std::size_t>(pixel)] = 0;
+    Set(pixel, 0);
     for (const std::int32_t near : Neighbours(pixel)) {
         Queue(toSettle_, near, 1);
     }
 }
 
+void NetworkDistance::Set(std::int32_t pixel, Distance distance) {
+    distances_[static_cast<std::size_t>(pixel)] = distance;
+    const auto stride = static_cast<std::int32_t>(stride_);
+    const std::int32_t row = pixel / stride;
+    const std::int32_t column = pixel - row * stride;
+    largestInWord_[static_cast<std::size_t>((row - 1) * wordsPerRow_ + (column - 1) / 64)] = kUnknown;
+}
+
 void NetworkDistance::Withdraw(std::int32_t pixel) {
-    Distance& distance = distances_[static_cast<std::size_t>(pixel)];
-    const Distance next = static_cast<Distance>(distance + 1);
-    distance = kUnknown;
+    const auto next = static_cast<Distance>(distances_[static_cast<std::size_t>(pixel)] + 1);
+    Set(pixel, kUnknown);
     withdrawn_.push_back(pixel);
     for (const std::int32_t near : Neighbours(pixel)) {
         if (distances_[static_cast<std::size_t>(near)] == next) {
@@ -89,11 +99,11 @@ void NetworkDistance::Settle() {
     for (std::size_t distance = 1; distance < toSettle_.size(); ++distance) {
         for (std::size_t i = 0; i < toSettle_[distance].size(); ++i) {
             const std::int32_t pixel = toSettle_[distance][i];
-            Distance& current = distances_[static_cast<std::size_t>(pixel)];
+            const Distance current = distances_[static_cast<std::size_t>(pixel)];
             if (current <= distance || current == kBeyond) {
                 continue;
             }
-            current = static_cast<Distance>(distance);
+            Set(pixel, static_cast<Distance>(distance));
             for (const std::int32_t near : Neighbours(pixel)) {
                 const Distance beside = distances_[static_cast<std::size_t>(near)];
                 if (beside > distance + 1 && beside != kBeyond) {
@@ -105,11 +115,19 @@ void NetworkDistance::Settle() {
     }
 }
 
-NetworkDistance::Distance NetworkDistance::LargestIn(int y, int x0, int x1) const {
-    const Distance* row = &distances_[Index(0, y)];
+int NetworkDistance::LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all) {
+    Distance& known = largestInWord_[static_cast<std::size_t>(word)];
+    if (pixels == all && known != kUnknown) {
+        return known;
+    }
+    const int y = word / wordsPerRow_;
+    const Distance* row = &distances_[Index((word - y * wordsPerRow_) * 64, y)];
     Distance largest = 0;
-    for (int x = x0; x <= x1; ++x) {
-        largest = std::max(largest, row[x]);
+    for (BitGrid::Word left = pixels; left != 0; left &= left - 1) {
+        largest = std::max(largest, row[BitGrid::Lowest(left)]);
+    }
+    if (pixels == all) {
+        known = largest;
     }
     return largest;
 }

@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "BitGrid.h"
+#include "ZeroedArray.h"
+
 namespace Korvane {
 
 /// City-block distances of a set's pixels to the nearest pixel of the picture outside the set, kept up while the set
@@ -22,8 +25,8 @@ public:
     void Remove(int x, int y);
     void Update();
 
-    /// Largest distance of the pixels of row y from column x0 to x1.
-    Distance LargestIn(int y, int x0, int x1) const;
+    /// Largest distance of those pixels of a word of a BitGrid that are given; `all` are those of the set.
+    int LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all);
 
 private:
     static constexpr Distance kUnknown = 65535;
@@ -33,12 +36,15 @@ private:
     bool IsKnown(Distance distance) const { return distance < kBeyond; }
     std::array<std::int32_t, 4> Neighbours(std::int32_t pixel) const;
     void Queue(std::vector<std::vector<std::int32_t>>& queue, std::int32_t pixel, std::size_t distance);
+    void Set(std::int32_t pixel, Distance distance);
     void Withdraw(std::int32_t pixel);
     void WithdrawUnsupported();
     void Settle();
 
     std::ptrdiff_t stride_;
-    std::vector<Distance> distances_;  // one more pixel on every side; 0 outside the set
+    ZeroedArray<Distance> distances_;  // one more pixel on every side; 0 outside the set
+    std::int32_t wordsPerRow_;
+    ZeroedArray<Distance> largestInWord_;  // kUnknown where it has to be looked for
     std::vector<std::vector<std::int32_t>> toCheck_;   // per distance
     std::vector<std::vector<std::int32_t>> toSettle_;  // per distance
     std::vector<std::int32_t> withdrawn_;

@@ -1,25 +1,21 @@
 #include "NetworkSkeleton.h"
 
-#include <algorithm>
-#include <array>
+#include <emmintrin.h>
 
-#include "Thinning.h"
+#include <algorithm>
+
+#include "ThinningRemoval.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
-namespace {
-
-constexpr std::uint32_t kNoTime = NetworkSkeleton::kPruned;
-
-}  // namespace
 
 NetworkSkeleton::NetworkSkeleton(int width, int height)
     : width_(width),
       height_(height),
       stride_(width + 2),
-      times_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2), kAbsent),
-      queuedFor_(times_.size(), 0),
-      isEnd_(times_.size(), 0),
+      times_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
+      queuedFor_(times_.size()),
+      isEnd_(times_.size()),
       queue_(2),
       ends_(static_cast<std::size_t>(height)) {
     for (int x = -1; x <= width; ++x) {
@@ -122,24 +118,28 @@ void NetworkSkeleton::WorkOut(std::int32_t pixel, Time from) {
 // Between two times at which a neighbour goes, nothing changes but whose turn it is: both subiterations are tried once.
 NetworkSkeleton::Time NetworkSkeleton::RemovalTime(std::int32_t pixel, std::uint32_t from) const {
     const Time* p = &times_[static_cast<std::size_t>(pixel)];
-    const std::array<std::uint32_t, 8> around{p[-stride_], p[-stride_ + 1], p[1],  p[stride_ + 1],
-                                              p[stride_],  p[stride_ - 1],  p[-1], p[-stride_ - 1]};
+    // Signed comparisons are what vectors of 16 bits have: the offset keeps the order.
+    const auto at = [](Time time) { return static_cast<std::int16_t>(time ^ 0x8000u); };
+    const __m128i around = _mm_setr_epi16(at(p[-stride_]), at(p[-stride_ + 1]), at(p[1]), at(p[stride_ + 1]),
+                                          at(p[stride_]), at(p[stride_ - 1]), at(p[-1]), at(p[-stride_ - 1]));
+    const __m128i never = _mm_set1_epi16(at(kPruned));
     while (true) {
-        unsigned code = 0;
-        std::uint32_t until = kNoTime;
-        for (unsigned i = 0; i < 8; ++i) {
-            const bool there = around[i] >= from;
-            code |= (there ? 1u : 0u) << i;
-            until = there && around[i] < until ? around[i] : until;
-        }
-        const unsigned removal = ThinningRemoval(code);
-        for (std::uint32_t time = from; time <= from + 1 && time <= until; ++time) {
+        const __m128i gone = _mm_cmplt_epi16(around, _mm_set1_epi16(at(static_cast<Time>(from))));
+        const int code = ~_mm_movemask_epi8(_mm_packs_epi16(gone, gone)) & 255;
+        __m128i next = _mm_or_si128(_mm_andnot_si128(gone, around), _mm_and_si128(gone, never));
+        next = _mm_min_epi16(next, _mm_shuffle_epi32(next, 0x4E));
+        next = _mm_min_epi16(next, _mm_shuffle_epi32(next, 0xB1));
+        next = _mm_min_epi16(next, _mm_srli_epi32(next, 16));
+        next = _mm_min_epi16(next, never);
+        const std::uint32_t until = (static_cast<std::uint32_t>(_mm_cvtsi128_si32(next)) & 0xFFFFu) ^ 0x8000u;
+        const unsigned removal = kThinningRemoval[static_cast<std::size_t>(code)];
+        for (std::uint32_t time = from; removal != 0 && time <= from + 1 && time <= until; ++time) {
             // Odd times are first subiterations.
             if ((removal >> ((time & 1u) ^ 1u) & 1u) != 0u) {
                 return static_cast<Time>(time);
             }
         }
-        if (until == kNoTime) {
+        if (until == kPruned) {
             return kLine;
         }
         from = until + 1;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "CodePlane.h"
+#include "ZeroedArray.h"
 
 namespace Korvane {
 
@@ -58,9 +58,9 @@ private:
     int width_;
     int height_;
     std::ptrdiff_t stride_;
-    std::vector<Time> times_;                       // one more pixel on every side
-    std::vector<Time> queuedFor_;                   // time for which a pixel was queued last and still is; or 0
-    std::vector<std::uint8_t> isEnd_;
+    ZeroedArray<Time> times_;                       // one more pixel on every side
+    ZeroedArray<Time> queuedFor_;                   // time for which a pixel was queued last and still is; or 0
+    ZeroedArray<std::uint8_t> isEnd_;
     std::vector<std::vector<std::int32_t>> queue_;  // per time
     std::vector<std::int32_t> lineChanged_;
     std::vector<std::vector<int>> ends_;

@@ -4,12 +4,9 @@
 #include <vector>
 
 #include "CodePlane.h"
+#include "ThinningRemoval.h"
 
 namespace Korvane {
-
-/// What a pixel's neighbours (bit 0 north, clockwise to bit 7 north-west) make of it: bit 0 set where a first, bit 1
-/// where a second subiteration removes it.
-unsigned ThinningRemoval(unsigned neighbours);
 
 /// Two-subiteration thinning to lines one pixel wide (Guo and Hall, 1989), on 0/1 codes.
 class Thinning {

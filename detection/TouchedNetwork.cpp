@@ -8,12 +8,21 @@
 namespace Korvane {
 
 TouchedNetwork::TouchedNetwork(const CodePlane& map)
-    : map_(map), patchAt_(static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height)) {}
+    : map_(map),
+      words_(map.width, map.height),
+      states_(words_.Words()),
+      patchAt_(static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height)) {
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            if (map.At(x, y) == kBackground) {
+                BackgroundAdded(x, y);
+            }
+        }
+    }
+}
 
 void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
-    visited_.clear();
     visitedPatches_.clear();
-    turned_.clear();
     patches_.clear();
     patchRuns_.clear();
     notPassed_.clear();
@@ -23,6 +32,10 @@ void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
             Visit(at);
         }
     }
+}
+
+void TouchedNetwork::BackgroundAdded(const PixelRun& run) {
+    words_.ForEachWord(run, [&](std::int32_t word, Word bits) { At(word).patch |= bits; });
 }
 
 void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
@@ -61,79 +74,105 @@ void TouchedNetwork::Visit(Position at) {
         FloodPatch(at, kVisitedPatch);
         return;
     }
+    reach_ = Reach::kVisit;
     if (code == kTurnedPatch) {
-        MeetPatch(at, kVisitedPatch);
+        MeetPatch(at);
     } else {
-        FloodRegion(at, kVisitedRegion, kVisitedPatch);
+        FloodRegion(at, Reach::kVisit);
     }
     if (cluster_ >= 0) {
         PassThroughCluster(patchesBefore);
     }
 }
 
-void TouchedNetwork::FloodRegion(Position at, PixelCode code, PixelCode patchCode) {
-    const PixelCode from = map_.At(at.x, at.y);
-    std::vector<PixelRun>& runs = code == kVisitedRegion ? visited_ : turned_;
-    stack_.assign(1, at);
-    while (!stack_.empty()) {
-        const Position seed = stack_.back();
-        stack_.pop_back();
-        PixelCode* row = map_.Row(seed.y);
-        if (row[seed.x] != from) {
-            continue;
-        }
-        int x0 = seed.x;
-        int x1 = seed.x;
-        while (x0 > 0 && row[x0 - 1] == from) {
-            --x0;
-        }
-        while (x1 + 1 < map_.width && row[x1 + 1] == from) {
-            ++x1;
-        }
-        std::memset(row + x0, code, static_cast<std::size_t>(x1 - x0 + 1));
-        runs.push_back({seed.y, x0, x1});
-        LookAlong(seed.y - 1, x0 - 1, x1 + 1, from, patchCode);
-        LookAlong(seed.y, x0 - 1, x0 - 1, from, patchCode);
-        LookAlong(seed.y, x1 + 1, x1 + 1, from, patchCode);
-        LookAlong(seed.y + 1, x0 - 1, x1 + 1, from, patchCode);
+void TouchedNetwork::FloodRegion(Position at, Reach reach) {
+    reach_ = reach;
+    const std::int32_t start = words_.WordAt(at.x, at.y);
+    overPassed_ = (At(start).passed & BitGrid::Bit(at.x)) != 0;
+    At(start).seeds = BitGrid::Bit(at.x);
+    waiting_.assign(1, start);
+    while (!waiting_.empty()) {
+        const std::int32_t word = waiting_.back();
+        waiting_.pop_back();
+        FloodWord(word);
     }
 }
 
-void TouchedNetwork::LookAlong(int y, int x0, int x1, PixelCode from, PixelCode patchCode) {
-    if (y < 0 || y >= map_.height) {
+void TouchedNetwork::FloodWord(std::int32_t word) {
+    WordState& at = At(word);
+    const Word open = NotReached(at);
+    Word reached = at.seeds & open;
+    at.seeds = 0;
+    // Along the row: each step doubles the stretch over which bits are carried.
+    Word right = open;
+    Word left = open;
+    for (int step = 1; step < 64; step *= 2) {
+        reached |= (right & (reached << step)) | (left & (reached >> step));
+        right &= right << step;
+        left &= left >> step;
+    }
+    if (reached == 0) {
         return;
     }
-    const PixelCode* row = map_.Row(y);
-    const int last = std::min(x1, map_.width - 1);
-    bool inside = false;
-    for (int x = std::max(x0, 0); x <= last; ++x) {
-        const PixelCode code = row[x];
-        if (code == from) {
-            if (!inside) {
-                stack_.push_back({x, y});
-            }
-            inside = true;
-            continue;
+    Word& marked = reach_ == Reach::kVisit ? at.visited : at.passed;
+    if (marked == 0) {
+        (reach_ == Reach::kVisit ? visitedWords_ : passedWords_).push_back(word);
+    }
+    marked |= reached;
+    const int wordsPerRow = words_.WordsPerRow();
+    const int y = word / wordsPerRow;
+    const int column = word - y * wordsPerRow;
+    const Word beside = reached | reached << 1 | reached >> 1;
+    const bool over = (reached >> 63) != 0 && column + 1 < wordsPerRow;
+    const bool under = (reached & 1u) != 0 && column > 0;
+    const auto look = [&](std::int32_t near, Word bits) {
+        const WordState& there = At(near);
+        if ((bits & (NotReached(there) | there.patch)) != 0) {
+            LookAt(near, bits);
         }
-        inside = false;
-        if (code == kBackground || code == kVisitedPatch || code == kTurnedPatch) {
-            MeetPatch({x, y}, patchCode);
+    };
+    for (int v = std::max(y - 1, 0); v <= std::min(y + 1, map_.height - 1); ++v) {
+        const std::int32_t near = v * wordsPerRow + column;
+        look(near, beside);
+        if (over) {
+            look(near + 1, 1);
+        }
+        if (under) {
+            look(near - 1, Word{1} << 63);
         }
     }
 }
 
-void TouchedNetwork::MeetPatch(Position at, PixelCode patchCode) {
+// Bits that hang together in a row are of one patch.
+void TouchedNetwork::LookAt(std::int32_t word, Word bits) {
+    WordState& at = At(word);
+    const Word seeds = bits & NotReached(at);
+    if (seeds != 0) {
+        if (at.seeds == 0) {
+            waiting_.push_back(word);
+        }
+        at.seeds |= seeds;
+    }
+    Word met = bits & at.patch;
+    met &= ~(met << 1);
+    while (met != 0) {
+        const int y = word / words_.WordsPerRow();
+        MeetPatch({(word - y * words_.WordsPerRow()) * 64 + BitGrid::Lowest(met), y});
+        met &= met - 1;
+    }
+}
+
+void TouchedNetwork::MeetPatch(Position at) {
     const PixelCode code = map_.At(at.x, at.y);
     std::int32_t number = 0;
     if (code == kBackground) {
-        number = FloodPatch(at, patchCode);
+        number = FloodPatch(at, reach_ == Reach::kVisit ? kVisitedPatch : kTurnedPatch);
     } else {
         number = patchAt_[Index(at)];
-        if (code == kTurnedPatch && patchCode == kVisitedPatch) {
-            const std::size_t before = visited_.size();
-            flood_.Fill(map_, at.x, at.y, kVisitedPatch, Connectivity::k8, visited_);
-            visitedPatches_.insert(visitedPatches_.end(), visited_.begin() + static_cast<std::ptrdiff_t>(before),
-                                   visited_.end());
+        if (code == kTurnedPatch && reach_ == Reach::kVisit) {
+            refilled_.clear();
+            flood_.Fill(map_, at.x, at.y, kVisitedPatch, Connectivity::k8, refilled_);
+            std::for_each(refilled_.begin(), refilled_.end(), [&](const PixelRun& run) { MarkVisited(run); });
         }
     }
     if (number == lastMet_) {
@@ -147,19 +186,27 @@ void TouchedNetwork::MeetPatch(Position at, PixelCode patchCode) {
     cluster_ = ClusterOf(met);
 }
 
+void TouchedNetwork::MarkVisited(const PixelRun& run) {
+    visitedPatches_.push_back(run);
+    words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+        if (At(word).visited == 0) {
+            visitedWords_.push_back(word);
+        }
+        At(word).visited |= bits;
+    });
+}
+
 std::int32_t TouchedNetwork::FloodPatch(Position at, PixelCode code) {
     const auto number = static_cast<std::int32_t>(patches_.size());
     const std::size_t before = patchRuns_.size();
     flood_.Fill(map_, at.x, at.y, code, Connectivity::k8, patchRuns_);
     patches_.push_back({number, before, patchRuns_.size()});
     notPassed_.push_back(number);
-    std::vector<PixelRun>& runs = code == kVisitedPatch ? visited_ : turned_;
     for (std::size_t i = before; i < patchRuns_.size(); ++i) {
         const PixelRun& run = patchRuns_[i];
-        std::fill_n(patchAt_.begin() + static_cast<std::ptrdiff_t>(Index({run.x0, run.y})), run.x1 - run.x0 + 1, number);
-        runs.push_back(run);
+        std::fill_n(patchAt_.data() + Index({run.x0, run.y}), run.x1 - run.x0 + 1, number);
         if (code == kVisitedPatch) {
-            visitedPatches_.push_back(run);
+            MarkVisited(run);
         }
     }
     return number;
@@ -196,19 +243,43 @@ void TouchedNetwork::PassThrough(const Patch& patch) {
     const std::size_t last = patch.lastRun;
     for (std::size_t i = patch.firstRun; i < last; ++i) {
         const PixelRun run = patchRuns_[i];
+        const int x0 = std::max(run.x0 - 1, 0);
+        const int x1 = std::min(run.x1 + 1, map_.width - 1);
         for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, map_.height - 1); ++y) {
-            for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, map_.width - 1); ++x) {
-                if (map_.At(x, y) == kTouched) {
-                    FloodRegion({x, y}, kPassedRegion, kTurnedPatch);
+            words_.ForEachWord({y, x0, x1}, [&](std::int32_t word, Word bits) {
+                overPassed_ = false;
+                while (const Word behind = bits & NotReached(At(word))) {
+                    FloodRegion({(word - y * words_.WordsPerRow()) * 64 + BitGrid::Lowest(behind), y}, Reach::kPass);
                 }
-            }
+            });
         }
     }
 }
 
 void TouchedNetwork::Settle() {
-    SetRuns(map_, visited_, kTouched);
-    SetRuns(map_, turned_, kTouched);
+    SetRuns(map_, patchRuns_, kTouched);
+    for (const PixelRun& run : patchRuns_) {
+        words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+            At(word).patch &= ~bits;
+            At(word).region |= bits;
+        });
+    }
+    for (const std::int32_t word : visitedWords_) {
+        At(word).visited = 0;
+    }
+    for (const std::int32_t word : passedWords_) {
+        At(word).passed = 0;
+    }
+    visitedWords_.clear();
+    passedWords_.clear();
+}
+
+void TouchedNetwork::Clear(const PixelRun& run) {
+    std::memset(map_.Row(run.y) + run.x0, kBackground, static_cast<std::size_t>(run.x1 - run.x0 + 1));
+    words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+        At(word).region &= ~bits;
+        At(word).patch |= bits;
+    });
 }
 
 }  // namespace Korvane

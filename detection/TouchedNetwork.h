@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "BitGrid.h"
 #include "CodePlane.h"
+#include "ZeroedArray.h"
 
 namespace Korvane {
 
@@ -19,31 +21,47 @@ namespace Korvane {
 ///     region A ## patch . region B        a component that meets A visits A and the patch; B stays unvisited.
 ///     ###### .... ####### ::: patch C     one that meets B afterwards finds A and B in one cluster: C is turned.
 ///
-/// Between Touch and Settle the map holds codes of this class's own on all of that background.
+/// Regions are flooded in words of 64 pixels and are not written to; patches, which are small, pixel by pixel. Between
+/// Touch and Settle the map holds codes of this class's own on the patches that were visited or turned.
 class TouchedNetwork {
 public:
-    /// Borrows the map, rows without gaps, for its lifetime.
+    /// Borrows the map, rows without gaps, for its lifetime; it holds no kTouched yet.
     explicit TouchedNetwork(const CodePlane& map);
 
+    /// To be told of every pixel that became kBackground, but for those that Clear makes so.
+    void BackgroundAdded(int x, int y) { At(words_.WordAt(x, y)).patch |= BitGrid::Bit(x); }
+    void BackgroundAdded(const PixelRun& run);
+
     /// `component`: the runs of one component, already kAnalysed, next to background only.
-    /// Cost: proportional to what is visited or turned.
+    /// Cost: proportional to the words with pixels that are visited, passed through or turned.
     void Touch(const std::vector<PixelRun>& component);
-    /// What was visited, and the part of it that was patches.
-    const std::vector<PixelRun>& Visited() const { return visited_; }
+
+    /// What was visited: a bit per pixel, the words that are not 0, and the part of it that was patches.
+    const BitGrid& Grid() const { return words_; }
+    bool IsVisited(int x, int y) const { return (VisitedIn(words_.WordAt(x, y)) & BitGrid::Bit(x)) != 0; }
+    BitGrid::Word VisitedIn(std::int32_t word) const { return states_[static_cast<std::size_t>(word)].visited; }
+    const std::vector<std::int32_t>& VisitedWords() const { return visitedWords_; }
     const std::vector<PixelRun>& VisitedPatches() const { return visitedPatches_; }
-    bool IsVisited(int x, int y) const {
-        const PixelCode code = map_.At(x, y);
-        return code == kVisitedRegion || code == kVisitedPatch;
-    }
-    /// Gives kTouched to all that was visited or turned.
+
+    /// Gives kTouched to all that was visited or turned; nothing is visited any more.
     void Settle();
 
-private:
-    static constexpr PixelCode kVisitedRegion = 4;
-    static constexpr PixelCode kVisitedPatch = 5;
-    static constexpr PixelCode kTurnedPatch = 6;
-    static constexpr PixelCode kPassedRegion = 7;  // met on the way through its cluster, not visited
+    /// Makes a run of kTouched kBackground again.
+    void Clear(const PixelRun& run);
 
+private:
+    using Word = BitGrid::Word;
+    static constexpr PixelCode kVisitedPatch = 4;
+    static constexpr PixelCode kTurnedPatch = 5;
+
+    /// 64 pixels of a row, a bit each.
+    struct WordState {
+        Word region;   // kTouched
+        Word patch;    // kBackground, or a patch's code of the present analysis
+        Word visited;  // regions and patches
+        Word passed;   // regions met on the way through their cluster
+        Word seeds;    // of the flood; 0 between floods
+    };
     struct Patch {
         std::int32_t cluster;  // forest over patches; a root stands for itself
         std::size_t firstRun;
@@ -53,32 +71,45 @@ private:
         int x;
         int y;
     };
+    enum class Reach { kVisit, kPass };
 
     void FindRing(const std::vector<PixelRun>& component);
     void Visit(Position at);
-    void FloodRegion(Position at, PixelCode code, PixelCode patchCode);
-    void LookAlong(int y, int x0, int x1, PixelCode from, PixelCode patchCode);
-    void MeetPatch(Position at, PixelCode patchCode);
+    void FloodRegion(Position at, Reach reach);
+    void FloodWord(std::int32_t word);
+    void LookAt(std::int32_t word, Word bits);
+    void MeetPatch(Position at);
     std::int32_t FloodPatch(Position at, PixelCode code);
+    void MarkVisited(const PixelRun& run);
     void PassThroughCluster(std::size_t patchesBefore);
     void PassThrough(const Patch& patch);
     std::int32_t ClusterOf(std::int32_t patch);
+    WordState& At(std::int32_t word) { return states_[static_cast<std::size_t>(word)]; }
+    Word NotReached(const WordState& at) const {
+        return at.region & ~at.visited & (overPassed_ ? at.passed : ~at.passed);
+    }
     std::size_t Index(Position at) const {
         return static_cast<std::size_t>(at.y) * static_cast<std::size_t>(map_.width) + static_cast<std::size_t>(at.x);
     }
 
     CodePlane map_;
-    std::vector<std::int32_t> patchAt_;  // number of the patch, on patches of the present analysis
+    BitGrid words_;
+    ZeroedArray<WordState> states_;
+    std::vector<std::int32_t> visitedWords_;
+    std::vector<std::int32_t> passedWords_;
+    std::vector<std::int32_t> waiting_;  // words with seeds
+    Reach reach_ = Reach::kVisit;
+    bool overPassed_ = false;            // the flood goes over what was passed, else over what was not
+
+    ZeroedArray<std::int32_t> patchAt_;  // number of the patch, on patches of the present analysis
     std::vector<Position> ring_;
-    std::vector<PixelRun> visited_;
     std::vector<PixelRun> visitedPatches_;
-    std::vector<PixelRun> turned_;
     std::vector<Patch> patches_;
     std::vector<PixelRun> patchRuns_;
     std::vector<std::int32_t> notPassed_;  // patches that nothing has passed through yet
     std::int32_t cluster_ = -1;            // of the region that is being looked at
     std::int32_t lastMet_ = -1;
-    std::vector<Position> stack_;
+    std::vector<PixelRun> refilled_;
     RunFlood flood_;
 };
 

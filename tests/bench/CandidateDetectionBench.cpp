@@ -33,7 +33,7 @@ void DetectIn(benchmark::State& state, cv::Mat (*picture)(int)) {
 }
 
 void Sizes(benchmark::internal::Benchmark* bench) {
-    bench->RangeMultiplier(2)->Range(512, 2048)->Unit(benchmark::kMillisecond)->MinTime(0.2);
+    bench->RangeMultiplier(2)->Range(512, 8192)->Unit(benchmark::kMillisecond)->MinTime(0.2);
 }
 
 BENCHMARK_CAPTURE(DetectIn, vesicles, Vesicles)->Name("CandidateDetection/vesicles")->Apply(Sizes);

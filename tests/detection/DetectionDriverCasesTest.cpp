@@ -9,18 +9,18 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "DetectionRecorder.h"
 #include "RoundnessFilter.h"
 #include "operations/Labelling.h"
 #include "reference/PlainDetection.h"
 #include "support/Phantoms.h"
+#include "support/StageRecorder.h"
 #include "support/TestImages.h"
 
 namespace {
 
 using Korvane::AnalysisParameters;
 using Korvane::DetectionStage;
-using korvane_test::DetectionRecorder;
+using korvane_test::StageRecorder;
 using korvane_test::SameVoxels;
 using qvox::LabelImage;
 using qvox::VoxelImage;
@@ -48,8 +48,8 @@ LabelImage LabelsFor(const VoxelImage<float>& raw) {
 
 /// Runs the plain and the shipped form and compares every stage and the labels.
 void ExpectSameAsPlain(const VoxelImage<float>& raw, const AnalysisParameters& parameters, float resolution) {
-    DetectionRecorder plain;
-    DetectionRecorder shipped;
+    StageRecorder plain;
+    StageRecorder shipped;
     LabelImage plainLabels = LabelsFor(raw);
     LabelImage labels = LabelsFor(raw);
     const VoxelImage<float> before(raw);
@@ -117,7 +117,7 @@ void ExpectBlurSigma(int width, double sigma) {
     parameters.roundnessThreshold = 0.0f;
     // So small a scale that no diffusion step is left: the edge map is that of the blurred picture.
     const float resolution = kReference * 0.04f;
-    DetectionRecorder recorder;
+    StageRecorder recorder;
     LabelImage labels = LabelsFor(raw);
     Korvane::DetectExosomes(raw, labels, parameters, resolution, recorder);
 
@@ -159,7 +159,7 @@ TEST(DetectionDriverCases, WithoutRefinementTheProgressAdvancesByFive) {
     const VoxelImage<float> raw = VesiclePicture(1, 160, 120);
     AnalysisParameters parameters;
     parameters.roundnessThreshold = 0.0f;
-    DetectionRecorder recorder;
+    StageRecorder recorder;
     LabelImage labels = LabelsFor(raw);
     Korvane::DetectExosomes(raw, labels, parameters, kReference * 0.3f, recorder);
     const std::vector<std::pair<int, std::string>> expected{{1, "Image: 1 preprocessing"},
@@ -173,7 +173,7 @@ TEST(DetectionDriverCases, WithoutRefinementTheProgressAdvancesByFive) {
 
 TEST(DetectionDriverCases, WithRefinementTheProgressAdvancesBySixAndTheNumberDrifts) {
     const VoxelImage<float> raw = VesiclePicture(1, 160, 120);
-    DetectionRecorder recorder(6);
+    StageRecorder recorder(6);
     LabelImage labels = LabelsFor(raw);
     Korvane::DetectExosomes(raw, labels, {}, kReference * 0.3f, recorder);
     ASSERT_EQ(recorder.progress.size(), 6u);
@@ -183,7 +183,7 @@ TEST(DetectionDriverCases, WithRefinementTheProgressAdvancesBySixAndTheNumberDri
 
 TEST(DetectionDriverCases, TheBackgroundMarkerIsNeverLeftInTheResult) {
     const VoxelImage<float> raw = VesiclePicture(2, 200, 160);
-    DetectionRecorder recorder;
+    StageRecorder recorder;
     LabelImage labels = LabelsFor(raw);
     Korvane::DetectExosomes(raw, labels, {}, kReference * 0.4f, recorder);
     const LabelImage& markers = recorder.labels[DetectionStage::kMarkers];

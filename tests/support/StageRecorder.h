@@ -2,13 +2,14 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "DetectionObserver.h"
 
 namespace korvane_test {
 
-/// Keeps everything that detection tells: progress values with their messages, and every stage's map.
+/// Keeps everything that detection tells: progress values with their messages, trace lines, and every stage's map.
 class StageRecorder : public Korvane::DetectionObserver {
 public:
     explicit StageRecorder(int startValue = 0) : value(startValue) {}
@@ -17,7 +18,9 @@ public:
     void UpdateProgress(int newValue, const std::string& message) override {
         value = newValue;
         messages.push_back(message);
+        progress.emplace_back(newValue, message);
     }
+    void Trace(const std::string& line) override { trace.push_back(line); }
     bool WantsStage(Korvane::DetectionStage) override { return true; }
     void StageFloat(Korvane::DetectionStage stage, const qvox::VoxelImage<float>& map) override { floats[stage] = map; }
     void StageByte(Korvane::DetectionStage stage, const qvox::VoxelImage<std::uint8_t>& map) override {
@@ -27,6 +30,8 @@ public:
 
     int value;
     std::vector<std::string> messages;
+    std::vector<std::pair<int, std::string>> progress;
+    std::vector<std::string> trace;
     std::map<Korvane::DetectionStage, qvox::VoxelImage<float>> floats;
     std::map<Korvane::DetectionStage, qvox::VoxelImage<std::uint8_t>> bytes;
     std::map<Korvane::DetectionStage, qvox::LabelImage> labels;

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "CodePlane.h"
+
+namespace Korvane {
+
+/// How the pixels of a picture lie in words of 64, row by row, each row in whole words; bit 0 is the leftmost pixel.
+class BitGrid {
+public:
+    using Word = std::uint64_t;
+    BitGrid(int width, int height)
+        : wordsPerRow_((width + 63) / 64), words_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height)) {}
+
+    std::size_t Words() const { return words_; }
+    int WordsPerRow() const { return wordsPerRow_; }
+    std::int32_t WordAt(int x, int y) const { return y * wordsPerRow_ + (x >> 6); }
+    static Word Bit(int x) { return Word{1} << (x & 63); }
+    /// Index of the lowest bit of a word that is not 0.
+    static int Lowest(Word bits) { return __builtin_ctzll(bits); }
+
+    /// Calls visit(word, bits) for each word that the run has pixels in.
+    template <typename Visit>
+    void ForEachWord(const PixelRun& run, Visit visit) const {
+        const std::int32_t first = WordAt(run.x0, run.y);
+        const std::int32_t last = WordAt(run.x1, run.y);
+        for (std::int32_t word = first; word <= last; ++word) {
+            Word bits = ~Word{0};
+            bits &= word == first ? ~Word{0} << (run.x0 & 63) : bits;
+            bits &= word == last ? ~Word{0} >> (63 - (run.x1 & 63)) : bits;
+            visit(word, bits);
+        }
+    }
+
+private:
+    std::int32_t wordsPerRow_;
+    std::size_t words_;
+};
+
+}  // namespace Korvane
