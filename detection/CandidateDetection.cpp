@@ -12,6 +12,7 @@
 #include "ComponentSweeper.h"
 #include "NetworkAnalysis.h"
 #include "OpenComponents.h"
+#include "PixelSet.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -104,7 +105,8 @@ public:
           open_(OpenMap(edges, threshold, alsoOpen)),
           candidates_(edges.total(), kFree),
           components_({open_.data(), width_, width_, height_}, kOpen),
-          analysis_({open_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale) {}
+          analysis_({open_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale),
+          cleared_(width_, height_) {}
 
     /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
     /// are too large may become smaller, all others leave with their first sweep.
@@ -116,10 +118,12 @@ public:
                 for (const PixelRun& run : component.runs) {
                     analysis_.BackgroundAdded(run);
                 }
-                cleared_.insert(cleared_.end(), component.runs.begin(), component.runs.end());
+                NoteCleared(component.runs);
                 continue;
             }
-            analysis_.Analyse({component.first % width_, component.first / width_}, component.runs, cleared_);
+            clearedNow_.clear();
+            analysis_.Analyse({component.first % width_, component.first / width_}, component.runs, clearedNow_);
+            NoteCleared(clearedNow_);
         }
     }
 
@@ -140,9 +144,7 @@ public:
                 RemoveRegion(*pixel, level);
             }
         }
-        const std::vector<PixelRun> cleared = std::move(cleared_);
-        cleared_.clear();
-        for (const PixelRun& run : cleared) {
+        cleared_.TakeRuns([&](const PixelRun& run) {
             // What was cleared may have been touched again since: the network is what the map says now.
             const PixelCode* row = open_.data() + static_cast<std::ptrdiff_t>(run.y) * width_;
             for (int x = run.x0; x <= run.x1; ++x) {
@@ -154,7 +156,7 @@ public:
                     RemoveNextTo({run.y, first, x - 1}, level);
                 }
             }
-        }
+        });
     }
 
     const std::vector<PixelCode>& OpenMap() const { return open_; }
@@ -181,6 +183,12 @@ private:
             for (int u = std::max(x - 1, 0); u <= std::min(x + 1, width_ - 1); ++u) {
                 visit(v * width_ + u);
             }
+        }
+    }
+
+    void NoteCleared(const std::vector<PixelRun>& runs) {
+        for (const PixelRun& run : runs) {
+            cleared_.Add(run);
         }
     }
 
@@ -234,7 +242,8 @@ private:
     std::vector<PixelCode> candidates_;
     OpenComponents components_;
     NetworkAnalysis analysis_;
-    std::vector<PixelRun> cleared_;
+    PixelSet cleared_;  // became background in the sweeps since the last removal
+    std::vector<PixelRun> clearedNow_;
     std::vector<std::int32_t> stack_;
 };
 

@@ -15,16 +15,13 @@ struct ComponentAreaRange {
 
 ComponentAreaRange AreaRangeFor(float scale, float maxRelativeClusterSize);
 
-/// The component sweep on code maps (see EnclosedRegion.h for the codes), for as many sweeps as one pair of maps needs.
+/// One component sweep over a whole pair of code maps (see EnclosedRegion.h for the codes).
 class ComponentSweeper {
 public:
     ComponentSweeper(const CodePlane& components, const CodePlane& candidates, float scale, float maxRelativeClusterSize);
 
     /// Sweeps once and appends to `cleared` the runs of the component map that became kBackground.
     void Sweep(std::vector<PixelRun>& cleared);
-
-    /// To be told of each pixel of the component map that the owner changed since the last sweep.
-    void ComponentChanged(std::ptrdiff_t offset) { analysis_.ComponentChanged(offset); }
 
 private:
     void SweepComponent(int x, int y, std::vector<PixelRun>& cleared);

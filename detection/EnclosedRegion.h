@@ -22,6 +22,9 @@ inline constexpr PixelCode kRing = 3;
 /// thins them, prunes the open lines, and makes what the remaining lines enclose around the component a candidate with
 /// a ring around it. Works on the box of what is touched, never on the whole map, except where a fill runs out of it.
 ///
+/// Takes any map of codes and keeps nothing that speeds up the next analysis; NetworkAnalysis.h does the same for the maps of
+/// candidate detection.
+///
 /// Borrows both maps, which have equal sizes and hold the codes above, for its lifetime. After anything but Analyse
 /// has changed the component map, ComponentChanged must be told.
 class EnclosedRegionAnalysis {
@@ -33,7 +36,6 @@ public:
     void Analyse(PixelPosition seed, const std::vector<PixelRun>& component, std::vector<PixelRun>& cleared);
 
     void ComponentChanged(const std::vector<PixelRun>& runs);
-    void ComponentChanged(std::ptrdiff_t offset) { work_[static_cast<std::size_t>(offset)] = components_.data[offset]; }
 
 private:
     /// Rectangle of the map in which one analysis happens, with one more pixel on every side.

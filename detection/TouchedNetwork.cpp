@@ -14,9 +14,9 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
       patchAt_(static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height)) {
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
-            if (map.At(x, y) == kBackground) {
-                BackgroundAdded(x, y);
-            }
+            WordState& at = At(words_.WordAt(x, y));
+            at.patch |= map.At(x, y) == kBackground ? BitGrid::Bit(x) : 0;
+            at.region |= map.At(x, y) == kTouched ? BitGrid::Bit(x) : 0;
         }
     }
 }

@@ -25,7 +25,7 @@ namespace Korvane {
 /// Touch and Settle the map holds codes of this class's own on the patches that were visited or turned.
 class TouchedNetwork {
 public:
-    /// Borrows the map, rows without gaps, for its lifetime; it holds no kTouched yet.
+    /// Borrows the map, rows without gaps, for its lifetime.
     explicit TouchedNetwork(const CodePlane& map);
 
     /// To be told of every pixel that became kBackground, but for those that Clear makes so.

@@ -1,0 +1,128 @@
+#include "NetworkAnalysis.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "EnclosedRegion.h"
+#include "reference/PlainComponentSweep.h"
+#include "support/EdgeMaps.h"
+
+namespace {
+
+using Korvane::CodePlane;
+using Korvane::PixelCode;
+using Korvane::PixelRun;
+
+int Between(std::mt19937& random, int low, int high) {
+    return low + static_cast<int>(static_cast<std::uint32_t>(random()) % static_cast<std::uint32_t>(high - low + 1));
+}
+
+cv::Mat FloatsOf(cv::Mat& codes) {
+    cv::Mat floats;
+    codes.convertTo(floats, CV_32F);
+    return floats;
+}
+
+bool Equal(cv::Mat& codes, const cv::Mat& plain) { return cv::countNonZero(FloatsOf(codes) != plain) == 0; }
+
+CodePlane PlaneOf(cv::Mat& codes) { return {codes.ptr(), codes.cols, codes.cols, codes.rows}; }
+
+/// Background in irregular lines, all else open.
+cv::Mat RandomMap(std::mt19937& random, cv::Size size) {
+    const cv::Mat noise = korvane_test::NoisePicture(size.width, size.height, 0.25 * Between(random, 1, 8),
+                                                     static_cast<std::uint32_t>(random()));
+    const double share = 0.05 * Between(random, 6, 13);
+    cv::Mat codes(size, CV_8U, cv::Scalar(Korvane::kOpen));
+    codes.setTo(Korvane::kBackground, noise < share);
+    return codes;
+}
+
+/// Analyses the component of (x, y) in both forms.
+void Analyse(cv::Mat& codes, cv::Mat& plainCodes, cv::Mat& plainCandidates, Korvane::NetworkAnalysis& analysis, int x,
+             int y, float scale) {
+    Korvane::RunFlood flood;
+    std::vector<PixelRun> component;
+    std::vector<PixelRun> cleared;
+    flood.Fill(PlaneOf(codes), x, y, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
+    for (const PixelRun& run : component) {
+        for (int u = run.x0; u <= run.x1; ++u) plainCodes.at<float>(run.y, u) = 2.0f;
+    }
+    analysis.Analyse({x, y}, component, cleared);
+    korvane_reference::PlainEnclosedRegionAnalysis(plainCodes, {1, x, y}, plainCandidates, scale);
+}
+
+TEST(NetworkAnalysis, BothMapsEqualThePlainFormComponentByComponent) {
+    for (std::uint32_t seed = 1; seed <= 1500; ++seed) {
+        std::mt19937 random(seed);
+        cv::Mat codes = RandomMap(random, cv::Size(Between(random, 3, 40), Between(random, 3, 40)));
+        constexpr std::array<float, 3> scales{0.05f, 0.2f, 0.5f};
+        const float scale = scales[static_cast<std::size_t>(Between(random, 0, 2))];
+        cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
+        cv::Mat plainCodes = FloatsOf(codes);
+        cv::Mat plainCandidates = FloatsOf(candidates);
+        Korvane::NetworkAnalysis analysis(PlaneOf(codes), PlaneOf(candidates), scale);
+        for (int tries = 0; tries < 10; ++tries) {
+            const int x = Between(random, 0, codes.cols - 1);
+            const int y = Between(random, 0, codes.rows - 1);
+            if (codes.at<uchar>(y, x) != Korvane::kOpen) continue;
+            Analyse(codes, plainCodes, plainCandidates, analysis, x, y, scale);
+            ASSERT_TRUE(Equal(codes, plainCodes)) << "component map, seed " << seed << ", try " << tries;
+            ASSERT_TRUE(Equal(candidates, plainCandidates)) << "candidates, seed " << seed << ", try " << tries;
+        }
+    }
+}
+
+cv::Mat MapOf(const std::vector<std::string>& rows) {
+    cv::Mat codes(static_cast<int>(rows.size()), static_cast<int>(rows[0].size()), CV_8U);
+    for (int y = 0; y < codes.rows; ++y) {
+        for (int x = 0; x < codes.cols; ++x) {
+            codes.at<uchar>(y, x) = static_cast<uchar>(rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] - '0');
+        }
+    }
+    return codes;
+}
+
+std::vector<std::string> RowsOf(const cv::Mat& codes) {
+    std::vector<std::string> rows(static_cast<std::size_t>(codes.rows));
+    for (int y = 0; y < codes.rows; ++y) {
+        for (int x = 0; x < codes.cols; ++x) {
+            rows[static_cast<std::size_t>(y)] += static_cast<char>('0' + codes.at<uchar>(y, x));
+        }
+    }
+    return rows;
+}
+
+TEST(NetworkAnalysis, WhatAForkCountsWithoutAnEndClearsRowZeroColumnZero) {
+    cv::Mat codes = MapOf({"01111", "00101", "00100", "01000", "00100"});
+    cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
+    cv::Mat plainCodes = FloatsOf(codes);
+    cv::Mat plainCandidates = FloatsOf(candidates);
+    Korvane::NetworkAnalysis analysis(PlaneOf(codes), PlaneOf(candidates), 0.05f);
+    Analyse(codes, plainCodes, plainCandidates, analysis, 4, 1, 0.05f);
+    EXPECT_TRUE(Equal(codes, plainCodes));
+    EXPECT_EQ(RowsOf(codes), (std::vector<std::string>{"02222", "03202", "33203", "31333", "33133"}));
+}
+
+TEST(NetworkAnalysis, ALaterRingCoversCandidatesOfBefore) {
+    // The outer component's fill has the inner one as a hole; the inner one's ring is written over it.
+    cv::Mat codes = MapOf({"11111111111", "10000000001", "10111111101", "10111111101", "10110001101", "10110101101",
+                           "10110001101", "10111111101", "10111111101", "10000000001", "11111111111"});
+    cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
+    cv::Mat plainCodes = FloatsOf(codes);
+    cv::Mat plainCandidates = FloatsOf(candidates);
+    Korvane::NetworkAnalysis analysis(PlaneOf(codes), PlaneOf(candidates), 1.0f);
+    Analyse(codes, plainCodes, plainCandidates, analysis, 2, 2, 1.0f);
+    EXPECT_TRUE(Equal(candidates, plainCandidates));
+    EXPECT_EQ(candidates.at<uchar>(4, 5), Korvane::kCandidate);
+    Analyse(codes, plainCodes, plainCandidates, analysis, 5, 5, 1.0f);
+    EXPECT_TRUE(Equal(candidates, plainCandidates));
+    EXPECT_EQ(candidates.at<uchar>(4, 5), Korvane::kRing);
+    EXPECT_EQ(candidates.at<uchar>(5, 5), Korvane::kCandidate);
+}
+
+}  // namespace

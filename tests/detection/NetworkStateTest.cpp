@@ -1,0 +1,291 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <opencv2/imgproc.hpp>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "EnclosedRegion.h"
+#include "NetworkDistance.h"
+#include "NetworkSkeleton.h"
+#include "OpenComponents.h"
+#include "TouchedNetwork.h"
+#include "reference/PlainComponentSweep.h"
+#include "reference/PlainSkeleton.h"
+#include "support/EdgeMaps.h"
+
+// What is kept up to date from step to step is compared, after each step, with what working it out anew gives.
+namespace {
+
+using Korvane::CodePlane;
+using Korvane::PixelCode;
+using Korvane::PixelRun;
+
+int Between(std::mt19937& random, int low, int high) {
+    return low + static_cast<int>(static_cast<std::uint32_t>(random()) % static_cast<std::uint32_t>(high - low + 1));
+}
+
+struct CodeMap {
+    CodeMap(int columns, int rows, PixelCode code)
+        : width(columns), height(rows), codes(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows), code) {}
+    CodePlane Plane() { return {codes.data(), width, width, height}; }
+    PixelCode& At(int x, int y) {
+        return codes[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)];
+    }
+    int width;
+    int height;
+    std::vector<PixelCode> codes;
+};
+
+/// Areas and first pixels of the 4-connected components of open pixels, by flooding.
+std::set<std::pair<int, std::int64_t>> ComponentsByFlooding(CodeMap map, std::int64_t limit) {
+    std::set<std::pair<int, std::int64_t>> found;
+    Korvane::RunFlood flood;
+    std::vector<PixelRun> runs;
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            if (map.At(x, y) == Korvane::kOpen) {
+                const auto area = flood.Fill(map.Plane(), x, y, Korvane::kAnalysed, Korvane::Connectivity::k4, runs);
+                if (area <= limit) found.emplace(y * map.width + x, area);
+            }
+        }
+    }
+    return found;
+}
+
+TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsAreRemoved) {
+    for (std::uint32_t seed = 1; seed <= 300; ++seed) {
+        std::mt19937 random(seed);
+        CodeMap map(Between(random, 1, 30), Between(random, 1, 30), Korvane::kOpen);
+        for (PixelCode& code : map.codes) {
+            if (Between(random, 0, 9) == 0) code = Korvane::kBackground;
+        }
+        const std::int64_t limit = Between(random, 0, 40);
+        Korvane::OpenComponents components(map.Plane(), Korvane::kOpen);
+        for (int step = 0; step < 30; ++step) {
+            const std::set<std::pair<int, std::int64_t>> expected = ComponentsByFlooding(map, limit);
+            std::set<std::pair<int, std::int64_t>> taken;
+            int last = -1;
+            for (const Korvane::TakenComponent& component : components.TakeSmall(limit, Korvane::kAnalysed)) {
+                EXPECT_GT(component.first, last) << "order, seed " << seed;
+                last = component.first;
+                taken.emplace(component.first, component.area);
+            }
+            ASSERT_EQ(taken, expected) << "seed " << seed << ", step " << step;
+            for (int i = Between(random, 1, map.width * map.height / 15 + 1); i > 0; --i) {
+                const int pixel = Between(random, 0, map.width * map.height - 1);
+                if (map.codes[static_cast<std::size_t>(pixel)] == Korvane::kOpen) {
+                    map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
+                    components.Remove(pixel);
+                }
+            }
+        }
+    }
+}
+
+TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
+    CodeMap map(5, 3, Korvane::kOpen);
+    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen);
+    EXPECT_TRUE(components.TakeSmall(9, Korvane::kAnalysed).empty());
+    for (int y = 0; y < 3; ++y) {
+        map.At(1, y) = Korvane::kBackground;
+        components.Remove(y * 5 + 1);
+    }
+    const auto& taken = components.TakeSmall(3, Korvane::kAnalysed);
+    ASSERT_EQ(taken.size(), 1u);
+    EXPECT_EQ(taken[0].first, 0);
+    EXPECT_EQ(taken[0].area, 3);
+}
+
+TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
+    CodeMap map(5, 5, Korvane::kOpen);
+    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen);
+    EXPECT_TRUE(components.TakeSmall(1, Korvane::kAnalysed).empty());
+    for (const int pixel : {7, 11, 13, 17}) {
+        map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
+        components.Remove(pixel);
+    }
+    const auto& taken = components.TakeSmall(1, Korvane::kAnalysed);
+    ASSERT_EQ(taken.size(), 1u);
+    EXPECT_EQ(taken[0].first, 12);
+}
+
+cv::Mat RandomSet(std::mt19937& random, int width, int height) {
+    const cv::Mat noise = korvane_test::NoisePicture(width, height, 0.5 * Between(random, 1, 6), static_cast<std::uint32_t>(random()));
+    cv::Mat set;
+    cv::threshold(noise, set, 0.1 * Between(random, 3, 7), 1.0, cv::THRESH_BINARY);
+    return set;
+}
+
+/// Changes the kept set, held in `known`, to `wanted`.
+template <typename Kept>
+void ChangeTo(const cv::Mat& wanted, cv::Mat& known, Kept& kept) {
+    for (int y = 0; y < wanted.rows; ++y) {
+        for (int x = 0; x < wanted.cols; ++x) {
+            const bool now = wanted.at<float>(y, x) == 1.0f;
+            const bool before = known.at<float>(y, x) == 1.0f;
+            if (now && !before) kept.Add(x, y);
+            if (!now && before) kept.Remove(x, y);
+        }
+    }
+    kept.Update();
+    known = wanted.clone();
+}
+
+TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
+    for (std::uint32_t seed = 1; seed <= 60; ++seed) {
+        std::mt19937 random(seed);
+        const int width = Between(random, 1, 60);
+        const int height = Between(random, 1, 60);
+        Korvane::NetworkSkeleton skeleton(width, height);
+        cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
+        for (int step = 0; step < 8; ++step) {
+            cv::Mat wanted = step % 3 == 0 ? RandomSet(random, width, height) : known.clone();
+            for (int i = Between(random, 0, 6); i > 0; --i) {
+                const cv::Point at(Between(random, 0, width - 1), Between(random, 0, height - 1));
+                cv::circle(wanted, at, Between(random, 0, 5), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
+            }
+            ChangeTo(wanted, known, skeleton);
+            korvane_reference::PlainThinning(wanted);
+            for (int y = 0; y < height; ++y) {
+                for (int x = 0; x < width; ++x) {
+                    ASSERT_EQ(*skeleton.At(x, y) == Korvane::NetworkSkeleton::kLine, wanted.at<float>(y, x) == 1.0f)
+                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
+                }
+            }
+        }
+    }
+}
+
+TEST(NetworkDistance, LargestDistancesAreThoseOfTheWholeSetAfterAnyChange) {
+    for (std::uint32_t seed = 1; seed <= 60; ++seed) {
+        std::mt19937 random(seed);
+        const int width = Between(random, 2, 90);
+        const int height = Between(random, 1, 40);
+        Korvane::NetworkDistance distance(width, height);
+        cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
+        for (int step = 0; step < 8; ++step) {
+            cv::Mat wanted = step % 3 == 0 ? RandomSet(random, width, height) : known.clone();
+            const cv::Point at(Between(random, 0, width - 1), Between(random, 0, height - 1));
+            cv::circle(wanted, at, Between(random, 0, 9), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
+            wanted.at<float>(0, 0) = 0.0f;  // with no pixel outside the set there is no distance
+            ChangeTo(wanted, known, distance);
+            cv::Mat plain;
+            cv::distanceTransform(wanted > 0.0f, plain, cv::DIST_L1, 3, CV_32F);
+            const Korvane::BitGrid grid(width, height);
+            for (int y = 0; y < height; ++y) {
+                for (int x = 0; x < width; ++x) {
+                    const auto bit = Korvane::BitGrid::Bit(x);
+                    ASSERT_EQ(distance.LargestIn(grid.WordAt(x, y), bit, ~bit), static_cast<int>(plain.at<float>(y, x)))
+                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
+                }
+            }
+        }
+    }
+}
+
+/// A map as it is between analyses: background of both kinds, all else open.
+CodeMap RandomBackground(std::mt19937& random) {
+    CodeMap map(Between(random, 2, 150), Between(random, 2, 40), Korvane::kOpen);
+    const cv::Mat noise = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5), static_cast<std::uint32_t>(random()));
+    const cv::Mat kind = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5), static_cast<std::uint32_t>(random()));
+    const float share = 0.1f * static_cast<float>(Between(random, 3, 7));
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            if (noise.at<float>(y, x) < share) {
+                map.At(x, y) = kind.at<float>(y, x) < 0.5f ? Korvane::kBackground : Korvane::kTouched;
+            }
+        }
+    }
+    return map;
+}
+
+cv::Mat FloatsOf(CodeMap& map) {
+    cv::Mat floats;
+    cv::Mat(map.height, map.width, CV_8U, map.codes.data()).convertTo(floats, CV_32F);
+    return floats;
+}
+
+void ExpectTouchedAsInPlainForm(CodeMap& map, Korvane::TouchedNetwork& network, int seedX, int seedY) {
+    std::vector<PixelRun> component;
+    Korvane::RunFlood flood;
+    flood.Fill(map.Plane(), seedX, seedY, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
+    cv::Mat plain = FloatsOf(map);
+    const cv::Mat regions = korvane_reference::PlainTouchedRegions(plain, {1, seedX, seedY});
+    network.Touch(component);
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            ASSERT_EQ(network.IsVisited(x, y), regions.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
+        }
+    }
+    network.Settle();
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            ASSERT_EQ(static_cast<float>(map.At(x, y)), plain.at<float>(y, x)) << "column " << x << ", row " << y;
+        }
+    }
+}
+
+TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
+    for (std::uint32_t seed = 1; seed <= 400; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        CodeMap map = RandomBackground(random);
+        Korvane::TouchedNetwork network(map.Plane());
+        for (int tries = 0; tries < 12; ++tries) {
+            const int x = Between(random, 0, map.width - 1);
+            const int y = Between(random, 0, map.height - 1);
+            if (map.At(x, y) == Korvane::kOpen) ExpectTouchedAsInPlainForm(map, network, x, y);
+            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, x});
+            if (::testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+CodeMap MapOf(const std::vector<std::string>& rows) {
+    CodeMap map(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()), Korvane::kBackground);
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            map.At(x, y) = static_cast<PixelCode>(rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] - '0');
+        }
+    }
+    return map;
+}
+
+std::vector<std::string> RowsOf(CodeMap& map) {
+    std::vector<std::string> rows(static_cast<std::size_t>(map.height));
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) rows[static_cast<std::size_t>(y)] += static_cast<char>('0' + map.At(x, y));
+    }
+    return rows;
+}
+
+TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned) {
+    CodeMap map = MapOf({"2330330"});
+    Korvane::TouchedNetwork network(map.Plane());
+    network.Touch({{0, 0, 0}});
+    EXPECT_TRUE(network.IsVisited(3, 0));
+    EXPECT_FALSE(network.IsVisited(4, 0));
+    network.Settle();
+    EXPECT_EQ(RowsOf(map), (std::vector<std::string>{"2333330"}));
+}
+
+TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFirst) {
+    // From the left end of row 0 the region in columns 1 and 2 and the patch after it are visited; the region in row 2
+    // reaches the far side of that patch, and so the patch in column 6 becomes one of its cluster.
+    CodeMap map = MapOf({"2330330", "2000131", "2333331", "1111111"});
+    map.At(1, 1) = map.At(2, 1) = map.At(3, 1) = Korvane::kOpen;
+    Korvane::TouchedNetwork network(map.Plane());
+    network.Touch({{0, 0, 0}});
+    network.Settle();
+    EXPECT_EQ(map.At(3, 0), Korvane::kTouched);
+    EXPECT_EQ(map.At(6, 0), Korvane::kBackground);
+    network.Touch({{2, 0, 0}});
+    network.Settle();
+    EXPECT_EQ(map.At(6, 0), Korvane::kTouched);
+}
+
+}  // namespace
