@@ -57,11 +57,11 @@ private:
 /// Mostly small; widths around multiples of vector lengths, single rows and columns among them.
 cv::Size RandomSize(Choice& choice) {
     constexpr std::array<int, 12> odd{1, 2, 3, 7, 8, 15, 16, 17, 31, 33, 64, 65};
-    const int kind = choice.Between(0, 19);
-    if (kind == 0) return {choice.Between(100, 240), choice.Between(100, 240)};
-    if (kind <= 3) return {choice.Between(60, 130), choice.Between(60, 130)};
-    if (kind <= 8) return {odd[static_cast<std::size_t>(choice.Between(0, 11))], choice.Between(1, 70)};
-    if (kind == 9) return {choice.Between(1, 200), 1};
+    const int kind = choice.Between(0, 99);
+    if (kind == 0) return {choice.Between(100, 200), choice.Between(100, 200)};
+    if (kind <= 4) return {choice.Between(60, 110), choice.Between(60, 110)};
+    if (kind <= 30) return {odd[static_cast<std::size_t>(choice.Between(0, 11))], choice.Between(1, 70)};
+    if (kind <= 35) return {choice.Between(1, 200), 1};
     return {choice.Between(1, 48), choice.Between(1, 48)};
 }
 
