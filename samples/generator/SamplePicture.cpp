@@ -55,6 +55,21 @@ double VesicleLight(const Vesicle& vesicle, const Look& look, double dx, double 
     return vesicle.brightness * inside + membrane + halo;
 }
 
+void AddVesicle(qvox::VoxelImage<double>& light, const Vesicle& vesicle, const Look& look) {
+    const double reach = vesicle.radiusPx + 8.0 * look.haloWidthPx;
+    const auto first = [&](double centre) { return static_cast<std::uint64_t>(std::max(0.0, std::ceil(centre - reach))); };
+    const auto end = [&](double centre, std::uint64_t size) {
+        return std::min(size, static_cast<std::uint64_t>(std::max(0.0, std::floor(centre + reach) + 1.0)));
+    };
+    for (std::uint64_t y = first(vesicle.y); y < end(vesicle.y, light.SizeY()); ++y) {
+        for (std::uint64_t x = first(vesicle.x); x < end(vesicle.x, light.SizeX()); ++x) {
+            const double dx = static_cast<double>(x) - vesicle.x;
+            const double dy = static_cast<double>(y) - vesicle.y;
+            if (dx * dx + dy * dy < reach * reach) light(x, y) += VesicleLight(vesicle, look, dx, dy);
+        }
+    }
+}
+
 // Specks that are too small to be vesicles, brighter or darker than the film.
 void DrawDebris(std::mt19937& random, qvox::VoxelImage<float>& picture, int perMegapixel) {
     const double pixels = static_cast<double>(picture.VoxelCount());
@@ -127,25 +142,22 @@ std::vector<Vesicle> PlaceVesicles(std::mt19937& random, std::uint64_t width, st
 
 qvox::VoxelImage<float> DrawPicture(std::mt19937& random, std::uint64_t width, std::uint64_t height,
                                     const std::vector<Vesicle>& vesicles, const Look& look) {
-    qvox::VoxelImage<float> picture;
-    picture.Resize(width, height, 1);
     const UnevenFilm film(random, width, height, look.unevenness);
     const std::vector<double> coarse =
         CoarseNoise(random, static_cast<std::int64_t>(width), static_cast<std::int64_t>(height));
+    qvox::VoxelImage<double> light;
+    light.Resize(width, height, 1);
     for (std::uint64_t y = 0; y < height; ++y) {
         for (std::uint64_t x = 0; x < width; ++x) {
-            const double column = static_cast<double>(x);
-            const double row = static_cast<double>(y);
-            double light = look.background + film.At(column, row);
-            for (const Vesicle& vesicle : vesicles) {
-                const double dx = column - vesicle.x;
-                const double dy = row - vesicle.y;
-                const double reach = vesicle.radiusPx + 8.0 * look.haloWidthPx;
-                if (dx * dx + dy * dy < reach * reach) light += VesicleLight(vesicle, look, dx, dy);
-            }
-            light += look.grain * Normal(random) + look.coarseGrain * coarse[y * width + x];
-            picture(x, y) = static_cast<float>(light);
+            light(x, y) = look.background + film.At(static_cast<double>(x), static_cast<double>(y));
         }
+    }
+    for (const Vesicle& vesicle : vesicles) AddVesicle(light, vesicle, look);
+
+    qvox::VoxelImage<float> picture;
+    picture.Resize(width, height, 1);
+    for (std::uint64_t i = 0; i < light.VoxelCount(); ++i) {
+        picture[i] = static_cast<float>(light[i] + (look.grain * Normal(random) + look.coarseGrain * coarse[i]));
     }
     DrawDebris(random, picture, look.debrisPerMegapixel);
     return picture;
