@@ -14,6 +14,9 @@ function(korvane_wx_target target)
     set(definitions ${flags})
     list(FILTER definitions INCLUDE REGEX "^-D")
     list(TRANSFORM definitions REPLACE "^-D" "")
+    # Whether windows may be seen is each target's own affair: what a room without them passes on must not blind the
+    # window program.
+    list(REMOVE_ITEM definitions wxUSE_GUI=0)
     add_library(${target} INTERFACE)
     target_include_directories(${target} SYSTEM INTERFACE ${includes})
     target_compile_definitions(${target} INTERFACE ${definitions})
@@ -21,4 +24,8 @@ function(korvane_wx_target target)
 endfunction()
 
 korvane_wx_target(korvane_wx_base base)
-target_compile_definitions(korvane_wx_base INTERFACE wxUSE_GUI=0)
+korvane_wx_target(korvane_wx_gui core base)
+
+# Linked PRIVATE by every target without windows: hides the window half of the toolkit's headers.
+add_library(korvane_wx_windowless INTERFACE)
+target_compile_definitions(korvane_wx_windowless INTERFACE wxUSE_GUI=0)

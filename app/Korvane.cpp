@@ -1,0 +1,75 @@
+#include <clocale>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <wx/app.h>
+#include <wx/log.h>
+
+#include "ExceptionText.h"
+#include "MainFrame.h"
+#include "PathText.h"
+
+namespace Korvane {
+
+/// The application: one main window, and the files that the command line named in it.
+class MainApp : public wxApp {
+public:
+    explicit MainApp(std::vector<std::string> files) : files_(std::move(files)) {}
+
+    bool OnInit() override {
+        std::setlocale(LC_NUMERIC, "C");
+        AdoptPathConversion();
+        auto* frame = new MainFrame;
+        frame->Show();
+        if (!files_.empty()) frame->CallAfter([this, frame] { frame->OpenFiles(FullPaths()); });
+        return true;
+    }
+
+    // The second net: every command has its own guard.
+    bool OnExceptionInMainLoop() override {
+        wxLogError("%s", "Something failed! (" + ExceptionText(std::current_exception()) + ")");
+        return true;
+    }
+
+private:
+    /// As the dialog for opening would return them.
+    std::vector<wxString> FullPaths() const {
+        std::vector<wxString> paths;
+        for (const std::string& file : files_) {
+            std::error_code unknownFolder;
+            const std::filesystem::path full = std::filesystem::absolute(file, unknownFolder);
+            paths.push_back(PathText(unknownFolder ? file : full.lexically_normal().string()));
+        }
+        return paths;
+    }
+
+    std::vector<std::string> files_;
+};
+
+}  // namespace Korvane
+
+int main(int argc, char** argv) {
+    // The file names are kept as the bytes they are: the toolkit decodes them by the locale, which may know no UTF-8.
+    std::vector<std::string> files;
+    std::vector<char*> rest{argv[0]};
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--help" || argument == "-h") {
+            std::puts("korvane [FILE...]\n\nAnalyses electron micrographs of exosomes; the TIFF files are opened at once.");
+            return 0;
+        }
+        if (argument.empty() || argument[0] == '-') {
+            std::fprintf(stderr, "korvane: unknown option '%s'. Run korvane --help.\n", argument.c_str());
+            return 2;
+        }
+        files.push_back(argument);
+    }
+    rest.push_back(nullptr);
+    int count = 1;
+    wxApp::SetInstance(new Korvane::MainApp(std::move(files)));
+    return wxEntry(count, rest.data());
+}

@@ -1,0 +1,148 @@
+#include "MainFrame.h"
+
+#include <wx/dnd.h>
+#include <wx/log.h>
+#include <wx/menu.h>
+#include <wx/msgdlg.h>
+#include <wx/sizer.h>
+
+#include "CommandTable.h"
+#include "ExceptionText.h"
+#include "SingleImageCanvas.h"
+
+namespace Korvane {
+
+namespace {
+
+class DroppedFiles final : public wxFileDropTarget {
+public:
+    explicit DroppedFiles(MainFrame& frame) : frame_(frame) {}
+
+    bool OnDropFiles(wxCoord, wxCoord, const wxArrayString& names) override {
+        // The question that may follow must not be asked while the other program waits for the drop to end.
+        frame_.CallAfter([&frame = frame_, paths = std::vector<wxString>(names.begin(), names.end())] {
+            frame.OpenFiles(paths);
+        });
+        return true;
+    }
+
+private:
+    MainFrame& frame_;
+};
+
+}  // namespace
+
+const wxEventTable MainFrame::kEventTable = {&wxFrame::sm_eventTable, MainFrameEventEntries()};
+wxEventHashTable MainFrame::eventHashTable_(MainFrame::kEventTable);
+
+const wxEventTable* MainFrame::GetEventTable() const { return &kEventTable; }
+
+wxEventHashTable& MainFrame::GetEventHashTable() const { return eventHashTable_; }
+
+MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
+    SetMenuBar(MakeMenuBar());
+    auto* sizer = new wxBoxSizer(wxVERTICAL);
+    canvas_ = new SingleImageCanvas(this, *this);
+    canvas_->SetDoubleBuffered(true);
+    canvas_->SetVirtualSize(0, 0);
+    canvas_->SetDropTarget(new DroppedFiles(*this));
+    sizer->Add(canvas_, 1, wxEXPAND);
+    SetSizer(sizer);
+    constexpr int kWidths[] = {-1, 120, 60, 60, 80, 100};
+    CreateStatusBar(static_cast<int>(std::size(kWidths)));
+    SetStatusWidths(static_cast<int>(std::size(kWidths)), kWidths);
+    RefreshStatusTexts();
+    ShowChecks();
+    SetSize(500, 500);
+    Bind(wxEVT_CHAR_HOOK, &MainFrame::OnCharHook, this);
+    canvas_->SetFocus();
+}
+
+/// Marks the frame as at work; nothing else is begun meanwhile.
+class MainFrame::CommandScope {
+public:
+    explicit CommandScope(MainFrame& frame) : frame_(frame) { frame_.work_ = Work::kRunning; }
+    ~CommandScope() { frame_.work_ = Work::kNone; }
+    CommandScope(const CommandScope&) = delete;
+    CommandScope& operator=(const CommandScope&) = delete;
+
+private:
+    MainFrame& frame_;
+};
+
+void MainFrame::RunAlone(const std::function<void()>& work) {
+    if (work_ == Work::kRunning) return;
+    const CommandScope scope(*this);
+    try {
+        work();
+    } catch (...) {
+        // No fault of one command may end the program while positions hold unsaved work.
+        wxLogError("%s", "The command was not completed! (" + ExceptionText(std::current_exception()) + ")");
+    }
+}
+
+void MainFrame::OnCommand(wxCommandEvent& event) {
+    const Command* command = FindCommand(event.GetId());
+    if (command == nullptr) {
+        event.Skip();
+        return;
+    }
+    if (command->id == kQuit) {
+        // Not as work of its own: the question before closing asks whether other work runs.
+        OnQuit(event);
+        return;
+    }
+    RunAlone([&] { (this->*command->handler)(event); });
+    // A check item has flipped its mark before the command came here, also when the command did nothing.
+    if (command->kind == wxITEM_CHECK) ShowChecks();
+}
+
+void MainFrame::RunMenuCommand(int id) {
+    wxCommandEvent event(wxEVT_MENU, id);
+    event.SetEventObject(this);
+    ProcessWindowEvent(event);
+}
+
+void MainFrame::ShowChecks() {
+    wxMenuBar* const bar = GetMenuBar();
+    bar->Check(kOnlyRaw, onlyRaw_);
+    bar->Check(kOnlyContours, onlyContours_);
+    bar->Check(kLabelNumbers, labelNumbers_);
+    bar->Check(kContourMode, mode_ == DrawingMode::kContour);
+}
+
+bool MainFrame::Confirm(const wxString& question) {
+    wxMessageDialog dialog(this, question, "Confirmation", wxOK | wxCANCEL | wxCENTRE);
+    return dialog.ShowModal() == wxID_OK;
+}
+
+void MainFrame::Tell(const wxString& text) { wxMessageBox(text, wxMessageBoxCaptionStr, wxOK | wxCENTRE, this); }
+
+void MainFrame::RefreshAll() {
+    Refresh(false);
+    canvas_->Refresh(false);
+}
+
+void MainFrame::EnableLater() {
+    CallAfter([this] {
+        Enable();
+        canvas_->SetFocus();
+    });
+}
+
+void MainFrame::OnQuit(wxCommandEvent&) { Close(true); }
+
+void MainFrame::OnClose(wxCloseEvent& event) {
+    if (work_ == Work::kRunning) {
+        if (event.CanVeto()) event.Veto();
+        return;
+    }
+    RunAlone([this] {
+        if (!HasPositions() || Confirm("After terminating the application, all unsaved results will be irretrievably "
+                                       "lost!\nDo you really want to continue?")) {
+            Destroy();
+        }
+    });
+}
+
+}  // namespace Korvane

@@ -1,0 +1,164 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include <wx/frame.h>
+
+#include "AnalysisParameters.h"
+#include "CanvasOwner.h"
+#include "PositionStore.h"
+#include "ResultFiles.h"
+
+class wxProgressDialog;
+
+namespace Korvane {
+
+class SingleImageCanvas;
+
+inline constexpr const char* kStartTitle = "TEM Korvane";
+
+/// The main window. It owns the positions, the analysis parameters and the state of viewing and editing; every command
+/// of the program arrives here.
+class MainFrame : public wxFrame, public CanvasOwner {
+public:
+    MainFrame();
+
+    // What comes from elsewhere than a command.
+
+    /// Opens these files in place of all positions, after the question that opening asks; nothing while a command runs.
+    void OpenFiles(const std::vector<wxString>& paths);
+
+    // The way in of every event (see CommandTable.h).
+
+    void OnFocus(wxFocusEvent&) {}
+    void OnCommand(wxCommandEvent& event);
+    void OnMouseWheel(wxMouseEvent& event) override;
+    void OnChar(wxKeyEvent& event) override;
+    void OnClose(wxCloseEvent& event);
+
+    // Documents.
+
+    void OnOpenImages(wxCommandEvent&);
+    void OnLoadResults(wxCommandEvent&);
+    void OnLoadResultsFrom(wxCommandEvent&);
+    void OnSaveResults(wxCommandEvent&);
+    void OnSaveResultsTo(wxCommandEvent&);
+    void OnExportTable(wxCommandEvent&);
+    void OnExportPictures(wxCommandEvent&);
+    void OnExportPicturesTo(wxCommandEvent&);
+    void OnQuit(wxCommandEvent&);
+    void LoadSegmentationResults(const ChosenFolder& folder);
+    void SaveSegmentationResults(const ChosenFolder& folder);
+    void ImageExport(const ChosenFolder& folder);
+
+    // View.
+
+    void OnLabelNumbers(wxCommandEvent&);
+    void OnOnlyRaw(wxCommandEvent&);
+    void OnOnlyContours(wxCommandEvent&);
+    void SetZoomLevel(int level);
+    void SwitchTo(std::size_t index);
+
+    // Drawing.
+
+    void OnContourMode(wxCommandEvent&);
+    void OnPreviousLabel(wxCommandEvent&);
+    void OnNextLabel(wxCommandEvent&);
+    void OnEmptyLabel(wxCommandEvent&);
+    void OnUniqueLabel(wxCommandEvent&);
+    void OnDecreaseRadius(wxCommandEvent&);
+    void OnIncreaseRadius(wxCommandEvent&);
+    void OnClearCurrent(wxCommandEvent&);
+    void OnClearAll(wxCommandEvent&);
+
+    // Analysis.
+
+    void OnParameters(wxCommandEvent&);
+    void OnDetectCurrent(wxCommandEvent&);
+    void OnDetectEmpty(wxCommandEvent&);
+    void OnDetectAll(wxCommandEvent&);
+    void OnSegmentExosomesSingle(wxCommandEvent&);
+    void OnSegmentExosomesAll(wxCommandEvent&);
+
+    // Help: both entries come here.
+    void OnHelp(wxCommandEvent& event);
+
+    // What the canvas asks and tells.
+
+    CanvasState StateOfCanvas() const override;
+    void RefreshStatusTexts() override;
+    void OnCanvasMouse(wxMouseEvent& event) override;
+
+    // Read by tests.
+
+    const PositionStore& Store() const { return store_; }
+    SingleImageCanvas& Canvas() { return *canvas_; }
+    int ZoomLevel() const { return zoomLevel_; }
+    int BrushRadius() const { return brushRadius_; }
+    AnalysisParameters& Parameters() { return parameters_; }
+
+private:
+    enum class DrawingMode { kBrush, kContour };
+    class CommandScope;
+    class DisabledScope;
+
+    // The event table is made from the table of commands; these two take the place of the toolkit's macros.
+    const wxEventTable* GetEventTable() const override;
+    wxEventHashTable& GetEventHashTable() const override;
+    static const wxEventTable kEventTable;
+    static wxEventHashTable eventHashTable_;
+
+    /// Runs work that a person asked for, alone: not while other work runs, told to the person when it fails.
+    void RunAlone(const std::function<void()>& work);
+    void OnCharHook(wxKeyEvent& event);
+    bool HandleBareKey(wxKeyEvent& event);
+    bool HandleViewKey(int key);
+    bool HandleEditKey(int key);
+    void RunMenuCommand(int id);
+
+    bool HasPositions() const { return PositionCount(store_) > 0; }
+    bool Confirm(const wxString& question);
+    void Tell(const wxString& text);
+    void RefreshAll();
+    void ShowChecks();
+    void EnableLater();
+
+    void ReplacePositions(const std::vector<wxString>& paths);
+    void FitToPosition();
+    void PointCanvasAt(std::size_t index);
+    void ExportPicture(std::size_t index, const ChosenFolder& folder);
+    ChosenFolder AskForFolder(const wxString& title);
+
+    qvox::LabelImage& CurrentLabels() { return store_.labelImages[store_.current]; }
+    void LabelsEdited();
+    void FlipContourMode();
+    void TakeUndoCopy();
+    void Undo();
+    void RepaintComponent();
+    void PickLabel(float x, float y);
+    void DrawAt(float x, float y);
+    void FillDrawnContour();
+
+    void RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body);
+    void DetectPosition(std::size_t index, wxProgressDialog& progress);
+    void SegmentPosition(std::size_t index);
+    void AnalyseEach(const std::function<void(std::size_t)>& analyse);
+
+    PositionStore store_;
+    int brushRadius_ = 10;
+    bool onlyRaw_ = false;
+    bool onlyContours_ = true;
+    bool labelNumbers_ = false;
+    DrawingMode mode_ = DrawingMode::kBrush;
+    std::vector<std::uint64_t> contourPoints_;  ///< linear indices into the current label image
+    AnalysisParameters parameters_;
+    float zoomFactor_ = 1.0f;
+    int zoomLevel_ = 0;
+    int wheelRotation_ = 0;  ///< turned so far, less than a notch
+    enum class Work { kNone, kRunning } work_ = Work::kNone;
+    SingleImageCanvas* canvas_ = nullptr;
+};
+
+}  // namespace Korvane

@@ -1,0 +1,139 @@
+#include <utility>
+
+#include <wx/log.h>
+#include <wx/progdlg.h>
+
+#include "DetectionDriver.h"
+#include "DetectionProgress.h"
+#include "DlgParams.h"
+#include "ExceptionText.h"
+#include "MainFrame.h"
+#include "Scopes.h"
+#include "SeededSegmentation.h"
+#include "SingleImageCanvas.h"
+
+namespace Korvane {
+
+namespace {
+
+const char* const kDetectionMessage = "this is progress ...";
+const char* const kSegmentationMessage = "Segmentation in progress ...";
+constexpr int kInitialMaximum = 1000000000;
+
+/// A position that could not be analysed, with the text for a person.
+struct AnalysisFailure {
+    wxString text;
+};
+
+[[noreturn]] void FailFor(const wxString& task, std::size_t index, const wxString& path) {
+    throw AnalysisFailure{"Cannot " + task + " the position number " + std::to_string(index + 1) + ", '" + path +
+                          "'! (" + ExceptionText(std::current_exception()) + ")"};
+}
+
+}  // namespace
+
+void MainFrame::OnParameters(wxCommandEvent&) {
+    DlgParams dialog(this, parameters_);
+    if (dialog.ShowModal() == wxID_OK) parameters_ = dialog.Parameters();
+}
+
+void MainFrame::RunAnalysis(const wxString& message, int range,
+                            const std::function<void(wxProgressDialog&)>& body) {
+    if (!HasPositions()) return;
+    const DisabledScope disabled(*this);
+    try {
+        wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr, wxPD_APP_MODAL | wxPD_AUTO_HIDE);
+        progress.SetRange(range);
+        progress.SetWindowStyleFlag(progress.GetWindowStyleFlag() | wxSTAY_ON_TOP);
+        body(progress);
+        progress.Update(progress.GetRange(), wxEmptyString);
+    } catch (const AnalysisFailure& failure) {
+        wxLogError("%s", failure.text);
+    }
+    RefreshAll();
+}
+
+void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
+    const std::size_t remembered = store_.current;
+    try {
+        for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+            SwitchTo(i);
+            analyse(i);
+        }
+    } catch (...) {
+        SwitchTo(remembered);
+        throw;
+    }
+    SwitchTo(remembered);
+}
+
+void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
+    const qvox::VoxelImage<float>& image = store_.images[index];
+    try {
+        // Into a copy: a failure half way leaves the position what it holds, and the canvas never shows half a result.
+        qvox::LabelImage result(store_.labelImages[index]);
+        DetectionProgress observer(progress);
+        DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
+        store_.labelImages[index].Swap(result);
+    } catch (...) {
+        FailFor("detect the exosomes in", index, store_.paths[index]);
+    }
+    LabelsEdited();
+}
+
+void MainFrame::SegmentPosition(std::size_t index) {
+    if (CountLabels(store_, index) == 0) {
+        wxLogWarning("The position number %d was not segmented due to missing seeds!", static_cast<int>(index + 1));
+        return;
+    }
+    const qvox::VoxelImage<float>& image = store_.images[index];
+    try {
+        qvox::LabelImage result(store_.labelImages[index]);
+        SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
+        store_.labelImages[index].Swap(result);
+    } catch (...) {
+        FailFor("segment the exosomes in", index, store_.paths[index]);
+    }
+    LabelsEdited();
+}
+
+void MainFrame::OnDetectCurrent(wxCommandEvent&) {
+    RunAnalysis(kDetectionMessage, kProgressStepsPerPosition + 1,
+                [this](wxProgressDialog& progress) { DetectPosition(store_.current, progress); });
+}
+
+void MainFrame::OnDetectEmpty(wxCommandEvent&) {
+    const int count = static_cast<int>(PositionCount(store_));
+    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach([&](std::size_t i) {
+            if (CountLabels(store_, i) != 0) {
+                progress.SetRange(progress.GetRange() - kProgressStepsPerPosition);
+            } else {
+                DetectPosition(i, progress);
+            }
+        });
+    });
+}
+
+void MainFrame::OnDetectAll(wxCommandEvent&) {
+    const int count = static_cast<int>(PositionCount(store_));
+    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach([&](std::size_t i) { DetectPosition(i, progress); });
+    });
+}
+
+void MainFrame::OnSegmentExosomesSingle(wxCommandEvent&) {
+    RunAnalysis(kSegmentationMessage, 1, [this](wxProgressDialog&) { SegmentPosition(store_.current); });
+}
+
+void MainFrame::OnSegmentExosomesAll(wxCommandEvent&) {
+    const int count = static_cast<int>(PositionCount(store_));
+    RunAnalysis(kSegmentationMessage, count + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach([&](std::size_t i) {
+            SegmentPosition(i);
+            progress.Update(static_cast<int>(i + 1));
+        });
+    });
+}
+
+}  // namespace Korvane

@@ -1,0 +1,203 @@
+#include <algorithm>
+#include <exception>
+
+#include <wx/busyinfo.h>
+#include <wx/dcmemory.h>
+#include <wx/dirdlg.h>
+#include <wx/filedlg.h>
+#include <wx/image.h>
+#include <wx/log.h>
+#include <wx/settings.h>
+
+#include "FailureText.h"
+#include "ImageLoading.h"
+#include "MainFrame.h"
+#include "MeasurementTable.h"
+#include "PathText.h"
+#include "Scopes.h"
+#include "SingleImageCanvas.h"
+#include "files/ImageFile.h"
+
+namespace Korvane {
+
+namespace {
+
+/// Does one position's part of a file task; a failure is told and the others go on.
+template <typename Work>
+bool DoFileTask(FileTask task, const wxString& name, Work work) {
+    try {
+        work();
+        return true;
+    } catch (...) {
+        wxLogError("%s", FailureMessage(task, name, std::current_exception()));
+        return false;
+    }
+}
+
+/// Draws numbers and the open contour over a painted picture.
+void DrawOverlay(ColourPicture& picture, const qvox::LabelImage& labels, const CanvasState& state) {
+    const auto width = static_cast<int>(picture.SizeX());
+    const auto height = static_cast<int>(picture.SizeY());
+    wxBitmap bitmap(wxImage(width, height, reinterpret_cast<unsigned char*>(picture.begin()), true));
+    {
+        wxMemoryDC dc(bitmap);
+        SingleImageCanvas::DrawOverlay(dc, labels, LabelAnchors(labels), state, 1.0f, wxRect(0, 0, width, height));
+    }
+    const wxImage drawn = bitmap.ConvertToImage();
+    const auto* const bytes = reinterpret_cast<const qvox::Rgb8*>(drawn.GetData());
+    std::copy(bytes, bytes + picture.VoxelCount(), picture.begin());
+}
+
+}  // namespace
+
+void MainFrame::OnOpenImages(wxCommandEvent&) {
+    if (HasPositions() && !Confirm("After selecting new images, all unsaved results will be irretrievably lost!\n"
+                                   "Do you really want to continue?")) {
+        return;
+    }
+    const DisabledScope disabled(*this);
+    wxFileDialog dialog(this, "Select images to be analyzed...", wxEmptyString, wxEmptyString,
+                        "Images (*.tif)|*.tif", wxFD_OPEN | wxFD_FILE_MUST_EXIST | wxFD_MULTIPLE);
+    dialog.Centre(wxBOTH);
+    if (dialog.ShowModal() != wxID_OK) return;
+    wxArrayString chosen;
+    dialog.GetPaths(chosen);
+    ReplacePositions({chosen.begin(), chosen.end()});
+}
+
+void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
+    RunAlone([&] {
+        if (paths.empty()) return;
+        if (HasPositions() && !Confirm("After selecting new images, all unsaved results will be irretrievably lost!\n"
+                                       "Do you really want to continue?")) {
+            return;
+        }
+        const DisabledScope disabled(*this);
+        ReplacePositions(paths);
+    });
+}
+
+void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
+    const wxBusyCursor busy;
+    contourPoints_.clear();
+    canvas_->SetImages(nullptr, nullptr);
+    RemoveAllPositions(store_);
+    for (const wxString& path : paths) {
+        DoFileTask(FileTask::kLoadInput, path, [&] { AppendPosition(store_, LoadPosition(path)); });
+    }
+    if (HasPositions()) {
+        store_.currentLabel = 1;
+        store_.current = 0;
+        FitToPosition();
+        SwitchTo(0);
+        return;
+    }
+    // The title would go on naming a position that is gone.
+    SetTitle(kStartTitle);
+    canvas_->ShowFromCorner(zoomFactor_);
+    RefreshStatusTexts();
+    RefreshAll();
+}
+
+void MainFrame::FitToPosition() {
+    const qvox::VoxelImage<float>& image = store_.images[store_.current];
+    const auto fitted = [this](wxSystemMetric metric, std::uint64_t size) {
+        const int most = wxSystemSettings::GetMetric(metric, this) * 85 / 100;
+        return static_cast<int>(std::min(static_cast<std::uint64_t>(std::max(most, 1)), size + 4));
+    };
+    SetClientSize(fitted(wxSYS_SCREEN_X, image.SizeX()), fitted(wxSYS_SCREEN_Y, image.SizeY()));
+}
+
+ChosenFolder MainFrame::AskForFolder(const wxString& title) {
+    wxDirDialog dialog(this, title, wxEmptyString, wxDD_DEFAULT_STYLE);
+    dialog.Centre(wxBOTH);
+    if (dialog.ShowModal() != wxID_OK) return std::nullopt;
+    return dialog.GetPath();
+}
+
+namespace {
+const char* const kLoadQuestion =
+    "All unsaved results will be irretrievably lost!\nDo you really want to continue?";
+}
+
+void MainFrame::OnLoadResults(wxCommandEvent&) {
+    if (HasPositions() && Confirm(kLoadQuestion)) LoadSegmentationResults(std::nullopt);
+}
+
+void MainFrame::OnLoadResultsFrom(wxCommandEvent&) {
+    if (!HasPositions() || !Confirm(kLoadQuestion)) return;
+    if (const ChosenFolder folder = AskForFolder("Load segmentation results from...")) LoadSegmentationResults(folder);
+}
+
+void MainFrame::OnSaveResults(wxCommandEvent&) { SaveSegmentationResults(std::nullopt); }
+
+void MainFrame::OnSaveResultsTo(wxCommandEvent&) {
+    if (!HasPositions()) return;
+    if (const ChosenFolder folder = AskForFolder("Save segmentation results to...")) SaveSegmentationResults(folder);
+}
+
+void MainFrame::SaveSegmentationResults(const ChosenFolder& folder) {
+    if (!HasPositions()) return;
+    const wxBusyInfo busy("Saving segmentation results...", this);
+    for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+        const wxString& path = store_.paths[i];
+        DoFileTask(FileTask::kSaveResults, FileNameOf(path),
+                   [&] { SaveLabels(SegResultPath(path, folder), store_.labelImages[i]); });
+    }
+}
+
+void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
+    if (HasPositions()) {
+        const wxBusyInfo busy("Loading segmentation results...", this);
+        for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+            const wxString& path = store_.paths[i];
+            DoFileTask(FileTask::kLoadResults, FileNameOf(path), [&] {
+                LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
+                if (i == store_.current) RecountLabels(store_);
+            });
+        }
+        canvas_->LabelsChanged();
+    }
+    RefreshAll();
+}
+
+void MainFrame::OnExportTable(wxCommandEvent&) {
+    if (!HasPositions()) return;
+    wxFileDialog dialog(this, "Export quantitative results to...", wxEmptyString, wxEmptyString,
+                        "Text files (*.txt)|*.txt", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
+    dialog.Centre(wxBOTH);
+    if (dialog.ShowModal() != wxID_OK) return;
+    std::vector<wxString> rows;
+    for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+        for (wxString& row : MeasurementRows(store_.paths[i], store_.labelImages[i])) rows.push_back(std::move(row));
+    }
+    WriteMeasurementTable(MeasurementTablePath(dialog.GetPath()), rows);
+}
+
+void MainFrame::OnExportPictures(wxCommandEvent&) { ImageExport(std::nullopt); }
+
+void MainFrame::OnExportPicturesTo(wxCommandEvent&) {
+    if (!HasPositions()) return;
+    if (const ChosenFolder folder = AskForFolder("Export image results to...")) ImageExport(folder);
+}
+
+void MainFrame::ExportPicture(std::size_t index, const ChosenFolder& folder) {
+    const qvox::LabelImage& labels = store_.labelImages[index];
+    CanvasState state = StateOfCanvas();
+    // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
+    if (index != store_.current) state.contourPoints = nullptr;
+    ColourPicture picture = PaintPosition(store_.images[index], labels, state.style);
+    const bool contourOpen = state.contourPoints != nullptr && !state.contourPoints->empty();
+    if (contourOpen || state.numbers == CanvasState::Numbers::kShown) DrawOverlay(picture, labels, state);
+    qvox::SaveImageFile(PathBytes(ExportPath(store_.paths[index], folder)), picture);
+}
+
+void MainFrame::ImageExport(const ChosenFolder& folder) {
+    if (!HasPositions()) return;
+    const wxBusyInfo busy("Exporting image results...", this);
+    for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportPicture(i, folder); });
+    }
+}
+
+}  // namespace Korvane

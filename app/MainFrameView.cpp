@@ -1,0 +1,238 @@
+#include <algorithm>
+#include <cmath>
+
+#include <wx/app.h>
+#include <wx/evtloop.h>
+
+#include "CommandTable.h"
+#include "MainFrame.h"
+#include "SingleImageCanvas.h"
+
+namespace Korvane {
+
+namespace {
+
+constexpr int kMinZoomLevel = -13;
+constexpr int kMaxZoomLevel = 13;
+constexpr float kZoomBase = 1.2f;
+constexpr int kScrollStep = 50;
+
+float ZoomFactorOf(int level) {
+    return level == 2 ? kZoomBase * kZoomBase : std::pow(kZoomBase, static_cast<float>(level));
+}
+
+/// The character or function that a key stands for, wherever it lies on the keyboard.
+int KeyOf(const wxKeyEvent& event) {
+    const int key = event.GetKeyCode();
+    if (key >= WXK_NUMPAD0 && key <= WXK_NUMPAD9) return '0' + key - WXK_NUMPAD0;
+    switch (key) {
+        case WXK_NUMPAD_ADD:
+            return '+';
+        case WXK_NUMPAD_SUBTRACT:
+            return '-';
+        case WXK_NUMPAD_LEFT:
+            return WXK_LEFT;
+        case WXK_NUMPAD_RIGHT:
+            return WXK_RIGHT;
+        case WXK_NUMPAD_UP:
+            return WXK_UP;
+        case WXK_NUMPAD_DOWN:
+            return WXK_DOWN;
+        case WXK_NUMPAD_HOME:
+            return WXK_HOME;
+        case WXK_NUMPAD_END:
+            return WXK_END;
+        case WXK_NUMPAD_PAGEUP:
+            return WXK_PAGEUP;
+        case WXK_NUMPAD_PAGEDOWN:
+            return WXK_PAGEDOWN;
+        default:
+            break;
+    }
+#ifdef __WXGTK__
+    // The key event names the key, not what the layout makes of it with Shift: "+" would be "=". The raw code does.
+    const wxUint32 raw = event.GetRawKeyCode();
+    if (raw >= 0x21 && raw < 0x7f) return static_cast<int>(raw);
+#endif
+    return key;
+}
+
+}  // namespace
+
+void MainFrame::OnLabelNumbers(wxCommandEvent&) {
+    labelNumbers_ = !labelNumbers_;
+    RefreshAll();
+}
+
+void MainFrame::OnOnlyRaw(wxCommandEvent&) {
+    onlyRaw_ = !onlyRaw_;
+    RefreshAll();
+}
+
+void MainFrame::OnOnlyContours(wxCommandEvent&) {
+    onlyContours_ = !onlyContours_;
+    RefreshAll();
+}
+
+CanvasState MainFrame::StateOfCanvas() const {
+    CanvasState state;
+    state.style = onlyRaw_ ? LabelStyle::kNone : onlyContours_ ? LabelStyle::kContours : LabelStyle::kRegions;
+    state.numbers = labelNumbers_ ? CanvasState::Numbers::kShown : CanvasState::Numbers::kHidden;
+    state.zoom = zoomFactor_;
+    state.currentLabel = store_.currentLabel;
+    state.outlineRadius = mode_ == DrawingMode::kContour ? 1 : brushRadius_;
+    state.contourPoints = &contourPoints_;
+    return state;
+}
+
+void MainFrame::RefreshStatusTexts() {
+    const auto set = [this](int field, const wxString& text) {
+        // A status bar repaints on every change; most paints change nothing of it.
+        if (GetStatusBar()->GetStatusText(field) != text) SetStatusText(text, field);
+    };
+    if (!HasPositions()) {
+        set(1, "Pixel size: -");
+        set(2, "Label: -");
+        set(3, "Radius: -");
+        set(4, "Objects: -");
+        set(5, "Mode: -");
+        return;
+    }
+    const qvox::PixelResolution& resolution = store_.images[store_.current].Resolution();
+    const bool known = resolution.x > 0.0f && resolution.y > 0.0f;
+    set(1, known ? wxString::Format("Pixel size: %.1fx%.1f nm", 1000.0 / static_cast<double>(resolution.x),
+                                    1000.0 / static_cast<double>(resolution.y))
+                 : wxString("Pixel size: unknown"));
+    const bool contour = mode_ == DrawingMode::kContour;
+    set(2, wxString::Format("Label: %d", static_cast<int>(store_.currentLabel)));
+    set(3, wxString::Format("Radius: %d", contour ? 1 : brushRadius_));
+    set(4, wxString::Format("Objects: %d", static_cast<int>(store_.labelCount)));
+    set(5, wxString::Format("Mode: %s", contour ? "Contour" : "Brush"));
+}
+
+void MainFrame::PointCanvasAt(std::size_t index) {
+    canvas_->SetImages(&store_.images[index], &store_.labelImages[index]);
+}
+
+void MainFrame::SwitchTo(std::size_t index) {
+    if (!SwitchToPosition(store_, index, contourPoints_.size())) return;
+    // Joined rather than formatted: a "%" in a file name stays what it is.
+    SetTitle(wxString::Format("Position [%d/%d] - ", static_cast<int>(index + 1),
+                              static_cast<int>(PositionCount(store_))) +
+             store_.paths[index]);
+    PointCanvasAt(index);
+    canvas_->ShowFromCorner(zoomFactor_);
+    RefreshAll();
+    // Painted before the handler returns; what the person does meanwhile waits its turn, so nothing is entered twice.
+    if (wxEventLoopBase* const loop = wxEventLoopBase::GetActive(); loop != nullptr && !loop->IsYielding()) {
+        loop->YieldFor(wxEVT_CATEGORY_UI);
+    }
+}
+
+void MainFrame::SetZoomLevel(int level) {
+    zoomLevel_ = std::clamp(level, kMinZoomLevel, kMaxZoomLevel);
+    const float old = zoomFactor_;
+    zoomFactor_ = ZoomFactorOf(zoomLevel_);
+    canvas_->Rescale(old, zoomFactor_);
+    RefreshAll();
+}
+
+void MainFrame::OnMouseWheel(wxMouseEvent& event) {
+    if (!IsEnabled() || !HasPositions() || event.GetWheelAxis() != wxMOUSE_WHEEL_VERTICAL) return;
+    RunAlone([&] {
+        const int notch = std::max(1, event.GetWheelDelta());
+        wheelRotation_ += event.GetWheelRotation();
+        const int notches = wheelRotation_ / notch;
+        wheelRotation_ -= notches * notch;
+        if (notches != 0) SetZoomLevel(zoomLevel_ + notches);
+    });
+}
+
+bool MainFrame::HandleViewKey(int key) {
+    switch (key) {
+        case '+':
+            SetZoomLevel(zoomLevel_ + 1);
+            return true;
+        case '-':
+            SetZoomLevel(zoomLevel_ - 1);
+            return true;
+        case '0':
+            SetZoomLevel(0);
+            return true;
+        case WXK_LEFT:
+            canvas_->ScrollBy(-kScrollStep, 0);
+            break;
+        case WXK_RIGHT:
+            canvas_->ScrollBy(kScrollStep, 0);
+            break;
+        case WXK_UP:
+            canvas_->ScrollBy(0, -kScrollStep);
+            break;
+        case WXK_DOWN:
+            canvas_->ScrollBy(0, kScrollStep);
+            break;
+        case WXK_HOME:
+            SwitchTo(0);
+            return true;
+        case WXK_END:
+            SwitchTo(PositionCount(store_) - 1);
+            return true;
+        case WXK_PAGEUP:
+            if (store_.current > 0) SwitchTo(store_.current - 1);
+            return true;
+        case WXK_PAGEDOWN:
+            SwitchTo(store_.current + 1);
+            return true;
+        default:
+            return false;
+    }
+    RefreshAll();
+    return true;
+}
+
+void MainFrame::OnChar(wxKeyEvent& event) {
+    bool handled = false;
+    if (IsEnabled() && HasPositions()) {
+        RunAlone([&] { handled = HandleViewKey(KeyOf(event)) || HandleEditKey(event.GetKeyCode()); });
+    }
+    if (!handled) event.Skip();
+}
+
+bool MainFrame::HandleBareKey(wxKeyEvent& event) {
+    const int key = KeyOf(event);
+    const bool shift = event.ShiftDown();
+    if (event.GetKeyCode() == WXK_NUMPAD_DELETE) {
+        // The menu's "Del" means the other one only.
+        RunMenuCommand(shift ? kClearAll : kClearCurrent);
+        return true;
+    }
+    if (!shift && (key == 'c' || key == 'C')) {
+        RunMenuCommand(kContourMode);
+        return true;
+    }
+    if (!shift && (key == 'e' || key == 'E')) {
+        RunMenuCommand(kEmptyLabel);
+        return true;
+    }
+    if (!shift && (key == 'u' || key == 'U')) {
+        RunMenuCommand(kUniqueLabel);
+        return true;
+    }
+    if (!HasPositions()) return false;
+    bool handled = false;
+    RunAlone([&] {
+        handled = HandleViewKey(key);
+        if (!handled && !shift) handled = HandleEditKey(key == 'R' ? 'r' : key);
+    });
+    return handled;
+}
+
+void MainFrame::OnCharHook(wxKeyEvent& event) {
+    // Menu keys without a modifier do not fire from a drawn window, and a scrolled one takes pages and arrows; so they are
+    // caught before either sees them. What is handled here goes no further: each press counts once. Dialogs are windows
+    // of their own and keep their keys.
+    const bool bare = !event.ControlDown() && !event.AltDown() && !event.MetaDown();
+    if (!bare || !IsEnabled() || !HandleBareKey(event)) event.Skip();
+}
+
+}  // namespace Korvane
