@@ -25,7 +25,7 @@ public:
         AdoptPathConversion();
         auto* frame = new MainFrame;
         frame->Show();
-        if (!files_.empty()) frame->CallAfter([this, frame] { frame->OpenFiles(FullPaths()); });
+        if (!files_.empty()) OpenWhenShown(*frame);
         return true;
     }
 
@@ -36,6 +36,12 @@ public:
     }
 
 private:
+    /// A window takes the size of its first position once it knows how much of itself is border, bars and menus: not
+    /// before it was painted.
+    void OpenWhenShown(MainFrame& frame) {
+        frame.OnFirstPaint([this, &frame] { frame.OpenFiles(FullPaths()); });
+    }
+
     /// As the dialog for opening would return them.
     std::vector<wxString> FullPaths() const {
         std::vector<wxString> paths;

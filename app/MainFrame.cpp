@@ -5,6 +5,7 @@
 #include <wx/menu.h>
 #include <wx/msgdlg.h>
 #include <wx/sizer.h>
+#include <wx/statusbr.h>
 
 #include "CommandTable.h"
 #include "ExceptionText.h"
@@ -30,6 +31,17 @@ private:
     MainFrame& frame_;
 };
 
+/// The fields have fixed widths; where the desktop's font is too wide for the longest common text, a smaller one is used.
+void FitStatusFont(wxStatusBar& bar, int width) {
+    constexpr int kSmallestPoints = 7;
+    constexpr int kPadding = 8;
+    wxFont font = bar.GetFont();
+    while (font.GetPointSize() > kSmallestPoints && bar.GetTextExtent("Pixel size: 10.0x10.0 nm").x + kPadding > width) {
+        font.SetPointSize(font.GetPointSize() - 1);
+        bar.SetFont(font);
+    }
+}
+
 }  // namespace
 
 const wxEventTable MainFrame::kEventTable = {&wxFrame::sm_eventTable, MainFrameEventEntries()};
@@ -51,6 +63,7 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
     constexpr int kWidths[] = {-1, 120, 60, 60, 80, 100};
     CreateStatusBar(static_cast<int>(std::size(kWidths)));
     SetStatusWidths(static_cast<int>(std::size(kWidths)), kWidths);
+    FitStatusFont(*GetStatusBar(), kWidths[1]);
     RefreshStatusTexts();
     ShowChecks();
     SetSize(500, 500);
@@ -121,6 +134,11 @@ void MainFrame::Tell(const wxString& text) { wxMessageBox(text, wxMessageBoxCapt
 void MainFrame::RefreshAll() {
     Refresh(false);
     canvas_->Refresh(false);
+}
+
+void MainFrame::OnCanvasPainted() {
+    if (!afterFirstPaint_) return;
+    CallAfter(std::exchange(afterFirstPaint_, nullptr));
 }
 
 void MainFrame::EnableLater() {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include <wx/frame.h>
@@ -29,6 +30,9 @@ public:
 
     /// Opens these files in place of all positions, after the question that opening asks; nothing while a command runs.
     void OpenFiles(const std::vector<wxString>& paths);
+
+    /// Does something once, after the window was painted for the first time.
+    void OnFirstPaint(std::function<void()> work) { afterFirstPaint_ = std::move(work); }
 
     // The way in of every event (see CommandTable.h).
 
@@ -89,6 +93,7 @@ public:
 
     CanvasState StateOfCanvas() const override;
     void RefreshStatusTexts() override;
+    void OnCanvasPainted() override;
     void OnCanvasMouse(wxMouseEvent& event) override;
 
     // Read by tests.
@@ -158,6 +163,7 @@ private:
     int zoomLevel_ = 0;
     int wheelRotation_ = 0;  ///< turned so far, less than a notch
     enum class Work { kNone, kRunning } work_ = Work::kNone;
+    std::function<void()> afterFirstPaint_;
     SingleImageCanvas* canvas_ = nullptr;
 };
 

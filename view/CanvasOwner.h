@@ -27,6 +27,7 @@ public:
 
     virtual CanvasState StateOfCanvas() const = 0;
     virtual void RefreshStatusTexts() = 0;
+    virtual void OnCanvasPainted() = 0;
     virtual void OnCanvasMouse(wxMouseEvent& event) = 0;
     virtual void OnMouseWheel(wxMouseEvent& event) = 0;
     virtual void OnChar(wxKeyEvent& event) = 0;

@@ -195,6 +195,7 @@ void SingleImageCanvas::DrawOutline(wxDC& dc, const CanvasState& state) {
 
 void SingleImageCanvas::OnPaint(wxPaintEvent&) {
     wxPaintDC dc(this);
+    owner_.OnCanvasPainted();
     const wxRect client(GetClientSize());
     const wxRect box = GetUpdateRegion().GetBox().Intersect(client);
     if (raw_ == nullptr) {

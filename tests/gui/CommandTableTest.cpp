@@ -1,0 +1,112 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <wx/menu.h>
+
+#include "CommandTable.h"
+
+namespace {
+
+struct Expected {
+    const char* menu;
+    int id;  // 0 is a separator
+    const char* text;
+    wxItemKind kind;
+    const char* help;
+};
+
+// A copy of its own: the texts, the order and the gap in the identifiers are what users and scripts know.
+const std::vector<Expected> kExpected{
+    {"&File", 20001, "Open images...\tCtrl+O", wxITEM_NORMAL, "Select images to be analyzed."},
+    {"&File", 0, "", wxITEM_SEPARATOR, ""},
+    {"&File", 20002, "Load segmentation results\tCtrl+L", wxITEM_NORMAL,
+     "Load segmentation results for individual positions."},
+    {"&File", 20004, "Load segmentation results from folder...\tCtrl+Shift+L", wxITEM_NORMAL,
+     "Load segmentation results for individual positions from a folder."},
+    {"&File", 20003, "Save segmentation results\tCtrl+S", wxITEM_NORMAL,
+     "Save segmentation results for individual positions."},
+    {"&File", 20005, "Save segmentation results to folder...\tCtrl+Shift+S", wxITEM_NORMAL,
+     "Save segmentation results for individual positions to a folder."},
+    {"&File", 0, "", wxITEM_SEPARATOR, ""},
+    {"&File", 20006, "Export quantitative results...\tCtrl+E", wxITEM_NORMAL,
+     "Export quantitative results to a text file."},
+    {"&File", 20007, "Export image results\tCtrl+I", wxITEM_NORMAL, "Export image results."},
+    {"&File", 20008, "Export image results to folder...\tCtrl+Shift+I", wxITEM_NORMAL, "Export image results."},
+    {"&File", 0, "", wxITEM_SEPARATOR, ""},
+    {"&File", 20009, "Quit\tCtrl+Q", wxITEM_NORMAL, "Quit the application."},
+    {"&View", 20010, "Label numbers\tF5", wxITEM_CHECK, "Display label numbers."},
+    {"&View", 0, "", wxITEM_SEPARATOR, ""},
+    {"&View", 20012, "Only raw image data\tF6", wxITEM_CHECK, "Display only raw image data without labels."},
+    {"&View", 20013, "Only contours\tF7", wxITEM_CHECK, "Display either contours or complete components"},
+    {"&Drawing", 20020, "Contour mode\tC", wxITEM_CHECK, "Switch between the Contour and Brush modes."},
+    {"&Drawing", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Drawing", 20014, "Previous label\tF1", wxITEM_NORMAL, ""},
+    {"&Drawing", 20015, "Next label\tF2", wxITEM_NORMAL, ""},
+    {"&Drawing", 20016, "Empty label\tE", wxITEM_NORMAL, ""},
+    {"&Drawing", 20017, "Unique label\tU", wxITEM_NORMAL, "Find a label not used at the current position."},
+    {"&Drawing", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Drawing", 20018, "Decrease brush radius\tF3", wxITEM_NORMAL, ""},
+    {"&Drawing", 20019, "Increase brush radius\tF4", wxITEM_NORMAL, ""},
+    {"&Drawing", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Drawing", 20027, "Clear current position\tDel", wxITEM_NORMAL, "Discard all labels from the current position."},
+    {"&Drawing", 20028, "Clear all positions\tShift+Del", wxITEM_NORMAL, "Discard all labels from all positions."},
+    {"&Analysis", 20021, "Parameters...\tCtrl+P", wxITEM_NORMAL,
+     "Set the parameters of the detection and segmentation routines."},
+    {"&Analysis", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Analysis", 20022, "Detect exosomes (current position)\tCtrl+D", wxITEM_NORMAL,
+     "Run the automatic exosome detection routine for the current position."},
+    {"&Analysis", 20024, "Detect exosomes (empty positions)\tCtrl+Alt+D", wxITEM_NORMAL,
+     "Run the automatic exosome detection routine for all empty positions."},
+    {"&Analysis", 20023, "Detect exosomes (all positions)\tCtrl+Shift+D", wxITEM_NORMAL,
+     "Run the automatic exosome detection routine for all positions."},
+    {"&Analysis", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Analysis", 20025, "Segment exosomes (current position)\tCtrl+R", wxITEM_NORMAL,
+     "Run the automatic exosome segmentation routine for the current position."},
+    {"&Analysis", 20026, "Segment exosomes (all positions)\tCtrl+Shift+R", wxITEM_NORMAL,
+     "Run the automatic exosome segmentation routine for all positions."},
+    {"&Help", 20029, "Controls", wxITEM_NORMAL, "Show the list of predefined actions."},
+    {"&Help", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Help", 20030, "About", wxITEM_NORMAL, "Display information about this application."},
+};
+
+TEST(MenuBar, HasExactlyTheKnownEntriesInTheirOrder) {
+    const std::unique_ptr<wxMenuBar> bar(Korvane::MakeMenuBar());
+    std::size_t next = 0;
+    for (std::size_t m = 0; m < bar->GetMenuCount(); ++m) {
+        for (const wxMenuItem* item : bar->GetMenu(m)->GetMenuItems()) {
+            ASSERT_LT(next, kExpected.size());
+            const Expected& expected = kExpected[next++];
+            EXPECT_EQ(bar->GetMenuLabel(m), wxString(expected.menu));
+            EXPECT_EQ(item->GetKind(), expected.kind) << expected.text;
+            if (expected.id == 0) continue;
+            EXPECT_EQ(item->GetId(), expected.id);
+            EXPECT_EQ(item->GetItemLabel(), wxString(expected.text));
+            EXPECT_EQ(item->GetHelp(), wxString(expected.help));
+        }
+    }
+    EXPECT_EQ(next, kExpected.size());
+}
+
+TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
+    const std::vector<int> ids{20001, 20002, 20003, 20004, 20005, 20006, 20007, 20008, 20009, 20014,
+                               20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
+                               20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029};
+    const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
+    for (const wxEventType type : {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS),
+                                   wxEventType(wxEVT_MOUSEWHEEL), wxEventType(wxEVT_CHAR),
+                                   wxEventType(wxEVT_CLOSE_WINDOW)}) {
+        EXPECT_EQ(entry->m_eventType, type);
+        EXPECT_EQ(entry->m_id, wxID_ANY);
+        ++entry;
+    }
+    for (const int id : ids) {
+        EXPECT_EQ(entry->m_eventType, wxEventType(wxEVT_MENU));
+        EXPECT_EQ(entry->m_id, id);
+        ++entry;
+    }
+    EXPECT_EQ(entry->m_fn, nullptr);
+}
+
+}  // namespace
