@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 
+#include "LabelCensus.h"
 #include "LabelColours.h"
 
 namespace Korvane {
@@ -154,35 +155,9 @@ std::vector<ContourVoxel> ContourVoxels(const LabelImage& labels, const PixelRec
 }
 
 std::vector<LabelAnchor> LabelAnchors(const LabelImage& labels) {
-    struct Sums {
-        std::uint64_t count = 0;
-        std::uint64_t x = 0;
-        std::uint64_t y = 0;
-    };
-    std::vector<Sums> sums(65536);
-    for (std::uint64_t y = 0; y < labels.SizeY(); ++y) {
-        const std::uint16_t* row = labels.Row(y);
-        const std::uint64_t width = labels.SizeX();
-        // Labels come in runs: one addition to the sums per run.
-        for (std::uint64_t x = 0; x < width;) {
-            const std::uint16_t label = row[x];
-            const std::uint64_t start = x;
-            while (x < width && row[x] == label) ++x;
-            if (label == 0) continue;
-            const std::uint64_t length = x - start;
-            Sums& sum = sums[label];
-            sum.count += length;
-            sum.x += length * start + length * (length - 1) / 2;
-            sum.y += length * y;
-        }
-    }
-    std::vector<LabelAnchor> anchors;
-    for (std::size_t label = 1; label < sums.size(); ++label) {
-        const Sums& sum = sums[label];
-        if (sum.count == 0) continue;
-        anchors.push_back({static_cast<std::uint16_t>(label), sum.x / sum.count, sum.y / sum.count});
-    }
-    return anchors;
+    LabelCensus census;
+    census.Ensure(labels);
+    return census.Anchors();
 }
 
 }  // namespace Korvane

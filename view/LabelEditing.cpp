@@ -1,0 +1,257 @@
+#include "LabelEditing.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "Neighbourhood8.h"
+#include "operations/FloodFill.h"
+#include "operations/HoleFilling.h"
+#include "operations/Line.h"
+
+namespace Korvane {
+
+namespace {
+
+using qvox::LabelImage;
+
+constexpr std::uint16_t kContourValue = 65535;
+
+std::int64_t Truncated(float value) {
+    // Far beyond any image, and within what the arithmetic on voxels can take.
+    constexpr float kLimit = 1e12f;
+    if (!(value == value)) return -1;
+    return static_cast<std::int64_t>(std::clamp(value, -kLimit, kLimit));
+}
+
+bool InsideRange(float value, std::uint64_t size) {
+    return value >= 0.0f && static_cast<std::uint64_t>(Truncated(value)) < size;
+}
+
+/// Gives a label to a part of a row, telling the census run by run.
+void SetRun(LabelImage& labels, LabelCensus& census, std::uint16_t label, std::uint64_t x, std::uint64_t end,
+            std::uint64_t y) {
+    std::uint16_t* const row = labels.Row(y);
+    while (x < end) {
+        const std::uint16_t before = row[x];
+        const std::uint64_t start = x;
+        for (; x < end && row[x] == before; ++x) row[x] = label;
+        census.Replace(before, label, start, y, x - start);
+    }
+}
+
+void Count(EditedPosition& position, EditingState& state) {
+    state.census.Ensure(position.labels);
+    position.labelCount = state.census.ObjectCount();
+}
+
+/// The smallest rectangle that holds all the points.
+PixelRectangle BoxOf(const std::vector<std::uint64_t>& points, const LabelImage& labels) {
+    std::uint64_t left = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t top = left;
+    std::uint64_t right = 0;
+    std::uint64_t bottom = 0;
+    for (const std::uint64_t point : points) {
+        const auto [x, y, z] = labels.Coordinates(point);
+        static_cast<void>(z);
+        left = std::min(left, x);
+        right = std::max(right, x);
+        top = std::min(top, y);
+        bottom = std::max(bottom, y);
+    }
+    return {left, top, right - left + 1, bottom - top + 1};
+}
+
+/// The closed line through the points and what it encloses, as kContourValue in an image of their box. Beyond the box
+/// nothing is drawn, and each voxel there has a straight way to the image's border, so the box's border stands for it.
+LabelImage FilledContour(const std::vector<std::uint64_t>& points, const LabelImage& labels, const PixelRectangle& box) {
+    LabelImage outline;
+    outline.Resize(box.width, box.height, 1);
+    outline.Zero();
+    const auto inBox = [&](std::uint64_t point) {
+        const auto at = labels.Coordinates(point);
+        return std::array<std::int64_t, 3>{static_cast<std::int64_t>(at[0] - box.x),
+                                           static_cast<std::int64_t>(at[1] - box.y), 0};
+    };
+    for (std::size_t i = 1; i < points.size(); ++i) {
+        qvox::DrawLine(outline, inBox(points[i]), inBox(points[i - 1]), kContourValue);
+    }
+    qvox::DrawLine(outline, inBox(points.back()), inBox(points.front()), kContourValue);
+    LabelImage filled;
+    qvox::FillHoles(outline, filled);
+    return filled;
+}
+
+}  // namespace
+
+Pixel PixelAt(const ImagePoint& point) { return {Truncated(point.x), Truncated(point.y)}; }
+
+bool Inside(const LabelImage& labels, const ImagePoint& point) {
+    return InsideRange(point.x, labels.SizeX()) && InsideRange(point.y, labels.SizeY());
+}
+
+EditResult PreviousLabel(std::uint16_t& currentLabel) {
+    if (currentLabel == 0) return EditResult::kNothing;
+    --currentLabel;
+    return EditResult::kRepaint;
+}
+
+EditResult NextLabel(std::uint16_t& currentLabel) {
+    if (currentLabel == std::numeric_limits<std::uint16_t>::max()) return EditResult::kMaximumReached;
+    ++currentLabel;
+    return EditResult::kRepaint;
+}
+
+EditResult EmptyLabel(std::uint16_t& currentLabel) {
+    currentLabel = 0;
+    return EditResult::kRepaint;
+}
+
+EditResult UniqueLabel(EditedPosition position, EditingState& state) {
+    state.census.Ensure(position.labels);
+    const std::optional<std::uint16_t> label = state.census.FirstUnusedLabel();
+    if (!label) return EditResult::kMaximumReached;
+    position.currentLabel = *label;
+    return EditResult::kRepaint;
+}
+
+EditResult DecreaseBrushRadius(EditingState& state) {
+    if (state.mode == DrawingMode::kContour) return EditResult::kNothing;
+    if (state.brushRadiusPx > kMinBrushRadiusPx) --state.brushRadiusPx;
+    return EditResult::kRepaint;
+}
+
+EditResult IncreaseBrushRadius(EditingState& state) {
+    if (state.mode == DrawingMode::kBrush && state.brushRadiusPx < kMaxBrushRadiusPx) ++state.brushRadiusPx;
+    return EditResult::kRepaint;
+}
+
+EditResult FlipDrawingMode(EditingState& state) {
+    state.mode = state.mode == DrawingMode::kBrush ? DrawingMode::kContour : DrawingMode::kBrush;
+    state.contourPoints.clear();
+    return EditResult::kRepaint;
+}
+
+void TakeUndoCopy(EditedPosition position) {
+    const LabelImage& labels = position.labels;
+    // A buffer that is there already need not be mapped page by page again.
+    if (!position.undoLabels.SameSizes(labels)) {
+        position.undoLabels = labels;
+        return;
+    }
+    position.undoLabels.CopyPropertiesFrom(labels);
+    std::copy(labels.begin(), labels.end(), position.undoLabels.begin());
+}
+
+PixelRectangle PressLeft(EditedPosition position, EditingState& state, const ImagePoint& point) {
+    TakeUndoCopy(position);
+    return DragLeft(position, state, point);
+}
+
+PixelRectangle DragLeft(EditedPosition position, EditingState& state, const ImagePoint& point) {
+    if (state.mode == DrawingMode::kBrush) return PaintDisc(position, state, PixelAt(point));
+    if (!Inside(position.labels, point)) return {};
+    const Pixel pixel = PixelAt(point);
+    state.contourPoints.push_back(
+        position.labels.Index(static_cast<std::uint64_t>(pixel.x), static_cast<std::uint64_t>(pixel.y)));
+    return {};
+}
+
+PixelRectangle ReleaseLeft(EditedPosition position, EditingState& state) {
+    return state.mode == DrawingMode::kContour ? FillContour(position, state) : PixelRectangle{};
+}
+
+EditResult PickLabel(EditedPosition position, const EditingState& state, const ImagePoint& point) {
+    if (!state.contourPoints.empty()) return EditResult::kNothing;
+    position.currentLabel = 0;
+    if (Inside(position.labels, point)) {
+        const Pixel pixel = PixelAt(point);
+        position.currentLabel =
+            position.labels(static_cast<std::uint64_t>(pixel.x), static_cast<std::uint64_t>(pixel.y));
+    }
+    return EditResult::kRepaint;
+}
+
+PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pixel& centre) {
+    Count(position, state);
+    LabelImage& labels = position.labels;
+    const std::int64_t radius = state.brushRadiusPx;
+    const auto width = static_cast<std::int64_t>(labels.SizeX());
+    const auto height = static_cast<std::int64_t>(labels.SizeY());
+    // No voxel at distance `radius` belongs to the disc, so its box is one narrower on each side.
+    const std::int64_t left = std::max<std::int64_t>(centre.x - radius + 1, 0);
+    const std::int64_t right = std::min<std::int64_t>(centre.x + radius, width);
+    const std::int64_t top = std::max<std::int64_t>(centre.y - radius + 1, 0);
+    const std::int64_t bottom = std::min<std::int64_t>(centre.y + radius, height);
+    if (left >= right || top >= bottom) return {};
+    for (std::int64_t y = top; y < bottom; ++y) {
+        const std::int64_t dy = y - centre.y;
+        std::int64_t reach = radius - 1;
+        while (reach > 0 && reach * reach + dy * dy >= radius * radius) --reach;
+        const std::int64_t first = std::max(centre.x - reach, left);
+        const std::int64_t end = std::min(centre.x + reach + 1, right);
+        if (first >= end) continue;
+        SetRun(labels, state.census, position.currentLabel, static_cast<std::uint64_t>(first),
+               static_cast<std::uint64_t>(end), static_cast<std::uint64_t>(y));
+    }
+    position.labelCount = state.census.ObjectCount();
+    return {static_cast<std::uint64_t>(left), static_cast<std::uint64_t>(top),
+            static_cast<std::uint64_t>(right - left), static_cast<std::uint64_t>(bottom - top)};
+}
+
+PixelRectangle FillContour(EditedPosition position, EditingState& state) {
+    if (state.contourPoints.empty()) return {};
+    // Points that outlived a failure would keep the position from being left.
+    std::vector<std::uint64_t> points;
+    points.swap(state.contourPoints);
+    const PixelRectangle box = BoxOf(points, position.labels);
+    const LabelImage filled = FilledContour(points, position.labels, box);
+    state.census.Ensure(position.labels);
+    for (std::uint64_t row = 0; row < box.height; ++row) {
+        const std::uint16_t* inside = filled.Row(row);
+        for (std::uint64_t x = 0; x < box.width;) {
+            const std::uint64_t start = x;
+            while (x < box.width && inside[x] == kContourValue) ++x;
+            SetRun(position.labels, state.census, position.currentLabel, box.x + start, box.x + x, box.y + row);
+            while (x < box.width && inside[x] != kContourValue) ++x;
+        }
+    }
+    position.labelCount = state.census.ObjectCount();
+    return box;
+}
+
+PixelRectangle RepaintComponent(EditedPosition position, EditingState& state, const ImagePoint& point) {
+    const Pixel pixel = PixelAt(point);
+    LabelImage& labels = position.labels;
+    if (!state.contourPoints.empty() || pixel.x < 0 || pixel.y < 0 ||
+        static_cast<std::uint64_t>(pixel.x) >= labels.SizeX() || static_cast<std::uint64_t>(pixel.y) >= labels.SizeY()) {
+        return {};
+    }
+    TakeUndoCopy(position);
+    state.census.Forget();
+    qvox::FloodFillLabel(labels, position.currentLabel, static_cast<std::uint64_t>(pixel.x),
+                         static_cast<std::uint64_t>(pixel.y), 0, qvox::Neighbourhood8{});
+    Count(position, state);
+    return WholeImage(labels);
+}
+
+EditResult UndoEdit(EditedPosition position, EditingState& state) {
+    if (position.undoLabels.Empty()) return EditResult::kNothing;
+    position.labels.Swap(position.undoLabels);
+    position.undoLabels.Release();
+    state.census.Forget();
+    return EditResult::kRepaint;
+}
+
+EditResult ClearLabels(EditedPosition position, EditingState& state) {
+    TakeUndoCopy(position);
+    position.labels.Zero();
+    position.labelCount = 0;
+    position.currentLabel = 1;
+    state.census.Forget();
+    return EditResult::kRepaint;
+}
+
+void LabelsReplaced(EditingState& state) { state.census.Forget(); }
+
+}  // namespace Korvane
