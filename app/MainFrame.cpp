@@ -10,6 +10,7 @@
 #include "CommandTable.h"
 #include "ExceptionText.h"
 #include "SingleImageCanvas.h"
+#include "StatusTexts.h"
 
 namespace Korvane {
 
@@ -121,7 +122,7 @@ void MainFrame::ShowChecks() {
     bar->Check(kOnlyRaw, onlyRaw_);
     bar->Check(kOnlyContours, onlyContours_);
     bar->Check(kLabelNumbers, labelNumbers_);
-    bar->Check(kContourMode, mode_ == DrawingMode::kContour);
+    bar->Check(kContourMode, editing_.mode == DrawingMode::kContour);
 }
 
 bool MainFrame::Confirm(const wxString& question) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -9,6 +10,7 @@
 
 #include "AnalysisParameters.h"
 #include "CanvasOwner.h"
+#include "LabelEditing.h"
 #include "PositionStore.h"
 #include "ResultFiles.h"
 
@@ -17,8 +19,6 @@ class wxProgressDialog;
 namespace Korvane {
 
 class SingleImageCanvas;
-
-inline constexpr const char* kStartTitle = "TEM Korvane";
 
 /// The main window. It owns the positions, the analysis parameters and the state of viewing and editing; every command
 /// of the program arrives here.
@@ -92,6 +92,7 @@ public:
     // What the canvas asks and tells.
 
     CanvasState StateOfCanvas() const override;
+    const std::vector<LabelAnchor>& NumberAnchors() override;
     void RefreshStatusTexts() override;
     void OnCanvasPainted() override;
     void OnCanvasMouse(wxMouseEvent& event) override;
@@ -101,11 +102,10 @@ public:
     const PositionStore& Store() const { return store_; }
     SingleImageCanvas& Canvas() { return *canvas_; }
     int ZoomLevel() const { return zoomLevel_; }
-    int BrushRadius() const { return brushRadius_; }
+    int BrushRadius() const { return editing_.brushRadiusPx; }
     AnalysisParameters& Parameters() { return parameters_; }
 
 private:
-    enum class DrawingMode { kBrush, kContour };
     class CommandScope;
     class DisabledScope;
 
@@ -136,15 +136,10 @@ private:
     void ExportPicture(std::size_t index, const ChosenFolder& folder);
     ChosenFolder AskForFolder(const wxString& title);
 
-    qvox::LabelImage& CurrentLabels() { return store_.labelImages[store_.current]; }
-    void LabelsEdited();
-    void FlipContourMode();
-    void TakeUndoCopy();
-    void Undo();
-    void RepaintComponent();
-    void PickLabel(float x, float y);
-    void DrawAt(float x, float y);
-    void FillDrawnContour();
+    EditedPosition Edited();
+    void Finish(EditResult result, const char* whenMaximumReached = "");
+    void RefreshEdited(const PixelRectangle& part);
+    void CountAgain();
 
     void RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
@@ -152,16 +147,15 @@ private:
     void AnalyseEach(const std::function<void(std::size_t)>& analyse);
 
     PositionStore store_;
-    int brushRadius_ = 10;
+    EditingState editing_;
     bool onlyRaw_ = false;
     bool onlyContours_ = true;
     bool labelNumbers_ = false;
-    DrawingMode mode_ = DrawingMode::kBrush;
-    std::vector<std::uint64_t> contourPoints_;  ///< linear indices into the current label image
     AnalysisParameters parameters_;
-    float zoomFactor_ = 1.0f;
     int zoomLevel_ = 0;
-    int wheelRotation_ = 0;  ///< turned so far, less than a notch
+    WheelSum wheel_;
+    std::vector<LabelAnchor> anchors_;  ///< of the census' version below
+    std::optional<std::uint64_t> anchorsVersion_;
     enum class Work { kNone, kRunning } work_ = Work::kNone;
     std::function<void()> afterFirstPaint_;
     SingleImageCanvas* canvas_ = nullptr;

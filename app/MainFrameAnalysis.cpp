@@ -78,7 +78,7 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
     } catch (...) {
         FailFor("detect the exosomes in", index, store_.paths[index]);
     }
-    LabelsEdited();
+    CountAgain();
 }
 
 void MainFrame::SegmentPosition(std::size_t index) {
@@ -94,7 +94,7 @@ void MainFrame::SegmentPosition(std::size_t index) {
     } catch (...) {
         FailFor("segment the exosomes in", index, store_.paths[index]);
     }
-    LabelsEdited();
+    CountAgain();
 }
 
 void MainFrame::OnDetectCurrent(wxCommandEvent&) {

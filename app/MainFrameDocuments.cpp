@@ -16,6 +16,7 @@
 #include "PathText.h"
 #include "Scopes.h"
 #include "SingleImageCanvas.h"
+#include "StatusTexts.h"
 #include "files/ImageFile.h"
 
 namespace Korvane {
@@ -79,7 +80,8 @@ void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
 
 void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
     const wxBusyCursor busy;
-    contourPoints_.clear();
+    editing_.contourPoints.clear();
+    LabelsReplaced(editing_);
     canvas_->SetImages(nullptr, nullptr);
     RemoveAllPositions(store_);
     for (const wxString& path : paths) {
@@ -94,18 +96,17 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
     }
     // The title would go on naming a position that is gone.
     SetTitle(kStartTitle);
-    canvas_->ShowFromCorner(zoomFactor_);
+    canvas_->ShowFromCorner();
     RefreshStatusTexts();
     RefreshAll();
 }
 
 void MainFrame::FitToPosition() {
     const qvox::VoxelImage<float>& image = store_.images[store_.current];
-    const auto fitted = [this](wxSystemMetric metric, std::uint64_t size) {
-        const int most = wxSystemSettings::GetMetric(metric, this) * 85 / 100;
-        return static_cast<int>(std::min(static_cast<std::uint64_t>(std::max(most, 1)), size + 4));
-    };
-    SetClientSize(fitted(wxSYS_SCREEN_X, image.SizeX()), fitted(wxSYS_SCREEN_Y, image.SizeY()));
+    const ClientSize screen{wxSystemSettings::GetMetric(wxSYS_SCREEN_X, this),
+                            wxSystemSettings::GetMetric(wxSYS_SCREEN_Y, this)};
+    const ClientSize fitted = FittedClientSize(screen, image.SizeX(), image.SizeY());
+    SetClientSize(fitted.width, fitted.height);
 }
 
 ChosenFolder MainFrame::AskForFolder(const wxString& title) {
@@ -153,10 +154,9 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
             const wxString& path = store_.paths[i];
             DoFileTask(FileTask::kLoadResults, FileNameOf(path), [&] {
                 LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
-                if (i == store_.current) RecountLabels(store_);
+                if (i == store_.current) CountAgain();
             });
         }
-        canvas_->LabelsChanged();
     }
     RefreshAll();
 }
@@ -185,9 +185,9 @@ void MainFrame::ExportPicture(std::size_t index, const ChosenFolder& folder) {
     const qvox::LabelImage& labels = store_.labelImages[index];
     CanvasState state = StateOfCanvas();
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
-    if (index != store_.current) state.contourPoints = nullptr;
+    if (index != store_.current) state.editing = nullptr;
     ColourPicture picture = PaintPosition(store_.images[index], labels, state.style);
-    const bool contourOpen = state.contourPoints != nullptr && !state.contourPoints->empty();
+    const bool contourOpen = state.editing != nullptr && !state.editing->contourPoints.empty();
     if (contourOpen || state.numbers == CanvasState::Numbers::kShown) DrawOverlay(picture, labels, state);
     qvox::SaveImageFile(PathBytes(ExportPath(store_.paths[index], folder)), picture);
 }

@@ -1,25 +1,14 @@
-#include <algorithm>
-#include <cmath>
-
 #include <wx/app.h>
 #include <wx/evtloop.h>
 
 #include "CommandTable.h"
 #include "MainFrame.h"
 #include "SingleImageCanvas.h"
+#include "StatusTexts.h"
 
 namespace Korvane {
 
 namespace {
-
-constexpr int kMinZoomLevel = -13;
-constexpr int kMaxZoomLevel = 13;
-constexpr float kZoomBase = 1.2f;
-constexpr int kScrollStep = 50;
-
-float ZoomFactorOf(int level) {
-    return level == 2 ? kZoomBase * kZoomBase : std::pow(kZoomBase, static_cast<float>(level));
-}
 
 /// The character or function that a key stands for, wherever it lies on the keyboard.
 int KeyOf(const wxKeyEvent& event) {
@@ -78,11 +67,24 @@ CanvasState MainFrame::StateOfCanvas() const {
     CanvasState state;
     state.style = onlyRaw_ ? LabelStyle::kNone : onlyContours_ ? LabelStyle::kContours : LabelStyle::kRegions;
     state.numbers = labelNumbers_ ? CanvasState::Numbers::kShown : CanvasState::Numbers::kHidden;
-    state.zoom = zoomFactor_;
+    state.zoomLevel = zoomLevel_;
     state.currentLabel = store_.currentLabel;
-    state.outlineRadius = mode_ == DrawingMode::kContour ? 1 : brushRadius_;
-    state.contourPoints = &contourPoints_;
+    state.editing = &editing_;
     return state;
+}
+
+const std::vector<LabelAnchor>& MainFrame::NumberAnchors() {
+    editing_.census.Ensure(store_.labelImages[store_.current]);
+    if (anchorsVersion_ != editing_.census.Version()) {
+        anchors_ = editing_.census.Anchors();
+        anchorsVersion_ = editing_.census.Version();
+    }
+    return anchors_;
+}
+
+void MainFrame::CountAgain() {
+    RecountLabels(store_);
+    LabelsReplaced(editing_);
 }
 
 void MainFrame::RefreshStatusTexts() {
@@ -90,24 +92,12 @@ void MainFrame::RefreshStatusTexts() {
         // A status bar repaints on every change; most paints change nothing of it.
         if (GetStatusBar()->GetStatusText(field) != text) SetStatusText(text, field);
     };
-    if (!HasPositions()) {
-        set(1, "Pixel size: -");
-        set(2, "Label: -");
-        set(3, "Radius: -");
-        set(4, "Objects: -");
-        set(5, "Mode: -");
-        return;
+    StatusFields fields = StatusTextsWithoutPosition();
+    if (HasPositions()) {
+        fields = StatusTexts({store_.images[store_.current].Resolution(), store_.currentLabel, editing_.brushRadiusPx,
+                              store_.labelCount, editing_.mode});
     }
-    const qvox::PixelResolution& resolution = store_.images[store_.current].Resolution();
-    const bool known = resolution.x > 0.0f && resolution.y > 0.0f;
-    set(1, known ? wxString::Format("Pixel size: %.1fx%.1f nm", 1000.0 / static_cast<double>(resolution.x),
-                                    1000.0 / static_cast<double>(resolution.y))
-                 : wxString("Pixel size: unknown"));
-    const bool contour = mode_ == DrawingMode::kContour;
-    set(2, wxString::Format("Label: %d", static_cast<int>(store_.currentLabel)));
-    set(3, wxString::Format("Radius: %d", contour ? 1 : brushRadius_));
-    set(4, wxString::Format("Objects: %d", static_cast<int>(store_.labelCount)));
-    set(5, wxString::Format("Mode: %s", contour ? "Contour" : "Brush"));
+    for (std::size_t i = 0; i < fields.size(); ++i) set(static_cast<int>(i + 1), fields[i]);
 }
 
 void MainFrame::PointCanvasAt(std::size_t index) {
@@ -115,13 +105,12 @@ void MainFrame::PointCanvasAt(std::size_t index) {
 }
 
 void MainFrame::SwitchTo(std::size_t index) {
-    if (!SwitchToPosition(store_, index, contourPoints_.size())) return;
-    // Joined rather than formatted: a "%" in a file name stays what it is.
-    SetTitle(wxString::Format("Position [%d/%d] - ", static_cast<int>(index + 1),
-                              static_cast<int>(PositionCount(store_))) +
-             store_.paths[index]);
+    if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) return;
+    LabelsReplaced(editing_);
+    wheel_.Reset();
+    SetTitle(PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring()));
     PointCanvasAt(index);
-    canvas_->ShowFromCorner(zoomFactor_);
+    canvas_->ShowFromCorner();
     RefreshAll();
     // Painted before the handler returns; what the person does meanwhile waits its turn, so nothing is entered twice.
     if (wxEventLoopBase* const loop = wxEventLoopBase::GetActive(); loop != nullptr && !loop->IsYielding()) {
@@ -130,21 +119,19 @@ void MainFrame::SwitchTo(std::size_t index) {
 }
 
 void MainFrame::SetZoomLevel(int level) {
-    zoomLevel_ = std::clamp(level, kMinZoomLevel, kMaxZoomLevel);
-    const float old = zoomFactor_;
-    zoomFactor_ = ZoomFactorOf(zoomLevel_);
-    canvas_->Rescale(old, zoomFactor_);
+    const ZoomChange change = ChangeZoom(canvas_->View(), level, {canvas_->Pointer().x, canvas_->Pointer().y});
+    zoomLevel_ = change.level;
+    canvas_->Rescale(change);
     RefreshAll();
 }
 
 void MainFrame::OnMouseWheel(wxMouseEvent& event) {
-    if (!IsEnabled() || !HasPositions() || event.GetWheelAxis() != wxMOUSE_WHEEL_VERTICAL) return;
+    if (!IsEnabled() || !HasPositions()) return;
     RunAlone([&] {
-        const int notch = std::max(1, event.GetWheelDelta());
-        wheelRotation_ += event.GetWheelRotation();
-        const int notches = wheelRotation_ / notch;
-        wheelRotation_ -= notches * notch;
-        if (notches != 0) SetZoomLevel(zoomLevel_ + notches);
+        const WheelAxis axis =
+            event.GetWheelAxis() == wxMOUSE_WHEEL_VERTICAL ? WheelAxis::kVertical : WheelAxis::kHorizontal;
+        const int levels = wheel_.Turn(event.GetWheelRotation(), event.GetWheelDelta(), axis);
+        if (levels != 0) SetZoomLevel(zoomLevel_ + levels);
     });
 }
 
@@ -160,16 +147,16 @@ bool MainFrame::HandleViewKey(int key) {
             SetZoomLevel(0);
             return true;
         case WXK_LEFT:
-            canvas_->ScrollBy(-kScrollStep, 0);
+            canvas_->ScrollTo(KeyboardScrolled(canvas_->View(), ScrollDirection::kLeft));
             break;
         case WXK_RIGHT:
-            canvas_->ScrollBy(kScrollStep, 0);
+            canvas_->ScrollTo(KeyboardScrolled(canvas_->View(), ScrollDirection::kRight));
             break;
         case WXK_UP:
-            canvas_->ScrollBy(0, -kScrollStep);
+            canvas_->ScrollTo(KeyboardScrolled(canvas_->View(), ScrollDirection::kUp));
             break;
         case WXK_DOWN:
-            canvas_->ScrollBy(0, kScrollStep);
+            canvas_->ScrollTo(KeyboardScrolled(canvas_->View(), ScrollDirection::kDown));
             break;
         case WXK_HOME:
             SwitchTo(0);

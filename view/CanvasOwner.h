@@ -5,6 +5,7 @@
 
 #include <wx/event.h>
 
+#include "LabelEditing.h"
 #include "LabelPainter.h"
 #include "VoxelImage.h"
 
@@ -14,10 +15,9 @@ namespace Korvane {
 struct CanvasState {
     LabelStyle style = LabelStyle::kContours;
     enum class Numbers { kHidden, kShown } numbers = Numbers::kHidden;
-    float zoom = 1.0f;
+    int zoomLevel = 0;
     std::uint16_t currentLabel = 1;
-    int outlineRadius = 10;                                      ///< of the outline under the pointer, image pixels
-    const std::vector<std::uint64_t>* contourPoints = nullptr;  ///< linear indices into the label image; may be empty
+    const EditingState* editing = nullptr;  ///< null where neither outline nor open contour is to be drawn
 };
 
 /// The window around the canvas: holds everything that is not a matter of drawing, and hears the canvas's input.
@@ -26,6 +26,8 @@ public:
     virtual ~CanvasOwner() = default;
 
     virtual CanvasState StateOfCanvas() const = 0;
+    /// Where the numbers of the labels shown stand.
+    virtual const std::vector<LabelAnchor>& NumberAnchors() = 0;
     virtual void RefreshStatusTexts() = 0;
     virtual void OnCanvasPainted() = 0;
     virtual void OnCanvasMouse(wxMouseEvent& event) = 0;

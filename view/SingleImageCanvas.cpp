@@ -7,31 +7,24 @@
 #include <wx/image.h>
 #include <wx/log.h>
 
-#include "LabelColours.h"
+#include "OverlayGeometry.h"
 
 namespace Korvane {
 
 namespace {
 
-wxColour PenColour(std::uint16_t label) {
-    if (label == 0) return *wxWHITE;
-    const qvox::Rgb8 colour = LabelColour(label);
+wxColour PenColour(std::uint16_t currentLabel) {
+    const qvox::Rgb8 colour = ToolColour(currentLabel);
     return wxColour(colour.r, colour.g, colour.b);
 }
 
-wxPoint PointOf(const qvox::LabelImage& labels, std::uint64_t index) {
-    const auto at = labels.Coordinates(index);
-    return {static_cast<int>(at[0]), static_cast<int>(at[1])};
-}
+wxPoint PointOf(const Pixel& pixel) { return {static_cast<int>(pixel.x), static_cast<int>(pixel.y)}; }
 
-void DrawContour(wxDC& dc, const qvox::LabelImage& labels, const std::vector<std::uint64_t>& points,
-                 std::uint16_t label) {
+void DrawContour(wxDC& dc, const std::vector<Pixel>& line, std::uint16_t label) {
     dc.SetPen(wxPen(PenColour(label), 1));
     dc.SetBrush(*wxTRANSPARENT_BRUSH);
-    for (std::size_t i = 1; i < points.size(); ++i) {
-        dc.DrawLine(PointOf(labels, points[i - 1]), PointOf(labels, points[i]));
-    }
-    dc.DrawPoint(PointOf(labels, points.back()));
+    for (std::size_t i = 1; i < line.size(); ++i) dc.DrawLine(PointOf(line[i - 1]), PointOf(line[i]));
+    dc.DrawPoint(PointOf(line.back()));
 }
 
 /// Farther from its anchor than this no number reaches, in window pixels.
@@ -47,11 +40,11 @@ void DrawNumbers(wxDC& dc, const std::vector<LabelAnchor>& anchors, float scale,
         if (!near.Contains(x, y)) continue;
         const wxString text = wxString::Format("%d", static_cast<int>(anchor.label));
         const wxSize extent = dc.GetTextExtent(text);
-        const wxPoint at(x - extent.x / 2, y - extent.y / 2);
+        const NumberPlace place = PlaceNumber(anchor, scale, {extent.x, extent.y});
         dc.SetTextForeground(*wxBLACK);
-        dc.DrawText(text, at + wxPoint(1, 1));
+        dc.DrawText(text, place.shadow.x, place.shadow.y);
         dc.SetTextForeground(*wxWHITE);
-        dc.DrawText(text, at);
+        dc.DrawText(text, place.text.x, place.text.y);
     }
 }
 
@@ -83,7 +76,6 @@ SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
 void SingleImageCanvas::SetImages(const qvox::VoxelImage<float>* raw, const qvox::LabelImage* labels) {
     raw_ = nullptr;
     labels_ = nullptr;
-    LabelsChanged();
     grey_.Release();
     if (raw == nullptr || labels == nullptr) return;
     ConvertToGrey(*raw, grey_);
@@ -91,59 +83,64 @@ void SingleImageCanvas::SetImages(const qvox::VoxelImage<float>* raw, const qvox
     labels_ = labels;
 }
 
-void SingleImageCanvas::ShowFromCorner(float zoom) {
-    if (raw_ == nullptr) {
-        SetVirtualSize(0, 0);
-        return;
-    }
-    SetVirtualSize(static_cast<int>(static_cast<float>(raw_->SizeX()) * zoom),
-                   static_cast<int>(static_cast<float>(raw_->SizeY()) * zoom));
+ViewState SingleImageCanvas::View() const {
+    ViewState view;
+    view.zoomLevel = owner_.StateOfCanvas().zoomLevel;
+    const wxPoint start = GetViewStart();
+    const wxSize client = GetClientSize();
+    view.start = {start.x, start.y};
+    view.client = {client.x, client.y};
+    view.imageWidth = raw_ == nullptr ? 0 : raw_->SizeX();
+    view.imageHeight = raw_ == nullptr ? 0 : raw_->SizeY();
+    return view;
+}
+
+void SingleImageCanvas::ShowFromCorner() {
+    const ClientSize size = VirtualSize(View());
+    SetVirtualSize(size.width, size.height);
     Scroll(0, 0);
 }
 
-void SingleImageCanvas::Rescale(float oldZoom, float newZoom) {
+void SingleImageCanvas::Rescale(const ZoomChange& change) {
     if (raw_ == nullptr) return;
-    const wxSize client = GetClientSize();
-    const wxPoint p = PointerInside() ? pointer_ : wxPoint(client.x / 2, client.y / 2);
-    const wxPoint start = ViewStartPixels();
-    const float qx = std::ceil(static_cast<float>(start.x + p.x) / oldZoom);
-    const float qy = std::ceil(static_cast<float>(start.y + p.y) / oldZoom);
-    SetVirtualSize(static_cast<int>(static_cast<float>(raw_->SizeX()) * newZoom),
-                   static_cast<int>(static_cast<float>(raw_->SizeY()) * newZoom));
-    // A negative target would mean "leave it" to the scrolled window.
-    Scroll(std::max(0, static_cast<int>(qx * newZoom - static_cast<float>(p.x))),
-           std::max(0, static_cast<int>(qy * newZoom - static_cast<float>(p.y))));
+    SetVirtualSize(change.virtualSize.width, change.virtualSize.height);
+    ScrollTo(change.start);
 }
 
-void SingleImageCanvas::ScrollBy(int dx, int dy) {
-    const wxPoint start = ViewStartPixels();
-    Scroll(std::max(0, start.x + dx), std::max(0, start.y + dy));
+void SingleImageCanvas::ScrollTo(const ClientPoint& start) {
+    // A negative target would mean "leave it" to the scrolled window.
+    const ClientPoint shown = ClampStart(View(), start);
+    Scroll(shown.x, shown.y);
+}
+
+ImagePoint SingleImageCanvas::ImagePointUnder(const wxPoint& pointer) const {
+    return ClientToImage(View(), {pointer.x, pointer.y});
 }
 
 bool SingleImageCanvas::PointerInside() const { return wxRect(GetClientSize()).Contains(pointer_); }
 
-wxPoint SingleImageCanvas::ViewStartPixels() const { return GetViewStart(); }
-
-void SingleImageCanvas::RefreshImagePart(std::int64_t left, std::int64_t top, std::int64_t right, std::int64_t bottom) {
-    const CanvasState state = owner_.StateOfCanvas();
-    if (state.numbers == CanvasState::Numbers::kShown) {
+void SingleImageCanvas::RefreshImagePart(const PixelRectangle& part) {
+    if (owner_.StateOfCanvas().numbers == CanvasState::Numbers::kShown) {
         // Numbers far from the edit may have moved or gone.
         Refresh(false);
         return;
     }
-    const wxPoint start = ViewStartPixels();
-    const auto window = [&](std::int64_t at, int origin) {
-        return static_cast<int>(std::floor(static_cast<float>(at) * state.zoom)) - origin;
+    const ViewState view = View();
+    const float zoom = ZoomFactor(view.zoomLevel);
+    const auto window = [&](std::uint64_t at, float beside, int origin) {
+        return static_cast<int>(std::floor((static_cast<float>(at) + beside) * zoom)) - origin;
     };
     // Contours change up to one pixel beside the edit.
-    const wxPoint first(window(left - 1, start.x) - 1, window(top - 1, start.y) - 1);
-    const wxPoint last(window(right + 2, start.x) + 1, window(bottom + 2, start.y) + 1);
+    const wxPoint first(window(part.x, -1.0f, view.start.x) - 1, window(part.y, -1.0f, view.start.y) - 1);
+    const wxPoint last(window(part.x + part.width, 1.0f, view.start.x) + 1,
+                       window(part.y + part.height, 1.0f, view.start.y) + 1);
     RefreshRect(wxRect(first, last).Intersect(wxRect(GetClientSize())), false);
 }
 
 wxRect SingleImageCanvas::OutlineRectangle(const CanvasState& state) const {
-    if (raw_ == nullptr || !PointerInside()) return {};
-    const auto reach = static_cast<int>(static_cast<float>(state.outlineRadius + 2) * state.zoom) + 3;
+    if (raw_ == nullptr || !PointerInside() || state.editing == nullptr) return {};
+    const ToolOutline outline = OutlineAt(View(), *state.editing, {pointer_.x, pointer_.y});
+    const auto reach = static_cast<int>(static_cast<float>(outline.radiusPx + 2) * ZoomFactor(state.zoomLevel)) + 3;
     wxRect around(pointer_, wxSize(1, 1));
     return around.Inflate(reach);
 }
@@ -163,8 +160,8 @@ void SingleImageCanvas::OnMouse(wxMouseEvent& event) {
 }
 
 void SingleImageCanvas::PaintPicture(wxDC& dc, const wxRect& box, const CanvasState& state) {
-    const wxPoint start = ViewStartPixels();
-    PaintView(grey_, *labels_, state.style, {start.x, start.y, state.zoom}, {box.x, box.y, box.width, box.height},
+    const wxPoint start = GetViewStart();
+    PaintView(grey_, *labels_, state.style, {start.x, start.y, ZoomFactor(state.zoomLevel)}, {box.x, box.y, box.width, box.height},
               painted_);
     static_assert(sizeof(qvox::Rgb8) == 3, "the painted rows are handed over as they are");
     const wxImage image(box.GetSize(), reinterpret_cast<unsigned char*>(painted_.begin()), true);
@@ -174,8 +171,8 @@ void SingleImageCanvas::PaintPicture(wxDC& dc, const wxRect& box, const CanvasSt
 void SingleImageCanvas::DrawOverlay(wxDC& dc, const qvox::LabelImage& labels, const std::vector<LabelAnchor>& anchors,
                                     const CanvasState& state, float scale, const wxRect& visible) {
     dc.SetUserScale(static_cast<double>(scale), static_cast<double>(scale));
-    if (state.contourPoints != nullptr && !state.contourPoints->empty()) {
-        DrawContour(dc, labels, *state.contourPoints, state.currentLabel);
+    if (state.editing != nullptr && !state.editing->contourPoints.empty()) {
+        DrawContour(dc, ContourLine(*state.editing, labels), state.currentLabel);
     }
     if (state.numbers == CanvasState::Numbers::kHidden) return;
     dc.SetUserScale(1.0, 1.0);
@@ -184,13 +181,11 @@ void SingleImageCanvas::DrawOverlay(wxDC& dc, const qvox::LabelImage& labels, co
 }
 
 void SingleImageCanvas::DrawOutline(wxDC& dc, const CanvasState& state) {
-    if (!PointerInside()) return;
-    const wxPoint start = ViewStartPixels();
-    const auto x = static_cast<int>(ImageCoordinate(start.x, pointer_.x, state.zoom));
-    const auto y = static_cast<int>(ImageCoordinate(start.y, pointer_.y, state.zoom));
+    if (!PointerInside() || state.editing == nullptr) return;
+    const ToolOutline outline = OutlineAt(View(), *state.editing, {pointer_.x, pointer_.y});
     dc.SetPen(wxPen(PenColour(state.currentLabel), 1));
     dc.SetBrush(*wxTRANSPARENT_BRUSH);
-    dc.DrawCircle(x, y, state.outlineRadius);
+    dc.DrawCircle(PointOf(outline.centre), outline.radiusPx);
 }
 
 void SingleImageCanvas::OnPaint(wxPaintEvent&) {
@@ -207,14 +202,13 @@ void SingleImageCanvas::OnPaint(wxPaintEvent&) {
     try {
         const CanvasState state = owner_.StateOfCanvas();
         PaintPicture(dc, box, state);
-        if (state.numbers == CanvasState::Numbers::kShown && anchorsKnown_ == AnchorsKnown::kNo) {
-            anchors_ = LabelAnchors(*labels_);
-            anchorsKnown_ = AnchorsKnown::kYes;
-        }
+        static const std::vector<LabelAnchor> kNoAnchors;
+        const bool numbers = state.numbers == CanvasState::Numbers::kShown;
         DoPrepareDC(dc);
         wxRect visible = box;
-        visible.Offset(ViewStartPixels());
-        DrawOverlay(dc, *labels_, anchors_, state, state.zoom, visible);
+        visible.Offset(GetViewStart());
+        DrawOverlay(dc, *labels_, numbers ? owner_.NumberAnchors() : kNoAnchors, state, ZoomFactor(state.zoomLevel),
+                    visible);
         owner_.RefreshStatusTexts();
         DrawOutline(dc, state);
     } catch (const std::exception& error) {

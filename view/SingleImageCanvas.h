@@ -22,27 +22,26 @@ public:
     void SetImages(const qvox::VoxelImage<float>* raw, const qvox::LabelImage* labels);
     bool HasImage() const { return raw_ != nullptr; }
 
-    /// To be called after the label image changed: where the numbers stand is worked out again when they are next drawn.
-    void LabelsChanged() { anchorsKnown_ = AnchorsKnown::kNo; }
+    /// What is shown now.
+    ViewState View() const;
 
-    /// Fits the scrolled area to the image at a zoom factor and shows its top left corner.
-    void ShowFromCorner(float zoom);
+    /// Fits the scrolled area to the image at the zoom level and shows its top left corner.
+    void ShowFromCorner();
 
-    /// After the zoom factor changed: fits the scrolled area and keeps the image point under the pointer, or in the
-    /// middle of the view when the pointer is elsewhere, where it is.
-    void Rescale(float oldZoom, float newZoom);
+    /// Fits the scrolled area to a change of zoom that was worked out from View().
+    void Rescale(const ZoomChange& change);
 
-    void ScrollBy(int dx, int dy);
+    /// Scrolls as far towards a start as there is something to show.
+    void ScrollTo(const ClientPoint& start);
+
+    ImagePoint ImagePointUnder(const wxPoint& pointer) const;
 
     /// The pointer in window pixels, as last heard of; outside the client area when it left.
     wxPoint Pointer() const { return pointer_; }
     bool PointerInside() const;
 
-    /// Scroll position in window pixels.
-    wxPoint ViewStartPixels() const;
-
     /// Repaints what an edit of this rectangle of the image changed.
-    void RefreshImagePart(std::int64_t left, std::int64_t top, std::int64_t right, std::int64_t bottom);
+    void RefreshImagePart(const PixelRectangle& part);
     /// Repaints the outline where it was and where it is.
     void RefreshOutline();
 
@@ -51,8 +50,6 @@ public:
                             const CanvasState& state, float scale, const wxRect& visible);
 
 private:
-    enum class AnchorsKnown { kNo, kYes };
-
     void OnPaint(wxPaintEvent& event);
     void OnMouse(wxMouseEvent& event);
     void PaintPicture(wxDC& dc, const wxRect& box, const CanvasState& state);
@@ -64,8 +61,6 @@ private:
     const qvox::LabelImage* labels_ = nullptr;
     GreyPicture grey_;
     ColourPicture painted_;
-    std::vector<LabelAnchor> anchors_;
-    AnchorsKnown anchorsKnown_ = AnchorsKnown::kNo;
     wxPoint pointer_{-1, -1};
     wxRect drawnOutline_;
 };
