@@ -51,7 +51,7 @@ void DrawNumbers(wxDC& dc, const std::vector<LabelAnchor>& anchors, float scale,
 }  // namespace
 
 SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
-    : wxScrolled<wxPanel>(parent, wxID_ANY, wxDefaultPosition, wxDefaultSize,
+    : wxScrolled<wxPanel>(parent, wxID_ANY, wxDefaultPosition, wxSize(200, 200),
                           wxHSCROLL | wxVSCROLL | wxWANTS_CHARS | wxFULL_REPAINT_ON_RESIZE),
       owner_(owner) {
     SetScrollRate(1, 1);
