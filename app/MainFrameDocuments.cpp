@@ -23,6 +23,10 @@ namespace Korvane {
 
 namespace {
 
+const char* const kOpenQuestion =
+    "After selecting new images, all unsaved results will be irretrievably lost!\nDo you really want to continue?";
+const char* const kLoadQuestion = "All unsaved results will be irretrievably lost!\nDo you really want to continue?";
+
 /// Does one position's part of a file task; a failure is told and the others go on.
 template <typename Work>
 bool DoFileTask(FileTask task, const wxString& name, Work work) {
@@ -52,10 +56,7 @@ void DrawOverlay(ColourPicture& picture, const qvox::LabelImage& labels, const C
 }  // namespace
 
 void MainFrame::OnOpenImages(wxCommandEvent&) {
-    if (HasPositions() && !Confirm("After selecting new images, all unsaved results will be irretrievably lost!\n"
-                                   "Do you really want to continue?")) {
-        return;
-    }
+    if (HasPositions() && !Confirm(kOpenQuestion)) return;
     const DisabledScope disabled(*this);
     wxFileDialog dialog(this, "Select images to be analyzed...", wxEmptyString, wxEmptyString,
                         "Images (*.tif)|*.tif", wxFD_OPEN | wxFD_FILE_MUST_EXIST | wxFD_MULTIPLE);
@@ -69,10 +70,7 @@ void MainFrame::OnOpenImages(wxCommandEvent&) {
 void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
     RunAlone([&] {
         if (paths.empty()) return;
-        if (HasPositions() && !Confirm("After selecting new images, all unsaved results will be irretrievably lost!\n"
-                                       "Do you really want to continue?")) {
-            return;
-        }
+        if (HasPositions() && !Confirm(kOpenQuestion)) return;
         const DisabledScope disabled(*this);
         ReplacePositions(paths);
     });
@@ -114,11 +112,6 @@ ChosenFolder MainFrame::AskForFolder(const wxString& title) {
     dialog.Centre(wxBOTH);
     if (dialog.ShowModal() != wxID_OK) return std::nullopt;
     return dialog.GetPath();
-}
-
-namespace {
-const char* const kLoadQuestion =
-    "All unsaved results will be irretrievably lost!\nDo you really want to continue?";
 }
 
 void MainFrame::OnLoadResults(wxCommandEvent&) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "LabelColours.h"
@@ -35,6 +36,12 @@ std::pair<std::uint64_t, std::uint64_t> Span(const std::vector<std::int64_t>& co
     }
     return first == kOutside ? std::pair<std::uint64_t, std::uint64_t>{0, 0}
                              : std::pair<std::uint64_t, std::uint64_t>{first, last + 1};
+}
+
+/// One past the last voxel that falls before a window coordinate.
+std::uint64_t PastEnd(int windowEnd, float zoom, std::uint64_t size) {
+    return static_cast<std::uint64_t>(
+        std::clamp<std::int64_t>(ImageCoordinate(0, windowEnd, zoom) + 1, 0, static_cast<std::int64_t>(size)));
 }
 
 template <typename ColourAt>
@@ -92,8 +99,12 @@ void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelSty
         return;
     }
     PaintRows(columns, rows, picture, greyAt);
-    if (style == LabelStyle::kNone) return;
-    for (const ContourVoxel& voxel : ContourVoxels(labels, part)) {
+    if (style == LabelStyle::kNone || part.width == 0 || part.height == 0) return;
+    // Voxels past the last one sampled still fall into the last window column or row.
+    PixelRectangle under = part;
+    under.width = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, grey.SizeX()) - part.x;
+    under.height = PastEnd(port.startY + rectangle.y + rectangle.height, port.zoom, grey.SizeY()) - part.y;
+    for (const ContourVoxel& voxel : ContourVoxels(labels, under)) {
         const int x = WindowCoordinate(voxel.x, port.startX, port.zoom) - rectangle.x;
         const int y = WindowCoordinate(voxel.y, port.startY, port.zoom) - rectangle.y;
         if (x < 0 || y < 0 || x >= rectangle.width || y >= rectangle.height) continue;
