@@ -65,7 +65,7 @@ private:
     /// The way from a voxel of the plane's border, or one of the highest level: none, and basin 0.
     static constexpr std::int16_t kDrained = 0x4000;
 
-    // To each voxel of a row the step that does not climb; 0 where all neighbours are higher. Equal voxels are stepped to
+    // To each voxel of a row a step that does not climb; 0 where all neighbours are higher. Equal voxels are stepped to
     // upwards and to the left only, so that no way goes round in a circle; those two come first, since their basin is
     // known when a row is labelled. A voxel of the tile's rim may have no way within the tile: it is a basin by itself.
     void FindWays(std::uint64_t y, std::uint64_t width) {
@@ -137,8 +137,9 @@ private:
 };
 
 /// One plane. From a voxel one can go down into its basin and back, so its level is its own value or its basin's level,
-/// whichever is higher; what remains is to find the basins' levels. Tile by tile, basins are found and joined as far as a tile knows all their passes; what is left of all
-/// tiles is joined over the whole plane. Until the end, the output holds the voxels' basins in their tiles.
+/// whichever is higher; what remains is to find the basins' levels. Basins are found and joined tile by tile, as far as a
+/// tile knows all their passes; what is left of all tiles is joined over the whole plane. Until the end, the output holds
+/// the voxels' basins in their tiles.
 class PlaneFilling {
 public:
     PlaneFilling(const VoxelImage<std::uint16_t>& input, VoxelImage<std::uint16_t>& output, std::uint64_t z)
