@@ -92,7 +92,7 @@ private:
     std::vector<std::int32_t> pixels_;
 };
 
-/// The working map of one phase with the sweeper that looks at it after every level.
+/// The working map of one phase, with all that is known about its components and its background.
 class Phase {
 public:
     /// Open is what does not exceed `threshold`, and what `alsoOpen` holds as a candidate.

@@ -62,6 +62,8 @@ void ResetPeakBytes() {
     peak = held.load();
 }
 
+std::size_t HeldBytes() { return held.load(); }
+
 std::size_t PeakBytes() { return peak.load() - base.load(); }
 
 }  // namespace korvane_bench

@@ -9,5 +9,7 @@ namespace korvane_bench {
 void ResetPeakBytes();
 /// Largest number of bytes held at a time since the last reset, above what was held at the reset.
 std::size_t PeakBytes();
+/// Number of bytes held now.
+std::size_t HeldBytes();
 
 }  // namespace korvane_bench

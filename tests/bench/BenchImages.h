@@ -108,4 +108,18 @@ inline qvox::VoxelImage<float> VesicleRelief(std::size_t size, const std::vector
     return relief;
 }
 
+/// Smoothed noise cut into grey levels: about 57,000 plateaus from 1024 on, never more than a label image can number.
+inline qvox::LabelImage Plateaus(std::size_t size) {
+    const auto noise = korvane_bench::SmoothNoise(size, size / 1024, 2);
+    double sum = 0.0;
+    for (const float v : noise) sum += (static_cast<double>(v) - 0.5) * (static_cast<double>(v) - 0.5);
+    const double step = std::sqrt(sum / static_cast<double>(noise.size())) * (size == 512 ? 1.6 : size == 4096 ? 0.87 : 0.77);
+    qvox::LabelImage source;
+    source.Resize(size, size, 1);
+    for (std::size_t i = 0; i < noise.size(); ++i) {
+        source[i] = static_cast<std::uint16_t>(100.0 + std::floor((static_cast<double>(noise[i]) - 0.5) / step));
+    }
+    return source;
+}
+
 }  // namespace korvane_bench

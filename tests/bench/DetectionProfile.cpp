@@ -2,6 +2,7 @@
 // Per picture and size: nanoseconds of one core per pixel and the peak of bytes per pixel, stage by stage and in all.
 // --plain adds the plain form, which takes minutes from 1024 on.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -22,6 +23,7 @@
 
 namespace {
 
+using korvane_bench::HeldBytes;
 using korvane_bench::PeakBytes;
 using korvane_bench::ResetPeakBytes;
 using qvox::LabelImage;
@@ -33,16 +35,30 @@ double CpuSeconds() {
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-/// Notes the time at every change of stage.
+/// Notes, at every change of stage, the time and the peak of bytes held during the stage that ends, counted from the
+/// moment when the clock was made.
 class StageClock : public Korvane::DetectionObserver {
 public:
+    StageClock() : heldAtStart_(HeldBytes()) { ResetPeakBytes(); }
+
     int ProgressValue() override { return static_cast<int>(times.size()); }
     void UpdateProgress(int, const std::string& message) override {
-        times.push_back(CpuSeconds());
+        EndStage();
         names.push_back(message.substr(message.find(' ', 7) + 1));
     }
+    void EndStage() {
+        times.push_back(CpuSeconds());
+        peaks.push_back(heldBefore_ + PeakBytes());
+        heldBefore_ = HeldBytes() - heldAtStart_;
+        ResetPeakBytes();
+    }
     std::vector<double> times;
+    std::vector<std::size_t> peaks;
     std::vector<std::string> names;
+
+private:
+    std::size_t heldAtStart_;
+    std::size_t heldBefore_ = 0;
 };
 
 struct Picture {
@@ -93,16 +109,15 @@ void PrintRow(const char* stage, double seconds, std::size_t bytes, double pixel
 double RunDetection(const VoxelImage<float>& raw, LabelImage& labels) {
     const double pixels = static_cast<double>(raw.VoxelCount());
     StageClock clock;
-    ResetPeakBytes();
     const double start = CpuSeconds();
     Korvane::DetectExosomes(raw, labels, {}, Korvane::kReferenceResolution, clock);
-    const double end = CpuSeconds();
-    clock.times.push_back(end);
+    clock.EndStage();
     for (std::size_t i = 0; i < clock.names.size(); ++i) {
-        PrintRow(clock.names[i].c_str(), clock.times[i + 1] - clock.times[i], 0, pixels);
+        PrintRow(clock.names[i].c_str(), clock.times[i + 1] - clock.times[i], clock.peaks[i + 1], pixels);
     }
-    PrintRow("in all", end - start, PeakBytes(), pixels);
-    return end - start;
+    const double seconds = clock.times.back() - start;
+    PrintRow("in all", seconds, *std::max_element(clock.peaks.begin(), clock.peaks.end()), pixels);
+    return seconds;
 }
 
 void RunSegmentation(const VoxelImage<float>& raw, LabelImage& labels) {

@@ -1,8 +1,5 @@
-#include <algorithm>
-#include <cmath>
-#include <random>
-
 #include "BenchSupport.h"
+#include "RasterPictures.h"
 #include "operations/Erosion.h"
 #include "operations/FloodFill.h"
 #include "operations/HoleFilling.h"
@@ -15,60 +12,17 @@
 #include "reference/PlainIntensityHistogram.h"
 #include "reference/PlainLine.h"
 #include "reference/PlainThreshold.h"
-#include "support/TestImages.h"
 
 namespace {
 
-using Image = qvox::VoxelImage<std::uint16_t>;
+using korvane_bench::Image;
 using Mask = qvox::VoxelImage<bool>;
 
-/// An image made voxel by voxel from its coordinates.
-template <typename Value>
-Image Make(std::uint64_t size, Value value) {
-    Image image;
-    image.Resize(size, size, 1);
-    for (std::uint64_t y = 0; y < size; ++y) {
-        for (std::uint64_t x = 0; x < size; ++x) image(x, y) = static_cast<std::uint16_t>(value(x, y));
-    }
-    return image;
-}
-
-Image Noise(std::uint64_t size) {
-    std::mt19937 random(1);
-    return korvane_test::RandomImage<std::uint16_t>(random, size, size, 0, 65535);
-}
-
-/// Hills and hollows some 30 pixels apart.
-Image Smooth(std::uint64_t size) {
-    return Make(size, [](std::uint64_t x, std::uint64_t y) {
-        const double u = static_cast<double>(x);
-        const double v = static_cast<double>(y);
-        return 32768 + 8000 * (std::sin(u * 0.21 + v * 0.03) + std::sin(v * 0.19 - u * 0.05) +
-                               std::sin(u * 0.07 + v * 0.11) + std::sin(v * 0.017));
-    });
-}
-
-/// Rings of 65535 on zeros.
-Image Contours(std::uint64_t size) {
-    return Make(size, [](std::uint64_t x, std::uint64_t y) {
-        const double dx = static_cast<double>(x % 100) - 50;
-        const double dy = static_cast<double>(y % 100) - 50;
-        return std::abs(std::sqrt(dx * dx + dy * dy) - 35) < 1 ? 65535 : 0;
-    });
-}
-
-/// Discs with a label each on 0.
-Image Labels(std::uint64_t size) {
-    return Make(size, [](std::uint64_t x, std::uint64_t y) {
-        const double dx = static_cast<double>(x % 100) - 50;
-        const double dy = static_cast<double>(y % 100) - 50;
-        return dx * dx + dy * dy < 900 ? 1 + x / 100 + 50 * (y / 100) : 0;
-    });
-}
-
-Image Zeros(std::uint64_t size) {
-    return Make(size, [](std::uint64_t, std::uint64_t) { return 0; });
-}
+using korvane_bench::Contours;
+using korvane_bench::Labels;
+using korvane_bench::Noise;
+using korvane_bench::Smooth;
+using korvane_bench::Zeros;
 
 std::uint64_t SizeOf(const benchmark::State& state) { return static_cast<std::uint64_t>(state.range(0)); }
 

@@ -5,6 +5,7 @@
 
 #include "BenchImages.h"
 #include "BenchSupport.h"
+#include "WatershedPictures.h"
 #include "reference/PlainWatershed.h"
 
 namespace {
@@ -12,9 +13,9 @@ namespace {
 using korvane_bench::DiscLabels;
 using korvane_bench::DiscPlaces;
 using korvane_bench::PerPixel;
+using korvane_bench::VesicleCount;
 using korvane_bench::VesicleRelief;
-
-std::size_t VesicleCount(std::size_t size) { return size * size * 350 / (2048 * 2048); }
+using korvane_bench::WithBorderMarker;
 
 void Flood(benchmark::State& state, const qvox::VoxelImage<float>& relief, const qvox::LabelImage& markers) {
     qvox::LabelImage output;
@@ -23,13 +24,6 @@ void Flood(benchmark::State& state, const qvox::VoxelImage<float>& relief, const
     PerPixel(
         state, markers.VoxelCount(), [] {},
         [&] { qvox::WatershedFromMarkers(relief, markers, output, qvox::Neighbourhood8{}); });
-}
-
-qvox::LabelImage WithBorderMarker(qvox::LabelImage markers) {
-    for (std::uint64_t i = 0; i < markers.VoxelCount(); ++i) {
-        if (markers.OnBorder(i)) markers[i] = 20000;
-    }
-    return markers;
 }
 
 void WatershedVesicles(benchmark::State& state) {

@@ -263,6 +263,10 @@ int main(int argc, char** argv) {
             return 1;
         }
         ++seed;
+        if ((seed - first) % 10000 == 0) {
+            std::printf("%u pictures so far\n", seed - first);
+            std::fflush(stdout);
+        }
     }
     std::printf("%u pictures, seeds %u to %u: not one difference.\n", seed - first, first, seed - 1);
     return 0;

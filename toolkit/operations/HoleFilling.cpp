@@ -2,162 +2,295 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
+#include <cstring>
 #include <vector>
 
 #include "operations/OperationChecks.h"
+#include "operations/PassGraph.h"
 
 namespace qvox {
 
 namespace {
 
-/// The highest level. Nothing is filled beyond it, so what no flood has reached in the end has it.
+/// The highest level. No climb is higher, so a voxel of this level is as good as one of the border: it stays.
 constexpr std::uint16_t kTop = 65535;
 
-/// Voxels waiting for their level: one list per level, and a bit per level that has a list.
-template <typename Index>
-class LevelQueue {
-public:
-    LevelQueue() : heads_(kLevels, kNone) {}
+using TileGraph = PassGraph<std::uint16_t, std::uint32_t>;
+using PlaneGraph = PassGraph<std::uint32_t, std::uint64_t>;
 
-    void Push(std::uint16_t level, Index voxel) {
-        Index node = free_;
-        if (node == kNone) {
-            node = static_cast<Index>(nodes_.size());
-            nodes_.push_back({});
-        } else {
-            free_ = nodes_[node].next;
-        }
-        nodes_[node] = {voxel, heads_[level]};
-        heads_[level] = node;
-        occupied_[level / 64] |= std::uint64_t{1} << level % 64;
-    }
-
-    /// Moves the voxels of the lowest level to `voxels`; false when none are left. Levels may be pushed at or above the
-    /// one taken last only.
-    bool TakeLowest(std::uint16_t& level, std::vector<Index>& voxels) {
-        while (word_ < occupied_.size() && occupied_[word_] == 0) ++word_;
-        if (word_ == occupied_.size()) return false;
-        const std::size_t lowest = word_ * 64 + static_cast<std::size_t>(__builtin_ctzll(occupied_[word_]));
-        occupied_[word_] &= occupied_[word_] - 1;
-        level = static_cast<std::uint16_t>(lowest);
-        voxels.clear();
-        for (Index node = heads_[lowest]; node != kNone;) {
-            const Index next = nodes_[node].next;
-            voxels.push_back(nodes_[node].voxel);
-            nodes_[node].next = free_;
-            free_ = node;
-            node = next;
-        }
-        heads_[lowest] = kNone;
-        return true;
-    }
-
-private:
-    static constexpr std::size_t kLevels = 65536;
-    static constexpr Index kNone = std::numeric_limits<Index>::max();
-    struct Node {
-        Index voxel;
-        Index next;
-    };
-    std::vector<Index> heads_;
-    std::vector<Node> nodes_;
-    Index free_ = kNone;
-    std::array<std::uint64_t, kLevels / 64> occupied_{};
-    std::size_t word_ = 0;
+/// A rectangle of the plane, small enough to stay in a processor's cache.
+struct Tile {
+    static constexpr std::uint64_t kSide = 128;
+    std::uint64_t x;
+    std::uint64_t y;
+    std::uint64_t width;
+    std::uint64_t height;
 };
 
-/// The flood over one plane. A voxel that is reached gets its final level at once and spreads from there:
-/// - to neighbours as high as itself or higher, which keep their value, since a way that climbs no further leads to them;
-/// - to lower neighbours, which are raised to it, only when it is at the flood's own level. A higher voxel may be the
-///   spill of a region that fills from elsewhere at a lower level, so it waits for its level, if then still needed.
-template <typename Index>
-class BorderFlood {
+/// Gives each voxel of a tile the number of its basin: the voxels from which a way that never climbs leads to the same
+/// voxel. Basin 0 leads to the plane's border, or stays as it is anyway.
+class BasinLabels {
 public:
-    BorderFlood(const std::uint16_t* input, std::uint16_t* output, Index width, Index height)
-        : input_(input), output_(output), width_(width), count_(width * height) {
-        std::fill(output, output + count_, kTop);
-        for (Index x = 0; x < width; ++x) {
-            Seed(x);
-            Seed(count_ - width + x);
+    static constexpr std::size_t kStride = Tile::kSide + 2;
+
+    BasinLabels() { values_.fill(kTop); }
+
+    /// Returns the number of basins, basin 0 included.
+    std::size_t Label(const VoxelImage<std::uint16_t>& input, std::uint64_t z, const Tile& tile) {
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            std::uint16_t* row = values_.data() + (y + 1) * kStride + 1;
+            std::memcpy(row, input.Row(tile.y + y, z) + tile.x, tile.width * sizeof *row);
+            row[tile.width] = kTop;
         }
-        for (Index y = 1; y + 1 < height; ++y) {
-            Seed(y * width);
-            Seed(y * width + width - 1);
+        std::fill_n(values_.data() + (tile.height + 1) * kStride, kStride, kTop);
+        std::size_t basins = 1;
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            const bool drained = tile.y + y == 0 || tile.y + y + 1 == input.SizeY();
+            FindWays(y, tile.width);
+            if (drained) std::fill_n(ways_.begin(), tile.width, kDrained);
+            if (tile.x == 0) ways_[0] = kDrained;
+            if (tile.x + tile.width == input.SizeX()) ways_[tile.width - 1] = kDrained;
+            basins = LabelRow(y, tile.width, basins);
+        }
+        ResolveAll(tile);
+        return basins;
+    }
+
+    const std::uint16_t* Values(std::uint64_t y) const { return values_.data() + (y + 1) * kStride + 1; }
+    const std::uint16_t* Labels(std::uint64_t y) const { return labels_.data() + (y + 1) * kStride + 1; }
+
+private:
+    /// Marks a label as a basin's number; without it, it is the index of a voxel in the same basin.
+    static constexpr std::uint16_t kResolved = 0x8000;
+    /// The way from a voxel of the plane's border, or one of the highest level: none, and basin 0.
+    static constexpr std::int16_t kDrained = 0x4000;
+
+    // To each voxel of a row a step that does not climb; 0 where all neighbours are higher. Equal voxels are stepped to
+    // upwards and to the left only, so that no way goes round in a circle; those two come first, since their basin is
+    // known when a row is labelled. A voxel of the tile's rim may have no way within the tile: it is a basin by itself.
+    void FindWays(std::uint64_t y, std::uint64_t width) {
+        constexpr auto kDown = static_cast<std::int16_t>(kStride);
+        const std::uint16_t* v = Values(y);
+        for (std::uint64_t x = 0; x < width; ++x) {
+            const std::uint16_t own = v[x];
+            std::int16_t way = v[x + kStride] < own ? kDown : std::int16_t{0};
+            way = v[x + 1] < own ? std::int16_t{1} : way;
+            way = v[static_cast<std::ptrdiff_t>(x) - 1] <= own ? std::int16_t{-1} : way;
+            way = *(v + x - kStride) <= own ? static_cast<std::int16_t>(-kDown) : way;
+            ways_[x] = own == kTop ? kDrained : way;
+        }
+    }
+
+    // Without branches: in noise they would go either way at random.
+    std::size_t LabelRow(std::uint64_t y, std::uint64_t width, std::size_t basins) {
+        const std::size_t first = (y + 1) * kStride + 1;
+        std::uint16_t* labels = labels_.data();
+        for (std::uint64_t x = 0; x < width; ++x) {
+            const std::int16_t way = ways_[x];
+            const std::ptrdiff_t step = way == kDrained ? 0 : way;
+            const std::size_t next = first + x + static_cast<std::size_t>(step);
+            const std::uint16_t known = labels[next];
+            std::uint16_t label = step > 0 ? static_cast<std::uint16_t>(next) : known;
+            label = step == 0 ? static_cast<std::uint16_t>(kResolved | basins) : label;
+            labels[first + x] = way == kDrained ? kResolved : label;
+            basins += static_cast<std::size_t>(way == 0);
+        }
+        return basins;
+    }
+
+    // Backwards over the tile, most ways end at a voxel that is resolved; few are left for the second look.
+    void ResolveAll(const Tile& tile) {
+        std::uint16_t* labels = labels_.data();
+        for (std::uint64_t y = tile.height; y-- > 0;) {
+            const std::size_t first = (y + 1) * kStride + 1;
+            for (std::size_t at = first + tile.width; at-- > first;) {
+                const std::uint16_t label = labels[at];
+                labels[at] = labels[label >= kResolved ? at : label];
+            }
+        }
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            const std::size_t first = (y + 1) * kStride + 1;
+            for (std::size_t at = first; at < first + tile.width; ++at) {
+                if (labels[at] < kResolved) Resolve(at);
+            }
+        }
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            const std::size_t first = (y + 1) * kStride + 1;
+            for (std::size_t at = first; at < first + tile.width; ++at) labels[at] &= kResolved - 1;
+        }
+    }
+
+    void Resolve(std::size_t start) {
+        std::uint16_t* labels = labels_.data();
+        std::size_t at = start;
+        while (labels[at] < kResolved) {
+            const std::size_t next = labels[at];
+            labels[at] = labels[next];
+            at = next;
+        }
+        labels[start] = labels[at];
+    }
+
+    std::array<std::uint16_t, kStride * kStride> values_;
+    std::array<std::uint16_t, kStride * kStride> labels_{};
+    std::array<std::int16_t, Tile::kSide> ways_{};
+};
+
+/// One plane. From a voxel one can go down into its basin and back, so its level is its own value or its basin's level,
+/// whichever is higher; what remains is to find the basins' levels. Basins are found and joined tile by tile, as far as a
+/// tile knows all their passes; what is left of all tiles is joined over the whole plane. Until the end, the output holds
+/// the voxels' basins in their tiles.
+class PlaneFilling {
+public:
+    PlaneFilling(const VoxelImage<std::uint16_t>& input, VoxelImage<std::uint16_t>& output, std::uint64_t z)
+        : input_(input), output_(output), z_(z) {
+        for (std::uint64_t y = 0; y < input.SizeY(); y += Tile::kSide) {
+            for (std::uint64_t x = 0; x < input.SizeX(); x += Tile::kSide) {
+                tiles_.push_back({x, y, std::min(Tile::kSide, input.SizeX() - x),
+                                  std::min(Tile::kSide, input.SizeY() - y)});
+            }
         }
     }
 
     void Run() {
-        std::vector<Index> voxels;
-        std::uint16_t level = 0;
-        while (queue_.TakeLowest(level, voxels)) {
-            for (const Index voxel : voxels) Spread(voxel, level);
-            // Most of those that would have waited are no spill any more, now that this level's flood has come to rest.
-            for (const Index voxel : spills_) {
-                if (HasLowerUnreached(voxel)) queue_.Push(output_[voxel], voxel);
-            }
-            spills_.clear();
-        }
+        for (std::size_t i = 0; i < tiles_.size(); ++i) ContractTile(i);
+        for (std::size_t i = 0; i < tiles_.size(); ++i) JoinToNextTiles(i);
+        plane_.Begin(left_);
+        plane_.Passes().swap(passes_);
+        plane_.Contract();
+        for (std::size_t i = 0; i < tiles_.size(); ++i) Fill(i);
     }
 
 private:
-    void Seed(Index voxel) {
-        output_[voxel] = input_[voxel];
-        if (input_[voxel] != kTop) queue_.Push(input_[voxel], voxel);
-    }
+    /// What a basin of a tile has become part of, and the highest pass on the way to that.
+    struct Basin {
+        std::uint16_t climb;
+        std::uint16_t part;
+    };
 
-    /// The neighbours above and below may lie outside. Those beside a voxel of the first or last column are voxels of
-    /// the border of another row, which are reached from the start, so going round does no harm.
-    bool Unreached(Index voxel) const { return voxel < count_ && output_[voxel] == kTop; }
-
-    bool HasLowerUnreached(Index voxel) const {
-        const std::uint16_t level = output_[voxel];
-        for (const Index next : {voxel - width_, voxel - 1, voxel + 1, voxel + width_}) {
-            if (Unreached(next) && input_[next] < level) return true;
+    void ContractTile(std::size_t i) {
+        const Tile& tile = tiles_[i];
+        const std::size_t count = basins_.Label(input_, z_, tile);
+        graph_.Begin(count);
+        MarkRim(tile);
+        AddPasses(tile);
+        graph_.Contract();
+        graph_.ThinPasses();
+        begins_.push_back(basinsOfAll_.size());
+        firstParts_.push_back(left_);
+        KeepBasins(count);
+        for (const TileGraph::Pass& pass : graph_.Passes()) {
+            passes_.push_back({Part(i, pass.a), Part(i, pass.b), pass.level});
         }
-        return false;
+        left_ += static_cast<std::uint32_t>(graph_.Left()) - 1;
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            std::memcpy(output_.Row(tile.y + y, z_) + tile.x, basins_.Labels(y), tile.width * sizeof(std::uint16_t));
+        }
     }
 
-    void Spread(Index start, std::uint16_t level) {
-        stack_.push_back(start);
-        while (!stack_.empty()) {
-            const Index voxel = stack_.back();
-            stack_.pop_back();
-            const std::uint16_t own = output_[voxel];
-            bool spill = false;
-            for (const Index next : {voxel - width_, voxel - 1, voxel + 1, voxel + width_}) {
-                if (!Unreached(next) || input_[next] == kTop) continue;
-                if (input_[next] >= own) {
-                    output_[next] = input_[next];
-                } else if (own == level) {
-                    output_[next] = level;
-                } else {
-                    spill = true;
-                    continue;
-                }
-                stack_.push_back(next);
+    void KeepBasins(std::size_t count) {
+        const std::size_t begin = basinsOfAll_.size();
+        if (basinsOfAll_.capacity() < begin + count) {
+            basinsOfAll_.reserve((begin + count) * tiles_.size() / begins_.size() * 17 / 16);
+        }
+        basinsOfAll_.resize(begin + count);
+        Basin* basins = basinsOfAll_.data() + begin;
+        for (std::size_t n = 0; n < count; ++n) basins[n] = {graph_.ClimbOf(n), graph_.PartOf(n)};
+    }
+
+    // In the plane, region 0 of every tile is region 0.
+    std::uint32_t Part(std::size_t tile, std::uint32_t part) const {
+        return part == 0 ? 0 : firstParts_[tile] + part - 1;
+    }
+
+    // What lies on a tile's rim has passes into the next tiles.
+    void MarkRim(const Tile& tile) {
+        for (std::uint64_t x = 0; x < tile.width; ++x) {
+            graph_.MarkOpen(basins_.Labels(0)[x]);
+            graph_.MarkOpen(basins_.Labels(tile.height - 1)[x]);
+        }
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            graph_.MarkOpen(basins_.Labels(y)[0]);
+            graph_.MarkOpen(basins_.Labels(y)[tile.width - 1]);
+        }
+    }
+
+    void AddPasses(const Tile& tile) {
+        std::vector<TileGraph::Pass>& passes = graph_.Passes();
+        TileGraph::Pass* passesOfAll = newPasses_.data();
+        std::size_t count = 0;
+        constexpr std::size_t kStride = BasinLabels::kStride;
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            const std::uint16_t* v = basins_.Values(y);
+            const std::uint16_t* l = basins_.Labels(y);
+            for (std::uint64_t x = 0; x + 1 < tile.width; ++x) {
+                passesOfAll[count] = {l[x], l[x + 1], std::max(v[x], v[x + 1])};
+                count += static_cast<std::size_t>(l[x] != l[x + 1]);
             }
-            if (spill) spills_.push_back(voxel);
+            if (y + 1 == tile.height) break;
+            for (std::uint64_t x = 0; x < tile.width; ++x) {
+                passesOfAll[count] = {l[x], l[x + kStride], std::max(v[x], v[x + kStride])};
+                count += static_cast<std::size_t>(l[x] != l[x + kStride]);
+            }
+        }
+        passes.assign(passesOfAll, passesOfAll + count);
+    }
+
+    std::uint32_t PartAt(std::size_t tile, std::uint64_t x, std::uint64_t y) const {
+        return Part(tile, basinsOfAll_[begins_[tile] + output_(x, y, z_)].part);
+    }
+
+    void Join(std::size_t tileA, std::uint64_t xA, std::uint64_t yA, std::size_t tileB, std::uint64_t xB,
+              std::uint64_t yB) {
+        const std::uint32_t a = PartAt(tileA, xA, yA);
+        const std::uint32_t b = PartAt(tileB, xB, yB);
+        if (a == b) return;
+        passes_.push_back({a, b, std::max(input_(xA, yA, z_), input_(xB, yB, z_))});
+    }
+
+    void JoinToNextTiles(std::size_t i) {
+        const Tile& tile = tiles_[i];
+        const std::uint64_t xEnd = tile.x + tile.width;
+        const std::uint64_t yEnd = tile.y + tile.height;
+        const std::size_t across = (input_.SizeX() + Tile::kSide - 1) / Tile::kSide;
+        if (xEnd < input_.SizeX()) {
+            for (std::uint64_t y = tile.y; y < yEnd; ++y) Join(i, xEnd - 1, y, i + 1, xEnd, y);
+        }
+        if (yEnd < input_.SizeY()) {
+            for (std::uint64_t x = tile.x; x < xEnd; ++x) Join(i, x, yEnd - 1, i + across, x, yEnd);
         }
     }
 
-    const std::uint16_t* input_;
-    std::uint16_t* output_;
-    Index width_;
-    Index count_;
-    LevelQueue<Index> queue_;
-    std::vector<Index> stack_;
-    std::vector<Index> spills_;
-};
-
-template <typename Index>
-void FillPlanes(const VoxelImage<std::uint16_t>& input, VoxelImage<std::uint16_t>& output) {
-    for (std::uint64_t z = 0; z < input.SizeZ(); ++z) {
-        BorderFlood<Index>(input.Row(0, z), output.Row(0, z), static_cast<Index>(input.SizeX()),
-                           static_cast<Index>(input.SizeY()))
-            .Run();
+    void Fill(std::size_t i) {
+        const Tile& tile = tiles_[i];
+        const std::size_t end = i + 1 < tiles_.size() ? begins_[i + 1] : basinsOfAll_.size();
+        levels_.resize(end - begins_[i]);
+        for (std::size_t n = 0; n < levels_.size(); ++n) {
+            const Basin basin = basinsOfAll_[begins_[i] + n];
+            levels_[n] = std::max(basin.climb, plane_.ClimbOf(Part(i, basin.part)));
+        }
+        for (std::uint64_t y = tile.y; y < tile.y + tile.height; ++y) {
+            const std::uint16_t* in = input_.Row(y, z_) + tile.x;
+            std::uint16_t* out = output_.Row(y, z_) + tile.x;
+            for (std::uint64_t x = 0; x < tile.width; ++x) out[x] = std::max(in[x], levels_[out[x]]);
+        }
     }
-}
+
+    const VoxelImage<std::uint16_t>& input_;
+    VoxelImage<std::uint16_t>& output_;
+    std::uint64_t z_;
+    std::vector<Tile> tiles_;
+    BasinLabels basins_;
+    TileGraph graph_;
+    std::vector<TileGraph::Pass> newPasses_ = std::vector<TileGraph::Pass>(2 * Tile::kSide * Tile::kSide);
+    std::vector<std::size_t> begins_;        // of each tile, in basinsOfAll_
+    std::vector<std::uint32_t> firstParts_;  // the number in the plane of each tile's part 1
+    std::vector<Basin> basinsOfAll_;
+    std::vector<PlaneGraph::Pass> passes_;
+    std::uint32_t left_ = 1;
+    PlaneGraph plane_;
+    std::vector<std::uint16_t> levels_;
+};
 
 }  // namespace
 
@@ -165,12 +298,7 @@ void FillHoles(const VoxelImage<std::uint16_t>& input, VoxelImage<std::uint16_t>
     RequireVoxels("FillHoles", input);
     RequireSeparateOutput("FillHoles", input, output);
     ShapeOutputLike(input, output);
-    // Half of the range of 32 bits: a neighbour's index that falls below 0 must not come out as one of the plane.
-    if (input.SizeX() * input.SizeY() <= std::numeric_limits<std::uint32_t>::max() / 2) {
-        FillPlanes<std::uint32_t>(input, output);
-    } else {
-        FillPlanes<std::uint64_t>(input, output);
-    }
+    for (std::uint64_t z = 0; z < input.SizeZ(); ++z) PlaneFilling(input, output, z).Run();
 }
 
 }  // namespace qvox

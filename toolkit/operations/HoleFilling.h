@@ -16,8 +16,8 @@ namespace qvox {
 /// an open one encloses nothing.
 /// Each plane is filled by itself. The output takes the input's sizes, resolution, offset and description; it must be
 /// another image than the input. Throws ToolkitError when the input is empty or the output is the input.
-/// Close to linear: a flood from the border in order of level (Barnes, Lehman, Mulla 2014) with one bucket per level,
-/// in which only voxels that may spill over into a lower region are queued (the idea of Zhou, Sun, Fu 2016).
+/// Close to linear: basins are found by going down from every voxel, then joined over their lowest passes (Borůvka 1926),
+/// first within tiles that fit into a processor's cache, then over the whole plane (the division is that of Barnes 2016).
 void FillHoles(const VoxelImage<std::uint16_t>& input, VoxelImage<std::uint16_t>& output);
 
 }  // namespace qvox

@@ -7,9 +7,10 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
+
+#include "LargePages.h"
 
 namespace qvox {
 
@@ -206,8 +207,8 @@ public:
         : width_(markers.SizeX()),
           height_(markers.SizeY()),
           stride_(width_ + 2),
-          cells_(new Cell[stride_ * (height_ + 2) + kReadAhead]),
-          waiting_(new Waiting[width_ * height_]) {
+          cells_(MakeLargePageArray<Cell>(stride_ * (height_ + 2) + kReadAhead)),
+          waiting_(MakeLargePageArray<Waiting>(width_ * height_)) {
         FillCells(relief);
         LayOutBuckets();
         SeedQueue(relief, markers);
@@ -357,8 +358,8 @@ private:
     std::uint64_t height_;
     std::uint64_t stride_;
     std::array<std::int32_t, 12> neighbourOf_{};
-    std::unique_ptr<Cell[]> cells_;
-    std::unique_ptr<Waiting[]> waiting_;
+    LargePageArray<Cell> cells_;
+    LargePageArray<Waiting> waiting_;
     BucketMap buckets_;
     std::vector<std::uint32_t> begins_;
     std::vector<std::uint32_t> ends_;
