@@ -27,7 +27,6 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       candidates_(candidates),
       limitPx_(TruncatedToInt(15.0f * scale)),
       touched_(components),
-      known_(touched_.Grid().Words()),
       skeleton_(components.width, components.height),
       distance_(components.width, components.height),
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
@@ -57,8 +56,8 @@ void NetworkAnalysis::UpdateSkeleton() {
         DropAround(patch);
     }
     const BitGrid& grid = touched_.Grid();
-    for (const std::int32_t word : touched_.VisitedWords()) {
-        BitGrid::Word& known = known_[static_cast<std::size_t>(word)];
+    for (const std::int32_t word : touched_.WordsWithUnknown()) {
+        BitGrid::Word& known = touched_.KnownIn(word);
         BitGrid::Word added = touched_.VisitedIn(word) & ~known;
         known |= added;
         const int y = word / grid.WordsPerRow();
@@ -74,15 +73,19 @@ void NetworkAnalysis::UpdateSkeleton() {
 }
 
 void NetworkAnalysis::DropAround(const PixelRun& patch) {
+    const BitGrid& grid = touched_.Grid();
     for (int y = std::max(patch.y - 1, 0); y <= std::min(patch.y + 1, components_.height - 1); ++y) {
-        for (int x = std::max(patch.x0 - 1, 0); x <= std::min(patch.x1 + 1, components_.width - 1); ++x) {
-            BitGrid::Word& known = known_[static_cast<std::size_t>(touched_.Grid().WordAt(x, y))];
-            if ((known & BitGrid::Bit(x)) != 0 && !touched_.IsVisited(x, y)) {
-                known &= ~BitGrid::Bit(x);
-                skeleton_.Remove(x, y);
-                distance_.Remove(x, y);
+        const PixelRun beside{y, std::max(patch.x0 - 1, 0), std::min(patch.x1 + 1, components_.width - 1)};
+        grid.ForEachWord(beside, [&](std::int32_t word, BitGrid::Word bits) {
+            BitGrid::Word& known = touched_.KnownIn(word);
+            BitGrid::Word dropped = bits & known & ~touched_.VisitedIn(word);
+            known &= ~dropped;
+            const int x0 = (word - y * grid.WordsPerRow()) * 64;
+            for (; dropped != 0; dropped &= dropped - 1) {
+                skeleton_.Remove(x0 + BitGrid::Lowest(dropped), y);
+                distance_.Remove(x0 + BitGrid::Lowest(dropped), y);
             }
-        }
+        });
     }
 }
 
@@ -157,9 +160,25 @@ MarkedBranches NetworkAnalysis::Prune() {
 }
 
 int NetworkAnalysis::LargestDistance() {
+    const auto largestIn = [&](std::int32_t word) {
+        return distance_.LargestIn(word, touched_.VisitedIn(word), touched_.KnownIn(word));
+    };
     int largest = 0;
-    for (const std::int32_t word : touched_.VisitedWords()) {
-        largest = std::max(largest, distance_.LargestIn(word, touched_.VisitedIn(word), known_[static_cast<std::size_t>(word)]));
+    const auto lookAt = [&](const std::vector<std::int32_t>& words, int enough) {
+        for (std::size_t i = 0; i < words.size() && largest < enough; ++i) {
+            largest = std::max(largest, largestIn(words[i]));
+        }
+    };
+    // From the largest of the whole set down, which usually ends with the first word; if it does not, what was visited
+    // is looked at as soon as it is less.
+    std::size_t looks = 0;
+    for (int distance = distance_.Largest(); distance > largest; --distance) {
+        looks += distance_.WordsToLookAt(distance) + 1;
+        if (looks > touched_.VisitedWords().size()) {
+            lookAt(touched_.VisitedWords(), distance);
+            return largest;
+        }
+        lookAt(distance_.WordsWithLargest(distance), distance);
     }
     return largest;
 }

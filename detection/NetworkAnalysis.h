@@ -58,7 +58,7 @@ private:
     CodePlane candidates_;
     int limitPx_;
     TouchedNetwork touched_;
-    ZeroedArray<BitGrid::Word> known_;  // the set whose skeleton and distances are kept
+    // The set whose skeleton and distances are kept: what touched_ calls known.
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
     std::vector<PixelPosition> ends_;

@@ -8,6 +8,7 @@ NetworkDistance::NetworkDistance(int width, int height)
     : stride_(width + 2),
       distances_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
       wordsPerRow_((width + 63) / 64),
+      width_(width),
       largestInWord_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height)) {
     for (int x = -1; x <= width; ++x) {
         distances_[Index(x, -1)] = kBeyond;
@@ -46,7 +47,12 @@ void NetworkDistance::Set(std::int32_t pixel, Distance distance) {
     const auto stride = static_cast<std::int32_t>(stride_);
     const std::int32_t row = pixel / stride;
     const std::int32_t column = pixel - row * stride;
-    largestInWord_[static_cast<std::size_t>((row - 1) * wordsPerRow_ + (column - 1) / 64)] = kUnknown;
+    const std::int32_t word = (row - 1) * wordsPerRow_ + (column - 1) / 64;
+    Distance& largest = largestInWord_[static_cast<std::size_t>(word)];
+    if (largest != kUnknown) {
+        changedWords_.push_back({word, largest});
+        largest = kUnknown;
+    }
 }
 
 void NetworkDistance::Withdraw(std::int32_t pixel) {
@@ -93,6 +99,7 @@ void NetworkDistance::Update() {
     }
     withdrawn_.clear();
     Settle();
+    UpdateLargest();
 }
 
 void NetworkDistance::Settle() {
@@ -115,8 +122,29 @@ void NetworkDistance::Settle() {
     }
 }
 
-int NetworkDistance::LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all) {
-    Distance& known = largestInWord_[static_cast<std::size_t>(word)];
+void NetworkDistance::UpdateLargest() {
+    for (const ChangedWord& changed : changedWords_) {
+        const int y = changed.word / wordsPerRow_;
+        const int x0 = (changed.word - y * wordsPerRow_) * 64;
+        const Distance* first = &distances_[Index(x0, y)];
+        const Distance largest = *std::max_element(first, first + std::min(width_ - x0, 64));
+        largestInWord_[static_cast<std::size_t>(changed.word)] = largest;
+        if (largest != changed.largestBefore && largest != 0) {
+            Queue(wordsByLargest_, changed.word, largest);
+        }
+    }
+    changedWords_.clear();
+}
+
+const std::vector<std::int32_t>& NetworkDistance::WordsWithLargest(int distance) {
+    std::vector<std::int32_t>& words = wordsByLargest_[static_cast<std::size_t>(distance)];
+    const auto isStale = [&](std::int32_t word) { return largestInWord_[static_cast<std::size_t>(word)] != distance; };
+    words.erase(std::remove_if(words.begin(), words.end(), isStale), words.end());
+    return words;
+}
+
+int NetworkDistance::LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all) const {
+    const Distance known = largestInWord_[static_cast<std::size_t>(word)];
     if (pixels == all && known != kUnknown) {
         return known;
     }
@@ -125,9 +153,6 @@ int NetworkDistance::LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid:
     Distance largest = 0;
     for (BitGrid::Word left = pixels; left != 0; left &= left - 1) {
         largest = std::max(largest, row[BitGrid::Lowest(left)]);
-    }
-    if (pixels == all) {
-        known = largest;
     }
     return largest;
 }

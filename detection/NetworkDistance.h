@@ -26,7 +26,14 @@ public:
     void Update();
 
     /// Largest distance of those pixels of a word of a BitGrid that are given; `all` are those of the set.
-    int LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all);
+    int LargestIn(std::int32_t word, BitGrid::Word pixels, BitGrid::Word all) const;
+
+    /// Largest distance of the whole set, or more.
+    int Largest() const { return static_cast<int>(wordsByLargest_.size()) - 1; }
+    /// The words whose largest distance is `distance`, above 0; a word may come more than once.
+    const std::vector<std::int32_t>& WordsWithLargest(int distance);
+    /// What WordsWithLargest costs, in words.
+    std::size_t WordsToLookAt(int distance) const { return wordsByLargest_[static_cast<std::size_t>(distance)].size(); }
 
 private:
     static constexpr Distance kUnknown = 65535;
@@ -40,11 +47,19 @@ private:
     void Withdraw(std::int32_t pixel);
     void WithdrawUnsupported();
     void Settle();
+    void UpdateLargest();
 
     std::ptrdiff_t stride_;
     ZeroedArray<Distance> distances_;  // one more pixel on every side; 0 outside the set
     std::int32_t wordsPerRow_;
-    ZeroedArray<Distance> largestInWord_;  // kUnknown where it has to be looked for
+    struct ChangedWord {
+        std::int32_t word;
+        Distance largestBefore;
+    };
+    int width_;
+    ZeroedArray<Distance> largestInWord_;  // kUnknown while it has to be looked for
+    std::vector<ChangedWord> changedWords_;
+    std::vector<std::vector<std::int32_t>> wordsByLargest_;  // and words whose largest distance has changed since
     std::vector<std::vector<std::int32_t>> toCheck_;   // per distance
     std::vector<std::vector<std::int32_t>> toSettle_;  // per distance
     std::vector<std::int32_t> withdrawn_;

@@ -23,6 +23,7 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
 
 void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
     visitedPatches_.clear();
+    wordsWithUnknown_.clear();
     patches_.clear();
     patchRuns_.clear();
     notPassed_.clear();
@@ -119,6 +120,9 @@ void TouchedNetwork::FloodWord(std::int32_t word) {
         (reach_ == Reach::kVisit ? visitedWords_ : passedWords_).push_back(word);
     }
     marked |= reached;
+    if (reach_ == Reach::kVisit && (reached & ~at.known) != 0) {
+        wordsWithUnknown_.push_back(word);
+    }
     const int wordsPerRow = words_.WordsPerRow();
     const int y = word / wordsPerRow;
     const int column = word - y * wordsPerRow;
@@ -193,6 +197,9 @@ void TouchedNetwork::MarkVisited(const PixelRun& run) {
             visitedWords_.push_back(word);
         }
         At(word).visited |= bits;
+        if ((bits & ~At(word).known) != 0) {
+            wordsWithUnknown_.push_back(word);
+        }
     });
 }
 

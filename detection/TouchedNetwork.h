@@ -43,6 +43,11 @@ public:
     const std::vector<std::int32_t>& VisitedWords() const { return visitedWords_; }
     const std::vector<PixelRun>& VisitedPatches() const { return visitedPatches_; }
 
+    /// A set of pixels that belongs to the owner, kept beside what a flood reads anyway.
+    BitGrid::Word& KnownIn(std::int32_t word) { return states_[static_cast<std::size_t>(word)].known; }
+    /// The words with visited pixels that were not known when they were visited; a word may come more than once.
+    const std::vector<std::int32_t>& WordsWithUnknown() const { return wordsWithUnknown_; }
+
     /// Gives kTouched to all that was visited or turned; nothing is visited any more.
     void Settle();
 
@@ -61,6 +66,7 @@ private:
         Word visited;  // regions and patches
         Word passed;   // regions met on the way through their cluster
         Word seeds;    // of the flood; 0 between floods
+        Word known;    // the owner's
     };
     struct Patch {
         std::int32_t cluster;  // forest over patches; a root stands for itself
@@ -97,6 +103,7 @@ private:
     ZeroedArray<WordState> states_;
     std::vector<std::int32_t> visitedWords_;
     std::vector<std::int32_t> passedWords_;
+    std::vector<std::int32_t> wordsWithUnknown_;
     std::vector<std::int32_t> waiting_;  // words with seeds
     Reach reach_ = Reach::kVisit;
     bool overPassed_ = false;            // the flood goes over what was passed, else over what was not

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
 #include <random>
@@ -183,6 +184,39 @@ TEST(NetworkDistance, LargestDistancesAreThoseOfTheWholeSetAfterAnyChange) {
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
+        }
+    }
+}
+
+TEST(NetworkDistance, WordsAreKeptUnderTheirLargestDistanceAfterAnyChange) {
+    for (std::uint32_t seed = 1; seed <= 60; ++seed) {
+        std::mt19937 random(seed);
+        const int width = Between(random, 2, 150);
+        const int height = Between(random, 1, 40);
+        Korvane::NetworkDistance distance(width, height);
+        const Korvane::BitGrid grid(width, height);
+        cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
+        for (int step = 0; step < 8; ++step) {
+            cv::Mat wanted = step % 3 == 0 ? RandomSet(random, width, height) : known.clone();
+            const cv::Point at(Between(random, 0, width - 1), Between(random, 0, height - 1));
+            cv::circle(wanted, at, Between(random, 0, 9), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
+            wanted.at<float>(0, 0) = 0.0f;  // with no pixel outside the set there is no distance
+            ChangeTo(wanted, known, distance);
+            cv::Mat plain;
+            cv::distanceTransform(wanted > 0.0f, plain, cv::DIST_L1, 3, CV_32F);
+            std::set<std::pair<int, int>> expected;
+            for (int y = 0; y < height; ++y) {
+                for (int x0 = 0; x0 < width; x0 += 64) {
+                    double largest = 0.0;
+                    cv::minMaxLoc(plain(cv::Rect(x0, y, std::min(64, width - x0), 1)), nullptr, &largest);
+                    if (largest > 0.0) expected.insert({static_cast<int>(largest), grid.WordAt(x0, y)});
+                }
+            }
+            std::set<std::pair<int, int>> kept;
+            for (int largest = distance.Largest(); largest > 0; --largest) {
+                for (const std::int32_t word : distance.WordsWithLargest(largest)) kept.insert({largest, word});
+            }
+            ASSERT_EQ(kept, expected) << "seed " << seed << ", step " << step;
         }
     }
 }
