@@ -1,5 +1,6 @@
 #include "batch/ProgramRunner.h"
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -38,7 +39,10 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const Surround
     std::vector<std::string> texts{KORVANE_BATCH_PROGRAM};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     const std::vector<char*> argv = Pointers(texts);
-    const std::vector<char*> environment = Pointers(surroundings.environment);
+    std::vector<std::string> variables = surroundings.environment;
+    // What the sanitizers are to pass over holds for the program under test too.
+    if (const char* options = std::getenv("LSAN_OPTIONS")) variables.push_back(std::string("LSAN_OPTIONS=") + options);
+    const std::vector<char*> environment = Pointers(variables);
     const std::string output = surroundings.standardOutput.empty() ? outputPath_ : surroundings.standardOutput;
     process_ = ::fork();
     if (process_ < 0) throw std::runtime_error("cannot start a process");
