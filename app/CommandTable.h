@@ -72,8 +72,8 @@ const Command* FindCommand(int id);
 /// The menu bar with all commands.
 wxMenuBar* MakeMenuBar();
 
-/// The frame's event table: focus, wheel, typed characters, closing, and every command in the order in which the toolkit
-/// shall look for it. Ends as the toolkit's tables end.
+/// The frame's event table: focus, wheel, typed characters, closing, and every command in the order in which the
+/// toolkit shall look for it. Ends as the toolkit's tables end.
 const wxEventTableEntry* MainFrameEventEntries();
 
 }  // namespace Korvane

@@ -65,7 +65,8 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--help" || argument == "-h") {
-            std::puts("korvane [FILE...]\n\nAnalyses electron micrographs of exosomes; the TIFF files are opened at once.");
+            std::puts(
+                "korvane [FILE...]\n\nAnalyses electron micrographs of exosomes; the TIFF files are opened at once.");
             return 0;
         }
         if (argument.empty() || argument[0] == '-') {

@@ -22,9 +22,8 @@ public:
 
     bool OnDropFiles(wxCoord, wxCoord, const wxArrayString& names) override {
         // The question that may follow must not be asked while the other program waits for the drop to end.
-        frame_.CallAfter([&frame = frame_, paths = std::vector<wxString>(names.begin(), names.end())] {
-            frame.OpenFiles(paths);
-        });
+        frame_.CallAfter(
+            [&frame = frame_, paths = std::vector<wxString>(names.begin(), names.end())] { frame.OpenFiles(paths); });
         return true;
     }
 
@@ -32,12 +31,14 @@ private:
     MainFrame& frame_;
 };
 
-/// The fields have fixed widths; where the desktop's font is too wide for the longest common text, a smaller one is used.
+/// The fields have fixed widths; where the desktop's font is too wide for the longest common text, a smaller one is
+/// used.
 void FitStatusFont(wxStatusBar& bar, int width) {
     constexpr int kSmallestPoints = 7;
     constexpr int kPadding = 8;
     wxFont font = bar.GetFont();
-    while (font.GetPointSize() > kSmallestPoints && bar.GetTextExtent("Pixel size: 10.0x10.0 nm").x + kPadding > width) {
+    while (font.GetPointSize() > kSmallestPoints &&
+           bar.GetTextExtent("Pixel size: 10.0x10.0 nm").x + kPadding > width) {
         font.SetPointSize(font.GetPointSize() - 1);
         bar.SetFont(font);
     }

@@ -37,12 +37,12 @@ void MainFrame::OnParameters(wxCommandEvent&) {
     if (dialog.ShowModal() == wxID_OK) parameters_ = dialog.Parameters();
 }
 
-void MainFrame::RunAnalysis(const wxString& message, int range,
-                            const std::function<void(wxProgressDialog&)>& body) {
+void MainFrame::RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body) {
     if (!HasPositions()) return;
     const DisabledScope disabled(*this);
     try {
-        wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr, wxPD_APP_MODAL | wxPD_AUTO_HIDE);
+        wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr,
+                                  wxPD_APP_MODAL | wxPD_AUTO_HIDE);
         progress.SetRange(range);
         progress.SetWindowStyleFlag(progress.GetWindowStyleFlag() | wxSTAY_ON_TOP);
         body(progress);

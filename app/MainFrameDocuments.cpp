@@ -58,8 +58,8 @@ void DrawOverlay(ColourPicture& picture, const qvox::LabelImage& labels, const C
 void MainFrame::OnOpenImages(wxCommandEvent&) {
     if (HasPositions() && !Confirm(kOpenQuestion)) return;
     const DisabledScope disabled(*this);
-    wxFileDialog dialog(this, "Select images to be analyzed...", wxEmptyString, wxEmptyString,
-                        "Images (*.tif)|*.tif", wxFD_OPEN | wxFD_FILE_MUST_EXIST | wxFD_MULTIPLE);
+    wxFileDialog dialog(this, "Select images to be analyzed...", wxEmptyString, wxEmptyString, "Images (*.tif)|*.tif",
+                        wxFD_OPEN | wxFD_FILE_MUST_EXIST | wxFD_MULTIPLE);
     dialog.Centre(wxBOTH);
     if (dialog.ShowModal() != wxID_OK) return;
     wxArrayString chosen;

@@ -215,9 +215,9 @@ bool MainFrame::HandleBareKey(wxKeyEvent& event) {
 }
 
 void MainFrame::OnCharHook(wxKeyEvent& event) {
-    // Menu keys without a modifier do not fire from a drawn window, and a scrolled one takes pages and arrows; so they are
-    // caught before either sees them. What is handled here goes no further: each press counts once. Dialogs are windows
-    // of their own and keep their keys.
+    // Menu keys without a modifier do not fire from a drawn window, and a scrolled one takes pages and arrows; so they
+    // are caught before either sees them. What is handled here goes no further: each press counts once. Dialogs are
+    // windows of their own and keep their keys.
     const bool bare = !event.ControlDown() && !event.AltDown() && !event.MetaDown();
     if (!bare || !IsEnabled() || !HandleBareKey(event)) event.Skip();
 }

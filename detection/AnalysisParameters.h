@@ -6,7 +6,8 @@ namespace Korvane {
 
 /// The six numbers that steer detection and seeded segmentation, with their defaults.
 struct AnalysisParameters {
-    float edgeContrast = 0.005f;  ///< shown, kept and passed on; the diffusion's contrast is fixed, no result depends on it
+    float edgeContrast =
+        0.005f;  ///< shown, kept and passed on; the diffusion's contrast is fixed, no result depends on it
     float areaFraction = 0.15f;
     float roundnessThreshold = 0.75f;  ///< 0 switches the refinement of detection off
     float minObjectDiameterUm = 0.03f;

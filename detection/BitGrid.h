@@ -12,7 +12,8 @@ class BitGrid {
 public:
     using Word = std::uint64_t;
     BitGrid(int width, int height)
-        : wordsPerRow_((width + 63) / 64), words_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height)) {}
+        : wordsPerRow_((width + 63) / 64),
+          words_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height)) {}
 
     std::size_t Words() const { return words_; }
     int WordsPerRow() const { return wordsPerRow_; }

@@ -71,7 +71,9 @@ public:
     const std::int32_t* End(std::size_t level) const { return pixels_.data() + starts_[level + 1]; }
 
 private:
-    bool IsWanted(float edge, PixelCode code) const { return !levels_.empty() && edge > levels_.back() && code == kOpen; }
+    bool IsWanted(float edge, PixelCode code) const {
+        return !levels_.empty() && edge > levels_.back() && code == kOpen;
+    }
 
     // The levels are a step apart but for rounding: a guess from the distance to the first, then exact comparisons.
     std::size_t BucketOf(float edge) const {
@@ -163,7 +165,8 @@ public:
     std::vector<PixelCode> TakeCandidates() { return std::move(candidates_); }
 
 private:
-    static std::vector<PixelCode> OpenMap(const cv::Mat& edges, float threshold, const std::vector<PixelCode>& alsoOpen) {
+    static std::vector<PixelCode> OpenMap(const cv::Mat& edges, float threshold,
+                                          const std::vector<PixelCode>& alsoOpen) {
         std::vector<PixelCode> map(edges.total());
         const float* strength = edges.ptr<float>();
         for (std::size_t i = 0; i < map.size(); ++i) {

@@ -8,9 +8,10 @@ namespace Korvane {
 
 /// Finds the regions that strong edges close around, as a level sinks through the edge map.
 ///
-/// Phase one lowers the level from 1 to the edge map's 97.5th percentile in steps of 0.005 and removes every pixel above
-/// it from a working map; phase two goes on to 0.05 but removes only what touches the network of removed pixels. After
-/// every level the component sweep (ComponentSweep.h) marks the closed regions of a vesicle's size in the candidate map.
+/// Phase one lowers the level from 1 to the edge map's 97.5th percentile in steps of 0.005 and removes every pixel
+/// above it from a working map; phase two goes on to 0.05 but removes only what touches the network of removed pixels.
+/// After every level the component sweep (ComponentSweep.h) marks the closed regions of a vesicle's size in the
+/// candidate map.
 ///
 /// @param edges      one float channel, edge strength 0 .. 1; NaN counts as removed from the start; not changed
 /// @param candidates one float channel, sizes of `edges`, all 0.0 on entry; on return 2.0 = candidate, 3.0 = ring

@@ -157,7 +157,8 @@ int OpeningSize(std::int64_t areaPx, float scale, float areaFraction) {
 }
 
 void FilterCandidates(const cv::Mat& candidateMask, cv::Mat& filtered, float scale, float areaFraction) {
-    CV_Assert(candidateMask.type() == CV_32FC1 && filtered.type() == CV_8UC1 && filtered.size() == candidateMask.size());
+    CV_Assert(candidateMask.type() == CV_32FC1 && filtered.type() == CV_8UC1 &&
+              filtered.size() == candidateMask.size());
     if (candidateMask.empty()) return;
     const RegionRuns regions = CandidateRegions(candidateMask);
     RegionOpening opening(candidateMask.size(), regions);

@@ -16,8 +16,8 @@ namespace {
 constexpr float kDomeHeight = 3.0f;
 constexpr float kCoreRise = 0.5f;
 
-/// Marks the cores of regions. Regions do not touch, and between them the distance is 0, so each is reconstructed within
-/// its own box, which is framed by one pixel of zeros so that no neighbour needs a border test.
+/// Marks the cores of regions. Regions do not touch, and between them the distance is 0, so each is reconstructed
+/// within its own box, which is framed by one pixel of zeros so that no neighbour needs a border test.
 class CoreFinder {
 public:
     CoreFinder(const RegionRuns& regions, cv::Mat& cores) : regions_(regions), cores_(cores), distance_(cores.size()) {}
@@ -69,8 +69,8 @@ private:
             const std::ptrdiff_t start = Start(region, *run);
             for (std::ptrdiff_t p = start; p < start + (run->end - run->begin); ++p) {
                 const float* m = marker_.data() + p;
-                const float highest = std::max(std::max(std::max(m[-stride_ - 1], m[-stride_]),
-                                                        std::max(m[-stride_ + 1], m[-1])), m[0]);
+                const float highest =
+                    std::max(std::max(std::max(m[-stride_ - 1], m[-stride_]), std::max(m[-stride_ + 1], m[-1])), m[0]);
                 marker_[static_cast<std::size_t>(p)] = std::min(highest, mask_[static_cast<std::size_t>(p)]);
             }
         }
@@ -84,8 +84,8 @@ private:
 
     void SweepBack(std::ptrdiff_t p) {
         const float* m = marker_.data() + p;
-        const float highest = std::max(std::max(std::max(m[stride_ - 1], m[stride_]),
-                                                std::max(m[stride_ + 1], m[1])), m[0]);
+        const float highest =
+            std::max(std::max(std::max(m[stride_ - 1], m[stride_]), std::max(m[stride_ + 1], m[1])), m[0]);
         const float value = std::min(highest, mask_[static_cast<std::size_t>(p)]);
         marker_[static_cast<std::size_t>(p)] = value;
         for (const std::ptrdiff_t q : {p + 1, p + stride_ - 1, p + stride_, p + stride_ + 1}) {

@@ -59,7 +59,8 @@ void SweepComponents(cv::Mat& componentMap, cv::Mat& candidateMap, float scale, 
         return;
     }
     std::vector<PixelCode> components = CodesOf(componentMap, ComponentCode);
-    std::vector<PixelCode> candidates = CodesOf(candidateMap, [](float value, int, int) { return CandidateCode(value); });
+    std::vector<PixelCode> candidates =
+        CodesOf(candidateMap, [](float value, int, int) { return CandidateCode(value); });
     ComponentSweeper sweeper(PlaneOf(components, componentMap), PlaneOf(candidates, candidateMap), scale,
                              maxRelativeClusterSize);
     std::vector<PixelRun> cleared;
@@ -68,8 +69,8 @@ void SweepComponents(cv::Mat& componentMap, cv::Mat& candidateMap, float scale, 
         float* component = componentMap.ptr<float>(y);
         float* candidate = candidateMap.ptr<float>(y);
         for (int x = 0; x < componentMap.cols; ++x) {
-            const std::size_t i = static_cast<std::size_t>(y) * static_cast<std::size_t>(componentMap.cols) +
-                                  static_cast<std::size_t>(x);
+            const std::size_t i =
+                static_cast<std::size_t>(y) * static_cast<std::size_t>(componentMap.cols) + static_cast<std::size_t>(x);
             component[x] = components[i];
             candidate[x] = candidates[i] == kCandidate || candidates[i] == kRing ? candidates[i] : candidate[x];
         }

@@ -35,7 +35,8 @@ void ComponentSweeper::Sweep(std::vector<PixelRun>& cleared) {
         const PixelCode* row = scanPlane_.Row(y);
         const PixelCode* rowEnd = row + width;
         const PixelCode* from = row;
-        while (const void* hit = from < rowEnd ? std::memchr(from, kOpen, static_cast<std::size_t>(rowEnd - from)) : nullptr) {
+        while (const void* hit =
+                   from < rowEnd ? std::memchr(from, kOpen, static_cast<std::size_t>(rowEnd - from)) : nullptr) {
             from = static_cast<const PixelCode*>(hit);
             SweepComponent(static_cast<int>(from - row), y, cleared);
         }

@@ -18,7 +18,8 @@ ComponentAreaRange AreaRangeFor(float scale, float maxRelativeClusterSize);
 /// One component sweep over a whole pair of code maps (see EnclosedRegion.h for the codes).
 class ComponentSweeper {
 public:
-    ComponentSweeper(const CodePlane& components, const CodePlane& candidates, float scale, float maxRelativeClusterSize);
+    ComponentSweeper(const CodePlane& components, const CodePlane& candidates, float scale,
+                     float maxRelativeClusterSize);
 
     /// Sweeps once and appends to `cleared` the runs of the component map that became kBackground.
     void Sweep(std::vector<PixelRun>& cleared);

@@ -115,7 +115,8 @@ cv::Mat CandidateMask(const cv::Mat& edges, float scale, float maxRelativeCluste
     ShowFloat(observer, DetectionStage::kCandidates, candidates);
     for (int y = 0; y < candidates.rows; ++y) {
         float* row = candidates.ptr<float>(y);
-        std::transform(row, row + candidates.cols, row, [](float code) { return code == kCandidateCode ? 1.0f : 0.0f; });
+        std::transform(row, row + candidates.cols, row,
+                       [](float code) { return code == kCandidateCode ? 1.0f : 0.0f; });
     }
     return candidates;
 }
@@ -169,7 +170,8 @@ void Refine(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float 
     {
         const qvox::VoxelImage<float> relief = SmoothedGradient(raw, 3.0 * static_cast<double>(scale));
         if (observer.WantsStage(DetectionStage::kRelief)) observer.StageFloat(DetectionStage::kRelief, relief);
-        const qvox::LabelImage markers = AddBackgroundMarker(labels, static_cast<int>(100.0 * static_cast<double>(scale)));
+        const qvox::LabelImage markers =
+            AddBackgroundMarker(labels, static_cast<int>(100.0 * static_cast<double>(scale)));
         if (observer.WantsStage(DetectionStage::kMarkers)) observer.StageLabels(DetectionStage::kMarkers, markers);
         Announce(observer, " finalization");
         GrowMarkers(relief, markers, labels);

@@ -27,13 +27,12 @@ inline constexpr float kReferenceResolution = 672.0f;
 /// @param parameters  edgeContrast and minObjectDiameterUm are not used
 /// @param xResolution pixels per micrometre, > 0
 /// @param observer    hears five progress steps, six with the refinement, and the stages that it wants
-/// Sizes scale with float(xResolution / 672 * (2 - relativeExosomeSize)). An image that is exactly 1024 wide is smoothed
-/// by 4 px more than any other.
-/// An image that smoothing makes even has no objects.
-/// Throws ToolkitError when the image is empty or has several planes, holds NaN or infinity, is the same everywhere,
-/// when the pixel size is undefined or absurd, or when the objects outnumber 65535;
-/// cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is exhausted. The checks of the input come before
-/// the first progress step and leave `labels` alone; later errors may leave a partial result.
+/// Sizes scale with float(xResolution / 672 * (2 - relativeExosomeSize)). An image that is exactly 1024 wide is
+/// smoothed by 4 px more than any other. An image that smoothing makes even has no objects. Throws ToolkitError when
+/// the image is empty or has several planes, holds NaN or infinity, is the same everywhere, when the pixel size is
+/// undefined or absurd, or when the objects outnumber 65535; cv::Exception for a fault inside OpenCV, std::bad_alloc
+/// when memory is exhausted. The checks of the input come before the first progress step and leave `labels` alone;
+/// later errors may leave a partial result.
 void DetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, const AnalysisParameters& parameters,
                     float xResolution, DetectionObserver& observer);
 

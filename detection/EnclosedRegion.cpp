@@ -162,7 +162,8 @@ int EnclosedRegionAnalysis::LargestDistance() const {
     const int far = plane.width + plane.height;
     std::vector<int> distance(static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height));
     const auto at = [&](int x, int y) -> int& {
-        return distance[static_cast<std::size_t>(y) * static_cast<std::size_t>(plane.width) + static_cast<std::size_t>(x)];
+        return distance[static_cast<std::size_t>(y) * static_cast<std::size_t>(plane.width) +
+                        static_cast<std::size_t>(x)];
     };
     for (int y = 0; y < plane.height; ++y) {
         const PixelCode* row = plane.Row(y);

@@ -22,8 +22,8 @@ inline constexpr PixelCode kRing = 3;
 /// thins them, prunes the open lines, and makes what the remaining lines enclose around the component a candidate with
 /// a ring around it. Works on the box of what is touched, never on the whole map, except where a fill runs out of it.
 ///
-/// Takes any map of codes and keeps nothing that speeds up the next analysis; NetworkAnalysis.h does the same for the maps of
-/// candidate detection.
+/// Takes any map of codes and keeps nothing that speeds up the next analysis; NetworkAnalysis.h does the same for the
+/// maps of candidate detection.
 ///
 /// Borrows both maps, which have equal sizes and hold the codes above, for its lifetime. After anything but Analyse
 /// has changed the component map, ComponentChanged must be told.

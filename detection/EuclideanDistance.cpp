@@ -44,7 +44,8 @@ void EuclideanDistance::AddSite(std::int64_t column, std::int64_t columnDistance
         // First column at which the new site is nearer than the top one: x > numerator / denominator.
         const std::int64_t numerator = column * column - top.column * top.column + squared - top.squared;
         const std::int64_t denominator = 2 * (column - top.column);
-        const std::int64_t floored = numerator >= 0 ? numerator / denominator : -((-numerator + denominator - 1) / denominator);
+        const std::int64_t floored =
+            numerator >= 0 ? numerator / denominator : -((-numerator + denominator - 1) / denominator);
         from = floored + 1;
         if (from > top.from) break;
         sites_.pop_back();

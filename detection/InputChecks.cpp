@@ -16,7 +16,8 @@ void CheckSinglePlane(const std::string& operation, const qvox::VoxelImage<float
 
 float CheckedResolutionScale(const std::string& operation, float xResolution) {
     if (!(xResolution > 0.0f) || std::isinf(xResolution)) {
-        throw qvox::ToolkitError(operation + ": the pixel size of the image is undefined, so nothing is known about the " +
+        throw qvox::ToolkitError(operation +
+                                 ": the pixel size of the image is undefined, so nothing is known about the " +
                                  "sizes of its objects.");
     }
     const float scale = xResolution / kReferenceResolution;

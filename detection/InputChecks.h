@@ -9,8 +9,8 @@
 
 namespace Korvane {
 
-/// Largest size factor that is worked with: a pixel would be smaller than an atom a hundred times over, and filters grow
-/// with the factor.
+/// Largest size factor that is worked with: a pixel would be smaller than an atom a hundred times over, and filters
+/// grow with the factor.
 inline constexpr float kMaxScale = 1000.0f;
 
 /// Throws ToolkitError, in a sentence that begins with `operation`, unless the image has voxels and one plane.

@@ -49,9 +49,8 @@ qvox::LabelImage AddBackgroundMarker(const qvox::LabelImage& labels, int distanc
 void GrowMarkers(const qvox::VoxelImage<float>& relief, const qvox::LabelImage& markers, qvox::LabelImage& labels) {
     qvox::LabelImage basins;
     qvox::WatershedFromMarkers(relief, markers, basins, qvox::Neighbourhood8{});
-    std::transform(basins.begin(), basins.end(), labels.begin(), [](std::uint16_t basin) {
-        return basin == kBackgroundMarker ? std::uint16_t{0} : basin;
-    });
+    std::transform(basins.begin(), basins.end(), labels.begin(),
+                   [](std::uint16_t basin) { return basin == kBackgroundMarker ? std::uint16_t{0} : basin; });
 }
 
 }  // namespace Korvane

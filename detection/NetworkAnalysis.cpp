@@ -107,7 +107,8 @@ void NetworkAnalysis::FindEnds() {
     for (int y = y0; y <= y1; ++y) {
         const std::vector<int>& columns = skeleton_.EndsInRow(y);
         const int x1 = column1 * 64 + 63;
-        for (auto x = std::lower_bound(columns.begin(), columns.end(), column0 * 64); x != columns.end() && *x <= x1; ++x) {
+        for (auto x = std::lower_bound(columns.begin(), columns.end(), column0 * 64); x != columns.end() && *x <= x1;
+             ++x) {
             if (touched_.IsVisited(*x, y)) {
                 ends_.push_back({*x, y});
             }
@@ -291,7 +292,8 @@ const std::vector<NetworkAnalysis::RowSpan>& NetworkAnalysis::Ellipse(int size) 
             --last;
         }
         if (first < last) {
-            spans.push_back({anchor - i, anchor - static_cast<int>(last - 1 - row), anchor - static_cast<int>(first - row)});
+            spans.push_back(
+                {anchor - i, anchor - static_cast<int>(last - 1 - row), anchor - static_cast<int>(first - row)});
         }
     }
     return spans;

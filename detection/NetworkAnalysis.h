@@ -45,7 +45,9 @@ private:
     bool GoesOn(int x, int y) const;
     int LargestDistance();
     void FillAround(PixelPosition seed);
-    bool IsLine(int x, int y) const { return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.IsVisited(x, y); }
+    bool IsLine(int x, int y) const {
+        return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.IsVisited(x, y);
+    }
     void PushFillSeeds(int y, int x0, int x1);
     void FillOutside();
     void MarkCandidates();

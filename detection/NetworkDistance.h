@@ -60,8 +60,8 @@ private:
     ZeroedArray<Distance> largestInWord_;  // kUnknown while it has to be looked for
     std::vector<ChangedWord> changedWords_;
     std::vector<std::vector<std::int32_t>> wordsByLargest_;  // and words whose largest distance has changed since
-    std::vector<std::vector<std::int32_t>> toCheck_;   // per distance
-    std::vector<std::vector<std::int32_t>> toSettle_;  // per distance
+    std::vector<std::vector<std::int32_t>> toCheck_;         // per distance
+    std::vector<std::vector<std::int32_t>> toSettle_;        // per distance
     std::vector<std::int32_t> withdrawn_;
 };
 

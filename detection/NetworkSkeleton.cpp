@@ -152,8 +152,8 @@ bool NetworkSkeleton::IsEnd(std::int32_t pixel) const {
         return false;
     }
     int lines = 0;
-    for (const Time time : {p[-stride_ - 1], p[-stride_], p[-stride_ + 1], p[-1], p[1], p[stride_ - 1], p[stride_],
-                            p[stride_ + 1]}) {
+    for (const Time time :
+         {p[-stride_ - 1], p[-stride_], p[-stride_ + 1], p[-1], p[1], p[stride_ - 1], p[stride_], p[stride_ + 1]}) {
         if (time == kBeyond) {
             return false;
         }

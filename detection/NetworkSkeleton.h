@@ -10,18 +10,18 @@ namespace Korvane {
 /// The lines, one pixel wide, that thinning (Guo and Hall, 1989) leaves of a set of pixels, kept up while the set
 /// changes.
 ///
-/// Thinning runs in subiterations; whether one removes a pixel depends on which of its eight neighbours are still there.
-/// So the whole of a thinning is told by one number per pixel: the subiteration that removes it.
+/// Thinning runs in subiterations; whether one removes a pixel depends on which of its eight neighbours are still
+/// there. So the whole of a thinning is told by one number per pixel: the subiteration that removes it.
 ///
 ///     the set       removed in subiteration (- stays)
 ///     #########     1 1 1 1 1 1 1 1 1
 ///     #########     1 - - - - - - - 2
 ///     #########     2 2 2 2 2 2 2 2 2
 ///
-/// A pixel's number follows from its neighbours' numbers that are smaller. Where the set changes, numbers are worked out
-/// again in the order of the subiterations, and on to neighbours only where a number came out different: the result is
-/// that of thinning the whole set anew, the cost that of the neighbourhood that really changes.
-/// Beyond the picture everything counts as set and is never removed.
+/// A pixel's number follows from its neighbours' numbers that are smaller. Where the set changes, numbers are worked
+/// out again in the order of the subiterations, and on to neighbours only where a number came out different: the result
+/// is that of thinning the whole set anew, the cost that of the neighbourhood that really changes. Beyond the picture
+/// everything counts as set and is never removed.
 class NetworkSkeleton {
 public:
     using Time = std::uint16_t;
@@ -45,9 +45,7 @@ public:
     const std::vector<int>& EndsInRow(int y) const { return ends_[static_cast<std::size_t>(y)]; }
 
 private:
-    std::size_t Index(int x, int y) const {
-        return static_cast<std::size_t>((y + 1) * stride_ + x + 1);
-    }
+    std::size_t Index(int x, int y) const { return static_cast<std::size_t>((y + 1) * stride_ + x + 1); }
     void Queue(std::int32_t pixel, std::uint32_t time);
     void QueueAround(std::int32_t pixel, Time changedFrom);
     void WorkOut(std::int32_t pixel, Time from);
@@ -58,8 +56,8 @@ private:
     int width_;
     int height_;
     std::ptrdiff_t stride_;
-    ZeroedArray<Time> times_;                       // one more pixel on every side
-    ZeroedArray<Time> queuedFor_;                   // time for which a pixel was queued last and still is; or 0
+    ZeroedArray<Time> times_;      // one more pixel on every side
+    ZeroedArray<Time> queuedFor_;  // time for which a pixel was queued last and still is; or 0
     ZeroedArray<std::uint8_t> isEnd_;
     std::vector<std::vector<std::int32_t>> queue_;  // per time
     std::vector<std::int32_t> lineChanged_;

@@ -65,8 +65,8 @@ std::array<int, 4> SidesOf(const std::array<std::int32_t, 4>& gapRoots, int coun
                 for (int h = g + 1; h < count; ++h) {
                     const bool iWithin = i >= g && i < h;
                     const bool jWithin = j >= g && j < h;
-                    apart = apart || (iWithin != jWithin && gapRoots[static_cast<std::size_t>(g)] ==
-                                                                gapRoots[static_cast<std::size_t>(h)]);
+                    apart = apart || (iWithin != jWithin &&
+                                      gapRoots[static_cast<std::size_t>(g)] == gapRoots[static_cast<std::size_t>(h)]);
                 }
             }
             if (!apart) {

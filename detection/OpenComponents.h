@@ -15,7 +15,8 @@ struct TakenComponent {
     std::vector<PixelRun> runs;
 };
 
-/// The 4-connected components of the open pixels of a map, with their areas, kept up while pixels are removed one by one.
+/// The 4-connected components of the open pixels of a map, with their areas, kept up while pixels are removed one by
+/// one.
 ///
 /// Open pixels carry the number of their component. All others are 8-connected, together with everything beyond the
 /// border, in a union-find forest. A removed pixel cuts its component exactly where two of the closed pixels around it
@@ -59,11 +60,11 @@ private:
 
     CodePlane map_;
     PixelCode open_;
-    std::int32_t beyond_;               // the forest's node for everything beyond the border
-    std::vector<std::int32_t> link_;    // open: number of the component; closed: parent in the forest
-    std::vector<std::int32_t> area_;    // per component number
-    std::vector<std::int32_t> unused_;  // numbers that may be given again
-    std::vector<std::int32_t> lookAt_;  // removed since the last call of TakeSmall
+    std::int32_t beyond_;                    // the forest's node for everything beyond the border
+    std::vector<std::int32_t> link_;         // open: number of the component; closed: parent in the forest
+    std::vector<std::int32_t> area_;         // per component number
+    std::vector<std::int32_t> unused_;       // numbers that may be given again
+    std::vector<std::int32_t> lookAt_;       // removed since the last call of TakeSmall
     std::vector<std::int32_t> firstPixels_;  // of the components at the start, until the first call of TakeSmall
     std::array<Side, 4> sides_;
     std::vector<TakenComponent> taken_;

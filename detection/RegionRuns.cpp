@@ -10,7 +10,9 @@ namespace {
 /// Disjoint sets of run numbers; the root of a set is its smallest number, so roots come in raster order.
 class RunSets {
 public:
-    explicit RunSets(std::size_t count) : parents_(count) { std::iota(parents_.begin(), parents_.end(), std::size_t{0}); }
+    explicit RunSets(std::size_t count) : parents_(count) {
+        std::iota(parents_.begin(), parents_.end(), std::size_t{0});
+    }
 
     std::size_t Root(std::size_t run) {
         while (parents_[run] != run) {

@@ -42,8 +42,8 @@ struct RegionRuns {
 /// Groups runs, given in row-major order and apart from each other within a row, into regions. Near-linear.
 RegionRuns GroupRuns(std::vector<Run> runs);
 
-/// The regions of the pixels of a matrix of T for which isSet(value) holds. One pass over the picture; memory grows with
-/// the number of runs only.
+/// The regions of the pixels of a matrix of T for which isSet(value) holds. One pass over the picture; memory grows
+/// with the number of runs only.
 template <typename T, typename IsSet>
 RegionRuns FindRegions(const cv::Mat& picture, IsSet isSet) {
     std::vector<Run> runs;

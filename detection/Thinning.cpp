@@ -25,7 +25,8 @@ void Thinning::Subiteration(const CodePlane& plane, int parity) {
     for (const std::ptrdiff_t offset : marked_) {
         plane.data[offset] = 0;
     }
-    const std::array<std::ptrdiff_t, 8> around{-stride - 1, -stride, -stride + 1, -1, 1, stride - 1, stride, stride + 1};
+    const std::array<std::ptrdiff_t, 8> around{-stride - 1, -stride,    -stride + 1, -1,
+                                               1,           stride - 1, stride,      stride + 1};
     for (const std::ptrdiff_t offset : marked_) {
         for (const std::ptrdiff_t step : around) {
             const std::ptrdiff_t neighbour = offset + step;

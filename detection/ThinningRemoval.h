@@ -12,8 +12,8 @@ constexpr std::array<std::uint8_t, 256> MakeRemovalTable() {
     for (int code = 0; code < 256; ++code) {
         const int p2 = code & 1, p3 = (code >> 1) & 1, p4 = (code >> 2) & 1, p5 = (code >> 3) & 1;
         const int p6 = (code >> 4) & 1, p7 = (code >> 5) & 1, p8 = (code >> 6) & 1, p9 = (code >> 7) & 1;
-        const int crossings = ((1 - p2) & (p3 | p4)) + ((1 - p4) & (p5 | p6)) + ((1 - p6) & (p7 | p8)) +
-                              ((1 - p8) & (p9 | p2));
+        const int crossings =
+            ((1 - p2) & (p3 | p4)) + ((1 - p4) & (p5 | p6)) + ((1 - p6) & (p7 | p8)) + ((1 - p8) & (p9 | p2));
         const int n1 = (p9 | p2) + (p3 | p4) + (p5 | p6) + (p7 | p8);
         const int n2 = (p2 | p3) + (p4 | p5) + (p6 | p7) + (p8 | p9);
         const int n = n1 < n2 ? n1 : n2;

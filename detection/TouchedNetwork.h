@@ -106,7 +106,7 @@ private:
     std::vector<std::int32_t> wordsWithUnknown_;
     std::vector<std::int32_t> waiting_;  // words with seeds
     Reach reach_ = Reach::kVisit;
-    bool overPassed_ = false;            // the flood goes over what was passed, else over what was not
+    bool overPassed_ = false;  // the flood goes over what was passed, else over what was not
 
     ZeroedArray<std::int32_t> patchAt_;  // number of the patch, on patches of the present analysis
     std::vector<Position> ring_;

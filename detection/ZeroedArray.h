@@ -12,7 +12,8 @@ namespace Korvane {
 template <typename Value>
 class ZeroedArray {
 public:
-    explicit ZeroedArray(std::size_t size) : values_(static_cast<Value*>(std::calloc(size, sizeof(Value)))), size_(size) {
+    explicit ZeroedArray(std::size_t size)
+        : values_(static_cast<Value*>(std::calloc(size, sizeof(Value)))), size_(size) {
         if (values_ == nullptr && size > 0) {
             throw std::bad_alloc();
         }

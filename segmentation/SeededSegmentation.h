@@ -9,13 +9,15 @@ namespace Korvane {
 /// background's seed: a label's pixels on the border are lost, and so is a label of 20000, the background's own.
 ///
 /// @param raw                 grey image, one plane; not changed. NaN is flooded last.
-/// @param labels              the seeds, sizes of `raw`; overwritten by the objects, each with its seed's value. Without
+/// @param labels              the seeds, sizes of `raw`; overwritten by the objects, each with its seed's value.
+/// Without
 ///                            a seed everything becomes 0. Its resolution is the scale of the areas.
 /// @param xResolution         pixels per micrometre, > 0
 /// @param minObjectDiameterUm objects of a smaller equivalent diameter are removed, one of just this diameter is kept;
 ///                            objects that touch, whatever their labels, are measured together
 /// Throws ToolkitError when sizes differ, the image is empty or has several planes, or the pixel size is undefined or
-/// absurd; `labels` is then untouched. cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is exhausted.
+/// absurd; `labels` is then untouched. cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is
+/// exhausted.
 void SegmentFromSeeds(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float xResolution,
                       float minObjectDiameterUm);
 

@@ -17,8 +17,8 @@ struct FreeMemory {
 template <typename T>
 using LargePageArray = std::unique_ptr<T[], FreeMemory>;
 
-/// Undefined values for work that reaches all over them: where the system allows it, large arrays lie in pages of 2 MiB,
-/// which spares the faults for small ones and misses of the address cache. Throws std::bad_alloc.
+/// Undefined values for work that reaches all over them: where the system allows it, large arrays lie in pages of 2
+/// MiB, which spares the faults for small ones and misses of the address cache. Throws std::bad_alloc.
 template <typename T>
 LargePageArray<T> MakeLargePageArray(std::size_t count) {
     static_assert(std::is_trivial<T>::value, "the values are not constructed");

@@ -125,9 +125,7 @@ public:
     T& operator[](std::uint64_t index) { return voxels_[index]; }
     const T& operator[](std::uint64_t index) const { return voxels_[index]; }
     T& operator()(std::uint64_t x, std::uint64_t y, std::uint64_t z = 0) { return voxels_[Index(x, y, z)]; }
-    const T& operator()(std::uint64_t x, std::uint64_t y, std::uint64_t z = 0) const {
-        return voxels_[Index(x, y, z)];
-    }
+    const T& operator()(std::uint64_t x, std::uint64_t y, std::uint64_t z = 0) const { return voxels_[Index(x, y, z)]; }
 
     /// First voxel and one past the last; both null for an empty image.
     T* begin() { return voxels_.get(); }

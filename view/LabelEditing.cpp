@@ -64,7 +64,8 @@ PixelRectangle BoxOf(const std::vector<std::uint64_t>& points, const LabelImage&
 
 /// The closed line through the points and what it encloses, as kContourValue in an image of their box. Beyond the box
 /// nothing is drawn, and each voxel there has a straight way to the image's border, so the box's border stands for it.
-LabelImage FilledContour(const std::vector<std::uint64_t>& points, const LabelImage& labels, const PixelRectangle& box) {
+LabelImage FilledContour(const std::vector<std::uint64_t>& points, const LabelImage& labels,
+                         const PixelRectangle& box) {
     LabelImage outline;
     outline.Resize(box.width, box.height, 1);
     outline.Zero();
@@ -195,8 +196,8 @@ PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pix
                static_cast<std::uint64_t>(end), static_cast<std::uint64_t>(y));
     }
     position.labelCount = state.census.ObjectCount();
-    return {static_cast<std::uint64_t>(left), static_cast<std::uint64_t>(top),
-            static_cast<std::uint64_t>(right - left), static_cast<std::uint64_t>(bottom - top)};
+    return {static_cast<std::uint64_t>(left), static_cast<std::uint64_t>(top), static_cast<std::uint64_t>(right - left),
+            static_cast<std::uint64_t>(bottom - top)};
 }
 
 PixelRectangle FillContour(EditedPosition position, EditingState& state) {
@@ -224,7 +225,8 @@ PixelRectangle RepaintComponent(EditedPosition position, EditingState& state, co
     const Pixel pixel = PixelAt(point);
     LabelImage& labels = position.labels;
     if (!state.contourPoints.empty() || pixel.x < 0 || pixel.y < 0 ||
-        static_cast<std::uint64_t>(pixel.x) >= labels.SizeX() || static_cast<std::uint64_t>(pixel.y) >= labels.SizeY()) {
+        static_cast<std::uint64_t>(pixel.x) >= labels.SizeX() ||
+        static_cast<std::uint64_t>(pixel.y) >= labels.SizeY()) {
         return {};
     }
     TakeUndoCopy(position);

@@ -52,8 +52,8 @@ struct Pixel {
 };
 inline bool operator==(const Pixel& a, const Pixel& b) { return a.x == b.x && a.y == b.y; }
 
-/// The voxel a point lies in; coordinates are truncated, so that points less than a voxel left of or above the image fall
-/// in its first column or row. Inside() asks the point itself.
+/// The voxel a point lies in; coordinates are truncated, so that points less than a voxel left of or above the image
+/// fall in its first column or row. Inside() asks the point itself.
 Pixel PixelAt(const ImagePoint& point);
 
 /// Whether 0 <= x < width and 0 <= y < height.
@@ -73,8 +73,8 @@ EditResult IncreaseBrushRadius(EditingState& state);
 /// The other mode; the points collected are dropped.
 EditResult FlipDrawingMode(EditingState& state);
 
-// The pointer. Points are in image coordinates (ClientToImage). What returns a rectangle returns the voxels that may have
-// another label now, of width 0 when there are none; contours can change one voxel farther on each side.
+// The pointer. Points are in image coordinates (ClientToImage). What returns a rectangle returns the voxels that may
+// have another label now, of width 0 when there are none; contours can change one voxel farther on each side.
 
 /// Keeps the labels for one undo, in the buffer of the last copy when that has the size. std::bad_alloc leaves both
 /// images as they were.

@@ -21,8 +21,9 @@ struct LabelDrawing {
 /// Below scale 1 contours are drawn as points, so that thin outlines outlive the scaling; else they are painted.
 LabelDrawing DrawingOf(LabelStyle style, float zoomFactor);
 
-/// Draws contour voxels as single points of a picture of the client area; what falls beside it is left out, of voxels that
-/// share a point the last one shows. A voxel's point is its coordinate times the zoom factor, rounded, less the start.
+/// Draws contour voxels as single points of a picture of the client area; what falls beside it is left out, of voxels
+/// that share a point the last one shows. A voxel's point is its coordinate times the zoom factor, rounded, less the
+/// start.
 void PlotContourVoxels(const std::vector<ContourVoxel>& voxels, const ViewState& view, ColourPicture& picture);
 
 /// The circle under the pointer, in image coordinates.

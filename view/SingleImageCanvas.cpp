@@ -161,8 +161,8 @@ void SingleImageCanvas::OnMouse(wxMouseEvent& event) {
 
 void SingleImageCanvas::PaintPicture(wxDC& dc, const wxRect& box, const CanvasState& state) {
     const wxPoint start = GetViewStart();
-    PaintView(grey_, *labels_, state.style, {start.x, start.y, ZoomFactor(state.zoomLevel)}, {box.x, box.y, box.width, box.height},
-              painted_);
+    PaintView(grey_, *labels_, state.style, {start.x, start.y, ZoomFactor(state.zoomLevel)},
+              {box.x, box.y, box.width, box.height}, painted_);
     static_assert(sizeof(qvox::Rgb8) == 3, "the painted rows are handed over as they are");
     const wxImage image(box.GetSize(), reinterpret_cast<unsigned char*>(painted_.begin()), true);
     dc.DrawBitmap(wxBitmap(image), box.GetPosition());

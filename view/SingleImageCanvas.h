@@ -12,8 +12,8 @@
 
 namespace Korvane {
 
-/// The panel that shows the current position: grey levels, labels, their numbers, the contour being drawn and the outline
-/// of the brush. It keeps no document; images are pointed at and must outlive their being shown.
+/// The panel that shows the current position: grey levels, labels, their numbers, the contour being drawn and the
+/// outline of the brush. It keeps no document; images are pointed at and must outlive their being shown.
 class SingleImageCanvas : public wxScrolled<wxPanel> {
 public:
     SingleImageCanvas(wxWindow* parent, CanvasOwner& owner);

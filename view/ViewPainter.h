@@ -28,10 +28,10 @@ inline constexpr qvox::Rgb8 kViewBackground{150, 150, 150};
 std::int64_t ImageCoordinate(int start, int pixel, float zoom);
 
 /// Paints a rectangle of a view. `picture` gets the rectangle's size. Window pixel p shows image pixel
-/// (start + p) / zoom, truncated; what lies beyond the image is kViewBackground. Where the picture is shown smaller than it
-/// is, contour voxels are painted one by one on top, so that thin outlines survive. Of an image with several planes the
-/// first is shown, without labels. Costs about the rectangle's pixels, and for contours below zoom 1 the image pixels
-/// under it. Throws as PaintLabels does.
+/// (start + p) / zoom, truncated; what lies beyond the image is kViewBackground. Where the picture is shown smaller
+/// than it is, contour voxels are painted one by one on top, so that thin outlines survive. Of an image with several
+/// planes the first is shown, without labels. Costs about the rectangle's pixels, and for contours below zoom 1 the
+/// image pixels under it. Throws as PaintLabels does.
 void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
                const WindowRectangle& rectangle, ColourPicture& picture);
 

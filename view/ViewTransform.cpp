@@ -21,7 +21,8 @@ int Truncated(float value) {
 
 int Sum(int a, int b) {
     const std::int64_t sum = std::int64_t{a} + b;
-    return static_cast<int>(std::clamp<std::int64_t>(sum, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    return static_cast<int>(
+        std::clamp<std::int64_t>(sum, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 int ScaledSize(std::uint64_t size, float factor) { return Truncated(static_cast<float>(size) * factor); }
@@ -114,10 +115,18 @@ PixelRectangle VisiblePart(const ViewState& view) {
 ClientPoint KeyboardScrolled(const ViewState& view, ScrollDirection direction) {
     ClientPoint start = view.start;
     switch (direction) {
-        case ScrollDirection::kLeft: start.x = Sum(start.x, -kKeyboardScrollStepPx); break;
-        case ScrollDirection::kRight: start.x = Sum(start.x, kKeyboardScrollStepPx); break;
-        case ScrollDirection::kUp: start.y = Sum(start.y, -kKeyboardScrollStepPx); break;
-        case ScrollDirection::kDown: start.y = Sum(start.y, kKeyboardScrollStepPx); break;
+        case ScrollDirection::kLeft:
+            start.x = Sum(start.x, -kKeyboardScrollStepPx);
+            break;
+        case ScrollDirection::kRight:
+            start.x = Sum(start.x, kKeyboardScrollStepPx);
+            break;
+        case ScrollDirection::kUp:
+            start.y = Sum(start.y, -kKeyboardScrollStepPx);
+            break;
+        case ScrollDirection::kDown:
+            start.y = Sum(start.y, kKeyboardScrollStepPx);
+            break;
     }
     return start;
 }

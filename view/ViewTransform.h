@@ -101,8 +101,8 @@ private:
     int rest_ = 0;
 };
 
-/// The client size of a frame that shows an image without scrolling, if the screen allows: along each axis the smaller of
-/// 85 % of the screen (truncated) and the image with a margin of 4.
+/// The client size of a frame that shows an image without scrolling, if the screen allows: along each axis the smaller
+/// of 85 % of the screen (truncated) and the image with a margin of 4.
 ClientSize FittedClientSize(const ClientSize& screen, std::uint64_t imageWidth, std::uint64_t imageHeight);
 
 }  // namespace Korvane

@@ -57,7 +57,9 @@ double VesicleLight(const Vesicle& vesicle, const Look& look, double dx, double 
 
 void AddVesicle(qvox::VoxelImage<double>& light, const Vesicle& vesicle, const Look& look) {
     const double reach = vesicle.radiusPx + 8.0 * look.haloWidthPx;
-    const auto first = [&](double centre) { return static_cast<std::uint64_t>(std::max(0.0, std::ceil(centre - reach))); };
+    const auto first = [&](double centre) {
+        return static_cast<std::uint64_t>(std::max(0.0, std::ceil(centre - reach)));
+    };
     const auto end = [&](double centre, std::uint64_t size) {
         return std::min(size, static_cast<std::uint64_t>(std::max(0.0, std::floor(centre + reach) + 1.0)));
     };
@@ -103,7 +105,8 @@ std::vector<double> CoarseNoise(std::mt19937& random, std::int64_t width, std::i
         for (std::int64_t x = 0; x < width; ++x) {
             double sum = 0;
             for (std::int64_t dy = 0; dy <= 2 * pad; ++dy) {
-                for (std::int64_t dx = 0; dx <= 2 * pad; ++dx) sum += fine[static_cast<std::size_t>((y + dy) * stride + x + dx)];
+                for (std::int64_t dx = 0; dx <= 2 * pad; ++dx)
+                    sum += fine[static_cast<std::size_t>((y + dy) * stride + x + dx)];
             }
             coarse[static_cast<std::size_t>(y * width + x)] = sum / 5.0;
         }

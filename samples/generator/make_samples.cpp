@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "generator/SamplePicture.h"
 #include "files/ImageFile.h"
+#include "generator/SamplePicture.h"
 
 namespace {
 
@@ -38,9 +38,23 @@ std::vector<Sample> Samples() {
     smooth.unevenness = 0.06;
     return {
         {"vesicles_8bit.tif", 11, 480, 400, 672.0f, 14.0, {36, 32, 30, 28, 27, 26, 25, 24, 24, 23, 22, 20, 19}, Look{}},
-        {"vesicles_16bit.tif", 12, 560, 420, 504.0f, 12.0, {30, 28, 26, 24, 22, 21, 20, 20, 19, 18, 18, 17, 17, 16}, faint},
+        {"vesicles_16bit.tif",
+         12,
+         560,
+         420,
+         504.0f,
+         12.0,
+         {30, 28, 26, 24, 22, 21, 20, 20, 19, 18, 18, 17, 17, 16},
+         faint},
         {"vesicles_float.tif", 13, 420, 420, 840.0f, 18.0, {44, 40, 36, 34, 32, 30, 28, 27}, smooth},
-        {"neighbours_16bit.tif", 14, 480, 400, 672.0f, 3.0, {34, 32, 31, 30, 30, 29, 28, 27, 26, 26, 25, 24, 24, 23, 22, 22}, smooth},
+        {"neighbours_16bit.tif",
+         14,
+         480,
+         400,
+         672.0f,
+         3.0,
+         {34, 32, 31, 30, 30, 29, 28, 27, 26, 26, 25, 24, 24, 23, 22, 22},
+         smooth},
     };
 }
 

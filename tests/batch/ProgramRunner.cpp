@@ -1,12 +1,12 @@
 #include "batch/ProgramRunner.h"
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <cstdlib>
 
 #include <fstream>
 #include <iterator>

@@ -113,7 +113,9 @@ inline qvox::LabelImage Plateaus(std::size_t size) {
     const auto noise = korvane_bench::SmoothNoise(size, size / 1024, 2);
     double sum = 0.0;
     for (const float v : noise) sum += (static_cast<double>(v) - 0.5) * (static_cast<double>(v) - 0.5);
-    const double step = std::sqrt(sum / static_cast<double>(noise.size())) * (size == 512 ? 1.6 : size == 4096 ? 0.87 : 0.77);
+    const double step = std::sqrt(sum / static_cast<double>(noise.size())) * (size == 512    ? 1.6
+                                                                              : size == 4096 ? 0.87
+                                                                                             : 0.77);
     qvox::LabelImage source;
     source.Resize(size, size, 1);
     for (std::size_t i = 0; i < noise.size(); ++i) {

@@ -18,9 +18,9 @@ inline double CpuNanoseconds() {
     return 1e9 * static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec);
 }
 
-/// Runs `work` once per iteration and labels the line with the figures that every benchmark of the project has, as plain
-/// numbers: ns per pixel (process CPU time, one thread) and the peak of bytes per pixel that the work allocates. The
-/// same are counters, for the machine-readable formats. `prepare` runs untimed before each.
+/// Runs `work` once per iteration and labels the line with the figures that every benchmark of the project has, as
+/// plain numbers: ns per pixel (process CPU time, one thread) and the peak of bytes per pixel that the work allocates.
+/// The same are counters, for the machine-readable formats. `prepare` runs untimed before each.
 template <typename Prepare, typename Work>
 void PerPixel(benchmark::State& state, std::uint64_t pixels, Prepare prepare, Work work) {
     std::size_t peak = 0;

@@ -7,7 +7,9 @@ namespace {
 
 using korvane_test::DiscPicture;
 
-cv::Mat Vesicles(int size) { return korvane_test::EdgeMapOf(korvane_test::PictureOfDiscs(size, size, DiscPicture{}, 7)); }
+cv::Mat Vesicles(int size) {
+    return korvane_test::EdgeMapOf(korvane_test::PictureOfDiscs(size, size, DiscPicture{}, 7));
+}
 
 cv::Mat DenseVesicles(int size) {
     DiscPicture look;

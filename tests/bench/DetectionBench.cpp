@@ -42,15 +42,17 @@ template <cv::Mat (*Gradient)(const cv::Mat&)>
 void BM_Gradient(benchmark::State& state) {
     const cv::Mat raw = RawPicture(state);
     cv::Mat result;
-    PerPixel(state, Pixels(state), [&] { result.release(); }, [&] { result = Gradient(raw); });
+    PerPixel(
+        state, Pixels(state), [&] { result.release(); }, [&] { result = Gradient(raw); });
 }
 
 template <void (*Filter)(const cv::Mat&, cv::Mat&, float, float)>
 void BM_CandidateFilter(benchmark::State& state) {
     const cv::Mat mask = Mask(state);
     cv::Mat filtered;
-    PerPixel(state, Pixels(state), [&] { filtered = cv::Mat::zeros(mask.size(), CV_8UC1); },
-             [&] { Filter(mask, filtered, 1.0f, 0.15f); });
+    PerPixel(
+        state, Pixels(state), [&] { filtered = cv::Mat::zeros(mask.size(), CV_8UC1); },
+        [&] { Filter(mask, filtered, 1.0f, 0.15f); });
 }
 
 template <cv::Mat (*Separate)(const cv::Mat&, float)>
@@ -58,7 +60,8 @@ void BM_ClusterSeparation(benchmark::State& state) {
     cv::Mat filtered;
     Mask(state).convertTo(filtered, CV_8UC1, 255.0);
     cv::Mat blobs;
-    PerPixel(state, Pixels(state), [&] { blobs.release(); }, [&] { blobs = Separate(filtered, 1.0f); });
+    PerPixel(
+        state, Pixels(state), [&] { blobs.release(); }, [&] { blobs = Separate(filtered, 1.0f); });
 }
 
 using Detect = void(const qvox::VoxelImage<float>&, qvox::LabelImage&, const Korvane::AnalysisParameters&, float,
@@ -71,8 +74,8 @@ void BM_Detection(benchmark::State& state) {
     if (state.range(2) == 0) parameters.roundnessThreshold = 0.0f;
     Korvane::DetectionObserver observer;
     qvox::LabelImage labels({}, {kResolution, kResolution, 0.0f});
-    PerPixel(state, Pixels(state), [&] { labels.Release(); },
-             [&] { Run(raw, labels, parameters, kResolution, observer); });
+    PerPixel(
+        state, Pixels(state), [&] { labels.Release(); }, [&] { Run(raw, labels, parameters, kResolution, observer); });
 }
 
 void Sizes(benchmark::internal::Benchmark* bench) {
@@ -87,9 +90,14 @@ BENCHMARK(BM_Gradient<korvane_reference::PlainGradientMagnitude>)->Name("PlainGr
 BENCHMARK(BM_CandidateFilter<Korvane::FilterCandidates>)->Name("CandidateFilter")->Apply(Sizes);
 BENCHMARK(BM_CandidateFilter<korvane_reference::PlainFilterCandidates>)->Name("PlainCandidateFilter")->Apply(SmallOnly);
 BENCHMARK(BM_ClusterSeparation<Korvane::SeparateClusters>)->Name("ClusterSeparation")->Apply(Sizes);
-BENCHMARK(BM_ClusterSeparation<korvane_reference::PlainSeparateClusters>)->Name("PlainClusterSeparation")->Apply(SmallOnly);
+BENCHMARK(BM_ClusterSeparation<korvane_reference::PlainSeparateClusters>)
+    ->Name("PlainClusterSeparation")
+    ->Apply(SmallOnly);
 BENCHMARK(BM_Detection<Korvane::DetectExosomes>)
-    ->Name("Detection")->ArgNames({"side", "noise", "refined"})
-    ->ArgsProduct({{512, 1024, 2048}, {0, 1}, {0, 1}})->Unit(benchmark::kMillisecond)->Iterations(1);
+    ->Name("Detection")
+    ->ArgNames({"side", "noise", "refined"})
+    ->ArgsProduct({{512, 1024, 2048}, {0, 1}, {0, 1}})
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
 
 }  // namespace

@@ -36,7 +36,8 @@ void Run(benchmark::State& state, Operation operation) {
     const auto size = static_cast<std::uint64_t>(state.range(0));
     const VoxelImage<std::uint16_t> source = Discs(size);
     VoxelImage<std::uint16_t> image;
-    korvane_bench::PerPixel(state, size * size, [&] { image = source; }, [&] { operation(image); });
+    korvane_bench::PerPixel(
+        state, size * size, [&] { image = source; }, [&] { operation(image); });
 }
 
 void Diffusion(benchmark::State& state) {

@@ -61,7 +61,9 @@ void OpenCVFloodFill(benchmark::State& state) {
     cv::Mat filled;
     PerPixel(
         state, image.VoxelCount(), [&] { filled = source.clone(); },
-        [&] { cv::floodFill(filled, {0, 0}, cv::Scalar(200), nullptr, cv::Scalar(), cv::Scalar(), 8); });
+        [&] {
+            cv::floodFill(filled, {0, 0}, cv::Scalar(200), nullptr, cv::Scalar(), cv::Scalar(), 8);
+        });
 }
 
 void Sizes(benchmark::internal::Benchmark* bench) {

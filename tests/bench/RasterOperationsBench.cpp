@@ -30,99 +30,106 @@ template <Image (*MakeImage)(std::uint64_t)>
 void Threshold(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
     Mask mask;
-    korvane_bench::PerPixel(state, image.VoxelCount(), [&] { mask.Release(); },
-                            [&] { qvox::ThresholdToMask(image, mask, 0, 0); });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [&] { mask.Release(); }, [&] { qvox::ThresholdToMask(image, mask, 0, 0); });
 }
 
 template <Image (*MakeImage)(std::uint64_t)>
 void PlainThreshold(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
-    korvane_bench::PerPixel(state, image.VoxelCount(), [] {}, [&] {
-        benchmark::DoNotOptimize(korvane_reference::PlainThreshold(image, 0, 0));
-    });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [] {},
+        [&] { benchmark::DoNotOptimize(korvane_reference::PlainThreshold(image, 0, 0)); });
 }
 
 void Erosion(benchmark::State& state) {
     Mask mask;
     qvox::ThresholdToMask(Labels(SizeOf(state)), mask, 0, 0);
     Mask eroded;
-    korvane_bench::PerPixel(state, mask.VoxelCount(), [&] { eroded.Release(); },
-                            [&] { qvox::ErodeMask(mask, eroded, static_cast<int>(state.range(1))); });
+    korvane_bench::PerPixel(
+        state, mask.VoxelCount(), [&] { eroded.Release(); },
+        [&] { qvox::ErodeMask(mask, eroded, static_cast<int>(state.range(1))); });
 }
 
 void PlainErosion(benchmark::State& state) {
     Mask mask;
     qvox::ThresholdToMask(Labels(SizeOf(state)), mask, 0, 0);
-    korvane_bench::PerPixel(state, mask.VoxelCount(), [] {}, [&] {
-        benchmark::DoNotOptimize(korvane_reference::PlainErosion(mask, state.range(1)));
-    });
+    korvane_bench::PerPixel(
+        state, mask.VoxelCount(), [] {},
+        [&] { benchmark::DoNotOptimize(korvane_reference::PlainErosion(mask, state.range(1))); });
 }
 
 template <Image (*MakeImage)(std::uint64_t)>
 void Histogram(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
     qvox::Histogram histogram;
-    korvane_bench::PerPixel(state, image.VoxelCount(), [&] { qvox::Histogram().swap(histogram); },
-                            [&] { qvox::IntensityHistogram(image, histogram); });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [&] { qvox::Histogram().swap(histogram); },
+        [&] { qvox::IntensityHistogram(image, histogram); });
 }
 
 template <Image (*MakeImage)(std::uint64_t)>
 void PlainHistogram(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
-    korvane_bench::PerPixel(state, image.VoxelCount(), [] {}, [&] {
-        benchmark::DoNotOptimize(korvane_reference::PlainIntensityHistogram(image));
-    });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [] {},
+        [&] { benchmark::DoNotOptimize(korvane_reference::PlainIntensityHistogram(image)); });
 }
 
 template <Image (*MakeImage)(std::uint64_t)>
 void FloodFill(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
     Image filled;
-    korvane_bench::PerPixel(state, image.VoxelCount(), [&] { filled = image; },
-                            [&] { qvox::FloodFillLabel(filled, 40000, 0, 0, 0, {}); });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [&] { filled = image; }, [&] { qvox::FloodFillLabel(filled, 40000, 0, 0, 0, {}); });
 }
 
 template <Image (*MakeImage)(std::uint64_t)>
 void PlainFloodFill(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
-    korvane_bench::PerPixel(state, image.VoxelCount(), [] {}, [&] {
-        benchmark::DoNotOptimize(korvane_reference::PlainFloodFill(image, 40000, 0, 0, 0));
-    });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [] {},
+        [&] { benchmark::DoNotOptimize(korvane_reference::PlainFloodFill(image, 40000, 0, 0, 0)); });
 }
 
 /// Every pixel of the image is written once, by lines from its left to its right side; ns per pixel of line.
 void Line(benchmark::State& state) {
     Image image = Zeros(SizeOf(state));
     const std::int64_t size = state.range(0);
-    korvane_bench::PerPixel(state, image.VoxelCount(), [] {}, [&] {
-        for (std::int64_t y = 0; y < size; ++y) qvox::DrawLine(image, {0, y, 0}, {size - 1, size - 1 - y, 0}, 1);
-    });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [] {},
+        [&] {
+            for (std::int64_t y = 0; y < size; ++y) qvox::DrawLine(image, {0, y, 0}, {size - 1, size - 1 - y, 0}, 1);
+        });
 }
 
 void PlainLine(benchmark::State& state) {
     const Image image = Zeros(SizeOf(state));
     const std::int64_t size = state.range(0);
-    korvane_bench::PerPixel(state, image.VoxelCount(), [] {}, [&] {
-        for (std::int64_t y = 0; y < size; ++y) {
-            benchmark::DoNotOptimize(korvane_reference::PlainLine(image, {0, y, 0}, {size - 1, size - 1 - y, 0}, 1));
-        }
-    });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [] {},
+        [&] {
+            for (std::int64_t y = 0; y < size; ++y) {
+                benchmark::DoNotOptimize(
+                    korvane_reference::PlainLine(image, {0, y, 0}, {size - 1, size - 1 - y, 0}, 1));
+            }
+        });
 }
 
 template <Image (*MakeImage)(std::uint64_t)>
 void HoleFilling(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
     Image filled;
-    korvane_bench::PerPixel(state, image.VoxelCount(), [&] { filled.Release(); },
-                            [&] { qvox::FillHoles(image, filled); });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [&] { filled.Release(); }, [&] { qvox::FillHoles(image, filled); });
 }
 
 template <Image (*MakeImage)(std::uint64_t)>
 void PlainHoleFilling(benchmark::State& state) {
     const Image image = MakeImage(SizeOf(state));
-    korvane_bench::PerPixel(state, image.VoxelCount(), [] {}, [&] {
-        benchmark::DoNotOptimize(korvane_reference::PlainHoleFilling(image));
-    });
+    korvane_bench::PerPixel(
+        state, image.VoxelCount(), [] {},
+        [&] { benchmark::DoNotOptimize(korvane_reference::PlainHoleFilling(image)); });
 }
 
 void Sizes(benchmark::internal::Benchmark* bench) {

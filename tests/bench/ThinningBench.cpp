@@ -21,7 +21,8 @@ std::vector<Korvane::PixelCode> Blobs(std::size_t size, std::size_t radius) {
     std::vector<Korvane::PixelCode> codes(stride * stride, 0);
     for (std::size_t y = 0; y < size; ++y) {
         for (std::size_t x = 0; x < size; ++x) {
-            codes[(y + 1) * stride + x + 1] = noise[y * size + x] > 0.5f ? Korvane::PixelCode{1} : Korvane::PixelCode{0};
+            codes[(y + 1) * stride + x + 1] =
+                noise[y * size + x] > 0.5f ? Korvane::PixelCode{1} : Korvane::PixelCode{0};
         }
     }
     return codes;

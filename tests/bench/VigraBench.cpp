@@ -36,9 +36,8 @@ void Label(benchmark::State& state, qvox::LabelImage source) {
     const vigra::MultiArrayView<2, std::uint16_t> data(ShapeOf(source.SizeX()), source.begin());
     vigra::MultiArray<2, std::uint32_t> labels(ShapeOf(source.SizeX()));
     PerPixel(
-        state, source.VoxelCount(), [] {}, [&] {
-            vigra::labelMultiArrayWithBackground(data, labels, vigra::IndirectNeighborhood, std::uint16_t{0});
-        });
+        state, source.VoxelCount(), [] {},
+        [&] { vigra::labelMultiArrayWithBackground(data, labels, vigra::IndirectNeighborhood, std::uint16_t{0}); });
 }
 
 void VigraLabelDiscs(benchmark::State& state) {

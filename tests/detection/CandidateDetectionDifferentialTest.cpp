@@ -31,7 +31,9 @@ public:
 class Draw {
 public:
     explicit Draw(std::uint32_t seed) : random_(seed) {}
-    int Between(int low, int high) { return low + static_cast<int>(Seed() % static_cast<std::uint32_t>(high - low + 1)); }
+    int Between(int low, int high) {
+        return low + static_cast<int>(Seed() % static_cast<std::uint32_t>(high - low + 1));
+    }
     bool OneIn(int n) { return Between(1, n) == 1; }
     std::uint32_t Seed() { return static_cast<std::uint32_t>(random_()); }
     template <typename List>
@@ -109,8 +111,9 @@ void Disturb(Draw& draw, cv::Mat& edges) {
     for (int y = 0; y < plain.rows; ++y) {
         for (int x = 0; x < plain.cols; ++x) {
             if (std::memcmp(plain.ptr<float>(y) + x, shipped.ptr<float>(y) + x, sizeof(float)) != 0) {
-                return ::testing::AssertionFailure() << "first difference at column " << x << ", row " << y << ": plain "
-                                                     << plain.at<float>(y, x) << ", shipped " << shipped.at<float>(y, x);
+                return ::testing::AssertionFailure()
+                       << "first difference at column " << x << ", row " << y << ": plain " << plain.at<float>(y, x)
+                       << ", shipped " << shipped.at<float>(y, x);
             }
         }
     }
@@ -137,8 +140,8 @@ TEST(CandidateDetectionDifferential, MapsAndTraceEqualThePlainFormOnRandomPictur
         ASSERT_TRUE(SameBits(before, edges)) << "plain form changed its input, seed " << seed;
         Korvane::DetectCandidates(edges, shipped, scale, clusterSize, shippedTrace);
         ASSERT_TRUE(SameBits(before, edges)) << "input changed, seed " << seed;
-        ASSERT_TRUE(SameBits(plain, shipped)) << "seed " << seed << ", " << size.width << " x " << size.height << ", scale "
-                                              << scale << ", cluster size " << clusterSize;
+        ASSERT_TRUE(SameBits(plain, shipped)) << "seed " << seed << ", " << size.width << " x " << size.height
+                                              << ", scale " << scale << ", cluster size " << clusterSize;
         ASSERT_EQ(plainTrace.lines, shippedTrace.lines) << "seed " << seed;
         withCandidates += cv::countNonZero(plain == 2.0) > 0 ? 1 : 0;
     }

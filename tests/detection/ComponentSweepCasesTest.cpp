@@ -63,8 +63,9 @@ TEST_P(ComponentSweepCases, ComponentsThatMeetAtACornerAreMeasuredApart) {
 }
 
 TEST_P(ComponentSweepCases, TouchedRegionsGoOnAcrossCorners) {
-    const Maps maps = Swept(GetParam(), DrawMap({"2222222222", "2......222", "2.1111.222", "2.1111.222", "2.1111.222",
-                                                 "2.1111.222", "2......222", "2222222.22", "2222222222"}),
+    const Maps maps = Swept(GetParam(),
+                            DrawMap({"2222222222", "2......222", "2.1111.222", "2.1111.222", "2.1111.222", "2.1111.222",
+                                     "2......222", "2222222.22", "2222222222"}),
                             0.0f, 0.15f);
     EXPECT_EQ(maps.components.at<float>(7, 7), 3.0f);
     EXPECT_EQ(maps.components.at<float>(1, 1), 3.0f);
@@ -79,8 +80,8 @@ TEST_P(ComponentSweepCases, ALaterComponentResetsARegionThatWasTouchedBefore) {
 }
 
 TEST_P(ComponentSweepCases, AClosedLoopIsFilledUpToItsSkeletonWithARingAround) {
-    const Maps maps = Swept(GetParam(), DrawMap({"22222222", "2......2", "2.1111.2", "2.1111.2", "2.1111.2", "2......2",
-                                                 "22222222"}));
+    const Maps maps = Swept(
+        GetParam(), DrawMap({"22222222", "2......2", "2.1111.2", "2.1111.2", "2.1111.2", "2......2", "22222222"}));
     EXPECT_EQ(maps.candidates.at<float>(3, 3), 2.0f);
     EXPECT_EQ(maps.candidates.at<float>(3, 1), 3.0f);
     EXPECT_EQ(maps.candidates.at<float>(3, 7), 0.0f);
@@ -96,9 +97,9 @@ TEST_P(ComponentSweepCases, ARingOverwritesAnEarlierCandidateAndAnEarlierRingNev
 }
 
 TEST_P(ComponentSweepCases, AHoleInsideTheFilledAreaIsCandidateToo) {
-    const Maps maps = Swept(GetParam(), DrawMap({"22222222222", "2.........2", "2.1111111.2", "2.1.....1.2", "2.1.111.1.2",
-                                                 "2.1.111.1.2", "2.1.....1.2", "2.1111111.2", "2.........2",
-                                                 "22222222222"}));
+    const Maps maps =
+        Swept(GetParam(), DrawMap({"22222222222", "2.........2", "2.1111111.2", "2.1.....1.2", "2.1.111.1.2",
+                                   "2.1.111.1.2", "2.1.....1.2", "2.1111111.2", "2.........2", "22222222222"}));
     EXPECT_EQ(maps.candidates.at<float>(4, 5), 2.0f) << "the too small component in the hole";
     EXPECT_EQ(maps.candidates.at<float>(3, 5), 2.0f) << "the inner loop";
 }
@@ -116,14 +117,14 @@ TEST_P(ComponentSweepCases, AComponentThatFillsTheMapTouchesNothingAndIsCandidat
 }
 
 TEST_P(ComponentSweepCases, TouchedBackgroundIsClearedAtTheEndOfALongBranchOnly) {
-    const cv::Mat map = DrawMap({"22222222222222", "2......2222222", "2.1111.2222222", "2.1111.......2", "2.1111.2222222",
-                                 "2......2222222", "22222222222222"});
+    const cv::Mat map = DrawMap({"22222222222222", "2......2222222", "2.1111.2222222", "2.1111.......2",
+                                 "2.1111.2222222", "2......2222222", "22222222222222"});
     const Maps longBranch = Swept(GetParam(), map);
     EXPECT_EQ(longBranch.components.at<float>(3, 12), 0.0f);
     EXPECT_EQ(longBranch.components.at<float>(3, 11), 3.0f) << "one pixel wide, so the element is 1 x 1";
-    const Maps shortBranch = Swept(GetParam(), DrawMap({"22222222222222", "2......2222222", "2.1111.2222222",
-                                                        "2.1111...22222", "2.1111.2222222", "2......2222222",
-                                                        "22222222222222"}));
+    const Maps shortBranch =
+        Swept(GetParam(), DrawMap({"22222222222222", "2......2222222", "2.1111.2222222", "2.1111...22222",
+                                   "2.1111.2222222", "2......2222222", "22222222222222"}));
     EXPECT_EQ(shortBranch.components.at<float>(3, 8), 3.0f) << "one pixel counts, and one is the limit";
 }
 
@@ -186,9 +187,9 @@ TEST_P(ComponentSweepCases, TheClearedAreaIsAnEllipseAsWideAsTheGreatestCityBloc
 }
 
 TEST_P(ComponentSweepCases, EachLineCountsForItsOwnEnd) {
-    const Maps maps = Swept(GetParam(), DrawMap({"22222222222222", "2......2222222", "2.1111...22222", "2.1111.2222222",
-                                                 "2.1111.2222222", "2.1111.......2", "2......2222222",
-                                                 "22222222222222"}));
+    const Maps maps =
+        Swept(GetParam(), DrawMap({"22222222222222", "2......2222222", "2.1111...22222", "2.1111.2222222",
+                                   "2.1111.2222222", "2.1111.......2", "2......2222222", "22222222222222"}));
     EXPECT_EQ(maps.components.at<float>(5, 12), 0.0f) << "the long one";
     EXPECT_EQ(maps.components.at<float>(2, 8), 3.0f) << "the short one, of a single pixel";
 }

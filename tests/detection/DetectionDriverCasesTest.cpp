@@ -20,8 +20,8 @@ namespace {
 
 using Korvane::AnalysisParameters;
 using Korvane::DetectionStage;
-using korvane_test::StageRecorder;
 using korvane_test::SameVoxels;
+using korvane_test::StageRecorder;
 using qvox::LabelImage;
 using qvox::VoxelImage;
 
@@ -236,7 +236,8 @@ std::string ErrorFor(const VoxelImage<float>& raw, float resolution) {
 TEST(DetectionDriverCases, WhatCannotBeAnalysedEndsInOneClearError) {
     VoxelImage<float> picture = VesiclePicture(7, 64, 48);
     EXPECT_EQ(ErrorFor(VoxelImage<float>{}, kReference), "Detection: the image is empty.");
-    for (const float undefined : {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+    for (const float undefined :
+         {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
         EXPECT_NE(ErrorFor(picture, undefined).find("pixel size of the image is undefined"), std::string::npos);
     }
     picture(5, 3) = std::numeric_limits<float>::quiet_NaN();

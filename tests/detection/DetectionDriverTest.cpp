@@ -73,7 +73,8 @@ std::string MessageOf(const qvox::VoxelImage<float>& raw, float xResolution, flo
     return "";
 }
 
-/// Large enough, at a quarter and half of the nominal scale, that its vesicles and not the picture itself are candidates.
+/// Large enough, at a quarter and half of the nominal scale, that its vesicles and not the picture itself are
+/// candidates.
 qvox::VoxelImage<float> ManyVesicles(std::uint32_t seed) {
     korvane_test::VesicleOptions options;
     options.count = 12;
@@ -106,7 +107,8 @@ TEST(DetectionDriver, EqualsThePlainFormOnSmallNoiseAndSingleLines) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
         const int width = seed % 7 == 0 ? 1 : 2 + static_cast<int>(random() % 30);
-        const int height = seed % 7 == 1 || width == 1 ? 3 + static_cast<int>(random() % 30) : 2 + static_cast<int>(random() % 30);
+        const int height =
+            seed % 7 == 1 || width == 1 ? 3 + static_cast<int>(random() % 30) : 2 + static_cast<int>(random() % 30);
         const cv::Mat map = korvane_test::SmoothNoise(seed, width, seed % 7 == 2 ? 1 : height, seed % 3);
         AnalysisParameters parameters;
         parameters.relativeExosomeSize = seed % 2 == 0 ? 0.1f : 1.9f;
@@ -122,7 +124,8 @@ TEST(DetectionDriver, BlursAPictureOf1024ColumnsMoreThanItsNeighboursInWidth) {
         qvox::LabelImage labels;
         Korvane::DetectExosomes(raw, labels, {}, 67.2f, recorder);
         cv::Mat plain = korvane_reference::PlainPreprocess(raw, korvane_reference::PlainScaleFactor(67.2f, 1.0f));
-        EXPECT_EQ(korvane_test::DifferingElements(plain, Korvane::ViewAsMat(recorder.floats.at(DetectionStage::kEdges))), 0);
+        EXPECT_EQ(
+            korvane_test::DifferingElements(plain, Korvane::ViewAsMat(recorder.floats.at(DetectionStage::kEdges))), 0);
     }
 }
 
@@ -133,10 +136,9 @@ TEST(DetectionDriver, AdvancesTheProgressByFiveWithoutTheRefinement) {
     qvox::LabelImage labels;
     Korvane::DetectExosomes(Vesicles(1, 60, 50), labels, parameters, kHalfScale, recorder);
     EXPECT_EQ(recorder.value, 15);
-    EXPECT_EQ(recorder.messages,
-              (std::vector<std::string>{"Image: 3 preprocessing", "Image: 3 detection of exosomes",
-                                        "Image: 3 filtering candidates", "Image: 3 cluster separation",
-                                        "Image: 3 finalizing"}));
+    EXPECT_EQ(recorder.messages, (std::vector<std::string>{"Image: 3 preprocessing", "Image: 3 detection of exosomes",
+                                                           "Image: 3 filtering candidates",
+                                                           "Image: 3 cluster separation", "Image: 3 finalizing"}));
     EXPECT_EQ(recorder.floats.count(DetectionStage::kRelief), 0u);
 }
 
@@ -199,7 +201,8 @@ TEST(DetectionDriver, ExplainsImagesThatCannotBeAnalysed) {
     qvox::VoxelImage<float> planes;
     planes.Resize(3, 3, 2);
     planes.Zero();
-    EXPECT_EQ(MessageOf(planes, 672.0f), "Detection: the image has 2 planes; only an image of one plane can be analysed.");
+    EXPECT_EQ(MessageOf(planes, 672.0f),
+              "Detection: the image has 2 planes; only an image of one plane can be analysed.");
     for (const float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
         qvox::VoxelImage<float> image(good);
         image(4, 7) = bad;
@@ -210,7 +213,8 @@ TEST(DetectionDriver, ExplainsImagesThatCannotBeAnalysed) {
               "Detection: the intensity is the same everywhere. There is nothing to detect in such an image.");
     EXPECT_EQ(MessageOf(korvane_test::ToImage(korvane_test::Constant(1, 1, 3.0f)), 672.0f),
               "Detection: the intensity is the same everywhere. There is nothing to detect in such an image.");
-    for (const float resolution : {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+    for (const float resolution :
+         {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
         EXPECT_NE(MessageOf(good, resolution).find("pixel size of the image is undefined"), std::string::npos);
     }
     EXPECT_NE(MessageOf(good, 1e9f).find("out of range"), std::string::npos);
@@ -218,8 +222,8 @@ TEST(DetectionDriver, ExplainsImagesThatCannotBeAnalysed) {
 }
 
 TEST(MatConversion, WrapsOneToZeroInSixteenBits) {
-    const cv::Mat values = (cv::Mat_<float>(1, 7) << 0.0f, 0.5f, 1.0f, 1.5f, 0.99999994f,
-                            std::numeric_limits<float>::quiet_NaN(), 1e30f);
+    const cv::Mat values =
+        (cv::Mat_<float>(1, 7) << 0.0f, 0.5f, 1.0f, 1.5f, 0.99999994f, std::numeric_limits<float>::quiet_NaN(), 1e30f);
     qvox::VoxelImage<std::uint16_t> image;
     Korvane::CopyToSixteenBit(values, image);
     const std::vector<std::uint16_t> expected{0, 32768, 0, 32768, 65535, 0, 0};
@@ -233,7 +237,9 @@ TEST(GradientMagnitudeDifferential, EqualsThePlainFormAtAllSmallSizesAndOnExtrem
             if (width % 3 == 0) map *= 1e-38;
             if (width % 3 == 1) map *= 1e38;
             EXPECT_EQ(korvane_test::DifferingElements(korvane_reference::PlainGradientMagnitude(map),
-                                                      Korvane::GradientMagnitude(map)), 0) << width << " x " << height;
+                                                      Korvane::GradientMagnitude(map)),
+                      0)
+                << width << " x " << height;
         }
     }
 }

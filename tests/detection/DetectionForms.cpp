@@ -18,9 +18,7 @@ using namespace korvane_reference;
 std::vector<GradientForm> GradientForms() {
     return {{"plain", PlainGradientMagnitude}, {"shipped", Korvane::GradientMagnitude}};
 }
-std::vector<SweepForm> SweepForms() {
-    return {{"plain", PlainComponentSweep}, {"shipped", Korvane::SweepComponents}};
-}
+std::vector<SweepForm> SweepForms() { return {{"plain", PlainComponentSweep}, {"shipped", Korvane::SweepComponents}}; }
 std::vector<CandidateForm> CandidateForms() {
     return {{"plain", PlainDetectCandidates}, {"shipped", Korvane::DetectCandidates}};
 }

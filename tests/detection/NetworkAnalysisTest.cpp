@@ -81,7 +81,8 @@ cv::Mat MapOf(const std::vector<std::string>& rows) {
     cv::Mat codes(static_cast<int>(rows.size()), static_cast<int>(rows[0].size()), CV_8U);
     for (int y = 0; y < codes.rows; ++y) {
         for (int x = 0; x < codes.cols; ++x) {
-            codes.at<uchar>(y, x) = static_cast<uchar>(rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] - '0');
+            codes.at<uchar>(y, x) =
+                static_cast<uchar>(rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] - '0');
         }
     }
     return codes;

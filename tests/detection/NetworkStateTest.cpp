@@ -31,7 +31,9 @@ int Between(std::mt19937& random, int low, int high) {
 
 struct CodeMap {
     CodeMap(int columns, int rows, PixelCode code)
-        : width(columns), height(rows), codes(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows), code) {}
+        : width(columns),
+          height(rows),
+          codes(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows), code) {}
     CodePlane Plane() { return {codes.data(), width, width, height}; }
     PixelCode& At(int x, int y) {
         return codes[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)];
@@ -115,7 +117,8 @@ TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
 }
 
 cv::Mat RandomSet(std::mt19937& random, int width, int height) {
-    const cv::Mat noise = korvane_test::NoisePicture(width, height, 0.5 * Between(random, 1, 6), static_cast<std::uint32_t>(random()));
+    const cv::Mat noise =
+        korvane_test::NoisePicture(width, height, 0.5 * Between(random, 1, 6), static_cast<std::uint32_t>(random()));
     cv::Mat set;
     cv::threshold(noise, set, 0.1 * Between(random, 3, 7), 1.0, cv::THRESH_BINARY);
     return set;
@@ -224,8 +227,10 @@ TEST(NetworkDistance, WordsAreKeptUnderTheirLargestDistanceAfterAnyChange) {
 /// A map as it is between analyses: background of both kinds, all else open.
 CodeMap RandomBackground(std::mt19937& random) {
     CodeMap map(Between(random, 2, 150), Between(random, 2, 40), Korvane::kOpen);
-    const cv::Mat noise = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5), static_cast<std::uint32_t>(random()));
-    const cv::Mat kind = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5), static_cast<std::uint32_t>(random()));
+    const cv::Mat noise = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5),
+                                                     static_cast<std::uint32_t>(random()));
+    const cv::Mat kind = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5),
+                                                    static_cast<std::uint32_t>(random()));
     const float share = 0.1f * static_cast<float>(Between(random, 3, 7));
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {

@@ -33,8 +33,8 @@ TEST(PlainSkeleton, ABranchOfJustTheLimitIsNotMarked) {
 }
 
 TEST(PlainSkeleton, ALoopOutlivesTheTailThatHangsOnIt) {
-    cv::Mat skeleton = DrawMap({"..........", "..11......", ".1..1.....", ".1..11111.", ".1..1.....", "..11......",
-                                ".........."});
+    cv::Mat skeleton =
+        DrawMap({"..........", "..11......", ".1..1.....", ".1..11111.", ".1..1.....", "..11......", ".........."});
     PrunedEnds(skeleton, 10.0f);
     EXPECT_EQ(skeleton.at<float>(1, 2), 1.0f);
     EXPECT_EQ(skeleton.at<float>(3, 1), 1.0f);

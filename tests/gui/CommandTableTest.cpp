@@ -94,9 +94,9 @@ TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
                                20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
                                20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029};
     const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
-    for (const wxEventType type : {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS),
-                                   wxEventType(wxEVT_MOUSEWHEEL), wxEventType(wxEVT_CHAR),
-                                   wxEventType(wxEVT_CLOSE_WINDOW)}) {
+    for (const wxEventType type :
+         {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS), wxEventType(wxEVT_MOUSEWHEEL),
+          wxEventType(wxEVT_CHAR), wxEventType(wxEVT_CLOSE_WINDOW)}) {
         EXPECT_EQ(entry->m_eventType, type);
         EXPECT_EQ(entry->m_id, wxID_ANY);
         ++entry;

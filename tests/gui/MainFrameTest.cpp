@@ -44,7 +44,8 @@ protected:
         titles.push_back(files != nullptr     ? files->GetMessage()
                          : folders != nullptr ? folders->GetMessage()
                                               : dialog->GetTitle());
-        if (const auto* const question = dynamic_cast<wxMessageDialog*>(dialog)) texts.push_back(question->GetMessage());
+        if (const auto* const question = dynamic_cast<wxMessageDialog*>(dialog))
+            texts.push_back(question->GetMessage());
         return answer_;
     }
 
@@ -129,7 +130,8 @@ protected:
         for (std::uint64_t i = 0; i < image.VoxelCount(); ++i) image[i] = static_cast<std::uint8_t>(i % 251);
         image.SetResolution({200.0f, 200.0f, 0.0f});
         for (const char* name : {"a.tif", "b.tif", "c.tif"}) qvox::SaveImageFile(folder.File(name), image);
-        frame->OpenFiles({PathText(folder.File("a.tif")), PathText(folder.File("b.tif")), PathText(folder.File("c.tif"))});
+        frame->OpenFiles(
+            {PathText(folder.File("a.tif")), PathText(folder.File("b.tif")), PathText(folder.File("c.tif"))});
         Pump();
         ASSERT_EQ(PositionCount(frame->Store()), 3u);
     }
@@ -180,13 +182,14 @@ TEST_F(MainWindow, EveryCommandAsksWhatItAsksWithPositionsAndCancelChangesNothin
               (std::vector<wxString>{"Confirmation", "Confirmation", "Confirmation", "Save segmentation results to...",
                                      "Export quantitative results to...", "Export image results to...", "Confirmation",
                                      "Controls"}));
-    EXPECT_EQ(answers.texts,
-              (std::vector<wxString>{
-                  "After selecting new images, all unsaved results will be irretrievably lost!\n"
-                  "Do you really want to continue?",
-                  "All unsaved results will be irretrievably lost!\nDo you really want to continue?",
-                  "All unsaved results will be irretrievably lost!\nDo you really want to continue?",
-                  "All unsaved results will be irretrievably lost for all positions! Do you really want to continue?"}));
+    EXPECT_EQ(
+        answers.texts,
+        (std::vector<wxString>{
+            "After selecting new images, all unsaved results will be irretrievably lost!\n"
+            "Do you really want to continue?",
+            "All unsaved results will be irretrievably lost!\nDo you really want to continue?",
+            "All unsaved results will be irretrievably lost!\nDo you really want to continue?",
+            "All unsaved results will be irretrievably lost for all positions! Do you really want to continue?"}));
     EXPECT_EQ(PositionCount(frame->Store()), 3u);
 }
 
@@ -276,8 +279,9 @@ TEST_F(MainWindow, ClosingWithPositionsAsksAndCancelKeepsEverything) {
     const Answers answers(wxID_CANCEL);
     Run(kQuit);
     frame->Close();
-    EXPECT_EQ(answers.texts, std::vector<wxString>(2, "After terminating the application, all unsaved results will be "
-                                                      "irretrievably lost!\nDo you really want to continue?"));
+    EXPECT_EQ(answers.texts, std::vector<wxString>(2,
+                                                   "After terminating the application, all unsaved results will be "
+                                                   "irretrievably lost!\nDo you really want to continue?"));
     EXPECT_FALSE(frame->IsBeingDeleted());
     EXPECT_EQ(PositionCount(frame->Store()), 3u);
 }
@@ -327,10 +331,9 @@ TEST_F(MainWindow, AFailedDetectionIsToldAndLeavesTheWindowUsable) {
 TEST_F(MainWindow, SegmentingWithoutSeedsWarnsOncePerPosition) {
     OpenSmall();
     Run(kSegmentAll);
-    EXPECT_EQ(told.warnings,
-              (std::vector<wxString>{"The position number 1 was not segmented due to missing seeds!",
-                                     "The position number 2 was not segmented due to missing seeds!",
-                                     "The position number 3 was not segmented due to missing seeds!"}));
+    EXPECT_EQ(told.warnings, (std::vector<wxString>{"The position number 1 was not segmented due to missing seeds!",
+                                                    "The position number 2 was not segmented due to missing seeds!",
+                                                    "The position number 3 was not segmented due to missing seeds!"}));
     EXPECT_EQ(frame->Store().current, 0u);
 }
 

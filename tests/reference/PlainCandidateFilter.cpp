@@ -23,8 +23,7 @@ cv::Mat Opened(const cv::Mat& mask, int size) {
     const cv::Mat element = cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(size, size));
     cv::Mat opened;
     cv::erode(mask, opened, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
-    cv::dilate(opened, opened, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
-               cv::morphologyDefaultBorderValue());
+    cv::dilate(opened, opened, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
     return opened;
 }
 

@@ -20,8 +20,7 @@ int FloodFill(cv::Mat& map, int x, int y, double value, int connectivity) {
 
 void DilateOnce(const cv::Mat& source, cv::Mat& target, int shape, int size) {
     const cv::Mat element = cv::getStructuringElement(shape, cv::Size(size, size));
-    cv::dilate(source, target, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
-               cv::morphologyDefaultBorderValue());
+    cv::dilate(source, target, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
 }
 
 }  // namespace

@@ -9,9 +9,8 @@
 namespace korvane_reference {
 
 /// Voxel by voxel: whoever of the eight neighbours has the old value follows. Returns the filled image.
-inline qvox::VoxelImage<std::uint16_t> PlainFloodFill(const qvox::VoxelImage<std::uint16_t>& input,
-                                                      std::uint16_t value, std::uint64_t x, std::uint64_t y,
-                                                      std::uint64_t z) {
+inline qvox::VoxelImage<std::uint16_t> PlainFloodFill(const qvox::VoxelImage<std::uint16_t>& input, std::uint16_t value,
+                                                      std::uint64_t x, std::uint64_t y, std::uint64_t z) {
     qvox::VoxelImage<std::uint16_t> image(input);
     const std::uint16_t oldValue = image(x, y, z);
     std::vector<bool> seen(image.VoxelCount(), false);

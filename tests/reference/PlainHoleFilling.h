@@ -8,8 +8,8 @@
 
 namespace korvane_reference {
 
-/// Reconstruction by erosion, repeated until nothing changes: from 65535 everywhere but on the border, each voxel falls to
-/// the smallest of itself and its four neighbours, but not below the input.
+/// Reconstruction by erosion, repeated until nothing changes: from 65535 everywhere but on the border, each voxel falls
+/// to the smallest of itself and its four neighbours, but not below the input.
 inline qvox::VoxelImage<std::uint16_t> PlainHoleFilling(const qvox::VoxelImage<std::uint16_t>& input) {
     qvox::VoxelImage<std::uint16_t> output(input);
     for (std::uint64_t i = 0; i < output.VoxelCount(); ++i) {

@@ -18,7 +18,8 @@ inline void PlainDisc(qvox::LabelImage& labels, std::int64_t cx, std::int64_t cy
             const std::int64_t x = cx + dx;
             const std::int64_t y = cy + dy;
             if (dx * dx + dy * dy >= radius * radius || x < 0 || y < 0) continue;
-            if (x >= static_cast<std::int64_t>(labels.SizeX()) || y >= static_cast<std::int64_t>(labels.SizeY())) continue;
+            if (x >= static_cast<std::int64_t>(labels.SizeX()) || y >= static_cast<std::int64_t>(labels.SizeY()))
+                continue;
             labels(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)) = label;
         }
     }

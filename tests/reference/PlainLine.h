@@ -8,8 +8,8 @@
 
 namespace korvane_reference {
 
-/// Bresenham's error term, step by step, each minor axis with its own; for points whose distances fit well into 64 bits.
-/// Returns the image with the line.
+/// Bresenham's error term, step by step, each minor axis with its own; for points whose distances fit well into 64
+/// bits. Returns the image with the line.
 inline qvox::VoxelImage<std::uint16_t> PlainLine(const qvox::VoxelImage<std::uint16_t>& input,
                                                  const std::array<std::int64_t, 3>& start,
                                                  const std::array<std::int64_t, 3>& end, std::uint16_t value) {

@@ -27,8 +27,8 @@ bool IsMarked(const cv::Mat& image, int y, int x, int subiteration) {
     const bool p7 = at(1, -1);
     const bool p8 = at(0, -1);
     const bool p9 = at(-1, -1);
-    const int crossings = int(!p2 && (p3 || p4)) + int(!p4 && (p5 || p6)) + int(!p6 && (p7 || p8)) +
-                          int(!p8 && (p9 || p2));
+    const int crossings =
+        int(!p2 && (p3 || p4)) + int(!p4 && (p5 || p6)) + int(!p6 && (p7 || p8)) + int(!p8 && (p9 || p2));
     const int n1 = int(p9 || p2) + int(p3 || p4) + int(p5 || p6) + int(p7 || p8);
     const int n2 = int(p2 || p3) + int(p4 || p5) + int(p6 || p7) + int(p8 || p9);
     const int n = std::min(n1, n2);
@@ -84,7 +84,8 @@ std::vector<cv::Point> NeighboursOfOne(const cv::Mat& skeleton, cv::Point pixel)
     const cv::Mat values = Neighbourhood(skeleton, pixel);
     std::vector<cv::Point> found;
     for (int i = 0; i < 9; ++i) {
-        if (i != 4 && values.at<float>(i / 3, i % 3) == 1.0f) found.emplace_back(pixel.x + i % 3 - 1, pixel.y + i / 3 - 1);
+        if (i != 4 && values.at<float>(i / 3, i % 3) == 1.0f)
+            found.emplace_back(pixel.x + i % 3 - 1, pixel.y + i / 3 - 1);
     }
     return found;
 }

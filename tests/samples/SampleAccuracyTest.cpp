@@ -71,9 +71,12 @@ VoxelImage<float> LoadAsFloat(const std::string& path) {
 
 VoxelImage<float> LoadSample(const std::string& path) {
     switch (qvox::ProbeVoxelType(path)) {
-        case qvox::VoxelType::kUint8: return LoadAsFloat<std::uint8_t>(path);
-        case qvox::VoxelType::kUint16: return LoadAsFloat<std::uint16_t>(path);
-        default: return LoadAsFloat<float>(path);
+        case qvox::VoxelType::kUint8:
+            return LoadAsFloat<std::uint8_t>(path);
+        case qvox::VoxelType::kUint16:
+            return LoadAsFloat<std::uint16_t>(path);
+        default:
+            return LoadAsFloat<float>(path);
     }
 }
 

@@ -22,7 +22,8 @@ qvox::LabelImage Labels(std::uint64_t width, std::uint64_t height, float resolut
     return labels;
 }
 
-void Fill(qvox::LabelImage& labels, std::uint64_t x0, std::uint64_t y0, std::uint64_t x1, std::uint64_t y1, std::uint16_t label) {
+void Fill(qvox::LabelImage& labels, std::uint64_t x0, std::uint64_t y0, std::uint64_t x1, std::uint64_t y1,
+          std::uint16_t label) {
     for (std::uint64_t y = y0; y <= y1; ++y) std::fill(labels.Row(y) + x0, labels.Row(y) + x1 + 1, label);
 }
 

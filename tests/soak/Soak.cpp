@@ -45,7 +45,9 @@ using qvox::VoxelImage;
 class Choice {
 public:
     explicit Choice(std::uint32_t seed) : random_(seed) {}
-    int Between(int low, int high) { return low + static_cast<int>(random_() % static_cast<std::uint32_t>(high - low + 1)); }
+    int Between(int low, int high) {
+        return low + static_cast<int>(random_() % static_cast<std::uint32_t>(high - low + 1));
+    }
     bool OneIn(int n) { return Between(1, n) == 1; }
     std::uint32_t Seed() { return static_cast<std::uint32_t>(random_()); }
     float Fraction() { return static_cast<float>(random_() >> 8) / 16777216.0f; }
@@ -70,8 +72,12 @@ cv::Mat RandomEdges(Choice& choice, cv::Size size) {
     const double correlation = correlations[static_cast<std::size_t>(choice.Between(0, 5))];
     cv::Mat edges;
     switch (choice.Between(0, 2)) {
-        case 0: edges = korvane_test::SmoothNoise(choice.Seed(), size.width, size.height, correlation); break;
-        case 1: edges = korvane_test::RidgeNoise(choice.Seed(), size.width, size.height, correlation); break;
+        case 0:
+            edges = korvane_test::SmoothNoise(choice.Seed(), size.width, size.height, correlation);
+            break;
+        case 1:
+            edges = korvane_test::RidgeNoise(choice.Seed(), size.width, size.height, correlation);
+            break;
         default: {
             korvane_test::VesicleOptions look;
             look.count = choice.Between(1, 14);
@@ -83,7 +89,8 @@ cv::Mat RandomEdges(Choice& choice, cv::Size size) {
     }
     if (choice.OneIn(5)) edges = korvane_test::WithGreyLevels(edges, choice.Between(2, 30));
     if (choice.OneIn(3)) edges = edges.mul(edges);
-    if (choice.OneIn(20)) edges = korvane_test::Sprinkled(edges, choice.Seed(), static_cast<std::uint32_t>(choice.Between(3, 200)));
+    if (choice.OneIn(20))
+        edges = korvane_test::Sprinkled(edges, choice.Seed(), static_cast<std::uint32_t>(choice.Between(3, 200)));
     if (choice.OneIn(30)) edges = edges * static_cast<double>(choice.Between(5, 15)) / 10.0;
     if (choice.OneIn(80)) edges = korvane_test::Constant(size.width, size.height, choice.Fraction());
     return edges;
@@ -136,10 +143,10 @@ bool StagesAgree(Choice& choice) {
     const cv::Mat blobs = korvane_test::Above(edges, 0.3f + 0.4f * choice.Fraction());
     cv::Mat foreground;
     blobs.convertTo(foreground, CV_8U, 255.0);
-    return Same(korvane_reference::PlainSeparateClusters(plainFiltered, scale), Korvane::SeparateClusters(filtered, scale),
-                "separated") &&
-           Same(korvane_reference::PlainSeparateClusters(foreground, scale), Korvane::SeparateClusters(foreground, scale),
-                "separated, any map") &&
+    return Same(korvane_reference::PlainSeparateClusters(plainFiltered, scale),
+                Korvane::SeparateClusters(filtered, scale), "separated") &&
+           Same(korvane_reference::PlainSeparateClusters(foreground, scale),
+                Korvane::SeparateClusters(foreground, scale), "separated, any map") &&
            Same(korvane_reference::PlainGradientMagnitude(edges.clone()).clone(), Korvane::GradientMagnitude(edges),
                 "gradient");
 }
@@ -178,7 +185,8 @@ LabelImage RandomSeeds(Choice& choice, const VoxelImage<float>& raw) {
     seeds.Resize(raw.SizeX(), raw.SizeY(), 1);
     seeds.Zero();
     for (int i = choice.Between(1, 12); i > 0; --i) {
-        seeds[choice.Seed() % seeds.VoxelCount()] = static_cast<std::uint16_t>(choice.OneIn(5) ? 20000 : choice.Between(1, 9));
+        seeds[choice.Seed() % seeds.VoxelCount()] =
+            static_cast<std::uint16_t>(choice.OneIn(5) ? 20000 : choice.Between(1, 9));
     }
     return seeds;
 }
@@ -194,7 +202,8 @@ bool OperationsAgree(Choice& choice) {
     grey.Resize(relief.SizeX(), relief.SizeY(), 1);
     mask.Resize(relief.SizeX(), relief.SizeY(), 1);
     for (std::uint64_t i = 0; i < relief.VoxelCount(); ++i) {
-        grey[i] = relief[i] > 0.0f && relief[i] < 1.0f ? static_cast<std::uint16_t>(relief[i] * 65535.0f) : std::uint16_t{0};
+        grey[i] =
+            relief[i] > 0.0f && relief[i] < 1.0f ? static_cast<std::uint16_t>(relief[i] * 65535.0f) : std::uint16_t{0};
         mask[i] = relief[i] > 0.3f;
     }
     VoxelImage<std::uint16_t> filled;

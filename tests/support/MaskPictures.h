@@ -8,8 +8,8 @@
 
 namespace korvane_test {
 
-/// A small random 0/1 float mask: sparse or dense noise, discs, rectangles and lines, sometimes inverted, often touching
-/// the border; single rows and columns, empty and full ones occur.
+/// A small random 0/1 float mask: sparse or dense noise, discs, rectangles and lines, sometimes inverted, often
+/// touching the border; single rows and columns, empty and full ones occur.
 inline cv::Mat RandomMask(std::mt19937& random, int maxSide) {
     const auto draw = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
     const int width = draw(0, 9) == 0 ? 1 : draw(1, maxSide);

@@ -62,9 +62,9 @@ struct VesicleOptions {
     int count = 12;
     float smallestRadiusPx = 12.0f;
     float largestRadiusPx = 30.0f;
-    float rim = 0.3f;      ///< brightness of the rim; negative rims are dark
-    float inside = 0.1f;   ///< brightness of the inside
-    float noise = 0.03f;   ///< half the width of the uniform noise
+    float rim = 0.3f;     ///< brightness of the rim; negative rims are dark
+    float inside = 0.1f;  ///< brightness of the inside
+    float noise = 0.03f;  ///< half the width of the uniform noise
     double blurPx = 1.0;
     int touchingPairs = 3;  ///< of the count, so many touch the vesicle before
     int overlappingPairs = 2;
@@ -156,7 +156,8 @@ inline cv::Mat Above(const cv::Mat& map, float level) {
 inline qvox::VoxelImage<float> ToImage(const cv::Mat& map) {
     qvox::VoxelImage<float> image;
     image.Resize(static_cast<std::uint64_t>(map.cols), static_cast<std::uint64_t>(map.rows), 1);
-    for (int y = 0; y < map.rows; ++y) std::copy_n(map.ptr<float>(y), map.cols, image.Row(static_cast<std::uint64_t>(y)));
+    for (int y = 0; y < map.rows; ++y)
+        std::copy_n(map.ptr<float>(y), map.cols, image.Row(static_cast<std::uint64_t>(y)));
     return image;
 }
 

@@ -35,9 +35,9 @@ qvox::VoxelImage<T> Draw(std::initializer_list<std::string_view> rows, T mark = 
 template <typename T>
 ::testing::AssertionResult SameVoxels(const qvox::VoxelImage<T>& expected, const qvox::VoxelImage<T>& actual) {
     if (!expected.SameSizes(actual)) {
-        return ::testing::AssertionFailure() << "sizes differ: " << expected.SizeX() << " x " << expected.SizeY()
-                                             << " x " << expected.SizeZ() << " and " << actual.SizeX() << " x "
-                                             << actual.SizeY() << " x " << actual.SizeZ();
+        return ::testing::AssertionFailure()
+               << "sizes differ: " << expected.SizeX() << " x " << expected.SizeY() << " x " << expected.SizeZ()
+               << " and " << actual.SizeX() << " x " << actual.SizeY() << " x " << actual.SizeZ();
     }
     std::uint64_t differences = 0;
     std::uint64_t first = 0;

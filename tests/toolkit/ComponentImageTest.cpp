@@ -27,7 +27,8 @@ TEST(ComponentImage, FindsARecordByIdentifier) {
 TEST(ComponentImage, RemovingClearsTheVoxelsAndDropsTheRecord) {
     ComponentImage components = TwoComponents();
     components.Remove(1);
-    EXPECT_TRUE(korvane_test::SameVoxels(korvane_test::Draw<std::uint16_t>({"...2", "..22"}), components.Identifiers()));
+    EXPECT_TRUE(
+        korvane_test::SameVoxels(korvane_test::Draw<std::uint16_t>({"...2", "..22"}), components.Identifiers()));
     ASSERT_EQ(components.Components().size(), 1u);
     EXPECT_EQ(components.Components()[0].identifier, 2);
     EXPECT_THROW(components.Remove(1), qvox::ToolkitError);

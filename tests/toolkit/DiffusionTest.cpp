@@ -33,7 +33,9 @@ struct Parameters {
 };
 
 /// What detection uses at this scale.
-Parameters AtScale(double scale) { return {static_cast<float>(5 * scale), 0.005f, 0.05f, static_cast<std::uint64_t>(20 * scale)}; }
+Parameters AtScale(double scale) {
+    return {static_cast<float>(5 * scale), 0.005f, 0.05f, static_cast<std::uint64_t>(20 * scale)};
+}
 
 Image Diffused(Image image, const Parameters& p = {}) {
     EdgeEnhancingDiffusion(image, p.sigmaPx, p.contrast, p.timeStep, p.iterations);
@@ -192,7 +194,8 @@ TEST(Diffusion, KeepsTheMeanWithinRounding) {
 TEST(Diffusion, StaysWithinTheBoundOfTheMixedTermBeyondTheRange) {
     std::mt19937 random(4);
     for (const int length : {0, 1, 3}) {
-        Image image = length == 0 ? RandomImage<std::uint16_t>(random, 64, 64, 0, 65535) : SmoothNoise(random, 64, 64, length);
+        Image image =
+            length == 0 ? RandomImage<std::uint16_t>(random, 64, 64, 0, 65535) : SmoothNoise(random, 64, 64, length);
         for (std::uint16_t& v : image) v = static_cast<std::uint16_t>(20000 + v / 3);
         std::uint16_t low = 0;
         std::uint16_t high = 0;
@@ -215,7 +218,8 @@ TEST(Diffusion, StaysWithinTheBoundOfTheMixedTermBeyondTheRange) {
 
 TEST(Diffusion, FlipsAndTransposesWithTheImage) {
     std::mt19937 random(5);
-    for (const auto& [width, height] : std::vector<std::pair<std::uint64_t, std::uint64_t>>{{50, 83}, {16, 64}, {71, 15}}) {
+    for (const auto& [width, height] :
+         std::vector<std::pair<std::uint64_t, std::uint64_t>>{{50, 83}, {16, 64}, {71, 15}}) {
         for (const int length : {0, 2}) {
             const Image image = SmoothNoise(random, width, height, length);
             const Image expected = Diffused(image);
@@ -248,7 +252,8 @@ TEST(Diffusion, SmoothsAlongADiagonalEdgeAndNotAcrossIt) {
     std::mt19937 random(7);
     std::uniform_int_distribution<int> noise(-3000, 3000);
     for (std::uint64_t y = 0; y < 80; ++y) {
-        for (std::uint64_t x = 0; x < 80; ++x) image(x, y) = static_cast<std::uint16_t>((x + y < 80 ? 20000 : 45000) + noise(random));
+        for (std::uint64_t x = 0; x < 80; ++x)
+            image(x, y) = static_cast<std::uint16_t>((x + y < 80 ? 20000 : 45000) + noise(random));
     }
     const Image diffused = Diffused(image);
     double bright = 0;
@@ -258,7 +263,8 @@ TEST(Diffusion, SmoothsAlongADiagonalEdgeAndNotAcrossIt) {
         bright += diffused(81 - y, y) / 50.0;
         dark += diffused(78 - y, y) / 50.0;
     }
-    for (std::uint64_t y = 15; y < 65; ++y) squares += (diffused(81 - y, y) - bright) * (diffused(81 - y, y) - bright) / 50.0;
+    for (std::uint64_t y = 15; y < 65; ++y)
+        squares += (diffused(81 - y, y) - bright) * (diffused(81 - y, y) - bright) / 50.0;
     EXPECT_GT(bright - dark, 0.8 * 25000);
     EXPECT_LT(std::sqrt(squares), 3000 / std::sqrt(3.0) / 1.5);
 }
@@ -331,15 +337,17 @@ TEST(Diffusion, GivesTheSameBitsWithEveryInstructionSet) {
     std::mt19937 random(17);
     for (const DiffusionVariant variant : {DiffusionVariant::Avx2, DiffusionVariant::Avx512}) {
         if (!qvox::RunsHere(variant)) continue;
-        for (const auto& [width, height] :
-             std::vector<std::pair<std::uint64_t, std::uint64_t>>{{1, 1}, {1, 40}, {40, 1}, {63, 90}, {128, 65}, {150, 220}}) {
+        for (const auto& [width, height] : std::vector<std::pair<std::uint64_t, std::uint64_t>>{
+                 {1, 1}, {1, 40}, {40, 1}, {63, 90}, {128, 65}, {150, 220}}) {
             for (const Parameters& p : {AtScale(0.4), Parameters{}, Parameters{0.0f, 0.3f, 0.3f, 3}}) {
                 const Image image = SmoothNoise(random, width, height, static_cast<int>(width % 3));
                 Image baseline = image;
-                EdgeEnhancingDiffusionWith(DiffusionVariant::Baseline, baseline, p.sigmaPx, p.contrast, p.timeStep, p.iterations);
+                EdgeEnhancingDiffusionWith(DiffusionVariant::Baseline, baseline, p.sigmaPx, p.contrast, p.timeStep,
+                                           p.iterations);
                 Image other = image;
                 EdgeEnhancingDiffusionWith(variant, other, p.sigmaPx, p.contrast, p.timeStep, p.iterations);
-                ASSERT_TRUE(SameVoxels(baseline, other)) << width << " x " << height << ", variant " << static_cast<int>(variant);
+                ASSERT_TRUE(SameVoxels(baseline, other))
+                    << width << " x " << height << ", variant " << static_cast<int>(variant);
             }
         }
     }

@@ -66,8 +66,9 @@ TEST(DrawLine, PointsAtTheEndsOfTheNumberRangeAreClippedAtOnce) {
 
 TEST(DrawLine, RefusesAnEmptyImage) {
     Image empty;
-    ExpectError("DrawLine: the input image is empty (0 x 0 x 0).",
-                [&] { qvox::DrawLine(empty, {0, 0, 0}, {1, 1, 0}, 1); });
+    ExpectError("DrawLine: the input image is empty (0 x 0 x 0).", [&] {
+        qvox::DrawLine(empty, {0, 0, 0}, {1, 1, 0}, 1);
+    });
 }
 
 }  // namespace

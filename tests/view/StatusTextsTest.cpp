@@ -27,7 +27,8 @@ TEST(StatusTexts, TellThePixelSizeInNanometres) {
 
 TEST(StatusTexts, TellThatThePixelSizeIsUnknown) {
     StatusFacts facts;
-    for (const float bad : {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+    for (const float bad :
+         {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
         facts.resolution = {bad, 200.0f, 0.0f};
         EXPECT_EQ(StatusTexts(facts)[0], "Pixel size: unknown") << bad;
     }
@@ -38,8 +39,8 @@ TEST(StatusTexts, ShowRadiusOneInContourMode) {
     facts.currentLabel = 65535;
     facts.brushRadiusPx = 42;
     facts.mode = DrawingMode::kContour;
-    EXPECT_EQ(StatusTexts(facts), (StatusFields{"Pixel size: unknown", "Label: 65535", "Radius: 1", "Objects: 0",
-                                               "Mode: Contour"}));
+    EXPECT_EQ(StatusTexts(facts),
+              (StatusFields{"Pixel size: unknown", "Label: 65535", "Radius: 1", "Objects: 0", "Mode: Contour"}));
 }
 
 TEST(Title, CountsPositionsFromOne) {

@@ -33,8 +33,10 @@ bool OnContour(const qvox::LabelImage& labels, std::int64_t x, std::int64_t y) {
     const auto at = [&](std::int64_t i, std::int64_t j) {
         return labels(static_cast<std::uint64_t>(i), static_cast<std::uint64_t>(j));
     };
-    for (std::int64_t j = std::max<std::int64_t>(0, y - 1); j <= y + 1 && j < static_cast<std::int64_t>(labels.SizeY()); ++j) {
-        for (std::int64_t i = std::max<std::int64_t>(0, x - 1); i <= x + 1 && i < static_cast<std::int64_t>(labels.SizeX()); ++i) {
+    for (std::int64_t j = std::max<std::int64_t>(0, y - 1); j <= y + 1 && j < static_cast<std::int64_t>(labels.SizeY());
+         ++j) {
+        for (std::int64_t i = std::max<std::int64_t>(0, x - 1);
+             i <= x + 1 && i < static_cast<std::int64_t>(labels.SizeX()); ++i) {
             if (at(i, j) != at(x, y)) return true;
         }
     }
@@ -45,7 +47,8 @@ bool OnContour(const qvox::LabelImage& labels, std::int64_t x, std::int64_t y) {
 qvox::Rgb8 PlainColour(const Picture& picture, LabelStyle style, const ViewPort& port, int px, int py) {
     const auto x = static_cast<std::int64_t>(std::floor(static_cast<float>(port.startX + px) / port.zoom));
     const auto y = static_cast<std::int64_t>(std::floor(static_cast<float>(port.startY + py) / port.zoom));
-    if (x < 0 || y < 0 || x >= static_cast<std::int64_t>(picture.grey.SizeX()) || y >= static_cast<std::int64_t>(picture.grey.SizeY())) {
+    if (x < 0 || y < 0 || x >= static_cast<std::int64_t>(picture.grey.SizeX()) ||
+        y >= static_cast<std::int64_t>(picture.grey.SizeY())) {
         return kViewBackground;
     }
     const std::uint64_t index = picture.grey.Index(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));

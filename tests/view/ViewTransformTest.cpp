@@ -47,7 +47,8 @@ TEST(Zoom, WithoutAnImageScrollsNothing) {
 TEST(Zoom, WithThePointerOutsideKeepsTheCentre) {
     const ViewState view = View(0, {100, 60}, {301, 201}, 1000, 1000);
     // Centre 150, 100: image point 250, 160; 250 * 1.2 - 150, 160 * 1.2 - 100.
-    for (const ClientPoint outside : {ClientPoint{-1, 5}, ClientPoint{5, -1}, ClientPoint{301, 5}, ClientPoint{5, 201}}) {
+    for (const ClientPoint outside :
+         {ClientPoint{-1, 5}, ClientPoint{5, -1}, ClientPoint{301, 5}, ClientPoint{5, 201}}) {
         EXPECT_EQ(ChangeZoom(view, 1, outside).start, (ClientPoint{150, 92})) << outside.x << ", " << outside.y;
     }
     EXPECT_EQ(ChangeZoom(view, 1, {0, 0}).start, (ClientPoint{120, 72}));
@@ -92,9 +93,11 @@ TEST(VisiblePart, ReachesOneVoxelBeyondThePartlyVisibleOnes) {
 TEST(VisiblePart, HoldsTheVoxelUnderEveryPointer) {
     std::mt19937 random(21);
     for (int i = 0; i < 20000; ++i) {
-        ViewState view = View(static_cast<int>(random() % 27) - 13, {}, {800, 600}, 1 + random() % 9000, 1 + random() % 9000);
+        ViewState view =
+            View(static_cast<int>(random() % 27) - 13, {}, {800, 600}, 1 + random() % 9000, 1 + random() % 9000);
         view.start = ClampStart(view, {static_cast<int>(random() % 90000), static_cast<int>(random() % 90000)});
-        const ImagePoint point = ClientToImage(view, {static_cast<int>(random() % 800), static_cast<int>(random() % 600)});
+        const ImagePoint point =
+            ClientToImage(view, {static_cast<int>(random() % 800), static_cast<int>(random() % 600)});
         const auto x = static_cast<std::uint64_t>(point.x);
         const auto y = static_cast<std::uint64_t>(point.y);
         if (x >= view.imageWidth || y >= view.imageHeight) continue;

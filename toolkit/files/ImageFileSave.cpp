@@ -18,9 +18,9 @@ namespace {
 constexpr std::uint64_t kRowsPerStrip = 64;
 constexpr std::uint64_t kLargestStrip = std::uint64_t{16} << 20;
 constexpr int kDeflateLevel = 1;
-// No prediction: ImageJ's built-in reader (seen in 1.53t) undoes it for LZW only and shows predicted Deflate files wrong,
-// without a word.
-// A classic TIFF addresses 4 GiB; a part of it is left for directories and for data that grow when compressed.
+// No prediction: ImageJ's built-in reader (seen in 1.53t) undoes it for LZW only and shows predicted Deflate files
+// wrong, without a word. A classic TIFF addresses 4 GiB; a part of it is left for directories and for data that grow
+// when compressed.
 constexpr std::uint64_t kLargestClassic = 0xE0000000u;
 
 // One file being written. Failures of the disk are known to the file, others to the library.

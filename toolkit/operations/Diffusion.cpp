@@ -30,7 +30,8 @@ void CheckArguments(const VoxelImage<std::uint16_t>& image, float sigmaPx, float
         throw ToolkitError("EdgeEnhancingDiffusion: the " + what + ", it is " + std::to_string(value) + ".");
     };
     if (image.Empty()) throw ToolkitError("EdgeEnhancingDiffusion: the image is empty.");
-    if (!(sigmaPx >= 0.0f && sigmaPx <= kLargestSigmaPx)) fail("standard deviation must lie between 0 and 100000 px", sigmaPx);
+    if (!(sigmaPx >= 0.0f && sigmaPx <= kLargestSigmaPx))
+        fail("standard deviation must lie between 0 and 100000 px", sigmaPx);
     if (!(contrast >= 0.0f) || !std::isfinite(contrast)) fail("contrast must be a number and not negative", contrast);
     if (!(timeStep >= 0.0f) || !std::isfinite(timeStep)) fail("time step must be a number and not negative", timeStep);
 }
@@ -54,7 +55,8 @@ std::vector<float> GaussianWeights(double sigmaPx) {
 std::ptrdiff_t Lookahead(double timeStep, std::uint64_t iterations, std::ptrdiff_t height) {
     const double shrink = 2.0 * timeStep / (1.0 + 2.0 * timeStep);
     if (!(shrink > 0.0)) return 1;
-    const double rows = std::log(kLookaheadError / (2.0 * kGreyRange * static_cast<double>(iterations))) / std::log(shrink);
+    const double rows =
+        std::log(kLookaheadError / (2.0 * kGreyRange * static_cast<double>(iterations))) / std::log(shrink);
     return rows < static_cast<double>(height) ? static_cast<std::ptrdiff_t>(std::ceil(rows)) : height;
 }
 
@@ -113,17 +115,19 @@ StepPlan MakePlan(std::ptrdiff_t width, std::ptrdiff_t height, const std::vector
     plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, height);
     plan.bandRows = std::max(kBandRows, plan.lookahead / 2);
     // Chunks fill whole runs of the ring, also where the last one of the picture is not full.
-    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows,
-                              RoundedUp(height, kChunkRows));
+    plan.sweepRing =
+        std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows, RoundedUp(height, kChunkRows));
     return plan;
 }
 
 StepFunction Function(DiffusionVariant variant) {
-    return variant == DiffusionVariant::Avx512 ? StepAvx512 : variant == DiffusionVariant::Avx2 ? StepAvx2 : StepBaseline;
+    return variant == DiffusionVariant::Avx512 ? StepAvx512
+           : variant == DiffusionVariant::Avx2 ? StepAvx2
+                                               : StepBaseline;
 }
 
-// Grey levels are taken relative to the middle of their range: there single precision is finest. The quarter keeps a flat
-// background away from 0, next to which values would fade into subnormal numbers.
+// Grey levels are taken relative to the middle of their range: there single precision is finest. The quarter keeps a
+// flat background away from 0, next to which values would fade into subnormal numbers.
 float Origin(const std::uint16_t* voxels, std::ptrdiff_t count) {
     const auto range = std::minmax_element(voxels, voxels + count);
     return static_cast<float>((*range.first + *range.second) / 2) + 0.25f;
@@ -132,7 +136,8 @@ float Origin(const std::uint16_t* voxels, std::ptrdiff_t count) {
 void Spread(const StepPlan& plan, const std::uint16_t* voxels, float origin, float* u) {
     for (std::ptrdiff_t y = 0; y < plan.height; ++y) {
         float* row = u + y * plan.stride;
-        for (std::ptrdiff_t x = 0; x < plan.width; ++x) row[x] = static_cast<float>(voxels[y * plan.width + x]) - origin;
+        for (std::ptrdiff_t x = 0; x < plan.width; ++x)
+            row[x] = static_cast<float>(voxels[y * plan.width + x]) - origin;
         row[-1] = row[0];
         row[plan.width] = row[plan.width - 1];
     }

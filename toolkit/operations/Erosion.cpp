@@ -37,8 +37,8 @@ void StepDistances(const bool* mask, const Distance* previous, Distance* distanc
     }
 }
 
-/// Clears what the intervals [x - half, x + half] cover and sets the rest: first those that reach a voxel from its left,
-/// then those from its right. `left` is how much further the furthest interval reaches, -1 when none does.
+/// Clears what the intervals [x - half, x + half] cover and sets the rest: first those that reach a voxel from its
+/// left, then those from its right. `left` is how much further the furthest interval reaches, -1 when none does.
 void CutIntervals(const std::int32_t* half, bool* output, std::uint64_t width) {
     std::int32_t left = -1;
     for (std::uint64_t x = 0; x < width; ++x) {

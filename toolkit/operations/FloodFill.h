@@ -7,9 +7,9 @@
 
 namespace qvox {
 
-/// Gives the connected set of voxels that have the seed's value and contain the seed the new value, in place. Voxels are
-/// connected through their sides and corners within a plane (the 8-neighbourhood), so the fill stays in plane z.
-/// A new value equal to the seed's changes nothing. Throws ToolkitError, and changes nothing, when the image is empty or
+/// Gives the connected set of voxels that have the seed's value and contain the seed the new value, in place. Voxels
+/// are connected through their sides and corners within a plane (the 8-neighbourhood), so the fill stays in plane z. A
+/// new value equal to the seed's changes nothing. Throws ToolkitError, and changes nothing, when the image is empty or
 /// the seed lies outside it.
 /// Runs of voxels are filled row by row, with a stack of runs in place of recursion (Smith 1979, Heckbert 1990, here
 /// with the runs widened by one voxel on either side for the corners). Costs one pass over the region; the stack holds

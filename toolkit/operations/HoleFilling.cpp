@@ -137,17 +137,17 @@ private:
 };
 
 /// One plane. From a voxel one can go down into its basin and back, so its level is its own value or its basin's level,
-/// whichever is higher; what remains is to find the basins' levels. Basins are found and joined tile by tile, as far as a
-/// tile knows all their passes; what is left of all tiles is joined over the whole plane. Until the end, the output holds
-/// the voxels' basins in their tiles.
+/// whichever is higher; what remains is to find the basins' levels. Basins are found and joined tile by tile, as far as
+/// a tile knows all their passes; what is left of all tiles is joined over the whole plane. Until the end, the output
+/// holds the voxels' basins in their tiles.
 class PlaneFilling {
 public:
     PlaneFilling(const VoxelImage<std::uint16_t>& input, VoxelImage<std::uint16_t>& output, std::uint64_t z)
         : input_(input), output_(output), z_(z) {
         for (std::uint64_t y = 0; y < input.SizeY(); y += Tile::kSide) {
             for (std::uint64_t x = 0; x < input.SizeX(); x += Tile::kSide) {
-                tiles_.push_back({x, y, std::min(Tile::kSide, input.SizeX() - x),
-                                  std::min(Tile::kSide, input.SizeY() - y)});
+                tiles_.push_back(
+                    {x, y, std::min(Tile::kSide, input.SizeX() - x), std::min(Tile::kSide, input.SizeY() - y)});
             }
         }
     }

@@ -66,8 +66,8 @@ void DrawLine(VoxelImage<std::uint16_t>& image, const std::array<std::int64_t, 3
     RequireVoxels("DrawLine", image);
     std::array<Axis, 3> axes{
         {{start[0], end[0], image.SizeX()}, {start[1], end[1], image.SizeY()}, {start[2], end[2], image.SizeZ()}}};
-    const Axis& longest = *std::max_element(
-        axes.begin(), axes.end(), [](const Axis& a, const Axis& b) { return a.Length() < b.Length(); });
+    const Axis& longest = *std::max_element(axes.begin(), axes.end(),
+                                            [](const Axis& a, const Axis& b) { return a.Length() < b.Length(); });
     const Unsigned steps = longest.Length();
     Unsigned first = 0;
     Unsigned past = 0;

@@ -25,8 +25,8 @@ void RequireVoxels(const char* operation, const VoxelImage<T>& image) {
 template <typename T>
 void RequireSeparateOutput(const char* operation, const VoxelImage<T>& input, const VoxelImage<T>& output) {
     if (&input == &output) {
-        throw ToolkitError(std::string(operation) + ": the output is the input image itself (" +
-                           DescribeSizes(input) + "); it must be another image.");
+        throw ToolkitError(std::string(operation) + ": the output is the input image itself (" + DescribeSizes(input) +
+                           "); it must be another image.");
     }
 }
 

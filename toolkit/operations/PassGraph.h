@@ -9,11 +9,10 @@ namespace qvox {
 
 /// Regions and the passes between them: for each region the least level to which one must climb on a way from it to
 /// region 0. A region whose lowest pass leads to another one at level w can be left at no less than w, and at w one is
-/// in the other; so both become one, and w is all that need be kept of it (Borůvka 1926: the regions' lowest passes form
-/// trees). Each such round halves the number of regions at least.
-/// Among equally low passes of a region the one to the lowest number counts; so lowest passes never run in a ring of
-/// three or more.
-/// `Number` numbers the regions; `Key` has at least 16 bits more.
+/// in the other; so both become one, and w is all that need be kept of it (Borůvka 1926: the regions' lowest passes
+/// form trees). Each such round halves the number of regions at least. Among equally low passes of a region the one to
+/// the lowest number counts; so lowest passes never run in a ring of three or more. `Number` numbers the regions; `Key`
+/// has at least 16 bits more.
 template <typename Number, typename Key>
 class PassGraph {
 public:
@@ -63,9 +62,7 @@ public:
     std::size_t Left() const { return open_.size(); }
     /// The highest pass on the way from a region that there was at the beginning to the one that it has become part of.
     std::uint16_t ClimbOf(std::size_t region) const { return rounds_.empty() ? std::uint16_t{0} : lowest_[region]; }
-    Number PartOf(std::size_t region) const {
-        return rounds_.empty() ? static_cast<Number>(region) : into_[region];
-    }
+    Number PartOf(std::size_t region) const { return rounds_.empty() ? static_cast<Number>(region) : into_[region]; }
 
 private:
     static constexpr Key kNoPass = static_cast<Key>(~Key{0});
