@@ -32,6 +32,12 @@ enum class FileFormat : int {
 /// Where a pixel size was found.
 enum class ResolutionSource {
     kNone,
+    kOlympusSis,
+    kFei,
+    kZeiss,
+    kGatan,
+    kJeol,
+    kTvips,
     kOmeXml,
     kImageJ,
     kResolutionTags,
