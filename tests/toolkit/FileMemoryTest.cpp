@@ -67,14 +67,16 @@ std::uint64_t AddressSpace() {
     return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
-enum class Ended { kLoaded, kRefused, kNoMemory, kWrongVoxels, kOther };
+enum class Ended { kLoaded, kRefused, kNoMemory, kWrongVoxels, kNoResolution, kOther };
+enum class Check { kNothing, kNoise, kResolution };
 
 template <typename T>
-Ended LoadHere(const std::string& path, bool noise) {
+Ended LoadHere(const std::string& path, Check check) {
     try {
         qvox::VoxelImage<T> image;
         qvox::LoadImageFile(path, image);
-        if (!noise) return Ended::kLoaded;
+        if (check == Check::kResolution && image.Resolution().x <= 0.0f) return Ended::kNoResolution;
+        if (check != Check::kNoise) return Ended::kLoaded;
         Noise expected;
         const auto* const bytes = reinterpret_cast<const unsigned char*>(image.begin());
         for (std::uint64_t i = 0; i < image.VoxelCount() * sizeof(T); ++i) {
@@ -92,14 +94,14 @@ Ended LoadHere(const std::string& path, bool noise) {
 
 /// Loads in a process that may grow by the picture and 64 MiB.
 template <typename T>
-Ended LoadWithin(const std::string& path, std::uint64_t pictureBytes, bool noise = false) {
+Ended LoadWithin(const std::string& path, std::uint64_t pictureBytes, Check check = Check::kNothing) {
     malloc_trim(0);
     const pid_t child = fork();
     if (child == 0) {
         const rlim_t most = AddressSpace() + pictureBytes + kAllowance;
         const rlimit memory{most, most};
         setrlimit(RLIMIT_AS, &memory);
-        _exit(static_cast<int>(LoadHere<T>(path, noise)));
+        _exit(static_cast<int>(LoadHere<T>(path, check)));
     }
     int status = -1;
     waitpid(child, &status, 0);
@@ -140,21 +142,21 @@ TEST_F(FileMemory, OneStripOfManyBytesIsReadWithoutHoldingIt) {
     constexpr std::uint64_t kBytes = 68 * kMiB / 10000 * 10000;
     for (const int compression : {COMPRESSION_NONE, COMPRESSION_PACKBITS, COMPRESSION_ZSTD}) {
         WriteStrip(static_cast<std::uint16_t>(compression), 8, "w", kBytes);
-        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kBytes, true), Ended::kLoaded) << compression;
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kBytes, Check::kNoise), Ended::kLoaded) << compression;
     }
     WriteStrip(COMPRESSION_ADOBE_DEFLATE, 16, "wb", kBytes);
-    EXPECT_EQ(LoadWithin<std::uint16_t>(path_, kBytes, true), Ended::kLoaded);
+    EXPECT_EQ(LoadWithin<std::uint16_t>(path_, kBytes, Check::kNoise), Ended::kLoaded);
     // Noise becomes larger here.
     constexpr std::uint64_t kLzwBytes = 52 * kMiB / 5000 * 5000;
     WriteStrip(COMPRESSION_LZW, 8, "w", kLzwBytes);
     EXPECT_GT(std::filesystem::file_size(path_), 66 * kMiB);
-    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kLzwBytes, true), Ended::kLoaded);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kLzwBytes, Check::kNoise), Ended::kLoaded);
 }
 
 TEST_F(FileMemory, AnLzmaStripIsReadWithinTheAllowance) {
     constexpr std::uint64_t kBytes = 4 * kMiB / 5000 * 5000;
     WriteStrip(COMPRESSION_LZMA, 8, "w", kBytes);
-    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kBytes, true), Ended::kLoaded);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kBytes, Check::kNoise), Ended::kLoaded);
 }
 
 TEST_F(FileMemory, TilesOfSixteenMebibytesAreReadWithinTheAllowance) {
@@ -228,30 +230,36 @@ TEST_F(FileMemory, LongTextsAreReadWithinTheAllowance) {
         while (text.size() + part.size() < length) text += part;
         return text;
     };
-    const std::string texts[] = {
-        nested("<OME><Image><Pixels PhysicalSizeX=\"1\"/>", "<a/>", 4 * kMiB - 100),
-        nested("<OME><Image><Pixels PhysicalSizeX=\"1\"/>", "<a/>", 2 * kMiB - 100) + "</Image></OME>",
-        nested("<OME><Image><Pixels PhysicalSizeX=\"1\"/><x", " b=''", 2 * kMiB - 100),
-        [] {
-            std::string lines = "ImageJ=1\n";
-            for (unsigned i = 0; lines.size() < 4 * kMiB - 100; ++i) lines += std::to_string(i) + "=\n";
-            return lines;
-        }(),
-        [] {
-            std::string lines = "ImageJ=1\nqvox=1\n";
-            for (unsigned i = 0; lines.size() < 4 * kMiB - 100; ++i) lines += "qvox.entry." + std::to_string(i) + "=\n";
-            return lines;
-        }(),
-        std::string(4 * kMiB - 100, 'x'),
+    const std::string ome = "<OME><Image><Pixels PhysicalSizeX=\"1\"/>";
+    const std::string closed = "</Image></OME>";
+    std::string imageJ = "ImageJ=1\n";
+    for (unsigned i = 0; imageJ.size() < 3 * kMiB - 100; ++i) imageJ += std::to_string(i) + "=\n";
+    std::string own = "ImageJ=1\nqvox=1\n";
+    for (unsigned i = 0; own.size() < 9 * kMiB; ++i) own += "qvox.entry." + std::to_string(i) + "=\n";
+    const struct {
+        std::string text;
+        Check check;
+    } cases[] = {
+        {nested(ome, "<a/>", 3 * kMiB - 100), Check::kNothing},
+        {nested(ome, "<a/>", 2 * kMiB - 100) + closed, Check::kResolution},
+        {nested(ome + "<x ", "b='' ", 2 * kMiB - 100) + "/>" + closed, Check::kResolution},
+        {nested("<TemReporter>", "<a/>", 2 * kMiB - 100) + "</TemReporter>", Check::kNothing},
+        {imageJ, Check::kNothing},
+        {"ImageJ=1\nqvox=1\nqvox.entry.a=" + std::string(9 * kMiB, 'x'), Check::kNothing},
+        {own, Check::kNothing},
+        {std::string(3 * kMiB - 100, 'x'), Check::kNothing},
     };
-    for (const std::string& text : texts) {
+    for (const auto& [text, check] : cases) {
         TiffBuilder file;
         file.Page().Grey(2, 2, 8).Text(270, text).AddPiece("abcd").Write(path_);
-        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), Ended::kLoaded) << text.substr(0, 60);
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4, check), Ended::kLoaded) << text.substr(0, 60);
     }
     TiffBuilder tooLong;
-    tooLong.Page().Grey(2, 2, 8).Text(270, std::string(5 * kMiB, 'x')).AddPiece("abcd").Write(path_);
-    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), Ended::kRefused);
+    for (const std::uint64_t length : {4 * kMiB, 20 * kMiB}) {
+        tooLong = TiffBuilder();
+        tooLong.Page().Grey(2, 2, 8).Text(270, std::string(length, 'x')).AddPiece("abcd").Write(path_);
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), Ended::kRefused);
+    }
 }
 
 TEST_F(FileMemory, APackingThatWantsALargeWindowIsRefused) {

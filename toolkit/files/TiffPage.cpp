@@ -12,8 +12,8 @@ namespace {
 
 constexpr unsigned kMostPages = 65535;
 
-// Some programs keep a dozen entries of an otherwise grey map for the colours of annotations.
-constexpr std::size_t kMostColours = 16;
+// Some programs keep one or two dozen entries of an otherwise grey map for the colours of annotations.
+constexpr std::size_t kMostColours = 32;
 constexpr std::size_t kLeastGreys = 200;
 
 std::optional<std::array<std::uint8_t, 256>> GreyMap(TIFF* tiff) {

@@ -13,6 +13,8 @@
 #include <system_error>
 #include <unordered_set>
 
+#include "files/StoredDescription.h"
+
 namespace qvox {
 
 namespace {
@@ -140,10 +142,11 @@ std::uint64_t TiffSource::CheckEntries(const Layout& layout, const Entries& entr
         std::uint64_t size = 0;
         if (__builtin_mul_overflow(count, BytesOfType(type), &size)) size = std::numeric_limits<std::uint64_t>::max();
         if (size <= kSmallEntry || TellsOfPieces(tag)) continue;
-        if (size <= kMostEntryBytes - total) {
-            total += size;
-        } else if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= bytes_) {
+        if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= kLongestOwnDescription + 1) continue;
+        if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= bytes_) {
             trouble_ = "its description is too long (" + std::to_string(size) + " bytes)";
+        } else if (size <= kMostEntryBytes - total) {
+            total += size;
         } else if (size <= bytes_) {
             // What claims to be larger than its file, the library refuses by itself.
             HideEntry(layout, entries.first + i * entryBytes, type);

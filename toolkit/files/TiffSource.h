@@ -28,7 +28,7 @@ public:
     std::ptrdiff_t Read(void* target, std::size_t count);
     std::int64_t Seek(std::int64_t offset, int whence);
 
-    /// The values of a page's entries, beyond which larger ones are not shown.
+    /// The values of a page's entries but its description, beyond which larger ones are not shown.
     static constexpr std::uint64_t kMostEntryBytes = std::uint64_t{4} << 20;
     static constexpr std::uint64_t kMostPieces = std::uint64_t{1} << 20;
 
