@@ -11,6 +11,7 @@
 #include "files/StoredDescription.h"
 #include "support/TemporaryFolder.h"
 #include "support/TiffBuilder.h"
+#include "support/VendorBlocks.h"
 
 namespace korvane_test {
 
@@ -193,6 +194,51 @@ Seeds StoredSeeds() {
     };
 }
 
+/// Pictures with a block of each maker.
+void AddMakers(Seeds& seeds) {
+    const auto page = [] {
+        TiffBuilder file;
+        file.Page().Grey(2, 2, 8).AddPiece(Ramp(4)).Rational(282, 72, 1).Rational(283, 72, 1).Short(296, 2);
+        return file;
+    };
+    for (const std::uint16_t tag : {std::uint16_t{33560}, std::uint16_t{37706}}) {
+        TiffBuilder file = page();
+        const auto offset = static_cast<std::uint32_t>(file.Long(tag, 0).Bytes().size());
+        file.Long(tag, offset);
+        seeds["tag_" + std::to_string(tag)] =
+            file.Bytes() + (tag == 33560 ? SisBlock(offset, -9, 1.5, 1.25) : TvipsBlock(1.5f, 1.25f));
+    }
+    seeds["zeiss"] = page().Text(34118, "AP_IMAGE_PIXEL_SIZE\r\nImage Pixel Size = 4.466 nm\r\n").Bytes();
+    seeds["fei"] = page().Text(34682, "[Scan]\r\nPixelWidth=7.7e-009\r\nPixelHeight=7.7e-009\r\n").Bytes();
+    seeds["jeol"] = page().Text(270, JeolXml("MAG", "25000")).Bytes();
+    TiffBuilder gatan = page();
+    gatan.Real(65009, 0.168675).Real(65010, 0.2).Text(65003, "\xB5m").Text(65004, "\xB5m");
+    seeds["gatan"] = gatan.Text(65012, "micrometer").Text(65013, "micrometer").Bytes();
+}
+
+Seeds GatanSeeds() {
+    std::string numbers(16, '\0');
+    PutLittle(numbers, 0, 0.168675);
+    PutLittle(numbers, 8, 1.68674);
+    return {{"micrometres", numbers + "\xB5m\n\xB5m\nmicrometer\nmicrometer"},
+            {"nanometres", numbers + "nm\nnm\n-\n-"},
+            {"reciprocal", numbers + "1/nm\n1/nm\n\n"}};
+}
+
+/// The strips of the stored pictures, by themselves.
+Seeds UnpackingSeeds() {
+    // 2440 bytes: the fewest that are asked for.
+    const std::string deflated("\x78\x9C\xED\xC1\x01\x0D\x00\x00\x00\xC2\xA0\xF7\x4F\x6D\x0E\x37\xA0", 17);
+    std::string runs;
+    for (int i = 0; i < 40; ++i) runs += std::string("\x81\x07", 2);
+    return {{"lzw", std::string("\x00\x00\x80\x00\x00\x20\x50\x38\x24\x16\x0D\x07", 12)},
+            {"deflate", std::string("\x01\x08", 2) + deflated},
+            {"packbits", std::string("\x02\x01", 2) + runs},
+            {"zstd",
+             std::string("\x03\x00\x28\xB5\x2F\xFD\x60\x88\x08\x4D\x00\x00\x10\x07\x07\x01\x00\x83\x29\x40\x05", 21)},
+            {"lzma", std::string("\x04\x00\xFD\x37\x7A\x58\x5A\x00\x00\x01\x69\x22\xDE\x36\x02\x00\x21\x01", 18)}};
+}
+
 }  // namespace
 
 std::map<std::string, std::map<std::string, std::string>> FuzzSeeds() {
@@ -200,11 +246,25 @@ std::map<std::string, std::map<std::string, std::string>> FuzzSeeds() {
     AddPlain(pictures);
     AddStored(pictures);
     AddOwn(pictures);
-    return {{"imagej", ImageJSeeds()},
-            {"labels", pictures},
-            {"ome", OmeSeeds()},
-            {"stored", StoredSeeds()},
-            {"tiff", pictures}};
+    AddMakers(pictures);
+    const std::string offset(1, '\x20');
+    const std::string before(32, '-');
+    return {
+        {"fei", {{"scan", "[User]\nPixelWidth=1\n[Scan]\r\nPixelWidth=7.7e-009\r\nPixelHeight=7.8e-009\r\n[Beam]\n"}}},
+        {"gatan", GatanSeeds()},
+        {"imagej", ImageJSeeds()},
+        {"jeol", {{"magnified", JeolXml("MAG", "25000")}, {"diffraction", JeolXml("SAED", "80", "cm")}}},
+        {"labels", pictures},
+        {"ome", OmeSeeds()},
+        {"sis", {{"block", offset + before + SisBlock(32, -9, 1.5, 1.25)}}},
+        {"stored", StoredSeeds()},
+        {"tiff", pictures},
+        {"tvips", {{"block", offset + before + TvipsBlock(1.5f, 1.25f)}}},
+        {"unpacking", UnpackingSeeds()},
+        {"zeiss",
+         {{"both",
+           "\r\nAP_PIXEL_SIZE\r\nPixel Size = 3.0 nm\r\nAP_IMAGE_PIXEL_SIZE\r\nImage Pixel Size = 4.466 \xB5m\r\n"},
+          {"screen", "AP_PIXEL_SIZE\nPixel Size = 300 pm\n"}}}};
 }
 
 }  // namespace korvane_test

@@ -13,7 +13,7 @@ void PromiseSensible(const qvox::PixelResolution& resolution) {
     }
 }
 
-std::string FileWith(const std::uint8_t* bytes, std::size_t count) {
+int FileDescriptorWith(const std::uint8_t* bytes, std::size_t count) {
     static const int fd = memfd_create("korvane-fuzz", MFD_CLOEXEC);
     Promise(fd >= 0 && ftruncate(fd, 0) == 0, "there is a file in memory");
     std::size_t done = 0;
@@ -22,7 +22,11 @@ std::string FileWith(const std::uint8_t* bytes, std::size_t count) {
         Promise(written > 0, "the file in memory takes the bytes");
         done += static_cast<std::size_t>(written);
     }
-    return "/proc/self/fd/" + std::to_string(fd);
+    return fd;
+}
+
+std::string FileWith(const std::uint8_t* bytes, std::size_t count) {
+    return "/proc/self/fd/" + std::to_string(FileDescriptorWith(bytes, count));
 }
 
 }  // namespace korvane_test

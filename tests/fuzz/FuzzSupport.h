@@ -29,6 +29,7 @@ inline std::string TextOf(const std::uint8_t* bytes, std::size_t count) {
 /// A file in memory that has a path, for code that opens its file itself. There is one in a process: it has these bytes
 /// until the next call.
 std::string FileWith(const std::uint8_t* bytes, std::size_t count);
+int FileDescriptorWith(const std::uint8_t* bytes, std::size_t count);
 
 /// The targets of each source file.
 void FuzzTiff(const std::uint8_t* bytes, std::size_t count);
@@ -36,5 +37,12 @@ void FuzzLabels(const std::uint8_t* bytes, std::size_t count);
 void FuzzImageJ(const std::uint8_t* bytes, std::size_t count);
 void FuzzOme(const std::uint8_t* bytes, std::size_t count);
 void FuzzStoredDescription(const std::uint8_t* bytes, std::size_t count);
+void FuzzUnpacking(const std::uint8_t* bytes, std::size_t count);
+void FuzzSis(const std::uint8_t* bytes, std::size_t count);
+void FuzzTvips(const std::uint8_t* bytes, std::size_t count);
+void FuzzFei(const std::uint8_t* bytes, std::size_t count);
+void FuzzZeiss(const std::uint8_t* bytes, std::size_t count);
+void FuzzJeol(const std::uint8_t* bytes, std::size_t count);
+void FuzzGatan(const std::uint8_t* bytes, std::size_t count);
 
 }  // namespace korvane_test

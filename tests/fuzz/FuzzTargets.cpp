@@ -8,8 +8,18 @@ namespace korvane_test {
 
 const std::vector<FuzzTarget>& FuzzTargets() {
     static const std::vector<FuzzTarget> targets = {
-        {"imagej", FuzzImageJ}, {"labels", FuzzLabels}, {"ome", FuzzOme}, {"stored", FuzzStoredDescription},
+        {"fei", FuzzFei},
+        {"gatan", FuzzGatan},
+        {"imagej", FuzzImageJ},
+        {"jeol", FuzzJeol},
+        {"labels", FuzzLabels},
+        {"ome", FuzzOme},
+        {"sis", FuzzSis},
+        {"stored", FuzzStoredDescription},
         {"tiff", FuzzTiff},
+        {"tvips", FuzzTvips},
+        {"unpacking", FuzzUnpacking},
+        {"zeiss", FuzzZeiss},
     };
     return targets;
 }
