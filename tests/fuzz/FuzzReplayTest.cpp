@@ -19,7 +19,7 @@ using korvane_test::FuzzTarget;
 
 const fs::path kRegressions = KORVANE_SOURCE_DIR "/tests/fuzz/regressions";
 
-void Run(const FuzzTarget& target, const std::string& bytes) {
+void Feed(const FuzzTarget& target, const std::string& bytes) {
     target.run(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
@@ -33,7 +33,7 @@ TEST_P(FuzzReplay, SeedsKeepEveryPromise) {
     ASSERT_FALSE(seeds_.empty());
     for (const auto& [name, bytes] : seeds_) {
         SCOPED_TRACE(name);
-        EXPECT_NO_THROW(Run(Target(), bytes));
+        EXPECT_NO_THROW(Feed(Target(), bytes));
     }
 }
 
@@ -47,7 +47,7 @@ TEST_P(FuzzReplay, SeedsCutOffAndWithChangedBytesKeepEveryPromise) {
             for (std::size_t n = 0; n < i % 4 && !changed.empty(); ++n) {
                 changed[random() % changed.size()] = static_cast<char>(random());
             }
-            EXPECT_NO_THROW(Run(Target(), changed)) << "changed " << i;
+            EXPECT_NO_THROW(Feed(Target(), changed)) << "changed " << i;
         }
     }
 }
@@ -60,7 +60,7 @@ TEST_P(FuzzReplay, WhatOnceBrokeSomethingNoLongerDoes) {
         std::ifstream file(entry.path(), std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(file), {}};
         ASSERT_FALSE(bytes.empty());
-        EXPECT_NO_THROW(Run(Target(), bytes));
+        EXPECT_NO_THROW(Feed(Target(), bytes));
     }
 }
 
@@ -71,7 +71,7 @@ std::vector<const char*> Names() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplay, testing::ValuesIn(Names()),
-                         [](const auto& info) { return std::string(info.param); });
+                         [](const auto& target) { return std::string(target.param); });
 
 TEST(FuzzRegressions, EveryFolderBelongsToATarget) {
     for (const fs::directory_entry& entry : fs::directory_iterator(kRegressions)) {
