@@ -45,7 +45,8 @@ bool IsGrey(VoxelType type);
 TiffPage ChoosePage(TiffHandle& file, const TiffPage& first);
 
 /// The pages of the stack that starts with `page` (the file's first): as many as the layout states and the file holds
-/// in the same sizes and type, up to the first that differs or is marked as reduced. Throws ToolkitError when the file breaks off before.
+/// in the same sizes and type, up to the first that differs or is marked as reduced. Throws ToolkitError when the file
+/// breaks off before.
 std::vector<std::uint64_t> StackPages(TiffHandle& file, const TiffPage& page, const StackLayout& stack);
 
 /// Moves to the page. Throws ToolkitError.
