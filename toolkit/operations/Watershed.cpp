@@ -29,7 +29,8 @@ Cell LevelOf(float relief) {
     return bits >= 0 ? bits : -(bits & 0x7FFFFFFF);         // -0.0 is no lower than 0.0
 }
 
-/// Which voxels have no label yet, a bit each: of all that the flood looks at this alone stays in the processor's cache.
+/// Which voxels have no label yet, a bit each: of all that the flood looks at this alone stays in the processor's
+/// cache.
 class OpenVoxels {
 public:
     /// No voxel is open. Voxels are numbered row by row; the outermost ones are never asked for.
@@ -38,7 +39,13 @@ public:
         std::fill_n(words_.get(), voxels / 64 + 2, std::uint64_t{0});
     }
 
-    void Open(std::size_t voxel) { words_[voxel / 64] |= std::uint64_t{1} << (voxel % 64); }
+    void OpenRun(std::size_t first, std::size_t count) {
+        for (std::size_t at = first, end = first + count; at < end;) {
+            const std::size_t taken = std::min(64 - at % 64, end - at);
+            words_[at / 64] |= (~std::uint64_t{0} >> (64 - taken)) << (at % 64);
+            at += taken;
+        }
+    }
     void Close(std::size_t voxel) { words_[voxel / 64] &= ~(std::uint64_t{1} << (voxel % 64)); }
 
     /// Bits 0 to 2 are the neighbours above from left to right, bits 4 and 6 those at the sides, 8 to 10 those below:
@@ -59,7 +66,8 @@ private:
     LargePageArray<std::uint64_t> words_;
 };
 
-/// The flooding of one image. The cells have a margin of one voxel that is never open, so that the loop knows no border.
+/// The flooding of one image. The cells have a margin of one voxel that is never open, so that the loop knows no
+/// border.
 class Flooding {
 public:
     Flooding(const VoxelImage<float>& relief, const LabelImage& markers)
@@ -69,8 +77,7 @@ public:
           cells_(MakeLargePageArray<Cell>(stride_ * (height_ + 2))),
           unlabelled_(stride_ * (height_ + 2), stride_),
           waiting_(MakeLargePageArray<Waiting>(width_ * height_)) {
-        FillCells(relief);
-        LayOutBuckets();
+        LayOutBuckets(FillCells(relief));
         SeedQueue(relief, markers);
         const auto s = static_cast<std::int32_t>(stride_);
         neighbourOf_ = {-s - 1, -s, -s + 1, 0, -1, 0, 1, 0, s - 1, s, s + 1, 0};
@@ -100,59 +107,52 @@ private:
         return cell < kUnlabelled ? static_cast<std::uint16_t>(cell - kLabelled) : std::uint16_t{0};
     }
 
-    void FillCells(const VoxelImage<float>& relief) {
+    std::vector<std::uint32_t> FillCells(const VoxelImage<float>& relief) {
+        std::vector<std::uint32_t> bandCounts(BucketMap::kBands, 0);
         for (std::uint64_t y = 0; y < height_; ++y) {
             const float* row = relief.Row(y);
             Cell* cells = cells_.get() + At(0, y);
             for (std::uint64_t x = 0; x < width_; ++x) cells[x] = LevelOf(row[x]);
+            for (std::uint64_t x = 0; x < width_; ++x) ++bandCounts[BucketMap::BandOf(cells[x])];
+            unlabelled_.OpenRun(At(0, y), width_);
         }
-    }
-
-    template <typename Visit>
-    void ForEachCell(Visit visit) const {
-        for (std::uint64_t y = 0; y < height_; ++y) {
-            const Cell* cells = cells_.get() + At(0, y);
-            for (std::uint64_t x = 0; x < width_; ++x) visit(cells[x]);
-        }
+        return bandCounts;
     }
 
     // Every voxel waits in its bucket at most once, so the buckets lie side by side in one array.
-    void LayOutBuckets() {
-        std::vector<std::uint32_t> bandCounts(BucketMap::kBands, 0);
-        ForEachCell([&](Cell level) { ++bandCounts[BucketMap::BandOf(level)]; });
+    void LayOutBuckets(const std::vector<std::uint32_t>& bandCounts) {
         buckets_.Divide(bandCounts);
         begins_.assign(buckets_.Count() + 1, 0);
-        ForEachCell([&](Cell level) { ++begins_[buckets_.BucketOf(level) + 1]; });
+        for (std::uint64_t y = 0; y < height_; ++y) {
+            const Cell* cells = cells_.get() + At(0, y);
+            for (std::uint64_t x = 0; x < width_; ++x) ++begins_[buckets_.BucketOf(cells[x]) + 1];
+        }
         for (std::uint32_t bucket = 0; bucket < buckets_.Count(); ++bucket) begins_[bucket + 1] += begins_[bucket];
         ends_ = begins_;
+    }
+
+    template <typename Visit>
+    static void ForEachMarkerVoxel(const LabelImage& markers, Visit visit) {
+        for (std::uint64_t y = 0; y < markers.SizeY(); ++y) {
+            const std::uint16_t* row = markers.Row(y);
+            for (std::uint64_t x = 0; x < markers.SizeX(); ++x) {
+                if (row[x] != 0) visit(x, y, row[x]);
+            }
+        }
     }
 
     // Only marker voxels beside an unlabelled one are let in: the others reach nobody, now or later, and leaving them
     // out changes no order.
     void SeedQueue(const VoxelImage<float>& relief, const LabelImage& markers) {
-        for (std::uint64_t y = 0; y < height_; ++y) {
-            const std::uint16_t* row = markers.Row(y);
-            Cell* cells = cells_.get() + At(0, y);
-            for (std::uint64_t x = 0; x < width_; ++x) {
-                if (row[x] != 0) {
-                    cells[x] = kLabelled + row[x];
-                } else {
-                    unlabelled_.Open(At(x, y));
-                }
-            }
-        }
-        for (std::uint64_t y = 0; y < height_; ++y) {
-            const std::uint16_t* row = markers.Row(y);
-            for (std::uint64_t x = 0; x < width_; ++x) {
-                if (row[x] == 0 || unlabelled_.Around(At(x, y)) == 0) continue;
-                const Cell level = LevelOf(relief.Row(y)[x]);
-                Await(buckets_.BucketOf(level), Entry(level, row[x], At(x, y)));
-            }
-        }
-    }
-
-    static Waiting Entry(Cell level, std::uint16_t label, std::size_t voxel) {
-        return {static_cast<std::uint16_t>(level), label, static_cast<std::uint32_t>(voxel)};
+        ForEachMarkerVoxel(markers, [this](std::uint64_t x, std::uint64_t y, std::uint16_t label) {
+            cells_[At(x, y)] = kLabelled + label;
+            unlabelled_.Close(At(x, y));
+        });
+        ForEachMarkerVoxel(markers, [&](std::uint64_t x, std::uint64_t y, std::uint16_t label) {
+            if (unlabelled_.Around(At(x, y)) == 0) return;
+            const Cell level = LevelOf(relief.Row(y)[x]);
+            Await(buckets_.BucketOf(level), {level, label, static_cast<std::uint32_t>(At(x, y))});
+        });
     }
 
     void Await(std::uint32_t bucket, Waiting entry) { waiting_[ends_[bucket]++] = entry; }
@@ -164,9 +164,9 @@ private:
         firstBits_ = buckets_.FirstBits(current_);
         for (std::uint32_t i = begins_[current_]; i < ends_[current_]; ++i) {
             const Waiting entry = waiting_[i];
-            const unsigned around = unlabelled_.Around(entry.voxel);
+            const unsigned around = unlabelled_.Around(entry.Voxel());
             if (around == 0) continue;
-            const Cell* cell = cells_.get() + entry.voxel;
+            const Cell* cell = cells_.get() + entry.Voxel();
             if ((around & 0x00Fu) != 0) __builtin_prefetch(cell - stride_, 1);
             if ((around & 0x0F0u) != 0) __builtin_prefetch(cell, 1);
             if ((around & 0xF00u) != 0) __builtin_prefetch(cell + stride_, 1);
@@ -185,18 +185,18 @@ private:
         while (!arrived_.empty()) {
             wave_.swap(arrived_);
             arrived_.clear();
-            for (const Waiting& entry : wave_) Flood(entry);
+            for (const Waiting entry : wave_) Flood(entry);
         }
     }
 
-    void Flood(const Waiting& entry) {
-        for (unsigned open = unlabelled_.Around(entry.voxel); open != 0; open &= open - 1) {
+    void Flood(Waiting entry) {
+        for (unsigned open = unlabelled_.Around(entry.Voxel()); open != 0; open &= open - 1) {
             const auto offset = neighbourOf_[static_cast<unsigned>(__builtin_ctz(open))];
-            const std::uint32_t neighbour = entry.voxel + static_cast<std::uint32_t>(offset);
+            const std::uint32_t neighbour = entry.Voxel() + static_cast<std::uint32_t>(offset);
             const Cell level = cells_[neighbour];
-            cells_[neighbour] = kLabelled + entry.label;
+            cells_[neighbour] = kLabelled + entry.Label();
             unlabelled_.Close(neighbour);
-            const Waiting next = Entry(level, entry.label, neighbour);
+            const Waiting next(level, entry.Label(), neighbour);
             if (level <= level_) {
                 arrived_.push_back(next);
                 continue;

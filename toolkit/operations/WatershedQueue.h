@@ -44,7 +44,7 @@ public:
     }
 
 private:
-    static constexpr std::uint32_t kVoxelsPerBucket = 1024;
+    static constexpr std::uint32_t kVoxelsPerBucket = 2048;
     struct Band {
         std::uint32_t first = 0;
         std::uint32_t shift = 16;
@@ -54,11 +54,21 @@ private:
     std::uint32_t count_ = 0;
 };
 
-/// A labelled voxel that waits in a bucket. The bucket tells the rest of its level.
-struct Waiting {
-    std::uint16_t level;  // the last 16 bits
-    std::uint16_t label;
-    std::uint32_t voxel;
+/// A labelled voxel that waits in a bucket, which tells the rest of its level: one number, so that it is stored and
+/// loaded at a stroke.
+class Waiting {
+public:
+    Waiting() = default;
+    /// Of the level only the last 16 bits are kept.
+    Waiting(Cell level, std::uint16_t label, std::uint32_t voxel)
+        : bits_(std::uint64_t{static_cast<std::uint16_t>(level)} << 48 | std::uint64_t{label} << 32 | voxel) {}
+
+    std::uint16_t Level() const { return static_cast<std::uint16_t>(bits_ >> 48); }
+    std::uint16_t Label() const { return static_cast<std::uint16_t>(bits_ >> 32); }
+    std::uint32_t Voxel() const { return static_cast<std::uint32_t>(bits_); }
+
+private:
+    std::uint64_t bits_;
 };
 
 /// A few voxels in order of level and arrival. They are kept sorted by insertion; where that would have to pass too
@@ -66,17 +76,17 @@ struct Waiting {
 class SortedQueue {
 public:
     bool Empty() const { return first_ == sorted_.size() && heap_.empty(); }
-    std::uint16_t FrontLevel() const { return heap_.empty() ? sorted_[first_].level : heap_.front().entry.level; }
+    std::uint16_t FrontLevel() const { return heap_.empty() ? sorted_[first_].Level() : heap_.front().entry.Level(); }
 
     /// Later arrivals go behind equal levels.
     void Add(Waiting entry) {
-        if (!heap_.empty() || (sorted_.size() - first_ >= kMaxSorted && entry.level < sorted_.back().level)) {
+        if (!heap_.empty() || (sorted_.size() - first_ >= kMaxSorted && entry.Level() < sorted_.back().Level())) {
             AddToHeap(entry);
             return;
         }
         sorted_.push_back(entry);
         std::size_t at = sorted_.size() - 1;
-        for (; at != first_ && entry.level < sorted_[at - 1].level; --at) sorted_[at] = sorted_[at - 1];
+        for (; at != first_ && entry.Level() < sorted_[at - 1].Level(); --at) sorted_[at] = sorted_[at - 1];
         sorted_[at] = entry;
     }
 
@@ -94,7 +104,7 @@ private:
         std::uint64_t arrival;
     };
     static bool Later(const Ordered& a, const Ordered& b) {
-        return a.entry.level != b.entry.level ? a.entry.level > b.entry.level : a.arrival > b.arrival;
+        return a.entry.Level() != b.entry.Level() ? a.entry.Level() > b.entry.Level() : a.arrival > b.arrival;
     }
     void Clear() {
         sorted_.clear();
@@ -139,7 +149,7 @@ public:
     }
 
     void Add(Waiting entry) {
-        const std::uint32_t slot = (std::uint32_t{entry.level} >> shift_) & mask_;
+        const std::uint32_t slot = (std::uint32_t{entry.Level()} >> shift_) & mask_;
         if (slotIsOpen_ && slot == slot_) {
             queue_.Add(entry);
             return;
@@ -169,7 +179,7 @@ public:
 
 private:
     static constexpr std::uint32_t kNone = ~std::uint32_t{0};
-    static constexpr std::uint32_t kVoxelsPerSlot = 2;
+    static constexpr std::uint32_t kVoxelsPerSlot = 4;
     struct Entry {
         Waiting waiting;
         std::uint32_t next;
