@@ -218,6 +218,10 @@ private:
         }
     }
 
+    // Of the four passes round a corner the highest is not needed: the other three lead the same way. Among equally
+    // high ones let those between rows be the higher ones, and of these the right one. Then the highest lies between
+    // rows always, and those remain which are lower than the next one to the left and no higher than the next to the
+    // right.
     void AddPasses(const Tile& tile) {
         std::vector<TileGraph::Pass>& passes = graph_.Passes();
         TileGraph::Pass* passesOfAll = newPasses_.data();
@@ -231,12 +235,25 @@ private:
                 count += static_cast<std::size_t>(l[x] != l[x + 1]);
             }
             if (y + 1 == tile.height) break;
+            FindLowPassesDown(v, l, tile.width);
             for (std::uint64_t x = 0; x < tile.width; ++x) {
-                passesOfAll[count] = {l[x], l[x + kStride], std::max(v[x], v[x + kStride])};
-                count += static_cast<std::size_t>(l[x] != l[x + kStride]);
+                passesOfAll[count] = {l[x], l[x + kStride], levelsDown_[x]};
+                count += neededDown_[x];
             }
         }
         passes.assign(passesOfAll, passesOfAll + count);
+    }
+
+    void FindLowPassesDown(const std::uint16_t* v, const std::uint16_t* l, std::uint64_t width) {
+        constexpr std::size_t kStride = BasinLabels::kStride;
+        std::uint16_t* levels = levelsDown_.data();
+        std::uint16_t* needed = neededDown_.data();
+        for (std::uint64_t x = 0; x < width; ++x) {
+            levels[x] = std::max(v[x], v[x + kStride]);
+            needed[x] = l[x] != l[x + kStride] ? 1 : 0;
+        }
+        for (std::uint64_t x = 0; x + 1 < width; ++x) needed[x] &= levels[x] <= levels[x + 1] ? 1 : 0;
+        for (std::uint64_t x = 1; x < width; ++x) needed[x] &= levels[x] < levels[x - 1] ? 1 : 0;
     }
 
     std::uint32_t PartAt(std::size_t tile, std::uint64_t x, std::uint64_t y) const {
@@ -285,6 +302,8 @@ private:
     std::vector<Tile> tiles_;
     BasinLabels basins_;
     TileGraph graph_;
+    std::array<std::uint16_t, Tile::kSide> levelsDown_{};
+    std::array<std::uint16_t, Tile::kSide> neededDown_{};
     std::vector<TileGraph::Pass> newPasses_ = std::vector<TileGraph::Pass>(2 * Tile::kSide * Tile::kSide);
     std::vector<std::size_t> begins_;        // of each tile, in basinsOfAll_
     std::vector<std::uint32_t> firstParts_;  // the number in the plane of each tile's part 1
