@@ -158,8 +158,7 @@ public:
     void Run() {
         for (std::size_t i = 0; i < tiles_.size(); ++i) ContractTile(i);
         for (std::size_t i = 0; i < tiles_.size(); ++i) JoinToNextTiles(i);
-        plane_.Begin(left_);
-        plane_.Passes().swap(passes_);
+        plane_.Begin(left_, passes_.data(), passes_.size());
         plane_.Contract();
         for (std::size_t i = 0; i < tiles_.size(); ++i) Fill(i);
     }
@@ -174,15 +173,13 @@ private:
     void ContractTile(std::size_t i) {
         const Tile& tile = tiles_[i];
         const std::size_t count = basins_.Label(input_, z_, tile);
-        graph_.Begin(count);
+        graph_.Begin(count, tilePasses_.data(), CollectPasses(tile));
         MarkRim(tile);
-        AddPasses(tile);
         graph_.Contract();
-        graph_.ThinPasses();
         begins_.push_back(basinsOfAll_.size());
         firstParts_.push_back(left_);
         KeepBasins(count);
-        for (const TileGraph::Pass& pass : graph_.Passes()) {
+        for (const TileGraph::Pass& pass : graph_.NeededPasses()) {
             passes_.push_back({Part(i, pass.a), Part(i, pass.b), pass.level});
         }
         left_ += static_cast<std::uint32_t>(graph_.Left()) - 1;
@@ -222,26 +219,25 @@ private:
     // high ones let those between rows be the higher ones, and of these the right one. Then the highest lies between
     // rows always, and those remain which are lower than the next one to the left and no higher than the next to the
     // right.
-    void AddPasses(const Tile& tile) {
-        std::vector<TileGraph::Pass>& passes = graph_.Passes();
-        TileGraph::Pass* passesOfAll = newPasses_.data();
+    std::size_t CollectPasses(const Tile& tile) {
+        TileGraph::Pass* passes = tilePasses_.data();
         std::size_t count = 0;
         constexpr std::size_t kStride = BasinLabels::kStride;
         for (std::uint64_t y = 0; y < tile.height; ++y) {
             const std::uint16_t* v = basins_.Values(y);
             const std::uint16_t* l = basins_.Labels(y);
             for (std::uint64_t x = 0; x + 1 < tile.width; ++x) {
-                passesOfAll[count] = {l[x], l[x + 1], std::max(v[x], v[x + 1])};
+                passes[count] = {l[x], l[x + 1], std::max(v[x], v[x + 1])};
                 count += static_cast<std::size_t>(l[x] != l[x + 1]);
             }
             if (y + 1 == tile.height) break;
             FindLowPassesDown(v, l, tile.width);
             for (std::uint64_t x = 0; x < tile.width; ++x) {
-                passesOfAll[count] = {l[x], l[x + kStride], levelsDown_[x]};
+                passes[count] = {l[x], l[x + kStride], levelsDown_[x]};
                 count += neededDown_[x];
             }
         }
-        passes.assign(passesOfAll, passesOfAll + count);
+        return count;
     }
 
     void FindLowPassesDown(const std::uint16_t* v, const std::uint16_t* l, std::uint64_t width) {
@@ -304,7 +300,7 @@ private:
     TileGraph graph_;
     std::array<std::uint16_t, Tile::kSide> levelsDown_{};
     std::array<std::uint16_t, Tile::kSide> neededDown_{};
-    std::vector<TileGraph::Pass> newPasses_ = std::vector<TileGraph::Pass>(2 * Tile::kSide * Tile::kSide);
+    std::vector<TileGraph::Pass> tilePasses_ = std::vector<TileGraph::Pass>(2 * Tile::kSide * Tile::kSide);
     std::vector<std::size_t> begins_;        // of each tile, in basinsOfAll_
     std::vector<std::uint32_t> firstParts_;  // the number in the plane of each tile's part 1
     std::vector<Basin> basinsOfAll_;
