@@ -73,7 +73,10 @@ TEST(FeiBlock, NothingElseCounts) {
                              "[Scan]\nPixelWidth=0x1p-30\nPixelHeight=0x1p-30\n"}) {
         EXPECT_FALSE(Fei(text)) << text;
     }
-    EXPECT_FALSE(Fei(std::string("[Scan]\n\0PixelWidth=1e-9\nPixelHeight=1e-9\n", 45))) << "the text ends at the NUL";
+    const std::string width = "[Scan]\nPixelWidth=1e-9\n";
+    const std::string height = "\nPixelHeight=1e-9\n";
+    ASSERT_TRUE(Fei(width + height));
+    EXPECT_FALSE(Fei(width + '\0' + height)) << "the text ends at the NUL";
     EXPECT_FALSE(Fei("[Scan]\nPixelWidth=" + std::string(100000, '9') + "\nPixelHeight=1e-9\n"));
 }
 
