@@ -74,7 +74,7 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path), target_(path) {
     const std::string name = slash == std::string::npos ? target_ : target_.substr(slash + 1);
     if (name.empty()) Fail(EISDIR);
     char hash[32];
-    static_cast<void>(std::snprintf(hash, sizeof hash, "%016llx", static_cast<unsigned long long>(HashOf(name))));
+    std::snprintf(hash, sizeof hash, "%016llx", static_cast<unsigned long long>(HashOf(name)));
     prefix_ = std::string(".korvane-") + hash + "-";
     RemoveLeftovers();
     OpenTemporary();
