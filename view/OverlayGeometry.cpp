@@ -9,8 +9,8 @@ namespace Korvane {
 namespace {
 
 int Centred(std::uint64_t anchor, float scale, int extent, int shift) {
-    return static_cast<int>(static_cast<float>(anchor) * scale - static_cast<float>(extent / 2) +
-                            static_cast<float>(shift));
+    const int half = extent / 2;
+    return static_cast<int>(static_cast<float>(anchor) * scale - static_cast<float>(half) + static_cast<float>(shift));
 }
 
 std::int64_t OnScreen(std::uint64_t coordinate, float factor, int start) {
