@@ -42,6 +42,8 @@ void WidenMessage(wxProgressDialog& progress) {
         text->SetMinSize({text->GetTextExtent("Image: 00000 detection of exosomes").x, text->GetSize().y});
     }
     progress.Fit();
+    // Where the dialog was wide enough already, its size does not change and nothing else would lay it out.
+    progress.Layout();
 }
 
 }  // namespace
