@@ -1,7 +1,5 @@
 #include "MainWindow.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -15,6 +13,7 @@
 
 #include "PathText.h"
 #include "SingleImageCanvas.h"
+#include "WindowLibrary.h"
 #include "files/ImageFile.h"
 
 namespace korvane_test {
@@ -26,24 +25,12 @@ namespace {
 constexpr std::chrono::seconds kLimit{60};
 constexpr int kPollMs = 5;
 
-/// A function of the window library, which comes without its headers.
-template <typename Function>
-Function* OfLibrary(const char* name) {
-    // The standard way to turn an address into a function.
-    return reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
-}
-
 constexpr int kAccept = -3;
 
 bool ChooserShows(wxDialog& dialog, const std::vector<std::string>& paths) {
-    struct Node {
-        void* data;
-        Node* next;
-        Node* previous;
-    };
     std::vector<std::string> shown;
-    Node* const list = OfLibrary<Node*(void*)>("gtk_file_chooser_get_filenames")(dialog.GetHandle());
-    for (Node* node = list; node != nullptr; node = node->next) {
+    LibraryList* const list = OfLibrary<LibraryList*(void*)>("gtk_file_chooser_get_filenames")(dialog.GetHandle());
+    for (LibraryList* node = list; node != nullptr; node = node->next) {
         shown.emplace_back(static_cast<const char*>(node->data));
         OfLibrary<void(void*)>("g_free")(node->data);
     }
