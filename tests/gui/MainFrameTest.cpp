@@ -153,7 +153,8 @@ TEST_F(MainWindow, ClosingWithPositionsAsksAndCancelKeepsEverything) {
     EXPECT_EQ(answers.texts, std::vector<wxString>(2,
                                                    "After terminating the application, all unsaved results will be "
                                                    "irretrievably lost!\nDo you really want to continue?"));
-    EXPECT_FALSE(frame->IsBeingDeleted());
+    EXPECT_FALSE(IsGoing(frame));
+    EXPECT_TRUE(frame->IsShown());
     EXPECT_EQ(PositionCount(frame->Store()), 3u);
 }
 

@@ -22,7 +22,7 @@ using namespace Korvane;
 
 namespace {
 
-constexpr std::chrono::seconds kLimit{60};
+constexpr std::chrono::seconds kLimit{20};
 constexpr int kPollMs = 5;
 
 constexpr int kAccept = -3;
@@ -66,8 +66,40 @@ Answers::Answers(std::function<int(wxDialog&)> answer) : answer_(std::move(answe
 
 Answers::~Answers() { Unregister(); }
 
+/// Calls what acts on a shown dialog until that has done its part.
+class Answers::Poller final : public wxTimer {
+public:
+    Poller(wxDialog& shown, std::function<bool(wxDialog&)> act) : shown_(shown), act_(std::move(act)) {
+        Start(kPollMs);
+    }
+
+    bool Polls(const wxDialog* dialog) const { return dialog == &shown_; }
+
+    void Notify() override {
+        // What is done to the dialog may pump events.
+        if (busy_ || !shown_.IsShown()) return;
+        busy_ = true;
+        const bool late = std::chrono::steady_clock::now() > end_;
+        if (late) {
+            ADD_FAILURE() << "a dialog never came to what was awaited";
+            shown_.EndModal(wxID_CANCEL);
+        }
+        if (late || act_(shown_)) Stop();
+        busy_ = false;
+    }
+
+private:
+    wxDialog& shown_;
+    std::function<bool(wxDialog&)> act_;
+    std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + kLimit;
+    bool busy_ = false;
+};
+
 int Answers::Enter(wxDialog* dialog) {
-    // The choosers of the platform keep their title as their message.
+    const auto polls = [dialog](const std::unique_ptr<Poller>& poller) { return poller->Polls(dialog); };
+    // The choosers of the platform announce themselves twice.
+    if (std::any_of(pollers_.begin(), pollers_.end(), polls)) return wxID_NONE;
+    // They keep their title as their message.
     const auto* const files = dynamic_cast<wxFileDialog*>(dialog);
     const auto* const folders = dynamic_cast<wxDirDialog*>(dialog);
     titles.push_back(files != nullptr     ? files->GetMessage()
@@ -78,59 +110,62 @@ int Answers::Enter(wxDialog* dialog) {
         captions.push_back(question->GetTitle());
     }
     const int answer = answer_(*dialog);
-    if (answer == wxID_NONE) Poll(*dialog);
+    if (answer == wxID_NONE) pollers_.push_back(std::make_unique<Poller>(*dialog, act_));
     return answer;
 }
 
-void Answers::Poll(wxDialog& dialog) {
-    class Poller final : public wxTimer {
-    public:
-        Poller(wxDialog& shown, std::function<bool(wxDialog&)> act) : shown_(shown), act_(std::move(act)) {}
-        void Notify() override {
-            // What is done to the dialog may pump events.
-            if (busy_ || !shown_.IsShown()) return;
-            busy_ = true;
-            const bool late = std::chrono::steady_clock::now() > end_;
-            if (late) {
-                ADD_FAILURE() << "the dialog '" << shown_.GetTitle() << "' never came to what was awaited";
-                shown_.EndModal(wxID_CANCEL);
-            }
-            if (late || act_(shown_)) Stop();
-            busy_ = false;
+void Answers::Exit(wxDialog* dialog) {
+    for (auto poller = pollers_.begin(); poller != pollers_.end(); ++poller) {
+        if ((*poller)->Polls(dialog)) {
+            pollers_.erase(poller);
+            return;
         }
-
-    private:
-        wxDialog& shown_;
-        std::function<bool(wxDialog&)> act_;
-        std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + kLimit;
-        bool busy_ = false;
-    };
-    timers_.push_back(std::make_unique<Poller>(dialog, act_));
-    timers_.back()->Start(kPollMs);
+    }
 }
 
-std::function<bool(wxDialog&)> Choose(const std::vector<std::string>& paths) {
-    return [paths](wxDialog& dialog) {
-        for (const std::string& path : paths) {
-            OfLibrary<int(void*, const char*)>("gtk_file_chooser_select_filename")(dialog.GetHandle(), path.c_str());
-        }
+namespace {
+
+/// Sets a chooser up and confirms it when it shows the paths, which it looks up in its own time.
+std::function<bool(wxDialog&)> ChooseAfter(const std::function<void(void*)>& setUp,
+                                           const std::vector<std::string>& paths) {
+    constexpr int kPatience = 50;
+    return [setUp, paths, polls = 0](wxDialog& dialog) mutable {
+        // Setting up again begins the look-up again.
+        if (polls++ % kPatience == 0) setUp(dialog.GetHandle());
         if (!ChooserShows(dialog, paths)) return false;
         Accept(dialog);
         return true;
     };
 }
 
-std::function<bool(wxDialog&)> ChooseNew(const std::string& path) {
-    return [path](wxDialog& dialog) {
-        const std::filesystem::path parts(path);
-        OfLibrary<int(void*, const char*)>("gtk_file_chooser_set_current_folder")(dialog.GetHandle(),
-                                                                                  parts.parent_path().c_str());
-        OfLibrary<void(void*, const char*)>("gtk_file_chooser_set_current_name")(dialog.GetHandle(),
-                                                                                 parts.filename().c_str());
-        if (!ChooserShows(dialog, {path})) return false;
-        Accept(dialog);
-        return true;
+}  // namespace
+
+std::function<bool(wxDialog&)> Choose(const std::vector<std::string>& paths) {
+    const auto setUp = [paths](void* chooser) {
+        if (paths.size() == 1) {
+            OfLibrary<int(void*, const char*)>("gtk_file_chooser_select_filename")(chooser, paths[0].c_str());
+            return;
+        }
+        const std::string parent = std::filesystem::path(paths[0]).parent_path();
+        char* const current = OfLibrary<char*(void*)>("gtk_file_chooser_get_current_folder")(chooser);
+        const bool there = current != nullptr && current == parent;
+        OfLibrary<void(void*)>("g_free")(current);
+        if (there) {
+            OfLibrary<void(void*)>("gtk_file_chooser_select_all")(chooser);
+        } else {
+            OfLibrary<int(void*, const char*)>("gtk_file_chooser_set_current_folder")(chooser, parent.c_str());
+        }
     };
+    return ChooseAfter(setUp, paths);
+}
+
+std::function<bool(wxDialog&)> ChooseNew(const std::string& path) {
+    const auto setUp = [path](void* chooser) {
+        const std::filesystem::path parts(path);
+        OfLibrary<int(void*, const char*)>("gtk_file_chooser_set_current_folder")(chooser, parts.parent_path().c_str());
+        OfLibrary<void(void*, const char*)>("gtk_file_chooser_set_current_name")(chooser, parts.filename().c_str());
+    };
+    return ChooseAfter(setUp, {path});
 }
 
 void Told::DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo&) {
@@ -216,6 +251,8 @@ wxString MainWindow::Status(int field) const { return frame->GetStatusBar()->Get
 bool MainWindow::Checked(int id) const { return frame->GetMenuBar()->IsChecked(id); }
 
 wxString MainWindow::PathOf(const std::string& name) const { return PathText(folder.File(name)); }
+
+bool IsGoing(wxWindow* window) { return wxPendingDelete.Member(window); }
 
 void WriteRamp(const std::string& path, unsigned width, unsigned height) {
     qvox::VoxelImage<std::uint8_t> image;

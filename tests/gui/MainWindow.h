@@ -42,16 +42,18 @@ public:
 
 protected:
     int Enter(wxDialog* dialog) override;
+    void Exit(wxDialog* dialog) override;
 
 private:
-    void Poll(wxDialog& dialog);
+    class Poller;
 
     std::function<int(wxDialog&)> answer_;
     std::function<bool(wxDialog&)> act_;
-    std::vector<std::unique_ptr<wxTimer>> timers_;
+    std::vector<std::unique_ptr<Poller>> pollers_;
 };
 
-/// For Answers::Act: picks these files (or the folder) in a chooser of the platform and confirms it.
+/// For Answers::Act: picks a file or folder in a chooser of the platform and confirms it. Several files must be all
+/// that their folder holds.
 std::function<bool(wxDialog&)> Choose(const std::vector<std::string>& paths);
 
 /// For Answers::Act: a name typed into a chooser for saving.
@@ -104,6 +106,9 @@ protected:
     Told told;
     Korvane::MainFrame* frame = nullptr;
 };
+
+/// Whether a window was told to go; it does so when the toolkit next has time.
+bool IsGoing(wxWindow* window);
 
 /// A ramp of grey levels with a pixel size of 5 nm, written to a file.
 void WriteRamp(const std::string& path, unsigned width = 64, unsigned height = 64);
