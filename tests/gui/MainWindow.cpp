@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <utility>
 
 #include <wx/app.h>
 #include <wx/dirdlg.h>
@@ -62,9 +63,17 @@ bool Await(const std::function<bool()>& holds) {
     return true;
 }
 
-Answers::Answers(std::function<int(wxDialog&)> answer) : answer_(std::move(answer)) { Register(); }
+Answers* Answers::innermost_ = nullptr;
 
-Answers::~Answers() { Unregister(); }
+Answers::Answers(std::function<int(wxDialog&)> answer)
+    : answer_(std::move(answer)), around_(std::exchange(innermost_, this)) {
+    Register();
+}
+
+Answers::~Answers() {
+    Unregister();
+    innermost_ = around_;
+}
 
 /// Calls what acts on a shown dialog until that has done its part.
 class Answers::Poller final : public wxTimer {
@@ -96,6 +105,7 @@ private:
 };
 
 int Answers::Enter(wxDialog* dialog) {
+    if (innermost_ != this) return wxID_NONE;
     const auto polls = [dialog](const std::unique_ptr<Poller>& poller) { return poller->Polls(dialog); };
     // The choosers of the platform announce themselves twice.
     if (std::any_of(pollers_.begin(), pollers_.end(), polls)) return wxID_NONE;
@@ -184,6 +194,20 @@ MainWindow::~MainWindow() {
     frame->Destroy();
     Pump();
     wxEventLoopBase::SetActive(nullptr);
+}
+
+void MainWindow::AwaitShown() {
+    frame->Raise();
+    frame->Canvas().SetFocus();
+    bool painted = false;
+    const auto onPaint = [&](wxPaintEvent& event) {
+        painted = true;
+        event.Skip();
+    };
+    frame->Canvas().Bind(wxEVT_PAINT, onPaint);
+    frame->Canvas().Refresh(false);
+    EXPECT_TRUE(Await([&] { return painted && frame->IsActive(); })) << "the window did not appear";
+    frame->Canvas().Unbind(wxEVT_PAINT, onPaint);
 }
 
 void MainWindow::Run(int id) {
