@@ -28,7 +28,8 @@ public:
 
     // What comes from elsewhere than a command.
 
-    /// Opens these files in place of all positions, after the question that opening asks; nothing while a command runs.
+    /// Opens these files, and the images of these folders (see ListImages), in place of all positions, after the
+    /// question that opening asks; nothing while a command runs.
     void OpenFiles(const std::vector<wxString>& paths);
 
     /// Does something once, after the window was painted for the first time.
@@ -132,6 +133,7 @@ private:
 
     void ReplacePositions(const std::vector<wxString>& paths);
     void FitToPosition();
+    void KeepOnScreen();
     void PointCanvasAt(std::size_t index);
     void ExportPicture(std::size_t index, const ChosenFolder& folder);
     ChosenFolder AskForFolder(const wxString& title);

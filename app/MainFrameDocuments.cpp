@@ -4,12 +4,14 @@
 #include <wx/busyinfo.h>
 #include <wx/dcmemory.h>
 #include <wx/dirdlg.h>
+#include <wx/display.h>
 #include <wx/filedlg.h>
 #include <wx/image.h>
 #include <wx/log.h>
 #include <wx/settings.h>
 
 #include "FailureText.h"
+#include "ImageList.h"
 #include "ImageLoading.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
@@ -69,10 +71,15 @@ void MainFrame::OnOpenImages(wxCommandEvent&) {
 
 void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
     RunAlone([&] {
-        if (paths.empty()) return;
+        std::vector<std::string> named;
+        for (const wxString& path : paths) named.push_back(PathBytes(path));
+        // A folder's images are looked for before anything is asked: without any there is nothing to ask.
+        std::vector<wxString> images;
+        for (const std::string& image : ListImages(named)) images.push_back(PathText(image));
+        if (images.empty()) return;
         if (HasPositions() && !Confirm(kOpenQuestion)) return;
         const DisabledScope disabled(*this);
-        ReplacePositions(paths);
+        ReplacePositions(images);
     });
 }
 
@@ -105,6 +112,17 @@ void MainFrame::FitToPosition() {
                             wxSystemSettings::GetMetric(wxSYS_SCREEN_Y, this)};
     const ClientSize fitted = FittedClientSize(screen, image.SizeX(), image.SizeY());
     SetClientSize(fitted.width, fitted.height);
+    KeepOnScreen();
+}
+
+void MainFrame::KeepOnScreen() {
+    if (IsMaximized() || IsFullScreen()) return;
+    const wxRect place = GetRect();
+    const wxRect screen = wxDisplay(this).GetClientArea();
+    // The corner with the menus stays in sight where the window is larger than the screen.
+    const wxPoint corner(std::max(screen.x, std::min(place.x, screen.x + screen.width - place.width)),
+                         std::max(screen.y, std::min(place.y, screen.y + screen.height - place.height)));
+    if (corner != place.GetPosition()) Move(corner);
 }
 
 ChosenFolder MainFrame::AskForFolder(const wxString& title) {
@@ -146,8 +164,8 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
             const wxString& path = store_.paths[i];
             DoFileTask(FileTask::kLoadResults, FileNameOf(path), [&] {
-                LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
-                if (i == store_.current) CountAgain();
+                const LabelsFound found = LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
+                if (found == LabelsFound::kLoaded && i == store_.current) CountAgain();
             });
         }
     }
