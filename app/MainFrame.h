@@ -153,7 +153,6 @@ private:
     bool labelNumbers_ = false;
     AnalysisParameters parameters_;
     int zoomLevel_ = 0;
-    WheelSum wheel_;
     std::vector<LabelAnchor> anchors_;  ///< of the census' version below
     std::optional<std::uint64_t> anchorsVersion_;
     enum class Work { kNone, kRunning } work_ = Work::kNone;

@@ -1,7 +1,5 @@
 #include "OverlayGeometry.h"
 
-#include <cmath>
-
 #include "LabelColours.h"
 
 namespace Korvane {
@@ -13,31 +11,10 @@ int Centred(std::uint64_t anchor, float scale, int extent, int shift) {
                             static_cast<float>(shift));
 }
 
-std::int64_t OnScreen(std::uint64_t coordinate, float factor, int start) {
-    return std::llround(static_cast<float>(coordinate) * factor) - start;
-}
-
 }  // namespace
 
 qvox::Rgb8 ToolColour(std::uint16_t currentLabel) {
     return currentLabel == 0 ? qvox::Rgb8{255, 255, 255} : LabelColour(currentLabel);
-}
-
-LabelDrawing DrawingOf(LabelStyle style, float zoomFactor) {
-    if (style == LabelStyle::kContours && zoomFactor < 1.0f) return {LabelStyle::kNone, true};
-    return {style, false};
-}
-
-void PlotContourVoxels(const std::vector<ContourVoxel>& voxels, const ViewState& view, ColourPicture& picture) {
-    const float factor = ZoomFactor(view.zoomLevel);
-    const auto width = static_cast<std::int64_t>(picture.SizeX());
-    const auto height = static_cast<std::int64_t>(picture.SizeY());
-    for (const ContourVoxel& voxel : voxels) {
-        const std::int64_t x = OnScreen(voxel.x, factor, view.start.x);
-        const std::int64_t y = OnScreen(voxel.y, factor, view.start.y);
-        if (x < 0 || y < 0 || x >= width || y >= height) continue;
-        picture(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)) = LabelColour(voxel.label);
-    }
 }
 
 ToolOutline OutlineAt(const ViewState& view, const EditingState& state, const ClientPoint& pointer) {

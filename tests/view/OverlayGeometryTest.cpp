@@ -6,31 +6,6 @@ namespace Korvane {
 
 namespace {
 
-TEST(LabelDrawing, TurnsContoursIntoPointsBelowScaleOneOnly) {
-    EXPECT_TRUE(DrawingOf(LabelStyle::kContours, 0.99f).contourPoints);
-    EXPECT_EQ(DrawingOf(LabelStyle::kContours, 0.99f).painted, LabelStyle::kNone);
-    EXPECT_FALSE(DrawingOf(LabelStyle::kContours, 1.0f).contourPoints);
-    EXPECT_EQ(DrawingOf(LabelStyle::kContours, 1.0f).painted, LabelStyle::kContours);
-    EXPECT_FALSE(DrawingOf(LabelStyle::kRegions, 0.5f).contourPoints);
-    EXPECT_EQ(DrawingOf(LabelStyle::kRegions, 0.5f).painted, LabelStyle::kRegions);
-}
-
-TEST(ContourVoxelPoints, FallOnScaledCoordinatesAndAreClipped) {
-    ViewState view;
-    view.zoomLevel = -13;  // factor 0.0935
-    view.start = {10, 0};
-    ColourPicture picture;
-    picture.Resize(3, 2, 1);
-    picture.Zero();
-    PlotContourVoxels({{0, 0, 1}, {128, 11, 2}, {900, 5, 3}, {128, 900, 4}}, view, picture);
-    for (std::uint64_t y = 0; y < 2; ++y) {
-        for (std::uint64_t x = 0; x < 3; ++x) {
-            const bool drawn = x == 2 && y == 1;
-            EXPECT_EQ(picture(x, y), drawn ? (qvox::Rgb8{255, 255, 0}) : qvox::Rgb8{}) << x << ", " << y;
-        }
-    }
-}
-
 TEST(ToolOutline, StandsOnTheVoxelUnderThePointerWithTheToolsRadius) {
     ViewState view;
     view.zoomLevel = 1;
