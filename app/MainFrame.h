@@ -118,6 +118,7 @@ private:
     /// Runs work that a person asked for, alone: not while other work runs, told to the person when it fails.
     void RunAlone(const std::function<void()>& work);
     void OnCharHook(wxKeyEvent& event);
+    void OnIdle(wxIdleEvent& event);
     bool HandleBareKey(wxKeyEvent& event);
     bool HandleViewKey(int key);
     bool HandleEditKey(int key);

@@ -1,5 +1,7 @@
 #include "OverlayGeometry.h"
 
+#include <algorithm>
+
 #include "LabelColours.h"
 
 namespace Korvane {
@@ -29,6 +31,16 @@ std::vector<Pixel> ContourLine(const EditingState& state, const qvox::LabelImage
         line.push_back({static_cast<std::int64_t>(at[0]), static_cast<std::int64_t>(at[1])});
     }
     return line;
+}
+
+PixelRectangle ContourTip(const EditingState& state, const qvox::LabelImage& labels) {
+    const std::vector<std::uint64_t>& points = state.contourPoints;
+    if (points.empty()) return {};
+    const auto tip = labels.Coordinates(points.back());
+    const auto before = labels.Coordinates(points[points.size() > 1 ? points.size() - 2 : 0]);
+    const std::uint64_t x = std::min(tip[0], before[0]);
+    const std::uint64_t y = std::min(tip[1], before[1]);
+    return {x, y, std::max(tip[0], before[0]) - x + 1, std::max(tip[1], before[1]) - y + 1};
 }
 
 NumberPlace PlaceNumber(const LabelAnchor& anchor, float scale, const ClientSize& extent) {

@@ -22,6 +22,10 @@ ToolOutline OutlineAt(const ViewState& view, const EditingState& state, const Cl
 /// The voxels that the contour being drawn leads through, in order; the last one is drawn as a point as well.
 std::vector<Pixel> ContourLine(const EditingState& state, const qvox::LabelImage& labels);
 
+/// The rectangle of the last piece of the contour being drawn: of its last two points, or its only one; of width 0
+/// without points.
+PixelRectangle ContourTip(const EditingState& state, const qvox::LabelImage& labels);
+
 /// Where a label's number is written, in pixels of the scaled image.
 struct NumberPlace {
     ClientPoint shadow;  ///< black, first
