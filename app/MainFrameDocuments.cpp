@@ -131,8 +131,8 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
             const wxString& path = store_.paths[i];
             DoFileTask(FileTask::kLoadResults, FileNameOf(path), [&] {
-                LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
-                if (i == store_.current) CountAgain();
+                const LabelsFound found = LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
+                if (found == LabelsFound::kLoaded && i == store_.current) CountAgain();
             });
         }
     }

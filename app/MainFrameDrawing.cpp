@@ -60,9 +60,8 @@ bool MainFrame::HandleEditKey(int key) {
             Finish(FlipDrawingMode(editing_));
             return true;
         case 'r':
-            if (canvas_->PointerInside()) {
-                RefreshEdited(RepaintComponent(Edited(), editing_, canvas_->ImagePointUnder(canvas_->Pointer())));
-            }
+            RefreshEdited(
+                RepaintComponent(Edited(), editing_, canvas_->ImagePointUnder(canvas_->PointerAnywhere())));
             return true;
         default:
             return false;

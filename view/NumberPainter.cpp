@@ -25,6 +25,7 @@ void StampText(ColourPicture& picture, std::int64_t x, std::int64_t y, const Tex
             mask.coverage.data() + static_cast<std::size_t>(3 * ((py - top) * mask.width + firstX - left));
         qvox::Rgb8* out = picture.Row(static_cast<std::uint64_t>(py)) + firstX;
         for (std::int64_t px = firstX; px < endX; ++px, cover += 3, ++out) {
+            if ((cover[0] | cover[1] | cover[2]) == 0) continue;
             *out = {Mixed(cover[0], colour.r, out->r), Mixed(cover[1], colour.g, out->g),
                     Mixed(cover[2], colour.b, out->b)};
         }

@@ -7,6 +7,7 @@
 #include <wx/image.h>
 #include <wx/log.h>
 #include <wx/region.h>
+#include <wx/utils.h>
 
 #include "OverlayGeometry.h"
 
@@ -91,6 +92,10 @@ ImagePoint SingleImageCanvas::ImagePointUnder(const wxPoint& pointer) const {
 }
 
 bool SingleImageCanvas::PointerInside() const { return wxRect(GetClientSize()).Contains(pointer_); }
+
+wxPoint SingleImageCanvas::PointerAnywhere() const {
+    return PointerInside() ? pointer_ : ScreenToClient(wxGetMousePosition());
+}
 
 void SingleImageCanvas::RefreshImagePart(const PixelRectangle& part) {
     RefreshPixels(part);

@@ -40,6 +40,8 @@ public:
     /// The pointer in window pixels, as last heard of; outside the client area when it left.
     wxPoint Pointer() const { return pointer_; }
     bool PointerInside() const;
+    /// The same, but outside the client area where the pointer is by what the display says now.
+    wxPoint PointerAnywhere() const;
 
     /// Repaints what an edit of this rectangle of the image changed: the rectangle, contours beside it, and the numbers
     /// that it moved.
