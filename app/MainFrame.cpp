@@ -72,6 +72,7 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
     ShowChecks();
     SetSize(500, 500);
     Bind(wxEVT_CHAR_HOOK, &MainFrame::OnCharHook, this);
+    Bind(wxEVT_IDLE, &MainFrame::OnIdle, this);
     canvas_->SetFocus();
 }
 

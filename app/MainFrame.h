@@ -119,6 +119,7 @@ private:
     /// Runs work that a person asked for, alone: not while other work runs, told to the person when it fails.
     void RunAlone(const std::function<void()>& work);
     void OnCharHook(wxKeyEvent& event);
+    void OnIdle(wxIdleEvent& event);
     bool HandleBareKey(wxKeyEvent& event);
     bool HandleViewKey(int key);
     bool HandleEditKey(int key);
@@ -155,7 +156,6 @@ private:
     bool labelNumbers_ = false;
     AnalysisParameters parameters_;
     int zoomLevel_ = 0;
-    WheelSum wheel_;
     std::vector<LabelAnchor> anchors_;  ///< of the census' version below
     std::optional<std::uint64_t> anchorsVersion_;
     enum class Work { kNone, kRunning } work_ = Work::kNone;

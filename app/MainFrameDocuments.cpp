@@ -2,11 +2,9 @@
 #include <exception>
 
 #include <wx/busyinfo.h>
-#include <wx/dcmemory.h>
 #include <wx/dirdlg.h>
 #include <wx/display.h>
 #include <wx/filedlg.h>
-#include <wx/image.h>
 #include <wx/log.h>
 #include <wx/settings.h>
 
@@ -15,6 +13,7 @@
 #include "ImageLoading.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
+#include "OverlayDrawing.h"
 #include "PathText.h"
 #include "Scopes.h"
 #include "SingleImageCanvas.h"
@@ -39,20 +38,6 @@ bool DoFileTask(FileTask task, const wxString& name, Work work) {
         wxLogError("%s", FailureMessage(task, name, std::current_exception()));
         return false;
     }
-}
-
-/// Draws numbers and the open contour over a painted picture.
-void DrawOverlay(ColourPicture& picture, const qvox::LabelImage& labels, const CanvasState& state) {
-    const auto width = static_cast<int>(picture.SizeX());
-    const auto height = static_cast<int>(picture.SizeY());
-    wxBitmap bitmap(wxImage(width, height, reinterpret_cast<unsigned char*>(picture.begin()), true));
-    {
-        wxMemoryDC dc(bitmap);
-        SingleImageCanvas::DrawOverlay(dc, labels, LabelAnchors(labels), state, 1.0f, wxRect(0, 0, width, height));
-    }
-    const wxImage drawn = bitmap.ConvertToImage();
-    const auto* const bytes = reinterpret_cast<const qvox::Rgb8*>(drawn.GetData());
-    std::copy(bytes, bytes + picture.VoxelCount(), picture.begin());
 }
 
 }  // namespace
@@ -198,8 +183,8 @@ void MainFrame::ExportPicture(std::size_t index, const ChosenFolder& folder) {
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
     if (index != store_.current) state.editing = nullptr;
     ColourPicture picture = PaintPosition(store_.images[index], labels, state.style);
-    const bool contourOpen = state.editing != nullptr && !state.editing->contourPoints.empty();
-    if (contourOpen || state.numbers == CanvasState::Numbers::kShown) DrawOverlay(picture, labels, state);
+    OverlayDrawing overlay;
+    overlay.Draw(picture, labels, LabelAnchors(labels), state, OverlayPort());
     qvox::SaveImageFile(PathBytes(ExportPath(store_.paths[index], folder)), picture);
 }
 

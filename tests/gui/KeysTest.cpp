@@ -289,6 +289,8 @@ TEST_F(Keys, WheelTurnsOfTheFrameAndOfTheCanvasAreTheSame) {
     Wheel(120);
     EXPECT_EQ(frame->ZoomLevel(), 1);
     Wheel(-240);
+    EXPECT_EQ(frame->ZoomLevel(), 0) << "one step per event, however far the wheel turned";
+    Wheel(-1);
     EXPECT_EQ(frame->ZoomLevel(), -1);
     Wheel(0);
     Wheel(120, wxMOUSE_WHEEL_HORIZONTAL);
