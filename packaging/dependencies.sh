@@ -3,7 +3,7 @@
 # What building and running takes; Debian 12 (bookworm) has all of it.
 korvane_run_packages=(
     g++ cmake ninja-build pkg-config
-    libtiff-dev libpugixml-dev
+    libtiff-dev zlib1g-dev libzstd-dev liblzma-dev libpugixml-dev
     libopencv-core-dev libopencv-imgproc-dev
     libwxgtk3.2-dev
     libcli11-dev nlohmann-json3-dev

@@ -70,10 +70,14 @@ OpenedFile Examine(TiffHandle& file) {
     const std::string lost = file.LostEntry();
     opened.page = ChoosePage(file, first);
     const auto found = opened.texts.find("ImageDescription");
-    const std::string description = found == opened.texts.end() ? std::string() : found->second;
+    const std::string none;
+    const std::string& description = found == opened.texts.end() ? none : found->second;
     RefuseLostEntry(file, lost, description);
     const ResolutionTags tags = ReadResolutionTags(file.Get());
     opened.size = FindPixelSize(description, tags, FindVendorPixelSize(file, description, tags));
+    if (!opened.size.stored && description.size() > kLongestForeignDescription) {
+        file.FailReading("its description is too long (" + std::to_string(description.size()) + " bytes)");
+    }
     if (!lost.empty() && opened.size.source == ResolutionSource::kNone) {
         opened.size.note = "the resolution entry lies beyond the end of the file";
     }

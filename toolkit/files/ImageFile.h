@@ -71,8 +71,7 @@ VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat
 /// another file the description holds the text tags of its first page under their TIFF names ("ImageDescription",
 /// "Software", ...). Throws ToolkitError, naming the file and the cause, when the file is unreadable, truncated or of
 /// another type, and before anything is allocated when it could not possibly hold what it claims. The image is then
-/// unspecified. Memory: the picture, at most 64 MiB beside it, and the compressed bytes of one strip or tile where
-/// those are more.
+/// unspecified. Memory: the picture and at most 64 MiB beside it.
 template <typename T>
 void LoadImageFile(const std::string& path, VoxelImage<T>& image);
 

@@ -13,6 +13,9 @@ namespace qvox {
 
 namespace {
 
+// ImageJ writes a dozen; a map of a million takes far more memory than its text.
+constexpr std::size_t kMostEntries = 10000;
+
 std::string ValueOf(const Description& entries, const std::string& key) {
     const auto at = entries.find(key);
     return at == entries.end() ? "" : at->second;
@@ -33,7 +36,7 @@ bool IsImageJDescription(const std::string& description) { return description.co
 Description ImageJEntries(const std::string& description) {
     Description entries;
     std::size_t at = 0;
-    while (at < description.size()) {
+    while (at < description.size() && entries.size() < kMostEntries) {
         const std::size_t end = std::min(description.find('\n', at), description.size());
         const std::size_t equals = description.find('=', at);
         if (equals < end) {

@@ -19,6 +19,7 @@ struct StackLayout {
 bool IsImageJDescription(const std::string& description);
 
 /// The "key=value" lines after the first; a line without "=" is passed over, of equal keys the first counts.
+/// At most the first 10,000 of them.
 Description ImageJEntries(const std::string& description);
 
 /// Pixel size from unit and spacing of the description together with the resolution entries, which are pixels per

@@ -19,7 +19,7 @@ struct JeolFinding {
 /// Reads XML whose root is TemReporter. The size is that of the resolution entries, which are those of the picture at
 /// its nominal magnification, divided by ImageFormingSystem's SelectorValue; so only where its ModeString is "MAG" (in
 /// diffraction SelectorValue is the camera length) and SelectorUnitString, if there, is "X". No size with entries that
-/// have no unit or are not positive, nor when it is not believable. Texts beyond 4 MiB are not read. `data` may be null
+/// have no unit or are not positive, nor when it is not believable. Texts beyond 2 MiB are not read. `data` may be null
 /// when `size` is 0.
 JeolFinding ReadJeolXml(const char* data, std::size_t size, const ResolutionTags& tags);
 

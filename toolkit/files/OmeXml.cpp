@@ -11,8 +11,8 @@ namespace qvox {
 
 namespace {
 
-// The parsed tree takes some fifteen times the text.
-constexpr std::size_t kLongestXml = std::size_t{4} << 20;
+// The parsed tree takes up to eighteen times the text.
+constexpr std::size_t kLongestXml = std::size_t{2} << 20;
 
 bool IsNamed(const pugi::xml_node& node, const char* name) {
     const char* colon = std::strchr(node.name(), ':');

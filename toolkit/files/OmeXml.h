@@ -15,7 +15,7 @@ struct OmeFinding {
 };
 
 /// Reads PhysicalSizeX, Y, Z with their units (micrometres by default) and the plane counts. A description that is not
-/// OME-XML, is broken or longer than 4 MiB yields isOme false; values that are not positive lengths yield 0.
+/// OME-XML, is broken or longer than 2 MiB yields isOme false; values that are not positive lengths yield 0.
 OmeFinding ReadOmeXml(const std::string& description);
 
 }  // namespace qvox

@@ -22,6 +22,12 @@ struct StoredProperties {
     Description description;
 };
 
+/// What a description may be at most, so that a load stays within its memory: a text from elsewhere, this program's own
+/// text (in which a byte of the former may become three), and the entries of a map.
+constexpr std::uint64_t kLongestForeignDescription = std::uint64_t{3} << 20;
+constexpr std::uint64_t kLongestOwnDescription = 3 * kLongestForeignDescription + (std::uint64_t{64} << 10);
+constexpr std::uint64_t kMostDescriptionEntries = 9000;
+
 std::string DescriptionText(const StoredProperties& properties, std::uint64_t planes);
 
 /// Nothing when the text is not one that DescriptionText has made.

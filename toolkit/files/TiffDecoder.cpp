@@ -7,13 +7,19 @@
 #include <memory>
 #include <string>
 
+#include "files/PieceStream.h"
+#include "files/Predictor.h"
 #include "files/TiffHandle.h"
 
 namespace qvox {
 
 namespace {
 
-constexpr std::uint64_t kLargestTile = std::uint64_t{32} << 20;
+// What a load may hold beside its picture is 64 MiB in all: the lists of strips, one tile, the stored bytes of one
+// strip or tile, and what unpacking them takes.
+constexpr std::uint64_t kLargestTile = std::uint64_t{16} << 20;
+constexpr std::uint64_t kMostStored = std::uint64_t{16} << 20;
+constexpr std::uint64_t kLongestPredictedRow = std::uint64_t{16} << 20;
 
 // The strips or tiles of a page: `across` of them side by side, each width x height voxels when whole.
 struct Pieces {
@@ -89,16 +95,69 @@ void CheckPiece(TiffHandle& file, const TiffPage& page, const Pieces& pieces, st
     }
 }
 
+// Decoders other than those that unpack here want all stored bytes of a piece at once, and some hold it decoded
+// besides.
+void CheckMemory(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index) {
+    if (page.compression == COMPRESSION_NONE || CanUnpack(page.compression)) return;
+    const std::uint64_t decoded = std::uint64_t{pieces.width} * pieces.height * page.VoxelBytes();
+    if (TIFFGetStrileByteCount(file.Get(), index) > kMostStored || decoded > kMostStored) {
+        file.FailReading("its strips or tiles are too large for their compression (" +
+                         std::to_string(page.compression) + "): " + Name(pieces, index) + " has " +
+                         std::to_string(decoded >> 20) + " MiB, 16 MiB is the most");
+    }
+}
+
 // Where its data end early, the JPEG decoder makes up the missing rows and merely warns.
 bool Invented(const TiffHandle& file, const TiffPage& page) {
     if (page.compression != COMPRESSION_JPEG && page.compression != COMPRESSION_OJPEG) return false;
     return file.LastWarning().find("remature end") != std::string::npos;
 }
 
+// True for the packings whose own memory is not bounded by the library, and for pieces whose stored bytes it would hold
+// as a whole although they are many.
+bool UnpacksHere(TiffHandle& file, const TiffPage& page, std::uint32_t index) {
+    if (!CanUnpack(page.compression)) return false;
+    const bool hungry = page.compression == COMPRESSION_ZSTD || page.compression == COMPRESSION_LZMA;
+    return hungry || TIFFGetStrileByteCount(file.Get(), index) > kMostStored;
+}
+
+void UnpackInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index, unsigned char* bytes,
+                std::uint64_t count) {
+    std::uint16_t predictor = PREDICTOR_NONE;
+    std::uint16_t fillOrder = FILLORDER_MSB2LSB;
+    TIFFGetField(file.Get(), TIFFTAG_PREDICTOR, &predictor);
+    TIFFGetFieldDefaulted(file.Get(), TIFFTAG_FILLORDER, &fillOrder);
+    StoredRows rows;
+    rows.rowBytes = pieces.width * page.VoxelBytes();
+    rows.rows = count / rows.rowBytes;
+    rows.sampleBytes = page.bits / 8u;
+    rows.samples = page.samples;
+    rows.predictor = page.compression == COMPRESSION_PACKBITS ? PREDICTOR_NONE : predictor;
+    rows.swapped = TIFFIsByteSwapped(file.Get()) != 0;
+    const bool known = rows.predictor >= PREDICTOR_NONE && rows.predictor <= PREDICTOR_FLOATINGPOINT &&
+                       (rows.predictor != PREDICTOR_FLOATINGPOINT || page.sampleFormat == SAMPLEFORMAT_IEEEFP);
+    if (!known) file.FailReading("its predictor (" + std::to_string(predictor) + ") is not known here");
+    StoredPiece piece;
+    piece.file = file.Descriptor();
+    piece.offset = TIFFGetStrileOffset(file.Get(), index);
+    piece.bytes = TIFFGetStrileByteCount(file.Get(), index);
+    piece.compression = page.compression;
+    piece.bitsReversed = fillOrder == FILLORDER_LSB2MSB;
+    const std::string trouble = UnpackPiece(piece, bytes, count);
+    if (!trouble.empty()) {
+        file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index) + " (" + trouble + ")");
+    }
+    UndoPrediction(rows, bytes);
+}
+
 void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index, unsigned char* bytes,
                 std::uint64_t count) {
-    const auto size = static_cast<tmsize_t>(count);
     file.ForgetMessages();
+    if (UnpacksHere(file, page, index)) {
+        UnpackInto(file, page, pieces, index, bytes, count);
+        return;
+    }
+    const auto size = static_cast<tmsize_t>(count);
     const tmsize_t done = pieces.tiled ? TIFFReadEncodedTile(file.Get(), index, bytes, size)
                                        : TIFFReadEncodedStrip(file.Get(), index, bytes, size);
     if (done != size || !file.FirstError().empty() || Invented(file, page)) {
@@ -151,7 +210,15 @@ void CheckStorage(TiffHandle& file, const TiffPage& page) {
                          std::to_string(page.height) + " pixels, which its " + std::to_string(file.FileBytes()) +
                          " bytes cannot hold");
     }
-    for (std::uint32_t index = 0; index < pieces.Count(); ++index) CheckPiece(file, page, pieces, index);
+    std::uint16_t predictor = PREDICTOR_NONE;
+    TIFFGetField(file.Get(), TIFFTAG_PREDICTOR, &predictor);
+    if (predictor == PREDICTOR_FLOATINGPOINT && pieces.width * page.VoxelBytes() > kLongestPredictedRow) {
+        file.FailReading("its rows are too long for their predictor");
+    }
+    for (std::uint32_t index = 0; index < pieces.Count(); ++index) {
+        CheckPiece(file, page, pieces, index);
+        CheckMemory(file, page, pieces, index);
+    }
 }
 
 void DecodePage(TiffHandle& file, const TiffPage& page, unsigned char* voxels) {

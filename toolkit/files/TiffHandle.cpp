@@ -1,11 +1,8 @@
 #include "files/TiffHandle.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <tiffio.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -20,7 +17,7 @@ namespace qvox {
 
 namespace {
 
-constexpr std::uint64_t kSingleAllocation = std::uint64_t{48} << 20;
+constexpr std::uint64_t kSingleAllocation = std::uint64_t{24} << 20;
 
 std::string Formatted(const char* format, va_list arguments) {
     char text[512];
@@ -92,37 +89,26 @@ toff_t SizeOf(thandle_t handle) {
     return static_cast<toff_t>(end);
 }
 int LeaveOpen(thandle_t) { return 0; }
+TiffSource& SourceOf(thandle_t handle) { return *static_cast<TiffSource*>(handle); }
+tmsize_t ReadFromSource(thandle_t handle, void* bytes, tmsize_t count) {
+    return SourceOf(handle).Read(bytes, static_cast<std::size_t>(count));
+}
+tmsize_t WriteNothing(thandle_t, void*, tmsize_t) { return -1; }
+toff_t SeekInSource(thandle_t handle, toff_t offset, int whence) {
+    return static_cast<toff_t>(SourceOf(handle).Seek(static_cast<std::int64_t>(offset), whence));
+}
+toff_t SizeOfSource(thandle_t handle) { return SourceOf(handle).Bytes(); }
 int RefuseMapping(thandle_t, void**, toff_t*) { return 0; }
 void NothingToUnmap(thandle_t, void*, toff_t) {}
 
 }  // namespace
 
-TiffHandle::TiffHandle(const std::string& path) : path_(path) {
-    if (path.find('\0') != std::string::npos) FailReading(std::generic_category().message(EINVAL));
-    // Without O_NONBLOCK a named pipe would hold the program until someone writes into it.
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) FailReading(std::generic_category().message(errno));
-    struct stat status {};
-    std::string trouble;
-    if (fstat(fd, &status) != 0)
-        trouble = std::generic_category().message(errno);
-    else if (S_ISDIR(status.st_mode))
-        trouble = std::generic_category().message(EISDIR);
-    else if (!S_ISREG(status.st_mode))
-        trouble = "it is not a regular file";
-    else if (status.st_size == 0)
-        trouble = "it is empty";
-    if (trouble.empty()) {
-        fileBytes_ = static_cast<std::uint64_t>(status.st_size);
-        // A strip that is stored must be readable, however large; what is merely claimed must not be believed.
-        const Options options = MakeOptions(messages_, std::max(kSingleAllocation, fileBytes_ + (1u << 20)));
-        // "m": no mapping, since a mapped file that shrinks meanwhile kills the process.
-        tiff_ = TIFFFdOpenExt(fd, path.c_str(), "rm", options.get());
-        if (tiff_ != nullptr) return;
-        trouble = "it is not a TIFF file that can be read";
-    }
-    close(fd);
-    FailReading(trouble);
+TiffHandle::TiffHandle(const std::string& path) : path_(path), source_(std::make_unique<TiffSource>(path)) {
+    if (!source_->Trouble().empty()) FailReading(source_->Trouble());
+    const Options options = MakeOptions(messages_, kSingleAllocation);
+    tiff_ = TIFFClientOpenExt(path.c_str(), "rm", source_.get(), ReadFromSource, WriteNothing, SeekInSource, LeaveOpen,
+                              SizeOfSource, RefuseMapping, NothingToUnmap, options.get());
+    if (tiff_ == nullptr) FailReading("it is not a TIFF file that can be read");
 }
 
 TiffHandle::TiffHandle(const std::string& path, AtomicFile& file, Layout layout) : path_(path) {
@@ -140,7 +126,7 @@ TiffHandle::~TiffHandle() {
 }
 
 ByteReader TiffHandle::Reader() const {
-    return [fd = TIFFFileno(tiff_)](std::uint64_t offset, void* to, std::size_t count) -> std::size_t {
+    return [fd = source_->Descriptor()](std::uint64_t offset, void* to, std::size_t count) -> std::size_t {
         if (offset > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) return 0;
         std::size_t done = 0;
         while (done < count) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "files/ByteReader.h"
+#include "files/TiffSource.h"
 
 struct tiff;
 
@@ -25,7 +27,8 @@ public:
     TiffHandle& operator=(const TiffHandle&) = delete;
 
     tiff* Get() const { return tiff_; }
-    std::uint64_t FileBytes() const { return fileBytes_; }
+    std::uint64_t FileBytes() const { return source_->Bytes(); }
+    int Descriptor() const { return source_->Descriptor(); }
     const std::string& FirstError() const { return messages_.error; }
     const std::string& LastWarning() const { return messages_.warning; }
     /// What was said of an entry that matters (description, resolution, colour map) and could not be read, its value
@@ -48,7 +51,7 @@ public:
 
 private:
     std::string path_;
-    std::uint64_t fileBytes_ = 0;
+    std::unique_ptr<TiffSource> source_;  ///< of a handle for reading
     Messages messages_;
     tiff* tiff_ = nullptr;
 };

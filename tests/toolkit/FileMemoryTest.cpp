@@ -1,0 +1,286 @@
+// What a load may take beside its picture: 64 MiB of address space, tried in processes that have no more.
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <tiffio.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+#include "support/TiffBuilder.h"
+
+namespace {
+
+using korvane_test::TemporaryFolder;
+using korvane_test::TiffBuilder;
+using korvane_test::TiffKind;
+using korvane_test::TiffOrder;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
+
+constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
+constexpr std::uint64_t kAllowance = 64 * kMiB;
+
+/// The voxel bytes of every picture here: noise that no packing makes smaller.
+class Noise {
+public:
+    unsigned char Next() {
+        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
+        return static_cast<unsigned char>(state_ >> 56);
+    }
+
+private:
+    std::uint64_t state_ = 1;
+};
+
+std::string NoiseBytes(std::size_t count) {
+    Noise noise;
+    std::string bytes(count, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(noise.Next());
+    return bytes;
+}
+
+std::uint64_t AddressSpace() {
+    std::ifstream statm("/proc/self/statm");
+    std::uint64_t pages = 0;
+    statm >> pages;
+    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+enum class Ended { kLoaded, kRefused, kNoMemory, kWrongVoxels, kNoResolution, kOther };
+enum class Check { kNothing, kNoise, kResolution };
+
+template <typename T>
+Ended LoadHere(const std::string& path, Check check) {
+    try {
+        qvox::VoxelImage<T> image;
+        qvox::LoadImageFile(path, image);
+        if (check == Check::kResolution && image.Resolution().x <= 0.0f) return Ended::kNoResolution;
+        if (check != Check::kNoise) return Ended::kLoaded;
+        Noise expected;
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(image.begin());
+        for (std::uint64_t i = 0; i < image.VoxelCount() * sizeof(T); ++i) {
+            if (bytes[i] != expected.Next()) return Ended::kWrongVoxels;
+        }
+        return Ended::kLoaded;
+    } catch (const qvox::ToolkitError& error) {
+        std::printf("    %s\n", error.what());
+        std::fflush(stdout);
+        return Ended::kRefused;
+    } catch (const std::bad_alloc&) {
+        return Ended::kNoMemory;
+    }
+}
+
+/// Loads in a process that may grow by the picture and 64 MiB.
+template <typename T>
+Ended LoadWithin(const std::string& path, std::uint64_t pictureBytes, Check check = Check::kNothing) {
+    malloc_trim(0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlim_t most = AddressSpace() + pictureBytes + kAllowance;
+        const rlimit memory{most, most};
+        setrlimit(RLIMIT_AS, &memory);
+        _exit(static_cast<int>(LoadHere<T>(path, check)));
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? static_cast<Ended>(WEXITSTATUS(status)) : Ended::kOther;
+}
+
+class FileMemory : public testing::Test {
+protected:
+    void SetUp() override {
+        if (kSanitized) GTEST_SKIP() << "the sanitizers need address space of their own";
+    }
+
+    // One strip of noise, 5000 rows.
+    void WriteStrip(std::uint16_t compression, std::uint16_t bits, const char* mode, std::uint64_t bytes) {
+        TIFF* tiff = TIFFOpen(path_.c_str(), mode);
+        ASSERT_NE(tiff, nullptr);
+        constexpr std::uint32_t kHeight = 5000;
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(bytes / kHeight * 8 / bits));
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
+        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, bits);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression);
+        if (compression == COMPRESSION_LZMA) TIFFSetField(tiff, TIFFTAG_LZMAPRESET, 1);
+        if (compression == COMPRESSION_ADOBE_DEFLATE) TIFFSetField(tiff, TIFFTAG_ZIPQUALITY, 1);
+        if (compression == COMPRESSION_ZSTD) TIFFSetField(tiff, TIFFTAG_ZSTD_LEVEL, 1);
+        std::string voxels = NoiseBytes(bytes / kHeight * kHeight);
+        ASSERT_GT(TIFFWriteEncodedStrip(tiff, 0, voxels.data(), static_cast<tmsize_t>(voxels.size())), 0);
+        TIFFClose(tiff);
+    }
+
+    const TemporaryFolder folder_;
+    const std::string path_ = folder_.File("memory.tif");
+};
+
+// Each has more stored bytes than the allowance.
+TEST_F(FileMemory, OneStripOfManyBytesIsReadWithoutHoldingIt) {
+    constexpr std::uint64_t kBytes = 68 * kMiB / 10000 * 10000;
+    for (const int compression : {COMPRESSION_NONE, COMPRESSION_PACKBITS, COMPRESSION_ZSTD}) {
+        WriteStrip(static_cast<std::uint16_t>(compression), 8, "w", kBytes);
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kBytes, Check::kNoise), Ended::kLoaded) << compression;
+    }
+    WriteStrip(COMPRESSION_ADOBE_DEFLATE, 16, "wb", kBytes);
+    EXPECT_EQ(LoadWithin<std::uint16_t>(path_, kBytes, Check::kNoise), Ended::kLoaded);
+    // Noise becomes larger here.
+    constexpr std::uint64_t kLzwBytes = 52 * kMiB / 5000 * 5000;
+    WriteStrip(COMPRESSION_LZW, 8, "w", kLzwBytes);
+    EXPECT_GT(std::filesystem::file_size(path_), 66 * kMiB);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kLzwBytes, Check::kNoise), Ended::kLoaded);
+}
+
+TEST_F(FileMemory, AnLzmaStripIsReadWithinTheAllowance) {
+    constexpr std::uint64_t kBytes = 4 * kMiB / 5000 * 5000;
+    WriteStrip(COMPRESSION_LZMA, 8, "w", kBytes);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kBytes, Check::kNoise), Ended::kLoaded);
+}
+
+TEST_F(FileMemory, TilesOfSixteenMebibytesAreReadWithinTheAllowance) {
+    TIFF* tiff = TIFFOpen(path_.c_str(), "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4096 * 2 - 5);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 4096);
+    TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 4096);
+    TIFFSetField(tiff, TIFFTAG_TILELENGTH, 4096);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+    std::string tile = NoiseBytes(4096 * 4096);
+    for (std::uint32_t i = 0; i < 2; ++i)
+        TIFFWriteEncodedTile(tiff, i, tile.data(), static_cast<tmsize_t>(tile.size()));
+    TIFFClose(tiff);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 32 * kMiB), Ended::kLoaded);
+}
+
+TEST_F(FileMemory, AStripForEachOfManyRowsIsReadWithinTheAllowance) {
+    constexpr std::uint32_t kRows = 1u << 20;
+    TIFF* tiff = TIFFOpen(path_.c_str(), "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 2);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kRows);
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 1);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    char row[] = "ab";
+    for (std::uint32_t y = 0; y < kRows; ++y) TIFFWriteScanline(tiff, row, y, 0);
+    TIFFClose(tiff);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 2 * kRows), Ended::kLoaded);
+}
+
+// Entries of a page that all lead to the same bytes.
+TEST_F(FileMemory, EntriesThatShareTheirBytesAreNotAllKept) {
+    TiffBuilder file;
+    file.Page().Grey(2, 2, 8);
+    const std::string shared(4 * kMiB, 'k');
+    file.AddPiece("abcd" + shared);
+    std::string bytes = file.Bytes();
+    // The entries are written by hand: the builder stores each value of its own.
+    std::string directory = file.Number(7 + 2000, 2);
+    const auto entry = [&](std::uint16_t tag, std::uint16_t type, std::uint64_t count, std::uint64_t value) {
+        directory += file.Number(tag, 2) + file.Number(type, 2) + file.Number(count, 4) + file.Number(value, 4);
+    };
+    entry(256, 4, 1, 2);
+    entry(257, 4, 1, 2);
+    entry(258, 3, 1, 8);
+    entry(259, 3, 1, 1);
+    entry(262, 3, 1, 1);
+    entry(273, 4, 1, 8);
+    entry(279, 4, 1, 4);
+    for (unsigned i = 0; i < 2000; ++i) entry(static_cast<std::uint16_t>(40000 + i), i % 2 == 0 ? 1 : 2, 3 * kMiB, 12);
+    directory += file.Number(0, 4);
+    if (bytes.size() % 2 != 0) bytes += '\0';
+    bytes.replace(4, 4, file.Number(bytes.size(), 4));
+    bytes += directory;
+    std::ofstream(path_, std::ios::binary) << bytes;
+    const Ended many = LoadWithin<std::uint8_t>(path_, 4);
+    EXPECT_EQ(many, Ended::kRefused);
+    // Fewer of them are passed over; the picture is read.
+    const std::size_t at = bytes.size() - directory.size();
+    bytes.replace(at, 2, file.Number(7 + 900, 2));
+    std::memset(&bytes[at + 2 + 12 * 907], 0, 4);
+    std::ofstream(path_, std::ios::binary) << bytes;
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), Ended::kLoaded);
+}
+
+TEST_F(FileMemory, LongTextsAreReadWithinTheAllowance) {
+    const auto nested = [](const std::string& head, const std::string& part, std::size_t length) {
+        std::string text = head;
+        while (text.size() + part.size() < length) text += part;
+        return text;
+    };
+    const std::string ome = "<OME><Image><Pixels PhysicalSizeX=\"1\"/>";
+    const std::string closed = "</Image></OME>";
+    std::string imageJ = "ImageJ=1\n";
+    for (unsigned i = 0; imageJ.size() < 3 * kMiB - 100; ++i) imageJ += std::to_string(i) + "=\n";
+    std::string own = "ImageJ=1\nqvox=1\n";
+    for (unsigned i = 0; own.size() < 9 * kMiB; ++i) own += "qvox.entry." + std::to_string(i) + "=\n";
+    const struct {
+        std::string text;
+        Check check;
+    } cases[] = {
+        {nested(ome, "<a/>", 3 * kMiB - 100), Check::kNothing},
+        {nested(ome, "<a/>", 2 * kMiB - 100) + closed, Check::kResolution},
+        {nested(ome + "<x ", "b='' ", 2 * kMiB - 100) + "/>" + closed, Check::kResolution},
+        {nested("<TemReporter>", "<a/>", 2 * kMiB - 100) + "</TemReporter>", Check::kNothing},
+        {imageJ, Check::kNothing},
+        {"ImageJ=1\nqvox=1\nqvox.entry.a=" + std::string(9 * kMiB, 'x'), Check::kNothing},
+        {own, Check::kNothing},
+        {std::string(3 * kMiB - 100, 'x'), Check::kNothing},
+    };
+    for (const auto& [text, check] : cases) {
+        TiffBuilder file;
+        file.Page().Grey(2, 2, 8).Text(270, text).AddPiece("abcd").Write(path_);
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4, check), Ended::kLoaded) << text.substr(0, 60);
+    }
+    TiffBuilder tooLong;
+    for (const std::uint64_t length : {4 * kMiB, 20 * kMiB}) {
+        tooLong = TiffBuilder();
+        tooLong.Page().Grey(2, 2, 8).Text(270, std::string(length, 'x')).AddPiece("abcd").Write(path_);
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), Ended::kRefused);
+    }
+}
+
+TEST_F(FileMemory, APackingThatWantsALargeWindowIsRefused) {
+    // A Zstandard frame of a window of 512 MiB; an LZMA stream of a dictionary of 1.5 GiB would be stopped the same
+    // way.
+    const std::string frame("\x28\xB5\x2F\xFD\x00\x98\x01\x00\x00", 9);
+    TiffBuilder file;
+    file.Page().Grey(16, 16, 8).Short(259, COMPRESSION_ZSTD).AddPiece(frame + std::string(64, '\0')).Write(path_);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 256), Ended::kRefused);
+}
+
+TEST_F(FileMemory, AnAbsurdClaimOfATinyFileIsRefusedBeforeAnythingIsAllocated) {
+    for (const TiffKind kind : {TiffKind::kClassic, TiffKind::kBig}) {
+        for (const std::uint16_t compression : std::initializer_list<std::uint16_t>{1, 5, 7, 8, 32773, 34925, 50000}) {
+            TiffBuilder file(TiffOrder::kLittle, kind);
+            file.Page().Grey(0x80000000u, 0x80000000u, 8).Short(259, compression).AddPiece("x");
+            ASSERT_LT(file.Bytes().size(), 260u);
+            file.Write(path_);
+            EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 0), Ended::kRefused) << compression;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,223 @@
+#include "files/TiffSource.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <tiff.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <system_error>
+#include <unordered_set>
+
+#include "files/StoredDescription.h"
+
+namespace qvox {
+
+namespace {
+
+constexpr std::size_t kMostPages = 65536;
+constexpr std::uint64_t kMostEntries = 65535;
+constexpr std::size_t kMostHidden = 1000;
+/// Entries up to this size are shown whatever their number.
+constexpr std::uint64_t kSmallEntry = std::uint64_t{1} << 10;
+
+std::uint64_t Number(const unsigned char* bytes, unsigned count, bool bigEndian) {
+    std::uint64_t value = 0;
+    for (unsigned i = 0; i < count; ++i) value = value << 8 | bytes[bigEndian ? i : count - 1 - i];
+    return value;
+}
+
+std::uint64_t BytesOfType(unsigned type) {
+    switch (type) {
+        case TIFF_BYTE:
+        case TIFF_ASCII:
+        case TIFF_SBYTE:
+        case TIFF_UNDEFINED:
+            return 1;
+        case TIFF_SHORT:
+        case TIFF_SSHORT:
+            return 2;
+        case TIFF_LONG:
+        case TIFF_SLONG:
+        case TIFF_FLOAT:
+        case TIFF_IFD:
+            return 4;
+        case TIFF_RATIONAL:
+        case TIFF_SRATIONAL:
+        case TIFF_DOUBLE:
+        case TIFF_LONG8:
+        case TIFF_SLONG8:
+        case TIFF_IFD8:
+            return 8;
+        default:
+            return 0;  // the library passes over such an entry
+    }
+}
+
+bool TellsOfPieces(unsigned tag) {
+    return tag == TIFFTAG_STRIPOFFSETS || tag == TIFFTAG_STRIPBYTECOUNTS || tag == TIFFTAG_TILEOFFSETS ||
+           tag == TIFFTAG_TILEBYTECOUNTS;
+}
+
+}  // namespace
+
+TiffSource::TiffSource(const std::string& path) {
+    Open(path);
+    if (trouble_.empty()) Walk();
+}
+
+TiffSource::~TiffSource() {
+    if (fd_ >= 0) close(fd_);
+}
+
+void TiffSource::Open(const std::string& path) {
+    const auto text = [](int error) { return std::generic_category().message(error); };
+    if (path.find('\0') != std::string::npos) {
+        trouble_ = text(EINVAL);
+        return;
+    }
+    // Without O_NONBLOCK a named pipe would hold the program until someone writes into it.
+    fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    struct stat status {};
+    if (fd_ < 0 || fstat(fd_, &status) != 0) {
+        trouble_ = text(errno);
+    } else if (S_ISDIR(status.st_mode)) {
+        trouble_ = text(EISDIR);
+    } else if (!S_ISREG(status.st_mode)) {
+        trouble_ = "it is not a regular file";
+    } else if (status.st_size == 0) {
+        trouble_ = "it is empty";
+    } else {
+        bytes_ = static_cast<std::uint64_t>(status.st_size);
+    }
+}
+
+bool TiffSource::ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const {
+    if (offset > bytes_ || count > bytes_ - offset) return false;
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t got = pread(fd_, target + done, count - done, static_cast<off_t>(offset + done));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return false;
+        done += static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+bool TiffSource::ReadEntries(const Layout& layout, std::uint64_t directory, Entries& entries) const {
+    const unsigned countBytes = layout.bigTiff ? 8 : 2;
+    unsigned char head[8];
+    if (!ReadAt(directory, head, countBytes)) return false;
+    entries.count = Number(head, countBytes, layout.bigEndian);
+    if (entries.count > kMostEntries) return false;
+    entries.first = directory + countBytes;
+    entries.bytes.resize(static_cast<std::size_t>(entries.count) * (layout.bigTiff ? 20 : 12));
+    return ReadAt(entries.first, entries.bytes.data(), entries.bytes.size());
+}
+
+void TiffSource::HideEntry(const Layout& layout, std::uint64_t offset, unsigned type) {
+    const std::size_t wide = layout.bigTiff ? 8 : 4;
+    std::vector<unsigned char> bytes(2 + 2 * wide, 0);
+    bytes[layout.bigEndian ? 1 : 0] = static_cast<unsigned char>(type == TIFF_ASCII ? TIFF_ASCII : TIFF_BYTE);
+    bytes[layout.bigEndian ? 1 + wide : 2] = 1;
+    patches_.push_back({offset + 2, std::move(bytes)});
+}
+
+std::uint64_t TiffSource::CheckEntries(const Layout& layout, const Entries& entries) {
+    const std::size_t entryBytes = layout.bigTiff ? 20 : 12;
+    const unsigned wide = layout.bigTiff ? 8 : 4;
+    std::uint64_t total = 0;
+    for (std::size_t i = 0; i < entries.count; ++i) {
+        const unsigned char* entry = entries.bytes.data() + i * entryBytes;
+        const auto tag = static_cast<unsigned>(Number(entry, 2, layout.bigEndian));
+        const auto type = static_cast<unsigned>(Number(entry + 2, 2, layout.bigEndian));
+        const std::uint64_t count = Number(entry + 4, wide, layout.bigEndian);
+        if (TellsOfPieces(tag) && count > kMostPieces) {
+            trouble_ = "it has too many strips or tiles (" + std::to_string(count) + ")";
+        }
+        std::uint64_t size = 0;
+        if (__builtin_mul_overflow(count, BytesOfType(type), &size)) size = std::numeric_limits<std::uint64_t>::max();
+        if (size <= kSmallEntry || TellsOfPieces(tag)) continue;
+        if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= kLongestOwnDescription + 1) continue;
+        if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= bytes_) {
+            trouble_ = "its description is too long (" + std::to_string(size) + " bytes)";
+        } else if (size <= kMostEntryBytes - total) {
+            total += size;
+        } else if (size <= bytes_) {
+            // What claims to be larger than its file, the library refuses by itself.
+            HideEntry(layout, entries.first + i * entryBytes, type);
+            if (patches_.size() > kMostHidden) trouble_ = "it has too many large entries";
+        }
+    }
+    return total;
+}
+
+void TiffSource::Walk() {
+    unsigned char head[16] = {};
+    if (!ReadAt(0, head, 8)) return;
+    Layout layout;
+    layout.bigEndian = head[0] == 'M';
+    const std::uint64_t version = Number(head + 2, 2, layout.bigEndian);
+    layout.bigTiff = version == 43;
+    if (layout.bigTiff && !ReadAt(8, head + 8, 8)) return;
+    const unsigned wide = layout.bigTiff ? 8 : 4;
+    std::uint64_t link = layout.bigTiff ? 8 : 4;
+    std::uint64_t walked = 0;
+    std::unordered_set<std::uint64_t> seen;
+    Entries entries;
+    while (seen.size() < kMostPages) {
+        unsigned char linked[8];
+        if (!ReadAt(link, linked, wide)) return;
+        const std::uint64_t directory = Number(linked, wide, layout.bigEndian);
+        if (directory == 0 || !seen.insert(directory).second || !ReadEntries(layout, directory, entries)) return;
+        walked += entries.bytes.size() + CheckEntries(layout, entries);
+        // Pages that do not overlap cannot have more bytes than their file; values may be shared by a few.
+        const bool tooMuch = walked > 2 * bytes_ + (std::uint64_t{64} << 20);
+        if (!trouble_.empty() || tooMuch) {
+            // Only the first page is sure to be wanted; the others end before this one.
+            if (seen.size() == 1) return;
+            trouble_.clear();
+            patches_.push_back({link, std::vector<unsigned char>(wide, 0)});
+            return;
+        }
+        link = entries.first + entries.bytes.size();
+    }
+}
+
+std::ptrdiff_t TiffSource::Read(void* target, std::size_t count) {
+    auto* const bytes = static_cast<unsigned char*>(target);
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t got = pread(fd_, bytes + done, count - done, static_cast<off_t>(at_ + done));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0 && done == 0) return -1;
+        if (got <= 0) break;
+        done += static_cast<std::size_t>(got);
+    }
+    for (const Patch& patch : patches_) {
+        const std::uint64_t begin = std::max(patch.offset, at_);
+        const std::uint64_t end = std::min(patch.offset + patch.bytes.size(), at_ + done);
+        if (begin < end) std::memcpy(bytes + (begin - at_), patch.bytes.data() + (begin - patch.offset), end - begin);
+    }
+    at_ += done;
+    return static_cast<std::ptrdiff_t>(done);
+}
+
+std::int64_t TiffSource::Seek(std::int64_t offset, int whence) {
+    const std::int64_t from = whence == SEEK_SET   ? 0
+                              : whence == SEEK_CUR ? static_cast<std::int64_t>(at_)
+                                                   : static_cast<std::int64_t>(bytes_);
+    std::int64_t target = 0;
+    if (__builtin_add_overflow(from, offset, &target) || target < 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    at_ = static_cast<std::uint64_t>(target);
+    return target;
+}
+
+}  // namespace qvox

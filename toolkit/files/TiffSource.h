@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qvox {
+
+/// A TIFF file opened for reading, as the TIFF library gets to see it: the library believes every size that an entry
+/// claims and keeps what every entry holds, so that a small file could make it take any amount of memory. Here the
+/// directories are walked beforehand; entries that are too much are shown to the library as empty, and the chain of
+/// pages ends where its pages overlap. Nothing is mapped: a mapped file that shrinks kills the process.
+class TiffSource {
+public:
+    /// Opens the file; Trouble tells whether that, and what was looked at, went well.
+    explicit TiffSource(const std::string& path);
+    ~TiffSource();
+    TiffSource(const TiffSource&) = delete;
+    TiffSource& operator=(const TiffSource&) = delete;
+
+    /// Why the file cannot be read, empty when it can.
+    const std::string& Trouble() const { return trouble_; }
+    int Descriptor() const { return fd_; }
+    std::uint64_t Bytes() const { return bytes_; }
+
+    /// As read(2) and lseek(2).
+    std::ptrdiff_t Read(void* target, std::size_t count);
+    std::int64_t Seek(std::int64_t offset, int whence);
+
+    /// The values of a page's entries but its description, beyond which larger ones are not shown.
+    static constexpr std::uint64_t kMostEntryBytes = std::uint64_t{4} << 20;
+    static constexpr std::uint64_t kMostPieces = std::uint64_t{1} << 20;
+
+private:
+    struct Patch {
+        std::uint64_t offset;
+        std::vector<unsigned char> bytes;
+    };
+    struct Layout {
+        bool bigEndian = false;
+        bool bigTiff = false;
+    };
+    struct Entries {
+        std::uint64_t count = 0;
+        std::uint64_t first = 0;  ///< offset of the first
+        std::vector<unsigned char> bytes;
+    };
+
+    void Open(const std::string& path);
+    void Walk();
+    bool ReadEntries(const Layout& layout, std::uint64_t directory, Entries& entries) const;
+    std::uint64_t CheckEntries(const Layout& layout, const Entries& entries);
+    void HideEntry(const Layout& layout, std::uint64_t offset, unsigned type);
+    bool ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const;
+
+    int fd_ = -1;
+    std::uint64_t bytes_ = 0;
+    std::uint64_t at_ = 0;
+    std::string trouble_;
+    std::vector<Patch> patches_;
+};
+
+}  // namespace qvox
