@@ -229,7 +229,7 @@ void MainWindow::Dab(int x, int y) {
     Mouse(wxEVT_LEFT_UP, x, y, false);
 }
 
-void MainWindow::Wheel(int rotation, wxMouseWheelAxis axis) {
+void MainWindow::Turn(int rotation, wxMouseWheelAxis axis) {
     wxMouseEvent event(wxEVT_MOUSEWHEEL);
     event.SetPosition({10, 10});
     event.m_wheelRotation = rotation;
@@ -237,6 +237,10 @@ void MainWindow::Wheel(int rotation, wxMouseWheelAxis axis) {
     event.m_wheelAxis = axis;
     event.SetEventObject(&frame->Canvas());
     frame->Canvas().ProcessWindowEvent(event);
+}
+
+void MainWindow::Wheel(int rotation, wxMouseWheelAxis axis) {
+    Turn(rotation, axis);
     Pump();
 }
 

@@ -90,6 +90,8 @@ protected:
     void Mouse(wxEventType type, int x, int y, bool leftDown);
     /// A click of the brush.
     void Dab(int x, int y);
+    /// The wheel over the canvas; Wheel lets what is due happen then.
+    void Turn(int rotation, wxMouseWheelAxis axis);
     void Wheel(int rotation, wxMouseWheelAxis axis = wxMOUSE_WHEEL_VERTICAL);
     /// A key as the toolkit announces it before anything else sees it.
     void Key(int code);
