@@ -23,6 +23,7 @@ std::vector<wxString> WrittenFor(const BatchOptions& options, const ImageFiles& 
     const bool labels = options.command == BatchCommand::kDetect || options.command == BatchCommand::kSegment;
     if (labels) written.push_back(files.labels);
     if (options.command == BatchCommand::kOverlay || options.overlay) written.push_back(files.picture);
+    if (options.command == BatchCommand::kCalibrate) written.push_back(files.copy);
     if (options.stages) {
         for (const char* prefix : {"edges_", "candidates_", "filtered_", "separated_", "relief_", "markers_"}) {
             written.push_back(StagePath(options, files, prefix));
@@ -84,9 +85,9 @@ void RequireDistinct(const BatchOptions& options, const std::vector<ImageFiles>&
 
 }  // namespace
 
-std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments) {
+std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments, const std::string& leftOut) {
     try {
-        return ListImages(arguments);
+        return ListImages(arguments, leftOut);
     } catch (const qvox::ToolkitError& error) {
         throw UsageError(error.what());
     }
@@ -108,6 +109,7 @@ std::vector<ImageFiles> PlanFiles(const BatchOptions& options, const std::vector
         files.labels = SegResultPath(files.input, output);
         files.seeds = SegResultPath(files.input, labels);
         files.picture = ExportPath(files.input, output);
+        files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
         images.push_back(std::move(files));
     }
     RequireDistinct(options, images);

@@ -11,7 +11,10 @@
 namespace Korvane {
 
 /// ListImages, with a UsageError for what it refuses.
-std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments);
+std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments, const std::string& leftOut = "");
+
+/// What the copies that calibrate writes beside their images begin with.
+inline constexpr const char* kCalibratedPrefix = "calibrated_";
 
 /// Where one image is and where what belongs to it is read and written.
 struct ImageFiles {
@@ -19,6 +22,7 @@ struct ImageFiles {
     wxString labels;   ///< seg_NAME that is written
     wxString seeds;    ///< seg_NAME that is read by segment, measure and overlay
     wxString picture;  ///< export_NAME
+    wxString copy;     ///< that calibrate writes
 };
 
 /// The files of each image. Throws UsageError when a file would be written twice or over an input image, or the table

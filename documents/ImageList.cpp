@@ -40,14 +40,15 @@ bool IsImageName(const std::string& name) {
     return tiff && !StartsWith(name, "seg_") && !StartsWith(name, "export_") && !StartsWith(name, ".");
 }
 
-std::vector<std::string> ImagesOfFolder(const std::string& folder) {
+std::vector<std::string> ImagesOfFolder(const std::string& folder, const std::string& leftOut) {
     std::error_code failure;
     std::vector<std::string> names;
     std::filesystem::directory_iterator entry(folder, failure);
     while (!failure && entry != std::filesystem::directory_iterator()) {
         std::error_code vanished;
         const std::string name = entry->path().filename().string();
-        if (IsImageName(name) && !entry->is_directory(vanished)) names.push_back(name);
+        const bool passedOver = !leftOut.empty() && StartsWith(name, leftOut);
+        if (IsImageName(name) && !passedOver && !entry->is_directory(vanished)) names.push_back(name);
         entry.increment(failure);
     }
     if (failure) throw qvox::ToolkitError("The folder '" + folder + "' cannot be read: " + failure.message() + ".");
@@ -90,7 +91,7 @@ std::string FullPath(const std::string& path) {
     return text;
 }
 
-std::vector<std::string> ListImages(const std::vector<std::string>& arguments) {
+std::vector<std::string> ListImages(const std::vector<std::string>& arguments, const std::string& leftOut) {
     std::vector<std::string> inputs;
     std::set<std::string> known;
     const auto add = [&](const std::string& path) {
@@ -101,7 +102,7 @@ std::vector<std::string> ListImages(const std::vector<std::string>& arguments) {
         if (argument.empty()) throw qvox::ToolkitError("An image needs a name.");
         std::error_code unreachable;
         if (std::filesystem::is_directory(argument, unreachable)) {
-            for (const std::string& image : ImagesOfFolder(argument)) add(image);
+            for (const std::string& image : ImagesOfFolder(argument, leftOut)) add(image);
         } else {
             add(argument);
         }
