@@ -12,12 +12,11 @@ namespace Korvane {
 
 namespace {
 
-/// The address of the manual: beside the program as installed, or in the folder that the program was built in. Empty
-/// where neither is.
+/// The address of the manual: beside the program as installed, or where the program was built. Empty where neither is.
 wxString ManualAddress() {
     const wxString program = wxFileName(wxStandardPaths::Get().GetExecutablePath()).GetPath();
-    for (const char* place : {"/../" KORVANE_DOCUMENTS "/MANUAL.md", "/../../../docs/MANUAL.md"}) {
-        wxFileName manual(program + place);
+    for (const wxString& place : {program + "/../" KORVANE_INSTALLED_MANUAL, wxString(KORVANE_BUILT_MANUAL)}) {
+        wxFileName manual(place);
         if (manual.Normalize(wxPATH_NORM_DOTS) && manual.FileExists()) return wxFileSystem::FileNameToURL(manual);
     }
     return wxEmptyString;
