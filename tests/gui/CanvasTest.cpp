@@ -284,6 +284,22 @@ TEST_F(Canvas, RRepaintsTheComponentUnderThePointerOnly) {
     EXPECT_EQ(Labels()(100, 100), 1);
 }
 
+TEST_F(Canvas, RWithThePointerOffTheCanvasGoesByTheImagePointThere) {
+    const auto pointTo = [&](const wxPoint& at) {
+        const wxPoint onScreen = View().ClientToScreen(at);
+        wxUIActionSimulator().MouseMove(onScreen.x, onScreen.y);
+        return Await([&] { return wxGetMousePosition() == onScreen; }) && !View().PointerInside();
+    };
+    ASSERT_TRUE(pointTo({100, -10}));
+    Key('R');
+    EXPECT_EQ(Labels()(100, 0), 0) << "above the image";
+    GoTo(5);
+    View().ScrollTo({200, 200});
+    ASSERT_TRUE(Await([&] { return pointTo({100, -10}); }));
+    Key('R');
+    EXPECT_EQ(Labels()(100, 0), 1) << "a part of the image that is scrolled out";
+}
+
 TEST_F(Canvas, LabelThirteenHasTheColourOfLabelOne) {
     for (int i = 0; i < 12; ++i) Run(kNextLabel);
     ASSERT_EQ(frame->Store().currentLabel, 13);
