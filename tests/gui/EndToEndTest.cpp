@@ -32,12 +32,14 @@ namespace {
 using korvane_test::TemporaryFolder;
 
 constexpr std::chrono::seconds kLimit{60};
+/// After so long without an effect a key is pressed once more: a window may not have been ready for it.
+constexpr std::chrono::seconds kPatience{3};
 constexpr std::chrono::milliseconds kPoll{20};
 constexpr const char* kFirst = "vesicles_8bit.tif";
 constexpr const char* kSecond = "neighbours_16bit.tif";
 
-bool Await(const std::function<bool()>& holds) {
-    const auto end = std::chrono::steady_clock::now() + kLimit;
+bool Await(const std::function<bool()>& holds, std::chrono::seconds limit = kLimit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
     while (!holds()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(kPoll);
@@ -153,7 +155,7 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
     // Detection tells its steps on standard output and shows a dialog until it ends.
     ASSERT_TRUE(Await([&] {
         Shell("xdotool key ctrl+d");
-        return Await([&] { return !Contents(output).empty(); });
+        return Await([&] { return !Contents(output).empty(); }, kPatience);
     }));
     ASSERT_TRUE(Await([&] { return program.Window("Please wait").empty(); }));
     // The window takes keys again.
@@ -162,26 +164,45 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
 
     // A stroke with an unused label, which stays, and one that is undone.
     Do("key u");
+    std::vector<bool> used(65536, false);
+    for (const std::uint16_t label : found) used[label] = true;
+    const auto unused = static_cast<std::uint16_t>(std::find(used.begin() + 1, used.end(), false) - used.begin());
+    const std::string saved = folder.File(std::string("seg_") + kFirst);
+    const auto savedVoxels = [&](std::ptrdiff_t count) {
+        return Await([&] {
+            Do("key ctrl+s");
+            return Await(
+                [&] {
+                    if (!std::filesystem::exists(saved)) return false;
+                    const qvox::LabelImage labels = Labels(saved);
+                    return std::count(labels.begin(), labels.end(), unused) == count;
+                },
+                kPatience);
+        });
+    };
+    constexpr std::ptrdiff_t kDisc = 305;
     Do("mousemove --window " + window + " --sync 150 170 mousedown 1 mousemove --window " + window +
        " --sync 230 200 mouseup 1");
+    ASSERT_TRUE(savedVoxels(2 * kDisc));
     Do("mousemove --window " + window + " --sync 300 300 mousedown 1 mouseup 1");
+    ASSERT_TRUE(savedVoxels(3 * kDisc));
     Do("key BackSpace");
-    Do("key ctrl+s");
-    const std::string saved = folder.File(std::string("seg_") + kFirst);
-    ASSERT_TRUE(Await([&] {
-        return std::filesystem::exists(saved) && std::filesystem::exists(folder.File(std::string("seg_") + kSecond));
-    }));
+    ASSERT_TRUE(savedVoxels(2 * kDisc));
+    ASSERT_TRUE(Await([&] { return std::filesystem::exists(folder.File(std::string("seg_") + kSecond)); }));
 
     const std::string table = folder.File("table.txt");
     ASSERT_TRUE(Await([&] {
         if (program.Window("Export quantitative results to").empty()) Shell("xdotool key ctrl+e");
-        return Await([&] { return !program.Window("Export quantitative results to").empty(); });
+        return Await([&] { return !program.Window("Export quantitative results to").empty(); }, kPatience);
     }));
     Do("windowactivate --sync " + program.Window("Export quantitative results to"));
-    Do("key ctrl+a");
-    Do("type '" + table + "'");
-    Do("key Return");
-    ASSERT_TRUE(Await([&] { return std::filesystem::exists(table); }));
+    // The chooser looks paths up in its own time and takes no confirmation meanwhile.
+    ASSERT_TRUE(Await([&] {
+        Do("key ctrl+a");
+        Do("type '" + table + "'");
+        Do("key Return");
+        return Await([&] { return std::filesystem::exists(table); }, kPatience);
+    }));
     ASSERT_TRUE(Await([&] { return program.Window("Export quantitative results to").empty(); }));
 
     Do("windowactivate --sync " + window);
@@ -194,9 +215,6 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
     // What was found stays but for two discs of radius 10, 80 by 30 pixels from each other, with the unused label.
     const qvox::LabelImage drawn = Labels(saved);
     ASSERT_TRUE(drawn.SameSizes(found));
-    std::vector<bool> used(65536, false);
-    for (const std::uint16_t label : found) used[label] = true;
-    const auto unused = static_cast<std::uint16_t>(std::find(used.begin() + 1, used.end(), false) - used.begin());
     std::int64_t left = 10000;
     std::int64_t top = 10000;
     for (std::int64_t i = 0; i < static_cast<std::int64_t>(drawn.VoxelCount()); ++i) {
