@@ -115,6 +115,8 @@ void MainFrame::SwitchTo(std::size_t index) {
     if (wxEventLoopBase* const loop = wxEventLoopBase::GetActive(); loop != nullptr && !loop->IsYielding()) {
         loop->YieldFor(wxEVT_CATEGORY_UI);
     }
+    // The yield alone leaves the paint to the next frame of the display, which may come after a long analysis.
+    canvas_->Update();
 }
 
 void MainFrame::SetZoomLevel(int level) {

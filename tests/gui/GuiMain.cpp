@@ -1,8 +1,11 @@
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cstddef>
 #include <cstring>
+#include <iostream>
+#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -23,7 +26,10 @@ public:
         SetExitOnFrameDelete(false);
         return true;
     }
-    int OnRun() override { return RUN_ALL_TESTS(); }
+    int OnRun() override {
+        std::cout << "locale " << std::setlocale(LC_ALL, nullptr) << std::endl;
+        return RUN_ALL_TESTS();
+    }
 };
 
 void FailOnAssertion(const wxString& file, int line, const wxString& function, const wxString& condition,
@@ -39,6 +45,13 @@ struct LogField {
     std::ptrdiff_t length;
 };
 
+/// What the toolkit (3.2.2) causes by itself, whatever the program: a frame's menu bar gets no room before the window
+/// manager told of its borders, and a scrollbar less than its slider takes while a small window changes its size.
+constexpr const char* kOfTheToolkit[] = {
+    "gtk_distribute_natural_allocation: assertion 'extra_space >= 0'",
+    "gtk_box_gadget_distribute: assertion 'size >= 0' failed in GtkScrollbar",
+};
+
 /// Errors, criticals and warnings of the window libraries are faults of ours.
 int FailOnLibraryWarning(int level, const LogField* fields, std::size_t count, void*) {
     constexpr int kWarningOrWorse = 4 | 8 | 16;
@@ -52,9 +65,9 @@ int FailOnLibraryWarning(int level, const LogField* fields, std::size_t count, v
             text += " ";
         }
     }
-    // The toolkit (3.2.2) gives any frame's menu bar no room at first, before the window manager told of its borders.
-    const bool firstShow = text.find("gtk_distribute_natural_allocation: assertion 'extra_space >= 0'") != text.npos;
-    if ((level & kWarningOrWorse) != 0 && !firstShow) ADD_FAILURE() << "warning of a window library: " << text;
+    const bool known = std::any_of(std::begin(kOfTheToolkit), std::end(kOfTheToolkit),
+                                   [&](const char* message) { return text.find(message) != text.npos; });
+    if ((level & kWarningOrWorse) != 0 && !known) ADD_FAILURE() << "warning of a window library: " << text;
     return 1;
 }
 

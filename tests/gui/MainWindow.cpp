@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <utility>
 
 #include <wx/app.h>
 #include <wx/dirdlg.h>
@@ -62,9 +63,17 @@ bool Await(const std::function<bool()>& holds) {
     return true;
 }
 
-Answers::Answers(std::function<int(wxDialog&)> answer) : answer_(std::move(answer)) { Register(); }
+Answers* Answers::innermost_ = nullptr;
 
-Answers::~Answers() { Unregister(); }
+Answers::Answers(std::function<int(wxDialog&)> answer)
+    : answer_(std::move(answer)), around_(std::exchange(innermost_, this)) {
+    Register();
+}
+
+Answers::~Answers() {
+    Unregister();
+    innermost_ = around_;
+}
 
 /// Calls what acts on a shown dialog until that has done its part.
 class Answers::Poller final : public wxTimer {
@@ -96,6 +105,7 @@ private:
 };
 
 int Answers::Enter(wxDialog* dialog) {
+    if (innermost_ != this) return wxID_NONE;
     const auto polls = [dialog](const std::unique_ptr<Poller>& poller) { return poller->Polls(dialog); };
     // The choosers of the platform announce themselves twice.
     if (std::any_of(pollers_.begin(), pollers_.end(), polls)) return wxID_NONE;
@@ -186,6 +196,20 @@ MainWindow::~MainWindow() {
     wxEventLoopBase::SetActive(nullptr);
 }
 
+void MainWindow::AwaitShown() {
+    frame->Raise();
+    frame->Canvas().SetFocus();
+    bool painted = false;
+    const auto onPaint = [&](wxPaintEvent& event) {
+        painted = true;
+        event.Skip();
+    };
+    frame->Canvas().Bind(wxEVT_PAINT, onPaint);
+    frame->Canvas().Refresh(false);
+    EXPECT_TRUE(Await([&] { return painted && frame->IsActive(); })) << "the window did not appear";
+    frame->Canvas().Unbind(wxEVT_PAINT, onPaint);
+}
+
 void MainWindow::Run(int id) {
     wxCommandEvent event(wxEVT_MENU, id);
     frame->ProcessWindowEvent(event);
@@ -205,7 +229,7 @@ void MainWindow::Dab(int x, int y) {
     Mouse(wxEVT_LEFT_UP, x, y, false);
 }
 
-void MainWindow::Wheel(int rotation, wxMouseWheelAxis axis) {
+void MainWindow::Turn(int rotation, wxMouseWheelAxis axis) {
     wxMouseEvent event(wxEVT_MOUSEWHEEL);
     event.SetPosition({10, 10});
     event.m_wheelRotation = rotation;
@@ -213,6 +237,10 @@ void MainWindow::Wheel(int rotation, wxMouseWheelAxis axis) {
     event.m_wheelAxis = axis;
     event.SetEventObject(&frame->Canvas());
     frame->Canvas().ProcessWindowEvent(event);
+}
+
+void MainWindow::Wheel(int rotation, wxMouseWheelAxis axis) {
+    Turn(rotation, axis);
     Pump();
 }
 

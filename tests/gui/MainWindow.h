@@ -50,6 +50,8 @@ private:
     std::function<int(wxDialog&)> answer_;
     std::function<bool(wxDialog&)> act_;
     std::vector<std::unique_ptr<Poller>> pollers_;
+    Answers* around_;  ///< one made earlier, which is not asked while this one lives
+    static Answers* innermost_;
 };
 
 /// For Answers::Act: picks a file or folder in a chooser of the platform and confirms it. Several files must be all
@@ -81,11 +83,15 @@ protected:
     MainWindow();
     ~MainWindow() override;
 
+    /// Returns when the window is on the screen, painted, and has the keyboard.
+    void AwaitShown();
     /// A command, as from the menu.
     void Run(int id);
     void Mouse(wxEventType type, int x, int y, bool leftDown);
     /// A click of the brush.
     void Dab(int x, int y);
+    /// The wheel over the canvas; Wheel lets what is due happen then.
+    void Turn(int rotation, wxMouseWheelAxis axis);
     void Wheel(int rotation, wxMouseWheelAxis axis = wxMOUSE_WHEEL_VERTICAL);
     /// A key as the toolkit announces it before anything else sees it.
     void Key(int code);
