@@ -42,6 +42,7 @@ SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
     Bind(wxEVT_MOUSEWHEEL, [this](wxMouseEvent& event) {
         pointer_ = event.GetPosition();
         owner_.OnMouseWheel(event);
+        RefreshOutline();
     });
     // Typed characters go to whatever has the focus and no further; a frame cannot have it, so they are handed on.
     Bind(wxEVT_CHAR, [this](wxKeyEvent& event) { owner_.OnChar(event); });
@@ -112,6 +113,7 @@ void SingleImageCanvas::RefreshImagePart(const PixelRectangle& part) {
 }
 
 void SingleImageCanvas::RefreshPixels(const PixelRectangle& part) {
+    if (part.width == 0 || part.height == 0) return;
     const ViewState view = View();
     const float zoom = ZoomFactor(view.zoomLevel);
     const auto window = [&](std::uint64_t at, float beside, int origin) {
@@ -205,6 +207,12 @@ void SingleImageCanvas::OnPaint(wxPaintEvent&) {
         const auto zoom = static_cast<double>(ZoomFactor(state.zoomLevel));
         dc.SetUserScale(zoom, zoom);
         DrawOutline(dc, state);
+        // The zoom, the radius or the mode may have changed since the pointer moved; and a paint can come between a
+        // movement and RefreshOutline, of a part that leaves the old outline where it is.
+        const wxRect all(GetClientSize());
+        const bool painted = GetUpdateRegion().Contains(drawnOutline_.Intersect(all)) == wxInRegion;
+        const wxRect drawn = OutlineRectangle(state);
+        drawnOutline_ = painted || drawnOutline_.IsEmpty() ? drawn : drawn.Union(drawnOutline_);
     } catch (const std::exception& error) {
         // A question or message now would paint again and fail again; the picture stays as far as it got.
         wxLogDebug("Painting failed: %s", error.what());

@@ -4,6 +4,7 @@
 #include <clocale>
 #include <cstddef>
 #include <cstring>
+#include <iostream>
 #include <iterator>
 #include <string>
 
@@ -25,7 +26,10 @@ public:
         SetExitOnFrameDelete(false);
         return true;
     }
-    int OnRun() override { return RUN_ALL_TESTS(); }
+    int OnRun() override {
+        std::cout << "locale " << std::setlocale(LC_ALL, nullptr) << std::endl;
+        return RUN_ALL_TESTS();
+    }
 };
 
 void FailOnAssertion(const wxString& file, int line, const wxString& function, const wxString& condition,

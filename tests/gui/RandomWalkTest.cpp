@@ -196,7 +196,7 @@ protected:
 
 TEST_F(RandomWalk, LeavesTheWindowWhole) {
     const unsigned long seed = FromEnvironment("KORVANE_WALK_SEED", std::random_device()());
-    const unsigned long events = FromEnvironment("KORVANE_WALK_EVENTS", 20000);
+    const unsigned long events = FromEnvironment("KORVANE_WALK_EVENTS", 5000);
     std::cout << "random walk of " << events << " events, KORVANE_WALK_SEED=" << seed << std::endl;
     random.seed(static_cast<unsigned>(seed));
     WritePictures();
