@@ -9,7 +9,7 @@ korvane_run_packages=(
     libcli11-dev nlohmann-json3-dev
 )
 korvane_test_packages=(
-    libgtest-dev libbenchmark-dev xvfb xauth openbox xdotool
+    libgtest-dev libbenchmark-dev xvfb xauth openbox xdotool libx11-dev locales
 )
 
 # korvane_require PACKAGE...: installs those that are not installed, as root or through sudo, saying which.

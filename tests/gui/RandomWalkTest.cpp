@@ -120,6 +120,8 @@ protected:
         const Command& command = kCommands[static_cast<std::size_t>(Draw(0, static_cast<int>(kCommands.size()) - 1))];
         // The about box is no dialog: it would stay.
         if (command.id == kAbout) return;
+        // Without a position it asks nothing, and the window would be gone.
+        if (command.id == kQuit && PositionCount(frame->Store()) == 0) return;
         // Analyses cost more than all else.
         if (std::string(command.menu) == "&Analysis" && Draw(0, 9) != 0) return;
         last += command.text;
