@@ -52,63 +52,33 @@ void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& c
 // The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
 // so that the visited is thinned as if it were alone. It can only lie behind a visited patch.
 void NetworkAnalysis::UpdateSkeleton() {
-    for (const PixelRun& patch : touched_.VisitedPatches()) {
-        DropAround(patch);
-    }
-    const BitGrid& grid = touched_.Grid();
-    for (const std::int32_t word : touched_.WordsWithUnknown()) {
-        BitGrid::Word& known = touched_.KnownIn(word);
-        BitGrid::Word added = touched_.VisitedIn(word) & ~known;
-        known |= added;
-        const int y = word / grid.WordsPerRow();
-        const int x0 = (word - y * grid.WordsPerRow()) * 64;
-        for (; added != 0; added &= added - 1) {
-            const int x = x0 + BitGrid::Lowest(added);
-            skeleton_.Add(x, y);
-            distance_.Add(x, y);
-        }
-    }
+    touched_.DropBesideVisited([&](int x, int y) {
+        skeleton_.Remove(x, y);
+        distance_.Remove(x, y);
+    });
+    touched_.AddVisited([&](int x, int y) {
+        skeleton_.Add(x, y);
+        distance_.Add(x, y);
+    });
     skeleton_.Update();
     distance_.Update();
 }
 
-void NetworkAnalysis::DropAround(const PixelRun& patch) {
-    const BitGrid& grid = touched_.Grid();
-    for (int y = std::max(patch.y - 1, 0); y <= std::min(patch.y + 1, components_.height - 1); ++y) {
-        const PixelRun beside{y, std::max(patch.x0 - 1, 0), std::min(patch.x1 + 1, components_.width - 1)};
-        grid.ForEachWord(beside, [&](std::int32_t word, BitGrid::Word bits) {
-            BitGrid::Word& known = touched_.KnownIn(word);
-            BitGrid::Word dropped = bits & known & ~touched_.VisitedIn(word);
-            known &= ~dropped;
-            const int x0 = (word - y * grid.WordsPerRow()) * 64;
-            for (; dropped != 0; dropped &= dropped - 1) {
-                skeleton_.Remove(x0 + BitGrid::Lowest(dropped), y);
-                distance_.Remove(x0 + BitGrid::Lowest(dropped), y);
-            }
-        });
-    }
-}
-
 void NetworkAnalysis::FindEnds() {
     ends_.clear();
-    const BitGrid& grid = touched_.Grid();
+    int x0 = components_.width;
+    int x1 = -1;
     int y0 = components_.height;
     int y1 = -1;
-    int column0 = grid.WordsPerRow();
-    int column1 = -1;
-    for (const std::int32_t word : touched_.VisitedWords()) {
-        const int y = word / grid.WordsPerRow();
-        const int column = word - y * grid.WordsPerRow();
-        y0 = std::min(y0, y);
-        y1 = std::max(y1, y);
-        column0 = std::min(column0, column);
-        column1 = std::max(column1, column);
+    for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
+        x0 = std::min(x0, tile.x0);
+        x1 = std::max(x1, tile.x0 + NetworkTiles::kSide - 1);
+        y0 = std::min(y0, tile.y0);
+        y1 = std::max(y1, std::min(tile.y0 + NetworkTiles::kSide, components_.height) - 1);
     }
     for (int y = y0; y <= y1; ++y) {
         const std::vector<int>& columns = skeleton_.EndsInRow(y);
-        const int x1 = column1 * 64 + 63;
-        for (auto x = std::lower_bound(columns.begin(), columns.end(), column0 * 64); x != columns.end() && *x <= x1;
-             ++x) {
+        for (auto x = std::lower_bound(columns.begin(), columns.end(), x0); x != columns.end() && *x <= x1; ++x) {
             if (touched_.IsVisited(*x, y)) {
                 ends_.push_back({*x, y});
             }
@@ -165,21 +135,25 @@ int NetworkAnalysis::LargestDistance() {
         return distance_.LargestIn(word, touched_.VisitedIn(word), touched_.KnownIn(word));
     };
     int largest = 0;
-    const auto lookAt = [&](const std::vector<std::int32_t>& words, int enough) {
-        for (std::size_t i = 0; i < words.size() && largest < enough; ++i) {
-            largest = std::max(largest, largestIn(words[i]));
-        }
+    const auto lookAt = [&](std::int32_t word, int enough) {
+        largest = largest < enough ? std::max(largest, largestIn(word)) : largest;
     };
     // From the largest of the whole set down, which usually ends with the first word; if it does not, what was visited
     // is looked at as soon as it is less.
     std::size_t looks = 0;
     for (int distance = distance_.Largest(); distance > largest; --distance) {
         looks += distance_.WordsToLookAt(distance) + 1;
-        if (looks > touched_.VisitedWords().size()) {
-            lookAt(touched_.VisitedWords(), distance);
+        if (looks > touched_.VisitedTiles().size() * NetworkTiles::kSide) {
+            for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
+                for (int y = tile.y0; y < std::min(tile.y0 + NetworkTiles::kSide, components_.height); ++y) {
+                    lookAt(touched_.Grid().WordAt(tile.x0, y), distance);
+                }
+            }
             return largest;
         }
-        lookAt(distance_.WordsWithLargest(distance), distance);
+        for (const std::int32_t word : distance_.WordsWithLargest(distance)) {
+            lookAt(word, distance);
+        }
     }
     return largest;
 }
@@ -306,8 +280,10 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std:
     const std::vector<RowSpan>& spans = Ellipse(size);
     const auto clear = [&](int endX, int endY) {
         for (const RowSpan& span : spans) {
-            if (endY + span.dy >= 0 && endY + span.dy < components_.height) {
-                ClearTouched(endY + span.dy, endX + span.dx0, endX + span.dx1, cleared);
+            const PixelRun run{endY + span.dy, std::max(endX + span.dx0, 0),
+                               std::min(endX + span.dx1, components_.width - 1)};
+            if (run.y >= 0 && run.y < components_.height && run.x0 <= run.x1) {
+                touched_.Clear(run, cleared);
             }
         }
     };
@@ -316,22 +292,6 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std:
     }
     if (branches.mapOrigin) {
         clear(0, 0);
-    }
-}
-
-void NetworkAnalysis::ClearTouched(int y, int x0, int x1, std::vector<PixelRun>& cleared) {
-    const PixelCode* row = components_.Row(y);
-    const int last = std::min(x1, components_.width - 1);
-    for (int x = std::max(x0, 0); x <= last; ++x) {
-        if (row[x] != kTouched) {
-            continue;
-        }
-        const int first = x;
-        while (x <= last && row[x] == kTouched) {
-            ++x;
-        }
-        touched_.Clear({y, first, x - 1});
-        cleared.push_back({y, first, x - 1});
     }
 }
 

@@ -39,7 +39,6 @@ private:
     };
 
     void UpdateSkeleton();
-    void DropAround(const PixelRun& patch);
     MarkedBranches Prune();
     void FindEnds();
     bool GoesOn(int x, int y) const;
@@ -53,7 +52,6 @@ private:
     void MarkCandidates();
     bool IsNextToFilled(int x, int y) const;
     void ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared);
-    void ClearTouched(int y, int x0, int x1, std::vector<PixelRun>& cleared);
     const std::vector<RowSpan>& Ellipse(int size);
 
     CodePlane components_;

@@ -226,7 +226,7 @@ TEST(NetworkDistance, WordsAreKeptUnderTheirLargestDistanceAfterAnyChange) {
 
 /// A map as it is between analyses: background of both kinds, all else open.
 CodeMap RandomBackground(std::mt19937& random) {
-    CodeMap map(Between(random, 2, 150), Between(random, 2, 40), Korvane::kOpen);
+    CodeMap map(Between(random, 2, 150), Between(random, 2, 150), Korvane::kOpen);
     const cv::Mat noise = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5),
                                                      static_cast<std::uint32_t>(random()));
     const cv::Mat kind = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5),
@@ -274,11 +274,12 @@ TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
         std::mt19937 random(seed);
         CodeMap map = RandomBackground(random);
         Korvane::TouchedNetwork network(map.Plane());
+        std::vector<PixelRun> cleared;
         for (int tries = 0; tries < 12; ++tries) {
             const int x = Between(random, 0, map.width - 1);
             const int y = Between(random, 0, map.height - 1);
             if (map.At(x, y) == Korvane::kOpen) ExpectTouchedAsInPlainForm(map, network, x, y);
-            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, x});
+            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)}, cleared);
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -315,7 +316,7 @@ TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned
 TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFirst) {
     // From the left end of row 0 the region in columns 1 and 2 and the patch after it are visited; the region in row 2
     // reaches the far side of that patch, and so the patch in column 6 becomes one of its cluster.
-    CodeMap map = MapOf({"2330330", "2000131", "2333331", "1111111"});
+    CodeMap map = MapOf({"2330330", "2000131", "2333331", "2222222"});
     map.At(1, 1) = map.At(2, 1) = map.At(3, 1) = Korvane::kOpen;
     Korvane::TouchedNetwork network(map.Plane());
     network.Touch({{0, 0, 0}});
