@@ -1,12 +1,10 @@
 #include "NetworkAnalysis.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <opencv2/imgproc.hpp>
 
 #include "EnclosedRegion.h"
-#include "NeighbourGroups.h"
 
 namespace Korvane {
 namespace {
@@ -29,6 +27,7 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       touched_(components),
       skeleton_(components.width, components.height),
       distance_(components.width, components.height),
+      traces_(skeleton_, components.width, components.height),
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
@@ -36,11 +35,8 @@ void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& c
                               std::vector<PixelRun>& cleared) {
     touched_.Touch(component);
     UpdateSkeleton();
-    const MarkedBranches branches = Prune();
+    const MarkedBranches branches = MarkBranches();
     FillAround(seed);
-    for (const PixelPosition& at : pruned_) {
-        *skeleton_.At(at.x, at.y) = NetworkSkeleton::kLine;
-    }
     FillOutside();
     MarkCandidates();
     const bool clears = !branches.ends.empty() || branches.mapOrigin;
@@ -62,72 +58,17 @@ void NetworkAnalysis::UpdateSkeleton() {
     });
     skeleton_.Update();
     distance_.Update();
+    traces_.Update();
 }
 
-void NetworkAnalysis::FindEnds() {
-    ends_.clear();
-    int x0 = components_.width;
-    int x1 = -1;
-    int y0 = components_.height;
-    int y1 = -1;
+MarkedBranches NetworkAnalysis::MarkBranches() {
+    PixelBox box;
     for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
-        x0 = std::min(x0, tile.x0);
-        x1 = std::max(x1, tile.x0 + NetworkTiles::kSide - 1);
-        y0 = std::min(y0, tile.y0);
-        y1 = std::max(y1, std::min(tile.y0 + NetworkTiles::kSide, components_.height) - 1);
+        const int x1 = std::min(tile.x0 + NetworkTiles::kSide, components_.width) - 1;
+        box.Include({tile.y0, tile.x0, x1});
+        box.Include({std::min(tile.y0 + NetworkTiles::kSide, components_.height) - 1, tile.x0, x1});
     }
-    for (int y = y0; y <= y1; ++y) {
-        const std::vector<int>& columns = skeleton_.EndsInRow(y);
-        for (auto x = std::lower_bound(columns.begin(), columns.end(), x0); x != columns.end() && *x <= x1; ++x) {
-            if (touched_.IsVisited(*x, y)) {
-                ends_.push_back({*x, y});
-            }
-        }
-    }
-}
-
-// The next pixel of a line has one thing around it: what lies ahead.
-bool NetworkAnalysis::GoesOn(int x, int y) const {
-    const NetworkSkeleton::Time* p = skeleton_.At(x, y);
-    if (*p != NetworkSkeleton::kLine) {
-        return false;
-    }
-    unsigned lines = 0;
-    for (unsigned i = 0; i < 8; ++i) {
-        lines |= (p[kAround[i].dy * skeleton_.Stride() + kAround[i].dx] >= NetworkSkeleton::kLine ? 1u : 0u) << i;
-    }
-    return kNeighbourGroups[lines] == 1;
-}
-
-// As PruneBranches, on the lines that are kept; what is pruned goes to pruned_ and is put back after the fill.
-MarkedBranches NetworkAnalysis::Prune() {
-    FindEnds();
-    pruned_.clear();
-    BranchCounts counts(ends_.size());
-    branch_ = ends_;
-    std::int64_t number = static_cast<std::int64_t>(ends_.size()) + 1;
-    while (!branch_.empty()) {
-        const PixelPosition at = branch_.back();
-        branch_.pop_back();
-        *skeleton_.At(at.x, at.y) = NetworkSkeleton::kPruned;
-        pruned_.push_back(at);
-        counts.Add(number);
-        const std::size_t before = branch_.size();
-        for (const Step& step : kAround) {
-            if (GoesOn(at.x + step.dx, at.y + step.dy)) {
-                branch_.push_back({at.x + step.dx, at.y + step.dy});
-            }
-        }
-        number -= branch_.size() == before ? 1 : 0;
-    }
-    MarkedBranches marked;
-    for (std::size_t i = 0; i < ends_.size(); ++i) {
-        if (counts.WithEnd()[i] > limitPx_) {
-            marked.ends.push_back(ends_[i]);
-        }
-    }
-    marked.mapOrigin = counts.AnyWithoutEndAbove(limitPx_);
-    return marked;
+    return traces_.Marked(box, limitPx_, [&](int x, int y) { return touched_.IsVisited(x, y); });
 }
 
 int NetworkAnalysis::LargestDistance() {
@@ -221,26 +162,27 @@ void NetworkAnalysis::FillOutside() {
     }
 }
 
-bool NetworkAnalysis::IsNextToFilled(int x, int y) const {
+// Which columns of the box have something inside in this row or the two beside it; one more column on either side.
+void NetworkAnalysis::FindInsideAround(int y) {
+    insideAround_.assign(static_cast<std::size_t>(fillBox_.Width()) + 2, 0);
     for (int v = std::max(y - 1, fillBox_.y0); v <= std::min(y + 1, fillBox_.y1); ++v) {
-        for (int u = std::max(x - 1, fillBox_.x0); u <= std::min(x + 1, fillBox_.x1); ++u) {
-            const PixelCode code = fillPlane_.At(u, v);
-            if (code != kOutside) {
-                return true;
-            }
+        const PixelCode* row = fillPlane_.Row(v) + fillBox_.x0;
+        for (std::size_t i = 1; i + 1 < insideAround_.size(); ++i) {
+            insideAround_[i] |= row[i - 1] != kOutside ? 1 : 0;
         }
     }
-    return false;
 }
 
 void NetworkAnalysis::MarkCandidates() {
     for (int y = fillBox_.y0; y <= fillBox_.y1; ++y) {
-        PixelCode* candidates = candidates_.Row(y);
-        const PixelCode* row = fillPlane_.Row(y);
-        for (int x = fillBox_.x0; x <= fillBox_.x1; ++x) {
+        FindInsideAround(y);
+        PixelCode* candidates = candidates_.Row(y) + fillBox_.x0;
+        const PixelCode* row = fillPlane_.Row(y) + fillBox_.x0;
+        const PixelCode* inside = insideAround_.data() + 1;
+        for (int x = 0; x < fillBox_.Width(); ++x) {
             if (row[x] != kOutside) {
                 candidates[x] = candidates[x] == kFree ? kCandidate : candidates[x];
-            } else if (IsNextToFilled(x, y)) {
+            } else if ((inside[x - 1] | inside[x] | inside[x + 1]) != 0) {
                 candidates[x] = kRing;
             }
         }

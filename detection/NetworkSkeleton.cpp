@@ -82,9 +82,11 @@ void NetworkSkeleton::Update() {
         now.clear();
         queue_[time].swap(now);
     }
+    endChanges_.clear();
     for (const std::int32_t pixel : lineChanged_) {
         UpdateEndsAround(pixel);
     }
+    lineChanges_.swap(lineChanged_);
     lineChanged_.clear();
 }
 
@@ -175,6 +177,7 @@ void NetworkSkeleton::UpdateEndsAround(std::int32_t pixel) {
                 continue;
             }
             isEnd = now ? 1 : 0;
+            endChanges_.push_back(near);
             std::vector<int>& ends = ends_[static_cast<std::size_t>(near / stride - 1)];
             const int x = near % stride - 1;
             const auto at = std::lower_bound(ends.begin(), ends.end(), x);

@@ -44,6 +44,12 @@ public:
     /// Columns, ascending, of the line pixels of row y with exactly one line neighbour, those at the border excepted.
     const std::vector<int>& EndsInRow(int y) const { return ends_[static_cast<std::size_t>(y)]; }
 
+    /// The same by index from At(-1, -1): whether a pixel is such an end, those of which the last update changed that,
+    /// and all of which it changed whether they are of a line. Pixels may come more than once, others among the latter.
+    bool IsEndAt(std::int32_t pixel) const { return isEnd_[static_cast<std::size_t>(pixel)] != 0; }
+    const std::vector<std::int32_t>& EndChanges() const { return endChanges_; }
+    const std::vector<std::int32_t>& LineChanges() const { return lineChanges_; }
+
 private:
     std::size_t Index(int x, int y) const { return static_cast<std::size_t>((y + 1) * stride_ + x + 1); }
     void Queue(std::int32_t pixel, std::uint32_t time);
@@ -60,7 +66,9 @@ private:
     ZeroedArray<Time> queuedFor_;  // time for which a pixel was queued last and still is; or 0
     ZeroedArray<std::uint8_t> isEnd_;
     std::vector<std::vector<std::int32_t>> queue_;  // per time
-    std::vector<std::int32_t> lineChanged_;
+    std::vector<std::int32_t> lineChanged_;         // since the last update
+    std::vector<std::int32_t> lineChanges_;         // up to the last update
+    std::vector<std::int32_t> endChanges_;
     std::vector<std::vector<int>> ends_;
 };
 

@@ -9,6 +9,9 @@ namespace {
 // end of a stretch of ones, downwards in steps that double.
 BitGrid::Word Carried(BitGrid::Word reached, BitGrid::Word open) {
     reached = open & (~(open + reached) | reached);
+    if ((open & (reached >> 1) & ~reached) == 0) {
+        return reached;
+    }
     for (int step = 1; step < 64; step *= 2) {
         reached |= open & (reached >> step);
         open &= open >> step;
@@ -134,6 +137,7 @@ void NetworkTiles::AddPiece(Tile& tile, const Rows& rows, int y0, int y1, bool i
     for (int y = y0; y <= y1; ++y) {
         const Word row = rows[static_cast<std::size_t>(y)];
         tile.rows.push_back(row);
+        piece.columns |= row;
         piece.left |= (row & 1u) << y;
         piece.right |= (row >> (kSide - 1)) << y;
     }
@@ -144,9 +148,14 @@ void NetworkTiles::AddPiece(Tile& tile, const Rows& rows, int y0, int y1, bool i
 }
 
 bool NetworkTiles::AreBeside(const Tile& tile, const Piece& a, const Piece& b) const {
+    const int y0 = std::max<int>(a.y0, b.y0 - 1);
+    const int y1 = std::min<int>(a.y1, b.y1 + 1);
+    if (y0 > y1 || (Wider(a.columns) & b.columns) == 0) {
+        return false;
+    }
     const Word* rowsA = tile.rows.data() + a.rows;
     const Word* rowsB = tile.rows.data() + b.rows;
-    for (int y = std::max<int>(a.y0, b.y0 - 1); y <= std::min<int>(a.y1, b.y1 + 1); ++y) {
+    for (int y = y0; y <= y1; ++y) {
         Word near = 0;
         for (int v = std::max<int>(y - 1, b.y0); v <= std::min<int>(y + 1, b.y1); ++v) {
             near |= rowsB[v - b.y0];

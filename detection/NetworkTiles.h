@@ -23,6 +23,7 @@ public:
 
     struct Piece {
         Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
+        Word columns;                   // those that it has pixels in
         std::uint32_t rows;             // where its rows are, from y0 on
         std::uint32_t links;            // where its neighbours of the other kind in the same tile are
         std::uint16_t linkCount;
