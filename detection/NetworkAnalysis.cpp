@@ -55,18 +55,12 @@ void NetworkAnalysis::UpdateSkeleton() {
     for (const PixelRun& patch : touched_.VisitedPatches()) {
         DropAround(patch);
     }
-    const BitGrid& grid = touched_.Grid();
     for (const std::int32_t word : touched_.WordsWithUnknown()) {
         BitGrid::Word& known = touched_.KnownIn(word);
-        BitGrid::Word added = touched_.VisitedIn(word) & ~known;
+        const BitGrid::Word added = touched_.VisitedIn(word) & ~known;
         known |= added;
-        const int y = word / grid.WordsPerRow();
-        const int x0 = (word - y * grid.WordsPerRow()) * 64;
-        for (; added != 0; added &= added - 1) {
-            const int x = x0 + BitGrid::Lowest(added);
-            skeleton_.Add(x, y);
-            distance_.Add(x, y);
-        }
+        skeleton_.Add(word, added);
+        distance_.Add(word, added);
     }
     skeleton_.Update();
     distance_.Update();
@@ -78,13 +72,10 @@ void NetworkAnalysis::DropAround(const PixelRun& patch) {
         const PixelRun beside{y, std::max(patch.x0 - 1, 0), std::min(patch.x1 + 1, components_.width - 1)};
         grid.ForEachWord(beside, [&](std::int32_t word, BitGrid::Word bits) {
             BitGrid::Word& known = touched_.KnownIn(word);
-            BitGrid::Word dropped = bits & known & ~touched_.VisitedIn(word);
+            const BitGrid::Word dropped = bits & known & ~touched_.VisitedIn(word);
             known &= ~dropped;
-            const int x0 = (word - y * grid.WordsPerRow()) * 64;
-            for (; dropped != 0; dropped &= dropped - 1) {
-                skeleton_.Remove(x0 + BitGrid::Lowest(dropped), y);
-                distance_.Remove(x0 + BitGrid::Lowest(dropped), y);
-            }
+            skeleton_.Remove(word, dropped);
+            distance_.Remove(word, dropped);
         });
     }
 }
@@ -118,7 +109,7 @@ void NetworkAnalysis::FindEnds() {
 
 // The next pixel of a line has one thing around it: what lies ahead.
 bool NetworkAnalysis::GoesOn(int x, int y) const {
-    const NetworkSkeleton::Time* p = skeleton_.At(x, y);
+    const NetworkSkeleton::Code* p = skeleton_.At(x, y);
     if (*p != NetworkSkeleton::kLine) {
         return false;
     }

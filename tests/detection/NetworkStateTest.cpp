@@ -127,12 +127,13 @@ cv::Mat RandomSet(std::mt19937& random, int width, int height) {
 /// Changes the kept set, held in `known`, to `wanted`.
 template <typename Kept>
 void ChangeTo(const cv::Mat& wanted, cv::Mat& known, Kept& kept) {
+    const Korvane::BitGrid grid(wanted.cols, wanted.rows);
     for (int y = 0; y < wanted.rows; ++y) {
         for (int x = 0; x < wanted.cols; ++x) {
             const bool now = wanted.at<float>(y, x) == 1.0f;
             const bool before = known.at<float>(y, x) == 1.0f;
-            if (now && !before) kept.Add(x, y);
-            if (!now && before) kept.Remove(x, y);
+            if (now && !before) kept.Add(grid.WordAt(x, y), Korvane::BitGrid::Bit(x));
+            if (!now && before) kept.Remove(grid.WordAt(x, y), Korvane::BitGrid::Bit(x));
         }
     }
     kept.Update();
