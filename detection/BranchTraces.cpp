@@ -10,7 +10,7 @@ namespace Korvane {
 namespace {
 
 // Bits of a pixel's state.
-constexpr std::uint8_t kWasLine = 1;
+constexpr std::uint8_t kIsEnd = 1;
 constexpr std::uint8_t kIsTraced = 2;   // an end with a trace
 constexpr std::uint8_t kIsWaiting = 4;  // an end, or what was one, to be traced again
 
@@ -18,7 +18,7 @@ constexpr std::uint8_t kIsWaiting = 4;  // an end, or what was one, to be traced
 
 BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int height)
     : skeleton_(skeleton),
-      times_(skeleton.At(-1, -1)),
+      codes_(skeleton.At(-1, -1)),
       stride_(width + 2),
       owner_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
       taken_(owner_.size() / 8 + 2),
@@ -27,13 +27,10 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
 
 void BranchTraces::Update() {
     for (const std::int32_t pixel : skeleton_.LineChanges()) {
-        std::uint8_t& state = state_[static_cast<std::size_t>(pixel)];
-        if (IsLine(pixel) != ((state & kWasLine) != 0)) {
-            state ^= kWasLine;
-            TouchTracesAround(pixel, std::numeric_limits<std::int32_t>::max());
-        }
+        TouchTracesAround(pixel, std::numeric_limits<std::int32_t>::max());
     }
     for (const std::int32_t end : skeleton_.EndChanges()) {
+        state_[static_cast<std::size_t>(end)] ^= kIsEnd;
         Touch(end);
     }
     while (!toRetrace_.empty()) {
@@ -100,7 +97,7 @@ void BranchTraces::Retrace(std::int32_t end) {
     if (wasTraced) {
         Release(end, traces_[static_cast<std::size_t>(FindEnd(end)->trace)]);
     }
-    const bool isEnd = skeleton_.IsEndAt(end);
+    const bool isEnd = (state_[static_cast<std::size_t>(end)] & kIsEnd) != 0;
     if (wasTraced && !isEnd) {
         RemoveEnd(end);
     }

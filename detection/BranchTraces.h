@@ -52,9 +52,9 @@ private:
     };
 
     std::size_t Index(int x, int y) const { return static_cast<std::size_t>((y + 1) * stride_ + x + 1); }
-    bool IsLine(std::int32_t pixel) const { return times_[pixel] == NetworkSkeleton::kLine; }
+    bool IsLine(std::int32_t pixel) const { return codes_[pixel] == NetworkSkeleton::kLine; }
     bool IsThere(std::int32_t pixel, std::int32_t end) const {
-        return times_[pixel] >= NetworkSkeleton::kLine && owner_[static_cast<std::size_t>(pixel)] < end;
+        return codes_[pixel] >= NetworkSkeleton::kLine && owner_[static_cast<std::size_t>(pixel)] < end;
     }
     bool GoesOn(std::int32_t pixel, std::int32_t end) const;
     void Touch(std::int32_t end);
@@ -71,7 +71,7 @@ private:
     MarkedBranches MarkFound(int limitPx);
 
     const NetworkSkeleton& skeleton_;
-    const NetworkSkeleton::Time* times_;  // by index
+    const NetworkSkeleton::Code* codes_;  // by index
     std::int32_t stride_;
     ZeroedArray<std::int32_t> owner_;  // index of the end whose trace took the pixel; or 0
     ZeroedArray<std::uint8_t> taken_;  // a bit per pixel: owner_ is not 0

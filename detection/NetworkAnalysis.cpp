@@ -48,13 +48,13 @@ void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& c
 // The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
 // so that the visited is thinned as if it were alone. It can only lie behind a visited patch.
 void NetworkAnalysis::UpdateSkeleton() {
-    touched_.DropBesideVisited([&](int x, int y) {
-        skeleton_.Remove(x, y);
-        distance_.Remove(x, y);
+    touched_.DropBesideVisited([&](std::int32_t word, BitGrid::Word pixels) {
+        skeleton_.Remove(word, pixels);
+        distance_.Remove(word, pixels);
     });
-    touched_.AddVisited([&](int x, int y) {
-        skeleton_.Add(x, y);
-        distance_.Add(x, y);
+    touched_.AddVisited([&](std::int32_t word, BitGrid::Word pixels) {
+        skeleton_.Add(word, pixels);
+        distance_.Add(word, pixels);
     });
     skeleton_.Update();
     distance_.Update();

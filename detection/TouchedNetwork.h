@@ -59,7 +59,8 @@ public:
 
     /// A set of pixels for the owner: what was visited once, and not taken out since.
     Word KnownIn(std::int32_t word) const { return known_[KnownIndex(word)]; }
-    /// Adds what was visited to the set; calls added(x, y) for each pixel that is new to it.
+    /// Adds what was visited to the set; calls added(word, pixels) for what is new to it; a word may come more than
+    /// once.
     template <typename Added>
     void AddVisited(Added added);
     /// Takes out what is next to a visited patch, but not visited; calls dropped(x, y) for each pixel. All that is
@@ -143,8 +144,9 @@ void TouchedNetwork::AddVisited(Added added) {
         const int y0 = tiles_.Top(at.tile);
         for (int row = piece.y0; row <= piece.y1; ++row) {
             Word& known = known_[KnownIndex(at.tile, row)];
-            for (Word left = rows[row - piece.y0] & ~known; left != 0; left &= left - 1) {
-                added(x0 + BitGrid::Lowest(left), y0 + row);
+            const Word news = rows[row - piece.y0] & ~known;
+            if (news != 0) {
+                added(words_.WordAt(x0, y0 + row), news);
             }
             known |= rows[row - piece.y0];
         }
@@ -181,7 +183,7 @@ void TouchedNetwork::DropBesideVisited(Dropped dropped) {
 template <typename Dropped>
 void TouchedNetwork::Drop(std::int32_t tile, int y, Word pixels, Dropped dropped) {
     Word& known = known_[KnownIndex(tile, y)];
-    Word left = pixels & known & ~VisitedRow(tile, y);
+    const Word left = pixels & known & ~VisitedRow(tile, y);
     if (left == 0) {
         return;
     }
@@ -189,9 +191,7 @@ void TouchedNetwork::Drop(std::int32_t tile, int y, Word pixels, Dropped dropped
     for (Piece& piece : tiles_.PiecesOf(tile)) {
         piece.known = false;
     }
-    for (; left != 0; left &= left - 1) {
-        dropped(tiles_.Left(tile) + BitGrid::Lowest(left), y);
-    }
+    dropped(words_.WordAt(tiles_.Left(tile), y), left);
 }
 
 }  // namespace Korvane

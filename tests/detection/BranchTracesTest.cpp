@@ -30,10 +30,13 @@ cv::Mat RandomSet(std::mt19937& random, int width, int height) {
 }
 
 void ChangeTo(const cv::Mat& wanted, cv::Mat& set, NetworkSkeleton& skeleton) {
+    const Korvane::BitGrid grid(set.cols, set.rows);
     for (int y = 0; y < set.rows; ++y) {
         for (int x = 0; x < set.cols; ++x) {
             if (wanted.at<uchar>(y, x) == set.at<uchar>(y, x)) continue;
-            wanted.at<uchar>(y, x) != 0 ? skeleton.Add(x, y) : skeleton.Remove(x, y);
+            const std::int32_t word = grid.WordAt(x, y);
+            const auto bit = Korvane::BitGrid::Bit(x);
+            wanted.at<uchar>(y, x) != 0 ? skeleton.Add(word, bit) : skeleton.Remove(word, bit);
         }
     }
     skeleton.Update();
