@@ -21,6 +21,7 @@ public:
     Value& operator[](std::size_t i) { return values_.get()[i]; }
     const Value& operator[](std::size_t i) const { return values_.get()[i]; }
     Value* data() { return values_.get(); }
+    const Value* data() const { return values_.get(); }
     std::size_t size() const { return size_; }
 
 private:
