@@ -22,7 +22,7 @@ class SingleImageCanvas;
 
 /// The main window. It owns the positions, the analysis parameters and the state of viewing and editing; every command
 /// of the program arrives here.
-class MainFrame : public wxFrame, public CanvasOwner {
+class MainFrame final : public wxFrame, public CanvasOwner {
 public:
     MainFrame();
 

@@ -11,6 +11,13 @@ korvane_run_packages=(
 korvane_test_packages=(
     libgtest-dev libbenchmark-dev xvfb xauth openbox xdotool libx11-dev locales
 )
+# The fuzz targets; the engine comes with the compiler's run-time library.
+korvane_fuzz_packages=(
+    clang libclang-rt-14-dev
+)
+korvane_check_packages=(
+    clang-tidy cppcheck
+)
 
 # korvane_require PACKAGE...: installs those that are not installed, as root or through sudo, saying which.
 korvane_require() {

@@ -40,7 +40,7 @@ private:
     struct Wave {
         double kx, ky, phase, amplitude;
     };
-    Wave waves_[4];
+    Wave waves_[4]{};
 };
 
 // Share of light at a signed distance outside a blurred edge: 1 far inside, 0.5 on it, 0 far outside.

@@ -159,6 +159,31 @@ TEST_F(FileMemory, AnLzmaStripIsReadWithinTheAllowance) {
     EXPECT_EQ(LoadWithin<std::uint8_t>(path_, kBytes, Check::kNoise), Ended::kLoaded);
 }
 
+TEST_F(FileMemory, ALargeGreyJpegIsReadUnlessItIsProgressive) {
+    constexpr std::uint32_t kWidth = 5000;
+    constexpr std::uint32_t kHeight = 4000;
+    TIFF* tiff = TIFFOpen(path_.c_str(), "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_JPEG);
+    std::string row(kWidth, 'a');
+    for (std::uint32_t x = 0; x < kWidth; ++x) row[x] = static_cast<char>(x / 40);
+    for (std::uint32_t y = 0; y < kHeight; ++y) ASSERT_EQ(TIFFWriteScanline(tiff, row.data(), y, 0), 1);
+    TIFFClose(tiff);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, std::uint64_t{kWidth} * kHeight), Ended::kLoaded);
+    // The frame's marker says what kind it is.
+    std::ifstream in(path_, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    const std::size_t frame = bytes.find("\xFF\xC0");
+    ASSERT_NE(frame, std::string::npos);
+    bytes[frame + 1] = '\xC2';
+    std::ofstream(path_, std::ios::binary) << bytes;
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, std::uint64_t{kWidth} * kHeight), Ended::kRefused);
+}
+
 TEST_F(FileMemory, TilesOfSixteenMebibytesAreReadWithinTheAllowance) {
     TIFF* tiff = TIFFOpen(path_.c_str(), "w");
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4096 * 2 - 5);

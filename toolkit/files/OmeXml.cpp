@@ -52,7 +52,7 @@ StackLayout Stack(const pugi::xml_node& pixels) {
 
 OmeFinding ReadOmeXml(const std::string& description) {
     OmeFinding finding;
-    if (description.find("<") != description.find_first_not_of(" \t\r\n\xEF\xBB\xBF")) return finding;
+    if (description.find('<') != description.find_first_not_of(" \t\r\n\xEF\xBB\xBF")) return finding;
     if (description.size() > kLongestXml || description.find("OME") == std::string::npos) return finding;
     pugi::xml_document document;
     if (!document.load_buffer(description.data(), description.size(), pugi::parse_minimal | pugi::parse_escapes)) {

@@ -95,12 +95,33 @@ void CheckPiece(TiffHandle& file, const TiffPage& page, const Pieces& pieces, st
     }
 }
 
+// True when the frame of a JPEG stream is a sequential one, which its decoder does not need to hold: the first marker
+// of a frame tells (ITU-T T.81, 1992, table B.1).
+bool IsSequentialJpeg(const TiffHandle& file, std::uint64_t offset) {
+    constexpr unsigned kMostSegments = 1000;
+    const ByteReader read = file.Reader();
+    offset += 2;
+    for (unsigned i = 0; i < kMostSegments; ++i) {
+        unsigned char head[4];
+        if (read(offset, head, sizeof head) != sizeof head || head[0] != 0xFF) return false;
+        const bool isFrame =
+            head[1] >= 0xC0 && head[1] <= 0xCF && head[1] != 0xC4 && head[1] != 0xC8 && head[1] != 0xCC;
+        if (isFrame) return head[1] <= 0xC1;
+        if (head[1] == 0xDA) return false;
+        offset += 2u + (std::uint64_t{head[2]} << 8 | head[3]);
+    }
+    return false;
+}
+
 // Decoders other than those that unpack here want all stored bytes of a piece at once, and some hold it decoded
 // besides.
 void CheckMemory(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index) {
     if (page.compression == COMPRESSION_NONE || CanUnpack(page.compression)) return;
     const std::uint64_t decoded = std::uint64_t{pieces.width} * pieces.height * page.VoxelBytes();
-    if (TIFFGetStrileByteCount(file.Get(), index) > kMostStored || decoded > kMostStored) {
+    const bool isGreyJpeg = page.compression == COMPRESSION_JPEG && page.samples == 1;
+    const bool heldDecoded =
+        decoded > kMostStored && !(isGreyJpeg && IsSequentialJpeg(file, TIFFGetStrileOffset(file.Get(), index)));
+    if (TIFFGetStrileByteCount(file.Get(), index) > kMostStored || heldDecoded) {
         file.FailReading("its strips or tiles are too large for their compression (" +
                          std::to_string(page.compression) + "): " + Name(pieces, index) + " has " +
                          std::to_string(decoded >> 20) + " MiB, 16 MiB is the most");

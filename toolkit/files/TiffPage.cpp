@@ -131,7 +131,7 @@ TiffPage ChoosePage(TiffHandle& file, const TiffPage& first) {
     if (!MayBePreview(first) || (IsGrey(first.type) && IsFullSize(first))) return first;
     const std::uint64_t atLeast = IsFullSize(first) ? Pixels(first) : 1;
     for (unsigned pages = 1; pages < kMostPages && NextPage(file); ++pages) {
-        const TiffPage page = ReadTiffPage(file);
+        TiffPage page = ReadTiffPage(file);
         if (IsGrey(page.type) && IsFullSize(page) && Pixels(page) >= atLeast) return page;
     }
     GoToPage(file, first.offset);
