@@ -56,13 +56,6 @@ protected:
 
     void Move(int x, int y) { Mouse(wxEVT_MOTION, x, y, false); }
 
-    void Leave() {
-        wxMouseEvent leave(wxEVT_LEAVE_WINDOW);
-        leave.SetPosition({-1, 20});
-        leave.SetEventObject(&View());
-        View().ProcessWindowEvent(leave);
-    }
-
     void GoTo(int level) {
         while (frame->ZoomLevel() != level) Wheel(frame->ZoomLevel() < level ? 120 : -120);
         FreshShot();
@@ -221,7 +214,10 @@ TEST_F(Canvas, TheBrushOutlineFollowsThePointerAndGoesWithIt) {
                shot.GetRed(360, 250) > shot.GetGreen(360, 250) + 30;
     };
     EXPECT_TRUE(near(Shot()));
-    Leave();
+    wxMouseEvent leave(wxEVT_LEAVE_WINDOW);
+    leave.SetPosition({-1, 20});
+    leave.SetEventObject(&View());
+    View().ProcessWindowEvent(leave);
     const wxImage without = Shot();
     EXPECT_FALSE(near(without));
     EXPECT_EQ(Difference(without, FreshShot()), "");
@@ -286,23 +282,6 @@ TEST_F(Canvas, RRepaintsTheComponentUnderThePointerOnly) {
     EXPECT_EQ(frame->Store().labelCount, 2u);
     Key(WXK_BACK);
     EXPECT_EQ(Labels()(100, 100), 1);
-}
-
-TEST_F(Canvas, RWithThePointerOffTheCanvasGoesByTheImagePointThere) {
-    const auto pointTo = [&](const wxPoint& at) {
-        const wxPoint onScreen = View().ClientToScreen(at);
-        wxUIActionSimulator().MouseMove(onScreen.x, onScreen.y);
-        Leave();
-        return Await([&] { return wxGetMousePosition() == onScreen; }) && !View().PointerInside();
-    };
-    ASSERT_TRUE(pointTo({100, -10}));
-    Key('R');
-    EXPECT_EQ(Labels()(100, 0), 0) << "above the image";
-    GoTo(5);
-    View().ScrollTo({200, 200});
-    ASSERT_TRUE(pointTo({100, -10}));
-    Key('R');
-    EXPECT_EQ(Labels()(100, 0), 1) << "a part of the image that is scrolled out";
 }
 
 TEST_F(Canvas, LabelThirteenHasTheColourOfLabelOne) {
