@@ -10,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Calibration.h"
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "ImageJob.h"
@@ -101,24 +102,12 @@ bool WriteTable(const BatchOptions& options, const std::vector<ImageOutcome>& ou
 
 wxString NumberText(std::uint64_t number) { return wxString(std::to_string(number)); }
 
-/// Six digits tell pixel sizes apart as far as files store them.
-wxString PixelSizeText(const qvox::ImageFileInfo& info) {
-    const auto& [x, y, z] = info.resolution;
-    if (x <= 0.0f && y <= 0.0f) return "pixel size undefined";
-    const auto inNm = [](float perUm) {
-        return perUm > 0.0f ? wxString::FromCDouble(1000.0 / static_cast<double>(perUm)) : wxString("undefined");
-    };
-    wxString text = inNm(x);
-    if (y != x) text += " x " + inNm(y);
-    return text + " nm per pixel";
-}
-
 wxString InfoLine(const wxString& path, const qvox::ImageFileInfo& info) {
     wxString line = path + ": " + NumberText(info.sizeX) + " x " + NumberText(info.sizeY);
     if (info.sizeZ > 1) line += " x " + NumberText(info.sizeZ);
     line += ", " + PathText(info.typeText);
     if (!IsInputType(info.type)) line += " (not supported)";
-    line += ", " + PixelSizeText(info);
+    line += ", " + PixelSizeText(info.resolution);
     if (!info.resolutionNote.empty()) line += " (" + PathText(info.resolutionNote) + ")";
     return line;
 }
@@ -177,7 +166,8 @@ int StatusOf(const RunReport& report, Progress& progress) {
 }  // namespace
 
 int RunBatch(const BatchOptions& options, std::FILE* output, std::FILE* messages) {
-    const std::vector<std::string> inputs = ExpandInputs(options.images);
+    const bool calibrates = options.command == BatchCommand::kCalibrate;
+    const std::vector<std::string> inputs = ExpandInputs(options.images, calibrates ? kCalibratedPrefix : "");
     if (options.command == BatchCommand::kInfo) return RunInfo(inputs, output, messages);
 
     RunReport report;

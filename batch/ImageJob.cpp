@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "Calibration.h"
 #include "DetectionDriver.h"
 #include "ExceptionText.h"
 #include "FailureText.h"
@@ -55,6 +56,9 @@ public:
                 break;
             case BatchCommand::kOverlay:
                 DrawExisting();
+                break;
+            case BatchCommand::kCalibrate:
+                Calibrate();
                 break;
             case BatchCommand::kInfo:
                 break;
@@ -224,6 +228,34 @@ private:
         DrawPicture(position);
     }
 
+    void Calibrate() {
+        std::error_code unreachable;
+        if (options_.existing == ExistingLabels::kSkip &&
+            std::filesystem::exists(PathBytes(files_.copy), unreachable)) {
+            outcome_.state = ImageState::kSkipped;
+            progress_.Note("'" + files_.input + "' is skipped: '" + files_.copy +
+                           "' exists (--overwrite replaces it).");
+            return;
+        }
+        const qvox::ImageFileInfo info = Inspect();
+        const float perUm = static_cast<float>(1000.0 / options_.pixelSizeNm.value());
+        const bool hasOne = info.resolution.x > 0.0f || info.resolution.y > 0.0f;
+        if (hasOne && options_.existingPixelSize == ExistingPixelSize::kRefuse &&
+            !HasPixelSize(info.resolution, perUm)) {
+            throw ImageFailure{"Cannot calibrate '" + files_.input + "'! (The file stores " +
+                               PixelSizeText(info.resolution) + " (" + PathText(info.resolutionNote) +
+                               "); --force replaces it)"};
+        }
+        try {
+            WriteCalibratedCopy(PathBytes(files_.input), PathBytes(files_.copy), info.type, perUm);
+        } catch (...) {
+            throw ImageFailure{"Cannot calibrate '" + files_.input + "'! (" + ExceptionText(std::current_exception()) +
+                               ")"};
+        }
+        outcome_.resolution = {perUm, perUm, info.resolution.z};
+        outcome_.state = ImageState::kDone;
+    }
+
     void TellNoLabels() {
         progress_.Warning("'" + files_.input + "' is left out: there is no '" + files_.seeds + "'.");
     }
@@ -236,9 +268,10 @@ private:
     std::size_t stagesTold_ = 0;
 };
 
-wxString SummaryOf(const ImageOutcome& outcome) {
+wxString SummaryOf(BatchCommand command, const ImageOutcome& outcome) {
     switch (outcome.state) {
         case ImageState::kDone:
+            if (command == BatchCommand::kCalibrate) return PixelSizeText(outcome.resolution);
             return wxString::Format("%lu objects", static_cast<unsigned long>(outcome.objectCount)) + ", " +
                    wxString::FromCDouble(outcome.seconds, 1) + " s";
         case ImageState::kSkipped:
@@ -275,7 +308,7 @@ ImageOutcome ProcessImage(const BatchOptions& options, const ImageFiles& files, 
         progress.Error(outcome.error);
     }
     outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    progress.ImageDone(job.StagesTold(), files.input + ": " + SummaryOf(outcome));
+    progress.ImageDone(job.StagesTold(), files.input + ": " + SummaryOf(options.command, outcome));
     return std::move(outcome);
 }
 

@@ -41,14 +41,15 @@ bool IsImageName(const std::string& name) {
     return tiff && !StartsWith(name, "seg_") && !StartsWith(name, "export_") && !StartsWith(name, ".");
 }
 
-std::vector<std::string> ImagesOfFolder(const std::string& folder) {
+std::vector<std::string> ImagesOfFolder(const std::string& folder, const std::string& leftOut) {
     std::error_code failure;
     std::vector<std::string> names;
     std::filesystem::directory_iterator entry(folder, failure);
     while (!failure && entry != std::filesystem::directory_iterator()) {
         std::error_code vanished;
         const std::string name = entry->path().filename().string();
-        if (IsImageName(name) && !entry->is_directory(vanished)) names.push_back(name);
+        const bool passedOver = !leftOut.empty() && StartsWith(name, leftOut);
+        if (IsImageName(name) && !passedOver && !entry->is_directory(vanished)) names.push_back(name);
         entry.increment(failure);
     }
     if (failure) throw UsageError("The folder '" + folder + "' cannot be read: " + failure.message() + ".");
@@ -68,6 +69,7 @@ std::vector<wxString> WrittenFor(const BatchOptions& options, const ImageFiles& 
     const bool labels = options.command == BatchCommand::kDetect || options.command == BatchCommand::kSegment;
     if (labels) written.push_back(files.labels);
     if (options.command == BatchCommand::kOverlay || options.overlay) written.push_back(files.picture);
+    if (options.command == BatchCommand::kCalibrate) written.push_back(files.copy);
     if (options.stages) {
         for (const char* prefix : {"edges_", "candidates_", "filtered_", "separated_", "relief_", "markers_"}) {
             written.push_back(StagePath(options, files, prefix));
@@ -160,7 +162,7 @@ std::string FullPath(const std::string& path) {
     return text;
 }
 
-std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments) {
+std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments, const std::string& leftOut) {
     std::vector<std::string> inputs;
     std::set<std::string> known;
     const auto add = [&](const std::string& path) {
@@ -171,7 +173,7 @@ std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments)
         if (argument.empty()) throw UsageError("An image needs a name.");
         std::error_code unreachable;
         if (std::filesystem::is_directory(argument, unreachable)) {
-            for (const std::string& image : ImagesOfFolder(argument)) add(image);
+            for (const std::string& image : ImagesOfFolder(argument, leftOut)) add(image);
         } else {
             add(argument);
         }
@@ -195,6 +197,7 @@ std::vector<ImageFiles> PlanFiles(const BatchOptions& options, const std::vector
         files.labels = SegResultPath(files.input, output);
         files.seeds = SegResultPath(files.input, labels);
         files.picture = ExportPath(files.input, output);
+        files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
         images.push_back(std::move(files));
     }
     RequireDistinct(options, images);

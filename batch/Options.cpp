@@ -19,11 +19,12 @@ struct CommandText {
     const char* help;
 };
 
-constexpr std::array<CommandText, 5> kCommands{{
+constexpr std::array<CommandText, 6> kCommands{{
     {BatchCommand::kDetect, "detect", "Detect exosomes; writes seg_NAME per image"},
     {BatchCommand::kSegment, "segment", "Seeded segmentation of existing seg_NAME files"},
     {BatchCommand::kMeasure, "measure", "Measurement table of existing seg_NAME files"},
     {BatchCommand::kOverlay, "overlay", "export_NAME pictures of existing seg_NAME files"},
+    {BatchCommand::kCalibrate, "calibrate", "Copies of images with a pixel size stored in them"},
     {BatchCommand::kInfo, "info", "Size, voxel type, pixel size and where it was found"},
 }};
 
@@ -68,7 +69,7 @@ void AddParameters(CLI::App& command, BatchOptions& options) {
     }
 }
 
-void AddPixelSize(CLI::App& command, BatchOptions& options) {
+CLI::Option* AddPixelSize(CLI::App& command, BatchOptions& options, const std::string& help) {
     const std::string name = "--pixel-size";
     const auto take = [&options, name](const std::string& text) {
         const std::optional<double> value = ParseNumber<double>(text);
@@ -78,7 +79,7 @@ void AddPixelSize(CLI::App& command, BatchOptions& options) {
         }
         options.pixelSizeNm = value;
     };
-    command.add_option_function<std::string>(name, take, "Use this pixel size instead of the file's")->type_name("NM");
+    return command.add_option_function<std::string>(name, take, help)->type_name("NM");
 }
 
 void AddFolder(CLI::App& command, const std::string& names, std::optional<std::string>& folder, const std::string& type,
@@ -122,12 +123,26 @@ void AddJobs(CLI::App& command, BatchOptions& options) {
         ->type_name("N");
 }
 
+void AddCalibration(CLI::App& command, BatchOptions& options) {
+    AddPixelSize(command, options, "The pixel size to store, in nanometres")->required();
+    AddFolder(command, "-o,--output", options.output, "DIR",
+              "Folder for the copies, under the images' own names (default: calibrated_NAME beside each image)");
+    command.add_flag_callback(
+        "--overwrite", [&options] { options.existing = ExistingLabels::kReplace; },
+        "Replace existing copies (default: such an image is skipped)");
+    command.add_flag_callback(
+        "--force", [&options] { options.existingPixelSize = ExistingPixelSize::kReplace; },
+        "Also copy images that have another pixel size (default: they are refused)");
+    AddJobs(command, options);
+}
+
 void AddCommand(CLI::App& app, const CommandText& text, BatchOptions& options) {
     CLI::App& command = *app.add_subcommand(text.name, text.help);
     command.add_option("IMAGE", options.images, "TIFF files, or folders of them")->required()->type_name("");
     command.parse_complete_callback([&options, text] { options.command = text.command; });
     AddVerbosity(command, options);
     if (text.command == BatchCommand::kInfo) return;
+    if (text.command == BatchCommand::kCalibrate) return AddCalibration(command, options);
 
     const bool writesLabels = text.command == BatchCommand::kDetect || text.command == BatchCommand::kSegment;
     if (text.command != BatchCommand::kMeasure) {
@@ -157,7 +172,7 @@ void AddCommand(CLI::App& app, const CommandText& text, BatchOptions& options) {
     if (text.command == BatchCommand::kDetect) {
         AddFolder(command, "--stages", options.stages, "DIR", "Also write what each stage of detection made");
     }
-    AddPixelSize(command, options);
+    AddPixelSize(command, options, "Use this pixel size instead of the file's");
     AddJobs(command, options);
 }
 
@@ -188,7 +203,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
         const bool isWord = !arguments.empty() && arguments.front().rfind('-', 0) != 0;
         if (isWord && app.get_subcommands().empty()) {
             throw UsageError("There is no command '" + arguments.front() +
-                             "'; the commands are detect, segment, measure, overlay and info.");
+                             "'; the commands are detect, segment, measure, overlay, calibrate and info.");
         }
         throw UsageError(error.what());
     }

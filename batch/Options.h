@@ -10,12 +10,13 @@
 
 namespace Korvane {
 
-enum class BatchCommand { kDetect, kSegment, kMeasure, kOverlay, kInfo };
+enum class BatchCommand { kDetect, kSegment, kMeasure, kOverlay, kCalibrate, kInfo };
 
 /// "detect", "segment" ...: the word on the command line.
 const char* CommandName(BatchCommand command);
 
 enum class ExistingLabels { kSkip, kReplace };
+enum class ExistingPixelSize { kRefuse, kReplace };
 enum class Verbosity { kQuiet, kNormal, kVerbose };
 
 /// What one run was asked to do. Paths are the file system's bytes.
@@ -29,7 +30,8 @@ struct BatchOptions {
     ExistingLabels existing = ExistingLabels::kSkip;
     bool overlay = false;  ///< detect, segment: write the overlay picture too
     LabelStyle style = LabelStyle::kContours;
-    std::optional<double> pixelSizeNm;  ///< instead of the file's
+    std::optional<double> pixelSizeNm;  ///< instead of the file's; calibrate: the one to store, always there
+    ExistingPixelSize existingPixelSize = ExistingPixelSize::kRefuse;  ///< calibrate
     AnalysisParameters parameters;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
     Verbosity verbosity = Verbosity::kNormal;

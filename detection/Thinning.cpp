@@ -4,11 +4,12 @@
 #include <array>
 
 namespace Korvane {
-void Thinning::Subiteration(const CodePlane& plane, int parity) {
+
+void Thinning::Subiteration(const CodePlane& plane, int parity, const std::vector<std::ptrdiff_t>& pixels) {
     const std::ptrdiff_t stride = plane.stride;
     const std::ptrdiff_t origin = stride + 1;  // queued_ covers the surrounding pixels too
     marked_.clear();
-    for (const std::ptrdiff_t offset : pending_[parity]) {
+    for (const std::ptrdiff_t offset : pixels) {
         std::uint8_t& queued = queued_[static_cast<std::size_t>(offset + origin)];
         queued = static_cast<std::uint8_t>(queued & ~(1 << parity));
         const PixelCode* p = plane.data + offset;
@@ -21,10 +22,16 @@ void Thinning::Subiteration(const CodePlane& plane, int parity) {
             marked_.push_back(offset);
         }
     }
-    pending_[parity].clear();
     for (const std::ptrdiff_t offset : marked_) {
         plane.data[offset] = 0;
     }
+    QueueAround(plane);
+}
+
+// What a removal may have changed is looked at again: the pixels around those in marked_.
+void Thinning::QueueAround(const CodePlane& plane) {
+    const std::ptrdiff_t stride = plane.stride;
+    const std::ptrdiff_t origin = stride + 1;
     const std::array<std::ptrdiff_t, 8> around{-stride - 1, -stride,    -stride + 1, -1,
                                                1,           stride - 1, stride,      stride + 1};
     for (const std::ptrdiff_t offset : marked_) {
@@ -54,11 +61,17 @@ void Thinning::Run(const CodePlane& plane, const std::vector<std::ptrdiff_t>& pi
     for (const std::ptrdiff_t offset : pixels) {
         queued_[static_cast<std::size_t>(offset + plane.stride + 1)] = 3;
     }
-    pending_[0] = pixels;
-    pending_[1] = pixels;
+    for (std::vector<std::ptrdiff_t>* list : {&pending_[0], &pending_[1], &taken_, &marked_}) {
+        list->reserve(pixels.size() / 2);  // growing copies, into fresh pages
+    }
+    Subiteration(plane, 0, pixels);
+    Subiteration(plane, 1, pixels);
     while (!pending_[0].empty() || !pending_[1].empty()) {
-        Subiteration(plane, 0);
-        Subiteration(plane, 1);
+        for (int parity = 0; parity < 2; ++parity) {
+            taken_.swap(pending_[parity]);
+            pending_[parity].clear();
+            Subiteration(plane, parity, taken_);
+        }
     }
 }
 

@@ -17,9 +17,11 @@ public:
     void Run(const CodePlane& plane, const std::vector<std::ptrdiff_t>& pixels);
 
 private:
-    void Subiteration(const CodePlane& plane, int parity);
+    void Subiteration(const CodePlane& plane, int parity, const std::vector<std::ptrdiff_t>& pixels);
+    void QueueAround(const CodePlane& plane);
 
     std::vector<std::ptrdiff_t> pending_[2];  // to be looked at by the next subiteration of each parity
+    std::vector<std::ptrdiff_t> taken_;
     std::vector<std::ptrdiff_t> marked_;
     std::vector<std::uint8_t> queued_;  // bit p: is in pending_[p]
 };

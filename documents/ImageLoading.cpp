@@ -1,6 +1,7 @@
 #include "ImageLoading.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "FailureText.h"
@@ -18,6 +19,14 @@ void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image) {
     image.Resize(read.SizeX(), read.SizeY(), read.SizeZ());
     std::transform(read.begin(), read.end(), image.begin(), [](T value) { return static_cast<float>(value); });
 }
+
+/// What is left free beside every position: saving, the undo copy of a usual picture and the windows that tell of
+/// failures need memory too.
+constexpr std::size_t kWorkingBytes = std::size_t{64} << 20;
+
+/// Throws std::bad_alloc when the working memory is not there. It is asked for and given back; no page of it is
+/// touched.
+void RequireWorkingMemory() { qvox::VoxelImage<std::uint8_t>().Resize(kWorkingBytes, 1, 1); }
 
 }  // namespace
 
@@ -51,6 +60,7 @@ Position LoadPosition(const wxString& path) {
             throw UnsupportedPixelType();
     }
     position.labels = EmptyLabelsFor(position.image);
+    RequireWorkingMemory();
     return position;
 }
 

@@ -9,7 +9,8 @@ namespace Korvane {
 
 /// Reads one input file into a position with an all-zero label image. 8-bit, 16-bit and float grey files are read;
 /// intensities keep their values. Throws UnsupportedPixelType for any other voxel type, ToolkitError for a file that
-/// cannot be read, std::bad_alloc; FailureMessage(FileTask::kLoadInput, ...) makes the text of each.
+/// cannot be read, std::bad_alloc, also when less than 64 MiB would be left to work with what is open;
+/// FailureMessage(FileTask::kLoadInput, ...) makes the text of each.
 Position LoadPosition(const wxString& path);
 
 /// True for the voxel types that LoadPosition reads.

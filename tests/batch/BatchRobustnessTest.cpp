@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <map>
 #include <thread>
 
 #include "batch/ProgramRunner.h"
@@ -141,6 +142,65 @@ TEST(BatchRobustness, AnInterruptLeavesOnlyWholeFiles) {
     EXPECT_TRUE(fs::exists(folder.File("out/seg_p0.tif")));
     EXPECT_FALSE(fs::exists(folder.File("out/seg_p199.tif")));
     EXPECT_NE(Contents(folder.File("out/korvane-run.json")).find("\"interrupted\": true"), std::string::npos);
+}
+
+TEST(BatchRobustness, AKillAtAnyMomentLeavesOnlyWholeFilesAndTheNextRunCompletesThem) {
+    const TemporaryFolder folder;
+    fs::create_directory(folder.File("in"));
+    for (unsigned i = 0; i < 3; ++i) qvox::SaveImageFile(folder.File("in/p" + std::to_string(i) + ".tif"), Vesicles(i));
+    const std::vector<std::string> arguments{
+        "detect",    "--jobs",         "1", "-o", folder.File("out"), "--table", folder.File("out/t.txt"),
+        "--overlay", folder.File("in")};
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(RunProgram(arguments).status, 0);
+    const auto whole = std::chrono::steady_clock::now() - start;
+    std::map<std::string, std::string> expected;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder.File("out"))) {
+        const std::string name = entry.path().filename().string();
+        if (name != "korvane-run.json") expected[name] = Contents(entry.path().string());
+    }
+    ASSERT_EQ(expected.size(), 7u);
+    constexpr int kKills = 25;
+    for (int i = 0; i < kKills; ++i) {
+        fs::remove_all(folder.File("out"));
+        ProgramRun run(arguments);
+        std::this_thread::sleep_for(whole * (i + 1) / (kKills + 1));
+        run.Signal(SIGKILL);
+        run.Await();
+        if (fs::exists(folder.File("out"))) {
+            for (const auto& [name, bytes] : expected) {
+                const std::string there = Contents(folder.File("out/" + name));
+                EXPECT_TRUE(there.empty() || there == bytes) << name << " after kill " << i;
+            }
+        }
+    }
+    ASSERT_EQ(RunProgram(arguments).status, 0);
+    for (const auto& [name, bytes] : expected) EXPECT_EQ(Contents(folder.File("out/" + name)), bytes) << name;
+    ExpectNothingHalfWritten(folder.File("out"));
+}
+
+TEST(BatchRobustness, APictureTooLargeForTheMemoryIsNamedAndTheOthersAreDone) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "no limit on the address space under the address sanitizer";
+#endif
+    const TemporaryFolder folder;
+    fs::create_directory(folder.File("in"));
+    qvox::SaveImageFile(folder.File("in/a.tif"), Vesicles(1));
+    qvox::SaveImageFile(folder.File("in/b large.tif"), Vesicles(2, 4000, 4000));
+    qvox::SaveImageFile(folder.File("in/c.tif"), Vesicles(3));
+    Surroundings surroundings;
+    surroundings.maxAddressBytes = 500ul << 20;
+    const ProgramResult run = RunProgram(
+        {"detect", "--jobs", "1", "-o", folder.File("out"), "--table", folder.File("t.txt"), folder.File("in")},
+        surroundings);
+    EXPECT_EQ(run.status, 1) << run.messages;
+    EXPECT_NE(run.messages.find("b large.tif"), std::string::npos) << run.messages;
+    EXPECT_NE(run.messages.find("Not enough memory"), std::string::npos) << run.messages;
+    EXPECT_TRUE(fs::exists(folder.File("out/seg_a.tif")));
+    EXPECT_FALSE(fs::exists(folder.File("out/seg_b large.tif")));
+    EXPECT_TRUE(fs::exists(folder.File("out/seg_c.tif")));
+    const std::string table = Contents(folder.File("t.txt"));
+    EXPECT_NE(table.find("c.tif\t"), std::string::npos) << table;
 }
 
 }  // namespace

@@ -68,6 +68,16 @@ TEST(ExpandInputs, AFolderStandsForItsImagesInNaturalOrder) {
     EXPECT_EQ(ExpandInputs({folder.Path().string() + "/"}).size(), 3u);
 }
 
+TEST(ExpandInputs, LeavesOutFilesOfFoldersThatBeginWithAPrefix) {
+    const TemporaryFolder folder;
+    Touch(folder.File("a.tif"));
+    Touch(folder.File("calibrated_a.tif"));
+    EXPECT_EQ(ExpandInputs({folder.Path().string()}).size(), 2u);
+    EXPECT_EQ(ExpandInputs({folder.Path().string()}, kCalibratedPrefix),
+              std::vector<std::string>{folder.File("a.tif")});
+    EXPECT_EQ(ExpandInputs({folder.File("calibrated_a.tif")}, kCalibratedPrefix).size(), 1u);
+}
+
 TEST(ExpandInputs, KeepsTheOrderGivenAndEachPathOnce) {
     EXPECT_EQ(ExpandInputs({"/x/b.tif", "/x/./a.tif", "/x/a.tif"}), (std::vector<std::string>{"/x/b.tif", "/x/a.tif"}));
 }
@@ -98,6 +108,17 @@ TEST(PlanFiles, EverythingLiesBesideTheImageUnlessAFolderIsGiven) {
     EXPECT_EQ(files.labels, wxString("/o/seg_a.tif"));
     EXPECT_EQ(files.seeds, wxString("/l/seg_a.tif"));
     EXPECT_EQ(files.picture, wxString("/o/export_a.tif"));
+}
+
+TEST(PlanFiles, CalibratedCopiesNeverLieOverAnImage) {
+    BatchOptions options;
+    options.command = BatchCommand::kCalibrate;
+    EXPECT_EQ(PlanFiles(options, {"/d/a.tif"})[0].copy, wxString("/d/calibrated_a.tif"));
+    EXPECT_NE(Refusal(options, {"/d/a.tif", "/d/calibrated_a.tif"}), "accepted");
+    options.output = "/o";
+    EXPECT_EQ(PlanFiles(options, {"/d/a.tif"})[0].copy, wxString("/o/a.tif"));
+    EXPECT_NE(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
+    EXPECT_EQ(Refusal(options, {"/o/a.tif"}), "'/o/a.tif' is an input image and would be written for '/o/a.tif'.");
 }
 
 TEST(PlanFiles, TwoImagesOfOneNameCannotShareAnOutputFolder) {

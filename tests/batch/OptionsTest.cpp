@@ -38,6 +38,7 @@ TEST(Options, EveryCommandIsUnderstood) {
     EXPECT_EQ(Parse({"segment", "a"}).command, BatchCommand::kSegment);
     EXPECT_EQ(Parse({"measure", "a"}).command, BatchCommand::kMeasure);
     EXPECT_EQ(Parse({"overlay", "a"}).command, BatchCommand::kOverlay);
+    EXPECT_EQ(Parse({"calibrate", "--pixel-size", "1", "a"}).command, BatchCommand::kCalibrate);
     EXPECT_EQ(Parse({"info", "a"}).command, BatchCommand::kInfo);
 }
 
@@ -81,6 +82,22 @@ TEST(Options, PixelSizeMustBeAPositiveLength) {
     }
 }
 
+TEST(Options, CalibrateNeedsAPixelSize) {
+    EXPECT_EQ(Refusal({"calibrate", "a"}), "--pixel-size is required");
+    const BatchOptions plain = Parse({"calibrate", "--pixel-size", "2.5", "a"});
+    EXPECT_EQ(plain.pixelSizeNm, 2.5);
+    EXPECT_EQ(plain.existing, ExistingLabels::kSkip);
+    EXPECT_EQ(plain.existingPixelSize, ExistingPixelSize::kRefuse);
+    const BatchOptions forced =
+        Parse({"calibrate", "--force", "--overwrite", "-o", "d", "--jobs", "2", "--pixel-size", "2.5", "a"});
+    EXPECT_EQ(forced.existing, ExistingLabels::kReplace);
+    EXPECT_EQ(forced.existingPixelSize, ExistingPixelSize::kReplace);
+    EXPECT_EQ(forced.output, "d");
+    for (const char* value : {"0", "-1", "nan", "x"}) {
+        EXPECT_NE(Refusal({"calibrate", "--pixel-size", value, "a"}), "accepted") << value;
+    }
+}
+
 TEST(Options, JobsIsAPositiveWholeNumber) {
     EXPECT_EQ(Parse({"detect", "--jobs", "3", "a"}).jobs, 3u);
     for (const char* value : {"0", "-1", "1.5", "many", "99999999999"}) {
@@ -99,14 +116,17 @@ TEST(Options, AnOptionThatACommandHasNoUseForIsRefused) {
     EXPECT_NE(Refusal({"measure", "--overwrite", "a"}), "accepted");
     EXPECT_NE(Refusal({"segment", "--stages", "d", "a"}), "accepted");
     EXPECT_NE(Refusal({"info", "-o", "d", "a"}), "accepted");
+    EXPECT_NE(Refusal({"detect", "--force", "a"}), "accepted");
+    EXPECT_NE(Refusal({"calibrate", "--pixel-size", "1", "--table", "t", "a"}), "accepted");
     EXPECT_NE(Refusal({"detect", "--frobnicate", "a"}), "accepted");
 }
 
 TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({}), "accepted");
     EXPECT_NE(Refusal({"detect"}), "accepted");
-    EXPECT_EQ(Refusal({"frobnicate", "a"}),
-              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay and info.");
+    EXPECT_EQ(
+        Refusal({"frobnicate", "a"}),
+        "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate and info.");
 }
 
 TEST(Options, NamesMayHoldAnything) {

@@ -54,6 +54,10 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const Surround
         const rlimit limit{surroundings.maxFileBytes, surroundings.maxFileBytes};
         ::setrlimit(RLIMIT_FSIZE, &limit);
     }
+    if (surroundings.maxAddressBytes > 0) {
+        const rlimit limit{surroundings.maxAddressBytes, surroundings.maxAddressBytes};
+        ::setrlimit(RLIMIT_AS, &limit);
+    }
     if (surroundings.user != 0 && ::setuid(surroundings.user) != 0) ::_exit(126);
     if (::chdir(surroundings.workingFolder.c_str()) == 0) ::execve(argv[0], argv.data(), environment.data());
     ::_exit(127);

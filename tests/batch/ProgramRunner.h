@@ -19,9 +19,10 @@ struct ProgramResult {
 struct Surroundings {
     std::vector<std::string> environment{"LC_ALL=C"};
     std::string workingFolder = "/";
-    std::string standardOutput;      ///< write it to this file instead of collecting it
-    unsigned long maxFileBytes = 0;  ///< longest file that the run may write; 0: no limit
-    unsigned user = 0;               ///< run as this user; 0: as this process does
+    std::string standardOutput;         ///< write it to this file instead of collecting it
+    unsigned long maxFileBytes = 0;     ///< longest file that the run may write; 0: no limit
+    unsigned long maxAddressBytes = 0;  ///< most memory that the run may have; 0: no limit
+    unsigned user = 0;                  ///< run as this user; 0: as this process does
 };
 
 /// Starts the built program; Await collects its end.

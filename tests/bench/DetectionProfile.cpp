@@ -1,6 +1,8 @@
-// Prints what the stages of detection cost: detection_profile [--plain] [SIZE...]
-// Per picture and size: nanoseconds of one core per pixel and the peak of bytes per pixel, stage by stage and in all.
-// --plain adds the plain form, which takes minutes from 1024 on.
+// Prints what the stages of detection cost, as Markdown: detection_profile [--plain] [SIZE...]
+// Per picture and stage: nanoseconds of one core per pixel at each size, the peak of bytes per pixel at the largest
+// one, and a limit computed from what the stage needs (StageLimits.h) and what the machine does (MachineLimits.h), both
+// printed first.
+// --plain adds how many times as long the plain form takes, up to 1024 (minutes).
 
 #include <algorithm>
 #include <cmath>
@@ -9,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <functional>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -18,6 +21,7 @@
 #include "AllocationMeter.h"
 #include "DetectionDriver.h"
 #include "SeededSegmentation.h"
+#include "StageLimits.h"
 #include "generator/SamplePicture.h"
 #include "reference/PlainDetection.h"
 
@@ -100,41 +104,98 @@ VoxelImage<float> DrawTexture(std::uint64_t size, int grain) {
     return out;
 }
 
-void PrintRow(const char* stage, double seconds, std::size_t bytes, double pixels) {
-    std::printf("    %-24s %9.1f", stage, 1e9 * seconds / pixels);
-    if (bytes > 0) std::printf(" %9.1f", static_cast<double>(bytes) / pixels);
-    std::printf("\n");
-}
+constexpr std::uint64_t kLargestPlain = 1024;
+const char* const kInAll = "in all";
+const char* const kPlainRatio = "plain form / this, in all";
 
-double RunDetection(const VoxelImage<float>& raw, LabelImage& labels) {
-    const double pixels = static_cast<double>(raw.VoxelCount());
+/// What was measured of one picture: by name of the stage, one figure per size.
+struct Profile {
+    std::vector<std::string> stages;  // in order
+    std::map<std::string, std::map<std::uint64_t, double>> nanoseconds;
+    std::map<std::string, std::map<std::uint64_t, double>> bytes;
+
+    void Note(const std::string& stage, std::uint64_t size, double perPixel, std::size_t bytesHeld) {
+        if (std::find(stages.begin(), stages.end(), stage) == stages.end()) stages.push_back(stage);
+        nanoseconds[stage][size] = perPixel;
+        bytes[stage][size] = static_cast<double>(bytesHeld) / static_cast<double>(size * size);
+    }
+};
+
+double PerPixel(double seconds, std::uint64_t size) { return 1e9 * seconds / static_cast<double>(size * size); }
+
+double RunDetection(const VoxelImage<float>& raw, LabelImage& labels, Profile& profile) {
     StageClock clock;
     const double start = CpuSeconds();
     Korvane::DetectExosomes(raw, labels, {}, Korvane::kReferenceResolution, clock);
     clock.EndStage();
     for (std::size_t i = 0; i < clock.names.size(); ++i) {
-        PrintRow(clock.names[i].c_str(), clock.times[i + 1] - clock.times[i], clock.peaks[i + 1], pixels);
+        profile.Note(clock.names[i], raw.SizeX(), PerPixel(clock.times[i + 1] - clock.times[i], raw.SizeX()),
+                     clock.peaks[i + 1]);
     }
     const double seconds = clock.times.back() - start;
-    PrintRow("in all", seconds, *std::max_element(clock.peaks.begin(), clock.peaks.end()), pixels);
+    profile.Note(kInAll, raw.SizeX(), PerPixel(seconds, raw.SizeX()),
+                 *std::max_element(clock.peaks.begin(), clock.peaks.end()));
     return seconds;
 }
 
-void RunSegmentation(const VoxelImage<float>& raw, LabelImage& labels) {
+void RunSegmentation(const VoxelImage<float>& raw, LabelImage& labels, Profile& profile) {
     ResetPeakBytes();
     const double start = CpuSeconds();
     Korvane::SegmentFromSeeds(raw, labels, Korvane::kReferenceResolution, 0.03f);
-    PrintRow("seeded segmentation", CpuSeconds() - start, PeakBytes(), static_cast<double>(raw.VoxelCount()));
+    profile.Note("seeded segmentation", raw.SizeX(), PerPixel(CpuSeconds() - start, raw.SizeX()), PeakBytes());
 }
 
-void RunPlain(const VoxelImage<float>& raw, double shippedSeconds) {
+void RunPlain(const VoxelImage<float>& raw, double shippedSeconds, Profile& profile) {
     LabelImage labels;
     Korvane::DetectionObserver silent;
     const double start = CpuSeconds();
     korvane_reference::PlainDetectExosomes(raw, labels, {}, Korvane::kReferenceResolution, silent);
-    const double seconds = CpuSeconds() - start;
-    PrintRow("plain form, in all", seconds, 0, static_cast<double>(raw.VoxelCount()));
-    std::printf("    plain / shipped          %9.1f\n", seconds / shippedSeconds);
+    profile.Note(kPlainRatio, raw.SizeX(), (CpuSeconds() - start) / shippedSeconds, 0);
+}
+
+void PrintNeeds(const korvane_bench::MachineLimits& machine) {
+    std::printf(
+        "One core of this machine moves %.1f bytes per ns (copy of 256 MiB), changes a number anywhere in 64 MiB in\n"
+        "%.1f ns and adds or multiplies %.0f floats per ns.\n\n",
+        machine.bytesPerNanosecond, machine.nanosecondsPerLine, machine.operationsPerNanosecond);
+    std::printf("| stage | bytes/px | operations/px | lines/px | limit, ns/px |\n|---|---|---|---|---|\n");
+    for (const korvane_bench::StageNeeds& needs : korvane_bench::kStageNeeds) {
+        std::printf("| %s | %.0f | %.0f | %.0f | %.1f |\n", needs.stage, needs.bytes, needs.operations, needs.lines,
+                    LimitOf(needs, machine));
+    }
+}
+
+// Of the whole, the sum over the stages of detection; the ratio has none.
+std::string LimitText(const std::string& stage, const korvane_bench::MachineLimits& machine) {
+    double limit = 0.0;
+    for (const korvane_bench::StageNeeds& needs : korvane_bench::kStageNeeds) {
+        const bool counts = stage == kInAll ? std::string("seeded segmentation") != needs.stage : stage == needs.stage;
+        if (counts) limit += LimitOf(needs, machine);
+    }
+    if (limit == 0.0) return "";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", limit);
+    return text;
+}
+
+void PrintProfile(const char* name, const Profile& profile, const std::vector<std::uint64_t>& sizes,
+                  const korvane_bench::MachineLimits& machine) {
+    std::printf("\n**%s**\n\n| stage |", name);
+    for (const std::uint64_t size : sizes) std::printf(" %llu² |", static_cast<unsigned long long>(size));
+    std::printf(" B/px at %llu² | limit |\n|---|", static_cast<unsigned long long>(sizes.back()));
+    for (std::size_t i = 0; i < sizes.size() + 2; ++i) std::printf("---|");
+    std::printf("\n");
+    for (const std::string& stage : profile.stages) {
+        std::printf("| %s |", stage.c_str());
+        for (const std::uint64_t size : sizes) {
+            const auto& figures = profile.nanoseconds.at(stage);
+            const auto figure = figures.find(size);
+            figure == figures.end() ? std::printf(" |") : std::printf(" %.1f |", figure->second);
+        }
+        stage == kPlainRatio ? std::printf(" |") : std::printf(" %.1f |", profile.bytes.at(stage).at(sizes.back()));
+        std::printf(" %s |\n", LimitText(stage, machine).c_str());
+    }
+    std::fflush(stdout);
 }
 
 }  // namespace
@@ -146,29 +207,32 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--plain") == 0) {
             plain = true;
+        } else if (const std::uint64_t size = std::strtoull(argv[i], nullptr, 10); size > 0) {
+            sizes.push_back(size);
         } else {
-            sizes.push_back(std::strtoull(argv[i], nullptr, 10));
+            std::fprintf(stderr, "detection_profile [--plain] [SIZE...]\n");
+            return 2;
         }
     }
     if (sizes.empty()) sizes = {512, 1024, 2048};
     const std::vector<Picture> pictures{
-        {"vesicles", [](std::uint64_t size) { return DrawVesicles(size, 80, 18, 36, 14); }},
-        {"dense vesicles", [](std::uint64_t size) { return DrawVesicles(size, 400, 14, 22, 3); }},
-        {"crowded texture", [](std::uint64_t size) { return DrawTexture(size, 9); }},
-        {"noise", [](std::uint64_t size) { return DrawTexture(size, 1); }},
+        {"Vesicles", [](std::uint64_t size) { return DrawVesicles(size, 80, 18, 36, 14); }},
+        {"Dense vesicles", [](std::uint64_t size) { return DrawVesicles(size, 400, 14, 22, 3); }},
+        {"Crowded texture", [](std::uint64_t size) { return DrawTexture(size, 9); }},
+        {"Noise", [](std::uint64_t size) { return DrawTexture(size, 1); }},
     };
-    std::printf("%-28s %9s %9s\n", "", "ns/px", "B/px");
+    const korvane_bench::MachineLimits machine = korvane_bench::MeasureMachine();
+    PrintNeeds(machine);
     for (const Picture& picture : pictures) {
+        Profile profile;
         for (const std::uint64_t size : sizes) {
-            std::printf("%s, %llu x %llu\n", picture.name, static_cast<unsigned long long>(size),
-                        static_cast<unsigned long long>(size));
             const VoxelImage<float> raw = picture.draw(size);
             LabelImage labels;
-            const double seconds = RunDetection(raw, labels);
-            RunSegmentation(raw, labels);
-            if (plain) RunPlain(raw, seconds);
-            std::fflush(stdout);
+            const double seconds = RunDetection(raw, labels, profile);
+            RunSegmentation(raw, labels, profile);
+            if (plain && size <= kLargestPlain) RunPlain(raw, seconds, profile);
         }
+        PrintProfile(picture.name, profile, sizes, machine);
     }
     return 0;
 }

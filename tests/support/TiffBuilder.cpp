@@ -17,7 +17,7 @@ TiffBuilder& TiffBuilder::AddPiece(std::string bytes) {
     return *this;
 }
 
-TiffBuilder& TiffBuilder::Add(std::uint16_t tag, std::uint16_t type, std::uint64_t count, std::string bytes) {
+TiffBuilder& TiffBuilder::Raw(std::uint16_t tag, std::uint16_t type, std::uint64_t count, std::string bytes) {
     std::vector<Entry>& entries = pages_.back().entries;
     // A tag that is set again replaces the earlier value.
     const auto same =
@@ -27,28 +27,28 @@ TiffBuilder& TiffBuilder::Add(std::uint16_t tag, std::uint16_t type, std::uint64
     return *this;
 }
 
-TiffBuilder& TiffBuilder::Short(std::uint16_t tag, std::uint16_t value) { return Add(tag, 3, 1, Number(value, 2)); }
+TiffBuilder& TiffBuilder::Short(std::uint16_t tag, std::uint16_t value) { return Raw(tag, 3, 1, Number(value, 2)); }
 
 TiffBuilder& TiffBuilder::Shorts(std::uint16_t tag, const std::vector<std::uint16_t>& values) {
     std::string bytes;
     for (const std::uint16_t value : values) bytes += Number(value, 2);
-    return Add(tag, 3, values.size(), bytes);
+    return Raw(tag, 3, values.size(), bytes);
 }
 
-TiffBuilder& TiffBuilder::Long(std::uint16_t tag, std::uint32_t value) { return Add(tag, 4, 1, Number(value, 4)); }
+TiffBuilder& TiffBuilder::Long(std::uint16_t tag, std::uint32_t value) { return Raw(tag, 4, 1, Number(value, 4)); }
 
 TiffBuilder& TiffBuilder::Rational(std::uint16_t tag, std::uint32_t numerator, std::uint32_t denominator) {
-    return Add(tag, 5, 1, Number(numerator, 4) + Number(denominator, 4));
+    return Raw(tag, 5, 1, Number(numerator, 4) + Number(denominator, 4));
 }
 
 TiffBuilder& TiffBuilder::Real(std::uint16_t tag, double value) {
     std::uint64_t bits = 0;
     std::memcpy(&bits, &value, sizeof bits);
-    return Add(tag, 12, 1, Number(bits, 8));
+    return Raw(tag, 12, 1, Number(bits, 8));
 }
 
 TiffBuilder& TiffBuilder::Text(std::uint16_t tag, const std::string& text) {
-    return Add(tag, 2, text.size() + 1, text + '\0');
+    return Raw(tag, 2, text.size() + 1, text + '\0');
 }
 
 TiffBuilder& TiffBuilder::Grey(std::uint32_t width, std::uint32_t height, std::uint16_t bits) {

@@ -26,6 +26,8 @@ public:
     TiffBuilder& Rational(std::uint16_t tag, std::uint32_t numerator, std::uint32_t denominator);
     TiffBuilder& Real(std::uint16_t tag, double value);
     TiffBuilder& Text(std::uint16_t tag, const std::string& text);
+    /// An entry of any type, its value as bytes in the file's order; `count` need not be true.
+    TiffBuilder& Raw(std::uint16_t tag, std::uint16_t type, std::uint64_t count, std::string bytes);
     /// Width, height, bits, black-is-zero, uncompressed, one sample, one strip of all rows.
     TiffBuilder& Grey(std::uint32_t width, std::uint32_t height, std::uint16_t bits);
     /// The last page's successor is the first page again.
@@ -47,8 +49,6 @@ private:
         std::vector<Entry> entries;
         std::vector<std::string> pieces;
     };
-    TiffBuilder& Add(std::uint16_t tag, std::uint16_t type, std::uint64_t count, std::string bytes);
-
     TiffOrder order_;
     TiffKind kind_;
     bool loop_ = false;

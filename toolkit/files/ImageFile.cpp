@@ -13,6 +13,7 @@
 #include "files/TiffDecoder.h"
 #include "files/TiffHandle.h"
 #include "files/TiffPage.h"
+#include "files/VendorPixelSize.h"
 
 namespace qvox {
 
@@ -71,7 +72,8 @@ OpenedFile Examine(TiffHandle& file) {
     const auto found = opened.texts.find("ImageDescription");
     const std::string description = found == opened.texts.end() ? std::string() : found->second;
     RefuseLostEntry(file, lost, description);
-    opened.size = FindPixelSize(description, ReadResolutionTags(file.Get()));
+    const ResolutionTags tags = ReadResolutionTags(file.Get());
+    opened.size = FindPixelSize(description, tags, FindVendorPixelSize(file, description, tags));
     if (!lost.empty() && opened.size.source == ResolutionSource::kNone) {
         opened.size.note = "the resolution entry lies beyond the end of the file";
     }

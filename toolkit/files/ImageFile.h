@@ -32,6 +32,12 @@ enum class FileFormat : int {
 /// Where a pixel size was found.
 enum class ResolutionSource {
     kNone,
+    kOlympusSis,
+    kFei,
+    kZeiss,
+    kGatan,
+    kJeol,
+    kTvips,
     kOmeXml,
     kImageJ,
     kResolutionTags,
@@ -49,11 +55,11 @@ struct ImageFileInfo {
     std::string resolutionNote;  ///< for a person: which entry of the file gave it, or why none did
 };
 
-/// What the TIFF file holds, read from its directories only. Of several pages the first full-size grey one counts; an
-/// ImageJ or OME stack has as many planes as its description states and the file holds. A resolution that the file
-/// does not define, or defines as 0/0, negative, infinite or NaN, is 0 on that axis.
-/// The path is the file system's own bytes, in whatever encoding. Throws ToolkitError, naming the file and the cause,
-/// when it is not a readable TIFF.
+/// What the TIFF file holds, read from its directories and the makers' blocks that they lead to. Of several pages the
+/// first counts, or where that one is a preview the first full-size grey one; an ImageJ or OME stack has as many planes
+/// as its description states and the file holds. A resolution that the file does not define, or defines as 0/0,
+/// negative, infinite or NaN, is 0 on that axis. The path is the file system's own bytes, in whatever encoding. Throws
+/// ToolkitError, naming the file and the cause, when it is not a readable TIFF.
 ImageFileInfo InspectImageFile(const std::string& path);
 
 /// The type of InspectImageFile. Throws ToolkitError also for a format other than kFromFile and kTiff.

@@ -61,7 +61,10 @@ std::optional<double> MicrometresPerUnit(const std::string& unit) {
         {"centimeter", 1e4}, {"centimetre", 1e4}, {"meter", 1e6},      {"metre", 1e6},      {"inch", 25400.0},
         {"inches", 25400.0}, {"umeter", 1.0},     {"umetre", 1.0},
     };
-    const std::string plain = Plain(Trimmed(unit));
+    constexpr std::size_t kLongest = 64;
+    const std::string trimmed = Trimmed(unit);
+    if (trimmed.size() > kLongest) return std::nullopt;
+    const std::string plain = Plain(trimmed);
     for (const auto& [name, size] : kShort) {
         if (plain == name) return size;
     }

@@ -47,9 +47,7 @@ void FromStored(PixelSize& size, const Description& entries, const ResolutionTag
     size.resolution.z = ExactWhereEntryAgrees(entry, stored.z);
 }
 
-}  // namespace
-
-PixelSize FindPixelSize(const std::string& description, const ResolutionTags& tags) {
+PixelSize FromDescriptionAndTags(const std::string& description, const ResolutionTags& tags) {
     PixelSize size;
     if (IsImageJDescription(description)) {
         const Description entries = ImageJEntries(description);
@@ -77,6 +75,21 @@ PixelSize FindPixelSize(const std::string& description, const ResolutionTags& ta
     if (ome.isOme && size.resolution.x == 1.0f && size.resolution.y == 1.0f) {
         Take(size, {{}, ome.size.note + "; 1 um in the resolution entry is its writers' default"},
              ResolutionSource::kNone);
+    }
+    return size;
+}
+
+}  // namespace
+
+PixelSize FindPixelSize(const std::string& description, const ResolutionTags& tags, const VendorFinding& vendor) {
+    PixelSize size = FromDescriptionAndTags(description, tags);
+    if (vendor.size) {
+        size.resolution.x = static_cast<float>(1000.0 / vendor.size->x);
+        size.resolution.y = static_cast<float>(1000.0 / vendor.size->y);
+        size.source = vendor.source;
+        size.note = vendor.note;
+    } else if (size.source == ResolutionSource::kNone && !vendor.note.empty()) {
+        size.note = vendor.note + "; " + size.note;
     }
     return size;
 }

@@ -7,6 +7,7 @@
 #include "files/ImageJDescription.h"
 #include "files/ResolutionTags.h"
 #include "files/StoredDescription.h"
+#include "files/VendorPixelSize.h"
 
 namespace qvox {
 
@@ -19,8 +20,8 @@ struct PixelSize {
     std::optional<StoredProperties> stored;  ///< of a file that SaveImageFile wrote
 };
 
-/// Asks the sources in this order: OME-XML, ImageJ description, resolution entries alone. `description` is the first
-/// page's ImageDescription, `tags` are the chosen page's.
-PixelSize FindPixelSize(const std::string& description, const ResolutionTags& tags);
+/// Asks the sources in this order: the maker's entries, OME-XML, ImageJ description, resolution entries alone.
+/// `description` is the first page's ImageDescription, `tags` and `vendor` are the chosen page's.
+PixelSize FindPixelSize(const std::string& description, const ResolutionTags& tags, const VendorFinding& vendor = {});
 
 }  // namespace qvox

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <system_error>
 
@@ -136,6 +137,21 @@ TiffHandle::TiffHandle(const std::string& path, AtomicFile& file, Layout layout)
 
 TiffHandle::~TiffHandle() {
     if (tiff_ != nullptr) TIFFClose(tiff_);
+}
+
+ByteReader TiffHandle::Reader() const {
+    return [fd = TIFFFileno(tiff_)](std::uint64_t offset, void* to, std::size_t count) -> std::size_t {
+        if (offset > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) return 0;
+        std::size_t done = 0;
+        while (done < count) {
+            const ssize_t got =
+                pread(fd, static_cast<char*>(to) + done, count - done, static_cast<off_t>(offset + done));
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) break;
+            done += static_cast<std::size_t>(got);
+        }
+        return done;
+    };
 }
 
 void TiffHandle::FailReading(const std::string& cause) const {

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "files/ByteReader.h"
+
 struct tiff;
 
 namespace qvox {
@@ -30,6 +32,10 @@ public:
     /// lying beyond the end of the file; the library merely warns and goes on without it.
     const std::string& LostEntry() const { return messages_.lostEntry; }
     void ForgetMessages() { messages_ = {}; }
+
+    /// Reads the file's bytes beside the library, whose own place in the file does not change. Not beyond the handle's
+    /// life.
+    ByteReader Reader() const;
 
     /// "Cannot read 'PATH': CAUSE", with the library's first error in brackets where there is one.
     [[noreturn]] void FailReading(const std::string& cause) const;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr unsigned kMostPages = 65535;
 
-// Some programs keep a dozen entries of an otherwise grey map for the colours of annotations.
-constexpr std::size_t kMostColours = 16;
+// Some programs keep one or two dozen entries of an otherwise grey map for the colours of annotations.
+constexpr std::size_t kMostColours = 32;
 constexpr std::size_t kLeastGreys = 200;
 
 std::optional<std::array<std::uint8_t, 256>> GreyMap(TIFF* tiff) {
@@ -83,6 +83,14 @@ void Classify(TiffPage& page, TIFF* tiff) {
     }
 }
 
+// Cameras put a colour preview before the picture. A grey page of another kind (signed, complex ...) is the picture
+// itself, and what follows it is something else.
+bool MayBePreview(const TiffPage& page) {
+    const bool grey = page.photometric == -1 || page.photometric == PHOTOMETRIC_MINISBLACK ||
+                      page.photometric == PHOTOMETRIC_MINISWHITE;
+    return !grey || (page.reduced & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) != 0;
+}
+
 bool IsFullSize(const TiffPage& page) { return (page.reduced & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) == 0; }
 
 std::uint64_t Pixels(const TiffPage& page) { return std::uint64_t{page.width} * page.height; }
@@ -120,7 +128,7 @@ TiffPage ReadTiffPage(TiffHandle& file) {
 }
 
 TiffPage ChoosePage(TiffHandle& file, const TiffPage& first) {
-    if (IsGrey(first.type) && IsFullSize(first)) return first;
+    if (!MayBePreview(first) || (IsGrey(first.type) && IsFullSize(first))) return first;
     const std::uint64_t atLeast = IsFullSize(first) ? Pixels(first) : 1;
     for (unsigned pages = 1; pages < kMostPages && NextPage(file); ++pages) {
         const TiffPage page = ReadTiffPage(file);
@@ -138,7 +146,7 @@ std::vector<std::uint64_t> StackPages(TiffHandle& file, const TiffPage& page, co
         if (TIFFReadDirectory(file.Get()) != 1) file.FailReading("the file breaks off in a stack of pictures");
         if (--untilNext > 0) continue;
         const TiffPage next = ReadTiffPage(file);
-        if (!SameKind(page, next)) break;
+        if (!SameKind(page, next) || !IsFullSize(next)) break;
         pages.push_back(next.offset);
         untilNext = stack.pageStride;
     }

@@ -38,13 +38,15 @@ TiffPage ReadTiffPage(TiffHandle& file);
 /// True for the types that LoadImageFile reads as grey.
 bool IsGrey(VoxelType type);
 
-/// The page to be shown of a file that has just been opened: the first grey one that is neither a reduced version nor a
+/// The page to be shown of a file that has just been opened. It is the first one, unless that may be a preview: a
+/// colour picture, a reduced version or a mask. Then it is the first grey one that is neither a reduced version nor a
 /// mask nor smaller than the first page where that one is a full picture; the first page where there is none. The
 /// handle then stands on it.
 TiffPage ChoosePage(TiffHandle& file, const TiffPage& first);
 
 /// The pages of the stack that starts with `page` (the file's first): as many as the layout states and the file holds
-/// in the same sizes and type. Throws ToolkitError when the file breaks off before.
+/// in the same sizes and type, up to the first that differs or is marked as reduced. Throws ToolkitError when the file
+/// breaks off before.
 std::vector<std::uint64_t> StackPages(TiffHandle& file, const TiffPage& page, const StackLayout& stack);
 
 /// Moves to the page. Throws ToolkitError.

@@ -43,97 +43,100 @@ public:
             row[tile.width] = kTop;
         }
         std::fill_n(values_.data() + (tile.height + 1) * kStride, kStride, kTop);
-        std::size_t basins = 1;
+        std::size_t regions = 1;
         for (std::uint64_t y = 0; y < tile.height; ++y) {
-            const bool drained = tile.y + y == 0 || tile.y + y + 1 == input.SizeY();
             FindWays(y, tile.width);
-            if (drained) std::fill_n(ways_.begin(), tile.width, kDrained);
-            if (tile.x == 0) ways_[0] = kDrained;
-            if (tile.x + tile.width == input.SizeX()) ways_[tile.width - 1] = kDrained;
-            basins = LabelRow(y, tile.width, basins);
+            if (tile.y + y == 0 || tile.y + y + 1 == input.SizeY()) Drain(0, tile.width);
+            if (tile.x == 0) Drain(0, 1);
+            if (tile.x + tile.width == input.SizeX()) Drain(tile.width - 1, 1);
+            regions = LabelRow(y, tile.width, regions);
         }
-        ResolveAll(tile);
-        return basins;
+        return JoinRegions(tile, regions);
     }
 
     const std::uint16_t* Values(std::uint64_t y) const { return values_.data() + (y + 1) * kStride + 1; }
     const std::uint16_t* Labels(std::uint64_t y) const { return labels_.data() + (y + 1) * kStride + 1; }
 
 private:
-    /// Marks a label as a basin's number; without it, it is the index of a voxel in the same basin.
-    static constexpr std::uint16_t kResolved = 0x8000;
-    /// The way from a voxel of the plane's border, or one of the highest level: none, and basin 0.
-    static constexpr std::int16_t kDrained = 0x4000;
-
-    // To each voxel of a row a step that does not climb; 0 where all neighbours are higher. Equal voxels are stepped to
-    // upwards and to the left only, so that no way goes round in a circle; those two come first, since their basin is
-    // known when a row is labelled. A voxel of the tile's rim may have no way within the tile: it is a basin by itself.
+    // To each voxel of a row a step that does not climb: up or to the left, where there is one, since the basin there
+    // is known when the row is labelled; else the voxel starts a region, and from there on the step is one to the right
+    // or down, or none. Equal voxels are stepped to upwards and to the left only, so that no way goes round in a
+    // circle. A voxel of the highest level has no way and starts nothing. A voxel of the tile's rim may have no way
+    // within the tile: it is a basin by itself.
     void FindWays(std::uint64_t y, std::uint64_t width) {
-        constexpr auto kDown = static_cast<std::int16_t>(kStride);
+        constexpr auto kDown = static_cast<std::uint16_t>(kStride);
         const std::uint16_t* v = Values(y);
         for (std::uint64_t x = 0; x < width; ++x) {
             const std::uint16_t own = v[x];
-            std::int16_t way = v[x + kStride] < own ? kDown : std::int16_t{0};
-            way = v[x + 1] < own ? std::int16_t{1} : way;
-            way = v[static_cast<std::ptrdiff_t>(x) - 1] <= own ? std::int16_t{-1} : way;
-            way = *(v + x - kStride) <= own ? static_cast<std::int16_t>(-kDown) : way;
-            ways_[x] = own == kTop ? kDrained : way;
+            const std::uint16_t step = v[x + kStride] < own ? kDown : std::uint16_t{0};
+            steps_[x] = v[x + 1] < own ? std::uint16_t{1} : step;
+            const std::uint16_t up = *(v + x - kStride) <= own ? kAll : std::uint16_t{0};
+            const std::uint16_t left = v[static_cast<std::ptrdiff_t>(x) - 1] <= own ? kAll : std::uint16_t{0};
+            const std::uint16_t way = own == kTop ? std::uint16_t{0} : kAll;
+            up_[x] = up & way;
+            left_[x] = static_cast<std::uint16_t>(left & ~up & way);
+            starts_[x] = static_cast<std::uint16_t>(~(up | left) & way);
         }
     }
 
+    // The voxels' way is to the plane's border: basin 0.
+    void Drain(std::uint64_t x, std::uint64_t count) {
+        std::fill_n(up_.begin() + static_cast<std::ptrdiff_t>(x), count, std::uint16_t{0});
+        std::fill_n(left_.begin() + static_cast<std::ptrdiff_t>(x), count, std::uint16_t{0});
+        std::fill_n(starts_.begin() + static_cast<std::ptrdiff_t>(x), count, std::uint16_t{0});
+    }
+
     // Without branches: in noise they would go either way at random.
-    std::size_t LabelRow(std::uint64_t y, std::uint64_t width, std::size_t basins) {
+    std::size_t LabelRow(std::uint64_t y, std::uint64_t width, std::size_t regions) {
         const std::size_t first = (y + 1) * kStride + 1;
-        std::uint16_t* labels = labels_.data();
+        std::uint16_t* labels = labels_.data() + first;
+        std::uint16_t label = 0;
         for (std::uint64_t x = 0; x < width; ++x) {
-            const std::int16_t way = ways_[x];
-            const std::ptrdiff_t step = way == kDrained ? 0 : way;
-            const std::size_t next = first + x + static_cast<std::size_t>(step);
-            const std::uint16_t known = labels[next];
-            std::uint16_t label = step > 0 ? static_cast<std::uint16_t>(next) : known;
-            label = step == 0 ? static_cast<std::uint16_t>(kResolved | basins) : label;
-            labels[first + x] = way == kDrained ? kResolved : label;
-            basins += static_cast<std::size_t>(way == 0);
+            const auto other = static_cast<std::uint16_t>((*(labels + x - kStride) & up_[x]) | (regions & starts_[x]));
+            label = static_cast<std::uint16_t>((label & left_[x]) | other);
+            labels[x] = label;
+            nexts_[regions] = static_cast<std::uint16_t>(first + x + steps_[x]);
+            regions += starts_[x] & 1u;
+        }
+        return regions;
+    }
+
+    // Backwards, most ways end in a region whose own way is known to its end.
+    std::size_t JoinRegions(const Tile& tile, std::size_t regions) {
+        std::uint16_t* into = into_.data();
+        for (std::size_t n = 1; n < regions; ++n) into[n] = labels_[nexts_[n]];
+        for (std::size_t n = regions; n-- > 1;) into[n] = into[into[n]];
+        std::size_t basins = 0;
+        for (std::size_t n = 0; n < regions; ++n) {
+            names_[n] = static_cast<std::uint16_t>(basins);
+            basins += static_cast<std::size_t>(into[n] == n);
+        }
+        for (std::size_t n = regions; n-- > 1;) {
+            std::size_t at = into[n];
+            while (into[at] != at) at = into[at] = into[into[at]];
+            into[n] = static_cast<std::uint16_t>(at);
+        }
+        for (std::size_t n = 1; n < regions; ++n) names_[n] = names_[into[n]];
+        for (std::uint64_t y = 0; y < tile.height; ++y) {
+            std::uint16_t* labels = labels_.data() + (y + 1) * kStride + 1;
+            for (std::uint64_t x = 0; x < tile.width; ++x) labels[x] = names_[labels[x]];
         }
         return basins;
     }
 
-    // Backwards over the tile, most ways end at a voxel that is resolved; few are left for the second look.
-    void ResolveAll(const Tile& tile) {
-        std::uint16_t* labels = labels_.data();
-        for (std::uint64_t y = tile.height; y-- > 0;) {
-            const std::size_t first = (y + 1) * kStride + 1;
-            for (std::size_t at = first + tile.width; at-- > first;) {
-                const std::uint16_t label = labels[at];
-                labels[at] = labels[label >= kResolved ? at : label];
-            }
-        }
-        for (std::uint64_t y = 0; y < tile.height; ++y) {
-            const std::size_t first = (y + 1) * kStride + 1;
-            for (std::size_t at = first; at < first + tile.width; ++at) {
-                if (labels[at] < kResolved) Resolve(at);
-            }
-        }
-        for (std::uint64_t y = 0; y < tile.height; ++y) {
-            const std::size_t first = (y + 1) * kStride + 1;
-            for (std::size_t at = first; at < first + tile.width; ++at) labels[at] &= kResolved - 1;
-        }
-    }
-
-    void Resolve(std::size_t start) {
-        std::uint16_t* labels = labels_.data();
-        std::size_t at = start;
-        while (labels[at] < kResolved) {
-            const std::size_t next = labels[at];
-            labels[at] = labels[next];
-            at = next;
-        }
-        labels[start] = labels[at];
-    }
+    static constexpr std::uint16_t kAll = 0xFFFF;
+    using Row = std::array<std::uint16_t, Tile::kSide>;
+    using PerRegion = std::array<std::uint16_t, Tile::kSide * Tile::kSide + 2>;  // one more is written, never read
 
     std::array<std::uint16_t, kStride * kStride> values_;
     std::array<std::uint16_t, kStride * kStride> labels_{};
-    std::array<std::int16_t, Tile::kSide> ways_{};
+    Row steps_{};
+    Row up_{};           // all bits set where the way leads there
+    Row left_{};         // the same
+    Row starts_{};       // all bits set where a region starts
+    PerRegion nexts_{};  // where a region's way leads: the index of a voxel
+    PerRegion into_{};   // the region that this leads to
+    PerRegion names_{};
 };
 
 /// One plane. From a voxel one can go down into its basin and back, so its level is its own value or its basin's level,
@@ -155,8 +158,7 @@ public:
     void Run() {
         for (std::size_t i = 0; i < tiles_.size(); ++i) ContractTile(i);
         for (std::size_t i = 0; i < tiles_.size(); ++i) JoinToNextTiles(i);
-        plane_.Begin(left_);
-        plane_.Passes().swap(passes_);
+        plane_.Begin(left_, passes_.data(), passes_.size());
         plane_.Contract();
         for (std::size_t i = 0; i < tiles_.size(); ++i) Fill(i);
     }
@@ -171,15 +173,13 @@ private:
     void ContractTile(std::size_t i) {
         const Tile& tile = tiles_[i];
         const std::size_t count = basins_.Label(input_, z_, tile);
-        graph_.Begin(count);
+        graph_.Begin(count, tilePasses_.data(), CollectPasses(tile));
         MarkRim(tile);
-        AddPasses(tile);
         graph_.Contract();
-        graph_.ThinPasses();
         begins_.push_back(basinsOfAll_.size());
         firstParts_.push_back(left_);
         KeepBasins(count);
-        for (const TileGraph::Pass& pass : graph_.Passes()) {
+        for (const TileGraph::Pass& pass : graph_.NeededPasses()) {
             passes_.push_back({Part(i, pass.a), Part(i, pass.b), pass.level});
         }
         left_ += static_cast<std::uint32_t>(graph_.Left()) - 1;
@@ -215,25 +215,41 @@ private:
         }
     }
 
-    void AddPasses(const Tile& tile) {
-        std::vector<TileGraph::Pass>& passes = graph_.Passes();
-        TileGraph::Pass* passesOfAll = newPasses_.data();
+    // Of the four passes round a corner the highest is not needed: the other three lead the same way. Among equally
+    // high ones let those between rows be the higher ones, and of these the right one. Then the highest lies between
+    // rows always, and those remain which are lower than the next one to the left and no higher than the next to the
+    // right.
+    std::size_t CollectPasses(const Tile& tile) {
+        TileGraph::Pass* passes = tilePasses_.data();
         std::size_t count = 0;
         constexpr std::size_t kStride = BasinLabels::kStride;
         for (std::uint64_t y = 0; y < tile.height; ++y) {
             const std::uint16_t* v = basins_.Values(y);
             const std::uint16_t* l = basins_.Labels(y);
             for (std::uint64_t x = 0; x + 1 < tile.width; ++x) {
-                passesOfAll[count] = {l[x], l[x + 1], std::max(v[x], v[x + 1])};
+                passes[count] = {l[x], l[x + 1], std::max(v[x], v[x + 1])};
                 count += static_cast<std::size_t>(l[x] != l[x + 1]);
             }
             if (y + 1 == tile.height) break;
+            FindLowPassesDown(v, l, tile.width);
             for (std::uint64_t x = 0; x < tile.width; ++x) {
-                passesOfAll[count] = {l[x], l[x + kStride], std::max(v[x], v[x + kStride])};
-                count += static_cast<std::size_t>(l[x] != l[x + kStride]);
+                passes[count] = {l[x], l[x + kStride], levelsDown_[x]};
+                count += neededDown_[x];
             }
         }
-        passes.assign(passesOfAll, passesOfAll + count);
+        return count;
+    }
+
+    void FindLowPassesDown(const std::uint16_t* v, const std::uint16_t* l, std::uint64_t width) {
+        constexpr std::size_t kStride = BasinLabels::kStride;
+        std::uint16_t* levels = levelsDown_.data();
+        std::uint16_t* needed = neededDown_.data();
+        for (std::uint64_t x = 0; x < width; ++x) {
+            levels[x] = std::max(v[x], v[x + kStride]);
+            needed[x] = l[x] != l[x + kStride] ? 1 : 0;
+        }
+        for (std::uint64_t x = 0; x + 1 < width; ++x) needed[x] &= levels[x] <= levels[x + 1] ? 1 : 0;
+        for (std::uint64_t x = 1; x < width; ++x) needed[x] &= levels[x] < levels[x - 1] ? 1 : 0;
     }
 
     std::uint32_t PartAt(std::size_t tile, std::uint64_t x, std::uint64_t y) const {
@@ -282,7 +298,9 @@ private:
     std::vector<Tile> tiles_;
     BasinLabels basins_;
     TileGraph graph_;
-    std::vector<TileGraph::Pass> newPasses_ = std::vector<TileGraph::Pass>(2 * Tile::kSide * Tile::kSide);
+    std::array<std::uint16_t, Tile::kSide> levelsDown_{};
+    std::array<std::uint16_t, Tile::kSide> neededDown_{};
+    std::vector<TileGraph::Pass> tilePasses_ = std::vector<TileGraph::Pass>(2 * Tile::kSide * Tile::kSide);
     std::vector<std::size_t> begins_;        // of each tile, in basinsOfAll_
     std::vector<std::uint32_t> firstParts_;  // the number in the plane of each tile's part 1
     std::vector<Basin> basinsOfAll_;

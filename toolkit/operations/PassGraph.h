@@ -22,8 +22,11 @@ public:
         std::uint16_t level;
     };
 
-    /// Starts over with `count` regions and no passes; all but region 0 are closed.
-    void Begin(std::size_t count) {
+    /// Starts over with `count` regions and these passes, which stay the caller's and are overwritten; all regions but
+    /// 0 are closed.
+    void Begin(std::size_t count, Pass* passes, std::size_t passCount) {
+        passes_ = passes;
+        passCount_ = passCount;
         rounds_.clear();
         open_.assign(count, 0);
         lowest_.clear();
@@ -34,10 +37,7 @@ public:
     /// An open region has passes that are not known here: it is never given to another one, but takes others in.
     void MarkOpen(Number region) { open_[region] = 1; }
 
-    std::vector<Pass>& Passes() { return passes_; }
-
-    /// Joins closed regions until none is left that has a pass. What is left is numbered anew, in the same order; the
-    /// passes are then those between what is left.
+    /// Joins closed regions until none is left that has a pass. What is left is numbered anew, in the same order.
     void Contract() {
         FindLowestPasses(open_.size());
         while (Round()) {
@@ -45,18 +45,18 @@ public:
         Compose();
     }
 
-    /// Leaves only passes that some lowest way between two regions needs: at most one less than there are regions. The
-    /// number of passes must fit below the level in `Key`.
-    void ThinPasses() {
+    /// The passes between what is left of which some lowest way between two regions needs each: at most one less than
+    /// there are regions. The number of passes must fit below the level in `Key`. To be asked for once.
+    const std::vector<Pass>& NeededPasses() {
         const std::size_t count = open_.size();
         group_.resize(count);
         for (std::size_t n = 0; n < count; ++n) group_[n] = static_cast<Number>(n);
         needed_.clear();
-        while (!passes_.empty()) {
+        while (passCount_ != 0) {
             FindLowestBetweenGroups(count);
             JoinGroups(count);
         }
-        passes_.swap(needed_);
+        return needed_;
     }
 
     std::size_t Left() const { return open_.size(); }
@@ -70,7 +70,8 @@ private:
 
     void FindLowestPasses(std::size_t count) {
         best_.assign(count, kNoPass);
-        for (const Pass& pass : passes_) NotePass(best_.data(), pass);
+        Key* best = best_.data();
+        for (const Pass *pass = passes_, *end = passes_ + passCount_; pass != end; ++pass) NotePass(best, *pass);
     }
 
     static void NotePass(Key* best, const Pass& pass) {
@@ -89,11 +90,14 @@ private:
         into_.resize(begin + count);
         lowest_.resize(begin + count);
         Number* into = into_.data() + begin;
+        std::uint16_t* lowest = lowest_.data() + begin;
+        const std::uint8_t* open = open_.data();
+        const Key* best = best_.data();
         std::size_t joined = 0;
         for (std::size_t n = 0; n < count; ++n) {
-            const bool stays = open_[n] != 0 || best_[n] == kNoPass;
-            into[n] = static_cast<Number>(stays ? n : best_[n]);
-            lowest_[begin + n] = static_cast<std::uint16_t>(stays ? 0 : best_[n] >> kLevelShift);
+            const bool stays = (open[n] != 0) | (best[n] == kNoPass);
+            into[n] = static_cast<Number>(stays ? n : best[n]);
+            lowest[n] = static_cast<std::uint16_t>(stays ? 0 : best[n] >> kLevelShift);
             joined += stays ? 0u : 1u;
         }
         if (joined == 0) {
@@ -114,11 +118,13 @@ private:
     // Chains end at a region that leads to itself. `names_` gives each such region its new number.
     void NumberAnew(Number* into, std::size_t count) {
         names_.resize(count);
+        Number* names = names_.data();
+        std::uint8_t* open = open_.data();
         std::size_t left = 0;
         for (std::size_t n = 0; n < count; ++n) {
-            names_[n] = static_cast<Number>(left);
+            names[n] = static_cast<Number>(left);
             const bool stays = into[n] == n;
-            open_[left] = stays ? open_[n] : open_[left];
+            open[left] = open[n];
             left += stays ? 1u : 0u;
         }
         for (std::size_t n = 0; n < count; ++n) into[n] = into[into[n]];  // most chains are short
@@ -131,26 +137,30 @@ private:
             }
             into[n] = into[at];
         }
-        for (std::size_t n = 0; n < count; ++n) into[n] = names_[into[n]];
+        for (std::size_t n = 0; n < count; ++n) into[n] = names[into[n]];
         open_.resize(left);
     }
 
     void FindLowestBetweenGroups(std::size_t count) {
         best_.assign(count, kNoPass);
+        Key* best = best_.data();
+        const Number* group = group_.data();
+        Pass* passes = passes_;
         std::size_t kept = 0;
-        for (const Pass pass : passes_) {
-            const Number a = group_[pass.a];
-            const Number b = group_[pass.b];
+        for (std::size_t i = 0; i < passCount_; ++i) {
+            const Pass pass = passes[i];
+            const Number a = group[pass.a];
+            const Number b = group[pass.b];
             const Key level = static_cast<Key>(static_cast<Key>(pass.level) << kLevelShift);
             const Key key = a == b ? kNoPass : static_cast<Key>(level | static_cast<Key>(kept));
-            const Key knownOfA = best_[a];
-            const Key knownOfB = best_[b];
-            best_[a] = key < knownOfA ? key : knownOfA;
-            best_[b] = key < knownOfB ? key : knownOfB;
-            passes_[kept] = pass;
+            const Key knownOfA = best[a];
+            const Key knownOfB = best[b];
+            best[a] = key < knownOfA ? key : knownOfA;
+            best[b] = key < knownOfB ? key : knownOfB;
+            passes[kept] = pass;
             kept += static_cast<std::size_t>(a != b);
         }
-        passes_.resize(kept);
+        passCount_ = kept;
     }
 
     // Groups go by the number of one of their regions; `names_` is the group that each leads to.
@@ -182,15 +192,16 @@ private:
     }
 
     void DropInnerPasses(const Number* into) {
-        Pass* passes = passes_.data();
+        Pass* passes = passes_;
         std::size_t kept = 0;
-        for (const Pass pass : passes_) {
+        for (std::size_t i = 0; i < passCount_; ++i) {
+            const Pass pass = passes[i];
             const Number a = into[pass.a];
             const Number b = into[pass.b];
             passes[kept] = {a, b, pass.level};
             kept += static_cast<std::size_t>(a != b);
         }
-        passes_.resize(kept);
+        passCount_ = kept;
         FindLowestPasses(open_.size());
     }
 
@@ -206,7 +217,8 @@ private:
         }
     }
 
-    std::vector<Pass> passes_;
+    Pass* passes_ = nullptr;
+    std::size_t passCount_ = 0;
     std::vector<Pass> needed_;
     std::vector<Number> group_;
     std::vector<Key> best_;

@@ -1,0 +1,242 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <new>
+#include <random>
+#include <vector>
+
+#include "DetectionDriver.h"
+#include "FailureText.h"
+#include "ImageLoading.h"
+#include "PathText.h"
+#include "PositionStore.h"
+#include "ResultFiles.h"
+#include "SeededSegmentation.h"
+#include "faults/WrittenFiles.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+#include "support/TestImages.h"
+
+namespace korvane_test {
+
+namespace {
+
+using Korvane::Position;
+using Korvane::PositionStore;
+
+constexpr std::size_t kMebibyte = 1u << 20;
+
+/// The address sanitizer's own shadow does not fit under a limit on the address space.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kLimitsWork = false;
+#else
+constexpr bool kLimitsWork = true;
+#endif
+
+/// Large blocks that are freed go back to the system at once, instead of serving as room under a limit.
+void GiveFreedBlocksBack() { mallopt(M_MMAP_THRESHOLD, 1 << 16); }
+
+/// Lets this process have so many bytes of address space beyond what it uses.
+void AllowBytes(std::size_t bytes) {
+    malloc_trim(0);
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit limit{};
+    getrlimit(RLIMIT_AS, &limit);
+    limit.rlim_cur = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) + bytes;
+    setrlimit(RLIMIT_AS, &limit);
+}
+
+void AllowEverything() {
+    rlimit limit{};
+    getrlimit(RLIMIT_AS, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_AS, &limit);
+}
+
+/// Ends of the children.
+enum Outcome { kDone = 0, kOutOfMemory = 1, kWrong = 2 };
+
+/// Runs `work` in a child that has so much room; what is thrown through counts as wrong.
+Outcome InChild(std::size_t room, const std::function<Outcome()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        AllowBytes(room);
+        try {
+            _exit(work());
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "thrown through: %s\n", error.what());
+        }
+        _exit(kWrong);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? static_cast<Outcome>(WEXITSTATUS(status)) : kWrong;
+}
+
+/// Bright discs on a dark, grainy ground at the reference resolution.
+qvox::VoxelImage<float> DiscPicture(std::uint64_t side) {
+    std::mt19937 random(5);
+    qvox::VoxelImage<float> picture(qvox::VoxelOffset{}, qvox::PixelResolution{672.0f, 672.0f, 1.0f});
+    picture.Resize(side, side, 1);
+    for (std::uint64_t y = 0; y < side; ++y) {
+        for (std::uint64_t x = 0; x < side; ++x) {
+            const double dx = static_cast<double>(x % 96) - 48.0;
+            const double dy = static_cast<double>(y % 96) - 48.0;
+            const double disc = dx * dx + dy * dy < 24.0 * 24.0 ? 120.0 : 60.0;
+            picture(x, y) = static_cast<float>(disc + static_cast<double>(random() % 17));
+        }
+    }
+    return picture;
+}
+
+qvox::LabelImage Seeds(const qvox::VoxelImage<float>& picture) {
+    qvox::LabelImage labels = Korvane::EmptyLabelsFor(picture);
+    std::uint16_t next = 1;
+    for (std::uint64_t y = 48; y < labels.SizeY(); y += 96) {
+        for (std::uint64_t x = 48; x < labels.SizeX(); x += 96) labels(x, y) = next++;
+    }
+    return labels;
+}
+
+/// Does `analyse` under every limit from nothing up to where it succeeds: each end is the whole result or bad_alloc,
+/// after which the position is what it was and can be saved.
+void ExpectWholeOrNothing(const std::function<void(qvox::LabelImage&)>& analyse, const qvox::LabelImage& before) {
+    if (!kLimitsWork) GTEST_SKIP() << "no limit on the address space under the address sanitizer";
+    GiveFreedBlocksBack();
+    qvox::LabelImage expected(before);
+    analyse(expected);
+    const TemporaryFolder folder;
+    const wxString path = Korvane::PathText(folder.File("seg_a.tif"));
+    const auto attempt = [&]() -> Outcome {
+        qvox::LabelImage shown(before);
+        try {
+            qvox::LabelImage result(shown);
+            analyse(result);
+            shown.Swap(result);
+        } catch (const std::bad_alloc&) {
+            if (!SameVoxels(before, shown)) return kWrong;
+            Korvane::SaveLabels(path, shown);
+            return kOutOfMemory;
+        }
+        return SameVoxels(expected, shown) ? kDone : kWrong;
+    };
+    // Room for the copies and for saving is there in any case.
+    const std::size_t least = 4 * before.VoxelCount() + 4 * kMebibyte;
+    int exhausted = 0;
+    for (std::size_t room = least;; room += kMebibyte / 2) {
+        ASSERT_LT(room, least + 200 * kMebibyte);
+        const Outcome outcome = InChild(room, attempt);
+        ASSERT_NE(outcome, kWrong) << "with " << room << " bytes";
+        if (outcome == kDone) break;
+        ++exhausted;
+        qvox::LabelImage saved;
+        qvox::LoadImageFile(Korvane::PathBytes(path), saved);
+        EXPECT_TRUE(SameVoxels(before, saved));
+    }
+    EXPECT_GE(exhausted, 3);
+}
+
+TEST(MemoryLimit, DetectionGivesAllOrLeavesEverything) {
+    const qvox::VoxelImage<float> picture = DiscPicture(480);
+    ExpectWholeOrNothing(
+        [&](qvox::LabelImage& labels) {
+            Korvane::DetectionObserver nobody;
+            Korvane::DetectExosomes(picture, labels, {}, 672.0f, nobody);
+        },
+        Seeds(picture));
+}
+
+TEST(MemoryLimit, SegmentationGivesAllOrLeavesEverything) {
+    const qvox::VoxelImage<float> picture = DiscPicture(960);
+    ExpectWholeOrNothing([&](qvox::LabelImage& labels) { Korvane::SegmentFromSeeds(picture, labels, 672.0f, 0.03f); },
+                         Seeds(picture));
+}
+
+/// Opens the files one after the other as the window does; returns what was said of those that failed.
+std::vector<wxString> OpenAll(PositionStore& store, const std::vector<std::string>& paths) {
+    std::vector<wxString> messages;
+    for (const std::string& path : paths) {
+        try {
+            Korvane::AppendPosition(store, Korvane::LoadPosition(Korvane::PathText(path)));
+        } catch (...) {
+            messages.push_back(Korvane::FailureMessage(Korvane::FileTask::kLoadInput, Korvane::PathText(path),
+                                                       std::current_exception()));
+        }
+    }
+    return messages;
+}
+
+bool HoldsPicture(const PositionStore& store, std::size_t index, const qvox::VoxelImage<float>& picture) {
+    return store.images[index].SameSizes(picture) && store.labelImages[index].SameSizes(picture) &&
+           std::equal(picture.begin(), picture.end(), store.images[index].begin());
+}
+
+TEST(MemoryLimit, ThePicturesThatFitAreOpenedAndCanBeSaved) {
+    if (!kLimitsWork) GTEST_SKIP() << "no limit on the address space under the address sanitizer";
+    constexpr std::size_t kFits = 49;
+    constexpr std::size_t kSide = 400;
+    constexpr std::size_t kWorking = 64 * kMebibyte;
+    const TemporaryFolder folder;
+    const qvox::VoxelImage<float> picture = DiscPicture(kSide);
+    const std::string original = folder.File("a.tif");
+    qvox::SaveImageFile(original, picture);
+    const std::vector<std::string> paths(60, original);
+    const std::size_t perPosition = kSide * kSide * (sizeof(float) + sizeof(std::uint16_t));
+    const auto open = [&]() -> Outcome {
+        PositionStore store;
+        const std::vector<wxString> messages = OpenAll(store, paths);
+        const std::size_t count = Korvane::PositionCount(store);
+        if (count < 30 || count + messages.size() != paths.size()) return kWrong;
+        if (store.images.size() != count || store.labelImages.size() != count) return kWrong;
+        for (const wxString& message : messages) {
+            if (message != "Cannot load the input image '" + Korvane::PathText(original) + "'! (Not enough memory)") {
+                return kWrong;
+            }
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            if (!HoldsPicture(store, i, picture) || !Korvane::SwitchToPosition(store, i, 0)) return kWrong;
+            store.labelImages[i](i, 0) = 7;
+            const std::string saved = folder.File("seg_" + std::to_string(i) + ".tif");
+            Korvane::SaveLabels(Korvane::PathText(saved), store.labelImages[i]);
+            AllowEverything();
+            qvox::LabelImage back;
+            qvox::LoadImageFile(saved, back);
+            if (!SameVoxels(store.labelImages[i], back)) return kWrong;
+        }
+        return messages.empty() ? kDone : kOutOfMemory;
+    };
+    EXPECT_EQ(InChild(kWorking + kFits * perPosition, open), kOutOfMemory);
+    EXPECT_EQ(InChild(kWorking + 2 * paths.size() * perPosition, open), kDone);
+}
+
+TEST(MemoryLimit, WithoutRoomForTheUndoCopyClearingLeavesTheLabels) {
+    if (!kLimitsWork) GTEST_SKIP() << "no limit on the address space under the address sanitizer";
+    PositionStore store;
+    Position position;
+    position.image = DiscPicture(2000);
+    position.labels = Seeds(position.image);
+    const qvox::LabelImage before(position.labels);
+    Korvane::AppendPosition(store, std::move(position));
+    const auto clear = [&]() -> Outcome {
+        try {
+            Korvane::ClearCurrentLabels(store);
+        } catch (const std::bad_alloc&) {
+            return SameVoxels(before, store.labelImages[0]) && store.undoLabels.VoxelCount() == 0 ? kOutOfMemory
+                                                                                                  : kWrong;
+        }
+        return SameVoxels(before, store.undoLabels) ? kDone : kWrong;
+    };
+    EXPECT_EQ(InChild(kMebibyte, clear), kOutOfMemory);
+    EXPECT_EQ(InChild(64 * kMebibyte, clear), kDone);
+}
+
+}  // namespace
+
+}  // namespace korvane_test

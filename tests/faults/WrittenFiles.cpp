@@ -1,0 +1,80 @@
+#include "faults/WrittenFiles.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+
+#include "MeasurementTable.h"
+#include "PathText.h"
+#include "ResultFiles.h"
+#include "files/ImageFile.h"
+#include "support/TestImages.h"
+
+namespace korvane_test {
+
+namespace {
+
+void WriteLabels(const std::string& path, int which) {
+    std::mt19937 random(static_cast<unsigned>(which) + 1);
+    const auto labels = RandomImage<std::uint16_t>(random, 37, 23, 0, 9);
+    Korvane::SaveLabels(Korvane::PathText(path), labels);
+}
+
+void WriteOverlay(const std::string& path, int which) {
+    std::mt19937 random(static_cast<unsigned>(which) + 3);
+    qvox::VoxelImage<qvox::Rgb8> picture;
+    picture.Resize(23, 17, 1);
+    for (qvox::Rgb8& pixel : picture) {
+        const auto value = static_cast<std::uint8_t>(random());
+        pixel = {value, value, static_cast<std::uint8_t>(random())};
+    }
+    qvox::SaveImageFile(path, picture);
+}
+
+void WriteTable(const std::string& path, int which) {
+    std::vector<wxString> rows;
+    for (std::uint16_t label = 1; label < 12; ++label) {
+        Korvane::ObjectMeasures measures;
+        measures.label = label;
+        measures.diameterNm = 40.0 + label + which;
+        rows.push_back(Korvane::MeasurementRow("some picture.tif", measures));
+    }
+    Korvane::WriteMeasurementTable(Korvane::PathText(path), rows);
+}
+
+}  // namespace
+
+const std::vector<FileKind>& FileKinds() {
+    static const std::vector<FileKind> kinds{{"labels", "seg_a.tif", WriteLabels},
+                                             {"overlay", "export_a.tif", WriteOverlay},
+                                             {"table", "results.txt", WriteTable}};
+    return kinds;
+}
+
+std::string BytesOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<std::string> NamesIn(const TemporaryFolder& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<std::string> Contents(const FileKind& kind) {
+    const TemporaryFolder folder;
+    std::vector<std::string> contents;
+    for (const int which : {0, 1}) {
+        kind.write(folder.File(kind.fileName), which);
+        contents.push_back(BytesOf(folder.File(kind.fileName)));
+    }
+    return contents;
+}
+
+}  // namespace korvane_test

@@ -1,0 +1,178 @@
+// Which page of a file is the picture, which pages are its planes, and which kinds of pages are refused.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+#include "support/TiffBuilder.h"
+
+namespace {
+
+using korvane_test::TemporaryFolder;
+using korvane_test::TiffBuilder;
+using qvox::ImageFileInfo;
+using qvox::VoxelType;
+
+constexpr std::uint16_t kBits = 258;
+constexpr std::uint16_t kPhotometric = 262;
+constexpr std::uint16_t kDescription = 270;
+constexpr std::uint16_t kSamples = 277;
+constexpr std::uint16_t kNewSubfileType = 254;
+constexpr std::uint16_t kSampleFormat = 339;
+constexpr std::uint16_t kColourMap = 320;
+
+class PageChoice : public ::testing::Test {
+protected:
+    TiffBuilder& Grey(std::uint32_t width, const std::string& bytes, std::uint16_t bits = 8) {
+        return file_.Page().Grey(width, 1, bits).AddPiece(bytes);
+    }
+    TiffBuilder& Rgb(std::uint32_t width) {
+        return file_.Page()
+            .Grey(width, 1, 8)
+            .Shorts(kBits, {8, 8, 8})
+            .Short(kPhotometric, 2)
+            .Short(kSamples, 3)
+            .AddPiece(std::string(3 * width, 'r'));
+    }
+    ImageFileInfo Inspect() {
+        file_.Write(path_);
+        return qvox::InspectImageFile(path_);
+    }
+    std::string Read() {
+        file_.Write(path_);
+        qvox::VoxelImage<std::uint8_t> image;
+        qvox::LoadImageFile(path_, image);
+        return std::string(image.begin(), image.end());
+    }
+
+    TemporaryFolder folder_;
+    const std::string path_ = folder_.File("a.tif");
+    TiffBuilder file_;
+};
+
+TEST_F(PageChoice, TheFirstFullSizeGreyPageAfterAnRgbPreview) {
+    Rgb(2);
+    Grey(1, "x");
+    Grey(4, "abcd").Long(kNewSubfileType, 1);
+    Grey(4, "efgh");
+    Grey(4, "ijkl");
+    EXPECT_EQ(Read(), "efgh");
+}
+
+TEST_F(PageChoice, TheFirstFullSizeGreyPageAfterReducedOnesAndMasks) {
+    Grey(2, "xy").Long(kNewSubfileType, 1);
+    Grey(4, "mask").Long(kNewSubfileType, 4);
+    Rgb(4);
+    Grey(4, "abcd").Long(kNewSubfileType, 2);  // a page of several is a full one
+    EXPECT_EQ(Read(), "abcd");
+}
+
+TEST_F(PageChoice, AColourPalettePreviewIsPassedOver) {
+    std::vector<std::uint16_t> map;
+    for (unsigned i = 0; i < 768; ++i) map.push_back(static_cast<std::uint16_t>(i * 40503u));
+    Grey(2, "xy").Short(kPhotometric, 3).Shorts(kColourMap, map);
+    Grey(2, "ab");
+    EXPECT_EQ(Read(), "ab");
+}
+
+TEST_F(PageChoice, AFileOfReducedPagesOnlyShowsItsFirst) {
+    Grey(2, "ab").Long(kNewSubfileType, 1);
+    Grey(1, "c").Long(kNewSubfileType, 1);
+    EXPECT_EQ(Read(), "ab");
+}
+
+TEST_F(PageChoice, AGreyPictureOfAnotherKindIsNotAPreviewOfTheNextPage) {
+    Grey(2, "abcd", 16).Short(kSampleFormat, 2);
+    Grey(2, "ef");
+    EXPECT_EQ(Inspect().type, VoxelType::kInt16);
+    file_ = TiffBuilder();
+    Grey(1, "abcdefgh", 64).Short(kSampleFormat, 6);
+    Grey(2, "ef");
+    EXPECT_EQ(Inspect().type, VoxelType::kUnsupported);
+}
+
+TEST_F(PageChoice, KindsThatAreNotReadHaveOtherCodes) {
+    const struct {
+        std::uint16_t bits;
+        std::uint16_t format;
+        VoxelType type;
+        const char* text;
+    } kinds[] = {
+        {8, 2, VoxelType::kInt8, "8-bit signed grey"},
+        {16, 2, VoxelType::kInt16, "16-bit signed grey"},
+        {32, 2, VoxelType::kInt32, "32-bit signed grey"},
+        {32, 1, VoxelType::kUint32, "32-bit grey"},
+        {64, 3, VoxelType::kFloat64, "64-bit float grey"},
+        {16, 3, VoxelType::kUnsupported, "16-bit float grey"},
+        {32, 5, VoxelType::kUnsupported, "32-bit complex grey"},
+        {64, 6, VoxelType::kUnsupported, "64-bit complex grey"},
+        {1, 1, VoxelType::kBilevel, "1-bit grey"},
+        {12, 1, VoxelType::kUnsupported, "12-bit grey"},
+    };
+    for (const auto& kind : kinds) {
+        file_ = TiffBuilder();
+        Grey(1, "abcdefgh", kind.bits).Short(kSampleFormat, kind.format);
+        const ImageFileInfo info = Inspect();
+        EXPECT_EQ(info.type, kind.type) << kind.text;
+        EXPECT_EQ(info.typeText, kind.text);
+        EXPECT_NE(info.type, VoxelType::kUint8);
+        EXPECT_NE(info.type, VoxelType::kUint16);
+        EXPECT_NE(info.type, VoxelType::kFloat32);
+    }
+    file_ = TiffBuilder();
+    Rgb(2);
+    EXPECT_EQ(Inspect().type, VoxelType::kRgb8);
+}
+
+TEST_F(PageChoice, APaletteWithTwentySixColoursOfAnnotationsIsGrey) {
+    std::vector<std::uint16_t> map(768);
+    for (std::size_t i = 0; i < 256; ++i) map[i] = map[256 + i] = map[512 + i] = static_cast<std::uint16_t>(i * 257);
+    for (std::size_t i = 9; i <= 234; i += 9) map[i] = static_cast<std::uint16_t>(map[i] ^ 0x8000u);
+    Grey(3, "abd").Short(kPhotometric, 3).Shorts(kColourMap, map);
+    EXPECT_EQ(Inspect().type, VoxelType::kUint8);
+    EXPECT_EQ(Read(), "abd");
+}
+
+TEST_F(PageChoice, AStatedStackHasAsManyPlanesAsItsFileHoldsOfOneKind) {
+    for (const char* description : {"ImageJ=1.53t\nimages=3\nslices=3\n", "ImageJ=1.53t\nimages=9\n",
+                                    "<OME xmlns=\"x\"><Image><Pixels DimensionOrder=\"XYZCT\" SizeX=\"2\" SizeY=\"1\" "
+                                    "SizeZ=\"3\"/></Image></OME>"}) {
+        file_ = TiffBuilder();
+        Grey(2, "ab").Text(kDescription, description);
+        Grey(2, "cd");
+        Grey(2, "ef");
+        EXPECT_EQ(Read(), "abcdef") << description;
+    }
+}
+
+TEST_F(PageChoice, AStatedStackEndsBeforeAThumbnailOrAPageOfAnotherKind) {
+    const auto start = [this] {
+        file_ = TiffBuilder();
+        Grey(2, "ab").Text(kDescription, "ImageJ=1.53t\nimages=3\n");
+        Grey(2, "cd");
+    };
+    start();
+    Grey(2, "ef").Long(kNewSubfileType, 1);
+    EXPECT_EQ(Read(), "abcd");
+    start();
+    Grey(1, "e");
+    EXPECT_EQ(Read(), "abcd");
+    start();
+    Grey(2, "efgh", 16);
+    EXPECT_EQ(Read(), "abcd");
+}
+
+TEST_F(PageChoice, EqualPagesWithoutAStatementAreSeparatePictures) {
+    for (const char* description : {"", "images=3", "ImageJ=1.53t\nunit=nm\n", "<OME/>"}) {
+        file_ = TiffBuilder();
+        Grey(2, "ab").Text(kDescription, description);
+        Grey(2, "cd");
+        Grey(2, "ef");
+        EXPECT_EQ(Read(), "ab") << description;
+        EXPECT_EQ(Inspect().sizeZ, 1u);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "files/PixelSizeNm.h"
+
+namespace qvox {
+
+/// What a TIFF export of Gatan's DigitalMicrograph says in private tags; absent where a tag was not written.
+struct GatanEntries {
+    std::optional<double> x;               ///< 65009
+    std::optional<double> y;               ///< 65010
+    std::optional<std::string> symbolX;    ///< 65003, Latin-1: "\xB5m", "nm", "1/nm"
+    std::optional<std::string> symbolY;    ///< 65004
+    std::optional<std::string> unitNameX;  ///< 65012: "micrometer"
+    std::optional<std::string> unitNameY;  ///< 65013
+};
+
+/// The pixel size of these entries. Nothing when a number or both texts of an axis' unit are absent, when one of the
+/// texts is no length (diffraction patterns are in 1/nm, uncalibrated pictures in nothing), when the texts contradict
+/// each other or when the size is not believable.
+std::optional<PixelSizeNm> PixelSizeFromGatan(const GatanEntries& entries);
+
+}  // namespace qvox

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "files/PixelSizeNm.h"
+#include "files/ResolutionTags.h"
+
+namespace qvox {
+
+/// What the XML of a JEOL TEM (SightX) says in the ImageDescription entry.
+struct JeolFinding {
+    bool isJeol = false;  ///< false: the text is something else, or too broken to tell
+    std::optional<PixelSizeNm> size;
+    std::string reason;  ///< of isJeol without a size, for a person
+};
+
+/// Reads XML whose root is TemReporter. The size is that of the resolution entries, which are those of the picture at
+/// its nominal magnification, divided by ImageFormingSystem's SelectorValue; so only where its ModeString is "MAG" (in
+/// diffraction SelectorValue is the camera length) and SelectorUnitString, if there, is "X". No size with entries that
+/// have no unit or are not positive, nor when it is not believable. Texts beyond 4 MiB are not read. `data` may be null
+/// when `size` is 0.
+JeolFinding ReadJeolXml(const char* data, std::size_t size, const ResolutionTags& tags);
+
+}  // namespace qvox
