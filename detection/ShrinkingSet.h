@@ -88,14 +88,14 @@ private:
     /// From this step on steps are not told apart in a mask: it stands for all that follow.
     static constexpr int kLastInMask = 31;
 
-    /// Whole cache lines.
+    /// Whole cache lines, and the first of them is enough for most.
     struct State {
-        std::array<Word, kInline> steps;  // what the set is, and what the first steps leave
         std::uint32_t takingSteps;        // a bit for each step that takes pixels away; in an update before or now
         std::int32_t lastStep;            // the last of them
         std::int32_t queuedFor;           // the step the word is queued for, or 0
         std::int32_t changed;             // index + 1 into changed_
-        std::int32_t later;               // index + 1 into later_
+        std::int64_t later;               // index + 1 into later_
+        std::array<Word, kInline> steps;  // what the set is, and what the first steps leave
     };
     struct Later {
         std::int32_t step;
@@ -114,7 +114,7 @@ private:
     std::vector<Later>& LaterOf(State& at) {
         if (at.later == 0) {
             later_.emplace_back();
-            at.later = static_cast<std::int32_t>(later_.size());
+            at.later = static_cast<std::int64_t>(later_.size());
         }
         return later_[static_cast<std::size_t>(at.later) - 1];
     }
@@ -208,19 +208,13 @@ private:
         }
     }
 
-    /// What happens around a word, as far as is known.
-    struct Activity {
-        std::uint32_t takingSteps = 1;  // the set itself may have changed
-        int lastStep = 0;
-    };
-
     void WorkOut(std::int32_t word, int step) {
         State& at = At(word);
         at.queuedFor = 0;
         const Word current = LeftAfter(at, step - 1);
         const Word before = LeftBefore(at, step, current);
-        Activity activity;
-        const WordNeighbourhood around = Around(word, step - 1, activity);
+        std::uint32_t takingAround = 1;  // the set itself may have changed
+        const WordNeighbourhood around = Around(word, step - 1, takingAround);
         const Word left = current != 0 ? Rule::Left(around, step) & current : 0;
         if (left != LeftAfter(at, step)) {
             NoteChange(word, at);
@@ -229,11 +223,10 @@ private:
         if (left != current) {
             at.lastStep = std::max(at.lastStep, step);
             at.takingSteps |= 1u << std::min(step, int{kLastInMask});
-            activity.lastStep = std::max(activity.lastStep, step);
-            activity.takingSteps |= at.takingSteps;
+            takingAround |= at.takingSteps;
         }
         TellAround(word, at, left ^ before, step);
-        const int next = NextStep(at, activity, step);
+        const int next = NextStep(word, takingAround, step);
         if (next != 0) {
             Queue(word, next);
         }
@@ -259,20 +252,33 @@ private:
 
     // When something can happen to a word again: when something did before, and for a period after something has
     // happened around.
-    int NextStep(const State& at, const Activity& activity, int step) const {
+    int NextStep(std::int32_t word, std::uint32_t takingAround, int step) const {
         if (step + 1 >= kLastInMask) {
-            return step < activity.lastStep + Rule::kPeriod ? step + 1 : 0;
+            return step < LastStepAround(word) + Rule::kPeriod ? step + 1 : 0;
         }
-        std::uint64_t steps = at.takingSteps;
+        std::uint64_t steps = At(word).takingSteps;
         for (int i = 1; i <= Rule::kPeriod; ++i) {
-            steps |= static_cast<std::uint64_t>(activity.takingSteps) << i;
+            steps |= static_cast<std::uint64_t>(takingAround) << i;
         }
         steps = steps >> (step + 1) << (step + 1);
         return steps == 0 ? 0 : std::min(BitGrid::Lowest(steps), int{kLastInMask});
     }
 
+    int LastStepAround(std::int32_t word) const {
+        const int wordsPerRow = grid_.WordsPerRow();
+        const int y = word / wordsPerRow;
+        const int column = word - y * wordsPerRow;
+        int last = 0;
+        for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
+            for (int u = std::max(column - 1, 0); u <= std::min(column + 1, lastColumn_); ++u) {
+                last = std::max(last, LastStep(v * wordsPerRow + u));
+            }
+        }
+        return last;
+    }
+
     // Also gives what happens in the words around.
-    WordNeighbourhood Around(std::int32_t word, int step, Activity& activity) const {
+    WordNeighbourhood Around(std::int32_t word, int step, std::uint32_t& takingAround) const {
         const int wordsPerRow = grid_.WordsPerRow();
         const int y = word / wordsPerRow;
         const int column = word - y * wordsPerRow;
@@ -286,8 +292,7 @@ private:
             }
             const auto left = [&](std::int32_t near) {
                 const State& at = At(near);
-                activity.lastStep = std::max(activity.lastStep, at.lastStep);
-                activity.takingSteps |= at.takingSteps;
+                takingAround |= at.takingSteps;
                 return LeftAfter(at, step);
             };
             const Word centre = left(middle) | beyond;
