@@ -118,7 +118,7 @@ wxMenuBar* MakeMenuBar() {
     auto* bar = new wxMenuBar;
     wxMenu* menu = nullptr;
     for (const Command& command : kCommands) {
-        if (command.place == CommandPlace::kNewMenu) {
+        if (menu == nullptr || command.place == CommandPlace::kNewMenu) {
             menu = new wxMenu;
             bar->Append(menu, command.menu);
         }

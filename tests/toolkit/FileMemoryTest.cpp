@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -247,6 +248,44 @@ TEST_F(FileMemory, EntriesThatShareTheirBytesAreNotAllKept) {
     std::memset(&bytes[at + 2 + 12 * 907], 0, 4);
     std::ofstream(path_, std::ios::binary) << bytes;
     EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), Ended::kLoaded);
+}
+
+// A hundred reduced pages 4 pixels wide and, behind them, a full one of 8; each has a private entry of so many bytes,
+// all the same ones.
+std::string ManyPages(std::uint64_t entryBytes) {
+    const TiffBuilder number;
+    std::string bytes = "II" + number.Number(42, 2) + number.Number(0, 4) + std::string(3 * kMiB, 'p');
+    std::size_t link = 4;
+    for (unsigned page = 0; page <= 100; ++page) {
+        bytes.replace(link, 4, number.Number(bytes.size(), 4));
+        const bool last = page == 100;
+        const std::uint64_t entries[][4] = {{254, 4, 1, last ? 0u : 1u},
+                                            {256, 4, 1, last ? 8u : 4u},
+                                            {257, 4, 1, last ? 1u : 2u},
+                                            {258, 3, 1, 8},
+                                            {259, 3, 1, 1},
+                                            {262, 3, 1, 1},
+                                            {273, 4, 1, 8},
+                                            {279, 4, 1, 8},
+                                            {40000, 7, entryBytes, 8}};
+        bytes += number.Number(std::size(entries), 2);
+        for (const auto& entry : entries) {
+            bytes += number.Number(entry[0], 2) + number.Number(entry[1], 2) + number.Number(entry[2], 4) +
+                     number.Number(entry[3], 4);
+        }
+        link = bytes.size();
+        bytes += number.Number(0, 4);
+    }
+    return bytes;
+}
+
+TEST_F(FileMemory, PagesThatShareTooManyBytesAreNotAllWalked) {
+    std::ofstream(path_, std::ios::binary) << ManyPages(1000);
+    EXPECT_EQ(qvox::InspectImageFile(path_).sizeX, 8u);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 8), Ended::kLoaded);
+    std::ofstream(path_, std::ios::binary) << ManyPages(2 * kMiB);
+    EXPECT_EQ(qvox::InspectImageFile(path_).sizeX, 4u);
+    EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 8), Ended::kLoaded);
 }
 
 TEST_F(FileMemory, LongTextsAreReadWithinTheAllowance) {

@@ -12,7 +12,7 @@ namespace {
 
 std::string Number(double value) {
     char text[40];
-    static_cast<void>(std::snprintf(text, sizeof text, "%.6g", value));
+    std::snprintf(text, sizeof text, "%.6g", value);
     for (char& c : text) {
         if (c == ',') c = '.';
     }

@@ -47,6 +47,7 @@ std::vector<float> GaussianWeights(double sigmaPx) {
         sum += 2.0 * samples[k];
     }
     std::vector<float> weights;
+    weights.reserve(samples.size());
     for (const double sample : samples) weights.push_back(static_cast<float>(sample / sum));
     return weights;
 }
@@ -130,7 +131,8 @@ StepFunction Function(DiffusionVariant variant) {
 // flat background away from 0, next to which values would fade into subnormal numbers.
 float Origin(const std::uint16_t* voxels, std::ptrdiff_t count) {
     const auto range = std::minmax_element(voxels, voxels + count);
-    return static_cast<float>((*range.first + *range.second) / 2) + 0.25f;
+    const int middle = (*range.first + *range.second) / 2;
+    return static_cast<float>(middle) + 0.25f;
 }
 
 void Spread(const StepPlan& plan, const std::uint16_t* voxels, float origin, float* u) {
