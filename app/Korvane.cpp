@@ -1,13 +1,13 @@
 #include <clocale>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <wx/app.h>
 #include <wx/log.h>
+#include <wx/menu.h>
 
 #include "ExceptionText.h"
 #include "MainFrame.h"
@@ -24,6 +24,7 @@ public:
         std::setlocale(LC_NUMERIC, "C");
         AdoptPathConversion();
         auto* frame = new MainFrame;
+        HideMenusUntilShown(*frame);
         frame->Show();
         if (!files_.empty()) OpenWhenShown(*frame);
         return true;
@@ -39,17 +40,23 @@ private:
     /// A window takes the size of its first position once it knows how much of itself is border, bars and menus: not
     /// before it was painted.
     void OpenWhenShown(MainFrame& frame) {
-        frame.OnFirstPaint([this, &frame] { frame.OpenFiles(FullPaths()); });
+        frame.OnFirstPaint([this, &frame] { frame.OpenFiles(Paths()); });
     }
 
-    /// As the dialog for opening would return them.
-    std::vector<wxString> FullPaths() const {
+    /// Where a window manager tells the size of its borders, the toolkit lays a new window out once at next to no size,
+    /// and GTK complains of a menu bar that is given less than it takes. So the bar comes when the window is there,
+    /// which is before anything is painted.
+    static void HideMenusUntilShown(MainFrame& frame) {
+        frame.GetMenuBar()->Hide();
+        frame.Bind(wxEVT_SHOW, [&frame](wxShowEvent& event) {
+            frame.GetMenuBar()->Show();
+            event.Skip();
+        });
+    }
+
+    std::vector<wxString> Paths() const {
         std::vector<wxString> paths;
-        for (const std::string& file : files_) {
-            std::error_code unknownFolder;
-            const std::filesystem::path full = std::filesystem::absolute(file, unknownFolder);
-            paths.push_back(PathText(unknownFolder ? file : full.lexically_normal().string()));
-        }
+        for (const std::string& file : files_) paths.push_back(PathText(file));
         return paths;
     }
 
@@ -66,7 +73,9 @@ int main(int argc, char** argv) {
         const std::string argument = argv[i];
         if (argument == "--help" || argument == "-h") {
             std::puts(
-                "korvane [FILE...]\n\nAnalyses electron micrographs of exosomes; the TIFF files are opened at once.");
+                "korvane [FILE|FOLDER...]\n\nFinds and measures exosomes in electron micrographs. The TIFF files "
+                "named, "
+                "and those\nof the folders named, are opened at once. korvane-batch does without a window.");
             return 0;
         }
         if (argument.empty() || argument[0] == '-') {

@@ -9,6 +9,7 @@
 
 #include "CommandTable.h"
 #include "ExceptionText.h"
+#include "ProgramIcon.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
 
@@ -54,6 +55,7 @@ const wxEventTable* MainFrame::GetEventTable() const { return &kEventTable; }
 wxEventHashTable& MainFrame::GetEventHashTable() const { return eventHashTable_; }
 
 MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
+    SetIcons(ProgramIcons());
     SetMenuBar(MakeMenuBar());
     auto* sizer = new wxBoxSizer(wxVERTICAL);
     canvas_ = new SingleImageCanvas(this, *this);
@@ -70,6 +72,7 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
     ShowChecks();
     SetSize(500, 500);
     Bind(wxEVT_CHAR_HOOK, &MainFrame::OnCharHook, this);
+    Bind(wxEVT_IDLE, &MainFrame::OnIdle, this);
     canvas_->SetFocus();
 }
 

@@ -28,7 +28,8 @@ public:
 
     // What comes from elsewhere than a command.
 
-    /// Opens these files in place of all positions, after the question that opening asks; nothing while a command runs.
+    /// Opens these files, and the images of these folders (see ListImages), in place of all positions, after the
+    /// question that opening asks; nothing while a command runs.
     void OpenFiles(const std::vector<wxString>& paths);
 
     /// Does something once, after the window was painted for the first time.
@@ -118,6 +119,7 @@ private:
     /// Runs work that a person asked for, alone: not while other work runs, told to the person when it fails.
     void RunAlone(const std::function<void()>& work);
     void OnCharHook(wxKeyEvent& event);
+    void OnIdle(wxIdleEvent& event);
     bool HandleBareKey(wxKeyEvent& event);
     bool HandleViewKey(int key);
     bool HandleEditKey(int key);
@@ -132,6 +134,7 @@ private:
 
     void ReplacePositions(const std::vector<wxString>& paths);
     void FitToPosition();
+    void KeepOnScreen();
     void PointCanvasAt(std::size_t index);
     void ExportPicture(std::size_t index, const ChosenFolder& folder);
     ChosenFolder AskForFolder(const wxString& title);
@@ -153,7 +156,6 @@ private:
     bool labelNumbers_ = false;
     AnalysisParameters parameters_;
     int zoomLevel_ = 0;
-    WheelSum wheel_;
     std::vector<LabelAnchor> anchors_;  ///< of the census' version below
     std::optional<std::uint64_t> anchorsVersion_;
     enum class Work { kNone, kRunning } work_ = Work::kNone;

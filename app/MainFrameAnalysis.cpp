@@ -2,6 +2,7 @@
 
 #include <wx/log.h>
 #include <wx/progdlg.h>
+#include <wx/stattext.h>
 
 #include "DetectionDriver.h"
 #include "DetectionProgress.h"
@@ -30,6 +31,21 @@ struct AnalysisFailure {
                           "'! (" + ExceptionText(std::current_exception()) + ")"};
 }
 
+/// The toolkit fits the dialog's text to each message, but the new size counts only when events are next handled: after
+/// the stage that the message tells of. Until then the message would be cut at the width of the one before. So the text
+/// is given the width of the longest once.
+void WidenMessage(wxProgressDialog& progress) {
+    for (wxWindow* const child : progress.GetChildren()) {
+        auto* const text = wxDynamicCast(child, wxStaticText);
+        if (text == nullptr) continue;
+        text->SetWindowStyle(text->GetWindowStyle() | wxST_NO_AUTORESIZE);
+        text->SetMinSize({text->GetTextExtent("Image: 00000 detection of exosomes").x, text->GetSize().y});
+    }
+    progress.Fit();
+    // Where the dialog was wide enough already, its size does not change and nothing else would lay it out.
+    progress.Layout();
+}
+
 }  // namespace
 
 void MainFrame::OnParameters(wxCommandEvent&) {
@@ -44,6 +60,7 @@ void MainFrame::RunAnalysis(const wxString& message, int range, const std::funct
         wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr,
                                   wxPD_APP_MODAL | wxPD_AUTO_HIDE);
         progress.SetRange(range);
+        WidenMessage(progress);
         progress.SetWindowStyleFlag(progress.GetWindowStyleFlag() | wxSTAY_ON_TOP);
         body(progress);
         progress.Update(progress.GetRange(), wxEmptyString);

@@ -2,17 +2,18 @@
 #include <exception>
 
 #include <wx/busyinfo.h>
-#include <wx/dcmemory.h>
 #include <wx/dirdlg.h>
+#include <wx/display.h>
 #include <wx/filedlg.h>
-#include <wx/image.h>
 #include <wx/log.h>
 #include <wx/settings.h>
 
 #include "FailureText.h"
+#include "ImageList.h"
 #include "ImageLoading.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
+#include "OverlayDrawing.h"
 #include "PathText.h"
 #include "Scopes.h"
 #include "SingleImageCanvas.h"
@@ -39,20 +40,6 @@ bool DoFileTask(FileTask task, const wxString& name, Work work) {
     }
 }
 
-/// Draws numbers and the open contour over a painted picture.
-void DrawOverlay(ColourPicture& picture, const qvox::LabelImage& labels, const CanvasState& state) {
-    const auto width = static_cast<int>(picture.SizeX());
-    const auto height = static_cast<int>(picture.SizeY());
-    wxBitmap bitmap(wxImage(width, height, reinterpret_cast<unsigned char*>(picture.begin()), true));
-    {
-        wxMemoryDC dc(bitmap);
-        SingleImageCanvas::DrawOverlay(dc, labels, LabelAnchors(labels), state, 1.0f, wxRect(0, 0, width, height));
-    }
-    const wxImage drawn = bitmap.ConvertToImage();
-    const auto* const bytes = reinterpret_cast<const qvox::Rgb8*>(drawn.GetData());
-    std::copy(bytes, bytes + picture.VoxelCount(), picture.begin());
-}
-
 }  // namespace
 
 void MainFrame::OnOpenImages(wxCommandEvent&) {
@@ -69,10 +56,15 @@ void MainFrame::OnOpenImages(wxCommandEvent&) {
 
 void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
     RunAlone([&] {
-        if (paths.empty()) return;
+        std::vector<std::string> named;
+        for (const wxString& path : paths) named.push_back(PathBytes(path));
+        // A folder's images are looked for before anything is asked: without any there is nothing to ask.
+        std::vector<wxString> images;
+        for (const std::string& image : ListImages(named)) images.push_back(PathText(image));
+        if (images.empty()) return;
         if (HasPositions() && !Confirm(kOpenQuestion)) return;
         const DisabledScope disabled(*this);
-        ReplacePositions(paths);
+        ReplacePositions(images);
     });
 }
 
@@ -105,6 +97,17 @@ void MainFrame::FitToPosition() {
                             wxSystemSettings::GetMetric(wxSYS_SCREEN_Y, this)};
     const ClientSize fitted = FittedClientSize(screen, image.SizeX(), image.SizeY());
     SetClientSize(fitted.width, fitted.height);
+    KeepOnScreen();
+}
+
+void MainFrame::KeepOnScreen() {
+    if (IsMaximized() || IsFullScreen()) return;
+    const wxRect place = GetRect();
+    const wxRect screen = wxDisplay(this).GetClientArea();
+    // The corner with the menus stays in sight where the window is larger than the screen.
+    const wxPoint corner(std::max(screen.x, std::min(place.x, screen.x + screen.width - place.width)),
+                         std::max(screen.y, std::min(place.y, screen.y + screen.height - place.height)));
+    if (corner != place.GetPosition()) Move(corner);
 }
 
 ChosenFolder MainFrame::AskForFolder(const wxString& title) {
@@ -146,8 +149,8 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
             const wxString& path = store_.paths[i];
             DoFileTask(FileTask::kLoadResults, FileNameOf(path), [&] {
-                LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
-                if (i == store_.current) CountAgain();
+                const LabelsFound found = LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
+                if (found == LabelsFound::kLoaded && i == store_.current) CountAgain();
             });
         }
     }
@@ -180,8 +183,8 @@ void MainFrame::ExportPicture(std::size_t index, const ChosenFolder& folder) {
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
     if (index != store_.current) state.editing = nullptr;
     ColourPicture picture = PaintPosition(store_.images[index], labels, state.style);
-    const bool contourOpen = state.editing != nullptr && !state.editing->contourPoints.empty();
-    if (contourOpen || state.numbers == CanvasState::Numbers::kShown) DrawOverlay(picture, labels, state);
+    OverlayDrawing overlay;
+    overlay.Draw(picture, labels, LabelAnchors(labels), state, OverlayPort());
     qvox::SaveImageFile(PathBytes(ExportPath(store_.paths[index], folder)), picture);
 }
 

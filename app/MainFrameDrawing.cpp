@@ -1,7 +1,10 @@
+#include <new>
+
 #include <wx/utils.h>
 
 #include "CommandTable.h"
 #include "MainFrame.h"
+#include "OverlayGeometry.h"
 #include "SingleImageCanvas.h"
 
 namespace Korvane {
@@ -57,9 +60,8 @@ bool MainFrame::HandleEditKey(int key) {
             Finish(FlipDrawingMode(editing_));
             return true;
         case 'r':
-            if (canvas_->PointerInside()) {
-                RefreshEdited(RepaintComponent(Edited(), editing_, canvas_->ImagePointUnder(canvas_->Pointer())));
-            }
+            RefreshEdited(
+                RepaintComponent(Edited(), editing_, canvas_->ImagePointUnder(canvas_->PointerAnywhere())));
             return true;
         default:
             return false;
@@ -78,15 +80,30 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
         // The second press of a double click comes as that only.
         if (event.LeftDown() || event.LeftDClick()) {
             RefreshEdited(PressLeft(Edited(), editing_, point));
-        } else if (event.Dragging() && event.LeftIsDown()) {
+        } else if (event.LeftIsDown() && !event.Entering()) {
             RefreshEdited(DragLeft(Edited(), editing_, point));
         }
-        const bool drawing = !editing_.contourPoints.empty();
+        if (event.LeftIsDown()) canvas_->RefreshPixels(ContourTip(editing_, Edited().labels));
+        // What is filled holds all of the line that was on the screen.
         if (event.LeftUp()) RefreshEdited(ReleaseLeft(Edited(), editing_));
-        // The line of a contour may lead anywhere.
-        if (drawing) canvas_->Refresh(false);
         RefreshStatusTexts();
     });
+}
+
+void MainFrame::OnIdle(wxIdleEvent& event) {
+    event.Skip();
+    if (work_ == Work::kRunning || !HasPositions()) return;
+    // The first stroke would wait for a copy of the whole image; it is made while nobody waits, some milliseconds at a
+    // time.
+    constexpr std::uint64_t kVoxels = std::uint64_t{1} << 21;
+    try {
+        const EditedPosition position = Edited();
+        if (editing_.undo.Prepare(position.labels, position.undoLabels, kVoxels) == UndoBase::Progress::kMore) {
+            event.RequestMore();
+        }
+    } catch (const std::bad_alloc&) {
+        // The stroke will say so, if there still is no room by then.
+    }
 }
 
 }  // namespace Korvane

@@ -107,7 +107,6 @@ void MainFrame::PointCanvasAt(std::size_t index) {
 void MainFrame::SwitchTo(std::size_t index) {
     if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) return;
     LabelsReplaced(editing_);
-    wheel_.Reset();
     SetTitle(PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring()));
     PointCanvasAt(index);
     canvas_->ShowFromCorner();
@@ -116,6 +115,8 @@ void MainFrame::SwitchTo(std::size_t index) {
     if (wxEventLoopBase* const loop = wxEventLoopBase::GetActive(); loop != nullptr && !loop->IsYielding()) {
         loop->YieldFor(wxEVT_CATEGORY_UI);
     }
+    // The yield alone leaves the paint to the next frame of the display, which may come after a long analysis.
+    canvas_->Update();
 }
 
 void MainFrame::SetZoomLevel(int level) {
@@ -130,8 +131,8 @@ void MainFrame::OnMouseWheel(wxMouseEvent& event) {
     RunAlone([&] {
         const WheelAxis axis =
             event.GetWheelAxis() == wxMOUSE_WHEEL_VERTICAL ? WheelAxis::kVertical : WheelAxis::kHorizontal;
-        const int levels = wheel_.Turn(event.GetWheelRotation(), event.GetWheelDelta(), axis);
-        if (levels != 0) SetZoomLevel(zoomLevel_ + levels);
+        const int steps = WheelSteps(event.GetWheelRotation(), axis);
+        if (steps != 0) SetZoomLevel(zoomLevel_ + steps);
     });
 }
 

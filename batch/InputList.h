@@ -5,19 +5,12 @@
 
 #include <wx/string.h>
 
+#include "ImageList.h"
 #include "Options.h"
 
 namespace Korvane {
 
-/// True when `a` comes before `b` in natural order: digits compare by the number they form, of any length, letters
-/// without regard to ASCII case; names that are equal this way by their bytes.
-bool NaturalLess(const std::string& a, const std::string& b);
-
-/// The full paths of the images that were asked for, in the order given. A folder stands for its *.tif and *.tiff files
-/// (any case; not those that begin with "seg_", "export_" or "."), in natural order, without its subfolders. A path
-/// that comes twice is kept once. Files of folders that begin with `leftOut` are passed over too. Throws UsageError for
-/// a folder that cannot be read or holds no image. A file that does not exist is listed: it fails when its turn comes,
-/// and the others are done.
+/// ListImages, with a UsageError for what it refuses.
 std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments, const std::string& leftOut = "");
 
 /// What the copies that calibrate writes beside their images begin with.
@@ -41,8 +34,5 @@ wxString ReportPath(const wxString& folder);
 
 /// Path of a stage's map in the --stages folder.
 wxString StagePath(const BatchOptions& options, const ImageFiles& files, const wxString& prefix);
-
-/// The full form of a path, without "." parts.
-std::string FullPath(const std::string& path);
 
 }  // namespace Korvane

@@ -7,6 +7,18 @@
 
 namespace Korvane {
 
+/// Calls visit(first, last) for each stretch of bits of a word.
+template <typename Visit>
+void ForEachRun(std::uint64_t bits, Visit visit) {
+    while (bits != 0) {
+        const int first = __builtin_ctzll(bits);
+        const std::uint64_t from = bits >> first;
+        const int length = ~from == 0 ? 64 : __builtin_ctzll(~from);
+        visit(first, first + length - 1);
+        bits = first + length == 64 ? 0 : bits & (~std::uint64_t{0} << (first + length));
+    }
+}
+
 /// How the pixels of a picture lie in words of 64, row by row, each row in whole words; bit 0 is the leftmost pixel.
 class BitGrid {
 public:

@@ -106,15 +106,14 @@ public:
           areas_(AreaRangeFor(scale, maxRelativeClusterSize)),
           open_(OpenMap(edges, threshold, alsoOpen)),
           candidates_(edges.total(), kFree),
-          components_({open_.data(), width_, width_, height_}, kOpen),
+          components_({open_.data(), width_, width_, height_}, kOpen, std::max(areas_.maximum, areas_.minimum - 1)),
           analysis_({open_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale),
           cleared_(width_, height_) {}
 
     /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
     /// are too large may become smaller, all others leave with their first sweep.
     void Sweep() {
-        const std::int64_t limit = std::max(areas_.maximum, areas_.minimum - 1);
-        for (const TakenComponent& component : components_.TakeSmall(limit, kAnalysed)) {
+        for (const TakenComponent& component : components_.TakeSmall(kAnalysed)) {
             if (component.area < areas_.minimum) {
                 SetRuns({open_.data(), width_, width_, height_}, component.runs, kBackground);
                 for (const PixelRun& run : component.runs) {
@@ -130,22 +129,18 @@ public:
     }
 
     void RemoveAbove(const LevelBuckets& buckets, std::size_t level) {
-        for (const std::int32_t* pixel = buckets.Begin(level); pixel != buckets.End(level); ++pixel) {
-            if (open_[static_cast<std::size_t>(*pixel)] == kOpen) {
-                Remove(*pixel);
-            }
-        }
+        ForEachOpenPixel(buckets, level, [&](PixelPosition at) { Remove(at); });
     }
 
     /// Removes what is above `level` and touches the network, with all that hangs together with it at or above `level`.
     /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
     /// begun to touch the network.
     void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
-        for (const std::int32_t* pixel = buckets.Begin(index); pixel != buckets.End(index); ++pixel) {
-            if (open_[static_cast<std::size_t>(*pixel)] == kOpen && TouchesNetwork(*pixel)) {
-                RemoveRegion(*pixel, level);
+        ForEachOpenPixel(buckets, index, [&](PixelPosition at) {
+            if (TouchesNetwork(at)) {
+                RemoveRegion(at, level);
             }
-        }
+        });
         cleared_.TakeRuns([&](const PixelRun& run) {
             // What was cleared may have been touched again since: the network is what the map says now.
             const PixelCode* row = open_.data() + static_cast<std::ptrdiff_t>(run.y) * width_;
@@ -178,15 +173,27 @@ private:
         return map;
     }
 
+    /// Calls visit(position) for each pixel of a level that is open when its turn comes.
     template <typename Visit>
-    void ForEachAround(std::int32_t pixel, Visit visit) const {
-        const int x = pixel % width_;
-        const int y = pixel / width_;
-        for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
-            for (int u = std::max(x - 1, 0); u <= std::min(x + 1, width_ - 1); ++u) {
-                visit(v * width_ + u);
+    void ForEachOpenPixel(const LevelBuckets& buckets, std::size_t level, Visit visit) const {
+        const std::int32_t* end = buckets.End(level);
+        PixelPosition at{0, 0};
+        std::int32_t rowStart = 0;
+        for (const std::int32_t* pixel = buckets.Begin(level); pixel != end; ++pixel) {
+            if (open_[static_cast<std::size_t>(*pixel)] != kOpen) {
+                continue;
             }
+            if (*pixel - rowStart >= width_) {
+                at.y = *pixel / width_;
+                rowStart = at.y * width_;
+            }
+            at.x = *pixel - rowStart;
+            visit(at);
         }
+    }
+
+    std::size_t Index(PixelPosition at) const {
+        return static_cast<std::size_t>(at.y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(at.x);
     }
 
     void NoteCleared(const std::vector<PixelRun>& runs) {
@@ -195,43 +202,52 @@ private:
         }
     }
 
-    void Remove(std::int32_t pixel) {
-        open_[static_cast<std::size_t>(pixel)] = kBackground;
-        components_.Remove(pixel);
-        analysis_.BackgroundAdded(pixel % width_, pixel / width_);
+    void Remove(PixelPosition at) {
+        open_[Index(at)] = kBackground;
+        components_.Remove(at.x, at.y);
+        analysis_.BackgroundAdded(at.x, at.y);
     }
 
-    bool TouchesNetwork(std::int32_t pixel) const {
-        bool touches = false;
-        ForEachAround(pixel, [&](std::int32_t near) {
-            touches = touches || open_[static_cast<std::size_t>(near)] == kBackground;
-        });
-        return touches;
+    bool TouchesNetwork(PixelPosition at) const {
+        const int first = std::max(at.x - 1, 0);
+        const int last = std::min(at.x + 1, width_ - 1);
+        const int bottom = std::min(at.y + 1, height_ - 1);
+        unsigned touches = 0;
+        for (int y = std::max(at.y - 1, 0); y <= bottom; ++y) {
+            const PixelCode* row = &open_[Index({0, y})];
+            for (const int x : {first, at.x, last}) {
+                touches |= row[x] == kBackground ? 1u : 0u;
+            }
+        }
+        return touches != 0;
     }
 
-    void RemoveRegion(std::int32_t pixel, float level) {
-        stack_.assign(1, pixel);
-        Remove(pixel);
+    void RemoveRegion(PixelPosition start, float level) {
+        stack_.assign(1, start);
+        Remove(start);
         while (!stack_.empty()) {
-            const std::int32_t at = stack_.back();
+            const PixelPosition at = stack_.back();
             stack_.pop_back();
-            ForEachAround(at, [&](std::int32_t near) {
-                const auto i = static_cast<std::size_t>(near);
-                if (open_[i] == kOpen && edges_[i] >= level) {
-                    Remove(near);
-                    stack_.push_back(near);
+            const int last = std::min(at.x + 1, width_ - 1);
+            const int bottom = std::min(at.y + 1, height_ - 1);
+            for (int y = std::max(at.y - 1, 0); y <= bottom; ++y) {
+                for (int x = std::max(at.x - 1, 0); x <= last; ++x) {
+                    const std::size_t i = Index({x, y});
+                    if (open_[i] == kOpen && edges_[i] >= level) {
+                        Remove({x, y});
+                        stack_.push_back({x, y});
+                    }
                 }
-            });
+            }
         }
     }
 
     void RemoveNextTo(const PixelRun& run, float level) {
         for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, height_ - 1); ++y) {
             for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, width_ - 1); ++x) {
-                const std::int32_t pixel = y * width_ + x;
-                const auto i = static_cast<std::size_t>(pixel);
+                const std::size_t i = Index({x, y});
                 if (open_[i] == kOpen && edges_[i] > level) {
-                    RemoveRegion(pixel, level);
+                    RemoveRegion({x, y}, level);
                 }
             }
         }
@@ -247,7 +263,7 @@ private:
     NetworkAnalysis analysis_;
     PixelSet cleared_;  // became background in the sweeps since the last removal
     std::vector<PixelRun> clearedNow_;
-    std::vector<std::int32_t> stack_;
+    std::vector<PixelPosition> stack_;
 };
 
 std::vector<PixelCode> StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,

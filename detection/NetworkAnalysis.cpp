@@ -1,12 +1,10 @@
 #include "NetworkAnalysis.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <opencv2/imgproc.hpp>
 
 #include "EnclosedRegion.h"
-#include "NeighbourGroups.h"
 
 namespace Korvane {
 namespace {
@@ -29,6 +27,7 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       touched_(components),
       skeleton_(components.width, components.height),
       distance_(components.width, components.height),
+      traces_(skeleton_, components.width, components.height),
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
@@ -36,11 +35,8 @@ void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& c
                               std::vector<PixelRun>& cleared) {
     touched_.Touch(component);
     UpdateSkeleton();
-    const MarkedBranches branches = Prune();
+    const MarkedBranches branches = MarkBranches();
     FillAround(seed);
-    for (const PixelPosition& at : pruned_) {
-        *skeleton_.At(at.x, at.y) = NetworkSkeleton::kLine;
-    }
     FillOutside();
     MarkCandidates();
     const bool clears = !branches.ends.empty() || branches.mapOrigin;
@@ -52,112 +48,27 @@ void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& c
 // The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
 // so that the visited is thinned as if it were alone. It can only lie behind a visited patch.
 void NetworkAnalysis::UpdateSkeleton() {
-    for (const PixelRun& patch : touched_.VisitedPatches()) {
-        DropAround(patch);
-    }
-    const BitGrid& grid = touched_.Grid();
-    for (const std::int32_t word : touched_.WordsWithUnknown()) {
-        BitGrid::Word& known = touched_.KnownIn(word);
-        BitGrid::Word added = touched_.VisitedIn(word) & ~known;
-        known |= added;
-        const int y = word / grid.WordsPerRow();
-        const int x0 = (word - y * grid.WordsPerRow()) * 64;
-        for (; added != 0; added &= added - 1) {
-            const int x = x0 + BitGrid::Lowest(added);
-            skeleton_.Add(x, y);
-            distance_.Add(x, y);
-        }
-    }
+    touched_.DropBesideVisited([&](std::int32_t word, BitGrid::Word pixels) {
+        skeleton_.Remove(word, pixels);
+        distance_.Remove(word, pixels);
+    });
+    touched_.AddVisited([&](std::int32_t word, BitGrid::Word pixels) {
+        skeleton_.Add(word, pixels);
+        distance_.Add(word, pixels);
+    });
     skeleton_.Update();
     distance_.Update();
+    traces_.Update();
 }
 
-void NetworkAnalysis::DropAround(const PixelRun& patch) {
-    const BitGrid& grid = touched_.Grid();
-    for (int y = std::max(patch.y - 1, 0); y <= std::min(patch.y + 1, components_.height - 1); ++y) {
-        const PixelRun beside{y, std::max(patch.x0 - 1, 0), std::min(patch.x1 + 1, components_.width - 1)};
-        grid.ForEachWord(beside, [&](std::int32_t word, BitGrid::Word bits) {
-            BitGrid::Word& known = touched_.KnownIn(word);
-            BitGrid::Word dropped = bits & known & ~touched_.VisitedIn(word);
-            known &= ~dropped;
-            const int x0 = (word - y * grid.WordsPerRow()) * 64;
-            for (; dropped != 0; dropped &= dropped - 1) {
-                skeleton_.Remove(x0 + BitGrid::Lowest(dropped), y);
-                distance_.Remove(x0 + BitGrid::Lowest(dropped), y);
-            }
-        });
+MarkedBranches NetworkAnalysis::MarkBranches() {
+    PixelBox box;
+    for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
+        const int x1 = std::min(tile.x0 + NetworkTiles::kSide, components_.width) - 1;
+        box.Include({tile.y0, tile.x0, x1});
+        box.Include({std::min(tile.y0 + NetworkTiles::kSide, components_.height) - 1, tile.x0, x1});
     }
-}
-
-void NetworkAnalysis::FindEnds() {
-    ends_.clear();
-    const BitGrid& grid = touched_.Grid();
-    int y0 = components_.height;
-    int y1 = -1;
-    int column0 = grid.WordsPerRow();
-    int column1 = -1;
-    for (const std::int32_t word : touched_.VisitedWords()) {
-        const int y = word / grid.WordsPerRow();
-        const int column = word - y * grid.WordsPerRow();
-        y0 = std::min(y0, y);
-        y1 = std::max(y1, y);
-        column0 = std::min(column0, column);
-        column1 = std::max(column1, column);
-    }
-    for (int y = y0; y <= y1; ++y) {
-        const std::vector<int>& columns = skeleton_.EndsInRow(y);
-        const int x1 = column1 * 64 + 63;
-        for (auto x = std::lower_bound(columns.begin(), columns.end(), column0 * 64); x != columns.end() && *x <= x1;
-             ++x) {
-            if (touched_.IsVisited(*x, y)) {
-                ends_.push_back({*x, y});
-            }
-        }
-    }
-}
-
-// The next pixel of a line has one thing around it: what lies ahead.
-bool NetworkAnalysis::GoesOn(int x, int y) const {
-    const NetworkSkeleton::Time* p = skeleton_.At(x, y);
-    if (*p != NetworkSkeleton::kLine) {
-        return false;
-    }
-    unsigned lines = 0;
-    for (unsigned i = 0; i < 8; ++i) {
-        lines |= (p[kAround[i].dy * skeleton_.Stride() + kAround[i].dx] >= NetworkSkeleton::kLine ? 1u : 0u) << i;
-    }
-    return kNeighbourGroups[lines] == 1;
-}
-
-// As PruneBranches, on the lines that are kept; what is pruned goes to pruned_ and is put back after the fill.
-MarkedBranches NetworkAnalysis::Prune() {
-    FindEnds();
-    pruned_.clear();
-    BranchCounts counts(ends_.size());
-    branch_ = ends_;
-    std::int64_t number = static_cast<std::int64_t>(ends_.size()) + 1;
-    while (!branch_.empty()) {
-        const PixelPosition at = branch_.back();
-        branch_.pop_back();
-        *skeleton_.At(at.x, at.y) = NetworkSkeleton::kPruned;
-        pruned_.push_back(at);
-        counts.Add(number);
-        const std::size_t before = branch_.size();
-        for (const Step& step : kAround) {
-            if (GoesOn(at.x + step.dx, at.y + step.dy)) {
-                branch_.push_back({at.x + step.dx, at.y + step.dy});
-            }
-        }
-        number -= branch_.size() == before ? 1 : 0;
-    }
-    MarkedBranches marked;
-    for (std::size_t i = 0; i < ends_.size(); ++i) {
-        if (counts.WithEnd()[i] > limitPx_) {
-            marked.ends.push_back(ends_[i]);
-        }
-    }
-    marked.mapOrigin = counts.AnyWithoutEndAbove(limitPx_);
-    return marked;
+    return traces_.Marked(box, limitPx_, [&](int x, int y) { return touched_.IsVisited(x, y); });
 }
 
 int NetworkAnalysis::LargestDistance() {
@@ -165,21 +76,25 @@ int NetworkAnalysis::LargestDistance() {
         return distance_.LargestIn(word, touched_.VisitedIn(word), touched_.KnownIn(word));
     };
     int largest = 0;
-    const auto lookAt = [&](const std::vector<std::int32_t>& words, int enough) {
-        for (std::size_t i = 0; i < words.size() && largest < enough; ++i) {
-            largest = std::max(largest, largestIn(words[i]));
-        }
+    const auto lookAt = [&](std::int32_t word, int enough) {
+        largest = largest < enough ? std::max(largest, largestIn(word)) : largest;
     };
     // From the largest of the whole set down, which usually ends with the first word; if it does not, what was visited
     // is looked at as soon as it is less.
     std::size_t looks = 0;
     for (int distance = distance_.Largest(); distance > largest; --distance) {
         looks += distance_.WordsToLookAt(distance) + 1;
-        if (looks > touched_.VisitedWords().size()) {
-            lookAt(touched_.VisitedWords(), distance);
+        if (looks > touched_.VisitedTiles().size() * NetworkTiles::kSide) {
+            for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
+                for (int y = tile.y0; y < std::min(tile.y0 + NetworkTiles::kSide, components_.height); ++y) {
+                    lookAt(touched_.Grid().WordAt(tile.x0, y), distance);
+                }
+            }
             return largest;
         }
-        lookAt(distance_.WordsWithLargest(distance), distance);
+        for (const std::int32_t word : distance_.WordsWithLargest(distance)) {
+            lookAt(word, distance);
+        }
     }
     return largest;
 }
@@ -247,26 +162,27 @@ void NetworkAnalysis::FillOutside() {
     }
 }
 
-bool NetworkAnalysis::IsNextToFilled(int x, int y) const {
+// Which columns of the box have something inside in this row or the two beside it; one more column on either side.
+void NetworkAnalysis::FindInsideAround(int y) {
+    insideAround_.assign(static_cast<std::size_t>(fillBox_.Width()) + 2, 0);
     for (int v = std::max(y - 1, fillBox_.y0); v <= std::min(y + 1, fillBox_.y1); ++v) {
-        for (int u = std::max(x - 1, fillBox_.x0); u <= std::min(x + 1, fillBox_.x1); ++u) {
-            const PixelCode code = fillPlane_.At(u, v);
-            if (code != kOutside) {
-                return true;
-            }
+        const PixelCode* row = fillPlane_.Row(v) + fillBox_.x0;
+        for (std::size_t i = 1; i + 1 < insideAround_.size(); ++i) {
+            insideAround_[i] |= row[i - 1] != kOutside ? 1 : 0;
         }
     }
-    return false;
 }
 
 void NetworkAnalysis::MarkCandidates() {
     for (int y = fillBox_.y0; y <= fillBox_.y1; ++y) {
-        PixelCode* candidates = candidates_.Row(y);
-        const PixelCode* row = fillPlane_.Row(y);
-        for (int x = fillBox_.x0; x <= fillBox_.x1; ++x) {
+        FindInsideAround(y);
+        PixelCode* candidates = candidates_.Row(y) + fillBox_.x0;
+        const PixelCode* row = fillPlane_.Row(y) + fillBox_.x0;
+        const PixelCode* inside = insideAround_.data() + 1;
+        for (int x = 0; x < fillBox_.Width(); ++x) {
             if (row[x] != kOutside) {
                 candidates[x] = candidates[x] == kFree ? kCandidate : candidates[x];
-            } else if (IsNextToFilled(x, y)) {
+            } else if ((inside[x - 1] | inside[x] | inside[x + 1]) != 0) {
                 candidates[x] = kRing;
             }
         }
@@ -306,8 +222,10 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std:
     const std::vector<RowSpan>& spans = Ellipse(size);
     const auto clear = [&](int endX, int endY) {
         for (const RowSpan& span : spans) {
-            if (endY + span.dy >= 0 && endY + span.dy < components_.height) {
-                ClearTouched(endY + span.dy, endX + span.dx0, endX + span.dx1, cleared);
+            const PixelRun run{endY + span.dy, std::max(endX + span.dx0, 0),
+                               std::min(endX + span.dx1, components_.width - 1)};
+            if (run.y >= 0 && run.y < components_.height && run.x0 <= run.x1) {
+                touched_.Clear(run, cleared);
             }
         }
     };
@@ -316,22 +234,6 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std:
     }
     if (branches.mapOrigin) {
         clear(0, 0);
-    }
-}
-
-void NetworkAnalysis::ClearTouched(int y, int x0, int x1, std::vector<PixelRun>& cleared) {
-    const PixelCode* row = components_.Row(y);
-    const int last = std::min(x1, components_.width - 1);
-    for (int x = std::max(x0, 0); x <= last; ++x) {
-        if (row[x] != kTouched) {
-            continue;
-        }
-        const int first = x;
-        while (x <= last && row[x] == kTouched) {
-            ++x;
-        }
-        touched_.Clear({y, first, x - 1});
-        cleared.push_back({y, first, x - 1});
     }
 }
 

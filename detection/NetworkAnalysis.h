@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "BranchPruning.h"
+#include "BranchTraces.h"
 #include "CodePlane.h"
 #include "NetworkDistance.h"
 #include "NetworkSkeleton.h"
@@ -39,21 +40,17 @@ private:
     };
 
     void UpdateSkeleton();
-    void DropAround(const PixelRun& patch);
-    MarkedBranches Prune();
-    void FindEnds();
-    bool GoesOn(int x, int y) const;
+    MarkedBranches MarkBranches();
     int LargestDistance();
     void FillAround(PixelPosition seed);
     bool IsLine(int x, int y) const {
-        return *skeleton_.At(x, y) == NetworkSkeleton::kLine && touched_.IsVisited(x, y);
+        return *skeleton_.At(x, y) == NetworkSkeleton::kLine && !traces_.IsPruned(x, y) && touched_.IsVisited(x, y);
     }
     void PushFillSeeds(int y, int x0, int x1);
     void FillOutside();
     void MarkCandidates();
-    bool IsNextToFilled(int x, int y) const;
+    void FindInsideAround(int y);
     void ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared);
-    void ClearTouched(int y, int x0, int x1, std::vector<PixelRun>& cleared);
     const std::vector<RowSpan>& Ellipse(int size);
 
     CodePlane components_;
@@ -63,13 +60,12 @@ private:
     // The set whose skeleton and distances are kept: what touched_ calls known.
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
-    std::vector<PixelPosition> ends_;
-    std::vector<PixelPosition> branch_;
-    std::vector<PixelPosition> pruned_;
+    BranchTraces traces_;
     ZeroedArray<PixelCode> fill_;  // all 0 between analyses
     CodePlane fillPlane_;
     PixelBox fillBox_;
     std::vector<PixelPosition> fillSeeds_;
+    std::vector<PixelCode> insideAround_;
     std::vector<PixelRun> scratch_;
     RunFlood flood_;
     std::map<int, std::vector<RowSpan>> ellipses_;

@@ -1,28 +1,31 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
 #include "BitGrid.h"
-#include "ZeroedArray.h"
+#include "ShrinkingSet.h"
 
 namespace Korvane {
 
+/// Takes the pixels away that share a side with one outside the set, 64 pixels at a time.
+struct ErosionStep {
+    static constexpr int kPeriod = 1;
+    static constexpr int kStepsAtHand = 5;
+    static BitGrid::Word Left(const WordNeighbourhood& around, int) {
+        return around.centre & around.north & around.west & around.east & around.south;
+    }
+};
+
 /// City-block distances of a set's pixels to the nearest pixel of the picture outside the set, kept up while the set
-/// changes; beyond the picture there is nothing to be near to.
-///
-/// Where pixels join the set, the distances that rested on them are withdrawn in rising order, one step after the
-/// other, and worked out again from what still stands around (Ramalingam, Reps, 1996). Cost: proportional to the pixels
-/// whose distance changes.
+/// changes; beyond the picture there is nothing to be near to. A pixel's distance is the erosion that takes it away.
 class NetworkDistance {
 public:
-    using Distance = std::uint16_t;
-    NetworkDistance(int width, int height);
+    NetworkDistance(int width, int height) : set_(width, height) {}
 
-    /// Changes of the set: noted first, then worked in all at once by Update. Each pixel at most once between updates.
-    void Add(int x, int y);
-    void Remove(int x, int y);
+    /// Changes of the set: noted first, then worked in all at once by Update.
+    void Add(std::int32_t word, BitGrid::Word pixels) { set_.Add(word, pixels); }
+    void Remove(std::int32_t word, BitGrid::Word pixels) { set_.Remove(word, pixels); }
     void Update();
 
     /// Largest distance of those pixels of a word of a BitGrid that are given; `all` are those of the set.
@@ -36,33 +39,8 @@ public:
     std::size_t WordsToLookAt(int distance) const { return wordsByLargest_[static_cast<std::size_t>(distance)].size(); }
 
 private:
-    static constexpr Distance kUnknown = 65535;
-    static constexpr Distance kBeyond = 65534;
-
-    std::size_t Index(int x, int y) const { return static_cast<std::size_t>((y + 1) * stride_ + x + 1); }
-    bool IsKnown(Distance distance) const { return distance < kBeyond; }
-    std::array<std::int32_t, 4> Neighbours(std::int32_t pixel) const;
-    void Queue(std::vector<std::vector<std::int32_t>>& queue, std::int32_t pixel, std::size_t distance);
-    void Set(std::int32_t pixel, Distance distance);
-    void Withdraw(std::int32_t pixel);
-    void WithdrawUnsupported();
-    void Settle();
-    void UpdateLargest();
-
-    std::ptrdiff_t stride_;
-    ZeroedArray<Distance> distances_;  // one more pixel on every side; 0 outside the set
-    std::int32_t wordsPerRow_;
-    struct ChangedWord {
-        std::int32_t word;
-        Distance largestBefore;
-    };
-    int width_;
-    ZeroedArray<Distance> largestInWord_;  // kUnknown while it has to be looked for
-    std::vector<ChangedWord> changedWords_;
+    ShrinkingSet<ErosionStep> set_;
     std::vector<std::vector<std::int32_t>> wordsByLargest_;  // and words whose largest distance has changed since
-    std::vector<std::vector<std::int32_t>> toCheck_;         // per distance
-    std::vector<std::vector<std::int32_t>> toSettle_;        // per distance
-    std::vector<std::int32_t> withdrawn_;
 };
 
 }  // namespace Korvane

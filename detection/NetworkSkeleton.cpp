@@ -1,190 +1,117 @@
 #include "NetworkSkeleton.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 
-#include "ThinningRemoval.h"
-#include "ToolkitError.h"
-
 namespace Korvane {
+
+// The conditions of ThinningRemoval.h, a bit per pixel; p2 .. p9 clockwise from north.
+BitGrid::Word ThinningStep::Left(const WordNeighbourhood& around, int step) {
+    using Word = BitGrid::Word;
+    const Word p2 = around.north, p3 = around.northEast, p4 = around.east, p5 = around.southEast;
+    const Word p6 = around.south, p7 = around.southWest, p8 = around.west, p9 = around.northWest;
+    const Word c34 = p3 | p4, c56 = p5 | p6, c78 = p7 | p8, c92 = p9 | p2;
+    const Word from2 = ~p2 & c34, from4 = ~p4 & c56, from6 = ~p6 & c78, from8 = ~p8 & c92;
+    const Word oneCrossing = ((from2 ^ from4) & ~(from6 | from8)) | ((from6 ^ from8) & ~(from2 | from4));
+    const Word c23 = p2 | p3, c45 = p4 | p5, c67 = p6 | p7, c89 = p8 | p9;
+    const Word twoOfFirst = (c92 & c34) | (c56 & c78) | ((c92 | c34) & (c56 | c78));
+    const Word twoOfSecond = (c23 & c45) | (c67 & c89) | ((c23 | c45) & (c67 | c89));
+    const Word fourOfBoth = c92 & c34 & c56 & c78 & c23 & c45 & c67 & c89;
+    const Word kept = step % 2 != 0 ? (p6 | p7 | ~p9) & p8 : (p2 | p3 | ~p5) & p4;
+    return around.centre & ~(oneCrossing & twoOfFirst & twoOfSecond & ~fourOfBoth & ~kept);
+}
 
 NetworkSkeleton::NetworkSkeleton(int width, int height)
     : width_(width),
       height_(height),
       stride_(width + 2),
-      times_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
-      queuedFor_(times_.size()),
-      isEnd_(times_.size()),
-      queue_(2),
-      ends_(static_cast<std::size_t>(height)) {
-    for (int x = -1; x <= width; ++x) {
-        *At(x, -1) = kBeyond;
-        *At(x, height) = kBeyond;
-    }
+      set_(width, height),
+      codes_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
+      isEnd_(set_.Grid().Words()),
+      isNoted_(set_.Grid().Words()) {
+    std::fill_n(&codes_[Index(-1, -1)], stride_, kBeyond);
+    std::fill_n(&codes_[Index(-1, height)], stride_, kBeyond);
     for (int y = 0; y < height; ++y) {
-        *At(-1, y) = kBeyond;
-        *At(width, y) = kBeyond;
-    }
-}
-
-void NetworkSkeleton::Add(int x, int y) {
-    const auto pixel = static_cast<std::int32_t>(Index(x, y));
-    times_[static_cast<std::size_t>(pixel)] = kLine;
-    lineChanged_.push_back(pixel);
-    Queue(pixel, 1);
-    QueueAround(pixel, 0);
-}
-
-void NetworkSkeleton::Remove(int x, int y) {
-    const auto pixel = static_cast<std::int32_t>(Index(x, y));
-    times_[static_cast<std::size_t>(pixel)] = kAbsent;
-    lineChanged_.push_back(pixel);
-    QueueAround(pixel, 0);
-}
-
-void NetworkSkeleton::Queue(std::int32_t pixel, std::uint32_t time) {
-    Time& queuedFor = queuedFor_[static_cast<std::size_t>(pixel)];
-    if (queuedFor == time) {
-        return;
-    }
-    queuedFor = static_cast<Time>(time);
-    if (queue_.size() <= time) {
-        if (time >= kPruned) {
-            throw qvox::ToolkitError("Candidate detection: thinning a region takes more than 65532 steps");
-        }
-        queue_.resize(time + 1);
-    }
-    queue_[time].push_back(pixel);
-}
-
-// What a neighbour does after `changedFrom` makes no difference to a pixel that is gone by then.
-void NetworkSkeleton::QueueAround(std::int32_t pixel, Time changedFrom) {
-    const auto stride = static_cast<std::int32_t>(stride_);
-    for (const std::int32_t row : {pixel - stride, pixel, pixel + stride}) {
-        for (std::int32_t near = row - 1; near <= row + 1; ++near) {
-            const Time time = times_[static_cast<std::size_t>(near)];
-            if (near != pixel && time > changedFrom && time != kBeyond) {
-                Queue(near, changedFrom + 1u);
-            }
-        }
+        codes_[Index(-1, y)] = kBeyond;
+        codes_[Index(width, y)] = kBeyond;
     }
 }
 
 void NetworkSkeleton::Update() {
-    for (std::size_t time = 1; time < queue_.size(); ++time) {
-        // What is queued meanwhile is queued for later times.
-        std::vector<std::int32_t> now;
-        now.swap(queue_[time]);
-        for (const std::int32_t pixel : now) {
-            WorkOut(pixel, static_cast<Time>(time));
+    lineChanges_.clear();
+    endChanges_.clear();
+    set_.Update([&](std::int32_t word, BitGrid::Word leftBefore, int) {
+        const BitGrid::Word changed = leftBefore ^ set_.Left(word);
+        if (changed != 0) {
+            LinesChanged(word, changed);
         }
-        now.clear();
-        queue_[time].swap(now);
+    });
+    for (const std::int32_t word : lookForEnds_) {
+        LookForEnds(word);
     }
-    for (const std::int32_t pixel : lineChanged_) {
-        UpdateEndsAround(pixel);
-    }
-    lineChanged_.clear();
+    lookForEnds_.clear();
 }
 
-// At its turn a time's past is certain, its future only as far as nothing changes any more. So a pixel is removed, or
-// found not to be removed after all, when that time has come; until then the time is only noted.
-void NetworkSkeleton::WorkOut(std::int32_t pixel, Time from) {
-    Time& queuedFor = queuedFor_[static_cast<std::size_t>(pixel)];
-    queuedFor = queuedFor == from ? Time{0} : queuedFor;
-    Time& time = times_[static_cast<std::size_t>(pixel)];
-    if (time < from) {
-        return;
+void NetworkSkeleton::LinesChanged(std::int32_t word, BitGrid::Word changed) {
+    const int wordsPerRow = set_.Grid().WordsPerRow();
+    const int y = word / wordsPerRow;
+    const int column = word - y * wordsPerRow;
+    const BitGrid::Word lines = set_.Left(word);
+    const std::size_t index = Index(column * 64, y);
+    for (BitGrid::Word left = changed; left != 0; left &= left - 1) {
+        const auto bit = static_cast<std::size_t>(BitGrid::Lowest(left));
+        codes_[index + bit] = (lines >> bit & 1u) != 0 ? Code{kLine} : Code{0};
+        lineChanges_.push_back(static_cast<std::int32_t>(index + bit));
     }
-    const Time before = time;
-    const Time after = RemovalTime(pixel, from);
-    if (after == before) {
-        return;
-    }
-    if (after != from && before != from) {
-        // What neighbours do later is not certain yet.
-        Queue(pixel, std::min(before, after));
-        return;
-    }
-    time = after == from ? from : kLine;
-    lineChanged_.push_back(pixel);
-    QueueAround(pixel, from);
-    if (after != from && after != kLine) {
-        Queue(pixel, after);
-    }
-}
-
-// Between two times at which a neighbour goes, nothing changes but whose turn it is: both subiterations are tried once.
-NetworkSkeleton::Time NetworkSkeleton::RemovalTime(std::int32_t pixel, std::uint32_t from) const {
-    const Time* p = &times_[static_cast<std::size_t>(pixel)];
-    // Signed comparisons are what vectors of 16 bits have: the offset keeps the order.
-    const auto at = [](Time time) { return static_cast<std::int16_t>(time ^ 0x8000u); };
-    const __m128i around = _mm_setr_epi16(at(p[-stride_]), at(p[-stride_ + 1]), at(p[1]), at(p[stride_ + 1]),
-                                          at(p[stride_]), at(p[stride_ - 1]), at(p[-1]), at(p[-stride_ - 1]));
-    const __m128i never = _mm_set1_epi16(at(kPruned));
-    while (true) {
-        const __m128i gone = _mm_cmplt_epi16(around, _mm_set1_epi16(at(static_cast<Time>(from))));
-        const int code = ~_mm_movemask_epi8(_mm_packs_epi16(gone, gone)) & 255;
-        __m128i next = _mm_or_si128(_mm_andnot_si128(gone, around), _mm_and_si128(gone, never));
-        next = _mm_min_epi16(next, _mm_shuffle_epi32(next, 0x4E));
-        next = _mm_min_epi16(next, _mm_shuffle_epi32(next, 0xB1));
-        next = _mm_min_epi16(next, _mm_srli_epi32(next, 16));
-        next = _mm_min_epi16(next, never);
-        const std::uint32_t until = (static_cast<std::uint32_t>(_mm_cvtsi128_si32(next)) & 0xFFFFu) ^ 0x8000u;
-        const unsigned removal = kThinningRemoval[static_cast<std::size_t>(code)];
-        for (std::uint32_t time = from; removal != 0 && time <= from + 1 && time <= until; ++time) {
-            // Odd times are first subiterations.
-            if ((removal >> ((time & 1u) ^ 1u) & 1u) != 0u) {
-                return static_cast<Time>(time);
-            }
-        }
-        if (until == kPruned) {
-            return kLine;
-        }
-        from = until + 1;
-    }
-}
-
-bool NetworkSkeleton::IsEnd(std::int32_t pixel) const {
-    const Time* p = &times_[static_cast<std::size_t>(pixel)];
-    if (*p != kLine) {
-        return false;
-    }
-    int lines = 0;
-    for (const Time time :
-         {p[-stride_ - 1], p[-stride_], p[-stride_ + 1], p[-1], p[1], p[stride_ - 1], p[stride_], p[stride_ + 1]}) {
-        if (time == kBeyond) {
-            return false;
-        }
-        lines += time == kLine ? 1 : 0;
-    }
-    return lines == 1;
-}
-
-void NetworkSkeleton::UpdateEndsAround(std::int32_t pixel) {
-    const auto stride = static_cast<std::int32_t>(stride_);
-    for (const std::int32_t row : {pixel - stride, pixel, pixel + stride}) {
-        for (std::int32_t near = row - 1; near <= row + 1; ++near) {
-            std::uint8_t& isEnd = isEnd_[static_cast<std::size_t>(near)];
-            if (isEnd == 0 && times_[static_cast<std::size_t>(near)] != kLine) {
-                continue;
-            }
-            const bool now = IsEnd(near);
-            if (now == (isEnd != 0)) {
-                continue;
-            }
-            isEnd = now ? 1 : 0;
-            std::vector<int>& ends = ends_[static_cast<std::size_t>(near / stride - 1)];
-            const int x = near % stride - 1;
-            const auto at = std::lower_bound(ends.begin(), ends.end(), x);
-            if (now) {
-                ends.insert(at, x);
-            } else {
-                ends.erase(at);
+    const int first = (changed & 1u) != 0 ? std::max(column - 1, 0) : column;
+    const int last = (changed >> 63) != 0 ? std::min(column + 1, wordsPerRow - 1) : column;
+    for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
+        for (int near = v * wordsPerRow + first; near <= v * wordsPerRow + last; ++near) {
+            std::uint8_t& isNoted = isNoted_[static_cast<std::size_t>(near)];
+            if (isNoted == 0) {
+                isNoted = 1;
+                lookForEnds_.push_back(near);
             }
         }
     }
+}
+
+void NetworkSkeleton::LookForEnds(std::int32_t word) {
+    isNoted_[static_cast<std::size_t>(word)] = 0;
+    const int y = word / set_.Grid().WordsPerRow();
+    const int column = word - y * set_.Grid().WordsPerRow();
+    const BitGrid::Word now = LineEnds(column, y);
+    BitGrid::Word changed = now ^ isEnd_[static_cast<std::size_t>(word)];
+    isEnd_[static_cast<std::size_t>(word)] = now;
+    for (; changed != 0; changed &= changed - 1) {
+        endChanges_.push_back(static_cast<std::int32_t>(Index(column * 64 + BitGrid::Lowest(changed), y)));
+    }
+}
+
+BitGrid::Word NetworkSkeleton::LineEnds(int column, int y) const {
+    using Word = BitGrid::Word;
+    const int wordsPerRow = set_.Grid().WordsPerRow();
+    const std::int32_t word = y * wordsPerRow + column;
+    Word candidates = set_.Left(word);
+    if (y == 0 || y == height_ - 1 || candidates == 0) {
+        return 0;
+    }
+    candidates &= column == 0 ? ~Word{1} : ~Word{0};
+    candidates &= column == wordsPerRow - 1 ? ~BitGrid::Bit(width_ - 1) : ~Word{0};
+    Word one = 0;
+    Word more = 0;
+    const auto count = [&](Word neighbours) {
+        more |= one & neighbours;
+        one |= neighbours;
+    };
+    for (const std::int32_t near : {word - wordsPerRow, word, word + wordsPerRow}) {
+        const Word centre = set_.Left(near);
+        count(centre << 1 | (column > 0 ? set_.Left(near - 1) >> 63 : 0));
+        count(centre >> 1 | (column + 1 < wordsPerRow ? set_.Left(near + 1) << 63 : 0));
+        if (near != word) {
+            count(centre);
+        }
+    }
+    return candidates & one & ~more;
 }
 
 }  // namespace Korvane

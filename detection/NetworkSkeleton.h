@@ -3,65 +3,64 @@
 #include <cstdint>
 #include <vector>
 
+#include "BitGrid.h"
+#include "ShrinkingSet.h"
 #include "ZeroedArray.h"
 
 namespace Korvane {
 
+/// A subiteration of thinning (Guo and Hall, 1989), 64 pixels at a time: the first of the two in odd steps.
+struct ThinningStep {
+    static constexpr int kPeriod = 2;
+    static constexpr int kStepsAtHand = 13;
+    static BitGrid::Word Left(const WordNeighbourhood& around, int step);
+};
+
 /// The lines, one pixel wide, that thinning (Guo and Hall, 1989) leaves of a set of pixels, kept up while the set
-/// changes.
-///
-/// Thinning runs in subiterations; whether one removes a pixel depends on which of its eight neighbours are still
-/// there. So the whole of a thinning is told by one number per pixel: the subiteration that removes it.
-///
-///     the set       removed in subiteration (- stays)
-///     #########     1 1 1 1 1 1 1 1 1
-///     #########     1 - - - - - - - 2
-///     #########     2 2 2 2 2 2 2 2 2
-///
-/// A pixel's number follows from its neighbours' numbers that are smaller. Where the set changes, numbers are worked
-/// out again in the order of the subiterations, and on to neighbours only where a number came out different: the result
-/// is that of thinning the whole set anew, the cost that of the neighbourhood that really changes. Beyond the picture
-/// everything counts as set and is never removed.
+/// changes. Beyond the picture everything counts as set and is never removed.
 class NetworkSkeleton {
 public:
-    using Time = std::uint16_t;
-    static constexpr Time kAbsent = 0;      ///< not in the set
-    static constexpr Time kPruned = 65533;  ///< for the pruning: a pixel of a line that is taken away for the moment
-    static constexpr Time kLine = 65534;    ///< never removed
-    static constexpr Time kBeyond = 65535;  ///< beyond the picture
+    using Code = std::uint8_t;
+    static constexpr Code kLine = 1;
+    static constexpr Code kBeyond = 2;  ///< beyond the picture
 
     NetworkSkeleton(int width, int height);
 
-    Time* At(int x, int y) { return &times_[Index(x, y)]; }
-    const Time* At(int x, int y) const { return &times_[Index(x, y)]; }
+    /// A code per pixel, 0 where there is no line; one more pixel on every side.
+    const Code* At(int x, int y) const { return &codes_[Index(x, y)]; }
     std::ptrdiff_t Stride() const { return stride_; }
 
-    /// Changes of the set: noted first, then worked in all at once by Update. Each pixel at most once between updates.
-    void Add(int x, int y);
-    void Remove(int x, int y);
+    /// Changes of the set: noted first, then worked in all at once by Update.
+    void Add(std::int32_t word, BitGrid::Word pixels) { set_.Add(word, pixels); }
+    void Remove(std::int32_t word, BitGrid::Word pixels) { set_.Remove(word, pixels); }
     void Update();
 
-    /// Columns, ascending, of the line pixels of row y with exactly one line neighbour, those at the border excepted.
-    const std::vector<int>& EndsInRow(int y) const { return ends_[static_cast<std::size_t>(y)]; }
+    /// Whether a pixel is of a line and has exactly one neighbour that is; none at the border is.
+    bool IsEnd(int x, int y) const {
+        return (isEnd_[static_cast<std::size_t>(set_.Grid().WordAt(x, y))] & BitGrid::Bit(x)) != 0;
+    }
+
+    /// The pixels, by index from At(-1, -1), of which the last update changed whether they are of a line, and those of
+    /// which it changed whether they are an end: each once.
+    const std::vector<std::int32_t>& LineChanges() const { return lineChanges_; }
+    const std::vector<std::int32_t>& EndChanges() const { return endChanges_; }
 
 private:
     std::size_t Index(int x, int y) const { return static_cast<std::size_t>((y + 1) * stride_ + x + 1); }
-    void Queue(std::int32_t pixel, std::uint32_t time);
-    void QueueAround(std::int32_t pixel, Time changedFrom);
-    void WorkOut(std::int32_t pixel, Time from);
-    Time RemovalTime(std::int32_t pixel, std::uint32_t from) const;
-    void UpdateEndsAround(std::int32_t pixel);
-    bool IsEnd(std::int32_t pixel) const;
+    void LinesChanged(std::int32_t word, BitGrid::Word changed);
+    void LookForEnds(std::int32_t word);
+    BitGrid::Word LineEnds(int column, int y) const;
 
     int width_;
     int height_;
     std::ptrdiff_t stride_;
-    ZeroedArray<Time> times_;      // one more pixel on every side
-    ZeroedArray<Time> queuedFor_;  // time for which a pixel was queued last and still is; or 0
-    ZeroedArray<std::uint8_t> isEnd_;
-    std::vector<std::vector<std::int32_t>> queue_;  // per time
-    std::vector<std::int32_t> lineChanged_;
-    std::vector<std::vector<int>> ends_;
+    ShrinkingSet<ThinningStep> set_;
+    ZeroedArray<Code> codes_;
+    ZeroedArray<BitGrid::Word> isEnd_;
+    ZeroedArray<std::uint8_t> isNoted_;      // per word: is in lookForEnds_
+    std::vector<std::int32_t> lookForEnds_;  // words with pixels on or next to lines that have changed
+    std::vector<std::int32_t> lineChanges_;
+    std::vector<std::int32_t> endChanges_;
 };
 
 }  // namespace Korvane

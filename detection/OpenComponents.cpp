@@ -79,7 +79,13 @@ std::array<int, 4> SidesOf(const std::array<std::int32_t, 4>& gapRoots, int coun
 
 }  // namespace
 
-OpenComponents::OpenComponents(const CodePlane& map, PixelCode open) : map_(map), open_(open) {
+OpenComponents::OpenComponents(const CodePlane& map, PixelCode open, std::int64_t limit)
+    : map_(map),
+      open_(open),
+      limit_(limit),
+      grid_(map.width, map.height),
+      openPixels_(grid_.Words()),
+      reached_(grid_.Words()) {
     const std::int64_t pixels = static_cast<std::int64_t>(map.width) * map.height;
     if (pixels >= INT32_MAX) {
         throw qvox::ToolkitError("Candidate detection: a picture of " + std::to_string(map.width) + " x " +
@@ -124,6 +130,8 @@ void OpenComponents::LinkRow(int y) {
         }
         const PixelRun run{y, x0, x - 1};
         if (open) {
+            grid_.ForEachWord(
+                run, [&](std::int32_t word, Word bits) { openPixels_[static_cast<std::size_t>(word)] |= bits; });
             if (y > 0) {
                 UniteWithRow(run, y - 1, 0);
             }
@@ -184,32 +192,40 @@ void OpenComponents::NumberComponents() {
     }
 }
 
-unsigned OpenComponents::ClosedAround(int x, int y) const {
-    unsigned closed = 0;
-    if (x > 0 && y > 0 && x + 1 < map_.width && y + 1 < map_.height) {
-        const PixelCode* at = map_.Row(y) + x;
-        for (unsigned i = 0; i < 8; ++i) {
-            closed |= (at[kStepY[i] * map_.stride + kStepX[i]] != open_ ? 1u : 0u) << i;
-        }
-        return closed;
+// Bit 0 for the pixel to the west, bit 1 for the pixel itself, bit 2 for the pixel to the east.
+unsigned OpenComponents::OpenFromWestToEast(int x, int y) const {
+    if (y < 0 || y >= map_.height) {
+        return 0;
     }
-    for (unsigned i = 0; i < 8; ++i) {
-        const int u = x + kStepX[i];
-        const int v = y + kStepY[i];
-        closed |= (!Inside(u, v) || map_.At(u, v) != open_ ? 1u : 0u) << i;
+    const Word* word = &openPixels_[static_cast<std::size_t>(grid_.WordAt(x, y))];
+    const int bit = x & 63;
+    Word pixels = bit > 0 ? *word >> (bit - 1) : *word << 1 | (x > 0 ? word[-1] >> 63 : 0);
+    if (bit == 63 && x + 1 < map_.width) {
+        pixels |= (word[1] & 1u) << 2;
     }
-    return closed;
+    return static_cast<unsigned>(pixels & 7u);
 }
 
-void OpenComponents::Remove(std::int32_t pixel) {
-    const int x = pixel % map_.width;
-    const int y = pixel / map_.width;
+unsigned OpenComponents::ClosedAround(int x, int y) const {
+    const unsigned north = OpenFromWestToEast(x, y - 1);
+    const unsigned middle = OpenFromWestToEast(x, y);
+    const unsigned south = OpenFromWestToEast(x, y + 1);
+    const unsigned open = north >> 1 | (middle & 4u) | (south & 4u) << 1 | (south & 2u) << 3 | (south & 1u) << 5 |
+                          (middle & 1u) << 6 | (north & 1u) << 7;
+    return ~open & 255u;
+}
+
+void OpenComponents::Remove(int x, int y) {
+    const std::int32_t pixel = y * map_.width + x;
     const unsigned closed = ClosedAround(x, y);
     const Surroundings& around = kSurroundings[closed];
     const std::int32_t number = link_[static_cast<std::size_t>(pixel)];
-    lookAt_.push_back(pixel);
+    openPixels_[static_cast<std::size_t>(grid_.WordAt(x, y))] &= ~BitGrid::Bit(x);
     if (--area_[static_cast<std::size_t>(number)] == 0) {
         unused_.push_back(number);
+    }
+    if (IsSmall(number)) {
+        lookAt_.push_back(pixel);
     }
     const auto neighbour = [&](unsigned i) { return NodeAt(x + kStepX[i], y + kStepY[i]); };
     if (around.count <= 1) {
@@ -231,83 +247,113 @@ void OpenComponents::Remove(std::int32_t pixel) {
     for (std::size_t g = 0; g < around.count; ++g) {
         Unite(pixel, gapRoots[g]);
         if (sideOf[g] == static_cast<int>(g)) {
-            sides_[static_cast<std::size_t>(sides++)].reached.assign(1, neighbour(around.open[g]));
+            const int u = x + kStepX[around.open[g]];
+            const WordPart start{grid_.WordAt(u, y + kStepY[around.open[g]]), BitGrid::Bit(u)};
+            sides_[static_cast<std::size_t>(sides++)].waiting.assign(1, start);
         }
     }
     if (sides > 1) {
-        Separate(sides, number);
+        Separate(sides, number, pixel);
     }
 }
 
-// Each side takes a number of its own; the last to finish is never walked to its end and gets the old one back.
-void OpenComponents::Separate(int sides, std::int32_t number) {
-    for (int i = 0; i < sides; ++i) {
-        Side& side = sides_[static_cast<std::size_t>(i)];
-        side.next = 0;
-        side.number = NewNumber();
-        link_[static_cast<std::size_t>(side.reached[0])] = side.number;
-    }
-    int left = sides;
-    while (left > 1) {
+// The last side to finish is never walked to its end and keeps the number.
+void OpenComponents::Separate(int sides, std::int32_t number, std::int32_t pixel) {
+    for (int left = sides; left > 1;) {
         for (int i = 0; i < sides && left > 1; ++i) {
             Side& side = sides_[static_cast<std::size_t>(i)];
             if (!side.Finished()) {
-                Advance(side, number);
+                Advance(side);
                 left -= side.Finished() ? 1 : 0;
             }
         }
     }
+    bool anySmall = false;
     for (int i = 0; i < sides; ++i) {
         Side& side = sides_[static_cast<std::size_t>(i)];
-        const auto area = static_cast<std::int32_t>(side.reached.size());
         if (side.Finished()) {
-            area_[static_cast<std::size_t>(side.number)] = area;
-            area_[static_cast<std::size_t>(number)] -= area;
-            continue;
+            const std::int32_t own = NumberSide(side);
+            area_[static_cast<std::size_t>(number)] -= area_[static_cast<std::size_t>(own)];
+            anySmall = anySmall || IsSmall(own);
         }
-        for (const std::int32_t pixel : side.reached) {
-            link_[static_cast<std::size_t>(pixel)] = number;
+        for (const WordPart& part : side.reached) {
+            reached_[static_cast<std::size_t>(part.word)] = 0;
         }
-        unused_.push_back(side.number);
+        side.reached.clear();
+    }
+    if (anySmall || IsSmall(number)) {
+        lookAt_.push_back(pixel);
     }
 }
 
-void OpenComponents::Advance(Side& side, std::int32_t number) {
-    const std::int32_t pixel = side.reached[side.next++];
-    const int x = pixel % map_.width;
-    const auto visit = [&](std::int32_t near) {
-        std::int32_t& link = link_[static_cast<std::size_t>(near)];
-        if (IsOpen(near) && link == number) {
-            link = side.number;
-            side.reached.push_back(near);
+// Goes on by what hangs together with waiting pixels in their word.
+void OpenComponents::Advance(Side& side) {
+    const WordPart at = side.waiting.back();
+    side.waiting.pop_back();
+    const auto free = [&](std::int32_t word) {
+        return openPixels_[static_cast<std::size_t>(word)] & ~reached_[static_cast<std::size_t>(word)];
+    };
+    const Word open = free(at.word);
+    Word pixels = at.pixels & open;
+    if (pixels == 0) {
+        return;
+    }
+    for (Word before = 0; before != pixels;) {
+        before = pixels;
+        pixels |= (pixels << 1 | pixels >> 1) & open;
+    }
+    reached_[static_cast<std::size_t>(at.word)] |= pixels;
+    side.reached.push_back({at.word, pixels});
+    const auto go = [&](std::int32_t word, Word wanted) {
+        if ((wanted & free(word)) != 0) {
+            side.waiting.push_back({word, wanted});
         }
     };
-    if (pixel >= map_.width) {
-        visit(pixel - map_.width);
+    const int wordsPerRow = grid_.WordsPerRow();
+    const int y = at.word / wordsPerRow;
+    const int column = at.word - y * wordsPerRow;
+    if (y > 0) {
+        go(at.word - wordsPerRow, pixels);
     }
-    if (x > 0) {
-        visit(pixel - 1);
+    if ((pixels & 1u) != 0 && column > 0) {
+        go(at.word - 1, Word{1} << 63);
     }
-    if (x + 1 < map_.width) {
-        visit(pixel + 1);
+    if ((pixels >> 63) != 0 && column + 1 < wordsPerRow) {
+        go(at.word + 1, 1);
     }
-    if (pixel < beyond_ - map_.width) {
-        visit(pixel + map_.width);
+    if (y + 1 < map_.height) {
+        go(at.word + wordsPerRow, pixels);
     }
 }
 
-const std::vector<TakenComponent>& OpenComponents::TakeSmall(std::int64_t limit, PixelCode code) {
+std::int32_t OpenComponents::NumberSide(const Side& side) {
+    const std::int32_t number = NewNumber();
+    std::int32_t area = 0;
+    for (const WordPart& part : side.reached) {
+        const int y = part.word / grid_.WordsPerRow();
+        std::int32_t* link =
+            &link_[static_cast<std::size_t>(y * map_.width + (part.word - y * grid_.WordsPerRow()) * 64)];
+        for (Word left = part.pixels; left != 0; left &= left - 1) {
+            link[BitGrid::Lowest(left)] = number;
+            ++area;
+        }
+    }
+    area_[static_cast<std::size_t>(number)] = area;
+    return number;
+}
+
+const std::vector<TakenComponent>& OpenComponents::TakeSmall(PixelCode code) {
     taken_.clear();
     for (const std::int32_t pixel : firstPixels_) {
-        TakeIfSmall(pixel, limit, code);
+        TakeIfSmall(pixel, code);
     }
-    // Whatever has lost a pixel, or was cut off, has one next to a removed pixel.
+    // The last removed pixel next to a component that is small now found it small.
     for (const std::int32_t pixel : lookAt_) {
         const int x = pixel % map_.width;
         const int y = pixel / map_.width;
         for (unsigned i = 0; i < 8; i += 2) {
             if (Inside(x + kStepX[i], y + kStepY[i])) {
-                TakeIfSmall(NodeAt(x + kStepX[i], y + kStepY[i]), limit, code);
+                TakeIfSmall(NodeAt(x + kStepX[i], y + kStepY[i]), code);
             }
         }
     }
@@ -318,12 +364,12 @@ const std::vector<TakenComponent>& OpenComponents::TakeSmall(std::int64_t limit,
     return taken_;
 }
 
-void OpenComponents::TakeIfSmall(std::int32_t pixel, std::int64_t limit, PixelCode code) {
+void OpenComponents::TakeIfSmall(std::int32_t pixel, PixelCode code) {
     if (!IsOpen(pixel)) {
         return;
     }
     const std::int32_t number = link_[static_cast<std::size_t>(pixel)];
-    if (area_[static_cast<std::size_t>(number)] > limit) {
+    if (!IsSmall(number)) {
         return;
     }
     TakenComponent component{pixel, area_[static_cast<std::size_t>(number)], {}};
@@ -332,6 +378,8 @@ void OpenComponents::TakeIfSmall(std::int32_t pixel, std::int64_t limit, PixelCo
         const std::int32_t root = run.y * map_.width + run.x0;
         component.first = std::min(component.first, root);
         std::fill_n(link_.begin() + root, run.x1 - run.x0 + 1, root);
+        grid_.ForEachWord(run,
+                          [&](std::int32_t word, Word bits) { openPixels_[static_cast<std::size_t>(word)] &= ~bits; });
     }
     for (const PixelRun& run : component.runs) {
         JoinClosed(run);

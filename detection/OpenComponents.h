@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "BitGrid.h"
 #include "CodePlane.h"
+#include "ZeroedArray.h"
 
 namespace Korvane {
 
@@ -25,27 +27,32 @@ struct TakenComponent {
 /// in lockstep; the ring test is the planar case's.)
 class OpenComponents {
 public:
-    /// Borrows the map for its lifetime: rows without gaps, fewer than 2^31 pixels; open is what holds `open`.
-    OpenComponents(const CodePlane& map, PixelCode open);
+    /// Borrows the map for its lifetime: rows without gaps, fewer than 2^31 pixels; open is what holds `open`, small is
+    /// a component of at most `limit` pixels.
+    OpenComponents(const CodePlane& map, PixelCode open, std::int64_t limit);
 
     /// To be told right after an open pixel got another code.
-    void Remove(std::int32_t pixel);
+    void Remove(int x, int y);
 
-    /// Takes the components out that have at most `limit` pixels and that have lost pixels, or come to be, since the
-    /// last call: they get `code`, and are no longer open. In raster order of their first pixels.
-    const std::vector<TakenComponent>& TakeSmall(std::int64_t limit, PixelCode code);
+    /// Takes the small components out: they get `code`, and are no longer open. In raster order of their first pixels.
+    const std::vector<TakenComponent>& TakeSmall(PixelCode code);
 
 private:
+    using Word = BitGrid::Word;
+    struct WordPart {
+        std::int32_t word;
+        Word pixels;
+    };
     struct Side {
-        std::vector<std::int32_t> reached;
-        std::size_t next = 0;
-        std::int32_t number = 0;
-        bool Finished() const { return next == reached.size(); }
+        std::vector<WordPart> reached;
+        std::vector<WordPart> waiting;
+        bool Finished() const { return waiting.empty(); }
     };
 
     bool Inside(int x, int y) const { return x >= 0 && y >= 0 && x < map_.width && y < map_.height; }
     bool IsOpen(std::int32_t pixel) const { return map_.data[pixel] == open_; }
     std::int32_t NodeAt(int x, int y) const;
+    unsigned OpenFromWestToEast(int x, int y) const;
     unsigned ClosedAround(int x, int y) const;
     std::int32_t Find(std::int32_t node);
     void Unite(std::int32_t a, std::int32_t b);
@@ -53,18 +60,24 @@ private:
     void UniteWithRow(const PixelRun& run, int y, int reach);
     void NumberComponents();
     std::int32_t NewNumber();
-    void Separate(int sides, std::int32_t number);
-    void Advance(Side& side, std::int32_t number);
-    void TakeIfSmall(std::int32_t pixel, std::int64_t limit, PixelCode code);
+    bool IsSmall(std::int32_t number) const { return area_[static_cast<std::size_t>(number)] <= limit_; }
+    void Separate(int sides, std::int32_t number, std::int32_t pixel);
+    void Advance(Side& side);
+    std::int32_t NumberSide(const Side& side);
+    void TakeIfSmall(std::int32_t pixel, PixelCode code);
     void JoinClosed(const PixelRun& run);
 
     CodePlane map_;
     PixelCode open_;
+    std::int64_t limit_;
+    BitGrid grid_;
+    ZeroedArray<Word> openPixels_;           // the open pixels again, a bit each
+    ZeroedArray<Word> reached_;              // of the sides of a cut; 0 between cuts
     std::int32_t beyond_;                    // the forest's node for everything beyond the border
     std::vector<std::int32_t> link_;         // open: number of the component; closed: parent in the forest
     std::vector<std::int32_t> area_;         // per component number
     std::vector<std::int32_t> unused_;       // numbers that may be given again
-    std::vector<std::int32_t> lookAt_;       // removed since the last call of TakeSmall
+    std::vector<std::int32_t> lookAt_;       // removed since the last call of TakeSmall, with a small component beside
     std::vector<std::int32_t> firstPixels_;  // of the components at the start, until the first call of TakeSmall
     std::array<Side, 4> sides_;
     std::vector<TakenComponent> taken_;

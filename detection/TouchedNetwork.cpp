@@ -10,33 +10,39 @@ namespace Korvane {
 TouchedNetwork::TouchedNetwork(const CodePlane& map)
     : map_(map),
       words_(map.width, map.height),
-      states_(words_.Words()),
-      patchAt_(static_cast<std::size_t>(map.width) * static_cast<std::size_t>(map.height)) {
+      tiles_(map.width, map.height),
+      visitedRows_(tiles_.Tiles()),
+      known_(tiles_.Tiles() * NetworkTiles::kSide),
+      isVisited_(tiles_.Tiles(), 0) {
     for (int y = 0; y < map.height; ++y) {
+        const PixelCode* row = map.Row(y);
         for (int x = 0; x < map.width; ++x) {
-            WordState& at = At(words_.WordAt(x, y));
-            at.patch |= map.At(x, y) == kBackground ? BitGrid::Bit(x) : 0;
-            at.region |= map.At(x, y) == kTouched ? BitGrid::Bit(x) : 0;
+            if (row[x] == kBackground || row[x] == kTouched) {
+                const int x0 = x;
+                while (x + 1 < map.width && row[x + 1] == row[x0]) {
+                    ++x;
+                }
+                row[x0] == kBackground ? tiles_.AddPatch({y, x0, x}) : tiles_.AddRegion({y, x0, x});
+            }
         }
     }
 }
 
 void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
-    visitedPatches_.clear();
-    wordsWithUnknown_.clear();
-    patches_.clear();
-    patchRuns_.clear();
+    visits_.clear();
     notPassed_.clear();
     FindRing(component);
+    PieceAt last{-1, 0};
     for (const Position& at : ring_) {
-        if (!IsVisited(at.x, at.y)) {
-            Visit(at);
+        if (last.tile >= 0 && tiles_.Holds(last, at.x, at.y)) {
+            continue;
+        }
+        last = tiles_.Find(at.x, at.y);
+        if (!tiles_.Get(last).visited) {
+            Visit(last);
         }
     }
-}
-
-void TouchedNetwork::BackgroundAdded(const PixelRun& run) {
-    words_.ForEachWord(run, [&](std::int32_t word, Word bits) { At(word).patch |= bits; });
+    CollectVisitedRows();
 }
 
 void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
@@ -66,226 +72,191 @@ void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
               [](const Position& a, const Position& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
 }
 
-void TouchedNetwork::Visit(Position at) {
-    const PixelCode code = map_.At(at.x, at.y);
-    const std::size_t patchesBefore = patches_.size();
-    cluster_ = -1;
-    lastMet_ = -1;
-    if (code == kBackground) {
-        FloodPatch(at, kVisitedPatch);
-        return;
+// A visit to a patch that an earlier one turned finds the regions around it in the cluster, one to a patch that nothing
+// has met does not.
+void TouchedNetwork::Visit(PieceAt at) {
+    const auto number = static_cast<std::int32_t>(visits_.size());
+    visits_.push_back({number, turned_.size(), turned_.size()});
+    meetsCluster_ = false;
+    if (tiles_.Get(at).before) {
+        JoinClusterOf(tiles_.Get(at));
     }
-    reach_ = Reach::kVisit;
-    if (code == kTurnedPatch) {
-        MeetPatch(at);
-    } else {
-        FloodRegion(at, Reach::kVisit);
-    }
-    if (cluster_ >= 0) {
-        PassThroughCluster(patchesBefore);
-    }
-}
-
-void TouchedNetwork::FloodRegion(Position at, Reach reach) {
-    reach_ = reach;
-    const std::int32_t start = words_.WordAt(at.x, at.y);
-    overPassed_ = (At(start).passed & BitGrid::Bit(at.x)) != 0;
-    At(start).seeds = BitGrid::Bit(at.x);
-    waiting_.assign(1, start);
+    VisitPiece(at, tiles_.Get(at));
     while (!waiting_.empty()) {
-        const std::int32_t word = waiting_.back();
+        const PieceAt next = waiting_.back();
         waiting_.pop_back();
-        FloodWord(word);
+        VisitAround(next);
+    }
+    if (meetsCluster_) {
+        PassThroughCluster();
+    }
+    VisitRecord& visit = visits_.back();
+    visit.lastTurned = turned_.size();
+    for (std::size_t i = visit.firstTurned; i < visit.lastTurned; ++i) {
+        tiles_.Get(turned_[i]).before = true;
+    }
+    if (visit.firstTurned < visit.lastTurned) {
+        notPassed_.push_back(number);
     }
 }
 
-void TouchedNetwork::FloodWord(std::int32_t word) {
-    WordState& at = At(word);
-    const Word open = NotReached(at);
-    Word reached = at.seeds & open;
-    at.seeds = 0;
-    // Along the row: each step doubles the stretch over which bits are carried.
-    Word right = open;
-    Word left = open;
-    for (int step = 1; step < 64; step *= 2) {
-        reached |= (right & (reached << step)) | (left & (reached >> step));
-        right &= right << step;
-        left &= left >> step;
+void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
+    piece.visited = true;
+    visited_.push_back(at);
+    waiting_.push_back(at);
+    if (piece.isPatch && !piece.met) {
+        Turn(at, piece);
     }
-    if (reached == 0) {
-        return;
-    }
-    Word& marked = reach_ == Reach::kVisit ? at.visited : at.passed;
-    if (marked == 0) {
-        (reach_ == Reach::kVisit ? visitedWords_ : passedWords_).push_back(word);
-    }
-    marked |= reached;
-    if (reach_ == Reach::kVisit && (reached & ~at.known) != 0) {
-        wordsWithUnknown_.push_back(word);
-    }
-    const int wordsPerRow = words_.WordsPerRow();
-    const int y = word / wordsPerRow;
-    const int column = word - y * wordsPerRow;
-    const Word beside = reached | reached << 1 | reached >> 1;
-    const bool over = (reached >> 63) != 0 && column + 1 < wordsPerRow;
-    const bool under = (reached & 1u) != 0 && column > 0;
-    const auto look = [&](std::int32_t near, Word bits) {
-        const WordState& there = At(near);
-        if ((bits & (NotReached(there) | there.patch)) != 0) {
-            LookAt(near, bits);
+}
+
+// From regions visits go on to patches, from patches to the same patch only.
+void TouchedNetwork::VisitAround(PieceAt at) {
+    const bool fromPatch = tiles_.Get(at).isPatch;
+    const auto look = [&](PieceAt nearAt, Piece& near) {
+        if (!near.visited && (near.isPatch || !fromPatch)) {
+            VisitPiece(nearAt, near);
+        }
+        if (near.before && !fromPatch) {
+            JoinClusterOf(near);
         }
     };
-    for (int v = std::max(y - 1, 0); v <= std::min(y + 1, map_.height - 1); ++v) {
-        const std::int32_t near = v * wordsPerRow + column;
-        look(near, beside);
-        if (over) {
-            look(near + 1, 1);
-        }
-        if (under) {
-            look(near - 1, Word{1} << 63);
-        }
+    tiles_.ForEachInOtherTiles(at, look);
+    if (!fromPatch) {
+        tiles_.ForEachLinked(at, look);
     }
 }
 
-// Bits that hang together in a row are of one patch.
-void TouchedNetwork::LookAt(std::int32_t word, Word bits) {
-    WordState& at = At(word);
-    const Word seeds = bits & NotReached(at);
-    if (seeds != 0) {
-        if (at.seeds == 0) {
-            waiting_.push_back(word);
-        }
-        at.seeds |= seeds;
-    }
-    Word met = bits & at.patch;
-    met &= ~(met << 1);
-    while (met != 0) {
-        const int y = word / words_.WordsPerRow();
-        MeetPatch({(word - y * words_.WordsPerRow()) * 64 + BitGrid::Lowest(met), y});
-        met &= met - 1;
-    }
+void TouchedNetwork::Turn(PieceAt at, Piece& piece) {
+    piece.met = true;
+    piece.visit = static_cast<std::int32_t>(visits_.size()) - 1;
+    turned_.push_back(at);
 }
 
-void TouchedNetwork::MeetPatch(Position at) {
-    const PixelCode code = map_.At(at.x, at.y);
-    std::int32_t number = 0;
-    if (code == kBackground) {
-        number = FloodPatch(at, reach_ == Reach::kVisit ? kVisitedPatch : kTurnedPatch);
-    } else {
-        number = patchAt_[Index(at)];
-        if (code == kTurnedPatch && reach_ == Reach::kVisit) {
-            refilled_.clear();
-            flood_.Fill(map_, at.x, at.y, kVisitedPatch, Connectivity::k8, refilled_);
-            std::for_each(refilled_.begin(), refilled_.end(), [&](const PixelRun& run) { MarkVisited(run); });
-        }
-    }
-    if (number == lastMet_) {
-        return;
-    }
-    lastMet_ = number;
-    const std::int32_t met = ClusterOf(number);
-    if (cluster_ >= 0) {
-        patches_[static_cast<std::size_t>(met)].cluster = ClusterOf(cluster_);
-    }
-    cluster_ = ClusterOf(met);
+void TouchedNetwork::JoinClusterOf(const Piece& patch) {
+    meetsCluster_ = true;
+    const std::int32_t met = ClusterOf(patch.visit);
+    visits_[static_cast<std::size_t>(met)].cluster = ClusterOf(static_cast<std::int32_t>(visits_.size()) - 1);
 }
 
-void TouchedNetwork::MarkVisited(const PixelRun& run) {
-    visitedPatches_.push_back(run);
-    words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
-        if (At(word).visited == 0) {
-            visitedWords_.push_back(word);
-        }
-        At(word).visited |= bits;
-        if ((bits & ~At(word).known) != 0) {
-            wordsWithUnknown_.push_back(word);
-        }
-    });
-}
-
-std::int32_t TouchedNetwork::FloodPatch(Position at, PixelCode code) {
-    const auto number = static_cast<std::int32_t>(patches_.size());
-    const std::size_t before = patchRuns_.size();
-    flood_.Fill(map_, at.x, at.y, code, Connectivity::k8, patchRuns_);
-    patches_.push_back({number, before, patchRuns_.size()});
-    notPassed_.push_back(number);
-    for (std::size_t i = before; i < patchRuns_.size(); ++i) {
-        const PixelRun& run = patchRuns_[i];
-        std::fill_n(patchAt_.data() + Index({run.x0, run.y}), run.x1 - run.x0 + 1, number);
-        if (code == kVisitedPatch) {
-            MarkVisited(run);
-        }
+std::int32_t TouchedNetwork::ClusterOf(std::int32_t visit) {
+    while (visits_[static_cast<std::size_t>(visit)].cluster != visit) {
+        VisitRecord& at = visits_[static_cast<std::size_t>(visit)];
+        at.cluster = visits_[static_cast<std::size_t>(at.cluster)].cluster;
+        visit = at.cluster;
     }
-    return number;
+    return visit;
 }
 
-std::int32_t TouchedNetwork::ClusterOf(std::int32_t patch) {
-    while (patches_[static_cast<std::size_t>(patch)].cluster != patch) {
-        Patch& at = patches_[static_cast<std::size_t>(patch)];
-        at.cluster = patches_[static_cast<std::size_t>(at.cluster)].cluster;
-        patch = at.cluster;
-    }
-    return patch;
-}
-
-// Regions behind the cluster's patches belong to it too, and may bring in more patches of before.
-void TouchedNetwork::PassThroughCluster(std::size_t patchesBefore) {
+// Regions behind the cluster's patches belong to it too, and may bring in more visits of before.
+void TouchedNetwork::PassThroughCluster() {
+    const auto present = static_cast<std::int32_t>(visits_.size()) - 1;
     for (bool again = true; again;) {
         again = false;
         for (std::size_t i = 0; i < notPassed_.size();) {
             const std::int32_t number = notPassed_[i];
-            if (static_cast<std::size_t>(number) >= patchesBefore || ClusterOf(number) != ClusterOf(cluster_)) {
+            if (ClusterOf(number) != ClusterOf(present)) {
                 ++i;
                 continue;
             }
             notPassed_[i] = notPassed_.back();
             notPassed_.pop_back();
-            PassThrough(patches_[static_cast<std::size_t>(number)]);
+            const VisitRecord visit = visits_[static_cast<std::size_t>(number)];
+            for (std::size_t k = visit.firstTurned; k < visit.lastTurned; ++k) {
+                PassAround(turned_[k]);
+            }
+            while (!waiting_.empty()) {
+                const PieceAt next = waiting_.back();
+                waiting_.pop_back();
+                PassAround(next);
+            }
             again = true;
         }
     }
 }
 
-void TouchedNetwork::PassThrough(const Patch& patch) {
-    const std::size_t last = patch.lastRun;
-    for (std::size_t i = patch.firstRun; i < last; ++i) {
-        const PixelRun run = patchRuns_[i];
-        const int x0 = std::max(run.x0 - 1, 0);
-        const int x1 = std::min(run.x1 + 1, map_.width - 1);
-        for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, map_.height - 1); ++y) {
-            words_.ForEachWord({y, x0, x1}, [&](std::int32_t word, Word bits) {
-                overPassed_ = false;
-                while (const Word behind = bits & NotReached(At(word))) {
-                    FloodRegion({(word - y * words_.WordsPerRow()) * 64 + BitGrid::Lowest(behind), y}, Reach::kPass);
-                }
-            });
+// From patches of the cluster to the regions behind, from these to patches that nothing has met.
+void TouchedNetwork::PassAround(PieceAt at) {
+    const Piece& piece = tiles_.Get(at);
+    const bool isPatch = piece.isPatch;
+    const bool isOfCluster = isPatch && piece.before;
+    const auto look = [&](PieceAt nearAt, Piece& near) {
+        if (!near.isPatch) {
+            if ((isOfCluster || !isPatch) && !near.visited && !near.met) {
+                near.met = true;
+                passed_.push_back(nearAt);
+                waiting_.push_back(nearAt);
+            }
+            return;
+        }
+        if (!near.met && !isOfCluster) {
+            Turn(nearAt, near);
+            waiting_.push_back(nearAt);
+        }
+        if (near.before && !isPatch) {
+            JoinClusterOf(near);
+        }
+    };
+    tiles_.ForEachInOtherTiles(at, look);
+    tiles_.ForEachLinked(at, look);
+}
+
+void TouchedNetwork::CollectVisitedRows() {
+    for (const PieceAt& at : visited_) {
+        if (isVisited_[static_cast<std::size_t>(at.tile)] == 0) {
+            isVisited_[static_cast<std::size_t>(at.tile)] = 1;
+            visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
+        }
+        const Piece& piece = tiles_.Get(at);
+        const Word* from = tiles_.RowsOf(at);
+        Word* to = visitedRows_[static_cast<std::size_t>(at.tile)].data() + piece.y0;
+        for (int i = 0; i <= piece.y1 - piece.y0; ++i) {
+            to[i] |= from[i];
         }
     }
 }
 
-void TouchedNetwork::Settle() {
-    SetRuns(map_, patchRuns_, kTouched);
-    for (const PixelRun& run : patchRuns_) {
-        words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
-            At(word).patch &= ~bits;
-            At(word).region |= bits;
-        });
-    }
-    for (const std::int32_t word : visitedWords_) {
-        At(word).visited = 0;
-    }
-    for (const std::int32_t word : passedWords_) {
-        At(word).passed = 0;
-    }
-    visitedWords_.clear();
-    passedWords_.clear();
+TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
+    const int y = word / words_.WordsPerRow();
+    return VisitedRow(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
 }
 
-void TouchedNetwork::Clear(const PixelRun& run) {
-    std::memset(map_.Row(run.y) + run.x0, kBackground, static_cast<std::size_t>(run.x1 - run.x0 + 1));
-    words_.ForEachWord(run, [&](std::int32_t word, Word bits) {
-        At(word).region &= ~bits;
-        At(word).patch |= bits;
+void TouchedNetwork::Settle() {
+    for (const PieceAt& at : turned_) {
+        Piece& piece = tiles_.Get(at);
+        piece.met = false;
+        piece.before = false;
+        const Word* rows = tiles_.RowsOf(at);
+        const int x0 = tiles_.Left(at.tile);
+        const int y0 = tiles_.Top(at.tile);
+        for (int row = piece.y0; row <= piece.y1; ++row) {
+            ForEachRun(rows[row - piece.y0], [&](int first, int last) {
+                std::memset(map_.Row(y0 + row) + x0 + first, kTouched, static_cast<std::size_t>(last - first + 1));
+            });
+        }
+        tiles_.TurnPatch(at);
+    }
+    for (const PieceAt& at : visited_) {
+        tiles_.Get(at).visited = false;
+    }
+    for (const PieceAt& at : passed_) {
+        tiles_.Get(at).met = false;
+    }
+    for (const VisitedTile& tile : visitedTiles_) {
+        const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
+        isVisited_[number] = 0;
+        visitedRows_[number].fill(0);
+    }
+    turned_.clear();
+    visited_.clear();
+    passed_.clear();
+    visitedTiles_.clear();
+}
+
+void TouchedNetwork::Clear(const PixelRun& run, std::vector<PixelRun>& cleared) {
+    PixelCode* row = map_.Row(run.y);
+    tiles_.ClearRegion(run, [&](const PixelRun& stretch) {
+        std::memset(row + stretch.x0, kBackground, static_cast<std::size_t>(stretch.x1 - stretch.x0 + 1));
+        cleared.push_back(stretch);
     });
 }
 

@@ -9,7 +9,7 @@ korvane_run_packages=(
     libcli11-dev nlohmann-json3-dev
 )
 korvane_test_packages=(
-    libgtest-dev libbenchmark-dev xvfb xauth openbox xdotool
+    libgtest-dev libbenchmark-dev xvfb xauth openbox xdotool libx11-dev locales
 )
 # The fuzz targets; the engine comes with the compiler's run-time library.
 korvane_fuzz_packages=(

@@ -21,6 +21,9 @@ public:
     /// Counts all again, if that is needed. Images have one plane. One pass after Forget(), else nothing.
     void Ensure(const qvox::LabelImage& labels);
 
+    /// Whether there is a census: after Ensure(), before Forget().
+    bool Taken() const { return !tallies_.empty(); }
+
     /// `length` voxels from (x, y) rightwards went from one label to another. Only after Ensure().
     void Replace(std::uint16_t before, std::uint16_t after, std::uint64_t x, std::uint64_t y, std::uint64_t length);
 

@@ -133,19 +133,12 @@ EditResult FlipDrawingMode(EditingState& state) {
     return EditResult::kRepaint;
 }
 
-void TakeUndoCopy(EditedPosition position) {
-    const LabelImage& labels = position.labels;
-    // A buffer that is there already need not be mapped page by page again.
-    if (!position.undoLabels.SameSizes(labels)) {
-        position.undoLabels = labels;
-        return;
-    }
-    position.undoLabels.CopyPropertiesFrom(labels);
-    std::copy(labels.begin(), labels.end(), position.undoLabels.begin());
+void TakeUndoCopy(EditedPosition position, EditingState& state) {
+    state.undo.Copy(position.labels, position.undoLabels);
 }
 
 PixelRectangle PressLeft(EditedPosition position, EditingState& state, const ImagePoint& point) {
-    TakeUndoCopy(position);
+    TakeUndoCopy(position, state);
     return DragLeft(position, state, point);
 }
 
@@ -185,6 +178,9 @@ PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pix
     const std::int64_t top = std::max<std::int64_t>(centre.y - radius + 1, 0);
     const std::int64_t bottom = std::min<std::int64_t>(centre.y + radius, height);
     if (left >= right || top >= bottom) return {};
+    const PixelRectangle box{static_cast<std::uint64_t>(left), static_cast<std::uint64_t>(top),
+                             static_cast<std::uint64_t>(right - left), static_cast<std::uint64_t>(bottom - top)};
+    state.undo.Mark(box);
     for (std::int64_t y = top; y < bottom; ++y) {
         const std::int64_t dy = y - centre.y;
         std::int64_t reach = radius - 1;
@@ -196,8 +192,7 @@ PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pix
                static_cast<std::uint64_t>(end), static_cast<std::uint64_t>(y));
     }
     position.labelCount = state.census.ObjectCount();
-    return {static_cast<std::uint64_t>(left), static_cast<std::uint64_t>(top), static_cast<std::uint64_t>(right - left),
-            static_cast<std::uint64_t>(bottom - top)};
+    return box;
 }
 
 PixelRectangle FillContour(EditedPosition position, EditingState& state) {
@@ -208,6 +203,7 @@ PixelRectangle FillContour(EditedPosition position, EditingState& state) {
     const PixelRectangle box = BoxOf(points, position.labels);
     const LabelImage filled = FilledContour(points, position.labels, box);
     state.census.Ensure(position.labels);
+    state.undo.Mark(box);
     for (std::uint64_t row = 0; row < box.height; ++row) {
         const std::uint16_t* inside = filled.Row(row);
         for (std::uint64_t x = 0; x < box.width;) {
@@ -229,24 +225,30 @@ PixelRectangle RepaintComponent(EditedPosition position, EditingState& state, co
         static_cast<std::uint64_t>(pixel.y) >= labels.SizeY()) {
         return {};
     }
-    TakeUndoCopy(position);
-    state.census.Forget();
-    qvox::FloodFillLabel(labels, position.currentLabel, static_cast<std::uint64_t>(pixel.x),
-                         static_cast<std::uint64_t>(pixel.y), 0, qvox::Neighbourhood8{});
+    TakeUndoCopy(position, state);
+    state.undo.MarkAll();
+    try {
+        qvox::FloodFillLabel(labels, position.currentLabel, static_cast<std::uint64_t>(pixel.x),
+                             static_cast<std::uint64_t>(pixel.y), 0, qvox::Neighbourhood8{});
+    } catch (...) {
+        // Half of the component may have the label by now.
+        state.census.Forget();
+        throw;
+    }
+    const PixelRectangle changed = state.undo.Settle(labels, position.undoLabels, state.census);
     Count(position, state);
-    return WholeImage(labels);
+    return changed;
 }
 
 EditResult UndoEdit(EditedPosition position, EditingState& state) {
     if (position.undoLabels.Empty()) return EditResult::kNothing;
-    position.labels.Swap(position.undoLabels);
-    position.undoLabels.Release();
-    state.census.Forget();
+    state.undo.Restore(position.labels, position.undoLabels, state.census);
     return EditResult::kRepaint;
 }
 
 EditResult ClearLabels(EditedPosition position, EditingState& state) {
-    TakeUndoCopy(position);
+    TakeUndoCopy(position, state);
+    state.undo.MarkAll();
     position.labels.Zero();
     position.labelCount = 0;
     position.currentLabel = 1;
@@ -254,6 +256,9 @@ EditResult ClearLabels(EditedPosition position, EditingState& state) {
     return EditResult::kRepaint;
 }
 
-void LabelsReplaced(EditingState& state) { state.census.Forget(); }
+void LabelsReplaced(EditingState& state) {
+    state.census.Forget();
+    state.undo.Forget();
+}
 
 }  // namespace Korvane

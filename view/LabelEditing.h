@@ -7,6 +7,7 @@
 
 #include "LabelCensus.h"
 #include "LabelPainter.h"
+#include "UndoBase.h"
 #include "ViewTransform.h"
 #include "VoxelImage.h"
 
@@ -35,6 +36,7 @@ struct EditingState {
     DrawingMode mode = DrawingMode::kBrush;
     std::vector<std::uint64_t> contourPoints;  ///< linear indices of voxels, in the order drawn
     LabelCensus census;                        ///< of the current position; see LabelCensus::Forget
+    UndoBase undo;                             ///< of the current position; see UndoBase::Forget
 };
 
 /// The members of the current position that the tools change; they belong to the position store.
@@ -76,9 +78,8 @@ EditResult FlipDrawingMode(EditingState& state);
 // The pointer. Points are in image coordinates (ClientToImage). What returns a rectangle returns the voxels that may
 // have another label now, of width 0 when there are none; contours can change one voxel farther on each side.
 
-/// Keeps the labels for one undo, in the buffer of the last copy when that has the size. std::bad_alloc leaves both
-/// images as they were.
-void TakeUndoCopy(EditedPosition position);
+/// Keeps the labels for one undo; see UndoBase::Copy.
+void TakeUndoCopy(EditedPosition position, EditingState& state);
 
 /// Left button down: undo copy, then as DragLeft.
 PixelRectangle PressLeft(EditedPosition position, EditingState& state, const ImagePoint& point);
@@ -105,9 +106,11 @@ PixelRectangle FillContour(EditedPosition position, EditingState& state);
 
 /// Undo copy, then the current label for the whole connected set of voxels of one label (8-neighbourhood, background
 /// too) that the point lies in; counts the labels. Nothing happens outside the image or while a contour is being drawn.
+/// Passes over the whole image.
 PixelRectangle RepaintComponent(EditedPosition position, EditingState& state, const ImagePoint& point);
 
-/// Gives the undo copy back and leaves it empty; kNothing when it is. The label count stays until the next edit.
+/// Gives the undo copy back and leaves it empty; kNothing when it is. The label count stays until the next edit. Costs
+/// what was changed since the copy was taken.
 EditResult UndoEdit(EditedPosition position, EditingState& state);
 
 /// Undo copy, then no labels, count 0 and current label 1.

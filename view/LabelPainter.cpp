@@ -1,10 +1,10 @@
 #include "LabelPainter.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <string>
 
+#include "ContourRow.h"
 #include "LabelCensus.h"
 #include "LabelColours.h"
 
@@ -29,48 +29,6 @@ void RequirePart(const LabelImage& labels, const PixelRectangle& part) {
                        std::to_string(part.x) + ", " + std::to_string(part.y) + " does not lie in the image of " +
                        SizeText(labels.SizeX(), labels.SizeY()) + ".");
 }
-
-/// Finds the contour voxels of one row at a time.
-class ContourRow {
-public:
-    ContourRow(const LabelImage& labels, std::uint64_t firstX, std::uint64_t width)
-        : labels_(labels), firstX_(firstX), differs_(width) {}
-
-    /// Non-zero where a voxel of row y, from the first column on, is one of a contour.
-    const std::vector<std::uint16_t>& At(std::uint64_t y) {
-        const std::uint16_t* here = labels_.Row(y);
-        // A row repeated in the place of one beyond the border adds no difference that the row itself does not show.
-        const std::uint16_t* above = y > 0 ? labels_.Row(y - 1) : here;
-        const std::uint16_t* below = y + 1 < labels_.SizeY() ? labels_.Row(y + 1) : here;
-        const std::uint64_t lastX = labels_.SizeX() - 1;
-        const std::uint64_t end = firstX_ + differs_.size();
-        for (const std::uint64_t x : {firstX_, end - 1}) {
-            const std::uint64_t left = x > 0 ? x - 1 : x;
-            const std::uint64_t right = x < lastX ? x + 1 : x;
-            differs_[x - firstX_] = Difference(above, here, below, left, x, right);
-        }
-        std::uint16_t* const differs = differs_.data();
-        const std::uint64_t firstX = firstX_;
-        for (std::uint64_t x = firstX + 1; x + 1 < end; ++x) {
-            differs[x - firstX] = Difference(above, here, below, x - 1, x, x + 1);
-        }
-        return differs_;
-    }
-
-private:
-    static std::uint16_t Difference(const std::uint16_t* above, const std::uint16_t* here, const std::uint16_t* below,
-                                    std::uint64_t left, std::uint64_t x, std::uint64_t right) {
-        const std::uint16_t label = here[x];
-        const auto any = static_cast<std::uint16_t>(
-            (above[left] ^ label) | (above[x] ^ label) | (above[right] ^ label) | (here[left] ^ label) |
-            (here[right] ^ label) | (below[left] ^ label) | (below[x] ^ label) | (below[right] ^ label));
-        return label == 0 ? std::uint16_t{0} : any;
-    }
-
-    const LabelImage& labels_;
-    std::uint64_t firstX_;
-    std::vector<std::uint16_t> differs_;
-};
 
 void PaintGrey(const std::uint8_t* grey, std::uint64_t width, Rgb8* out) {
     for (std::uint64_t x = 0; x < width; ++x) out[x] = {grey[x], grey[x], grey[x]};
@@ -145,11 +103,9 @@ std::vector<ContourVoxel> ContourVoxels(const LabelImage& labels, const PixelRec
     if (part.width == 0 || part.height == 0) return voxels;
     ContourRow contour(labels, part.x, part.width);
     for (std::uint64_t y = part.y; y < part.y + part.height; ++y) {
-        const std::vector<std::uint16_t>& marks = contour.At(y);
-        const std::uint16_t* label = labels.Row(y) + part.x;
-        for (std::uint64_t x = 0; x < part.width; ++x) {
-            if (marks[x] != 0) voxels.push_back({part.x + x, y, label[x]});
-        }
+        contour.ForEach(y, [&](std::uint64_t x, std::uint64_t row, std::uint16_t label) {
+            voxels.push_back({x, row, label});
+        });
     }
     return voxels;
 }

@@ -12,20 +12,6 @@ namespace Korvane {
 /// The pen of the tools: the current label's colour, white for 0.
 qvox::Rgb8 ToolColour(std::uint16_t currentLabel);
 
-/// How the labels of a view are drawn.
-struct LabelDrawing {
-    LabelStyle painted = LabelStyle::kNone;  ///< what is painted into the picture before it is scaled
-    bool contourPoints = false;              ///< whether contour voxels are drawn as single screen points afterwards
-};
-
-/// Below scale 1 contours are drawn as points, so that thin outlines outlive the scaling; else they are painted.
-LabelDrawing DrawingOf(LabelStyle style, float zoomFactor);
-
-/// Draws contour voxels as single points of a picture of the client area; what falls beside it is left out, of voxels
-/// that share a point the last one shows. A voxel's point is its coordinate times the zoom factor, rounded, less the
-/// start.
-void PlotContourVoxels(const std::vector<ContourVoxel>& voxels, const ViewState& view, ColourPicture& picture);
-
 /// The circle under the pointer, in image coordinates.
 struct ToolOutline {
     Pixel centre;
@@ -35,6 +21,10 @@ ToolOutline OutlineAt(const ViewState& view, const EditingState& state, const Cl
 
 /// The voxels that the contour being drawn leads through, in order; the last one is drawn as a point as well.
 std::vector<Pixel> ContourLine(const EditingState& state, const qvox::LabelImage& labels);
+
+/// The rectangle of the last piece of the contour being drawn: of its last two points, or its only one; of width 0
+/// without points.
+PixelRectangle ContourTip(const EditingState& state, const qvox::LabelImage& labels);
 
 /// Where a label's number is written, in pixels of the scaled image.
 struct NumberPlace {

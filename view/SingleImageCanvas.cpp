@@ -6,6 +6,8 @@
 #include <wx/dcclient.h>
 #include <wx/image.h>
 #include <wx/log.h>
+#include <wx/region.h>
+#include <wx/utils.h>
 
 #include "OverlayGeometry.h"
 
@@ -19,34 +21,6 @@ wxColour PenColour(std::uint16_t currentLabel) {
 }
 
 wxPoint PointOf(const Pixel& pixel) { return {static_cast<int>(pixel.x), static_cast<int>(pixel.y)}; }
-
-void DrawContour(wxDC& dc, const std::vector<Pixel>& line, std::uint16_t label) {
-    dc.SetPen(wxPen(PenColour(label), 1));
-    dc.SetBrush(*wxTRANSPARENT_BRUSH);
-    for (std::size_t i = 1; i < line.size(); ++i) dc.DrawLine(PointOf(line[i - 1]), PointOf(line[i]));
-    dc.DrawPoint(PointOf(line.back()));
-}
-
-/// Farther from its anchor than this no number reaches, in window pixels.
-constexpr int kNumberReach = 60;
-
-void DrawNumbers(wxDC& dc, const std::vector<LabelAnchor>& anchors, float scale, const wxRect& visible) {
-    dc.SetFont(wxFont(10, wxFONTFAMILY_SWISS, wxFONTSTYLE_NORMAL, wxFONTWEIGHT_BOLD));
-    wxRect near = visible;
-    near.Inflate(kNumberReach);
-    for (const LabelAnchor& anchor : anchors) {
-        const auto x = static_cast<int>(static_cast<float>(anchor.x) * scale);
-        const auto y = static_cast<int>(static_cast<float>(anchor.y) * scale);
-        if (!near.Contains(x, y)) continue;
-        const wxString text = wxString::Format("%d", static_cast<int>(anchor.label));
-        const wxSize extent = dc.GetTextExtent(text);
-        const NumberPlace place = PlaceNumber(anchor, scale, {extent.x, extent.y});
-        dc.SetTextForeground(*wxBLACK);
-        dc.DrawText(text, place.shadow.x, place.shadow.y);
-        dc.SetTextForeground(*wxWHITE);
-        dc.DrawText(text, place.text.x, place.text.y);
-    }
-}
 
 }  // namespace
 
@@ -68,6 +42,7 @@ SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
     Bind(wxEVT_MOUSEWHEEL, [this](wxMouseEvent& event) {
         pointer_ = event.GetPosition();
         owner_.OnMouseWheel(event);
+        RefreshOutline();
     });
     // Typed characters go to whatever has the focus and no further; a frame cannot have it, so they are handed on.
     Bind(wxEVT_CHAR, [this](wxKeyEvent& event) { owner_.OnChar(event); });
@@ -119,23 +94,45 @@ ImagePoint SingleImageCanvas::ImagePointUnder(const wxPoint& pointer) const {
 
 bool SingleImageCanvas::PointerInside() const { return wxRect(GetClientSize()).Contains(pointer_); }
 
+wxPoint SingleImageCanvas::PointerAnywhere() const {
+    return PointerInside() ? pointer_ : ScreenToClient(wxGetMousePosition());
+}
+
 void SingleImageCanvas::RefreshImagePart(const PixelRectangle& part) {
-    if (owner_.StateOfCanvas().numbers == CanvasState::Numbers::kShown) {
-        // Numbers far from the edit may have moved or gone.
-        Refresh(false);
-        return;
+    RefreshPixels(part);
+    if (owner_.StateOfCanvas().numbers == CanvasState::Numbers::kHidden) return;
+    const std::vector<LabelAnchor>& anchors = owner_.NumberAnchors();
+    const wxPoint start = GetViewStart();
+    const float zoom = ZoomFactor(owner_.StateOfCanvas().zoomLevel);
+    for (const LabelAnchor& anchor : ChangedAnchors(shownAnchors_, anchors)) {
+        wxRect number = overlay_.NumberRectangle(anchor, zoom, Density());
+        number.Offset(-start);
+        RefreshInside(number);
     }
+    shownAnchors_ = anchors;
+}
+
+void SingleImageCanvas::RefreshPixels(const PixelRectangle& part) {
+    if (part.width == 0 || part.height == 0) return;
     const ViewState view = View();
     const float zoom = ZoomFactor(view.zoomLevel);
     const auto window = [&](std::uint64_t at, float beside, int origin) {
         return static_cast<int>(std::floor((static_cast<float>(at) + beside) * zoom)) - origin;
     };
     // Contours change up to one pixel beside the edit.
-    const wxPoint first(window(part.x, -1.0f, view.start.x) - 1, window(part.y, -1.0f, view.start.y) - 1);
-    const wxPoint last(window(part.x + part.width, 1.0f, view.start.x) + 1,
-                       window(part.y + part.height, 1.0f, view.start.y) + 1);
-    RefreshRect(wxRect(first, last).Intersect(wxRect(GetClientSize())), false);
+    const wxPoint first(window(part.x, -1.0f, view.start.x), window(part.y, -1.0f, view.start.y));
+    const wxPoint last(window(part.x + part.width, 1.0f, view.start.x),
+                       window(part.y + part.height, 1.0f, view.start.y));
+    wxRect rectangle(first, last);
+    RefreshInside(rectangle.Inflate(2));
 }
+
+void SingleImageCanvas::RefreshInside(const wxRect& rectangle) {
+    const wxRect client(GetClientSize());
+    if (rectangle.Intersects(client)) RefreshRect(rectangle.Intersect(client), false);
+}
+
+int SingleImageCanvas::Density() const { return std::max(1, static_cast<int>(std::lround(GetContentScaleFactor()))); }
 
 wxRect SingleImageCanvas::OutlineRectangle(const CanvasState& state) const {
     if (raw_ == nullptr || !PointerInside() || state.editing == nullptr) return {};
@@ -146,9 +143,9 @@ wxRect SingleImageCanvas::OutlineRectangle(const CanvasState& state) const {
 }
 
 void SingleImageCanvas::RefreshOutline() {
-    if (!drawnOutline_.IsEmpty()) RefreshRect(drawnOutline_, false);
+    RefreshInside(drawnOutline_);
     drawnOutline_ = OutlineRectangle(owner_.StateOfCanvas());
-    if (!drawnOutline_.IsEmpty()) RefreshRect(drawnOutline_, false);
+    RefreshInside(drawnOutline_);
 }
 
 void SingleImageCanvas::OnMouse(wxMouseEvent& event) {
@@ -159,25 +156,26 @@ void SingleImageCanvas::OnMouse(wxMouseEvent& event) {
     event.Skip(event.LeftDown());
 }
 
-void SingleImageCanvas::PaintPicture(wxDC& dc, const wxRect& box, const CanvasState& state) {
+void SingleImageCanvas::PaintRectangle(wxDC& dc, const wxRect& box, const CanvasState& state,
+                                       const std::vector<LabelAnchor>& anchors) {
     const wxPoint start = GetViewStart();
-    PaintView(grey_, *labels_, state.style, {start.x, start.y, ZoomFactor(state.zoomLevel)},
-              {box.x, box.y, box.width, box.height}, painted_);
+    const int density = Density();
+    const float zoom = ZoomFactor(state.zoomLevel);
+    // In the pixels of the screen, of which there can be several to one of the window.
+    PaintView(grey_, *labels_, state.style, {start.x * density, start.y * density, zoom * static_cast<float>(density)},
+              {box.x * density, box.y * density, box.width * density, box.height * density}, painted_);
+    overlay_.Draw(painted_, *labels_, anchors, state, {box.GetPosition() + start, zoom, density});
     static_assert(sizeof(qvox::Rgb8) == 3, "the painted rows are handed over as they are");
-    const wxImage image(box.GetSize(), reinterpret_cast<unsigned char*>(painted_.begin()), true);
-    dc.DrawBitmap(wxBitmap(image), box.GetPosition());
+    const wxImage image(box.GetSize() * density, reinterpret_cast<unsigned char*>(painted_.begin()), true);
+    dc.DrawBitmap(wxBitmap(image, wxBITMAP_SCREEN_DEPTH, density), box.GetPosition());
 }
 
-void SingleImageCanvas::DrawOverlay(wxDC& dc, const qvox::LabelImage& labels, const std::vector<LabelAnchor>& anchors,
-                                    const CanvasState& state, float scale, const wxRect& visible) {
-    dc.SetUserScale(static_cast<double>(scale), static_cast<double>(scale));
-    if (state.editing != nullptr && !state.editing->contourPoints.empty()) {
-        DrawContour(dc, ContourLine(*state.editing, labels), state.currentLabel);
+void SingleImageCanvas::PaintDamage(wxDC& dc, const CanvasState& state, const std::vector<LabelAnchor>& anchors) {
+    const wxRect client(GetClientSize());
+    for (wxRegionIterator damage(GetUpdateRegion()); damage; ++damage) {
+        const wxRect box = damage.GetRect().Intersect(client);
+        if (!box.IsEmpty()) PaintRectangle(dc, box, state, anchors);
     }
-    if (state.numbers == CanvasState::Numbers::kHidden) return;
-    dc.SetUserScale(1.0, 1.0);
-    DrawNumbers(dc, anchors, scale, visible);
-    dc.SetUserScale(static_cast<double>(scale), static_cast<double>(scale));
 }
 
 void SingleImageCanvas::DrawOutline(wxDC& dc, const CanvasState& state) {
@@ -191,26 +189,30 @@ void SingleImageCanvas::DrawOutline(wxDC& dc, const CanvasState& state) {
 void SingleImageCanvas::OnPaint(wxPaintEvent&) {
     wxPaintDC dc(this);
     owner_.OnCanvasPainted();
-    const wxRect client(GetClientSize());
-    const wxRect box = GetUpdateRegion().GetBox().Intersect(client);
     if (raw_ == nullptr) {
         dc.SetBackground(wxBrush(wxColour(kViewBackground.r, kViewBackground.g, kViewBackground.b)));
         dc.Clear();
         return;
     }
-    if (box.IsEmpty()) return;
     try {
         const CanvasState state = owner_.StateOfCanvas();
-        PaintPicture(dc, box, state);
-        static const std::vector<LabelAnchor> kNoAnchors;
-        const bool numbers = state.numbers == CanvasState::Numbers::kShown;
-        DoPrepareDC(dc);
-        wxRect visible = box;
-        visible.Offset(GetViewStart());
-        DrawOverlay(dc, *labels_, numbers ? owner_.NumberAnchors() : kNoAnchors, state, ZoomFactor(state.zoomLevel),
-                    visible);
+        if (state.numbers == CanvasState::Numbers::kShown) {
+            shownAnchors_ = owner_.NumberAnchors();
+        } else {
+            shownAnchors_.clear();
+        }
+        PaintDamage(dc, state, shownAnchors_);
         owner_.RefreshStatusTexts();
+        DoPrepareDC(dc);
+        const auto zoom = static_cast<double>(ZoomFactor(state.zoomLevel));
+        dc.SetUserScale(zoom, zoom);
         DrawOutline(dc, state);
+        // The zoom, the radius or the mode may have changed since the pointer moved; and a paint can come between a
+        // movement and RefreshOutline, of a part that leaves the old outline where it is.
+        const wxRect all(GetClientSize());
+        const bool painted = GetUpdateRegion().Contains(drawnOutline_.Intersect(all)) == wxInRegion;
+        const wxRect drawn = OutlineRectangle(state);
+        drawnOutline_ = painted || drawnOutline_.IsEmpty() ? drawn : drawn.Union(drawnOutline_);
     } catch (const std::exception& error) {
         // A question or message now would paint again and fail again; the picture stays as far as it got.
         wxLogDebug("Painting failed: %s", error.what());

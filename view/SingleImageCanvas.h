@@ -8,6 +8,7 @@
 
 #include "CanvasOwner.h"
 #include "LabelPainter.h"
+#include "OverlayDrawing.h"
 #include "ViewPainter.h"
 
 namespace Korvane {
@@ -39,20 +40,24 @@ public:
     /// The pointer in window pixels, as last heard of; outside the client area when it left.
     wxPoint Pointer() const { return pointer_; }
     bool PointerInside() const;
+    /// The same, but outside the client area where the pointer is by what the display says now.
+    wxPoint PointerAnywhere() const;
 
-    /// Repaints what an edit of this rectangle of the image changed.
+    /// Repaints what an edit of this rectangle of the image changed: the rectangle, contours beside it, and the numbers
+    /// that it moved.
     void RefreshImagePart(const PixelRectangle& part);
+    /// Repaints a rectangle of the image, and one pixel of the image around it.
+    void RefreshPixels(const PixelRectangle& part);
     /// Repaints the outline where it was and where it is.
     void RefreshOutline();
-
-    /// Draws over a painted picture whose pixels are `scale` wide: the contour being drawn and the numbers.
-    static void DrawOverlay(wxDC& dc, const qvox::LabelImage& labels, const std::vector<LabelAnchor>& anchors,
-                            const CanvasState& state, float scale, const wxRect& visible);
 
 private:
     void OnPaint(wxPaintEvent& event);
     void OnMouse(wxMouseEvent& event);
-    void PaintPicture(wxDC& dc, const wxRect& box, const CanvasState& state);
+    void PaintDamage(wxDC& dc, const CanvasState& state, const std::vector<LabelAnchor>& anchors);
+    void PaintRectangle(wxDC& dc, const wxRect& box, const CanvasState& state, const std::vector<LabelAnchor>& anchors);
+    void RefreshInside(const wxRect& rectangle);
+    int Density() const;
     void DrawOutline(wxDC& dc, const CanvasState& state);
     wxRect OutlineRectangle(const CanvasState& state) const;
 
@@ -61,6 +66,8 @@ private:
     const qvox::LabelImage* labels_ = nullptr;
     GreyPicture grey_;
     ColourPicture painted_;
+    OverlayDrawing overlay_;
+    std::vector<LabelAnchor> shownAnchors_;  ///< of the numbers on the screen
     wxPoint pointer_{-1, -1};
     wxRect drawnOutline_;
 };

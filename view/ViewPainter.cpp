@@ -3,39 +3,36 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <utility>
 #include <vector>
 
+#include "ContourRow.h"
 #include "LabelColours.h"
 
 namespace Korvane {
 
 namespace {
 
-constexpr std::int64_t kOutside = -1;
+/// The image columns (or rows) that a stretch of the window shows.
+struct Samples {
+    std::vector<std::uint64_t> at;  ///< of window pixels first, first + 1, ...; they ascend
+    std::size_t first = 0;          ///< those before lie outside the image, and so do all past the end
+    std::uint64_t Begin() const { return at.empty() ? 0 : at.front(); }
+    std::uint64_t End() const { return at.empty() ? 0 : at.back() + 1; }
+    std::size_t Past() const { return first + at.size(); }
+};
 
-/// The image column of every window column, kOutside beyond the image.
-std::vector<std::int64_t> ImageCoordinates(int start, int first, int count, float zoom, std::uint64_t size) {
-    std::vector<std::int64_t> coordinates(static_cast<std::size_t>(std::max(count, 0)));
+Samples SamplesOf(int start, int first, int count, float zoom, std::uint64_t size) {
+    Samples samples;
+    samples.at.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         const std::int64_t at = ImageCoordinate(start, first + i, zoom);
-        const bool inside = at >= 0 && at < static_cast<std::int64_t>(size);
-        coordinates[static_cast<std::size_t>(i)] = inside ? at : kOutside;
+        if (at < 0) {
+            ++samples.first;
+        } else if (at < static_cast<std::int64_t>(size)) {
+            samples.at.push_back(static_cast<std::uint64_t>(at));
+        }
     }
-    return coordinates;
-}
-
-/// First and one past the last of the coordinates inside the image.
-std::pair<std::uint64_t, std::uint64_t> Span(const std::vector<std::int64_t>& coordinates) {
-    std::int64_t first = kOutside;
-    std::int64_t last = kOutside;
-    for (const std::int64_t at : coordinates) {
-        if (at == kOutside) continue;
-        if (first == kOutside) first = at;
-        last = at;
-    }
-    return first == kOutside ? std::pair<std::uint64_t, std::uint64_t>{0, 0}
-                             : std::pair<std::uint64_t, std::uint64_t>{first, last + 1};
+    return samples;
 }
 
 /// One past the last voxel that falls before a window coordinate.
@@ -44,21 +41,45 @@ std::uint64_t PastEnd(int windowEnd, float zoom, std::uint64_t size) {
         std::clamp<std::int64_t>(ImageCoordinate(0, windowEnd, zoom) + 1, 0, static_cast<std::int64_t>(size)));
 }
 
-template <typename ColourAt>
-void PaintRows(const std::vector<std::int64_t>& columns, const std::vector<std::int64_t>& rows, ColourPicture& picture,
-               ColourAt colourAt) {
-    for (std::size_t y = 0; y < rows.size(); ++y) {
-        qvox::Rgb8* out = picture.Row(y);
-        for (std::size_t x = 0; x < columns.size(); ++x) {
-            const bool inside = rows[y] != kOutside && columns[x] != kOutside;
-            out[x] = inside ? colourAt(static_cast<std::uint64_t>(columns[x]), static_cast<std::uint64_t>(rows[y]))
-                            : kViewBackground;
+/// `rowAt(y)` gives the colour of each column of an image row.
+template <typename RowAt>
+void PaintRows(const Samples& columns, const Samples& rows, ColourPicture& picture, RowAt rowAt) {
+    for (std::size_t y = 0; y < picture.SizeY(); ++y) {
+        qvox::Rgb8* const out = picture.Row(y);
+        qvox::Rgb8* const end = out + picture.SizeX();
+        if (y < rows.first || y >= rows.Past()) {
+            std::fill(out, end, kViewBackground);
+            continue;
         }
+        const auto colourAt = rowAt(rows.at[y - rows.first]);
+        std::fill(out, out + columns.first, kViewBackground);
+        qvox::Rgb8* inside = out + columns.first;
+        for (const std::uint64_t x : columns.at) *inside++ = colourAt(x);
+        std::fill(inside, end, kViewBackground);
     }
 }
 
 int WindowCoordinate(std::uint64_t at, int start, float zoom) {
     return static_cast<int>(std::floor(static_cast<float>(at) * zoom)) - start;
+}
+
+/// Draws the contour voxels one by one over a rectangle whose sampled part of the image is `part`.
+void DrawContourPoints(const qvox::LabelImage& labels, const ViewPort& port, const WindowRectangle& rectangle,
+                       const PixelRectangle& part, ColourPicture& picture) {
+    if (part.width == 0 || part.height == 0) return;
+    // Voxels past the last one sampled still fall into the last window column or row.
+    const std::uint64_t right = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, labels.SizeX());
+    const std::uint64_t bottom = PastEnd(port.startY + rectangle.y + rectangle.height, port.zoom, labels.SizeY());
+    ContourRow contour(labels, part.x, right - part.x);
+    for (std::uint64_t row = part.y; row < bottom; ++row) {
+        const int windowY = WindowCoordinate(row, port.startY, port.zoom) - rectangle.y;
+        if (windowY < 0 || windowY >= rectangle.height) continue;
+        qvox::Rgb8* const out = picture.Row(static_cast<std::uint64_t>(windowY));
+        contour.ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) {
+            const int windowX = WindowCoordinate(x, port.startX, port.zoom) - rectangle.x;
+            if (windowX >= 0 && windowX < rectangle.width) out[windowX] = LabelColour(label);
+        });
+    }
 }
 
 }  // namespace
@@ -73,43 +94,32 @@ void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelSty
         picture.Release();
         return;
     }
-    const auto columns = ImageCoordinates(port.startX, rectangle.x, rectangle.width, port.zoom, grey.SizeX());
-    const auto rows = ImageCoordinates(port.startY, rectangle.y, rectangle.height, port.zoom, grey.SizeY());
-    picture.Resize(columns.size(), rows.size(), 1);
+    const Samples columns = SamplesOf(port.startX, rectangle.x, rectangle.width, port.zoom, grey.SizeX());
+    const Samples rows = SamplesOf(port.startY, rectangle.y, rectangle.height, port.zoom, grey.SizeY());
+    picture.Resize(static_cast<std::uint64_t>(rectangle.width), static_cast<std::uint64_t>(rectangle.height), 1);
     if (grey.SizeZ() > 1) style = LabelStyle::kNone;
-    const auto [left, right] = Span(columns);
-    const auto [top, bottom] = Span(rows);
-    const PixelRectangle part{left, top, right - left, bottom - top};
-    const auto greyAt = [&](std::uint64_t x, std::uint64_t y) {
-        const std::uint8_t level = grey(x, y);
-        return qvox::Rgb8{level, level, level};
-    };
+    const PixelRectangle part{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(),
+                              rows.End() - rows.Begin()};
     if (style == LabelStyle::kRegions) {
-        PaintRows(columns, rows, picture, [&](std::uint64_t x, std::uint64_t y) {
-            const std::uint16_t label = labels(x, y);
-            return label == 0 ? greyAt(x, y) : LabelColour(label);
+        PaintRows(columns, rows, picture, [&](std::uint64_t y) {
+            return [level = grey.Row(y), label = labels.Row(y)](std::uint64_t x) {
+                return label[x] == 0 ? qvox::Rgb8{level[x], level[x], level[x]} : LabelColour(label[x]);
+            };
         });
         return;
     }
     if (style == LabelStyle::kContours && port.zoom >= 1.0f) {
         ColourPicture painted;
         PaintLabels(grey, labels, style, part, painted);
-        PaintRows(columns, rows, picture,
-                  [&](std::uint64_t x, std::uint64_t y) { return painted(x - part.x, y - part.y); });
+        PaintRows(columns, rows, picture, [&](std::uint64_t y) {
+            return [colour = painted.Row(y - part.y), left = part.x](std::uint64_t x) { return colour[x - left]; };
+        });
         return;
     }
-    PaintRows(columns, rows, picture, greyAt);
-    if (style == LabelStyle::kNone || part.width == 0 || part.height == 0) return;
-    // Voxels past the last one sampled still fall into the last window column or row.
-    PixelRectangle under = part;
-    under.width = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, grey.SizeX()) - part.x;
-    under.height = PastEnd(port.startY + rectangle.y + rectangle.height, port.zoom, grey.SizeY()) - part.y;
-    for (const ContourVoxel& voxel : ContourVoxels(labels, under)) {
-        const int x = WindowCoordinate(voxel.x, port.startX, port.zoom) - rectangle.x;
-        const int y = WindowCoordinate(voxel.y, port.startY, port.zoom) - rectangle.y;
-        if (x < 0 || y < 0 || x >= rectangle.width || y >= rectangle.height) continue;
-        picture(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)) = LabelColour(voxel.label);
-    }
+    PaintRows(columns, rows, picture, [&](std::uint64_t y) {
+        return [level = grey.Row(y)](std::uint64_t x) { return qvox::Rgb8{level[x], level[x], level[x]}; };
+    });
+    if (style == LabelStyle::kContours) DrawContourPoints(labels, port, rectangle, part, picture);
 }
 
 }  // namespace Korvane

@@ -8,7 +8,6 @@ namespace Korvane {
 
 namespace {
 
-constexpr int kUsualWheelDelta = 120;
 constexpr std::uint64_t kFitMarginPx = 4;
 
 /// Truncates; what no int can hold becomes the nearest one, NaN 0.
@@ -37,16 +36,6 @@ int RescaledStart(int start, int pointer, float oldFactor, float newFactor) {
 }
 
 bool ShowsImage(const ViewState& view) { return view.imageWidth > 0 && view.imageHeight > 0; }
-
-/// First voxel and number of voxels visible along one axis.
-void VisibleRange(int start, int client, float factor, std::uint64_t size, std::uint64_t& first, std::uint64_t& count) {
-    const std::int64_t from = Truncated(ToImage(start, 0, factor));
-    const std::int64_t to = std::int64_t{Truncated(ToImage(start, client, factor))} + 2;
-    const auto end = static_cast<std::int64_t>(size);
-    first = static_cast<std::uint64_t>(std::clamp<std::int64_t>(from, 0, end));
-    const auto last = static_cast<std::uint64_t>(std::clamp<std::int64_t>(to, 0, end));
-    count = client > 0 && last > first ? last - first : 0;
-}
 
 int Fitted(int screen, std::uint64_t image) {
     const auto most = static_cast<std::uint64_t>(std::max(screen, 0)) * 85 / 100;
@@ -103,15 +92,6 @@ ZoomChange ChangeZoom(const ViewState& view, int requestedLevel, const ClientPoi
     return change;
 }
 
-PixelRectangle VisiblePart(const ViewState& view) {
-    const float factor = ZoomFactor(view.zoomLevel);
-    PixelRectangle part;
-    VisibleRange(view.start.x, view.client.width, factor, view.imageWidth, part.x, part.width);
-    VisibleRange(view.start.y, view.client.height, factor, view.imageHeight, part.y, part.height);
-    if (part.width == 0 || part.height == 0) return {};
-    return part;
-}
-
 ClientPoint KeyboardScrolled(const ViewState& view, ScrollDirection direction) {
     ClientPoint start = view.start;
     switch (direction) {
@@ -131,13 +111,9 @@ ClientPoint KeyboardScrolled(const ViewState& view, ScrollDirection direction) {
     return start;
 }
 
-int WheelSum::Turn(int rotation, int delta, WheelAxis axis) {
-    if (axis != WheelAxis::kVertical || rotation == 0) return 0;
-    const int notch = delta < 1 ? kUsualWheelDelta : delta;
-    if ((rotation > 0) != (rest_ > 0)) rest_ = 0;
-    const int sum = Sum(rest_, rotation);
-    rest_ = sum % notch;
-    return sum / notch;
+int WheelSteps(int rotation, WheelAxis axis) {
+    if (axis != WheelAxis::kVertical) return 0;
+    return rotation > 0 ? 1 : rotation < 0 ? -1 : 0;
 }
 
 ClientSize FittedClientSize(const ClientSize& screen, std::uint64_t imageWidth, std::uint64_t imageHeight) {

@@ -2,8 +2,6 @@
 
 #include <cstdint>
 
-#include "LabelPainter.h"
-
 namespace Korvane {
 
 inline constexpr int kMinZoomLevel = -13;
@@ -75,10 +73,6 @@ struct ZoomChange {
 /// level stays. Without an image, size and start are 0 and nothing is to be scrolled.
 ZoomChange ChangeZoom(const ViewState& view, int requestedLevel, const ClientPoint& pointer);
 
-/// The part of the image to paint: columns from trunc(start / factor) up to, not including,
-/// trunc((start + client size) / factor) + 2, inside the image; rows likewise. Its sizes are 0 when nothing is visible.
-PixelRectangle VisiblePart(const ViewState& view);
-
 enum class ScrollDirection { kLeft, kRight, kUp, kDown };
 
 /// Where an arrow key scrolls to, not clamped.
@@ -86,20 +80,9 @@ ClientPoint KeyboardScrolled(const ViewState& view, ScrollDirection direction);
 
 enum class WheelAxis { kVertical, kHorizontal };
 
-/// Sums wheel rotation, because wheels and touchpads report fractions of a notch.
-class WheelSum {
-public:
-    /// How many levels to zoom by for one event: the whole notches that are full now, with their sign. What is left is
-    /// kept for the next event and dropped when the direction changes. Events of the horizontal axis and rotations of
-    /// 0 count for nothing and keep the rest. `delta` is the rotation of one notch; below 1 it counts as 120.
-    int Turn(int rotation, int delta, WheelAxis axis);
-
-    /// Drops what is left, as when another position is shown.
-    void Reset() { rest_ = 0; }
-
-private:
-    int rest_ = 0;
-};
+/// How many levels to zoom by for one event of the wheel: one, in the direction of its rotation, however far that was;
+/// none for a rotation of 0 or about the horizontal axis.
+int WheelSteps(int rotation, WheelAxis axis);
 
 /// The client size of a frame that shows an image without scrolling, if the screen allows: along each axis the smaller
 /// of 85 % of the screen (truncated) and the image with a margin of 4.

@@ -174,7 +174,7 @@ std::string LimitText(const std::string& stage, const korvane_bench::MachineLimi
     }
     if (limit == 0.0) return "";
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f", limit);
+    std::snprintf(text, sizeof text, " %.1f", limit);
     return text;
 }
 
@@ -193,7 +193,7 @@ void PrintProfile(const char* name, const Profile& profile, const std::vector<st
             figure == figures.end() ? std::printf(" |") : std::printf(" %.1f |", figure->second);
         }
         stage == kPlainRatio ? std::printf(" |") : std::printf(" %.1f |", profile.bytes.at(stage).at(sizes.back()));
-        std::printf(" %s |\n", LimitText(stage, machine).c_str());
+        std::printf("%s |\n", LimitText(stage, machine).c_str());
     }
     std::fflush(stdout);
 }

@@ -67,12 +67,12 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
             if (Between(random, 0, 9) == 0) code = Korvane::kBackground;
         }
         const std::int64_t limit = Between(random, 0, 40);
-        Korvane::OpenComponents components(map.Plane(), Korvane::kOpen);
+        Korvane::OpenComponents components(map.Plane(), Korvane::kOpen, limit);
         for (int step = 0; step < 30; ++step) {
             const std::set<std::pair<int, std::int64_t>> expected = ComponentsByFlooding(map, limit);
             std::set<std::pair<int, std::int64_t>> taken;
             int last = -1;
-            for (const Korvane::TakenComponent& component : components.TakeSmall(limit, Korvane::kAnalysed)) {
+            for (const Korvane::TakenComponent& component : components.TakeSmall(Korvane::kAnalysed)) {
                 EXPECT_GT(component.first, last) << "order, seed " << seed;
                 last = component.first;
                 taken.emplace(component.first, component.area);
@@ -82,7 +82,7 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
                 const int pixel = Between(random, 0, map.width * map.height - 1);
                 if (map.codes[static_cast<std::size_t>(pixel)] == Korvane::kOpen) {
                     map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
-                    components.Remove(pixel);
+                    components.Remove(pixel % map.width, pixel / map.width);
                 }
             }
         }
@@ -91,13 +91,13 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
 
 TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
     CodeMap map(5, 3, Korvane::kOpen);
-    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen);
-    EXPECT_TRUE(components.TakeSmall(9, Korvane::kAnalysed).empty());
+    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen, 3);
+    EXPECT_TRUE(components.TakeSmall(Korvane::kAnalysed).empty());
     for (int y = 0; y < 3; ++y) {
         map.At(1, y) = Korvane::kBackground;
-        components.Remove(y * 5 + 1);
+        components.Remove(1, y);
     }
-    const auto& taken = components.TakeSmall(3, Korvane::kAnalysed);
+    const auto& taken = components.TakeSmall(Korvane::kAnalysed);
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 0);
     EXPECT_EQ(taken[0].area, 3);
@@ -105,13 +105,13 @@ TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
 
 TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
     CodeMap map(5, 5, Korvane::kOpen);
-    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen);
-    EXPECT_TRUE(components.TakeSmall(1, Korvane::kAnalysed).empty());
+    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen, 1);
+    EXPECT_TRUE(components.TakeSmall(Korvane::kAnalysed).empty());
     for (const int pixel : {7, 11, 13, 17}) {
         map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
-        components.Remove(pixel);
+        components.Remove(pixel % 5, pixel / 5);
     }
-    const auto& taken = components.TakeSmall(1, Korvane::kAnalysed);
+    const auto& taken = components.TakeSmall(Korvane::kAnalysed);
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 12);
 }
@@ -127,12 +127,13 @@ cv::Mat RandomSet(std::mt19937& random, int width, int height) {
 /// Changes the kept set, held in `known`, to `wanted`.
 template <typename Kept>
 void ChangeTo(const cv::Mat& wanted, cv::Mat& known, Kept& kept) {
+    const Korvane::BitGrid grid(wanted.cols, wanted.rows);
     for (int y = 0; y < wanted.rows; ++y) {
         for (int x = 0; x < wanted.cols; ++x) {
             const bool now = wanted.at<float>(y, x) == 1.0f;
             const bool before = known.at<float>(y, x) == 1.0f;
-            if (now && !before) kept.Add(x, y);
-            if (!now && before) kept.Remove(x, y);
+            if (now && !before) kept.Add(grid.WordAt(x, y), Korvane::BitGrid::Bit(x));
+            if (!now && before) kept.Remove(grid.WordAt(x, y), Korvane::BitGrid::Bit(x));
         }
     }
     kept.Update();
@@ -157,6 +158,74 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < width; ++x) {
                     ASSERT_EQ(*skeleton.At(x, y) == Korvane::NetworkSkeleton::kLine, wanted.at<float>(y, x) == 1.0f)
+                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
+                }
+            }
+        }
+    }
+}
+
+/// Changes a wide set, solid but for a few holes, by discs: thinning and eroding it takes up to a hundred steps.
+void ChangeByDiscs(std::mt19937& random, cv::Mat& set) {
+    for (int i = Between(random, 1, 3); i > 0; --i) {
+        const cv::Point at(Between(random, 0, set.cols - 1), Between(random, 0, set.rows - 1));
+        const int largest = Between(random, 0, 3) == 0 ? 50 : 4;
+        cv::circle(set, at, Between(random, 0, largest), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
+    }
+    set.at<float>(0, 0) = 0.0f;  // with no pixel outside the set there is no distance
+}
+
+TEST(NetworkSkeleton, LinesAreThoseOfThinningAWideSetAfterAnyChange) {
+    int mostSteps = 0;
+    for (std::uint32_t seed = 1; seed <= 12; ++seed) {
+        std::mt19937 random(seed);
+        cv::Mat wanted = cv::Mat::ones(Between(random, 90, 220), Between(random, 90, 220), CV_32F);
+        Korvane::NetworkSkeleton skeleton(wanted.cols, wanted.rows);
+        Korvane::NetworkDistance distance(wanted.cols, wanted.rows);
+        cv::Mat known = cv::Mat::zeros(wanted.size(), CV_32F);
+        cv::Mat knownToDistance = known.clone();
+        for (int step = 0; step < 12; ++step) {
+            ChangeByDiscs(random, wanted);
+            ChangeTo(wanted, known, skeleton);
+            ChangeTo(wanted, knownToDistance, distance);
+            cv::Mat plain;
+            cv::distanceTransform(wanted > 0.0f, plain, cv::DIST_L1, 3, CV_32F);
+            cv::Mat lines = wanted.clone();
+            korvane_reference::PlainThinning(lines);
+            const Korvane::BitGrid grid(wanted.cols, wanted.rows);
+            for (int y = 0; y < wanted.rows; ++y) {
+                for (int x = 0; x < wanted.cols; ++x) {
+                    const auto bit = Korvane::BitGrid::Bit(x);
+                    const int expected = static_cast<int>(plain.at<float>(y, x));
+                    mostSteps = std::max(mostSteps, expected);
+                    ASSERT_EQ(*skeleton.At(x, y) == Korvane::NetworkSkeleton::kLine, lines.at<float>(y, x) == 1.0f)
+                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
+                    ASSERT_EQ(distance.LargestIn(grid.WordAt(x, y), bit, ~bit), expected)
+                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
+                }
+            }
+        }
+    }
+    EXPECT_GT(mostSteps, 100);
+}
+
+TEST(NetworkSkeleton, EndsAreTheLinePixelsWithOneNeighbourOffTheBorder) {
+    for (std::uint32_t seed = 1; seed <= 40; ++seed) {
+        std::mt19937 random(seed);
+        const int width = Between(random, 1, 150);
+        const int height = Between(random, 1, 40);
+        Korvane::NetworkSkeleton skeleton(width, height);
+        cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
+        for (int step = 0; step < 4; ++step) {
+            ChangeTo(RandomSet(random, width, height), known, skeleton);
+            cv::Mat lines = known.clone();
+            korvane_reference::PlainThinning(lines);
+            for (int y = 0; y < height; ++y) {
+                for (int x = 0; x < width; ++x) {
+                    const bool isInside = x > 0 && x + 1 < width && y > 0 && y + 1 < height;
+                    const bool expected = isInside && lines.at<float>(y, x) == 1.0f &&
+                                          cv::sum(lines(cv::Rect(x - 1, y - 1, 3, 3)))[0] == 2.0;
+                    ASSERT_EQ(skeleton.IsEnd(x, y), expected)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
@@ -226,7 +295,7 @@ TEST(NetworkDistance, WordsAreKeptUnderTheirLargestDistanceAfterAnyChange) {
 
 /// A map as it is between analyses: background of both kinds, all else open.
 CodeMap RandomBackground(std::mt19937& random) {
-    CodeMap map(Between(random, 2, 150), Between(random, 2, 40), Korvane::kOpen);
+    CodeMap map(Between(random, 2, 150), Between(random, 2, 150), Korvane::kOpen);
     const cv::Mat noise = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5),
                                                      static_cast<std::uint32_t>(random()));
     const cv::Mat kind = korvane_test::NoisePicture(map.width, map.height, 0.5 * Between(random, 1, 5),
@@ -274,11 +343,12 @@ TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
         std::mt19937 random(seed);
         CodeMap map = RandomBackground(random);
         Korvane::TouchedNetwork network(map.Plane());
+        std::vector<PixelRun> cleared;
         for (int tries = 0; tries < 12; ++tries) {
             const int x = Between(random, 0, map.width - 1);
             const int y = Between(random, 0, map.height - 1);
             if (map.At(x, y) == Korvane::kOpen) ExpectTouchedAsInPlainForm(map, network, x, y);
-            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, x});
+            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)}, cleared);
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -315,7 +385,7 @@ TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned
 TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFirst) {
     // From the left end of row 0 the region in columns 1 and 2 and the patch after it are visited; the region in row 2
     // reaches the far side of that patch, and so the patch in column 6 becomes one of its cluster.
-    CodeMap map = MapOf({"2330330", "2000131", "2333331", "1111111"});
+    CodeMap map = MapOf({"2330330", "2000131", "2333331", "2222222"});
     map.At(1, 1) = map.At(2, 1) = map.At(3, 1) = Korvane::kOpen;
     Korvane::TouchedNetwork network(map.Plane());
     network.Touch({{0, 0, 0}});

@@ -3,148 +3,19 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <wx/app.h>
-#include <wx/dirdlg.h>
-#include <wx/evtloop.h>
-#include <wx/filedlg.h>
-#include <wx/log.h>
-#include <wx/menu.h>
-#include <wx/modalhook.h>
-#include <wx/msgdlg.h>
-#include <wx/statusbr.h>
 
 #include "CommandTable.h"
 #include "DetectionDriver.h"
 #include "ImageLoading.h"
-#include "MainFrame.h"
+#include "MainWindow.h"
 #include "PathText.h"
 #include "SingleImageCanvas.h"
 #include "files/ImageFile.h"
-#include "support/TemporaryFolder.h"
 
 namespace {
 
 using namespace Korvane;
-using korvane_test::TemporaryFolder;
-
-/// Answers every modal dialog and remembers what it was.
-class Answers : public wxModalDialogHook {
-public:
-    explicit Answers(int answer) : answer_(answer) { Register(); }
-    ~Answers() override { Unregister(); }
-
-    std::vector<wxString> titles;
-    std::vector<wxString> texts;  ///< of message dialogs
-
-protected:
-    int Enter(wxDialog* dialog) override {
-        // The choosers of the platform keep their title as their message.
-        const auto* const files = dynamic_cast<wxFileDialog*>(dialog);
-        const auto* const folders = dynamic_cast<wxDirDialog*>(dialog);
-        titles.push_back(files != nullptr     ? files->GetMessage()
-                         : folders != nullptr ? folders->GetMessage()
-                                              : dialog->GetTitle());
-        if (const auto* const question = dynamic_cast<wxMessageDialog*>(dialog))
-            texts.push_back(question->GetMessage());
-        return answer_;
-    }
-
-private:
-    int answer_;
-};
-
-/// Keeps what the program tells a person.
-class Told : public wxLog {
-public:
-    Told() : before_(SetActiveTarget(this)) {}
-    ~Told() override { SetActiveTarget(before_); }
-
-    std::vector<wxString> errors;
-    std::vector<wxString> warnings;
-
-protected:
-    void DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo&) override {
-        if (level == wxLOG_Error) errors.push_back(message);
-        if (level == wxLOG_Warning) warnings.push_back(message);
-    }
-
-private:
-    wxLog* before_;
-};
-
-void Pump() {
-    wxTheApp->ProcessPendingEvents();
-    while (wxTheApp->Pending()) wxTheApp->Dispatch();
-    wxTheApp->Yield(true);
-    wxTheApp->ProcessPendingEvents();
-}
-
-class MainWindow : public testing::Test {
-protected:
-    MainWindow() {
-        wxEventLoopBase::SetActive(&loop_);
-        frame = new MainFrame;
-        frame->Show();
-        Pump();
-    }
-
-    ~MainWindow() override {
-        frame->Destroy();
-        Pump();
-        wxEventLoopBase::SetActive(nullptr);
-    }
-
-    void Run(int id) {
-        wxCommandEvent event(wxEVT_MENU, id);
-        frame->ProcessWindowEvent(event);
-        Pump();
-    }
-
-    void Mouse(wxEventType type, int x, int y, bool leftDown) {
-        wxMouseEvent event(type);
-        event.SetPosition({x, y});
-        event.m_leftDown = leftDown;
-        event.SetEventObject(&frame->Canvas());
-        frame->Canvas().ProcessWindowEvent(event);
-    }
-
-    void Key(int code) {
-        wxKeyEvent event(wxEVT_CHAR_HOOK);
-        event.m_keyCode = code;
-        event.SetEventObject(&frame->Canvas());
-        frame->Canvas().ProcessWindowEvent(event);
-        Pump();
-    }
-
-    void OpenSamples() {
-        frame->OpenFiles({PathText(KORVANE_SOURCE_DIR "/samples/vesicles_8bit.tif"),
-                          PathText(KORVANE_SOURCE_DIR "/samples/neighbours_16bit.tif")});
-        Pump();
-        ASSERT_EQ(PositionCount(frame->Store()), 2u);
-    }
-
-    /// A dark square of 64 with a pixel size of 5 nm.
-    void OpenSmall() {
-        qvox::VoxelImage<std::uint8_t> image;
-        image.Resize(64, 64, 1);
-        for (std::uint64_t i = 0; i < image.VoxelCount(); ++i) image[i] = static_cast<std::uint8_t>(i % 251);
-        image.SetResolution({200.0f, 200.0f, 0.0f});
-        for (const char* name : {"a.tif", "b.tif", "c.tif"}) qvox::SaveImageFile(folder.File(name), image);
-        frame->OpenFiles(
-            {PathText(folder.File("a.tif")), PathText(folder.File("b.tif")), PathText(folder.File("c.tif"))});
-        Pump();
-        ASSERT_EQ(PositionCount(frame->Store()), 3u);
-    }
-
-    const qvox::LabelImage& Labels() const { return frame->Store().labelImages[frame->Store().current]; }
-    wxString Status(int field) const { return frame->GetStatusBar()->GetStatusText(field); }
-    bool Checked(int id) const { return frame->GetMenuBar()->IsChecked(id); }
-
-    wxGUIEventLoop loop_;
-    TemporaryFolder folder;
-    Told told;
-    MainFrame* frame = nullptr;
-};
+using namespace korvane_test;
 
 TEST_F(MainWindow, StartsEmptyWithOnlyContoursChecked) {
     EXPECT_EQ(frame->GetTitle(), wxString("TEM Korvane"));
@@ -282,7 +153,8 @@ TEST_F(MainWindow, ClosingWithPositionsAsksAndCancelKeepsEverything) {
     EXPECT_EQ(answers.texts, std::vector<wxString>(2,
                                                    "After terminating the application, all unsaved results will be "
                                                    "irretrievably lost!\nDo you really want to continue?"));
-    EXPECT_FALSE(frame->IsBeingDeleted());
+    EXPECT_FALSE(IsGoing(frame));
+    EXPECT_TRUE(frame->IsShown());
     EXPECT_EQ(PositionCount(frame->Store()), 3u);
 }
 

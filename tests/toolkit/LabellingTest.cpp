@@ -8,6 +8,7 @@
 
 #include "reference/PlainLabelling.h"
 #include "support/TestImages.h"
+#include "support/TrialSizes.h"
 
 namespace {
 
@@ -48,17 +49,13 @@ void CompareWithPlain(const LabelImage& source) {
 }
 
 TEST(LabelForegroundRegions, EqualsThePlainVersionForAllSizesAndNumbersOfValues) {
-    unsigned seed = 1;
-    for (const std::uint64_t width : {1u, 2u, 3u, 7u, 15u, 16u, 17u, 18u, 33u, 64u, 100u}) {
-        for (const std::uint64_t height : {1u, 2u, 3u, 7u, 16u, 33u, 60u}) {
-            for (const int values : {1, 2, 3, 8}) {
-                SCOPED_TRACE(::testing::Message()
-                             << width << " x " << height << ", values 0.." << values << ", seed " << seed);
-                std::mt19937 random(seed++);
-                CompareWithPlain(korvane_test::RandomImage<std::uint16_t>(random, width, height, 0, values));
-            }
+    korvane_test::ForEachSizeAndSeed([](std::uint64_t width, std::uint64_t height, unsigned seed) {
+        for (const int values : {1, 2, 3, 8}) {
+            SCOPED_TRACE(::testing::Message() << "values 0.." << values);
+            std::mt19937 random(seed);
+            CompareWithPlain(korvane_test::RandomImage<std::uint16_t>(random, width, height, 0, values));
         }
-    }
+    });
 }
 
 TEST(LabelForegroundRegions, EqualsThePlainVersionOnLongWindingRegions) {

@@ -5,18 +5,11 @@
 #include <cstdint>
 #include <random>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "support/TestImages.h"
+#include "support/TrialSizes.h"
 
 namespace korvane_test {
-
-/// Widths and heights that small images are tried in: single rows and columns, odd and even, around vector lengths.
-inline std::vector<std::pair<std::uint64_t, std::uint64_t>> TrialSizes() {
-    return {{1, 1},  {1, 7}, {7, 1},   {2, 2},   {2, 16},  {3, 3},   {3, 40},
-            {40, 3}, {7, 7}, {16, 16}, {33, 17}, {17, 33}, {64, 31}, {31, 64}};
-}
 
 inline qvox::VoxelImage<bool> RandomMask(std::mt19937& random, std::uint64_t width, std::uint64_t height,
                                          double density) {

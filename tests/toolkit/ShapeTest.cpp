@@ -12,6 +12,7 @@
 #include "reference/PlainShape.h"
 #include "support/Shapes.h"
 #include "support/TestImages.h"
+#include "support/TrialSizes.h"
 
 namespace {
 
@@ -40,29 +41,25 @@ double Roundness(const ComponentImage& components) {
 }
 
 TEST(EstimateShape, EqualsThePlainFormulaAndTheEstimateOfAllAtOnce) {
-    unsigned seed = 1;
-    for (const std::uint64_t width : {1u, 2u, 3u, 7u, 8u, 9u, 16u, 17u, 33u, 60u}) {
-        for (const std::uint64_t height : {1u, 2u, 3u, 7u, 16u, 33u}) {
-            for (const int values : {1, 4}) {
-                std::mt19937 random(seed);
-                auto source = korvane_test::RandomImage<std::uint16_t>(random, width, height, 0, values);
-                source.SetResolution(
-                    {0.25f * static_cast<float>(1 + seed % 7), 0.5f * static_cast<float>(1 + seed % 5), 0.0f});
-                const ComponentImage components = Label(source);
-                const std::vector<qvox::ShapeEstimate> all = qvox::EstimateShapes(components);
-                ASSERT_EQ(all.size(), components.Components().size());
-                for (const qvox::ShapeEstimate& estimate : all) {
-                    const double plain = korvane_reference::PlainCrofton(
-                        components.Identifiers(), estimate.identifier, 1.0 / static_cast<double>(source.Resolution().x),
-                        1.0 / static_cast<double>(source.Resolution().y), korvane_reference::FourDirections());
-                    ASSERT_NEAR(plain, estimate.perimeterUm, 1e-12 * plain) << "seed " << seed;
-                    ASSERT_EQ(estimate.perimeterUm, Perimeter(components, estimate.identifier)) << "seed " << seed;
-                    ASSERT_EQ(estimate.areaUm2, Area(components, estimate.identifier)) << "seed " << seed;
-                }
-                ++seed;
+    korvane_test::ForEachSizeAndSeed([](std::uint64_t width, std::uint64_t height, unsigned seed) {
+        for (const int values : {1, 4}) {
+            std::mt19937 random(seed);
+            auto source = korvane_test::RandomImage<std::uint16_t>(random, width, height, 0, values);
+            source.SetResolution(
+                {0.25f * static_cast<float>(1 + seed % 7), 0.5f * static_cast<float>(1 + seed % 5), 0.0f});
+            const ComponentImage components = Label(source);
+            const std::vector<qvox::ShapeEstimate> all = qvox::EstimateShapes(components);
+            ASSERT_EQ(all.size(), components.Components().size());
+            for (const qvox::ShapeEstimate& estimate : all) {
+                const double plain = korvane_reference::PlainCrofton(
+                    components.Identifiers(), estimate.identifier, 1.0 / static_cast<double>(source.Resolution().x),
+                    1.0 / static_cast<double>(source.Resolution().y), korvane_reference::FourDirections());
+                ASSERT_NEAR(plain, estimate.perimeterUm, 1e-12 * plain);
+                ASSERT_EQ(estimate.perimeterUm, Perimeter(components, estimate.identifier));
+                ASSERT_EQ(estimate.areaUm2, Area(components, estimate.identifier));
             }
         }
-    }
+    });
 }
 
 TEST(EstimateShape, AreasSumToTheForeground) {

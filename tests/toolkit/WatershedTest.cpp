@@ -11,6 +11,7 @@
 
 #include "reference/PlainWatershed.h"
 #include "support/TestImages.h"
+#include "support/TrialSizes.h"
 
 namespace {
 
@@ -86,14 +87,11 @@ void CompareWithPlain(std::uint64_t width, std::uint64_t height, unsigned seed, 
 }
 
 TEST(WatershedFromMarkers, EqualsThePlainVersionForAllSizesReliefsAndMarkerDensities) {
-    unsigned seed = 1;
-    for (const std::uint64_t width : {1u, 2u, 3u, 7u, 16u, 33u, 64u, 97u}) {
-        for (const std::uint64_t height : {1u, 2u, 3u, 7u, 16u, 33u, 50u}) {
-            for (int kind = 0; kind < 8; ++kind) {
-                for (const unsigned oneIn : {2u, 10u, 200u}) CompareWithPlain(width, height, seed++, kind, oneIn);
-            }
+    korvane_test::ForEachSizeAndSeed([](std::uint64_t width, std::uint64_t height, unsigned seed) {
+        for (int kind = 0; kind < 8; ++kind) {
+            for (const unsigned oneIn : {2u, 10u, 200u}) CompareWithPlain(width, height, seed, kind, oneIn);
         }
-    }
+    });
 }
 
 TEST(WatershedFromMarkers, EqualsThePlainVersionOnLargerImages) {

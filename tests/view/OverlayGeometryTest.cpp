@@ -6,31 +6,6 @@ namespace Korvane {
 
 namespace {
 
-TEST(LabelDrawing, TurnsContoursIntoPointsBelowScaleOneOnly) {
-    EXPECT_TRUE(DrawingOf(LabelStyle::kContours, 0.99f).contourPoints);
-    EXPECT_EQ(DrawingOf(LabelStyle::kContours, 0.99f).painted, LabelStyle::kNone);
-    EXPECT_FALSE(DrawingOf(LabelStyle::kContours, 1.0f).contourPoints);
-    EXPECT_EQ(DrawingOf(LabelStyle::kContours, 1.0f).painted, LabelStyle::kContours);
-    EXPECT_FALSE(DrawingOf(LabelStyle::kRegions, 0.5f).contourPoints);
-    EXPECT_EQ(DrawingOf(LabelStyle::kRegions, 0.5f).painted, LabelStyle::kRegions);
-}
-
-TEST(ContourVoxelPoints, FallOnScaledCoordinatesAndAreClipped) {
-    ViewState view;
-    view.zoomLevel = -13;  // factor 0.0935
-    view.start = {10, 0};
-    ColourPicture picture;
-    picture.Resize(3, 2, 1);
-    picture.Zero();
-    PlotContourVoxels({{0, 0, 1}, {128, 11, 2}, {900, 5, 3}, {128, 900, 4}}, view, picture);
-    for (std::uint64_t y = 0; y < 2; ++y) {
-        for (std::uint64_t x = 0; x < 3; ++x) {
-            const bool drawn = x == 2 && y == 1;
-            EXPECT_EQ(picture(x, y), drawn ? (qvox::Rgb8{255, 255, 0}) : qvox::Rgb8{}) << x << ", " << y;
-        }
-    }
-}
-
 TEST(ToolOutline, StandsOnTheVoxelUnderThePointerWithTheToolsRadius) {
     ViewState view;
     view.zoomLevel = 1;
@@ -52,6 +27,24 @@ TEST(ContourLine, GoesThroughThePointsInOrder) {
     EditingState state;
     state.contourPoints = {42, 3, 3};
     EXPECT_EQ(ContourLine(state, labels), (std::vector<Pixel>{{2, 4}, {3, 0}, {3, 0}}));
+}
+
+TEST(ContourTip, IsTheBoxOfTheLastTwoPoints) {
+    qvox::LabelImage labels;
+    labels.Resize(10, 5, 1);
+    EditingState state;
+    EXPECT_EQ(ContourTip(state, labels).width, 0u);
+    const auto expect = [&](std::uint64_t x, std::uint64_t y, std::uint64_t width, std::uint64_t height) {
+        const PixelRectangle tip = ContourTip(state, labels);
+        EXPECT_EQ(tip.x, x);
+        EXPECT_EQ(tip.y, y);
+        EXPECT_EQ(tip.width, width);
+        EXPECT_EQ(tip.height, height);
+    };
+    state.contourPoints = {42};
+    expect(2, 4, 1, 1);
+    state.contourPoints = {0, 42, 13};
+    expect(2, 1, 2, 4);
 }
 
 TEST(NumberPlace, CentresWithIntegerHalvesAndAShadow) {

@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <random>
-#include <utility>
+#include <vector>
 
 #include "LabelColours.h"
 #include "ViewPainter.h"
 #include "ViewTransform.h"
+#include "reference/PlainView.h"
 
 namespace {
 
@@ -29,55 +28,56 @@ Picture RandomPicture(std::uint64_t width, std::uint64_t height, std::mt19937& r
     return picture;
 }
 
-bool OnContour(const qvox::LabelImage& labels, std::int64_t x, std::int64_t y) {
-    const auto at = [&](std::int64_t i, std::int64_t j) {
-        return labels(static_cast<std::uint64_t>(i), static_cast<std::uint64_t>(j));
-    };
-    for (std::int64_t j = std::max<std::int64_t>(0, y - 1); j <= y + 1 && j < static_cast<std::int64_t>(labels.SizeY());
-         ++j) {
-        for (std::int64_t i = std::max<std::int64_t>(0, x - 1);
-             i <= x + 1 && i < static_cast<std::int64_t>(labels.SizeX()); ++i) {
-            if (at(i, j) != at(x, y)) return true;
+/// Labels in blocks, so that there are insides, contours, background and touching objects.
+Picture BlockPicture(std::uint64_t width, std::uint64_t height, std::mt19937& random) {
+    Picture picture = RandomPicture(width, height, random);
+    const std::uint64_t block = 1 + random() % 40;
+    std::vector<std::uint16_t> blocks((width / block + 1) * (height / block + 1));
+    for (std::uint16_t& label : blocks) label = static_cast<std::uint16_t>(random() % 30 < 15 ? 0 : random() % 15);
+    for (std::uint64_t y = 0; y < height; ++y) {
+        for (std::uint64_t x = 0; x < width; ++x) {
+            picture.labels(x, y) = blocks[y / block * (width / block + 1) + x / block];
         }
     }
-    return false;
+    return picture;
 }
 
-/// What one window pixel shows, where contours are painted rather than drawn as points.
-qvox::Rgb8 PlainColour(const Picture& picture, LabelStyle style, const ViewPort& port, int px, int py) {
-    const auto x = static_cast<std::int64_t>(std::floor(static_cast<float>(port.startX + px) / port.zoom));
-    const auto y = static_cast<std::int64_t>(std::floor(static_cast<float>(port.startY + py) / port.zoom));
-    if (x < 0 || y < 0 || x >= static_cast<std::int64_t>(picture.grey.SizeX()) ||
-        y >= static_cast<std::int64_t>(picture.grey.SizeY())) {
-        return kViewBackground;
-    }
-    const std::uint64_t index = picture.grey.Index(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
-    const std::uint16_t label = picture.labels[index];
-    const bool coloured = label != 0 && (style == LabelStyle::kRegions ||
-                                         (style == LabelStyle::kContours && OnContour(picture.labels, x, y)));
-    const std::uint8_t level = picture.grey[index];
-    return coloured ? LabelColour(label) : qvox::Rgb8{level, level, level};
+/// A random scroll position, some of it beyond what a window would scroll to.
+int RandomStart(std::uint64_t size, float zoom, std::mt19937& random) {
+    return static_cast<int>(random() % (static_cast<unsigned>(static_cast<float>(size) * zoom) + 20));
 }
 
-TEST(ViewPainter, EveryWindowPixelShowsTheImagePixelThatTheMouseMappingNames) {
-    std::mt19937 random(7);
-    for (int round = 0; round < 200; ++round) {
-        const Picture picture = RandomPicture(1 + random() % 40, 1 + random() % 40, random);
-        const int level = static_cast<int>(random() % 27) - 13;
-        const ViewPort port{static_cast<int>(random() % 30), static_cast<int>(random() % 30), ZoomFactor(level)};
-        const WindowRectangle box{static_cast<int>(random() % 20), static_cast<int>(random() % 20),
-                                  1 + static_cast<int>(random() % 50), 1 + static_cast<int>(random() % 50)};
-        for (const LabelStyle style : {LabelStyle::kNone, LabelStyle::kRegions, LabelStyle::kContours}) {
-            if (style == LabelStyle::kContours && level < 0) continue;
+TEST(ViewPainter, APaintedRectangleEqualsThatPartOfThePlainWholeView) {
+    constexpr LabelStyle kStyles[] = {LabelStyle::kNone, LabelStyle::kRegions, LabelStyle::kContours};
+    for (unsigned seed = 0; seed < 400; ++seed) {
+        std::mt19937 random(seed);
+        const std::uint64_t width = 1 + random() % (seed % 4 == 0 ? 12 : 300);
+        const std::uint64_t height = 1 + random() % (seed % 5 == 0 ? 12 : 300);
+        const Picture picture =
+            seed % 3 == 0 ? RandomPicture(width, height, random) : BlockPicture(width, height, random);
+        const float zoom = ZoomFactor(static_cast<int>(random() % 27) - 13);
+        const ViewPort port{RandomStart(width, zoom, random), RandomStart(height, zoom, random), zoom};
+        const int windowWidth = 1 + static_cast<int>(random() % 90);
+        const int windowHeight = 1 + static_cast<int>(random() % 90);
+        const LabelStyle style = kStyles[random() % 3];
+        const ColourPicture whole =
+            korvane_reference::PlainView(picture.grey, picture.labels, style, port, windowWidth, windowHeight);
+        for (int round = 0; round < 8; ++round) {
+            WindowRectangle box;
+            box.x = static_cast<int>(random() % static_cast<unsigned>(windowWidth));
+            box.y = static_cast<int>(random() % static_cast<unsigned>(windowHeight));
+            box.width = 1 + static_cast<int>(random() % static_cast<unsigned>(windowWidth - box.x));
+            box.height = 1 + static_cast<int>(random() % static_cast<unsigned>(windowHeight - box.y));
+            if (round == 0) box = {0, 0, windowWidth, windowHeight};
             ColourPicture painted;
             PaintView(picture.grey, picture.labels, style, port, box, painted);
             ASSERT_EQ(painted.SizeX(), static_cast<std::uint64_t>(box.width));
             ASSERT_EQ(painted.SizeY(), static_cast<std::uint64_t>(box.height));
-            for (int y = 0; y < box.height; ++y) {
-                for (int x = 0; x < box.width; ++x) {
-                    ASSERT_EQ(painted(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)),
-                              PlainColour(picture, style, port, box.x + x, box.y + y))
-                        << "round " << round << ", level " << level << ", pixel " << x << ", " << y;
+            for (std::uint64_t y = 0; y < painted.SizeY(); ++y) {
+                for (std::uint64_t x = 0; x < painted.SizeX(); ++x) {
+                    ASSERT_EQ(painted(x, y),
+                              whole(static_cast<std::uint64_t>(box.x) + x, static_cast<std::uint64_t>(box.y) + y))
+                        << "seed " << seed << ", zoom " << zoom << ", pixel " << x << ", " << y << " of the rectangle";
                 }
             }
         }

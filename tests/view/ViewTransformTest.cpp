@@ -80,32 +80,6 @@ TEST(Zoom, KeepsTheImagePointUnderThePointerWithinOnePixel) {
     EXPECT_GT(checked, 5000);
 }
 
-TEST(VisiblePart, ReachesOneVoxelBeyondThePartlyVisibleOnes) {
-    const PixelRectangle part = VisiblePart(View(0, {10, 0}, {20, 30}, 1000, 25));
-    EXPECT_EQ(part.x, 10u);
-    EXPECT_EQ(part.width, 22u);
-    EXPECT_EQ(part.y, 0u);
-    EXPECT_EQ(part.height, 25u);
-    EXPECT_EQ(VisiblePart(View(0, {}, {20, 30}, 0, 0)).width, 0u);
-    EXPECT_EQ(VisiblePart(View(0, {500, 0}, {20, 30}, 100, 100)).width, 0u);
-}
-
-TEST(VisiblePart, HoldsTheVoxelUnderEveryPointer) {
-    std::mt19937 random(21);
-    for (int i = 0; i < 20000; ++i) {
-        ViewState view =
-            View(static_cast<int>(random() % 27) - 13, {}, {800, 600}, 1 + random() % 9000, 1 + random() % 9000);
-        view.start = ClampStart(view, {static_cast<int>(random() % 90000), static_cast<int>(random() % 90000)});
-        const ImagePoint point =
-            ClientToImage(view, {static_cast<int>(random() % 800), static_cast<int>(random() % 600)});
-        const auto x = static_cast<std::uint64_t>(point.x);
-        const auto y = static_cast<std::uint64_t>(point.y);
-        if (x >= view.imageWidth || y >= view.imageHeight) continue;
-        const PixelRectangle part = VisiblePart(view);
-        ASSERT_TRUE(x >= part.x && x < part.x + part.width && y >= part.y && y < part.y + part.height) << "case " << i;
-    }
-}
-
 TEST(KeyboardScrolling, MovesFiftyPixelsAlongOneAxis) {
     const ViewState view = View(5, {70, 30}, {10, 10}, 500, 500);
     EXPECT_EQ(KeyboardScrolled(view, ScrollDirection::kLeft), (ClientPoint{20, 30}));
@@ -114,26 +88,13 @@ TEST(KeyboardScrolling, MovesFiftyPixelsAlongOneAxis) {
     EXPECT_EQ(KeyboardScrolled(view, ScrollDirection::kDown), (ClientPoint{70, 80}));
 }
 
-TEST(Wheel, ZoomsPerNotchOfTheVerticalAxis) {
-    WheelSum wheel;
-    EXPECT_EQ(wheel.Turn(120, 120, WheelAxis::kVertical), 1);
-    EXPECT_EQ(wheel.Turn(-120, 120, WheelAxis::kVertical), -1);
-    EXPECT_EQ(wheel.Turn(120, 120, WheelAxis::kHorizontal), 0);
-    EXPECT_EQ(wheel.Turn(0, 120, WheelAxis::kVertical), 0);
-    EXPECT_EQ(wheel.Turn(120, 0, WheelAxis::kVertical), 1);
-}
-
-TEST(Wheel, SumsFractionsAndDropsThemWhenTheDirectionChanges) {
-    WheelSum wheel;
-    EXPECT_EQ(wheel.Turn(50, 120, WheelAxis::kVertical), 0);
-    EXPECT_EQ(wheel.Turn(0, 120, WheelAxis::kVertical), 0);
-    EXPECT_EQ(wheel.Turn(-500, 120, WheelAxis::kHorizontal), 0);
-    EXPECT_EQ(wheel.Turn(80, 120, WheelAxis::kVertical), 1);
-    EXPECT_EQ(wheel.Turn(-115, 120, WheelAxis::kVertical), 0);
-    EXPECT_EQ(wheel.Turn(-5, 120, WheelAxis::kVertical), -1);
-    wheel.Turn(119, 120, WheelAxis::kVertical);
-    wheel.Reset();
-    EXPECT_EQ(wheel.Turn(1, 120, WheelAxis::kVertical), 0);
+TEST(Wheel, TakesOneStepPerEventInTheDirectionOfItsRotation) {
+    for (const int rotation : {1, 30, 120, 240, 1200}) {
+        EXPECT_EQ(WheelSteps(rotation, WheelAxis::kVertical), 1) << rotation;
+        EXPECT_EQ(WheelSteps(-rotation, WheelAxis::kVertical), -1) << rotation;
+        EXPECT_EQ(WheelSteps(rotation, WheelAxis::kHorizontal), 0) << rotation;
+    }
+    EXPECT_EQ(WheelSteps(0, WheelAxis::kVertical), 0);
 }
 
 TEST(FittedFrame, TakesTheImageWithAMarginOrMostOfTheScreen) {

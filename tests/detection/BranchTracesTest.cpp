@@ -1,0 +1,119 @@
+#include "BranchTraces.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <opencv2/imgproc.hpp>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "BranchPruning.h"
+#include "NetworkSkeleton.h"
+#include "support/EdgeMaps.h"
+
+namespace {
+
+using Korvane::NetworkSkeleton;
+using Korvane::PixelCode;
+
+int Between(std::mt19937& random, int low, int high) {
+    return low + static_cast<int>(static_cast<std::uint32_t>(random()) % static_cast<std::uint32_t>(high - low + 1));
+}
+
+cv::Mat RandomSet(std::mt19937& random, int width, int height) {
+    const cv::Mat noise =
+        korvane_test::NoisePicture(width, height, 0.5 * Between(random, 1, 4), static_cast<std::uint32_t>(random()));
+    return noise > 0.1 * Between(random, 4, 6);
+}
+
+void ChangeTo(const cv::Mat& wanted, cv::Mat& set, NetworkSkeleton& skeleton) {
+    const Korvane::BitGrid grid(set.cols, set.rows);
+    for (int y = 0; y < set.rows; ++y) {
+        for (int x = 0; x < set.cols; ++x) {
+            if (wanted.at<uchar>(y, x) == set.at<uchar>(y, x)) continue;
+            const std::int32_t word = grid.WordAt(x, y);
+            const auto bit = Korvane::BitGrid::Bit(x);
+            wanted.at<uchar>(y, x) != 0 ? skeleton.Add(word, bit) : skeleton.Remove(word, bit);
+        }
+    }
+    skeleton.Update();
+    set = wanted.clone();
+}
+
+/// A part of the set made of whole 8-connected groups, about half of them.
+cv::Mat SomeGroups(std::mt19937& random, const cv::Mat& set) {
+    cv::Mat groups;
+    cv::connectedComponents(set, groups, 8, CV_32S);
+    std::vector<bool> isWanted(set.total() + 1);
+    for (std::size_t i = 0; i < isWanted.size(); ++i) isWanted[i] = Between(random, 0, 1) == 1;
+    cv::Mat part = cv::Mat::zeros(set.size(), CV_8U);
+    for (int y = 0; y < set.rows; ++y) {
+        for (int x = 0; x < set.cols; ++x) {
+            const int group = groups.at<int>(y, x);
+            part.at<uchar>(y, x) = group != 0 && isWanted[static_cast<std::size_t>(group)] ? 1 : 0;
+        }
+    }
+    return part;
+}
+
+std::vector<std::pair<int, int>> Sorted(const std::vector<Korvane::PixelPosition>& ends) {
+    std::vector<std::pair<int, int>> positions;
+    for (const Korvane::PixelPosition& end : ends) positions.emplace_back(end.y, end.x);
+    std::sort(positions.begin(), positions.end());
+    return positions;
+}
+
+/// Compares marks and pruned pixels on a part of the set with what pruning the lines of that part alone gives.
+void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, Korvane::BranchTraces& traces,
+                        int limit) {
+    cv::Mat framed(part.rows + 2, part.cols + 2, CV_8U, cv::Scalar(Korvane::kBeyondMap));
+    const Korvane::CodePlane plane{framed.ptr(1) + 1, static_cast<std::ptrdiff_t>(framed.step), part.cols, part.rows};
+    const auto isLine = [&](int x, int y) {
+        return part.at<uchar>(y, x) != 0 && *skeleton.At(x, y) == NetworkSkeleton::kLine;
+    };
+    for (int y = 0; y < part.rows; ++y) {
+        for (int x = 0; x < part.cols; ++x) plane.At(x, y) = isLine(x, y) ? 1 : 0;
+    }
+    const Korvane::MarkedBranches expected = Korvane::PruneBranches(plane, limit);
+    const Korvane::MarkedBranches kept = traces.Marked({0, 0, part.cols - 1, part.rows - 1}, limit,
+                                                       [&](int x, int y) { return part.at<uchar>(y, x) != 0; });
+    ASSERT_EQ(Sorted(kept.ends), Sorted(expected.ends));
+    ASSERT_EQ(kept.mapOrigin, expected.mapOrigin);
+    for (int y = 0; y < part.rows; ++y) {
+        for (int x = 0; x < part.cols; ++x) {
+            if (isLine(x, y)) {
+                ASSERT_EQ(traces.IsPruned(x, y), plane.At(x, y) == 0) << "column " << x << ", row " << y;
+            }
+        }
+    }
+}
+
+TEST(BranchTraces, MarksAndPruningAreThoseOfTracingAnewAfterAnyChange) {
+    for (std::uint32_t seed = 1; seed <= 150; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const int width = Between(random, 1, 90);
+        const int height = Between(random, 1, 70);
+        NetworkSkeleton skeleton(width, height);
+        Korvane::BranchTraces traces(skeleton, width, height);
+        cv::Mat set = cv::Mat::zeros(height, width, CV_8U);
+        for (int step = 0; step < 12; ++step) {
+            cv::Mat wanted = step % 6 == 0 ? RandomSet(random, width, height) : set.clone();
+            for (int i = Between(random, 1, 8); i > 0; --i) {
+                const cv::Point at(Between(random, 0, width - 1), Between(random, 0, height - 1));
+                cv::circle(wanted, at, Between(random, 0, 4), cv::Scalar(255 * Between(random, 0, 1)), cv::FILLED);
+            }
+            ChangeTo(wanted, set, skeleton);
+            traces.Update();
+            const int limit = Between(random, 0, 6);
+            ExpectAsPrunedAnew(set, skeleton, traces, limit);
+            ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, traces, limit);
+            if (::testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+}  // namespace

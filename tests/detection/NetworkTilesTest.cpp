@@ -1,0 +1,152 @@
+#include "NetworkTiles.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using Korvane::NetworkTiles;
+using Korvane::PixelRun;
+
+constexpr char kNeither = '.';
+constexpr char kRegion = 'r';
+constexpr char kPatch = 'p';
+
+int Between(std::mt19937& random, int low, int high) {
+    return low + static_cast<int>(static_cast<std::uint32_t>(random()) % static_cast<std::uint32_t>(high - low + 1));
+}
+
+using Map = std::vector<std::string>;
+using Pixels = std::vector<std::pair<int, int>>;  // rows and columns, in raster order
+
+Pixels PixelsOf(const NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+    Pixels pixels;
+    const NetworkTiles::Piece& piece = tiles.Get(at);
+    for (int row = piece.y0; row <= piece.y1; ++row) {
+        for (int x = 0; x < NetworkTiles::kSide; ++x) {
+            if ((tiles.RowsOf(at)[row - piece.y0] >> x & 1u) != 0) {
+                pixels.emplace_back(tiles.Top(at.tile) + row, tiles.Left(at.tile) + x);
+            }
+        }
+    }
+    return pixels;
+}
+
+/// The pixels of the same kind and tile that hang together with one, by looking at one after the other.
+Pixels PieceByLooking(const Map& map, int x, int y) {
+    const auto width = static_cast<int>(map[0].size());
+    const auto height = static_cast<int>(map.size());
+    Pixels found{{y, x}};
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        for (int v = found[i].first - 1; v <= found[i].first + 1; ++v) {
+            for (int u = found[i].second - 1; u <= found[i].second + 1; ++u) {
+                if (u < 0 || v < 0 || u >= width || v >= height || u / 64 != x / 64 || v / 64 != y / 64) continue;
+                if (map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] !=
+                    map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)]) {
+                    continue;
+                }
+                if (std::find(found.begin(), found.end(), std::pair<int, int>{v, u}) == found.end()) {
+                    found.emplace_back(v, u);
+                }
+            }
+        }
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+bool AreBeside(const Pixels& a, const Pixels& b) {
+    for (const auto& p : a) {
+        for (const auto& q : b) {
+            if (std::abs(p.first - q.first) <= 1 && std::abs(p.second - q.second) <= 1) return true;
+        }
+    }
+    return false;
+}
+
+/// The pieces that a piece is said to be next to, by their first pixels.
+Pixels NeighboursOf(NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+    Pixels first;
+    const auto note = [&](NetworkTiles::PieceAt near, NetworkTiles::Piece&) {
+        first.push_back(PixelsOf(tiles, near).front());
+    };
+    tiles.ForEachInOtherTiles(at, note);
+    tiles.ForEachLinked(at, note);
+    std::sort(first.begin(), first.end());
+    return first;
+}
+
+void ExpectPiecesByLooking(NetworkTiles& tiles, const Map& map) {
+    std::vector<std::pair<NetworkTiles::PieceAt, Pixels>> pieces;
+    for (int y = 0; y < static_cast<int>(map.size()); ++y) {
+        for (int x = 0; x < static_cast<int>(map[0].size()); ++x) {
+            const char kind = map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
+            if (kind == kNeither) continue;
+            const NetworkTiles::PieceAt at = tiles.Find(x, y);
+            Pixels pixels = PixelsOf(tiles, at);
+            ASSERT_EQ(tiles.Get(at).isPatch, kind == kPatch) << "column " << x << ", row " << y;
+            if (pixels.front() != std::pair<int, int>{y, x}) continue;
+            ASSERT_EQ(pixels, PieceByLooking(map, x, y)) << "column " << x << ", row " << y;
+            pieces.emplace_back(at, std::move(pixels));
+        }
+    }
+    for (const auto& [at, pixels] : pieces) {
+        Pixels expected;
+        for (const auto& [other, otherPixels] : pieces) {
+            if (&otherPixels != &pixels && AreBeside(pixels, otherPixels)) expected.push_back(otherPixels.front());
+        }
+        std::sort(expected.begin(), expected.end());
+        ASSERT_EQ(NeighboursOf(tiles, at), expected);
+    }
+}
+
+TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
+    for (std::uint32_t seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const int width = Between(random, 1, 150);
+        const int height = Between(random, 1, 100);
+        Map map(static_cast<std::size_t>(height), std::string(static_cast<std::size_t>(width), kNeither));
+        NetworkTiles tiles(width, height);
+        for (int step = 0; step < 6; ++step) {
+            for (int i = Between(random, 1, 60); i > 0; --i) {
+                const int y = Between(random, 0, height - 1);
+                const int x0 = Between(random, 0, width - 1);
+                const PixelRun run{y, x0, std::min(x0 + Between(random, 0, 70), width - 1)};
+                std::string& row = map[static_cast<std::size_t>(y)];
+                for (int x = run.x0; x <= run.x1; ++x) {
+                    if (row[static_cast<std::size_t>(x)] != kNeither) continue;
+                    row[static_cast<std::size_t>(x)] = kPatch;
+                    tiles.AddPatch({y, x, x});
+                }
+                if (i % 2 == 0) {
+                    const NetworkTiles::PieceAt at = tiles.Find(run.x1, y);
+                    if (tiles.Get(at).isPatch) {
+                        for (const auto& [v, u] : PixelsOf(tiles, at)) {
+                            map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] = kRegion;
+                        }
+                        tiles.TurnPatch(at);
+                    }
+                }
+                if (i % 3 == 0) {
+                    tiles.ClearRegion(run, [&](const PixelRun& cleared) {
+                        for (int x = cleared.x0; x <= cleared.x1; ++x) {
+                            ASSERT_EQ(row[static_cast<std::size_t>(x)], kRegion);
+                            row[static_cast<std::size_t>(x)] = kPatch;
+                        }
+                    });
+                }
+            }
+            ExpectPiecesByLooking(tiles, map);
+            if (::testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,267 @@
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "MeasurementTable.h"
+#include "PathText.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+
+// The program itself, worked from outside by its keys and the mouse as a person works it.
+
+namespace {
+
+using korvane_test::TemporaryFolder;
+
+constexpr std::chrono::seconds kLimit{60};
+/// After so long without an effect a key is pressed once more: a window may not have been ready for it.
+constexpr std::chrono::seconds kPatience{3};
+constexpr std::chrono::milliseconds kPoll{20};
+constexpr const char* kFirst = "vesicles_8bit.tif";
+constexpr const char* kSecond = "neighbours_16bit.tif";
+
+bool Await(const std::function<bool()>& holds, std::chrono::seconds limit = kLimit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(kPoll);
+    }
+    return true;
+}
+
+/// What a shell command wrote, and whether it succeeded.
+std::pair<std::string, bool> Shell(const std::string& command) {
+    std::FILE* const pipe = popen((command + " 2>/dev/null").c_str(), "r");
+    std::string text;
+    std::array<char, 256> part{};
+    while (std::fgets(part.data(), part.size(), pipe) != nullptr) text += part.data();
+    return {text, pclose(pipe) == 0};
+}
+
+std::string Contents(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// One run of the window program.
+class Program {
+public:
+    Program(const std::vector<std::string>& files, const std::string& output) {
+        std::vector<std::string> words{KORVANE_PROGRAM};
+        words.insert(words.end(), files.begin(), files.end());
+        std::vector<char*> arguments;
+        for (std::string& word : words) arguments.push_back(word.data());
+        arguments.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        EXPECT_EQ(posix_spawn(&process_, KORVANE_PROGRAM, &actions, nullptr, arguments.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+
+    ~Program() {
+        if (process_ <= 0 || ended_) return;
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+
+    /// Whether it ended by itself, and well.
+    bool EndedWell() {
+        int status = -1;
+        if (!Await([&] { return waitpid(process_, &status, WNOHANG) == process_; })) return false;
+        ended_ = true;
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+
+    /// A visible window of the program by a part of its title, "" when there is none. The titles are asked for one by
+    /// one: the search by title looks at a property that cannot hold every letter.
+    std::string Window(const std::string& title) const {
+        std::istringstream ids(
+            Shell("xdotool search --all --onlyvisible --pid " + std::to_string(process_) + " --name .").first);
+        for (std::string id; std::getline(ids, id);) {
+            if (Shell("xdotool getwindowname " + id).first.find(title) != std::string::npos) return id;
+        }
+        return "";
+    }
+
+private:
+    pid_t process_ = -1;
+    bool ended_ = false;
+};
+
+class EndToEnd : public testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* name : {kFirst, kSecond}) {
+            std::filesystem::copy(std::filesystem::path(KORVANE_SOURCE_DIR "/samples") / name, folder.Path() / name);
+        }
+        std::filesystem::create_directory(folder.Path() / "batch");
+    }
+
+    static void Do(const std::string& words) { ASSERT_TRUE(Shell("xdotool " + words).second) << "xdotool " << words; }
+
+    /// Presses a key until the window's title shows that it came through.
+    void PressUntil(Program& program, const std::string& key, const std::string& title) {
+        ASSERT_TRUE(Await([&] {
+            if (!program.Window(title).empty()) return true;
+            Shell("xdotool key " + key);
+            return !program.Window(title).empty();
+        })) << key;
+    }
+
+    /// The labels that the batch tool finds.
+    qvox::LabelImage FromBatch(const char* name) {
+        const std::string command =
+            "'" KORVANE_BATCH_PROGRAM "' detect --quiet -o '" + folder.File("batch") + "' '" + folder.File(name) + "'";
+        EXPECT_TRUE(Shell(command).second) << command;
+        return Labels(folder.File(std::string("batch/seg_") + name));
+    }
+
+    static qvox::LabelImage Labels(const std::string& path) {
+        qvox::LabelImage labels;
+        qvox::LoadImageFile(path, labels);
+        return labels;
+    }
+
+    TemporaryFolder folder;
+};
+
+TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
+    const qvox::LabelImage found = FromBatch(kFirst);
+    const std::string output = folder.File("output.txt");
+    Program program({folder.File(kFirst), folder.File(kSecond)}, output);
+    ASSERT_TRUE(Await([&] { return !program.Window("Position [1/2] - ").empty(); }));
+    const std::string window = program.Window("Position [1/2] - ");
+    Do("windowactivate --sync " + window);
+
+    // Detection tells its steps on standard output and shows a dialog until it ends.
+    ASSERT_TRUE(Await([&] {
+        Shell("xdotool key ctrl+d");
+        return Await([&] { return !Contents(output).empty(); }, kPatience);
+    }));
+    ASSERT_TRUE(Await([&] { return program.Window("Please wait").empty(); }));
+    // The window takes keys again.
+    PressUntil(program, "Next", "Position [2/2] - ");
+    PressUntil(program, "Home", "Position [1/2] - ");
+
+    // A stroke with an unused label, which stays, and one that is undone.
+    Do("key u");
+    std::vector<bool> used(65536, false);
+    for (const std::uint16_t label : found) used[label] = true;
+    const auto unused = static_cast<std::uint16_t>(std::find(used.begin() + 1, used.end(), false) - used.begin());
+    const std::string saved = folder.File(std::string("seg_") + kFirst);
+    const auto savedVoxels = [&](std::ptrdiff_t count) {
+        return Await([&] {
+            Do("key ctrl+s");
+            return Await(
+                [&] {
+                    if (!std::filesystem::exists(saved)) return false;
+                    const qvox::LabelImage labels = Labels(saved);
+                    return std::count(labels.begin(), labels.end(), unused) == count;
+                },
+                kPatience);
+        });
+    };
+    constexpr std::ptrdiff_t kDisc = 305;
+    Do("mousemove --window " + window + " --sync 150 170 mousedown 1 mousemove --window " + window +
+       " --sync 230 200 mouseup 1");
+    ASSERT_TRUE(savedVoxels(2 * kDisc));
+    Do("mousemove --window " + window + " --sync 300 300 mousedown 1 mouseup 1");
+    ASSERT_TRUE(savedVoxels(3 * kDisc));
+    Do("key BackSpace");
+    ASSERT_TRUE(savedVoxels(2 * kDisc));
+    ASSERT_TRUE(Await([&] { return std::filesystem::exists(folder.File(std::string("seg_") + kSecond)); }));
+
+    const std::string table = folder.File("table.txt");
+    ASSERT_TRUE(Await([&] {
+        if (program.Window("Export quantitative results to").empty()) Shell("xdotool key ctrl+e");
+        return Await([&] { return !program.Window("Export quantitative results to").empty(); }, kPatience);
+    }));
+    Do("windowactivate --sync " + program.Window("Export quantitative results to"));
+    // The chooser looks paths up in its own time and takes no confirmation meanwhile.
+    ASSERT_TRUE(Await([&] {
+        Do("key ctrl+a");
+        Do("type '" + table + "'");
+        Do("key Return");
+        return Await([&] { return std::filesystem::exists(table); }, kPatience);
+    }));
+    ASSERT_TRUE(Await([&] { return program.Window("Export quantitative results to").empty(); }));
+
+    Do("windowactivate --sync " + window);
+    Do("key ctrl+q");
+    ASSERT_TRUE(Await([&] { return !program.Window("Confirmation").empty(); }));
+    Do("windowactivate --sync " + program.Window("Confirmation"));
+    Do("key Return");
+    EXPECT_TRUE(program.EndedWell());
+
+    // What was found stays but for two discs of radius 10, 80 by 30 pixels from each other, with the unused label.
+    const qvox::LabelImage drawn = Labels(saved);
+    ASSERT_TRUE(drawn.SameSizes(found));
+    std::int64_t left = 10000;
+    std::int64_t top = 10000;
+    for (std::int64_t i = 0; i < static_cast<std::int64_t>(drawn.VoxelCount()); ++i) {
+        if (drawn[static_cast<std::uint64_t>(i)] != unused) continue;
+        left = std::min(left, i % static_cast<std::int64_t>(drawn.SizeX()));
+        top = std::min(top, i / static_cast<std::int64_t>(drawn.SizeX()));
+    }
+    ASSERT_LT(left, 10000) << "nothing was drawn";
+    const auto inDisc = [&](std::int64_t x, std::int64_t y, std::int64_t fromFirst, std::int64_t down) {
+        const std::int64_t dx = x - (left + 9 + fromFirst);
+        const std::int64_t dy = y - (top + 9 + down);
+        return dx * dx + dy * dy < 100;
+    };
+    std::size_t wrong = 0;
+    for (std::uint64_t y = 0; y < drawn.SizeY(); ++y) {
+        for (std::uint64_t x = 0; x < drawn.SizeX(); ++x) {
+            const auto column = static_cast<std::int64_t>(x);
+            const auto row = static_cast<std::int64_t>(y);
+            const bool stroke = inDisc(column, row, 0, 0) || inDisc(column, row, 80, 30);
+            wrong += drawn(x, y) != (stroke ? unused : found(x, y)) ? 1u : 0u;
+        }
+    }
+    EXPECT_EQ(wrong, 0u);
+
+    const qvox::LabelImage untouched = Labels(folder.File(std::string("seg_") + kSecond));
+    EXPECT_TRUE(std::all_of(untouched.begin(), untouched.end(), [](std::uint16_t label) { return label == 0; }));
+    EXPECT_EQ(Contents(table),
+              Korvane::MeasurementTableText(Korvane::MeasurementRows(Korvane::PathText(folder.File(kFirst)), drawn)));
+}
+
+TEST_F(EndToEnd, FilesOnTheCommandLineAreOpenedUnderAnyName) {
+    const std::string odd = "\xc3\xbc \xc3\xa9 \xc2\xb5 \xe4\xb8\xad #%25.tif";
+    std::filesystem::copy(folder.File(kFirst), folder.File(odd));
+    Program program({folder.File(odd), folder.File("missing.tif"), folder.File(kSecond)}, folder.File("output.txt"));
+    // The message about the missing one comes over the window.
+    ASSERT_TRUE(Await([&] { return !program.Window("Position [1/2] - " + folder.File(odd)).empty(); }));
+    const std::string window = program.Window("Position [1/2] - ");
+    ASSERT_TRUE(Await([&] { return !program.Window("Korvane Error").empty(); }));
+    Do("windowactivate --sync " + program.Window("Korvane Error"));
+    Do("key Escape");
+    ASSERT_TRUE(Await([&] { return program.Window("Korvane Error").empty(); }));
+    Do("windowactivate --sync " + window);
+    Do("key ctrl+q");
+    ASSERT_TRUE(Await([&] { return !program.Window("Confirmation").empty(); }));
+    Do("windowactivate --sync " + program.Window("Confirmation"));
+    Do("key Return");
+    EXPECT_TRUE(program.EndedWell());
+}
+
+}  // namespace
