@@ -57,6 +57,7 @@ void MainFrame::OnOpenImages(wxCommandEvent&) {
 void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
     RunAlone([&] {
         std::vector<std::string> named;
+        named.reserve(paths.size());
         for (const wxString& path : paths) named.push_back(PathBytes(path));
         // A folder's images are looked for before anything is asked: without any there is nothing to ask.
         std::vector<wxString> images;
