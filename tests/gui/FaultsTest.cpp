@@ -139,7 +139,7 @@ protected:
 };
 
 TEST_F(MemoryFaults, DetectionThatRunsOutOfMemoryEndsAloneWithTheCause) {
-    for (const std::size_t room : {20, 40, 60, 80}) {
+    for (const std::size_t room : {20u, 40u, 60u, 80u}) {
         SCOPED_TRACE(room);
         told.errors.clear();
         const MemoryLimit limit(room * kMebibyte);
@@ -176,6 +176,7 @@ TEST_F(MemoryFaults, APictureForWhichThereIsNoRoomIsNamedAndTheOthersOpen) {
     told.errors.clear();
     Run(kSaveResults);
     const MemoryLimit limit(70 * kMebibyte);
+    const Answers answers(wxID_OK);
     // What was open is given back first, so there is room for one of the large ones, but not for five.
     fs::copy(folder.File("noise.tif"), folder.File("b.tif"));
     Open({"small.tif", "noise.tif", "b.tif", "noise.tif", "b.tif", "noise.tif", "b.tif"});
