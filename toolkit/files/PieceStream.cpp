@@ -28,7 +28,7 @@ constexpr char kBroken[] = "the packed bytes are broken";
 
 unsigned char Reversed(unsigned char byte) {
     unsigned reversed = 0;
-    for (unsigned bit = 0; bit < 8; ++bit) reversed |= (byte >> bit & 1u) << (7 - bit);
+    for (unsigned bit = 0; bit < 8; ++bit) reversed |= (unsigned{byte} >> bit & 1u) << (7 - bit);
     return static_cast<unsigned char>(reversed);
 }
 
