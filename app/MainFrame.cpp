@@ -105,6 +105,8 @@ void MainFrame::OnCommand(wxCommandEvent& event) {
         event.Skip();
         return;
     }
+    // Whatever a command shows may take the release away from the canvas.
+    strokeAt_.reset();
     if (command->id == kQuit) {
         // Not as work of its own: the question before closing asks whether other work runs.
         OnQuit(event);

@@ -151,6 +151,7 @@ private:
 
     PositionStore store_;
     EditingState editing_;
+    std::optional<wxPoint> strokeAt_;  ///< where the stroke of the left button was last seen, until its release
     bool onlyRaw_ = false;
     bool onlyContours_ = true;
     bool labelNumbers_ = false;

@@ -60,8 +60,7 @@ bool MainFrame::HandleEditKey(int key) {
             Finish(FlipDrawingMode(editing_));
             return true;
         case 'r':
-            RefreshEdited(
-                RepaintComponent(Edited(), editing_, canvas_->ImagePointUnder(canvas_->PointerAnywhere())));
+            RefreshEdited(RepaintComponent(Edited(), editing_, canvas_->ImagePointUnder(canvas_->PointerAnywhere())));
             return true;
         default:
             return false;
@@ -73,6 +72,10 @@ void MainFrame::RefreshEdited(const PixelRectangle& part) {
 }
 
 void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
+    // GTK swallows a movement that the release follows at once. A release elsewhere than the last known place of the
+    // stroke was a drag to there all the same.
+    const bool lateDrag = strokeAt_.has_value() && event.LeftUp() && event.GetPosition() != *strokeAt_;
+    if (event.LeftUp()) strokeAt_.reset();
     if (!IsEnabled() || !canvas_->HasImage() || !HasPositions() || !canvas_->PointerInside()) return;
     RunAlone([&] {
         const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
@@ -80,10 +83,12 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
         // The second press of a double click comes as that only.
         if (event.LeftDown() || event.LeftDClick()) {
             RefreshEdited(PressLeft(Edited(), editing_, point));
-        } else if (event.LeftIsDown() && !event.Entering()) {
+            strokeAt_ = event.GetPosition();
+        } else if ((event.LeftIsDown() && !event.Entering()) || lateDrag) {
             RefreshEdited(DragLeft(Edited(), editing_, point));
+            if (strokeAt_) strokeAt_ = event.GetPosition();
         }
-        if (event.LeftIsDown()) canvas_->RefreshPixels(ContourTip(editing_, Edited().labels));
+        if (event.LeftIsDown() || lateDrag) canvas_->RefreshPixels(ContourTip(editing_, Edited().labels));
         // What is filled holds all of the line that was on the screen.
         if (event.LeftUp()) RefreshEdited(ReleaseLeft(Edited(), editing_));
         RefreshStatusTexts();

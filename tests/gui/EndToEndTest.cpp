@@ -168,6 +168,7 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
     for (const std::uint16_t label : found) used[label] = true;
     const auto unused = static_cast<std::uint16_t>(std::find(used.begin() + 1, used.end(), false) - used.begin());
     const std::string saved = folder.File(std::string("seg_") + kFirst);
+    std::ptrdiff_t last = -1;
     const auto savedVoxels = [&](std::ptrdiff_t count) {
         return Await([&] {
             Do("key ctrl+s");
@@ -175,7 +176,8 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
                 [&] {
                     if (!std::filesystem::exists(saved)) return false;
                     const qvox::LabelImage labels = Labels(saved);
-                    return std::count(labels.begin(), labels.end(), unused) == count;
+                    last = std::count(labels.begin(), labels.end(), unused);
+                    return last == count;
                 },
                 kPatience);
         });
@@ -183,11 +185,11 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
     constexpr std::ptrdiff_t kDisc = 305;
     Do("mousemove --window " + window + " --sync 150 170 mousedown 1 mousemove --window " + window +
        " --sync 230 200 mouseup 1");
-    ASSERT_TRUE(savedVoxels(2 * kDisc));
+    ASSERT_TRUE(savedVoxels(2 * kDisc)) << last;
     Do("mousemove --window " + window + " --sync 300 300 mousedown 1 mouseup 1");
-    ASSERT_TRUE(savedVoxels(3 * kDisc));
+    ASSERT_TRUE(savedVoxels(3 * kDisc)) << last;
     Do("key BackSpace");
-    ASSERT_TRUE(savedVoxels(2 * kDisc));
+    ASSERT_TRUE(savedVoxels(2 * kDisc)) << last;
     ASSERT_TRUE(Await([&] { return std::filesystem::exists(folder.File(std::string("seg_") + kSecond)); }));
 
     const std::string table = folder.File("table.txt");
