@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <memory>
 #include <random>
 #include <string>
 #include <utility>
@@ -39,14 +40,15 @@ protected:
         Open({"wide.tif"});
         // Bars come and go in the window library's own time, and the canvas changes its size with them.
         View().ShowScrollbars(wxSHOW_SB_NEVER, wxSHOW_SB_NEVER);
-        View().Bind(wxEVT_PAINT, [this](wxPaintEvent& event) {
-            ++paints_;
+        // The window outlives this object by some paints.
+        View().Bind(wxEVT_PAINT, [paints = paints_](wxPaintEvent& event) {
+            ++*paints;
             event.Skip();
         });
         // The window manager gives the window its place and size when it comes to it.
         EXPECT_TRUE(Await([&] {
             View().Refresh(false);
-            return paints_ > 1 && View().GetClientSize().x >= 600 && View().GetClientSize().y >= 450;
+            return *paints_ > 1 && View().GetClientSize().x >= 600 && View().GetClientSize().y >= 450;
         })) << View().GetClientSize().x
             << " x " << View().GetClientSize().y;
         FreshShot();
@@ -76,13 +78,13 @@ protected:
     /// The same after everything was painted anew.
     wxImage FreshShot() {
         View().Refresh(false);
-        const int before = paints_;
-        EXPECT_TRUE(Await([&] { return paints_ > before; }));
+        const int before = *paints_;
+        EXPECT_TRUE(Await([&] { return *paints_ > before; }));
         return Shot();
     }
 
 private:
-    int paints_ = 0;
+    std::shared_ptr<int> paints_ = std::make_shared<int>(0);
 };
 
 /// Where two pictures differ first, in words; empty when they do not by more than `tolerance` in any channel.
