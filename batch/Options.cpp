@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <memory>
+#include <sstream>
 
 #include "Version.h"
 
@@ -61,7 +62,9 @@ void AddParameters(CLI::App& command, BatchOptions& options) {
         const auto take = [&options, range, name, limits](const std::string& text) {
             const std::optional<float> value = ParseNumber<float>(text);
             if (!value || *value < range.minimum || *value > range.maximum) {
-                throw CLI::ValidationError(name, "needs a number from " + limits + ", not '" + text + "'");
+                std::ostringstream needed;
+                needed << "needs a number from " << limits << ", not '" << text << "'";
+                throw CLI::ValidationError(name, needed.str());
             }
             options.parameters.*range.field = *value;
         };
