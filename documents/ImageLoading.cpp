@@ -24,9 +24,13 @@ void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image) {
 /// failures need memory too.
 constexpr std::size_t kWorkingBytes = std::size_t{64} << 20;
 
-/// Throws std::bad_alloc when the working memory is not there. It is asked for and given back; no page of it is
-/// touched.
-void RequireWorkingMemory() { qvox::VoxelImage<std::uint8_t>().Resize(kWorkingBytes, 1, 1); }
+/// Throws std::bad_alloc when the working memory is not there. It is asked for and given back; no more than one page of
+/// it is touched, without which the compiler may leave the allocation out.
+void RequireWorkingMemory() {
+    qvox::VoxelImage<std::uint8_t> working;
+    working.Resize(kWorkingBytes, 1, 1);
+    *static_cast<volatile std::uint8_t*>(working.begin()) = 0;
+}
 
 }  // namespace
 
