@@ -36,7 +36,7 @@ struct AnalysisFailure {
 /// is given the width of the longest once.
 void WidenMessage(wxProgressDialog& progress) {
     for (wxWindow* const child : progress.GetChildren()) {
-        auto* const text = wxDynamicCast(child, wxStaticText);
+        auto* const text = dynamic_cast<wxStaticText*>(child);
         if (text == nullptr) continue;
         text->SetWindowStyle(text->GetWindowStyle() | wxST_NO_AUTORESIZE);
         text->SetMinSize({text->GetTextExtent("Image: 00000 detection of exosomes").x, text->GetSize().y});
