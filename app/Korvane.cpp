@@ -73,9 +73,9 @@ int main(int argc, char** argv) {
         const std::string argument = argv[i];
         if (argument == "--help" || argument == "-h") {
             std::puts(
-                "korvane [FILE|FOLDER...]\n\nFinds and measures exosomes in electron micrographs. The TIFF files "
-                "named, "
-                "and those\nof the folders named, are opened at once. korvane-batch does without a window.");
+                "korvane [FILE|FOLDER...]\n\n"
+                "Finds and measures exosomes in electron micrographs. The TIFF files named, and those\n"
+                "of the folders named, are opened at once. korvane-batch does without a window.");
             return 0;
         }
         if (argument.empty() || argument[0] == '-') {
