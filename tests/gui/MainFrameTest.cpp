@@ -109,6 +109,25 @@ TEST_F(MainWindow, ABrushDabPaintsTheDiscAndIsUndoneOnce) {
     EXPECT_EQ(frame->Store().currentLabel, 2);
 }
 
+TEST_F(MainWindow, AReleaseElsewhereThanTheLastMovementDrawsToItsPlace) {
+    OpenSmall();
+    const auto painted = [&] { return std::count(Labels().begin(), Labels().end(), 1); };
+    Dab(20, 20);
+    const auto disc = painted();
+    ASSERT_GT(disc, 0);
+    Mouse(wxEVT_LEFT_UP, 50, 50, false);
+    EXPECT_EQ(painted(), disc) << "a release without a press draws nothing";
+    Run(kClearCurrent);
+    Mouse(wxEVT_LEFT_DOWN, 10, 10, true);
+    Mouse(wxEVT_LEFT_UP, 50, 50, false);
+    EXPECT_EQ(painted(), 2 * disc);
+    EXPECT_EQ(Labels()(10, 10), 1);
+    EXPECT_EQ(Labels()(50, 50), 1);
+    EXPECT_EQ(Labels()(30, 30), 0) << "each event paints one disc and no line";
+    Mouse(wxEVT_LEFT_UP, 30, 30, false);
+    EXPECT_EQ(painted(), 2 * disc) << "the stroke has ended";
+}
+
 TEST_F(MainWindow, AContourIsFilledWhenTheButtonIsReleased) {
     OpenSmall();
     Run(kContourMode);
