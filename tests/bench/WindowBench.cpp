@@ -230,29 +230,29 @@ void BrushBench(benchmark::State& state) {
     scene->Mouse(wxEVT_LEFT_UP, OnTheWay(0), false);
 }
 
-/// The press that begins a stroke, after a stroke of some length.
-void PressBench(benchmark::State& state) {
+/// The press that begins a stroke, timed again and again; `prepare` runs untimed before each but the first.
+template <typename Prepare>
+void TimePresses(benchmark::State& state, Prepare prepare) {
     scene->GoTo(Level(state));
     TimeEach(
         state,
-        [](int i) {
-            if (i > 0) scene->Mouse(wxEVT_LEFT_UP, OnTheWay(i), false);
+        [&](int i) {
+            if (i == 0) return;
+            scene->Mouse(wxEVT_LEFT_UP, OnTheWay(i), false);
+            prepare();
         },
         [](int i) { scene->Mouse(wxEVT_LEFT_DOWN, OnTheWay(i + 1), true); });
     scene->Mouse(wxEVT_LEFT_UP, OnTheWay(0), false);
 }
 
-/// The press that begins a stroke after all labels were read anew.
+/// After a stroke of some length.
+void PressBench(benchmark::State& state) {
+    TimePresses(state, [] {});
+}
+
+/// After all labels were read anew.
 void PressAfterLoadingBench(benchmark::State& state) {
-    scene->GoTo(Level(state));
-    TimeEach(
-        state,
-        [](int i) {
-            if (i > 0) scene->Mouse(wxEVT_LEFT_UP, OnTheWay(i), false);
-            scene->Frame().LoadSegmentationResults(std::nullopt);
-        },
-        [](int i) { scene->Mouse(wxEVT_LEFT_DOWN, OnTheWay(i + 1), true); });
-    scene->Mouse(wxEVT_LEFT_UP, OnTheWay(0), false);
+    TimePresses(state, [] { scene->Frame().LoadSegmentationResults(std::nullopt); });
 }
 
 void UndoBench(benchmark::State& state) {

@@ -118,6 +118,16 @@ protected:
 
     static void Do(const std::string& words) { ASSERT_TRUE(Shell("xdotool " + words).second) << "xdotool " << words; }
 
+    /// Ends the program by its key and says yes to the question.
+    static void Quit(Program& program, const std::string& window) {
+        Do("windowactivate --sync " + window);
+        Do("key ctrl+q");
+        ASSERT_TRUE(Await([&] { return !program.Window("Confirmation").empty(); }));
+        Do("windowactivate --sync " + program.Window("Confirmation"));
+        Do("key Return");
+        EXPECT_TRUE(program.EndedWell());
+    }
+
     /// Presses a key until the window's title shows that it came through.
     void PressUntil(Program& program, const std::string& key, const std::string& title) {
         ASSERT_TRUE(Await([&] {
@@ -207,12 +217,7 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
     }));
     ASSERT_TRUE(Await([&] { return program.Window("Export quantitative results to").empty(); }));
 
-    Do("windowactivate --sync " + window);
-    Do("key ctrl+q");
-    ASSERT_TRUE(Await([&] { return !program.Window("Confirmation").empty(); }));
-    Do("windowactivate --sync " + program.Window("Confirmation"));
-    Do("key Return");
-    EXPECT_TRUE(program.EndedWell());
+    Quit(program, window);
 
     // What was found stays but for two discs of radius 10, 80 by 30 pixels from each other, with the unused label.
     const qvox::LabelImage drawn = Labels(saved);
@@ -258,12 +263,7 @@ TEST_F(EndToEnd, FilesOnTheCommandLineAreOpenedUnderAnyName) {
     Do("windowactivate --sync " + program.Window("Korvane Error"));
     Do("key Escape");
     ASSERT_TRUE(Await([&] { return program.Window("Korvane Error").empty(); }));
-    Do("windowactivate --sync " + window);
-    Do("key ctrl+q");
-    ASSERT_TRUE(Await([&] { return !program.Window("Confirmation").empty(); }));
-    Do("windowactivate --sync " + program.Window("Confirmation"));
-    Do("key Return");
-    EXPECT_TRUE(program.EndedWell());
+    Quit(program, window);
 }
 
 }  // namespace

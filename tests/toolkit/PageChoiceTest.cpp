@@ -1,6 +1,7 @@
 // Which page of a file is the picture, which pages are its planes, and which kinds of pages are refused.
 
 #include <gtest/gtest.h>
+#include <tiff.h>
 
 #include <string>
 
@@ -15,14 +16,6 @@ using korvane_test::TiffBuilder;
 using qvox::ImageFileInfo;
 using qvox::VoxelType;
 
-constexpr std::uint16_t kBits = 258;
-constexpr std::uint16_t kPhotometric = 262;
-constexpr std::uint16_t kDescription = 270;
-constexpr std::uint16_t kSamples = 277;
-constexpr std::uint16_t kNewSubfileType = 254;
-constexpr std::uint16_t kSampleFormat = 339;
-constexpr std::uint16_t kColourMap = 320;
-
 class PageChoice : public ::testing::Test {
 protected:
     TiffBuilder& Grey(std::uint32_t width, const std::string& bytes, std::uint16_t bits = 8) {
@@ -31,9 +24,9 @@ protected:
     TiffBuilder& Rgb(std::uint32_t width) {
         return file_.Page()
             .Grey(width, 1, 8)
-            .Shorts(kBits, {8, 8, 8})
-            .Short(kPhotometric, 2)
-            .Short(kSamples, 3)
+            .Shorts(TIFFTAG_BITSPERSAMPLE, {8, 8, 8})
+            .Short(TIFFTAG_PHOTOMETRIC, 2)
+            .Short(TIFFTAG_SAMPLESPERPIXEL, 3)
             .AddPiece(std::string(3 * width, 'r'));
     }
     ImageFileInfo Inspect() {
@@ -55,40 +48,40 @@ protected:
 TEST_F(PageChoice, TheFirstFullSizeGreyPageAfterAnRgbPreview) {
     Rgb(2);
     Grey(1, "x");
-    Grey(4, "abcd").Long(kNewSubfileType, 1);
+    Grey(4, "abcd").Long(TIFFTAG_SUBFILETYPE, 1);
     Grey(4, "efgh");
     Grey(4, "ijkl");
     EXPECT_EQ(Read(), "efgh");
 }
 
 TEST_F(PageChoice, TheFirstFullSizeGreyPageAfterReducedOnesAndMasks) {
-    Grey(2, "xy").Long(kNewSubfileType, 1);
-    Grey(4, "mask").Long(kNewSubfileType, 4);
+    Grey(2, "xy").Long(TIFFTAG_SUBFILETYPE, 1);
+    Grey(4, "mask").Long(TIFFTAG_SUBFILETYPE, 4);
     Rgb(4);
-    Grey(4, "abcd").Long(kNewSubfileType, 2);  // a page of several is a full one
+    Grey(4, "abcd").Long(TIFFTAG_SUBFILETYPE, 2);  // a page of several is a full one
     EXPECT_EQ(Read(), "abcd");
 }
 
 TEST_F(PageChoice, AColourPalettePreviewIsPassedOver) {
     std::vector<std::uint16_t> map;
     for (unsigned i = 0; i < 768; ++i) map.push_back(static_cast<std::uint16_t>(i * 40503u));
-    Grey(2, "xy").Short(kPhotometric, 3).Shorts(kColourMap, map);
+    Grey(2, "xy").Short(TIFFTAG_PHOTOMETRIC, 3).Shorts(TIFFTAG_COLORMAP, map);
     Grey(2, "ab");
     EXPECT_EQ(Read(), "ab");
 }
 
 TEST_F(PageChoice, AFileOfReducedPagesOnlyShowsItsFirst) {
-    Grey(2, "ab").Long(kNewSubfileType, 1);
-    Grey(1, "c").Long(kNewSubfileType, 1);
+    Grey(2, "ab").Long(TIFFTAG_SUBFILETYPE, 1);
+    Grey(1, "c").Long(TIFFTAG_SUBFILETYPE, 1);
     EXPECT_EQ(Read(), "ab");
 }
 
 TEST_F(PageChoice, AGreyPictureOfAnotherKindIsNotAPreviewOfTheNextPage) {
-    Grey(2, "abcd", 16).Short(kSampleFormat, 2);
+    Grey(2, "abcd", 16).Short(TIFFTAG_SAMPLEFORMAT, 2);
     Grey(2, "ef");
     EXPECT_EQ(Inspect().type, VoxelType::kInt16);
     file_ = TiffBuilder();
-    Grey(1, "abcdefgh", 64).Short(kSampleFormat, 6);
+    Grey(1, "abcdefgh", 64).Short(TIFFTAG_SAMPLEFORMAT, 6);
     Grey(2, "ef");
     EXPECT_EQ(Inspect().type, VoxelType::kUnsupported);
 }
@@ -113,7 +106,7 @@ TEST_F(PageChoice, KindsThatAreNotReadHaveOtherCodes) {
     };
     for (const auto& kind : kinds) {
         file_ = TiffBuilder();
-        Grey(1, "abcdefgh", kind.bits).Short(kSampleFormat, kind.format);
+        Grey(1, "abcdefgh", kind.bits).Short(TIFFTAG_SAMPLEFORMAT, kind.format);
         const ImageFileInfo info = Inspect();
         EXPECT_EQ(info.type, kind.type) << kind.text;
         EXPECT_EQ(info.typeText, kind.text);
@@ -130,7 +123,7 @@ TEST_F(PageChoice, APaletteWithTwentySixColoursOfAnnotationsIsGrey) {
     std::vector<std::uint16_t> map(768);
     for (std::size_t i = 0; i < 256; ++i) map[i] = map[256 + i] = map[512 + i] = static_cast<std::uint16_t>(i * 257);
     for (std::size_t i = 9; i <= 234; i += 9) map[i] = static_cast<std::uint16_t>(map[i] ^ 0x8000u);
-    Grey(3, "abd").Short(kPhotometric, 3).Shorts(kColourMap, map);
+    Grey(3, "abd").Short(TIFFTAG_PHOTOMETRIC, 3).Shorts(TIFFTAG_COLORMAP, map);
     EXPECT_EQ(Inspect().type, VoxelType::kUint8);
     EXPECT_EQ(Read(), "abd");
 }
@@ -140,7 +133,7 @@ TEST_F(PageChoice, AStatedStackHasAsManyPlanesAsItsFileHoldsOfOneKind) {
                                     "<OME xmlns=\"x\"><Image><Pixels DimensionOrder=\"XYZCT\" SizeX=\"2\" SizeY=\"1\" "
                                     "SizeZ=\"3\"/></Image></OME>"}) {
         file_ = TiffBuilder();
-        Grey(2, "ab").Text(kDescription, description);
+        Grey(2, "ab").Text(TIFFTAG_IMAGEDESCRIPTION, description);
         Grey(2, "cd");
         Grey(2, "ef");
         EXPECT_EQ(Read(), "abcdef") << description;
@@ -150,11 +143,11 @@ TEST_F(PageChoice, AStatedStackHasAsManyPlanesAsItsFileHoldsOfOneKind) {
 TEST_F(PageChoice, AStatedStackEndsBeforeAThumbnailOrAPageOfAnotherKind) {
     const auto start = [this] {
         file_ = TiffBuilder();
-        Grey(2, "ab").Text(kDescription, "ImageJ=1.53t\nimages=3\n");
+        Grey(2, "ab").Text(TIFFTAG_IMAGEDESCRIPTION, "ImageJ=1.53t\nimages=3\n");
         Grey(2, "cd");
     };
     start();
-    Grey(2, "ef").Long(kNewSubfileType, 1);
+    Grey(2, "ef").Long(TIFFTAG_SUBFILETYPE, 1);
     EXPECT_EQ(Read(), "abcd");
     start();
     Grey(1, "e");
@@ -167,7 +160,7 @@ TEST_F(PageChoice, AStatedStackEndsBeforeAThumbnailOrAPageOfAnotherKind) {
 TEST_F(PageChoice, EqualPagesWithoutAStatementAreSeparatePictures) {
     for (const char* description : {"", "images=3", "ImageJ=1.53t\nunit=nm\n", "<OME/>"}) {
         file_ = TiffBuilder();
-        Grey(2, "ab").Text(kDescription, description);
+        Grey(2, "ab").Text(TIFFTAG_IMAGEDESCRIPTION, description);
         Grey(2, "cd");
         Grey(2, "ef");
         EXPECT_EQ(Read(), "ab") << description;

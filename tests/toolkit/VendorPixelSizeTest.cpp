@@ -1,6 +1,7 @@
 // Whole files with makers' entries: which source counts, and what is said of it.
 
 #include <gtest/gtest.h>
+#include <tiff.h>
 
 #include <fstream>
 #include <string>
@@ -19,7 +20,6 @@ using korvane_test::TiffOrder;
 using qvox::ImageFileInfo;
 using qvox::ResolutionSource;
 
-constexpr std::uint16_t kDescription = 270;
 constexpr std::uint16_t kSis = 33560;
 constexpr std::uint16_t kZeiss = 34118;
 constexpr std::uint16_t kFei = 34682;
@@ -88,7 +88,7 @@ TEST_F(VendorPixelSize, OfEachMakerInEveryKindOfFile) {
             AddGatan(0.5, 5.0);
             Expect(Inspect(), 500.0, 5000.0, ResolutionSource::kGatan, "Gatan");
             Start(order, kind);
-            file_.Text(kDescription, korvane_test::JeolXml("MAG", "150000"));
+            file_.Text(TIFFTAG_IMAGEDESCRIPTION, korvane_test::JeolXml("MAG", "150000"));
             const double jeol = 25.4e6 / 72 / 150000;
             Expect(Inspect(), jeol, jeol, ResolutionSource::kJeol, "JEOL");
             Start(order, kind);
@@ -102,7 +102,7 @@ TEST_F(VendorPixelSize, ComesBeforeEveryOtherSource) {
     for (const char* description :
          {"ImageJ=1.53t\nunit=nm\n",
           "<OME xmlns=\"x\"><Image><Pixels SizeX=\"1\" PhysicalSizeX=\"1\" PhysicalSizeY=\"1\"/></Image></OME>", "x"}) {
-        file_.Text(kDescription, description).Short(296, 3);
+        file_.Text(TIFFTAG_IMAGEDESCRIPTION, description).Short(296, 3);
         Expect(Inspect(), 2.0, 2.0, ResolutionSource::kFei, "FEI");
     }
 }
@@ -145,7 +145,7 @@ TEST_F(VendorPixelSize, BlocksOfDiffractionGiveNone) {
     file_.Text(65003, "1/nm").Text(65012, "1/nanometer");
     ExpectUndefined(Inspect(), "Gatan export entries give no pixel size");
     Start(TiffOrder::kLittle, TiffKind::kClassic);
-    file_.Text(kDescription, korvane_test::JeolXml("DIFF", "400", "mm"));
+    file_.Text(TIFFTAG_IMAGEDESCRIPTION, korvane_test::JeolXml("DIFF", "400", "mm"));
     ExpectUndefined(Inspect(), "mode \"DIFF\"");
 }
 
