@@ -1,8 +1,8 @@
-// Prints what the stages of detection cost, as Markdown: detection_profile [--plain] [SIZE...]
+// Prints what the stages of detection cost, as Markdown: detection_profile [--plain] [--picture NAME] [SIZE...]
 // Per picture and stage: nanoseconds of one core per pixel at each size, the peak of bytes per pixel at the largest
 // one, and a limit computed from what the stage needs (StageLimits.h) and what the machine does (MachineLimits.h), both
 // printed first.
-// --plain adds how many times as long the plain form takes, up to 1024 (minutes).
+// --plain adds how many times as long the plain form takes, up to 1024 (minutes); --picture takes one picture only.
 
 #include <algorithm>
 #include <cmath>
@@ -203,14 +203,17 @@ void PrintProfile(const char* name, const Profile& profile, const std::vector<st
 int main(int argc, char** argv) {
     cv::setNumThreads(1);
     bool plain = false;
+    std::string only;
     std::vector<std::uint64_t> sizes;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--plain") == 0) {
             plain = true;
+        } else if (std::strcmp(argv[i], "--picture") == 0 && i + 1 < argc) {
+            only = argv[++i];
         } else if (const std::uint64_t size = std::strtoull(argv[i], nullptr, 10); size > 0) {
             sizes.push_back(size);
         } else {
-            std::fprintf(stderr, "detection_profile [--plain] [SIZE...]\n");
+            std::fprintf(stderr, "detection_profile [--plain] [--picture NAME] [SIZE...]\n");
             return 2;
         }
     }
@@ -224,6 +227,7 @@ int main(int argc, char** argv) {
     const korvane_bench::MachineLimits machine = korvane_bench::MeasureMachine();
     PrintNeeds(machine);
     for (const Picture& picture : pictures) {
+        if (!only.empty() && only != picture.name) continue;
         Profile profile;
         for (const std::uint64_t size : sizes) {
             const VoxelImage<float> raw = picture.draw(size);
