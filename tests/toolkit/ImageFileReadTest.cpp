@@ -252,6 +252,32 @@ TEST_F(ImageFileRead, TextsComeAsDescription) {
     EXPECT_EQ(Load<std::uint8_t>().Metadata(), expected);
 }
 
+TEST_F(ImageFileRead, WhateverLoadsCanBeSaved) {
+    constexpr std::size_t kMiB = std::size_t{1} << 20;
+    std::string many = "ImageJ=1.11a\nqvox=1\n";
+    for (unsigned i = 0; i < 9998; ++i) many += "qvox.entry." + std::to_string(i) + "=v\n";
+    const struct {
+        std::string description;
+        std::string software;
+        const char* kept;
+    } cases[] = {
+        {std::string(3 * kMiB - 10, '\n'), std::string(4 * kMiB - 100, '\n'), "ImageDescription"},
+        {std::string(3 * kMiB - 10, '\n'), "A", "Software"},
+        // Written by another program: bytes that are escaped here.
+        {"ImageJ=1.11a\nqvox=1\nqvox.entry.a=b\nqvox.entry.c=" + std::string(9 * kMiB, '\xFF'), "", "a"},
+        {many, "", "0"},
+    };
+    for (const auto& [description, software, kept] : cases) {
+        TiffBuilder().Page().Grey(1, 1, 8).Text(270, description).Text(305, software).AddPiece("x").Write(path_);
+        auto image = Load<std::uint8_t>();
+        EXPECT_EQ(image.Metadata().count(kept), 1u) << kept;
+        image.SetResolution({0.123456789f, 0.987654321f, 0.111111111f});
+        image.SetOffset({-1.23456789e-30f, -1.23456789e-30f, -1.23456789e-30f});
+        qvox::SaveImageFile(path_, image);
+        EXPECT_EQ(Load<std::uint8_t>().Metadata(), image.Metadata()) << kept;
+    }
+}
+
 // Written by the TIFF library itself, in every combination that it knows for grey pictures.
 template <typename T>
 void WriteWithLibrary(const std::string& path, const VoxelImage<T>& original, int compression, int predictor,

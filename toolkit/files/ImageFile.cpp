@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "files/PixelSize.h"
+#include "files/StoredDescription.h"
 #include "files/TiffDecoder.h"
 #include "files/TiffHandle.h"
 #include "files/TiffPage.h"
@@ -193,6 +194,8 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image) {
         file.FailReading("it holds " + opened.page.typeText + ", not " + NameOf(TypeOf<T>()));
     }
     CheckPlanes(file, opened);
+    Description& entries = opened.size.stored ? opened.size.stored->description : opened.texts;
+    LeaveOutUnstorable(entries);
     image.Resize(opened.page.width, opened.page.height, opened.planes.size());
     for (std::size_t z = 0; z < opened.planes.size(); ++z) {
         GoToPage(file, opened.planes[z]);
@@ -202,7 +205,7 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image) {
     ApplyPhotometric(opened.page, image);
     image.SetResolution(opened.size.resolution);
     image.SetOffset(opened.size.stored ? opened.size.stored->offset : VoxelOffset{});
-    image.SetMetadata(opened.size.stored ? std::move(opened.size.stored->description) : std::move(opened.texts));
+    image.SetMetadata(std::move(entries));
 }
 
 template void LoadImageFile(const std::string&, VoxelImage<std::uint8_t>&);

@@ -69,7 +69,8 @@ VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat
 /// std::uint8_t, std::uint16_t, float or Rgb8. White-is-zero files are inverted (floats within their own finite range),
 /// 8-bit palettes with a grey map are read through it. A file from SaveImageFile gives back exactly what was saved; of
 /// another file the description holds the text tags of its first page under their TIFF names ("ImageDescription",
-/// "Software", ...). Throws ToolkitError, naming the file and the cause, when the file is unreadable, truncated or of
+/// "Software", ...). What is read can always be saved: texts that a file written here could not hold, more than 9 MiB
+/// with their other bytes escaped, are left out. Throws ToolkitError, naming the file and the cause, when the file is unreadable, truncated or of
 /// another type, and before anything is allocated when it could not possibly hold what it claims. The image is then
 /// unspecified. Memory: the picture and at most 64 MiB beside it.
 template <typename T>

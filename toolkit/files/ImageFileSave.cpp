@@ -117,10 +117,10 @@ void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileForm
                    TiffCompression compression) {
     CheckWritable(path, image, format);
     const PixelResolution resolution = StorableResolution(image.Resolution());
-    const std::string description = DescriptionText({resolution, image.Offset(), image.Metadata()}, image.SizeZ());
-    if (description.size() > kLongestOwnDescription || image.Metadata().size() > kMostDescriptionEntries) {
+    if (!IsStorable(image.Metadata())) {
         throw ToolkitError("Cannot write '" + path + "': the description is too long.");
     }
+    const std::string description = DescriptionText({resolution, image.Offset(), image.Metadata()}, image.SizeZ());
     const std::uint64_t bytes = image.VoxelCount() * sizeof(T) + description.size() + image.SizeZ() * 4096;
     AtomicFile file(path);
     {

@@ -1,8 +1,10 @@
 #include "files/StoredDescription.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 
 #include "files/ImageJDescription.h"
 
@@ -12,13 +14,44 @@ namespace {
 
 const std::string kEntryPrefix = "qvox.entry.";
 
+// What the lines before the entries may take.
+constexpr std::uint64_t kHeadBytes = 4096;
+
+bool IsEscaped(char c, char alsoEscaped) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte > 0x7E || c == '%' || c == '\\' || c == alsoEscaped;
+}
+
+std::uint64_t EscapedBytes(const std::string& text, char alsoEscaped) {
+    const auto escaped =
+        std::count_if(text.begin(), text.end(), [alsoEscaped](char c) { return IsEscaped(c, alsoEscaped); });
+    return text.size() + 2 * static_cast<std::uint64_t>(escaped);
+}
+
+// The room for entries, as they are put into a text one after the other.
+class EntryRoom {
+public:
+    // False when the entry does not fit, which then takes nothing.
+    bool Take(const std::string& key, const std::string& value) {
+        const std::uint64_t bytes = kEntryPrefix.size() + EscapedBytes(key, '=') + EscapedBytes(value, '%') + 2;
+        if (bytes > bytes_ || entries_ == 0) return false;
+        bytes_ -= bytes;
+        --entries_;
+        return true;
+    }
+
+private:
+    std::uint64_t bytes_ = kLongestOwnDescription - kHeadBytes;
+    std::uint64_t entries_ = kMostDescriptionEntries;
+};
+
 std::string Escaped(const std::string& text, char alsoEscaped) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string escaped;
     escaped.reserve(text.size());
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte > 0x7E || c == '%' || c == '\\' || c == alsoEscaped) {
+        if (IsEscaped(c, alsoEscaped)) {
             escaped += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
         } else {
             escaped += c;
@@ -88,6 +121,19 @@ float ExactWhereEntryAgrees(float entry, float stored) {
     if (!std::isfinite(stored) || stored < 0.0f) return entry;
     if (entry <= 0.0f) return FitsRational(stored) ? entry : stored;
     return std::abs(entry - stored) <= 1e-6f * entry ? stored : entry;
+}
+
+bool IsStorable(const Description& entries) {
+    EntryRoom room;
+    return std::all_of(entries.begin(), entries.end(),
+                       [&room](const auto& entry) { return room.Take(entry.first, entry.second); });
+}
+
+void LeaveOutUnstorable(Description& entries) {
+    EntryRoom room;
+    for (auto at = entries.begin(); at != entries.end();) {
+        at = room.Take(at->first, at->second) ? std::next(at) : entries.erase(at);
+    }
 }
 
 std::string DescriptionText(const StoredProperties& properties, std::uint64_t planes) {

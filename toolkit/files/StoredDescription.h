@@ -28,6 +28,12 @@ constexpr std::uint64_t kLongestForeignDescription = std::uint64_t{3} << 20;
 constexpr std::uint64_t kLongestOwnDescription = 3 * kLongestForeignDescription + (std::uint64_t{64} << 10);
 constexpr std::uint64_t kMostDescriptionEntries = 9000;
 
+/// True when the entries can be stored: not too many, and their text leaves room for the lines before them.
+bool IsStorable(const Description& entries);
+
+/// Leaves out each entry that can no longer be stored after those before it, so that IsStorable holds.
+void LeaveOutUnstorable(Description& entries);
+
 std::string DescriptionText(const StoredProperties& properties, std::uint64_t planes);
 
 /// Nothing when the text is not one that DescriptionText has made.
