@@ -103,6 +103,26 @@ bool SameKind(const TiffPage& a, const TiffPage& b) {
 // without it.
 bool NextPage(TiffHandle& file) { return TIFFLastDirectory(file.Get()) == 0 && TIFFReadDirectory(file.Get()) == 1; }
 
+// Each page makes the library fill its lists of strips or tiles, of which several pages may share the bytes, or which
+// may not even be there. Lists of a page's own take four bytes for a strip or tile, so that a file whose pages share
+// none never spends all of this.
+class PieceAllowance {
+public:
+    explicit PieceAllowance(const TiffHandle& file) : left_((std::uint64_t{1} << 24) + file.FileBytes() / 4) {}
+
+    // False when the page that the handle stands on is too much.
+    bool Spend(const TiffHandle& file) {
+        TIFF* const tiff = file.Get();
+        const std::uint64_t pieces = TIFFIsTiled(tiff) != 0 ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
+        if (pieces > left_) return false;
+        left_ -= pieces;
+        return true;
+    }
+
+private:
+    std::uint64_t left_;
+};
+
 }  // namespace
 
 bool IsGrey(VoxelType type) {
@@ -130,7 +150,8 @@ TiffPage ReadTiffPage(TiffHandle& file) {
 TiffPage ChoosePage(TiffHandle& file, const TiffPage& first) {
     if (!MayBePreview(first) || (IsGrey(first.type) && IsFullSize(first))) return first;
     const std::uint64_t atLeast = IsFullSize(first) ? Pixels(first) : 1;
-    for (unsigned pages = 1; pages < kMostPages && NextPage(file); ++pages) {
+    PieceAllowance allowance(file);
+    for (unsigned pages = 1; pages < kMostPages && NextPage(file) && allowance.Spend(file); ++pages) {
         TiffPage page = ReadTiffPage(file);
         if (IsGrey(page.type) && IsFullSize(page) && Pixels(page) >= atLeast) return page;
     }
@@ -141,9 +162,11 @@ TiffPage ChoosePage(TiffHandle& file, const TiffPage& first) {
 std::vector<std::uint64_t> StackPages(TiffHandle& file, const TiffPage& page, const StackLayout& stack) {
     std::vector<std::uint64_t> pages{page.offset};
     std::uint64_t untilNext = stack.pageStride;
+    PieceAllowance allowance(file);
     while (pages.size() < stack.planes && pages.size() < kMostPages && TIFFLastDirectory(file.Get()) == 0) {
         file.ForgetMessages();
         if (TIFFReadDirectory(file.Get()) != 1) file.FailReading("the file breaks off in a stack of pictures");
+        if (!allowance.Spend(file)) file.FailReading("the pictures of its stack share too many strips or tiles");
         if (--untilNext > 0) continue;
         const TiffPage next = ReadTiffPage(file);
         if (!SameKind(page, next) || !IsFullSize(next)) break;

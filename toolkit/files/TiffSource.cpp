@@ -25,6 +25,14 @@ constexpr std::size_t kMostHidden = 1000;
 /// Entries up to this size are shown whatever their number.
 constexpr std::uint64_t kSmallEntry = std::uint64_t{1} << 10;
 
+// The library compares every entry of a page with all others, which more entries than any real page has make dear:
+// measured, as long as reading so many bytes.
+std::uint64_t CostOfEntries(std::uint64_t count) {
+    constexpr std::uint64_t kFew = 100;
+    constexpr std::uint64_t kBytesPerPair = 8;
+    return count <= kFew ? 0 : count * count * kBytesPerPair;
+}
+
 std::uint64_t Number(const unsigned char* bytes, unsigned count, bool bigEndian) {
     std::uint64_t value = 0;
     for (unsigned i = 0; i < count; ++i) value = value << 8 | bytes[bigEndian ? i : count - 1 - i];
@@ -131,6 +139,7 @@ std::uint64_t TiffSource::CheckEntries(const Layout& layout, const Entries& entr
     const std::size_t entryBytes = layout.bigTiff ? 20 : 12;
     const unsigned wide = layout.bigTiff ? 8 : 4;
     std::uint64_t total = 0;
+    std::uint64_t cost = entries.bytes.size() + CostOfEntries(entries.count);
     for (std::size_t i = 0; i < entries.count; ++i) {
         const unsigned char* entry = entries.bytes.data() + i * entryBytes;
         const auto tag = static_cast<unsigned>(Number(entry, 2, layout.bigEndian));
@@ -141,6 +150,8 @@ std::uint64_t TiffSource::CheckEntries(const Layout& layout, const Entries& entr
         }
         std::uint64_t size = 0;
         if (__builtin_mul_overflow(count, BytesOfType(type), &size)) size = std::numeric_limits<std::uint64_t>::max();
+        // What claims to be larger than its file, the library refuses by itself.
+        if (size <= bytes_) cost += size;
         if (size <= kSmallEntry || TellsOfPieces(tag)) continue;
         if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= kLongestOwnDescription + 1) continue;
         if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= bytes_) {
@@ -148,12 +159,12 @@ std::uint64_t TiffSource::CheckEntries(const Layout& layout, const Entries& entr
         } else if (size <= kMostEntryBytes - total) {
             total += size;
         } else if (size <= bytes_) {
-            // What claims to be larger than its file, the library refuses by itself.
+            cost -= size;
             HideEntry(layout, entries.first + i * entryBytes, type);
             if (patches_.size() > kMostHidden) trouble_ = "it has too many large entries";
         }
     }
-    return total;
+    return cost;
 }
 
 void TiffSource::Walk() {
@@ -174,17 +185,19 @@ void TiffSource::Walk() {
         if (!ReadAt(link, linked, wide)) return;
         const std::uint64_t directory = Number(linked, wide, layout.bigEndian);
         if (directory == 0 || !seen.insert(directory).second || !ReadEntries(layout, directory, entries)) return;
-        walked += entries.bytes.size() + CheckEntries(layout, entries);
+        walked += CheckEntries(layout, entries);
+        const std::uint64_t next = entries.first + entries.bytes.size();
         // Pages that do not overlap cannot have more bytes than their file; values may be shared by a few.
         const bool tooMuch = walked > 2 * bytes_ + (std::uint64_t{64} << 20);
+        const bool isFirst = seen.size() == 1;
+        if (isFirst && !trouble_.empty()) return;
         if (!trouble_.empty() || tooMuch) {
             // Only the first page is sure to be wanted; the others end before this one.
-            if (seen.size() == 1) return;
             trouble_.clear();
-            patches_.push_back({link, std::vector<unsigned char>(wide, 0)});
+            patches_.push_back({isFirst ? next : link, std::vector<unsigned char>(wide, 0)});
             return;
         }
-        link = entries.first + entries.bytes.size();
+        link = next;
     }
 }
 

@@ -8,9 +8,9 @@
 namespace qvox {
 
 /// A TIFF file opened for reading, as the TIFF library gets to see it: the library believes every size that an entry
-/// claims and keeps what every entry holds, so that a small file could make it take any amount of memory. Here the
-/// directories are walked beforehand; entries that are too much are shown to the library as empty, and the chain of
-/// pages ends where its pages overlap. Nothing is mapped: a mapped file that shrinks kills the process.
+/// claims and keeps what every entry holds, so that a small file could make it take any amount of memory and time. Here
+/// the directories are walked beforehand; entries that are too much are shown to the library as empty, and the chain of
+/// pages ends where its pages overlap or cost too much. Nothing is mapped: a mapped file that shrinks kills the process.
 class TiffSource {
 public:
     /// Opens the file; Trouble tells whether that, and what was looked at, went well.
@@ -50,6 +50,7 @@ private:
     void Open(const std::string& path);
     void Walk();
     bool ReadEntries(const Layout& layout, std::uint64_t directory, Entries& entries) const;
+    /// Returns what reading the page costs the library, as a number of bytes.
     std::uint64_t CheckEntries(const Layout& layout, const Entries& entries);
     void HideEntry(const Layout& layout, std::uint64_t offset, unsigned type);
     bool ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const;
