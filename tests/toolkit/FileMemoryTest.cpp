@@ -201,6 +201,41 @@ TEST_F(FileMemory, TilesOfSixteenMebibytesAreReadWithinTheAllowance) {
     EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 32 * kMiB), Ended::kLoaded);
 }
 
+TEST_F(FileMemory, TilesTextsAndUnpackingTogetherStayWithinTheAllowance) {
+    const std::string longest = "ImageJ=1\nqvox=1\nqvox.entry.a=" + std::string(9 * kMiB, 'x');
+    const std::string foreign(3 * kMiB - 100, 'x');
+    const struct {
+        std::uint16_t compression;
+        int level;  // of LZMA: dictionaries of 8 and 32 MiB; of Zstandard: windows of 8 and 32 MiB
+        const std::string& text;
+        Ended expected;
+    } cases[] = {
+        {COMPRESSION_LZMA, 8, foreign, Ended::kLoaded},  {COMPRESSION_LZMA, 6, longest, Ended::kLoaded},
+        {COMPRESSION_LZMA, 8, longest, Ended::kRefused}, {COMPRESSION_ZSTD, 20, foreign, Ended::kLoaded},
+        {COMPRESSION_ZSTD, 19, longest, Ended::kLoaded}, {COMPRESSION_ZSTD, 20, longest, Ended::kRefused},
+        {COMPRESSION_LZW, 0, longest, Ended::kLoaded},
+    };
+    std::string tile(4096 * 4096, 't');
+    for (const auto& [compression, level, text, expected] : cases) {
+        TIFF* tiff = TIFFOpen(path_.c_str(), "w");
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4096 * 2 - 5);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 4096);
+        TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 4096);
+        TIFFSetField(tiff, TIFFTAG_TILELENGTH, 4096);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression);
+        if (compression == COMPRESSION_LZMA) TIFFSetField(tiff, TIFFTAG_LZMAPRESET, level);
+        if (compression == COMPRESSION_ZSTD) TIFFSetField(tiff, TIFFTAG_ZSTD_LEVEL, level);
+        TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, text.c_str());
+        for (std::uint32_t i = 0; i < 2; ++i) {
+            ASSERT_GT(TIFFWriteEncodedTile(tiff, i, tile.data(), static_cast<tmsize_t>(tile.size())), 0);
+        }
+        TIFFClose(tiff);
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 32 * kMiB), expected) << compression << ' ' << level;
+    }
+}
+
 TEST_F(FileMemory, AStripForEachOfManyRowsIsReadWithinTheAllowance) {
     constexpr std::uint32_t kRows = 1u << 20;
     TIFF* tiff = TIFFOpen(path_.c_str(), "w");

@@ -47,6 +47,17 @@ Description ReadTexts(TIFF* tiff) {
     return texts;
 }
 
+// What the library keeps of the page that the handle stands on is not wanted twice.
+void ForgetTexts(TIFF* tiff) {
+    for (const TextTag& entry : kTextTags) TIFFUnsetField(tiff, entry.tag);
+}
+
+std::uint64_t BytesOf(const Description& texts) {
+    std::uint64_t bytes = 0;
+    for (const auto& [key, text] : texts) bytes += key.size() + text.size();
+    return bytes;
+}
+
 // What a file's directories say, with the handle standing on the chosen page.
 struct OpenedFile {
     TiffPage page;
@@ -194,13 +205,17 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image) {
         file.FailReading("it holds " + opened.page.typeText + ", not " + NameOf(TypeOf<T>()));
     }
     CheckPlanes(file, opened);
-    Description& entries = opened.size.stored ? opened.size.stored->description : opened.texts;
+    Description entries = std::move(opened.size.stored ? opened.size.stored->description : opened.texts);
+    opened.texts.clear();
     LeaveOutUnstorable(entries);
+    // Once more for the room of a freed copy, which the allocator keeps.
+    const std::uint64_t heldBytes = 2 * BytesOf(entries);
     image.Resize(opened.page.width, opened.page.height, opened.planes.size());
     for (std::size_t z = 0; z < opened.planes.size(); ++z) {
         GoToPage(file, opened.planes[z]);
+        ForgetTexts(file.Get());
         const TiffPage page = ReadTiffPage(file);
-        DecodePage(file, page, reinterpret_cast<unsigned char*>(image.Row(0, z)));
+        DecodePage(file, page, heldBytes, reinterpret_cast<unsigned char*>(image.Row(0, z)));
     }
     ApplyPhotometric(opened.page, image);
     image.SetResolution(opened.size.resolution);

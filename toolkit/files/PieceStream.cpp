@@ -20,7 +20,7 @@ namespace qvox {
 namespace {
 
 constexpr std::size_t kChunk = std::size_t{256} << 10;
-constexpr std::uint64_t kUnpackerMemory = std::uint64_t{48} << 20;
+constexpr int kSmallestWindow = 10;
 constexpr int kLargestWindow = 25;  // 32 MiB
 
 constexpr char kTooFew[] = "there are too few bytes";
@@ -206,10 +206,18 @@ std::string UnpackDeflate(Source& source, unsigned char* target, std::uint64_t c
     return "";
 }
 
-std::string UnpackZstandard(Source& source, unsigned char* target, std::uint64_t count) {
+// The largest window, as a power of two, for which the memory suffices with what its decoder takes besides.
+int LargestWindow(std::uint64_t memory) {
+    constexpr std::uint64_t kBesides = std::uint64_t{1} << 20;
+    int window = kSmallestWindow;
+    while (window < kLargestWindow && (std::uint64_t{2} << window) + kBesides <= memory) ++window;
+    return window;
+}
+
+std::string UnpackZstandard(Source& source, unsigned char* target, std::uint64_t count, std::uint64_t memory) {
     const std::unique_ptr<ZSTD_DStream, std::size_t (*)(ZSTD_DStream*)> stream(ZSTD_createDStream(), ZSTD_freeDStream);
     if (!stream) throw std::bad_alloc();
-    ZSTD_DCtx_setParameter(stream.get(), ZSTD_d_windowLogMax, kLargestWindow);
+    ZSTD_DCtx_setParameter(stream.get(), ZSTD_d_windowLogMax, LargestWindow(memory));
     ZSTD_outBuffer out{target, static_cast<std::size_t>(count), 0};
     while (out.pos < out.size) {
         if (!source.Refill()) return kTooFew;
@@ -222,9 +230,9 @@ std::string UnpackZstandard(Source& source, unsigned char* target, std::uint64_t
     return "";
 }
 
-std::string UnpackLzma(Source& source, unsigned char* target, std::uint64_t count) {
+std::string UnpackLzma(Source& source, unsigned char* target, std::uint64_t count, std::uint64_t memory) {
     lzma_stream stream = LZMA_STREAM_INIT;
-    if (lzma_stream_decoder(&stream, kUnpackerMemory, 0) != LZMA_OK) throw std::bad_alloc();
+    if (lzma_stream_decoder(&stream, memory, 0) != LZMA_OK) throw std::bad_alloc();
     const std::unique_ptr<lzma_stream, void (*)(lzma_stream*)> closing(&stream, lzma_end);
     stream.next_out = target;
     stream.avail_out = static_cast<std::size_t>(count);
@@ -266,9 +274,9 @@ std::string UnpackPiece(const StoredPiece& piece, unsigned char* target, std::ui
         case COMPRESSION_PACKBITS:
             return UnpackPackBits(source, target, count);
         case COMPRESSION_ZSTD:
-            return UnpackZstandard(source, target, count);
+            return UnpackZstandard(source, target, count, piece.memory);
         case COMPRESSION_LZMA:
-            return UnpackLzma(source, target, count);
+            return UnpackLzma(source, target, count, piece.memory);
         default:
             return UnpackDeflate(source, target, count);
     }

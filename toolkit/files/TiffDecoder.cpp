@@ -17,6 +17,7 @@ namespace {
 
 // What a load may hold beside its picture is 64 MiB in all: the lists of strips, one tile, the stored bytes of one
 // strip or tile, and what unpacking them takes.
+constexpr std::uint64_t kAllowance = std::uint64_t{64} << 20;
 constexpr std::uint64_t kLargestTile = std::uint64_t{16} << 20;
 constexpr std::uint64_t kMostStored = std::uint64_t{16} << 20;
 constexpr std::uint64_t kLongestPredictedRow = std::uint64_t{16} << 20;
@@ -28,6 +29,7 @@ struct Pieces {
     std::uint32_t across = 1;
     std::uint32_t down = 1;
     bool tiled = false;
+    std::uint64_t unpackerMemory = 0;  ///< what unpacking one of them may take
 
     std::uint64_t Count() const { return std::uint64_t{across} * down; }
 };
@@ -52,6 +54,18 @@ Pieces PiecesOf(TiffHandle& file, const TiffPage& page) {
     const std::uint64_t stored = pieces.tiled ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
     if (stored != pieces.Count()) file.FailReading("its strips or tiles do not cover the picture");
     return pieces;
+}
+
+// What is left for unpacking a piece when everything else is held that a load holds: the entries and two lists of
+// strips by the library, one tile, what the caller has, and the buffers and code of reading.
+std::uint64_t UnpackerMemory(const TiffPage& page, const Pieces& pieces, std::uint64_t heldBytes) {
+    constexpr std::uint64_t kMost = std::uint64_t{48} << 20;
+    constexpr std::uint64_t kBuffers = std::uint64_t{2} << 20;
+    const std::uint64_t tile = pieces.tiled ? std::uint64_t{pieces.width} * pieces.height * page.VoxelBytes() : 0;
+    const std::uint64_t lists = pieces.Count() * 2 * sizeof(std::uint64_t);
+    const std::uint64_t held =
+        TiffSource::kMostEntryBytes + kBuffers + std::min(tile, kLargestTile) + lists + heldBytes;
+    return held < kAllowance ? std::min(kMost, kAllowance - held) : 0;
 }
 
 // The most that one stored byte can become.
@@ -164,6 +178,7 @@ void UnpackInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, st
     piece.bytes = TIFFGetStrileByteCount(file.Get(), index);
     piece.compression = page.compression;
     piece.bitsReversed = fillOrder == FILLORDER_LSB2MSB;
+    piece.memory = pieces.unpackerMemory;
     const std::string trouble = UnpackPiece(piece, bytes, count);
     if (!trouble.empty()) {
         file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index) + " (" + trouble + ")");
@@ -242,8 +257,9 @@ void CheckStorage(TiffHandle& file, const TiffPage& page) {
     }
 }
 
-void DecodePage(TiffHandle& file, const TiffPage& page, unsigned char* voxels) {
-    const Pieces pieces = PiecesOf(file, page);
+void DecodePage(TiffHandle& file, const TiffPage& page, std::uint64_t heldBytes, unsigned char* voxels) {
+    Pieces pieces = PiecesOf(file, page);
+    pieces.unpackerMemory = UnpackerMemory(page, pieces, heldBytes);
     if (pieces.tiled) {
         DecodeTiles(file, page, pieces, voxels);
         return;

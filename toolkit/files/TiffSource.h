@@ -10,7 +10,8 @@ namespace qvox {
 /// A TIFF file opened for reading, as the TIFF library gets to see it: the library believes every size that an entry
 /// claims and keeps what every entry holds, so that a small file could make it take any amount of memory and time. Here
 /// the directories are walked beforehand; entries that are too much are shown to the library as empty, and the chain of
-/// pages ends where its pages overlap or cost too much. Nothing is mapped: a mapped file that shrinks kills the process.
+/// pages ends where its pages overlap or cost too much. Nothing is mapped: a mapped file that shrinks kills the
+/// process.
 class TiffSource {
 public:
     /// Opens the file; Trouble tells whether that, and what was looked at, went well.
