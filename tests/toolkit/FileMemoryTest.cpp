@@ -93,13 +93,13 @@ Ended LoadHere(const std::string& path, Check check) {
     }
 }
 
-/// Loads in a process that may grow by the picture and 64 MiB.
+/// Loads in a process that may grow by so many bytes.
 template <typename T>
-Ended LoadWithin(const std::string& path, std::uint64_t pictureBytes, Check check = Check::kNothing) {
+Ended LoadGrowingBy(const std::string& path, std::uint64_t bytes, Check check) {
     malloc_trim(0);
     const pid_t child = fork();
     if (child == 0) {
-        const rlim_t most = AddressSpace() + pictureBytes + kAllowance;
+        const rlim_t most = AddressSpace() + bytes;
         const rlimit memory{most, most};
         setrlimit(RLIMIT_AS, &memory);
         _exit(static_cast<int>(LoadHere<T>(path, check)));
@@ -107,6 +107,12 @@ Ended LoadWithin(const std::string& path, std::uint64_t pictureBytes, Check chec
     int status = -1;
     waitpid(child, &status, 0);
     return WIFEXITED(status) ? static_cast<Ended>(WEXITSTATUS(status)) : Ended::kOther;
+}
+
+/// Loads in a process that may grow by the picture and 64 MiB.
+template <typename T>
+Ended LoadWithin(const std::string& path, std::uint64_t pictureBytes, Check check = Check::kNothing) {
+    return LoadGrowingBy<T>(path, pictureBytes + kAllowance, check);
 }
 
 class FileMemory : public testing::Test {
@@ -358,6 +364,37 @@ TEST_F(FileMemory, LongTextsAreReadWithinTheAllowance) {
         tooLong = TiffBuilder();
         tooLong.Page().Grey(2, 2, 8).Text(270, std::string(length, 'x')).AddPiece("abcd").Write(path_);
         EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), Ended::kRefused);
+    }
+}
+
+// An intact file is never told to be a broken one, however little memory there is.
+TEST_F(FileMemory, WantOfMemoryIsToldAsSuch) {
+    constexpr std::uint64_t kBytes = 3 * kMiB / 5000 * 5000;
+    for (const int compression : {COMPRESSION_NONE, COMPRESSION_PACKBITS, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE,
+                                  COMPRESSION_ZSTD, COMPRESSION_LZMA}) {
+        WriteStrip(static_cast<std::uint16_t>(compression), 8, "w", kBytes);
+        Ended ended = Ended::kNoMemory;
+        for (std::uint64_t bytes = 0; bytes < kBytes + kAllowance && ended == Ended::kNoMemory; bytes += kMiB / 8) {
+            ended = LoadGrowingBy<std::uint8_t>(path_, bytes, Check::kNoise);
+        }
+        EXPECT_EQ(ended, Ended::kLoaded) << compression;
+    }
+}
+
+TEST_F(FileMemory, NothingIsLeftOutForWantOfMemory) {
+    // A colour preview, and entries of the picture that matter.
+    TiffBuilder file;
+    const std::string noise = NoiseBytes(kMiB);
+    file.Page().Grey(1, 1, 8).Shorts(258, {8, 8, 8}).Short(262, 2).Short(277, 3).AddPiece("rgb");
+    file.Text(270, "ImageJ=1.53t\nunit=nm\n" + std::string(2 * kMiB, 'x'));
+    file.Page().Grey(1024, 1024, 8).Rational(282, 1, 2).Rational(283, 1, 2);
+    file.Text(305, std::string(2 * kMiB, 's')).AddPiece(noise).Write(path_);
+    for (const Check check : {Check::kNoise, Check::kResolution}) {
+        Ended ended = Ended::kNoMemory;
+        for (std::uint64_t bytes = 0; bytes < kAllowance && ended == Ended::kNoMemory; bytes += kMiB / 16) {
+            ended = LoadGrowingBy<std::uint8_t>(path_, bytes, check);
+        }
+        EXPECT_EQ(ended, Ended::kLoaded);
     }
 }
 

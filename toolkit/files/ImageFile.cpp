@@ -97,6 +97,7 @@ OpenedFile Examine(TiffHandle& file) {
     const bool isStack = opened.size.stack.planes > 1 && opened.page.offset == first.offset;
     const bool readable = IsGrey(first.type) || (first.type == VoxelType::kRgb8 && opened.size.stored);
     if (isStack && readable) opened.planes = StackPages(file, first, opened.size.stack);
+    file.ThrowIfOutOfMemory();
     return opened;
 }
 

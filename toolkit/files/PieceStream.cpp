@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <zlib.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include <algorithm>
 #include <array>
@@ -223,6 +224,7 @@ std::string UnpackZstandard(Source& source, unsigned char* target, std::uint64_t
         if (!source.Refill()) return kTooFew;
         ZSTD_inBuffer in{source.Data(), source.Size(), 0};
         const std::size_t state = ZSTD_decompressStream(stream.get(), &out, &in);
+        if (ZSTD_getErrorCode(state) == ZSTD_error_memory_allocation) throw std::bad_alloc();
         if (ZSTD_isError(state) != 0) return ZSTD_getErrorName(state);
         source.Use(in.pos);
         if (state == 0 && out.pos < out.size) return kTooFew;

@@ -197,6 +197,7 @@ void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, st
     const tmsize_t done = pieces.tiled ? TIFFReadEncodedTile(file.Get(), index, bytes, size)
                                        : TIFFReadEncodedStrip(file.Get(), index, bytes, size);
     if (done != size || !file.FirstError().empty() || Invented(file, page)) {
+        file.ThrowIfOutOfMemory(std::min(kMostStored, TIFFGetStrileByteCount(file.Get(), index)));
         file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index));
     }
 }

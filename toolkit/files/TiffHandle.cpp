@@ -1,13 +1,16 @@
 #include "files/TiffHandle.h"
 
+#include <sys/mman.h>
 #include <tiffio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <new>
 #include <system_error>
 
 #include "ToolkitError.h"
@@ -32,13 +35,29 @@ std::string Formatted(const char* format, va_list arguments) {
     return message;
 }
 
+// In the words of the TIFF library (seen in 4.5) and of those for packings. What is beyond a limit set here is not
+// meant.
+bool TellsOfMemory(const std::string& text) {
+    if (text.find("(0 elements of") != std::string::npos) return false;  // said of an empty directory
+    for (const char* words :
+         {"Out of memory", "Not enough memory", "No space ", "Failed to allocate", "Cannot allocate",
+          "Unable to allocate", "Insufficient memory", "insufficient memory", "cannot allocate memory", "malloc("}) {
+        if (text.find(words) != std::string::npos) return true;
+    }
+    return false;
+}
+
+bool IsBeyondALimit(const std::string& text) { return text.find("limit defined in open options") != std::string::npos; }
+
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 int KeepError(TIFF*, void* user, const char*, const char* format, va_list arguments) {
-    std::string& kept = static_cast<TiffHandle::Messages*>(user)->error;
+    auto& messages = *static_cast<TiffHandle::Messages*>(user);
+    std::string& kept = messages.error;
     const std::string text = Formatted(format, arguments);
     // Said of every unknown private entry of no type; it stops nothing and would hide the cause.
     if (text.compare(0, 22, "Defined set_field_type") == 0) return 1;
+    messages.outOfMemory = messages.outOfMemory || (TellsOfMemory(text) && !IsBeyondALimit(kept));
     if (kept.empty()) kept = text;
     return 1;
 }
@@ -46,6 +65,7 @@ int KeepError(TIFF*, void* user, const char*, const char* format, va_list argume
 int KeepWarning(TIFF*, void* user, const char*, const char* format, va_list arguments) {
     auto& messages = *static_cast<TiffHandle::Messages*>(user);
     messages.warning = Formatted(format, arguments);
+    messages.outOfMemory = messages.outOfMemory || (TellsOfMemory(messages.warning) && !IsBeyondALimit(messages.error));
     if (messages.warning.compare(0, 8, "IO error") == 0 && messages.lostEntry.empty()) {
         for (const char* entry : {"\"ImageDescription\"", "\"XResolution\"", "\"YResolution\"", "\"ColorMap\""}) {
             if (messages.warning.find(entry) != std::string::npos) messages.lostEntry = messages.warning;
@@ -54,6 +74,14 @@ int KeepWarning(TIFF*, void* user, const char*, const char* format, va_list argu
     return 1;
 }
 #pragma GCC diagnostic pop
+
+// Mapped rather than allocated: the allocator keeps more for itself after a large block has been freed.
+bool CanMap(std::uint64_t bytes) {
+    void* const room = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (room == MAP_FAILED) return false;
+    munmap(room, bytes);
+    return true;
+}
 
 struct OptionsDeleter {
     void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
@@ -140,7 +168,20 @@ ByteReader TiffHandle::Reader() const {
     };
 }
 
+void TiffHandle::ForgetMessages() {
+    const bool outOfMemory = messages_.outOfMemory;
+    messages_ = {};
+    messages_.outOfMemory = outOfMemory;
+}
+
+void TiffHandle::ThrowIfOutOfMemory(std::uint64_t wanted) const {
+    constexpr std::uint64_t kLeast = std::uint64_t{64} << 10;
+    const std::uint64_t entries = source_ ? 2 * source_->LargestEntry() : 0;
+    if (messages_.outOfMemory || !CanMap(std::max({kLeast, entries, wanted}))) throw std::bad_alloc();
+}
+
 void TiffHandle::FailReading(const std::string& cause) const {
+    ThrowIfOutOfMemory();
     const std::string detail = messages_.error.empty() ? "" : " (" + messages_.error + ")";
     throw ToolkitError("Cannot read '" + path_ + "': " + cause + detail + ".");
 }

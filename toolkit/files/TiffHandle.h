@@ -34,19 +34,26 @@ public:
     /// What was said of an entry that matters (description, resolution, colour map) and could not be read, its value
     /// lying beyond the end of the file; the library merely warns and goes on without it.
     const std::string& LostEntry() const { return messages_.lostEntry; }
-    void ForgetMessages() { messages_ = {}; }
+    /// What the library said is forgotten, but not that it had no memory.
+    void ForgetMessages();
+    /// Throws std::bad_alloc when the library could not get memory at any time, which would pass for a broken file. It
+    /// drops the value of an entry without a word then, so that there must also be room for the largest one and its
+    /// copy, and for `wanted` bytes.
+    void ThrowIfOutOfMemory(std::uint64_t wanted = 0) const;
 
     /// Reads the file's bytes beside the library, whose own place in the file does not change. Not beyond the handle's
     /// life.
     ByteReader Reader() const;
 
-    /// "Cannot read 'PATH': CAUSE", with the library's first error in brackets where there is one.
+    /// "Cannot read 'PATH': CAUSE", with the library's first error in brackets where there is one. Throws
+    /// std::bad_alloc instead when that was for want of memory.
     [[noreturn]] void FailReading(const std::string& cause) const;
 
     struct Messages {
         std::string error;
         std::string warning;
         std::string lostEntry;
+        bool outOfMemory = false;
     };
 
 private:

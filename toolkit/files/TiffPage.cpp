@@ -101,7 +101,11 @@ bool SameKind(const TiffPage& a, const TiffPage& b) {
 
 // True when there is another page. A chain that ends in a broken page or in a loop simply ends where the caller can do
 // without it.
-bool NextPage(TiffHandle& file) { return TIFFLastDirectory(file.Get()) == 0 && TIFFReadDirectory(file.Get()) == 1; }
+bool NextPage(TiffHandle& file) {
+    const bool found = TIFFLastDirectory(file.Get()) == 0 && TIFFReadDirectory(file.Get()) == 1;
+    if (!found) file.ThrowIfOutOfMemory();
+    return found;
+}
 
 // Each page makes the library fill its lists of strips or tiles, of which several pages may share the bytes, or which
 // may not even be there. Lists of a page's own take four bytes for a strip or tile, so that a file whose pages share

@@ -153,11 +153,15 @@ std::uint64_t TiffSource::CheckEntries(const Layout& layout, const Entries& entr
         // What claims to be larger than its file, the library refuses by itself.
         if (size <= bytes_) cost += size;
         if (size <= kSmallEntry || TellsOfPieces(tag)) continue;
-        if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= kLongestOwnDescription + 1) continue;
+        if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= kLongestOwnDescription + 1) {
+            if (size <= bytes_) largestEntry_ = std::max(largestEntry_, size);
+            continue;
+        }
         if (tag == TIFFTAG_IMAGEDESCRIPTION && size <= bytes_) {
             trouble_ = "its description is too long (" + std::to_string(size) + " bytes)";
         } else if (size <= kMostEntryBytes - total) {
             total += size;
+            if (size <= bytes_) largestEntry_ = std::max(largestEntry_, size);
         } else if (size <= bytes_) {
             cost -= size;
             HideEntry(layout, entries.first + i * entryBytes, type);

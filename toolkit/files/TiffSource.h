@@ -24,6 +24,8 @@ public:
     const std::string& Trouble() const { return trouble_; }
     int Descriptor() const { return fd_; }
     std::uint64_t Bytes() const { return bytes_; }
+    /// The size of the largest value that the library gets to see, lists of strips or tiles apart.
+    std::uint64_t LargestEntry() const { return largestEntry_; }
 
     /// As read(2) and lseek(2).
     std::ptrdiff_t Read(void* target, std::size_t count);
@@ -58,6 +60,7 @@ private:
 
     int fd_ = -1;
     std::uint64_t bytes_ = 0;
+    std::uint64_t largestEntry_ = 0;
     std::uint64_t at_ = 0;
     std::string trouble_;
     std::vector<Patch> patches_;
