@@ -119,6 +119,13 @@ TEST_F(PixelSizeInFile, ImageJInches) {
     EXPECT_FLOAT_EQ(Inspect().resolution.x, 10.0f);
     Set(72, 1, 2);
     ExpectUndefined();
+    // The axes are told apart, and neither may be coarser than 1 um.
+    file_.Rational(282, 300000, 1).Rational(283, 72, 1);
+    ExpectUndefined();
+    file_.Rational(282, 72, 1).Rational(283, 300000, 1);
+    ExpectUndefined();
+    file_.Rational(282, 300000, 1).Rational(283, 254000, 1);
+    EXPECT_FLOAT_EQ(Inspect().resolution.y, 10.0f);
 }
 
 TEST_F(PixelSizeInFile, ImageJSpacingIsTheThirdAxis) {

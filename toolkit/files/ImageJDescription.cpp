@@ -64,7 +64,10 @@ ResolutionFinding ResolutionFromImageJ(const Description& entries, const Resolut
     found.x = PixelsPerMicrometre(tags.x, *sizeX * perCm);
     if (sizeY) found.y = PixelsPerMicrometre(tags.y ? tags.y : tags.x, *sizeY * perCm);
     if (found.x <= 0.0f && found.y <= 0.0f) return {{}, "the resolution entry is not a valid number"};
-    if (*sizeX == 25400.0 && found.x < 1.0f) {
+    const auto isPrintSize = [](const std::optional<double>& size, float pixelsPerUm) {
+        return size && *size == 25400.0 && pixelsPerUm > 0.0f && pixelsPerUm < 1.0f;
+    };
+    if (isPrintSize(sizeX, found.x) || isPrintSize(sizeY, found.y)) {
         return {{}, "the ImageJ description's inches give a print resolution, coarser than 1 um per pixel"};
     }
     const std::optional<double> spacing = DecimalNumber(ValueOf(entries, "spacing"));
