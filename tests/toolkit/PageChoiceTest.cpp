@@ -62,6 +62,26 @@ TEST_F(PageChoice, TheFirstFullSizeGreyPageAfterReducedOnesAndMasks) {
     EXPECT_EQ(Read(), "abcd");
 }
 
+TEST_F(PageChoice, TheOldKindOfPageCountsWhereTheNewOneIsNotWritten) {
+    Grey(2, "xy").Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_REDUCEDIMAGE);
+    Grey(4, "abcd").Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_PAGE);
+    EXPECT_EQ(Read(), "abcd");
+    file_ = TiffBuilder();
+    Grey(2, "xy").Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_IMAGE);
+    Grey(4, "abcd");
+    EXPECT_EQ(Read(), "xy");
+    file_ = TiffBuilder();
+    Grey(2, "xy").Long(TIFFTAG_SUBFILETYPE, 0).Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_REDUCEDIMAGE);
+    Grey(4, "abcd");
+    EXPECT_EQ(Read(), "xy");
+    // Of a stack too.
+    file_ = TiffBuilder();
+    Grey(2, "ab").Text(TIFFTAG_IMAGEDESCRIPTION, "ImageJ=1.53t\nimages=3\n");
+    Grey(2, "cd").Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_PAGE);
+    Grey(2, "ef").Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_REDUCEDIMAGE);
+    EXPECT_EQ(Read(), "abcd");
+}
+
 TEST_F(PageChoice, AColourPalettePreviewIsPassedOver) {
     std::vector<std::uint16_t> map;
     for (unsigned i = 0; i < 768; ++i) map.push_back(static_cast<std::uint16_t>(i * 40503u));

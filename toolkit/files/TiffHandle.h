@@ -29,6 +29,7 @@ public:
     tiff* Get() const { return tiff_; }
     std::uint64_t FileBytes() const { return source_->Bytes(); }
     int Descriptor() const { return source_->Descriptor(); }
+    bool IsReducedByOldEntry(std::uint64_t directory) const { return source_->IsReducedByOldEntry(directory); }
     const std::string& FirstError() const { return messages_.error; }
     const std::string& LastWarning() const { return messages_.warning; }
     /// What was said of an entry that matters (description, resolution, colour map) and could not be read, its value

@@ -145,6 +145,7 @@ TiffPage ReadTiffPage(TiffHandle& file) {
     TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &page.compression);
     TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &page.planar);
     TIFFGetFieldDefaulted(tiff, TIFFTAG_SUBFILETYPE, &page.reduced);
+    if (file.IsReducedByOldEntry(page.offset)) page.reduced = FILETYPE_REDUCEDIMAGE;
     std::uint16_t photometric = 0;
     if (TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric) == 1) page.photometric = photometric;
     Classify(page, tiff);

@@ -24,7 +24,7 @@ struct TiffPage {
     std::uint16_t compression = 1;
     std::uint16_t planar = 1;
     int photometric = -1;       ///< -1: not written
-    std::uint32_t reduced = 0;  ///< NewSubfileType
+    std::uint32_t reduced = 0;  ///< NewSubfileType, or what the old one says
     VoxelType type = VoxelType::kUnsupported;
     std::string typeText;
     std::optional<std::array<std::uint8_t, 256>> greyMap;  ///< of an 8-bit palette of greys

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <limits>
 #include <system_error>
-#include <unordered_set>
 
 #include "files/StoredDescription.h"
 
@@ -122,9 +121,25 @@ bool TiffSource::ReadEntries(const Layout& layout, std::uint64_t directory, Entr
     if (!ReadAt(directory, head, countBytes)) return false;
     entries.count = Number(head, countBytes, layout.bigEndian);
     if (entries.count > kMostEntries) return false;
+    entries.directory = directory;
     entries.first = directory + countBytes;
     entries.bytes.resize(static_cast<std::size_t>(entries.count) * (layout.bigTiff ? 20 : 12));
     return ReadAt(entries.first, entries.bytes.data(), entries.bytes.size());
+}
+
+void TiffSource::NoteOldKind(const Layout& layout, const Entries& entries) {
+    const std::size_t entryBytes = layout.bigTiff ? 20 : 12;
+    const std::size_t valueAt = layout.bigTiff ? 12 : 8;
+    bool reduced = false;
+    for (std::size_t i = 0; i < entries.count; ++i) {
+        const unsigned char* entry = entries.bytes.data() + i * entryBytes;
+        const std::uint64_t tag = Number(entry, 2, layout.bigEndian);
+        if (tag == TIFFTAG_SUBFILETYPE) return;
+        if (tag != TIFFTAG_OSUBFILETYPE) continue;
+        const bool isLong = Number(entry + 2, 2, layout.bigEndian) == TIFF_LONG;
+        reduced = Number(entry + valueAt, isLong ? 4 : 2, layout.bigEndian) == OFILETYPE_REDUCEDIMAGE;
+    }
+    if (reduced) reduced_.insert(entries.directory);
 }
 
 void TiffSource::HideEntry(const Layout& layout, std::uint64_t offset, unsigned type) {
@@ -190,6 +205,7 @@ void TiffSource::Walk() {
         const std::uint64_t directory = Number(linked, wide, layout.bigEndian);
         if (directory == 0 || !seen.insert(directory).second || !ReadEntries(layout, directory, entries)) return;
         walked += CheckEntries(layout, entries);
+        NoteOldKind(layout, entries);
         const std::uint64_t next = entries.first + entries.bytes.size();
         // Pages that do not overlap cannot have more bytes than their file; values may be shared by a few.
         const bool tooMuch = walked > 2 * bytes_ + (std::uint64_t{64} << 20);

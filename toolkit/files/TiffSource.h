@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace qvox {
@@ -26,6 +27,9 @@ public:
     std::uint64_t Bytes() const { return bytes_; }
     /// The size of the largest value that the library gets to see, lists of strips or tiles apart.
     std::uint64_t LargestEntry() const { return largestEntry_; }
+    /// True when the old SubfileType, which the library passes over, says that the page of this directory is a reduced
+    /// one, and the new one is not written.
+    bool IsReducedByOldEntry(std::uint64_t directory) const { return reduced_.count(directory) != 0; }
 
     /// As read(2) and lseek(2).
     std::ptrdiff_t Read(void* target, std::size_t count);
@@ -45,6 +49,7 @@ private:
         bool bigTiff = false;
     };
     struct Entries {
+        std::uint64_t directory = 0;
         std::uint64_t count = 0;
         std::uint64_t first = 0;  ///< offset of the first
         std::vector<unsigned char> bytes;
@@ -55,6 +60,7 @@ private:
     bool ReadEntries(const Layout& layout, std::uint64_t directory, Entries& entries) const;
     /// Returns what reading the page costs the library, as a number of bytes.
     std::uint64_t CheckEntries(const Layout& layout, const Entries& entries);
+    void NoteOldKind(const Layout& layout, const Entries& entries);
     void HideEntry(const Layout& layout, std::uint64_t offset, unsigned type);
     bool ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const;
 
@@ -64,6 +70,7 @@ private:
     std::uint64_t at_ = 0;
     std::string trouble_;
     std::vector<Patch> patches_;
+    std::unordered_set<std::uint64_t> reduced_;
 };
 
 }  // namespace qvox
