@@ -252,6 +252,54 @@ TEST_F(ImageFileRead, TextsComeAsDescription) {
     EXPECT_EQ(Load<std::uint8_t>().Metadata(), expected);
 }
 
+std::uint16_t OrientationIn(const std::string& path) {
+    TIFF* tiff = TIFFOpen(path.c_str(), "r");
+    std::uint16_t orientation = 0;
+    TIFFGetField(tiff, TIFFTAG_ORIENTATION, &orientation);
+    TIFFClose(tiff);
+    return orientation;
+}
+
+TEST_F(ImageFileRead, TheOrientationIsKeptAndNotApplied) {
+    for (std::uint16_t orientation = 0; orientation <= 9; ++orientation) {
+        TiffBuilder().Page().Grey(2, 2, 8).Short(274, orientation).AddPiece("abcd").Write(path_);
+        const auto image = Load<std::uint8_t>();
+        EXPECT_EQ(Values(image), (std::vector<int>{'a', 'b', 'c', 'd'})) << orientation;
+        const int known = orientation >= 1 && orientation <= 8 ? orientation : 1;
+        EXPECT_EQ(image.Metadata().count("Orientation"), known == 1 ? 0u : 1u);
+        qvox::SaveImageFile(path_, image);
+        EXPECT_EQ(OrientationIn(path_), known);
+        const auto again = Load<std::uint8_t>();
+        EXPECT_EQ(again.Metadata(), image.Metadata());
+        EXPECT_TRUE(korvane_test::SameVoxels(again, image));
+    }
+}
+
+TEST_F(ImageFileRead, AnOrientationChangedByAnotherProgramCounts) {
+    VoxelImage<std::uint8_t> image;
+    image.Resize(3, 2, 1);
+    image.Zero();
+    image.SetMetadata({{"Orientation", "6"}});
+    qvox::SaveImageFile(path_, image);
+    const auto set = [this](std::uint16_t orientation) {
+        TIFF* tiff = TIFFOpen(path_.c_str(), "r+");
+        TIFFSetField(tiff, TIFFTAG_ORIENTATION, orientation);
+        TIFFRewriteDirectory(tiff);
+        TIFFClose(tiff);
+    };
+    set(8);
+    EXPECT_EQ(Load<std::uint8_t>().Metadata().at("Orientation"), "8");
+    set(1);
+    EXPECT_TRUE(Load<std::uint8_t>().Metadata().empty());
+    // Any map comes back, also one whose entry is no orientation.
+    for (const char* value : {"1", "0", "12", "", "upright"}) {
+        image.SetMetadata({{"Orientation", value}});
+        qvox::SaveImageFile(path_, image);
+        EXPECT_EQ(OrientationIn(path_), 1);
+        EXPECT_EQ(Load<std::uint8_t>().Metadata().at("Orientation"), value);
+    }
+}
+
 TEST_F(ImageFileRead, WhateverLoadsCanBeSaved) {
     constexpr std::size_t kMiB = std::size_t{1} << 20;
     std::string many = "ImageJ=1.11a\nqvox=1\n";

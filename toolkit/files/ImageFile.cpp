@@ -61,6 +61,7 @@ std::uint64_t BytesOf(const Description& texts) {
 // What a file's directories say, with the handle standing on the chosen page.
 struct OpenedFile {
     TiffPage page;
+    std::uint16_t orientation = 1;
     std::vector<std::uint64_t> planes;
     PixelSize size;
     Description texts;
@@ -81,6 +82,7 @@ OpenedFile Examine(TiffHandle& file) {
     const TiffPage first = ReadTiffPage(file);
     const std::string lost = file.LostEntry();
     opened.page = ChoosePage(file, first);
+    TIFFGetField(file.Get(), TIFFTAG_ORIENTATION, &opened.orientation);
     const auto found = opened.texts.find("ImageDescription");
     const std::string none;
     const std::string& description = found == opened.texts.end() ? none : found->second;
@@ -208,6 +210,7 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image) {
     CheckPlanes(file, opened);
     Description entries = std::move(opened.size.stored ? opened.size.stored->description : opened.texts);
     opened.texts.clear();
+    SetOrientation(entries, opened.orientation);
     LeaveOutUnstorable(entries);
     // Once more for the room of a freed copy, which the allocator keeps.
     const std::uint64_t heldBytes = 2 * BytesOf(entries);

@@ -70,9 +70,11 @@ VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat
 /// 8-bit palettes with a grey map are read through it. A file from SaveImageFile gives back exactly what was saved; of
 /// another file the description holds the text tags of its first page under their TIFF names ("ImageDescription",
 /// "Software", ...). What is read can always be saved: texts that a file written here could not hold, more than 9 MiB
-/// with their other bytes escaped, are left out. Throws ToolkitError, naming the file and the cause, when the file is
-/// unreadable, truncated or of another type, and before anything is allocated when it could not possibly hold what it
-/// claims. The image is then unspecified. Memory: the picture and at most 64 MiB beside it.
+/// with their other bytes escaped, are left out. Rows and columns are as stored; an Orientation entry other than 1 is
+/// not applied but kept in the description as "Orientation", from which SaveImageFile writes it. Throws ToolkitError,
+/// naming the file and the cause, when the file is unreadable, truncated or of another type, and before anything is
+/// allocated when it could not possibly hold what it claims. The image is then unspecified. Memory: the picture and at
+/// most 64 MiB beside it.
 template <typename T>
 void LoadImageFile(const std::string& path, VoxelImage<T>& image);
 

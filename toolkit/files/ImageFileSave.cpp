@@ -78,7 +78,7 @@ void SetFormat(Writer& writer, const VoxelImage<T>& image, TiffCompression compr
     writer.Set(TIFFTAG_SAMPLEFORMAT, std::is_same_v<T, float> ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
     writer.Set(TIFFTAG_PHOTOMETRIC, kColour ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
     writer.Set(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    writer.Set(TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    writer.Set(TIFFTAG_ORIENTATION, static_cast<int>(OrientationOf(image.Metadata())));
     if (compression == TiffCompression::kNone) {
         writer.Set(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
         return;

@@ -13,6 +13,7 @@ namespace qvox {
 namespace {
 
 const std::string kEntryPrefix = "qvox.entry.";
+const std::string kOrientation = "Orientation";
 
 // What the lines before the entries may take.
 constexpr std::uint64_t kHeadBytes = 4096;
@@ -134,6 +135,20 @@ void LeaveOutUnstorable(Description& entries) {
     for (auto at = entries.begin(); at != entries.end();) {
         at = room.Take(at->first, at->second) ? std::next(at) : entries.erase(at);
     }
+}
+
+std::uint16_t OrientationOf(const Description& entries) {
+    const auto at = entries.find(kOrientation);
+    const bool known = at != entries.end() && at->second.size() == 1 && at->second[0] >= '1' && at->second[0] <= '8';
+    return known ? static_cast<std::uint16_t>(at->second[0] - '0') : std::uint16_t{1};
+}
+
+void SetOrientation(Description& entries, std::uint16_t orientation) {
+    if (orientation < 1 || orientation > 8 || orientation == OrientationOf(entries)) return;
+    if (orientation == 1)
+        entries.erase(kOrientation);
+    else
+        entries[kOrientation] = std::to_string(orientation);
 }
 
 std::string DescriptionText(const StoredProperties& properties, std::uint64_t planes) {

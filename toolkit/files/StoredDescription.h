@@ -34,6 +34,13 @@ bool IsStorable(const Description& entries);
 /// Leaves out each entry that can no longer be stored after those before it, so that IsStorable holds.
 void LeaveOutUnstorable(Description& entries);
 
+/// The Orientation entry of a file, which says how its rows and columns are to be shown: 1 (as stored) where the
+/// description has no entry "Orientation" of 1 to 8.
+std::uint16_t OrientationOf(const Description& entries);
+
+/// Makes OrientationOf give this one.
+void SetOrientation(Description& entries, std::uint16_t orientation);
+
 std::string DescriptionText(const StoredProperties& properties, std::uint64_t planes);
 
 /// Nothing when the text is not one that DescriptionText has made.
