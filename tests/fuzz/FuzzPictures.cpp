@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "FailureText.h"
@@ -9,6 +10,7 @@
 #include "PositionStore.h"
 #include "ResultFiles.h"
 #include "files/ImageFile.h"
+#include "files/StoredDescription.h"
 #include "fuzz/FuzzSupport.h"
 
 namespace korvane_test {
@@ -24,19 +26,30 @@ bool HasAtMost(std::uint64_t voxels, const qvox::ImageFileInfo& info) {
            info.sizeZ <= voxels / std::max<std::uint64_t>(1, info.sizeX * info.sizeY);
 }
 
+/// The picture, read into a buffer in which every byte is `before`.
+template <typename T>
+qvox::VoxelImage<T> LoadOver(unsigned char before, const std::string& path, const qvox::ImageFileInfo& info) {
+    qvox::VoxelImage<T> image;
+    image.Resize(info.sizeX, info.sizeY, info.sizeZ);
+    auto* const bytes = reinterpret_cast<unsigned char*>(image.begin());
+    std::fill(bytes, bytes + image.VoxelCount() * sizeof(T), before);
+    const T* const buffer = image.begin();
+    qvox::LoadImageFile(path, image);
+    Promise(image.begin() == buffer, "a buffer of the right size is reused");
+    return image;
+}
+
 template <typename T>
 void LoadAs(const std::string& path, const qvox::ImageFileInfo& info) {
-    qvox::VoxelImage<T> image;
-    qvox::LoadImageFile(path, image);
+    const qvox::VoxelImage<T> image = LoadOver<T>(0x5A, path, info);
     Promise(image.SizeX() == info.sizeX && image.SizeY() == info.sizeY && image.SizeZ() == info.sizeZ,
             "the picture has the sizes that were probed");
     Promise(!image.Empty(), "a picture that is read has voxels");
     Promise(image.Resolution() == info.resolution, "the picture has the resolution that was probed");
-    // Each voxel is looked at, so that one that was never written is found where the checker can see it.
-    std::uint64_t bits = 0;
-    const auto* bytes = reinterpret_cast<const unsigned char*>(image.begin());
-    for (std::uint64_t i = 0; i < image.VoxelCount() * sizeof(T); ++i) bits += bytes[i];
-    Promise(bits <= image.VoxelCount() * sizeof(T) * 255, "bytes are bytes");
+    const qvox::VoxelImage<T> other = LoadOver<T>(0xA5, path, info);
+    Promise(std::memcmp(image.begin(), other.begin(), image.VoxelCount() * sizeof(T)) == 0,
+            "every voxel is read, whatever was there before");
+    Promise(qvox::IsStorable(image.Metadata()), "the description of a picture that is read can be saved");
 }
 
 void LoadProbed(const std::string& path, const qvox::ImageFileInfo& info) {
