@@ -18,9 +18,10 @@ struct JeolFinding {
 
 /// Reads XML whose root is TemReporter. The size is that of the resolution entries, which are those of the picture at
 /// its nominal magnification, divided by ImageFormingSystem's SelectorValue; so only where its ModeString is "MAG" (in
-/// diffraction SelectorValue is the camera length) and SelectorUnitString, if there, is "X". No size with entries that
-/// have no unit or are not positive, nor when it is not believable. Texts beyond 2 MiB are not read. `data` may be null
-/// when `size` is 0.
+/// diffraction SelectorValue is the camera length) and SelectorUnitString, if there, is "X". As for resolution entries
+/// alone, a unit that is not written is the inch, and a y entry that is not written is the x entry. No size with the
+/// unit "none" (1), with entries that are not positive, nor when it is not believable. Texts beyond 2 MiB are not read.
+/// `data` may be null when `size` is 0.
 JeolFinding ReadJeolXml(const char* data, std::size_t size, const ResolutionTags& tags);
 
 }  // namespace qvox
