@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <tiffio.h>
 #include <unistd.h>
@@ -17,27 +16,19 @@
 #include <vector>
 
 #include "files/ImageFile.h"
+#include "support/AddressSpace.h"
 #include "support/TemporaryFolder.h"
 #include "support/TiffBuilder.h"
 
 namespace {
 
+using korvane_test::AddressSpace;
+using korvane_test::kSanitized;
+using korvane_test::LimitAddressSpace;
 using korvane_test::TemporaryFolder;
 using korvane_test::TiffBuilder;
 using korvane_test::TiffKind;
 using korvane_test::TiffOrder;
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-#else
-constexpr bool kSanitized = false;
-#endif
 
 constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
 constexpr std::uint64_t kAllowance = 64 * kMiB;
@@ -59,13 +50,6 @@ std::string NoiseBytes(std::size_t count) {
     std::string bytes(count, '\0');
     for (char& byte : bytes) byte = static_cast<char>(noise.Next());
     return bytes;
-}
-
-std::uint64_t AddressSpace() {
-    std::ifstream statm("/proc/self/statm");
-    std::uint64_t pages = 0;
-    statm >> pages;
-    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
 enum class Ended { kLoaded, kRefused, kNoMemory, kWrongVoxels, kNoResolution, kOther };
@@ -99,9 +83,7 @@ Ended LoadGrowingBy(const std::string& path, std::uint64_t bytes, Check check) {
     malloc_trim(0);
     const pid_t child = fork();
     if (child == 0) {
-        const rlim_t most = AddressSpace() + bytes;
-        const rlimit memory{most, most};
-        setrlimit(RLIMIT_AS, &memory);
+        LimitAddressSpace(AddressSpace() + bytes);
         _exit(static_cast<int>(LoadHere<T>(path, check)));
     }
     int status = -1;

@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
+#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "files/ImageFile.h"
+#include "support/AddressSpace.h"
 
 namespace {
 
@@ -19,12 +20,6 @@ using qvox::VoxelImage;
 using qvox::VoxelType;
 
 const fs::path kData = KORVANE_SOURCE_DIR "/../shared/data";
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
 
 template <typename T>
 void Load(const std::string& path) {
@@ -61,13 +56,28 @@ Outcome Try(const std::string& path) {
     }
 }
 
-// In a process of its own, so that a crash is seen and memory can be limited.
+// What the voxels take of a picture that is loaded; 0 of any other.
+std::uint64_t PictureBytes(const std::string& path) {
+    try {
+        const qvox::ImageFileInfo info = qvox::InspectImageFile(path);
+        const std::uint64_t voxels = info.sizeX * info.sizeY * info.sizeZ;
+        if (info.type == VoxelType::kUint8) return voxels;
+        if (info.type == VoxelType::kUint16) return 2 * voxels;
+        return info.type == VoxelType::kFloat32 ? 4 * voxels : 0;
+    } catch (const qvox::ToolkitError&) {
+        return 0;
+    }
+}
+
+// In a process of its own, so that a crash is seen, with the memory that the picture takes and 64 MiB.
 int TryApart(const std::string& path) {
+    malloc_trim(0);
     const pid_t child = fork();
     if (child == 0) {
-        if (!kSanitized) {
-            const rlimit memory{rlim_t{512} << 20, rlim_t{512} << 20};
-            setrlimit(RLIMIT_AS, &memory);
+        if (!korvane_test::kSanitized) {
+            const std::uint64_t most = korvane_test::AddressSpace() + (std::uint64_t{64} << 20);
+            korvane_test::LimitAddressSpace(most);
+            korvane_test::LimitAddressSpace(most + PictureBytes(path));
         }
         _exit(static_cast<int>(Try(path)));
     }
