@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <tiffio.h>
+#include <zlib.h>
 
 #include <chrono>
 #include <cstring>
@@ -217,6 +218,36 @@ TEST_F(ImageFileRead, BrokenCompressedDataAreRefused) {
             .AddPiece("nothing that can be unpacked")
             .Write(path_);
         EXPECT_FALSE(Refusal<std::uint8_t>().empty()) << compression;
+    }
+}
+
+// The packed data of a last strip may be those of a whole one.
+TEST_F(ImageFileRead, DeflateDataOfMoreThanTheStripAreReadToItsEnd) {
+    for (const int level : {0, 1, 9}) {
+        for (const std::size_t length : {401u, 658u, 5000u, 70000u}) {
+            const std::string voxels(length, 'q');
+            uLongf size = compressBound(static_cast<uLong>(length));
+            std::string packed(size, '\0');
+            compress2(reinterpret_cast<Bytef*>(packed.data()), &size, reinterpret_cast<const Bytef*>(voxels.data()),
+                      static_cast<uLong>(length), level);
+            packed.resize(size);
+            TiffBuilder().Page().Grey(40, 10, 8).Short(259, 8).AddPiece(packed).Write(path_);
+            VoxelImage<std::uint8_t> image;
+            image.Resize(40, 10, 1);
+            std::fill(image.begin(), image.end(), std::uint8_t{1});
+            qvox::LoadImageFile(path_, image);
+            EXPECT_EQ(std::string(image.begin(), image.end()), voxels.substr(0, 400)) << level << ' ' << length;
+            TiffBuilder().Page().Grey(20, 10, 16).Short(259, 8).Short(317, 2).AddPiece(packed).Write(path_);
+            VoxelImage<std::uint16_t> first;
+            VoxelImage<std::uint16_t> second;
+            first.Resize(20, 10, 1);
+            second.Resize(20, 10, 1);
+            std::fill(first.begin(), first.end(), std::uint16_t{1});
+            std::fill(second.begin(), second.end(), std::uint16_t{2});
+            qvox::LoadImageFile(path_, first);
+            qvox::LoadImageFile(path_, second);
+            EXPECT_TRUE(korvane_test::SameVoxels(first, second)) << level << ' ' << length;
+        }
     }
 }
 

@@ -148,12 +148,34 @@ bool Invented(const TiffHandle& file, const TiffPage& page) {
     return file.LastWarning().find("remature end") != std::string::npos;
 }
 
+bool IsDeflate(const TiffPage& page) {
+    return page.compression == COMPRESSION_ADOBE_DEFLATE || page.compression == COMPRESSION_DEFLATE;
+}
+
+// Where Deflate data hold more than the piece, the library's fast decoder stops before the code that does not fit and
+// leaves the end as it was, without a word. The mark is larger than a voxel, whose bytes may be swapped.
+constexpr unsigned char kMark = 0xA5;
+constexpr std::uint64_t kMarkBytes = 8;
+
+void MarkEnd(unsigned char* bytes, std::uint64_t count) {
+    const std::uint64_t marked = std::min(count, kMarkBytes);
+    std::memset(bytes + (count - marked), kMark, marked);
+}
+
+bool MayBeMarked(const unsigned char* bytes, std::uint64_t count) {
+    return std::memchr(bytes + (count - std::min(count, kMarkBytes)), kMark, std::min(count, kMarkBytes)) != nullptr;
+}
+
 // True for the packings whose own memory is not bounded by the library, and for pieces whose stored bytes it would hold
 // as a whole although they are many.
 bool UnpacksHere(TiffHandle& file, const TiffPage& page, std::uint32_t index) {
     if (!CanUnpack(page.compression)) return false;
     const bool hungry = page.compression == COMPRESSION_ZSTD || page.compression == COMPRESSION_LZMA;
-    return hungry || TIFFGetStrileByteCount(file.Get(), index) > kMostStored;
+    std::uint16_t predictor = PREDICTOR_NONE;
+    TIFFGetField(file.Get(), TIFFTAG_PREDICTOR, &predictor);
+    // Bytes that the library left out could no longer be told after prediction has been undone.
+    const bool predicted = IsDeflate(page) && predictor != PREDICTOR_NONE;
+    return hungry || predicted || TIFFGetStrileByteCount(file.Get(), index) > kMostStored;
 }
 
 void UnpackInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index, unsigned char* bytes,
@@ -194,12 +216,14 @@ void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, st
         return;
     }
     const auto size = static_cast<tmsize_t>(count);
+    if (IsDeflate(page)) MarkEnd(bytes, count);
     const tmsize_t done = pieces.tiled ? TIFFReadEncodedTile(file.Get(), index, bytes, size)
                                        : TIFFReadEncodedStrip(file.Get(), index, bytes, size);
     if (done != size || !file.FirstError().empty() || Invented(file, page)) {
         file.ThrowIfOutOfMemory(std::min(kMostStored, TIFFGetStrileByteCount(file.Get(), index)));
         file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index));
     }
+    if (IsDeflate(page) && MayBeMarked(bytes, count)) UnpackInto(file, page, pieces, index, bytes, count);
 }
 
 void DecodeTiles(TiffHandle& file, const TiffPage& page, const Pieces& pieces, unsigned char* voxels) {
