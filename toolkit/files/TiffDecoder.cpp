@@ -208,6 +208,37 @@ void UnpackInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, st
     UndoPrediction(rows, bytes);
 }
 
+void DecodeByLibrary(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index,
+                     unsigned char* bytes, std::uint64_t count) {
+    const auto size = static_cast<tmsize_t>(count);
+    const tmsize_t done = pieces.tiled ? TIFFReadEncodedTile(file.Get(), index, bytes, size)
+                                       : TIFFReadEncodedStrip(file.Get(), index, bytes, size);
+    if (done != size || !file.FirstError().empty() || Invented(file, page)) {
+        file.ThrowIfOutOfMemory(std::min(kMostStored, TIFFGetStrileByteCount(file.Get(), index)));
+        file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index));
+    }
+}
+
+std::uint64_t HashOf(const unsigned char* bytes, std::uint64_t count) {
+    std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+    for (std::uint64_t i = 0; i < count; ++i) hash = (hash ^ bytes[i]) * 1099511628211u;
+    return hash;
+}
+
+// For packings that only the library knows, of which JPEG is the one in use. On broken data its decoder may leave bytes
+// as they were and say that all went well. So the bytes are decoded over two fillings and have to come out the same.
+void DecodeTwice(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index,
+                 unsigned char* bytes, std::uint64_t count) {
+    std::memset(bytes, 0, count);
+    DecodeByLibrary(file, page, pieces, index, bytes, count);
+    const std::uint64_t hash = HashOf(bytes, count);
+    std::memset(bytes, 0xFF, count);
+    DecodeByLibrary(file, page, pieces, index, bytes, count);
+    if (HashOf(bytes, count) != hash) {
+        file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index));
+    }
+}
+
 void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, std::uint32_t index, unsigned char* bytes,
                 std::uint64_t count) {
     file.ForgetMessages();
@@ -215,13 +246,11 @@ void DecodeInto(TiffHandle& file, const TiffPage& page, const Pieces& pieces, st
         UnpackInto(file, page, pieces, index, bytes, count);
         return;
     }
-    const auto size = static_cast<tmsize_t>(count);
     if (IsDeflate(page)) MarkEnd(bytes, count);
-    const tmsize_t done = pieces.tiled ? TIFFReadEncodedTile(file.Get(), index, bytes, size)
-                                       : TIFFReadEncodedStrip(file.Get(), index, bytes, size);
-    if (done != size || !file.FirstError().empty() || Invented(file, page)) {
-        file.ThrowIfOutOfMemory(std::min(kMostStored, TIFFGetStrileByteCount(file.Get(), index)));
-        file.FailReading("the picture data are broken or incomplete in " + Name(pieces, index));
+    if (!CanUnpack(page.compression) && page.compression != COMPRESSION_NONE) {
+        DecodeTwice(file, page, pieces, index, bytes, count);
+    } else {
+        DecodeByLibrary(file, page, pieces, index, bytes, count);
     }
     if (IsDeflate(page) && MayBeMarked(bytes, count)) UnpackInto(file, page, pieces, index, bytes, count);
 }
