@@ -19,6 +19,20 @@ void ForEachRun(std::uint64_t bits, Visit visit) {
     }
 }
 
+/// Those stretches of bits of `open` that have a bit of `wanted`.
+inline std::uint64_t Stretches(std::uint64_t wanted, std::uint64_t open) {
+    // Upwards by the carry of an addition, which runs to the end of a stretch of ones; downwards in steps that double.
+    std::uint64_t found = open & (~(open + (wanted & open)) | wanted);
+    if ((open & found >> 1 & ~found) == 0) {
+        return found;
+    }
+    for (int step = 1; step < 64; step *= 2) {
+        found |= open & found >> step;
+        open &= open >> step;
+    }
+    return found;
+}
+
 /// How the pixels of a picture lie in words of 64, row by row, each row in whole words; bit 0 is the leftmost pixel.
 class BitGrid {
 public:

@@ -1,7 +1,6 @@
 #include "CandidateDetection.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <locale>
 #include <sstream>
@@ -10,6 +9,8 @@
 #include <vector>
 
 #include "ComponentSweeper.h"
+#include "FloatWords.h"
+#include "LevelBuckets.h"
 #include "NetworkAnalysis.h"
 #include "OpenComponents.h"
 #include "PixelSet.h"
@@ -45,55 +46,6 @@ std::vector<float> WeakLevels(float upper) {
     return levels;
 }
 
-/// The open pixels grouped by the first of a falling sequence of levels that they are strictly above, each group in
-/// raster order.
-class LevelBuckets {
-public:
-    LevelBuckets(const float* edges, const std::vector<PixelCode>& map, const std::vector<float>& levels)
-        : levels_(levels), starts_(levels.size() + 2, 0) {
-        for (std::size_t i = 0; i < map.size(); ++i) {
-            if (IsWanted(edges[i], map[i])) {
-                ++starts_[BucketOf(edges[i]) + 1];
-            }
-        }
-        for (std::size_t k = 1; k < starts_.size(); ++k) {
-            starts_[k] += starts_[k - 1];
-        }
-        std::vector<std::size_t> next(starts_.begin(), starts_.end() - 1);
-        pixels_.resize(starts_[levels.size()]);
-        for (std::size_t i = 0; i < map.size(); ++i) {
-            if (IsWanted(edges[i], map[i])) {
-                pixels_[next[BucketOf(edges[i])]++] = static_cast<std::int32_t>(i);
-            }
-        }
-    }
-    const std::int32_t* Begin(std::size_t level) const { return pixels_.data() + starts_[level]; }
-    const std::int32_t* End(std::size_t level) const { return pixels_.data() + starts_[level + 1]; }
-
-private:
-    bool IsWanted(float edge, PixelCode code) const {
-        return !levels_.empty() && edge > levels_.back() && code == kOpen;
-    }
-
-    // The levels are a step apart but for rounding: a guess from the distance to the first, then exact comparisons.
-    std::size_t BucketOf(float edge) const {
-        const float guess = (levels_.front() - edge) * (1.0f / kLevelStep);
-        std::size_t k = guess > 0.0f ? static_cast<std::size_t>(guess) : 0;
-        k = std::min(k, levels_.size() - 1);
-        while (k > 0 && edge > levels_[k - 1]) {
-            --k;
-        }
-        while (!(edge > levels_[k])) {
-            ++k;
-        }
-        return k;
-    }
-
-    const std::vector<float>& levels_;
-    std::vector<std::size_t> starts_;
-    std::vector<std::int32_t> pixels_;
-};
-
 /// The working map of one phase, with all that is known about its components and its background.
 class Phase {
 public:
@@ -104,150 +56,150 @@ public:
           width_(edges.cols),
           height_(edges.rows),
           areas_(AreaRangeFor(scale, maxRelativeClusterSize)),
-          open_(OpenMap(edges, threshold, alsoOpen)),
+          components_(OpenPixels(edges, threshold, alsoOpen), std::max(areas_.maximum, areas_.minimum - 1)),
+          codes_(Codes(components_.Open())),
           candidates_(edges.total(), kFree),
-          components_({open_.data(), width_, width_, height_}, kOpen, std::max(areas_.maximum, areas_.minimum - 1)),
-          analysis_({open_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale),
+          analysis_({codes_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale),
+          removable_(width_, height_),
           cleared_(width_, height_) {}
+
+    const BitPlane& Open() const { return components_.Open(); }
+    std::vector<PixelCode> TakeCandidates() { return std::move(candidates_); }
 
     /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
     /// are too large may become smaller, all others leave with their first sweep.
     void Sweep() {
-        for (const TakenComponent& component : components_.TakeSmall(kAnalysed)) {
+        for (const TakenComponent& component : components_.TakeSmall()) {
+            for (const WordPart& part : component.parts) {
+                removable_[part.word] &= ~part.pixels;
+            }
             if (component.area < areas_.minimum) {
-                SetRuns({open_.data(), width_, width_, height_}, component.runs, kBackground);
-                for (const PixelRun& run : component.runs) {
-                    analysis_.BackgroundAdded(run);
+                for (const WordPart& part : component.parts) {
+                    analysis_.BackgroundAdded(part);
+                    cleared_.Add(part.word, part.pixels);
                 }
-                NoteCleared(component.runs);
                 continue;
             }
             clearedNow_.clear();
-            analysis_.Analyse({component.first % width_, component.first / width_}, component.runs, clearedNow_);
-            NoteCleared(clearedNow_);
+            analysis_.Analyse(component.parts, clearedNow_);
+            for (const PixelRun& run : clearedNow_) {
+                cleared_.Add(run);
+            }
         }
     }
 
     void RemoveAbove(const LevelBuckets& buckets, std::size_t level) {
-        ForEachOpenPixel(buckets, level, [&](PixelPosition at) { Remove(at); });
+        ForEachOpenPixel(buckets.Above(level), [&](PixelPosition at) { Remove(at); });
     }
 
     /// Removes what is above `level` and touches the network, with all that hangs together with it at or above `level`.
     /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
     /// begun to touch the network.
     void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
-        ForEachOpenPixel(buckets, index, [&](PixelPosition at) {
-            if (TouchesNetwork(at)) {
-                RemoveRegion(at, level);
+        ForEachOpenPixel(buckets.At(index), [&](PixelPosition at) { removable_.Add(at.x, at.y); });
+        ForEachOpenPixel(buckets.Above(index), [&](PixelPosition at) {
+            removable_.Add(at.x, at.y);
+            if (analysis_.IsBackgroundAround(at.x, at.y)) {
+                RemoveRegion(at);
             }
         });
-        cleared_.TakeRuns([&](const PixelRun& run) {
+        cleared_.TakeWords([&](std::int32_t word, Word pixels) {
             // What was cleared may have been touched again since: the network is what the map says now.
-            const PixelCode* row = open_.data() + static_cast<std::ptrdiff_t>(run.y) * width_;
-            for (int x = run.x0; x <= run.x1; ++x) {
-                const int first = x;
-                while (x <= run.x1 && row[x] == kBackground) {
-                    ++x;
-                }
-                if (x > first) {
-                    RemoveNextTo({run.y, first, x - 1}, level);
-                }
+            const int y = word / Grid().WordsPerRow();
+            const int column = word - Grid().WordAt(0, y);
+            const Word network = pixels & analysis_.BackgroundIn(column, y);
+            RemoveAmong(column, y, network | network << 1 | network >> 1, level);
+            if ((network & 1u) != 0 && column > 0) {
+                RemoveAmong(column - 1, y, Word{1} << 63, level);
+            }
+            if ((network >> 63) != 0 && column + 1 < Grid().WordsPerRow()) {
+                RemoveAmong(column + 1, y, 1, level);
             }
         });
     }
-
-    const std::vector<PixelCode>& OpenMap() const { return open_; }
-    std::vector<PixelCode> TakeCandidates() { return std::move(candidates_); }
 
 private:
-    static std::vector<PixelCode> OpenMap(const cv::Mat& edges, float threshold,
-                                          const std::vector<PixelCode>& alsoOpen) {
-        std::vector<PixelCode> map(edges.total());
-        const float* strength = edges.ptr<float>();
-        for (std::size_t i = 0; i < map.size(); ++i) {
-            map[i] = strength[i] <= threshold ? kOpen : kBackground;
+    using Word = BitGrid::Word;
+
+    static BitPlane OpenPixels(const cv::Mat& edges, float threshold, const std::vector<PixelCode>& alsoOpen) {
+        BitPlane open(edges.cols, edges.rows);
+        for (int y = 0; y < edges.rows; ++y) {
+            for (int x = 0; x < edges.cols; x += 64) {
+                open[open.Grid().WordAt(x, y)] =
+                    AtMost(edges.ptr<float>(y) + x, std::min(64, edges.cols - x), threshold);
+            }
         }
         for (std::size_t i = 0; i < alsoOpen.size(); ++i) {
-            map[i] = alsoOpen[i] == kCandidate ? kOpen : map[i];
+            if (alsoOpen[i] == kCandidate) {
+                const auto width = static_cast<std::size_t>(edges.cols);
+                open.Add(static_cast<int>(i % width), static_cast<int>(i / width));
+            }
         }
-        return map;
+        return open;
     }
 
-    /// Calls visit(position) for each pixel of a level that is open when its turn comes.
+    static std::vector<PixelCode> Codes(const BitPlane& open) {
+        std::vector<PixelCode> codes(static_cast<std::size_t>(open.Width()) * static_cast<std::size_t>(open.Height()));
+        std::size_t i = 0;
+        for (int y = 0; y < open.Height(); ++y) {
+            for (int x = 0; x < open.Width(); ++x) {
+                codes[i++] = open.Has(x, y) ? kOpen : kBackground;
+            }
+        }
+        return codes;
+    }
+
+    const BitGrid& Grid() const { return components_.Open().Grid(); }
+
+    /// Calls visit(position) for each of the pixels that is open when its turn comes.
     template <typename Visit>
-    void ForEachOpenPixel(const LevelBuckets& buckets, std::size_t level, Visit visit) const {
-        const std::int32_t* end = buckets.End(level);
+    void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
         PixelPosition at{0, 0};
         std::int32_t rowStart = 0;
-        for (const std::int32_t* pixel = buckets.Begin(level); pixel != end; ++pixel) {
-            if (open_[static_cast<std::size_t>(*pixel)] != kOpen) {
-                continue;
-            }
-            if (*pixel - rowStart >= width_) {
-                at.y = *pixel / width_;
+        for (const std::int32_t pixel : pixels) {
+            if (static_cast<std::uint32_t>(pixel - rowStart) >= static_cast<std::uint32_t>(width_)) {
+                at.y = pixel / width_;
                 rowStart = at.y * width_;
             }
-            at.x = *pixel - rowStart;
-            visit(at);
-        }
-    }
-
-    std::size_t Index(PixelPosition at) const {
-        return static_cast<std::size_t>(at.y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(at.x);
-    }
-
-    void NoteCleared(const std::vector<PixelRun>& runs) {
-        for (const PixelRun& run : runs) {
-            cleared_.Add(run);
+            at.x = pixel - rowStart;
+            if (components_.Open().Has(at.x, at.y)) {
+                visit(at);
+            }
         }
     }
 
     void Remove(PixelPosition at) {
-        open_[Index(at)] = kBackground;
+        removable_.Remove(at.x, at.y);
         components_.Remove(at.x, at.y);
         analysis_.BackgroundAdded(at.x, at.y);
     }
 
-    bool TouchesNetwork(PixelPosition at) const {
-        const int first = std::max(at.x - 1, 0);
-        const int last = std::min(at.x + 1, width_ - 1);
-        const int bottom = std::min(at.y + 1, height_ - 1);
-        unsigned touches = 0;
-        for (int y = std::max(at.y - 1, 0); y <= bottom; ++y) {
-            const PixelCode* row = &open_[Index({0, y})];
-            for (const int x : {first, at.x, last}) {
-                touches |= row[x] == kBackground ? 1u : 0u;
-            }
-        }
-        return touches != 0;
-    }
-
-    void RemoveRegion(PixelPosition start, float level) {
+    /// Which regions are removed first makes no difference: two that touch are one.
+    void RemoveRegion(PixelPosition start) {
         stack_.assign(1, start);
         Remove(start);
         while (!stack_.empty()) {
             const PixelPosition at = stack_.back();
             stack_.pop_back();
-            const int last = std::min(at.x + 1, width_ - 1);
-            const int bottom = std::min(at.y + 1, height_ - 1);
-            for (int y = std::max(at.y - 1, 0); y <= bottom; ++y) {
-                for (int x = std::max(at.x - 1, 0); x <= last; ++x) {
-                    const std::size_t i = Index({x, y});
-                    if (open_[i] == kOpen && edges_[i] >= level) {
-                        Remove({x, y});
-                        stack_.push_back({x, y});
-                    }
+            for (int y = at.y - 1; y <= at.y + 1; ++y) {
+                for (unsigned near = removable_.FromWestToEast(at.x, y); near != 0; near &= near - 1) {
+                    const PixelPosition next{at.x - 1 + BitGrid::Lowest(near), y};
+                    Remove(next);
+                    stack_.push_back(next);
                 }
             }
         }
     }
 
-    void RemoveNextTo(const PixelRun& run, float level) {
-        for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, height_ - 1); ++y) {
-            for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, width_ - 1); ++x) {
-                const std::size_t i = Index({x, y});
-                if (open_[i] == kOpen && edges_[i] > level) {
-                    RemoveRegion({x, y}, level);
+    /// Removes what can be removed above `level` of pixels of a column of words, in row y and the two beside it.
+    void RemoveAmong(int column, int y, Word pixels, float level) {
+        for (int v = y - 1; v <= y + 1; ++v) {
+            const std::int32_t word = Grid().WordAt(column * 64, v);
+            for (Word left = pixels; (left & removable_[word]) != 0; left &= left - 1) {
+                left &= removable_[word];
+                const int x = column * 64 + BitGrid::Lowest(left);
+                if (edges_[static_cast<std::ptrdiff_t>(v) * width_ + x] > level) {
+                    RemoveRegion({x, v});
                 }
             }
         }
@@ -257,11 +209,12 @@ private:
     int width_;
     int height_;
     ComponentAreaRange areas_;
-    std::vector<PixelCode> open_;
-    std::vector<PixelCode> candidates_;
     OpenComponents components_;
+    std::vector<PixelCode> codes_;
+    std::vector<PixelCode> candidates_;
     NetworkAnalysis analysis_;
-    PixelSet cleared_;  // became background in the sweeps since the last removal
+    BitPlane removable_;  // open, and at or above the level
+    PixelSet cleared_;    // became background in the sweeps since the last removal
     std::vector<PixelRun> clearedNow_;
     std::vector<PixelPosition> stack_;
 };
@@ -273,7 +226,7 @@ std::vector<PixelCode> StrongPhase(const cv::Mat& edges, float upper, float scal
         return std::vector<PixelCode>(edges.total(), kFree);
     }
     Phase phase(edges, 1.0f, {}, scale, maxRelativeClusterSize);
-    const LevelBuckets buckets(edges.ptr<float>(), phase.OpenMap(), levels);
+    const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
     for (std::size_t k = 0; k < levels.size(); ++k) {
         observer.Trace(DecimalText(levels[k]));
         phase.RemoveAbove(buckets, k);
@@ -286,7 +239,7 @@ std::vector<PixelCode> WeakPhase(const cv::Mat& edges, float upper, const std::v
                                  float maxRelativeClusterSize, DetectionObserver& observer) {
     const std::vector<float> levels = WeakLevels(upper);
     Phase phase(edges, upper, strong, scale, maxRelativeClusterSize);
-    const LevelBuckets buckets(edges.ptr<float>(), phase.OpenMap(), levels);
+    const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
     phase.Sweep();
     for (std::size_t k = 0; k < levels.size(); ++k) {
         observer.Trace(DecimalText(levels[k]));

@@ -31,8 +31,11 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
-void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& component,
-                              std::vector<PixelRun>& cleared) {
+void NetworkAnalysis::Analyse(const std::vector<WordPart>& component, std::vector<PixelRun>& cleared) {
+    const int seedY = component.front().word / touched_.Grid().WordsPerRow();
+    const PixelPosition seed{
+        (component.front().word - touched_.Grid().WordAt(0, seedY)) * 64 + BitGrid::Lowest(component.front().pixels),
+        seedY};
     touched_.Touch(component);
     UpdateSkeleton();
     const MarkedBranches branches = MarkBranches();

@@ -24,13 +24,18 @@ class NetworkAnalysis {
 public:
     NetworkAnalysis(const CodePlane& components, const CodePlane& candidates, float scale);
 
-    /// `component`: the runs of one 4-connected component, already kAnalysed in the component map; the seed is one of
-    /// its pixels. Appends the runs of the component map that became kBackground to `cleared`.
-    void Analyse(PixelPosition seed, const std::vector<PixelRun>& component, std::vector<PixelRun>& cleared);
+    /// `component`: one 4-connected component, in raster order. Appends the runs of the component map that became
+    /// kBackground to `cleared`.
+    void Analyse(const std::vector<WordPart>& component, std::vector<PixelRun>& cleared);
 
     /// To be told of every pixel of the component map that its owner made kBackground.
     void BackgroundAdded(int x, int y) { touched_.BackgroundAdded(x, y); }
-    void BackgroundAdded(const PixelRun& run) { touched_.BackgroundAdded(run); }
+    void BackgroundAdded(const WordPart& part) { touched_.BackgroundAdded(part); }
+
+    /// The pixels that are kBackground in row y from column 64 * column on.
+    BitGrid::Word BackgroundIn(int column, int y) const { return touched_.BackgroundIn(column, y); }
+    /// Whether one of the nine pixels around (x, y) is kBackground.
+    bool IsBackgroundAround(int x, int y) const { return touched_.IsBackgroundAround(x, y); }
 
 private:
     struct RowSpan {

@@ -43,6 +43,23 @@ void NetworkTiles::AddRegion(const PixelRun& run) {
     });
 }
 
+bool NetworkTiles::IsPatchAround(int x, int y) const {
+    const int bit = x & (kSide - 1);
+    const int row = y & (kSide - 1);
+    if (bit > 0 && bit < kSide - 1 && row > 0 && row < kSide - 1) {
+        const Word* patch = &bits_[static_cast<std::size_t>(TileAt(x, y))].patch[static_cast<std::size_t>(row)];
+        return ((patch[-1] | patch[0] | patch[1]) >> (bit - 1) & 7u) != 0;
+    }
+    for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
+        for (int u = std::max(x - 1, 0); u <= std::min(x + 1, width_ - 1); ++u) {
+            if ((PatchesIn(u / kSide, v) & BitGrid::Bit(u)) != 0) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 void NetworkTiles::TurnPatch(PieceAt at) {
     const Piece& piece = Get(at);
     const Word* rows = RowsOf(at);

@@ -44,6 +44,24 @@ public:
 
     void AddPatch(const PixelRun& run);
     void AddRegion(const PixelRun& run);
+    /// Adds pixels, and tells which are there, in row y from column 64 * tileColumn on.
+    void AddPatch(int tileColumn, int y, Word pixels) {
+        const auto tile = static_cast<std::size_t>((y / kSide) * tilesPerRow_ + tileColumn);
+        bits_[tile].patch[static_cast<std::size_t>(y & (kSide - 1))] |= pixels;
+        tiles_[tile].stale = true;
+    }
+    Word PatchesIn(int tileColumn, int y) const {
+        const auto tile = static_cast<std::size_t>((y / kSide) * tilesPerRow_ + tileColumn);
+        return bits_[tile].patch[static_cast<std::size_t>(y & (kSide - 1))];
+    }
+    /// The pixels of both kinds.
+    Word PixelsIn(int tileColumn, int y) const {
+        const auto tile = static_cast<std::size_t>((y / kSide) * tilesPerRow_ + tileColumn);
+        const auto row = static_cast<std::size_t>(y & (kSide - 1));
+        return bits_[tile].region[row] | bits_[tile].patch[row];
+    }
+    /// Whether a patch has a pixel among the nine around (x, y).
+    bool IsPatchAround(int x, int y) const;
     /// Makes a region of the pixels of a piece that is a patch. The tile's pieces stay as they are until Refresh.
     void TurnPatch(PieceAt at);
     /// Makes patches of the region's pixels in a run; calls cleared(run) for each stretch of them.

@@ -14,39 +14,33 @@ public:
     PixelSet(int width, int height) : grid_(width, height), bits_(grid_.Words()) {}
 
     void Add(const PixelRun& run) {
-        grid_.ForEachWord(run, [&](std::int32_t word, BitGrid::Word bits) {
-            BitGrid::Word& there = bits_[static_cast<std::size_t>(word)];
-            if (there == 0) {
-                words_.push_back(word);
-            }
-            there |= bits;
-        });
+        grid_.ForEachWord(run, [&](std::int32_t word, BitGrid::Word bits) { Add(word, bits); });
+    }
+    void Add(std::int32_t word, BitGrid::Word pixels) {
+        BitGrid::Word& there = bits_[static_cast<std::size_t>(word)];
+        if (there == 0) {
+            words_.push_back(word);
+        }
+        there |= pixels;
     }
 
-    /// Empties the set and calls visit(run) for stretches that together were all of it.
+    /// Empties the set and calls visit(word, pixels) for the words that have pixels of it, of a BitGrid.
     template <typename Visit>
-    void TakeRuns(Visit visit) {
-        std::vector<std::int32_t> words;
-        words.swap(words_);
-        for (const std::int32_t word : words) {
-            BitGrid::Word left = bits_[static_cast<std::size_t>(word)];
+    void TakeWords(Visit visit) {
+        taken_.swap(words_);
+        for (const std::int32_t word : taken_) {
+            const BitGrid::Word pixels = bits_[static_cast<std::size_t>(word)];
             bits_[static_cast<std::size_t>(word)] = 0;
-            const int y = word / grid_.WordsPerRow();
-            const int x0 = (word - y * grid_.WordsPerRow()) * 64;
-            while (left != 0) {
-                const int first = BitGrid::Lowest(left);
-                const BitGrid::Word from = left >> first;
-                const int length = ~from == 0 ? 64 : BitGrid::Lowest(~from);
-                visit(PixelRun{y, x0 + first, x0 + first + length - 1});
-                left = first + length == 64 ? 0 : left & (~BitGrid::Word{0} << (first + length));
-            }
+            visit(word, pixels);
         }
+        taken_.clear();
     }
 
 private:
     BitGrid grid_;
     ZeroedArray<BitGrid::Word> bits_;
     std::vector<std::int32_t> words_;  // those with pixels
+    std::vector<std::int32_t> taken_;
 };
 
 }  // namespace Korvane

@@ -13,7 +13,8 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
       tiles_(map.width, map.height),
       visitedRows_(tiles_.Tiles()),
       known_(tiles_.Tiles() * NetworkTiles::kSide),
-      isVisited_(tiles_.Tiles(), 0) {
+      isVisited_(tiles_.Tiles(), 0),
+      nearRing_(map.width, map.height) {
     for (int y = 0; y < map.height; ++y) {
         const PixelCode* row = map.Row(y);
         for (int x = 0; x < map.width; ++x) {
@@ -28,48 +29,61 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
     }
 }
 
-void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
+void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
     visits_.clear();
     notPassed_.clear();
     FindRing(component);
-    PieceAt last{-1, 0};
-    for (const Position& at : ring_) {
-        if (last.tile >= 0 && tiles_.Holds(last, at.x, at.y)) {
-            continue;
-        }
-        last = tiles_.Find(at.x, at.y);
-        if (!tiles_.Get(last).visited) {
-            Visit(last);
+    PieceAt at{-1, 0};
+    for (const WordPart& part : ring_) {
+        const int y = part.word / words_.WordsPerRow();
+        const int x0 = (part.word - words_.WordAt(0, y)) * NetworkTiles::kSide;
+        for (Word left = part.pixels; left != 0;) {
+            const int x = x0 + BitGrid::Lowest(left);
+            if (at.tile < 0 || !tiles_.Holds(at, x, y)) {
+                at = tiles_.Find(x, y);
+            }
+            if (!tiles_.Get(at).visited) {
+                Visit(at);
+            }
+            left &= ~tiles_.RowsOf(at)[y % NetworkTiles::kSide - tiles_.Get(at).y0];
         }
     }
     CollectVisitedRows();
 }
 
-void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
+void TouchedNetwork::FindRing(const std::vector<WordPart>& component) {
+    const std::int32_t wordsPerRow = words_.WordsPerRow();
     ring_.clear();
-    const auto add = [&](int x, int y) {
-        if (map_.At(x, y) != kAnalysed) {
-            ring_.push_back({x, y});
+    for (const WordPart& part : component) {
+        AddToRing(part.word - wordsPerRow, part.pixels);
+        AddToRing(part.word, part.pixels << 1 | part.pixels >> 1);
+        AddToRing(part.word + wordsPerRow, part.pixels);
+        if ((part.pixels & 1u) != 0 && part.word % wordsPerRow > 0) {
+            AddToRing(part.word - 1, Word{1} << 63);
         }
-    };
-    for (const PixelRun& run : component) {
-        if (run.x0 > 0) {
-            add(run.x0 - 1, run.y);
-        }
-        if (run.x1 + 1 < map_.width) {
-            add(run.x1 + 1, run.y);
-        }
-        for (int x = run.x0; x <= run.x1; ++x) {
-            if (run.y > 0) {
-                add(x, run.y - 1);
-            }
-            if (run.y + 1 < map_.height) {
-                add(x, run.y + 1);
-            }
+        if ((part.pixels >> 63) != 0 && (part.word + 1) % wordsPerRow > 0) {
+            AddToRing(part.word + 1, 1);
         }
     }
-    std::sort(ring_.begin(), ring_.end(),
-              [](const Position& a, const Position& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
+    for (const WordPart& part : component) {
+        nearRing_[part.word] &= ~part.pixels;
+    }
+    std::sort(ring_.begin(), ring_.end(), [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
+    for (WordPart& part : ring_) {
+        const int y = part.word / wordsPerRow;
+        part.pixels = nearRing_[part.word] & tiles_.PixelsIn(part.word - y * wordsPerRow, y);
+        nearRing_[part.word] = 0;
+    }
+}
+
+void TouchedNetwork::AddToRing(std::int32_t word, Word pixels) {
+    if (pixels == 0 || word < 0 || static_cast<std::size_t>(word) >= words_.Words()) {
+        return;
+    }
+    if (nearRing_[word] == 0) {
+        ring_.push_back({word, 0});
+    }
+    nearRing_[word] |= pixels;
 }
 
 // A visit to a patch that an earlier one turned finds the regions around it in the cluster, one to a patch that nothing

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "BitGrid.h"
+#include "BitPlane.h"
 #include "CodePlane.h"
 #include "NetworkTiles.h"
 #include "ZeroedArray.h"
@@ -35,12 +35,20 @@ public:
     explicit TouchedNetwork(const CodePlane& map);
 
     /// To be told of every pixel that became kBackground, but for those that Clear makes so.
-    void BackgroundAdded(int x, int y) { tiles_.AddPatch({y, x, x}); }
-    void BackgroundAdded(const PixelRun& run) { tiles_.AddPatch(run); }
+    void BackgroundAdded(int x, int y) { tiles_.AddPatch(x / NetworkTiles::kSide, y, BitGrid::Bit(x)); }
+    void BackgroundAdded(const WordPart& part) {
+        const int y = part.word / words_.WordsPerRow();
+        tiles_.AddPatch(part.word - words_.WordAt(0, y), y, part.pixels);
+    }
 
-    /// `component`: the runs of one component, already kAnalysed, next to background only.
+    /// `component`: one 4-connected component, in raster order.
     /// Cost: proportional to the pieces visited, passed through or turned, and to the tiles of theirs that changed.
-    void Touch(const std::vector<PixelRun>& component);
+    void Touch(const std::vector<WordPart>& component);
+
+    /// Between components: the pixels that are kBackground in row y from column 64 * column on.
+    Word BackgroundIn(int column, int y) const { return tiles_.PatchesIn(column, y); }
+    /// Between components: whether one of the nine pixels around (x, y) is kBackground.
+    bool IsBackgroundAround(int x, int y) const { return tiles_.IsPatchAround(x, y); }
 
     bool IsVisited(int x, int y) const {
         const std::int32_t tile = tiles_.TileAt(x, y);
@@ -84,12 +92,9 @@ private:
         std::size_t firstTurned;
         std::size_t lastTurned;
     };
-    struct Position {
-        int x;
-        int y;
-    };
 
-    void FindRing(const std::vector<PixelRun>& component);
+    void FindRing(const std::vector<WordPart>& component);
+    void AddToRing(std::int32_t word, Word pixels);
     void Visit(PieceAt at);
     void VisitPiece(PieceAt at, Piece& piece);
     void VisitAround(PieceAt at);
@@ -121,7 +126,8 @@ private:
     std::vector<std::uint8_t> isVisited_;  // per tile
     std::vector<VisitedTile> visitedTiles_;
 
-    std::vector<Position> ring_;
+    BitPlane nearRing_;           // all 0 between components
+    std::vector<WordPart> ring_;  // background that shares a side with the component, in raster order
     std::vector<PieceAt> visited_;
     std::vector<PieceAt> passed_;
     std::vector<PieceAt> turned_;

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -52,7 +53,14 @@ void Analyse(cv::Mat& codes, cv::Mat& plainCodes, cv::Mat& plainCandidates, Korv
     for (const PixelRun& run : component) {
         for (int u = run.x0; u <= run.x1; ++u) plainCodes.at<float>(run.y, u) = 2.0f;
     }
-    analysis.Analyse({x, y}, component, cleared);
+    const Korvane::BitGrid grid(codes.cols, codes.rows);
+    std::map<std::int32_t, Korvane::BitGrid::Word> words;
+    for (const PixelRun& run : component) {
+        grid.ForEachWord(run, [&](std::int32_t word, Korvane::BitGrid::Word pixels) { words[word] |= pixels; });
+    }
+    std::vector<Korvane::WordPart> parts;
+    for (const auto& [word, pixels] : words) parts.push_back({word, pixels});
+    analysis.Analyse(parts, cleared);
     korvane_reference::PlainEnclosedRegionAnalysis(plainCodes, {1, x, y}, plainCandidates, scale);
 }
 

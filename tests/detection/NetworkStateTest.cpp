@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <opencv2/imgproc.hpp>
 #include <random>
 #include <set>
@@ -59,23 +60,56 @@ std::set<std::pair<int, std::int64_t>> ComponentsByFlooding(CodeMap map, std::in
     return found;
 }
 
+Korvane::BitPlane OpenPixelsOf(CodeMap& map) {
+    Korvane::BitPlane open(map.width, map.height);
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            if (map.At(x, y) == Korvane::kOpen) open.Add(x, y);
+        }
+    }
+    return open;
+}
+
+/// Runs as pixels of words, in raster order.
+std::vector<Korvane::WordPart> PartsOf(const CodeMap& map, const std::vector<PixelRun>& runs) {
+    const Korvane::BitGrid grid(map.width, map.height);
+    std::map<std::int32_t, Korvane::BitGrid::Word> words;
+    for (const PixelRun& run : runs) {
+        grid.ForEachWord(run, [&](std::int32_t word, Korvane::BitGrid::Word pixels) { words[word] |= pixels; });
+    }
+    std::vector<Korvane::WordPart> parts;
+    for (const auto& [word, pixels] : words) parts.push_back({word, pixels});
+    return parts;
+}
+
 TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsAreRemoved) {
     for (std::uint32_t seed = 1; seed <= 300; ++seed) {
         std::mt19937 random(seed);
-        CodeMap map(Between(random, 1, 30), Between(random, 1, 30), Korvane::kOpen);
+        CodeMap map(Between(random, 1, seed % 3 == 0 ? 150 : 30), Between(random, 1, 30), Korvane::kOpen);
         for (PixelCode& code : map.codes) {
             if (Between(random, 0, 9) == 0) code = Korvane::kBackground;
         }
         const std::int64_t limit = Between(random, 0, 40);
-        Korvane::OpenComponents components(map.Plane(), Korvane::kOpen, limit);
+        Korvane::OpenComponents components(OpenPixelsOf(map), limit);
         for (int step = 0; step < 30; ++step) {
             const std::set<std::pair<int, std::int64_t>> expected = ComponentsByFlooding(map, limit);
             std::set<std::pair<int, std::int64_t>> taken;
             int last = -1;
-            for (const Korvane::TakenComponent& component : components.TakeSmall(Korvane::kAnalysed)) {
+            for (const Korvane::TakenComponent& component : components.TakeSmall()) {
                 EXPECT_GT(component.first, last) << "order, seed " << seed;
                 last = component.first;
                 taken.emplace(component.first, component.area);
+                std::int64_t area = 0;
+                const Korvane::BitGrid grid(map.width, map.height);
+                for (const Korvane::WordPart& part : component.parts) {
+                    const int row = part.word / grid.WordsPerRow();
+                    Korvane::ForEachRun(part.pixels, [&](int from, int to) {
+                        area += to - from + 1;
+                        const int x0 = (part.word - grid.WordAt(0, row)) * 64;
+                        for (int x = x0 + from; x <= x0 + to; ++x) map.At(x, row) = Korvane::kAnalysed;
+                    });
+                }
+                EXPECT_EQ(area, component.area) << "seed " << seed << ", step " << step;
             }
             ASSERT_EQ(taken, expected) << "seed " << seed << ", step " << step;
             for (int i = Between(random, 1, map.width * map.height / 15 + 1); i > 0; --i) {
@@ -91,13 +125,13 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
 
 TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
     CodeMap map(5, 3, Korvane::kOpen);
-    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen, 3);
-    EXPECT_TRUE(components.TakeSmall(Korvane::kAnalysed).empty());
+    Korvane::OpenComponents components(OpenPixelsOf(map), 3);
+    EXPECT_TRUE(components.TakeSmall().empty());
     for (int y = 0; y < 3; ++y) {
         map.At(1, y) = Korvane::kBackground;
         components.Remove(1, y);
     }
-    const auto& taken = components.TakeSmall(Korvane::kAnalysed);
+    const auto& taken = components.TakeSmall();
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 0);
     EXPECT_EQ(taken[0].area, 3);
@@ -105,13 +139,13 @@ TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
 
 TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
     CodeMap map(5, 5, Korvane::kOpen);
-    Korvane::OpenComponents components(map.Plane(), Korvane::kOpen, 1);
-    EXPECT_TRUE(components.TakeSmall(Korvane::kAnalysed).empty());
+    Korvane::OpenComponents components(OpenPixelsOf(map), 1);
+    EXPECT_TRUE(components.TakeSmall().empty());
     for (const int pixel : {7, 11, 13, 17}) {
         map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
         components.Remove(pixel % 5, pixel / 5);
     }
-    const auto& taken = components.TakeSmall(Korvane::kAnalysed);
+    const auto& taken = components.TakeSmall();
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 12);
 }
@@ -323,7 +357,7 @@ void ExpectTouchedAsInPlainForm(CodeMap& map, Korvane::TouchedNetwork& network, 
     flood.Fill(map.Plane(), seedX, seedY, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
     cv::Mat plain = FloatsOf(map);
     const cv::Mat regions = korvane_reference::PlainTouchedRegions(plain, {1, seedX, seedY});
-    network.Touch(component);
+    network.Touch(PartsOf(map, component));
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
             ASSERT_EQ(network.IsVisited(x, y), regions.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
@@ -375,7 +409,7 @@ std::vector<std::string> RowsOf(CodeMap& map) {
 TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned) {
     CodeMap map = MapOf({"2330330"});
     Korvane::TouchedNetwork network(map.Plane());
-    network.Touch({{0, 0, 0}});
+    network.Touch(PartsOf(map, {{0, 0, 0}}));
     EXPECT_TRUE(network.IsVisited(3, 0));
     EXPECT_FALSE(network.IsVisited(4, 0));
     network.Settle();
@@ -388,11 +422,11 @@ TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFir
     CodeMap map = MapOf({"2330330", "2000131", "2333331", "2222222"});
     map.At(1, 1) = map.At(2, 1) = map.At(3, 1) = Korvane::kOpen;
     Korvane::TouchedNetwork network(map.Plane());
-    network.Touch({{0, 0, 0}});
+    network.Touch(PartsOf(map, {{0, 0, 0}}));
     network.Settle();
     EXPECT_EQ(map.At(3, 0), Korvane::kTouched);
     EXPECT_EQ(map.At(6, 0), Korvane::kBackground);
-    network.Touch({{2, 0, 0}});
+    network.Touch(PartsOf(map, {{2, 0, 0}}));
     network.Settle();
     EXPECT_EQ(map.At(6, 0), Korvane::kTouched);
 }
