@@ -1,12 +1,18 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <queue>
+#include <deque>
+#include <unordered_map>
 #include <vector>
 
 #include "BranchPruning.h"
 #include "NetworkSkeleton.h"
+#include "StripGrid.h"
+#include "TracePath.h"
+#include "WaitingPixels.h"
 #include "ZeroedArray.h"
 
 namespace Korvane {
@@ -16,86 +22,145 @@ namespace Korvane {
 ///
 /// Ends are traced from the last one to the first, each on what the ones before it left. So whether a line's pixel is
 /// there for a trace is told by the end whose trace took it: it is, when that end comes before the tracing one in
-/// raster order. Where lines change, the traces that come within two pixels of the change are made again, last one
-/// first, and then those that come within two pixels of what these take or leave.
+/// raster order. Where lines change, the traces that have to do with it are made again, last one first, and then those
+/// that have to do with what these take or leave.
 class BranchTraces {
 public:
-    /// Borrows the skeleton, of a picture of this size, for its lifetime.
-    BranchTraces(const NetworkSkeleton& skeleton, int width, int height);
+    using Word = StripGrid::Word;
+
+    /// Borrows the skeleton, of a picture of this size, for its lifetime. Branches longer than `limitPx` are marked.
+    BranchTraces(const NetworkSkeleton& skeleton, int width, int height, int limitPx);
 
     /// To be called after every update of the skeleton.
     void Update();
 
-    /// Whether some trace takes this pixel of a line away.
-    bool IsPruned(int x, int y) const { return owner_[Index(x, y)] != 0; }
+    /// Whether a pixel is of a line and no trace takes it away.
+    bool IsLineLeft(int x, int y) const {
+        const Lines& at = lines_[grid_.WordAt(x, y)];
+        return (at.lines & ~at.taken & StripGrid::Bit(x)) != 0;
+    }
 
-    /// Marks branches longer than `limitPx` among the ends in the box for which isWanted(x, y) holds; whose lines no
-    /// other ends' traces may reach. Cost: the ends in the rows of the box.
+    /// 64 pixels each way from (x0, y0), both multiples of 64.
+    struct Tile {
+        int x0;
+        int y0;
+    };
+    /// Marks long branches among the ends in the tiles that are bits of isWanted(tile, y), a word for a row of the
+    /// tile; whose lines no other ends' traces may reach. Cost: the rows of the tiles, and the ends found.
     template <typename IsWanted>
-    MarkedBranches Marked(const PixelBox& box, int limitPx, IsWanted isWanted);
+    MarkedBranches Marked(std::vector<Tile> tiles, IsWanted isWanted);
 
 private:
-    /// An end and the pixels counted until the first of its lines ended.
-    struct End {
-        int x;
-        std::int32_t count;
-        std::int32_t trace;
-        bool forks;  // further counts are with the trace
+    /// A pixel's place in raster order.
+    using Rank = std::uint32_t;
+    static constexpr Rank kNobody = UINT32_MAX;
+
+    struct Lines {
+        Word lines;
+        Word taken;   // by some trace
+        Word mine;    // by the trace that is being made; else 0
+        Word traced;  // ends with a trace
     };
+    struct Ends {
+        Word isLong;         // those whose first line is longer than the limit
+        Word forks;          // those with more than one
+        std::int32_t first;  // trace of an end of this word: index + 1, or 0
+    };
+    /// A cache line.
     struct Trace {
-        std::vector<std::int32_t> pixels;  // those that the trace took
-        std::vector<std::int32_t> counts;  // one for each line that ended
+        static constexpr std::size_t kStepsAtHand = 48;
+        Rank end;
+        std::int32_t next;  // trace of another end of the same word: index + 1, or 0
+        std::size_t size;   // of its path; longer ones are in longPaths_
+        std::array<TracePath::Code, kStepsAtHand> path;
     };
-    struct FoundEnd {
-        PixelPosition at;
-        const End* end;
+    struct FoundEnds {
+        int x0;
+        int y;
+        Word ends;
     };
 
-    std::size_t Index(int x, int y) const { return static_cast<std::size_t>((y + 1) * stride_ + x + 1); }
-    bool IsLine(std::int32_t pixel) const { return codes_[pixel] == NetworkSkeleton::kLine; }
-    bool IsThere(std::int32_t pixel, std::int32_t end) const {
-        return codes_[pixel] >= NetworkSkeleton::kLine && owner_[static_cast<std::size_t>(pixel)] < end;
+    Rank RankOf(int x, int y) const { return static_cast<Rank>(y) << rankShift_ | static_cast<Rank>(x); }
+    PixelPosition PositionOf(Rank rank) const {
+        const Rank y = rank >> rankShift_;
+        return {static_cast<int>(rank ^ y << rankShift_), static_cast<int>(y)};
     }
-    bool GoesOn(std::int32_t pixel, std::int32_t end) const;
-    void Touch(std::int32_t end);
-    void TouchTracesOf(std::int32_t pixel, std::int32_t before);
-    void TouchTracesAround(std::int32_t pixel, std::int32_t before);
-    unsigned TakenInFive(std::int32_t first) const;
-    void SetOwner(std::int32_t pixel, std::int32_t end);
-    void Release(std::int32_t end, const Trace& trace);
-    void Retrace(std::int32_t end);
-    void Follow(std::int32_t end, Trace& trace);
-    End* FindEnd(std::int32_t end);
-    void AddEnd(std::int32_t end);
-    void RemoveEnd(std::int32_t end);
-    MarkedBranches MarkFound(int limitPx);
+    // Owners lie in blocks of 4 x 4, a cache line each.
+    std::size_t OwnerAt(int x, int y) const {
+        const std::size_t block = static_cast<std::size_t>(y >> 2) * blocksPerRow_ + static_cast<std::size_t>(x >> 2);
+        return block << 4 | static_cast<std::size_t>((y & 3) << 2 | (x & 3));
+    }
+    void Touch(Rank end) {
+        const PixelPosition at = PositionOf(end);
+        waiting_.Add(at.x, at.y);
+    }
+    void TouchTracesOf(std::size_t word, Word pixels, Rank before);
+    void TouchTracesAround(std::size_t word, Word changed, Rank before);
+    void TouchTracesNear(std::size_t word, const std::array<Word, 3>& near, Rank before);
+
+    void Retrace(PixelPosition end);
+    void Release(const Trace& trace);
+    void Follow(PixelPosition end, Rank rank);
+    void Take(PixelPosition at, Rank end);
+    unsigned OpenAround(int x, int y, Rank end) const;
+    unsigned BeyondAround(int x, int y) const;
+    void TellAround(Rank end);
+
+    std::int32_t FindTrace(std::size_t word, Rank end) const;
+    std::int32_t AddTrace(std::size_t word, Rank end);
+    void RemoveTrace(std::size_t word, std::int32_t number);
+    void Keep(std::size_t word, Trace& trace);
+    void Forget(std::size_t word, const Trace& trace);
+    MarkedBranches MarkFound();
+    bool IsMarkedLate(PixelPosition end, const Ends& ends);
 
     const NetworkSkeleton& skeleton_;
-    const NetworkSkeleton::Code* codes_;  // by index
-    std::int32_t stride_;
-    ZeroedArray<std::int32_t> owner_;  // index of the end whose trace took the pixel; or 0
-    ZeroedArray<std::uint8_t> taken_;  // a bit per pixel: owner_ is not 0
-    ZeroedArray<std::uint8_t> state_;
-    std::vector<std::vector<End>> ends_;  // per row, by column
+    const StripGrid& grid_;
+    int width_;
+    int height_;
+    int limitPx_;
+    int rankShift_;
+    std::size_t blocksPerRow_;
+    ZeroedArray<Lines> lines_;
+    ZeroedArray<Ends> ends_;
+    ZeroedArray<Rank> owner_;  // end whose trace took the pixel; kNobody where one took it and left it again
     std::vector<Trace> traces_;
     std::vector<std::int32_t> unused_;  // traces without an end
-    std::priority_queue<std::int32_t> toRetrace_;
-    std::vector<std::int32_t> stack_;
-    std::vector<std::int32_t> takenBefore_;
-    std::vector<FoundEnd> found_;
+    std::unordered_map<Rank, std::vector<TracePath::Code>> longPaths_;
+    std::unordered_map<Rank, std::vector<std::int32_t>> forkCounts_;  // one for each line that ended
+
+    WaitingPixels waiting_;
+    // Of the trace that is being made.
+    TracePath path_;
+    std::vector<std::int32_t> counts_;
+    std::vector<PixelPosition> stack_;
+    std::vector<WordPixels> released_;
+    std::vector<WordPixels> taken_;  // which may have been its own before
+    std::vector<WordPixels> fresh_;  // which were not
+    // Of the ends that are being marked, last one first.
+    std::vector<FoundEnds> found_;
+    std::deque<bool> late_;  // whether counts that are left over are above the limit
 };
 
 template <typename IsWanted>
-MarkedBranches BranchTraces::Marked(const PixelBox& box, int limitPx, IsWanted isWanted) {
+MarkedBranches BranchTraces::Marked(std::vector<Tile> tiles, IsWanted isWanted) {
+    std::sort(tiles.begin(), tiles.end(),
+              [](const Tile& a, const Tile& b) { return a.y0 != b.y0 ? a.y0 > b.y0 : a.x0 > b.x0; });
     found_.clear();
-    for (int y = box.y0; y <= box.y1; ++y) {
-        for (const End& end : ends_[static_cast<std::size_t>(y)]) {
-            if (end.x >= box.x0 && end.x <= box.x1 && isWanted(end.x, y)) {
-                found_.push_back({{end.x, y}, &end});
+    for (auto first = tiles.begin(); first != tiles.end();) {
+        const auto last = std::find_if(first, tiles.end(), [&](const Tile& tile) { return tile.y0 != first->y0; });
+        for (int y = std::min(first->y0 + 64, height_) - 1; y >= first->y0; --y) {
+            for (auto tile = first; tile != last; ++tile) {
+                const Word traced = lines_[grid_.WordAt(tile->x0, y)].traced;
+                const Word ends = traced != 0 ? traced & isWanted(*tile, y) : 0;
+                if (ends != 0) {
+                    found_.push_back({tile->x0, y, ends});
+                }
             }
         }
+        first = last;
     }
-    return MarkFound(limitPx);
+    return MarkFound();
 }
 
 }  // namespace Korvane

@@ -27,7 +27,7 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       touched_(components),
       skeleton_(components.width, components.height),
       distance_(components.width, components.height),
-      traces_(skeleton_, components.width, components.height),
+      traces_(skeleton_, components.width, components.height, limitPx_),
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
@@ -65,13 +65,13 @@ void NetworkAnalysis::UpdateSkeleton() {
 }
 
 MarkedBranches NetworkAnalysis::MarkBranches() {
-    PixelBox box;
+    tiles_.clear();
     for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
-        const int x1 = std::min(tile.x0 + NetworkTiles::kSide, components_.width) - 1;
-        box.Include({tile.y0, tile.x0, x1});
-        box.Include({std::min(tile.y0 + NetworkTiles::kSide, components_.height) - 1, tile.x0, x1});
+        tiles_.push_back({tile.x0, tile.y0});
     }
-    return traces_.Marked(box, limitPx_, [&](int x, int y) { return touched_.IsVisited(x, y); });
+    return traces_.Marked(tiles_, [&](const BranchTraces::Tile& tile, int y) {
+        return touched_.VisitedIn(touched_.Grid().WordAt(tile.x0, y));
+    });
 }
 
 int NetworkAnalysis::LargestDistance() {

@@ -48,9 +48,7 @@ private:
     MarkedBranches MarkBranches();
     int LargestDistance();
     void FillAround(PixelPosition seed);
-    bool IsLine(int x, int y) const {
-        return *skeleton_.At(x, y) == NetworkSkeleton::kLine && !traces_.IsPruned(x, y) && touched_.IsVisited(x, y);
-    }
+    bool IsLine(int x, int y) const { return traces_.IsLineLeft(x, y) && touched_.IsVisited(x, y); }
     void PushFillSeeds(int y, int x0, int x1);
     void FillOutside();
     void MarkCandidates();
@@ -66,6 +64,7 @@ private:
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
     BranchTraces traces_;
+    std::vector<BranchTraces::Tile> tiles_;
     ZeroedArray<PixelCode> fill_;  // all 0 between analyses
     CodePlane fillPlane_;
     PixelBox fillBox_;

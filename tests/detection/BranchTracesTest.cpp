@@ -16,6 +16,7 @@
 
 namespace {
 
+using Korvane::BranchTraces;
 using Korvane::NetworkSkeleton;
 using Korvane::PixelCode;
 
@@ -66,26 +67,36 @@ std::vector<std::pair<int, int>> Sorted(const std::vector<Korvane::PixelPosition
     return positions;
 }
 
+std::vector<BranchTraces::Tile> TilesOf(const cv::Mat& picture) {
+    std::vector<BranchTraces::Tile> tiles;
+    for (int x0 = 0; x0 < picture.cols; x0 += 64) {
+        for (int y0 = 0; y0 < picture.rows; y0 += 64) tiles.push_back({x0, y0});
+    }
+    return tiles;
+}
+
 /// Compares marks and pruned pixels on a part of the set with what pruning the lines of that part alone gives.
-void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, Korvane::BranchTraces& traces,
-                        int limit) {
+void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, BranchTraces& traces, int limit) {
     cv::Mat framed(part.rows + 2, part.cols + 2, CV_8U, cv::Scalar(Korvane::kBeyondMap));
     const Korvane::CodePlane plane{framed.ptr(1) + 1, static_cast<std::ptrdiff_t>(framed.step), part.cols, part.rows};
-    const auto isLine = [&](int x, int y) {
-        return part.at<uchar>(y, x) != 0 && *skeleton.At(x, y) == NetworkSkeleton::kLine;
-    };
+    const auto isLine = [&](int x, int y) { return part.at<uchar>(y, x) != 0 && skeleton.IsLine(x, y); };
     for (int y = 0; y < part.rows; ++y) {
         for (int x = 0; x < part.cols; ++x) plane.At(x, y) = isLine(x, y) ? 1 : 0;
     }
     const Korvane::MarkedBranches expected = Korvane::PruneBranches(plane, limit);
-    const Korvane::MarkedBranches kept = traces.Marked({0, 0, part.cols - 1, part.rows - 1}, limit,
-                                                       [&](int x, int y) { return part.at<uchar>(y, x) != 0; });
+    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](const BranchTraces::Tile& tile, int y) {
+        Korvane::StripGrid::Word wanted = 0;
+        for (int x = tile.x0; x < std::min(tile.x0 + 64, part.cols); ++x) {
+            wanted |= part.at<uchar>(y, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
+        }
+        return wanted;
+    });
     ASSERT_EQ(Sorted(kept.ends), Sorted(expected.ends));
     ASSERT_EQ(kept.mapOrigin, expected.mapOrigin);
     for (int y = 0; y < part.rows; ++y) {
         for (int x = 0; x < part.cols; ++x) {
             if (isLine(x, y)) {
-                ASSERT_EQ(traces.IsPruned(x, y), plane.At(x, y) == 0) << "column " << x << ", row " << y;
+                ASSERT_EQ(traces.IsLineLeft(x, y), plane.At(x, y) == 1) << "column " << x << ", row " << y;
             }
         }
     }
@@ -95,10 +106,11 @@ TEST(BranchTraces, MarksAndPruningAreThoseOfTracingAnewAfterAnyChange) {
     for (std::uint32_t seed = 1; seed <= 150; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
-        const int width = Between(random, 1, 90);
+        const int width = Between(random, 1, 150);
         const int height = Between(random, 1, 70);
         NetworkSkeleton skeleton(width, height);
-        Korvane::BranchTraces traces(skeleton, width, height);
+        const int limit = Between(random, 0, 6);
+        BranchTraces traces(skeleton, width, height, limit);
         cv::Mat set = cv::Mat::zeros(height, width, CV_8U);
         for (int step = 0; step < 12; ++step) {
             cv::Mat wanted = step % 6 == 0 ? RandomSet(random, width, height) : set.clone();
@@ -108,7 +120,6 @@ TEST(BranchTraces, MarksAndPruningAreThoseOfTracingAnewAfterAnyChange) {
             }
             ChangeTo(wanted, set, skeleton);
             traces.Update();
-            const int limit = Between(random, 0, 6);
             ExpectAsPrunedAnew(set, skeleton, traces, limit);
             ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, traces, limit);
             if (::testing::Test::HasFatalFailure()) return;

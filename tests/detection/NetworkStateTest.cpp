@@ -191,7 +191,7 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
             korvane_reference::PlainThinning(wanted);
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < width; ++x) {
-                    ASSERT_EQ(*skeleton.At(x, y) == Korvane::NetworkSkeleton::kLine, wanted.at<float>(y, x) == 1.0f)
+                    ASSERT_EQ(skeleton.IsLine(x, y), wanted.at<float>(y, x) == 1.0f)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
@@ -232,7 +232,7 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningAWideSetAfterAnyChange) {
                     const auto bit = Korvane::BitGrid::Bit(x);
                     const int expected = static_cast<int>(plain.at<float>(y, x));
                     mostSteps = std::max(mostSteps, expected);
-                    ASSERT_EQ(*skeleton.At(x, y) == Korvane::NetworkSkeleton::kLine, lines.at<float>(y, x) == 1.0f)
+                    ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                     ASSERT_EQ(distance.LargestIn(grid.WordAt(x, y), bit, ~bit), expected)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
