@@ -45,8 +45,9 @@ public:
     int WordsPerRow() const { return wordsPerRow_; }
     std::int32_t WordAt(int x, int y) const { return y * wordsPerRow_ + (x >> 6); }
     static Word Bit(int x) { return Word{1} << (x & 63); }
-    /// Index of the lowest bit of a word that is not 0.
+    /// Index of the lowest and of the highest bit of a word that is not 0.
     static int Lowest(Word bits) { return __builtin_ctzll(bits); }
+    static int Highest(Word bits) { return 63 - __builtin_clzll(bits); }
 
     /// Calls visit(word, bits) for each word that the run has pixels in.
     template <typename Visit>

@@ -40,6 +40,12 @@ public:
         return (at.lines & ~at.taken & StripGrid::Bit(x)) != 0;
     }
 
+    /// The same for the pixels in row y from column 64 * column on.
+    Word LinesLeftIn(int column, int y) const {
+        const Lines& at = lines_[grid_.WordAt(column * 64, y)];
+        return at.lines & ~at.taken;
+    }
+
     /// 64 pixels each way from (x0, y0), both multiples of 64.
     struct Tile {
         int x0;

@@ -1,7 +1,8 @@
 #include "CandidateDetection.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
+#include <cstdint>
 #include <locale>
 #include <sstream>
 #include <string>
@@ -46,25 +47,38 @@ std::vector<float> WeakLevels(float upper) {
     return levels;
 }
 
+struct CandidateMap {
+    BitPlane candidates;
+    BitPlane rings;
+};
+
 /// The working map of one phase, with all that is known about its components and its background.
 class Phase {
 public:
-    /// Open is what does not exceed `threshold`, and what `alsoOpen` holds as a candidate.
-    Phase(const cv::Mat& edges, float threshold, const std::vector<PixelCode>& alsoOpen, float scale,
-          float maxRelativeClusterSize)
+    /// Open is what does not exceed `threshold`, and `alsoOpen`.
+    Phase(const cv::Mat& edges, float threshold, const BitPlane& alsoOpen, float scale, float maxRelativeClusterSize)
         : edges_(edges.ptr<float>()),
           width_(edges.cols),
           height_(edges.rows),
           areas_(AreaRangeFor(scale, maxRelativeClusterSize)),
           components_(OpenPixels(edges, threshold, alsoOpen), std::max(areas_.maximum, areas_.minimum - 1)),
           codes_(Codes(components_.Open())),
-          candidates_(edges.total(), kFree),
-          analysis_({codes_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale),
+          analysis_({codes_.data(), width_, width_, height_}, scale),
           removable_(width_, height_),
           cleared_(width_, height_) {}
 
     const BitPlane& Open() const { return components_.Open(); }
-    std::vector<PixelCode> TakeCandidates() { return std::move(candidates_); }
+    CandidateMap Candidates() const {
+        CandidateMap map{BitPlane(width_, height_), BitPlane(width_, height_)};
+        for (int y = 0; y < height_; ++y) {
+            for (int column = 0; column < Grid().WordsPerRow(); ++column) {
+                const std::int32_t word = Grid().WordAt(column * 64, y);
+                map.candidates[word] = analysis_.CandidatesIn(column, y);
+                map.rings[word] = analysis_.RingsIn(column, y);
+            }
+        }
+        return map;
+    }
 
     /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
     /// are too large may become smaller, all others leave with their first sweep.
@@ -121,29 +135,25 @@ public:
 private:
     using Word = BitGrid::Word;
 
-    static BitPlane OpenPixels(const cv::Mat& edges, float threshold, const std::vector<PixelCode>& alsoOpen) {
+    static BitPlane OpenPixels(const cv::Mat& edges, float threshold, const BitPlane& alsoOpen) {
         BitPlane open(edges.cols, edges.rows);
         for (int y = 0; y < edges.rows; ++y) {
             for (int x = 0; x < edges.cols; x += 64) {
-                open[open.Grid().WordAt(x, y)] =
-                    AtMost(edges.ptr<float>(y) + x, std::min(64, edges.cols - x), threshold);
-            }
-        }
-        for (std::size_t i = 0; i < alsoOpen.size(); ++i) {
-            if (alsoOpen[i] == kCandidate) {
-                const auto width = static_cast<std::size_t>(edges.cols);
-                open.Add(static_cast<int>(i % width), static_cast<int>(i / width));
+                const std::int32_t word = open.Grid().WordAt(x, y);
+                open[word] = AtMost(edges.ptr<float>(y) + x, std::min(64, edges.cols - x), threshold) | alsoOpen[word];
             }
         }
         return open;
     }
 
     static std::vector<PixelCode> Codes(const BitPlane& open) {
-        std::vector<PixelCode> codes(static_cast<std::size_t>(open.Width()) * static_cast<std::size_t>(open.Height()));
-        std::size_t i = 0;
+        std::vector<PixelCode> codes(static_cast<std::size_t>(open.Width()) * static_cast<std::size_t>(open.Height()),
+                                     kBackground);
         for (int y = 0; y < open.Height(); ++y) {
-            for (int x = 0; x < open.Width(); ++x) {
-                codes[i++] = open.Has(x, y) ? kOpen : kBackground;
+            for (int x = 0; x < open.Width(); x += 64) {
+                PixelCode* const first = codes.data() + static_cast<std::ptrdiff_t>(y) * open.Width() + x;
+                ForEachRun(open[open.Grid().WordAt(x, y)],
+                           [&](int from, int to) { std::fill(first + from, first + to + 1, kOpen); });
             }
         }
         return codes;
@@ -211,7 +221,6 @@ private:
     ComponentAreaRange areas_;
     OpenComponents components_;
     std::vector<PixelCode> codes_;
-    std::vector<PixelCode> candidates_;
     NetworkAnalysis analysis_;
     BitPlane removable_;  // open, and at or above the level
     PixelSet cleared_;    // became background in the sweeps since the last removal
@@ -219,24 +228,25 @@ private:
     std::vector<PixelPosition> stack_;
 };
 
-std::vector<PixelCode> StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,
-                                   DetectionObserver& observer) {
+BitPlane StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,
+                     DetectionObserver& observer) {
     const std::vector<float> levels = StrongLevels(upper);
+    BitPlane nothing(edges.cols, edges.rows);
     if (levels.empty()) {
-        return std::vector<PixelCode>(edges.total(), kFree);
+        return nothing;
     }
-    Phase phase(edges, 1.0f, {}, scale, maxRelativeClusterSize);
+    Phase phase(edges, 1.0f, nothing, scale, maxRelativeClusterSize);
     const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
     for (std::size_t k = 0; k < levels.size(); ++k) {
         observer.Trace(DecimalText(levels[k]));
         phase.RemoveAbove(buckets, k);
         phase.Sweep();
     }
-    return phase.TakeCandidates();
+    return phase.Candidates().candidates;
 }
 
-std::vector<PixelCode> WeakPhase(const cv::Mat& edges, float upper, const std::vector<PixelCode>& strong, float scale,
-                                 float maxRelativeClusterSize, DetectionObserver& observer) {
+CandidateMap WeakPhase(const cv::Mat& edges, float upper, const BitPlane& strong, float scale,
+                       float maxRelativeClusterSize, DetectionObserver& observer) {
     const std::vector<float> levels = WeakLevels(upper);
     Phase phase(edges, upper, strong, scale, maxRelativeClusterSize);
     const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
@@ -246,7 +256,7 @@ std::vector<PixelCode> WeakPhase(const cv::Mat& edges, float upper, const std::v
         phase.RemoveTouchingNetwork(buckets, k, levels[k]);
         phase.Sweep();
     }
-    return phase.TakeCandidates();
+    return phase.Candidates();
 }
 
 void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
@@ -264,15 +274,24 @@ void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
 
 float EdgePercentile(const cv::Mat& edges, float percentage) {
     constexpr int bins = 65536;
-    std::vector<std::int64_t> histogram(bins, 0);
+    constexpr int noBin = bins;
+    constexpr int atOnce = 256;
+    std::vector<std::int64_t> histogram(bins + 1, 0);
+    std::array<std::int32_t, atOnce> binOf{};
     for (int y = 0; y < edges.rows; ++y) {
-        const float* row = edges.ptr<float>(y);
-        for (int x = 0; x < edges.cols; ++x) {
-            if (row[x] >= 0.0f && row[x] <= 1.0f) {
-                const auto bin = static_cast<int>(std::floor(static_cast<double>(row[x]) * 65536.0));
-                ++histogram[static_cast<std::size_t>(std::min(bin, bins - 1))];
-            } else if (row[x] < 0.0f) {
-                ++histogram[0];
+        for (int x = 0; x < edges.cols; x += atOnce) {
+            const float* values = edges.ptr<float>(y) + x;
+            const int count = std::min(atOnce, edges.cols - x);
+            for (int i = 0; i < count; ++i) {
+                // Exact but for the cut: 65536 is a power of two.
+                const float value = values[i];
+                float scaled = value * static_cast<float>(bins);
+                scaled = scaled < static_cast<float>(bins - 1) ? scaled : static_cast<float>(bins - 1);
+                scaled = scaled > 0.0f ? scaled : 0.0f;
+                binOf[static_cast<std::size_t>(i)] = value <= 1.0f ? static_cast<std::int32_t>(scaled) : noBin;
+            }
+            for (int i = 0; i < count; ++i) {
+                ++histogram[static_cast<std::size_t>(binOf[static_cast<std::size_t>(i)])];
             }
         }
     }
@@ -296,15 +315,21 @@ void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, fl
     }
     const cv::Mat strengths = edges.isContinuous() ? edges : edges.clone();
     const float upper = EdgePercentile(strengths, kUpperPercentage);
-    const std::vector<PixelCode> strong = StrongPhase(strengths, upper, scale, maxRelativeClusterSize, observer);
+    const BitPlane strong = StrongPhase(strengths, upper, scale, maxRelativeClusterSize, observer);
     observer.Trace("thresh" + DecimalText(upper));
-    const std::vector<PixelCode> weak = WeakPhase(strengths, upper, strong, scale, maxRelativeClusterSize, observer);
+    const CandidateMap weak = WeakPhase(strengths, upper, strong, scale, maxRelativeClusterSize, observer);
     for (int y = 0; y < edges.rows; ++y) {
         float* row = candidates.ptr<float>(y);
-        for (int x = 0; x < edges.cols; ++x) {
-            const std::size_t i =
-                static_cast<std::size_t>(y) * static_cast<std::size_t>(edges.cols) + static_cast<std::size_t>(x);
-            row[x] = strong[i] == kCandidate ? 2.0f : static_cast<float>(weak[i]);
+        std::fill_n(row, edges.cols, static_cast<float>(kFree));
+        for (int x = 0; x < edges.cols; x += 64) {
+            const std::int32_t word = strong.Grid().WordAt(x, y);
+            const auto set = [&](BitGrid::Word pixels, PixelCode code) {
+                ForEachRun(pixels, [&](int first, int last) {
+                    std::fill(row + x + first, row + x + last + 1, static_cast<float>(code));
+                });
+            };
+            set(weak.rings[word] & ~strong[word], kRing);
+            set(weak.candidates[word] | strong[word], kCandidate);
         }
     }
 }

@@ -7,6 +7,7 @@
 #include "BranchPruning.h"
 #include "BranchTraces.h"
 #include "CodePlane.h"
+#include "EnclosedArea.h"
 #include "NetworkDistance.h"
 #include "NetworkSkeleton.h"
 #include "TouchedNetwork.h"
@@ -18,11 +19,16 @@ namespace Korvane {
 /// background grows from analysis to analysis: what the last ones found out about the background is kept and brought up
 /// to date, not worked out again.
 ///
-/// Borrows both maps, which have equal sizes and rows without gaps, for its lifetime. A component is next to background
-/// only; what was background once stays background.
+/// Borrows the component map, rows without gaps, for its lifetime. A component is next to background only; what was
+/// background once stays background.
 class NetworkAnalysis {
 public:
-    NetworkAnalysis(const CodePlane& components, const CodePlane& candidates, float scale);
+    NetworkAnalysis(const CodePlane& components, float scale);
+
+    /// Pixels of the candidate map in row y from column 64 * column on: those that are kCandidate, and those that are
+    /// kRing; all others are kFree.
+    BitGrid::Word CandidatesIn(int column, int y) const { return candidates_[enclosed_.Grid().WordAt(column * 64, y)]; }
+    BitGrid::Word RingsIn(int column, int y) const { return rings_[enclosed_.Grid().WordAt(column * 64, y)]; }
 
     /// `component`: one 4-connected component, in raster order. Appends the runs of the component map that became
     /// kBackground to `cleared`.
@@ -47,17 +53,11 @@ private:
     void UpdateSkeleton();
     MarkedBranches MarkBranches();
     int LargestDistance();
-    void FillAround(PixelPosition seed);
-    bool IsLine(int x, int y) const { return traces_.IsLineLeft(x, y) && touched_.IsVisited(x, y); }
-    void PushFillSeeds(int y, int x0, int x1);
-    void FillOutside();
-    void MarkCandidates();
-    void FindInsideAround(int y);
+    void MarkCandidates(const std::vector<WordPart>& component);
     void ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared);
     const std::vector<RowSpan>& Ellipse(int size);
 
     CodePlane components_;
-    CodePlane candidates_;
     int limitPx_;
     TouchedNetwork touched_;
     // The set whose skeleton and distances are kept: what touched_ calls known.
@@ -65,13 +65,10 @@ private:
     NetworkDistance distance_;
     BranchTraces traces_;
     std::vector<BranchTraces::Tile> tiles_;
-    ZeroedArray<PixelCode> fill_;  // all 0 between analyses
-    CodePlane fillPlane_;
-    PixelBox fillBox_;
-    std::vector<PixelPosition> fillSeeds_;
-    std::vector<PixelCode> insideAround_;
-    std::vector<PixelRun> scratch_;
-    RunFlood flood_;
+    EnclosedArea enclosed_;
+    // By words of the grid of what is enclosed.
+    ZeroedArray<BitGrid::Word> candidates_;
+    ZeroedArray<BitGrid::Word> rings_;
     std::map<int, std::vector<RowSpan>> ellipses_;
 };
 

@@ -56,6 +56,8 @@ public:
     }
     /// Of the pixels of a word of `Grid` those that were visited.
     Word VisitedIn(std::int32_t word) const;
+    /// The same in row y from column 64 * column on.
+    Word VisitedIn(int column, int y) const { return VisitedRow(tiles_.TileAt(column * NetworkTiles::kSide, y), y); }
     const BitGrid& Grid() const { return words_; }
 
     /// The tiles with visited pixels: NetworkTiles::kSide pixels each way from (x0, y0).
