@@ -35,19 +35,26 @@ public:
     void Add(int x, int y) { (*this)[grid_.WordAt(x, y)] |= BitGrid::Bit(x); }
     void Remove(int x, int y) { (*this)[grid_.WordAt(x, y)] &= ~BitGrid::Bit(x); }
 
-    /// Bit 0 for the pixel to the west, bit 1 for the pixel itself, bit 2 for the one to the east; the row may be one
-    /// beyond the picture.
-    unsigned FromWestToEast(int x, int y) const {
+    /// The nine pixels around (x, y), row by row from west to east, the first in bit 0.
+    unsigned Nine(int x, int y) const {
         const Word* word = &words_[Index(grid_.WordAt(x, y))];
+        const std::ptrdiff_t row = grid_.WordsPerRow();
         const int bit = x & 63;
-        if (bit == 0) {
-            return static_cast<unsigned>((*word << 1 | (x > 0 ? word[-1] >> 63 : 0)) & 7u);
+        if (bit == 0 || bit == 63) {
+            return Three(word - row, x) | Three(word, x) << 3 | Three(word + row, x) << 6;
         }
-        const Word beyond = bit == 63 && x + 1 < width_ ? (word[1] & 1u) << 2 : 0;
-        return static_cast<unsigned>((*word >> (bit - 1) | beyond) & 7u);
+        const Word nine =
+            (word[-row] >> (bit - 1) & 7u) | (word[0] >> (bit - 1) & 7u) << 3 | (word[row] >> (bit - 1) & 7u) << 6;
+        return static_cast<unsigned>(nine);
     }
 
 private:
+    unsigned Three(const Word* word, int x) const {
+        if ((x & 63) == 0) {
+            return static_cast<unsigned>((*word << 1 | (x > 0 ? word[-1] >> 63 : 0)) & 7u);
+        }
+        return static_cast<unsigned>(*word >> 62 | (x + 1 < width_ ? (word[1] & 1u) << 2 : 0));
+    }
     // One row more above and below.
     std::size_t Index(std::int32_t word) const {
         return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(word) + grid_.WordsPerRow());

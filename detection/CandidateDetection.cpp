@@ -191,12 +191,11 @@ private:
         while (!stack_.empty()) {
             const PixelPosition at = stack_.back();
             stack_.pop_back();
-            for (int y = at.y - 1; y <= at.y + 1; ++y) {
-                for (unsigned near = removable_.FromWestToEast(at.x, y); near != 0; near &= near - 1) {
-                    const PixelPosition next{at.x - 1 + BitGrid::Lowest(near), y};
-                    Remove(next);
-                    stack_.push_back(next);
-                }
+            for (unsigned near = removable_.Nine(at.x, at.y); near != 0; near &= near - 1) {
+                const int i = BitGrid::Lowest(near);
+                const PixelPosition next{at.x + i % 3 - 1, at.y + i / 3 - 1};
+                Remove(next);
+                stack_.push_back(next);
             }
         }
     }

@@ -1,27 +1,54 @@
 #include "LevelBuckets.h"
 
 #include <algorithm>
+#include <array>
+#include <bitset>
+#include <limits>
 
 #include "FloatWords.h"
 
 namespace Korvane {
 namespace {
 
-/// Calls visit(offset) in raster order for the pixels of words of a grid.
-template <typename Visit>
-void ForEachPixel(const BitGrid& grid, int width, const std::vector<BitGrid::Word>& words, Visit visit) {
-    const auto wordsPerRow = static_cast<std::size_t>(grid.WordsPerRow());
-    std::size_t rowStart = 0;
-    for (std::size_t row = 0; row < words.size(); row += wordsPerRow) {
-        for (std::size_t column = 0; column < wordsPerRow; ++column) {
-            const std::size_t start = rowStart + column * 64;
-            for (BitGrid::Word left = words[row + column]; left != 0; left &= left - 1) {
-                visit(start + static_cast<std::size_t>(BitGrid::Lowest(left)));
-            }
-        }
-        rowStart += static_cast<std::size_t>(width);
+/// Finds the bucket of a value; see LevelBuckets.
+class BucketFinder {
+public:
+    BucketFinder(const std::vector<float>& levels, float step)
+        : perStep_(1.0f / step), last_(static_cast<float>(levels.size() - 1)) {
+        bounds_.push_back(std::numeric_limits<float>::quiet_NaN());
+        bounds_.insert(bounds_.end(), levels.begin(), levels.end());
     }
-}
+
+    /// About which of the levels is the first that a value is not below, for up to 64 values.
+    void Guess(const float* values, int count, std::int32_t* levels) const {
+        const float first = bounds_[1];
+        for (int i = 0; i < count; ++i) {
+            float guess = (first - values[i]) * perStep_;
+            guess = guess < last_ ? guess : last_;
+            levels[i] = static_cast<std::int32_t>(guess > 0.0f ? guess : 0.0f);
+        }
+    }
+
+    /// `value` is not below the last level.
+    std::uint16_t Find(float value, std::int32_t guess) const {
+        const float* level = &bounds_[static_cast<std::size_t>(guess) + 1];
+        while (value >= level[-1]) {
+            --level;
+        }
+        while (value < *level) {
+            ++level;
+        }
+        const auto k = static_cast<int>(level - bounds_.data()) - 1;
+        return static_cast<std::uint16_t>(2 * k + (value > *level ? 1 : 2));
+    }
+
+private:
+    float perStep_;
+    float last_;
+    std::vector<float> bounds_;  // one that no value reaches, then the levels
+};
+
+int Count(BitGrid::Word pixels) { return static_cast<int>(std::bitset<64>(pixels).count()); }
 
 }  // namespace
 
@@ -30,46 +57,50 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
     if (levels.empty()) {
         return;
     }
-    const BitGrid& grid = open.Grid();
-    std::vector<BitGrid::Word> wanted(grid.Words());
+    struct Wanted {
+        std::int32_t first;  // offset of the word's leftmost pixel
+        BitGrid::Word pixels;
+    };
+    std::vector<Wanted> wanted;
+    std::size_t total = 0;
     for (int y = 0; y < open.Height(); ++y) {
-        const float* row = edges + static_cast<std::ptrdiff_t>(y) * open.Width();
         for (int x = 0; x < open.Width(); x += 64) {
-            const std::int32_t word = grid.WordAt(x, y);
-            const BitGrid::Word pixels = open[word];
-            const int count = std::min(64, open.Width() - x);
-            wanted[static_cast<std::size_t>(word)] = pixels == 0 ? 0 : pixels & AtLeast(row + x, count, levels.back());
+            BitGrid::Word pixels = open[open.Grid().WordAt(x, y)];
+            const std::int32_t first = y * open.Width() + x;
+            pixels &= pixels == 0 ? 0 : AtLeast(edges + first, std::min(64, open.Width() - x), levels.back());
+            if (pixels != 0) {
+                wanted.push_back({first, pixels});
+                total += static_cast<std::size_t>(Count(pixels));
+            }
         }
     }
-    // The levels are a step apart but for rounding: a guess from the distance to the first, then exact comparisons.
-    const float perStep = 1.0f / step;
-    const auto lowest = static_cast<float>(levels.size() - 1);
-    std::vector<std::uint16_t> buckets;
-    buckets.reserve(grid.Words() * 8);
-    ForEachPixel(grid, open.Width(), wanted, [&](std::size_t pixel) {
-        const float edge = edges[pixel];
-        const float guess = (levels.front() - edge) * perStep;
-        auto k = static_cast<std::int32_t>(std::max(std::min(guess, lowest), 0.0f));
-        while (k > 0 && edge >= levels[static_cast<std::size_t>(k - 1)]) {
-            --k;
+    const BucketFinder finder(levels, step);
+    std::vector<std::uint16_t> buckets(total);
+    std::uint16_t* bucket = buckets.data();
+    std::array<std::int32_t, 64> guesses;
+    for (const Wanted& word : wanted) {
+        const float* values = edges + word.first;
+        finder.Guess(values, BitGrid::Highest(word.pixels) + 1, guesses.data());
+        for (BitGrid::Word left = word.pixels; left != 0; left &= left - 1) {
+            const int i = BitGrid::Lowest(left);
+            *bucket = finder.Find(values[i], guesses[static_cast<std::size_t>(i)]);
+            ++starts_[*bucket];
+            ++bucket;
         }
-        while (edge < levels[static_cast<std::size_t>(k)]) {
-            ++k;
-        }
-        const auto bucket = static_cast<std::uint16_t>(2 * k + (edge > levels[static_cast<std::size_t>(k)] ? 1 : 2));
-        buckets.push_back(bucket);
-        ++starts_[bucket];
-    });
+    }
     std::size_t sum = 0;
     for (std::size_t& start : starts_) {
         sum += start;
         start = sum - start;
     }
     std::vector<std::size_t> next = starts_;
-    pixels_.resize(sum);
-    std::size_t i = 0;
-    ForEachPixel(grid, open.Width(), wanted,
-                 [&](std::size_t pixel) { pixels_[next[buckets[i++]]++] = static_cast<std::int32_t>(pixel); });
+    pixels_.resize(total);
+    bucket = buckets.data();
+    for (const Wanted& word : wanted) {
+        for (BitGrid::Word left = word.pixels; left != 0; left &= left - 1) {
+            pixels_[next[*bucket++]++] = word.first + BitGrid::Lowest(left);
+        }
+    }
 }
 
 }  // namespace Korvane

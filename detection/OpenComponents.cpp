@@ -214,9 +214,7 @@ void OpenComponents::NumberComponents() {
 
 void OpenComponents::Remove(int x, int y) {
     const std::int32_t pixel = y * width_ + x;
-    const unsigned open =
-        open_.FromWestToEast(x, y - 1) | open_.FromWestToEast(x, y) << 3 | open_.FromWestToEast(x, y + 1) << 6;
-    const Surroundings& around = kSurroundings[open];
+    const Surroundings& around = kSurroundings[open_.Nine(x, y)];
     const std::int32_t number = link_[static_cast<std::size_t>(pixel)];
     open_.Remove(x, y);
     if (--area_[static_cast<std::size_t>(number)] == 0) {
@@ -234,8 +232,18 @@ void OpenComponents::Remove(int x, int y) {
     }
     link_[static_cast<std::size_t>(pixel)] = pixel;
     std::array<std::int32_t, 4> gapRoots{};
+    bool anyEqual = false;
     for (std::size_t g = 0; g < around.count; ++g) {
         gapRoots[g] = Find(neighbour(around.gap[g]));
+        for (std::size_t h = 0; h < g; ++h) {
+            anyEqual = anyEqual || gapRoots[g] == gapRoots[h];
+        }
+    }
+    if (!anyEqual) {
+        for (std::size_t g = 0; g < around.count; ++g) {
+            Unite(pixel, gapRoots[g]);
+        }
+        return;
     }
     const std::array<int, 4> sideOf = SidesOf(gapRoots, around.count);
     int sides = 0;
@@ -312,8 +320,7 @@ std::int32_t OpenComponents::NumberSide(const Side& side) {
     const std::int32_t number = NewNumber();
     std::int32_t area = 0;
     for (const WordPart& part : side.reached) {
-        const int y = part.word / grid_.WordsPerRow();
-        std::int32_t* link = &link_[static_cast<std::size_t>(y * width_ + (part.word - grid_.WordAt(0, y)) * 64)];
+        std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
         ForEachRun(part.pixels, [&](int first, int last) {
             std::fill(link + first, link + last + 1, number);
             area += last - first + 1;
@@ -355,10 +362,9 @@ void OpenComponents::TakeIfSmall(int x, int y) {
     }
     TakenComponent component{0, area_[static_cast<std::size_t>(number)], {}};
     FloodFrom(x, y, component.parts);
-    Close(component.parts);
     const WordPart& first = component.parts.front();
-    const int row = first.word / grid_.WordsPerRow();
-    component.first = row * width_ + (first.word - grid_.WordAt(0, row)) * 64 + BitGrid::Lowest(first.pixels);
+    component.first = NodeOfWord(first.word) + BitGrid::Lowest(first.pixels);
+    Close(component);
     unused_.push_back(number);
     taken_.push_back(std::move(component));
 }
@@ -370,6 +376,7 @@ void OpenComponents::FloodFrom(int x, int y, std::vector<WordPart>& parts) {
     while (!side.Finished()) {
         Advance(side);
     }
+    // A word may have been reached more than once.
     for (const WordPart& part : side.reached) {
         if (reached_[part.word] != 0) {
             parts.push_back({part.word, reached_[part.word]});
@@ -380,29 +387,49 @@ void OpenComponents::FloodFrom(int x, int y, std::vector<WordPart>& parts) {
     std::sort(parts.begin(), parts.end(), [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
 }
 
-// All pixels are closed before any are united: what touches them is closed as well then.
-void OpenComponents::Close(const std::vector<WordPart>& parts) {
-    const auto forEachRun = [&](auto visit) {
-        for (const WordPart& part : parts) {
-            const int y = part.word / grid_.WordsPerRow();
-            const int x0 = (part.word - grid_.WordAt(0, y)) * 64;
-            ForEachRun(part.pixels, [&](int first, int last) { visit(PixelRun{y, x0 + first, x0 + last}); });
-        }
-    };
-    for (const WordPart& part : parts) {
+// Its pixels hang together, and with each closed pixel that they touch.
+void OpenComponents::Close(const TakenComponent& component) {
+    for (const WordPart& part : component.parts) {
+        std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
+        ForEachRun(part.pixels,
+                   [&](int first, int last) { std::fill(link + first, link + last + 1, component.first); });
         open_[part.word] &= ~part.pixels;
     }
-    forEachRun([&](const PixelRun& run) {
-        const std::int32_t root = run.y * width_ + run.x0;
-        std::fill_n(link_.begin() + root, run.x1 - run.x0 + 1, root);
-    });
-    forEachRun([&](const PixelRun& run) {
-        const std::int32_t root = run.y * width_ + run.x0;
-        Unite(root, NodeAt(run.x0 - 1, run.y));
-        Unite(root, NodeAt(run.x1 + 1, run.y));
-        UniteWithClosed(run, run.y - 1);
-        UniteWithClosed(run, run.y + 1);
-    });
+    std::int32_t root = component.first;
+    const auto join = [&](std::int32_t node) {
+        node = Find(node);
+        if (node != root) {
+            link_[static_cast<std::size_t>(std::max(node, root))] = std::min(node, root);
+            root = std::min(node, root);
+        }
+    };
+    const std::int32_t wordsPerRow = grid_.WordsPerRow();
+    const auto joinClosedIn = [&](std::int32_t word, Word pixels) {
+        const Word closed = pixels & ~open_[word];
+        const std::int32_t start = NodeOfWord(word);
+        for (Word first = closed & ~(closed << 1); first != 0; first &= first - 1) {
+            join(start + BitGrid::Lowest(first));
+        }
+    };
+    for (const WordPart& part : component.parts) {
+        const std::int32_t y = part.word / wordsPerRow;
+        const std::int32_t column = part.word - y * wordsPerRow;
+        const Word last = column == wordsPerRow - 1 ? BitGrid::Bit(width_ - 1) : 0;
+        if (y == 0 || y == height_ - 1 || (part.pixels & last) != 0 || (column == 0 && (part.pixels & 1u) != 0)) {
+            join(beyond_);
+        }
+        const Word beside = last == 0 ? ~Word{0} : last | (last - 1);
+        for (std::int32_t v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
+            const std::int32_t word = v * wordsPerRow + column;
+            joinClosedIn(word, (part.pixels | part.pixels << 1 | part.pixels >> 1) & beside);
+            if ((part.pixels & 1u) != 0 && column > 0) {
+                joinClosedIn(word - 1, Word{1} << 63);
+            }
+            if (part.pixels >> 63 != 0 && last == 0) {
+                joinClosedIn(word + 1, 1);
+            }
+        }
+    }
 }
 
 }  // namespace Korvane

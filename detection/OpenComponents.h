@@ -46,6 +46,11 @@ private:
 
     bool Inside(int x, int y) const { return x >= 0 && y >= 0 && x < width_ && y < height_; }
     std::int32_t NodeAt(int x, int y) const { return Inside(x, y) ? y * width_ + x : beyond_; }
+    // The node of a word's leftmost pixel.
+    std::int32_t NodeOfWord(std::int32_t word) const {
+        const std::int32_t y = word / grid_.WordsPerRow();
+        return y * width_ + (word - y * grid_.WordsPerRow()) * 64;
+    }
     std::int32_t Find(std::int32_t node);
     void Unite(std::int32_t a, std::int32_t b);
     void LinkRow(int y);
@@ -61,7 +66,7 @@ private:
     std::int32_t NumberSide(const Side& side);
     void TakeIfSmall(int x, int y);
     void FloodFrom(int x, int y, std::vector<WordPart>& parts);
-    void Close(const std::vector<WordPart>& parts);
+    void Close(const TakenComponent& component);
 
     BitPlane open_;
     BitGrid grid_;
