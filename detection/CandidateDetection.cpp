@@ -122,9 +122,7 @@ public:
                 NoteCleared(component.runs);
                 continue;
             }
-            clearedNow_.clear();
-            analysis_.Analyse({component.first % width_, component.first / width_}, component.runs, clearedNow_);
-            NoteCleared(clearedNow_);
+            analysis_.Analyse({component.first % width_, component.first / width_}, component.runs);
         }
     }
 
@@ -136,6 +134,7 @@ public:
     /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
     /// begun to touch the network.
     void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
+        analysis_.UpdateComponents([&](const PixelRun& run) { cleared_.Add(run); });
         ForEachOpenPixel(buckets, index, [&](PixelPosition at) {
             if (TouchesNetwork(at)) {
                 RemoveRegion(at, level);
@@ -262,7 +261,6 @@ private:
     OpenComponents components_;
     NetworkAnalysis analysis_;
     PixelSet cleared_;  // became background in the sweeps since the last removal
-    std::vector<PixelRun> clearedNow_;
     std::vector<PixelPosition> stack_;
 };
 

@@ -31,8 +31,7 @@ NetworkAnalysis::NetworkAnalysis(const CodePlane& components, const CodePlane& c
       fill_(static_cast<std::size_t>(components.width) * static_cast<std::size_t>(components.height)),
       fillPlane_{fill_.data(), components.width, components.width, components.height} {}
 
-void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& component,
-                              std::vector<PixelRun>& cleared) {
+void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& component) {
     touched_.Touch(component);
     UpdateSkeleton();
     const MarkedBranches branches = MarkBranches();
@@ -42,7 +41,7 @@ void NetworkAnalysis::Analyse(PixelPosition seed, const std::vector<PixelRun>& c
     const bool clears = !branches.ends.empty() || branches.mapOrigin;
     const int size = clears ? LargestDistance() : 0;
     touched_.Settle();
-    ClearAround(branches, size, cleared);
+    ClearAround(branches, size);
 }
 
 // The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
@@ -215,7 +214,7 @@ const std::vector<NetworkAnalysis::RowSpan>& NetworkAnalysis::Ellipse(int size) 
     return spans;
 }
 
-void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared) {
+void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size) {
     if (size == 0) {
         return;
     }
@@ -225,7 +224,7 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std:
             const PixelRun run{endY + span.dy, std::max(endX + span.dx0, 0),
                                std::min(endX + span.dx1, components_.width - 1)};
             if (run.y >= 0 && run.y < components_.height && run.x0 <= run.x1) {
-                touched_.Clear(run, cleared);
+                touched_.Clear(run);
             }
         }
     };

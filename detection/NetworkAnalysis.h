@@ -25,8 +25,15 @@ public:
     NetworkAnalysis(const CodePlane& components, const CodePlane& candidates, float scale);
 
     /// `component`: the runs of one 4-connected component, already kAnalysed in the component map; the seed is one of
-    /// its pixels. Appends the runs of the component map that became kBackground to `cleared`.
-    void Analyse(PixelPosition seed, const std::vector<PixelRun>& component, std::vector<PixelRun>& cleared);
+    /// its pixels. What it touches and clears is in the component map after UpdateComponents.
+    void Analyse(PixelPosition seed, const std::vector<PixelRun>& component);
+
+    /// Brings the component map's background up to date, kTouched or not; calls cleared(run) for what was kTouched at
+    /// the last call and is kBackground now.
+    template <typename Cleared>
+    void UpdateComponents(Cleared cleared) {
+        touched_.UpdateMap(cleared);
+    }
 
     /// To be told of every pixel of the component map that its owner made kBackground.
     void BackgroundAdded(int x, int y) { touched_.BackgroundAdded(x, y); }
@@ -50,7 +57,7 @@ private:
     void FillOutside();
     void MarkCandidates();
     void FindInsideAround(int y);
-    void ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared);
+    void ClearAround(const MarkedBranches& branches, int size);
     const std::vector<RowSpan>& Ellipse(int size);
 
     CodePlane components_;

@@ -1,9 +1,6 @@
 #include "TouchedNetwork.h"
 
 #include <algorithm>
-#include <cstring>
-
-#include "EnclosedRegion.h"
 
 namespace Korvane {
 
@@ -26,50 +23,66 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
             }
         }
     }
+    tiles_.TakeRegionChanges([](std::int32_t, int, Word, Word) {});  // the map has them
 }
 
 void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
+    ++present_;
     visits_.clear();
     notPassed_.clear();
     FindRing(component);
-    PieceAt last{-1, 0};
-    for (const Position& at : ring_) {
-        if (last.tile >= 0 && tiles_.Holds(last, at.x, at.y)) {
-            continue;
-        }
-        last = tiles_.Find(at.x, at.y);
-        if (!tiles_.Get(last).visited) {
-            Visit(last);
+    const Word* word = ring_.data();
+    for (int y = ringBox_.y0; y <= ringBox_.y1; ++y) {
+        for (int column = ringBox_.x0; column <= ringBox_.x1; ++column, ++word) {
+            if (*word == 0) {
+                continue;
+            }
+            const int x0 = column * NetworkTiles::kSide;
+            // The component itself is of neither kind.
+            Word left = *word & tiles_.EitherIn(tiles_.TileAt(x0, y), y);
+            while (left != 0) {
+                const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
+                left &= ~tiles_.RowOf(at, y);
+                if (!IsVisited(tiles_.Get(at))) {
+                    Visit(at);
+                }
+            }
         }
     }
     CollectVisitedRows();
 }
 
+// What shares a side with the component's pixels, and some of these.
 void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
-    ring_.clear();
-    const auto add = [&](int x, int y) {
-        if (map_.At(x, y) != kAnalysed) {
-            ring_.push_back({x, y});
-        }
-    };
+    PixelBox box;
     for (const PixelRun& run : component) {
-        if (run.x0 > 0) {
-            add(run.x0 - 1, run.y);
-        }
-        if (run.x1 + 1 < map_.width) {
-            add(run.x1 + 1, run.y);
-        }
-        for (int x = run.x0; x <= run.x1; ++x) {
-            if (run.y > 0) {
-                add(x, run.y - 1);
-            }
-            if (run.y + 1 < map_.height) {
-                add(x, run.y + 1);
-            }
-        }
+        box.Include(run);
     }
-    std::sort(ring_.begin(), ring_.end(),
-              [](const Position& a, const Position& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
+    box.Grow(1, map_.width, map_.height);
+    ringBox_ = {box.x0 / NetworkTiles::kSide, box.y0, box.x1 / NetworkTiles::kSide, box.y1};
+    ring_.assign(static_cast<std::size_t>(ringBox_.Width()) * static_cast<std::size_t>(ringBox_.Height()), 0);
+    for (const PixelRun& run : component) {
+        AddToRing({run.y - 1, run.x0, run.x1});
+        AddToRing({run.y, run.x0 - 1, run.x1 + 1});
+        AddToRing({run.y + 1, run.x0, run.x1});
+    }
+}
+
+void TouchedNetwork::AddToRing(const PixelRun& run) {
+    if (run.y < 0 || run.y >= map_.height) {
+        return;
+    }
+    Word* row = ring_.data() + static_cast<std::ptrdiff_t>(run.y - ringBox_.y0) * ringBox_.Width() - ringBox_.x0;
+    const int x0 = std::max(run.x0, 0);
+    const int x1 = std::min(run.x1, map_.width - 1);
+    const int first = x0 / NetworkTiles::kSide;
+    const int last = x1 / NetworkTiles::kSide;
+    for (int column = first; column <= last; ++column) {
+        Word bits = ~Word{0};
+        bits &= column == first ? ~Word{0} << (x0 % NetworkTiles::kSide) : bits;
+        bits &= column == last ? ~Word{0} >> (NetworkTiles::kSide - 1 - x1 % NetworkTiles::kSide) : bits;
+        row[column] |= bits;
+    }
 }
 
 // A visit to a patch that an earlier one turned finds the regions around it in the cluster, one to a patch that nothing
@@ -78,7 +91,7 @@ void TouchedNetwork::Visit(PieceAt at) {
     const auto number = static_cast<std::int32_t>(visits_.size());
     visits_.push_back({number, turned_.size(), turned_.size()});
     meetsCluster_ = false;
-    if (tiles_.Get(at).before) {
+    if (IsOfEarlierVisit(tiles_.Get(at))) {
         JoinClusterOf(tiles_.Get(at));
     }
     VisitPiece(at, tiles_.Get(at));
@@ -92,19 +105,16 @@ void TouchedNetwork::Visit(PieceAt at) {
     }
     VisitRecord& visit = visits_.back();
     visit.lastTurned = turned_.size();
-    for (std::size_t i = visit.firstTurned; i < visit.lastTurned; ++i) {
-        tiles_.Get(turned_[i]).before = true;
-    }
     if (visit.firstTurned < visit.lastTurned) {
         notPassed_.push_back(number);
     }
 }
 
 void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
-    piece.visited = true;
+    piece.visitedIn = present_;
     visited_.push_back(at);
     waiting_.push_back(at);
-    if (piece.isPatch && !piece.met) {
+    if (piece.isPatch && !IsMet(piece)) {
         Turn(at, piece);
     }
 }
@@ -113,10 +123,10 @@ void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
 void TouchedNetwork::VisitAround(PieceAt at) {
     const bool fromPatch = tiles_.Get(at).isPatch;
     const auto look = [&](PieceAt nearAt, Piece& near) {
-        if (!near.visited && (near.isPatch || !fromPatch)) {
+        if (!IsVisited(near) && (near.isPatch || !fromPatch)) {
             VisitPiece(nearAt, near);
         }
-        if (near.before && !fromPatch) {
+        if (!fromPatch && IsOfEarlierVisit(near)) {
             JoinClusterOf(near);
         }
     };
@@ -127,7 +137,7 @@ void TouchedNetwork::VisitAround(PieceAt at) {
 }
 
 void TouchedNetwork::Turn(PieceAt at, Piece& piece) {
-    piece.met = true;
+    piece.metIn = present_;
     piece.visit = static_cast<std::int32_t>(visits_.size()) - 1;
     turned_.push_back(at);
 }
@@ -178,21 +188,20 @@ void TouchedNetwork::PassThroughCluster() {
 void TouchedNetwork::PassAround(PieceAt at) {
     const Piece& piece = tiles_.Get(at);
     const bool isPatch = piece.isPatch;
-    const bool isOfCluster = isPatch && piece.before;
+    const bool isOfCluster = IsOfEarlierVisit(piece);
     const auto look = [&](PieceAt nearAt, Piece& near) {
         if (!near.isPatch) {
-            if ((isOfCluster || !isPatch) && !near.visited && !near.met) {
-                near.met = true;
-                passed_.push_back(nearAt);
+            if ((isOfCluster || !isPatch) && !IsVisited(near) && !IsMet(near)) {
+                near.metIn = present_;
                 waiting_.push_back(nearAt);
             }
             return;
         }
-        if (!near.met && !isOfCluster) {
+        if (!IsMet(near) && !isOfCluster) {
             Turn(nearAt, near);
             waiting_.push_back(nearAt);
         }
-        if (near.before && !isPatch) {
+        if (!isPatch && IsOfEarlierVisit(near)) {
             JoinClusterOf(near);
         }
     };
@@ -222,24 +231,7 @@ TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
 
 void TouchedNetwork::Settle() {
     for (const PieceAt& at : turned_) {
-        Piece& piece = tiles_.Get(at);
-        piece.met = false;
-        piece.before = false;
-        const Word* rows = tiles_.RowsOf(at);
-        const int x0 = tiles_.Left(at.tile);
-        const int y0 = tiles_.Top(at.tile);
-        for (int row = piece.y0; row <= piece.y1; ++row) {
-            ForEachRun(rows[row - piece.y0], [&](int first, int last) {
-                std::memset(map_.Row(y0 + row) + x0 + first, kTouched, static_cast<std::size_t>(last - first + 1));
-            });
-        }
         tiles_.TurnPatch(at);
-    }
-    for (const PieceAt& at : visited_) {
-        tiles_.Get(at).visited = false;
-    }
-    for (const PieceAt& at : passed_) {
-        tiles_.Get(at).met = false;
     }
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
@@ -248,16 +240,7 @@ void TouchedNetwork::Settle() {
     }
     turned_.clear();
     visited_.clear();
-    passed_.clear();
     visitedTiles_.clear();
-}
-
-void TouchedNetwork::Clear(const PixelRun& run, std::vector<PixelRun>& cleared) {
-    PixelCode* row = map_.Row(run.y);
-    tiles_.ClearRegion(run, [&](const PixelRun& stretch) {
-        std::memset(row + stretch.x0, kBackground, static_cast<std::size_t>(stretch.x1 - stretch.x0 + 1));
-        cleared.push_back(stretch);
-    });
 }
 
 }  // namespace Korvane

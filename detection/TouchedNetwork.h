@@ -4,10 +4,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "BitGrid.h"
 #include "CodePlane.h"
+#include "EnclosedRegion.h"
 #include "NetworkTiles.h"
 #include "ZeroedArray.h"
 
@@ -68,11 +70,16 @@ public:
     template <typename Dropped>
     void DropBesideVisited(Dropped dropped);
 
-    /// Gives kTouched to all that was visited or turned; nothing is visited any more.
+    /// Makes kTouched of all that was visited or turned; nothing is visited any more.
     void Settle();
 
-    /// Makes those pixels of the run kBackground again that are kTouched, and appends them to `cleared`.
-    void Clear(const PixelRun& run, std::vector<PixelRun>& cleared);
+    /// Makes those pixels of the run kBackground again that are kTouched.
+    void Clear(const PixelRun& run) { tiles_.ClearRegion(run); }
+
+    /// Writes into the map what Settle and Clear have made since the last call; between calls the map is not changed.
+    /// Calls cleared(run) for what was kTouched at the last call and is kBackground now. Cost: the tiles that changed.
+    template <typename Cleared>
+    void UpdateMap(Cleared cleared);
 
 private:
     using Piece = NetworkTiles::Piece;
@@ -84,12 +91,9 @@ private:
         std::size_t firstTurned;
         std::size_t lastTurned;
     };
-    struct Position {
-        int x;
-        int y;
-    };
 
     void FindRing(const std::vector<PixelRun>& component);
+    void AddToRing(const PixelRun& run);
     void Visit(PieceAt at);
     void VisitPiece(PieceAt at, Piece& piece);
     void VisitAround(PieceAt at);
@@ -98,6 +102,13 @@ private:
     void PassThroughCluster();
     void PassAround(PieceAt at);
     std::int32_t ClusterOf(std::int32_t visit);
+    bool IsVisited(const Piece& piece) const { return piece.visitedIn == present_; }
+    /// Turned, or passed through, since this component is looked at.
+    bool IsMet(const Piece& piece) const { return piece.metIn == present_; }
+    /// A patch that was turned by a visit before the present one.
+    bool IsOfEarlierVisit(const Piece& piece) const {
+        return piece.isPatch && IsMet(piece) && piece.visit + 1 < static_cast<std::int32_t>(visits_.size());
+    }
     void CollectVisitedRows();
     Word VisitedRow(std::int32_t tile, int y) const {
         return visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(y % NetworkTiles::kSide)];
@@ -121,15 +132,31 @@ private:
     std::vector<std::uint8_t> isVisited_;  // per tile
     std::vector<VisitedTile> visitedTiles_;
 
-    std::vector<Position> ring_;
+    std::int32_t present_ = 0;  // what the present component's pieces are marked with
+    PixelBox ringBox_;          // in words by rows
+    std::vector<Word> ring_;
     std::vector<PieceAt> visited_;
-    std::vector<PieceAt> passed_;
     std::vector<PieceAt> turned_;
     std::vector<PieceAt> waiting_;  // of the flood
     std::vector<VisitRecord> visits_;
     std::vector<std::int32_t> notPassed_;  // visits whose patches nothing has passed through yet
     bool meetsCluster_ = false;            // the present visit met patches of a visit before
 };
+
+template <typename Cleared>
+void TouchedNetwork::UpdateMap(Cleared cleared) {
+    tiles_.TakeRegionChanges([&](std::int32_t tile, int y, Word gained, Word lost) {
+        const int x0 = tiles_.Left(tile);
+        PixelCode* row = map_.Row(y) + x0;
+        ForEachRun(gained, [&](int first, int last) {
+            std::memset(row + first, kTouched, static_cast<std::size_t>(last - first + 1));
+        });
+        ForEachRun(lost, [&](int first, int last) {
+            std::memset(row + first, kBackground, static_cast<std::size_t>(last - first + 1));
+            cleared(PixelRun{y, x0 + first, x0 + last});
+        });
+    });
+}
 
 template <typename Added>
 void TouchedNetwork::AddVisited(Added added) {

@@ -47,12 +47,12 @@ void Analyse(cv::Mat& codes, cv::Mat& plainCodes, cv::Mat& plainCandidates, Korv
              int y, float scale) {
     Korvane::RunFlood flood;
     std::vector<PixelRun> component;
-    std::vector<PixelRun> cleared;
     flood.Fill(PlaneOf(codes), x, y, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
     for (const PixelRun& run : component) {
         for (int u = run.x0; u <= run.x1; ++u) plainCodes.at<float>(run.y, u) = 2.0f;
     }
-    analysis.Analyse({x, y}, component, cleared);
+    analysis.Analyse({x, y}, component);
+    analysis.UpdateComponents([](const PixelRun&) {});
     korvane_reference::PlainEnclosedRegionAnalysis(plainCodes, {1, x, y}, plainCandidates, scale);
 }
 

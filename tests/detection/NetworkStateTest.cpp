@@ -318,6 +318,7 @@ cv::Mat FloatsOf(CodeMap& map) {
 }
 
 void ExpectTouchedAsInPlainForm(CodeMap& map, Korvane::TouchedNetwork& network, int seedX, int seedY) {
+    network.UpdateMap([](const PixelRun&) {});
     std::vector<PixelRun> component;
     Korvane::RunFlood flood;
     flood.Fill(map.Plane(), seedX, seedY, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
@@ -330,6 +331,7 @@ void ExpectTouchedAsInPlainForm(CodeMap& map, Korvane::TouchedNetwork& network, 
         }
     }
     network.Settle();
+    network.UpdateMap([](const PixelRun&) {});
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
             ASSERT_EQ(static_cast<float>(map.At(x, y)), plain.at<float>(y, x)) << "column " << x << ", row " << y;
@@ -343,12 +345,11 @@ TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
         std::mt19937 random(seed);
         CodeMap map = RandomBackground(random);
         Korvane::TouchedNetwork network(map.Plane());
-        std::vector<PixelRun> cleared;
         for (int tries = 0; tries < 12; ++tries) {
             const int x = Between(random, 0, map.width - 1);
             const int y = Between(random, 0, map.height - 1);
             if (map.At(x, y) == Korvane::kOpen) ExpectTouchedAsInPlainForm(map, network, x, y);
-            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)}, cleared);
+            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)});
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -379,6 +380,7 @@ TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned
     EXPECT_TRUE(network.IsVisited(3, 0));
     EXPECT_FALSE(network.IsVisited(4, 0));
     network.Settle();
+    network.UpdateMap([](const PixelRun&) {});
     EXPECT_EQ(RowsOf(map), (std::vector<std::string>{"2333330"}));
 }
 
@@ -390,10 +392,12 @@ TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFir
     Korvane::TouchedNetwork network(map.Plane());
     network.Touch({{0, 0, 0}});
     network.Settle();
+    network.UpdateMap([](const PixelRun&) {});
     EXPECT_EQ(map.At(3, 0), Korvane::kTouched);
     EXPECT_EQ(map.At(6, 0), Korvane::kBackground);
     network.Touch({{2, 0, 0}});
     network.Settle();
+    network.UpdateMap([](const PixelRun&) {});
     EXPECT_EQ(map.At(6, 0), Korvane::kTouched);
 }
 
