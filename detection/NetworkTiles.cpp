@@ -7,23 +7,23 @@ namespace {
 
 using Word = BitGrid::Word;
 
+using Word = BitGrid::Word;
+
+Word Wider(Word bits) { return bits | bits << 1 | bits >> 1; }
+
 // Carries bits over all open ones that hang together with them: upwards by the carry of an addition, which runs to the
 // end of a stretch of ones, downwards in steps that double; three of them are mostly enough.
 Word Carried(Word reached, Word open) {
-    const auto below = [&] { return open & (reached >> 1) & ~reached; };
     Word through = open;
     const auto step = [&](int length) {
         reached |= through & (reached >> length);
         through &= through >> length;
     };
     reached = open & (~(open + reached) | reached);
-    if (below() == 0) {
-        return reached;
-    }
     step(1);
     step(2);
     step(4);
-    if (below() != 0) {
+    if ((open & (reached >> 1) & ~reached) != 0) {
         step(8);
         step(16);
         step(32);
@@ -31,20 +31,19 @@ Word Carried(Word reached, Word open) {
     return reached;
 }
 
-// What is on rows y0 to y1, and around it, of 64 rows; the other rows are left alone.
-void Around(const Word* rows, int y0, int y1, std::array<Word, 64>& around) {
-    const auto at = [&](int y) { return y >= y0 && y <= y1 ? rows[y - y0] : 0; };
+// What is on rows y0 to y1, or next to them: row y is around[y + 1].
+using RowsAround = std::array<Word, 66>;
+void FindAround(const Word* rows, int y0, int y1, RowsAround& around) {
+    Word* to = around.data() + y0;
     Word above = 0;
     Word here = 0;
-    for (int y = y0 - 1; y <= y1 + 1; ++y) {
-        const Word below = at(y + 1);
-        const Word near = above | here | below;
-        if (y >= 0 && y < 64) {
-            around[static_cast<std::size_t>(y)] = near | near << 1 | near >> 1;
-        }
+    for (const Word* below = rows; below <= rows + (y1 - y0); ++below, ++to) {
+        *to = Wider(above | here | *below);
         above = here;
-        here = below;
+        here = *below;
     }
+    to[0] = Wider(above | here);
+    to[1] = Wider(here);
 }
 
 }  // namespace
@@ -117,176 +116,175 @@ void NetworkTiles::FindPieces(std::int32_t number) {
     if (bits.region == bits.regionBefore && bits.patch == bits.patchBefore) {
         return;
     }
-    last_.pieces.swap(tile.pieces);
-    last_.rows.swap(tile.rows);
-    last_.links.swap(tile.links);
-    std::swap(last_.regions, tile.regions);
-    tile.pieces.clear();
-    tile.rows.clear();
-    keptAs_.assign(last_.pieces.size(), -1);
+    pieces_.clear();
+    rowCount_ = 0;
+    keptAs_.assign(tile.pieces.size(), -1);
     const KindCount regions = FindPieces(tile, bits.region, bits.regionBefore, false);
-    tile.regions = static_cast<std::int32_t>(regions.end);
     const KindCount patches = FindPieces(tile, bits.patch, bits.patchBefore, true);
     bits.regionBefore = bits.region;
     bits.patchBefore = bits.patch;
+    linksFound_.clear();
+    FindLinksOfKept(tile);
+    FindLinks(regions, patches);
+    tile.pieces = pieces_;
+    tile.rows.assign(rows_.data(), rows_.data() + rowCount_);
+    tile.regions = static_cast<std::int32_t>(regions.end);
+    SetLinks(tile);
     ListSides(tile);
-    Link(tile, regions, patches);
 }
 
 // A piece with no change in it or beside it is what it was, and nothing else has joined it.
-NetworkTiles::KindCount NetworkTiles::FindPieces(Tile& tile, const Rows& now, const Rows& before, bool arePatches) {
+NetworkTiles::KindCount NetworkTiles::FindPieces(const Tile& tile, const Rows& now, const Rows& before,
+                                                 bool arePatches) {
     Rows changed;
     for (std::size_t y = 0; y < kSide; ++y) {
         changed[y] = now[y] ^ before[y];
     }
-    Rows around;
-    around[0] = Wider(changed[0] | changed[1]);
-    for (std::size_t y = 1; y + 1 < kSide; ++y) {
-        around[y] = Wider(changed[y - 1] | changed[y] | changed[y + 1]);
-    }
-    around[kSide - 1] = Wider(changed[kSide - 2] | changed[kSide - 1]);
+    RowsAround around;
+    FindAround(changed.data(), 0, kSide - 1, around);
     Rows left = now;
-    KindCount count{tile.pieces.size(), 0, 0};
-    const auto regions = static_cast<std::size_t>(last_.regions);
-    for (std::size_t i = arePatches ? regions : 0; i < (arePatches ? last_.pieces.size() : regions); ++i) {
-        const Piece& piece = last_.pieces[i];
-        const Word* rows = last_.rows.data() + piece.rows;
-        Word met = 0;
-        for (std::size_t y = piece.y0; y <= piece.y1; ++y) {
-            met |= rows[y - piece.y0] & around[y];
+    KindCount count{pieces_.size(), 0, 0};
+    const auto regions = static_cast<std::size_t>(tile.regions);
+    for (std::size_t i = arePatches ? regions : 0; i < (arePatches ? tile.pieces.size() : regions); ++i) {
+        const Piece& piece = tile.pieces[i];
+        const Word* rows = tile.rows.data() + piece.rows;
+        std::size_t y = piece.y0;
+        while (y <= piece.y1 && (rows[y - piece.y0] & around[y + 1]) == 0) {
+            ++y;
         }
-        if (met == 0) {
+        if (y > piece.y1) {
             Keep(tile, i, left);
         }
     }
-    count.firstNew = tile.pieces.size();
-    Flood(tile, left, arePatches);
-    count.end = tile.pieces.size();
+    count.firstNew = pieces_.size();
+    Flood(left, arePatches);
+    count.end = pieces_.size();
     return count;
 }
 
-void NetworkTiles::Keep(Tile& tile, std::size_t last, Rows& left) {
-    keptAs_[last] = static_cast<std::int32_t>(tile.pieces.size());
-    Piece piece = last_.pieces[last];
-    const Word* rows = last_.rows.data() + piece.rows;
-    piece.rows = static_cast<std::uint32_t>(tile.rows.size());
-    piece.linkCount = 0;
-    tile.rows.insert(tile.rows.end(), rows, rows + (piece.y1 - piece.y0 + 1));
+void NetworkTiles::Keep(const Tile& tile, std::size_t number, Rows& left) {
+    keptAs_[number] = static_cast<std::int32_t>(pieces_.size());
+    pieces_.push_back(tile.pieces[number]);
+    Piece& piece = pieces_.back();
+    const Word* rows = tile.rows.data() + piece.rows;
+    piece.rows = static_cast<std::uint16_t>(rowCount_);
     for (std::size_t y = piece.y0; y <= piece.y1; ++y) {
+        rows_[rowCount_++] = rows[y - piece.y0];
         left[y] &= ~rows[y - piece.y0];
     }
-    tile.pieces.push_back(piece);
 }
 
 // Pixels in neighbouring columns of two neighbouring rows hang together whichever of the rows they are in, so two rows
-// at a time, a band, are flooded as if they were one.
-void NetworkTiles::Flood(Tile& tile, const Rows& pixels, bool arePatches) {
+// at a time, a band, are flooded as if they were one. Band k holds rows 2k - 2 and 2k - 1; the outermost are empty.
+void NetworkTiles::Flood(const Rows& pixels, bool arePatches) {
     constexpr std::size_t kBands = kSide / 2;
-    std::array<Word, kBands> open;
-    for (std::size_t k = 0; k < kBands; ++k) {
-        open[k] = pixels[2 * k] | pixels[2 * k + 1];
+    std::array<Word, 2 * kBands + 4> rows{};
+    std::array<Word, 2 * kBands + 4> reached{};
+    std::array<Word, kBands + 2> open{};
+    std::array<Word, kBands + 2> seeds{};
+    for (std::size_t k = 1; k <= kBands; ++k) {
+        rows[2 * k] = pixels[2 * k - 2];
+        rows[2 * k + 1] = pixels[2 * k - 1];
+        open[k] = rows[2 * k] | rows[2 * k + 1];
     }
-    std::array<Word, kBands> seeds{};
-    Rows reached;
-    for (std::size_t start = 0; start < kBands; ++start) {
+    for (std::size_t start = 1; start <= kBands; ++start) {
         while (open[start] != 0) {
-            std::size_t end = start;
             seeds[start] = open[start] & (~open[start] + 1);
-            reached[2 * start] = reached[2 * start + 1] = 0;
             Word waiting = Word{1} << start;  // bands with seeds
+            Word bands = 0;
             while (waiting != 0) {
                 const auto k = static_cast<std::size_t>(BitGrid::Lowest(waiting));
-                waiting &= waiting - 1;
                 const Word found = Carried(seeds[k], open[k]);
-                seeds[k] = 0;
+                const Word upper = found & rows[2 * k];
+                const Word lower = found & rows[2 * k + 1];
+                const Word above = Wider(upper) & rows[2 * k - 1] & open[k - 1];
+                const Word below = Wider(lower) & rows[2 * k + 2] & open[k + 1];
                 open[k] &= ~found;
-                const Word upper = found & pixels[2 * k];
-                const Word lower = found & pixels[2 * k + 1];
                 reached[2 * k] |= upper;
                 reached[2 * k + 1] |= lower;
-                const Word above = k > start ? Wider(upper) & pixels[2 * k - 1] & open[k - 1] : 0;
-                if (above != 0) {
-                    seeds[k - 1] |= above;
-                    waiting |= Word{1} << (k - 1);
-                }
-                const Word below = k + 1 < kBands ? Wider(lower) & pixels[2 * k + 2] & open[k + 1] : 0;
-                if (below != 0) {
-                    if (k + 1 > end) {
-                        end = k + 1;
-                        reached[2 * end] = reached[2 * end + 1] = 0;
-                    }
-                    seeds[k + 1] |= below;
-                    waiting |= Word{1} << (k + 1);
-                }
+                seeds[k] = 0;
+                seeds[k - 1] |= above;
+                seeds[k + 1] |= below;
+                bands |= Word{1} << k;
+                waiting &= waiting - 1;
+                waiting |= Word{above != 0} << (k - 1) | Word{below != 0} << (k + 1);
             }
-            const int y0 = static_cast<int>(2 * start) + (reached[2 * start] == 0 ? 1 : 0);
-            const int y1 = static_cast<int>(2 * end) + (reached[2 * end + 1] != 0 ? 1 : 0);
-            AddPiece(tile, reached, y0, y1, arePatches);
+            const int end = kSide - 1 - __builtin_clzll(bands);
+            const int y0 = 2 * static_cast<int>(start) - 2 + (reached[2 * start] == 0 ? 1 : 0);
+            const int y1 = 2 * end - 2 + (reached[2 * static_cast<std::size_t>(end) + 1] != 0 ? 1 : 0);
+            AddPiece(reached.data() + 2, y0, y1, arePatches);
         }
     }
 }
 
-void NetworkTiles::AddPiece(Tile& tile, const Rows& rows, int y0, int y1, bool isPatch) {
+// Takes the rows: they are 0 then.
+void NetworkTiles::AddPiece(Word* rows, int y0, int y1, bool isPatch) {
     Piece piece{};
     piece.isPatch = isPatch;
     piece.y0 = static_cast<std::uint8_t>(y0);
     piece.y1 = static_cast<std::uint8_t>(y1);
-    piece.rows = static_cast<std::uint32_t>(tile.rows.size());
+    piece.rows = static_cast<std::uint16_t>(rowCount_);
     piece.top = y0 == 0 ? rows[0] : 0;
     piece.bottom = y1 == kSide - 1 ? rows[kSide - 1] : 0;
-    tile.rows.insert(tile.rows.end(), rows.begin() + y0, rows.begin() + y1 + 1);
+    Word* to = rows_.data() + rowCount_ - y0;
     for (int y = y0; y <= y1; ++y) {
-        const Word row = rows[static_cast<std::size_t>(y)];
-        piece.columns |= row;
-        piece.left |= (row & 1u) << y;
-        piece.right |= (row >> (kSide - 1)) << y;
+        to[y] = rows[y];
+        piece.columns |= rows[y];
+        rows[y] = 0;
     }
-    tile.pieces.push_back(piece);
+    for (int y = y0; (piece.columns & 1u) != 0 && y <= y1; ++y) {
+        piece.left |= (to[y] & 1u) << y;
+    }
+    for (int y = y0; (piece.columns >> (kSide - 1)) != 0 && y <= y1; ++y) {
+        piece.right |= (to[y] >> (kSide - 1)) << y;
+    }
+    rowCount_ += static_cast<std::size_t>(y1 - y0 + 1);
+    pieces_.push_back(piece);
 }
 
 void NetworkTiles::ListSides(Tile& tile) {
+    std::array<std::array<AtSide, kSide + 1>, kSides> sides;
+    std::array<std::size_t, kSides> counts{};
+    for (std::size_t i = 0; i < tile.pieces.size(); ++i) {
+        const Piece& piece = tile.pieces[i];
+        const auto list = [&](Side side, Word pixels) {
+            sides[side][counts[side]] = {pixels, static_cast<std::int32_t>(i)};
+            counts[side] += pixels != 0 ? 1 : 0;
+        };
+        list(kTop, piece.top);
+        list(kBottom, piece.bottom);
+        list(kLeft, piece.left);
+        list(kRight, piece.right);
+    }
     tile.atSides.clear();
-    const auto list = [&](Side side, Word Piece::*pixels) {
+    for (std::size_t side = 0; side < kSides; ++side) {
         tile.sideStarts[side] = static_cast<std::uint16_t>(tile.atSides.size());
-        for (std::size_t i = 0; i < tile.pieces.size(); ++i) {
-            if (tile.pieces[i].*pixels != 0) {
-                tile.atSides.push_back({tile.pieces[i].*pixels, static_cast<std::int32_t>(i)});
-            }
-        }
-    };
-    list(kTop, &Piece::top);
-    list(kBottom, &Piece::bottom);
-    list(kLeft, &Piece::left);
-    list(kRight, &Piece::right);
+        tile.atSides.insert(tile.atSides.end(), sides[side].data(), sides[side].data() + counts[side]);
+    }
     tile.sideStarts[kSides] = static_cast<std::uint16_t>(tile.atSides.size());
 }
 
-// Whether b has a pixel in what is around the pixels of a.
-bool NetworkTiles::AreBeside(const Tile& tile, const Rows& around, const Piece& a, const Piece& b) {
-    const int y0 = std::max<int>(a.y0 - 1, b.y0);
-    const int y1 = std::min<int>(a.y1 + 1, b.y1);
-    if (y0 > y1 || (Wider(a.columns) & b.columns) == 0) {
-        return false;
-    }
-    const Word* rows = tile.rows.data() + b.rows;
-    Word met = 0;
-    for (int y = y0; y <= y1; ++y) {
-        met |= around[static_cast<std::size_t>(y)] & rows[y - b.y0];
-    }
-    return met != 0;
-}
-
-void NetworkTiles::Link(Tile& tile, const KindCount& regions, const KindCount& patches) {
-    linksFound_.clear();
-    LinkKept();
-    Rows around;
+void NetworkTiles::FindLinks(const KindCount& regions, const KindCount& patches) {
+    RowsAround around;
     const auto find = [&](std::size_t number, std::size_t first, std::size_t end) {
-        const Piece& piece = tile.pieces[number];
-        Around(tile.rows.data() + piece.rows, piece.y0, piece.y1, around);
-        for (std::size_t other = first; other < end; ++other) {
-            if (AreBeside(tile, around, piece, tile.pieces[other])) {
-                linksFound_.push_back(
-                    static_cast<std::uint32_t>(std::min(number, other) << 16 | std::max(number, other)));
+        const Piece& piece = pieces_[number];
+        FindAround(rows_.data() + piece.rows, piece.y0, piece.y1, around);
+        const Word columns = Wider(piece.columns);
+        const int y0 = piece.y0 - 1;
+        const int y1 = piece.y1 + 1;
+        for (std::size_t i = first; i < end; ++i) {
+            const Piece& other = pieces_[i];
+            if (y0 > other.y1 || y1 < other.y0 || (columns & other.columns) == 0) {
+                continue;
+            }
+            const Word* rows = rows_.data() + other.rows - other.y0;
+            const int last = std::min<int>(y1, other.y1);
+            int y = std::max<int>(y0, other.y0);
+            while (y <= last && (around[static_cast<std::size_t>(y + 1)] & rows[y]) == 0) {
+                ++y;
+            }
+            if (y <= last) {
+                linksFound_.push_back(static_cast<std::uint32_t>(std::min(number, i) << 16 | std::max(number, i)));
             }
         }
     };
@@ -296,38 +294,45 @@ void NetworkTiles::Link(Tile& tile, const KindCount& regions, const KindCount& p
     for (std::size_t patch = patches.firstNew; patch < patches.end; ++patch) {
         find(patch, regions.first, regions.firstNew);
     }
+}
+
+// Pieces that are both kept are beside each other if they were.
+void NetworkTiles::FindLinksOfKept(const Tile& tile) {
+    for (std::size_t region = 0; region < static_cast<std::size_t>(tile.regions); ++region) {
+        if (keptAs_[region] < 0) {
+            continue;
+        }
+        const Piece& piece = tile.pieces[region];
+        for (std::size_t i = piece.links; i < std::size_t{piece.links} + piece.linkCount; ++i) {
+            const std::int32_t patch = keptAs_[tile.links[i]];
+            if (patch >= 0) {
+                linksFound_.push_back(static_cast<std::uint32_t>(keptAs_[region] << 16 | patch));
+            }
+        }
+    }
+}
+
+void NetworkTiles::SetLinks(Tile& tile) {
+    for (Piece& piece : tile.pieces) {
+        piece.linkCount = 0;
+    }
     for (const std::uint32_t found : linksFound_) {
         ++tile.pieces[found >> 16].linkCount;
         ++tile.pieces[found & 0xFFFFu].linkCount;
     }
-    std::uint32_t links = 0;
+    std::uint16_t links = 0;
     for (Piece& piece : tile.pieces) {
         piece.links = links;
-        links += piece.linkCount;
+        links = static_cast<std::uint16_t>(links + piece.linkCount);
         piece.linkCount = 0;
     }
     tile.links.resize(links);
     for (const std::uint32_t found : linksFound_) {
         Piece& region = tile.pieces[found >> 16];
         Piece& patch = tile.pieces[found & 0xFFFFu];
-        tile.links[region.links + region.linkCount++] = static_cast<std::uint16_t>(found & 0xFFFFu);
-        tile.links[patch.links + patch.linkCount++] = static_cast<std::uint16_t>(found >> 16);
-    }
-}
-
-// Pieces that are both kept are beside each other if they were.
-void NetworkTiles::LinkKept() {
-    for (std::size_t region = 0; region < static_cast<std::size_t>(last_.regions); ++region) {
-        if (keptAs_[region] < 0) {
-            continue;
-        }
-        const Piece& piece = last_.pieces[region];
-        for (std::size_t i = piece.links; i < std::size_t{piece.links} + piece.linkCount; ++i) {
-            const std::int32_t patch = keptAs_[last_.links[i]];
-            if (patch >= 0) {
-                linksFound_.push_back(static_cast<std::uint32_t>(keptAs_[region] << 16 | patch));
-            }
-        }
+        tile.links[static_cast<std::size_t>(region.links + region.linkCount++)] =
+            static_cast<std::uint16_t>(found & 0xFFFFu);
+        tile.links[static_cast<std::size_t>(patch.links + patch.linkCount++)] = static_cast<std::uint16_t>(found >> 16);
     }
 }
 

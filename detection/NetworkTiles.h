@@ -25,8 +25,8 @@ public:
     struct Piece {
         Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
         Word columns;                   // those that it has pixels in
-        std::uint32_t rows;             // where its rows are, from y0 on
-        std::uint32_t links;            // where its neighbours of the other kind in the same tile are
+        std::uint16_t rows;             // where its rows are, from y0 on
+        std::uint16_t links;            // where its neighbours of the other kind in the same tile are
         std::uint16_t linkCount;
         std::uint8_t y0, y1;
         bool isPatch;
@@ -133,14 +133,14 @@ private:
     const Bits& BitsOf(std::int32_t tile) const { return bits_[static_cast<std::size_t>(tile)]; }
     void RegionChanged(std::int32_t tile);
     void FindPieces(std::int32_t tile);
-    KindCount FindPieces(Tile& tile, const Rows& now, const Rows& before, bool arePatches);
-    void Keep(Tile& tile, std::size_t last, Rows& left);
-    void Flood(Tile& tile, const Rows& pixels, bool arePatches);
-    void AddPiece(Tile& tile, const Rows& rows, int y0, int y1, bool isPatch);
-    void ListSides(Tile& tile);
-    void Link(Tile& tile, const KindCount& regions, const KindCount& patches);
-    void LinkKept();
-    static bool AreBeside(const Tile& tile, const Rows& around, const Piece& a, const Piece& b);
+    KindCount FindPieces(const Tile& tile, const Rows& now, const Rows& before, bool arePatches);
+    void Keep(const Tile& tile, std::size_t number, Rows& left);
+    void Flood(const Rows& pixels, bool arePatches);
+    void AddPiece(Word* rows, int y0, int y1, bool isPatch);
+    void FindLinks(const KindCount& regions, const KindCount& patches);
+    void FindLinksOfKept(const Tile& tile);
+    void SetLinks(Tile& tile);
+    static void ListSides(Tile& tile);
     template <typename Change>
     void ChangeRun(const PixelRun& run, Change change);
     template <typename Visit>
@@ -152,9 +152,11 @@ private:
     std::vector<Tile> tiles_;
     std::vector<std::int32_t> toTake_;  // tiles whose region may have changed
     // While a tile's pieces are found:
-    Tile last_;                         // what was found the last time
-    std::vector<std::int32_t> keptAs_;  // per piece of then: its number now, or -1
-    std::vector<std::uint32_t> linksFound_;
+    std::vector<Piece> pieces_;
+    std::array<Word, std::size_t{kSide} * kSide> rows_;  // of all pieces; each row of each has a pixel
+    std::size_t rowCount_ = 0;
+    std::vector<std::int32_t> keptAs_;       // per piece of the last time: its number now, or -1
+    std::vector<std::uint32_t> linksFound_;  // regions and patches, 16 bits each
 };
 
 template <typename Change>
