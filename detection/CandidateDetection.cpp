@@ -14,7 +14,6 @@
 #include "LevelBuckets.h"
 #include "NetworkAnalysis.h"
 #include "OpenComponents.h"
-#include "PixelSet.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -62,10 +61,8 @@ public:
           height_(edges.rows),
           areas_(AreaRangeFor(scale, maxRelativeClusterSize)),
           components_(OpenPixels(edges, threshold, alsoOpen), std::max(areas_.maximum, areas_.minimum - 1)),
-          codes_(Codes(components_.Open())),
-          analysis_({codes_.data(), width_, width_, height_}, scale),
-          removable_(width_, height_),
-          cleared_(width_, height_) {}
+          analysis_(Complement(components_.Open()), scale),
+          removable_(width_, height_) {}
 
     const BitPlane& Open() const { return components_.Open(); }
     CandidateMap Candidates() const {
@@ -90,15 +87,11 @@ public:
             if (component.area < areas_.minimum) {
                 for (const WordPart& part : component.parts) {
                     analysis_.BackgroundAdded(part);
-                    cleared_.Add(part.word, part.pixels);
                 }
+                erased_.insert(erased_.end(), component.parts.begin(), component.parts.end());
                 continue;
             }
-            clearedNow_.clear();
-            analysis_.Analyse(component.parts, clearedNow_);
-            for (const PixelRun& run : clearedNow_) {
-                cleared_.Add(run);
-            }
+            analysis_.Analyse(component.parts);
         }
     }
 
@@ -117,19 +110,12 @@ public:
                 RemoveRegion(at);
             }
         });
-        cleared_.TakeWords([&](std::int32_t word, Word pixels) {
-            // What was cleared may have been touched again since: the network is what the map says now.
-            const int y = word / Grid().WordsPerRow();
-            const int column = word - Grid().WordAt(0, y);
-            const Word network = pixels & analysis_.BackgroundIn(column, y);
-            RemoveAmong(column, y, network | network << 1 | network >> 1, level);
-            if ((network & 1u) != 0 && column > 0) {
-                RemoveAmong(column - 1, y, Word{1} << 63, level);
-            }
-            if ((network >> 63) != 0 && column + 1 < Grid().WordsPerRow()) {
-                RemoveAmong(column + 1, y, 1, level);
-            }
-        });
+        analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
+        for (const WordPart& part : erased_) {
+            const int y = part.word / Grid().WordsPerRow();
+            RemoveNextTo(part.word - Grid().WordAt(0, y), y, part.pixels, level);
+        }
+        erased_.clear();
     }
 
 private:
@@ -146,17 +132,15 @@ private:
         return open;
     }
 
-    static std::vector<PixelCode> Codes(const BitPlane& open) {
-        std::vector<PixelCode> codes(static_cast<std::size_t>(open.Width()) * static_cast<std::size_t>(open.Height()),
-                                     kBackground);
-        for (int y = 0; y < open.Height(); ++y) {
-            for (int x = 0; x < open.Width(); x += 64) {
-                PixelCode* const first = codes.data() + static_cast<std::ptrdiff_t>(y) * open.Width() + x;
-                ForEachRun(open[open.Grid().WordAt(x, y)],
-                           [&](int from, int to) { std::fill(first + from, first + to + 1, kOpen); });
+    static BitPlane Complement(const BitPlane& plane) {
+        BitPlane complement(plane.Width(), plane.Height());
+        for (int y = 0; y < plane.Height(); ++y) {
+            for (int x = 0; x < plane.Width(); x += 64) {
+                const std::int32_t word = plane.Grid().WordAt(x, y);
+                complement[word] = ~plane[word] & ~Word{0} >> (64 - std::min(64, plane.Width() - x));
             }
         }
-        return codes;
+        return complement;
     }
 
     const BitGrid& Grid() const { return components_.Open().Grid(); }
@@ -200,6 +184,19 @@ private:
         }
     }
 
+    /// Removes what is above `level` and touches what is network of some pixels of a column of words: what left the map
+    /// may have been touched since.
+    void RemoveNextTo(int column, int y, Word pixels, float level) {
+        const Word network = pixels & analysis_.BackgroundIn(column, y);
+        RemoveAmong(column, y, network | network << 1 | network >> 1, level);
+        if ((network & 1u) != 0 && column > 0) {
+            RemoveAmong(column - 1, y, Word{1} << 63, level);
+        }
+        if (network >> 63 != 0 && column + 1 < Grid().WordsPerRow()) {
+            RemoveAmong(column + 1, y, 1, level);
+        }
+    }
+
     /// Removes what can be removed above `level` of pixels of a column of words, in row y and the two beside it.
     void RemoveAmong(int column, int y, Word pixels, float level) {
         for (int v = y - 1; v <= y + 1; ++v) {
@@ -219,11 +216,9 @@ private:
     int height_;
     ComponentAreaRange areas_;
     OpenComponents components_;
-    std::vector<PixelCode> codes_;
     NetworkAnalysis analysis_;
-    BitPlane removable_;  // open, and at or above the level
-    PixelSet cleared_;    // became background in the sweeps since the last removal
-    std::vector<PixelRun> clearedNow_;
+    BitPlane removable_;            // open, and at or above the level
+    std::vector<WordPart> erased_;  // components that were too small, since the last removal
     std::vector<PixelPosition> stack_;
 };
 

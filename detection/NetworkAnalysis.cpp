@@ -15,18 +15,19 @@ int TruncatedToInt(float value) {
 
 }  // namespace
 
-NetworkAnalysis::NetworkAnalysis(const CodePlane& components, float scale)
-    : components_(components),
+NetworkAnalysis::NetworkAnalysis(const BitPlane& background, float scale)
+    : width_(background.Width()),
+      height_(background.Height()),
       limitPx_(TruncatedToInt(15.0f * scale)),
-      touched_(components),
-      skeleton_(components.width, components.height),
-      distance_(components.width, components.height),
-      traces_(skeleton_, components.width, components.height, limitPx_),
-      enclosed_(components.width, components.height),
+      touched_(background, BitPlane(width_, height_)),
+      skeleton_(width_, height_),
+      distance_(width_, height_),
+      traces_(skeleton_, width_, height_, limitPx_),
+      enclosed_(width_, height_),
       candidates_(enclosed_.Grid().Words()),
       rings_(enclosed_.Grid().Words()) {}
 
-void NetworkAnalysis::Analyse(const std::vector<WordPart>& component, std::vector<PixelRun>& cleared) {
+void NetworkAnalysis::Analyse(const std::vector<WordPart>& component) {
     touched_.Touch(component);
     UpdateSkeleton();
     const MarkedBranches branches = MarkBranches();
@@ -34,7 +35,7 @@ void NetworkAnalysis::Analyse(const std::vector<WordPart>& component, std::vecto
     const bool clears = !branches.ends.empty() || branches.mapOrigin;
     const int size = clears ? LargestDistance() : 0;
     touched_.Settle();
-    ClearAround(branches, size, cleared);
+    ClearAround(branches, size);
 }
 
 // The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
@@ -78,7 +79,7 @@ int NetworkAnalysis::LargestDistance() {
         looks += distance_.WordsToLookAt(distance) + 1;
         if (looks > touched_.VisitedTiles().size() * NetworkTiles::kSide) {
             for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
-                for (int y = tile.y0; y < std::min(tile.y0 + NetworkTiles::kSide, components_.height); ++y) {
+                for (int y = tile.y0; y < std::min(tile.y0 + NetworkTiles::kSide, height_); ++y) {
                     lookAt(touched_.Grid().WordAt(tile.x0, y), distance);
                 }
             }
@@ -125,17 +126,16 @@ const std::vector<NetworkAnalysis::RowSpan>& NetworkAnalysis::Ellipse(int size) 
     return spans;
 }
 
-void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared) {
+void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size) {
     if (size == 0) {
         return;
     }
     const std::vector<RowSpan>& spans = Ellipse(size);
     const auto clear = [&](int endX, int endY) {
         for (const RowSpan& span : spans) {
-            const PixelRun run{endY + span.dy, std::max(endX + span.dx0, 0),
-                               std::min(endX + span.dx1, components_.width - 1)};
-            if (run.y >= 0 && run.y < components_.height && run.x0 <= run.x1) {
-                touched_.Clear(run, cleared);
+            const PixelRun run{endY + span.dy, std::max(endX + span.dx0, 0), std::min(endX + span.dx1, width_ - 1)};
+            if (run.y >= 0 && run.y < height_ && run.x0 <= run.x1) {
+                touched_.Clear(run);
             }
         }
     };

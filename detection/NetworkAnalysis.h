@@ -19,20 +19,26 @@ namespace Korvane {
 /// background grows from analysis to analysis: what the last ones found out about the background is kept and brought up
 /// to date, not worked out again.
 ///
-/// Borrows the component map, rows without gaps, for its lifetime. A component is next to background only; what was
-/// background once stays background.
+/// A component is next to background only; what was background once stays background.
 class NetworkAnalysis {
 public:
-    NetworkAnalysis(const CodePlane& components, float scale);
+    /// `background`: the pixels of the component map that are kBackground at first.
+    NetworkAnalysis(const BitPlane& background, float scale);
 
     /// Pixels of the candidate map in row y from column 64 * column on: those that are kCandidate, and those that are
     /// kRing; all others are kFree.
     BitGrid::Word CandidatesIn(int column, int y) const { return candidates_[enclosed_.Grid().WordAt(column * 64, y)]; }
     BitGrid::Word RingsIn(int column, int y) const { return rings_[enclosed_.Grid().WordAt(column * 64, y)]; }
 
-    /// `component`: one 4-connected component, in raster order. Appends the runs of the component map that became
-    /// kBackground to `cleared`.
-    void Analyse(const std::vector<WordPart>& component, std::vector<PixelRun>& cleared);
+    /// `component`: one 4-connected component, in raster order.
+    void Analyse(const std::vector<WordPart>& component);
+
+    /// Calls cleared(column, y, pixels) for what was kTouched at the last call and is kBackground now, in row y from
+    /// column 64 * column on.
+    template <typename Cleared>
+    void TakeCleared(Cleared cleared) {
+        touched_.TakeCleared(cleared);
+    }
 
     /// To be told of every pixel of the component map that its owner made kBackground.
     void BackgroundAdded(int x, int y) { touched_.BackgroundAdded(x, y); }
@@ -40,6 +46,8 @@ public:
 
     /// The pixels that are kBackground in row y from column 64 * column on.
     BitGrid::Word BackgroundIn(int column, int y) const { return touched_.BackgroundIn(column, y); }
+    /// The same for those that are kTouched.
+    BitGrid::Word TouchedIn(int column, int y) const { return touched_.TouchedIn(column, y); }
     /// Whether one of the nine pixels around (x, y) is kBackground.
     bool IsBackgroundAround(int x, int y) const { return touched_.IsBackgroundAround(x, y); }
 
@@ -54,10 +62,11 @@ private:
     MarkedBranches MarkBranches();
     int LargestDistance();
     void MarkCandidates(const std::vector<WordPart>& component);
-    void ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared);
+    void ClearAround(const MarkedBranches& branches, int size);
     const std::vector<RowSpan>& Ellipse(int size);
 
-    CodePlane components_;
+    int width_;
+    int height_;
     int limitPx_;
     TouchedNetwork touched_;
     // The set whose skeleton and distances are kept: what touched_ calls known.

@@ -1,51 +1,41 @@
 #include "TouchedNetwork.h"
 
 #include <algorithm>
-#include <cstring>
-
-#include "EnclosedRegion.h"
 
 namespace Korvane {
 
-TouchedNetwork::TouchedNetwork(const CodePlane& map)
-    : map_(map),
-      words_(map.width, map.height),
-      tiles_(map.width, map.height),
+TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touched)
+    : height_(background.Height()),
+      words_(background.Grid()),
+      tiles_(background.Width(), background.Height()),
       visitedRows_(tiles_.Tiles()),
       known_(tiles_.Tiles() * NetworkTiles::kSide),
       isVisited_(tiles_.Tiles(), 0),
-      nearRing_(map.width, map.height) {
-    for (int y = 0; y < map.height; ++y) {
-        const PixelCode* row = map.Row(y);
-        for (int x = 0; x < map.width; ++x) {
-            if (row[x] == kBackground || row[x] == kTouched) {
-                const int x0 = x;
-                while (x + 1 < map.width && row[x + 1] == row[x0]) {
-                    ++x;
-                }
-                row[x0] == kBackground ? tiles_.AddPatch({y, x0, x}) : tiles_.AddRegion({y, x0, x});
-            }
+      nearRing_(background.Width(), background.Height()) {
+    for (int y = 0; y < height_; ++y) {
+        for (int column = 0; column < words_.WordsPerRow(); ++column) {
+            const std::int32_t word = words_.WordAt(0, y) + column;
+            tiles_.AddPatch(column, y, background[word]);
+            tiles_.AddRegion(column, y, touched[word]);
         }
     }
+    tiles_.TakeRegionChanges([](std::int32_t, int, Word, Word) {});
 }
 
 void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
+    ++present_;
     visits_.clear();
     notPassed_.clear();
     FindRing(component);
-    PieceAt at{-1, 0};
     for (const WordPart& part : ring_) {
         const int y = part.word / words_.WordsPerRow();
         const int x0 = (part.word - words_.WordAt(0, y)) * NetworkTiles::kSide;
         for (Word left = part.pixels; left != 0;) {
-            const int x = x0 + BitGrid::Lowest(left);
-            if (at.tile < 0 || !tiles_.Holds(at, x, y)) {
-                at = tiles_.Find(x, y);
-            }
-            if (!tiles_.Get(at).visited) {
+            const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
+            left &= ~tiles_.RowOf(at, y);
+            if (!IsVisited(tiles_.Get(at))) {
                 Visit(at);
             }
-            left &= ~tiles_.RowsOf(at)[y % NetworkTiles::kSide - tiles_.Get(at).y0];
         }
     }
     CollectVisitedRows();
@@ -71,7 +61,8 @@ void TouchedNetwork::FindRing(const std::vector<WordPart>& component) {
     std::sort(ring_.begin(), ring_.end(), [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
     for (WordPart& part : ring_) {
         const int y = part.word / wordsPerRow;
-        part.pixels = nearRing_[part.word] & tiles_.PixelsIn(part.word - y * wordsPerRow, y);
+        part.pixels = nearRing_[part.word] &
+                      tiles_.EitherIn(tiles_.TileAt((part.word - y * wordsPerRow) * NetworkTiles::kSide, y), y);
         nearRing_[part.word] = 0;
     }
 }
@@ -92,7 +83,7 @@ void TouchedNetwork::Visit(PieceAt at) {
     const auto number = static_cast<std::int32_t>(visits_.size());
     visits_.push_back({number, turned_.size(), turned_.size()});
     meetsCluster_ = false;
-    if (tiles_.Get(at).before) {
+    if (IsOfEarlierVisit(tiles_.Get(at))) {
         JoinClusterOf(tiles_.Get(at));
     }
     VisitPiece(at, tiles_.Get(at));
@@ -106,19 +97,16 @@ void TouchedNetwork::Visit(PieceAt at) {
     }
     VisitRecord& visit = visits_.back();
     visit.lastTurned = turned_.size();
-    for (std::size_t i = visit.firstTurned; i < visit.lastTurned; ++i) {
-        tiles_.Get(turned_[i]).before = true;
-    }
     if (visit.firstTurned < visit.lastTurned) {
         notPassed_.push_back(number);
     }
 }
 
 void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
-    piece.visited = true;
+    piece.visitedIn = present_;
     visited_.push_back(at);
     waiting_.push_back(at);
-    if (piece.isPatch && !piece.met) {
+    if (piece.isPatch && !IsMet(piece)) {
         Turn(at, piece);
     }
 }
@@ -127,10 +115,10 @@ void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
 void TouchedNetwork::VisitAround(PieceAt at) {
     const bool fromPatch = tiles_.Get(at).isPatch;
     const auto look = [&](PieceAt nearAt, Piece& near) {
-        if (!near.visited && (near.isPatch || !fromPatch)) {
+        if (!IsVisited(near) && (near.isPatch || !fromPatch)) {
             VisitPiece(nearAt, near);
         }
-        if (near.before && !fromPatch) {
+        if (!fromPatch && IsOfEarlierVisit(near)) {
             JoinClusterOf(near);
         }
     };
@@ -141,7 +129,7 @@ void TouchedNetwork::VisitAround(PieceAt at) {
 }
 
 void TouchedNetwork::Turn(PieceAt at, Piece& piece) {
-    piece.met = true;
+    piece.metIn = present_;
     piece.visit = static_cast<std::int32_t>(visits_.size()) - 1;
     turned_.push_back(at);
 }
@@ -192,21 +180,20 @@ void TouchedNetwork::PassThroughCluster() {
 void TouchedNetwork::PassAround(PieceAt at) {
     const Piece& piece = tiles_.Get(at);
     const bool isPatch = piece.isPatch;
-    const bool isOfCluster = isPatch && piece.before;
+    const bool isOfCluster = IsOfEarlierVisit(piece);
     const auto look = [&](PieceAt nearAt, Piece& near) {
         if (!near.isPatch) {
-            if ((isOfCluster || !isPatch) && !near.visited && !near.met) {
-                near.met = true;
-                passed_.push_back(nearAt);
+            if ((isOfCluster || !isPatch) && !IsVisited(near) && !IsMet(near)) {
+                near.metIn = present_;
                 waiting_.push_back(nearAt);
             }
             return;
         }
-        if (!near.met && !isOfCluster) {
+        if (!IsMet(near) && !isOfCluster) {
             Turn(nearAt, near);
             waiting_.push_back(nearAt);
         }
-        if (near.before && !isPatch) {
+        if (!isPatch && IsOfEarlierVisit(near)) {
             JoinClusterOf(near);
         }
     };
@@ -236,24 +223,7 @@ TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
 
 void TouchedNetwork::Settle() {
     for (const PieceAt& at : turned_) {
-        Piece& piece = tiles_.Get(at);
-        piece.met = false;
-        piece.before = false;
-        const Word* rows = tiles_.RowsOf(at);
-        const int x0 = tiles_.Left(at.tile);
-        const int y0 = tiles_.Top(at.tile);
-        for (int row = piece.y0; row <= piece.y1; ++row) {
-            ForEachRun(rows[row - piece.y0], [&](int first, int last) {
-                std::memset(map_.Row(y0 + row) + x0 + first, kTouched, static_cast<std::size_t>(last - first + 1));
-            });
-        }
         tiles_.TurnPatch(at);
-    }
-    for (const PieceAt& at : visited_) {
-        tiles_.Get(at).visited = false;
-    }
-    for (const PieceAt& at : passed_) {
-        tiles_.Get(at).met = false;
     }
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
@@ -262,16 +232,7 @@ void TouchedNetwork::Settle() {
     }
     turned_.clear();
     visited_.clear();
-    passed_.clear();
     visitedTiles_.clear();
-}
-
-void TouchedNetwork::Clear(const PixelRun& run, std::vector<PixelRun>& cleared) {
-    PixelCode* row = map_.Row(run.y);
-    tiles_.ClearRegion(run, [&](const PixelRun& stretch) {
-        std::memset(row + stretch.x0, kBackground, static_cast<std::size_t>(stretch.x1 - stretch.x0 + 1));
-        cleared.push_back(stretch);
-    });
 }
 
 }  // namespace Korvane

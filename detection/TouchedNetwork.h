@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "BitPlane.h"
-#include "CodePlane.h"
 #include "NetworkTiles.h"
 #include "ZeroedArray.h"
 
@@ -31,8 +30,7 @@ class TouchedNetwork {
 public:
     using Word = BitGrid::Word;
 
-    /// Borrows the map, rows without gaps, for its lifetime.
-    explicit TouchedNetwork(const CodePlane& map);
+    TouchedNetwork(const BitPlane& background, const BitPlane& touched);
 
     /// To be told of every pixel that became kBackground, but for those that Clear makes so.
     void BackgroundAdded(int x, int y) { tiles_.AddPatch(x / NetworkTiles::kSide, y, BitGrid::Bit(x)); }
@@ -47,6 +45,8 @@ public:
 
     /// Between components: the pixels that are kBackground in row y from column 64 * column on.
     Word BackgroundIn(int column, int y) const { return tiles_.PatchesIn(column, y); }
+    /// The same for those that are kTouched.
+    Word TouchedIn(int column, int y) const { return tiles_.RegionsIn(column, y); }
     /// Between components: whether one of the nine pixels around (x, y) is kBackground.
     bool IsBackgroundAround(int x, int y) const { return tiles_.IsPatchAround(x, y); }
 
@@ -78,11 +78,22 @@ public:
     template <typename Dropped>
     void DropBesideVisited(Dropped dropped);
 
-    /// Gives kTouched to all that was visited or turned; nothing is visited any more.
+    /// Makes kTouched of all that was visited or turned; nothing is visited any more.
     void Settle();
 
-    /// Makes those pixels of the run kBackground again that are kTouched, and appends them to `cleared`.
-    void Clear(const PixelRun& run, std::vector<PixelRun>& cleared);
+    /// Makes those pixels of the run kBackground again that are kTouched.
+    void Clear(const PixelRun& run) { tiles_.ClearRegion(run); }
+
+    /// Calls cleared(column, y, pixels) for what was kTouched at the last call and is kBackground now, in row y from
+    /// column 64 * column on. Cost: the tiles that changed.
+    template <typename Cleared>
+    void TakeCleared(Cleared cleared) {
+        tiles_.TakeRegionChanges([&](std::int32_t tile, int y, Word, Word lost) {
+            if (lost != 0) {
+                cleared(tiles_.Left(tile) / NetworkTiles::kSide, y, lost);
+            }
+        });
+    }
 
 private:
     using Piece = NetworkTiles::Piece;
@@ -105,6 +116,13 @@ private:
     void PassThroughCluster();
     void PassAround(PieceAt at);
     std::int32_t ClusterOf(std::int32_t visit);
+    bool IsVisited(const Piece& piece) const { return piece.visitedIn == present_; }
+    /// Turned, or passed through, since this component is looked at.
+    bool IsMet(const Piece& piece) const { return piece.metIn == present_; }
+    /// A patch that was turned by a visit before the present one.
+    bool IsOfEarlierVisit(const Piece& piece) const {
+        return piece.isPatch && IsMet(piece) && piece.visit + 1 < static_cast<std::int32_t>(visits_.size());
+    }
     void CollectVisitedRows();
     Word VisitedRow(std::int32_t tile, int y) const {
         return visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(y % NetworkTiles::kSide)];
@@ -120,7 +138,7 @@ private:
     template <typename Dropped>
     void Drop(std::int32_t tile, int y, Word pixels, Dropped dropped);
 
-    CodePlane map_;
+    int height_;
     BitGrid words_;
     NetworkTiles tiles_;
     ZeroedArray<Rows> visitedRows_;  // per tile; 0 but in visited tiles
@@ -128,10 +146,10 @@ private:
     std::vector<std::uint8_t> isVisited_;  // per tile
     std::vector<VisitedTile> visitedTiles_;
 
+    std::int32_t present_ = 0;    // what the present component's pieces are marked with
     BitPlane nearRing_;           // all 0 between components
     std::vector<WordPart> ring_;  // background that shares a side with the component, in raster order
     std::vector<PieceAt> visited_;
-    std::vector<PieceAt> passed_;
     std::vector<PieceAt> turned_;
     std::vector<PieceAt> waiting_;  // of the flood
     std::vector<VisitRecord> visits_;
@@ -171,7 +189,7 @@ void TouchedNetwork::DropBesideVisited(Dropped dropped) {
         const Word* rows = tiles_.RowsOf(at);
         const int column = at.tile % tiles_.TilesPerRow();
         const int top = tiles_.Top(at.tile);
-        for (int y = std::max(top + piece.y0 - 1, 0); y <= std::min(top + piece.y1 + 1, map_.height - 1); ++y) {
+        for (int y = std::max(top + piece.y0 - 1, 0); y <= std::min(top + piece.y1 + 1, height_ - 1); ++y) {
             Word near = 0;
             for (int v = std::max<int>(y - 1 - top, piece.y0); v <= std::min<int>(y + 1 - top, piece.y1); ++v) {
                 near |= rows[v - piece.y0];

@@ -4,12 +4,12 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "EnclosedRegion.h"
+#include "WordParts.h"
 #include "reference/PlainComponentSweep.h"
 #include "support/EdgeMaps.h"
 
@@ -43,28 +43,34 @@ cv::Mat RandomMap(std::mt19937& random, cv::Size size) {
     return codes;
 }
 
+Korvane::BitPlane BackgroundOf(const cv::Mat& codes) {
+    Korvane::BitPlane background(codes.cols, codes.rows);
+    for (int y = 0; y < codes.rows; ++y) {
+        for (int x = 0; x < codes.cols; ++x) {
+            if (codes.at<uchar>(y, x) == Korvane::kBackground) background.Add(x, y);
+        }
+    }
+    return background;
+}
+
 /// Analyses the component of (x, y) in both forms.
 void Analyse(cv::Mat& codes, cv::Mat& candidates, cv::Mat& plainCodes, cv::Mat& plainCandidates,
              Korvane::NetworkAnalysis& analysis, int x, int y, float scale) {
     Korvane::RunFlood flood;
     std::vector<PixelRun> component;
-    std::vector<PixelRun> cleared;
     flood.Fill(PlaneOf(codes), x, y, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
     for (const PixelRun& run : component) {
         for (int u = run.x0; u <= run.x1; ++u) plainCodes.at<float>(run.y, u) = 2.0f;
     }
-    const Korvane::BitGrid grid(codes.cols, codes.rows);
-    std::map<std::int32_t, Korvane::BitGrid::Word> words;
-    for (const PixelRun& run : component) {
-        grid.ForEachWord(run, [&](std::int32_t word, Korvane::BitGrid::Word pixels) { words[word] |= pixels; });
-    }
-    std::vector<Korvane::WordPart> parts;
-    for (const auto& [word, pixels] : words) parts.push_back({word, pixels});
-    analysis.Analyse(parts, cleared);
-    for (int v = 0; v < candidates.rows; ++v) {
-        for (int u = 0; u < candidates.cols; ++u) {
-            const bool isCandidate = (analysis.CandidatesIn(u / 64, v) & Korvane::BitGrid::Bit(u)) != 0;
-            const bool isRing = (analysis.RingsIn(u / 64, v) & Korvane::BitGrid::Bit(u)) != 0;
+    analysis.Analyse(korvane_test::PartsOf(codes.cols, codes.rows, component));
+    for (int v = 0; v < codes.rows; ++v) {
+        for (int u = 0; u < codes.cols; ++u) {
+            const auto bit = Korvane::BitGrid::Bit(u);
+            uchar& code = codes.at<uchar>(v, u);
+            code = (analysis.BackgroundIn(u / 64, v) & bit) != 0 ? Korvane::kBackground : code;
+            code = (analysis.TouchedIn(u / 64, v) & bit) != 0 ? Korvane::kTouched : code;
+            const bool isCandidate = (analysis.CandidatesIn(u / 64, v) & bit) != 0;
+            const bool isRing = (analysis.RingsIn(u / 64, v) & bit) != 0;
             ASSERT_FALSE(isCandidate && isRing);
             candidates.at<uchar>(v, u) = isRing ? Korvane::kRing : isCandidate ? Korvane::kCandidate : Korvane::kFree;
         }
@@ -83,7 +89,7 @@ TEST(NetworkAnalysis, BothMapsEqualThePlainFormComponentByComponent) {
         cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
         cv::Mat plainCodes = FloatsOf(codes);
         cv::Mat plainCandidates = FloatsOf(candidates);
-        Korvane::NetworkAnalysis analysis(PlaneOf(codes), scale);
+        Korvane::NetworkAnalysis analysis(BackgroundOf(codes), scale);
         for (int tries = 0; tries < 10; ++tries) {
             const int x = Between(random, 0, codes.cols - 1);
             const int y = Between(random, 0, codes.rows - 1);
@@ -121,7 +127,7 @@ TEST(NetworkAnalysis, WhatAForkCountsWithoutAnEndClearsRowZeroColumnZero) {
     cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
     cv::Mat plainCodes = FloatsOf(codes);
     cv::Mat plainCandidates = FloatsOf(candidates);
-    Korvane::NetworkAnalysis analysis(PlaneOf(codes), 0.05f);
+    Korvane::NetworkAnalysis analysis(BackgroundOf(codes), 0.05f);
     Analyse(codes, candidates, plainCodes, plainCandidates, analysis, 4, 1, 0.05f);
     EXPECT_TRUE(Equal(codes, plainCodes));
     EXPECT_EQ(RowsOf(codes), (std::vector<std::string>{"02222", "03202", "33203", "31333", "33133"}));
@@ -134,7 +140,7 @@ TEST(NetworkAnalysis, ALaterRingCoversCandidatesOfBefore) {
     cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
     cv::Mat plainCodes = FloatsOf(codes);
     cv::Mat plainCandidates = FloatsOf(candidates);
-    Korvane::NetworkAnalysis analysis(PlaneOf(codes), 1.0f);
+    Korvane::NetworkAnalysis analysis(BackgroundOf(codes), 1.0f);
     Analyse(codes, candidates, plainCodes, plainCandidates, analysis, 2, 2, 1.0f);
     EXPECT_TRUE(Equal(candidates, plainCandidates));
     EXPECT_EQ(candidates.at<uchar>(4, 5), Korvane::kCandidate);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
 #include <opencv2/imgproc.hpp>
 #include <random>
 #include <set>
@@ -15,6 +14,7 @@
 #include "NetworkSkeleton.h"
 #include "OpenComponents.h"
 #include "TouchedNetwork.h"
+#include "WordParts.h"
 #include "reference/PlainComponentSweep.h"
 #include "reference/PlainSkeleton.h"
 #include "support/EdgeMaps.h"
@@ -25,6 +25,7 @@ namespace {
 using Korvane::CodePlane;
 using Korvane::PixelCode;
 using Korvane::PixelRun;
+using korvane_test::PartsOf;
 
 int Between(std::mt19937& random, int low, int high) {
     return low + static_cast<int>(static_cast<std::uint32_t>(random()) % static_cast<std::uint32_t>(high - low + 1));
@@ -60,26 +61,14 @@ std::set<std::pair<int, std::int64_t>> ComponentsByFlooding(CodeMap map, std::in
     return found;
 }
 
-Korvane::BitPlane OpenPixelsOf(CodeMap& map) {
-    Korvane::BitPlane open(map.width, map.height);
+Korvane::BitPlane PixelsOf(CodeMap& map, PixelCode code) {
+    Korvane::BitPlane pixels(map.width, map.height);
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
-            if (map.At(x, y) == Korvane::kOpen) open.Add(x, y);
+            if (map.At(x, y) == code) pixels.Add(x, y);
         }
     }
-    return open;
-}
-
-/// Runs as pixels of words, in raster order.
-std::vector<Korvane::WordPart> PartsOf(const CodeMap& map, const std::vector<PixelRun>& runs) {
-    const Korvane::BitGrid grid(map.width, map.height);
-    std::map<std::int32_t, Korvane::BitGrid::Word> words;
-    for (const PixelRun& run : runs) {
-        grid.ForEachWord(run, [&](std::int32_t word, Korvane::BitGrid::Word pixels) { words[word] |= pixels; });
-    }
-    std::vector<Korvane::WordPart> parts;
-    for (const auto& [word, pixels] : words) parts.push_back({word, pixels});
-    return parts;
+    return pixels;
 }
 
 TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsAreRemoved) {
@@ -90,7 +79,7 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
             if (Between(random, 0, 9) == 0) code = Korvane::kBackground;
         }
         const std::int64_t limit = Between(random, 0, 40);
-        Korvane::OpenComponents components(OpenPixelsOf(map), limit);
+        Korvane::OpenComponents components(PixelsOf(map, Korvane::kOpen), limit);
         for (int step = 0; step < 30; ++step) {
             const std::set<std::pair<int, std::int64_t>> expected = ComponentsByFlooding(map, limit);
             std::set<std::pair<int, std::int64_t>> taken;
@@ -125,7 +114,7 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
 
 TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
     CodeMap map(5, 3, Korvane::kOpen);
-    Korvane::OpenComponents components(OpenPixelsOf(map), 3);
+    Korvane::OpenComponents components(PixelsOf(map, Korvane::kOpen), 3);
     EXPECT_TRUE(components.TakeSmall().empty());
     for (int y = 0; y < 3; ++y) {
         map.At(1, y) = Korvane::kBackground;
@@ -139,7 +128,7 @@ TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
 
 TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
     CodeMap map(5, 5, Korvane::kOpen);
-    Korvane::OpenComponents components(OpenPixelsOf(map), 1);
+    Korvane::OpenComponents components(PixelsOf(map, Korvane::kOpen), 1);
     EXPECT_TRUE(components.TakeSmall().empty());
     for (const int pixel : {7, 11, 13, 17}) {
         map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
@@ -351,19 +340,32 @@ cv::Mat FloatsOf(CodeMap& map) {
     return floats;
 }
 
+/// Writes the codes of background into the map.
+void WriteBackground(const Korvane::TouchedNetwork& network, CodeMap& map) {
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            const auto bit = Korvane::BitGrid::Bit(x);
+            if ((network.BackgroundIn(x / 64, y) & bit) != 0) map.At(x, y) = Korvane::kBackground;
+            if ((network.TouchedIn(x / 64, y) & bit) != 0) map.At(x, y) = Korvane::kTouched;
+        }
+    }
+}
+
 void ExpectTouchedAsInPlainForm(CodeMap& map, Korvane::TouchedNetwork& network, int seedX, int seedY) {
+    WriteBackground(network, map);
     std::vector<PixelRun> component;
     Korvane::RunFlood flood;
     flood.Fill(map.Plane(), seedX, seedY, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
     cv::Mat plain = FloatsOf(map);
     const cv::Mat regions = korvane_reference::PlainTouchedRegions(plain, {1, seedX, seedY});
-    network.Touch(PartsOf(map, component));
+    network.Touch(PartsOf(map.width, map.height, component));
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
             ASSERT_EQ(network.IsVisited(x, y), regions.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
         }
     }
     network.Settle();
+    WriteBackground(network, map);
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
             ASSERT_EQ(static_cast<float>(map.At(x, y)), plain.at<float>(y, x)) << "column " << x << ", row " << y;
@@ -376,13 +378,12 @@ TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
         CodeMap map = RandomBackground(random);
-        Korvane::TouchedNetwork network(map.Plane());
-        std::vector<PixelRun> cleared;
+        Korvane::TouchedNetwork network(PixelsOf(map, Korvane::kBackground), PixelsOf(map, Korvane::kTouched));
         for (int tries = 0; tries < 12; ++tries) {
             const int x = Between(random, 0, map.width - 1);
             const int y = Between(random, 0, map.height - 1);
             if (map.At(x, y) == Korvane::kOpen) ExpectTouchedAsInPlainForm(map, network, x, y);
-            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)}, cleared);
+            if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)});
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -408,11 +409,12 @@ std::vector<std::string> RowsOf(CodeMap& map) {
 
 TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned) {
     CodeMap map = MapOf({"2330330"});
-    Korvane::TouchedNetwork network(map.Plane());
-    network.Touch(PartsOf(map, {{0, 0, 0}}));
+    Korvane::TouchedNetwork network(PixelsOf(map, Korvane::kBackground), PixelsOf(map, Korvane::kTouched));
+    network.Touch(PartsOf(map.width, map.height, {{0, 0, 0}}));
     EXPECT_TRUE(network.IsVisited(3, 0));
     EXPECT_FALSE(network.IsVisited(4, 0));
     network.Settle();
+    WriteBackground(network, map);
     EXPECT_EQ(RowsOf(map), (std::vector<std::string>{"2333330"}));
 }
 
@@ -421,13 +423,15 @@ TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFir
     // reaches the far side of that patch, and so the patch in column 6 becomes one of its cluster.
     CodeMap map = MapOf({"2330330", "2000131", "2333331", "2222222"});
     map.At(1, 1) = map.At(2, 1) = map.At(3, 1) = Korvane::kOpen;
-    Korvane::TouchedNetwork network(map.Plane());
-    network.Touch(PartsOf(map, {{0, 0, 0}}));
+    Korvane::TouchedNetwork network(PixelsOf(map, Korvane::kBackground), PixelsOf(map, Korvane::kTouched));
+    network.Touch(PartsOf(map.width, map.height, {{0, 0, 0}}));
     network.Settle();
+    WriteBackground(network, map);
     EXPECT_EQ(map.At(3, 0), Korvane::kTouched);
     EXPECT_EQ(map.At(6, 0), Korvane::kBackground);
-    network.Touch(PartsOf(map, {{2, 0, 0}}));
+    network.Touch(PartsOf(map.width, map.height, {{2, 0, 0}}));
     network.Settle();
+    WriteBackground(network, map);
     EXPECT_EQ(map.At(6, 0), Korvane::kTouched);
 }
 

@@ -123,7 +123,7 @@ TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
                 for (int x = run.x0; x <= run.x1; ++x) {
                     if (row[static_cast<std::size_t>(x)] != kNeither) continue;
                     row[static_cast<std::size_t>(x)] = kPatch;
-                    tiles.AddPatch({y, x, x});
+                    tiles.AddPatch(x / NetworkTiles::kSide, y, Korvane::BitGrid::Bit(x));
                 }
                 if (i % 2 == 0) {
                     const NetworkTiles::PieceAt at = tiles.Find(run.x1, y);
@@ -135,12 +135,11 @@ TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
                     }
                 }
                 if (i % 3 == 0) {
-                    tiles.ClearRegion(run, [&](const PixelRun& cleared) {
-                        for (int x = cleared.x0; x <= cleared.x1; ++x) {
-                            ASSERT_EQ(row[static_cast<std::size_t>(x)], kRegion);
-                            row[static_cast<std::size_t>(x)] = kPatch;
-                        }
-                    });
+                    tiles.ClearRegion(run);
+                    for (int x = run.x0; x <= run.x1; ++x) {
+                        char& kind = row[static_cast<std::size_t>(x)];
+                        kind = kind == kRegion ? kPatch : kind;
+                    }
                 }
             }
             ExpectPiecesByLooking(tiles, map);
