@@ -43,6 +43,11 @@ public:
 
     std::size_t Tiles() const { return tiles_.size(); }
 
+    void AddPatch(int x, int y) {
+        const std::int32_t tile = TileAt(x, y);
+        BitsOf(tile).patch[RowOf(y)] |= BitGrid::Bit(x);
+        tiles_[static_cast<std::size_t>(tile)].stale = true;
+    }
     void AddPatch(const PixelRun& run);
     void AddRegion(const PixelRun& run);
     /// Makes a region of the pixels of a piece that is a patch. The tile's pieces stay as they are until Refresh.

@@ -10,7 +10,7 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
       tiles_(map.width, map.height),
       visitedRows_(tiles_.Tiles()),
       known_(tiles_.Tiles() * NetworkTiles::kSide),
-      isVisited_(tiles_.Tiles(), 0) {
+      visitedState_(tiles_.Tiles(), 0) {
     for (int y = 0; y < map.height; ++y) {
         const PixelCode* row = map.Row(y);
         for (int x = 0; x < map.width; ++x) {
@@ -31,15 +31,15 @@ void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
     visits_.clear();
     notPassed_.clear();
     FindRing(component);
-    const Word* word = ring_.data();
-    for (int y = ringBox_.y0; y <= ringBox_.y1; ++y) {
-        for (int column = ringBox_.x0; column <= ringBox_.x1; ++column, ++word) {
-            if (*word == 0) {
+    for (int y = wordBox_.y0; y <= wordBox_.y1; ++y) {
+        for (int column = wordBox_.x0; column <= wordBox_.x1; ++column) {
+            const Word around = RingIn(column - wordBox_.x0, y - wordBox_.y0);
+            if (around == 0) {
                 continue;
             }
             const int x0 = column * NetworkTiles::kSide;
             // The component itself is of neither kind.
-            Word left = *word & tiles_.EitherIn(tiles_.TileAt(x0, y), y);
+            Word left = around & tiles_.EitherIn(tiles_.TileAt(x0, y), y);
             while (left != 0) {
                 const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
                 left &= ~tiles_.RowOf(at, y);
@@ -52,37 +52,37 @@ void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
     CollectVisitedRows();
 }
 
-// What shares a side with the component's pixels, and some of these.
 void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
     PixelBox box;
     for (const PixelRun& run : component) {
         box.Include(run);
     }
     box.Grow(1, map_.width, map_.height);
-    ringBox_ = {box.x0 / NetworkTiles::kSide, box.y0, box.x1 / NetworkTiles::kSide, box.y1};
-    ring_.assign(static_cast<std::size_t>(ringBox_.Width()) * static_cast<std::size_t>(ringBox_.Height()), 0);
+    wordBox_ = {box.x0 / NetworkTiles::kSide, box.y0, box.x1 / NetworkTiles::kSide, box.y1};
+    component_.assign(static_cast<std::size_t>(wordBox_.Width()) * static_cast<std::size_t>(wordBox_.Height()), 0);
     for (const PixelRun& run : component) {
-        AddToRing({run.y - 1, run.x0, run.x1});
-        AddToRing({run.y, run.x0 - 1, run.x1 + 1});
-        AddToRing({run.y + 1, run.x0, run.x1});
+        Word* row = component_.data() + static_cast<std::ptrdiff_t>(run.y - wordBox_.y0) * wordBox_.Width();
+        const int first = run.x0 / NetworkTiles::kSide;
+        const int last = run.x1 / NetworkTiles::kSide;
+        for (int column = first; column <= last; ++column) {
+            Word bits = ~Word{0};
+            bits &= column == first ? ~Word{0} << (run.x0 % NetworkTiles::kSide) : bits;
+            bits &= column == last ? ~Word{0} >> (NetworkTiles::kSide - 1 - run.x1 % NetworkTiles::kSide) : bits;
+            row[column - wordBox_.x0] |= bits;
+        }
     }
 }
 
-void TouchedNetwork::AddToRing(const PixelRun& run) {
-    if (run.y < 0 || run.y >= map_.height) {
-        return;
-    }
-    Word* row = ring_.data() + static_cast<std::ptrdiff_t>(run.y - ringBox_.y0) * ringBox_.Width() - ringBox_.x0;
-    const int x0 = std::max(run.x0, 0);
-    const int x1 = std::min(run.x1, map_.width - 1);
-    const int first = x0 / NetworkTiles::kSide;
-    const int last = x1 / NetworkTiles::kSide;
-    for (int column = first; column <= last; ++column) {
-        Word bits = ~Word{0};
-        bits &= column == first ? ~Word{0} << (x0 % NetworkTiles::kSide) : bits;
-        bits &= column == last ? ~Word{0} >> (NetworkTiles::kSide - 1 - x1 % NetworkTiles::kSide) : bits;
-        row[column] |= bits;
-    }
+// What shares a side with the component's pixels, and some of these.
+TouchedNetwork::Word TouchedNetwork::RingIn(int column, int row) const {
+    const int width = wordBox_.Width();
+    const Word* word = component_.data() + static_cast<std::ptrdiff_t>(row) * width + column;
+    Word ring = *word << 1 | *word >> 1;
+    ring |= column > 0 ? word[-1] >> (NetworkTiles::kSide - 1) : 0;
+    ring |= column + 1 < width ? word[1] << (NetworkTiles::kSide - 1) : 0;
+    ring |= row > 0 ? word[-width] : 0;
+    ring |= row + 1 < wordBox_.Height() ? word[width] : 0;
+    return ring;
 }
 
 // A visit to a patch that an earlier one turned finds the regions around it in the cluster, one to a patch that nothing
@@ -211,11 +211,19 @@ void TouchedNetwork::PassAround(PieceAt at) {
 
 void TouchedNetwork::CollectVisitedRows() {
     for (const PieceAt& at : visited_) {
-        if (isVisited_[static_cast<std::size_t>(at.tile)] == 0) {
-            isVisited_[static_cast<std::size_t>(at.tile)] = 1;
+        std::uint8_t& state = visitedState_[static_cast<std::size_t>(at.tile)];
+        if (state == 0) {
+            state = kVisited;
             visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
         }
-        const Piece& piece = tiles_.Get(at);
+        Piece& piece = tiles_.Get(at);
+        if (!piece.known) {
+            piece.known = true;
+            state |= kHasNews;
+        }
+        if (piece.isPatch) {
+            visitedPatches_.push_back(at);
+        }
         const Word* from = tiles_.RowsOf(at);
         Word* to = visitedRows_[static_cast<std::size_t>(at.tile)].data() + piece.y0;
         for (int i = 0; i <= piece.y1 - piece.y0; ++i) {
@@ -235,11 +243,12 @@ void TouchedNetwork::Settle() {
     }
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        isVisited_[number] = 0;
+        visitedState_[number] = 0;
         visitedRows_[number].fill(0);
     }
     turned_.clear();
     visited_.clear();
+    visitedPatches_.clear();
     visitedTiles_.clear();
 }
 
