@@ -10,8 +10,7 @@ TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touch
       tiles_(background.Width(), background.Height()),
       visitedRows_(tiles_.Tiles()),
       known_(tiles_.Tiles() * NetworkTiles::kSide),
-      isVisited_(tiles_.Tiles(), 0),
-      nearRing_(background.Width(), background.Height()) {
+      visitedState_(tiles_.Tiles(), 0) {
     for (int y = 0; y < height_; ++y) {
         for (int column = 0; column < words_.WordsPerRow(); ++column) {
             const std::int32_t word = words_.WordAt(0, y) + column;
@@ -27,14 +26,21 @@ void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
     visits_.clear();
     notPassed_.clear();
     FindRing(component);
-    for (const WordPart& part : ring_) {
-        const int y = part.word / words_.WordsPerRow();
-        const int x0 = (part.word - words_.WordAt(0, y)) * NetworkTiles::kSide;
-        for (Word left = part.pixels; left != 0;) {
-            const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
-            left &= ~tiles_.RowOf(at, y);
-            if (!IsVisited(tiles_.Get(at))) {
-                Visit(at);
+    for (int y = wordBox_.y0; y <= wordBox_.y1; ++y) {
+        for (int column = wordBox_.x0; column <= wordBox_.x1; ++column) {
+            const Word around = RingIn(column - wordBox_.x0, y - wordBox_.y0);
+            if (around == 0) {
+                continue;
+            }
+            const int x0 = column * NetworkTiles::kSide;
+            // The component itself is of neither kind.
+            Word left = around & tiles_.EitherIn(tiles_.TileAt(x0, y), y);
+            while (left != 0) {
+                const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
+                left &= ~tiles_.RowOf(at, y);
+                if (!IsVisited(tiles_.Get(at))) {
+                    Visit(at);
+                }
             }
         }
     }
@@ -43,38 +49,32 @@ void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
 
 void TouchedNetwork::FindRing(const std::vector<WordPart>& component) {
     const std::int32_t wordsPerRow = words_.WordsPerRow();
-    ring_.clear();
+    PixelBox box;
     for (const WordPart& part : component) {
-        AddToRing(part.word - wordsPerRow, part.pixels);
-        AddToRing(part.word, part.pixels << 1 | part.pixels >> 1);
-        AddToRing(part.word + wordsPerRow, part.pixels);
-        if ((part.pixels & 1u) != 0 && part.word % wordsPerRow > 0) {
-            AddToRing(part.word - 1, Word{1} << 63);
-        }
-        if ((part.pixels >> 63) != 0 && (part.word + 1) % wordsPerRow > 0) {
-            AddToRing(part.word + 1, 1);
-        }
+        const std::int32_t y = part.word / wordsPerRow;
+        const std::int32_t column = part.word - y * wordsPerRow;
+        box.Include({y, column, column});
     }
+    box.Grow(1, wordsPerRow, height_);
+    wordBox_ = box;
+    component_.assign(static_cast<std::size_t>(box.Width()) * static_cast<std::size_t>(box.Height()), 0);
     for (const WordPart& part : component) {
-        nearRing_[part.word] &= ~part.pixels;
-    }
-    std::sort(ring_.begin(), ring_.end(), [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
-    for (WordPart& part : ring_) {
-        const int y = part.word / wordsPerRow;
-        part.pixels = nearRing_[part.word] &
-                      tiles_.EitherIn(tiles_.TileAt((part.word - y * wordsPerRow) * NetworkTiles::kSide, y), y);
-        nearRing_[part.word] = 0;
+        const std::int32_t y = part.word / wordsPerRow;
+        const std::int32_t column = part.word - y * wordsPerRow;
+        component_[static_cast<std::size_t>((y - box.y0) * box.Width() + column - box.x0)] = part.pixels;
     }
 }
 
-void TouchedNetwork::AddToRing(std::int32_t word, Word pixels) {
-    if (pixels == 0 || word < 0 || static_cast<std::size_t>(word) >= words_.Words()) {
-        return;
-    }
-    if (nearRing_[word] == 0) {
-        ring_.push_back({word, 0});
-    }
-    nearRing_[word] |= pixels;
+// What shares a side with the component's pixels, and some of these.
+TouchedNetwork::Word TouchedNetwork::RingIn(int column, int row) const {
+    const int width = wordBox_.Width();
+    const Word* word = component_.data() + static_cast<std::ptrdiff_t>(row) * width + column;
+    Word ring = *word << 1 | *word >> 1;
+    ring |= column > 0 ? word[-1] >> (NetworkTiles::kSide - 1) : 0;
+    ring |= column + 1 < width ? word[1] << (NetworkTiles::kSide - 1) : 0;
+    ring |= row > 0 ? word[-width] : 0;
+    ring |= row + 1 < wordBox_.Height() ? word[width] : 0;
+    return ring;
 }
 
 // A visit to a patch that an earlier one turned finds the regions around it in the cluster, one to a patch that nothing
@@ -203,11 +203,19 @@ void TouchedNetwork::PassAround(PieceAt at) {
 
 void TouchedNetwork::CollectVisitedRows() {
     for (const PieceAt& at : visited_) {
-        if (isVisited_[static_cast<std::size_t>(at.tile)] == 0) {
-            isVisited_[static_cast<std::size_t>(at.tile)] = 1;
+        std::uint8_t& state = visitedState_[static_cast<std::size_t>(at.tile)];
+        if (state == 0) {
+            state = kVisited;
             visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
         }
-        const Piece& piece = tiles_.Get(at);
+        Piece& piece = tiles_.Get(at);
+        if (!piece.known) {
+            piece.known = true;
+            state |= kHasNews;
+        }
+        if (piece.isPatch) {
+            visitedPatches_.push_back(at);
+        }
         const Word* from = tiles_.RowsOf(at);
         Word* to = visitedRows_[static_cast<std::size_t>(at.tile)].data() + piece.y0;
         for (int i = 0; i <= piece.y1 - piece.y0; ++i) {
@@ -227,11 +235,12 @@ void TouchedNetwork::Settle() {
     }
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        isVisited_[number] = 0;
+        visitedState_[number] = 0;
         visitedRows_[number].fill(0);
     }
     turned_.clear();
     visited_.clear();
+    visitedPatches_.clear();
     visitedTiles_.clear();
 }
 

@@ -52,7 +52,7 @@ public:
 
     bool IsVisited(int x, int y) const {
         const std::int32_t tile = tiles_.TileAt(x, y);
-        return isVisited_[static_cast<std::size_t>(tile)] != 0 && (VisitedRow(tile, y) & BitGrid::Bit(x)) != 0;
+        return visitedState_[static_cast<std::size_t>(tile)] != 0 && (VisitedRow(tile, y) & BitGrid::Bit(x)) != 0;
     }
     /// Of the pixels of a word of `Grid` those that were visited.
     Word VisitedIn(std::int32_t word) const;
@@ -69,8 +69,7 @@ public:
 
     /// A set of pixels for the owner: what was visited once, and not taken out since.
     Word KnownIn(std::int32_t word) const { return known_[KnownIndex(word)]; }
-    /// Adds what was visited to the set; calls added(word, pixels) for what is new to it; a word may come more than
-    /// once.
+    /// Adds what was visited to the set; calls added(word, pixels) for what is new to it.
     template <typename Added>
     void AddVisited(Added added);
     /// Takes out what is next to a visited patch, but not visited; calls dropped(x, y) for each pixel. All that is
@@ -100,6 +99,10 @@ private:
     using PieceAt = NetworkTiles::PieceAt;
     using Rows = std::array<Word, NetworkTiles::kSide>;
 
+    // A tile's state: it has visited pixels, and such as may not be known.
+    static constexpr std::uint8_t kVisited = 1;
+    static constexpr std::uint8_t kHasNews = 2;
+
     struct VisitRecord {
         std::int32_t cluster;  // forest over visits; a root stands for itself
         std::size_t firstTurned;
@@ -107,7 +110,7 @@ private:
     };
 
     void FindRing(const std::vector<WordPart>& component);
-    void AddToRing(std::int32_t word, Word pixels);
+    Word RingIn(int column, int row) const;
     void Visit(PieceAt at);
     void VisitPiece(PieceAt at, Piece& piece);
     void VisitAround(PieceAt at);
@@ -130,26 +133,27 @@ private:
     // Known pixels lie tile by tile, as all else that is asked for with them.
     std::size_t KnownIndex(std::int32_t word) const {
         const std::int32_t y = word / words_.WordsPerRow();
-        return KnownIndex(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
-    }
-    std::size_t KnownIndex(std::int32_t tile, int y) const {
+        const std::int32_t tile = tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y);
         return static_cast<std::size_t>(tile) * NetworkTiles::kSide + static_cast<std::size_t>(y % NetworkTiles::kSide);
     }
     template <typename Dropped>
-    void Drop(std::int32_t tile, int y, Word pixels, Dropped dropped);
+    void Drop(std::int32_t tile, int row, Word pixels, Dropped dropped);
+    template <typename Dropped>
+    void DropInOtherTiles(PieceAt at, Dropped dropped);
 
     int height_;
     BitGrid words_;
     NetworkTiles tiles_;
     ZeroedArray<Rows> visitedRows_;  // per tile; 0 but in visited tiles
     ZeroedArray<Word> known_;
-    std::vector<std::uint8_t> isVisited_;  // per tile
+    std::vector<std::uint8_t> visitedState_;  // per tile, kVisited and kHasNews
     std::vector<VisitedTile> visitedTiles_;
 
-    std::int32_t present_ = 0;    // what the present component's pieces are marked with
-    BitPlane nearRing_;           // all 0 between components
-    std::vector<WordPart> ring_;  // background that shares a side with the component, in raster order
+    std::int32_t present_ = 0;     // what the present component's pieces are marked with
+    PixelBox wordBox_;             // the component with what is around it, in words by rows
+    std::vector<Word> component_;  // its pixels in the box
     std::vector<PieceAt> visited_;
+    std::vector<PieceAt> visitedPatches_;
     std::vector<PieceAt> turned_;
     std::vector<PieceAt> waiting_;  // of the flood
     std::vector<VisitRecord> visits_;
@@ -159,65 +163,88 @@ private:
 
 template <typename Added>
 void TouchedNetwork::AddVisited(Added added) {
-    for (const PieceAt& at : visited_) {
-        Piece& piece = tiles_.Get(at);
-        if (piece.known) {
+    for (const VisitedTile& tile : visitedTiles_) {
+        const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
+        if ((visitedState_[number] & kHasNews) == 0) {
             continue;
         }
-        piece.known = true;
-        const Word* rows = tiles_.RowsOf(at);
-        const int x0 = tiles_.Left(at.tile);
-        const int y0 = tiles_.Top(at.tile);
-        for (int row = piece.y0; row <= piece.y1; ++row) {
-            Word& known = known_[KnownIndex(at.tile, row)];
-            const Word news = rows[row - piece.y0] & ~known;
+        const Rows& visited = visitedRows_[number];
+        Word* known = known_.data() + number * NetworkTiles::kSide;
+        std::int32_t word = words_.WordAt(tile.x0, tile.y0);
+        for (std::size_t row = 0; row < NetworkTiles::kSide; ++row, word += words_.WordsPerRow()) {
+            const Word news = visited[row] & ~known[row];
             if (news != 0) {
-                added(words_.WordAt(x0, y0 + row), news);
+                known[row] |= news;
+                added(word, news);
             }
-            known |= rows[row - piece.y0];
         }
     }
 }
 
 template <typename Dropped>
 void TouchedNetwork::DropBesideVisited(Dropped dropped) {
-    for (const PieceAt& at : visited_) {
+    for (const PieceAt& at : visitedPatches_) {
         const Piece& piece = tiles_.Get(at);
-        if (!piece.isPatch) {
-            continue;
-        }
-        const Word* rows = tiles_.RowsOf(at);
-        const int column = at.tile % tiles_.TilesPerRow();
-        const int top = tiles_.Top(at.tile);
-        for (int y = std::max(top + piece.y0 - 1, 0); y <= std::min(top + piece.y1 + 1, height_ - 1); ++y) {
+        const Word* rows = tiles_.RowsOf(at) - piece.y0;
+        const int last = std::min(piece.y1 + 1, NetworkTiles::kSide - 1);
+        for (int row = std::max(piece.y0 - 1, 0); row <= last; ++row) {
             Word near = 0;
-            for (int v = std::max<int>(y - 1 - top, piece.y0); v <= std::min<int>(y + 1 - top, piece.y1); ++v) {
-                near |= rows[v - piece.y0];
+            for (int v = std::max<int>(row - 1, piece.y0); v <= std::min<int>(row + 1, piece.y1); ++v) {
+                near |= rows[v];
             }
-            const std::int32_t tile = tiles_.TileAt(column * NetworkTiles::kSide, y);
-            Drop(tile, y, near | near << 1 | near >> 1, dropped);
-            if ((near >> 63) != 0 && column + 1 < tiles_.TilesPerRow()) {
-                Drop(tile + 1, y, 1, dropped);
-            }
-            if ((near & 1u) != 0 && column > 0) {
-                Drop(tile - 1, y, Word{1} << 63, dropped);
-            }
+            Drop(at.tile, row, near | near << 1 | near >> 1, dropped);
+        }
+        if ((piece.top | piece.bottom | piece.left | piece.right) != 0) {
+            DropInOtherTiles(at, dropped);
         }
     }
 }
 
 template <typename Dropped>
-void TouchedNetwork::Drop(std::int32_t tile, int y, Word pixels, Dropped dropped) {
-    Word& known = known_[KnownIndex(tile, y)];
-    const Word left = pixels & known & ~VisitedRow(tile, y);
+void TouchedNetwork::DropInOtherTiles(PieceAt at, Dropped dropped) {
+    constexpr Word lowest = 1;
+    constexpr Word highest = Word{1} << (NetworkTiles::kSide - 1);
+    const Piece& piece = tiles_.Get(at);
+    const int perRow = tiles_.TilesPerRow();
+    const bool isFirst = at.tile % perRow == 0;
+    const bool isLast = at.tile % perRow == perRow - 1;
+    const auto dropInRow = [&](std::int32_t tile, int row, Word pixels) {
+        if (pixels == 0 || tile < 0 || tile >= static_cast<std::int32_t>(tiles_.Tiles())) {
+            return;
+        }
+        Drop(tile, row, pixels | pixels << 1 | pixels >> 1, dropped);
+        if ((pixels & lowest) != 0 && !isFirst) {
+            Drop(tile - 1, row, highest, dropped);
+        }
+        if ((pixels & highest) != 0 && !isLast) {
+            Drop(tile + 1, row, lowest, dropped);
+        }
+    };
+    dropInRow(at.tile - perRow, NetworkTiles::kSide - 1, piece.top);
+    dropInRow(at.tile + perRow, 0, piece.bottom);
+    const auto dropInColumn = [&](std::int32_t tile, Word pixels, Word column) {
+        for (Word left = pixels | pixels << 1 | pixels >> 1; left != 0; left &= left - 1) {
+            Drop(tile, BitGrid::Lowest(left), column, dropped);
+        }
+    };
+    dropInColumn(at.tile - 1, isFirst ? 0 : piece.left, highest);
+    dropInColumn(at.tile + 1, isLast ? 0 : piece.right, lowest);
+}
+
+// `row`: in the tile.
+template <typename Dropped>
+void TouchedNetwork::Drop(std::int32_t tile, int row, Word pixels, Dropped dropped) {
+    const auto number = static_cast<std::size_t>(tile);
+    Word& known = known_[number * NetworkTiles::kSide + static_cast<std::size_t>(row)];
+    const Word left = pixels & known & ~visitedRows_[number][static_cast<std::size_t>(row)];
     if (left == 0) {
         return;
     }
     known &= ~left;
     for (Piece& piece : tiles_.PiecesOf(tile)) {
-        piece.known = false;
+        piece.known = piece.known && IsVisited(piece);
     }
-    dropped(words_.WordAt(tiles_.Left(tile), y), left);
+    dropped(words_.WordAt(tiles_.Left(tile), tiles_.Top(tile) + row), left);
 }
 
 }  // namespace Korvane
