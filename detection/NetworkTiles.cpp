@@ -46,6 +46,20 @@ void FindAround(const Word* rows, int y0, int y1, RowsAround& around) {
     to[1] = Wider(here);
 }
 
+// What differs in the rows of two tiles, and what is around it.
+RowsAround FindAroundChanges(const std::array<Word, 64>& now, const std::array<Word, 64>& before) {
+    std::array<Word, 68> wide;  // row y is wide[y + 2]
+    wide[0] = wide[1] = wide[66] = wide[67] = 0;
+    for (std::size_t y = 0; y < now.size(); ++y) {
+        wide[y + 2] = Wider(now[y] ^ before[y]);
+    }
+    RowsAround around;
+    for (std::size_t y = 0; y < around.size(); ++y) {
+        around[y] = wide[y] | wide[y + 1] | wide[y + 2];
+    }
+    return around;
+}
+
 }  // namespace
 
 NetworkTiles::NetworkTiles(int width, int height)
@@ -151,12 +165,7 @@ void NetworkTiles::FindPieces(std::int32_t number) {
 // A piece with no change in it or beside it is what it was, and nothing else has joined it.
 NetworkTiles::KindCount NetworkTiles::FindPieces(const Tile& tile, const Rows& now, const Rows& before,
                                                  bool arePatches) {
-    Rows changed;
-    for (std::size_t y = 0; y < kSide; ++y) {
-        changed[y] = now[y] ^ before[y];
-    }
-    RowsAround around;
-    FindAround(changed.data(), 0, kSide - 1, around);
+    const RowsAround around = FindAroundChanges(now, before);
     Rows left = now;
     KindCount count{pieces_.size(), 0, 0};
     const auto regions = static_cast<std::size_t>(tile.regions);
@@ -183,9 +192,11 @@ void NetworkTiles::Keep(const Tile& tile, std::size_t number, Rows& left) {
     Piece& piece = pieces_.back();
     const Word* rows = tile.rows.data() + piece.rows;
     piece.rows = static_cast<std::uint16_t>(rowCount_);
-    for (std::size_t y = piece.y0; y <= piece.y1; ++y) {
-        rows_[rowCount_++] = rows[y - piece.y0];
-        left[y] &= ~rows[y - piece.y0];
+    const auto count = static_cast<std::size_t>(piece.y1 - piece.y0 + 1);
+    std::copy(rows, rows + count, rows_.data() + rowCount_);
+    rowCount_ += count;
+    for (std::size_t i = 0; i < count; ++i) {
+        left[piece.y0 + i] &= ~rows[i];
     }
 }
 
@@ -193,67 +204,67 @@ void NetworkTiles::Keep(const Tile& tile, std::size_t number, Rows& left) {
 // at a time, a band, are flooded as if they were one. Band k holds rows 2k - 2 and 2k - 1; the outermost are empty.
 void NetworkTiles::Flood(const Rows& pixels, bool arePatches) {
     constexpr std::size_t kBands = kSide / 2;
-    std::array<Word, 2 * kBands + 4> rows{};
-    std::array<Word, 2 * kBands + 4> reached{};
-    std::array<Word, kBands + 2> open{};
-    std::array<Word, kBands + 2> seeds{};
+    std::array<Band, kBands + 2> bands;
+    bands.front() = bands.back() = Band{};
     for (std::size_t k = 1; k <= kBands; ++k) {
-        rows[2 * k] = pixels[2 * k - 2];
-        rows[2 * k + 1] = pixels[2 * k - 1];
-        open[k] = rows[2 * k] | rows[2 * k + 1];
+        bands[k] = {pixels[2 * k - 2], pixels[2 * k - 1], 0, 0, 0};
     }
     for (std::size_t start = 1; start <= kBands; ++start) {
-        while (open[start] != 0) {
-            seeds[start] = open[start] & (~open[start] + 1);
+        while ((bands[start].upper | bands[start].lower) != 0) {
+            const Word open = bands[start].upper | bands[start].lower;
+            bands[start].seeds = open & (~open + 1);
             Word waiting = Word{1} << start;  // bands with seeds
-            Word bands = 0;
+            Word reached = 0;
             while (waiting != 0) {
                 const auto k = static_cast<std::size_t>(BitGrid::Lowest(waiting));
-                const Word found = Carried(seeds[k], open[k]);
-                const Word upper = found & rows[2 * k];
-                const Word lower = found & rows[2 * k + 1];
-                const Word above = Wider(upper) & rows[2 * k - 1] & open[k - 1];
-                const Word below = Wider(lower) & rows[2 * k + 2] & open[k + 1];
-                open[k] &= ~found;
-                reached[2 * k] |= upper;
-                reached[2 * k + 1] |= lower;
-                seeds[k] = 0;
-                seeds[k - 1] |= above;
-                seeds[k + 1] |= below;
-                bands |= Word{1} << k;
+                Band* const band = bands.data() + k;
+                const Word found = Carried(band->seeds, band->upper | band->lower);
+                const Word upper = found & band->upper;
+                const Word lower = found & band->lower;
+                const Word above = Wider(upper) & band[-1].lower;
+                const Word below = Wider(lower) & band[1].upper;
+                band->seeds = 0;
+                band->upper ^= upper;
+                band->lower ^= lower;
+                band->upperReached |= upper;
+                band->lowerReached |= lower;
+                band[-1].seeds |= above;
+                band[1].seeds |= below;
+                reached |= Word{1} << k;
                 waiting &= waiting - 1;
                 waiting |= Word{above != 0} << (k - 1) | Word{below != 0} << (k + 1);
             }
-            const int end = kSide - 1 - __builtin_clzll(bands);
-            const int y0 = 2 * static_cast<int>(start) - 2 + (reached[2 * start] == 0 ? 1 : 0);
-            const int y1 = 2 * end - 2 + (reached[2 * static_cast<std::size_t>(end) + 1] != 0 ? 1 : 0);
-            AddPiece(reached.data() + 2, y0, y1, arePatches);
+            AddPiece(bands.data(), start, static_cast<std::size_t>(kSide - 1 - __builtin_clzll(reached)), arePatches);
         }
     }
 }
 
-// Takes the rows: they are 0 then.
-void NetworkTiles::AddPiece(Word* rows, int y0, int y1, bool isPatch) {
+// The bands' reached pixels are a piece; then they are 0 again.
+void NetworkTiles::AddPiece(Band* bands, std::size_t first, std::size_t last, bool isPatch) {
     Piece piece{};
     piece.isPatch = isPatch;
-    piece.y0 = static_cast<std::uint8_t>(y0);
-    piece.y1 = static_cast<std::uint8_t>(y1);
-    piece.rows = static_cast<std::uint16_t>(rowCount_);
-    piece.top = y0 == 0 ? rows[0] : 0;
-    piece.bottom = y1 == kSide - 1 ? rows[kSide - 1] : 0;
-    Word* to = rows_.data() + rowCount_ - y0;
-    for (int y = y0; y <= y1; ++y) {
-        to[y] = rows[y];
-        piece.columns |= rows[y];
-        rows[y] = 0;
+    piece.y0 = static_cast<std::uint8_t>(2 * first - (bands[first].upperReached != 0 ? 2 : 1));
+    piece.y1 = static_cast<std::uint8_t>(2 * last - (bands[last].lowerReached != 0 ? 1 : 2));
+    piece.top = piece.y0 == 0 ? bands[first].upperReached : 0;
+    piece.bottom = piece.y1 == kSide - 1 ? bands[last].lowerReached : 0;
+    // All rows of the bands are written; an empty last one is written over again.
+    piece.rows = static_cast<std::uint16_t>(rowCount_ + (piece.y0 & 1u));
+    Word* to = rows_.data() + rowCount_;
+    for (Band* band = bands + first; band <= bands + last; ++band, to += 2) {
+        to[0] = band->upperReached;
+        to[1] = band->lowerReached;
+        piece.columns |= band->upperReached | band->lowerReached;
+        band->upperReached = band->lowerReached = 0;
     }
-    for (int y = y0; (piece.columns & 1u) != 0 && y <= y1; ++y) {
-        piece.left |= (to[y] & 1u) << y;
+    const int count = piece.y1 - piece.y0 + 1;
+    rowCount_ = piece.rows + static_cast<std::size_t>(count);
+    const Word* rows = rows_.data() + piece.rows;
+    for (int i = 0; (piece.columns & 1u) != 0 && i < count; ++i) {
+        piece.left |= (rows[i] & 1u) << (piece.y0 + i);
     }
-    for (int y = y0; (piece.columns >> (kSide - 1)) != 0 && y <= y1; ++y) {
-        piece.right |= (to[y] >> (kSide - 1)) << y;
+    for (int i = 0; (piece.columns >> (kSide - 1)) != 0 && i < count; ++i) {
+        piece.right |= (rows[i] >> (kSide - 1)) << (piece.y0 + i);
     }
-    rowCount_ += static_cast<std::size_t>(y1 - y0 + 1);
     pieces_.push_back(piece);
 }
 

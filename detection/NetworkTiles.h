@@ -70,7 +70,11 @@ public:
             FindPieces(tile);
         }
     }
-    std::int32_t TileAt(int x, int y) const { return (y / kSide) * tilesPerRow_ + x / kSide; }
+    std::int32_t TileAt(int x, int y) const {
+        constexpr unsigned side = kSide;
+        return static_cast<std::int32_t>(static_cast<unsigned>(y) / side) * tilesPerRow_ +
+               static_cast<std::int32_t>(static_cast<unsigned>(x) / side);
+    }
     int TilesPerRow() const { return tilesPerRow_; }
     int Left(std::int32_t tile) const { return tile % tilesPerRow_ * kSide; }
     int Top(std::int32_t tile) const { return tile / tilesPerRow_ * kSide; }
@@ -113,6 +117,13 @@ private:
         Rows patchBefore;
         Rows regionTaken;  // when region's changes were taken last
     };
+    /// Two rows of a tile while it is flooded: pixels that no piece has yet, seeds in either row, and the present
+    /// piece's.
+    struct Band {
+        Word upper, lower;
+        Word seeds;
+        Word upperReached, lowerReached;
+    };
     enum Side { kTop, kBottom, kLeft, kRight, kSides };
     struct AtSide {
         Word pixels;
@@ -142,7 +153,7 @@ private:
     KindCount FindPieces(const Tile& tile, const Rows& now, const Rows& before, bool arePatches);
     void Keep(const Tile& tile, std::size_t number, Rows& left);
     void Flood(const Rows& pixels, bool arePatches);
-    void AddPiece(Word* rows, int y0, int y1, bool isPatch);
+    void AddPiece(Band* bands, std::size_t first, std::size_t last, bool isPatch);
     void FindLinks(const KindCount& regions, const KindCount& patches);
     void FindLinksOfKept(const Tile& tile);
     void SetLinks(Tile& tile);
@@ -159,7 +170,7 @@ private:
     std::vector<std::int32_t> toTake_;  // tiles whose region may have changed
     // While a tile's pieces are found:
     std::vector<Piece> pieces_;
-    std::array<Word, std::size_t{kSide} * kSide> rows_;  // of all pieces; each row of each has a pixel
+    std::array<Word, 2 * std::size_t{kSide} * kSide> rows_;  // of all pieces; one in two has a pixel
     std::size_t rowCount_ = 0;
     std::vector<std::int32_t> keptAs_;       // per piece of the last time: its number now, or -1
     std::vector<std::uint32_t> linksFound_;  // regions and patches, 16 bits each
