@@ -38,6 +38,7 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
       waiting_(grid_, width, height) {}
 
 void BranchTraces::Update() {
+    RemoveEnds();
     for (const WordPixels& change : skeleton_.LineChanges()) {
         TouchAround(change.word, change.pixels, kNobody);
     }
@@ -50,14 +51,60 @@ void BranchTraces::Update() {
     for (const WordPixels& change : skeleton_.EndChanges()) {
         const int x0 = grid_.LeftOf(change.word);
         const int y = grid_.RowOf(change.word);
-        for (Word left = change.pixels; left != 0; left &= left - 1) {
-            waiting_.Add(x0 + BitGrid::Lowest(left), y);
+        for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
+            Touch(x0 + BitGrid::Lowest(left), y);
         }
     }
+    FetchTraces();
     while (!waiting_.IsEmpty()) {
         const WaitingPixels::Position at = waiting_.TakeLast();
         Retrace({at.x, at.y});
     }
+    toFetch_.clear();
+}
+
+// What is no end any more goes first, whatever the order: an end that has come instead mostly takes the same pixels.
+void BranchTraces::RemoveEnds() {
+    for (const WordPixels& change : skeleton_.EndChanges()) {
+        __builtin_prefetch(&ends_[change.word]);
+        __builtin_prefetch(&lines_[change.word]);
+    }
+    for (const WordPixels& change : skeleton_.EndChanges()) {
+        Word gone = change.pixels & ends_[change.word].traced;
+        if (gone == 0) {
+            continue;
+        }
+        const int x0 = grid_.LeftOf(change.word);
+        const int y = grid_.RowOf(change.word);
+        for (; gone != 0; gone &= gone - 1) {
+            const Rank end = RankOf(x0 + BitGrid::Lowest(gone), y);
+            const std::int32_t number = FindTrace(change.word, end);
+            Release(traces_[static_cast<std::size_t>(number)]);
+            RemoveTrace(change.word, number);
+            TellAround(end);
+        }
+    }
+}
+
+void BranchTraces::Touch(int x, int y) {
+    if (waiting_.Add(x, y) && toFetch_.size() < kMostFetched) {
+        toFetch_.push_back({x, y});
+        const std::size_t word = grid_.WordAt(x, y);
+        __builtin_prefetch(&ends_[word]);
+        __builtin_prefetch(&lines_[word]);
+        __builtin_prefetch(&owner_[OwnerAt(x, y)]);
+    }
+}
+
+// The traces to be made again lie all over the picture and would be waited for one by one.
+void BranchTraces::FetchTraces() {
+    for (const PixelPosition end : toFetch_) {
+        const std::size_t word = grid_.WordAt(end.x, end.y);
+        if (ends_[word].first != 0) {
+            __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[word].first - 1)]);
+        }
+    }
+    toFetch_.clear();
 }
 
 // A trace begins at its end, whoever took that pixel, and takes all others that it comes to.
@@ -69,10 +116,10 @@ void BranchTraces::TouchTracesOf(std::size_t word, Word pixels, Rank before) {
         const int x = x0 + BitGrid::Lowest(pixels);
         const Rank owner = owner_[OwnerAt(x, y)];
         if (owner < before) {
-            Touch(owner);
+            TouchRank(owner);
         }
         if ((traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) < before) {
-            waiting_.Add(x, y);
+            Touch(x, y);
         }
     }
 }
@@ -153,40 +200,38 @@ void BranchTraces::TouchAroundSides(std::size_t word, Word changed, Rank before)
 }
 
 void BranchTraces::Retrace(PixelPosition end) {
+    if (!skeleton_.IsEnd(end.x, end.y)) {
+        return;  // waited before it was removed
+    }
     const std::size_t word = grid_.WordAt(end.x, end.y);
     const Rank rank = RankOf(end.x, end.y);
-    const bool wasTraced = (lines_[word].traced & StripGrid::Bit(end.x)) != 0;
-    const bool isEnd = skeleton_.IsEnd(end.x, end.y);
-    if (!wasTraced && !isEnd) {
-        return;
-    }
+    const bool wasTraced = (ends_[word].traced & StripGrid::Bit(end.x)) != 0;
     const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     if (wasTraced) {
         Release(trace);
     }
-    if (isEnd) {
-        Follow(end, rank);
-        Keep(word, trace);
-    } else {
-        RemoveTrace(word, number);
-    }
+    Follow(end, rank);
+    Keep(word, trace);
     TellAround(rank);
 }
 
 // What other traces have taken from it since is not its own any more.
 void BranchTraces::Release(const Trace& trace) {
-    const auto release = [&](PixelPosition at) {
+    const TracePath::Code* path =
+        trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
+    for (TracePath::Walk walk(PositionOf(trace.end), path, trace.size); walk.Next();) {
+        const PixelPosition at = walk.At();
         Rank& owner = owner_[OwnerAt(at.x, at.y)];
         if (owner != trace.end) {
-            return;
+            continue;
         }
         const std::size_t word = grid_.WordAt(at.x, at.y);
         const Word bit = StripGrid::Bit(at.x);
         Lines& lines = lines_[word];
         if ((lines.taken & bit) == 0) {
             owner = kNobody;  // not of a line any more
-            return;
+            continue;
         }
         lines.taken ^= bit;
         lines.left |= bit;
@@ -194,10 +239,7 @@ void BranchTraces::Release(const Trace& trace) {
             released_.push_back({word, 0});
         }
         released_.back().pixels |= bit;
-    };
-    const TracePath::Code* path =
-        trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
-    TracePath::ForEach(PositionOf(trace.end), path, trace.size, release);
+    }
 }
 
 // Which of the pixels around are of a line and there for the trace of an end; bit i stands for kAround[i].
@@ -213,8 +255,8 @@ inline unsigned BranchTraces::OpenAround(int x, int y, Rank end) const {
     } else {
         const auto three = [&](const Lines* row, Word Lines::*kind) {
             const Lines* beside = bit == 0 ? row - grid_.Strip() : row + grid_.Strip();
-            const Word bits = bit == 0 ? (row->*kind << 1 & 6u) | beside->*kind >> 63
-                                       : row->*kind >> 62 | (beside->*kind << 2 & 4u);
+            const Word bits =
+                bit == 0 ? (row->*kind << 1 & 6u) | beside->*kind >> 63 : row->*kind >> 62 | (beside->*kind << 2 & 4u);
             return static_cast<unsigned>(bits);
         };
         for (int row = 0; row < 3; ++row) {
@@ -257,10 +299,10 @@ inline void BranchTraces::Take(PixelPosition at, Rank end) {
             return;
         }
         isFresh = true;
-        Touch(owner);
+        TouchRank(owner);
     }
     if ((lines.traced & bit) != 0 && RankOf(at.x, at.y) != end) {
-        waiting_.Add(at.x, at.y);
+        Touch(at.x, at.y);
     }
     if (taken_.empty() || taken_.back().word != word) {
         taken_.push_back({word, 0});
@@ -344,7 +386,7 @@ void BranchTraces::Leave(std::size_t word, Word pixels) {
         const int x = x0 + BitGrid::Lowest(pixels);
         Rank& owner = owner_[OwnerAt(x, y)];
         if ((traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) != owner) {
-            waiting_.Add(x, y);
+            Touch(x, y);
         }
         owner = kNobody;
     }
@@ -416,12 +458,11 @@ void BranchTraces::Keep(std::size_t word, Trace& trace) {
         ends.forks |= bit;
         forkCounts_[trace.end] = counts_;
     }
-    const std::vector<TracePath::Code>& codes = path_.Codes();
-    trace.size = codes.size();
+    trace.size = path_.Size();
     if (trace.size <= Trace::kStepsAtHand) {
-        std::copy(codes.begin(), codes.end(), trace.path.begin());
+        std::copy_n(path_.Codes(), trace.size, trace.path.begin());
     } else {
-        longPaths_[trace.end] = codes;
+        longPaths_[trace.end].assign(path_.Codes(), path_.Codes() + trace.size);
     }
 }
 

@@ -100,15 +100,18 @@ private:
         const std::size_t block = static_cast<std::size_t>(y >> 2) * blocksPerRow_ + static_cast<std::size_t>(x >> 2);
         return block << 4 | static_cast<std::size_t>((y & 3) << 2 | (x & 3));
     }
-    void Touch(Rank end) {
+    void Touch(int x, int y);
+    void TouchRank(Rank end) {
         const PixelPosition at = PositionOf(end);
-        waiting_.Add(at.x, at.y);
+        Touch(at.x, at.y);
     }
+    void FetchTraces();
     void TouchTracesOf(std::size_t word, Word pixels, Rank before);
     void TouchAround(std::size_t word, Word changed, Rank before);
     void TouchAroundSides(std::size_t word, Word changed, Rank before);
     void TouchNoted(Rank before);
 
+    void RemoveEnds();
     void Retrace(PixelPosition end);
     void Release(const Trace& trace);
     void Follow(PixelPosition end, Rank rank);
@@ -127,7 +130,7 @@ private:
     std::size_t NoteLongOnes(const FoundEnds& found, std::size_t number);
 
     const NetworkSkeleton& skeleton_;
-    const StripGrid& grid_;
+    const StripGrid grid_;
     int width_;
     int height_;
     int limitPx_;
@@ -137,13 +140,15 @@ private:
     ZeroedArray<Ends> ends_;
     std::size_t tilesPerRow_;
     ZeroedArray<Word> rowsWithEnds_;  // per tile
-    ZeroedArray<Rank> owner_;  // end whose trace took the pixel; kNobody where one took it and left it again
+    ZeroedArray<Rank> owner_;         // end whose trace took the pixel; kNobody where one took it and left it again
     std::vector<Trace> traces_;
     std::vector<std::int32_t> unused_;  // traces without an end
     std::unordered_map<Rank, std::vector<TracePath::Code>> longPaths_;
     std::unordered_map<Rank, std::vector<std::int32_t>> forkCounts_;  // one for each line that ended
 
     WaitingPixels waiting_;
+    static constexpr std::size_t kMostFetched = 1024;
+    std::vector<PixelPosition> toFetch_;
     // Of the trace that is being made.
     TracePath path_;
     std::vector<std::int32_t> counts_;
