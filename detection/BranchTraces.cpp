@@ -18,12 +18,7 @@ int ShiftFor(int width) {
 
 Word Wider(Word bits) { return bits | bits << 1 | bits >> 1; }
 
-void AddTo(std::vector<WordPixels>& list, std::size_t word, Word pixels) {
-    if (list.empty() || list.back().word != word) {
-        list.push_back({word, 0});
-    }
-    list.back().pixels |= pixels;
-}
+Word Highest(Word bits) { return Word{1} << (63 - __builtin_clzll(bits)); }
 
 }  // namespace
 
@@ -37,27 +32,79 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
       blocksPerRow_((static_cast<std::size_t>(width) + 3) / 4),
       lines_(grid_.Words()),
       ends_(grid_.Words()),
+      tilesPerRow_((static_cast<std::size_t>(width) + 63) / 64),
+      rowsWithEnds_(tilesPerRow_ * ((static_cast<std::size_t>(height) + 63) / 64)),
       owner_(blocksPerRow_ * ((static_cast<std::size_t>(height) + 3) / 4) * 16),
       waiting_(grid_, width, height) {}
 
 void BranchTraces::Update() {
+    RemoveEnds();
     for (const WordPixels& change : skeleton_.LineChanges()) {
-        lines_[change.word].lines ^= change.pixels;
+        TouchAround(change.word, change.pixels, kNobody);
     }
+    TouchNoted(kNobody);
     for (const WordPixels& change : skeleton_.LineChanges()) {
-        TouchTracesAround(change.word, change.pixels, kNobody);
+        Lines& at = lines_[change.word];
+        at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
+        at.taken &= ~change.pixels;
     }
     for (const WordPixels& change : skeleton_.EndChanges()) {
         const int x0 = grid_.LeftOf(change.word);
         const int y = grid_.RowOf(change.word);
-        for (Word left = change.pixels; left != 0; left &= left - 1) {
-            waiting_.Add(x0 + BitGrid::Lowest(left), y);
+        for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
+            Touch(x0 + BitGrid::Lowest(left), y);
         }
     }
+    FetchTraces();
     while (!waiting_.IsEmpty()) {
         const WaitingPixels::Position at = waiting_.TakeLast();
         Retrace({at.x, at.y});
     }
+    toFetch_.clear();
+}
+
+// What is no end any more goes first, whatever the order: an end that has come instead mostly takes the same pixels.
+void BranchTraces::RemoveEnds() {
+    for (const WordPixels& change : skeleton_.EndChanges()) {
+        __builtin_prefetch(&ends_[change.word]);
+        __builtin_prefetch(&lines_[change.word]);
+    }
+    for (const WordPixels& change : skeleton_.EndChanges()) {
+        Word gone = change.pixels & ends_[change.word].traced;
+        if (gone == 0) {
+            continue;
+        }
+        const int x0 = grid_.LeftOf(change.word);
+        const int y = grid_.RowOf(change.word);
+        for (; gone != 0; gone &= gone - 1) {
+            const Rank end = RankOf(x0 + BitGrid::Lowest(gone), y);
+            const std::int32_t number = FindTrace(change.word, end);
+            Release(traces_[static_cast<std::size_t>(number)]);
+            RemoveTrace(change.word, number);
+            TellAround(end);
+        }
+    }
+}
+
+void BranchTraces::Touch(int x, int y) {
+    if (waiting_.Add(x, y) && toFetch_.size() < kMostFetched) {
+        toFetch_.push_back({x, y});
+        const std::size_t word = grid_.WordAt(x, y);
+        __builtin_prefetch(&ends_[word]);
+        __builtin_prefetch(&lines_[word]);
+        __builtin_prefetch(&owner_[OwnerAt(x, y)]);
+    }
+}
+
+// The traces to be made again lie all over the picture and would be waited for one by one.
+void BranchTraces::FetchTraces() {
+    for (const PixelPosition end : toFetch_) {
+        const std::size_t word = grid_.WordAt(end.x, end.y);
+        if (ends_[word].first != 0) {
+            __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[word].first - 1)]);
+        }
+    }
+    toFetch_.clear();
 }
 
 // A trace begins at its end, whoever took that pixel, and takes all others that it comes to.
@@ -69,108 +116,158 @@ void BranchTraces::TouchTracesOf(std::size_t word, Word pixels, Rank before) {
         const int x = x0 + BitGrid::Lowest(pixels);
         const Rank owner = owner_[OwnerAt(x, y)];
         if (owner < before) {
-            Touch(owner);
+            TouchRank(owner);
         }
         if ((traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) < before) {
-            waiting_.Add(x, y);
+            Touch(x, y);
         }
     }
 }
 
-// A trace asks for pixels of lines next to its own, and for what is around these.
-void BranchTraces::TouchTracesAround(std::size_t word, Word changed, Rank before) {
+// A trace asks for pixels of lines next to its own, and for what is around these. Changes at the sides of a word, which
+// reach into the next, are dealt with at once; others together with those above and below.
+void BranchTraces::TouchAround(std::size_t word, Word changed, Rank before) {
+    if ((changed & (Word{3} | Word{3} << 62)) != 0) {
+        TouchAroundSides(word, changed, before);
+        return;
+    }
+    if (word - noted_.first >= kNotedRows) {
+        TouchNoted(before);
+        noted_.first = word - kNotedRows / 2;
+    }
+    const std::size_t row = word - noted_.first;
+    noted_.top = std::min(noted_.top, row);
+    noted_.bottom = std::max(noted_.bottom, row);
+    noted_.changed[row] |= changed;
+}
+
+void BranchTraces::TouchNoted(Rank before) {
+    // Two rows beyond are 0 on either side.
+    const std::size_t top = noted_.top;
+    const std::size_t bottom = noted_.bottom;
+    const Lines* at = &lines_[noted_.first + top];
+    Word askedAbove = 0;
+    Word asked = 0;
+    Word changedAbove = 0;
+    Word changed = 0;
+    for (std::size_t row = top; row < bottom + 5; ++row, ++at) {
+        // The row two further up is done with all that is asked for in the rows beside it.
+        const Word changedBelow = row <= bottom ? noted_.changed[row] : 0;
+        const Word askedBelow = (Wider(changedAbove | changed | changedBelow) & at[-1].All()) | changed;
+        const Word near = Wider(askedAbove | asked | askedBelow) & at[-2].taken;
+        if (near != 0) {
+            TouchTracesOf(noted_.first + row - 2, near, before);
+        }
+        askedAbove = asked;
+        asked = askedBelow;
+        changedAbove = changed;
+        changed = changedBelow;
+    }
+    if (top <= bottom) {
+        std::fill(noted_.changed.begin() + top, noted_.changed.begin() + bottom + 1, Word{0});
+    }
+    noted_.top = kNotedRows;
+    noted_.bottom = 0;
+}
+
+void BranchTraces::TouchAroundSides(std::size_t word, Word changed, Rank before) {
     const std::size_t strip = grid_.Strip();
     const Word beside = Wider(changed);
-    const Lines* at = &lines_[word];
-    std::array<Word, 3> asked{beside & at[-1].lines, (beside & at[0].lines) | changed, beside & at[1].lines};
-    std::array<Word, 3> near{Wider(asked[0]), Wider(asked[1]), Wider(asked[2])};
-    if ((changed & (Word{3} | Word{3} << 62)) != 0) {
-        std::array<Word, 3> west{};
-        std::array<Word, 3> east{};
-        for (std::size_t i = 0; i < 3; ++i) {
-            const Word askedWest = changed << 63 & lines_[word - strip - 1 + i].lines;
-            const Word askedEast = changed >> 63 & lines_[word + strip - 1 + i].lines;
-            west[i] = askedWest | askedWest >> 1 | asked[i] << 63;
-            east[i] = askedEast | askedEast << 1 | asked[i] >> 63;
-            near[i] |= askedWest >> 63 | askedEast << 63;
+    std::array<Word, 5> west{};
+    std::array<Word, 5> near{};
+    std::array<Word, 5> east{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t row = word - 1 + i;
+        const Word asked = (beside & lines_[row].All()) | (i == 1 ? changed : 0);
+        const Word askedWest = changed << 63 & lines_[row - strip].All();
+        const Word askedEast = changed >> 63 & lines_[row + strip].All();
+        for (std::size_t k = i; k < i + 3; ++k) {
+            west[k] |= askedWest | askedWest >> 1 | asked << 63;
+            near[k] |= Wider(asked) | askedWest >> 63 | askedEast << 63;
+            east[k] |= askedEast | askedEast << 1 | asked >> 63;
         }
-        TouchTracesNear(word - strip, west, before);
-        TouchTracesNear(word + strip, east, before);
     }
-    TouchTracesNear(word, near, before);
-}
-
-// The traces with pixels in the rows of what is given, or the rows next to these.
-void BranchTraces::TouchTracesNear(std::size_t word, const std::array<Word, 3>& near, Rank before) {
-    const std::array<Word, 5> rows{near[0], near[0] | near[1], near[0] | near[1] | near[2], near[1] | near[2], near[2]};
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        const Lines& at = lines_[word - 2 + i];
-        const Word taken = rows[i] & at.taken & ~at.mine;
-        if (taken != 0) {
-            TouchTracesOf(word - 2 + i, taken, before);
+    const auto touch = [&](std::size_t at, Word pixels) {
+        if ((pixels & lines_[at].taken) != 0) {
+            TouchTracesOf(at, pixels & lines_[at].taken, before);
         }
+    };
+    for (std::size_t i = 0; i < 5; ++i) {
+        touch(word - strip - 2 + i, west[i]);
+        touch(word - 2 + i, near[i]);
+        touch(word + strip - 2 + i, east[i]);
     }
 }
 
 void BranchTraces::Retrace(PixelPosition end) {
+    if (!skeleton_.IsEnd(end.x, end.y)) {
+        return;  // waited before it was removed
+    }
     const std::size_t word = grid_.WordAt(end.x, end.y);
     const Rank rank = RankOf(end.x, end.y);
-    const bool wasTraced = (lines_[word].traced & StripGrid::Bit(end.x)) != 0;
-    const bool isEnd = skeleton_.IsEnd(end.x, end.y);
-    if (!wasTraced && !isEnd) {
-        return;
-    }
+    const bool wasTraced = (ends_[word].traced & StripGrid::Bit(end.x)) != 0;
     const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     if (wasTraced) {
         Release(trace);
     }
-    if (isEnd) {
-        Follow(end, rank);
-        Keep(word, trace);
-    } else {
-        RemoveTrace(word, number);
-    }
+    Follow(end, rank);
+    Keep(word, trace);
     TellAround(rank);
 }
 
 // What other traces have taken from it since is not its own any more.
 void BranchTraces::Release(const Trace& trace) {
-    const auto release = [&](PixelPosition at) {
-        if (owner_[OwnerAt(at.x, at.y)] == trace.end) {
-            const std::size_t word = grid_.WordAt(at.x, at.y);
-            lines_[word].taken &= ~StripGrid::Bit(at.x);
-            AddTo(released_, word, StripGrid::Bit(at.x));
-        }
-    };
     const TracePath::Code* path =
         trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
-    TracePath::ForEach(PositionOf(trace.end), path, trace.size, release);
+    for (TracePath::Walk walk(PositionOf(trace.end), path, trace.size); walk.Next();) {
+        const PixelPosition at = walk.At();
+        Rank& owner = owner_[OwnerAt(at.x, at.y)];
+        if (owner != trace.end) {
+            continue;
+        }
+        const std::size_t word = grid_.WordAt(at.x, at.y);
+        const Word bit = StripGrid::Bit(at.x);
+        Lines& lines = lines_[word];
+        if ((lines.taken & bit) == 0) {
+            owner = kNobody;  // not of a line any more
+            continue;
+        }
+        lines.taken ^= bit;
+        lines.left |= bit;
+        if (released_.empty() || released_.back().word != word) {
+            released_.push_back({word, 0});
+        }
+        released_.back().pixels |= bit;
+    }
 }
 
 // Which of the pixels around are of a line and there for the trace of an end; bit i stands for kAround[i].
-unsigned BranchTraces::OpenAround(int x, int y, Rank end) const {
-    const int bit = x & 63;
+inline unsigned BranchTraces::OpenAround(int x, int y, Rank end) const {
     const Lines* at = &lines_[grid_.WordAt(x, y)];
-    const auto three = [&](Word west, Word centre, Word east) {
-        const Word bits = bit == 0 ? centre << 1 | west >> 63 : centre >> (bit - 1) | (bit == 63 ? east << 2 : 0);
-        return static_cast<unsigned>(bits & 7u);
-    };
+    const int bit = x & 63;
     unsigned open = 0;
-    unsigned byOthers = 0;
-    const bool isInside = bit != 0 && bit != 63;
-    const auto strip = static_cast<std::ptrdiff_t>(isInside ? 0 : grid_.Strip());
-    for (int row = 0; row < 3; ++row) {
-        const Lines* centre = at + row - 1;
-        const auto left = [&](const Lines* words) { return words->lines & ~words->mine; };
-        const auto taken = [&](const Lines* words) { return words->taken & ~words->mine; };
-        open |= three(left(centre - strip), left(centre), left(centre + strip)) << 3 * row;
-        byOthers |= three(taken(centre - strip), taken(centre), taken(centre + strip)) << 3 * row;
+    unsigned taken = 0;
+    if (bit != 0 && bit != 63) {
+        const auto three = [&](Word words) { return static_cast<unsigned>(words >> (bit - 1) & 7u); };
+        open = three(at[-1].left) | three(at[0].left) << 3 | three(at[1].left) << 6;
+        taken = three(at[-1].taken) | three(at[0].taken) << 3 | three(at[1].taken) << 6;
+    } else {
+        const auto three = [&](const Lines* row, Word Lines::*kind) {
+            const Lines* beside = bit == 0 ? row - grid_.Strip() : row + grid_.Strip();
+            const Word bits =
+                bit == 0 ? (row->*kind << 1 & 6u) | beside->*kind >> 63 : row->*kind >> 62 | (beside->*kind << 2 & 4u);
+            return static_cast<unsigned>(bits);
+        };
+        for (int row = 0; row < 3; ++row) {
+            open |= three(at + row - 1, &Lines::left) << 3 * row;
+            taken |= three(at + row - 1, &Lines::taken) << 3 * row;
+        }
     }
-    for (unsigned asked = open & byOthers; asked != 0; asked &= asked - 1) {
-        const int i = __builtin_ctz(asked);
-        if (owner_[OwnerAt(x + i % 3 - 1, y + i / 3 - 1)] > end) {
-            open &= ~(1u << i);
+    for (; taken != 0; taken &= taken - 1) {
+        const int i = __builtin_ctz(taken);
+        if (owner_[OwnerAt(x + i % 3 - 1, y + i / 3 - 1)] < end) {
+            open |= 1u << i;
         }
     }
     return (open & 15u) | (open >> 5 << 4);
@@ -191,54 +288,68 @@ unsigned BranchTraces::BeyondAround(int x, int y) const {
 }
 
 // What a trace of an end before this one took is taken from it, and that trace made again later on.
-void BranchTraces::Take(PixelPosition at, Rank end) {
+inline void BranchTraces::Take(PixelPosition at, Rank end) {
     const std::size_t word = grid_.WordAt(at.x, at.y);
     const Word bit = StripGrid::Bit(at.x);
     Lines& lines = lines_[word];
     Rank& owner = owner_[OwnerAt(at.x, at.y)];
-    const bool isTaken = (lines.taken & bit) != 0;
-    if ((lines.mine & bit) != 0 || (isTaken && owner > end)) {
-        return;
-    }
-    if (isTaken) {
-        Touch(owner);
+    bool isFresh = owner != end;
+    if ((lines.left & bit) == 0) {
+        if ((lines.mine & bit) != 0 || owner > end) {
+            return;
+        }
+        isFresh = true;
+        TouchRank(owner);
     }
     if ((lines.traced & bit) != 0 && RankOf(at.x, at.y) != end) {
-        waiting_.Add(at.x, at.y);
+        Touch(at.x, at.y);
     }
-    if (isTaken || owner != end) {
-        AddTo(fresh_, word, bit);
+    if (taken_.empty() || taken_.back().word != word) {
+        taken_.push_back({word, 0});
     }
+    taken_.back().pixels |= isFresh ? bit : 0;
     owner = end;
-    lines.taken |= bit;
+    lines.left &= ~bit;
+    lines.taken &= ~bit;
     lines.mine |= bit;
-    AddTo(taken_, word, bit);
     path_.Add(at);
 }
 
 void BranchTraces::Follow(PixelPosition end, Rank rank) {
     path_.Begin(end);
     counts_.assign(1, 0);
-    stack_.assign(1, end);
+    PixelPosition at = end;
+    unsigned open = OpenAround(at.x, at.y, rank);
     while (true) {
-        const PixelPosition at = stack_.back();
-        stack_.pop_back();
         Take(at, rank);
         ++counts_.back();
-        const std::size_t before = stack_.size();
-        for (unsigned open = OpenAround(at.x, at.y, rank); open != 0; open &= open - 1) {
+        bool goesOn = false;
+        PixelPosition next = at;
+        unsigned openAtNext = 0;
+        for (; open != 0; open &= open - 1) {
             const Step& step = kAround[static_cast<std::size_t>(__builtin_ctz(open))];
             const PixelPosition near{at.x + step.dx, at.y + step.dy};
+            const unsigned openThere = OpenAround(near.x, near.y, rank);
             // The next pixel of a line has one thing around it: what lies ahead.
-            if (kNeighbourGroups[OpenAround(near.x, near.y, rank) | BeyondAround(near.x, near.y)] == 1) {
-                stack_.push_back(near);
+            if (kNeighbourGroups[openThere | BeyondAround(near.x, near.y)] == 1) {
+                if (goesOn) {
+                    stack_.push_back(next);
+                }
+                goesOn = true;
+                next = near;
+                openAtNext = openThere;
             }
         }
-        if (stack_.empty()) {
-            return;
-        }
-        if (stack_.size() == before) {
+        at = next;
+        open = openAtNext;
+        if (!goesOn) {
+            if (stack_.empty()) {
+                return;
+            }
             counts_.push_back(0);
+            at = stack_.back();
+            stack_.pop_back();
+            open = OpenAround(at.x, at.y, rank);
         }
     }
 }
@@ -246,32 +357,39 @@ void BranchTraces::Follow(PixelPosition end, Rank rank) {
 // Passes on what the trace takes now and did not take before, or the other way round.
 void BranchTraces::TellAround(Rank end) {
     for (const WordPixels& own : released_) {
-        const Lines& at = lines_[own.word];
-        const Word left = own.pixels & ~at.mine;
-        const int x0 = grid_.LeftOf(own.word);
-        const int y = grid_.RowOf(own.word);
-        for (Word bits = left; bits != 0; bits &= bits - 1) {
-            const int x = x0 + BitGrid::Lowest(bits);
-            // A pixel may have been stale: it is taken again by nobody but this trace.
-            Rank& owner = owner_[OwnerAt(x, y)];
-            owner = kNobody;
-            if ((at.traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) != end) {
-                waiting_.Add(x, y);
-            }
-        }
+        const Word left = own.pixels & ~lines_[own.word].mine;
         if (left != 0) {
-            TouchTracesAround(own.word, left, end);
+            Leave(own.word, left);
+            TouchAround(own.word, left, end);
         }
-    }
-    for (const WordPixels& own : fresh_) {
-        TouchTracesAround(own.word, own.pixels, end);
     }
     for (const WordPixels& own : taken_) {
+        if (own.pixels != 0) {
+            TouchAround(own.word, own.pixels, end);
+        }
+    }
+    TouchNoted(end);
+    for (const WordPixels& own : taken_) {
+        lines_[own.word].taken |= lines_[own.word].mine;
         lines_[own.word].mine = 0;
     }
     released_.clear();
-    fresh_.clear();
     taken_.clear();
+}
+
+// The trace of an end that it took the pixel of takes that itself now.
+void BranchTraces::Leave(std::size_t word, Word pixels) {
+    const int x0 = grid_.LeftOf(word);
+    const int y = grid_.RowOf(word);
+    const Word traced = lines_[word].traced;
+    for (; pixels != 0; pixels &= pixels - 1) {
+        const int x = x0 + BitGrid::Lowest(pixels);
+        Rank& owner = owner_[OwnerAt(x, y)];
+        if ((traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) != owner) {
+            Touch(x, y);
+        }
+        owner = kNobody;
+    }
 }
 
 std::int32_t BranchTraces::FindTrace(std::size_t word, Rank end) const {
@@ -294,7 +412,10 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     trace.size = 0;
     trace.next = ends_[word].first;
     ends_[word].first = number + 1;
-    lines_[word].traced |= StripGrid::Bit(PositionOf(end).x);
+    const PixelPosition at = PositionOf(end);
+    lines_[word].traced |= StripGrid::Bit(at.x);
+    ends_[word].traced |= StripGrid::Bit(at.x);
+    rowsWithEnds_[TileAt(at.x, at.y)] |= StripGrid::Bit(at.y);
     return number;
 }
 
@@ -306,9 +427,13 @@ void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
     }
     *link = trace.next;
     unused_.push_back(number);
-    const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
-    lines_[word].traced &= ~bit;
-    ends_[word].isLong &= ~bit;
+    const PixelPosition at = PositionOf(trace.end);
+    lines_[word].traced &= ~StripGrid::Bit(at.x);
+    ends_[word].traced &= ~StripGrid::Bit(at.x);
+    ends_[word].isLong &= ~StripGrid::Bit(at.x);
+    if (ends_[word].traced == 0) {
+        rowsWithEnds_[TileAt(at.x, at.y)] &= ~StripGrid::Bit(at.y);
+    }
     Forget(word, trace);
 }
 
@@ -333,12 +458,11 @@ void BranchTraces::Keep(std::size_t word, Trace& trace) {
         ends.forks |= bit;
         forkCounts_[trace.end] = counts_;
     }
-    const std::vector<TracePath::Code>& codes = path_.Codes();
-    trace.size = codes.size();
+    trace.size = path_.Size();
     if (trace.size <= Trace::kStepsAtHand) {
-        std::copy(codes.begin(), codes.end(), trace.path.begin());
+        std::copy_n(path_.Codes(), trace.size, trace.path.begin());
     } else {
-        longPaths_[trace.end] = codes;
+        longPaths_[trace.end].assign(path_.Codes(), path_.Codes() + trace.size);
     }
 }
 
@@ -346,35 +470,54 @@ void BranchTraces::Keep(std::size_t word, Trace& trace) {
 // What is left over when there are no more ends marks the map's first pixel.
 MarkedBranches BranchTraces::MarkFound() {
     MarkedBranches marked;
-    late_.clear();
+    longOnes_.clear();
+    std::size_t next = 0;
+    std::size_t ends = 0;
+    std::size_t forks = 0;
     for (const FoundEnds& found : found_) {
-        const Ends& ends = ends_[grid_.WordAt(found.x0, found.y)];
-        const bool isPlain = late_.empty() && (ends.forks & found.ends) == 0;
-        Word left = isPlain ? found.ends & ends.isLong : found.ends;
-        while (left != 0) {
-            const PixelPosition at{found.x0 + 63 - __builtin_clzll(left), found.y};
-            left ^= StripGrid::Bit(at.x);
-            if (isPlain || IsMarkedLate(at, ends)) {
-                marked.ends.push_back(at);
+        forks += NoteLongOnes(found, ends + forks);
+        const std::size_t before = ends;
+        ends += static_cast<std::size_t>(__builtin_popcountll(found.ends));
+        Word left = found.ends;
+        for (std::size_t end = before; next < longOnes_.size() && longOnes_[next] < ends; ++next) {
+            for (; end < longOnes_[next]; ++end) {
+                left ^= Highest(left);
             }
+            marked.ends.push_back({found.x0 + BitGrid::Lowest(Highest(left)), found.y});
         }
     }
-    marked.mapOrigin = std::find(late_.begin(), late_.end(), true) != late_.end();
+    marked.mapOrigin = next < longOnes_.size();
     return marked;
 }
 
-// Whether an end is marked when counts of those before it are left over.
-bool BranchTraces::IsMarkedLate(PixelPosition end, const Ends& ends) {
-    if ((ends.forks & StripGrid::Bit(end.x)) == 0) {
-        late_.push_back((ends.isLong & StripGrid::Bit(end.x)) != 0);
-    } else {
-        for (const std::int32_t count : forkCounts_[RankOf(end.x, end.y)]) {
-            late_.push_back(count > limitPx_);
+// Notes the numbers, from `number` on, of the counts above the limit; returns how many more counts than ends there are.
+std::size_t BranchTraces::NoteLongOnes(const FoundEnds& found, std::size_t number) {
+    const Ends& ends = ends_[found.word];
+    if ((ends.forks & found.ends) == 0) {
+        for (Word left = ends.isLong & found.ends; left != 0; left ^= Highest(left)) {
+            const Word further = found.ends & ~(Highest(left) | (Highest(left) - 1));
+            longOnes_.push_back(number + static_cast<std::size_t>(__builtin_popcountll(further)));
+        }
+        return 0;
+    }
+    const std::size_t first = number;
+    for (Word left = found.ends; left != 0; left ^= Highest(left)) {
+        const int x = found.x0 + BitGrid::Lowest(Highest(left));
+        if ((ends.forks & Highest(left)) == 0) {
+            if ((ends.isLong & Highest(left)) != 0) {
+                longOnes_.push_back(number);
+            }
+            ++number;
+            continue;
+        }
+        for (const std::int32_t count : forkCounts_[RankOf(x, found.y)]) {
+            if (count > limitPx_) {
+                longOnes_.push_back(number);
+            }
+            ++number;
         }
     }
-    const bool isMarked = late_.front();
-    late_.pop_front();
-    return isMarked;
+    return number - first - static_cast<std::size_t>(__builtin_popcountll(found.ends));
 }
 
 }  // namespace Korvane

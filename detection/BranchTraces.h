@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <unordered_map>
 #include <vector>
 
@@ -35,10 +34,7 @@ public:
     void Update();
 
     /// Whether a pixel is of a line and no trace takes it away.
-    bool IsLineLeft(int x, int y) const {
-        const Lines& at = lines_[grid_.WordAt(x, y)];
-        return (at.lines & ~at.taken & StripGrid::Bit(x)) != 0;
-    }
+    bool IsLineLeft(int x, int y) const { return (lines_[grid_.WordAt(x, y)].left & StripGrid::Bit(x)) != 0; }
 
     /// The same for the pixels in row y from column 64 * column on.
     Word LinesLeftIn(int column, int y) const {
@@ -51,8 +47,8 @@ public:
         int x0;
         int y0;
     };
-    /// Marks long branches among the ends in the tiles that are bits of isWanted(tile, y), a word for a row of the
-    /// tile; whose lines no other ends' traces may reach. Cost: the rows of the tiles, and the ends found.
+    /// Marks long branches among the ends in the tiles that are bits of isWanted(tile, row), a word for a row of
+    /// the tile; whose lines no other ends' traces may reach. Cost: the rows of the tiles, and the ends found.
     template <typename IsWanted>
     MarkedBranches Marked(std::vector<Tile> tiles, IsWanted isWanted);
 
@@ -62,12 +58,14 @@ private:
     static constexpr Rank kNobody = UINT32_MAX;
 
     struct Lines {
-        Word lines;
-        Word taken;   // by some trace
-        Word mine;    // by the trace that is being made; else 0
+        Word left;
+        Word taken;   // by a trace, but the one that is being made
+        Word mine;    // taken by that one
         Word traced;  // ends with a trace
+        Word All() const { return left | taken | mine; }
     };
     struct Ends {
+        Word traced;
         Word isLong;         // those whose first line is longer than the limit
         Word forks;          // those with more than one
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
@@ -81,9 +79,18 @@ private:
         std::array<TracePath::Code, kStepsAtHand> path;
     };
     struct FoundEnds {
+        std::size_t word;
         int x0;
         int y;
         Word ends;
+    };
+    static constexpr std::size_t kNotedRows = 64;
+    /// Changes in words above each other.
+    struct NotedChanges {
+        std::size_t first = 0;  // word of the first row
+        std::size_t top = kNotedRows;
+        std::size_t bottom = 0;
+        std::array<Word, kNotedRows> changed{};
     };
 
     Rank RankOf(int x, int y) const { return static_cast<Rank>(y) << rankShift_ | static_cast<Rank>(x); }
@@ -91,19 +98,26 @@ private:
         const Rank y = rank >> rankShift_;
         return {static_cast<int>(rank ^ y << rankShift_), static_cast<int>(y)};
     }
+    std::size_t TileAt(int x, int y) const {
+        return static_cast<std::size_t>(y >> 6) * tilesPerRow_ + static_cast<std::size_t>(x >> 6);
+    }
     // Owners lie in blocks of 4 x 4, a cache line each.
     std::size_t OwnerAt(int x, int y) const {
         const std::size_t block = static_cast<std::size_t>(y >> 2) * blocksPerRow_ + static_cast<std::size_t>(x >> 2);
         return block << 4 | static_cast<std::size_t>((y & 3) << 2 | (x & 3));
     }
-    void Touch(Rank end) {
+    void Touch(int x, int y);
+    void TouchRank(Rank end) {
         const PixelPosition at = PositionOf(end);
-        waiting_.Add(at.x, at.y);
+        Touch(at.x, at.y);
     }
+    void FetchTraces();
     void TouchTracesOf(std::size_t word, Word pixels, Rank before);
-    void TouchTracesAround(std::size_t word, Word changed, Rank before);
-    void TouchTracesNear(std::size_t word, const std::array<Word, 3>& near, Rank before);
+    void TouchAround(std::size_t word, Word changed, Rank before);
+    void TouchAroundSides(std::size_t word, Word changed, Rank before);
+    void TouchNoted(Rank before);
 
+    void RemoveEnds();
     void Retrace(PixelPosition end);
     void Release(const Trace& trace);
     void Follow(PixelPosition end, Rank rank);
@@ -111,6 +125,7 @@ private:
     unsigned OpenAround(int x, int y, Rank end) const;
     unsigned BeyondAround(int x, int y) const;
     void TellAround(Rank end);
+    void Leave(std::size_t word, Word pixels);
 
     std::int32_t FindTrace(std::size_t word, Rank end) const;
     std::int32_t AddTrace(std::size_t word, Rank end);
@@ -118,10 +133,10 @@ private:
     void Keep(std::size_t word, Trace& trace);
     void Forget(std::size_t word, const Trace& trace);
     MarkedBranches MarkFound();
-    bool IsMarkedLate(PixelPosition end, const Ends& ends);
+    std::size_t NoteLongOnes(const FoundEnds& found, std::size_t number);
 
     const NetworkSkeleton& skeleton_;
-    const StripGrid& grid_;
+    const StripGrid grid_;
     int width_;
     int height_;
     int limitPx_;
@@ -129,23 +144,27 @@ private:
     std::size_t blocksPerRow_;
     ZeroedArray<Lines> lines_;
     ZeroedArray<Ends> ends_;
-    ZeroedArray<Rank> owner_;  // end whose trace took the pixel; kNobody where one took it and left it again
+    std::size_t tilesPerRow_;
+    ZeroedArray<Word> rowsWithEnds_;  // per tile
+    ZeroedArray<Rank> owner_;         // end whose trace took the pixel; kNobody where one took it and left it again
     std::vector<Trace> traces_;
     std::vector<std::int32_t> unused_;  // traces without an end
     std::unordered_map<Rank, std::vector<TracePath::Code>> longPaths_;
     std::unordered_map<Rank, std::vector<std::int32_t>> forkCounts_;  // one for each line that ended
 
     WaitingPixels waiting_;
+    static constexpr std::size_t kMostFetched = 1024;
+    std::vector<PixelPosition> toFetch_;
     // Of the trace that is being made.
     TracePath path_;
     std::vector<std::int32_t> counts_;
     std::vector<PixelPosition> stack_;
     std::vector<WordPixels> released_;
-    std::vector<WordPixels> taken_;  // which may have been its own before
-    std::vector<WordPixels> fresh_;  // which were not
+    std::vector<WordPixels> taken_;  // words with pixels taken, and those of them that are new to it
+    NotedChanges noted_;
     // Of the ends that are being marked, last one first.
     std::vector<FoundEnds> found_;
-    std::deque<bool> late_;  // whether counts that are left over are above the limit
+    std::vector<std::size_t> longOnes_;  // numbers of counts above the limit
 };
 
 template <typename IsWanted>
@@ -154,13 +173,21 @@ MarkedBranches BranchTraces::Marked(std::vector<Tile> tiles, IsWanted isWanted) 
               [](const Tile& a, const Tile& b) { return a.y0 != b.y0 ? a.y0 > b.y0 : a.x0 > b.x0; });
     found_.clear();
     for (auto first = tiles.begin(); first != tiles.end();) {
-        const auto last = std::find_if(first, tiles.end(), [&](const Tile& tile) { return tile.y0 != first->y0; });
-        for (int y = std::min(first->y0 + 64, height_) - 1; y >= first->y0; --y) {
+        auto last = first;
+        Word rows = 0;
+        for (; last != tiles.end() && last->y0 == first->y0; ++last) {
+            rows |= rowsWithEnds_[TileAt(last->x0, last->y0)];
+        }
+        for (int row = 63; row >= 0; --row) {
+            if ((rows >> row & 1u) == 0) {
+                continue;
+            }
             for (auto tile = first; tile != last; ++tile) {
-                const Word traced = lines_[grid_.WordAt(tile->x0, y)].traced;
-                const Word ends = traced != 0 ? traced & isWanted(*tile, y) : 0;
+                const std::size_t word = grid_.WordAt(tile->x0, tile->y0 + row);
+                const Word traced = ends_[word].traced;
+                const Word ends = traced != 0 ? traced & isWanted(*tile, row) : 0;
                 if (ends != 0) {
-                    found_.push_back({tile->x0, y, ends});
+                    found_.push_back({word, tile->x0, tile->y0 + row, ends});
                 }
             }
         }

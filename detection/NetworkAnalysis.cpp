@@ -59,8 +59,8 @@ MarkedBranches NetworkAnalysis::MarkBranches() {
     for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
         tiles_.push_back({tile.x0, tile.y0});
     }
-    return traces_.Marked(tiles_, [&](const BranchTraces::Tile& tile, int y) {
-        return touched_.VisitedIn(tile.x0 / NetworkTiles::kSide, y);
+    return traces_.Marked(tiles_, [&](const BranchTraces::Tile& tile, int row) {
+        return touched_.VisitedIn(tile.x0 / NetworkTiles::kSide, tile.y0 + row);
     });
 }
 

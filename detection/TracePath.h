@@ -16,44 +16,60 @@ public:
     using Code = std::uint8_t;
 
     void Begin(PixelPosition end) {
-        codes_.clear();
+        size_ = 0;
         last_ = end;
     }
     void Add(PixelPosition at) {
-        const int dx = at.x - last_.x;
-        const int dy = at.y - last_.y;
+        if (size_ + kLongestCode > codes_.size()) {
+            codes_.resize(2 * codes_.size() + kLongestCode);
+        }
+        const int dx = at.x - last_.x + kReach;
+        const int dy = at.y - last_.y + kReach;
         last_ = at;
-        if (dx > -kReach && dx < kReach && dy > -kReach && dy < kReach) {
-            codes_.push_back(static_cast<Code>((dy + kReach) * 16 + dx + kReach));
+        if (dx > 0 && dx < 2 * kReach && dy > 0 && dy < 2 * kReach) {
+            codes_[size_++] = static_cast<Code>(dy * 16 + dx);
             return;
         }
-        const std::size_t size = codes_.size();
-        codes_.resize(size + 1 + sizeof(PixelPosition), kFar);
-        std::memcpy(codes_.data() + size + 1, &at, sizeof(at));
+        codes_[size_] = kFar;
+        std::memcpy(codes_.data() + size_ + 1, &at, sizeof(at));
+        size_ += kLongestCode;
     }
-    const std::vector<Code>& Codes() const { return codes_; }
+    const Code* Codes() const { return codes_.data(); }
+    std::size_t Size() const { return size_; }
 
-    /// Calls visit(position) for each pixel of a path from an end.
-    template <typename Visit>
-    static void ForEach(PixelPosition end, const Code* codes, std::size_t size, Visit visit) {
-        PixelPosition at = end;
-        for (std::size_t i = 0; i < size; ++i) {
-            if (codes[i] == kFar) {
-                std::memcpy(&at, codes + i + 1, sizeof(at));
-                i += sizeof(at);
-            } else {
-                at.x += codes[i] % 16 - kReach;
-                at.y += codes[i] / 16 - kReach;
+    /// Goes through the pixels of a path from an end.
+    class Walk {
+    public:
+        Walk(PixelPosition end, const Code* codes, std::size_t size) : at_(end), next_(codes), last_(codes + size) {}
+        bool Next() {
+            if (next_ == last_) {
+                return false;
             }
-            visit(at);
+            const Code code = *next_++;
+            if (code == kFar) {
+                std::memcpy(&at_, next_, sizeof(at_));
+                next_ += sizeof(at_);
+            } else {
+                at_.x += code % 16 - kReach;
+                at_.y += code / 16 - kReach;
+            }
+            return true;
         }
-    }
+        PixelPosition At() const { return at_; }
+
+    private:
+        PixelPosition at_;
+        const Code* next_;
+        const Code* last_;
+    };
 
 private:
     static constexpr int kReach = 8;
     static constexpr Code kFar = 0;  // the position follows
+    static constexpr std::size_t kLongestCode = 1 + sizeof(PixelPosition);
 
     std::vector<Code> codes_;
+    std::size_t size_ = 0;
     PixelPosition last_{0, 0};
 };
 

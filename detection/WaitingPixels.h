@@ -30,17 +30,18 @@ public:
 
     bool IsEmpty() const { return count_ == 0; }
 
-    /// No change where the pixel waits already.
-    void Add(int x, int y) {
+    /// Whether the pixel does not wait already.
+    bool Add(int x, int y) {
         Word& word = waiting_[grid_.WordAt(x, y)];
         if ((word & StripGrid::Bit(x)) != 0) {
-            return;
+            return false;
         }
         word |= StripGrid::Bit(x);
         strips_[MaskAt(x, y)] |= StripGrid::Bit(x >> 6);
         rows_[static_cast<std::size_t>(y >> 6)] |= StripGrid::Bit(y);
         last_ = std::max(last_, y);
         ++count_;
+        return true;
     }
 
     /// Some pixel has to wait.

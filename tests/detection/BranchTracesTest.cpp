@@ -84,10 +84,10 @@ void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, Br
         for (int x = 0; x < part.cols; ++x) plane.At(x, y) = isLine(x, y) ? 1 : 0;
     }
     const Korvane::MarkedBranches expected = Korvane::PruneBranches(plane, limit);
-    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](const BranchTraces::Tile& tile, int y) {
+    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](const BranchTraces::Tile& tile, int row) {
         Korvane::StripGrid::Word wanted = 0;
         for (int x = tile.x0; x < std::min(tile.x0 + 64, part.cols); ++x) {
-            wanted |= part.at<uchar>(y, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
+            wanted |= part.at<uchar>(tile.y0 + row, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
         }
         return wanted;
     });
