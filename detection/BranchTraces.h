@@ -37,10 +37,7 @@ public:
     bool IsLineLeft(int x, int y) const { return (lines_[grid_.WordAt(x, y)].left & StripGrid::Bit(x)) != 0; }
 
     /// The same for the pixels in row y from column 64 * column on.
-    Word LinesLeftIn(int column, int y) const {
-        const Lines& at = lines_[grid_.WordAt(column * 64, y)];
-        return at.lines & ~at.taken;
-    }
+    Word LinesLeftIn(int column, int y) const { return lines_[grid_.WordAt(column * 64, y)].left; }
 
     /// 64 pixels each way from (x0, y0), both multiples of 64.
     struct Tile {
