@@ -106,6 +106,22 @@ void ExpectPiecesByLooking(NetworkTiles& tiles, const Map& map) {
     }
 }
 
+void ExpectPatchesAround(const NetworkTiles& tiles, const Map& map) {
+    const int width = static_cast<int>(map[0].size());
+    const int height = static_cast<int>(map.size());
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            bool expected = false;
+            for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height - 1); ++v) {
+                for (int u = std::max(x - 1, 0); u <= std::min(x + 1, width - 1); ++u) {
+                    expected = expected || map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] == kPatch;
+                }
+            }
+            ASSERT_EQ(tiles.IsPatchAround(x, y), expected) << "column " << x << ", row " << y;
+        }
+    }
+}
+
 TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
     for (std::uint32_t seed = 1; seed <= 40; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
@@ -143,6 +159,7 @@ TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
                 }
             }
             ExpectPiecesByLooking(tiles, map);
+            ExpectPatchesAround(tiles, map);
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
