@@ -77,7 +77,8 @@ void NetworkTiles::AddPatch(int tileColumn, int y, Word pixels) {
 void NetworkTiles::AddRegion(int tileColumn, int y, Word pixels) {
     const std::int32_t tile = TileOf(tileColumn, y);
     BitsOf(tile).region[RowOf(y)] |= pixels;
-    RegionChanged(tile);
+    tiles_[static_cast<std::size_t>(tile)].stale = true;
+    NoteRegionChange(tile);
 }
 
 bool NetworkTiles::IsPatchAround(int x, int y) const {
@@ -98,14 +99,15 @@ bool NetworkTiles::IsPatchAround(int x, int y) const {
 }
 
 void NetworkTiles::TurnPatch(PieceAt at) {
-    const Piece& piece = Get(at);
+    Piece& piece = Get(at);
     const Word* rows = RowsOf(at);
     Bits& bits = BitsOf(at.tile);
+    piece.isPatch = false;
     for (std::size_t y = piece.y0; y <= piece.y1; ++y) {
         bits.region[y] |= rows[y - piece.y0];
         bits.patch[y] &= ~rows[y - piece.y0];
     }
-    RegionChanged(at.tile);
+    NoteRegionChange(at.tile);
 }
 
 void NetworkTiles::ClearRegion(const PixelRun& run) {
@@ -115,14 +117,14 @@ void NetworkTiles::ClearRegion(const PixelRun& run) {
         if (bits != 0) {
             at.region[row] &= ~bits;
             at.patch[row] |= bits;
-            RegionChanged(tile);
+            tiles_[static_cast<std::size_t>(tile)].stale = true;
+            NoteRegionChange(tile);
         }
     });
 }
 
-void NetworkTiles::RegionChanged(std::int32_t tile) {
+void NetworkTiles::NoteRegionChange(std::int32_t tile) {
     Tile& changed = tiles_[static_cast<std::size_t>(tile)];
-    changed.stale = true;
     if (!changed.isToTake) {
         changed.isToTake = true;
         toTake_.push_back(tile);
@@ -143,6 +145,9 @@ void NetworkTiles::FindPieces(std::int32_t number) {
     Bits& bits = BitsOf(number);
     tile.stale = false;
     if (bits.region == bits.regionBefore && bits.patch == bits.patchBefore) {
+        for (std::size_t i = static_cast<std::size_t>(tile.regions); i < tile.pieces.size(); ++i) {
+            tile.pieces[i].isPatch = true;  // turned, and cleared again
+        }
         return;
     }
     pieces_.clear();
@@ -190,6 +195,7 @@ void NetworkTiles::Keep(const Tile& tile, std::size_t number, Rows& left) {
     keptAs_[number] = static_cast<std::int32_t>(pieces_.size());
     pieces_.push_back(tile.pieces[number]);
     Piece& piece = pieces_.back();
+    piece.isPatch = number >= static_cast<std::size_t>(tile.regions);
     const Word* rows = tile.rows.data() + piece.rows;
     piece.rows = static_cast<std::uint16_t>(rowCount_);
     const auto count = static_cast<std::size_t>(piece.y1 - piece.y0 + 1);

@@ -12,7 +12,11 @@
 namespace Korvane {
 
 /// Two kinds of pixels of a picture, regions and patches, cut into tiles of 64 x 64 and there into pieces: what hangs
-/// together, 8-connected, within the tile and is of one kind. Floods then go from piece to piece.
+/// together, 8-connected, within the tile and is of one kind. Floods then go from piece to piece: to those that are
+/// linked in the same tile and those across its sides.
+///
+/// A patch that becomes a region joins the regions around it only when the tile's pieces are found again for some other
+/// reason; until then they are pieces of one region that are linked.
 ///
 /// The pieces of a tile are found when they are asked for, and again only when the tile's pixels are not those of the
 /// last time; then those with changed pixels in or beside them: what is changed and changed back in between costs a
@@ -26,7 +30,7 @@ public:
         Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
         Word columns;                   // those that it has pixels in
         std::uint16_t rows;             // where its rows are, from y0 on
-        std::uint16_t links;            // where its neighbours of the other kind in the same tile are
+        std::uint16_t links;            // where its neighbours in the same tile are
         std::uint16_t linkCount;
         std::uint8_t y0, y1;
         bool isPatch;
@@ -50,7 +54,8 @@ public:
     Word RegionsIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).region[RowOf(y)]; }
     /// Whether a patch has a pixel among the nine around (x, y).
     bool IsPatchAround(int x, int y) const;
-    /// Makes a region of the pixels of a piece that is a patch. The tile's pieces stay as they are until Refresh.
+    /// Makes a region of the pixels of a piece that is a patch. The piece stays, and stays linked to those around it,
+    /// which are of its kind then.
     void TurnPatch(PieceAt at);
     /// Makes patches of the region's pixels in a run.
     void ClearRegion(const PixelRun& run);
@@ -104,7 +109,7 @@ public:
     /// Calls visit(place, piece) for the pieces in other tiles that a piece is 8-connected with, of either kind.
     template <typename Visit>
     void ForEachInOtherTiles(PieceAt at, Visit visit);
-    /// The same for those of the other kind in the same tile.
+    /// The same for those in the same tile.
     template <typename Visit>
     void ForEachLinked(PieceAt at, Visit visit);
 
@@ -130,7 +135,7 @@ private:
         std::int32_t piece;
     };
     struct Tile {
-        std::vector<Piece> pieces;  // regions first
+        std::vector<Piece> pieces;  // regions first, then what was a patch when it was found
         std::vector<Word> rows;
         std::vector<std::uint16_t> links;
         std::vector<AtSide> atSides;  // the pieces at one side after those of the other
@@ -148,7 +153,7 @@ private:
     static std::size_t RowOf(int y) { return static_cast<std::size_t>(y & (kSide - 1)); }
     Bits& BitsOf(std::int32_t tile) { return bits_[static_cast<std::size_t>(tile)]; }
     const Bits& BitsOf(std::int32_t tile) const { return bits_[static_cast<std::size_t>(tile)]; }
-    void RegionChanged(std::int32_t tile);
+    void NoteRegionChange(std::int32_t tile);
     void FindPieces(std::int32_t tile);
     KindCount FindPieces(const Tile& tile, const Rows& now, const Rows& before, bool arePatches);
     void Keep(const Tile& tile, std::size_t number, Rows& left);
