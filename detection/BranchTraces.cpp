@@ -1,7 +1,6 @@
 #include "BranchTraces.h"
 
 #include "BitGrid.h"
-#include "NeighbourGroups.h"
 
 namespace Korvane {
 namespace {
@@ -242,118 +241,6 @@ void BranchTraces::Release(const Trace& trace) {
     }
 }
 
-// Which of the pixels around are of a line and there for the trace of an end; bit i stands for kAround[i].
-inline unsigned BranchTraces::OpenAround(int x, int y, Rank end) const {
-    const Lines* at = &lines_[grid_.WordAt(x, y)];
-    const int bit = x & 63;
-    unsigned open = 0;
-    unsigned taken = 0;
-    if (bit != 0 && bit != 63) {
-        const auto three = [&](Word words) { return static_cast<unsigned>(words >> (bit - 1) & 7u); };
-        open = three(at[-1].left) | three(at[0].left) << 3 | three(at[1].left) << 6;
-        taken = three(at[-1].taken) | three(at[0].taken) << 3 | three(at[1].taken) << 6;
-    } else {
-        const auto three = [&](const Lines* row, Word Lines::*kind) {
-            const Lines* beside = bit == 0 ? row - grid_.Strip() : row + grid_.Strip();
-            const Word bits =
-                bit == 0 ? (row->*kind << 1 & 6u) | beside->*kind >> 63 : row->*kind >> 62 | (beside->*kind << 2 & 4u);
-            return static_cast<unsigned>(bits);
-        };
-        for (int row = 0; row < 3; ++row) {
-            open |= three(at + row - 1, &Lines::left) << 3 * row;
-            taken |= three(at + row - 1, &Lines::taken) << 3 * row;
-        }
-    }
-    for (; taken != 0; taken &= taken - 1) {
-        const int i = __builtin_ctz(taken);
-        if (owner_[OwnerAt(x + i % 3 - 1, y + i / 3 - 1)] < end) {
-            open |= 1u << i;
-        }
-    }
-    return (open & 15u) | (open >> 5 << 4);
-}
-
-// Which of the pixels around are beyond the picture: they count as there.
-unsigned BranchTraces::BeyondAround(int x, int y) const {
-    unsigned beyond = 0;
-    if (x > 0 && x + 1 < width_ && y > 0 && y + 1 < height_) {
-        return beyond;
-    }
-    for (unsigned i = 0; i < 8; ++i) {
-        const int u = x + kAround[i].dx;
-        const int v = y + kAround[i].dy;
-        beyond |= (u < 0 || u >= width_ || v < 0 || v >= height_ ? 1u : 0u) << i;
-    }
-    return beyond;
-}
-
-// What a trace of an end before this one took is taken from it, and that trace made again later on.
-inline void BranchTraces::Take(PixelPosition at, Rank end) {
-    const std::size_t word = grid_.WordAt(at.x, at.y);
-    const Word bit = StripGrid::Bit(at.x);
-    Lines& lines = lines_[word];
-    Rank& owner = owner_[OwnerAt(at.x, at.y)];
-    bool isFresh = owner != end;
-    if ((lines.left & bit) == 0) {
-        if ((lines.mine & bit) != 0 || owner > end) {
-            return;
-        }
-        isFresh = true;
-        TouchRank(owner);
-    }
-    if ((lines.traced & bit) != 0 && RankOf(at.x, at.y) != end) {
-        Touch(at.x, at.y);
-    }
-    if (taken_.empty() || taken_.back().word != word) {
-        taken_.push_back({word, 0});
-    }
-    taken_.back().pixels |= isFresh ? bit : 0;
-    owner = end;
-    lines.left &= ~bit;
-    lines.taken &= ~bit;
-    lines.mine |= bit;
-    path_.Add(at);
-}
-
-void BranchTraces::Follow(PixelPosition end, Rank rank) {
-    path_.Begin(end);
-    counts_.assign(1, 0);
-    PixelPosition at = end;
-    unsigned open = OpenAround(at.x, at.y, rank);
-    while (true) {
-        Take(at, rank);
-        ++counts_.back();
-        bool goesOn = false;
-        PixelPosition next = at;
-        unsigned openAtNext = 0;
-        for (; open != 0; open &= open - 1) {
-            const Step& step = kAround[static_cast<std::size_t>(__builtin_ctz(open))];
-            const PixelPosition near{at.x + step.dx, at.y + step.dy};
-            const unsigned openThere = OpenAround(near.x, near.y, rank);
-            // The next pixel of a line has one thing around it: what lies ahead.
-            if (kNeighbourGroups[openThere | BeyondAround(near.x, near.y)] == 1) {
-                if (goesOn) {
-                    stack_.push_back(next);
-                }
-                goesOn = true;
-                next = near;
-                openAtNext = openThere;
-            }
-        }
-        at = next;
-        open = openAtNext;
-        if (!goesOn) {
-            if (stack_.empty()) {
-                return;
-            }
-            counts_.push_back(0);
-            at = stack_.back();
-            stack_.pop_back();
-            open = OpenAround(at.x, at.y, rank);
-        }
-    }
-}
-
 // Passes on what the trace takes now and did not take before, or the other way round.
 void BranchTraces::TellAround(Rank end) {
     for (const WordPixels& own : released_) {
@@ -475,9 +362,17 @@ MarkedBranches BranchTraces::MarkFound() {
     std::size_t ends = 0;
     std::size_t forks = 0;
     for (const FoundEnds& found : found_) {
-        forks += NoteLongOnes(found, ends + forks);
+        const Ends& at = ends_[found.word];
+        // Numbers matter from the first fork on.
+        if (forks == 0 && (at.forks & found.ends) == 0) {
+            for (Word left = found.ends & at.isLong; left != 0; left ^= Highest(left)) {
+                marked.ends.push_back({found.x0 + BitGrid::Lowest(Highest(left)), found.y});
+            }
+            continue;
+        }
         const std::size_t before = ends;
         ends += static_cast<std::size_t>(__builtin_popcountll(found.ends));
+        forks += NoteLongOnes(found, before + forks);
         Word left = found.ends;
         for (std::size_t end = before; next < longOnes_.size() && longOnes_[next] < ends; ++next) {
             for (; end < longOnes_[next]; ++end) {

@@ -72,6 +72,11 @@ private:
         std::size_t size;   // of its path; longer ones are in longPaths_
         std::array<TracePath::Code, kStepsAtHand> path;
     };
+    struct Place {
+        Lines* lines;
+        int bit;
+        PixelPosition at;
+    };
     struct FoundEnds {
         std::size_t word;
         int x0;
@@ -115,9 +120,16 @@ private:
     void Retrace(PixelPosition end);
     void Release(const Trace& trace);
     void Follow(PixelPosition end, Rank rank);
-    void Take(PixelPosition at, Rank end);
-    unsigned OpenAround(int x, int y, Rank end) const;
-    unsigned BeyondAround(int x, int y) const;
+    Place PlaceOf(PixelPosition at);
+    Place PlaceBeside(const Place& place, int step) const;
+    unsigned OpenAround(const Place& place, Rank end) const;
+    unsigned OpenAtSide(const Place& place, Rank end) const;
+    unsigned TakenBefore(unsigned taken, PixelPosition around, Rank end) const;
+    bool IsAtBorder(PixelPosition at) const {
+        return at.x == 0 || at.x + 1 == width_ || at.y == 0 || at.y + 1 == height_;
+    }
+    unsigned BeyondAround(PixelPosition at) const;
+    void Take(const Place& place, Rank end);
     void TellAround(Rank end);
     void Leave(std::size_t word, Word pixels);
 
@@ -177,9 +189,11 @@ MarkedBranches BranchTraces::Marked(std::vector<Tile> tiles, IsWanted isWanted) 
                 continue;
             }
             for (auto tile = first; tile != last; ++tile) {
+                if ((rowsWithEnds_[TileAt(tile->x0, tile->y0)] >> row & 1u) == 0) {
+                    continue;
+                }
                 const std::size_t word = grid_.WordAt(tile->x0, tile->y0 + row);
-                const Word traced = ends_[word].traced;
-                const Word ends = traced != 0 ? traced & isWanted(*tile, row) : 0;
+                const Word ends = ends_[word].traced & isWanted(*tile, row);
                 if (ends != 0) {
                     found_.push_back({word, tile->x0, tile->y0 + row, ends});
                 }
