@@ -1,6 +1,5 @@
 #include "BranchTraces.h"
 
-#include "BitGrid.h"
 
 namespace Korvane {
 namespace {
@@ -39,9 +38,9 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
 void BranchTraces::Update() {
     RemoveEnds();
     for (const WordPixels& change : skeleton_.LineChanges()) {
-        TouchAround(change.word, change.pixels, kNobody);
+        TouchAround(change.word, change.pixels, kBeyondAll);
     }
-    TouchNoted(kNobody);
+    TouchNoted(kBeyondAll);
     for (const WordPixels& change : skeleton_.LineChanges()) {
         Lines& at = lines_[change.word];
         at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
@@ -78,7 +77,7 @@ void BranchTraces::RemoveEnds() {
         for (; gone != 0; gone &= gone - 1) {
             const Rank end = RankOf(x0 + BitGrid::Lowest(gone), y);
             const std::int32_t number = FindTrace(change.word, end);
-            Release(traces_[static_cast<std::size_t>(number)]);
+            Release(change.word, traces_[static_cast<std::size_t>(number)]);
             RemoveTrace(change.word, number);
             TellAround(end);
         }
@@ -208,7 +207,7 @@ void BranchTraces::Retrace(PixelPosition end) {
     const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     if (wasTraced) {
-        Release(trace);
+        Release(word, trace);
     }
     Follow(end, rank);
     Keep(word, trace);
@@ -216,28 +215,31 @@ void BranchTraces::Retrace(PixelPosition end) {
 }
 
 // What other traces have taken from it since is not its own any more.
-void BranchTraces::Release(const Trace& trace) {
+void BranchTraces::Release(std::size_t word, const Trace& trace) {
+    const PixelPosition end = PositionOf(trace.end);
+    const Word isRobbed = ends_[word].robbed & StripGrid::Bit(end.x);
+    ends_[word].robbed ^= isRobbed;
+    before_.first = word - kNotedRows / 2;
     const TracePath::Code* path =
         trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
-    for (TracePath::Walk walk(PositionOf(trace.end), path, trace.size); walk.Next();) {
+    for (TracePath::Walk walk(end, path, trace.size); walk.Next();) {
         const PixelPosition at = walk.At();
-        Rank& owner = owner_[OwnerAt(at.x, at.y)];
-        if (owner != trace.end) {
-            continue;
-        }
-        const std::size_t word = grid_.WordAt(at.x, at.y);
+        const std::size_t there = grid_.WordAt(at.x, at.y);
         const Word bit = StripGrid::Bit(at.x);
-        Lines& lines = lines_[word];
-        if ((lines.taken & bit) == 0) {
-            owner = kNobody;  // not of a line any more
+        Lines& lines = lines_[there];
+        // It may not be of a line any more.
+        if ((lines.taken & bit) == 0 || (isRobbed != 0 && owner_[OwnerAt(at.x, at.y)] != trace.end)) {
             continue;
         }
         lines.taken ^= bit;
         lines.left |= bit;
-        if (released_.empty() || released_.back().word != word) {
-            released_.push_back({word, 0});
+        if (released_.empty() || released_.back().word != there) {
+            released_.emplace_back().word = there;
         }
         released_.back().pixels |= bit;
+        if (there - before_.first < kNotedRows) {
+            before_.pixels[there - before_.first] |= bit;
+        }
     }
 }
 
@@ -246,8 +248,11 @@ void BranchTraces::TellAround(Rank end) {
     for (const WordPixels& own : released_) {
         const Word left = own.pixels & ~lines_[own.word].mine;
         if (left != 0) {
-            Leave(own.word, left);
+            TouchEndsLeft(own.word, left, end);
             TouchAround(own.word, left, end);
+        }
+        if (own.word - before_.first < kNotedRows) {
+            before_.pixels[own.word - before_.first] = 0;
         }
     }
     for (const WordPixels& own : taken_) {
@@ -264,18 +269,14 @@ void BranchTraces::TellAround(Rank end) {
     taken_.clear();
 }
 
-// The trace of an end that it took the pixel of takes that itself now.
-void BranchTraces::Leave(std::size_t word, Word pixels) {
-    const int x0 = grid_.LeftOf(word);
-    const int y = grid_.RowOf(word);
-    const Word traced = lines_[word].traced;
-    for (; pixels != 0; pixels &= pixels - 1) {
-        const int x = x0 + BitGrid::Lowest(pixels);
-        Rank& owner = owner_[OwnerAt(x, y)];
-        if ((traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) != owner) {
+// An end that another trace took is taken by its own when it is left.
+void BranchTraces::TouchEndsLeft(std::size_t word, Word left, Rank by) {
+    for (Word ends = left & lines_[word].traced; ends != 0; ends &= ends - 1) {
+        const int x = grid_.LeftOf(word) + BitGrid::Lowest(ends);
+        const int y = grid_.RowOf(word);
+        if (RankOf(x, y) != by) {
             Touch(x, y);
         }
-        owner = kNobody;
     }
 }
 
@@ -297,6 +298,7 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     trace.end = end;
     trace.size = 0;
+    trace.forks = false;
     trace.next = ends_[word].first;
     ends_[word].first = number + 1;
     const PixelPosition at = PositionOf(end);
@@ -321,28 +323,26 @@ void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
     if (ends_[word].traced == 0) {
         rowsWithEnds_[TileAt(at.x, at.y)] &= ~StripGrid::Bit(at.y);
     }
-    Forget(word, trace);
+    Forget(trace);
 }
 
 // What a trace has beside itself.
-void BranchTraces::Forget(std::size_t word, const Trace& trace) {
-    const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
+void BranchTraces::Forget(const Trace& trace) {
     if (trace.size > Trace::kStepsAtHand) {
         longPaths_.erase(trace.end);
     }
-    if ((ends_[word].forks & bit) != 0) {
-        ends_[word].forks &= ~bit;
+    if (trace.forks) {
         forkCounts_.erase(trace.end);
     }
 }
 
 void BranchTraces::Keep(std::size_t word, Trace& trace) {
-    Forget(word, trace);
+    Forget(trace);
     const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
     Ends& ends = ends_[word];
     ends.isLong = counts_[0] > limitPx_ ? ends.isLong | bit : ends.isLong & ~bit;
-    if (counts_.size() > 1) {
-        ends.forks |= bit;
+    trace.forks = counts_.size() > 1;
+    if (trace.forks) {
         forkCounts_[trace.end] = counts_;
     }
     trace.size = path_.Size();
@@ -353,6 +353,19 @@ void BranchTraces::Keep(std::size_t word, Trace& trace) {
     }
 }
 
+// Row by row from the last one up, each from its right end.
+void BranchTraces::NoteFound(int y0, Word rows) {
+    for (; rows != 0; rows ^= Highest(rows)) {
+        const int row = BitGrid::Lowest(Highest(rows));
+        for (const EndsOfTile& tile : tilesInRow_) {
+            if ((tile.rows & StripGrid::Bit(row)) != 0) {
+                const auto i = static_cast<std::size_t>(row);
+                found_.push_back({tile.x0, y0 + row, tile.ends[i], tile.isLong[i]});
+            }
+        }
+    }
+}
+
 // Counts go to consecutive numbers from the last end's downwards, so a fork moves all that come after it on by one end.
 // What is left over when there are no more ends marks the map's first pixel.
 MarkedBranches BranchTraces::MarkFound() {
@@ -360,21 +373,28 @@ MarkedBranches BranchTraces::MarkFound() {
     longOnes_.clear();
     std::size_t next = 0;
     std::size_t ends = 0;
-    std::size_t forks = 0;
+    std::size_t counts = 0;
+    auto fork = forkCounts_.begin();
     for (const FoundEnds& found : found_) {
-        const Ends& at = ends_[found.word];
+        while (fork != forkCounts_.end() && fork->first > RankOf(found.x0, found.y) + 63) {
+            ++fork;
+        }
+        const bool mayFork = fork != forkCounts_.end() && fork->first >= RankOf(found.x0, found.y);
         // Numbers matter from the first fork on.
-        if (forks == 0 && (at.forks & found.ends) == 0) {
-            for (Word left = found.ends & at.isLong; left != 0; left ^= Highest(left)) {
+        if (counts == ends && !mayFork) {
+            for (Word left = found.isLong; left != 0; left ^= Highest(left)) {
                 marked.ends.push_back({found.x0 + BitGrid::Lowest(Highest(left)), found.y});
             }
             continue;
         }
-        const std::size_t before = ends;
-        ends += static_cast<std::size_t>(__builtin_popcountll(found.ends));
-        forks += NoteLongOnes(found, before + forks);
+        std::size_t end = ends;
+        for (Word left = found.ends; left != 0; left ^= Highest(left)) {
+            const Rank rank = RankOf(found.x0 + BitGrid::Lowest(Highest(left)), found.y);
+            counts = NoteLongOnes(rank, (found.isLong & Highest(left)) != 0, mayFork, counts);
+            ++ends;
+        }
         Word left = found.ends;
-        for (std::size_t end = before; next < longOnes_.size() && longOnes_[next] < ends; ++next) {
+        for (; next < longOnes_.size() && longOnes_[next] < ends; ++next) {
             for (; end < longOnes_[next]; ++end) {
                 left ^= Highest(left);
             }
@@ -385,34 +405,22 @@ MarkedBranches BranchTraces::MarkFound() {
     return marked;
 }
 
-// Notes the numbers, from `number` on, of the counts above the limit; returns how many more counts than ends there are.
-std::size_t BranchTraces::NoteLongOnes(const FoundEnds& found, std::size_t number) {
-    const Ends& ends = ends_[found.word];
-    if ((ends.forks & found.ends) == 0) {
-        for (Word left = ends.isLong & found.ends; left != 0; left ^= Highest(left)) {
-            const Word further = found.ends & ~(Highest(left) | (Highest(left) - 1));
-            longOnes_.push_back(number + static_cast<std::size_t>(__builtin_popcountll(further)));
+// Notes the numbers of an end's counts that are above the limit, from `number` on; returns the number after its last.
+std::size_t BranchTraces::NoteLongOnes(Rank end, bool isLong, bool mayFork, std::size_t number) {
+    const auto fork = mayFork ? forkCounts_.find(end) : forkCounts_.end();
+    if (fork == forkCounts_.end()) {
+        if (isLong) {
+            longOnes_.push_back(number);
         }
-        return 0;
+        return number + 1;
     }
-    const std::size_t first = number;
-    for (Word left = found.ends; left != 0; left ^= Highest(left)) {
-        const int x = found.x0 + BitGrid::Lowest(Highest(left));
-        if ((ends.forks & Highest(left)) == 0) {
-            if ((ends.isLong & Highest(left)) != 0) {
-                longOnes_.push_back(number);
-            }
-            ++number;
-            continue;
+    for (const std::int32_t count : fork->second) {
+        if (count > limitPx_) {
+            longOnes_.push_back(number);
         }
-        for (const std::int32_t count : forkCounts_[RankOf(x, found.y)]) {
-            if (count > limitPx_) {
-                longOnes_.push_back(number);
-            }
-            ++number;
-        }
+        ++number;
     }
-    return number - first - static_cast<std::size_t>(__builtin_popcountll(found.ends));
+    return number;
 }
 
 }  // namespace Korvane

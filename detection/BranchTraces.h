@@ -4,9 +4,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
+#include "BitGrid.h"
 #include "BranchPruning.h"
 #include "NetworkSkeleton.h"
 #include "StripGrid.h"
@@ -49,7 +52,7 @@ public:
 private:
     /// A pixel's place in raster order.
     using Rank = std::uint32_t;
-    static constexpr Rank kNobody = UINT32_MAX;
+    static constexpr Rank kBeyondAll = UINT32_MAX;
 
     struct Lines {
         Word left;
@@ -60,28 +63,36 @@ private:
     };
     struct Ends {
         Word traced;
-        Word isLong;         // those whose first line is longer than the limit
-        Word forks;          // those with more than one
+        Word isLong;         // those with a first line longer than the limit
+        Word robbed;         // those whose trace has lost pixels to others and is to be made again
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
     };
     /// A cache line.
     struct Trace {
-        static constexpr std::size_t kStepsAtHand = 48;
+        static constexpr std::size_t kStepsAtHand = 47;
+        std::size_t size;   // of its path; longer ones are in longPaths_
         Rank end;
         std::int32_t next;  // trace of another end of the same word: index + 1, or 0
-        std::size_t size;   // of its path; longer ones are in longPaths_
+        bool forks;         // has more than one count, which are in forkCounts_
         std::array<TracePath::Code, kStepsAtHand> path;
     };
     struct Place {
         Lines* lines;
         int bit;
-        PixelPosition at;
+        int x;
+        int y;
     };
     struct FoundEnds {
-        std::size_t word;
         int x0;
         int y;
         Word ends;
+        Word isLong;
+    };
+    struct EndsOfTile {
+        int x0;
+        Word rows;
+        std::array<Word, 64> ends;
+        std::array<Word, 64> isLong;
     };
     static constexpr std::size_t kNotedRows = 64;
     /// Changes in words above each other.
@@ -90,6 +101,11 @@ private:
         std::size_t top = kNotedRows;
         std::size_t bottom = 0;
         std::array<Word, kNotedRows> changed{};
+    };
+    /// What a trace took when it was made last, as far as that lies in these words above each other.
+    struct PixelsBefore {
+        std::size_t first = 0;
+        std::array<Word, kNotedRows> pixels{};
     };
 
     Rank RankOf(int x, int y) const { return static_cast<Rank>(y) << rankShift_ | static_cast<Rank>(x); }
@@ -118,28 +134,28 @@ private:
 
     void RemoveEnds();
     void Retrace(PixelPosition end);
-    void Release(const Trace& trace);
+    void Release(std::size_t word, const Trace& trace);
     void Follow(PixelPosition end, Rank rank);
     Place PlaceOf(PixelPosition at);
     Place PlaceBeside(const Place& place, int step) const;
     unsigned OpenAround(const Place& place, Rank end) const;
     unsigned OpenAtSide(const Place& place, Rank end) const;
-    unsigned TakenBefore(unsigned taken, PixelPosition around, Rank end) const;
-    bool IsAtBorder(PixelPosition at) const {
-        return at.x == 0 || at.x + 1 == width_ || at.y == 0 || at.y + 1 == height_;
-    }
-    unsigned BeyondAround(PixelPosition at) const;
+    unsigned TakenBefore(unsigned taken, const Place& around, Rank end) const;
+    bool IsAtBorder(int x, int y) const { return x == 0 || x + 1 == width_ || y == 0 || y + 1 == height_; }
+    unsigned BeyondAround(int aroundX, int aroundY) const;
     void Take(const Place& place, Rank end);
+    void Rob(Rank end);
     void TellAround(Rank end);
-    void Leave(std::size_t word, Word pixels);
+    void TouchEndsLeft(std::size_t word, Word left, Rank by);
 
     std::int32_t FindTrace(std::size_t word, Rank end) const;
     std::int32_t AddTrace(std::size_t word, Rank end);
     void RemoveTrace(std::size_t word, std::int32_t number);
     void Keep(std::size_t word, Trace& trace);
-    void Forget(std::size_t word, const Trace& trace);
+    void Forget(const Trace& trace);
+    void NoteFound(int y0, Word rows);
     MarkedBranches MarkFound();
-    std::size_t NoteLongOnes(const FoundEnds& found, std::size_t number);
+    std::size_t NoteLongOnes(Rank end, bool isLong, bool mayFork, std::size_t number);
 
     const NetworkSkeleton& skeleton_;
     const StripGrid grid_;
@@ -152,11 +168,12 @@ private:
     ZeroedArray<Ends> ends_;
     std::size_t tilesPerRow_;
     ZeroedArray<Word> rowsWithEnds_;  // per tile
-    ZeroedArray<Rank> owner_;         // end whose trace took the pixel; kNobody where one took it and left it again
+    ZeroedArray<Rank> owner_;  // of pixels that are taken: end whose trace took it
     std::vector<Trace> traces_;
     std::vector<std::int32_t> unused_;  // traces without an end
     std::unordered_map<Rank, std::vector<TracePath::Code>> longPaths_;
-    std::unordered_map<Rank, std::vector<std::int32_t>> forkCounts_;  // one for each line that ended
+    // One for each line that ended, last end first.
+    std::map<Rank, std::vector<std::int32_t>, std::greater<>> forkCounts_;
 
     WaitingPixels waiting_;
     static constexpr std::size_t kMostFetched = 1024;
@@ -168,7 +185,9 @@ private:
     std::vector<WordPixels> released_;
     std::vector<WordPixels> taken_;  // words with pixels taken, and those of them that are new to it
     NotedChanges noted_;
+    PixelsBefore before_;
     // Of the ends that are being marked, last one first.
+    std::vector<EndsOfTile> tilesInRow_;
     std::vector<FoundEnds> found_;
     std::vector<std::size_t> longOnes_;  // numbers of counts above the limit
 };
@@ -179,27 +198,25 @@ MarkedBranches BranchTraces::Marked(std::vector<Tile> tiles, IsWanted isWanted) 
               [](const Tile& a, const Tile& b) { return a.y0 != b.y0 ? a.y0 > b.y0 : a.x0 > b.x0; });
     found_.clear();
     for (auto first = tiles.begin(); first != tiles.end();) {
-        auto last = first;
+        tilesInRow_.clear();
         Word rows = 0;
-        for (; last != tiles.end() && last->y0 == first->y0; ++last) {
-            rows |= rowsWithEnds_[TileAt(last->x0, last->y0)];
-        }
-        for (int row = 63; row >= 0; --row) {
-            if ((rows >> row & 1u) == 0) {
-                continue;
+        const int y0 = first->y0;
+        for (; first != tiles.end() && first->y0 == y0; ++first) {
+            tilesInRow_.emplace_back();
+            EndsOfTile& tile = tilesInRow_.back();
+            tile.x0 = first->x0;
+            tile.rows = 0;
+            for (Word left = rowsWithEnds_[TileAt(first->x0, y0)]; left != 0; left &= left - 1) {
+                const int row = BitGrid::Lowest(left);
+                const Ends& at = ends_[grid_.WordAt(first->x0, y0 + row)];
+                const Word ends = at.traced & isWanted(*first, row);
+                tile.rows |= ends != 0 ? StripGrid::Bit(row) : 0;
+                tile.ends[static_cast<std::size_t>(row)] = ends;
+                tile.isLong[static_cast<std::size_t>(row)] = ends & at.isLong;
             }
-            for (auto tile = first; tile != last; ++tile) {
-                if ((rowsWithEnds_[TileAt(tile->x0, tile->y0)] >> row & 1u) == 0) {
-                    continue;
-                }
-                const std::size_t word = grid_.WordAt(tile->x0, tile->y0 + row);
-                const Word ends = ends_[word].traced & isWanted(*tile, row);
-                if (ends != 0) {
-                    found_.push_back({word, tile->x0, tile->y0 + row, ends});
-                }
-            }
+            rows |= tile.rows;
         }
-        first = last;
+        NoteFound(y0, rows);
     }
     return MarkFound();
 }

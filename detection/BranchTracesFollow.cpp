@@ -25,12 +25,12 @@ constexpr std::array<bool, 512> kIsOneGroup = MakeIsOneGroup();
 }  // namespace
 
 inline BranchTraces::Place BranchTraces::PlaceOf(PixelPosition at) {
-    return {&lines_[grid_.WordAt(at.x, at.y)], at.x & 63, at};
+    return {&lines_[grid_.WordAt(at.x, at.y)], at.x & 63, at.x, at.y};
 }
 
 inline BranchTraces::Place BranchTraces::PlaceBeside(const Place& place, int step) const {
     const Step& by = kSteps[static_cast<std::size_t>(step)];
-    Place beside{place.lines + by.dy, place.bit + by.dx, {place.at.x + by.dx, place.at.y + by.dy}};
+    Place beside{place.lines + by.dy, place.bit + by.dx, place.x + by.dx, place.y + by.dy};
     if ((beside.bit & ~63) != 0) {
         beside.lines = beside.bit < 0 ? beside.lines - grid_.Strip() : beside.lines + grid_.Strip();
         beside.bit &= 63;
@@ -50,7 +50,7 @@ inline unsigned BranchTraces::OpenAround(const Place& place, Rank end) const {
     if (three(at[-1].taken | at[0].taken | at[1].taken) == 0) {
         return left;
     }
-    return left | TakenBefore(three(at[-1].taken) | three(at[0].taken) << 3 | three(at[1].taken) << 6, place.at, end);
+    return left | TakenBefore(three(at[-1].taken) | three(at[0].taken) << 3 | three(at[1].taken) << 6, place, end);
 }
 
 // The same for a pixel at the side of a word.
@@ -68,11 +68,11 @@ unsigned BranchTraces::OpenAtSide(const Place& place, Rank end) const {
         left |= three(*at, *beside, &Lines::left) << 3 * row;
         taken |= three(*at, *beside, &Lines::taken) << 3 * row;
     }
-    return left | TakenBefore(taken, place.at, end);
+    return left | TakenBefore(taken, place, end);
 }
 
 // Those of the pixels taken around one that an end further up took.
-inline unsigned BranchTraces::TakenBefore(unsigned taken, PixelPosition around, Rank end) const {
+inline unsigned BranchTraces::TakenBefore(unsigned taken, const Place& around, Rank end) const {
     unsigned before = 0;
     for (; taken != 0; taken &= taken - 1) {
         const int i = __builtin_ctz(taken);
@@ -85,11 +85,11 @@ inline unsigned BranchTraces::TakenBefore(unsigned taken, PixelPosition around, 
 }
 
 // Which of the pixels around are beyond the picture: they count as there.
-unsigned BranchTraces::BeyondAround(PixelPosition at) const {
+unsigned BranchTraces::BeyondAround(int aroundX, int aroundY) const {
     unsigned beyond = 0;
     for (int i = 0; i < 9; ++i) {
-        const int x = at.x + kSteps[static_cast<std::size_t>(i)].dx;
-        const int y = at.y + kSteps[static_cast<std::size_t>(i)].dy;
+        const int x = aroundX + kSteps[static_cast<std::size_t>(i)].dx;
+        const int y = aroundY + kSteps[static_cast<std::size_t>(i)].dy;
         beyond |= (x < 0 || x >= width_ || y < 0 || y >= height_ ? 1u : 0u) << i;
     }
     return beyond;
@@ -99,30 +99,34 @@ unsigned BranchTraces::BeyondAround(PixelPosition at) const {
 inline void BranchTraces::Take(const Place& place, Rank end) {
     const Word bit = Word{1} << place.bit;
     Lines& lines = *place.lines;
-    Rank& owner = owner_[OwnerAt(place.at.x, place.at.y)];
-    bool isNew = owner != end;
+    Rank& owner = owner_[OwnerAt(place.x, place.y)];
+    const auto word = static_cast<std::size_t>(place.lines - lines_.data());
+    Word before = word - before_.first < kNotedRows ? before_.pixels[word - before_.first] & bit : 0;
     if ((lines.left & bit) == 0) {
         if ((lines.mine & bit) != 0 || owner > end) {
             return;
         }
-        isNew = true;
-        TouchRank(owner);
+        before = 0;
+        Rob(owner);
         lines.taken &= ~bit;
     }
-    if ((lines.traced & bit) != 0 && RankOf(place.at.x, place.at.y) != end) {
-        Touch(place.at.x, place.at.y);
+    if ((lines.traced & bit) != 0 && RankOf(place.x, place.y) != end) {
+        Touch(place.x, place.y);
     }
-    const auto word = static_cast<std::size_t>(place.lines - lines_.data());
     if (taken_.empty() || taken_.back().word != word) {
-        taken_.push_back({word, 0});
+        taken_.emplace_back().word = word;
     }
-    if (isNew) {
-        taken_.back().pixels |= bit;
-    }
+    taken_.back().pixels |= bit ^ before;
     owner = end;
     lines.left &= ~bit;
     lines.mine |= bit;
-    path_.Add(place.at);
+    path_.Add(place.x, place.y);
+}
+
+void BranchTraces::Rob(Rank end) {
+    const PixelPosition at = PositionOf(end);
+    ends_[grid_.WordAt(at.x, at.y)].robbed |= StripGrid::Bit(at.x);
+    Touch(at.x, at.y);
 }
 
 void BranchTraces::Follow(PixelPosition end, Rank rank) {
@@ -133,34 +137,35 @@ void BranchTraces::Follow(PixelPosition end, Rank rank) {
     while (true) {
         Take(at, rank);
         ++counts_.back();
-        bool goesOn = false;
-        Place next = at;
+        int step = -1;
         unsigned openAtNext = 0;
         for (; open != 0; open &= open - 1) {
-            const Place near = PlaceBeside(at, __builtin_ctz(open));
+            const int look = __builtin_ctz(open);
+            const Place near = PlaceBeside(at, look);
             const unsigned openThere = OpenAround(near, rank) & ~kCentre;
-            const unsigned beyond = IsAtBorder(near.at) ? BeyondAround(near.at) : 0;
+            const unsigned beyond = IsAtBorder(near.x, near.y) ? BeyondAround(near.x, near.y) : 0;
             // The next pixel of a line has one thing around it: what lies ahead.
             if (kIsOneGroup[openThere | beyond]) {
-                if (goesOn) {
-                    stack_.push_back(next.at);
+                if (step >= 0) {
+                    const Place other = PlaceBeside(at, step);
+                    stack_.push_back({other.x, other.y});
                 }
-                goesOn = true;
-                next = near;
+                step = look;
                 openAtNext = openThere;
             }
         }
-        at = next;
-        open = openAtNext;
-        if (!goesOn) {
-            if (stack_.empty()) {
-                return;
-            }
-            counts_.push_back(0);
-            at = PlaceOf(stack_.back());
-            stack_.pop_back();
-            open = OpenAround(at, rank) & ~kCentre;
+        if (step >= 0) {
+            at = PlaceBeside(at, step);
+            open = openAtNext;
+            continue;
         }
+        if (stack_.empty()) {
+            return;
+        }
+        counts_.push_back(0);
+        at = PlaceOf(stack_.back());
+        stack_.pop_back();
+        open = OpenAround(at, rank) & ~kCentre;
     }
 }
 
