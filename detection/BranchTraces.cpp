@@ -1,6 +1,5 @@
 #include "BranchTraces.h"
 
-
 namespace Korvane {
 namespace {
 
@@ -354,73 +353,81 @@ void BranchTraces::Keep(std::size_t word, Trace& trace) {
 }
 
 // Row by row from the last one up, each from its right end.
-void BranchTraces::NoteFound(int y0, Word rows) {
+void BranchTraces::MarkInTiles(std::size_t tiles, int y0, Word rows) {
     for (; rows != 0; rows ^= Highest(rows)) {
         const int row = BitGrid::Lowest(Highest(rows));
-        for (const EndsOfTile& tile : tilesInRow_) {
+        for (std::size_t i = 0; i < tiles; ++i) {
+            const EndsOfTile& tile = tilesInRow_[i];
             if ((tile.rows & StripGrid::Bit(row)) != 0) {
-                const auto i = static_cast<std::size_t>(row);
-                found_.push_back({tile.x0, y0 + row, tile.ends[i], tile.isLong[i]});
+                const auto at = static_cast<std::size_t>(row);
+                MarkInWord(tile.x0, y0 + row, tile.ends[at], tile.isLong[at]);
             }
         }
     }
 }
 
 // Counts go to consecutive numbers from the last end's downwards, so a fork moves all that come after it on by one end.
-// What is left over when there are no more ends marks the map's first pixel.
-MarkedBranches BranchTraces::MarkFound() {
-    MarkedBranches marked;
-    longOnes_.clear();
-    std::size_t next = 0;
-    std::size_t ends = 0;
-    std::size_t counts = 0;
-    auto fork = forkCounts_.begin();
-    for (const FoundEnds& found : found_) {
-        while (fork != forkCounts_.end() && fork->first > RankOf(found.x0, found.y) + 63) {
-            ++fork;
-        }
-        const bool mayFork = fork != forkCounts_.end() && fork->first >= RankOf(found.x0, found.y);
-        // Numbers matter from the first fork on.
-        if (counts == ends && !mayFork) {
-            for (Word left = found.isLong; left != 0; left ^= Highest(left)) {
-                marked.ends.push_back({found.x0 + BitGrid::Lowest(Highest(left)), found.y});
-            }
-            continue;
-        }
-        std::size_t end = ends;
-        for (Word left = found.ends; left != 0; left ^= Highest(left)) {
-            const Rank rank = RankOf(found.x0 + BitGrid::Lowest(Highest(left)), found.y);
-            counts = NoteLongOnes(rank, (found.isLong & Highest(left)) != 0, mayFork, counts);
-            ++ends;
-        }
-        Word left = found.ends;
-        for (; next < longOnes_.size() && longOnes_[next] < ends; ++next) {
-            for (; end < longOnes_[next]; ++end) {
-                left ^= Highest(left);
-            }
-            marked.ends.push_back({found.x0 + BitGrid::Lowest(Highest(left)), found.y});
-        }
+// Numbers matter from the first fork on.
+void BranchTraces::MarkInWord(int x0, int y, Word ends, Word isLong) {
+    Marking& now = marking_;
+    const Rank first = RankOf(x0, y);
+    while (now.fork != forkCounts_.end() && now.fork->first > first + 63) {
+        ++now.fork;
     }
-    marked.mapOrigin = next < longOnes_.size();
-    return marked;
+    const bool mayFork = now.fork != forkCounts_.end() && now.fork->first >= first;
+    if (now.counts == now.ends && !mayFork) {
+        for (; isLong != 0; isLong ^= Highest(isLong)) {
+            now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(isLong)), y});
+        }
+        return;
+    }
+    const std::size_t number = static_cast<std::size_t>(__builtin_popcountll(ends));
+    if (mayFork) {
+        NoteForked(first, ends, isLong);
+    } else {
+        for (; isLong != 0; isLong ^= Highest(isLong)) {
+            const Word before = ends & ~(Highest(isLong) | (Highest(isLong) - 1));
+            now.longOnes.push_back(now.counts + static_cast<std::size_t>(__builtin_popcountll(before)));
+        }
+        now.counts += number;
+    }
+    std::size_t end = now.ends;
+    now.ends += number;
+    for (; now.next < now.longOnes.size() && now.longOnes[now.next] < now.ends; ++now.next) {
+        for (; end < now.longOnes[now.next]; ++end) {
+            ends ^= Highest(ends);
+        }
+        now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(ends)), y});
+    }
 }
 
-// Notes the numbers of an end's counts that are above the limit, from `number` on; returns the number after its last.
-std::size_t BranchTraces::NoteLongOnes(Rank end, bool isLong, bool mayFork, std::size_t number) {
-    const auto fork = mayFork ? forkCounts_.find(end) : forkCounts_.end();
-    if (fork == forkCounts_.end()) {
-        if (isLong) {
-            longOnes_.push_back(number);
+// Notes the numbers of the counts above the limit in a word in which there may be a fork.
+void BranchTraces::NoteForked(Rank first, Word ends, Word isLong) {
+    for (; ends != 0; ends ^= Highest(ends)) {
+        const auto fork = forkCounts_.find(first + static_cast<Rank>(BitGrid::Lowest(Highest(ends))));
+        if (fork != forkCounts_.end()) {
+            for (const std::int32_t count : fork->second) {
+                marking_.NoteCount(count > limitPx_);
+            }
+        } else {
+            marking_.NoteCount((isLong & Highest(ends)) != 0);
         }
-        return number + 1;
     }
-    for (const std::int32_t count : fork->second) {
-        if (count > limitPx_) {
-            longOnes_.push_back(number);
-        }
-        ++number;
-    }
-    return number;
+}
+
+// What is left over when there are no more ends marks the map's first pixel.
+MarkedBranches BranchTraces::EndMarking() {
+    marking_.marked.mapOrigin = marking_.next < marking_.longOnes.size();
+    return std::move(marking_.marked);
+}
+
+void BranchTraces::BeginMarking() {
+    marking_.marked = MarkedBranches{};
+    marking_.longOnes.clear();
+    marking_.next = 0;
+    marking_.ends = 0;
+    marking_.counts = 0;
+    marking_.fork = forkCounts_.begin();
 }
 
 }  // namespace Korvane

@@ -70,7 +70,7 @@ private:
     /// A cache line.
     struct Trace {
         static constexpr std::size_t kStepsAtHand = 47;
-        std::size_t size;   // of its path; longer ones are in longPaths_
+        std::size_t size;  // of its path; longer ones are in longPaths_
         Rank end;
         std::int32_t next;  // trace of another end of the same word: index + 1, or 0
         bool forks;         // has more than one count, which are in forkCounts_
@@ -82,17 +82,28 @@ private:
         int x;
         int y;
     };
-    struct FoundEnds {
-        int x0;
-        int y;
-        Word ends;
-        Word isLong;
-    };
     struct EndsOfTile {
         int x0;
         Word rows;
         std::array<Word, 64> ends;
         std::array<Word, 64> isLong;
+    };
+    /// For ends with forks a count for each line that ended; last end first.
+    using ForkCounts = std::map<Rank, std::vector<std::int32_t>, std::greater<>>;
+    /// How far the ends that are being marked have been gone through, last one first.
+    struct Marking {
+        MarkedBranches marked;
+        std::vector<std::size_t> longOnes;  // numbers of the counts above the limit
+        std::size_t next = 0;               // index of the first of them that has no end yet
+        std::size_t ends = 0;
+        std::size_t counts = 0;
+        ForkCounts::const_iterator fork;  // the next
+        void NoteCount(bool isLong) {
+            if (isLong) {
+                longOnes.push_back(counts);
+            }
+            ++counts;
+        }
     };
     static constexpr std::size_t kNotedRows = 64;
     /// Changes in words above each other.
@@ -153,9 +164,11 @@ private:
     void RemoveTrace(std::size_t word, std::int32_t number);
     void Keep(std::size_t word, Trace& trace);
     void Forget(const Trace& trace);
-    void NoteFound(int y0, Word rows);
-    MarkedBranches MarkFound();
-    std::size_t NoteLongOnes(Rank end, bool isLong, bool mayFork, std::size_t number);
+    void BeginMarking();
+    void MarkInTiles(std::size_t tiles, int y0, Word rows);
+    void MarkInWord(int x0, int y, Word ends, Word isLong);
+    void NoteForked(Rank first, Word ends, Word isLong);
+    MarkedBranches EndMarking();
 
     const NetworkSkeleton& skeleton_;
     const StripGrid grid_;
@@ -168,12 +181,11 @@ private:
     ZeroedArray<Ends> ends_;
     std::size_t tilesPerRow_;
     ZeroedArray<Word> rowsWithEnds_;  // per tile
-    ZeroedArray<Rank> owner_;  // of pixels that are taken: end whose trace took it
+    ZeroedArray<Rank> owner_;         // of pixels that are taken: end whose trace took it
     std::vector<Trace> traces_;
     std::vector<std::int32_t> unused_;  // traces without an end
     std::unordered_map<Rank, std::vector<TracePath::Code>> longPaths_;
-    // One for each line that ended, last end first.
-    std::map<Rank, std::vector<std::int32_t>, std::greater<>> forkCounts_;
+    ForkCounts forkCounts_;
 
     WaitingPixels waiting_;
     static constexpr std::size_t kMostFetched = 1024;
@@ -186,24 +198,24 @@ private:
     std::vector<WordPixels> taken_;  // words with pixels taken, and those of them that are new to it
     NotedChanges noted_;
     PixelsBefore before_;
-    // Of the ends that are being marked, last one first.
     std::vector<EndsOfTile> tilesInRow_;
-    std::vector<FoundEnds> found_;
-    std::vector<std::size_t> longOnes_;  // numbers of counts above the limit
+    Marking marking_;
 };
 
 template <typename IsWanted>
 MarkedBranches BranchTraces::Marked(std::vector<Tile> tiles, IsWanted isWanted) {
     std::sort(tiles.begin(), tiles.end(),
               [](const Tile& a, const Tile& b) { return a.y0 != b.y0 ? a.y0 > b.y0 : a.x0 > b.x0; });
-    found_.clear();
+    BeginMarking();
     for (auto first = tiles.begin(); first != tiles.end();) {
-        tilesInRow_.clear();
+        std::size_t found = 0;
         Word rows = 0;
         const int y0 = first->y0;
         for (; first != tiles.end() && first->y0 == y0; ++first) {
-            tilesInRow_.emplace_back();
-            EndsOfTile& tile = tilesInRow_.back();
+            if (found == tilesInRow_.size()) {
+                tilesInRow_.emplace_back();
+            }
+            EndsOfTile& tile = tilesInRow_[found++];
             tile.x0 = first->x0;
             tile.rows = 0;
             for (Word left = rowsWithEnds_[TileAt(first->x0, y0)]; left != 0; left &= left - 1) {
@@ -216,9 +228,9 @@ MarkedBranches BranchTraces::Marked(std::vector<Tile> tiles, IsWanted isWanted) 
             }
             rows |= tile.rows;
         }
-        NoteFound(y0, rows);
+        MarkInTiles(found, y0, rows);
     }
-    return MarkFound();
+    return EndMarking();
 }
 
 }  // namespace Korvane

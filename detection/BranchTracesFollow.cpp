@@ -77,9 +77,7 @@ inline unsigned BranchTraces::TakenBefore(unsigned taken, const Place& around, R
     for (; taken != 0; taken &= taken - 1) {
         const int i = __builtin_ctz(taken);
         const Step& step = kSteps[static_cast<std::size_t>(i)];
-        if (owner_[OwnerAt(around.x + step.dx, around.y + step.dy)] < end) {
-            before |= 1u << i;
-        }
+        before |= (owner_[OwnerAt(around.x + step.dx, around.y + step.dy)] < end ? 1u : 0u) << i;
     }
     return before;
 }
