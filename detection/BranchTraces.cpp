@@ -1,8 +1,5 @@
 #include "BranchTraces.h"
 
-#include "BitGrid.h"
-#include "NeighbourGroups.h"
-
 namespace Korvane {
 namespace {
 
@@ -40,9 +37,9 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
 void BranchTraces::Update() {
     RemoveEnds();
     for (const WordPixels& change : skeleton_.LineChanges()) {
-        TouchAround(change.word, change.pixels, kNobody);
+        TouchAround(change.word, change.pixels, kBeyondAll);
     }
-    TouchNoted(kNobody);
+    TouchNoted(kBeyondAll);
     for (const WordPixels& change : skeleton_.LineChanges()) {
         Lines& at = lines_[change.word];
         at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
@@ -79,7 +76,7 @@ void BranchTraces::RemoveEnds() {
         for (; gone != 0; gone &= gone - 1) {
             const Rank end = RankOf(x0 + BitGrid::Lowest(gone), y);
             const std::int32_t number = FindTrace(change.word, end);
-            Release(traces_[static_cast<std::size_t>(number)]);
+            Release(change.word, traces_[static_cast<std::size_t>(number)]);
             RemoveTrace(change.word, number);
             TellAround(end);
         }
@@ -209,7 +206,7 @@ void BranchTraces::Retrace(PixelPosition end) {
     const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     if (wasTraced) {
-        Release(trace);
+        Release(word, trace);
     }
     Follow(end, rank);
     Keep(word, trace);
@@ -217,139 +214,30 @@ void BranchTraces::Retrace(PixelPosition end) {
 }
 
 // What other traces have taken from it since is not its own any more.
-void BranchTraces::Release(const Trace& trace) {
+void BranchTraces::Release(std::size_t word, const Trace& trace) {
+    const PixelPosition end = PositionOf(trace.end);
+    const Word isRobbed = ends_[word].robbed & StripGrid::Bit(end.x);
+    ends_[word].robbed ^= isRobbed;
+    before_.first = word - kNotedRows / 2;
     const TracePath::Code* path =
         trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
-    for (TracePath::Walk walk(PositionOf(trace.end), path, trace.size); walk.Next();) {
+    for (TracePath::Walk walk(end, path, trace.size); walk.Next();) {
         const PixelPosition at = walk.At();
-        Rank& owner = owner_[OwnerAt(at.x, at.y)];
-        if (owner != trace.end) {
-            continue;
-        }
-        const std::size_t word = grid_.WordAt(at.x, at.y);
+        const std::size_t there = grid_.WordAt(at.x, at.y);
         const Word bit = StripGrid::Bit(at.x);
-        Lines& lines = lines_[word];
-        if ((lines.taken & bit) == 0) {
-            owner = kNobody;  // not of a line any more
+        Lines& lines = lines_[there];
+        // It may not be of a line any more.
+        if ((lines.taken & bit) == 0 || (isRobbed != 0 && owner_[OwnerAt(at.x, at.y)] != trace.end)) {
             continue;
         }
         lines.taken ^= bit;
         lines.left |= bit;
-        if (released_.empty() || released_.back().word != word) {
-            released_.push_back({word, 0});
+        if (released_.empty() || released_.back().word != there) {
+            released_.emplace_back().word = there;
         }
         released_.back().pixels |= bit;
-    }
-}
-
-// Which of the pixels around are of a line and there for the trace of an end; bit i stands for kAround[i].
-inline unsigned BranchTraces::OpenAround(int x, int y, Rank end) const {
-    const Lines* at = &lines_[grid_.WordAt(x, y)];
-    const int bit = x & 63;
-    unsigned open = 0;
-    unsigned taken = 0;
-    if (bit != 0 && bit != 63) {
-        const auto three = [&](Word words) { return static_cast<unsigned>(words >> (bit - 1) & 7u); };
-        open = three(at[-1].left) | three(at[0].left) << 3 | three(at[1].left) << 6;
-        taken = three(at[-1].taken) | three(at[0].taken) << 3 | three(at[1].taken) << 6;
-    } else {
-        const auto three = [&](const Lines* row, Word Lines::*kind) {
-            const Lines* beside = bit == 0 ? row - grid_.Strip() : row + grid_.Strip();
-            const Word bits =
-                bit == 0 ? (row->*kind << 1 & 6u) | beside->*kind >> 63 : row->*kind >> 62 | (beside->*kind << 2 & 4u);
-            return static_cast<unsigned>(bits);
-        };
-        for (int row = 0; row < 3; ++row) {
-            open |= three(at + row - 1, &Lines::left) << 3 * row;
-            taken |= three(at + row - 1, &Lines::taken) << 3 * row;
-        }
-    }
-    for (; taken != 0; taken &= taken - 1) {
-        const int i = __builtin_ctz(taken);
-        if (owner_[OwnerAt(x + i % 3 - 1, y + i / 3 - 1)] < end) {
-            open |= 1u << i;
-        }
-    }
-    return (open & 15u) | (open >> 5 << 4);
-}
-
-// Which of the pixels around are beyond the picture: they count as there.
-unsigned BranchTraces::BeyondAround(int x, int y) const {
-    unsigned beyond = 0;
-    if (x > 0 && x + 1 < width_ && y > 0 && y + 1 < height_) {
-        return beyond;
-    }
-    for (unsigned i = 0; i < 8; ++i) {
-        const int u = x + kAround[i].dx;
-        const int v = y + kAround[i].dy;
-        beyond |= (u < 0 || u >= width_ || v < 0 || v >= height_ ? 1u : 0u) << i;
-    }
-    return beyond;
-}
-
-// What a trace of an end before this one took is taken from it, and that trace made again later on.
-inline void BranchTraces::Take(PixelPosition at, Rank end) {
-    const std::size_t word = grid_.WordAt(at.x, at.y);
-    const Word bit = StripGrid::Bit(at.x);
-    Lines& lines = lines_[word];
-    Rank& owner = owner_[OwnerAt(at.x, at.y)];
-    bool isFresh = owner != end;
-    if ((lines.left & bit) == 0) {
-        if ((lines.mine & bit) != 0 || owner > end) {
-            return;
-        }
-        isFresh = true;
-        TouchRank(owner);
-    }
-    if ((lines.traced & bit) != 0 && RankOf(at.x, at.y) != end) {
-        Touch(at.x, at.y);
-    }
-    if (taken_.empty() || taken_.back().word != word) {
-        taken_.push_back({word, 0});
-    }
-    taken_.back().pixels |= isFresh ? bit : 0;
-    owner = end;
-    lines.left &= ~bit;
-    lines.taken &= ~bit;
-    lines.mine |= bit;
-    path_.Add(at);
-}
-
-void BranchTraces::Follow(PixelPosition end, Rank rank) {
-    path_.Begin(end);
-    counts_.assign(1, 0);
-    PixelPosition at = end;
-    unsigned open = OpenAround(at.x, at.y, rank);
-    while (true) {
-        Take(at, rank);
-        ++counts_.back();
-        bool goesOn = false;
-        PixelPosition next = at;
-        unsigned openAtNext = 0;
-        for (; open != 0; open &= open - 1) {
-            const Step& step = kAround[static_cast<std::size_t>(__builtin_ctz(open))];
-            const PixelPosition near{at.x + step.dx, at.y + step.dy};
-            const unsigned openThere = OpenAround(near.x, near.y, rank);
-            // The next pixel of a line has one thing around it: what lies ahead.
-            if (kNeighbourGroups[openThere | BeyondAround(near.x, near.y)] == 1) {
-                if (goesOn) {
-                    stack_.push_back(next);
-                }
-                goesOn = true;
-                next = near;
-                openAtNext = openThere;
-            }
-        }
-        at = next;
-        open = openAtNext;
-        if (!goesOn) {
-            if (stack_.empty()) {
-                return;
-            }
-            counts_.push_back(0);
-            at = stack_.back();
-            stack_.pop_back();
-            open = OpenAround(at.x, at.y, rank);
+        if (there - before_.first < kNotedRows) {
+            before_.pixels[there - before_.first] |= bit;
         }
     }
 }
@@ -359,8 +247,11 @@ void BranchTraces::TellAround(Rank end) {
     for (const WordPixels& own : released_) {
         const Word left = own.pixels & ~lines_[own.word].mine;
         if (left != 0) {
-            Leave(own.word, left);
+            TouchEndsLeft(own.word, left, end);
             TouchAround(own.word, left, end);
+        }
+        if (own.word - before_.first < kNotedRows) {
+            before_.pixels[own.word - before_.first] = 0;
         }
     }
     for (const WordPixels& own : taken_) {
@@ -377,18 +268,14 @@ void BranchTraces::TellAround(Rank end) {
     taken_.clear();
 }
 
-// The trace of an end that it took the pixel of takes that itself now.
-void BranchTraces::Leave(std::size_t word, Word pixels) {
-    const int x0 = grid_.LeftOf(word);
-    const int y = grid_.RowOf(word);
-    const Word traced = lines_[word].traced;
-    for (; pixels != 0; pixels &= pixels - 1) {
-        const int x = x0 + BitGrid::Lowest(pixels);
-        Rank& owner = owner_[OwnerAt(x, y)];
-        if ((traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) != owner) {
+// An end that another trace took is taken by its own when it is left.
+void BranchTraces::TouchEndsLeft(std::size_t word, Word left, Rank by) {
+    for (Word ends = left & lines_[word].traced; ends != 0; ends &= ends - 1) {
+        const int x = grid_.LeftOf(word) + BitGrid::Lowest(ends);
+        const int y = grid_.RowOf(word);
+        if (RankOf(x, y) != by) {
             Touch(x, y);
         }
-        owner = kNobody;
     }
 }
 
@@ -410,6 +297,7 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     trace.end = end;
     trace.size = 0;
+    trace.forks = false;
     trace.next = ends_[word].first;
     ends_[word].first = number + 1;
     const PixelPosition at = PositionOf(end);
@@ -434,28 +322,26 @@ void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
     if (ends_[word].traced == 0) {
         rowsWithEnds_[TileAt(at.x, at.y)] &= ~StripGrid::Bit(at.y);
     }
-    Forget(word, trace);
+    Forget(trace);
 }
 
 // What a trace has beside itself.
-void BranchTraces::Forget(std::size_t word, const Trace& trace) {
-    const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
+void BranchTraces::Forget(const Trace& trace) {
     if (trace.size > Trace::kStepsAtHand) {
         longPaths_.erase(trace.end);
     }
-    if ((ends_[word].forks & bit) != 0) {
-        ends_[word].forks &= ~bit;
+    if (trace.forks) {
         forkCounts_.erase(trace.end);
     }
 }
 
 void BranchTraces::Keep(std::size_t word, Trace& trace) {
-    Forget(word, trace);
+    Forget(trace);
     const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
     Ends& ends = ends_[word];
     ends.isLong = counts_[0] > limitPx_ ? ends.isLong | bit : ends.isLong & ~bit;
-    if (counts_.size() > 1) {
-        ends.forks |= bit;
+    trace.forks = counts_.size() > 1;
+    if (trace.forks) {
         forkCounts_[trace.end] = counts_;
     }
     trace.size = path_.Size();
@@ -466,58 +352,82 @@ void BranchTraces::Keep(std::size_t word, Trace& trace) {
     }
 }
 
-// Counts go to consecutive numbers from the last end's downwards, so a fork moves all that come after it on by one end.
-// What is left over when there are no more ends marks the map's first pixel.
-MarkedBranches BranchTraces::MarkFound() {
-    MarkedBranches marked;
-    longOnes_.clear();
-    std::size_t next = 0;
-    std::size_t ends = 0;
-    std::size_t forks = 0;
-    for (const FoundEnds& found : found_) {
-        forks += NoteLongOnes(found, ends + forks);
-        const std::size_t before = ends;
-        ends += static_cast<std::size_t>(__builtin_popcountll(found.ends));
-        Word left = found.ends;
-        for (std::size_t end = before; next < longOnes_.size() && longOnes_[next] < ends; ++next) {
-            for (; end < longOnes_[next]; ++end) {
-                left ^= Highest(left);
+// Row by row from the last one up, each from its right end.
+void BranchTraces::MarkInTiles(std::size_t tiles, int y0, Word rows) {
+    for (; rows != 0; rows ^= Highest(rows)) {
+        const int row = BitGrid::Lowest(Highest(rows));
+        for (std::size_t i = 0; i < tiles; ++i) {
+            const EndsOfTile& tile = tilesInRow_[i];
+            if ((tile.rows & StripGrid::Bit(row)) != 0) {
+                const auto at = static_cast<std::size_t>(row);
+                MarkInWord(tile.x0, y0 + row, tile.ends[at], tile.isLong[at]);
             }
-            marked.ends.push_back({found.x0 + BitGrid::Lowest(Highest(left)), found.y});
         }
     }
-    marked.mapOrigin = next < longOnes_.size();
-    return marked;
 }
 
-// Notes the numbers, from `number` on, of the counts above the limit; returns how many more counts than ends there are.
-std::size_t BranchTraces::NoteLongOnes(const FoundEnds& found, std::size_t number) {
-    const Ends& ends = ends_[found.word];
-    if ((ends.forks & found.ends) == 0) {
-        for (Word left = ends.isLong & found.ends; left != 0; left ^= Highest(left)) {
-            const Word further = found.ends & ~(Highest(left) | (Highest(left) - 1));
-            longOnes_.push_back(number + static_cast<std::size_t>(__builtin_popcountll(further)));
-        }
-        return 0;
+// Counts go to consecutive numbers from the last end's downwards, so a fork moves all that come after it on by one end.
+// Numbers matter from the first fork on.
+void BranchTraces::MarkInWord(int x0, int y, Word ends, Word isLong) {
+    Marking& now = marking_;
+    const Rank first = RankOf(x0, y);
+    while (now.fork != forkCounts_.end() && now.fork->first > first + 63) {
+        ++now.fork;
     }
-    const std::size_t first = number;
-    for (Word left = found.ends; left != 0; left ^= Highest(left)) {
-        const int x = found.x0 + BitGrid::Lowest(Highest(left));
-        if ((ends.forks & Highest(left)) == 0) {
-            if ((ends.isLong & Highest(left)) != 0) {
-                longOnes_.push_back(number);
-            }
-            ++number;
-            continue;
+    const bool mayFork = now.fork != forkCounts_.end() && now.fork->first >= first;
+    if (now.counts == now.ends && !mayFork) {
+        for (; isLong != 0; isLong ^= Highest(isLong)) {
+            now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(isLong)), y});
         }
-        for (const std::int32_t count : forkCounts_[RankOf(x, found.y)]) {
-            if (count > limitPx_) {
-                longOnes_.push_back(number);
+        return;
+    }
+    const std::size_t number = static_cast<std::size_t>(__builtin_popcountll(ends));
+    if (mayFork) {
+        NoteForked(first, ends, isLong);
+    } else {
+        for (; isLong != 0; isLong ^= Highest(isLong)) {
+            const Word before = ends & ~(Highest(isLong) | (Highest(isLong) - 1));
+            now.longOnes.push_back(now.counts + static_cast<std::size_t>(__builtin_popcountll(before)));
+        }
+        now.counts += number;
+    }
+    std::size_t end = now.ends;
+    now.ends += number;
+    for (; now.next < now.longOnes.size() && now.longOnes[now.next] < now.ends; ++now.next) {
+        for (; end < now.longOnes[now.next]; ++end) {
+            ends ^= Highest(ends);
+        }
+        now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(ends)), y});
+    }
+}
+
+// Notes the numbers of the counts above the limit in a word in which there may be a fork.
+void BranchTraces::NoteForked(Rank first, Word ends, Word isLong) {
+    for (; ends != 0; ends ^= Highest(ends)) {
+        const auto fork = forkCounts_.find(first + static_cast<Rank>(BitGrid::Lowest(Highest(ends))));
+        if (fork != forkCounts_.end()) {
+            for (const std::int32_t count : fork->second) {
+                marking_.NoteCount(count > limitPx_);
             }
-            ++number;
+        } else {
+            marking_.NoteCount((isLong & Highest(ends)) != 0);
         }
     }
-    return number - first - static_cast<std::size_t>(__builtin_popcountll(found.ends));
+}
+
+// What is left over when there are no more ends marks the map's first pixel.
+MarkedBranches BranchTraces::EndMarking() {
+    marking_.marked.mapOrigin = marking_.next < marking_.longOnes.size();
+    return std::move(marking_.marked);
+}
+
+void BranchTraces::BeginMarking() {
+    marking_.marked = MarkedBranches{};
+    marking_.longOnes.clear();
+    marking_.next = 0;
+    marking_.ends = 0;
+    marking_.counts = 0;
+    marking_.fork = forkCounts_.begin();
 }
 
 }  // namespace Korvane

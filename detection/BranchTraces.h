@@ -4,9 +4,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
+#include "BitGrid.h"
 #include "BranchPruning.h"
 #include "NetworkSkeleton.h"
 #include "StripGrid.h"
@@ -52,7 +55,7 @@ public:
 private:
     /// A pixel's place in raster order.
     using Rank = std::uint32_t;
-    static constexpr Rank kNobody = UINT32_MAX;
+    static constexpr Rank kBeyondAll = UINT32_MAX;
 
     struct Lines {
         Word left;
@@ -63,23 +66,47 @@ private:
     };
     struct Ends {
         Word traced;
-        Word isLong;         // those whose first line is longer than the limit
-        Word forks;          // those with more than one
+        Word isLong;         // those with a first line longer than the limit
+        Word robbed;         // those whose trace has lost pixels to others and is to be made again
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
     };
     /// A cache line.
     struct Trace {
-        static constexpr std::size_t kStepsAtHand = 48;
+        static constexpr std::size_t kStepsAtHand = 47;
+        std::size_t size;  // of its path; longer ones are in longPaths_
         Rank end;
         std::int32_t next;  // trace of another end of the same word: index + 1, or 0
-        std::size_t size;   // of its path; longer ones are in longPaths_
+        bool forks;         // has more than one count, which are in forkCounts_
         std::array<TracePath::Code, kStepsAtHand> path;
     };
-    struct FoundEnds {
-        std::size_t word;
-        int x0;
+    struct Place {
+        Lines* lines;
+        int bit;
+        int x;
         int y;
-        Word ends;
+    };
+    struct EndsOfTile {
+        int x0;
+        Word rows;
+        std::array<Word, 64> ends;
+        std::array<Word, 64> isLong;
+    };
+    /// For ends with forks a count for each line that ended; last end first.
+    using ForkCounts = std::map<Rank, std::vector<std::int32_t>, std::greater<>>;
+    /// How far the ends that are being marked have been gone through, last one first.
+    struct Marking {
+        MarkedBranches marked;
+        std::vector<std::size_t> longOnes;  // numbers of the counts above the limit
+        std::size_t next = 0;               // index of the first of them that has no end yet
+        std::size_t ends = 0;
+        std::size_t counts = 0;
+        ForkCounts::const_iterator fork;  // the next
+        void NoteCount(bool isLong) {
+            if (isLong) {
+                longOnes.push_back(counts);
+            }
+            ++counts;
+        }
     };
     static constexpr std::size_t kNotedRows = 64;
     /// Changes in words above each other.
@@ -88,6 +115,11 @@ private:
         std::size_t top = kNotedRows;
         std::size_t bottom = 0;
         std::array<Word, kNotedRows> changed{};
+    };
+    /// What a trace took when it was made last, as far as that lies in these words above each other.
+    struct PixelsBefore {
+        std::size_t first = 0;
+        std::array<Word, kNotedRows> pixels{};
     };
 
     Rank RankOf(int x, int y) const { return static_cast<Rank>(y) << rankShift_ | static_cast<Rank>(x); }
@@ -116,21 +148,30 @@ private:
 
     void RemoveEnds();
     void Retrace(PixelPosition end);
-    void Release(const Trace& trace);
+    void Release(std::size_t word, const Trace& trace);
     void Follow(PixelPosition end, Rank rank);
-    void Take(PixelPosition at, Rank end);
-    unsigned OpenAround(int x, int y, Rank end) const;
-    unsigned BeyondAround(int x, int y) const;
+    Place PlaceOf(PixelPosition at);
+    Place PlaceBeside(const Place& place, int step) const;
+    unsigned OpenAround(const Place& place, Rank end) const;
+    unsigned OpenAtSide(const Place& place, Rank end) const;
+    unsigned TakenBefore(unsigned taken, const Place& around, Rank end) const;
+    bool IsAtBorder(int x, int y) const { return x == 0 || x + 1 == width_ || y == 0 || y + 1 == height_; }
+    unsigned BeyondAround(int aroundX, int aroundY) const;
+    void Take(const Place& place, Rank end);
+    void Rob(Rank end);
     void TellAround(Rank end);
-    void Leave(std::size_t word, Word pixels);
+    void TouchEndsLeft(std::size_t word, Word left, Rank by);
 
     std::int32_t FindTrace(std::size_t word, Rank end) const;
     std::int32_t AddTrace(std::size_t word, Rank end);
     void RemoveTrace(std::size_t word, std::int32_t number);
     void Keep(std::size_t word, Trace& trace);
-    void Forget(std::size_t word, const Trace& trace);
-    MarkedBranches MarkFound();
-    std::size_t NoteLongOnes(const FoundEnds& found, std::size_t number);
+    void Forget(const Trace& trace);
+    void BeginMarking();
+    void MarkInTiles(std::size_t tiles, int y0, Word rows);
+    void MarkInWord(int x0, int y, Word ends, Word isLong);
+    void NoteForked(Rank first, Word ends, Word isLong);
+    MarkedBranches EndMarking();
 
     const NetworkSkeleton& skeleton_;
     const StripGrid grid_;
@@ -143,11 +184,11 @@ private:
     ZeroedArray<Ends> ends_;
     std::size_t tilesPerRow_;
     ZeroedArray<Word> rowsWithEnds_;  // per tile
-    ZeroedArray<Rank> owner_;         // end whose trace took the pixel; kNobody where one took it and left it again
+    ZeroedArray<Rank> owner_;         // of pixels that are taken: end whose trace took it
     std::vector<Trace> traces_;
     std::vector<std::int32_t> unused_;  // traces without an end
     std::unordered_map<Rank, std::vector<TracePath::Code>> longPaths_;
-    std::unordered_map<Rank, std::vector<std::int32_t>> forkCounts_;  // one for each line that ended
+    ForkCounts forkCounts_;
 
     WaitingPixels waiting_;
     static constexpr std::size_t kMostFetched = 1024;
@@ -159,38 +200,40 @@ private:
     std::vector<WordPixels> released_;
     std::vector<WordPixels> taken_;  // words with pixels taken, and those of them that are new to it
     NotedChanges noted_;
-    // Of the ends that are being marked, last one first.
-    std::vector<FoundEnds> found_;
-    std::vector<std::size_t> longOnes_;  // numbers of counts above the limit
+    PixelsBefore before_;
+    std::vector<EndsOfTile> tilesInRow_;
+    Marking marking_;
 };
 
 template <typename IsWanted>
 MarkedBranches BranchTraces::Marked(std::vector<Tile> tiles, IsWanted isWanted) {
     std::sort(tiles.begin(), tiles.end(),
               [](const Tile& a, const Tile& b) { return a.y0 != b.y0 ? a.y0 > b.y0 : a.x0 > b.x0; });
-    found_.clear();
+    BeginMarking();
     for (auto first = tiles.begin(); first != tiles.end();) {
-        auto last = first;
+        std::size_t found = 0;
         Word rows = 0;
-        for (; last != tiles.end() && last->y0 == first->y0; ++last) {
-            rows |= rowsWithEnds_[TileAt(last->x0, last->y0)];
-        }
-        for (int row = 63; row >= 0; --row) {
-            if ((rows >> row & 1u) == 0) {
-                continue;
+        const int y0 = first->y0;
+        for (; first != tiles.end() && first->y0 == y0; ++first) {
+            if (found == tilesInRow_.size()) {
+                tilesInRow_.emplace_back();
             }
-            for (auto tile = first; tile != last; ++tile) {
-                const std::size_t word = grid_.WordAt(tile->x0, tile->y0 + row);
-                const Word traced = ends_[word].traced;
-                const Word ends = traced != 0 ? traced & isWanted(*tile, row) : 0;
-                if (ends != 0) {
-                    found_.push_back({word, tile->x0, tile->y0 + row, ends});
-                }
+            EndsOfTile& tile = tilesInRow_[found++];
+            tile.x0 = first->x0;
+            tile.rows = 0;
+            for (Word left = rowsWithEnds_[TileAt(first->x0, y0)]; left != 0; left &= left - 1) {
+                const int row = BitGrid::Lowest(left);
+                const Ends& at = ends_[grid_.WordAt(first->x0, y0 + row)];
+                const Word ends = at.traced & isWanted(*first, row);
+                tile.rows |= ends != 0 ? StripGrid::Bit(row) : 0;
+                tile.ends[static_cast<std::size_t>(row)] = ends;
+                tile.isLong[static_cast<std::size_t>(row)] = ends & at.isLong;
             }
+            rows |= tile.rows;
         }
-        first = last;
+        MarkInTiles(found, y0, rows);
     }
-    return MarkFound();
+    return EndMarking();
 }
 
 }  // namespace Korvane

@@ -60,7 +60,7 @@ MarkedBranches NetworkAnalysis::MarkBranches() {
         tiles_.push_back({tile.x0, tile.y0});
     }
     return traces_.Marked(tiles_, [&](const BranchTraces::Tile& tile, int row) {
-        return touched_.VisitedIn(tile.x0 / NetworkTiles::kSide, tile.y0 + row);
+        return touched_.VisitedIn(TouchedNetwork::VisitedTile{tile.x0, tile.y0}, row);
     });
 }
 

@@ -34,8 +34,8 @@ private:
 
 /// Pixels of a word of a StripGrid.
 struct WordPixels {
-    std::size_t word;
-    StripGrid::Word pixels;
+    std::size_t word = 0;
+    StripGrid::Word pixels = 0;
 };
 
 }  // namespace Korvane

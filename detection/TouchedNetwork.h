@@ -66,6 +66,10 @@ public:
         int y0;
     };
     const std::vector<VisitedTile>& VisitedTiles() const { return visitedTiles_; }
+    /// Of the pixels of a row of a tile those that were visited; the tile has some.
+    Word VisitedIn(const VisitedTile& tile, int row) const {
+        return visitedRows_[static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0))][static_cast<std::size_t>(row)];
+    }
 
     /// A set of pixels for the owner: what was visited once, and not taken out since.
     Word KnownIn(std::int32_t word) const { return known_[KnownIndex(word)]; }

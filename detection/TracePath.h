@@ -19,19 +19,20 @@ public:
         size_ = 0;
         last_ = end;
     }
-    void Add(PixelPosition at) {
+    void Add(int x, int y) {
         if (size_ + kLongestCode > codes_.size()) {
             codes_.resize(2 * codes_.size() + kLongestCode);
         }
-        const int dx = at.x - last_.x + kReach;
-        const int dy = at.y - last_.y + kReach;
-        last_ = at;
+        const int dx = x - last_.x + kReach;
+        const int dy = y - last_.y + kReach;
+        last_.x = x;
+        last_.y = y;
         if (dx > 0 && dx < 2 * kReach && dy > 0 && dy < 2 * kReach) {
             codes_[size_++] = static_cast<Code>(dy * 16 + dx);
             return;
         }
         codes_[size_] = kFar;
-        std::memcpy(codes_.data() + size_ + 1, &at, sizeof(at));
+        std::memcpy(codes_.data() + size_ + 1, &last_, sizeof(last_));
         size_ += kLongestCode;
     }
     const Code* Codes() const { return codes_.data(); }

@@ -140,7 +140,7 @@ void ChangeAtRandom(std::mt19937& random, NetworkTiles& tiles, Map& map) {
         for (int x = run.x0; x <= run.x1; ++x) {
             if (row[static_cast<std::size_t>(x)] != kNeither) continue;
             row[static_cast<std::size_t>(x)] = kPatch;
-            tiles.AddPatch(x, y);
+            tiles.AddPatch(x / NetworkTiles::kSide, y, Korvane::BitGrid::Bit(x));
         }
         const NetworkTiles::PieceAt at = tiles.Find(run.x1, y);
         if (i % 2 == 0 && tiles.Get(at).isPatch) {
@@ -192,10 +192,14 @@ TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
     }
 }
 
+NetworkTiles::Word Columns(int first, int last) {
+    return (Korvane::BitGrid::Bit(last) << 1) - Korvane::BitGrid::Bit(first);
+}
+
 TEST(NetworkTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
     NetworkTiles tiles(40, 3);
-    tiles.AddRegion({1, 2, 9});
-    tiles.AddPatch({1, 10, 20});
+    tiles.AddRegion(0, 1, Columns(2, 9));
+    tiles.AddPatch(0, 1, Columns(10, 20));
     const NetworkTiles::PieceAt patch = tiles.Find(15, 1);
     tiles.TurnPatch(patch);
     EXPECT_FALSE(tiles.Get(tiles.Find(15, 1)).isPatch);
@@ -205,7 +209,7 @@ TEST(NetworkTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
     EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 11u);
     tiles.TurnPatch(tiles.Find(15, 1));
     tiles.ClearRegion({1, 30, 35});                               // of neither kind
-    tiles.AddPatch(30, 1);                                        // away from the rest
+    tiles.AddPatch(0, 1, Columns(30, 30));                        // away from the rest
     EXPECT_EQ(PixelsOf(tiles, {tiles.Find(15, 1)}).size(), 19u);  // found again, as one
 }
 
