@@ -170,17 +170,19 @@ private:
 
     /// Which regions are removed first makes no difference: two that touch are one.
     void RemoveRegion(PixelPosition start) {
-        stack_.assign(1, start);
         Remove(start);
-        while (!stack_.empty()) {
-            const PixelPosition at = stack_.back();
-            stack_.pop_back();
+        for (PixelPosition at = start;;) {
             for (unsigned near = removable_.Nine(at.x, at.y); near != 0; near &= near - 1) {
                 const int i = BitGrid::Lowest(near);
                 const PixelPosition next{at.x + i % 3 - 1, at.y + i / 3 - 1};
                 Remove(next);
                 stack_.push_back(next);
             }
+            if (stack_.empty()) {
+                return;
+            }
+            at = stack_.back();
+            stack_.pop_back();
         }
     }
 

@@ -230,7 +230,6 @@ void OpenComponents::Remove(int x, int y) {
             around.anyClosed == 0 ? pixel : link_[static_cast<std::size_t>(neighbour(around.gap[0]))];
         return;
     }
-    link_[static_cast<std::size_t>(pixel)] = pixel;
     std::array<std::int32_t, 4> gapRoots{};
     bool anyEqual = false;
     for (std::size_t g = 0; g < around.count; ++g) {
@@ -239,16 +238,17 @@ void OpenComponents::Remove(int x, int y) {
             anyEqual = anyEqual || gapRoots[g] == gapRoots[h];
         }
     }
+    const std::int32_t root = *std::min_element(gapRoots.begin(), gapRoots.begin() + around.count);
+    link_[static_cast<std::size_t>(pixel)] = root;
+    for (std::size_t g = 0; g < around.count; ++g) {
+        link_[static_cast<std::size_t>(gapRoots[g])] = root;
+    }
     if (!anyEqual) {
-        for (std::size_t g = 0; g < around.count; ++g) {
-            Unite(pixel, gapRoots[g]);
-        }
         return;
     }
     const std::array<int, 4> sideOf = SidesOf(gapRoots, around.count);
     int sides = 0;
     for (std::size_t g = 0; g < around.count; ++g) {
-        Unite(pixel, gapRoots[g]);
         if (sideOf[g] == static_cast<int>(g)) {
             const int u = x + kStepX[around.open[g]];
             const WordPart start{grid_.WordAt(u, y + kStepY[around.open[g]]), BitGrid::Bit(u)};
@@ -404,9 +404,8 @@ void OpenComponents::Close(const TakenComponent& component) {
         }
     };
     const std::int32_t wordsPerRow = grid_.WordsPerRow();
-    const auto joinClosedIn = [&](std::int32_t word, Word pixels) {
+    const auto joinClosedIn = [&](std::int32_t word, std::int32_t start, Word pixels) {
         const Word closed = pixels & ~open_[word];
-        const std::int32_t start = NodeOfWord(word);
         for (Word first = closed & ~(closed << 1); first != 0; first &= first - 1) {
             join(start + BitGrid::Lowest(first));
         }
@@ -421,12 +420,13 @@ void OpenComponents::Close(const TakenComponent& component) {
         const Word beside = last == 0 ? ~Word{0} : last | (last - 1);
         for (std::int32_t v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
             const std::int32_t word = v * wordsPerRow + column;
-            joinClosedIn(word, (part.pixels | part.pixels << 1 | part.pixels >> 1) & beside);
+            const std::int32_t start = v * width_ + column * 64;
+            joinClosedIn(word, start, (part.pixels | part.pixels << 1 | part.pixels >> 1) & beside);
             if ((part.pixels & 1u) != 0 && column > 0) {
-                joinClosedIn(word - 1, Word{1} << 63);
+                joinClosedIn(word - 1, start - 64, Word{1} << 63);
             }
             if (part.pixels >> 63 != 0 && last == 0) {
-                joinClosedIn(word + 1, 1);
+                joinClosedIn(word + 1, start + 64, 1);
             }
         }
     }
