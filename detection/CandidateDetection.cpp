@@ -150,7 +150,11 @@ private:
     void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
         PixelPosition at{0, 0};
         std::int32_t rowStart = 0;
-        for (const std::int32_t pixel : pixels) {
+        constexpr std::ptrdiff_t ahead = 16;
+        for (const std::int32_t& pixel : pixels) {
+            if (pixels.end() - &pixel > ahead) {
+                components_.Prefetch((&pixel)[ahead]);
+            }
             if (static_cast<std::uint32_t>(pixel - rowStart) >= static_cast<std::uint32_t>(width_)) {
                 at.y = pixel / width_;
                 rowStart = at.y * width_;

@@ -101,8 +101,8 @@ OpenComponents::OpenComponents(BitPlane open, std::int64_t limit)
                                  std::to_string(height_) + " pixels is too large; at most 2147483646 pixels are");
     }
     beyond_ = static_cast<std::int32_t>(pixels);
-    link_.resize(static_cast<std::size_t>(pixels) + 1);
-    link_.back() = beyond_;
+    link_ = qvox::MakeLargePageArray<std::int32_t>(static_cast<std::size_t>(pixels) + 1);
+    link_[static_cast<std::size_t>(beyond_)] = beyond_;
     for (int y = 0; y < height_; ++y) {
         LinkRow(y);
     }
@@ -110,7 +110,7 @@ OpenComponents::OpenComponents(BitPlane open, std::int64_t limit)
 }
 
 std::int32_t OpenComponents::Find(std::int32_t node) {
-    std::int32_t* link = link_.data();
+    std::int32_t* link = link_.get();
     while (link[node] != node) {
         link[node] = link[link[node]];
         node = link[node];
@@ -131,7 +131,7 @@ void OpenComponents::LinkRow(int y) {
         const bool isOpen = open_.Has(x, y);
         const PixelRun run{y, x, EndOfRun(x, y) - 1};
         x = run.x1 + 1;
-        std::fill(link_.begin() + rowStart + run.x0, link_.begin() + rowStart + x, rowStart + run.x0);
+        std::fill(link_.get() + rowStart + run.x0, link_.get() + rowStart + x, rowStart + run.x0);
         if (isOpen) {
             if (y > 0) {
                 UniteWithRun(rowStart + run.x0, {y - 1, run.x0, run.x1},
@@ -204,7 +204,7 @@ void OpenComponents::NumberComponents() {
                 if (root == first) {
                     firstPixels_.push_back(first);
                 }
-                std::fill_n(link_.begin() + first, end - x, number);
+                std::fill_n(link_.get() + first, end - x, number);
                 area_[static_cast<std::size_t>(number)] += end - x;
             }
             x = end;

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
 
 #include "BitPlane.h"
+#include "LargePages.h"
 
 namespace Korvane {
 
@@ -29,6 +31,14 @@ public:
     OpenComponents(BitPlane open, std::int64_t limit);
 
     const BitPlane& Open() const { return open_; }
+
+    /// To be told of pixels, by offset, some time before they are removed: what is kept for them is far away in memory.
+    void Prefetch(std::int32_t pixel) const {
+        const std::int64_t at = pixel;
+        __builtin_prefetch(&link_[static_cast<std::size_t>(at)], 1);
+        __builtin_prefetch(&link_[static_cast<std::size_t>(std::max<std::int64_t>(at - width_, 0))], 1);
+        __builtin_prefetch(&link_[static_cast<std::size_t>(std::min<std::int64_t>(at + width_, beyond_))], 1);
+    }
 
     /// An open pixel is open no longer.
     void Remove(int x, int y);
@@ -73,11 +83,11 @@ private:
     int width_;
     int height_;
     std::int64_t limit_;
-    BitPlane reached_;                       // of the sides of a cut; 0 between cuts
-    std::int32_t beyond_;                    // the forest's node for everything beyond the border
-    std::vector<std::int32_t> link_;         // open: number of the component; closed: parent in the forest
-    std::vector<std::int32_t> area_;         // per component number
-    std::vector<std::int32_t> unused_;       // numbers that may be given again
+    BitPlane reached_;                         // of the sides of a cut; 0 between cuts
+    std::int32_t beyond_;                      // the forest's node for everything beyond the border
+    qvox::LargePageArray<std::int32_t> link_;  // open: number of the component; closed: parent in the forest
+    std::vector<std::int32_t> area_;           // per component number
+    std::vector<std::int32_t> unused_;         // numbers that may be given again
     std::vector<std::int32_t> lookAt_;       // removed since the last call of TakeSmall, with a small component beside
     std::vector<std::int32_t> firstPixels_;  // of the components at the start, until the first call of TakeSmall
     std::array<Side, 4> sides_;
