@@ -142,6 +142,9 @@ void BranchTraces::TouchNoted(Rank before) {
     // Two rows beyond are 0 on either side.
     const std::size_t top = noted_.top;
     const std::size_t bottom = noted_.bottom;
+    if (top > bottom) {
+        return;
+    }
     const Lines* at = &lines_[noted_.first + top];
     Word askedAbove = 0;
     Word asked = 0;
@@ -160,9 +163,7 @@ void BranchTraces::TouchNoted(Rank before) {
         changedAbove = changed;
         changed = changedBelow;
     }
-    if (top <= bottom) {
-        std::fill(noted_.changed.begin() + top, noted_.changed.begin() + bottom + 1, Word{0});
-    }
+    std::fill(noted_.changed.begin() + top, noted_.changed.begin() + bottom + 1, Word{0});
     noted_.top = kNotedRows;
     noted_.bottom = 0;
 }
@@ -371,7 +372,7 @@ void BranchTraces::MarkInTiles(std::size_t tiles, int y0, Word rows) {
 void BranchTraces::MarkInWord(int x0, int y, Word ends, Word isLong) {
     Marking& now = marking_;
     const Rank first = RankOf(x0, y);
-    while (now.fork != forkCounts_.end() && now.fork->first > first + 63) {
+    while (now.fork != forkCounts_.end() && now.fork->first > std::uint64_t{first} + 63) {
         ++now.fork;
     }
     const bool mayFork = now.fork != forkCounts_.end() && now.fork->first >= first;

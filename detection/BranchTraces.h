@@ -54,8 +54,9 @@ private:
     using Rank = std::uint32_t;
     static constexpr Rank kBeyondAll = UINT32_MAX;
 
+    /// What is around a trace is asked for often, and kept together. No pixel is two of the first three.
     struct Lines {
-        Word left;
+        Word left;    // pixels of lines that no trace took
         Word taken;   // by a trace, but the one that is being made
         Word mine;    // taken by that one
         Word traced;  // ends with a trace
@@ -76,6 +77,7 @@ private:
         bool forks;         // has more than one count, which are in forkCounts_
         std::array<TracePath::Code, kStepsAtHand> path;
     };
+    /// A pixel and where to look for it.
     struct Place {
         Lines* lines;
         int bit;
@@ -188,6 +190,7 @@ private:
     ForkCounts forkCounts_;
 
     WaitingPixels waiting_;
+    // The first ends that wait: what is asked for ahead of time has to stay in the cache until then.
     static constexpr std::size_t kMostFetched = 1024;
     std::vector<PixelPosition> toFetch_;
     // Of the trace that is being made.
