@@ -54,16 +54,15 @@ private:
     using Rank = std::uint32_t;
     static constexpr Rank kBeyondAll = UINT32_MAX;
 
-    /// What is around a trace is asked for often, and kept together. No pixel is two of the first three.
+    /// What is around a trace is asked for often, and kept together. No pixel is two of these.
     struct Lines {
-        Word left;    // pixels of lines that no trace took
-        Word taken;   // by a trace, but the one that is being made
-        Word mine;    // taken by that one
-        Word traced;  // ends with a trace
+        Word left;   // pixels of lines that no trace took
+        Word taken;  // by a trace, but the one that is being made
+        Word mine;   // taken by that one
         Word All() const { return left | taken | mine; }
     };
     struct Ends {
-        Word traced;
+        Word traced;         // ends with a trace; all, once those that are none any more have been removed
         Word isLong;         // those with a first line longer than the limit
         Word robbed;         // those whose trace has lost pixels to others and is to be made again
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
@@ -159,7 +158,6 @@ private:
     void Take(const Place& place, Rank end);
     void Rob(Rank end);
     void TellAround(Rank end);
-    void TouchEndsLeft(std::size_t word, Word left, Rank by);
 
     std::int32_t FindTrace(std::size_t word, Rank end) const;
     std::int32_t AddTrace(std::size_t word, Rank end);
