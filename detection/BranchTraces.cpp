@@ -104,19 +104,13 @@ void BranchTraces::FetchTraces() {
     toFetch_.clear();
 }
 
-// A trace begins at its end, whoever took that pixel, and takes all others that it comes to.
 void BranchTraces::TouchTracesOf(std::size_t word, Word pixels, Rank before) {
     const int x0 = grid_.LeftOf(word);
     const int y = grid_.RowOf(word);
-    const Word traced = lines_[word].traced;
     for (; pixels != 0; pixels &= pixels - 1) {
-        const int x = x0 + BitGrid::Lowest(pixels);
-        const Rank owner = owner_[OwnerAt(x, y)];
+        const Rank owner = owner_[OwnerAt(x0 + BitGrid::Lowest(pixels), y)];
         if (owner < before) {
             TouchRank(owner);
-        }
-        if ((traced & StripGrid::Bit(x)) != 0 && RankOf(x, y) < before) {
-            Touch(x, y);
         }
     }
 }
@@ -142,6 +136,9 @@ void BranchTraces::TouchNoted(Rank before) {
     // Two rows beyond are 0 on either side.
     const std::size_t top = noted_.top;
     const std::size_t bottom = noted_.bottom;
+    if (top > bottom) {
+        return;
+    }
     const Lines* at = &lines_[noted_.first + top];
     Word askedAbove = 0;
     Word asked = 0;
@@ -160,9 +157,7 @@ void BranchTraces::TouchNoted(Rank before) {
         changedAbove = changed;
         changed = changedBelow;
     }
-    if (top <= bottom) {
-        std::fill(noted_.changed.begin() + top, noted_.changed.begin() + bottom + 1, Word{0});
-    }
+    std::fill(noted_.changed.begin() + top, noted_.changed.begin() + bottom + 1, Word{0});
     noted_.top = kNotedRows;
     noted_.bottom = 0;
 }
@@ -247,7 +242,6 @@ void BranchTraces::TellAround(Rank end) {
     for (const WordPixels& own : released_) {
         const Word left = own.pixels & ~lines_[own.word].mine;
         if (left != 0) {
-            TouchEndsLeft(own.word, left, end);
             TouchAround(own.word, left, end);
         }
         if (own.word - before_.first < kNotedRows) {
@@ -266,17 +260,6 @@ void BranchTraces::TellAround(Rank end) {
     }
     released_.clear();
     taken_.clear();
-}
-
-// An end that another trace took is taken by its own when it is left.
-void BranchTraces::TouchEndsLeft(std::size_t word, Word left, Rank by) {
-    for (Word ends = left & lines_[word].traced; ends != 0; ends &= ends - 1) {
-        const int x = grid_.LeftOf(word) + BitGrid::Lowest(ends);
-        const int y = grid_.RowOf(word);
-        if (RankOf(x, y) != by) {
-            Touch(x, y);
-        }
-    }
 }
 
 std::int32_t BranchTraces::FindTrace(std::size_t word, Rank end) const {
@@ -301,7 +284,6 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     trace.next = ends_[word].first;
     ends_[word].first = number + 1;
     const PixelPosition at = PositionOf(end);
-    lines_[word].traced |= StripGrid::Bit(at.x);
     ends_[word].traced |= StripGrid::Bit(at.x);
     rowsWithEnds_[TileAt(at.x, at.y)] |= StripGrid::Bit(at.y);
     return number;
@@ -316,7 +298,6 @@ void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
     *link = trace.next;
     unused_.push_back(number);
     const PixelPosition at = PositionOf(trace.end);
-    lines_[word].traced &= ~StripGrid::Bit(at.x);
     ends_[word].traced &= ~StripGrid::Bit(at.x);
     ends_[word].isLong &= ~StripGrid::Bit(at.x);
     if (ends_[word].traced == 0) {
@@ -371,7 +352,7 @@ void BranchTraces::MarkInTiles(std::size_t tiles, int y0, Word rows) {
 void BranchTraces::MarkInWord(int x0, int y, Word ends, Word isLong) {
     Marking& now = marking_;
     const Rank first = RankOf(x0, y);
-    while (now.fork != forkCounts_.end() && now.fork->first > first + 63) {
+    while (now.fork != forkCounts_.end() && now.fork->first > std::uint64_t{first} + 63) {
         ++now.fork;
     }
     const bool mayFork = now.fork != forkCounts_.end() && now.fork->first >= first;

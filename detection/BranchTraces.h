@@ -57,15 +57,15 @@ private:
     using Rank = std::uint32_t;
     static constexpr Rank kBeyondAll = UINT32_MAX;
 
+    /// What is around a trace is asked for often, and kept together. No pixel is two of these.
     struct Lines {
-        Word left;
-        Word taken;   // by a trace, but the one that is being made
-        Word mine;    // taken by that one
-        Word traced;  // ends with a trace
+        Word left;   // pixels of lines that no trace took
+        Word taken;  // by a trace, but the one that is being made
+        Word mine;   // taken by that one
         Word All() const { return left | taken | mine; }
     };
     struct Ends {
-        Word traced;
+        Word traced;         // ends with a trace; all, once those that are none any more have been removed
         Word isLong;         // those with a first line longer than the limit
         Word robbed;         // those whose trace has lost pixels to others and is to be made again
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
@@ -79,6 +79,7 @@ private:
         bool forks;         // has more than one count, which are in forkCounts_
         std::array<TracePath::Code, kStepsAtHand> path;
     };
+    /// A pixel and where to look for it.
     struct Place {
         Lines* lines;
         int bit;
@@ -160,7 +161,6 @@ private:
     void Take(const Place& place, Rank end);
     void Rob(Rank end);
     void TellAround(Rank end);
-    void TouchEndsLeft(std::size_t word, Word left, Rank by);
 
     std::int32_t FindTrace(std::size_t word, Rank end) const;
     std::int32_t AddTrace(std::size_t word, Rank end);
@@ -191,6 +191,7 @@ private:
     ForkCounts forkCounts_;
 
     WaitingPixels waiting_;
+    // The first ends that wait: what is asked for ahead of time has to stay in the cache until then.
     static constexpr std::size_t kMostFetched = 1024;
     std::vector<PixelPosition> toFetch_;
     // Of the trace that is being made.

@@ -93,7 +93,8 @@ unsigned BranchTraces::BeyondAround(int aroundX, int aroundY) const {
     return beyond;
 }
 
-// What a trace of an end before this one took is taken from it, and that trace made again later on.
+// What a trace of an end before this one took is taken from it, and that trace made again later on. No end is taken by
+// the trace of another: it would have to come from the end's only neighbour, and then nothing lies ahead.
 inline void BranchTraces::Take(const Place& place, Rank end) {
     const Word bit = Word{1} << place.bit;
     Lines& lines = *place.lines;
@@ -101,15 +102,12 @@ inline void BranchTraces::Take(const Place& place, Rank end) {
     const auto word = static_cast<std::size_t>(place.lines - lines_.data());
     Word before = word - before_.first < kNotedRows ? before_.pixels[word - before_.first] & bit : 0;
     if ((lines.left & bit) == 0) {
-        if ((lines.mine & bit) != 0 || owner > end) {
+        if ((lines.mine & bit) != 0) {
             return;
         }
         before = 0;
         Rob(owner);
         lines.taken &= ~bit;
-    }
-    if ((lines.traced & bit) != 0 && RankOf(place.x, place.y) != end) {
-        Touch(place.x, place.y);
     }
     if (taken_.empty() || taken_.back().word != word) {
         taken_.emplace_back().word = word;
