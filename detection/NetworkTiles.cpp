@@ -75,14 +75,6 @@ void NetworkTiles::AddPatch(const PixelRun& run) {
     });
 }
 
-void NetworkTiles::AddRegion(const PixelRun& run) {
-    ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
-        BitsOf(tile).region[row] |= bits;
-        tiles_[static_cast<std::size_t>(tile)].stale = true;
-        NoteRegionChange(tile);
-    });
-}
-
 void NetworkTiles::TurnPatch(PieceAt at) {
     Piece& piece = Get(at);
     const Word* rows = RowsOf(at);
@@ -93,27 +85,6 @@ void NetworkTiles::TurnPatch(PieceAt at) {
         bits.patch[y] &= ~rows[y - piece.y0];
     }
     NoteRegionChange(at.tile);
-}
-
-void NetworkTiles::ClearRegion(const PixelRun& run) {
-    ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
-        Bits& at = BitsOf(tile);
-        bits &= at.region[row];
-        if (bits != 0) {
-            at.region[row] &= ~bits;
-            at.patch[row] |= bits;
-            tiles_[static_cast<std::size_t>(tile)].stale = true;
-            NoteRegionChange(tile);
-        }
-    });
-}
-
-void NetworkTiles::NoteRegionChange(std::int32_t tile) {
-    Tile& changed = tiles_[static_cast<std::size_t>(tile)];
-    if (!changed.isToTake) {
-        changed.isToTake = true;
-        toTake_.push_back(tile);
-    }
 }
 
 NetworkTiles::PieceAt NetworkTiles::Find(int x, int y) {

@@ -26,7 +26,8 @@ public:
     using Word = BitGrid::Word;
     static constexpr int kSide = 64;
 
-    struct Piece {
+    /// A cache line.
+    struct alignas(64) Piece {
         Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
         Word columns;                   // those that it has pixels in
         std::uint16_t rows;             // where its rows are, from y0 on
@@ -53,12 +54,31 @@ public:
         tiles_[static_cast<std::size_t>(tile)].stale = true;
     }
     void AddPatch(const PixelRun& run);
-    void AddRegion(const PixelRun& run);
+    /// Adds pixels of either kind to a row of a tile.
+    void AddRow(std::int32_t tile, int y, Word region, Word patch) {
+        if ((region | patch) != 0) {
+            BitsOf(tile).region[RowOf(y)] |= region;
+            BitsOf(tile).patch[RowOf(y)] |= patch;
+            tiles_[static_cast<std::size_t>(tile)].stale = true;
+            NoteRegionChange(tile);
+        }
+    }
     /// Makes a region of the pixels of a piece that is a patch. The piece stays, and stays linked to those around it,
     /// which are of its kind then.
     void TurnPatch(PieceAt at);
     /// Makes patches of the region's pixels in a run.
-    void ClearRegion(const PixelRun& run);
+    void ClearRegion(const PixelRun& run) {
+        ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
+            Bits& at = BitsOf(tile);
+            bits &= at.region[row];
+            if (bits != 0) {
+                at.region[row] ^= bits;
+                at.patch[row] |= bits;
+                tiles_[static_cast<std::size_t>(tile)].stale = true;
+                NoteRegionChange(tile);
+            }
+        });
+    }
 
     /// The pixels of a tile's row that are of either kind.
     Word EitherIn(std::int32_t tile, int y) const {
@@ -152,7 +172,13 @@ private:
     static std::size_t RowOf(int y) { return static_cast<std::size_t>(y & (kSide - 1)); }
     Bits& BitsOf(std::int32_t tile) { return bits_[static_cast<std::size_t>(tile)]; }
     const Bits& BitsOf(std::int32_t tile) const { return bits_[static_cast<std::size_t>(tile)]; }
-    void NoteRegionChange(std::int32_t tile);
+    void NoteRegionChange(std::int32_t tile) {
+        Tile& changed = tiles_[static_cast<std::size_t>(tile)];
+        if (!changed.isToTake) {
+            changed.isToTake = true;
+            toTake_.push_back(tile);
+        }
+    }
     void FindPieces(std::int32_t tile);
     KindCount FindPieces(const Tile& tile, const Rows& now, const Rows& before, bool arePatches);
     void Keep(const Tile& tile, std::size_t number, Rows& left);

@@ -3,6 +3,33 @@
 #include <algorithm>
 
 namespace Korvane {
+namespace {
+
+// Which of eight codes equal one: a bit each, the first one lowest. A byte of the difference is 0 where its upper bit
+// comes neither from itself nor from adding 127 to the rest; the product moves these bits side by side.
+BitGrid::Word EqualInEight(const PixelCode* codes, PixelCode code) {
+    constexpr std::uint64_t eachByte = 0x0101010101010101u;
+    constexpr std::uint64_t rest = 0x7F * eachByte;
+    std::uint64_t difference = 0;
+    std::memcpy(&difference, codes, sizeof(difference));
+    difference ^= code * eachByte;
+    const std::uint64_t equal = ~(((difference & rest) + rest) | difference | rest);
+    return (equal >> 7) * 0x0102040810204080u >> 56;
+}
+
+BitGrid::Word PixelsOf(const PixelCode* codes, int count, PixelCode code) {
+    BitGrid::Word pixels = 0;
+    int x = 0;
+    for (; x + 8 <= count; x += 8) {
+        pixels |= EqualInEight(codes + x, code) << x;
+    }
+    for (; x < count; ++x) {
+        pixels |= BitGrid::Word{codes[x] == code} << x;
+    }
+    return pixels;
+}
+
+}  // namespace
 
 TouchedNetwork::TouchedNetwork(const CodePlane& map)
     : map_(map),
@@ -12,15 +39,11 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
       known_(tiles_.Tiles() * NetworkTiles::kSide),
       visitedState_(tiles_.Tiles(), 0) {
     for (int y = 0; y < map.height; ++y) {
-        const PixelCode* row = map.Row(y);
-        for (int x = 0; x < map.width; ++x) {
-            if (row[x] == kBackground || row[x] == kTouched) {
-                const int x0 = x;
-                while (x + 1 < map.width && row[x + 1] == row[x0]) {
-                    ++x;
-                }
-                row[x0] == kBackground ? tiles_.AddPatch({y, x0, x}) : tiles_.AddRegion({y, x0, x});
-            }
+        for (int x0 = 0; x0 < map.width; x0 += NetworkTiles::kSide) {
+            const PixelCode* codes = map.Row(y) + x0;
+            const int count = std::min(map.width - x0, NetworkTiles::kSide);
+            tiles_.AddRow(tiles_.TileAt(x0, y), y, PixelsOf(codes, count, kTouched),
+                          PixelsOf(codes, count, kBackground));
         }
     }
     tiles_.TakeRegionChanges([](std::int32_t, int, Word, Word) {});  // the map has them
@@ -206,7 +229,9 @@ void TouchedNetwork::PassAround(PieceAt at) {
         }
     };
     tiles_.ForEachInOtherTiles(at, look);
-    tiles_.ForEachLinked(at, look);
+    if (isOfCluster || !isPatch) {
+        tiles_.ForEachLinked(at, look);
+    }
 }
 
 void TouchedNetwork::CollectVisitedRows() {

@@ -177,7 +177,7 @@ TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
 
 TEST(NetworkTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
     NetworkTiles tiles(40, 3);
-    tiles.AddRegion({1, 2, 9});
+    tiles.AddRow(0, 1, 0x3FCu, 0);  // columns 2 to 9
     tiles.AddPatch({1, 10, 20});
     const NetworkTiles::PieceAt patch = tiles.Find(15, 1);
     tiles.TurnPatch(patch);
