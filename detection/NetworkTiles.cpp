@@ -106,6 +106,7 @@ void NetworkTiles::FindPieces(std::int32_t number) {
         }
         return;
     }
+    ++tile.timesFound;
     pieces_.clear();
     rowCount_ = 0;
     keptAs_.assign(tile.pieces.size(), -1);

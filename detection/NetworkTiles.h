@@ -95,6 +95,8 @@ public:
             FindPieces(tile);
         }
     }
+    /// How often the tile's pieces were found: their pixels are the same while this is.
+    std::uint32_t TimesFound(std::int32_t tile) const { return tiles_[static_cast<std::size_t>(tile)].timesFound; }
     std::int32_t TileAt(int x, int y) const {
         constexpr unsigned side = kSide;
         return static_cast<std::int32_t>(static_cast<unsigned>(y) / side) * tilesPerRow_ +
@@ -161,6 +163,7 @@ private:
         std::vector<AtSide> atSides;  // the pieces at one side after those of the other
         std::array<std::uint16_t, kSides + 1> sideStarts{};
         std::int32_t regions = 0;
+        std::uint32_t timesFound = 0;
         bool stale = true;
         bool isToTake = false;
     };

@@ -37,7 +37,7 @@ TouchedNetwork::TouchedNetwork(const CodePlane& map)
       tiles_(map.width, map.height),
       visitedRows_(tiles_.Tiles()),
       known_(tiles_.Tiles() * NetworkTiles::kSide),
-      visitedState_(tiles_.Tiles(), 0) {
+      tileVisits_(tiles_.Tiles()) {
     for (int y = 0; y < map.height; ++y) {
         for (int x0 = 0; x0 < map.width; x0 += NetworkTiles::kSide) {
             const PixelCode* codes = map.Row(y) + x0;
@@ -135,10 +135,22 @@ void TouchedNetwork::Visit(PieceAt at) {
 
 void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
     piece.visitedIn = present_;
-    visited_.push_back(at);
     waiting_.push_back(at);
-    if (piece.isPatch && !IsMet(piece)) {
-        Turn(at, piece);
+    TileVisit& tile = tileVisits_[static_cast<std::size_t>(at.tile)];
+    if (!tile.isVisited) {
+        tile.isVisited = true;
+        visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
+    }
+    tile.pieces |= BitGrid::Bit(at.piece);
+    if (!piece.known) {
+        piece.known = true;
+        tile.hasNews = true;
+    }
+    if (piece.isPatch) {
+        visitedPatches_.push_back(at);
+        if (!IsMet(piece)) {
+            Turn(at, piece);
+        }
     }
 }
 
@@ -235,31 +247,37 @@ void TouchedNetwork::PassAround(PieceAt at) {
 }
 
 void TouchedNetwork::CollectVisitedRows() {
-    for (const PieceAt& at : visited_) {
-        std::uint8_t& state = visitedState_[static_cast<std::size_t>(at.tile)];
-        if (state == 0) {
-            state = kVisited;
-            visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
+    for (const VisitedTile& at : visitedTiles_) {
+        const std::int32_t tile = tiles_.TileAt(at.x0, at.y0);
+        TileVisit& visit = tileVisits_[static_cast<std::size_t>(tile)];
+        const bool areFew = tiles_.PiecesOf(tile).size() <= 64;
+        if (!areFew || visit.rowsPieces != visit.pieces || visit.rowsFor != tiles_.TimesFound(tile)) {
+            CollectVisitedRows(tile);
+            visit.rowsPieces = visit.pieces;
+            visit.rowsFor = areFew ? tiles_.TimesFound(tile) : 0;
         }
-        Piece& piece = tiles_.Get(at);
-        if (!piece.known) {
-            piece.known = true;
-            state |= kHasNews;
-        }
-        if (piece.isPatch) {
-            visitedPatches_.push_back(at);
-        }
-        const Word* from = tiles_.RowsOf(at);
-        Word* to = visitedRows_[static_cast<std::size_t>(at.tile)].data() + piece.y0;
-        for (int i = 0; i <= piece.y1 - piece.y0; ++i) {
-            to[i] |= from[i];
+    }
+}
+
+void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
+    Rows& visited = visitedRows_[static_cast<std::size_t>(tile)];
+    visited.fill(0);
+    const std::vector<Piece>& pieces = tiles_.PiecesOf(tile);
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        const Piece& piece = pieces[i];
+        if (IsVisited(piece)) {
+            const Word* rows = tiles_.RowsOf({tile, static_cast<std::int32_t>(i)}) - piece.y0;
+            for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
+                visited[row] |= rows[row];
+            }
         }
     }
 }
 
 TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
     const int y = word / words_.WordsPerRow();
-    return VisitedRow(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
+    const std::int32_t tile = tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y);
+    return VisitedRow(tile, y & (NetworkTiles::kSide - 1));
 }
 
 void TouchedNetwork::Settle() {
@@ -268,11 +286,11 @@ void TouchedNetwork::Settle() {
     }
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        visitedState_[number] = 0;
-        visitedRows_[number].fill(0);
+        TileVisit& visit = tileVisits_[number];
+        visit.pieces = 0;
+        visit.isVisited = visit.hasNews = false;
     }
     turned_.clear();
-    visited_.clear();
     visitedPatches_.clear();
     visitedTiles_.clear();
 }
