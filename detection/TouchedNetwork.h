@@ -61,11 +61,11 @@ public:
 
     /// A set of pixels for the owner: what was visited once, and not taken out since.
     Word KnownIn(std::int32_t word) const { return known_[KnownIndex(word)]; }
-    /// Adds what was visited to the set; calls added(word, pixels) for what is new to it.
+    /// Adds what was visited to the set, once for each Touch; calls added(word, pixels) for what is new to it.
     template <typename Added>
     void AddVisited(Added added);
-    /// Takes out what is next to a visited patch, but not visited; calls dropped(x, y) for each pixel. All that is
-    /// known and next to the visited is next to a visited patch.
+    /// Takes out what is next to a visited patch, but not visited; calls dropped(word, pixels) for it. All that is
+    /// known and next to the visited is next to a visited patch. To be called before AddVisited.
     template <typename Dropped>
     void DropBesideVisited(Dropped dropped);
 
