@@ -74,13 +74,6 @@ void NetworkTiles::AddPatch(int tileColumn, int y, Word pixels) {
     tiles_[static_cast<std::size_t>(tile)].stale = true;
 }
 
-void NetworkTiles::AddRegion(int tileColumn, int y, Word pixels) {
-    const std::int32_t tile = TileOf(tileColumn, y);
-    BitsOf(tile).region[RowOf(y)] |= pixels;
-    tiles_[static_cast<std::size_t>(tile)].stale = true;
-    NoteRegionChange(tile);
-}
-
 bool NetworkTiles::IsPatchAround(int x, int y) const {
     const int bit = x & (kSide - 1);
     const int row = y & (kSide - 1);
@@ -110,27 +103,6 @@ void NetworkTiles::TurnPatch(PieceAt at) {
     NoteRegionChange(at.tile);
 }
 
-void NetworkTiles::ClearRegion(const PixelRun& run) {
-    ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
-        Bits& at = BitsOf(tile);
-        bits &= at.region[row];
-        if (bits != 0) {
-            at.region[row] &= ~bits;
-            at.patch[row] |= bits;
-            tiles_[static_cast<std::size_t>(tile)].stale = true;
-            NoteRegionChange(tile);
-        }
-    });
-}
-
-void NetworkTiles::NoteRegionChange(std::int32_t tile) {
-    Tile& changed = tiles_[static_cast<std::size_t>(tile)];
-    if (!changed.isToTake) {
-        changed.isToTake = true;
-        toTake_.push_back(tile);
-    }
-}
-
 NetworkTiles::PieceAt NetworkTiles::Find(int x, int y) {
     PieceAt at{TileAt(x, y), 0};
     Refresh(at.tile);
@@ -150,6 +122,7 @@ void NetworkTiles::FindPieces(std::int32_t number) {
         }
         return;
     }
+    ++tile.timesFound;
     pieces_.clear();
     rowCount_ = 0;
     keptAs_.assign(tile.pieces.size(), -1);

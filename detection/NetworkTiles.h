@@ -26,7 +26,8 @@ public:
     using Word = BitGrid::Word;
     static constexpr int kSide = 64;
 
-    struct Piece {
+    /// A cache line.
+    struct alignas(64) Piece {
         Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
         Word columns;                   // those that it has pixels in
         std::uint16_t rows;             // where its rows are, from y0 on
@@ -50,15 +51,34 @@ public:
     /// Adds pixels, and tells which are there, in row y from column 64 * tileColumn on.
     void AddPatch(int tileColumn, int y, Word pixels);
     Word PatchesIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).patch[RowOf(y)]; }
-    void AddRegion(int tileColumn, int y, Word pixels);
     Word RegionsIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).region[RowOf(y)]; }
     /// Whether a patch has a pixel among the nine around (x, y).
     bool IsPatchAround(int x, int y) const;
+    /// Adds pixels of either kind to a row of a tile.
+    void AddRow(std::int32_t tile, int y, Word region, Word patch) {
+        if ((region | patch) != 0) {
+            BitsOf(tile).region[RowOf(y)] |= region;
+            BitsOf(tile).patch[RowOf(y)] |= patch;
+            tiles_[static_cast<std::size_t>(tile)].stale = true;
+            NoteRegionChange(tile);
+        }
+    }
     /// Makes a region of the pixels of a piece that is a patch. The piece stays, and stays linked to those around it,
     /// which are of its kind then.
     void TurnPatch(PieceAt at);
     /// Makes patches of the region's pixels in a run.
-    void ClearRegion(const PixelRun& run);
+    void ClearRegion(const PixelRun& run) {
+        ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
+            Bits& at = BitsOf(tile);
+            bits &= at.region[row];
+            if (bits != 0) {
+                at.region[row] ^= bits;
+                at.patch[row] |= bits;
+                tiles_[static_cast<std::size_t>(tile)].stale = true;
+                NoteRegionChange(tile);
+            }
+        });
+    }
 
     /// The pixels of a tile's row that are of either kind.
     Word EitherIn(std::int32_t tile, int y) const {
@@ -75,6 +95,8 @@ public:
             FindPieces(tile);
         }
     }
+    /// How often the tile's pieces were found: their pixels are the same while this is.
+    std::uint32_t TimesFound(std::int32_t tile) const { return tiles_[static_cast<std::size_t>(tile)].timesFound; }
     std::int32_t TileAt(int x, int y) const {
         constexpr unsigned side = kSide;
         return static_cast<std::int32_t>(static_cast<unsigned>(y) / side) * tilesPerRow_ +
@@ -141,6 +163,7 @@ private:
         std::vector<AtSide> atSides;  // the pieces at one side after those of the other
         std::array<std::uint16_t, kSides + 1> sideStarts{};
         std::int32_t regions = 0;
+        std::uint32_t timesFound = 0;
         bool stale = true;
         bool isToTake = false;
     };
@@ -153,7 +176,13 @@ private:
     static std::size_t RowOf(int y) { return static_cast<std::size_t>(y & (kSide - 1)); }
     Bits& BitsOf(std::int32_t tile) { return bits_[static_cast<std::size_t>(tile)]; }
     const Bits& BitsOf(std::int32_t tile) const { return bits_[static_cast<std::size_t>(tile)]; }
-    void NoteRegionChange(std::int32_t tile);
+    void NoteRegionChange(std::int32_t tile) {
+        Tile& changed = tiles_[static_cast<std::size_t>(tile)];
+        if (!changed.isToTake) {
+            changed.isToTake = true;
+            toTake_.push_back(tile);
+        }
+    }
     void FindPieces(std::int32_t tile);
     KindCount FindPieces(const Tile& tile, const Rows& now, const Rows& before, bool arePatches);
     void Keep(const Tile& tile, std::size_t number, Rows& left);

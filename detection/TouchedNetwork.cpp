@@ -3,19 +3,17 @@
 #include <algorithm>
 
 namespace Korvane {
-
 TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touched)
     : height_(background.Height()),
       words_(background.Grid()),
       tiles_(background.Width(), background.Height()),
       visitedRows_(tiles_.Tiles()),
       known_(tiles_.Tiles() * NetworkTiles::kSide),
-      visitedState_(tiles_.Tiles(), 0) {
+      tileVisits_(tiles_.Tiles()) {
     for (int y = 0; y < height_; ++y) {
         for (int column = 0; column < words_.WordsPerRow(); ++column) {
             const std::int32_t word = words_.WordAt(0, y) + column;
-            tiles_.AddPatch(column, y, background[word]);
-            tiles_.AddRegion(column, y, touched[word]);
+            tiles_.AddRow(tiles_.TileAt(column * NetworkTiles::kSide, y), y, touched[word], background[word]);
         }
     }
     tiles_.TakeRegionChanges([](std::int32_t, int, Word, Word) {});
@@ -104,10 +102,22 @@ void TouchedNetwork::Visit(PieceAt at) {
 
 void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
     piece.visitedIn = present_;
-    visited_.push_back(at);
     waiting_.push_back(at);
-    if (piece.isPatch && !IsMet(piece)) {
-        Turn(at, piece);
+    TileVisit& tile = tileVisits_[static_cast<std::size_t>(at.tile)];
+    if (!tile.isVisited) {
+        tile.isVisited = true;
+        visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
+    }
+    tile.pieces |= BitGrid::Bit(at.piece);
+    if (!piece.known) {
+        piece.known = true;
+        tile.hasNews = true;
+    }
+    if (piece.isPatch) {
+        visitedPatches_.push_back(at);
+        if (!IsMet(piece)) {
+            Turn(at, piece);
+        }
     }
 }
 
@@ -198,35 +208,43 @@ void TouchedNetwork::PassAround(PieceAt at) {
         }
     };
     tiles_.ForEachInOtherTiles(at, look);
-    tiles_.ForEachLinked(at, look);
+    if (isOfCluster || !isPatch) {
+        tiles_.ForEachLinked(at, look);
+    }
 }
 
 void TouchedNetwork::CollectVisitedRows() {
-    for (const PieceAt& at : visited_) {
-        std::uint8_t& state = visitedState_[static_cast<std::size_t>(at.tile)];
-        if (state == 0) {
-            state = kVisited;
-            visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
+    for (const VisitedTile& at : visitedTiles_) {
+        const std::int32_t tile = tiles_.TileAt(at.x0, at.y0);
+        TileVisit& visit = tileVisits_[static_cast<std::size_t>(tile)];
+        const bool areFew = tiles_.PiecesOf(tile).size() <= 64;
+        if (!areFew || visit.rowsPieces != visit.pieces || visit.rowsFor != tiles_.TimesFound(tile)) {
+            CollectVisitedRows(tile);
+            visit.rowsPieces = visit.pieces;
+            visit.rowsFor = areFew ? tiles_.TimesFound(tile) : 0;
         }
-        Piece& piece = tiles_.Get(at);
-        if (!piece.known) {
-            piece.known = true;
-            state |= kHasNews;
-        }
-        if (piece.isPatch) {
-            visitedPatches_.push_back(at);
-        }
-        const Word* from = tiles_.RowsOf(at);
-        Word* to = visitedRows_[static_cast<std::size_t>(at.tile)].data() + piece.y0;
-        for (int i = 0; i <= piece.y1 - piece.y0; ++i) {
-            to[i] |= from[i];
+    }
+}
+
+void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
+    Rows& visited = visitedRows_[static_cast<std::size_t>(tile)];
+    visited.fill(0);
+    const std::vector<Piece>& pieces = tiles_.PiecesOf(tile);
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        const Piece& piece = pieces[i];
+        if (IsVisited(piece)) {
+            const Word* rows = tiles_.RowsOf({tile, static_cast<std::int32_t>(i)}) - piece.y0;
+            for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
+                visited[row] |= rows[row];
+            }
         }
     }
 }
 
 TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
     const int y = word / words_.WordsPerRow();
-    return VisitedRow(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
+    const std::int32_t tile = tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y);
+    return VisitedRow(tile, y & (NetworkTiles::kSide - 1));
 }
 
 void TouchedNetwork::Settle() {
@@ -235,11 +253,11 @@ void TouchedNetwork::Settle() {
     }
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        visitedState_[number] = 0;
-        visitedRows_[number].fill(0);
+        TileVisit& visit = tileVisits_[number];
+        visit.pieces = 0;
+        visit.isVisited = visit.hasNews = false;
     }
     turned_.clear();
-    visited_.clear();
     visitedPatches_.clear();
     visitedTiles_.clear();
 }

@@ -52,12 +52,14 @@ public:
 
     bool IsVisited(int x, int y) const {
         const std::int32_t tile = tiles_.TileAt(x, y);
-        return visitedState_[static_cast<std::size_t>(tile)] != 0 && (VisitedRow(tile, y) & BitGrid::Bit(x)) != 0;
+        return (VisitedRow(tile, y & (NetworkTiles::kSide - 1)) & BitGrid::Bit(x)) != 0;
     }
     /// Of the pixels of a word of `Grid` those that were visited.
     Word VisitedIn(std::int32_t word) const;
     /// The same in row y from column 64 * column on.
-    Word VisitedIn(int column, int y) const { return VisitedRow(tiles_.TileAt(column * NetworkTiles::kSide, y), y); }
+    Word VisitedIn(int column, int y) const {
+        return VisitedRow(tiles_.TileAt(column * NetworkTiles::kSide, y), y & (NetworkTiles::kSide - 1));
+    }
     const BitGrid& Grid() const { return words_; }
 
     /// The tiles with visited pixels: NetworkTiles::kSide pixels each way from (x0, y0).
@@ -73,11 +75,11 @@ public:
 
     /// A set of pixels for the owner: what was visited once, and not taken out since.
     Word KnownIn(std::int32_t word) const { return known_[KnownIndex(word)]; }
-    /// Adds what was visited to the set; calls added(word, pixels) for what is new to it.
+    /// Adds what was visited to the set, once for each Touch; calls added(word, pixels) for what is new to it.
     template <typename Added>
     void AddVisited(Added added);
-    /// Takes out what is next to a visited patch, but not visited; calls dropped(x, y) for each pixel. All that is
-    /// known and next to the visited is next to a visited patch.
+    /// Takes out what is next to a visited patch, but not visited; calls dropped(word, pixels) for it. All that is
+    /// known and next to the visited is next to a visited patch. To be called before AddVisited.
     template <typename Dropped>
     void DropBesideVisited(Dropped dropped);
 
@@ -103,10 +105,14 @@ private:
     using PieceAt = NetworkTiles::PieceAt;
     using Rows = std::array<Word, NetworkTiles::kSide>;
 
-    // A tile's state: it has visited pixels, and such as may not be known.
-    static constexpr std::uint8_t kVisited = 1;
-    static constexpr std::uint8_t kHasNews = 2;
-
+    /// What was visited of a tile.
+    struct TileVisit {
+        Word pieces;            // a bit each; shared by several if the tile has more than 64
+        Word rowsPieces;        // the pieces whose pixels the tile's rows are
+        std::uint32_t rowsFor;  // ... and the find that they are of; 0: none
+        bool isVisited;
+        bool hasNews;  // it has visited pixels that may not be known
+    };
     struct VisitRecord {
         std::int32_t cluster;  // forest over visits; a root stands for itself
         std::size_t firstTurned;
@@ -131,8 +137,12 @@ private:
         return piece.isPatch && IsMet(piece) && piece.visit + 1 < static_cast<std::int32_t>(visits_.size());
     }
     void CollectVisitedRows();
-    Word VisitedRow(std::int32_t tile, int y) const {
-        return visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(y % NetworkTiles::kSide)];
+    void CollectVisitedRows(std::int32_t tile);
+    // `row`: in the tile.
+    Word VisitedRow(std::int32_t tile, int row) const {
+        return tileVisits_[static_cast<std::size_t>(tile)].isVisited
+                   ? visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(row)]
+                   : 0;
     }
     // Known pixels lie tile by tile, as all else that is asked for with them.
     std::size_t KnownIndex(std::int32_t word) const {
@@ -148,15 +158,14 @@ private:
     int height_;
     BitGrid words_;
     NetworkTiles tiles_;
-    ZeroedArray<Rows> visitedRows_;  // per tile; 0 but in visited tiles
+    ZeroedArray<Rows> visitedRows_;  // per tile; of the last component that visited it
     ZeroedArray<Word> known_;
-    std::vector<std::uint8_t> visitedState_;  // per tile, kVisited and kHasNews
+    std::vector<TileVisit> tileVisits_;
     std::vector<VisitedTile> visitedTiles_;
 
     std::int32_t present_ = 0;     // what the present component's pieces are marked with
     PixelBox wordBox_;             // the component with what is around it, in words by rows
     std::vector<Word> component_;  // its pixels in the box
-    std::vector<PieceAt> visited_;
     std::vector<PieceAt> visitedPatches_;
     std::vector<PieceAt> turned_;
     std::vector<PieceAt> waiting_;  // of the flood
@@ -169,7 +178,7 @@ template <typename Added>
 void TouchedNetwork::AddVisited(Added added) {
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        if ((visitedState_[number] & kHasNews) == 0) {
+        if (!tileVisits_[number].hasNews) {
             continue;
         }
         const Rows& visited = visitedRows_[number];
@@ -190,13 +199,22 @@ void TouchedNetwork::DropBesideVisited(Dropped dropped) {
     for (const PieceAt& at : visitedPatches_) {
         const Piece& piece = tiles_.Get(at);
         const Word* rows = tiles_.RowsOf(at) - piece.y0;
-        const int last = std::min(piece.y1 + 1, NetworkTiles::kSide - 1);
-        for (int row = std::max(piece.y0 - 1, 0); row <= last; ++row) {
-            Word near = 0;
-            for (int v = std::max<int>(row - 1, piece.y0); v <= std::min<int>(row + 1, piece.y1); ++v) {
-                near |= rows[v];
+        const auto number = static_cast<std::size_t>(at.tile);
+        const Word* known = known_.data() + number * NetworkTiles::kSide;
+        const Word* visited = visitedRows_[number].data();
+        Word above = 0;
+        Word here = 0;
+        for (int row = piece.y0 - 1; row <= piece.y1 + 1; ++row) {
+            const Word below = row < piece.y1 ? rows[row + 1] : 0;
+            const Word near = above | here | below;
+            above = here;
+            here = below;
+            if (row >= 0 && row < NetworkTiles::kSide) {
+                const Word stray = (near | near << 1 | near >> 1) & known[row] & ~visited[row];
+                if (stray != 0) {
+                    Drop(at.tile, row, stray, dropped);
+                }
             }
-            Drop(at.tile, row, near | near << 1 | near >> 1, dropped);
         }
         if ((piece.top | piece.bottom | piece.left | piece.right) != 0) {
             DropInOtherTiles(at, dropped);
@@ -240,7 +258,7 @@ template <typename Dropped>
 void TouchedNetwork::Drop(std::int32_t tile, int row, Word pixels, Dropped dropped) {
     const auto number = static_cast<std::size_t>(tile);
     Word& known = known_[number * NetworkTiles::kSide + static_cast<std::size_t>(row)];
-    const Word left = pixels & known & ~visitedRows_[number][static_cast<std::size_t>(row)];
+    const Word left = pixels & known & ~VisitedRow(tile, row);
     if (left == 0) {
         return;
     }

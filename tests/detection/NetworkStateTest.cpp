@@ -340,19 +340,30 @@ cv::Mat FloatsOf(CodeMap& map) {
     return floats;
 }
 
-/// Writes the codes of background into the map.
-void WriteBackground(const Korvane::TouchedNetwork& network, CodeMap& map) {
+/// Brings the background's codes in the map up to date: what is told to be cleared is what was touched before and is
+/// not any more.
+void UpdateMap(CodeMap& map, Korvane::TouchedNetwork& network) {
+    std::set<std::pair<int, int>> expected;
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
             const auto bit = Korvane::BitGrid::Bit(x);
+            const bool wasTouched = map.At(x, y) == Korvane::kTouched;
             if ((network.BackgroundIn(x / 64, y) & bit) != 0) map.At(x, y) = Korvane::kBackground;
             if ((network.TouchedIn(x / 64, y) & bit) != 0) map.At(x, y) = Korvane::kTouched;
+            if (wasTouched && map.At(x, y) == Korvane::kBackground) expected.insert({y, x});
         }
     }
+    std::set<std::pair<int, int>> told;
+    network.TakeCleared([&](int column, int y, Korvane::BitGrid::Word pixels) {
+        Korvane::ForEachRun(pixels, [&](int first, int last) {
+            for (int x = column * 64 + first; x <= column * 64 + last; ++x) told.insert({y, x});
+        });
+    });
+    ASSERT_EQ(told, expected);
 }
 
 void ExpectTouchedAsInPlainForm(CodeMap& map, Korvane::TouchedNetwork& network, int seedX, int seedY) {
-    WriteBackground(network, map);
+    UpdateMap(map, network);
     std::vector<PixelRun> component;
     Korvane::RunFlood flood;
     flood.Fill(map.Plane(), seedX, seedY, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
@@ -365,7 +376,7 @@ void ExpectTouchedAsInPlainForm(CodeMap& map, Korvane::TouchedNetwork& network, 
         }
     }
     network.Settle();
-    WriteBackground(network, map);
+    UpdateMap(map, network);
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
             ASSERT_EQ(static_cast<float>(map.At(x, y)), plain.at<float>(y, x)) << "column " << x << ", row " << y;
@@ -384,6 +395,66 @@ TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
             const int y = Between(random, 0, map.height - 1);
             if (map.At(x, y) == Korvane::kOpen) ExpectTouchedAsInPlainForm(map, network, x, y);
             if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)});
+            if (tries % 4 == 3) UpdateMap(map, network);
+            if (::testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+/// Takes out of the known what is beside the visited and adds the visited, both as told and by looking; compares.
+void ExpectKnownByLooking(const CodeMap& map, Korvane::TouchedNetwork& network, cv::Mat& known) {
+    cv::Mat visited = cv::Mat::zeros(map.height, map.width, CV_8U);
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) visited.at<uchar>(y, x) = network.IsVisited(x, y) ? 255 : 0;
+    }
+    cv::Mat around;
+    cv::dilate(visited, around, cv::Mat::ones(3, 3, CV_8U));
+    const Korvane::BitGrid& grid = network.Grid();
+    const auto change = [&](std::int32_t word, Korvane::BitGrid::Word pixels, uchar from, uchar to) {
+        const int y = word / grid.WordsPerRow();
+        const int x0 = word % grid.WordsPerRow() * 64;
+        Korvane::ForEachRun(pixels, [&](int first, int last) {
+            for (int x = x0 + first; x <= x0 + last; ++x) {
+                ASSERT_EQ(known.at<uchar>(y, x), from) << "column " << x << ", row " << y;
+                known.at<uchar>(y, x) = to;
+            }
+        });
+    };
+    cv::Mat expected = known & (~around | visited);
+    network.DropBesideVisited([&](auto word, auto pixels) { change(word, pixels, 255, 0); });
+    ASSERT_EQ(cv::countNonZero(known != expected), 0) << "dropped";
+    network.AddVisited([&](auto word, auto pixels) { change(word, pixels, 0, 255); });
+    expected |= visited;
+    ASSERT_EQ(cv::countNonZero(known != expected), 0) << "added";
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = 0; x < map.width; ++x) {
+            const bool isKnown = (network.KnownIn(grid.WordAt(x, y)) & Korvane::BitGrid::Bit(x)) != 0;
+            ASSERT_EQ(isKnown, known.at<uchar>(y, x) != 0) << "column " << x << ", row " << y;
+        }
+    }
+}
+
+TEST(TouchedNetwork, WhatIsKnownIsWhatWasVisitedAndHasNotBeenBesideTheVisitedSince) {
+    for (std::uint32_t seed = 1; seed <= 200; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        CodeMap map = RandomBackground(random);
+        Korvane::TouchedNetwork network(PixelsOf(map, Korvane::kBackground), PixelsOf(map, Korvane::kTouched));
+        cv::Mat known = cv::Mat::zeros(map.height, map.width, CV_8U);
+        Korvane::RunFlood flood;
+        for (int tries = 0; tries < 30; ++tries) {
+            const int x = Between(random, 0, map.width - 1);
+            const int y = Between(random, 0, map.height - 1);
+            if (map.At(x, y) == Korvane::kOpen) {
+                std::vector<PixelRun> component;
+                flood.Fill(map.Plane(), x, y, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
+                network.Touch(PartsOf(map.width, map.height, component));
+                ExpectKnownByLooking(map, network, known);
+                network.Settle();
+            }
+            for (int v = y; v < std::min(y + 6, map.height); ++v) {
+                network.Clear({v, x, std::min(x + 9, map.width - 1)});
+            }
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -414,7 +485,7 @@ TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned
     EXPECT_TRUE(network.IsVisited(3, 0));
     EXPECT_FALSE(network.IsVisited(4, 0));
     network.Settle();
-    WriteBackground(network, map);
+    UpdateMap(map, network);
     EXPECT_EQ(RowsOf(map), (std::vector<std::string>{"2333330"}));
 }
 
@@ -426,12 +497,12 @@ TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFir
     Korvane::TouchedNetwork network(PixelsOf(map, Korvane::kBackground), PixelsOf(map, Korvane::kTouched));
     network.Touch(PartsOf(map.width, map.height, {{0, 0, 0}}));
     network.Settle();
-    WriteBackground(network, map);
+    UpdateMap(map, network);
     EXPECT_EQ(map.At(3, 0), Korvane::kTouched);
     EXPECT_EQ(map.At(6, 0), Korvane::kBackground);
     network.Touch(PartsOf(map.width, map.height, {{2, 0, 0}}));
     network.Settle();
-    WriteBackground(network, map);
+    UpdateMap(map, network);
     EXPECT_EQ(map.At(6, 0), Korvane::kTouched);
 }
 

@@ -198,8 +198,7 @@ NetworkTiles::Word Columns(int first, int last) {
 
 TEST(NetworkTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
     NetworkTiles tiles(40, 3);
-    tiles.AddRegion(0, 1, Columns(2, 9));
-    tiles.AddPatch(0, 1, Columns(10, 20));
+    tiles.AddRow(0, 1, Columns(2, 9), Columns(10, 20));
     const NetworkTiles::PieceAt patch = tiles.Find(15, 1);
     tiles.TurnPatch(patch);
     EXPECT_FALSE(tiles.Get(tiles.Find(15, 1)).isPatch);
