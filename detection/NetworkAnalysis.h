@@ -60,6 +60,7 @@ private:
     // The set whose skeleton and distances are kept: what touched_ calls known.
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
+    std::vector<NetworkDistance::Part> parts_;
     BranchTraces traces_;
     ZeroedArray<PixelCode> fill_;  // all 0 between analyses
     CodePlane fillPlane_;

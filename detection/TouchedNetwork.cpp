@@ -215,11 +215,6 @@ void TouchedNetwork::CollectVisitedRows() {
     }
 }
 
-TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
-    const int y = word / words_.WordsPerRow();
-    return VisitedRow(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
-}
-
 void TouchedNetwork::Settle() {
     for (const PieceAt& at : turned_) {
         Piece& piece = tiles_.Get(at);

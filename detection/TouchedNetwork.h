@@ -46,9 +46,8 @@ public:
         const std::int32_t tile = tiles_.TileAt(x, y);
         return isVisited_[static_cast<std::size_t>(tile)] != 0 && (VisitedRow(tile, y) & BitGrid::Bit(x)) != 0;
     }
-    /// Of the pixels of a word of `Grid` those that were visited.
-    Word VisitedIn(std::int32_t word) const;
-    const BitGrid& Grid() const { return words_; }
+    /// Of the rows of a tile, which go row by row, the pixels that were visited.
+    const Word* VisitedRows(std::int32_t tile) const { return visitedRows_[static_cast<std::size_t>(tile)].data(); }
 
     /// The tiles with visited pixels: NetworkTiles::kSide pixels each way from (x0, y0).
     struct VisitedTile {
@@ -57,9 +56,8 @@ public:
     };
     const std::vector<VisitedTile>& VisitedTiles() const { return visitedTiles_; }
 
-    /// A set of pixels for the owner: what was visited once, and not taken out since.
-    Word KnownIn(std::int32_t word) const { return known_[KnownIndex(word)]; }
-    /// Adds what was visited to the set; calls added(word, pixels) for what is new to it; a word may come more than
+    /// For a set of pixels that the owner keeps, what was visited once, and not taken out since: adds what was visited
+    /// to it; calls added(word, pixels) for what is new to it; a word may come more than
     /// once.
     template <typename Added>
     void AddVisited(Added added);
@@ -103,10 +101,6 @@ private:
         return visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(y % NetworkTiles::kSide)];
     }
     // Known pixels lie tile by tile, as all else that is asked for with them.
-    std::size_t KnownIndex(std::int32_t word) const {
-        const std::int32_t y = word / words_.WordsPerRow();
-        return KnownIndex(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
-    }
     std::size_t KnownIndex(std::int32_t tile, int y) const {
         return static_cast<std::size_t>(tile) * NetworkTiles::kSide + static_cast<std::size_t>(y % NetworkTiles::kSide);
     }
