@@ -125,6 +125,45 @@ TEST(NetworkDistance, LargestIsRightWhereDistancesExceedATile) {
     EXPECT_GT(most, 200);
 }
 
+void ExpectLargest(Korvane::NetworkDistance& distance, const cv::Mat& set, const cv::Mat& chosen, int expected) {
+    EXPECT_EQ(LargestByTransform(set, chosen), expected);
+    EXPECT_EQ(distance.Largest(Parts(distance, chosen).All()), expected);
+}
+
+TEST(NetworkDistance, APixelAddedNextToATileMayMakeADistanceInsideItLarger) {
+    cv::Mat set = cv::Mat::zeros(5, 70, CV_32F);
+    cv::Mat known = set.clone();
+    Korvane::NetworkDistance distance(set.cols, set.rows);
+    for (const cv::Point at : {cv::Point(62, 2), cv::Point(63, 2), cv::Point(63, 1), cv::Point(63, 3)}) {
+        set.at<float>(at) = 1.0f;
+    }
+    ChangeTo(set, known, distance);
+    ExpectLargest(distance, set, set > 0.0f, 1);
+    set.at<float>(2, 64) = 1.0f;
+    ChangeTo(set, known, distance);
+    ExpectLargest(distance, set, set > 0.0f, 2);
+}
+
+// The pixel added is two tiles away from the one with the largest distance, and that tile holds a second part of the
+// set, so that what is found out about it without that part does not hold for the whole tile.
+TEST(NetworkDistance, APixelAddedFarFromATileMayMakeADistanceInsideItLarger) {
+    cv::Mat set = cv::Mat::zeros(200, 320, CV_32F);
+    set(cv::Rect(6, 0, 243, 200)) = 1.0f;
+    set.col(244) = 0.0f;
+    set(cv::Rect(63, 62, 3, 3)) = 0.0f;
+    set.at<float>(63, 64) = 1.0f;
+    cv::Mat known = cv::Mat::zeros(set.size(), CV_32F);
+    Korvane::NetworkDistance distance(set.cols, set.rows);
+    ChangeTo(set, known, distance);
+    ExpectLargest(distance, set, set > 0.0f, 119);
+    set.col(244) = 1.0f;
+    ChangeTo(set, known, distance);
+    cv::Mat withoutSecond = set > 0.0f;
+    withoutSecond.at<uchar>(63, 64) = 0;
+    ExpectLargest(distance, set, withoutSecond, 122);
+    ExpectLargest(distance, set, set > 0.0f, 122);
+}
+
 TEST(NetworkDistance, NothingAskedForHasNoDistance) {
     Korvane::NetworkDistance distance(70, 70);
     distance.Add(0, 7);
