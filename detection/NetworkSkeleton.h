@@ -5,7 +5,6 @@
 
 #include "BitGrid.h"
 #include "ShrinkingSet.h"
-#include "ThinningStep.h"
 #include "ZeroedArray.h"
 
 namespace Korvane {
@@ -48,7 +47,7 @@ private:
     int width_;
     int height_;
     std::ptrdiff_t stride_;
-    ShrinkingSet<ThinningStep> set_;
+    ShrinkingSet set_;
     ZeroedArray<Code> codes_;
     ZeroedArray<BitGrid::Word> isEnd_;
     ZeroedArray<std::uint8_t> isNoted_;      // per word: is in lookForEnds_

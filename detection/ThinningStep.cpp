@@ -43,9 +43,9 @@ KORVANE_INLINED void LeftOfRows(const Word* __restrict west, const Word* __restr
 
 KORVANE_INLINED void LeftInlined(const StripNeighbourhood& around, int step, Strip& left) {
     if (step % 2 != 0) {
-        LeftOfRows<FirstSubiteration>(around.west.data(), around.centre.data(), around.east.data(), left.data());
+        LeftOfRows<FirstSubiteration>(around.west.data(), around.centre.data(), around.east.data(), left.rows.data());
     } else {
-        LeftOfRows<SecondSubiteration>(around.west.data(), around.centre.data(), around.east.data(), left.data());
+        LeftOfRows<SecondSubiteration>(around.west.data(), around.centre.data(), around.east.data(), left.rows.data());
     }
 }
 

@@ -1,13 +1,12 @@
 #pragma once
 
-#include "ShrinkingSet.h"
+#include "Strip.h"
 
 namespace Korvane {
 
 /// A subiteration of thinning (Guo and Hall, 1989), 512 pixels at a time: the first of the two in odd steps.
 struct ThinningStep {
     static constexpr int kPeriod = 2;
-    static constexpr int kStepsAtHand = 13;
     static void Left(const StripNeighbourhood& around, int step, Strip& left);
 };
 
