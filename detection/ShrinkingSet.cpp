@@ -126,8 +126,12 @@ Strip ShrinkingSet::LeftBefore(std::int32_t strip, int step, const Strip& curren
 ShrinkingSet::Change& ShrinkingSet::NoteChange(std::int32_t strip) {
     Head& head = HeadOf(strip);
     if (head.changed == 0) {
-        changed_.push_back({strip, head.last, Strip{}});
+        Change change{};
+        change.strip = strip;
+        change.lastBefore = head.last;
+        changed_.push_back(change);
         head.changed = static_cast<std::int32_t>(changed_.size());
+        head.told = 0;
     }
     return ChangeOf(head);
 }
@@ -162,20 +166,29 @@ void ShrinkingSet::Queue(std::int32_t strip, int step) {
 // Strips with something left next to given pixels of another.
 void ShrinkingSet::QueueAround(std::int32_t strip, const Strip& pixels, int step) {
     const unsigned sides = SidesOf(pixels);
-    const auto queueAbove = [&](std::int32_t near, Word beside) {
-        if ((LeftAfter(near, step).Bottom() & beside) != 0) {
+    const auto tell = [&](std::int32_t near, auto rowsOf, Word beside) {
+        if ((rowsOf(LeftAfter(near, step)) & beside) != 0) {
             Queue(near, step + 1);
+            HeadOf(near).told = step;
+        } else if (HeadOf(near).changed != 0) {
+            // What it had before counts as well, and where its turn in this step is still to come that is not known.
+            const bool isToCome = HeadOf(near).queuedFor == step;
+            if (isToCome || (rowsOf(ChangeOf(HeadOf(near)).different) & beside) != 0) {
+                HeadOf(near).told = step;
+            }
         }
+    };
+    const auto queueAbove = [&](std::int32_t near, Word beside) {
+        tell(
+            near, [](const Strip& rows) { return rows.Bottom(); }, beside);
     };
     const auto queueBelow = [&](std::int32_t near, Word beside) {
-        if ((LeftAfter(near, step).Top() & beside) != 0) {
-            Queue(near, step + 1);
-        }
+        tell(
+            near, [](const Strip& rows) { return rows.Top(); }, beside);
     };
     const auto queueBeside = [&](std::int32_t near, Word beside) {
-        if ((AnyOf(LeftAfter(near, step)) & beside) != 0) {
-            Queue(near, step + 1);
-        }
+        tell(
+            near, [](const Strip& rows) { return AnyOf(rows); }, beside);
     };
     constexpr Word first = 1;
     constexpr Word last = Word{1} << 63;
@@ -209,14 +222,115 @@ void ShrinkingSet::QueueAround(std::int32_t strip, const Strip& pixels, int step
 
 void ShrinkingSet::WorkOut(std::int32_t strip, int step) {
     HeadOf(strip).queuedFor = 0;
-    const Strip current = LeftAfter(strip, step - 1);
-    if (AnyOf(current) == 0) {
-        // Nothing around it matters any more; only what was left before can.
-        if (Compare(strip, step, current, current) && step < HeadOf(strip).last) {
-            Queue(strip, step + 1);
+    if (!GoesOnDiffering(strip, step)) {
+        const Strip current = LeftAfter(strip, step - 1);
+        if (AnyOf(current) == 0) {
+            // Nothing around it matters any more; only what was left before can.
+            if (Compare(strip, step, current, current) && step < HeadOf(strip).last) {
+                Queue(strip, step + 1);
+            }
+            return;
         }
-        return;
+        if (!Compare(strip, step, current, LeftOf(strip, step)) && !DiffersAround(strip)) {
+            return;
+        }
     }
+    if (step < HeadOf(strip).last || step < LastStepAround(strip) + ThinningStep::kPeriod) {
+        Queue(strip, step + 1);
+    }
+}
+
+// What a step leaves depends on pixels up to one away, and is what the step a period before left if none of these has
+// changed since. So where nothing has been taken for a period up to two away from what is different from before the
+// update, the same stays different: elsewhere everything happens as before. Returns whether that is so, and then notes
+// what the step leaves.
+bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
+    const Head& head = HeadOf(strip);
+    if (head.changed == 0) {
+        return false;
+    }
+    Change& change = ChangeOf(head);
+    const int fresh = std::max(change.lastFresh, head.told);
+    if (step - ThinningStep::kPeriod - 1 < fresh) {
+        return false;
+    }
+    if (change.nearSince <= fresh) {
+        FindNear(strip, step, change);
+    }
+    if (HasTakenNear(strip, step, change)) {
+        return false;
+    }
+    if (step <= change.lastBefore) {
+        Strip* left = step <= kAtHand ? &StepsOf(strip)[static_cast<std::size_t>(step)] : nullptr;
+        if (Later* later = step > kAtHand ? LaterAt(head, step) : nullptr) {
+            left = &later->left;
+        }
+        if (left != nullptr) {
+            *left = *left ^ change.different;
+        }
+    }
+    return true;
+}
+
+bool ShrinkingSet::HasTakenNear(std::int32_t strip, int step, const Change& change) const {
+    const auto taken = [&](std::int32_t of) {
+        return LeftAfter(of, step - 1) ^ LeftAfter(of, step - 1 - ThinningStep::kPeriod);
+    };
+    const auto row = [&](std::int32_t of, std::size_t i) {
+        return LeftAfter(of, step - 1)[i] ^ LeftAfter(of, step - 1 - ThinningStep::kPeriod)[i];
+    };
+    const Strip here = taken(strip);
+    Word any = 0;
+    for (std::size_t i = 0; i < here.rows.size(); ++i) {
+        any |= here[i] & change.near[i];
+    }
+    constexpr std::size_t bottom = kStripRows - 1;
+    const auto at = [&](Side side) { return (change.nearSides & side) != 0; };
+    any |= at(kNorth) ? row(strip - stride_, bottom) & change.nearNorth : 0;
+    any |= at(kSouth) ? row(strip + stride_, 0) & change.nearSouth : 0;
+    any |= at(kWest) ? AnyOf(taken(strip - 1)) >> 63 : 0;
+    any |= at(kEast) ? AnyOf(taken(strip + 1)) & 1u : 0;
+    any |= at(kNorthWest) ? row(strip - stride_ - 1, bottom) >> 63 : 0;
+    any |= at(kNorthEast) ? row(strip - stride_ + 1, bottom) & 1u : 0;
+    any |= at(kSouthWest) ? row(strip + stride_ - 1, 0) >> 63 : 0;
+    any |= at(kSouthEast) ? row(strip + stride_ + 1, 0) & 1u : 0;
+    return any != 0;
+}
+
+void ShrinkingSet::FindNear(std::int32_t strip, int step, Change& change) {
+    const auto different = [&](std::int32_t of) {
+        return HeadOf(of).changed == 0 ? Strip{} : ChangeOf(HeadOf(of)).different;
+    };
+    StripNeighbourhood around;
+    const auto fill = [&](std::int32_t middle, StripNeighbourhood::Rows& rows) {
+        const Strip here = different(middle);
+        rows.front() = different(middle - stride_).Bottom();
+        std::copy(here.rows.begin(), here.rows.end(), rows.begin() + 1);
+        rows.back() = different(middle + stride_).Top();
+    };
+    fill(strip - 1, around.west);
+    fill(strip, around.centre);
+    fill(strip + 1, around.east);
+    Strip beside;
+    for (std::size_t i = 0; i < beside.rows.size(); ++i) {
+        const auto all = [&](const StripNeighbourhood::Rows& rows) { return rows[i] | rows[i + 1] | rows[i + 2]; };
+        const Word centre = all(around.centre);
+        beside[i] = centre | centre << 1 | centre >> 1 | all(around.west) >> 63 | all(around.east) << 63;
+    }
+    const auto wider = [](Word row) { return row | row << 1 | row >> 1; };
+    for (std::size_t i = 0; i < beside.rows.size(); ++i) {
+        const Word above = i > 0 ? beside[i - 1] : 0;
+        const Word below = i + 1 < beside.rows.size() ? beside[i + 1] : 0;
+        change.near[i] = wider(above | beside[i] | below);
+    }
+    change.nearNorth = wider(beside.Top());
+    change.nearSouth = wider(beside.Bottom());
+    change.nearSides = SidesOf(beside);
+    change.nearSince = step;
+}
+
+// What the rule leaves of a strip.
+Strip ShrinkingSet::LeftOf(std::int32_t strip, int step) const {
     StripNeighbourhood around;
     if (step - 1 <= kAtHand) {
         Gather(strip, around,
@@ -234,11 +348,7 @@ void ShrinkingSet::WorkOut(std::int32_t strip, int step) {
             left[i] |= beyond[i];
         }
     }
-    const bool differs = Compare(strip, step, current, left);
-    if ((differs || DiffersAround(strip)) &&
-        (step < HeadOf(strip).last || step < LastStepAround(strip) + ThinningStep::kPeriod)) {
-        Queue(strip, step + 1);
-    }
+    return left;
 }
 
 template <typename LeftIn>
@@ -269,6 +379,7 @@ bool ShrinkingSet::Compare(std::int32_t strip, int step, const Strip& current, c
     const Strip fresh = different ^ change.different;
     if (AnyOf(fresh) != 0) {
         change.different = different;
+        change.lastFresh = step;
         HeadOf(strip).differs = SidesOf(different);
         QueueAround(strip, fresh, step);
     }

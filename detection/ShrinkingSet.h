@@ -60,6 +60,7 @@ private:
         std::int32_t queuedFor;  // the step the strip is queued for, 0 if for none, kNever beyond the picture
         std::int32_t changed;    // index + 1 into changed_
         std::int32_t later;      // index + 1 into later_
+        std::int32_t told;       // in an update: the step at which what is different beside it has changed last
         std::uint32_t differs;   // in an update: the sides at which something is different from before
         bool reachesBeyond;      // has pixels beyond the picture
     };
@@ -74,7 +75,12 @@ private:
     struct Change {
         std::int32_t strip;
         std::int32_t lastBefore;
+        std::int32_t lastFresh;  // the step at which `different` has changed last
+        std::int32_t nearSince;  // the step at which `near` was found
         Strip different;  // what the step worked out last left and did not leave before the update, or the other way
+        Strip near;       // up to two away from what is different, here or beside it
+        Word nearNorth, nearSouth;
+        unsigned nearSides;
     };
 
     static unsigned SidesOf(const Strip& strip);
@@ -112,6 +118,10 @@ private:
     void Queue(std::int32_t strip, int step);
     void QueueAround(std::int32_t strip, const Strip& pixels, int step);
     void WorkOut(std::int32_t strip, int step);
+    Strip LeftOf(std::int32_t strip, int step) const;
+    bool GoesOnDiffering(std::int32_t strip, int step);
+    bool HasTakenNear(std::int32_t strip, int step, const Change& change) const;
+    void FindNear(std::int32_t strip, int step, Change& change);
     bool Compare(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void Store(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void StoreLater(std::int32_t strip, int step, const Strip& current, const Strip& left);
