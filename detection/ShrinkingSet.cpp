@@ -143,6 +143,11 @@ void ShrinkingSet::ChangeSet(std::int32_t word, Word pixels, Word wanted) {
     Word& set = StepsOf(strip)[0][row];
     const Word different = (set ^ wanted) & pixels;
     if (different != 0) {
+        if (HeadOf(strip).changed == 0) {
+            __builtin_prefetch(&HeadOf(strip - stride_));
+            __builtin_prefetch(&HeadOf(strip + stride_));
+            FetchAhead(strip, 0);
+        }
         Change& change = NoteChange(strip);
         change.different[row] ^= different;
         HeadOf(strip).differs = SidesOf(change.different);
@@ -161,6 +166,7 @@ void ShrinkingSet::Queue(std::int32_t strip, int step) {
         queue_.resize(static_cast<std::size_t>(step) + 1);
     }
     queue_[static_cast<std::size_t>(step)].push_back(strip);
+    FetchAhead(strip, step);
 }
 
 // Strips with something left next to given pixels of another.

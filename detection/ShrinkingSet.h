@@ -116,6 +116,15 @@ private:
     Change& NoteChange(std::int32_t strip);
     void ChangeSet(std::int32_t word, Word pixels, Word wanted);
     void Queue(std::int32_t strip, int step);
+    // What a strip's turn will ask for, which is rarely near to what is being worked on, is on its way until then.
+    // Inlined by force: as a function it would seem to do nothing, and calls of it be left out.
+    __attribute__((always_inline)) void FetchAhead(std::int32_t strip, int step) const {
+        for (const std::int32_t middle : {strip - stride_, strip, strip + stride_}) {
+            for (std::int32_t near = middle - 1; near <= middle + 1; ++near) {
+                __builtin_prefetch(&StepsOf(near)[static_cast<std::size_t>(std::min(step, kAtHand))]);
+            }
+        }
+    }
     void QueueAround(std::int32_t strip, const Strip& pixels, int step);
     void WorkOut(std::int32_t strip, int step);
     Strip LeftOf(std::int32_t strip, int step) const;
