@@ -50,7 +50,6 @@ void NetworkAnalysis::UpdateSkeleton() {
         distance_.Add(word, pixels);
     });
     skeleton_.Update();
-    distance_.Update();
     traces_.Update();
 }
 
@@ -65,31 +64,12 @@ MarkedBranches NetworkAnalysis::MarkBranches() {
 }
 
 int NetworkAnalysis::LargestDistance() {
-    const auto largestIn = [&](std::int32_t word) {
-        return distance_.LargestIn(word, touched_.VisitedIn(word), touched_.KnownIn(word));
-    };
-    int largest = 0;
-    const auto lookAt = [&](std::int32_t word, int enough) {
-        largest = largest < enough ? std::max(largest, largestIn(word)) : largest;
-    };
-    // From the largest of the whole set down, which usually ends with the first word; if it does not, what was visited
-    // is looked at as soon as it is less.
-    std::size_t looks = 0;
-    for (int distance = distance_.Largest(); distance > largest; --distance) {
-        looks += distance_.WordsToLookAt(distance) + 1;
-        if (looks > touched_.VisitedTiles().size() * NetworkTiles::kSide) {
-            for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
-                for (int y = tile.y0; y < std::min(tile.y0 + NetworkTiles::kSide, height_); ++y) {
-                    lookAt(touched_.Grid().WordAt(tile.x0, y), distance);
-                }
-            }
-            return largest;
-        }
-        for (const std::int32_t word : distance_.WordsWithLargest(distance)) {
-            lookAt(word, distance);
-        }
+    parts_.clear();
+    for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
+        const std::int32_t number = distance_.TileAt(tile.x0, tile.y0);
+        parts_.push_back({number, touched_.VisitedRows(number)});
     }
-    return largest;
+    return distance_.Largest(parts_);
 }
 
 void NetworkAnalysis::MarkCandidates(const std::vector<WordPart>& component) {

@@ -72,6 +72,7 @@ private:
     // The set whose skeleton and distances are kept: what touched_ calls known.
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
+    std::vector<NetworkDistance::Part> parts_;
     BranchTraces traces_;
     std::vector<BranchTraces::Tile> tiles_;
     EnclosedArea enclosed_;

@@ -2,22 +2,6 @@
 
 namespace Korvane {
 
-// The conditions of ThinningRemoval.h, a bit per pixel; p2 .. p9 clockwise from north.
-BitGrid::Word ThinningStep::Left(const WordNeighbourhood& around, int step) {
-    using Word = BitGrid::Word;
-    const Word p2 = around.north, p3 = around.northEast, p4 = around.east, p5 = around.southEast;
-    const Word p6 = around.south, p7 = around.southWest, p8 = around.west, p9 = around.northWest;
-    const Word c34 = p3 | p4, c56 = p5 | p6, c78 = p7 | p8, c92 = p9 | p2;
-    const Word from2 = ~p2 & c34, from4 = ~p4 & c56, from6 = ~p6 & c78, from8 = ~p8 & c92;
-    const Word oneCrossing = ((from2 ^ from4) & ~(from6 | from8)) | ((from6 ^ from8) & ~(from2 | from4));
-    const Word c23 = p2 | p3, c45 = p4 | p5, c67 = p6 | p7, c89 = p8 | p9;
-    const Word twoOfFirst = (c92 & c34) | (c56 & c78) | ((c92 | c34) & (c56 | c78));
-    const Word twoOfSecond = (c23 & c45) | (c67 & c89) | ((c23 | c45) & (c67 | c89));
-    const Word fourOfBoth = c92 & c34 & c56 & c78 & c23 & c45 & c67 & c89;
-    const Word kept = step % 2 != 0 ? (p6 | p7 | ~p9) & p8 : (p2 | p3 | ~p5) & p4;
-    return around.centre & ~(oneCrossing & twoOfFirst & twoOfSecond & ~fourOfBoth & ~kept);
-}
-
 NetworkSkeleton::NetworkSkeleton(int width, int height)
     : width_(width),
       height_(height),
@@ -30,7 +14,7 @@ NetworkSkeleton::NetworkSkeleton(int width, int height)
 void NetworkSkeleton::Update() {
     lineChanges_.clear();
     endChanges_.clear();
-    set_.Update([&](std::int32_t word, BitGrid::Word leftBefore, int) {
+    set_.Update([&](std::int32_t word, BitGrid::Word leftBefore) {
         const BitGrid::Word changed = leftBefore ^ set_.Left(word);
         if (changed != 0) {
             LinesChanged(word, changed);

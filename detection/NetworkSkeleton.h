@@ -10,13 +10,6 @@
 
 namespace Korvane {
 
-/// A subiteration of thinning (Guo and Hall, 1989), 64 pixels at a time: the first of the two in odd steps.
-struct ThinningStep {
-    static constexpr int kPeriod = 2;
-    static constexpr int kStepsAtHand = 13;
-    static BitGrid::Word Left(const WordNeighbourhood& around, int step);
-};
-
 /// The lines, one pixel wide, that thinning (Guo and Hall, 1989) leaves of a set of pixels, kept up while the set
 /// changes. Beyond the picture everything counts as set and is never removed.
 class NetworkSkeleton {
@@ -51,7 +44,7 @@ private:
 
     int width_;
     int height_;
-    ShrinkingSet<ThinningStep> set_;
+    ShrinkingSet set_;
     StripGrid grid_;
     ZeroedArray<Word> lines_;
     ZeroedArray<Word> isEnd_;

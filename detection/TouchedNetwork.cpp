@@ -241,12 +241,6 @@ void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
     }
 }
 
-TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
-    const int y = word / words_.WordsPerRow();
-    const std::int32_t tile = tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y);
-    return VisitedRow(tile, y & (NetworkTiles::kSide - 1));
-}
-
 void TouchedNetwork::Settle() {
     for (const PieceAt& at : turned_) {
         tiles_.TurnPatch(at);

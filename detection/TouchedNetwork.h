@@ -54,13 +54,13 @@ public:
         const std::int32_t tile = tiles_.TileAt(x, y);
         return (VisitedRow(tile, y & (NetworkTiles::kSide - 1)) & BitGrid::Bit(x)) != 0;
     }
-    /// Of the pixels of a word of `Grid` those that were visited.
-    Word VisitedIn(std::int32_t word) const;
-    /// The same in row y from column 64 * column on.
+    const BitGrid& Grid() const { return words_; }
+    /// Of the pixels in row y from column 64 * column on those that were visited.
     Word VisitedIn(int column, int y) const {
         return VisitedRow(tiles_.TileAt(column * NetworkTiles::kSide, y), y & (NetworkTiles::kSide - 1));
     }
-    const BitGrid& Grid() const { return words_; }
+    /// Of the rows of a tile, which go row by row, the pixels that were visited; the tile has some.
+    const Word* VisitedRows(std::int32_t tile) const { return visitedRows_[static_cast<std::size_t>(tile)].data(); }
 
     /// The tiles with visited pixels: NetworkTiles::kSide pixels each way from (x0, y0).
     struct VisitedTile {

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "ChangingSets.h"
 #include "EnclosedRegion.h"
-#include "NetworkDistance.h"
 #include "NetworkSkeleton.h"
 #include "OpenComponents.h"
 #include "TouchedNetwork.h"
@@ -25,11 +25,11 @@ namespace {
 using Korvane::CodePlane;
 using Korvane::PixelCode;
 using Korvane::PixelRun;
+using korvane_test::Between;
+using korvane_test::ChangeByDiscs;
+using korvane_test::ChangeTo;
 using korvane_test::PartsOf;
-
-int Between(std::mt19937& random, int low, int high) {
-    return low + static_cast<int>(static_cast<std::uint32_t>(random()) % static_cast<std::uint32_t>(high - low + 1));
-}
+using korvane_test::RandomSet;
 
 struct CodeMap {
     CodeMap(int columns, int rows, PixelCode code)
@@ -139,30 +139,6 @@ TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
     EXPECT_EQ(taken[0].first, 12);
 }
 
-cv::Mat RandomSet(std::mt19937& random, int width, int height) {
-    const cv::Mat noise =
-        korvane_test::NoisePicture(width, height, 0.5 * Between(random, 1, 6), static_cast<std::uint32_t>(random()));
-    cv::Mat set;
-    cv::threshold(noise, set, 0.1 * Between(random, 3, 7), 1.0, cv::THRESH_BINARY);
-    return set;
-}
-
-/// Changes the kept set, held in `known`, to `wanted`.
-template <typename Kept>
-void ChangeTo(const cv::Mat& wanted, cv::Mat& known, Kept& kept) {
-    const Korvane::BitGrid grid(wanted.cols, wanted.rows);
-    for (int y = 0; y < wanted.rows; ++y) {
-        for (int x = 0; x < wanted.cols; ++x) {
-            const bool now = wanted.at<float>(y, x) == 1.0f;
-            const bool before = known.at<float>(y, x) == 1.0f;
-            if (now && !before) kept.Add(grid.WordAt(x, y), Korvane::BitGrid::Bit(x));
-            if (!now && before) kept.Remove(grid.WordAt(x, y), Korvane::BitGrid::Bit(x));
-        }
-    }
-    kept.Update();
-    known = wanted.clone();
-}
-
 TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
     for (std::uint32_t seed = 1; seed <= 60; ++seed) {
         std::mt19937 random(seed);
@@ -177,6 +153,7 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
                 cv::circle(wanted, at, Between(random, 0, 5), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
             }
             ChangeTo(wanted, known, skeleton);
+            skeleton.Update();
             korvane_reference::PlainThinning(wanted);
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < width; ++x) {
@@ -188,42 +165,27 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
     }
 }
 
-/// Changes a wide set, solid but for a few holes, by discs: thinning and eroding it takes up to a hundred steps.
-void ChangeByDiscs(std::mt19937& random, cv::Mat& set) {
-    for (int i = Between(random, 1, 3); i > 0; --i) {
-        const cv::Point at(Between(random, 0, set.cols - 1), Between(random, 0, set.rows - 1));
-        const int largest = Between(random, 0, 3) == 0 ? 50 : 4;
-        cv::circle(set, at, Between(random, 0, largest), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
-    }
-    set.at<float>(0, 0) = 0.0f;  // with no pixel outside the set there is no distance
-}
-
 TEST(NetworkSkeleton, LinesAreThoseOfThinningAWideSetAfterAnyChange) {
     int mostSteps = 0;
     for (std::uint32_t seed = 1; seed <= 12; ++seed) {
         std::mt19937 random(seed);
         cv::Mat wanted = cv::Mat::ones(Between(random, 90, 220), Between(random, 90, 220), CV_32F);
         Korvane::NetworkSkeleton skeleton(wanted.cols, wanted.rows);
-        Korvane::NetworkDistance distance(wanted.cols, wanted.rows);
         cv::Mat known = cv::Mat::zeros(wanted.size(), CV_32F);
-        cv::Mat knownToDistance = known.clone();
         for (int step = 0; step < 12; ++step) {
             ChangeByDiscs(random, wanted);
             ChangeTo(wanted, known, skeleton);
-            ChangeTo(wanted, knownToDistance, distance);
+            skeleton.Update();
             cv::Mat plain;
             cv::distanceTransform(wanted > 0.0f, plain, cv::DIST_L1, 3, CV_32F);
+            double largest = 0.0;
+            cv::minMaxLoc(plain, nullptr, &largest);
+            mostSteps = std::max(mostSteps, static_cast<int>(largest));
             cv::Mat lines = wanted.clone();
             korvane_reference::PlainThinning(lines);
-            const Korvane::BitGrid grid(wanted.cols, wanted.rows);
             for (int y = 0; y < wanted.rows; ++y) {
                 for (int x = 0; x < wanted.cols; ++x) {
-                    const auto bit = Korvane::BitGrid::Bit(x);
-                    const int expected = static_cast<int>(plain.at<float>(y, x));
-                    mostSteps = std::max(mostSteps, expected);
                     ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f)
-                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
-                    ASSERT_EQ(distance.LargestIn(grid.WordAt(x, y), bit, ~bit), expected)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
@@ -241,6 +203,7 @@ TEST(NetworkSkeleton, EndsAreTheLinePixelsWithOneNeighbourOffTheBorder) {
         cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
         for (int step = 0; step < 4; ++step) {
             ChangeTo(RandomSet(random, width, height), known, skeleton);
+            skeleton.Update();
             cv::Mat lines = known.clone();
             korvane_reference::PlainThinning(lines);
             for (int y = 0; y < height; ++y) {
@@ -252,66 +215,6 @@ TEST(NetworkSkeleton, EndsAreTheLinePixelsWithOneNeighbourOffTheBorder) {
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
-        }
-    }
-}
-
-TEST(NetworkDistance, LargestDistancesAreThoseOfTheWholeSetAfterAnyChange) {
-    for (std::uint32_t seed = 1; seed <= 60; ++seed) {
-        std::mt19937 random(seed);
-        const int width = Between(random, 2, 90);
-        const int height = Between(random, 1, 40);
-        Korvane::NetworkDistance distance(width, height);
-        cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
-        for (int step = 0; step < 8; ++step) {
-            cv::Mat wanted = step % 3 == 0 ? RandomSet(random, width, height) : known.clone();
-            const cv::Point at(Between(random, 0, width - 1), Between(random, 0, height - 1));
-            cv::circle(wanted, at, Between(random, 0, 9), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
-            wanted.at<float>(0, 0) = 0.0f;  // with no pixel outside the set there is no distance
-            ChangeTo(wanted, known, distance);
-            cv::Mat plain;
-            cv::distanceTransform(wanted > 0.0f, plain, cv::DIST_L1, 3, CV_32F);
-            const Korvane::BitGrid grid(width, height);
-            for (int y = 0; y < height; ++y) {
-                for (int x = 0; x < width; ++x) {
-                    const auto bit = Korvane::BitGrid::Bit(x);
-                    ASSERT_EQ(distance.LargestIn(grid.WordAt(x, y), bit, ~bit), static_cast<int>(plain.at<float>(y, x)))
-                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
-                }
-            }
-        }
-    }
-}
-
-TEST(NetworkDistance, WordsAreKeptUnderTheirLargestDistanceAfterAnyChange) {
-    for (std::uint32_t seed = 1; seed <= 60; ++seed) {
-        std::mt19937 random(seed);
-        const int width = Between(random, 2, 150);
-        const int height = Between(random, 1, 40);
-        Korvane::NetworkDistance distance(width, height);
-        const Korvane::BitGrid grid(width, height);
-        cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
-        for (int step = 0; step < 8; ++step) {
-            cv::Mat wanted = step % 3 == 0 ? RandomSet(random, width, height) : known.clone();
-            const cv::Point at(Between(random, 0, width - 1), Between(random, 0, height - 1));
-            cv::circle(wanted, at, Between(random, 0, 9), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
-            wanted.at<float>(0, 0) = 0.0f;  // with no pixel outside the set there is no distance
-            ChangeTo(wanted, known, distance);
-            cv::Mat plain;
-            cv::distanceTransform(wanted > 0.0f, plain, cv::DIST_L1, 3, CV_32F);
-            std::set<std::pair<int, int>> expected;
-            for (int y = 0; y < height; ++y) {
-                for (int x0 = 0; x0 < width; x0 += 64) {
-                    double largest = 0.0;
-                    cv::minMaxLoc(plain(cv::Rect(x0, y, std::min(64, width - x0), 1)), nullptr, &largest);
-                    if (largest > 0.0) expected.insert({static_cast<int>(largest), grid.WordAt(x0, y)});
-                }
-            }
-            std::set<std::pair<int, int>> kept;
-            for (int largest = distance.Largest(); largest > 0; --largest) {
-                for (const std::int32_t word : distance.WordsWithLargest(largest)) kept.insert({largest, word});
-            }
-            ASSERT_EQ(kept, expected) << "seed " << seed << ", step " << step;
         }
     }
 }
