@@ -68,7 +68,9 @@ int NetworkDistance::RowsInside(std::int32_t tile) const {
     return std::min(kSide, height_ - tile / tilesPerRow_ * kSide);
 }
 
-NetworkDistance::Word NetworkDistance::InsideColumns(int column) const { return column == tilesPerRow_ - 1 ? ~beyondLast_ : ~Word{0}; }
+NetworkDistance::Word NetworkDistance::InsideColumns(int column) const {
+    return column == tilesPerRow_ - 1 ? ~beyondLast_ : ~Word{0};
+}
 
 // Erosions until nothing is left of a tile, as if everything around it were set; kUnbounded where that takes more than
 // kMostMargin.
