@@ -106,7 +106,7 @@ void NetworkTiles::TurnPatch(PieceAt at) {
 NetworkTiles::PieceAt NetworkTiles::Find(int x, int y) {
     PieceAt at{TileAt(x, y), 0};
     Refresh(at.tile);
-    while ((RowOf(at, y) & BitGrid::Bit(x)) == 0) {
+    while ((PixelsOfRow(at, y) & BitGrid::Bit(x)) == 0) {
         ++at.piece;
     }
     return at;

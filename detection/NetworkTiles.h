@@ -108,9 +108,6 @@ public:
 
     /// The piece of a pixel of either kind.
     PieceAt Find(int x, int y);
-    bool Holds(PieceAt at, int x, int y) const {
-        return TileAt(x, y) == at.tile && (RowOf(at, y) & BitGrid::Bit(x)) != 0;
-    }
     Piece& Get(PieceAt at) {
         return tiles_[static_cast<std::size_t>(at.tile)].pieces[static_cast<std::size_t>(at.piece)];
     }
@@ -122,7 +119,7 @@ public:
         return tiles_[static_cast<std::size_t>(at.tile)].rows.data() + Get(at).rows;
     }
     /// The pixels of a piece in row y of the picture, which is one of its tile's.
-    Word RowOf(PieceAt at, int y) const {
+    Word PixelsOfRow(PieceAt at, int y) const {
         const Piece& piece = Get(at);
         const int row = y & (kSide - 1);
         return row >= piece.y0 && row <= piece.y1 ? RowsOf(at)[row - piece.y0] : 0;

@@ -35,7 +35,7 @@ void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
             Word left = around & tiles_.EitherIn(tiles_.TileAt(x0, y), y);
             while (left != 0) {
                 const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
-                left &= ~tiles_.RowOf(at, y);
+                left &= ~tiles_.PixelsOfRow(at, y);
                 if (!IsVisited(tiles_.Get(at))) {
                     Visit(at);
                 }

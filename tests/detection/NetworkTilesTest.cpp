@@ -47,7 +47,7 @@ Pixels PixelsOf(const NetworkTiles& tiles, const std::vector<NetworkTiles::Piece
     for (const NetworkTiles::PieceAt& at : group) {
         for (int row = 0; row < NetworkTiles::kSide; ++row) {
             for (int x = 0; x < NetworkTiles::kSide; ++x) {
-                if ((tiles.RowOf(at, row) >> x & 1u) != 0) {
+                if ((tiles.PixelsOfRow(at, row) >> x & 1u) != 0) {
                     pixels.emplace_back(tiles.Top(at.tile) + row, tiles.Left(at.tile) + x);
                 }
             }
