@@ -56,9 +56,8 @@ public:
     };
     const std::vector<VisitedTile>& VisitedTiles() const { return visitedTiles_; }
 
-    /// For a set of pixels that the owner keeps, what was visited once, and not taken out since: adds what was visited
-    /// to it; calls added(word, pixels) for what is new to it; a word may come more than
-    /// once.
+    /// For a set of pixels that the owner keeps, what was visited once and not taken out since: adds what was visited;
+    /// calls added(word, pixels) for what is new to the set; a word may come more than once.
     template <typename Added>
     void AddVisited(Added added);
     /// Takes out what is next to a visited patch, but not visited; calls dropped(x, y) for each pixel. All that is
