@@ -1,4 +1,5 @@
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -66,6 +67,9 @@ private:
 }  // namespace Korvane
 
 int main(int argc, char** argv) {
+    // Beyond a limit on the size of files a write shall fail and be told of; the signal would end the program and lose
+    // what is not saved.
+    std::signal(SIGXFSZ, SIG_IGN);
     // The file names are kept as the bytes they are: the toolkit decodes them by the locale, which may know no UTF-8.
     std::vector<std::string> files;
     std::vector<char*> rest{argv[0]};

@@ -102,7 +102,10 @@ private:
     }
 
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels) {
-        const LabelsFound found = DoFileTask(FileTask::kLoadResults, Name(), [&] { return LoadLabels(from, labels); });
+        return NoteCount(labels, DoFileTask(FileTask::kLoadResults, Name(), [&] { return LoadLabels(from, labels); }));
+    }
+
+    LabelsFound NoteCount(const qvox::LabelImage& labels, LabelsFound found) {
         if (found == LabelsFound::kLoaded) outcome_.objectCount = CountLabels(labels);
         return found;
     }
@@ -203,11 +206,12 @@ private:
     LabelsFound MeasureFile(const wxString& from) {
         const qvox::ImageFileInfo info = Inspect();
         qvox::LabelImage labels;
-        labels.Resize(info.sizeX, info.sizeY, info.sizeZ);
-        labels.Zero();
+        const LabelsFound found =
+            NoteCount(labels, DoFileTask(FileTask::kLoadResults, Name(), [&] {
+                          return LoadNewLabels(from, {info.sizeX, info.sizeY, info.sizeZ}, labels);
+                      }));
         labels.SetResolution(info.resolution);
         SettleResolution(labels, info);
-        const LabelsFound found = ReadLabels(from, labels);
         if (found == LabelsFound::kLoaded) MakeRows(labels);
         return found;
     }

@@ -24,6 +24,15 @@ RegionRuns CandidateRegions(const cv::Mat& mask) {
     return FindRegions<float>(mask, [](float v) { return v > 0.1f; });
 }
 
+// Loops of their own, on plain pointers: these the compiler turns into vector arithmetic.
+void KeepAtLeast(const int* values, int least, int* keeps, int count) {
+    for (int i = 0; i < count; ++i) keeps[i] &= values[i] >= least ? 1 : 0;
+}
+
+void TakeAtMost(const int* values, int most, int* takes, int count) {
+    for (int i = 0; i < count; ++i) takes[i] |= values[i] <= most ? 1 : 0;
+}
+
 /// Opens single regions by an ellipse, each within its bounding box. An ellipse that is centred on (x, y) lies in the
 /// region when, in each of its rows, the ellipse's half width is at most the reach of the region there: the distance
 /// from (x, row) to the nearer end of the run around it. So the erosion compares a row of reaches with one number per
@@ -76,20 +85,16 @@ private:
         keeps_.resize(static_cast<std::size_t>(width_));
         bool any = false;
         for (int y = 0; y < height_; ++y) {
-            std::fill(keeps_.begin(), keeps_.end(), std::uint8_t{1});
-            for (int dy = -Radius(); dy <= Radius(); ++dy) {
-                const int row = y + dy;
-                const int inPicture = row + region.minY;
-                if (inPicture < 0 || inPicture >= picture_.height) continue;
-                if (row < 0 || row >= height_) {
-                    std::fill(keeps_.begin(), keeps_.end(), std::uint8_t{0});
-                    break;
-                }
-                const int needed = HalfWidth(dy);
-                const int* reach = Row(reaches_, row);
-                for (int x = 0; x < width_; ++x) {
-                    keeps_[static_cast<std::size_t>(x)] &= static_cast<std::uint8_t>(reach[x] >= needed);
-                }
+            // Rows of the ellipse beyond the picture always fit, rows beyond the region never do.
+            const int first = std::max(y - Radius(), -region.minY);
+            const int last = std::min(y + Radius(), picture_.height - 1 - region.minY);
+            if (first < 0 || last >= height_) {
+                std::fill_n(Row(nearest_, y), width_, kUnbounded);
+                continue;
+            }
+            std::fill(keeps_.begin(), keeps_.end(), 1);
+            for (int row = first; row <= last; ++row) {
+                KeepAtLeast(Row(reaches_, row), HalfWidth(row - y), keeps_.data(), width_);
             }
             any |= DistancesToCentres(Row(nearest_, y));
         }
@@ -114,17 +119,13 @@ private:
     std::int64_t CountDilated() {
         std::int64_t count = 0;
         for (int y = 0; y < height_; ++y) {
-            std::fill(keeps_.begin(), keeps_.end(), std::uint8_t{0});
+            std::fill(keeps_.begin(), keeps_.end(), 0);
             const int first = std::max(-Radius(), -y);
             const int last = std::min(Radius(), height_ - 1 - y);
             for (int dy = first; dy <= last; ++dy) {
-                const int reach = HalfWidth(dy);
-                const int* distance = Row(nearest_, y + dy);
-                for (int x = 0; x < width_; ++x) {
-                    keeps_[static_cast<std::size_t>(x)] |= static_cast<std::uint8_t>(distance[x] <= reach);
-                }
+                TakeAtMost(Row(nearest_, y + dy), HalfWidth(dy), keeps_.data(), width_);
             }
-            count += std::count(keeps_.begin(), keeps_.end(), std::uint8_t{1});
+            count += std::count(keeps_.begin(), keeps_.end(), 1);
         }
         return count;
     }
@@ -136,7 +137,7 @@ private:
     std::vector<int> halfWidths_;
     std::vector<int> reaches_;
     std::vector<int> nearest_;
-    std::vector<std::uint8_t> keeps_;
+    std::vector<int> keeps_;  // 0 or 1; as wide as what they are compared with, for vector arithmetic
 };
 
 void Keep(const RegionRuns& regions, const Region& region, cv::Mat& filtered) {

@@ -53,15 +53,6 @@ bool SwitchToPosition(PositionStore& store, std::size_t index, std::size_t conto
     return true;
 }
 
-void ClearCurrentLabels(PositionStore& store) {
-    if (PositionCount(store) == 0) return;
-    qvox::LabelImage& labels = store.labelImages[store.current];
-    store.undoLabels = labels;
-    labels.Zero();
-    store.labelCount = 0;
-    store.currentLabel = 1;
-}
-
 void ClearAllLabels(PositionStore& store) {
     if (PositionCount(store) == 0) return;
     for (qvox::LabelImage& labels : store.labelImages) labels.Zero();

@@ -43,10 +43,6 @@ void AppendPosition(PositionStore& store, Position position);
 /// such position or when the contour being drawn holds any point.
 bool SwitchToPosition(PositionStore& store, std::size_t index, std::size_t contourPointCount);
 
-/// Sets the current position's labels to 0, keeping a copy for one undo. Nothing happens in an empty store. When there
-/// is no memory for the copy, std::bad_alloc leaves the store as it was.
-void ClearCurrentLabels(PositionStore& store);
-
 /// Sets all labels of all positions to 0; the undo copy is not touched. Nothing happens in an empty store.
 void ClearAllLabels(PositionStore& store);
 

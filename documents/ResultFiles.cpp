@@ -1,6 +1,7 @@
 #include "ResultFiles.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -27,15 +28,21 @@ void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels) {
 }
 
 LabelsFound LoadLabels(const wxString& resultPath, qvox::LabelImage& labels) {
+    qvox::LabelImage read;
+    const LabelsFound found = LoadNewLabels(resultPath, {labels.SizeX(), labels.SizeY(), labels.SizeZ()}, read);
+    if (found == LabelsFound::kLoaded) std::copy(read.begin(), read.end(), labels.begin());
+    return found;
+}
+
+LabelsFound LoadNewLabels(const wxString& resultPath, const std::array<std::uint64_t, 3>& sizes,
+                          qvox::LabelImage& labels) {
     const std::string bytes = PathBytes(resultPath);
     std::error_code unreachable;
     // A path that cannot be examined is read all the same: the reader then tells why it cannot.
     if (!std::filesystem::exists(bytes, unreachable) && !unreachable) return LabelsFound::kNoFile;
     if (qvox::ProbeVoxelType(bytes) != qvox::VoxelType::kUint16) throw UnsupportedPixelType();
-    qvox::VoxelImage<std::uint16_t> read;
-    qvox::LoadImageFile(bytes, read);
-    if (!read.SameSizes(labels)) throw InconsistentImageSize();
-    std::copy(read.begin(), read.end(), labels.begin());
+    qvox::LoadImageFile(bytes, labels);
+    if (sizes != std::array{labels.SizeX(), labels.SizeY(), labels.SizeZ()}) throw InconsistentImageSize();
     return LabelsFound::kLoaded;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <optional>
 
 #include <wx/string.h>
@@ -31,5 +33,10 @@ enum class LabelsFound { kNoFile, kLoaded };
 /// not there is no failure. Throws UnsupportedPixelType for anything but 16-bit grey, InconsistentImageSize for other
 /// sizes than those of `labels`, ToolkitError, std::bad_alloc; `labels` is then unchanged.
 LabelsFound LoadLabels(const wxString& resultPath, qvox::LabelImage& labels);
+
+/// The same for an image of these sizes of which nothing is held: makes `labels` what the result file holds, with the
+/// file's own resolution. After a failure `labels` holds nothing of use.
+LabelsFound LoadNewLabels(const wxString& resultPath, const std::array<std::uint64_t, 3>& sizes,
+                          qvox::LabelImage& labels);
 
 }  // namespace Korvane

@@ -10,6 +10,7 @@
 #include "batch/ProgramRunner.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
+#include "support/TiffBuilder.h"
 
 namespace korvane_test {
 
@@ -110,6 +111,23 @@ TEST(BatchRobustness, AFullDiskKeepsTheTableThatWasThere) {
     EXPECT_EQ(Contents(folder.File("t.txt")), before);
     fs::remove(folder.File("a.tif"));
     ExpectNothingHalfWritten(folder.Path());
+}
+
+TEST(BatchRobustness, MeasuringTakesNoMemoryForWhatAnImageOnlyClaimsToBe) {
+    const TemporaryFolder folder;
+    TiffBuilder claims;
+    claims.Page().Grey(40000, 40000, 8).AddPiece("x");
+    claims.Write(folder.File("a.tif"));
+    Surroundings surroundings;
+    surroundings.maxAddressBytes = 500ul << 20;
+    const ProgramResult without = RunProgram({"measure", folder.File("a.tif")}, surroundings);
+    EXPECT_NE(without.messages.find("is left out: there is no"), std::string::npos) << without.messages;
+    qvox::SaveImageFile(folder.File("seg_a.tif"), TwoSquares());
+    const ProgramResult with = RunProgram({"measure", folder.File("a.tif")}, surroundings);
+    EXPECT_EQ(with.status, 1);
+    EXPECT_NE(with.messages.find("Cannot load the segmentation results for 'a.tif'!"), std::string::npos)
+        << with.messages;
+    EXPECT_EQ(with.messages.find("memory"), std::string::npos) << with.messages;
 }
 
 TEST(BatchRobustness, AnOutputThatTakesNothingIsAFailure) {

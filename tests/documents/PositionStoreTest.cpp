@@ -79,20 +79,6 @@ TEST(SwitchToPosition, RecountsTheLabelsAndForgetsTheUndoCopy) {
     EXPECT_TRUE(store.undoLabels.Empty());
 }
 
-TEST(ClearCurrentLabels, KeepsACopyForOneUndo) {
-    PositionStore store = StoreOf(2);
-    store.labelImages[0][1] = 7;
-    store.labelImages[1][1] = 8;
-    store.currentLabel = 3;
-    const qvox::LabelImage before = store.labelImages[0];
-    ClearCurrentLabels(store);
-    EXPECT_EQ(CountLabels(store, 0), 0u);
-    EXPECT_EQ(CountLabels(store, 1), 1u);
-    EXPECT_TRUE(korvane_test::SameVoxels(before, store.undoLabels));
-    EXPECT_EQ(store.currentLabel, 1);
-    EXPECT_EQ(store.labelCount, 0u);
-}
-
 TEST(ClearAllLabels, LeavesTheUndoCopyAlone) {
     PositionStore store = StoreOf(2);
     store.labelImages[0][1] = 7;
@@ -106,10 +92,9 @@ TEST(ClearAllLabels, LeavesTheUndoCopyAlone) {
     EXPECT_EQ(store.labelCount, 0u);
 }
 
-TEST(ClearLabels, DoNothingInAnEmptyStore) {
+TEST(ClearAllLabels, DoesNothingInAnEmptyStore) {
     PositionStore store;
     store.currentLabel = 5;
-    ClearCurrentLabels(store);
     ClearAllLabels(store);
     EXPECT_EQ(store.currentLabel, 5);
 }

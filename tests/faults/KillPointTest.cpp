@@ -115,14 +115,17 @@ TEST_P(KillPoint, AtFiveHundredRandomMomentsTheFileIsWhole) {
         waitpid(child, &status, 0);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
         ExpectWhole();
-        if (NamesIn(folder_).size() > 1 || i + 1 == kKills) {
+        if (NamesIn(folder_).size() > 1) {
             ExpectNextRunCleansUp();
             ++cleanups;
         }
         if (HasFailure()) return;
     }
+    ExpectNextRunCleansUp();
     RecordProperty("cleanups", cleanups);
-    EXPECT_GE(cleanups, 1);
+    // Some kills must have struck in the middle of a write for the rest to mean anything; a quarter do on a machine at
+    // rest.
+    EXPECT_GE(cleanups, 5);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, KillPoint, testing::ValuesIn(FileKinds()),

@@ -14,6 +14,7 @@
 #include "DetectionDriver.h"
 #include "FailureText.h"
 #include "ImageLoading.h"
+#include "LabelEditing.h"
 #include "PathText.h"
 #include "PositionStore.h"
 #include "ResultFiles.h"
@@ -216,26 +217,55 @@ TEST(MemoryLimit, ThePicturesThatFitAreOpenedAndCanBeSaved) {
     EXPECT_EQ(InChild(kWorking + 2 * paths.size() * perPosition, open), kDone);
 }
 
-TEST(MemoryLimit, WithoutRoomForTheUndoCopyClearingLeavesTheLabels) {
-    if (!kLimitsWork) GTEST_SKIP() << "no limit on the address space under the address sanitizer";
-    PositionStore store;
-    Position position;
-    position.image = DiscPicture(2000);
-    position.labels = Seeds(position.image);
-    const qvox::LabelImage before(position.labels);
-    Korvane::AppendPosition(store, std::move(position));
-    const auto clear = [&]() -> Outcome {
-        try {
-            Korvane::ClearCurrentLabels(store);
-        } catch (const std::bad_alloc&) {
-            return SameVoxels(before, store.labelImages[0]) && store.undoLabels.VoxelCount() == 0 ? kOutOfMemory
-                                                                                                  : kWrong;
-        }
-        return SameVoxels(before, store.undoLabels) ? kDone : kWrong;
-    };
-    EXPECT_EQ(InChild(kMebibyte, clear), kOutOfMemory);
-    EXPECT_EQ(InChild(64 * kMebibyte, clear), kDone);
+/// A tool that takes an undo copy before it changes labels.
+struct Tool {
+    const char* name;
+    std::function<void(const Korvane::EditedPosition&, Korvane::EditingState&)> use;
+};
+
+std::vector<Tool> Tools() {
+    return {{"Brush",
+             [](auto position, auto& state) {
+                 PressLeft(position, state, {50.0f, 50.0f});
+             }},
+            {"Contour",
+             [](auto position, auto& state) {
+                 FlipDrawingMode(state);
+                 PressLeft(position, state, {50.0f, 50.0f});
+             }},
+            {"Repaint",
+             [](auto position, auto& state) {
+                 RepaintComponent(position, state, {50.0f, 50.0f});
+             }},
+            {"Clear", [](auto position, auto& state) { ClearLabels(position, state); }}};
 }
+
+class UndoCopyFaults : public testing::TestWithParam<Tool> {};
+
+TEST_P(UndoCopyFaults, WithoutRoomForTheCopyTheToolChangesNothing) {
+    if (!kLimitsWork) GTEST_SKIP() << "no limit on the address space under the address sanitizer";
+    qvox::LabelImage labels = Seeds(DiscPicture(2000));
+    const qvox::LabelImage before(labels);
+    const auto use = [&]() -> Outcome {
+        qvox::LabelImage undo;
+        std::uint16_t currentLabel = 7;
+        std::size_t labelCount = 3;
+        Korvane::EditingState state;
+        try {
+            GetParam().use({labels, undo, currentLabel, labelCount}, state);
+        } catch (const std::bad_alloc&) {
+            const bool same = SameVoxels(before, labels) && undo.Empty() && currentLabel == 7 && labelCount == 3 &&
+                              state.contourPoints.empty();
+            return same ? kOutOfMemory : kWrong;
+        }
+        return SameVoxels(before, undo) ? kDone : kWrong;
+    };
+    EXPECT_EQ(InChild(kMebibyte, use), kOutOfMemory);
+    EXPECT_EQ(InChild(64 * kMebibyte, use), kDone);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, UndoCopyFaults, testing::ValuesIn(Tools()),
+                         [](const auto& tool) { return tool.param.name; });
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -89,6 +90,12 @@ public:
         if (!Await([&] { return waitpid(process_, &status, WNOHANG) == process_; })) return false;
         ended_ = true;
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+
+    /// The longest file that the program may write from now on.
+    void LimitFiles(rlim_t bytes) const {
+        const rlimit limit{bytes, RLIM_INFINITY};
+        EXPECT_EQ(prlimit(process_, RLIMIT_FSIZE, &limit, nullptr), 0);
     }
 
     /// A visible window of the program by a part of its title, "" when there is none. The titles are asked for one by
@@ -263,6 +270,27 @@ TEST_F(EndToEnd, FilesOnTheCommandLineAreOpenedUnderAnyName) {
     Do("windowactivate --sync " + program.Window("Korvane Error"));
     Do("key Escape");
     ASSERT_TRUE(Await([&] { return program.Window("Korvane Error").empty(); }));
+    Quit(program, window);
+}
+
+TEST_F(EndToEnd, ALimitOnTheSizeOfFilesIsToldAndLosesNothing) {
+    Program program({folder.File(kFirst)}, folder.File("output.txt"));
+    ASSERT_TRUE(Await([&] { return !program.Window("Position [1/1] - ").empty(); }));
+    const std::string window = program.Window("Position [1/1] - ");
+    Do("windowactivate --sync " + window);
+    program.LimitFiles(10);
+    ASSERT_TRUE(Await([&] {
+        Shell("xdotool key ctrl+s");
+        return Await([&] { return !program.Window("Korvane Error").empty(); }, kPatience);
+    }));
+    Do("windowactivate --sync " + program.Window("Korvane Error"));
+    Do("key Escape");
+    ASSERT_TRUE(Await([&] { return program.Window("Korvane Error").empty(); }));
+    EXPECT_FALSE(std::filesystem::exists(folder.File(std::string("seg_") + kFirst)));
+    program.LimitFiles(RLIM_INFINITY);
+    Do("windowactivate --sync " + window);
+    Do("key ctrl+s");
+    EXPECT_TRUE(Await([&] { return std::filesystem::exists(folder.File(std::string("seg_") + kFirst)); }));
     Quit(program, window);
 }
 

@@ -167,24 +167,24 @@ TEST(AtomicFile, VanishesWithoutCommit) {
     EXPECT_EQ(FilesIn(folder), 0u);
 }
 
-TEST(AtomicFile, RemovesOnlyTheLeftoversOfItsOwnTarget) {
+TEST(AtomicFile, RemovesWhatKilledProcessesLeftInTheFolderAndNothingElse) {
     const TemporaryFolder folder;
-    const auto hash = [](const std::string& name) {
-        std::uint64_t value = 14695981039346656037u;
-        for (const char c : name) value = (value ^ static_cast<unsigned char>(c)) * 1099511628211u;
-        char text[32];
-        std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(value));
-        return std::string(text);
-    };
     const std::string dead = std::to_string(std::numeric_limits<int>::max());
-    const std::string own = folder.File(".korvane-" + hash("a.tif") + "-" + dead + "-0.tmp");
-    const std::string other = folder.File(".korvane-" + hash("b.tif") + "-" + dead + "-0.tmp");
-    const std::string live = folder.File(".korvane-" + hash("a.tif") + "-" + std::to_string(getpid()) + "-7.tmp");
-    for (const std::string& path : {own, other, live}) std::ofstream(path) << "half";
+    const std::string live = std::to_string(getpid());
+    const std::vector<std::string> removed{".korvane-" + dead + "-0.tmp", ".korvane-" + dead + "-17.tmp"};
+    const std::vector<std::string> kept{".korvane-" + live + "-7.tmp",
+                                        ".korvane-" + dead + "-0.tmp.tif",
+                                        ".korvane-" + dead + ".tmp",
+                                        ".korvane-" + dead + "-.tmp",
+                                        ".korvane--0.tmp",
+                                        ".korvane-notes.tmp",
+                                        ".korvane-",
+                                        "korvane-" + dead + "-0.tmp"};
+    for (const std::string& name : removed) std::ofstream(folder.File(name)) << "half";
+    for (const std::string& name : kept) std::ofstream(folder.File(name)) << "other";
     qvox::SaveImageFile(folder.File("a.tif"), Picture(1, 5));
-    EXPECT_FALSE(fs::exists(own));
-    EXPECT_TRUE(fs::exists(other));
-    EXPECT_TRUE(fs::exists(live));
+    for (const std::string& name : removed) EXPECT_FALSE(fs::exists(folder.File(name))) << name;
+    for (const std::string& name : kept) EXPECT_TRUE(fs::exists(folder.File(name))) << name;
 }
 
 TEST(ImageFileSave, AKilledWriterLeavesTheOldFileOrTheNewOne) {

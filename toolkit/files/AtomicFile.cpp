@@ -22,31 +22,37 @@ namespace qvox {
 
 namespace {
 
+constexpr char kPrefix[] = ".korvane-";
 constexpr char kSuffix[] = ".tmp";
 constexpr std::time_t kForgottenSeconds = 600;
-
-std::uint64_t HashOf(const std::string& text) {
-    std::uint64_t hash = 14695981039346656037u;  // FNV-1a
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    return hash;
-}
 
 struct FolderCloser {
     void operator()(DIR* folder) const { closedir(folder); }
 };
 
-bool StartsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
+/// The process that a temporary file's name tells of: ".korvane-PROCESS-NUMBER.tmp"; 0 for any other name.
+long WriterOf(const std::string& name) {
+    std::size_t at = std::strlen(kPrefix);
+    const auto skipDigits = [&] {
+        const std::size_t first = at;
+        while (at < name.size() && name[at] >= '0' && name[at] <= '9') ++at;
+        return at > first;
+    };
+    if (name.compare(0, at, kPrefix) != 0) return 0;
+    const char* const digits = name.c_str() + at;
+    if (!skipDigits() || at == name.size() || name[at++] != '-' || !skipDigits()) return 0;
+    return name.compare(at, std::string::npos, kSuffix) == 0 ? std::strtol(digits, nullptr, 10) : 0;
+}
 
 // The writer holds a lock on its temporary file for as long as it lives, so a free lock means an abandoned file. The
 // process number guards the moment between making a file and locking it.
-bool IsAbandoned(const std::string& path, const std::string& prefix, const std::string& name) {
+bool IsAbandoned(const std::string& path, long writer) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (fd < 0) return false;
     struct stat status {};
     bool abandoned = flock(fd, LOCK_EX | LOCK_NB) == 0 && fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
     if (abandoned) {
-        const long pid = std::strtol(name.c_str() + prefix.size(), nullptr, 10);
-        const bool alive = pid > 0 && pid <= INT_MAX && (kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM);
+        const bool alive = writer <= INT_MAX && (kill(static_cast<pid_t>(writer), 0) == 0 || errno == EPERM);
         abandoned = !alive || std::time(nullptr) - status.st_mtime > kForgottenSeconds;
     }
     close(fd);
@@ -71,11 +77,7 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path), target_(path) {
     }
     const std::size_t slash = target_.rfind('/');
     folder_ = slash == std::string::npos ? "." : target_.substr(0, slash + 1);
-    const std::string name = slash == std::string::npos ? target_ : target_.substr(slash + 1);
-    if (name.empty()) Fail(EISDIR);
-    char hash[32];
-    std::snprintf(hash, sizeof hash, "%016llx", static_cast<unsigned long long>(HashOf(name)));
-    prefix_ = std::string(".korvane-") + hash + "-";
+    if (slash + 1 == target_.size()) Fail(EISDIR);
     RemoveLeftovers();
     OpenTemporary();
     if (exists && fchmod(fd_, mode_) != 0) {
@@ -105,7 +107,7 @@ void AtomicFile::FollowLink() {
 
 std::string AtomicFile::TemporaryName(int attempt) const {
     const std::string separator = folder_.back() == '/' ? "" : "/";
-    return folder_ + separator + prefix_ + std::to_string(getpid()) + "-" + std::to_string(attempt) + kSuffix;
+    return folder_ + separator + kPrefix + std::to_string(getpid()) + "-" + std::to_string(attempt) + kSuffix;
 }
 
 void AtomicFile::OpenTemporary() {
@@ -133,9 +135,10 @@ void AtomicFile::RemoveLeftovers() const {
     if (!listing) return;
     while (const dirent* entry = readdir(listing.get())) {
         const std::string name = entry->d_name;
-        if (!StartsWith(name, prefix_)) continue;
+        const long writer = WriterOf(name);
+        if (writer == 0) continue;
         const std::string path = folder_ + "/" + name;
-        if (IsAbandoned(path, prefix_, name)) unlink(path.c_str());
+        if (IsAbandoned(path, writer)) unlink(path.c_str());
     }
 }
 

@@ -7,10 +7,9 @@
 namespace qvox {
 
 /// A file that appears under its name complete or not at all. It is written without a name where the file system can
-/// do that, otherwise as ".korvane-HASH-PID-N.tmp" in the target's folder (HASH: 16 hexadecimal digits of the target's
-/// name), and renamed over the target by Commit. Without Commit it vanishes. Leftovers that a killed process has made
-/// for the same target are removed when the next one is opened. A target that is a symbolic link is
-/// followed; an existing target lends its permission bits.
+/// do that, otherwise as ".korvane-PROCESS-NUMBER.tmp" in the target's folder, and renamed over the target by Commit.
+/// Without Commit it vanishes. Leftovers that a killed process has made are removed when the next file is written into
+/// the folder. A target that is a symbolic link is followed; an existing target lends its permission bits.
 class AtomicFile {
 public:
     /// Throws ToolkitError when the file cannot be made or the target is not a regular, writable file.
@@ -42,7 +41,6 @@ private:
     std::string path_;    // as the caller gave it, for messages
     std::string target_;  // what is replaced
     std::string folder_;
-    std::string prefix_;         // of the temporary names for this target
     std::string temporaryPath_;  // empty while the file has no name
     unsigned mode_ = 0;
     int fd_ = -1;

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "LargePages.h"
+
 namespace qvox {
 
 namespace {
@@ -59,49 +61,79 @@ private:
     std::vector<std::uint32_t> parents_;
 };
 
+/// Bit i: whether the value at x + i differs from the one before it; 16 values, x at least 1.
+unsigned ChangesFrom(const std::uint16_t* row, std::uint32_t x) {
+    const auto equalToPrevious = [row](std::uint32_t at) {
+        return _mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row + at)),
+                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + at - 1)));
+    };
+    const __m128i equal = _mm_packs_epi16(equalToPrevious(x), equalToPrevious(x + 8));
+    return ~static_cast<unsigned>(_mm_movemask_epi8(equal)) & 0xFFFFu;
+}
+
 /// Calls found(x) for every x in [1, width) whose value differs from the one before it, in ascending order.
 template <typename Found>
 void ForEachChange(const std::uint16_t* row, std::uint32_t width, Found found) {
     std::uint32_t x = 1;
     for (; x + 16 <= width; x += 16) {
-        const auto equalToPrevious = [row](std::uint32_t at) {
-            return _mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(row + at)),
-                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + at - 1)));
-        };
-        const __m128i equal = _mm_packs_epi16(equalToPrevious(x), equalToPrevious(x + 8));
-        unsigned changes = ~static_cast<unsigned>(_mm_movemask_epi8(equal)) & 0xFFFFu;
-        for (; changes != 0; changes &= changes - 1) found(x + static_cast<std::uint32_t>(__builtin_ctz(changes)));
+        for (unsigned changes = ChangesFrom(row, x); changes != 0; changes &= changes - 1) {
+            found(x + static_cast<std::uint32_t>(__builtin_ctz(changes)));
+        }
     }
     for (; x < width; ++x) {
         if (row[x] != row[x - 1]) found(x);
     }
 }
 
-void AppendRuns(const std::uint16_t* row, std::uint32_t width, std::vector<Run>& runs) {
+/// At least as many as the row has runs.
+std::size_t CountStretches(const std::uint16_t* row, std::uint32_t width) {
+    std::size_t count = 1;
+    std::uint32_t x = 1;
+    for (; x + 16 <= width; x += 16) count += static_cast<unsigned>(__builtin_popcount(ChangesFrom(row, x)));
+    for (; x < width; ++x) count += row[x] != row[x - 1] ? 1u : 0u;
+    return count;
+}
+
+/// Writes the row's runs to `run`, which has room for all its stretches, and returns the end.
+Run* WriteRuns(const std::uint16_t* row, std::uint32_t width, Run* run) {
     std::uint32_t begin = 0;
     const auto close = [&](std::uint32_t end) {
-        if (row[begin] != 0) runs.push_back({begin, end, 0});
+        *run = {begin, end, 0};
+        run += row[begin] != 0 ? 1 : 0;
         begin = end;
     };
     ForEachChange(row, width, close);
     close(width);
+    return run;
+}
+
+/// Fills [begin, end) of a row that is written from left to right: what lies right of it may be spoilt.
+void FillOnward(std::uint16_t* row, std::uint32_t begin, std::uint32_t end, std::uint32_t width, std::uint16_t value) {
+    const __m128i values = _mm_set1_epi16(static_cast<std::int16_t>(value));
+    for (; begin < end && begin + 8 <= width; begin += 8) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(row + begin), values);
+    }
+    for (; begin < end; ++begin) row[begin] = value;
 }
 
 /// The first pass: all runs of the image, provisionally labelled.
 class RunTable {
 public:
     explicit RunTable(const LabelImage& source) : source_(source) {
-        rowStarts_.reserve(source.SizeY() + 1);
-        rowStarts_.push_back(0);
+        const auto width = static_cast<std::uint32_t>(source.SizeX());
+        std::size_t stretches = 0;
+        for (std::uint64_t y = 0; y < source.SizeY(); ++y) stretches += CountStretches(source.Row(y), width);
+        runs_ = MakeLargePageArray<Run>(stretches);
+        rowEnds_.reserve(source.SizeY() + 1);
+        rowEnds_.push_back(runs_.get());
         for (std::uint64_t y = 0; y < source.SizeY(); ++y) {
-            AppendRuns(source.Row(y), static_cast<std::uint32_t>(source.SizeX()), runs_);
-            rowStarts_.push_back(runs_.size());
+            rowEnds_.push_back(WriteRuns(source.Row(y), width, rowEnds_.back()));
             LabelRow(y);
         }
     }
 
-    const Run* RowBegin(std::uint64_t y) const { return runs_.data() + rowStarts_[y]; }
-    const Run* RowEnd(std::uint64_t y) const { return runs_.data() + rowStarts_[y + 1]; }
+    const Run* RowBegin(std::uint64_t y) const { return rowEnds_[y]; }
+    const Run* RowEnd(std::uint64_t y) const { return rowEnds_[y + 1]; }
     LabelSets& Sets() { return sets_; }
 
 private:
@@ -109,8 +141,8 @@ private:
     // once: a run above that ends before this one begins cannot touch the next one either.
     void LabelRow(std::uint64_t y) {
         constexpr std::uint32_t kNone = ~std::uint32_t{0};
-        Run* run = runs_.data() + rowStarts_[y];
-        const Run* const rowEnd = runs_.data() + rowStarts_[y + 1];
+        Run* run = rowEnds_[y];
+        const Run* const rowEnd = rowEnds_[y + 1];
         const Run* above = y == 0 ? rowEnd : RowBegin(y - 1);
         const Run* const aboveEnd = y == 0 ? rowEnd : RowEnd(y - 1);
         const std::uint16_t* row = source_.Row(y);
@@ -128,8 +160,8 @@ private:
     }
 
     const LabelImage& source_;
-    std::vector<Run> runs_;
-    std::vector<std::size_t> rowStarts_;
+    LargePageArray<Run> runs_;
+    std::vector<Run*> rowEnds_;  // of the rows before, the first of none
     LabelSets sets_;
 };
 
@@ -174,19 +206,19 @@ void LabelForegroundRegions(ComponentImage& components, const VoxelImage<std::ui
     LabelImage identifiers;
     identifiers.CopyPropertiesFrom(source);
     identifiers.Resize(source.SizeX(), source.SizeY(), 1);
+    const auto width = static_cast<std::uint32_t>(source.SizeX());
     for (std::uint64_t y = 0; y < source.SizeY(); ++y) {
         const std::uint16_t* row = source.Row(y);
         std::uint16_t* out = identifiers.Row(y);
-        std::uint16_t* const outEnd = out + source.SizeX();
-        std::uint16_t* written = out;
+        std::uint32_t written = 0;
         for (const Run* run = table.RowBegin(y); run != table.RowEnd(y); ++run) {
             const std::uint32_t number = table.Sets().NumberOf(run->label);
-            std::fill(written, out + run->begin, std::uint16_t{0});
-            written = out + run->end;
-            std::fill(out + run->begin, written, static_cast<std::uint16_t>(number));
+            FillOnward(out, written, run->begin, width, 0);
+            FillOnward(out, run->begin, run->end, width, static_cast<std::uint16_t>(number));
+            written = run->end;
             Extend(records[number - 1], *run, y, row[run->begin]);
         }
-        std::fill(written, outEnd, std::uint16_t{0});
+        FillOnward(out, written, width, width, 0);
     }
     components.Assign(std::move(identifiers), std::move(records));
 }
