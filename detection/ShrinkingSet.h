@@ -17,10 +17,10 @@ namespace Korvane {
 /// Kept are, for every strip of 64 x 8, the pixels that are left after each step. Where the set changes, strips are
 /// worked out again in the order of the steps, and on to strips around only where something comes out different at
 /// their border: the result is that of all steps done anew, the cost that of the neighbourhood that really changes. A
-/// pixel around which nothing has changed for a period of steps stays. Beyond the picture everything counts as set and
-/// never leaves.
+/// pixel around which nothing has changed for a period of steps stays, and so does what is different from before as
+/// long as nothing happens near it. Beyond the picture everything counts as set and never leaves.
 ///
-/// Memory: 64 bytes per strip for the set and for each of the first kAtHand steps, 24 more, 64 for what is left in the
+/// Memory: 64 bytes per strip for the set and for each of the first kAtHand steps, 28 more, 64 for what is left in the
 /// end, and 72 for each later step that takes pixels away from a strip; what is never part of the set costs nothing.
 class ShrinkingSet {
 public:
