@@ -19,6 +19,20 @@ void ForEachRun(std::uint64_t bits, Visit visit) {
     }
 }
 
+/// Those stretches of bits of `open` that have a bit of `wanted`.
+inline std::uint64_t Stretches(std::uint64_t wanted, std::uint64_t open) {
+    // Upwards by the carry of an addition, which runs to the end of a stretch of ones; downwards in steps that double.
+    std::uint64_t found = open & (~(open + (wanted & open)) | wanted);
+    if ((open & found >> 1 & ~found) == 0) {
+        return found;
+    }
+    for (int step = 1; step < 64; step *= 2) {
+        found |= open & found >> step;
+        open &= open >> step;
+    }
+    return found;
+}
+
 /// How the pixels of a picture lie in words of 64, row by row, each row in whole words; bit 0 is the leftmost pixel.
 class BitGrid {
 public:
@@ -31,8 +45,9 @@ public:
     int WordsPerRow() const { return wordsPerRow_; }
     std::int32_t WordAt(int x, int y) const { return y * wordsPerRow_ + (x >> 6); }
     static Word Bit(int x) { return Word{1} << (x & 63); }
-    /// Index of the lowest bit of a word that is not 0.
+    /// Index of the lowest and of the highest bit of a word that is not 0.
     static int Lowest(Word bits) { return __builtin_ctzll(bits); }
+    static int Highest(Word bits) { return 63 - __builtin_clzll(bits); }
 
     /// Calls visit(word, bits) for each word that the run has pixels in.
     template <typename Visit>

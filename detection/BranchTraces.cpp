@@ -1,236 +1,414 @@
 #include "BranchTraces.h"
 
-#include <algorithm>
-#include <cstring>
-#include <limits>
-
-#include "NeighbourGroups.h"
-
 namespace Korvane {
 namespace {
 
-// Bits of a pixel's state.
-constexpr std::uint8_t kIsEnd = 1;
-constexpr std::uint8_t kIsTraced = 2;   // an end with a trace
-constexpr std::uint8_t kIsWaiting = 4;  // an end, or what was one, to be traced again
+using Word = StripGrid::Word;
+
+int ShiftFor(int width) {
+    int shift = 0;
+    while ((std::int64_t{1} << shift) < width) {
+        ++shift;
+    }
+    return shift;
+}
+
+Word Wider(Word bits) { return bits | bits << 1 | bits >> 1; }
+
+Word Highest(Word bits) { return Word{1} << (63 - __builtin_clzll(bits)); }
 
 }  // namespace
 
-BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int height)
+BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int height, int limitPx)
     : skeleton_(skeleton),
-      codes_(skeleton.At(-1, -1)),
-      stride_(width + 2),
-      owner_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
-      taken_(owner_.size() / 8 + 2),
-      state_(owner_.size()),
-      ends_(static_cast<std::size_t>(height)) {}
+      grid_(skeleton.Grid()),
+      width_(width),
+      height_(height),
+      limitPx_(limitPx),
+      rankShift_(ShiftFor(width)),
+      blocksPerRow_((static_cast<std::size_t>(width) + 3) / 4),
+      lines_(grid_.Words()),
+      ends_(grid_.Words()),
+      tilesPerRow_((static_cast<std::size_t>(width) + 63) / 64),
+      rowsWithEnds_(tilesPerRow_ * ((static_cast<std::size_t>(height) + 63) / 64)),
+      owner_(blocksPerRow_ * ((static_cast<std::size_t>(height) + 3) / 4) * 16),
+      waiting_(grid_, width, height) {}
 
 void BranchTraces::Update() {
-    for (const std::int32_t pixel : skeleton_.LineChanges()) {
-        TouchTracesAround(pixel, std::numeric_limits<std::int32_t>::max());
+    RemoveEnds();
+    for (const WordPixels& change : skeleton_.LineChanges()) {
+        TouchAround(change.word, change.pixels, kBeyondAll);
     }
-    for (const std::int32_t end : skeleton_.EndChanges()) {
-        state_[static_cast<std::size_t>(end)] ^= kIsEnd;
-        Touch(end);
+    TouchNoted(kBeyondAll);
+    for (const WordPixels& change : skeleton_.LineChanges()) {
+        Lines& at = lines_[change.word];
+        at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
+        at.taken &= ~change.pixels;
     }
-    while (!toRetrace_.empty()) {
-        const std::int32_t end = toRetrace_.top();
-        toRetrace_.pop();
-        state_[static_cast<std::size_t>(end)] &= static_cast<std::uint8_t>(~kIsWaiting);
-        Retrace(end);
+    for (const WordPixels& change : skeleton_.EndChanges()) {
+        const int x0 = grid_.LeftOf(change.word);
+        const int y = grid_.RowOf(change.word);
+        for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
+            Touch(x0 + BitGrid::Lowest(left), y);
+        }
+    }
+    FetchTraces();
+    while (!waiting_.IsEmpty()) {
+        const WaitingPixels::Position at = waiting_.TakeLast();
+        Retrace({at.x, at.y});
+    }
+    toFetch_.clear();
+}
+
+// What is no end any more goes first, whatever the order: an end that has come instead mostly takes the same pixels.
+void BranchTraces::RemoveEnds() {
+    for (const WordPixels& change : skeleton_.EndChanges()) {
+        __builtin_prefetch(&ends_[change.word]);
+        __builtin_prefetch(&lines_[change.word]);
+    }
+    for (const WordPixels& change : skeleton_.EndChanges()) {
+        Word gone = change.pixels & ends_[change.word].traced;
+        if (gone == 0) {
+            continue;
+        }
+        const int x0 = grid_.LeftOf(change.word);
+        const int y = grid_.RowOf(change.word);
+        for (; gone != 0; gone &= gone - 1) {
+            const Rank end = RankOf(x0 + BitGrid::Lowest(gone), y);
+            const std::int32_t number = FindTrace(change.word, end);
+            Release(change.word, traces_[static_cast<std::size_t>(number)]);
+            RemoveTrace(change.word, number);
+            TellAround(end);
+        }
     }
 }
 
-void BranchTraces::Touch(std::int32_t end) {
-    std::uint8_t& state = state_[static_cast<std::size_t>(end)];
-    if ((state & kIsWaiting) == 0) {
-        state |= kIsWaiting;
-        toRetrace_.push(end);
+void BranchTraces::Touch(int x, int y) {
+    if (waiting_.Add(x, y) && toFetch_.size() < kMostFetched) {
+        toFetch_.push_back({x, y});
+        const std::size_t word = grid_.WordAt(x, y);
+        __builtin_prefetch(&ends_[word]);
+        __builtin_prefetch(&lines_[word]);
+        __builtin_prefetch(&owner_[OwnerAt(x, y)]);
     }
 }
 
-// A trace begins at its end, whoever took that pixel, and takes all others that it comes to.
-void BranchTraces::TouchTracesOf(std::int32_t pixel, std::int32_t before) {
-    const std::int32_t owner = owner_[static_cast<std::size_t>(pixel)];
-    if (owner == 0) {
+// The traces to be made again lie all over the picture and would be waited for one by one.
+void BranchTraces::FetchTraces() {
+    for (const PixelPosition end : toFetch_) {
+        const std::size_t word = grid_.WordAt(end.x, end.y);
+        if (ends_[word].first != 0) {
+            __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[word].first - 1)]);
+        }
+    }
+    toFetch_.clear();
+}
+
+void BranchTraces::TouchTracesOf(std::size_t word, Word pixels, Rank before) {
+    const int x0 = grid_.LeftOf(word);
+    const int y = grid_.RowOf(word);
+    for (; pixels != 0; pixels &= pixels - 1) {
+        const Rank owner = owner_[OwnerAt(x0 + BitGrid::Lowest(pixels), y)];
+        if (owner < before) {
+            TouchRank(owner);
+        }
+    }
+}
+
+// A trace asks for pixels of lines next to its own, and for what is around these. Changes at the sides of a word, which
+// reach into the next, are dealt with at once; others together with those above and below.
+void BranchTraces::TouchAround(std::size_t word, Word changed, Rank before) {
+    if ((changed & (Word{3} | Word{3} << 62)) != 0) {
+        TouchAroundSides(word, changed, before);
         return;
     }
-    if (owner < before) {
-        Touch(owner);
+    if (word - noted_.first >= kNotedRows) {
+        TouchNoted(before);
+        noted_.first = word - kNotedRows / 2;
     }
-    if (pixel < before && (state_[static_cast<std::size_t>(pixel)] & kIsTraced) != 0) {
-        Touch(pixel);
-    }
+    const std::size_t row = word - noted_.first;
+    noted_.top = std::min(noted_.top, row);
+    noted_.bottom = std::max(noted_.bottom, row);
+    noted_.changed[row] |= changed;
 }
 
-// A trace asks for pixels next to its own, and for what is around these.
-void BranchTraces::TouchTracesAround(std::int32_t pixel, std::int32_t before) {
-    for (std::int32_t row = -2; row <= 2; ++row) {
-        const std::int32_t first = pixel + row * stride_ - 2;
-        // Beside the picture there is a column of neither lines nor traces, then the next row; above and below nothing.
-        if (first < 0 || first + 4 >= static_cast<std::int32_t>(owner_.size())) {
-            continue;
+void BranchTraces::TouchNoted(Rank before) {
+    // Two rows beyond are 0 on either side.
+    const std::size_t top = noted_.top;
+    const std::size_t bottom = noted_.bottom;
+    if (top > bottom) {
+        return;
+    }
+    const Lines* at = &lines_[noted_.first + top];
+    Word askedAbove = 0;
+    Word asked = 0;
+    Word changedAbove = 0;
+    Word changed = 0;
+    for (std::size_t row = top; row < bottom + 5; ++row, ++at) {
+        // The row two further up is done with all that is asked for in the rows beside it.
+        const Word changedBelow = row <= bottom ? noted_.changed[row] : 0;
+        const Word askedBelow = (Wider(changedAbove | changed | changedBelow) & at[-1].All()) | changed;
+        const Word near = Wider(askedAbove | asked | askedBelow) & at[-2].taken;
+        if (near != 0) {
+            TouchTracesOf(noted_.first + row - 2, near, before);
         }
-        for (unsigned taken = TakenInFive(first); taken != 0; taken &= taken - 1) {
-            TouchTracesOf(first + __builtin_ctz(taken), before);
+        askedAbove = asked;
+        asked = askedBelow;
+        changedAbove = changed;
+        changed = changedBelow;
+    }
+    std::fill(noted_.changed.begin() + top, noted_.changed.begin() + bottom + 1, Word{0});
+    noted_.top = kNotedRows;
+    noted_.bottom = 0;
+}
+
+void BranchTraces::TouchAroundSides(std::size_t word, Word changed, Rank before) {
+    const std::size_t strip = grid_.Strip();
+    const Word beside = Wider(changed);
+    std::array<Word, 5> west{};
+    std::array<Word, 5> near{};
+    std::array<Word, 5> east{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t row = word - 1 + i;
+        const Word asked = (beside & lines_[row].All()) | (i == 1 ? changed : 0);
+        const Word askedWest = changed << 63 & lines_[row - strip].All();
+        const Word askedEast = changed >> 63 & lines_[row + strip].All();
+        for (std::size_t k = i; k < i + 3; ++k) {
+            west[k] |= askedWest | askedWest >> 1 | asked << 63;
+            near[k] |= Wider(asked) | askedWest >> 63 | askedEast << 63;
+            east[k] |= askedEast | askedEast << 1 | asked >> 63;
         }
+    }
+    const auto touch = [&](std::size_t at, Word pixels) {
+        if ((pixels & lines_[at].taken) != 0) {
+            TouchTracesOf(at, pixels & lines_[at].taken, before);
+        }
+    };
+    for (std::size_t i = 0; i < 5; ++i) {
+        touch(word - strip - 2 + i, west[i]);
+        touch(word - 2 + i, near[i]);
+        touch(word + strip - 2 + i, east[i]);
     }
 }
 
-// Bit i: whether a trace took the pixel at first + i.
-unsigned BranchTraces::TakenInFive(std::int32_t first) const {
-    std::uint16_t bits = 0;
-    std::memcpy(&bits, taken_.data() + first / 8, sizeof(bits));
-    return static_cast<unsigned>(bits) >> (first % 8) & 31u;
-}
-
-void BranchTraces::SetOwner(std::int32_t pixel, std::int32_t end) {
-    owner_[static_cast<std::size_t>(pixel)] = end;
-    const auto bit = static_cast<unsigned>(1u << (pixel % 8));
-    std::uint8_t& bits = taken_[static_cast<std::size_t>(pixel / 8)];
-    bits = static_cast<std::uint8_t>(end != 0 ? bits | bit : bits & ~bit);
-}
-
-void BranchTraces::Retrace(std::int32_t end) {
-    takenBefore_.clear();
-    const bool wasTraced = (state_[static_cast<std::size_t>(end)] & kIsTraced) != 0;
+void BranchTraces::Retrace(PixelPosition end) {
+    if (!skeleton_.IsEnd(end.x, end.y)) {
+        return;  // waited before it was removed
+    }
+    const std::size_t word = grid_.WordAt(end.x, end.y);
+    const Rank rank = RankOf(end.x, end.y);
+    const bool wasTraced = (ends_[word].traced & StripGrid::Bit(end.x)) != 0;
+    const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
+    Trace& trace = traces_[static_cast<std::size_t>(number)];
     if (wasTraced) {
-        Release(end, traces_[static_cast<std::size_t>(FindEnd(end)->trace)]);
+        Release(word, trace);
     }
-    const bool isEnd = (state_[static_cast<std::size_t>(end)] & kIsEnd) != 0;
-    if (wasTraced && !isEnd) {
-        RemoveEnd(end);
-    }
-    if (!wasTraced && isEnd) {
-        AddEnd(end);
-    }
-    if (isEnd) {
-        End& found = *FindEnd(end);
-        Trace& trace = traces_[static_cast<std::size_t>(found.trace)];
-        Follow(end, trace);
-        found.count = trace.counts[0];
-        found.forks = trace.counts.size() > 1;
-        for (const std::int32_t pixel : trace.pixels) {
-            if (!std::binary_search(takenBefore_.begin(), takenBefore_.end(), pixel)) {
-                TouchTracesAround(pixel, end);
-            }
-        }
-    }
-    for (const std::int32_t pixel : takenBefore_) {
-        if (owner_[static_cast<std::size_t>(pixel)] != end) {
-            TouchTracesAround(pixel, end);
-        }
-    }
+    Follow(end, rank);
+    Keep(word, trace);
+    TellAround(rank);
 }
 
-void BranchTraces::Release(std::int32_t end, const Trace& trace) {
-    for (const std::int32_t pixel : trace.pixels) {
-        if (owner_[static_cast<std::size_t>(pixel)] != end) {
+// What other traces have taken from it since is not its own any more.
+void BranchTraces::Release(std::size_t word, const Trace& trace) {
+    const PixelPosition end = PositionOf(trace.end);
+    const Word isRobbed = ends_[word].robbed & StripGrid::Bit(end.x);
+    ends_[word].robbed ^= isRobbed;
+    before_.first = word - kNotedRows / 2;
+    const TracePath::Code* path =
+        trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
+    for (TracePath::Walk walk(end, path, trace.size); walk.Next();) {
+        const PixelPosition at = walk.At();
+        const std::size_t there = grid_.WordAt(at.x, at.y);
+        const Word bit = StripGrid::Bit(at.x);
+        Lines& lines = lines_[there];
+        // It may not be of a line any more.
+        if ((lines.taken & bit) == 0 || (isRobbed != 0 && owner_[OwnerAt(at.x, at.y)] != trace.end)) {
             continue;
         }
-        SetOwner(pixel, 0);
-        takenBefore_.push_back(pixel);
-        if (pixel != end && (state_[static_cast<std::size_t>(pixel)] & kIsTraced) != 0) {
-            Touch(pixel);
+        lines.taken ^= bit;
+        lines.left |= bit;
+        if (released_.empty() || released_.back().word != there) {
+            released_.emplace_back().word = there;
         }
-    }
-    std::sort(takenBefore_.begin(), takenBefore_.end());
-}
-
-// The next pixel of a line has one thing around it: what lies ahead.
-bool BranchTraces::GoesOn(std::int32_t pixel, std::int32_t end) const {
-    if (!IsLine(pixel) || owner_[static_cast<std::size_t>(pixel)] >= end) {
-        return false;
-    }
-    unsigned lines = 0;
-    for (unsigned i = 0; i < 8; ++i) {
-        lines |= (IsThere(pixel + kAround[i].dy * stride_ + kAround[i].dx, end) ? 1u : 0u) << i;
-    }
-    return kNeighbourGroups[lines] == 1;
-}
-
-// What a trace of an end before this one took is taken from it, and that trace made again later on.
-void BranchTraces::Follow(std::int32_t end, Trace& trace) {
-    trace.pixels.clear();
-    trace.counts.assign(1, 0);
-    stack_.assign(1, end);
-    while (true) {
-        const std::int32_t at = stack_.back();
-        stack_.pop_back();
-        if (owner_[static_cast<std::size_t>(at)] < end) {
-            TouchTracesOf(at, end);
-            SetOwner(at, end);
-            trace.pixels.push_back(at);
-        }
-        ++trace.counts.back();
-        const std::size_t before = stack_.size();
-        for (const Step& step : kAround) {
-            const std::int32_t near = at + step.dy * stride_ + step.dx;
-            if (GoesOn(near, end)) {
-                stack_.push_back(near);
-            }
-        }
-        if (stack_.empty()) {
-            return;
-        }
-        if (stack_.size() == before) {
-            trace.counts.push_back(0);
+        released_.back().pixels |= bit;
+        if (there - before_.first < kNotedRows) {
+            before_.pixels[there - before_.first] |= bit;
         }
     }
 }
 
-BranchTraces::End* BranchTraces::FindEnd(std::int32_t end) {
-    std::vector<End>& row = ends_[static_cast<std::size_t>(end / stride_ - 1)];
-    const auto isBefore = [](const End& a, int x) { return a.x < x; };
-    return &*std::lower_bound(row.begin(), row.end(), end % stride_ - 1, isBefore);
+// Passes on what the trace takes now and did not take before, or the other way round.
+void BranchTraces::TellAround(Rank end) {
+    for (const WordPixels& own : released_) {
+        const Word left = own.pixels & ~lines_[own.word].mine;
+        if (left != 0) {
+            TouchAround(own.word, left, end);
+        }
+        if (own.word - before_.first < kNotedRows) {
+            before_.pixels[own.word - before_.first] = 0;
+        }
+    }
+    for (const WordPixels& own : taken_) {
+        if (own.pixels != 0) {
+            TouchAround(own.word, own.pixels, end);
+        }
+    }
+    TouchNoted(end);
+    for (const WordPixels& own : taken_) {
+        lines_[own.word].taken |= lines_[own.word].mine;
+        lines_[own.word].mine = 0;
+    }
+    released_.clear();
+    taken_.clear();
 }
 
-void BranchTraces::AddEnd(std::int32_t end) {
+std::int32_t BranchTraces::FindTrace(std::size_t word, Rank end) const {
+    std::int32_t number = ends_[word].first - 1;
+    while (traces_[static_cast<std::size_t>(number)].end != end) {
+        number = traces_[static_cast<std::size_t>(number)].next - 1;
+    }
+    return number;
+}
+
+std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     if (unused_.empty()) {
         unused_.push_back(static_cast<std::int32_t>(traces_.size()));
         traces_.emplace_back();
     }
-    std::vector<End>& row = ends_[static_cast<std::size_t>(end / stride_ - 1)];
-    const int x = end % stride_ - 1;
-    const auto isBefore = [](const End& a, int column) { return a.x < column; };
-    row.insert(std::lower_bound(row.begin(), row.end(), x, isBefore), End{x, 0, unused_.back(), false});
+    const std::int32_t number = unused_.back();
     unused_.pop_back();
-    state_[static_cast<std::size_t>(end)] |= kIsTraced;
+    Trace& trace = traces_[static_cast<std::size_t>(number)];
+    trace.end = end;
+    trace.size = 0;
+    trace.forks = false;
+    trace.next = ends_[word].first;
+    ends_[word].first = number + 1;
+    const PixelPosition at = PositionOf(end);
+    ends_[word].traced |= StripGrid::Bit(at.x);
+    rowsWithEnds_[TileAt(at.x, at.y)] |= StripGrid::Bit(at.y);
+    return number;
 }
 
-void BranchTraces::RemoveEnd(std::int32_t end) {
-    const End* found = FindEnd(end);
-    std::vector<End>& row = ends_[static_cast<std::size_t>(end / stride_ - 1)];
-    unused_.push_back(found->trace);
-    row.erase(row.begin() + (found - row.data()));
-    state_[static_cast<std::size_t>(end)] &= static_cast<std::uint8_t>(~kIsTraced);
+void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
+    const Trace& trace = traces_[static_cast<std::size_t>(number)];
+    std::int32_t* link = &ends_[word].first;
+    while (*link != number + 1) {
+        link = &traces_[static_cast<std::size_t>(*link - 1)].next;
+    }
+    *link = trace.next;
+    unused_.push_back(number);
+    const PixelPosition at = PositionOf(trace.end);
+    ends_[word].traced &= ~StripGrid::Bit(at.x);
+    ends_[word].isLong &= ~StripGrid::Bit(at.x);
+    if (ends_[word].traced == 0) {
+        rowsWithEnds_[TileAt(at.x, at.y)] &= ~StripGrid::Bit(at.y);
+    }
+    Forget(trace);
+}
+
+// What a trace has beside itself.
+void BranchTraces::Forget(const Trace& trace) {
+    if (trace.size > Trace::kStepsAtHand) {
+        longPaths_.erase(trace.end);
+    }
+    if (trace.forks) {
+        forkCounts_.erase(trace.end);
+    }
+}
+
+void BranchTraces::Keep(std::size_t word, Trace& trace) {
+    Forget(trace);
+    const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
+    Ends& ends = ends_[word];
+    ends.isLong = counts_[0] > limitPx_ ? ends.isLong | bit : ends.isLong & ~bit;
+    trace.forks = counts_.size() > 1;
+    if (trace.forks) {
+        forkCounts_[trace.end] = counts_;
+    }
+    trace.size = path_.Size();
+    if (trace.size <= Trace::kStepsAtHand) {
+        std::copy_n(path_.Codes(), trace.size, trace.path.begin());
+    } else {
+        longPaths_[trace.end].assign(path_.Codes(), path_.Codes() + trace.size);
+    }
+}
+
+// Row by row from the last one up, each from its right end.
+void BranchTraces::MarkInTiles(std::size_t tiles, int y0, Word rows) {
+    for (; rows != 0; rows ^= Highest(rows)) {
+        const int row = BitGrid::Lowest(Highest(rows));
+        for (std::size_t i = 0; i < tiles; ++i) {
+            const EndsOfTile& tile = tilesInRow_[i];
+            if ((tile.rows & StripGrid::Bit(row)) != 0) {
+                const auto at = static_cast<std::size_t>(row);
+                MarkInWord(tile.x0, y0 + row, tile.ends[at], tile.isLong[at]);
+            }
+        }
+    }
 }
 
 // Counts go to consecutive numbers from the last end's downwards, so a fork moves all that come after it on by one end.
-// What is left over when there are no more ends marks the map's first pixel.
-MarkedBranches BranchTraces::MarkFound(int limitPx) {
-    MarkedBranches marked;
-    std::size_t next = found_.size();
-    const auto count = [&](std::int32_t pixels) {
-        if (next == 0) {
-            marked.mapOrigin = marked.mapOrigin || pixels > limitPx;
-            return;
-        }
-        --next;
-        if (pixels > limitPx) {
-            marked.ends.push_back(found_[next].at);
-        }
-    };
-    for (std::size_t i = found_.size(); i-- > 0;) {
-        const End& end = *found_[i].end;
-        if (!end.forks) {
-            count(end.count);
-            continue;
-        }
-        const std::vector<std::int32_t>& counts = traces_[static_cast<std::size_t>(end.trace)].counts;
-        std::for_each(counts.begin(), counts.end(), count);
+// Numbers matter from the first fork on.
+void BranchTraces::MarkInWord(int x0, int y, Word ends, Word isLong) {
+    Marking& now = marking_;
+    const Rank first = RankOf(x0, y);
+    while (now.fork != forkCounts_.end() && now.fork->first > std::uint64_t{first} + 63) {
+        ++now.fork;
     }
-    return marked;
+    const bool mayFork = now.fork != forkCounts_.end() && now.fork->first >= first;
+    if (now.counts == now.ends && !mayFork) {
+        for (; isLong != 0; isLong ^= Highest(isLong)) {
+            now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(isLong)), y});
+        }
+        return;
+    }
+    const std::size_t number = static_cast<std::size_t>(__builtin_popcountll(ends));
+    if (mayFork) {
+        NoteForked(first, ends, isLong);
+    } else {
+        for (; isLong != 0; isLong ^= Highest(isLong)) {
+            const Word before = ends & ~(Highest(isLong) | (Highest(isLong) - 1));
+            now.longOnes.push_back(now.counts + static_cast<std::size_t>(__builtin_popcountll(before)));
+        }
+        now.counts += number;
+    }
+    std::size_t end = now.ends;
+    now.ends += number;
+    for (; now.next < now.longOnes.size() && now.longOnes[now.next] < now.ends; ++now.next) {
+        for (; end < now.longOnes[now.next]; ++end) {
+            ends ^= Highest(ends);
+        }
+        now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(ends)), y});
+    }
+}
+
+// Notes the numbers of the counts above the limit in a word in which there may be a fork.
+void BranchTraces::NoteForked(Rank first, Word ends, Word isLong) {
+    for (; ends != 0; ends ^= Highest(ends)) {
+        const auto fork = forkCounts_.find(first + static_cast<Rank>(BitGrid::Lowest(Highest(ends))));
+        if (fork != forkCounts_.end()) {
+            for (const std::int32_t count : fork->second) {
+                marking_.NoteCount(count > limitPx_);
+            }
+        } else {
+            marking_.NoteCount((isLong & Highest(ends)) != 0);
+        }
+    }
+}
+
+// What is left over when there are no more ends marks the map's first pixel.
+MarkedBranches BranchTraces::EndMarking() {
+    marking_.marked.mapOrigin = marking_.next < marking_.longOnes.size();
+    return std::move(marking_.marked);
+}
+
+void BranchTraces::BeginMarking() {
+    marking_.marked = MarkedBranches{};
+    marking_.longOnes.clear();
+    marking_.next = 0;
+    marking_.ends = 0;
+    marking_.counts = 0;
+    marking_.fork = forkCounts_.begin();
 }
 
 }  // namespace Korvane

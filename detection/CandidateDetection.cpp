@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <cstdint>
 #include <locale>
 #include <sstream>
 #include <string>
@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "ComponentSweeper.h"
+#include "FloatWords.h"
+#include "LevelBuckets.h"
 #include "NetworkAnalysis.h"
 #include "OpenComponents.h"
-#include "PixelSet.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -45,209 +46,172 @@ std::vector<float> WeakLevels(float upper) {
     return levels;
 }
 
-/// The open pixels grouped by the first of a falling sequence of levels that they are strictly above, each group in
-/// raster order.
-class LevelBuckets {
-public:
-    LevelBuckets(const float* edges, const std::vector<PixelCode>& map, const std::vector<float>& levels)
-        : levels_(levels), starts_(levels.size() + 2, 0) {
-        for (std::size_t i = 0; i < map.size(); ++i) {
-            if (IsWanted(edges[i], map[i])) {
-                ++starts_[BucketOf(edges[i]) + 1];
-            }
-        }
-        for (std::size_t k = 1; k < starts_.size(); ++k) {
-            starts_[k] += starts_[k - 1];
-        }
-        std::vector<std::size_t> next(starts_.begin(), starts_.end() - 1);
-        pixels_.resize(starts_[levels.size()]);
-        for (std::size_t i = 0; i < map.size(); ++i) {
-            if (IsWanted(edges[i], map[i])) {
-                pixels_[next[BucketOf(edges[i])]++] = static_cast<std::int32_t>(i);
-            }
-        }
-    }
-    const std::int32_t* Begin(std::size_t level) const { return pixels_.data() + starts_[level]; }
-    const std::int32_t* End(std::size_t level) const { return pixels_.data() + starts_[level + 1]; }
-
-private:
-    bool IsWanted(float edge, PixelCode code) const {
-        return !levels_.empty() && edge > levels_.back() && code == kOpen;
-    }
-
-    // The levels are a step apart but for rounding: a guess from the distance to the first, then exact comparisons.
-    std::size_t BucketOf(float edge) const {
-        const float guess = (levels_.front() - edge) * (1.0f / kLevelStep);
-        std::size_t k = guess > 0.0f ? static_cast<std::size_t>(guess) : 0;
-        k = std::min(k, levels_.size() - 1);
-        while (k > 0 && edge > levels_[k - 1]) {
-            --k;
-        }
-        while (!(edge > levels_[k])) {
-            ++k;
-        }
-        return k;
-    }
-
-    const std::vector<float>& levels_;
-    std::vector<std::size_t> starts_;
-    std::vector<std::int32_t> pixels_;
+struct CandidateMap {
+    BitPlane candidates;
+    BitPlane rings;
 };
 
 /// The working map of one phase, with all that is known about its components and its background.
 class Phase {
 public:
-    /// Open is what does not exceed `threshold`, and what `alsoOpen` holds as a candidate.
-    Phase(const cv::Mat& edges, float threshold, const std::vector<PixelCode>& alsoOpen, float scale,
-          float maxRelativeClusterSize)
+    /// Open is what does not exceed `threshold`, and `alsoOpen`.
+    Phase(const cv::Mat& edges, float threshold, const BitPlane& alsoOpen, float scale, float maxRelativeClusterSize)
         : edges_(edges.ptr<float>()),
           width_(edges.cols),
           height_(edges.rows),
           areas_(AreaRangeFor(scale, maxRelativeClusterSize)),
-          open_(OpenMap(edges, threshold, alsoOpen)),
-          candidates_(edges.total(), kFree),
-          components_({open_.data(), width_, width_, height_}, kOpen, std::max(areas_.maximum, areas_.minimum - 1)),
-          analysis_({open_.data(), width_, width_, height_}, {candidates_.data(), width_, width_, height_}, scale),
-          cleared_(width_, height_) {}
+          components_(OpenPixels(edges, threshold, alsoOpen), std::max(areas_.maximum, areas_.minimum - 1)),
+          analysis_(Complement(components_.Open()), scale),
+          removable_(width_, height_) {}
+
+    const BitPlane& Open() const { return components_.Open(); }
+    CandidateMap Candidates() const {
+        CandidateMap map{BitPlane(width_, height_), BitPlane(width_, height_)};
+        for (int y = 0; y < height_; ++y) {
+            for (int column = 0; column < Grid().WordsPerRow(); ++column) {
+                const std::int32_t word = Grid().WordAt(column * 64, y);
+                map.candidates[word] = analysis_.CandidatesIn(column, y);
+                map.rings[word] = analysis_.RingsIn(column, y);
+            }
+        }
+        return map;
+    }
 
     /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
     /// are too large may become smaller, all others leave with their first sweep.
     void Sweep() {
-        for (const TakenComponent& component : components_.TakeSmall(kAnalysed)) {
+        for (const TakenComponent& component : components_.TakeSmall()) {
+            for (const WordPart& part : component.parts) {
+                removable_[part.word] &= ~part.pixels;
+            }
             if (component.area < areas_.minimum) {
-                SetRuns({open_.data(), width_, width_, height_}, component.runs, kBackground);
-                for (const PixelRun& run : component.runs) {
-                    analysis_.BackgroundAdded(run);
+                for (const WordPart& part : component.parts) {
+                    analysis_.BackgroundAdded(part);
                 }
-                NoteCleared(component.runs);
+                erased_.insert(erased_.end(), component.parts.begin(), component.parts.end());
                 continue;
             }
-            clearedNow_.clear();
-            analysis_.Analyse({component.first % width_, component.first / width_}, component.runs, clearedNow_);
-            NoteCleared(clearedNow_);
+            analysis_.Analyse(component.parts);
         }
     }
 
     void RemoveAbove(const LevelBuckets& buckets, std::size_t level) {
-        ForEachOpenPixel(buckets, level, [&](PixelPosition at) { Remove(at); });
+        ForEachOpenPixel(buckets.Above(level), [&](PixelPosition at) { Remove(at); });
     }
 
     /// Removes what is above `level` and touches the network, with all that hangs together with it at or above `level`.
     /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
     /// begun to touch the network.
     void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
-        ForEachOpenPixel(buckets, index, [&](PixelPosition at) {
-            if (TouchesNetwork(at)) {
-                RemoveRegion(at, level);
+        ForEachOpenPixel(buckets.At(index), [&](PixelPosition at) { removable_.Add(at.x, at.y); });
+        ForEachOpenPixel(buckets.Above(index), [&](PixelPosition at) {
+            removable_.Add(at.x, at.y);
+            if (analysis_.IsBackgroundAround(at.x, at.y)) {
+                RemoveRegion(at);
             }
         });
-        cleared_.TakeRuns([&](const PixelRun& run) {
-            // What was cleared may have been touched again since: the network is what the map says now.
-            const PixelCode* row = open_.data() + static_cast<std::ptrdiff_t>(run.y) * width_;
-            for (int x = run.x0; x <= run.x1; ++x) {
-                const int first = x;
-                while (x <= run.x1 && row[x] == kBackground) {
-                    ++x;
-                }
-                if (x > first) {
-                    RemoveNextTo({run.y, first, x - 1}, level);
-                }
-            }
-        });
+        analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
+        for (const WordPart& part : erased_) {
+            const int y = part.word / Grid().WordsPerRow();
+            RemoveNextTo(part.word - Grid().WordAt(0, y), y, part.pixels, level);
+        }
+        erased_.clear();
     }
-
-    const std::vector<PixelCode>& OpenMap() const { return open_; }
-    std::vector<PixelCode> TakeCandidates() { return std::move(candidates_); }
 
 private:
-    static std::vector<PixelCode> OpenMap(const cv::Mat& edges, float threshold,
-                                          const std::vector<PixelCode>& alsoOpen) {
-        std::vector<PixelCode> map(edges.total());
-        const float* strength = edges.ptr<float>();
-        for (std::size_t i = 0; i < map.size(); ++i) {
-            map[i] = strength[i] <= threshold ? kOpen : kBackground;
+    using Word = BitGrid::Word;
+
+    static BitPlane OpenPixels(const cv::Mat& edges, float threshold, const BitPlane& alsoOpen) {
+        BitPlane open(edges.cols, edges.rows);
+        for (int y = 0; y < edges.rows; ++y) {
+            for (int x = 0; x < edges.cols; x += 64) {
+                const std::int32_t word = open.Grid().WordAt(x, y);
+                open[word] = AtMost(edges.ptr<float>(y) + x, std::min(64, edges.cols - x), threshold) | alsoOpen[word];
+            }
         }
-        for (std::size_t i = 0; i < alsoOpen.size(); ++i) {
-            map[i] = alsoOpen[i] == kCandidate ? kOpen : map[i];
-        }
-        return map;
+        return open;
     }
 
-    /// Calls visit(position) for each pixel of a level that is open when its turn comes.
+    static BitPlane Complement(const BitPlane& plane) {
+        BitPlane complement(plane.Width(), plane.Height());
+        for (int y = 0; y < plane.Height(); ++y) {
+            for (int x = 0; x < plane.Width(); x += 64) {
+                const std::int32_t word = plane.Grid().WordAt(x, y);
+                complement[word] = ~plane[word] & ~Word{0} >> (64 - std::min(64, plane.Width() - x));
+            }
+        }
+        return complement;
+    }
+
+    const BitGrid& Grid() const { return components_.Open().Grid(); }
+
+    /// Calls visit(position) for each of the pixels that is open when its turn comes.
     template <typename Visit>
-    void ForEachOpenPixel(const LevelBuckets& buckets, std::size_t level, Visit visit) const {
-        const std::int32_t* end = buckets.End(level);
+    void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
         PixelPosition at{0, 0};
         std::int32_t rowStart = 0;
-        for (const std::int32_t* pixel = buckets.Begin(level); pixel != end; ++pixel) {
-            if (open_[static_cast<std::size_t>(*pixel)] != kOpen) {
-                continue;
+        constexpr std::ptrdiff_t ahead = 16;
+        for (const std::int32_t& pixel : pixels) {
+            if (pixels.end() - &pixel > ahead) {
+                components_.Prefetch((&pixel)[ahead]);
             }
-            if (*pixel - rowStart >= width_) {
-                at.y = *pixel / width_;
+            if (static_cast<std::uint32_t>(pixel - rowStart) >= static_cast<std::uint32_t>(width_)) {
+                at.y = pixel / width_;
                 rowStart = at.y * width_;
             }
-            at.x = *pixel - rowStart;
-            visit(at);
-        }
-    }
-
-    std::size_t Index(PixelPosition at) const {
-        return static_cast<std::size_t>(at.y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(at.x);
-    }
-
-    void NoteCleared(const std::vector<PixelRun>& runs) {
-        for (const PixelRun& run : runs) {
-            cleared_.Add(run);
+            at.x = pixel - rowStart;
+            if (components_.Open().Has(at.x, at.y)) {
+                visit(at);
+            }
         }
     }
 
     void Remove(PixelPosition at) {
-        open_[Index(at)] = kBackground;
+        removable_.Remove(at.x, at.y);
         components_.Remove(at.x, at.y);
         analysis_.BackgroundAdded(at.x, at.y);
     }
 
-    bool TouchesNetwork(PixelPosition at) const {
-        const int first = std::max(at.x - 1, 0);
-        const int last = std::min(at.x + 1, width_ - 1);
-        const int bottom = std::min(at.y + 1, height_ - 1);
-        unsigned touches = 0;
-        for (int y = std::max(at.y - 1, 0); y <= bottom; ++y) {
-            const PixelCode* row = &open_[Index({0, y})];
-            for (const int x : {first, at.x, last}) {
-                touches |= row[x] == kBackground ? 1u : 0u;
-            }
-        }
-        return touches != 0;
-    }
-
-    void RemoveRegion(PixelPosition start, float level) {
-        stack_.assign(1, start);
+    /// Which regions are removed first makes no difference: two that touch are one.
+    void RemoveRegion(PixelPosition start) {
         Remove(start);
-        while (!stack_.empty()) {
-            const PixelPosition at = stack_.back();
-            stack_.pop_back();
-            const int last = std::min(at.x + 1, width_ - 1);
-            const int bottom = std::min(at.y + 1, height_ - 1);
-            for (int y = std::max(at.y - 1, 0); y <= bottom; ++y) {
-                for (int x = std::max(at.x - 1, 0); x <= last; ++x) {
-                    const std::size_t i = Index({x, y});
-                    if (open_[i] == kOpen && edges_[i] >= level) {
-                        Remove({x, y});
-                        stack_.push_back({x, y});
-                    }
-                }
+        for (PixelPosition at = start;;) {
+            for (unsigned near = removable_.Nine(at.x, at.y); near != 0; near &= near - 1) {
+                const int i = BitGrid::Lowest(near);
+                const PixelPosition next{at.x + i % 3 - 1, at.y + i / 3 - 1};
+                Remove(next);
+                stack_.push_back(next);
             }
+            if (stack_.empty()) {
+                return;
+            }
+            at = stack_.back();
+            stack_.pop_back();
         }
     }
 
-    void RemoveNextTo(const PixelRun& run, float level) {
-        for (int y = std::max(run.y - 1, 0); y <= std::min(run.y + 1, height_ - 1); ++y) {
-            for (int x = std::max(run.x0 - 1, 0); x <= std::min(run.x1 + 1, width_ - 1); ++x) {
-                const std::size_t i = Index({x, y});
-                if (open_[i] == kOpen && edges_[i] > level) {
-                    RemoveRegion({x, y}, level);
+    /// Removes what is above `level` and touches what is network of some pixels of a column of words: what left the map
+    /// may have been touched since.
+    void RemoveNextTo(int column, int y, Word pixels, float level) {
+        const Word network = pixels & analysis_.BackgroundIn(column, y);
+        RemoveAmong(column, y, network | network << 1 | network >> 1, level);
+        if ((network & 1u) != 0 && column > 0) {
+            RemoveAmong(column - 1, y, Word{1} << 63, level);
+        }
+        if (network >> 63 != 0 && column + 1 < Grid().WordsPerRow()) {
+            RemoveAmong(column + 1, y, 1, level);
+        }
+    }
+
+    /// Removes what can be removed above `level` of pixels of a column of words, in row y and the two beside it.
+    void RemoveAmong(int column, int y, Word pixels, float level) {
+        for (int v = y - 1; v <= y + 1; ++v) {
+            const std::int32_t word = Grid().WordAt(column * 64, v);
+            for (Word left = pixels; (left & removable_[word]) != 0; left &= left - 1) {
+                left &= removable_[word];
+                const int x = column * 64 + BitGrid::Lowest(left);
+                if (edges_[static_cast<std::ptrdiff_t>(v) * width_ + x] > level) {
+                    RemoveRegion({x, v});
                 }
             }
         }
@@ -257,43 +221,42 @@ private:
     int width_;
     int height_;
     ComponentAreaRange areas_;
-    std::vector<PixelCode> open_;
-    std::vector<PixelCode> candidates_;
     OpenComponents components_;
     NetworkAnalysis analysis_;
-    PixelSet cleared_;  // became background in the sweeps since the last removal
-    std::vector<PixelRun> clearedNow_;
+    BitPlane removable_;            // open, and at or above the level
+    std::vector<WordPart> erased_;  // components that were too small, since the last removal
     std::vector<PixelPosition> stack_;
 };
 
-std::vector<PixelCode> StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,
-                                   DetectionObserver& observer) {
+BitPlane StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,
+                     DetectionObserver& observer) {
     const std::vector<float> levels = StrongLevels(upper);
+    BitPlane nothing(edges.cols, edges.rows);
     if (levels.empty()) {
-        return std::vector<PixelCode>(edges.total(), kFree);
+        return nothing;
     }
-    Phase phase(edges, 1.0f, {}, scale, maxRelativeClusterSize);
-    const LevelBuckets buckets(edges.ptr<float>(), phase.OpenMap(), levels);
+    Phase phase(edges, 1.0f, nothing, scale, maxRelativeClusterSize);
+    const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
     for (std::size_t k = 0; k < levels.size(); ++k) {
         observer.Trace(DecimalText(levels[k]));
         phase.RemoveAbove(buckets, k);
         phase.Sweep();
     }
-    return phase.TakeCandidates();
+    return phase.Candidates().candidates;
 }
 
-std::vector<PixelCode> WeakPhase(const cv::Mat& edges, float upper, const std::vector<PixelCode>& strong, float scale,
-                                 float maxRelativeClusterSize, DetectionObserver& observer) {
+CandidateMap WeakPhase(const cv::Mat& edges, float upper, const BitPlane& strong, float scale,
+                       float maxRelativeClusterSize, DetectionObserver& observer) {
     const std::vector<float> levels = WeakLevels(upper);
     Phase phase(edges, upper, strong, scale, maxRelativeClusterSize);
-    const LevelBuckets buckets(edges.ptr<float>(), phase.OpenMap(), levels);
+    const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
     phase.Sweep();
     for (std::size_t k = 0; k < levels.size(); ++k) {
         observer.Trace(DecimalText(levels[k]));
         phase.RemoveTouchingNetwork(buckets, k, levels[k]);
         phase.Sweep();
     }
-    return phase.TakeCandidates();
+    return phase.Candidates();
 }
 
 void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
@@ -311,15 +274,24 @@ void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
 
 float EdgePercentile(const cv::Mat& edges, float percentage) {
     constexpr int bins = 65536;
-    std::vector<std::int64_t> histogram(bins, 0);
+    constexpr int noBin = bins;
+    constexpr int atOnce = 256;
+    std::vector<std::int64_t> histogram(bins + 1, 0);
+    std::array<std::int32_t, atOnce> binOf{};
     for (int y = 0; y < edges.rows; ++y) {
-        const float* row = edges.ptr<float>(y);
-        for (int x = 0; x < edges.cols; ++x) {
-            if (row[x] >= 0.0f && row[x] <= 1.0f) {
-                const auto bin = static_cast<int>(std::floor(static_cast<double>(row[x]) * 65536.0));
-                ++histogram[static_cast<std::size_t>(std::min(bin, bins - 1))];
-            } else if (row[x] < 0.0f) {
-                ++histogram[0];
+        for (int x = 0; x < edges.cols; x += atOnce) {
+            const float* values = edges.ptr<float>(y) + x;
+            const int count = std::min(atOnce, edges.cols - x);
+            for (int i = 0; i < count; ++i) {
+                // Exact but for the cut: 65536 is a power of two.
+                const float value = values[i];
+                float scaled = value * static_cast<float>(bins);
+                scaled = scaled < static_cast<float>(bins - 1) ? scaled : static_cast<float>(bins - 1);
+                scaled = scaled > 0.0f ? scaled : 0.0f;
+                binOf[static_cast<std::size_t>(i)] = value <= 1.0f ? static_cast<std::int32_t>(scaled) : noBin;
+            }
+            for (int i = 0; i < count; ++i) {
+                ++histogram[static_cast<std::size_t>(binOf[static_cast<std::size_t>(i)])];
             }
         }
     }
@@ -343,15 +315,21 @@ void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, fl
     }
     const cv::Mat strengths = edges.isContinuous() ? edges : edges.clone();
     const float upper = EdgePercentile(strengths, kUpperPercentage);
-    const std::vector<PixelCode> strong = StrongPhase(strengths, upper, scale, maxRelativeClusterSize, observer);
+    const BitPlane strong = StrongPhase(strengths, upper, scale, maxRelativeClusterSize, observer);
     observer.Trace("thresh" + DecimalText(upper));
-    const std::vector<PixelCode> weak = WeakPhase(strengths, upper, strong, scale, maxRelativeClusterSize, observer);
+    const CandidateMap weak = WeakPhase(strengths, upper, strong, scale, maxRelativeClusterSize, observer);
     for (int y = 0; y < edges.rows; ++y) {
         float* row = candidates.ptr<float>(y);
-        for (int x = 0; x < edges.cols; ++x) {
-            const std::size_t i =
-                static_cast<std::size_t>(y) * static_cast<std::size_t>(edges.cols) + static_cast<std::size_t>(x);
-            row[x] = strong[i] == kCandidate ? 2.0f : static_cast<float>(weak[i]);
+        std::fill_n(row, edges.cols, static_cast<float>(kFree));
+        for (int x = 0; x < edges.cols; x += 64) {
+            const std::int32_t word = strong.Grid().WordAt(x, y);
+            const auto set = [&](BitGrid::Word pixels, PixelCode code) {
+                ForEachRun(pixels, [&](int first, int last) {
+                    std::fill(row + x + first, row + x + last + 1, static_cast<float>(code));
+                });
+            };
+            set(weak.rings[word] & ~strong[word], kRing);
+            set(weak.candidates[word] | strong[word], kCandidate);
         }
     }
 }

@@ -7,6 +7,7 @@
 #include "BranchPruning.h"
 #include "BranchTraces.h"
 #include "CodePlane.h"
+#include "EnclosedArea.h"
 #include "NetworkDistance.h"
 #include "NetworkSkeleton.h"
 #include "TouchedNetwork.h"
@@ -18,19 +19,37 @@ namespace Korvane {
 /// background grows from analysis to analysis: what the last ones found out about the background is kept and brought up
 /// to date, not worked out again.
 ///
-/// Borrows both maps, which have equal sizes and rows without gaps, for its lifetime. A component is next to background
-/// only; what was background once stays background.
+/// A component is next to background only; what was background once stays background.
 class NetworkAnalysis {
 public:
-    NetworkAnalysis(const CodePlane& components, const CodePlane& candidates, float scale);
+    /// `background`: the pixels of the component map that are kBackground at first.
+    NetworkAnalysis(const BitPlane& background, float scale);
 
-    /// `component`: the runs of one 4-connected component, already kAnalysed in the component map; the seed is one of
-    /// its pixels. Appends the runs of the component map that became kBackground to `cleared`.
-    void Analyse(PixelPosition seed, const std::vector<PixelRun>& component, std::vector<PixelRun>& cleared);
+    /// Pixels of the candidate map in row y from column 64 * column on: those that are kCandidate, and those that are
+    /// kRing; all others are kFree.
+    BitGrid::Word CandidatesIn(int column, int y) const { return candidates_[enclosed_.Grid().WordAt(column * 64, y)]; }
+    BitGrid::Word RingsIn(int column, int y) const { return rings_[enclosed_.Grid().WordAt(column * 64, y)]; }
+
+    /// `component`: one 4-connected component, in raster order.
+    void Analyse(const std::vector<WordPart>& component);
+
+    /// Calls cleared(column, y, pixels) for what was kTouched at the last call and is kBackground now, in row y from
+    /// column 64 * column on.
+    template <typename Cleared>
+    void TakeCleared(Cleared cleared) {
+        touched_.TakeCleared(cleared);
+    }
 
     /// To be told of every pixel of the component map that its owner made kBackground.
     void BackgroundAdded(int x, int y) { touched_.BackgroundAdded(x, y); }
-    void BackgroundAdded(const PixelRun& run) { touched_.BackgroundAdded(run); }
+    void BackgroundAdded(const WordPart& part) { touched_.BackgroundAdded(part); }
+
+    /// The pixels that are kBackground in row y from column 64 * column on.
+    BitGrid::Word BackgroundIn(int column, int y) const { return touched_.BackgroundIn(column, y); }
+    /// The same for those that are kTouched.
+    BitGrid::Word TouchedIn(int column, int y) const { return touched_.TouchedIn(column, y); }
+    /// Whether one of the nine pixels around (x, y) is kBackground.
+    bool IsBackgroundAround(int x, int y) const { return touched_.IsBackgroundAround(x, y); }
 
 private:
     struct RowSpan {
@@ -42,32 +61,24 @@ private:
     void UpdateSkeleton();
     MarkedBranches MarkBranches();
     int LargestDistance();
-    void FillAround(PixelPosition seed);
-    bool IsLine(int x, int y) const {
-        return *skeleton_.At(x, y) == NetworkSkeleton::kLine && !traces_.IsPruned(x, y) && touched_.IsVisited(x, y);
-    }
-    void PushFillSeeds(int y, int x0, int x1);
-    void FillOutside();
-    void MarkCandidates();
-    void FindInsideAround(int y);
-    void ClearAround(const MarkedBranches& branches, int size, std::vector<PixelRun>& cleared);
+    void MarkCandidates(const std::vector<WordPart>& component);
+    void ClearAround(const MarkedBranches& branches, int size);
     const std::vector<RowSpan>& Ellipse(int size);
 
-    CodePlane components_;
-    CodePlane candidates_;
+    int width_;
+    int height_;
     int limitPx_;
     TouchedNetwork touched_;
     // The set whose skeleton and distances are kept: what touched_ calls known.
     NetworkSkeleton skeleton_;
     NetworkDistance distance_;
+    std::vector<NetworkDistance::Part> parts_;
     BranchTraces traces_;
-    ZeroedArray<PixelCode> fill_;  // all 0 between analyses
-    CodePlane fillPlane_;
-    PixelBox fillBox_;
-    std::vector<PixelPosition> fillSeeds_;
-    std::vector<PixelCode> insideAround_;
-    std::vector<PixelRun> scratch_;
-    RunFlood flood_;
+    std::vector<BranchTraces::Tile> tiles_;
+    EnclosedArea enclosed_;
+    // By words of the grid of what is enclosed.
+    ZeroedArray<BitGrid::Word> candidates_;
+    ZeroedArray<BitGrid::Word> rings_;
     std::map<int, std::vector<RowSpan>> ellipses_;
 };
 

@@ -1,117 +1,98 @@
 #include "NetworkSkeleton.h"
 
-#include <algorithm>
-
 namespace Korvane {
-
-// The conditions of ThinningRemoval.h, a bit per pixel; p2 .. p9 clockwise from north.
-BitGrid::Word ThinningStep::Left(const WordNeighbourhood& around, int step) {
-    using Word = BitGrid::Word;
-    const Word p2 = around.north, p3 = around.northEast, p4 = around.east, p5 = around.southEast;
-    const Word p6 = around.south, p7 = around.southWest, p8 = around.west, p9 = around.northWest;
-    const Word c34 = p3 | p4, c56 = p5 | p6, c78 = p7 | p8, c92 = p9 | p2;
-    const Word from2 = ~p2 & c34, from4 = ~p4 & c56, from6 = ~p6 & c78, from8 = ~p8 & c92;
-    const Word oneCrossing = ((from2 ^ from4) & ~(from6 | from8)) | ((from6 ^ from8) & ~(from2 | from4));
-    const Word c23 = p2 | p3, c45 = p4 | p5, c67 = p6 | p7, c89 = p8 | p9;
-    const Word twoOfFirst = (c92 & c34) | (c56 & c78) | ((c92 | c34) & (c56 | c78));
-    const Word twoOfSecond = (c23 & c45) | (c67 & c89) | ((c23 | c45) & (c67 | c89));
-    const Word fourOfBoth = c92 & c34 & c56 & c78 & c23 & c45 & c67 & c89;
-    const Word kept = step % 2 != 0 ? (p6 | p7 | ~p9) & p8 : (p2 | p3 | ~p5) & p4;
-    return around.centre & ~(oneCrossing & twoOfFirst & twoOfSecond & ~fourOfBoth & ~kept);
-}
 
 NetworkSkeleton::NetworkSkeleton(int width, int height)
     : width_(width),
       height_(height),
-      stride_(width + 2),
       set_(width, height),
-      codes_(static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height + 2)),
-      isEnd_(set_.Grid().Words()),
-      isNoted_(set_.Grid().Words()) {
-    std::fill_n(&codes_[Index(-1, -1)], stride_, kBeyond);
-    std::fill_n(&codes_[Index(-1, height)], stride_, kBeyond);
-    for (int y = 0; y < height; ++y) {
-        codes_[Index(-1, y)] = kBeyond;
-        codes_[Index(width, y)] = kBeyond;
-    }
-}
+      grid_(width, height),
+      lines_(grid_.Words()),
+      isEnd_(grid_.Words()),
+      isNoted_(grid_.Words()) {}
 
 void NetworkSkeleton::Update() {
     lineChanges_.clear();
     endChanges_.clear();
-    set_.Update([&](std::int32_t word, BitGrid::Word leftBefore, int) {
+    set_.Update([&](std::int32_t word, BitGrid::Word leftBefore) {
         const BitGrid::Word changed = leftBefore ^ set_.Left(word);
         if (changed != 0) {
             LinesChanged(word, changed);
         }
     });
-    for (const std::int32_t word : lookForEnds_) {
+    for (const WordPixels& change : lineChanges_) {
+        LookForEndsAround(change.word, change.pixels);
+    }
+    for (const std::size_t word : lookForEnds_) {
         LookForEnds(word);
     }
     lookForEnds_.clear();
 }
 
-void NetworkSkeleton::LinesChanged(std::int32_t word, BitGrid::Word changed) {
+void NetworkSkeleton::LinesChanged(std::int32_t word, Word changed) {
     const int wordsPerRow = set_.Grid().WordsPerRow();
     const int y = word / wordsPerRow;
-    const int column = word - y * wordsPerRow;
-    const BitGrid::Word lines = set_.Left(word);
-    const std::size_t index = Index(column * 64, y);
-    for (BitGrid::Word left = changed; left != 0; left &= left - 1) {
-        const auto bit = static_cast<std::size_t>(BitGrid::Lowest(left));
-        codes_[index + bit] = (lines >> bit & 1u) != 0 ? Code{kLine} : Code{0};
-        lineChanges_.push_back(static_cast<std::int32_t>(index + bit));
-    }
-    const int first = (changed & 1u) != 0 ? std::max(column - 1, 0) : column;
-    const int last = (changed >> 63) != 0 ? std::min(column + 1, wordsPerRow - 1) : column;
-    for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
-        for (int near = v * wordsPerRow + first; near <= v * wordsPerRow + last; ++near) {
-            std::uint8_t& isNoted = isNoted_[static_cast<std::size_t>(near)];
-            if (isNoted == 0) {
-                isNoted = 1;
-                lookForEnds_.push_back(near);
-            }
+    const std::size_t at = grid_.WordAt((word - y * wordsPerRow) * 64, y);
+    lines_[at] ^= changed;
+    lineChanges_.push_back({at, changed});
+}
+
+void NetworkSkeleton::LookForEndsAround(std::size_t word, Word changed) {
+    const Word beside = changed | changed << 1 | changed >> 1;
+    for (const std::size_t near : {word - 1, word, word + 1}) {
+        LookForEndsIn(near, beside);
+        if ((changed & 1u) != 0) {
+            LookForEndsIn(near - grid_.Strip(), Word{1} << 63);
+        }
+        if ((changed >> 63) != 0) {
+            LookForEndsIn(near + grid_.Strip(), 1);
         }
     }
 }
 
-void NetworkSkeleton::LookForEnds(std::int32_t word) {
-    isNoted_[static_cast<std::size_t>(word)] = 0;
-    const int y = word / set_.Grid().WordsPerRow();
-    const int column = word - y * set_.Grid().WordsPerRow();
-    const BitGrid::Word now = LineEnds(column, y);
-    BitGrid::Word changed = now ^ isEnd_[static_cast<std::size_t>(word)];
-    isEnd_[static_cast<std::size_t>(word)] = now;
-    for (; changed != 0; changed &= changed - 1) {
-        endChanges_.push_back(static_cast<std::int32_t>(Index(column * 64 + BitGrid::Lowest(changed), y)));
+void NetworkSkeleton::LookForEndsIn(std::size_t word, Word changed) {
+    if (((lines_[word] | isEnd_[word]) & changed) != 0 && isNoted_[word] == 0) {
+        isNoted_[word] = 1;
+        lookForEnds_.push_back(word);
     }
 }
 
-BitGrid::Word NetworkSkeleton::LineEnds(int column, int y) const {
-    using Word = BitGrid::Word;
-    const int wordsPerRow = set_.Grid().WordsPerRow();
-    const std::int32_t word = y * wordsPerRow + column;
-    Word candidates = set_.Left(word);
-    if (y == 0 || y == height_ - 1 || candidates == 0) {
-        return 0;
+void NetworkSkeleton::LookForEnds(std::size_t word) {
+    isNoted_[word] = 0;
+    const Word now = LineEnds(word);
+    const Word changed = now ^ isEnd_[word];
+    if (changed != 0) {
+        isEnd_[word] = now;
+        endChanges_.push_back({word, changed});
     }
-    candidates &= column == 0 ? ~Word{1} : ~Word{0};
-    candidates &= column == wordsPerRow - 1 ? ~BitGrid::Bit(width_ - 1) : ~Word{0};
+}
+
+NetworkSkeleton::Word NetworkSkeleton::LineEnds(std::size_t word) const {
     Word one = 0;
     Word more = 0;
     const auto count = [&](Word neighbours) {
         more |= one & neighbours;
         one |= neighbours;
     };
-    for (const std::int32_t near : {word - wordsPerRow, word, word + wordsPerRow}) {
-        const Word centre = set_.Left(near);
-        count(centre << 1 | (column > 0 ? set_.Left(near - 1) >> 63 : 0));
-        count(centre >> 1 | (column + 1 < wordsPerRow ? set_.Left(near + 1) << 63 : 0));
+    for (const std::size_t near : {word - 1, word, word + 1}) {
+        const Word centre = lines_[near];
+        count(centre << 1 | lines_[near - grid_.Strip()] >> 63);
+        count(centre >> 1 | lines_[near + grid_.Strip()] << 63);
         if (near != word) {
             count(centre);
         }
     }
-    return candidates & one & ~more;
+    const Word ends = lines_[word] & one & ~more;
+    return ends != 0 ? ends & OffTheBorder(word) : 0;
+}
+
+// Those pixels of a word that are not at the picture's border.
+NetworkSkeleton::Word NetworkSkeleton::OffTheBorder(std::size_t word) const {
+    const int x0 = grid_.LeftOf(word);
+    const int y = grid_.RowOf(word);
+    Word inside = y == 0 || y == height_ - 1 ? 0 : ~Word{0};
+    inside &= x0 == 0 ? ~Word{1} : ~Word{0};
+    return width_ - 1 < x0 + 64 ? inside & ~StripGrid::Bit(width_ - 1) : inside;
 }
 
 }  // namespace Korvane

@@ -12,26 +12,32 @@
 namespace Korvane {
 
 /// Two kinds of pixels of a picture, regions and patches, cut into tiles of 64 x 64 and there into pieces: what hangs
-/// together, 8-connected, within the tile and is of one kind. Floods then go from piece to piece.
+/// together, 8-connected, within the tile and is of one kind. Floods then go from piece to piece: to those that are
+/// linked in the same tile and those across its sides.
+///
+/// A patch that becomes a region joins the regions around it only when the tile's pieces are found again for some other
+/// reason; until then they are pieces of one region that are linked.
 ///
 /// The pieces of a tile are found when they are asked for, and again only when the tile's pixels are not those of the
-/// last time: what is changed and changed back in between costs a comparison.
+/// last time; then those with changed pixels in or beside them: what is changed and changed back in between costs a
+/// comparison.
 class NetworkTiles {
 public:
     using Word = BitGrid::Word;
     static constexpr int kSide = 64;
 
-    struct Piece {
+    /// A cache line.
+    struct alignas(64) Piece {
         Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
         Word columns;                   // those that it has pixels in
-        std::uint32_t rows;             // where its rows are, from y0 on
-        std::uint32_t links;            // where its neighbours of the other kind in the same tile are
+        std::uint16_t rows;             // where its rows are, from y0 on
+        std::uint16_t links;            // where its neighbours in the same tile are
         std::uint16_t linkCount;
         std::uint8_t y0, y1;
         bool isPatch;
-        // For the owner; all false, and 0, when the piece is found.
-        bool known, visited, met, before;
-        std::int32_t visit;
+        // For the owner; false, and 0, when the piece is found. They stay as long as the piece does.
+        bool known;
+        std::int32_t visitedIn, metIn, visit;
     };
     struct PieceAt {
         std::int32_t tile;
@@ -42,13 +48,46 @@ public:
 
     std::size_t Tiles() const { return tiles_.size(); }
 
-    void AddPatch(const PixelRun& run);
-    void AddRegion(const PixelRun& run);
-    /// Makes a region of the pixels of a piece that is a patch. The tile's pieces stay as they are until Refresh.
+    /// Adds pixels, and tells which are there, in row y from column 64 * tileColumn on.
+    void AddPatch(int tileColumn, int y, Word pixels);
+    Word PatchesIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).patch[RowOf(y)]; }
+    Word RegionsIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).region[RowOf(y)]; }
+    /// Whether a patch has a pixel among the nine around (x, y).
+    bool IsPatchAround(int x, int y) const;
+    /// Adds pixels of either kind to a row of a tile.
+    void AddRow(std::int32_t tile, int y, Word region, Word patch) {
+        if ((region | patch) != 0) {
+            BitsOf(tile).region[RowOf(y)] |= region;
+            BitsOf(tile).patch[RowOf(y)] |= patch;
+            tiles_[static_cast<std::size_t>(tile)].stale = true;
+            NoteRegionChange(tile);
+        }
+    }
+    /// Makes a region of the pixels of a piece that is a patch. The piece stays, and stays linked to those around it,
+    /// which are of its kind then.
     void TurnPatch(PieceAt at);
-    /// Makes patches of the region's pixels in a run; calls cleared(run) for each stretch of them.
-    template <typename Cleared>
-    void ClearRegion(const PixelRun& run, Cleared cleared);
+    /// Makes patches of the region's pixels in a run.
+    void ClearRegion(const PixelRun& run) {
+        ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
+            Bits& at = BitsOf(tile);
+            bits &= at.region[row];
+            if (bits != 0) {
+                at.region[row] ^= bits;
+                at.patch[row] |= bits;
+                tiles_[static_cast<std::size_t>(tile)].stale = true;
+                NoteRegionChange(tile);
+            }
+        });
+    }
+
+    /// The pixels of a tile's row that are of either kind.
+    Word EitherIn(std::int32_t tile, int y) const {
+        return BitsOf(tile).region[RowOf(y)] | BitsOf(tile).patch[RowOf(y)];
+    }
+    /// Calls changed(tile, y, gained, lost) for each row of a tile where region came or went since the last call, or
+    /// the start, and is there or gone still.
+    template <typename Changed>
+    void TakeRegionChanges(Changed changed);
 
     /// Finds the pieces of a tile unless they are known. Pieces stay valid until a tile is refreshed after a change.
     void Refresh(std::int32_t tile) {
@@ -56,14 +95,19 @@ public:
             FindPieces(tile);
         }
     }
-    std::int32_t TileAt(int x, int y) const { return (y / kSide) * tilesPerRow_ + x / kSide; }
+    /// How often the tile's pieces were found: their pixels are the same while this is.
+    std::uint32_t TimesFound(std::int32_t tile) const { return tiles_[static_cast<std::size_t>(tile)].timesFound; }
+    std::int32_t TileAt(int x, int y) const {
+        constexpr unsigned side = kSide;
+        return static_cast<std::int32_t>(static_cast<unsigned>(y) / side) * tilesPerRow_ +
+               static_cast<std::int32_t>(static_cast<unsigned>(x) / side);
+    }
     int TilesPerRow() const { return tilesPerRow_; }
     int Left(std::int32_t tile) const { return tile % tilesPerRow_ * kSide; }
     int Top(std::int32_t tile) const { return tile / tilesPerRow_ * kSide; }
 
     /// The piece of a pixel of either kind.
     PieceAt Find(int x, int y);
-    bool Holds(PieceAt at, int x, int y) const;
     Piece& Get(PieceAt at) {
         return tiles_[static_cast<std::size_t>(at.tile)].pieces[static_cast<std::size_t>(at.piece)];
     }
@@ -74,11 +118,17 @@ public:
     const Word* RowsOf(PieceAt at) const {
         return tiles_[static_cast<std::size_t>(at.tile)].rows.data() + Get(at).rows;
     }
+    /// The pixels of a piece in row y of the picture, which is one of its tile's.
+    Word PixelsOfRow(PieceAt at, int y) const {
+        const Piece& piece = Get(at);
+        const int row = y & (kSide - 1);
+        return row >= piece.y0 && row <= piece.y1 ? RowsOf(at)[row - piece.y0] : 0;
+    }
 
     /// Calls visit(place, piece) for the pieces in other tiles that a piece is 8-connected with, of either kind.
     template <typename Visit>
     void ForEachInOtherTiles(PieceAt at, Visit visit);
-    /// The same for those of the other kind in the same tile.
+    /// The same for those in the same tile.
     template <typename Visit>
     void ForEachLinked(PieceAt at, Visit visit);
 
@@ -89,31 +139,72 @@ private:
         Rows patch;
         Rows regionBefore;  // when pieces were found last
         Rows patchBefore;
+        Rows regionTaken;  // when region's changes were taken last
+    };
+    /// Two rows of a tile while it is flooded: pixels that no piece has yet, seeds in either row, and the present
+    /// piece's.
+    struct Band {
+        Word upper, lower;
+        Word seeds;
+        Word upperReached, lowerReached;
+    };
+    enum Side { kTop, kBottom, kLeft, kRight, kSides };
+    struct AtSide {
+        Word pixels;
+        std::int32_t piece;
     };
     struct Tile {
-        std::vector<Piece> pieces;
+        std::vector<Piece> pieces;  // regions first, then what was a patch when it was found
         std::vector<Word> rows;
         std::vector<std::uint16_t> links;
-        std::vector<std::uint16_t> atBorder;
+        std::vector<AtSide> atSides;  // the pieces at one side after those of the other
+        std::array<std::uint16_t, kSides + 1> sideStarts{};
+        std::int32_t regions = 0;
+        std::uint32_t timesFound = 0;
         bool stale = true;
+        bool isToTake = false;
+    };
+    struct KindCount {
+        std::size_t first, firstNew, end;  // of a tile's pieces of one kind: first those kept, then those found anew
     };
 
     static Word Wider(Word bits) { return bits | bits << 1 | bits >> 1; }
+    std::int32_t TileOf(int tileColumn, int y) const { return (y / kSide) * tilesPerRow_ + tileColumn; }
+    static std::size_t RowOf(int y) { return static_cast<std::size_t>(y & (kSide - 1)); }
+    Bits& BitsOf(std::int32_t tile) { return bits_[static_cast<std::size_t>(tile)]; }
+    const Bits& BitsOf(std::int32_t tile) const { return bits_[static_cast<std::size_t>(tile)]; }
+    void NoteRegionChange(std::int32_t tile) {
+        Tile& changed = tiles_[static_cast<std::size_t>(tile)];
+        if (!changed.isToTake) {
+            changed.isToTake = true;
+            toTake_.push_back(tile);
+        }
+    }
     void FindPieces(std::int32_t tile);
-    void FindPieces(Tile& tile, const Rows& pixels, bool arePatches);
-    void AddPiece(Tile& tile, const Rows& rows, int y0, int y1, bool isPatch);
-    void Link(Tile& tile);
-    bool AreBeside(const Tile& tile, const Piece& a, const Piece& b) const;
+    KindCount FindPieces(const Tile& tile, const Rows& now, const Rows& before, bool arePatches);
+    void Keep(const Tile& tile, std::size_t number, Rows& left);
+    void Flood(const Rows& pixels, bool arePatches);
+    void AddPiece(Band* bands, std::size_t first, std::size_t last, bool isPatch);
+    void FindLinks(const KindCount& regions, const KindCount& patches);
+    void FindLinksOfKept(const Tile& tile);
+    void SetLinks(Tile& tile);
+    static void ListSides(Tile& tile);
     template <typename Change>
     void ChangeRun(const PixelRun& run, Change change);
+    template <typename Visit>
+    void ForEachAtSide(std::int32_t tile, Side side, Word pixels, Visit visit);
 
-    int width_;
-    int height_;
     int tilesPerRow_;
     int tileRows_;
     ZeroedArray<Bits> bits_;
     std::vector<Tile> tiles_;
-    std::vector<std::uint32_t> linksFound_;
+    std::vector<std::int32_t> toTake_;  // tiles whose region may have changed
+    // While a tile's pieces are found:
+    std::vector<Piece> pieces_;
+    std::array<Word, 2 * std::size_t{kSide} * kSide> rows_;  // of all pieces; one in two has a pixel
+    std::size_t rowCount_ = 0;
+    std::vector<std::int32_t> keptAs_;       // per piece of the last time: its number now, or -1
+    std::vector<std::uint32_t> linksFound_;  // regions and patches, 16 bits each
 };
 
 template <typename Change>
@@ -122,73 +213,76 @@ void NetworkTiles::ChangeRun(const PixelRun& run, Change change) {
         const std::int32_t tile = TileAt(x0, run.y);
         const int x1 = run.x1 < (x0 | (kSide - 1)) ? run.x1 : (x0 | (kSide - 1));
         const Word bits = ~Word{0} >> (kSide - 1 - (x1 - x0)) << (x0 & (kSide - 1));
-        change(tile, static_cast<std::size_t>(run.y & (kSide - 1)), bits);
+        change(tile, RowOf(run.y), bits);
         x0 = x1 + 1;
     }
 }
 
-template <typename Cleared>
-void NetworkTiles::ClearRegion(const PixelRun& run, Cleared cleared) {
-    ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
-        Bits& at = bits_[static_cast<std::size_t>(tile)];
-        bits &= at.region[row];
-        if (bits == 0) {
-            return;
+template <typename Changed>
+void NetworkTiles::TakeRegionChanges(Changed changed) {
+    for (const std::int32_t tile : toTake_) {
+        tiles_[static_cast<std::size_t>(tile)].isToTake = false;
+        Bits& bits = BitsOf(tile);
+        for (int row = 0; row < kSide; ++row) {
+            const Word now = bits.region[RowOf(row)];
+            const Word before = bits.regionTaken[RowOf(row)];
+            if (now != before) {
+                changed(tile, Top(tile) + row, now & ~before, before & ~now);
+            }
         }
-        at.region[row] &= ~bits;
-        at.patch[row] |= bits;
-        tiles_[static_cast<std::size_t>(tile)].stale = true;
-        ForEachRun(bits, [&](int first, int last) { cleared(PixelRun{run.y, Left(tile) + first, Left(tile) + last}); });
-    });
+        bits.regionTaken = bits.region;
+    }
+    toTake_.clear();
+}
+
+template <typename Visit>
+void NetworkTiles::ForEachAtSide(std::int32_t tile, Side side, Word pixels, Visit visit) {
+    Refresh(tile);
+    Tile& at = tiles_[static_cast<std::size_t>(tile)];
+    const AtSide* end = at.atSides.data() + at.sideStarts[static_cast<std::size_t>(side) + 1];
+    for (const AtSide* near = at.atSides.data() + at.sideStarts[static_cast<std::size_t>(side)]; near != end; ++near) {
+        if ((near->pixels & pixels) != 0) {
+            visit(PieceAt{tile, near->piece}, at.pieces[static_cast<std::size_t>(near->piece)]);
+        }
+    }
 }
 
 template <typename Visit>
 void NetworkTiles::ForEachInOtherTiles(PieceAt at, Visit visit) {
-    // Visiting must not find pieces anew, so the piece stays where it is; a copy keeps the compiler from asking again.
-    const Piece piece = Get(at);
-    if ((piece.top | piece.bottom | piece.left | piece.right) == 0) {
+    // Nothing is found anew in the piece's own tile, but for all that the compiler knows it might be: hence the copies.
+    const Piece& piece = Get(at);
+    const Word top = piece.top;
+    const Word bottom = piece.bottom;
+    const Word left = piece.left;
+    const Word right = piece.right;
+    if ((top | bottom | left | right) == 0) {
         return;
     }
-    const int column = at.tile % tilesPerRow_;
+    constexpr auto last = Word{1} << (kSide - 1);
     const int row = at.tile / tilesPerRow_;
-    const auto look = [&](int dx, int dy, auto isBeside) {
-        if (column + dx < 0 || column + dx >= tilesPerRow_ || row + dy < 0 || row + dy >= tileRows_) {
-            return;
+    const int column = at.tile - row * tilesPerRow_;
+    const bool isFirst = column == 0;
+    const bool isLast = column + 1 == tilesPerRow_;
+    if (left != 0 && !isFirst) {
+        ForEachAtSide(at.tile - 1, kRight, Wider(left), visit);
+    }
+    if (right != 0 && !isLast) {
+        ForEachAtSide(at.tile + 1, kLeft, Wider(right), visit);
+    }
+    const auto lookAcross = [&](std::int32_t tile, Side side, Word pixels) {
+        ForEachAtSide(tile, side, Wider(pixels), visit);
+        if ((pixels & 1u) != 0 && !isFirst) {
+            ForEachAtSide(tile - 1, side, last, visit);
         }
-        const std::int32_t other = at.tile + dy * tilesPerRow_ + dx;
-        Refresh(other);
-        Tile& tile = tiles_[static_cast<std::size_t>(other)];
-        for (const std::uint16_t number : tile.atBorder) {
-            Piece& near = tile.pieces[number];
-            if (isBeside(near)) {
-                visit(PieceAt{other, number}, near);
-            }
+        if ((pixels & last) != 0 && !isLast) {
+            ForEachAtSide(tile + 1, side, 1, visit);
         }
     };
-    const auto last = Word{1} << (kSide - 1);
-    if (piece.top != 0) {
-        look(0, -1, [&](const Piece& near) { return (Wider(piece.top) & near.bottom) != 0; });
+    if (top != 0 && row > 0) {
+        lookAcross(at.tile - tilesPerRow_, kBottom, top);
     }
-    if (piece.bottom != 0) {
-        look(0, 1, [&](const Piece& near) { return (Wider(piece.bottom) & near.top) != 0; });
-    }
-    if (piece.left != 0) {
-        look(-1, 0, [&](const Piece& near) { return (Wider(piece.left) & near.right) != 0; });
-    }
-    if (piece.right != 0) {
-        look(1, 0, [&](const Piece& near) { return (Wider(piece.right) & near.left) != 0; });
-    }
-    if ((piece.top & 1u) != 0) {
-        look(-1, -1, [&](const Piece& near) { return (near.bottom & last) != 0; });
-    }
-    if ((piece.top & last) != 0) {
-        look(1, -1, [&](const Piece& near) { return (near.bottom & 1u) != 0; });
-    }
-    if ((piece.bottom & 1u) != 0) {
-        look(-1, 1, [&](const Piece& near) { return (near.top & last) != 0; });
-    }
-    if ((piece.bottom & last) != 0) {
-        look(1, 1, [&](const Piece& near) { return (near.top & 1u) != 0; });
+    if (bottom != 0 && row + 1 < tileRows_) {
+        lookAcross(at.tile + tilesPerRow_, kTop, bottom);
     }
 }
 

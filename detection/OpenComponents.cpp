@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "ToolkitError.h"
 
@@ -17,12 +18,14 @@ constexpr std::array<int, 8> kStepY{-1, -1, 0, 1, 1, 1, 0, -1};
 /// and the two touch diagonally.
 struct Surroundings {
     std::uint8_t count = 0;
+    std::uint8_t anyClosed = 0;
     std::array<std::uint8_t, 4> open{};
     std::array<std::uint8_t, 4> gap{};
 };
 
 constexpr Surroundings MakeSurroundings(unsigned closed) {
     Surroundings result;
+    result.anyClosed = closed != 0u ? 1 : 0;
     unsigned start = 0;
     while (start < 7 && (closed >> start & 1u) == 0u) {
         ++start;
@@ -44,15 +47,21 @@ constexpr Surroundings MakeSurroundings(unsigned closed) {
     return result;
 }
 
-constexpr std::array<Surroundings, 256> MakeSurroundingsTable() {
-    std::array<Surroundings, 256> table{};
-    for (unsigned closed = 0; closed < 256; ++closed) {
-        table[closed] = MakeSurroundings(closed);
+/// By the open pixels among the nine, row by row from west to east, the first in bit 0.
+constexpr std::array<Surroundings, 512> MakeSurroundingsTable() {
+    constexpr std::array<unsigned, 8> bitOf{1, 2, 5, 8, 7, 6, 3, 0};  // clockwise from north
+    std::array<Surroundings, 512> table{};
+    for (unsigned open = 0; open < 512; ++open) {
+        unsigned closed = 0;
+        for (unsigned i = 0; i < 8; ++i) {
+            closed |= (~open >> bitOf[i] & 1u) << i;
+        }
+        table[open] = MakeSurroundings(closed);
     }
     return table;
 }
 
-constexpr std::array<Surroundings, 256> kSurroundings = MakeSurroundingsTable();
+constexpr std::array<Surroundings, 512> kSurroundings = MakeSurroundingsTable();
 
 /// Gaps g and h cut the groups apart when their closed pixels hang together: on the way around the centre, the groups
 /// g .. h-1 lie on one side, the others on the other. Gives each group the index of the first group on its side.
@@ -79,31 +88,29 @@ std::array<int, 4> SidesOf(const std::array<std::int32_t, 4>& gapRoots, int coun
 
 }  // namespace
 
-OpenComponents::OpenComponents(const CodePlane& map, PixelCode open, std::int64_t limit)
-    : map_(map),
-      open_(open),
+OpenComponents::OpenComponents(BitPlane open, std::int64_t limit)
+    : open_(std::move(open)),
+      grid_(open_.Grid()),
+      width_(open_.Width()),
+      height_(open_.Height()),
       limit_(limit),
-      grid_(map.width, map.height),
-      openPixels_(grid_.Words()),
-      reached_(grid_.Words()) {
-    const std::int64_t pixels = static_cast<std::int64_t>(map.width) * map.height;
+      reached_(width_, height_) {
+    const std::int64_t pixels = static_cast<std::int64_t>(width_) * height_;
     if (pixels >= INT32_MAX) {
-        throw qvox::ToolkitError("Candidate detection: a picture of " + std::to_string(map.width) + " x " +
-                                 std::to_string(map.height) + " pixels is too large; at most 2147483646 pixels are");
+        throw qvox::ToolkitError("Candidate detection: a picture of " + std::to_string(width_) + " x " +
+                                 std::to_string(height_) + " pixels is too large; at most 2147483646 pixels are");
     }
     beyond_ = static_cast<std::int32_t>(pixels);
-    link_.resize(static_cast<std::size_t>(pixels) + 1);
-    link_.back() = beyond_;
-    for (int y = 0; y < map_.height; ++y) {
+    link_ = qvox::MakeLargePageArray<std::int32_t>(static_cast<std::size_t>(pixels) + 1);
+    link_[static_cast<std::size_t>(beyond_)] = beyond_;
+    for (int y = 0; y < height_; ++y) {
         LinkRow(y);
     }
     NumberComponents();
 }
 
-std::int32_t OpenComponents::NodeAt(int x, int y) const { return Inside(x, y) ? y * map_.width + x : beyond_; }
-
 std::int32_t OpenComponents::Find(std::int32_t node) {
-    std::int32_t* link = link_.data();
+    std::int32_t* link = link_.get();
     while (link[node] != node) {
         link[node] = link[link[node]];
         node = link[node];
@@ -119,49 +126,59 @@ void OpenComponents::Unite(std::int32_t a, std::int32_t b) {
 }
 
 void OpenComponents::LinkRow(int y) {
-    const PixelCode* row = map_.Row(y);
-    for (int x = 0; x < map_.width;) {
-        const bool open = row[x] == open_;
-        const int x0 = x;
-        const std::int32_t root = y * map_.width + x0;
-        while (x < map_.width && (row[x] == open_) == open) {
-            link_[static_cast<std::size_t>(y * map_.width + x)] = root;
-            ++x;
-        }
-        const PixelRun run{y, x0, x - 1};
-        if (open) {
-            grid_.ForEachWord(
-                run, [&](std::int32_t word, Word bits) { openPixels_[static_cast<std::size_t>(word)] |= bits; });
+    const std::int32_t rowStart = y * width_;
+    for (int x = 0; x < width_;) {
+        const bool isOpen = open_.Has(x, y);
+        const PixelRun run{y, x, EndOfRun(x, y) - 1};
+        x = run.x1 + 1;
+        std::fill(link_.get() + rowStart + run.x0, link_.get() + rowStart + x, rowStart + run.x0);
+        if (isOpen) {
             if (y > 0) {
-                UniteWithRow(run, y - 1, 0);
+                UniteWithRun(rowStart + run.x0, {y - 1, run.x0, run.x1},
+                             [&](std::int32_t word) { return open_[word]; });
             }
             continue;
         }
-        UniteWithRow(run, y - 1, 1);
-        if (y == map_.height - 1 || x0 == 0 || x == map_.width) {
-            Unite(root, beyond_);
+        UniteWithClosed(run, y - 1);
+        if (y == height_ - 1 || run.x0 == 0 || x == width_) {
+            Unite(rowStart + run.x0, beyond_);
         }
     }
 }
 
-// Unites a run with the pixels of its kind, open or closed, in a row next to it.
-void OpenComponents::UniteWithRow(const PixelRun& run, int y, int reach) {
-    const std::int32_t root = run.y * map_.width + run.x0;
-    if (y < 0 || y >= map_.height) {
-        Unite(root, beyond_);
+// The column after a stretch of pixels that are all open or all closed.
+int OpenComponents::EndOfRun(int x, int y) const {
+    const Word flip = open_.Has(x, y) ? ~Word{0} : 0;
+    Word others = (open_[grid_.WordAt(x, y)] ^ flip) & ~Word{0} << (x & 63);
+    for (x &= ~63; others == 0 && x + 64 < width_;) {
+        x += 64;
+        others = open_[grid_.WordAt(x, y)] ^ flip;
+    }
+    return others == 0 ? width_ : std::min(x + BitGrid::Lowest(others), width_);
+}
+
+// Unites a closed run with the closed pixels that it touches in a row next to it.
+void OpenComponents::UniteWithClosed(const PixelRun& run, int y) {
+    if (y < 0 || y >= height_) {
+        Unite(run.y * width_ + run.x0, beyond_);
         return;
     }
-    const bool open = map_.At(run.x0, run.y) == open_;
-    const PixelCode* row = map_.Row(y);
-    const int last = std::min(run.x1 + reach, map_.width - 1);
-    bool inside = false;
-    for (int x = std::max(run.x0 - reach, 0); x <= last; ++x) {
-        const bool same = (row[x] == open_) == open;
-        if (same && !inside) {
-            Unite(root, y * map_.width + x);
+    const PixelRun wider{y, std::max(run.x0 - 1, 0), std::min(run.x1 + 1, width_ - 1)};
+    UniteWithRun(run.y * width_ + run.x0, wider, [&](std::int32_t word) { return ~open_[word]; });
+}
+
+// Unites a node with the pixels of a run; pixelsOf(word) tells which of a word.
+template <typename PixelsOf>
+void OpenComponents::UniteWithRun(std::int32_t node, const PixelRun& run, PixelsOf pixelsOf) {
+    Word before = 0;
+    grid_.ForEachWord(run, [&](std::int32_t word, Word bits) {
+        const Word pixels = pixelsOf(word) & bits;
+        const std::int32_t start = run.y * width_ + (word - grid_.WordAt(0, run.y)) * 64;
+        for (Word first = pixels & ~(pixels << 1 | before >> 63); first != 0; first &= first - 1) {
+            Unite(node, start + BitGrid::Lowest(first));
         }
-        inside = same;
-    }
+        before = pixels;
+    });
 }
 
 std::int32_t OpenComponents::NewNumber() {
@@ -177,50 +194,29 @@ std::int32_t OpenComponents::NewNumber() {
 
 // In raster order a component's root comes first: what links to it finds its number already there.
 void OpenComponents::NumberComponents() {
-    for (std::int32_t pixel = 0; pixel < beyond_; ++pixel) {
-        if (!IsOpen(pixel)) {
-            continue;
+    for (int y = 0; y < height_; ++y) {
+        for (int x = 0; x < width_;) {
+            const int end = EndOfRun(x, y);
+            if (open_.Has(x, y)) {
+                const std::int32_t first = y * width_ + x;
+                const std::int32_t root = link_[static_cast<std::size_t>(first)];
+                const std::int32_t number = root == first ? NewNumber() : link_[static_cast<std::size_t>(root)];
+                if (root == first) {
+                    firstPixels_.push_back(first);
+                }
+                std::fill_n(link_.get() + first, end - x, number);
+                area_[static_cast<std::size_t>(number)] += end - x;
+            }
+            x = end;
         }
-        std::int32_t& link = link_[static_cast<std::size_t>(pixel)];
-        if (link == pixel) {
-            link = NewNumber();
-            firstPixels_.push_back(pixel);
-        } else {
-            link = link_[static_cast<std::size_t>(link)];
-        }
-        ++area_[static_cast<std::size_t>(link)];
     }
-}
-
-// Bit 0 for the pixel to the west, bit 1 for the pixel itself, bit 2 for the pixel to the east.
-unsigned OpenComponents::OpenFromWestToEast(int x, int y) const {
-    if (y < 0 || y >= map_.height) {
-        return 0;
-    }
-    const Word* word = &openPixels_[static_cast<std::size_t>(grid_.WordAt(x, y))];
-    const int bit = x & 63;
-    Word pixels = bit > 0 ? *word >> (bit - 1) : *word << 1 | (x > 0 ? word[-1] >> 63 : 0);
-    if (bit == 63 && x + 1 < map_.width) {
-        pixels |= (word[1] & 1u) << 2;
-    }
-    return static_cast<unsigned>(pixels & 7u);
-}
-
-unsigned OpenComponents::ClosedAround(int x, int y) const {
-    const unsigned north = OpenFromWestToEast(x, y - 1);
-    const unsigned middle = OpenFromWestToEast(x, y);
-    const unsigned south = OpenFromWestToEast(x, y + 1);
-    const unsigned open = north >> 1 | (middle & 4u) | (south & 4u) << 1 | (south & 2u) << 3 | (south & 1u) << 5 |
-                          (middle & 1u) << 6 | (north & 1u) << 7;
-    return ~open & 255u;
 }
 
 void OpenComponents::Remove(int x, int y) {
-    const std::int32_t pixel = y * map_.width + x;
-    const unsigned closed = ClosedAround(x, y);
-    const Surroundings& around = kSurroundings[closed];
+    const std::int32_t pixel = y * width_ + x;
+    const Surroundings& around = kSurroundings[open_.Nine(x, y)];
     const std::int32_t number = link_[static_cast<std::size_t>(pixel)];
-    openPixels_[static_cast<std::size_t>(grid_.WordAt(x, y))] &= ~BitGrid::Bit(x);
+    open_.Remove(x, y);
     if (--area_[static_cast<std::size_t>(number)] == 0) {
         unused_.push_back(number);
     }
@@ -231,21 +227,28 @@ void OpenComponents::Remove(int x, int y) {
     if (around.count <= 1) {
         // One gap, or sides that are all closed: what is closed around the pixel hangs together already.
         link_[static_cast<std::size_t>(pixel)] =
-            closed == 0 ? pixel : link_[static_cast<std::size_t>(neighbour(around.gap[0]))];
-        if (around.count == 0) {
-            link_[static_cast<std::size_t>(pixel)] = link_[static_cast<std::size_t>(neighbour(0))];
-        }
+            around.anyClosed == 0 ? pixel : link_[static_cast<std::size_t>(neighbour(around.gap[0]))];
         return;
     }
-    link_[static_cast<std::size_t>(pixel)] = pixel;
     std::array<std::int32_t, 4> gapRoots{};
+    bool anyEqual = false;
     for (std::size_t g = 0; g < around.count; ++g) {
         gapRoots[g] = Find(neighbour(around.gap[g]));
+        for (std::size_t h = 0; h < g; ++h) {
+            anyEqual = anyEqual || gapRoots[g] == gapRoots[h];
+        }
+    }
+    const std::int32_t root = *std::min_element(gapRoots.begin(), gapRoots.begin() + around.count);
+    link_[static_cast<std::size_t>(pixel)] = root;
+    for (std::size_t g = 0; g < around.count; ++g) {
+        link_[static_cast<std::size_t>(gapRoots[g])] = root;
+    }
+    if (!anyEqual) {
+        return;
     }
     const std::array<int, 4> sideOf = SidesOf(gapRoots, around.count);
     int sides = 0;
     for (std::size_t g = 0; g < around.count; ++g) {
-        Unite(pixel, gapRoots[g]);
         if (sideOf[g] == static_cast<int>(g)) {
             const int u = x + kStepX[around.open[g]];
             const WordPart start{grid_.WordAt(u, y + kStepY[around.open[g]]), BitGrid::Bit(u)};
@@ -277,7 +280,7 @@ void OpenComponents::Separate(int sides, std::int32_t number, std::int32_t pixel
             anySmall = anySmall || IsSmall(own);
         }
         for (const WordPart& part : side.reached) {
-            reached_[static_cast<std::size_t>(part.word)] = 0;
+            reached_[part.word] = 0;
         }
         side.reached.clear();
     }
@@ -290,19 +293,12 @@ void OpenComponents::Separate(int sides, std::int32_t number, std::int32_t pixel
 void OpenComponents::Advance(Side& side) {
     const WordPart at = side.waiting.back();
     side.waiting.pop_back();
-    const auto free = [&](std::int32_t word) {
-        return openPixels_[static_cast<std::size_t>(word)] & ~reached_[static_cast<std::size_t>(word)];
-    };
-    const Word open = free(at.word);
-    Word pixels = at.pixels & open;
+    const auto free = [&](std::int32_t word) { return open_[word] & ~reached_[word]; };
+    const Word pixels = Stretches(at.pixels, free(at.word));
     if (pixels == 0) {
         return;
     }
-    for (Word before = 0; before != pixels;) {
-        before = pixels;
-        pixels |= (pixels << 1 | pixels >> 1) & open;
-    }
-    reached_[static_cast<std::size_t>(at.word)] |= pixels;
+    reached_[at.word] |= pixels;
     side.reached.push_back({at.word, pixels});
     const auto go = [&](std::int32_t word, Word wanted) {
         if ((wanted & free(word)) != 0) {
@@ -310,50 +306,42 @@ void OpenComponents::Advance(Side& side) {
         }
     };
     const int wordsPerRow = grid_.WordsPerRow();
-    const int y = at.word / wordsPerRow;
-    const int column = at.word - y * wordsPerRow;
-    if (y > 0) {
-        go(at.word - wordsPerRow, pixels);
-    }
-    if ((pixels & 1u) != 0 && column > 0) {
+    go(at.word - wordsPerRow, pixels);
+    if ((pixels & 1u) != 0 && at.word % wordsPerRow > 0) {
         go(at.word - 1, Word{1} << 63);
     }
-    if ((pixels >> 63) != 0 && column + 1 < wordsPerRow) {
+    if ((pixels >> 63) != 0 && (at.word + 1) % wordsPerRow > 0) {
         go(at.word + 1, 1);
     }
-    if (y + 1 < map_.height) {
-        go(at.word + wordsPerRow, pixels);
-    }
+    go(at.word + wordsPerRow, pixels);
 }
 
 std::int32_t OpenComponents::NumberSide(const Side& side) {
     const std::int32_t number = NewNumber();
     std::int32_t area = 0;
     for (const WordPart& part : side.reached) {
-        const int y = part.word / grid_.WordsPerRow();
-        std::int32_t* link =
-            &link_[static_cast<std::size_t>(y * map_.width + (part.word - y * grid_.WordsPerRow()) * 64)];
-        for (Word left = part.pixels; left != 0; left &= left - 1) {
-            link[BitGrid::Lowest(left)] = number;
-            ++area;
-        }
+        std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
+        ForEachRun(part.pixels, [&](int first, int last) {
+            std::fill(link + first, link + last + 1, number);
+            area += last - first + 1;
+        });
     }
     area_[static_cast<std::size_t>(number)] = area;
     return number;
 }
 
-const std::vector<TakenComponent>& OpenComponents::TakeSmall(PixelCode code) {
+const std::vector<TakenComponent>& OpenComponents::TakeSmall() {
     taken_.clear();
     for (const std::int32_t pixel : firstPixels_) {
-        TakeIfSmall(pixel, code);
+        TakeIfSmall(pixel % width_, pixel / width_);
     }
     // The last removed pixel next to a component that is small now found it small.
     for (const std::int32_t pixel : lookAt_) {
-        const int x = pixel % map_.width;
-        const int y = pixel / map_.width;
+        const int x = pixel % width_;
+        const int y = pixel / width_;
         for (unsigned i = 0; i < 8; i += 2) {
             if (Inside(x + kStepX[i], y + kStepY[i])) {
-                TakeIfSmall(NodeAt(x + kStepX[i], y + kStepY[i]), code);
+                TakeIfSmall(x + kStepX[i], y + kStepY[i]);
             }
         }
     }
@@ -364,36 +352,84 @@ const std::vector<TakenComponent>& OpenComponents::TakeSmall(PixelCode code) {
     return taken_;
 }
 
-void OpenComponents::TakeIfSmall(std::int32_t pixel, PixelCode code) {
-    if (!IsOpen(pixel)) {
+void OpenComponents::TakeIfSmall(int x, int y) {
+    if (!open_.Has(x, y)) {
         return;
     }
-    const std::int32_t number = link_[static_cast<std::size_t>(pixel)];
+    const std::int32_t number = link_[static_cast<std::size_t>(y * width_ + x)];
     if (!IsSmall(number)) {
         return;
     }
-    TakenComponent component{pixel, area_[static_cast<std::size_t>(number)], {}};
-    flood_.Fill(map_, pixel % map_.width, pixel / map_.width, code, Connectivity::k4, component.runs);
-    for (const PixelRun& run : component.runs) {
-        const std::int32_t root = run.y * map_.width + run.x0;
-        component.first = std::min(component.first, root);
-        std::fill_n(link_.begin() + root, run.x1 - run.x0 + 1, root);
-        grid_.ForEachWord(run,
-                          [&](std::int32_t word, Word bits) { openPixels_[static_cast<std::size_t>(word)] &= ~bits; });
-    }
-    for (const PixelRun& run : component.runs) {
-        JoinClosed(run);
-    }
+    TakenComponent component{0, area_[static_cast<std::size_t>(number)], {}};
+    FloodFrom(x, y, component.parts);
+    const WordPart& first = component.parts.front();
+    component.first = NodeOfWord(first.word) + BitGrid::Lowest(first.pixels);
+    Close(component);
     unused_.push_back(number);
     taken_.push_back(std::move(component));
 }
 
-void OpenComponents::JoinClosed(const PixelRun& run) {
-    const std::int32_t root = run.y * map_.width + run.x0;
-    Unite(root, NodeAt(run.x0 - 1, run.y));
-    Unite(root, NodeAt(run.x1 + 1, run.y));
-    UniteWithRow(run, run.y - 1, 1);
-    UniteWithRow(run, run.y + 1, 1);
+// The component of a pixel, in raster order.
+void OpenComponents::FloodFrom(int x, int y, std::vector<WordPart>& parts) {
+    Side& side = sides_[0];
+    side.waiting.assign(1, {grid_.WordAt(x, y), BitGrid::Bit(x)});
+    while (!side.Finished()) {
+        Advance(side);
+    }
+    // A word may have been reached more than once.
+    for (const WordPart& part : side.reached) {
+        if (reached_[part.word] != 0) {
+            parts.push_back({part.word, reached_[part.word]});
+            reached_[part.word] = 0;
+        }
+    }
+    side.reached.clear();
+    std::sort(parts.begin(), parts.end(), [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
+}
+
+// Its pixels hang together, and with each closed pixel that they touch.
+void OpenComponents::Close(const TakenComponent& component) {
+    for (const WordPart& part : component.parts) {
+        std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
+        ForEachRun(part.pixels,
+                   [&](int first, int last) { std::fill(link + first, link + last + 1, component.first); });
+        open_[part.word] &= ~part.pixels;
+    }
+    std::int32_t root = component.first;
+    const auto join = [&](std::int32_t node) {
+        node = Find(node);
+        if (node != root) {
+            link_[static_cast<std::size_t>(std::max(node, root))] = std::min(node, root);
+            root = std::min(node, root);
+        }
+    };
+    const std::int32_t wordsPerRow = grid_.WordsPerRow();
+    const auto joinClosedIn = [&](std::int32_t word, std::int32_t start, Word pixels) {
+        const Word closed = pixels & ~open_[word];
+        for (Word first = closed & ~(closed << 1); first != 0; first &= first - 1) {
+            join(start + BitGrid::Lowest(first));
+        }
+    };
+    for (const WordPart& part : component.parts) {
+        const std::int32_t y = part.word / wordsPerRow;
+        const std::int32_t column = part.word - y * wordsPerRow;
+        const Word last = column == wordsPerRow - 1 ? BitGrid::Bit(width_ - 1) : 0;
+        if (y == 0 || y == height_ - 1 || (part.pixels & last) != 0 || (column == 0 && (part.pixels & 1u) != 0)) {
+            join(beyond_);
+        }
+        const Word beside = last == 0 ? ~Word{0} : last | (last - 1);
+        for (std::int32_t v = std::max(y - 1, 0); v <= std::min(y + 1, height_ - 1); ++v) {
+            const std::int32_t word = v * wordsPerRow + column;
+            const std::int32_t start = v * width_ + column * 64;
+            joinClosedIn(word, start, (part.pixels | part.pixels << 1 | part.pixels >> 1) & beside);
+            if ((part.pixels & 1u) != 0 && column > 0) {
+                joinClosedIn(word - 1, start - 64, Word{1} << 63);
+            }
+            if (part.pixels >> 63 != 0 && last == 0) {
+                joinClosedIn(word + 1, start + 64, 1);
+            }
+        }
+    }
 }
 
 }  // namespace Korvane

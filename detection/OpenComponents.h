@@ -1,12 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
 
-#include "BitGrid.h"
-#include "CodePlane.h"
-#include "ZeroedArray.h"
+#include "BitPlane.h"
+#include "LargePages.h"
 
 namespace Korvane {
 
@@ -14,7 +14,7 @@ namespace Korvane {
 struct TakenComponent {
     std::int32_t first;  ///< offset of its first pixel in raster order
     std::int64_t area;
-    std::vector<PixelRun> runs;
+    std::vector<WordPart> parts;  ///< in raster order, each word once
 };
 
 /// The 4-connected components of the open pixels of a map, with their areas, kept up while pixels are removed one by
@@ -27,61 +27,71 @@ struct TakenComponent {
 /// in lockstep; the ring test is the planar case's.)
 class OpenComponents {
 public:
-    /// Borrows the map for its lifetime: rows without gaps, fewer than 2^31 pixels; open is what holds `open`, small is
-    /// a component of at most `limit` pixels.
-    OpenComponents(const CodePlane& map, PixelCode open, std::int64_t limit);
+    /// `open`: fewer than 2^31 - 1 pixels; small is a component of at most `limit` pixels.
+    OpenComponents(BitPlane open, std::int64_t limit);
 
-    /// To be told right after an open pixel got another code.
+    const BitPlane& Open() const { return open_; }
+
+    /// To be told of pixels, by offset, some time before they are removed: what is kept for them is far away in memory.
+    void Prefetch(std::int32_t pixel) const {
+        const std::int64_t at = pixel;
+        __builtin_prefetch(&link_[static_cast<std::size_t>(at)], 1);
+        __builtin_prefetch(&link_[static_cast<std::size_t>(std::max<std::int64_t>(at - width_, 0))], 1);
+        __builtin_prefetch(&link_[static_cast<std::size_t>(std::min<std::int64_t>(at + width_, beyond_))], 1);
+    }
+
+    /// An open pixel is open no longer.
     void Remove(int x, int y);
 
-    /// Takes the small components out: they get `code`, and are no longer open. In raster order of their first pixels.
-    const std::vector<TakenComponent>& TakeSmall(PixelCode code);
+    /// Takes the small components out: they are no longer open. In raster order of their first pixels.
+    const std::vector<TakenComponent>& TakeSmall();
 
 private:
     using Word = BitGrid::Word;
-    struct WordPart {
-        std::int32_t word;
-        Word pixels;
-    };
     struct Side {
         std::vector<WordPart> reached;
         std::vector<WordPart> waiting;
         bool Finished() const { return waiting.empty(); }
     };
 
-    bool Inside(int x, int y) const { return x >= 0 && y >= 0 && x < map_.width && y < map_.height; }
-    bool IsOpen(std::int32_t pixel) const { return map_.data[pixel] == open_; }
-    std::int32_t NodeAt(int x, int y) const;
-    unsigned OpenFromWestToEast(int x, int y) const;
-    unsigned ClosedAround(int x, int y) const;
+    bool Inside(int x, int y) const { return x >= 0 && y >= 0 && x < width_ && y < height_; }
+    std::int32_t NodeAt(int x, int y) const { return Inside(x, y) ? y * width_ + x : beyond_; }
+    // The node of a word's leftmost pixel.
+    std::int32_t NodeOfWord(std::int32_t word) const {
+        const std::int32_t y = word / grid_.WordsPerRow();
+        return y * width_ + (word - y * grid_.WordsPerRow()) * 64;
+    }
     std::int32_t Find(std::int32_t node);
     void Unite(std::int32_t a, std::int32_t b);
     void LinkRow(int y);
-    void UniteWithRow(const PixelRun& run, int y, int reach);
+    void UniteWithClosed(const PixelRun& run, int y);
+    template <typename PixelsOf>
+    void UniteWithRun(std::int32_t node, const PixelRun& run, PixelsOf pixelsOf);
+    int EndOfRun(int x, int y) const;
     void NumberComponents();
     std::int32_t NewNumber();
     bool IsSmall(std::int32_t number) const { return area_[static_cast<std::size_t>(number)] <= limit_; }
     void Separate(int sides, std::int32_t number, std::int32_t pixel);
     void Advance(Side& side);
     std::int32_t NumberSide(const Side& side);
-    void TakeIfSmall(std::int32_t pixel, PixelCode code);
-    void JoinClosed(const PixelRun& run);
+    void TakeIfSmall(int x, int y);
+    void FloodFrom(int x, int y, std::vector<WordPart>& parts);
+    void Close(const TakenComponent& component);
 
-    CodePlane map_;
-    PixelCode open_;
-    std::int64_t limit_;
+    BitPlane open_;
     BitGrid grid_;
-    ZeroedArray<Word> openPixels_;           // the open pixels again, a bit each
-    ZeroedArray<Word> reached_;              // of the sides of a cut; 0 between cuts
-    std::int32_t beyond_;                    // the forest's node for everything beyond the border
-    std::vector<std::int32_t> link_;         // open: number of the component; closed: parent in the forest
-    std::vector<std::int32_t> area_;         // per component number
-    std::vector<std::int32_t> unused_;       // numbers that may be given again
+    int width_;
+    int height_;
+    std::int64_t limit_;
+    BitPlane reached_;                         // of the sides of a cut; 0 between cuts
+    std::int32_t beyond_;                      // the forest's node for everything beyond the border
+    qvox::LargePageArray<std::int32_t> link_;  // open: number of the component; closed: parent in the forest
+    std::vector<std::int32_t> area_;           // per component number
+    std::vector<std::int32_t> unused_;         // numbers that may be given again
     std::vector<std::int32_t> lookAt_;       // removed since the last call of TakeSmall, with a small component beside
     std::vector<std::int32_t> firstPixels_;  // of the components at the start, until the first call of TakeSmall
     std::array<Side, 4> sides_;
     std::vector<TakenComponent> taken_;
-    RunFlood flood_;
 };
 
 }  // namespace Korvane

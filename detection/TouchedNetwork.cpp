@@ -1,75 +1,78 @@
 #include "TouchedNetwork.h"
 
 #include <algorithm>
-#include <cstring>
-
-#include "EnclosedRegion.h"
 
 namespace Korvane {
-
-TouchedNetwork::TouchedNetwork(const CodePlane& map)
-    : map_(map),
-      words_(map.width, map.height),
-      tiles_(map.width, map.height),
+TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touched)
+    : height_(background.Height()),
+      words_(background.Grid()),
+      tiles_(background.Width(), background.Height()),
       visitedRows_(tiles_.Tiles()),
       known_(tiles_.Tiles() * NetworkTiles::kSide),
-      isVisited_(tiles_.Tiles(), 0) {
-    for (int y = 0; y < map.height; ++y) {
-        const PixelCode* row = map.Row(y);
-        for (int x = 0; x < map.width; ++x) {
-            if (row[x] == kBackground || row[x] == kTouched) {
-                const int x0 = x;
-                while (x + 1 < map.width && row[x + 1] == row[x0]) {
-                    ++x;
-                }
-                row[x0] == kBackground ? tiles_.AddPatch({y, x0, x}) : tiles_.AddRegion({y, x0, x});
-            }
+      tileVisits_(tiles_.Tiles()) {
+    for (int y = 0; y < height_; ++y) {
+        for (int column = 0; column < words_.WordsPerRow(); ++column) {
+            const std::int32_t word = words_.WordAt(0, y) + column;
+            tiles_.AddRow(tiles_.TileAt(column * NetworkTiles::kSide, y), y, touched[word], background[word]);
         }
     }
+    tiles_.TakeRegionChanges([](std::int32_t, int, Word, Word) {});
 }
 
-void TouchedNetwork::Touch(const std::vector<PixelRun>& component) {
+void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
+    ++present_;
     visits_.clear();
     notPassed_.clear();
     FindRing(component);
-    PieceAt last{-1, 0};
-    for (const Position& at : ring_) {
-        if (last.tile >= 0 && tiles_.Holds(last, at.x, at.y)) {
-            continue;
-        }
-        last = tiles_.Find(at.x, at.y);
-        if (!tiles_.Get(last).visited) {
-            Visit(last);
+    for (int y = wordBox_.y0; y <= wordBox_.y1; ++y) {
+        for (int column = wordBox_.x0; column <= wordBox_.x1; ++column) {
+            const Word around = RingIn(column - wordBox_.x0, y - wordBox_.y0);
+            if (around == 0) {
+                continue;
+            }
+            const int x0 = column * NetworkTiles::kSide;
+            // The component itself is of neither kind.
+            Word left = around & tiles_.EitherIn(tiles_.TileAt(x0, y), y);
+            while (left != 0) {
+                const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
+                left &= ~tiles_.PixelsOfRow(at, y);
+                if (!IsVisited(tiles_.Get(at))) {
+                    Visit(at);
+                }
+            }
         }
     }
     CollectVisitedRows();
 }
 
-void TouchedNetwork::FindRing(const std::vector<PixelRun>& component) {
-    ring_.clear();
-    const auto add = [&](int x, int y) {
-        if (map_.At(x, y) != kAnalysed) {
-            ring_.push_back({x, y});
-        }
-    };
-    for (const PixelRun& run : component) {
-        if (run.x0 > 0) {
-            add(run.x0 - 1, run.y);
-        }
-        if (run.x1 + 1 < map_.width) {
-            add(run.x1 + 1, run.y);
-        }
-        for (int x = run.x0; x <= run.x1; ++x) {
-            if (run.y > 0) {
-                add(x, run.y - 1);
-            }
-            if (run.y + 1 < map_.height) {
-                add(x, run.y + 1);
-            }
-        }
+void TouchedNetwork::FindRing(const std::vector<WordPart>& component) {
+    const std::int32_t wordsPerRow = words_.WordsPerRow();
+    PixelBox box;
+    for (const WordPart& part : component) {
+        const std::int32_t y = part.word / wordsPerRow;
+        const std::int32_t column = part.word - y * wordsPerRow;
+        box.Include({y, column, column});
     }
-    std::sort(ring_.begin(), ring_.end(),
-              [](const Position& a, const Position& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
+    box.Grow(1, wordsPerRow, height_);
+    wordBox_ = box;
+    component_.assign(static_cast<std::size_t>(box.Width()) * static_cast<std::size_t>(box.Height()), 0);
+    for (const WordPart& part : component) {
+        const std::int32_t y = part.word / wordsPerRow;
+        const std::int32_t column = part.word - y * wordsPerRow;
+        component_[static_cast<std::size_t>((y - box.y0) * box.Width() + column - box.x0)] = part.pixels;
+    }
+}
+
+// What shares a side with the component's pixels, and some of these.
+TouchedNetwork::Word TouchedNetwork::RingIn(int column, int row) const {
+    const int width = wordBox_.Width();
+    const Word* word = component_.data() + static_cast<std::ptrdiff_t>(row) * width + column;
+    Word ring = *word << 1 | *word >> 1;
+    ring |= column > 0 ? word[-1] >> (NetworkTiles::kSide - 1) : 0;
+    ring |= column + 1 < width ? word[1] << (NetworkTiles::kSide - 1) : 0;
+    ring |= row > 0 ? word[-width] : 0;
+    ring |= row + 1 < wordBox_.Height() ? word[width] : 0;
+    return ring;
 }
 
 // A visit to a patch that an earlier one turned finds the regions around it in the cluster, one to a patch that nothing
@@ -78,7 +81,7 @@ void TouchedNetwork::Visit(PieceAt at) {
     const auto number = static_cast<std::int32_t>(visits_.size());
     visits_.push_back({number, turned_.size(), turned_.size()});
     meetsCluster_ = false;
-    if (tiles_.Get(at).before) {
+    if (IsOfEarlierVisit(tiles_.Get(at))) {
         JoinClusterOf(tiles_.Get(at));
     }
     VisitPiece(at, tiles_.Get(at));
@@ -92,20 +95,29 @@ void TouchedNetwork::Visit(PieceAt at) {
     }
     VisitRecord& visit = visits_.back();
     visit.lastTurned = turned_.size();
-    for (std::size_t i = visit.firstTurned; i < visit.lastTurned; ++i) {
-        tiles_.Get(turned_[i]).before = true;
-    }
     if (visit.firstTurned < visit.lastTurned) {
         notPassed_.push_back(number);
     }
 }
 
 void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
-    piece.visited = true;
-    visited_.push_back(at);
+    piece.visitedIn = present_;
     waiting_.push_back(at);
-    if (piece.isPatch && !piece.met) {
-        Turn(at, piece);
+    TileVisit& tile = tileVisits_[static_cast<std::size_t>(at.tile)];
+    if (!tile.isVisited) {
+        tile.isVisited = true;
+        visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
+    }
+    tile.pieces |= BitGrid::Bit(at.piece);
+    if (!piece.known) {
+        piece.known = true;
+        tile.hasNews = true;
+    }
+    if (piece.isPatch) {
+        visitedPatches_.push_back(at);
+        if (!IsMet(piece)) {
+            Turn(at, piece);
+        }
     }
 }
 
@@ -113,10 +125,10 @@ void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
 void TouchedNetwork::VisitAround(PieceAt at) {
     const bool fromPatch = tiles_.Get(at).isPatch;
     const auto look = [&](PieceAt nearAt, Piece& near) {
-        if (!near.visited && (near.isPatch || !fromPatch)) {
+        if (!IsVisited(near) && (near.isPatch || !fromPatch)) {
             VisitPiece(nearAt, near);
         }
-        if (near.before && !fromPatch) {
+        if (!fromPatch && IsOfEarlierVisit(near)) {
             JoinClusterOf(near);
         }
     };
@@ -127,7 +139,7 @@ void TouchedNetwork::VisitAround(PieceAt at) {
 }
 
 void TouchedNetwork::Turn(PieceAt at, Piece& piece) {
-    piece.met = true;
+    piece.metIn = present_;
     piece.visit = static_cast<std::int32_t>(visits_.size()) - 1;
     turned_.push_back(at);
 }
@@ -178,86 +190,70 @@ void TouchedNetwork::PassThroughCluster() {
 void TouchedNetwork::PassAround(PieceAt at) {
     const Piece& piece = tiles_.Get(at);
     const bool isPatch = piece.isPatch;
-    const bool isOfCluster = isPatch && piece.before;
+    const bool isOfCluster = IsOfEarlierVisit(piece);
     const auto look = [&](PieceAt nearAt, Piece& near) {
         if (!near.isPatch) {
-            if ((isOfCluster || !isPatch) && !near.visited && !near.met) {
-                near.met = true;
-                passed_.push_back(nearAt);
+            if ((isOfCluster || !isPatch) && !IsVisited(near) && !IsMet(near)) {
+                near.metIn = present_;
                 waiting_.push_back(nearAt);
             }
             return;
         }
-        if (!near.met && !isOfCluster) {
+        if (!IsMet(near) && !isOfCluster) {
             Turn(nearAt, near);
             waiting_.push_back(nearAt);
         }
-        if (near.before && !isPatch) {
+        if (!isPatch && IsOfEarlierVisit(near)) {
             JoinClusterOf(near);
         }
     };
     tiles_.ForEachInOtherTiles(at, look);
-    tiles_.ForEachLinked(at, look);
+    if (isOfCluster || !isPatch) {
+        tiles_.ForEachLinked(at, look);
+    }
 }
 
 void TouchedNetwork::CollectVisitedRows() {
-    for (const PieceAt& at : visited_) {
-        if (isVisited_[static_cast<std::size_t>(at.tile)] == 0) {
-            isVisited_[static_cast<std::size_t>(at.tile)] = 1;
-            visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
-        }
-        const Piece& piece = tiles_.Get(at);
-        const Word* from = tiles_.RowsOf(at);
-        Word* to = visitedRows_[static_cast<std::size_t>(at.tile)].data() + piece.y0;
-        for (int i = 0; i <= piece.y1 - piece.y0; ++i) {
-            to[i] |= from[i];
+    for (const VisitedTile& at : visitedTiles_) {
+        const std::int32_t tile = tiles_.TileAt(at.x0, at.y0);
+        TileVisit& visit = tileVisits_[static_cast<std::size_t>(tile)];
+        const bool areFew = tiles_.PiecesOf(tile).size() <= 64;
+        if (!areFew || visit.rowsPieces != visit.pieces || visit.rowsFor != tiles_.TimesFound(tile)) {
+            CollectVisitedRows(tile);
+            visit.rowsPieces = visit.pieces;
+            visit.rowsFor = areFew ? tiles_.TimesFound(tile) : 0;
         }
     }
 }
 
-TouchedNetwork::Word TouchedNetwork::VisitedIn(std::int32_t word) const {
-    const int y = word / words_.WordsPerRow();
-    return VisitedRow(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
+void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
+    Rows& visited = visitedRows_[static_cast<std::size_t>(tile)];
+    visited.fill(0);
+    const std::vector<Piece>& pieces = tiles_.PiecesOf(tile);
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        const Piece& piece = pieces[i];
+        if (IsVisited(piece)) {
+            const Word* rows = tiles_.RowsOf({tile, static_cast<std::int32_t>(i)}) - piece.y0;
+            for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
+                visited[row] |= rows[row];
+            }
+        }
+    }
 }
 
 void TouchedNetwork::Settle() {
     for (const PieceAt& at : turned_) {
-        Piece& piece = tiles_.Get(at);
-        piece.met = false;
-        piece.before = false;
-        const Word* rows = tiles_.RowsOf(at);
-        const int x0 = tiles_.Left(at.tile);
-        const int y0 = tiles_.Top(at.tile);
-        for (int row = piece.y0; row <= piece.y1; ++row) {
-            ForEachRun(rows[row - piece.y0], [&](int first, int last) {
-                std::memset(map_.Row(y0 + row) + x0 + first, kTouched, static_cast<std::size_t>(last - first + 1));
-            });
-        }
         tiles_.TurnPatch(at);
-    }
-    for (const PieceAt& at : visited_) {
-        tiles_.Get(at).visited = false;
-    }
-    for (const PieceAt& at : passed_) {
-        tiles_.Get(at).met = false;
     }
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        isVisited_[number] = 0;
-        visitedRows_[number].fill(0);
+        TileVisit& visit = tileVisits_[number];
+        visit.pieces = 0;
+        visit.isVisited = visit.hasNews = false;
     }
     turned_.clear();
-    visited_.clear();
-    passed_.clear();
+    visitedPatches_.clear();
     visitedTiles_.clear();
-}
-
-void TouchedNetwork::Clear(const PixelRun& run, std::vector<PixelRun>& cleared) {
-    PixelCode* row = map_.Row(run.y);
-    tiles_.ClearRegion(run, [&](const PixelRun& stretch) {
-        std::memset(row + stretch.x0, kBackground, static_cast<std::size_t>(stretch.x1 - stretch.x0 + 1));
-        cleared.push_back(stretch);
-    });
 }
 
 }  // namespace Korvane

@@ -6,8 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "BitGrid.h"
-#include "CodePlane.h"
+#include "BitPlane.h"
 #include "NetworkTiles.h"
 #include "ZeroedArray.h"
 
@@ -31,24 +30,37 @@ class TouchedNetwork {
 public:
     using Word = BitGrid::Word;
 
-    /// Borrows the map, rows without gaps, for its lifetime.
-    explicit TouchedNetwork(const CodePlane& map);
+    TouchedNetwork(const BitPlane& background, const BitPlane& touched);
 
     /// To be told of every pixel that became kBackground, but for those that Clear makes so.
-    void BackgroundAdded(int x, int y) { tiles_.AddPatch({y, x, x}); }
-    void BackgroundAdded(const PixelRun& run) { tiles_.AddPatch(run); }
+    void BackgroundAdded(int x, int y) { tiles_.AddPatch(x / NetworkTiles::kSide, y, BitGrid::Bit(x)); }
+    void BackgroundAdded(const WordPart& part) {
+        const int y = part.word / words_.WordsPerRow();
+        tiles_.AddPatch(part.word - words_.WordAt(0, y), y, part.pixels);
+    }
 
-    /// `component`: the runs of one component, already kAnalysed, next to background only.
+    /// `component`: one 4-connected component, in raster order.
     /// Cost: proportional to the pieces visited, passed through or turned, and to the tiles of theirs that changed.
-    void Touch(const std::vector<PixelRun>& component);
+    void Touch(const std::vector<WordPart>& component);
+
+    /// Between components: the pixels that are kBackground in row y from column 64 * column on.
+    Word BackgroundIn(int column, int y) const { return tiles_.PatchesIn(column, y); }
+    /// The same for those that are kTouched.
+    Word TouchedIn(int column, int y) const { return tiles_.RegionsIn(column, y); }
+    /// Between components: whether one of the nine pixels around (x, y) is kBackground.
+    bool IsBackgroundAround(int x, int y) const { return tiles_.IsPatchAround(x, y); }
 
     bool IsVisited(int x, int y) const {
         const std::int32_t tile = tiles_.TileAt(x, y);
-        return isVisited_[static_cast<std::size_t>(tile)] != 0 && (VisitedRow(tile, y) & BitGrid::Bit(x)) != 0;
+        return (VisitedRow(tile, y & (NetworkTiles::kSide - 1)) & BitGrid::Bit(x)) != 0;
     }
-    /// Of the pixels of a word of `Grid` those that were visited.
-    Word VisitedIn(std::int32_t word) const;
     const BitGrid& Grid() const { return words_; }
+    /// Of the pixels in row y from column 64 * column on those that were visited.
+    Word VisitedIn(int column, int y) const {
+        return VisitedRow(tiles_.TileAt(column * NetworkTiles::kSide, y), y & (NetworkTiles::kSide - 1));
+    }
+    /// Of the rows of a tile, which go row by row, the pixels that were visited; the tile has some.
+    const Word* VisitedRows(std::int32_t tile) const { return visitedRows_[static_cast<std::size_t>(tile)].data(); }
 
     /// The tiles with visited pixels: NetworkTiles::kSide pixels each way from (x0, y0).
     struct VisitedTile {
@@ -56,40 +68,59 @@ public:
         int y0;
     };
     const std::vector<VisitedTile>& VisitedTiles() const { return visitedTiles_; }
+    /// Of the pixels of a row of a tile those that were visited; the tile has some.
+    Word VisitedIn(const VisitedTile& tile, int row) const {
+        return visitedRows_[static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0))][static_cast<std::size_t>(row)];
+    }
 
     /// A set of pixels for the owner: what was visited once, and not taken out since.
     Word KnownIn(std::int32_t word) const { return known_[KnownIndex(word)]; }
-    /// Adds what was visited to the set; calls added(word, pixels) for what is new to it; a word may come more than
-    /// once.
+    /// Adds what was visited to the set, once for each Touch; calls added(word, pixels) for what is new to it.
     template <typename Added>
     void AddVisited(Added added);
-    /// Takes out what is next to a visited patch, but not visited; calls dropped(x, y) for each pixel. All that is
-    /// known and next to the visited is next to a visited patch.
+    /// Takes out what is next to a visited patch, but not visited; calls dropped(word, pixels) for it. All that is
+    /// known and next to the visited is next to a visited patch. To be called before AddVisited.
     template <typename Dropped>
     void DropBesideVisited(Dropped dropped);
 
-    /// Gives kTouched to all that was visited or turned; nothing is visited any more.
+    /// Makes kTouched of all that was visited or turned; nothing is visited any more.
     void Settle();
 
-    /// Makes those pixels of the run kBackground again that are kTouched, and appends them to `cleared`.
-    void Clear(const PixelRun& run, std::vector<PixelRun>& cleared);
+    /// Makes those pixels of the run kBackground again that are kTouched.
+    void Clear(const PixelRun& run) { tiles_.ClearRegion(run); }
+
+    /// Calls cleared(column, y, pixels) for what was kTouched at the last call and is kBackground now, in row y from
+    /// column 64 * column on. Cost: the tiles that changed.
+    template <typename Cleared>
+    void TakeCleared(Cleared cleared) {
+        tiles_.TakeRegionChanges([&](std::int32_t tile, int y, Word, Word lost) {
+            if (lost != 0) {
+                cleared(tiles_.Left(tile) / NetworkTiles::kSide, y, lost);
+            }
+        });
+    }
 
 private:
     using Piece = NetworkTiles::Piece;
     using PieceAt = NetworkTiles::PieceAt;
     using Rows = std::array<Word, NetworkTiles::kSide>;
 
+    /// What was visited of a tile.
+    struct TileVisit {
+        Word pieces;            // a bit each; shared by several if the tile has more than 64
+        Word rowsPieces;        // the pieces whose pixels the tile's rows are
+        std::uint32_t rowsFor;  // ... and the find that they are of; 0: none
+        bool isVisited;
+        bool hasNews;  // it has visited pixels that may not be known
+    };
     struct VisitRecord {
         std::int32_t cluster;  // forest over visits; a root stands for itself
         std::size_t firstTurned;
         std::size_t lastTurned;
     };
-    struct Position {
-        int x;
-        int y;
-    };
 
-    void FindRing(const std::vector<PixelRun>& component);
+    void FindRing(const std::vector<WordPart>& component);
+    Word RingIn(int column, int row) const;
     void Visit(PieceAt at);
     void VisitPiece(PieceAt at, Piece& piece);
     void VisitAround(PieceAt at);
@@ -98,32 +129,44 @@ private:
     void PassThroughCluster();
     void PassAround(PieceAt at);
     std::int32_t ClusterOf(std::int32_t visit);
+    bool IsVisited(const Piece& piece) const { return piece.visitedIn == present_; }
+    /// Turned, or passed through, since this component is looked at.
+    bool IsMet(const Piece& piece) const { return piece.metIn == present_; }
+    /// A patch that was turned by a visit before the present one.
+    bool IsOfEarlierVisit(const Piece& piece) const {
+        return piece.isPatch && IsMet(piece) && piece.visit + 1 < static_cast<std::int32_t>(visits_.size());
+    }
     void CollectVisitedRows();
-    Word VisitedRow(std::int32_t tile, int y) const {
-        return visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(y % NetworkTiles::kSide)];
+    void CollectVisitedRows(std::int32_t tile);
+    // `row`: in the tile.
+    Word VisitedRow(std::int32_t tile, int row) const {
+        return tileVisits_[static_cast<std::size_t>(tile)].isVisited
+                   ? visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(row)]
+                   : 0;
     }
     // Known pixels lie tile by tile, as all else that is asked for with them.
     std::size_t KnownIndex(std::int32_t word) const {
         const std::int32_t y = word / words_.WordsPerRow();
-        return KnownIndex(tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y), y);
-    }
-    std::size_t KnownIndex(std::int32_t tile, int y) const {
+        const std::int32_t tile = tiles_.TileAt((word - y * words_.WordsPerRow()) * NetworkTiles::kSide, y);
         return static_cast<std::size_t>(tile) * NetworkTiles::kSide + static_cast<std::size_t>(y % NetworkTiles::kSide);
     }
     template <typename Dropped>
-    void Drop(std::int32_t tile, int y, Word pixels, Dropped dropped);
+    void Drop(std::int32_t tile, int row, Word pixels, Dropped dropped);
+    template <typename Dropped>
+    void DropInOtherTiles(PieceAt at, Dropped dropped);
 
-    CodePlane map_;
+    int height_;
     BitGrid words_;
     NetworkTiles tiles_;
-    ZeroedArray<Rows> visitedRows_;  // per tile; 0 but in visited tiles
+    ZeroedArray<Rows> visitedRows_;  // per tile; of the last component that visited it
     ZeroedArray<Word> known_;
-    std::vector<std::uint8_t> isVisited_;  // per tile
+    std::vector<TileVisit> tileVisits_;
     std::vector<VisitedTile> visitedTiles_;
 
-    std::vector<Position> ring_;
-    std::vector<PieceAt> visited_;
-    std::vector<PieceAt> passed_;
+    std::int32_t present_ = 0;     // what the present component's pieces are marked with
+    PixelBox wordBox_;             // the component with what is around it, in words by rows
+    std::vector<Word> component_;  // its pixels in the box
+    std::vector<PieceAt> visitedPatches_;
     std::vector<PieceAt> turned_;
     std::vector<PieceAt> waiting_;  // of the flood
     std::vector<VisitRecord> visits_;
@@ -133,65 +176,97 @@ private:
 
 template <typename Added>
 void TouchedNetwork::AddVisited(Added added) {
-    for (const PieceAt& at : visited_) {
-        Piece& piece = tiles_.Get(at);
-        if (piece.known) {
+    for (const VisitedTile& tile : visitedTiles_) {
+        const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
+        if (!tileVisits_[number].hasNews) {
             continue;
         }
-        piece.known = true;
-        const Word* rows = tiles_.RowsOf(at);
-        const int x0 = tiles_.Left(at.tile);
-        const int y0 = tiles_.Top(at.tile);
-        for (int row = piece.y0; row <= piece.y1; ++row) {
-            Word& known = known_[KnownIndex(at.tile, row)];
-            const Word news = rows[row - piece.y0] & ~known;
+        const Rows& visited = visitedRows_[number];
+        Word* known = known_.data() + number * NetworkTiles::kSide;
+        std::int32_t word = words_.WordAt(tile.x0, tile.y0);
+        for (std::size_t row = 0; row < NetworkTiles::kSide; ++row, word += words_.WordsPerRow()) {
+            const Word news = visited[row] & ~known[row];
             if (news != 0) {
-                added(words_.WordAt(x0, y0 + row), news);
+                known[row] |= news;
+                added(word, news);
             }
-            known |= rows[row - piece.y0];
         }
     }
 }
 
 template <typename Dropped>
 void TouchedNetwork::DropBesideVisited(Dropped dropped) {
-    for (const PieceAt& at : visited_) {
+    for (const PieceAt& at : visitedPatches_) {
         const Piece& piece = tiles_.Get(at);
-        if (!piece.isPatch) {
-            continue;
+        const Word* rows = tiles_.RowsOf(at) - piece.y0;
+        const auto number = static_cast<std::size_t>(at.tile);
+        const Word* known = known_.data() + number * NetworkTiles::kSide;
+        const Word* visited = visitedRows_[number].data();
+        Word above = 0;
+        Word here = 0;
+        for (int row = piece.y0 - 1; row <= piece.y1 + 1; ++row) {
+            const Word below = row < piece.y1 ? rows[row + 1] : 0;
+            const Word near = above | here | below;
+            above = here;
+            here = below;
+            if (row >= 0 && row < NetworkTiles::kSide) {
+                const Word stray = (near | near << 1 | near >> 1) & known[row] & ~visited[row];
+                if (stray != 0) {
+                    Drop(at.tile, row, stray, dropped);
+                }
+            }
         }
-        const Word* rows = tiles_.RowsOf(at);
-        const int column = at.tile % tiles_.TilesPerRow();
-        const int top = tiles_.Top(at.tile);
-        for (int y = std::max(top + piece.y0 - 1, 0); y <= std::min(top + piece.y1 + 1, map_.height - 1); ++y) {
-            Word near = 0;
-            for (int v = std::max<int>(y - 1 - top, piece.y0); v <= std::min<int>(y + 1 - top, piece.y1); ++v) {
-                near |= rows[v - piece.y0];
-            }
-            const std::int32_t tile = tiles_.TileAt(column * NetworkTiles::kSide, y);
-            Drop(tile, y, near | near << 1 | near >> 1, dropped);
-            if ((near >> 63) != 0 && column + 1 < tiles_.TilesPerRow()) {
-                Drop(tile + 1, y, 1, dropped);
-            }
-            if ((near & 1u) != 0 && column > 0) {
-                Drop(tile - 1, y, Word{1} << 63, dropped);
-            }
+        if ((piece.top | piece.bottom | piece.left | piece.right) != 0) {
+            DropInOtherTiles(at, dropped);
         }
     }
 }
 
 template <typename Dropped>
-void TouchedNetwork::Drop(std::int32_t tile, int y, Word pixels, Dropped dropped) {
-    Word& known = known_[KnownIndex(tile, y)];
-    const Word left = pixels & known & ~VisitedRow(tile, y);
+void TouchedNetwork::DropInOtherTiles(PieceAt at, Dropped dropped) {
+    constexpr Word lowest = 1;
+    constexpr Word highest = Word{1} << (NetworkTiles::kSide - 1);
+    const Piece& piece = tiles_.Get(at);
+    const int perRow = tiles_.TilesPerRow();
+    const bool isFirst = at.tile % perRow == 0;
+    const bool isLast = at.tile % perRow == perRow - 1;
+    const auto dropInRow = [&](std::int32_t tile, int row, Word pixels) {
+        if (pixels == 0 || tile < 0 || tile >= static_cast<std::int32_t>(tiles_.Tiles())) {
+            return;
+        }
+        Drop(tile, row, pixels | pixels << 1 | pixels >> 1, dropped);
+        if ((pixels & lowest) != 0 && !isFirst) {
+            Drop(tile - 1, row, highest, dropped);
+        }
+        if ((pixels & highest) != 0 && !isLast) {
+            Drop(tile + 1, row, lowest, dropped);
+        }
+    };
+    dropInRow(at.tile - perRow, NetworkTiles::kSide - 1, piece.top);
+    dropInRow(at.tile + perRow, 0, piece.bottom);
+    const auto dropInColumn = [&](std::int32_t tile, Word pixels, Word column) {
+        for (Word left = pixels | pixels << 1 | pixels >> 1; left != 0; left &= left - 1) {
+            Drop(tile, BitGrid::Lowest(left), column, dropped);
+        }
+    };
+    dropInColumn(at.tile - 1, isFirst ? 0 : piece.left, highest);
+    dropInColumn(at.tile + 1, isLast ? 0 : piece.right, lowest);
+}
+
+// `row`: in the tile.
+template <typename Dropped>
+void TouchedNetwork::Drop(std::int32_t tile, int row, Word pixels, Dropped dropped) {
+    const auto number = static_cast<std::size_t>(tile);
+    Word& known = known_[number * NetworkTiles::kSide + static_cast<std::size_t>(row)];
+    const Word left = pixels & known & ~VisitedRow(tile, row);
     if (left == 0) {
         return;
     }
     known &= ~left;
     for (Piece& piece : tiles_.PiecesOf(tile)) {
-        piece.known = false;
+        piece.known = piece.known && IsVisited(piece);
     }
-    dropped(words_.WordAt(tiles_.Left(tile), y), left);
+    dropped(words_.WordAt(tiles_.Left(tile), tiles_.Top(tile) + row), left);
 }
 
 }  // namespace Korvane

@@ -4,18 +4,24 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <opencv2/imgproc.hpp>
 #include <random>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "BranchPruning.h"
 #include "NetworkSkeleton.h"
+#include "StripGrid.h"
+#include "TracePath.h"
+#include "WaitingPixels.h"
 #include "support/EdgeMaps.h"
 
 namespace {
 
+using Korvane::BranchTraces;
 using Korvane::NetworkSkeleton;
 using Korvane::PixelCode;
 
@@ -66,26 +72,36 @@ std::vector<std::pair<int, int>> Sorted(const std::vector<Korvane::PixelPosition
     return positions;
 }
 
+std::vector<BranchTraces::Tile> TilesOf(const cv::Mat& picture) {
+    std::vector<BranchTraces::Tile> tiles;
+    for (int x0 = 0; x0 < picture.cols; x0 += 64) {
+        for (int y0 = 0; y0 < picture.rows; y0 += 64) tiles.push_back({x0, y0});
+    }
+    return tiles;
+}
+
 /// Compares marks and pruned pixels on a part of the set with what pruning the lines of that part alone gives.
-void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, Korvane::BranchTraces& traces,
-                        int limit) {
+void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, BranchTraces& traces, int limit) {
     cv::Mat framed(part.rows + 2, part.cols + 2, CV_8U, cv::Scalar(Korvane::kBeyondMap));
     const Korvane::CodePlane plane{framed.ptr(1) + 1, static_cast<std::ptrdiff_t>(framed.step), part.cols, part.rows};
-    const auto isLine = [&](int x, int y) {
-        return part.at<uchar>(y, x) != 0 && *skeleton.At(x, y) == NetworkSkeleton::kLine;
-    };
+    const auto isLine = [&](int x, int y) { return part.at<uchar>(y, x) != 0 && skeleton.IsLine(x, y); };
     for (int y = 0; y < part.rows; ++y) {
         for (int x = 0; x < part.cols; ++x) plane.At(x, y) = isLine(x, y) ? 1 : 0;
     }
     const Korvane::MarkedBranches expected = Korvane::PruneBranches(plane, limit);
-    const Korvane::MarkedBranches kept = traces.Marked({0, 0, part.cols - 1, part.rows - 1}, limit,
-                                                       [&](int x, int y) { return part.at<uchar>(y, x) != 0; });
+    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](const BranchTraces::Tile& tile, int row) {
+        Korvane::StripGrid::Word wanted = 0;
+        for (int x = tile.x0; x < std::min(tile.x0 + 64, part.cols); ++x) {
+            wanted |= part.at<uchar>(tile.y0 + row, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
+        }
+        return wanted;
+    });
     ASSERT_EQ(Sorted(kept.ends), Sorted(expected.ends));
     ASSERT_EQ(kept.mapOrigin, expected.mapOrigin);
     for (int y = 0; y < part.rows; ++y) {
         for (int x = 0; x < part.cols; ++x) {
             if (isLine(x, y)) {
-                ASSERT_EQ(traces.IsPruned(x, y), plane.At(x, y) == 0) << "column " << x << ", row " << y;
+                ASSERT_EQ(traces.IsLineLeft(x, y), plane.At(x, y) == 1) << "column " << x << ", row " << y;
             }
         }
     }
@@ -95,10 +111,11 @@ TEST(BranchTraces, MarksAndPruningAreThoseOfTracingAnewAfterAnyChange) {
     for (std::uint32_t seed = 1; seed <= 150; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
-        const int width = Between(random, 1, 90);
+        const int width = Between(random, 1, 150);
         const int height = Between(random, 1, 70);
         NetworkSkeleton skeleton(width, height);
-        Korvane::BranchTraces traces(skeleton, width, height);
+        const int limit = Between(random, 0, 6);
+        BranchTraces traces(skeleton, width, height, limit);
         cv::Mat set = cv::Mat::zeros(height, width, CV_8U);
         for (int step = 0; step < 12; ++step) {
             cv::Mat wanted = step % 6 == 0 ? RandomSet(random, width, height) : set.clone();
@@ -108,11 +125,91 @@ TEST(BranchTraces, MarksAndPruningAreThoseOfTracingAnewAfterAnyChange) {
             }
             ChangeTo(wanted, set, skeleton);
             traces.Update();
-            const int limit = Between(random, 0, 6);
             ExpectAsPrunedAnew(set, skeleton, traces, limit);
             ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, traces, limit);
             if (::testing::Test::HasFatalFailure()) return;
         }
+    }
+}
+
+/// Draws, or deletes, some lines of one pixel.
+void ChangeLines(std::mt19937& random, cv::Mat& set) {
+    for (int i = Between(random, 1, 12); i > 0; --i) {
+        const cv::Point from(Between(random, 0, set.cols - 1), Between(random, 0, set.rows - 1));
+        const cv::Point to(Between(random, 0, set.cols - 1), Between(random, 0, set.rows - 1));
+        cv::line(set, from, to, cv::Scalar(Between(random, 0, 2) != 0 ? 255 : 0));
+    }
+}
+
+// Traces of more pixels than are kept at hand, over more rows than are noted together, with forks far from their ends.
+TEST(BranchTraces, LongTracesAreThoseOfTracingAnewAfterAnyChange) {
+    for (std::uint32_t seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const int width = Between(random, 60, 260);
+        const int height = Between(random, 60, 260);
+        NetworkSkeleton skeleton(width, height);
+        const int limit = Between(random, 0, 60);
+        BranchTraces traces(skeleton, width, height, limit);
+        cv::Mat set = cv::Mat::zeros(height, width, CV_8U);
+        for (int step = 0; step < 10; ++step) {
+            cv::Mat wanted = set.clone();
+            ChangeLines(random, wanted);
+            ChangeTo(wanted, set, skeleton);
+            traces.Update();
+            ExpectAsPrunedAnew(set, skeleton, traces, limit);
+            ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, traces, limit);
+            if (::testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+TEST(WaitingPixels, TheLastInRasterOrderIsTakenFirst) {
+    for (const auto& [width, height] :
+         {std::pair{9000, 70}, std::pair{64, 300}, std::pair{1, 200}, std::pair{130, 1}}) {
+        std::mt19937 random(7);
+        const Korvane::StripGrid grid(width, height);
+        Korvane::WaitingPixels waiting(grid, width, height);
+        std::set<std::pair<int, int>> expected;
+        for (int round = 0; round < 300; ++round) {
+            for (int i = Between(random, 0, 20); i > 0; --i) {
+                const int x = Between(random, 0, width - 1);
+                const int y = Between(random, 0, height - 1);
+                ASSERT_EQ(waiting.Add(x, y), expected.emplace(y, x).second);
+            }
+            for (int i = Between(random, 0, 20); i > 0 && !expected.empty(); --i) {
+                ASSERT_FALSE(waiting.IsEmpty());
+                const Korvane::WaitingPixels::Position at = waiting.TakeLast();
+                ASSERT_EQ(std::pair(at.y, at.x), *expected.rbegin()) << width << " x " << height << ", round " << round;
+                expected.erase(std::prev(expected.end()));
+            }
+            ASSERT_EQ(waiting.IsEmpty(), expected.empty());
+        }
+    }
+}
+
+TEST(TracePath, GivesBackEveryPixelNearAndFar) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 200; ++round) {
+        const Korvane::PixelPosition end{Between(random, 0, 70000), Between(random, 0, 70000)};
+        std::vector<Korvane::PixelPosition> pixels;
+        Korvane::TracePath path;
+        path.Begin(end);
+        Korvane::PixelPosition at = end;
+        for (int i = Between(random, 0, 100); i > 0; --i) {
+            const int reach = Between(random, 0, 9) == 0 ? 70000 : 9;
+            at.x += Between(random, -reach, reach);
+            at.y += Between(random, -reach, reach);
+            pixels.push_back(at);
+            path.Add(at.x, at.y);
+        }
+        Korvane::TracePath::Walk walk(end, path.Codes(), path.Size());
+        for (const Korvane::PixelPosition& expected : pixels) {
+            ASSERT_TRUE(walk.Next());
+            ASSERT_EQ(walk.At().x, expected.x);
+            ASSERT_EQ(walk.At().y, expected.y);
+        }
+        ASSERT_FALSE(walk.Next());
     }
 }
 

@@ -2,12 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "ComponentSweep.h"
 #include "ToolkitError.h"
+#include "reference/PlainCandidateDetection.h"
 
 namespace {
 
@@ -55,6 +59,38 @@ TEST(CandidateDetection, WorksOnPartsOfLargerMaps) {
     Korvane::DetectCandidates(edges, candidates, 1.0f, 1.0f, observer);
     EXPECT_EQ(cv::countNonZero(candidates == 2.0), 900);
     EXPECT_EQ(cv::countNonZero(wideCandidates == 7.0), 2000 - 900);
+}
+
+TEST(EdgePercentile, IsThatOfThePlainFormForValuesOfAnyKind) {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    const std::vector<float> special{0.0f,
+                                     -0.0f,
+                                     1.0f,
+                                     std::nextafter(1.0f, 0.0f),
+                                     std::nextafter(1.0f, 2.0f),
+                                     infinity,
+                                     -infinity,
+                                     -1.0e-40f,
+                                     1.0e-40f,
+                                     std::numeric_limits<float>::quiet_NaN(),
+                                     3.0e38f,
+                                     -3.0e38f};
+    for (std::uint32_t seed = 1; seed <= 200; ++seed) {
+        std::mt19937 random(seed);
+        cv::Mat edges(1 + static_cast<int>(random() % 20), 1 + static_cast<int>(random() % 600), CV_32F);
+        for (int y = 0; y < edges.rows; ++y) {
+            for (int x = 0; x < edges.cols; ++x) {
+                const auto bin = static_cast<float>(random() % 65537);
+                const float value = std::nextafter(bin / 65536.0f, static_cast<float>(random() % 3) - 0.5f);
+                edges.at<float>(y, x) = random() % 10 == 0 ? special[random() % special.size()] : value;
+            }
+        }
+        for (const double percentage : {1.0, 50.0, 97.5}) {
+            ASSERT_EQ(Korvane::EdgePercentile(edges, static_cast<float>(percentage)),
+                      korvane_reference::PlainPercentile(edges, percentage))
+                << "seed " << seed << ", " << percentage << " %";
+        }
+    }
 }
 
 TEST(EdgePercentile, IsOneWhereTheLastBinReachesTheTarget) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "EnclosedRegion.h"
+#include "WordParts.h"
 #include "reference/PlainComponentSweep.h"
 #include "support/EdgeMaps.h"
 
@@ -42,17 +43,38 @@ cv::Mat RandomMap(std::mt19937& random, cv::Size size) {
     return codes;
 }
 
+Korvane::BitPlane BackgroundOf(const cv::Mat& codes) {
+    Korvane::BitPlane background(codes.cols, codes.rows);
+    for (int y = 0; y < codes.rows; ++y) {
+        for (int x = 0; x < codes.cols; ++x) {
+            if (codes.at<uchar>(y, x) == Korvane::kBackground) background.Add(x, y);
+        }
+    }
+    return background;
+}
+
 /// Analyses the component of (x, y) in both forms.
-void Analyse(cv::Mat& codes, cv::Mat& plainCodes, cv::Mat& plainCandidates, Korvane::NetworkAnalysis& analysis, int x,
-             int y, float scale) {
+void Analyse(cv::Mat& codes, cv::Mat& candidates, cv::Mat& plainCodes, cv::Mat& plainCandidates,
+             Korvane::NetworkAnalysis& analysis, int x, int y, float scale) {
     Korvane::RunFlood flood;
     std::vector<PixelRun> component;
-    std::vector<PixelRun> cleared;
     flood.Fill(PlaneOf(codes), x, y, Korvane::kAnalysed, Korvane::Connectivity::k4, component);
     for (const PixelRun& run : component) {
         for (int u = run.x0; u <= run.x1; ++u) plainCodes.at<float>(run.y, u) = 2.0f;
     }
-    analysis.Analyse({x, y}, component, cleared);
+    analysis.Analyse(korvane_test::PartsOf(codes.cols, codes.rows, component));
+    for (int v = 0; v < codes.rows; ++v) {
+        for (int u = 0; u < codes.cols; ++u) {
+            const auto bit = Korvane::BitGrid::Bit(u);
+            uchar& code = codes.at<uchar>(v, u);
+            code = (analysis.BackgroundIn(u / 64, v) & bit) != 0 ? Korvane::kBackground : code;
+            code = (analysis.TouchedIn(u / 64, v) & bit) != 0 ? Korvane::kTouched : code;
+            const bool isCandidate = (analysis.CandidatesIn(u / 64, v) & bit) != 0;
+            const bool isRing = (analysis.RingsIn(u / 64, v) & bit) != 0;
+            ASSERT_FALSE(isCandidate && isRing);
+            candidates.at<uchar>(v, u) = isRing ? Korvane::kRing : isCandidate ? Korvane::kCandidate : Korvane::kFree;
+        }
+    }
     korvane_reference::PlainEnclosedRegionAnalysis(plainCodes, {1, x, y}, plainCandidates, scale);
 }
 
@@ -67,12 +89,12 @@ TEST(NetworkAnalysis, BothMapsEqualThePlainFormComponentByComponent) {
         cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
         cv::Mat plainCodes = FloatsOf(codes);
         cv::Mat plainCandidates = FloatsOf(candidates);
-        Korvane::NetworkAnalysis analysis(PlaneOf(codes), PlaneOf(candidates), scale);
+        Korvane::NetworkAnalysis analysis(BackgroundOf(codes), scale);
         for (int tries = 0; tries < 10; ++tries) {
             const int x = Between(random, 0, codes.cols - 1);
             const int y = Between(random, 0, codes.rows - 1);
             if (codes.at<uchar>(y, x) != Korvane::kOpen) continue;
-            Analyse(codes, plainCodes, plainCandidates, analysis, x, y, scale);
+            Analyse(codes, candidates, plainCodes, plainCandidates, analysis, x, y, scale);
             ASSERT_TRUE(Equal(codes, plainCodes)) << "component map, seed " << seed << ", try " << tries;
             ASSERT_TRUE(Equal(candidates, plainCandidates)) << "candidates, seed " << seed << ", try " << tries;
         }
@@ -105,8 +127,8 @@ TEST(NetworkAnalysis, WhatAForkCountsWithoutAnEndClearsRowZeroColumnZero) {
     cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
     cv::Mat plainCodes = FloatsOf(codes);
     cv::Mat plainCandidates = FloatsOf(candidates);
-    Korvane::NetworkAnalysis analysis(PlaneOf(codes), PlaneOf(candidates), 0.05f);
-    Analyse(codes, plainCodes, plainCandidates, analysis, 4, 1, 0.05f);
+    Korvane::NetworkAnalysis analysis(BackgroundOf(codes), 0.05f);
+    Analyse(codes, candidates, plainCodes, plainCandidates, analysis, 4, 1, 0.05f);
     EXPECT_TRUE(Equal(codes, plainCodes));
     EXPECT_EQ(RowsOf(codes), (std::vector<std::string>{"02222", "03202", "33203", "31333", "33133"}));
 }
@@ -118,11 +140,11 @@ TEST(NetworkAnalysis, ALaterRingCoversCandidatesOfBefore) {
     cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
     cv::Mat plainCodes = FloatsOf(codes);
     cv::Mat plainCandidates = FloatsOf(candidates);
-    Korvane::NetworkAnalysis analysis(PlaneOf(codes), PlaneOf(candidates), 1.0f);
-    Analyse(codes, plainCodes, plainCandidates, analysis, 2, 2, 1.0f);
+    Korvane::NetworkAnalysis analysis(BackgroundOf(codes), 1.0f);
+    Analyse(codes, candidates, plainCodes, plainCandidates, analysis, 2, 2, 1.0f);
     EXPECT_TRUE(Equal(candidates, plainCandidates));
     EXPECT_EQ(candidates.at<uchar>(4, 5), Korvane::kCandidate);
-    Analyse(codes, plainCodes, plainCandidates, analysis, 5, 5, 1.0f);
+    Analyse(codes, candidates, plainCodes, plainCandidates, analysis, 5, 5, 1.0f);
     EXPECT_TRUE(Equal(candidates, plainCandidates));
     EXPECT_EQ(candidates.at<uchar>(4, 5), Korvane::kRing);
     EXPECT_EQ(candidates.at<uchar>(5, 5), Korvane::kCandidate);

@@ -25,16 +25,35 @@ int Between(std::mt19937& random, int low, int high) {
 using Map = std::vector<std::string>;
 using Pixels = std::vector<std::pair<int, int>>;  // rows and columns, in raster order
 
-Pixels PixelsOf(const NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+bool IsAmong(const std::vector<NetworkTiles::PieceAt>& pieces, NetworkTiles::PieceAt at) {
+    return std::any_of(pieces.begin(), pieces.end(), [&](const NetworkTiles::PieceAt& other) {
+        return other.tile == at.tile && other.piece == at.piece;
+    });
+}
+
+/// A piece and those of its kind that are linked to it, directly or not: some were patches and have been turned since.
+std::vector<NetworkTiles::PieceAt> GroupOf(NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+    std::vector<NetworkTiles::PieceAt> group{at};
+    for (std::size_t i = 0; i < group.size(); ++i) {
+        tiles.ForEachLinked(group[i], [&](NetworkTiles::PieceAt near, NetworkTiles::Piece& piece) {
+            if (piece.isPatch == tiles.Get(at).isPatch && !IsAmong(group, near)) group.push_back(near);
+        });
+    }
+    return group;
+}
+
+Pixels PixelsOf(const NetworkTiles& tiles, const std::vector<NetworkTiles::PieceAt>& group) {
     Pixels pixels;
-    const NetworkTiles::Piece& piece = tiles.Get(at);
-    for (int row = piece.y0; row <= piece.y1; ++row) {
-        for (int x = 0; x < NetworkTiles::kSide; ++x) {
-            if ((tiles.RowsOf(at)[row - piece.y0] >> x & 1u) != 0) {
-                pixels.emplace_back(tiles.Top(at.tile) + row, tiles.Left(at.tile) + x);
+    for (const NetworkTiles::PieceAt& at : group) {
+        for (int row = 0; row < NetworkTiles::kSide; ++row) {
+            for (int x = 0; x < NetworkTiles::kSide; ++x) {
+                if ((tiles.PixelsOfRow(at, row) >> x & 1u) != 0) {
+                    pixels.emplace_back(tiles.Top(at.tile) + row, tiles.Left(at.tile) + x);
+                }
             }
         }
     }
+    std::sort(pixels.begin(), pixels.end());
     return pixels;
 }
 
@@ -70,39 +89,89 @@ bool AreBeside(const Pixels& a, const Pixels& b) {
     return false;
 }
 
-/// The pieces that a piece is said to be next to, by their first pixels.
-Pixels NeighboursOf(NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+/// The groups that a group is said to be next to, by their first pixels.
+Pixels NeighboursOf(NetworkTiles& tiles, const std::vector<NetworkTiles::PieceAt>& group) {
     Pixels first;
-    const auto note = [&](NetworkTiles::PieceAt near, NetworkTiles::Piece&) {
-        first.push_back(PixelsOf(tiles, near).front());
-    };
-    tiles.ForEachInOtherTiles(at, note);
-    tiles.ForEachLinked(at, note);
+    for (const NetworkTiles::PieceAt& at : group) {
+        const auto note = [&](NetworkTiles::PieceAt near, NetworkTiles::Piece&) {
+            if (!IsAmong(group, near)) first.push_back(PixelsOf(tiles, GroupOf(tiles, near)).front());
+        };
+        tiles.ForEachInOtherTiles(at, note);
+        tiles.ForEachLinked(at, note);
+    }
     std::sort(first.begin(), first.end());
+    first.erase(std::unique(first.begin(), first.end()), first.end());
     return first;
 }
 
 void ExpectPiecesByLooking(NetworkTiles& tiles, const Map& map) {
-    std::vector<std::pair<NetworkTiles::PieceAt, Pixels>> pieces;
+    std::vector<std::pair<std::vector<NetworkTiles::PieceAt>, Pixels>> groups;
     for (int y = 0; y < static_cast<int>(map.size()); ++y) {
         for (int x = 0; x < static_cast<int>(map[0].size()); ++x) {
             const char kind = map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
             if (kind == kNeither) continue;
             const NetworkTiles::PieceAt at = tiles.Find(x, y);
-            Pixels pixels = PixelsOf(tiles, at);
             ASSERT_EQ(tiles.Get(at).isPatch, kind == kPatch) << "column " << x << ", row " << y;
+            const std::vector<NetworkTiles::PieceAt> group = GroupOf(tiles, at);
+            Pixels pixels = PixelsOf(tiles, group);
             if (pixels.front() != std::pair<int, int>{y, x}) continue;
             ASSERT_EQ(pixels, PieceByLooking(map, x, y)) << "column " << x << ", row " << y;
-            pieces.emplace_back(at, std::move(pixels));
+            groups.emplace_back(group, std::move(pixels));
         }
     }
-    for (const auto& [at, pixels] : pieces) {
+    for (const auto& [group, pixels] : groups) {
         Pixels expected;
-        for (const auto& [other, otherPixels] : pieces) {
+        for (const auto& [other, otherPixels] : groups) {
             if (&otherPixels != &pixels && AreBeside(pixels, otherPixels)) expected.push_back(otherPixels.front());
         }
         std::sort(expected.begin(), expected.end());
-        ASSERT_EQ(NeighboursOf(tiles, at), expected);
+        ASSERT_EQ(NeighboursOf(tiles, group), expected);
+    }
+}
+
+/// Calls the tiles' and the map's changes by runs and pieces at random.
+void ChangeAtRandom(std::mt19937& random, NetworkTiles& tiles, Map& map) {
+    const auto width = static_cast<int>(map[0].size());
+    for (int i = Between(random, 1, 60); i > 0; --i) {
+        const int y = Between(random, 0, static_cast<int>(map.size()) - 1);
+        const int x0 = Between(random, 0, width - 1);
+        const PixelRun run{y, x0, std::min(x0 + Between(random, 0, 70), width - 1)};
+        std::string& row = map[static_cast<std::size_t>(y)];
+        for (int x = run.x0; x <= run.x1; ++x) {
+            if (row[static_cast<std::size_t>(x)] != kNeither) continue;
+            row[static_cast<std::size_t>(x)] = kPatch;
+            tiles.AddPatch(x / NetworkTiles::kSide, y, Korvane::BitGrid::Bit(x));
+        }
+        const NetworkTiles::PieceAt at = tiles.Find(run.x1, y);
+        if (i % 2 == 0 && tiles.Get(at).isPatch) {
+            for (const auto& [v, u] : PixelsOf(tiles, {at})) {
+                map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] = kRegion;
+            }
+            tiles.TurnPatch(at);
+        }
+        if (i % 3 == 0) {
+            tiles.ClearRegion(run);
+            for (int x = run.x0; x <= run.x1; ++x) {
+                char& kind = row[static_cast<std::size_t>(x)];
+                kind = kind == kRegion ? kPatch : kind;
+            }
+        }
+    }
+}
+
+void ExpectPatchesAround(const NetworkTiles& tiles, const Map& map) {
+    const int width = static_cast<int>(map[0].size());
+    const int height = static_cast<int>(map.size());
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            bool expected = false;
+            for (int v = std::max(y - 1, 0); v <= std::min(y + 1, height - 1); ++v) {
+                for (int u = std::max(x - 1, 0); u <= std::min(x + 1, width - 1); ++u) {
+                    expected = expected || map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] == kPatch;
+                }
+            }
+            ASSERT_EQ(tiles.IsPatchAround(x, y), expected) << "column " << x << ", row " << y;
+        }
     }
 }
 
@@ -115,36 +184,60 @@ TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
         Map map(static_cast<std::size_t>(height), std::string(static_cast<std::size_t>(width), kNeither));
         NetworkTiles tiles(width, height);
         for (int step = 0; step < 6; ++step) {
-            for (int i = Between(random, 1, 60); i > 0; --i) {
-                const int y = Between(random, 0, height - 1);
-                const int x0 = Between(random, 0, width - 1);
-                const PixelRun run{y, x0, std::min(x0 + Between(random, 0, 70), width - 1)};
-                std::string& row = map[static_cast<std::size_t>(y)];
-                for (int x = run.x0; x <= run.x1; ++x) {
-                    if (row[static_cast<std::size_t>(x)] != kNeither) continue;
-                    row[static_cast<std::size_t>(x)] = kPatch;
-                    tiles.AddPatch({y, x, x});
+            ChangeAtRandom(random, tiles, map);
+            ExpectPiecesByLooking(tiles, map);
+            ExpectPatchesAround(tiles, map);
+            if (::testing::Test::HasFatalFailure()) return;
+        }
+    }
+}
+
+NetworkTiles::Word Columns(int first, int last) {
+    return (Korvane::BitGrid::Bit(last) << 1) - Korvane::BitGrid::Bit(first);
+}
+
+TEST(NetworkTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
+    NetworkTiles tiles(40, 3);
+    tiles.AddRow(0, 1, Columns(2, 9), Columns(10, 20));
+    const NetworkTiles::PieceAt patch = tiles.Find(15, 1);
+    tiles.TurnPatch(patch);
+    EXPECT_FALSE(tiles.Get(tiles.Find(15, 1)).isPatch);
+    EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 19u);
+    tiles.ClearRegion({1, 10, 20});
+    EXPECT_TRUE(tiles.Get(tiles.Find(15, 1)).isPatch);
+    EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 11u);
+    tiles.TurnPatch(tiles.Find(15, 1));
+    tiles.ClearRegion({1, 30, 35});                               // of neither kind
+    tiles.AddPatch(0, 1, Columns(30, 30));                        // away from the rest
+    EXPECT_EQ(PixelsOf(tiles, {tiles.Find(15, 1)}).size(), 19u);  // found again, as one
+}
+
+TEST(NetworkTiles, RegionThatCameOrWentIsToldOnceAndOnlyIfItStays) {
+    for (std::uint32_t seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const int width = Between(random, 1, 150);
+        Map map(static_cast<std::size_t>(Between(random, 1, 100)),
+                std::string(static_cast<std::size_t>(width), kNeither));
+        NetworkTiles tiles(width, static_cast<int>(map.size()));
+        Map written = map;
+        for (int step = 0; step < 6; ++step) {
+            ChangeAtRandom(random, tiles, map);
+            tiles.TakeRegionChanges([&](std::int32_t tile, int y, NetworkTiles::Word gained, NetworkTiles::Word lost) {
+                for (int i = 0; i < NetworkTiles::kSide; ++i) {
+                    if (((gained | lost) >> i & 1u) == 0) continue;
+                    const bool gains = (gained >> i & 1u) != 0;
+                    char& kind = written[static_cast<std::size_t>(y)][static_cast<std::size_t>(tiles.Left(tile) + i)];
+                    ASSERT_EQ(kind == kRegion, !gains);
+                    kind = gains ? kRegion : kNeither;
                 }
-                if (i % 2 == 0) {
-                    const NetworkTiles::PieceAt at = tiles.Find(run.x1, y);
-                    if (tiles.Get(at).isPatch) {
-                        for (const auto& [v, u] : PixelsOf(tiles, at)) {
-                            map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] = kRegion;
-                        }
-                        tiles.TurnPatch(at);
-                    }
-                }
-                if (i % 3 == 0) {
-                    tiles.ClearRegion(run, [&](const PixelRun& cleared) {
-                        for (int x = cleared.x0; x <= cleared.x1; ++x) {
-                            ASSERT_EQ(row[static_cast<std::size_t>(x)], kRegion);
-                            row[static_cast<std::size_t>(x)] = kPatch;
-                        }
-                    });
+            });
+            for (std::size_t y = 0; y < map.size(); ++y) {
+                for (std::size_t x = 0; x < map[y].size(); ++x) {
+                    ASSERT_EQ(written[y][x] == kRegion, map[y][x] == kRegion) << "column " << x << ", row " << y;
                 }
             }
-            ExpectPiecesByLooking(tiles, map);
-            if (::testing::Test::HasFatalFailure()) return;
+            tiles.TakeRegionChanges([](std::int32_t, int, NetworkTiles::Word, NetworkTiles::Word) { FAIL(); });
         }
     }
 }

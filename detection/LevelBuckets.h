@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "BitPlane.h"
+
+namespace Korvane {
+
+/// The open pixels of an edge map, grouped by a falling sequence of levels.
+class LevelBuckets {
+public:
+    /// Offsets of pixels. Each of the two groups of `Above`, those at the level before and all others, is in raster
+    /// order.
+    struct Pixels {
+        const std::int32_t* first;
+        const std::int32_t* last;
+        const std::int32_t* begin() const { return first; }
+        const std::int32_t* end() const { return last; }
+    };
+
+    /// `edges`: as many values as `open` has pixels, row by row; `step`: about what the levels are apart.
+    /// Cost: a few instructions per pixel that is open and not below the last level.
+    LevelBuckets(const float* edges, const BitPlane& open, const std::vector<float>& levels, float step);
+
+    /// Those above a level that are not above the one before.
+    Pixels Above(std::size_t level) const { return Between(2 * level, 2 * level + 2); }
+    /// Those exactly at a level.
+    Pixels At(std::size_t level) const { return Between(2 * level + 2, 2 * level + 3); }
+
+private:
+    Pixels Between(std::size_t first, std::size_t last) const {
+        return {pixels_.data() + starts_[first], pixels_.data() + starts_[last]};
+    }
+
+    // Buckets 2k + 1 and 2k + 2: between levels k - 1 and k, and exactly at level k; bucket 0 stays empty.
+    std::vector<std::size_t> starts_;
+    std::vector<std::int32_t> pixels_;
+};
+
+}  // namespace Korvane

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "StripGrid.h"
+#include "ZeroedArray.h"
+
+namespace Korvane {
+
+/// Pixels of a picture that wait for their turn, the last one in raster order first. Adding and taking out cost the
+/// same however many there are; and a bit per row between one taken out and the next.
+class WaitingPixels {
+public:
+    using Word = StripGrid::Word;
+    struct Position {
+        int x;
+        int y;
+    };
+
+    /// Borrows the grid, of a picture of this size, for its lifetime.
+    WaitingPixels(const StripGrid& grid, int width, int height)
+        : grid_(grid),
+          masksPerRow_((static_cast<std::size_t>(width) + 4095) / 4096),
+          waiting_(grid.Words()),
+          strips_(masksPerRow_ * static_cast<std::size_t>(height)),
+          rows_((static_cast<std::size_t>(height) + 63) / 64) {}
+
+    bool IsEmpty() const { return count_ == 0; }
+
+    /// Whether the pixel does not wait already.
+    bool Add(int x, int y) {
+        Word& word = waiting_[grid_.WordAt(x, y)];
+        if ((word & StripGrid::Bit(x)) != 0) {
+            return false;
+        }
+        word |= StripGrid::Bit(x);
+        strips_[MaskAt(x, y)] |= StripGrid::Bit(x >> 6);
+        rows_[static_cast<std::size_t>(y >> 6)] |= StripGrid::Bit(y);
+        last_ = std::max(last_, y);
+        ++count_;
+        return true;
+    }
+
+    /// Some pixel has to wait.
+    Position TakeLast() {
+        auto group = static_cast<std::size_t>(last_ >> 6);
+        while (rows_[group] == 0) {
+            --group;
+        }
+        const int y = static_cast<int>(group) * 64 + Highest(rows_[group]);
+        std::size_t part = masksPerRow_ - 1;
+        const std::size_t masks = static_cast<std::size_t>(y) * masksPerRow_;
+        while (strips_[masks + part] == 0) {
+            --part;
+        }
+        const int strip = static_cast<int>(part) * 64 + Highest(strips_[masks + part]);
+        Word& word = waiting_[grid_.WordAt(strip * 64, y)];
+        const int x = strip * 64 + Highest(word);
+        word &= ~StripGrid::Bit(x);
+        if (word == 0) {
+            strips_[masks + part] &= ~StripGrid::Bit(strip);
+            ClearRow(y);
+        }
+        last_ = --count_ == 0 ? 0 : y;
+        return {x, y};
+    }
+
+private:
+    static int Highest(Word bits) { return 63 - __builtin_clzll(bits); }
+    std::size_t MaskAt(int x, int y) const {
+        return static_cast<std::size_t>(y) * masksPerRow_ + static_cast<std::size_t>(x >> 12);
+    }
+    void ClearRow(int y) {
+        for (std::size_t part = 0; part < masksPerRow_; ++part) {
+            if (strips_[static_cast<std::size_t>(y) * masksPerRow_ + part] != 0) {
+                return;
+            }
+        }
+        rows_[static_cast<std::size_t>(y >> 6)] &= ~StripGrid::Bit(y);
+    }
+
+    const StripGrid& grid_;
+    std::size_t masksPerRow_;
+    ZeroedArray<Word> waiting_;
+    ZeroedArray<Word> strips_;  // per row, a bit for each strip in which pixels wait
+    ZeroedArray<Word> rows_;    // a bit for each row in which pixels wait
+    int last_ = 0;              // no pixel waits below this row
+    std::size_t count_ = 0;
+};
+
+}  // namespace Korvane
