@@ -108,7 +108,7 @@ void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
         tile.isVisited = true;
         visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
     }
-    tile.pieces |= BitGrid::Bit(at.piece);
+    tile.pieces |= at.piece < kPiecesWithBits ? BitGrid::Bit(at.piece) : 0;
     if (!piece.known) {
         piece.known = true;
         tile.hasNews = true;
@@ -124,7 +124,12 @@ void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
 // From regions visits go on to patches, from patches to the same patch only.
 void TouchedNetwork::VisitAround(PieceAt at) {
     const bool fromPatch = tiles_.Get(at).isPatch;
+    const bool isFirst = visits_.size() == 1;
     const auto look = [&](PieceAt nearAt, Piece& near) {
+        // Most are visited already. A bit tells so without a look at the piece, which waits for memory.
+        if (isFirst && HasBit(nearAt)) {
+            return;
+        }
         if (!IsVisited(near) && (near.isPatch || !fromPatch)) {
             VisitPiece(nearAt, near);
         }
@@ -217,7 +222,7 @@ void TouchedNetwork::CollectVisitedRows() {
     for (const VisitedTile& at : visitedTiles_) {
         const std::int32_t tile = tiles_.TileAt(at.x0, at.y0);
         TileVisit& visit = tileVisits_[static_cast<std::size_t>(tile)];
-        const bool areFew = tiles_.PiecesOf(tile).size() <= 64;
+        const bool areFew = tiles_.PiecesOf(tile).size() <= kPiecesWithBits;
         if (!areFew || visit.rowsPieces != visit.pieces || visit.rowsFor != tiles_.TimesFound(tile)) {
             CollectVisitedRows(tile);
             visit.rowsPieces = visit.pieces;

@@ -107,12 +107,13 @@ private:
 
     /// What was visited of a tile.
     struct TileVisit {
-        Word pieces;            // a bit each; shared by several if the tile has more than 64
+        Word pieces;            // a bit for each of the first 64
         Word rowsPieces;        // the pieces whose pixels the tile's rows are
         std::uint32_t rowsFor;  // ... and the find that they are of; 0: none
         bool isVisited;
         bool hasNews;  // it has visited pixels that may not be known
     };
+    static constexpr int kPiecesWithBits = 64;
     struct VisitRecord {
         std::int32_t cluster;  // forest over visits; a root stands for itself
         std::size_t firstTurned;
@@ -130,6 +131,11 @@ private:
     void PassAround(PieceAt at);
     std::int32_t ClusterOf(std::int32_t visit);
     bool IsVisited(const Piece& piece) const { return piece.visitedIn == present_; }
+    /// Whether a piece is visited and among those whose bit tells so.
+    bool HasBit(PieceAt at) const {
+        return at.piece < kPiecesWithBits &&
+               (tileVisits_[static_cast<std::size_t>(at.tile)].pieces & BitGrid::Bit(at.piece)) != 0;
+    }
     /// Turned, or passed through, since this component is looked at.
     bool IsMet(const Piece& piece) const { return piece.metIn == present_; }
     /// A patch that was turned by a visit before the present one.
