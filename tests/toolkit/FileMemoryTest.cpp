@@ -173,19 +173,26 @@ TEST_F(FileMemory, ALargeGreyJpegIsReadUnlessItIsProgressive) {
     EXPECT_EQ(LoadWithin<std::uint8_t>(path_, std::uint64_t{kWidth} * kHeight), Ended::kRefused);
 }
 
-TEST_F(FileMemory, TilesOfSixteenMebibytesAreReadWithinTheAllowance) {
-    TIFF* tiff = TIFFOpen(path_.c_str(), "w");
+/// Writes two tiles of 16 MiB beside each other, the second cut by the picture's border. `setFields` adds fields.
+template <typename SetFields>
+void WriteLargeTiles(const std::string& path, std::uint16_t compression, std::string tile, SetFields setFields) {
+    TIFF* tiff = TIFFOpen(path.c_str(), "w");
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4096 * 2 - 5);
     TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 4096);
     TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 4096);
     TIFFSetField(tiff, TIFFTAG_TILELENGTH, 4096);
     TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
     TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-    std::string tile = NoiseBytes(4096 * 4096);
-    for (std::uint32_t i = 0; i < 2; ++i)
-        TIFFWriteEncodedTile(tiff, i, tile.data(), static_cast<tmsize_t>(tile.size()));
+    TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression);
+    setFields(tiff);
+    for (std::uint32_t i = 0; i < 2; ++i) {
+        ASSERT_GT(TIFFWriteEncodedTile(tiff, i, tile.data(), static_cast<tmsize_t>(tile.size())), 0);
+    }
     TIFFClose(tiff);
+}
+
+TEST_F(FileMemory, TilesOfSixteenMebibytesAreReadWithinTheAllowance) {
+    WriteLargeTiles(path_, COMPRESSION_LZW, NoiseBytes(4096 * 4096), [](TIFF*) {});
     EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 32 * kMiB), Ended::kLoaded);
 }
 
@@ -203,23 +210,13 @@ TEST_F(FileMemory, TilesTextsAndUnpackingTogetherStayWithinTheAllowance) {
         {COMPRESSION_ZSTD, 19, longest, Ended::kLoaded}, {COMPRESSION_ZSTD, 20, longest, Ended::kRefused},
         {COMPRESSION_LZW, 0, longest, Ended::kLoaded},
     };
-    std::string tile(4096 * 4096, 't');
     for (const auto& [compression, level, text, expected] : cases) {
-        TIFF* tiff = TIFFOpen(path_.c_str(), "w");
-        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 4096 * 2 - 5);
-        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 4096);
-        TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 4096);
-        TIFFSetField(tiff, TIFFTAG_TILELENGTH, 4096);
-        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-        TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression);
-        if (compression == COMPRESSION_LZMA) TIFFSetField(tiff, TIFFTAG_LZMAPRESET, level);
-        if (compression == COMPRESSION_ZSTD) TIFFSetField(tiff, TIFFTAG_ZSTD_LEVEL, level);
-        TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, text.c_str());
-        for (std::uint32_t i = 0; i < 2; ++i) {
-            ASSERT_GT(TIFFWriteEncodedTile(tiff, i, tile.data(), static_cast<tmsize_t>(tile.size())), 0);
-        }
-        TIFFClose(tiff);
+        WriteLargeTiles(path_, compression, std::string(4096 * 4096, 't'),
+                        [c = compression, l = level, &words = text](TIFF* tiff) {
+                            if (c == COMPRESSION_LZMA) TIFFSetField(tiff, TIFFTAG_LZMAPRESET, l);
+                            if (c == COMPRESSION_ZSTD) TIFFSetField(tiff, TIFFTAG_ZSTD_LEVEL, l);
+                            TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, words.c_str());
+                        });
         EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 32 * kMiB), expected) << compression << ' ' << level;
     }
 }
