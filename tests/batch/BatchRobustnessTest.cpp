@@ -207,7 +207,7 @@ TEST(BatchRobustness, APictureTooLargeForTheMemoryIsNamedAndTheOthersAreDone) {
     qvox::SaveImageFile(folder.File("in/b large.tif"), Vesicles(2, 4000, 4000));
     qvox::SaveImageFile(folder.File("in/c.tif"), Vesicles(3));
     Surroundings surroundings;
-    surroundings.maxAddressBytes = 500ul << 20;
+    surroundings.maxAddressBytes = 300ul << 20;
     const ProgramResult run = RunProgram(
         {"detect", "--jobs", "1", "-o", folder.File("out"), "--table", folder.File("t.txt"), folder.File("in")},
         surroundings);

@@ -145,7 +145,7 @@ void ExpectWholeOrNothing(const std::function<void(qvox::LabelImage&)>& analyse,
 }
 
 TEST(MemoryLimit, DetectionGivesAllOrLeavesEverything) {
-    const qvox::VoxelImage<float> picture = DiscPicture(480);
+    const qvox::VoxelImage<float> picture = DiscPicture(800);
     ExpectWholeOrNothing(
         [&](qvox::LabelImage& labels) {
             Korvane::DetectionObserver nobody;
