@@ -104,10 +104,11 @@ int NetworkDistance::Largest(const std::vector<Part>& parts) {
     std::make_heap(byBound_.begin(), byBound_.end());
     int largest = 0;
     while (!byBound_.empty() && byBound_.front().first > largest) {
-        if (byBound_.front().first == kUnbounded) {
+        const auto [bound, number] = byBound_.front();
+        if (bound > TileErosion::kMostMargin && (bound == kUnbounded || !IsKnown(parts[number]))) {
             return LargestOfDeep(parts);
         }
-        largest = std::max(largest, LargestIn(parts[byBound_.front().second]));
+        largest = std::max(largest, LargestIn(parts[number]));
         std::pop_heap(byBound_.begin(), byBound_.end());
         byBound_.pop_back();
     }
@@ -117,7 +118,7 @@ int NetworkDistance::Largest(const std::vector<Part>& parts) {
 // Finds out the tile's largest as well; that is all there is to know where the part is all of the tile.
 int NetworkDistance::LargestIn(const Part& part) {
     Tile& tile = TileOf(part.tile);
-    if (tile.isReached && IsWhole(part)) {
+    if (IsKnown(part)) {
         return tile.bound;
     }
     const int rowsInside = RowsInside(part.tile);
@@ -165,6 +166,8 @@ void NetworkDistance::FillColumn(int column, int first, int rows, Column& window
         }
     }
 }
+
+bool NetworkDistance::IsKnown(const Part& part) { return TileOf(part.tile).isReached && IsWhole(part); }
 
 bool NetworkDistance::IsWhole(const Part& part) { return std::equal(part.rows, part.rows + kSide, RowsOf(part.tile)); }
 

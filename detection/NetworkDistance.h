@@ -18,7 +18,7 @@ namespace Korvane {
 /// largest bound down: a tile is eroded, 64 words of 64 pixels at once, until nothing of it is left, and only if it may
 /// exceed what was found so far.
 ///
-/// Memory: 1/8 byte per pixel, and 40 bytes per tile.
+/// Memory: 1/8 byte per pixel, and 32 bytes per tile.
 class NetworkDistance {
 public:
     using Word = BitGrid::Word;
@@ -73,6 +73,8 @@ private:
     int AloneBound(std::int32_t tile);
     int LargestIn(const Part& part);
     bool IsWhole(const Part& part);
+    /// Whether the part is all of its tile and the bound its largest.
+    bool IsKnown(const Part& part);
     int LargestOfDeep(const std::vector<Part>& parts);
     Box BoxAround(const std::vector<Part>& parts) const;
     void MeasureDistances(const Box& box);
