@@ -71,7 +71,7 @@ private:
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
     };
     /// A cache line.
-    struct Trace {
+    struct alignas(64) Trace {
         static constexpr std::size_t kStepsAtHand = 47;
         std::size_t size;  // of its path; longer ones are in longPaths_
         Rank end;

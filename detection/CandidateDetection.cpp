@@ -6,7 +6,6 @@
 #include <locale>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "ComponentSweeper.h"
@@ -20,6 +19,8 @@ namespace Korvane {
 namespace {
 
 constexpr float kLevelStep = 0.005f;
+/// Pixels have numbers of 32 bits with a sign, rows whole words, and what is beyond the picture a number more.
+constexpr std::int64_t kMostPixels = INT32_MAX - 64;
 constexpr float kLowestLevel = 0.05f;
 constexpr float kUpperPercentage = 97.5f;
 
@@ -96,6 +97,7 @@ public:
     }
 
     void RemoveAbove(const LevelBuckets& buckets, std::size_t level) {
+        erased_.clear();  // what left the map starts nothing here
         ForEachOpenPixel(buckets.Above(level), [&](PixelPosition at) { Remove(at); });
     }
 
@@ -267,6 +269,11 @@ void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
         throw qvox::ToolkitError("Candidate detection: the edge map has " + std::to_string(edges.cols) + " x " +
                                  std::to_string(edges.rows) + " pixels, the candidate map " +
                                  std::to_string(candidates.cols) + " x " + std::to_string(candidates.rows));
+    }
+    if (static_cast<std::int64_t>(edges.cols) * edges.rows > kMostPixels) {
+        throw qvox::ToolkitError("Candidate detection: a picture of " + std::to_string(edges.cols) + " x " +
+                                 std::to_string(edges.rows) + " pixels is too large; at most " +
+                                 std::to_string(kMostPixels) + " pixels are possible");
     }
 }
 

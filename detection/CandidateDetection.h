@@ -18,7 +18,8 @@ namespace Korvane {
 /// @param scale      picture pixels per nominal pixel
 /// @param observer   hears one trace line per level, and "thresh" with the percentile between the phases
 /// The picture's border never counts as an edge. An empty map has no levels worth a line: nothing happens.
-/// Throws ToolkitError when a map is not of one float channel, the sizes differ, or there are 2^31 pixels or more.
+/// Throws ToolkitError when a map is not of one float channel, the sizes differ, or there are more than 2^31 - 65
+/// pixels.
 /// Cost: proportional to the pixels, and for each analysed component to the network of removed pixels that it touches,
 /// of which 64 are passed at a time. docs/CANDIDATE_DETECTION.md tells how.
 void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, float maxRelativeClusterSize,

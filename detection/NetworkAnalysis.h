@@ -1,12 +1,10 @@
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <vector>
 
 #include "BranchPruning.h"
 #include "BranchTraces.h"
-#include "CodePlane.h"
 #include "EnclosedArea.h"
 #include "NetworkDistance.h"
 #include "NetworkSkeleton.h"

@@ -282,10 +282,10 @@ void NetworkTiles::FindLinks(const KindCount& regions, const KindCount& patches)
             if (y0 > other.y1 || y1 < other.y0 || (columns & other.columns) == 0) {
                 continue;
             }
-            const Word* rows = rows_.data() + other.rows - other.y0;
+            const Word* rows = rows_.data() + other.rows;
             const int last = std::min<int>(y1, other.y1);
             int y = std::max<int>(y0, other.y0);
-            while (y <= last && (around[static_cast<std::size_t>(y + 1)] & rows[y]) == 0) {
+            while (y <= last && (around[static_cast<std::size_t>(y + 1)] & rows[y - other.y0]) == 0) {
                 ++y;
             }
             if (y <= last) {

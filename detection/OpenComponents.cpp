@@ -1,10 +1,7 @@
 #include "OpenComponents.h"
 
 #include <algorithm>
-#include <string>
 #include <utility>
-
-#include "ToolkitError.h"
 
 namespace Korvane {
 namespace {
@@ -96,10 +93,6 @@ OpenComponents::OpenComponents(BitPlane open, std::int64_t limit)
       limit_(limit),
       reached_(width_, height_) {
     const std::int64_t pixels = static_cast<std::int64_t>(width_) * height_;
-    if (pixels >= INT32_MAX) {
-        throw qvox::ToolkitError("Candidate detection: a picture of " + std::to_string(width_) + " x " +
-                                 std::to_string(height_) + " pixels is too large; at most 2147483646 pixels are");
-    }
     beyond_ = static_cast<std::int32_t>(pixels);
     link_ = qvox::MakeLargePageArray<std::int32_t>(static_cast<std::size_t>(pixels) + 1);
     link_[static_cast<std::size_t>(beyond_)] = beyond_;

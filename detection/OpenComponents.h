@@ -27,7 +27,7 @@ struct TakenComponent {
 /// in lockstep; the ring test is the planar case's.)
 class OpenComponents {
 public:
-    /// `open`: fewer than 2^31 - 1 pixels; small is a component of at most `limit` pixels.
+    /// `open`: at most 2^31 - 65 pixels; small is a component of at most `limit` pixels.
     OpenComponents(BitPlane open, std::int64_t limit);
 
     const BitPlane& Open() const { return open_; }

@@ -1,7 +1,5 @@
 #include "TouchedNetwork.h"
 
-#include <algorithm>
-
 namespace Korvane {
 TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touched)
     : height_(background.Height()),
@@ -238,9 +236,9 @@ void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
     for (std::size_t i = 0; i < pieces.size(); ++i) {
         const Piece& piece = pieces[i];
         if (IsVisited(piece)) {
-            const Word* rows = tiles_.RowsOf({tile, static_cast<std::int32_t>(i)}) - piece.y0;
+            const Word* rows = tiles_.RowsOf({tile, static_cast<std::int32_t>(i)});
             for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
-                visited[row] |= rows[row];
+                visited[row] |= rows[row - piece.y0];
             }
         }
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -204,14 +203,14 @@ template <typename Dropped>
 void TouchedNetwork::DropBesideVisited(Dropped dropped) {
     for (const PieceAt& at : visitedPatches_) {
         const Piece& piece = tiles_.Get(at);
-        const Word* rows = tiles_.RowsOf(at) - piece.y0;
+        const Word* rows = tiles_.RowsOf(at);
         const auto number = static_cast<std::size_t>(at.tile);
         const Word* known = known_.data() + number * NetworkTiles::kSide;
         const Word* visited = visitedRows_[number].data();
         Word above = 0;
         Word here = 0;
         for (int row = piece.y0 - 1; row <= piece.y1 + 1; ++row) {
-            const Word below = row < piece.y1 ? rows[row + 1] : 0;
+            const Word below = row < piece.y1 ? rows[row + 1 - piece.y0] : 0;
             const Word near = above | here | below;
             above = here;
             here = below;

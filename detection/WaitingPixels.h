@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
-#include <vector>
 
 #include "StripGrid.h"
 #include "ZeroedArray.h"

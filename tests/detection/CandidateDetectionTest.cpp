@@ -41,6 +41,17 @@ TEST(CandidateDetection, RefusesMapsThatAreNotFloat) {
               "Candidate detection: both maps must hold one channel of floats");
 }
 
+TEST(CandidateDetection, RefusesMorePixelsThanItCanNumber) {
+    Korvane::DetectionObserver observer;
+    float none = 0.0f;
+    // Headers only: no voxel is looked at.
+    const cv::Mat edges(2, 1 << 30, CV_32F, &none);
+    cv::Mat candidates(2, 1 << 30, CV_32F, &none);
+    EXPECT_EQ(MessageOf([&] { Korvane::DetectCandidates(edges, candidates, 1.0f, 1.0f, observer); }),
+              "Candidate detection: a picture of 1073741824 x 2 pixels is too large; at most 2147483583 pixels are "
+              "possible");
+}
+
 TEST(CandidateDetection, LeavesAnEmptyMapEmpty) {
     Korvane::DetectionObserver observer;
     cv::Mat candidates(0, 0, CV_32F);
