@@ -91,10 +91,9 @@ OpenComponents::OpenComponents(BitPlane open, std::int64_t limit)
       width_(open_.Width()),
       height_(open_.Height()),
       limit_(limit),
-      reached_(width_, height_) {
-    const std::int64_t pixels = static_cast<std::int64_t>(width_) * height_;
-    beyond_ = static_cast<std::int32_t>(pixels);
-    link_ = qvox::MakeLargePageArray<std::int32_t>(static_cast<std::size_t>(pixels) + 1);
+      reached_(width_, height_),
+      beyond_(width_ * height_),
+      link_(qvox::MakeLargePageArray<std::int32_t>(static_cast<std::size_t>(beyond_) + 1)) {
     link_[static_cast<std::size_t>(beyond_)] = beyond_;
     for (int y = 0; y < height_; ++y) {
         LinkRow(y);
