@@ -24,7 +24,7 @@ LargePageArray<T> MakeLargePageArray(std::size_t count) {
     static_assert(std::is_trivial<T>::value, "the values are not constructed");
     constexpr std::size_t kPage = std::size_t{1} << 21;
     if (count > (~std::size_t{0} - kPage) / sizeof(T)) throw std::bad_alloc();
-    std::size_t bytes = count * sizeof(T);
+    std::size_t bytes = count == 0 ? 1 : count * sizeof(T);
     const bool large = bytes >= 2 * kPage;
     if (large) bytes = (bytes + kPage - 1) / kPage * kPage;
     void* memory = large ? std::aligned_alloc(kPage, bytes) : std::malloc(bytes);
