@@ -33,6 +33,9 @@ inline std::uint64_t Stretches(std::uint64_t wanted, std::uint64_t open) {
     return found;
 }
 
+/// The bits of a word and those beside them.
+inline std::uint64_t Wider(std::uint64_t bits) { return bits | bits << 1 | bits >> 1; }
+
 /// How the pixels of a picture lie in words of 64, row by row, each row in whole words; bit 0 is the leftmost pixel.
 class BitGrid {
 public:

@@ -13,8 +13,6 @@ int ShiftFor(int width) {
     return shift;
 }
 
-Word Wider(Word bits) { return bits | bits << 1 | bits >> 1; }
-
 Word Highest(Word bits) { return Word{1} << (63 - __builtin_clzll(bits)); }
 
 }  // namespace

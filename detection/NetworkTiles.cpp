@@ -7,10 +7,6 @@ namespace {
 
 using Word = BitGrid::Word;
 
-using Word = BitGrid::Word;
-
-Word Wider(Word bits) { return bits | bits << 1 | bits >> 1; }
-
 // Carries bits over all open ones that hang together with them: upwards by the carry of an addition, which runs to the
 // end of a stretch of ones, downwards in steps that double; three of them are mostly enough.
 Word Carried(Word reached, Word open) {

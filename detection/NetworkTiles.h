@@ -168,7 +168,6 @@ private:
         std::size_t first, firstNew, end;  // of a tile's pieces of one kind: first those kept, then those found anew
     };
 
-    static Word Wider(Word bits) { return bits | bits << 1 | bits >> 1; }
     std::int32_t TileOf(int tileColumn, int y) const { return (y / kSide) * tilesPerRow_ + tileColumn; }
     static std::size_t RowOf(int y) { return static_cast<std::size_t>(y & (kSide - 1)); }
     Bits& BitsOf(std::int32_t tile) { return bits_[static_cast<std::size_t>(tile)]; }

@@ -323,14 +323,13 @@ void ShrinkingSet::FindNear(std::int32_t strip, int step, Change& change) {
         const Word centre = all(around.centre);
         beside[i] = centre | centre << 1 | centre >> 1 | all(around.west) >> 63 | all(around.east) << 63;
     }
-    const auto wider = [](Word row) { return row | row << 1 | row >> 1; };
     for (std::size_t i = 0; i < beside.rows.size(); ++i) {
         const Word above = i > 0 ? beside[i - 1] : 0;
         const Word below = i + 1 < beside.rows.size() ? beside[i + 1] : 0;
-        change.near[i] = wider(above | beside[i] | below);
+        change.near[i] = Wider(above | beside[i] | below);
     }
-    change.nearNorth = wider(beside.Top());
-    change.nearSouth = wider(beside.Bottom());
+    change.nearNorth = Wider(beside.Top());
+    change.nearSouth = Wider(beside.Bottom());
     change.nearSides = SidesOf(beside);
     change.nearSince = step;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "BitGrid.h"
 #include "StripGrid.h"
 #include "ZeroedArray.h"
 
@@ -48,15 +49,15 @@ public:
         while (rows_[group] == 0) {
             --group;
         }
-        const int y = static_cast<int>(group) * 64 + Highest(rows_[group]);
+        const int y = static_cast<int>(group) * 64 + BitGrid::Highest(rows_[group]);
         std::size_t part = masksPerRow_ - 1;
         const std::size_t masks = static_cast<std::size_t>(y) * masksPerRow_;
         while (strips_[masks + part] == 0) {
             --part;
         }
-        const int strip = static_cast<int>(part) * 64 + Highest(strips_[masks + part]);
+        const int strip = static_cast<int>(part) * 64 + BitGrid::Highest(strips_[masks + part]);
         Word& word = waiting_[grid_.WordAt(strip * 64, y)];
-        const int x = strip * 64 + Highest(word);
+        const int x = strip * 64 + BitGrid::Highest(word);
         word &= ~StripGrid::Bit(x);
         if (word == 0) {
             strips_[masks + part] &= ~StripGrid::Bit(strip);
@@ -67,7 +68,6 @@ public:
     }
 
 private:
-    static int Highest(Word bits) { return 63 - __builtin_clzll(bits); }
     std::size_t MaskAt(int x, int y) const {
         return static_cast<std::size_t>(y) * masksPerRow_ + static_cast<std::size_t>(x >> 12);
     }
