@@ -19,6 +19,14 @@ void ForEachRun(std::uint64_t bits, Visit visit) {
     }
 }
 
+/// Calls visit(i) for each bit i of a word, from the lowest on.
+template <typename Visit>
+void ForEachBit(std::uint64_t bits, Visit visit) {
+    for (; bits != 0; bits &= bits - 1) {
+        visit(static_cast<std::size_t>(__builtin_ctzll(bits)));
+    }
+}
+
 /// Those stretches of bits of `open` that have a bit of `wanted`.
 inline std::uint64_t Stretches(std::uint64_t wanted, std::uint64_t open) {
     // Upwards by the carry of an addition, which runs to the end of a stretch of ones; downwards in steps that double.

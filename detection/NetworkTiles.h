@@ -12,15 +12,16 @@
 namespace Korvane {
 
 /// Two kinds of pixels of a picture, regions and patches, cut into tiles of 64 x 64 and there into pieces: what hangs
-/// together, 8-connected, within the tile and is of one kind. Floods then go from piece to piece: to those that are
-/// linked in the same tile and those across its sides.
+/// together, 8-connected, within the tile and is of one kind. Floods then go from tile to tile: a word has a bit for
+/// each of 64 pieces, so all pieces that are linked with some others in the same tile, or across one of its sides, are
+/// found at once.
 ///
 /// A patch that becomes a region joins the regions around it only when the tile's pieces are found again for some other
 /// reason; until then they are pieces of one region that are linked.
 ///
 /// The pieces of a tile are found when they are asked for, and again only when the tile's pixels are not those of the
 /// last time; then those with changed pixels in or beside them: what is changed and changed back in between costs a
-/// comparison.
+/// comparison. All others keep their numbers, so what is known of them, and of their links, stays as well.
 class NetworkTiles {
 public:
     using Word = BitGrid::Word;
@@ -30,19 +31,48 @@ public:
     struct alignas(64) Piece {
         Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
         Word columns;                   // those that it has pixels in
-        std::uint16_t rows;             // where its rows are, from y0 on
-        std::uint16_t links;            // where its neighbours in the same tile are
-        std::uint16_t linkCount;
+        std::uint32_t rows;             // where its rows are, from y0 on
+        std::int32_t visit;             // for the owner
         std::uint8_t y0, y1;
-        bool isPatch;
-        // For the owner; false, and 0, when the piece is found. They stay as long as the piece does.
-        bool known;
-        std::int32_t visitedIn, metIn, visit;
     };
     struct PieceAt {
         std::int32_t tile;
         std::int32_t piece;
     };
+    /// A bit for each of 64 pieces of a tile: numbers 64 * i to 64 * i + 63 in the tile's masks i. Most tiles have one.
+    struct Masks {
+        Word patches;
+        // For the owner; 0 for a piece that is found.
+        Word known;
+        Word visited, met, waiting;
+    };
+    /// What visits ask of a tile, in a cache line.
+    struct alignas(64) State {
+        Masks masks;       // the first of the tile
+        Word lastVisited;  // for the owner, as the next three
+        std::int32_t seenIn;
+        bool isVisited;
+        bool isWaiting;
+        bool isFoundAnew;         // since the owner said that it is not
+        bool isStale;             // to be compared with the pixels that the pieces were found for
+        bool isToTake;            // its region may have changed
+        std::uint8_t staleSides;  // directions that contacts are to be found for again
+        std::uint8_t maskCount;
+    };
+    /// Pieces on either side of a tile's border that are 8-connected.
+    struct Contact {
+        std::uint16_t here, there;
+    };
+    /// The contacts of a tile with one of those around it.
+    struct Contacts {
+        std::int32_t tile;
+        const Contact* first;
+        const Contact* last;
+    };
+    enum Direction { kUp, kDown, kLeft, kRight, kUpLeft, kUpRight, kDownLeft, kDownRight, kDirections };
+    static constexpr std::size_t kMostMasks = kSide * kSide / 2 / 64;  // 2 x 2 pixels are of at most two pieces
+    /// A word for each of a tile's masks; only those of the tile count.
+    using PieceSet = std::array<Word, kMostMasks>;
 
     NetworkTiles(int width, int height);
 
@@ -59,8 +89,8 @@ public:
         if ((region | patch) != 0) {
             BitsOf(tile).region[RowOf(y)] |= region;
             BitsOf(tile).patch[RowOf(y)] |= patch;
-            tiles_[static_cast<std::size_t>(tile)].stale = true;
             NoteRegionChange(tile);
+            StateOf(tile).isStale = true;
         }
     }
     /// Makes a region of the pixels of a piece that is a patch. The piece stays, and stays linked to those around it,
@@ -74,8 +104,8 @@ public:
             if (bits != 0) {
                 at.region[row] ^= bits;
                 at.patch[row] |= bits;
-                tiles_[static_cast<std::size_t>(tile)].stale = true;
                 NoteRegionChange(tile);
+                StateOf(tile).isStale = true;
             }
         });
     }
@@ -91,12 +121,22 @@ public:
 
     /// Finds the pieces of a tile unless they are known. Pieces stay valid until a tile is refreshed after a change.
     void Refresh(std::int32_t tile) {
-        if (tiles_[static_cast<std::size_t>(tile)].stale) {
+        if (StateOf(tile).isStale) {
             FindPieces(tile);
         }
     }
-    /// How often the tile's pieces were found: their pixels are the same while this is.
-    std::uint32_t TimesFound(std::int32_t tile) const { return tiles_[static_cast<std::size_t>(tile)].timesFound; }
+    State& StateOf(std::int32_t tile) { return states_[static_cast<std::size_t>(tile)]; }
+    const State& StateOf(std::int32_t tile) const { return states_[static_cast<std::size_t>(tile)]; }
+    Masks& MasksOf(std::int32_t tile, std::size_t i) {
+        return i == 0 ? StateOf(tile).masks : tiles_[static_cast<std::size_t>(tile)].moreMasks[i - 1];
+    }
+    const Masks& MasksOf(std::int32_t tile, std::size_t i) const {
+        return i == 0 ? StateOf(tile).masks : tiles_[static_cast<std::size_t>(tile)].moreMasks[i - 1];
+    }
+    bool IsPatch(PieceAt at) const { return (MasksOf(at).patches & BitOf(at)) != 0; }
+    const Masks& MasksOf(PieceAt at) const { return MasksOf(at.tile, static_cast<std::size_t>(at.piece) / 64); }
+    static Word BitOf(PieceAt at) { return BitGrid::Bit(at.piece); }
+
     std::int32_t TileAt(int x, int y) const {
         constexpr unsigned side = kSide;
         return static_cast<std::int32_t>(static_cast<unsigned>(y) / side) * tilesPerRow_ +
@@ -114,7 +154,6 @@ public:
     const Piece& Get(PieceAt at) const {
         return tiles_[static_cast<std::size_t>(at.tile)].pieces[static_cast<std::size_t>(at.piece)];
     }
-    std::vector<Piece>& PiecesOf(std::int32_t tile) { return tiles_[static_cast<std::size_t>(tile)].pieces; }
     const Word* RowsOf(PieceAt at) const {
         return tiles_[static_cast<std::size_t>(at.tile)].rows.data() + Get(at).rows;
     }
@@ -125,12 +164,35 @@ public:
         return row >= piece.y0 && row <= piece.y1 ? RowsOf(at)[row - piece.y0] : 0;
     }
 
-    /// Calls visit(place, piece) for the pieces in other tiles that a piece is 8-connected with, of either kind.
-    template <typename Visit>
-    void ForEachInOtherTiles(PieceAt at, Visit visit);
-    /// The same for those in the same tile.
-    template <typename Visit>
-    void ForEachLinked(PieceAt at, Visit visit);
+    /// Mask `there` of the pieces of a tile that are 8-connected with pieces of mask `here`, which are of the
+    /// other kind or were when they were found.
+    Word LinkedWith(std::int32_t tile, std::size_t here, Word pieces, std::size_t there) const {
+        const Tile& at = tiles_[static_cast<std::size_t>(tile)];
+        const std::size_t masks = StateOf(tile).maskCount;
+        Word linked = 0;
+        for (Word left = pieces; left != 0; left &= left - 1) {
+            linked |= at.links[(here * 64 + static_cast<std::size_t>(BitGrid::Lowest(left))) * masks + there];
+        }
+        return linked;
+    }
+    /// Of mask i of a tile the pieces that have pixels next to the tile in a direction; there is a tile.
+    Word AtBorder(std::int32_t tile, std::size_t i, std::size_t direction) const {
+        const Border& border = i == 0 ? borders_[static_cast<std::size_t>(tile)]
+                                      : tiles_[static_cast<std::size_t>(tile)].moreBorders[i - 1];
+        return border.pieces[direction];
+    }
+    /// The contacts of a tile that is refreshed with the next one in a direction, of pieces of either kind; there is
+    /// one, and it is refreshed. Valid until the next call.
+    Contacts ContactsOf(std::int32_t tile, std::size_t direction) {
+        const std::int32_t other = tile + offsets_[direction];
+        Refresh(other);
+        if ((StateOf(tile).staleSides >> direction & 1u) != 0) {
+            FindContacts(tile, direction);
+        }
+        const Tile& at = tiles_[static_cast<std::size_t>(tile)];
+        const Contact* contacts = at.contacts.data();
+        return {other, contacts + at.contactStarts[direction], contacts + at.contactStarts[direction + 1]};
+    }
 
 private:
     using Rows = std::array<Word, kSide>;
@@ -148,62 +210,83 @@ private:
         Word seeds;
         Word upperReached, lowerReached;
     };
-    enum Side { kTop, kBottom, kLeft, kRight, kSides };
-    struct AtSide {
+    using Bands = std::array<Band, kSide / 2 + 2>;
+    struct alignas(64) Border {
+        std::array<Word, kDirections> pieces;
+    };
+    struct SideOf {
         Word pixels;
-        std::int32_t piece;
+        std::uint16_t piece;
+    };
+    struct Step {
+        int x, y;
+    };
+    static constexpr std::array<Step, kDirections> kSteps{
+        {{0, -1}, {0, 1}, {-1, 0}, {1, 0}, {-1, -1}, {1, -1}, {-1, 1}, {1, 1}}};
+    struct Found {
+        Word pieces;   // numbers in use
+        Word patches;  // of these what was a patch when it was found
     };
     struct Tile {
-        std::vector<Piece> pieces;  // regions first, then what was a patch when it was found
-        std::vector<Word> rows;
-        std::vector<std::uint16_t> links;
-        std::vector<AtSide> atSides;  // the pieces at one side after those of the other
-        std::array<std::uint16_t, kSides + 1> sideStarts{};
-        std::int32_t regions = 0;
-        std::uint32_t timesFound = 0;
-        bool stale = true;
-        bool isToTake = false;
-    };
-    struct KindCount {
-        std::size_t first, firstNew, end;  // of a tile's pieces of one kind: first those kept, then those found anew
+        std::vector<Piece> pieces;  // by number, also numbers not in use
+        std::vector<Word> rows;     // also those of pieces that are gone
+        std::size_t rowsInUse = 0;
+        std::vector<Word> links;        // as many words for each number as the tile has masks
+        std::vector<Contact> contacts;  // direction by direction
+        std::array<std::uint16_t, kDirections + 1> contactStarts{};
+        // By masks; the first of these is in the tile's State.
+        std::vector<Found> found;
+        std::vector<Masks> moreMasks;
+        std::vector<Border> moreBorders;
     };
 
     std::int32_t TileOf(int tileColumn, int y) const { return (y / kSide) * tilesPerRow_ + tileColumn; }
     static std::size_t RowOf(int y) { return static_cast<std::size_t>(y & (kSide - 1)); }
     Bits& BitsOf(std::int32_t tile) { return bits_[static_cast<std::size_t>(tile)]; }
     const Bits& BitsOf(std::int32_t tile) const { return bits_[static_cast<std::size_t>(tile)]; }
+    Border& BorderOf(std::int32_t tile, std::size_t i) {
+        return i == 0 ? borders_[static_cast<std::size_t>(tile)]
+                      : tiles_[static_cast<std::size_t>(tile)].moreBorders[i - 1];
+    }
     void NoteRegionChange(std::int32_t tile) {
-        Tile& changed = tiles_[static_cast<std::size_t>(tile)];
+        State& changed = StateOf(tile);
         if (!changed.isToTake) {
             changed.isToTake = true;
             toTake_.push_back(tile);
         }
     }
     void FindPieces(std::int32_t tile);
-    KindCount FindPieces(const Tile& tile, const Rows& now, const Rows& before, bool arePatches);
-    void Keep(const Tile& tile, std::size_t number, Rows& left);
-    void Flood(const Rows& pixels, bool arePatches);
-    void AddPiece(Band* bands, std::size_t first, std::size_t last, bool isPatch);
-    void FindLinks(const KindCount& regions, const KindCount& patches);
-    void FindLinksOfKept(const Tile& tile);
-    void SetLinks(Tile& tile);
-    static void ListSides(Tile& tile);
+    void TakeAway(std::int32_t tile, const Rows& now, const Rows& before, bool arePatches, Rows& left);
+    void Forget(std::int32_t tile);
+    void Flood(std::int32_t tile, const Rows& pixels, bool arePatches);
+    std::size_t NewNumber(std::int32_t tile);
+    void AddMasks(std::int32_t tile);
+    void AddPiece(std::int32_t tile, Bands& bands, std::size_t first, std::size_t last, bool isPatch);
+    void NoteBorders(std::int32_t tile, const Piece& piece, std::size_t number);
+    void FindLinks(std::int32_t tile);
+    void FindLinks(Tile& tile, std::size_t number, const PieceSet& others);
+    void FindContacts(std::int32_t tile, std::size_t direction);
+    void SetContacts(std::int32_t tile, std::size_t direction);
+    void GatherSides(std::int32_t tile, std::size_t direction, std::vector<SideOf>& sides) const;
+    static void PackRows(Tile& tile);
     template <typename Change>
     void ChangeRun(const PixelRun& run, Change change);
-    template <typename Visit>
-    void ForEachAtSide(std::int32_t tile, Side side, Word pixels, Visit visit);
+    static std::size_t Opposite(std::size_t direction) { return direction < kUpLeft ? direction ^ 1u : 11 - direction; }
 
     int tilesPerRow_;
     int tileRows_;
+    std::array<std::int32_t, kDirections> offsets_;
     ZeroedArray<Bits> bits_;
+    ZeroedArray<State> states_;
+    ZeroedArray<Border> borders_;
     std::vector<Tile> tiles_;
     std::vector<std::int32_t> toTake_;  // tiles whose region may have changed
     // While a tile's pieces are found:
-    std::vector<Piece> pieces_;
-    std::array<Word, 2 * std::size_t{kSide} * kSide> rows_;  // of all pieces; one in two has a pixel
-    std::size_t rowCount_ = 0;
-    std::vector<std::int32_t> keptAs_;       // per piece of the last time: its number now, or -1
-    std::vector<std::uint32_t> linksFound_;  // regions and patches, 16 bits each
+    PieceSet gone_;
+    PieceSet new_;
+    // While contacts are found:
+    std::vector<SideOf> here_, there_;
+    std::vector<Contact> found_;
 };
 
 template <typename Change>
@@ -220,7 +303,7 @@ void NetworkTiles::ChangeRun(const PixelRun& run, Change change) {
 template <typename Changed>
 void NetworkTiles::TakeRegionChanges(Changed changed) {
     for (const std::int32_t tile : toTake_) {
-        tiles_[static_cast<std::size_t>(tile)].isToTake = false;
+        StateOf(tile).isToTake = false;
         Bits& bits = BitsOf(tile);
         for (int row = 0; row < kSide; ++row) {
             const Word now = bits.region[RowOf(row)];
@@ -232,66 +315,6 @@ void NetworkTiles::TakeRegionChanges(Changed changed) {
         bits.regionTaken = bits.region;
     }
     toTake_.clear();
-}
-
-template <typename Visit>
-void NetworkTiles::ForEachAtSide(std::int32_t tile, Side side, Word pixels, Visit visit) {
-    Refresh(tile);
-    Tile& at = tiles_[static_cast<std::size_t>(tile)];
-    const AtSide* end = at.atSides.data() + at.sideStarts[static_cast<std::size_t>(side) + 1];
-    for (const AtSide* near = at.atSides.data() + at.sideStarts[static_cast<std::size_t>(side)]; near != end; ++near) {
-        if ((near->pixels & pixels) != 0) {
-            visit(PieceAt{tile, near->piece}, at.pieces[static_cast<std::size_t>(near->piece)]);
-        }
-    }
-}
-
-template <typename Visit>
-void NetworkTiles::ForEachInOtherTiles(PieceAt at, Visit visit) {
-    // Nothing is found anew in the piece's own tile, but for all that the compiler knows it might be: hence the copies.
-    const Piece& piece = Get(at);
-    const Word top = piece.top;
-    const Word bottom = piece.bottom;
-    const Word left = piece.left;
-    const Word right = piece.right;
-    if ((top | bottom | left | right) == 0) {
-        return;
-    }
-    constexpr auto last = Word{1} << (kSide - 1);
-    const int row = at.tile / tilesPerRow_;
-    const int column = at.tile - row * tilesPerRow_;
-    const bool isFirst = column == 0;
-    const bool isLast = column + 1 == tilesPerRow_;
-    if (left != 0 && !isFirst) {
-        ForEachAtSide(at.tile - 1, kRight, Wider(left), visit);
-    }
-    if (right != 0 && !isLast) {
-        ForEachAtSide(at.tile + 1, kLeft, Wider(right), visit);
-    }
-    const auto lookAcross = [&](std::int32_t tile, Side side, Word pixels) {
-        ForEachAtSide(tile, side, Wider(pixels), visit);
-        if ((pixels & 1u) != 0 && !isFirst) {
-            ForEachAtSide(tile - 1, side, last, visit);
-        }
-        if ((pixels & last) != 0 && !isLast) {
-            ForEachAtSide(tile + 1, side, 1, visit);
-        }
-    };
-    if (top != 0 && row > 0) {
-        lookAcross(at.tile - tilesPerRow_, kBottom, top);
-    }
-    if (bottom != 0 && row + 1 < tileRows_) {
-        lookAcross(at.tile + tilesPerRow_, kTop, bottom);
-    }
-}
-
-template <typename Visit>
-void NetworkTiles::ForEachLinked(PieceAt at, Visit visit) {
-    Tile& tile = tiles_[static_cast<std::size_t>(at.tile)];
-    const Piece& piece = tile.pieces[static_cast<std::size_t>(at.piece)];
-    for (std::size_t i = piece.links; i < std::size_t{piece.links} + piece.linkCount; ++i) {
-        visit(PieceAt{at.tile, tile.links[i]}, tile.pieces[tile.links[i]]);
-    }
 }
 
 }  // namespace Korvane

@@ -1,13 +1,18 @@
 #include "TouchedNetwork.h"
 
 namespace Korvane {
+namespace {
+
+std::size_t MaskOf(NetworkTiles::PieceAt at) { return static_cast<std::size_t>(at.piece) / 64; }
+
+}  // namespace
+
 TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touched)
     : height_(background.Height()),
       words_(background.Grid()),
       tiles_(background.Width(), background.Height()),
       visitedRows_(tiles_.Tiles()),
-      known_(tiles_.Tiles() * NetworkTiles::kSide),
-      tileVisits_(tiles_.Tiles()) {
+      known_(tiles_.Tiles() * NetworkTiles::kSide) {
     for (int y = 0; y < height_; ++y) {
         for (int column = 0; column < words_.WordsPerRow(); ++column) {
             const std::int32_t word = words_.WordAt(0, y) + column;
@@ -34,7 +39,7 @@ void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
             while (left != 0) {
                 const PieceAt at = tiles_.Find(x0 + BitGrid::Lowest(left), y);
                 left &= ~tiles_.PixelsOfRow(at, y);
-                if (!IsVisited(tiles_.Get(at))) {
+                if ((VisitedPieces(at.tile, MaskOf(at)) & NetworkTiles::BitOf(at)) == 0) {
                     Visit(at);
                 }
             }
@@ -79,15 +84,10 @@ void TouchedNetwork::Visit(PieceAt at) {
     const auto number = static_cast<std::int32_t>(visits_.size());
     visits_.push_back({number, turned_.size(), turned_.size()});
     meetsCluster_ = false;
-    if (IsOfEarlierVisit(tiles_.Get(at))) {
-        JoinClusterOf(tiles_.Get(at));
-    }
-    VisitPiece(at, tiles_.Get(at));
-    while (!waiting_.empty()) {
-        const PieceAt next = waiting_.back();
-        waiting_.pop_back();
-        VisitAround(next);
-    }
+    VisitNear(at.tile, MaskOf(at), NetworkTiles::BitOf(at), 0);
+    Flood([this](std::int32_t tile, std::size_t mask, Word besideRegions, Word besidePatches) {
+        VisitNear(tile, mask, besideRegions, besidePatches);
+    });
     if (meetsCluster_) {
         PassThroughCluster();
     }
@@ -98,59 +98,73 @@ void TouchedNetwork::Visit(PieceAt at) {
     }
 }
 
-void TouchedNetwork::VisitPiece(PieceAt at, Piece& piece) {
-    piece.visitedIn = present_;
-    waiting_.push_back(at);
-    TileVisit& tile = tileVisits_[static_cast<std::size_t>(at.tile)];
-    if (!tile.isVisited) {
-        tile.isVisited = true;
-        visitedTiles_.push_back({tiles_.Left(at.tile), tiles_.Top(at.tile)});
+// From regions visits go on to regions and patches, from patches to the same patch only.
+void TouchedNetwork::VisitNear(std::int32_t tile, std::size_t mask, Word besideRegions, Word besidePatches) {
+    Masks& masks = Reached(tile, mask);
+    JoinClustersOf(tile, mask, besideRegions & masks.patches & masks.met);
+    const Word found = (besideRegions | (besidePatches & masks.patches)) & ~masks.visited;
+    if (found == 0) {
+        return;
     }
-    tile.pieces |= at.piece < kPiecesWithBits ? BitGrid::Bit(at.piece) : 0;
-    if (!piece.known) {
-        piece.known = true;
-        tile.hasNews = true;
+    State& state = tiles_.StateOf(tile);
+    if (!state.isVisited) {
+        state.isVisited = true;
+        visitedTiles_.push_back({tiles_.Left(tile), tiles_.Top(tile)});
     }
-    if (piece.isPatch) {
-        visitedPatches_.push_back(at);
-        if (!IsMet(piece)) {
-            Turn(at, piece);
+    masks.visited |= found;
+    Turn(tile, mask, found & masks.patches & ~masks.met);
+    Wait(tile, masks, found);
+}
+
+// The masks of a tile that is refreshed, for the present component.
+TouchedNetwork::Masks& TouchedNetwork::Reached(std::int32_t tile, std::size_t mask) {
+    State& state = tiles_.StateOf(tile);
+    if (state.seenIn != present_) {
+        state.seenIn = present_;
+        for (std::size_t i = 0; i < state.maskCount; ++i) {
+            Masks& masks = tiles_.MasksOf(tile, i);
+            masks.visited = masks.met = 0;
         }
+    }
+    return tiles_.MasksOf(tile, mask);
+}
+
+void TouchedNetwork::Wait(std::int32_t tile, Masks& masks, Word pieces) {
+    State& state = tiles_.StateOf(tile);
+    masks.waiting |= pieces;
+    if (!state.isWaiting) {
+        state.isWaiting = true;
+        waiting_.push_back(tile);
     }
 }
 
-// From regions visits go on to patches, from patches to the same patch only.
-void TouchedNetwork::VisitAround(PieceAt at) {
-    const bool fromPatch = tiles_.Get(at).isPatch;
-    const bool isFirst = visits_.size() == 1;
-    const auto look = [&](PieceAt nearAt, Piece& near) {
-        // Most are visited already. A bit tells so without a look at the piece, which waits for memory.
-        if (isFirst && HasBit(nearAt)) {
-            return;
-        }
-        if (!IsVisited(near) && (near.isPatch || !fromPatch)) {
-            VisitPiece(nearAt, near);
-        }
-        if (!fromPatch && IsOfEarlierVisit(near)) {
-            JoinClusterOf(near);
-        }
-    };
-    tiles_.ForEachInOtherTiles(at, look);
-    if (!fromPatch) {
-        tiles_.ForEachLinked(at, look);
+void TouchedNetwork::Turn(std::int32_t tile, std::size_t mask, Word pieces) {
+    if (pieces == 0) {
+        return;
+    }
+    tiles_.MasksOf(tile, mask).met |= pieces;
+    ForEachBit(pieces, [&](std::size_t bit) {
+        tiles_.Get({tile, static_cast<std::int32_t>(mask * 64 + bit)}).visit = Present();
+    });
+    turned_.push_back({tile, static_cast<std::int32_t>(mask), pieces});
+}
+
+// `patches` that were turned for the present component, also by the present visit.
+void TouchedNetwork::JoinClustersOf(std::int32_t tile, std::size_t mask, Word patches) {
+    if (Present() > 0) {
+        ForEachBit(patches, [&](std::size_t bit) {
+            const std::int32_t visit = tiles_.Get({tile, static_cast<std::int32_t>(mask * 64 + bit)}).visit;
+            if (visit < Present()) {
+                JoinCluster(visit);
+            }
+        });
     }
 }
 
-void TouchedNetwork::Turn(PieceAt at, Piece& piece) {
-    piece.metIn = present_;
-    piece.visit = static_cast<std::int32_t>(visits_.size()) - 1;
-    turned_.push_back(at);
-}
-
-void TouchedNetwork::JoinClusterOf(const Piece& patch) {
+void TouchedNetwork::JoinCluster(std::int32_t visit) {
     meetsCluster_ = true;
-    const std::int32_t met = ClusterOf(patch.visit);
-    visits_[static_cast<std::size_t>(met)].cluster = ClusterOf(static_cast<std::int32_t>(visits_.size()) - 1);
+    const std::int32_t met = ClusterOf(visit);
+    visits_[static_cast<std::size_t>(met)].cluster = ClusterOf(Present());
 }
 
 std::int32_t TouchedNetwork::ClusterOf(std::int32_t visit) {
@@ -164,12 +178,11 @@ std::int32_t TouchedNetwork::ClusterOf(std::int32_t visit) {
 
 // Regions behind the cluster's patches belong to it too, and may bring in more visits of before.
 void TouchedNetwork::PassThroughCluster() {
-    const auto present = static_cast<std::int32_t>(visits_.size()) - 1;
     for (bool again = true; again;) {
         again = false;
         for (std::size_t i = 0; i < notPassed_.size();) {
             const std::int32_t number = notPassed_[i];
-            if (ClusterOf(number) != ClusterOf(present)) {
+            if (ClusterOf(number) != ClusterOf(Present())) {
                 ++i;
                 continue;
             }
@@ -177,54 +190,138 @@ void TouchedNetwork::PassThroughCluster() {
             notPassed_.pop_back();
             const VisitRecord visit = visits_[static_cast<std::size_t>(number)];
             for (std::size_t k = visit.firstTurned; k < visit.lastTurned; ++k) {
-                PassAround(turned_[k]);
+                PassBehind(turned_[k]);
             }
-            while (!waiting_.empty()) {
-                const PieceAt next = waiting_.back();
-                waiting_.pop_back();
-                PassAround(next);
-            }
+            Flood([this](std::int32_t tile, std::size_t mask, Word besideRegions, Word besidePatches) {
+                PassNear(tile, mask, besideRegions, besidePatches);
+            });
             again = true;
         }
     }
 }
 
-// From patches of the cluster to the regions behind, from these to patches that nothing has met.
-void TouchedNetwork::PassAround(PieceAt at) {
-    const Piece& piece = tiles_.Get(at);
-    const bool isPatch = piece.isPatch;
-    const bool isOfCluster = IsOfEarlierVisit(piece);
-    const auto look = [&](PieceAt nearAt, Piece& near) {
-        if (!near.isPatch) {
-            if ((isOfCluster || !isPatch) && !IsVisited(near) && !IsMet(near)) {
-                near.metIn = present_;
-                waiting_.push_back(nearAt);
-            }
-            return;
-        }
-        if (!IsMet(near) && !isOfCluster) {
-            Turn(nearAt, near);
-            waiting_.push_back(nearAt);
-        }
-        if (!isPatch && IsOfEarlierVisit(near)) {
-            JoinClusterOf(near);
+// From patches of the cluster to the regions behind.
+void TouchedNetwork::PassBehind(const PiecesAt& patches) {
+    const auto pass = [&](std::int32_t tile, std::size_t mask, Word beside, Word) {
+        Masks& masks = Reached(tile, mask);
+        const Word found = beside & ~(masks.patches | masks.visited | masks.met);
+        masks.met |= found;
+        if (found != 0) {
+            Wait(tile, masks, found);
         }
     };
-    tiles_.ForEachInOtherTiles(at, look);
-    if (isOfCluster || !isPatch) {
-        tiles_.ForEachLinked(at, look);
+    const std::size_t masks = tiles_.StateOf(patches.tile).maskCount;
+    Sources from;
+    for (std::size_t i = 0; i < masks; ++i) {
+        from.regions[i] = i == static_cast<std::size_t>(patches.mask) ? patches.pieces : 0;
+        from.patches[i] = 0;
+    }
+    for (std::size_t i = 0; i < masks; ++i) {
+        pass(patches.tile, i,
+             tiles_.LinkedWith(patches.tile, static_cast<std::size_t>(patches.mask), patches.pieces, i), 0);
+    }
+    ReachAcross(patches.tile, from, pass);
+}
+
+// From regions on to regions, and to patches that nothing has met; from these to the same patch only.
+void TouchedNetwork::PassNear(std::int32_t tile, std::size_t mask, Word besideRegions, Word besidePatches) {
+    Masks& masks = Reached(tile, mask);
+    JoinClustersOf(tile, mask, besideRegions & masks.patches & masks.met);
+    const Word regions = besideRegions & ~(masks.patches | masks.visited | masks.met);
+    const Word patches = (besideRegions | besidePatches) & masks.patches & ~masks.met;
+    masks.met |= regions;
+    Turn(tile, mask, patches);
+    if ((regions | patches) != 0) {
+        Wait(tile, masks, regions | patches);
+    }
+}
+
+template <typename Near>
+void TouchedNetwork::Flood(Near near) {
+    Sources from;
+    for (std::size_t i = 0; i < waiting_.size(); ++i) {
+        const std::int32_t tile = waiting_[i];
+        TakeWaiting(tile, from, near);
+        ReachAcross(tile, from, near);
+    }
+    waiting_.clear();
+}
+
+// All that waits in a tile, and what in the same tile is beside it.
+template <typename Near>
+void TouchedNetwork::TakeWaiting(std::int32_t tile, Sources& from, Near near) {
+    const std::size_t count = tiles_.StateOf(tile).maskCount;
+    for (std::size_t i = 0; i < count; ++i) {
+        from.regions[i] = from.patches[i] = 0;
+    }
+    for (bool again = true; again;) {
+        again = false;
+        for (std::size_t i = 0; i < count; ++i) {
+            Masks& masks = tiles_.MasksOf(tile, i);
+            const Word regions = masks.waiting & ~masks.patches;
+            from.regions[i] |= regions;
+            from.patches[i] |= masks.waiting & masks.patches;
+            masks.waiting = 0;
+            for (std::size_t k = 0; regions != 0 && k < count; ++k) {
+                near(tile, k, tiles_.LinkedWith(tile, i, regions, k), 0);
+            }
+            again = again || regions != 0;
+        }
+    }
+    tiles_.StateOf(tile).isWaiting = false;
+}
+
+template <typename Near>
+void TouchedNetwork::ReachAcross(std::int32_t tile, const Sources& from, Near near) {
+    const std::size_t masks = tiles_.StateOf(tile).maskCount;
+    for (std::size_t direction = 0; direction < NetworkTiles::kDirections; ++direction) {
+        Word atBorder = 0;
+        for (std::size_t i = 0; i < masks; ++i) {
+            atBorder |= (from.regions[i] | from.patches[i]) & tiles_.AtBorder(tile, i, direction);
+        }
+        if (atBorder != 0) {
+            ReachAcross(tiles_.ContactsOf(tile, direction), from, masks, near);
+        }
+    }
+}
+
+template <typename Near>
+void TouchedNetwork::ReachAcross(const NetworkTiles::Contacts& contacts, const Sources& from, std::size_t masks,
+                                 Near near) {
+    const std::size_t masksThere = tiles_.StateOf(contacts.tile).maskCount;
+    if (masks == 1 && masksThere == 1) {
+        Word besideRegions = 0;
+        Word besidePatches = 0;
+        for (const NetworkTiles::Contact* contact = contacts.first; contact != contacts.last; ++contact) {
+            besideRegions |= (from.regions[0] >> contact->here & 1u) << contact->there;
+            besidePatches |= (from.patches[0] >> contact->here & 1u) << contact->there;
+        }
+        near(contacts.tile, 0, besideRegions, besidePatches);
+        return;
+    }
+    Sources beside;
+    for (std::size_t i = 0; i < masksThere; ++i) {
+        beside.regions[i] = beside.patches[i] = 0;
+    }
+    for (const NetworkTiles::Contact* contact = contacts.first; contact != contacts.last; ++contact) {
+        const std::size_t here = contact->here / 64;
+        const std::size_t there = contact->there / 64;
+        beside.regions[there] |= (from.regions[here] >> contact->here % 64 & 1u) << contact->there % 64;
+        beside.patches[there] |= (from.patches[here] >> contact->here % 64 & 1u) << contact->there % 64;
+    }
+    for (std::size_t i = 0; i < masksThere; ++i) {
+        near(contacts.tile, i, beside.regions[i], beside.patches[i]);
     }
 }
 
 void TouchedNetwork::CollectVisitedRows() {
     for (const VisitedTile& at : visitedTiles_) {
         const std::int32_t tile = tiles_.TileAt(at.x0, at.y0);
-        TileVisit& visit = tileVisits_[static_cast<std::size_t>(tile)];
-        const bool areFew = tiles_.PiecesOf(tile).size() <= kPiecesWithBits;
-        if (!areFew || visit.rowsPieces != visit.pieces || visit.rowsFor != tiles_.TimesFound(tile)) {
+        State& state = tiles_.StateOf(tile);
+        if (state.maskCount > 1 || state.isFoundAnew || state.lastVisited != state.masks.visited) {
             CollectVisitedRows(tile);
-            visit.rowsPieces = visit.pieces;
-            visit.rowsFor = areFew ? tiles_.TimesFound(tile) : 0;
+            state.lastVisited = state.masks.visited;
+            state.isFoundAnew = false;
         }
     }
 }
@@ -232,30 +329,39 @@ void TouchedNetwork::CollectVisitedRows() {
 void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
     Rows& visited = visitedRows_[static_cast<std::size_t>(tile)];
     visited.fill(0);
-    const std::vector<Piece>& pieces = tiles_.PiecesOf(tile);
-    for (std::size_t i = 0; i < pieces.size(); ++i) {
-        const Piece& piece = pieces[i];
-        if (IsVisited(piece)) {
-            const Word* rows = tiles_.RowsOf({tile, static_cast<std::int32_t>(i)});
+    for (std::size_t i = 0; i < tiles_.StateOf(tile).maskCount; ++i) {
+        ForEachBit(tiles_.MasksOf(tile, i).visited, [&](std::size_t bit) {
+            const PieceAt at{tile, static_cast<std::int32_t>(i * 64 + bit)};
+            const Piece& piece = tiles_.Get(at);
+            const Word* rows = tiles_.RowsOf(at);
             for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
                 visited[row] |= rows[row - piece.y0];
             }
-        }
+        });
     }
 }
 
+// Whether visited pieces of a tile may have pixels that are not known; all of them are from now on.
+bool TouchedNetwork::HasNews(std::int32_t tile) {
+    bool hasNews = false;
+    for (std::size_t i = 0; i < tiles_.StateOf(tile).maskCount; ++i) {
+        Masks& masks = tiles_.MasksOf(tile, i);
+        hasNews = hasNews || (masks.visited & ~masks.known) != 0;
+        masks.known |= masks.visited;
+    }
+    return hasNews;
+}
+
 void TouchedNetwork::Settle() {
-    for (const PieceAt& at : turned_) {
-        tiles_.TurnPatch(at);
+    for (const PiecesAt& at : turned_) {
+        ForEachBit(at.pieces, [&](std::size_t bit) {
+            tiles_.TurnPatch({at.tile, at.mask * 64 + static_cast<std::int32_t>(bit)});
+        });
     }
     for (const VisitedTile& tile : visitedTiles_) {
-        const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        TileVisit& visit = tileVisits_[number];
-        visit.pieces = 0;
-        visit.isVisited = visit.hasNews = false;
+        tiles_.StateOf(tiles_.TileAt(tile.x0, tile.y0)).isVisited = false;
     }
     turned_.clear();
-    visitedPatches_.clear();
     visitedTiles_.clear();
 }
 

@@ -102,50 +102,60 @@ public:
 private:
     using Piece = NetworkTiles::Piece;
     using PieceAt = NetworkTiles::PieceAt;
+    using PieceSet = NetworkTiles::PieceSet;
+    using Masks = NetworkTiles::Masks;
+    using State = NetworkTiles::State;
     using Rows = std::array<Word, NetworkTiles::kSide>;
 
-    /// What was visited of a tile.
-    struct TileVisit {
-        Word pieces;            // a bit for each of the first 64
-        Word rowsPieces;        // the pieces whose pixels the tile's rows are
-        std::uint32_t rowsFor;  // ... and the find that they are of; 0: none
-        bool isVisited;
-        bool hasNews;  // it has visited pixels that may not be known
+    /// Pieces of one of a tile's masks.
+    struct PiecesAt {
+        std::int32_t tile;
+        std::int32_t mask;
+        Word pieces;
     };
-    static constexpr int kPiecesWithBits = 64;
     struct VisitRecord {
         std::int32_t cluster;  // forest over visits; a root stands for itself
         std::size_t firstTurned;
         std::size_t lastTurned;
     };
+    /// Pieces of a tile to go on from.
+    struct Sources {
+        PieceSet regions;
+        PieceSet patches;
+    };
 
     void FindRing(const std::vector<WordPart>& component);
     Word RingIn(int column, int row) const;
     void Visit(PieceAt at);
-    void VisitPiece(PieceAt at, Piece& piece);
-    void VisitAround(PieceAt at);
-    void Turn(PieceAt at, Piece& piece);
-    void JoinClusterOf(const Piece& patch);
+    void VisitNear(std::int32_t tile, std::size_t mask, Word besideRegions, Word besidePatches);
+    void PassNear(std::int32_t tile, std::size_t mask, Word besideRegions, Word besidePatches);
+    void PassBehind(const PiecesAt& patches);
+    Masks& Reached(std::int32_t tile, std::size_t mask);
+    void Wait(std::int32_t tile, Masks& masks, Word pieces);
+    void Turn(std::int32_t tile, std::size_t mask, Word pieces);
+    void JoinClustersOf(std::int32_t tile, std::size_t mask, Word patches);
+    void JoinCluster(std::int32_t visit);
     void PassThroughCluster();
-    void PassAround(PieceAt at);
     std::int32_t ClusterOf(std::int32_t visit);
-    bool IsVisited(const Piece& piece) const { return piece.visitedIn == present_; }
-    /// Whether a piece is visited and among those whose bit tells so.
-    bool HasBit(PieceAt at) const {
-        return at.piece < kPiecesWithBits &&
-               (tileVisits_[static_cast<std::size_t>(at.tile)].pieces & BitGrid::Bit(at.piece)) != 0;
-    }
-    /// Turned, or passed through, since this component is looked at.
-    bool IsMet(const Piece& piece) const { return piece.metIn == present_; }
-    /// A patch that was turned by a visit before the present one.
-    bool IsOfEarlierVisit(const Piece& piece) const {
-        return piece.isPatch && IsMet(piece) && piece.visit + 1 < static_cast<std::int32_t>(visits_.size());
-    }
+    std::int32_t Present() const { return static_cast<std::int32_t>(visits_.size()) - 1; }
+    /// Calls near(tile, mask, beside regions, beside patches) for all pieces beside those that wait, and beside what
+    /// these make wait, until nothing does.
+    template <typename Near>
+    void Flood(Near near);
+    template <typename Near>
+    void TakeWaiting(std::int32_t tile, Sources& from, Near near);
+    template <typename Near>
+    void ReachAcross(std::int32_t tile, const Sources& from, Near near);
+    template <typename Near>
+    void ReachAcross(const NetworkTiles::Contacts& contacts, const Sources& from, std::size_t masks, Near near);
     void CollectVisitedRows();
     void CollectVisitedRows(std::int32_t tile);
+    Word VisitedPieces(std::int32_t tile, std::size_t mask) const {
+        return tiles_.StateOf(tile).isVisited ? tiles_.MasksOf(tile, mask).visited : 0;
+    }
     // `row`: in the tile.
     Word VisitedRow(std::int32_t tile, int row) const {
-        return tileVisits_[static_cast<std::size_t>(tile)].isVisited
+        return tiles_.StateOf(tile).isVisited
                    ? visitedRows_[static_cast<std::size_t>(tile)][static_cast<std::size_t>(row)]
                    : 0;
     }
@@ -158,22 +168,23 @@ private:
     template <typename Dropped>
     void Drop(std::int32_t tile, int row, Word pixels, Dropped dropped);
     template <typename Dropped>
+    void DropBeside(PieceAt at, Dropped dropped);
+    template <typename Dropped>
     void DropInOtherTiles(PieceAt at, Dropped dropped);
+    bool HasNews(std::int32_t tile);
 
     int height_;
     BitGrid words_;
     NetworkTiles tiles_;
     ZeroedArray<Rows> visitedRows_;  // per tile; of the last component that visited it
     ZeroedArray<Word> known_;
-    std::vector<TileVisit> tileVisits_;
     std::vector<VisitedTile> visitedTiles_;
 
     std::int32_t present_ = 0;     // what the present component's pieces are marked with
     PixelBox wordBox_;             // the component with what is around it, in words by rows
     std::vector<Word> component_;  // its pixels in the box
-    std::vector<PieceAt> visitedPatches_;
-    std::vector<PieceAt> turned_;
-    std::vector<PieceAt> waiting_;  // of the flood
+    std::vector<PiecesAt> turned_;
+    std::vector<std::int32_t> waiting_;  // tiles with pieces that wait, first come first
     std::vector<VisitRecord> visits_;
     std::vector<std::int32_t> notPassed_;  // visits whose patches nothing has passed through yet
     bool meetsCluster_ = false;            // the present visit met patches of a visit before
@@ -183,7 +194,7 @@ template <typename Added>
 void TouchedNetwork::AddVisited(Added added) {
     for (const VisitedTile& tile : visitedTiles_) {
         const auto number = static_cast<std::size_t>(tiles_.TileAt(tile.x0, tile.y0));
-        if (!tileVisits_[number].hasNews) {
+        if (!HasNews(static_cast<std::int32_t>(number))) {
             continue;
         }
         const Rows& visited = visitedRows_[number];
@@ -201,29 +212,40 @@ void TouchedNetwork::AddVisited(Added added) {
 
 template <typename Dropped>
 void TouchedNetwork::DropBesideVisited(Dropped dropped) {
-    for (const PieceAt& at : visitedPatches_) {
-        const Piece& piece = tiles_.Get(at);
-        const Word* rows = tiles_.RowsOf(at);
-        const auto number = static_cast<std::size_t>(at.tile);
-        const Word* known = known_.data() + number * NetworkTiles::kSide;
-        const Word* visited = visitedRows_[number].data();
-        Word above = 0;
-        Word here = 0;
-        for (int row = piece.y0 - 1; row <= piece.y1 + 1; ++row) {
-            const Word below = row < piece.y1 ? rows[row + 1 - piece.y0] : 0;
-            const Word near = above | here | below;
-            above = here;
-            here = below;
-            if (row >= 0 && row < NetworkTiles::kSide) {
-                const Word stray = (near | near << 1 | near >> 1) & known[row] & ~visited[row];
-                if (stray != 0) {
-                    Drop(at.tile, row, stray, dropped);
-                }
+    for (const VisitedTile& visited : visitedTiles_) {
+        const std::int32_t tile = tiles_.TileAt(visited.x0, visited.y0);
+        for (std::size_t i = 0; i < tiles_.StateOf(tile).maskCount; ++i) {
+            const Masks& masks = tiles_.MasksOf(tile, i);
+            ForEachBit(masks.visited & masks.patches, [&](std::size_t bit) {
+                DropBeside({tile, static_cast<std::int32_t>(i * 64 + bit)}, dropped);
+            });
+        }
+    }
+}
+
+template <typename Dropped>
+void TouchedNetwork::DropBeside(PieceAt at, Dropped dropped) {
+    const Piece& piece = tiles_.Get(at);
+    const Word* rows = tiles_.RowsOf(at);
+    const auto number = static_cast<std::size_t>(at.tile);
+    const Word* known = known_.data() + number * NetworkTiles::kSide;
+    const Word* visited = visitedRows_[number].data();
+    Word above = 0;
+    Word here = 0;
+    for (int row = piece.y0 - 1; row <= piece.y1 + 1; ++row) {
+        const Word below = row < piece.y1 ? rows[row + 1 - piece.y0] : 0;
+        const Word near = above | here | below;
+        above = here;
+        here = below;
+        if (row >= 0 && row < NetworkTiles::kSide) {
+            const Word stray = (near | near << 1 | near >> 1) & known[row] & ~visited[row];
+            if (stray != 0) {
+                Drop(at.tile, row, stray, dropped);
             }
         }
-        if ((piece.top | piece.bottom | piece.left | piece.right) != 0) {
-            DropInOtherTiles(at, dropped);
-        }
+    }
+    if ((piece.top | piece.bottom | piece.left | piece.right) != 0) {
+        DropInOtherTiles(at, dropped);
     }
 }
 
@@ -268,8 +290,8 @@ void TouchedNetwork::Drop(std::int32_t tile, int row, Word pixels, Dropped dropp
         return;
     }
     known &= ~left;
-    for (Piece& piece : tiles_.PiecesOf(tile)) {
-        piece.known = piece.known && IsVisited(piece);
+    for (std::size_t i = 0; i < tiles_.StateOf(tile).maskCount; ++i) {
+        tiles_.MasksOf(tile, i).known &= VisitedPieces(tile, i);
     }
     dropped(words_.WordAt(tiles_.Left(tile), tiles_.Top(tile) + row), left);
 }

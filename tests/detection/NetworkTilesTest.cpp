@@ -31,13 +31,42 @@ bool IsAmong(const std::vector<NetworkTiles::PieceAt>& pieces, NetworkTiles::Pie
     });
 }
 
+NetworkTiles::PieceAt Numbered(std::int32_t tile, std::size_t number) {
+    return {tile, static_cast<std::int32_t>(number)};
+}
+
+/// Pieces of the same tile that are said to be beside one.
+std::vector<NetworkTiles::PieceAt> LinkedWith(const NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+    std::vector<NetworkTiles::PieceAt> linked;
+    const std::size_t here = static_cast<std::size_t>(at.piece) / 64;
+    for (std::size_t i = 0; i < tiles.StateOf(at.tile).maskCount; ++i) {
+        Korvane::ForEachBit(tiles.LinkedWith(at.tile, here, NetworkTiles::BitOf(at), i),
+                            [&](std::size_t bit) { linked.push_back(Numbered(at.tile, i * 64 + bit)); });
+    }
+    return linked;
+}
+
+/// Pieces of other tiles that are said to be beside one.
+std::vector<NetworkTiles::PieceAt> BesideInOtherTiles(NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+    std::vector<NetworkTiles::PieceAt> beside;
+    const std::size_t here = static_cast<std::size_t>(at.piece) / 64;
+    for (std::size_t direction = 0; direction < NetworkTiles::kDirections; ++direction) {
+        if ((tiles.AtBorder(at.tile, here, direction) & NetworkTiles::BitOf(at)) == 0) continue;
+        const NetworkTiles::Contacts contacts = tiles.ContactsOf(at.tile, direction);
+        for (const NetworkTiles::Contact* contact = contacts.first; contact != contacts.last; ++contact) {
+            if (contact->here == at.piece) beside.push_back(Numbered(contacts.tile, contact->there));
+        }
+    }
+    return beside;
+}
+
 /// A piece and those of its kind that are linked to it, directly or not: some were patches and have been turned since.
 std::vector<NetworkTiles::PieceAt> GroupOf(NetworkTiles& tiles, NetworkTiles::PieceAt at) {
     std::vector<NetworkTiles::PieceAt> group{at};
     for (std::size_t i = 0; i < group.size(); ++i) {
-        tiles.ForEachLinked(group[i], [&](NetworkTiles::PieceAt near, NetworkTiles::Piece& piece) {
-            if (piece.isPatch == tiles.Get(at).isPatch && !IsAmong(group, near)) group.push_back(near);
-        });
+        for (const NetworkTiles::PieceAt& near : LinkedWith(tiles, group[i])) {
+            if (tiles.IsPatch(near) == tiles.IsPatch(at) && !IsAmong(group, near)) group.push_back(near);
+        }
     }
     return group;
 }
@@ -93,11 +122,12 @@ bool AreBeside(const Pixels& a, const Pixels& b) {
 Pixels NeighboursOf(NetworkTiles& tiles, const std::vector<NetworkTiles::PieceAt>& group) {
     Pixels first;
     for (const NetworkTiles::PieceAt& at : group) {
-        const auto note = [&](NetworkTiles::PieceAt near, NetworkTiles::Piece&) {
+        std::vector<NetworkTiles::PieceAt> beside = BesideInOtherTiles(tiles, at);
+        const std::vector<NetworkTiles::PieceAt> linked = LinkedWith(tiles, at);
+        beside.insert(beside.end(), linked.begin(), linked.end());
+        for (const NetworkTiles::PieceAt& near : beside) {
             if (!IsAmong(group, near)) first.push_back(PixelsOf(tiles, GroupOf(tiles, near)).front());
-        };
-        tiles.ForEachInOtherTiles(at, note);
-        tiles.ForEachLinked(at, note);
+        }
     }
     std::sort(first.begin(), first.end());
     first.erase(std::unique(first.begin(), first.end()), first.end());
@@ -111,7 +141,7 @@ void ExpectPiecesByLooking(NetworkTiles& tiles, const Map& map) {
             const char kind = map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
             if (kind == kNeither) continue;
             const NetworkTiles::PieceAt at = tiles.Find(x, y);
-            ASSERT_EQ(tiles.Get(at).isPatch, kind == kPatch) << "column " << x << ", row " << y;
+            ASSERT_EQ(tiles.IsPatch(at), kind == kPatch) << "column " << x << ", row " << y;
             const std::vector<NetworkTiles::PieceAt> group = GroupOf(tiles, at);
             Pixels pixels = PixelsOf(tiles, group);
             if (pixels.front() != std::pair<int, int>{y, x}) continue;
@@ -143,7 +173,7 @@ void ChangeAtRandom(std::mt19937& random, NetworkTiles& tiles, Map& map) {
             tiles.AddPatch(x / NetworkTiles::kSide, y, Korvane::BitGrid::Bit(x));
         }
         const NetworkTiles::PieceAt at = tiles.Find(run.x1, y);
-        if (i % 2 == 0 && tiles.Get(at).isPatch) {
+        if (i % 2 == 0 && tiles.IsPatch(at)) {
             for (const auto& [v, u] : PixelsOf(tiles, {at})) {
                 map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] = kRegion;
             }
@@ -201,10 +231,10 @@ TEST(NetworkTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
     tiles.AddRow(0, 1, Columns(2, 9), Columns(10, 20));
     const NetworkTiles::PieceAt patch = tiles.Find(15, 1);
     tiles.TurnPatch(patch);
-    EXPECT_FALSE(tiles.Get(tiles.Find(15, 1)).isPatch);
+    EXPECT_FALSE(tiles.IsPatch(tiles.Find(15, 1)));
     EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 19u);
     tiles.ClearRegion({1, 10, 20});
-    EXPECT_TRUE(tiles.Get(tiles.Find(15, 1)).isPatch);
+    EXPECT_TRUE(tiles.IsPatch(tiles.Find(15, 1)));
     EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 11u);
     tiles.TurnPatch(tiles.Find(15, 1));
     tiles.ClearRegion({1, 30, 35});                               // of neither kind

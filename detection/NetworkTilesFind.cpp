@@ -1,0 +1,360 @@
+#include <algorithm>
+
+#include "NetworkTiles.h"
+
+namespace Korvane {
+namespace {
+
+using Word = BitGrid::Word;
+using Rows = std::array<Word, 64>;
+
+// Carries bits over all open ones that hang together with them: upwards by the carry of an addition, which runs to the
+// end of a stretch of ones, downwards in steps that double; three of them are mostly enough.
+Word Carried(Word reached, Word open) {
+    Word through = open;
+    const auto step = [&](int length) {
+        reached |= through & (reached >> length);
+        through &= through >> length;
+    };
+    reached = open & (~(open + reached) | reached);
+    step(1);
+    step(2);
+    step(4);
+    if ((open & (reached >> 1) & ~reached) != 0) {
+        step(8);
+        step(16);
+        step(32);
+    }
+    return reached;
+}
+
+// What is on rows y0 to y1, or next to them: row y is around[y + 1].
+using RowsAround = std::array<Word, 66>;
+void FindAround(const Word* rows, int y0, int y1, RowsAround& around) {
+    Word* to = around.data() + y0;
+    Word above = 0;
+    Word here = 0;
+    for (const Word* below = rows; below <= rows + (y1 - y0); ++below, ++to) {
+        *to = Wider(above | here | *below);
+        above = here;
+        here = *below;
+    }
+    to[0] = Wider(above | here);
+    to[1] = Wider(here);
+}
+
+// Where the rows of two tiles differ, or next to it: row y is rows[y + 1].
+struct Changes {
+    RowsAround rows;
+    Word inRows;  // which rows of the tile have any
+    Word inColumns;
+};
+
+Changes FindChanges(const Rows& now, const Rows& before) {
+    std::array<Word, 68> wide;  // row y is wide[y + 2]
+    wide[0] = wide[1] = wide[66] = wide[67] = 0;
+    for (std::size_t y = 0; y < now.size(); ++y) {
+        wide[y + 2] = Wider(now[y] ^ before[y]);
+    }
+    Changes changes{{}, 0, 0};
+    for (std::size_t y = 0; y < changes.rows.size(); ++y) {
+        changes.rows[y] = wide[y] | wide[y + 1] | wide[y + 2];
+        changes.inColumns |= changes.rows[y];
+    }
+    for (std::size_t y = 0; y < now.size(); ++y) {
+        changes.inRows |= Word{changes.rows[y + 1] != 0} << y;
+    }
+    return changes;
+}
+
+// Bits y0 to y1.
+Word Span(unsigned y0, unsigned y1) { return ~Word{0} >> (63 - (y1 - y0)) << y0; }
+
+}  // namespace
+
+void NetworkTiles::FindPieces(std::int32_t number) {
+    Tile& tile = tiles_[static_cast<std::size_t>(number)];
+    Bits& bits = BitsOf(number);
+    State& state = StateOf(number);
+    state.isStale = false;
+    const bool isOfOtherRegions = bits.region != bits.regionBefore;
+    const bool isOfOtherPatches = bits.patch != bits.patchBefore;
+    for (std::size_t i = 0; i < state.maskCount; ++i) {
+        MasksOf(number, i).patches = tile.found[i].patches;  // also those turned, and cleared again
+        gone_[i] = new_[i] = 0;
+    }
+    if (!isOfOtherRegions && !isOfOtherPatches) {
+        return;
+    }
+    state.isFoundAnew = true;
+    Rows regions;
+    Rows patches;
+    if (isOfOtherRegions) {
+        TakeAway(number, bits.region, bits.regionBefore, false, regions);
+    }
+    if (isOfOtherPatches) {
+        TakeAway(number, bits.patch, bits.patchBefore, true, patches);
+    }
+    Forget(number);
+    if (isOfOtherRegions) {
+        Flood(number, regions, false);
+        bits.regionBefore = bits.region;
+    }
+    if (isOfOtherPatches) {
+        Flood(number, patches, true);
+        bits.patchBefore = bits.patch;
+    }
+    FindLinks(number);
+}
+
+// A piece with no change in it or beside it is what it was, and nothing else has joined it. `left`: the pixels that are
+// of no piece any more, or of none yet.
+void NetworkTiles::TakeAway(std::int32_t number, const Rows& now, const Rows& before, bool arePatches, Rows& left) {
+    const Tile& tile = tiles_[static_cast<std::size_t>(number)];
+    const Changes changes = FindChanges(now, before);
+    for (std::size_t y = 0; y < left.size(); ++y) {
+        left[y] = now[y] & ~before[y];
+    }
+    for (std::size_t i = 0; i < tile.found.size(); ++i) {
+        const Found& found = tile.found[i];
+        for (Word kept = arePatches ? found.patches : found.pieces & ~found.patches; kept != 0; kept &= kept - 1) {
+            const Piece& piece = tile.pieces[i * 64 + static_cast<std::size_t>(BitGrid::Lowest(kept))];
+            if ((piece.columns & changes.inColumns) == 0 || (Span(piece.y0, piece.y1) & changes.inRows) == 0) {
+                continue;
+            }
+            const Word* rows = tile.rows.data() + piece.rows;
+            std::size_t y = piece.y0;
+            while (y <= piece.y1 && (rows[y - piece.y0] & changes.rows[y + 1]) == 0) {
+                ++y;
+            }
+            if (y <= piece.y1) {
+                gone_[i] |= kept & (~kept + 1);
+                for (y = piece.y0; y <= piece.y1; ++y) {
+                    left[y] |= rows[y - piece.y0] & now[y];
+                }
+            }
+        }
+    }
+}
+
+// Frees the numbers of the pieces that are gone.
+void NetworkTiles::Forget(std::int32_t number) {
+    Tile& tile = tiles_[static_cast<std::size_t>(number)];
+    const std::size_t masks = tile.found.size();
+    for (std::size_t i = 0; i < masks; ++i) {
+        ForEachBit(gone_[i], [&](std::size_t bit) {
+            const Piece& piece = tile.pieces[i * 64 + bit];
+            NoteBorders(number, piece, i * 64 + bit);
+            tile.rowsInUse -= static_cast<std::size_t>(piece.y1 - piece.y0) + 1;
+        });
+        for (Word& pieces : BorderOf(number, i).pieces) {
+            pieces &= ~gone_[i];
+        }
+        tile.found[i].pieces &= ~gone_[i];
+        tile.found[i].patches &= ~gone_[i];
+        MasksOf(number, i).known &= ~gone_[i];
+        MasksOf(number, i).patches &= ~gone_[i];
+        for (std::size_t at = i; at < tile.links.size(); at += masks) {
+            tile.links[at] &= ~gone_[i];
+        }
+    }
+    if (tile.rows.size() > 2 * tile.rowsInUse + 4 * kSide) {
+        PackRows(tile);
+    }
+}
+
+void NetworkTiles::PackRows(Tile& tile) {
+    std::vector<Word> rows;
+    rows.reserve(tile.rowsInUse + 2 * kSide);
+    for (std::size_t i = 0; i < tile.found.size(); ++i) {
+        ForEachBit(tile.found[i].pieces, [&](std::size_t bit) {
+            Piece& piece = tile.pieces[i * 64 + bit];
+            const Word* from = tile.rows.data() + piece.rows;
+            piece.rows = static_cast<std::uint32_t>(rows.size());
+            rows.insert(rows.end(), from, from + (piece.y1 - piece.y0 + 1));
+        });
+    }
+    tile.rows = std::move(rows);
+}
+
+// Pixels in neighbouring columns of two neighbouring rows hang together whichever of the rows they are in, so two rows
+// at a time, a band, are flooded as if they were one. Band k holds rows 2k - 2 and 2k - 1; the outermost are empty.
+void NetworkTiles::Flood(std::int32_t tile, const Rows& pixels, bool arePatches) {
+    constexpr std::size_t kBands = kSide / 2;
+    Bands bands;
+    bands.front() = bands.back() = Band{};
+    for (std::size_t k = 1; k <= kBands; ++k) {
+        bands[k] = {pixels[2 * k - 2], pixels[2 * k - 1], 0, 0, 0};
+    }
+    for (std::size_t start = 1; start <= kBands; ++start) {
+        while ((bands[start].upper | bands[start].lower) != 0) {
+            const Word open = bands[start].upper | bands[start].lower;
+            bands[start].seeds = open & (~open + 1);
+            Word waiting = Word{1} << start;  // bands with seeds
+            Word reached = 0;
+            while (waiting != 0) {
+                const auto k = static_cast<std::size_t>(BitGrid::Lowest(waiting));
+                Band* const band = bands.data() + k;
+                const Word found = Carried(band->seeds, band->upper | band->lower);
+                const Word upper = found & band->upper;
+                const Word lower = found & band->lower;
+                const Word above = Wider(upper) & band[-1].lower;
+                const Word below = Wider(lower) & band[1].upper;
+                band->seeds = 0;
+                band->upper ^= upper;
+                band->lower ^= lower;
+                band->upperReached |= upper;
+                band->lowerReached |= lower;
+                band[-1].seeds |= above;
+                band[1].seeds |= below;
+                reached |= Word{1} << k;
+                waiting &= waiting - 1;
+                waiting |= Word{above != 0} << (k - 1) | Word{below != 0} << (k + 1);
+            }
+            AddPiece(tile, bands, start, static_cast<std::size_t>(kSide - 1 - __builtin_clzll(reached)), arePatches);
+        }
+    }
+}
+
+// The bands' reached pixels are a piece; then they are 0 again.
+void NetworkTiles::AddPiece(std::int32_t number, Bands& bands, std::size_t first, std::size_t last, bool isPatch) {
+    const std::size_t at = NewNumber(number);
+    Tile& tile = tiles_[static_cast<std::size_t>(number)];
+    Piece& piece = tile.pieces[at];
+    piece = Piece{};
+    piece.y0 = static_cast<std::uint8_t>(2 * first - (bands[first].upperReached != 0 ? 2 : 1));
+    piece.y1 = static_cast<std::uint8_t>(2 * last - (bands[last].lowerReached != 0 ? 1 : 2));
+    piece.top = piece.y0 == 0 ? bands[first].upperReached : 0;
+    piece.bottom = piece.y1 == kSide - 1 ? bands[last].lowerReached : 0;
+    // All rows of the bands are written, also where the first or the last is empty.
+    const std::size_t start = tile.rows.size();
+    tile.rows.resize(start + 2 * (last - first + 1));
+    piece.rows = static_cast<std::uint32_t>(start + (piece.y0 & 1u));
+    Word* to = tile.rows.data() + start;
+    for (std::size_t k = first; k <= last; ++k, to += 2) {
+        Band& band = bands[k];
+        to[0] = band.upperReached;
+        to[1] = band.lowerReached;
+        piece.columns |= band.upperReached | band.lowerReached;
+        band.upperReached = band.lowerReached = 0;
+    }
+    const int count = piece.y1 - piece.y0 + 1;
+    tile.rowsInUse += static_cast<std::size_t>(count);
+    const Word* rows = tile.rows.data() + piece.rows;
+    for (int i = 0; (piece.columns & 1u) != 0 && i < count; ++i) {
+        piece.left |= (rows[i] & 1u) << (piece.y0 + i);
+    }
+    for (int i = 0; (piece.columns >> (kSide - 1)) != 0 && i < count; ++i) {
+        piece.right |= (rows[i] >> (kSide - 1)) << (piece.y0 + i);
+    }
+    const Word bit = BitGrid::Bit(static_cast<int>(at));
+    tile.found[at / 64].patches |= isPatch ? bit : 0;
+    MasksOf(number, at / 64).patches |= isPatch ? bit : 0;
+    NoteBorders(number, piece, at);
+}
+
+// The lowest that is free, without links.
+std::size_t NetworkTiles::NewNumber(std::int32_t number) {
+    Tile& tile = tiles_[static_cast<std::size_t>(number)];
+    std::size_t i = 0;
+    while (i < tile.found.size() && ~tile.found[i].pieces == 0) {
+        ++i;
+    }
+    if (i == tile.found.size()) {
+        AddMasks(number);
+    }
+    const Word free = ~tile.found[i].pieces;
+    const auto at = i * 64 + static_cast<std::size_t>(BitGrid::Lowest(free));
+    const std::size_t masks = tile.found.size();
+    tile.found[i].pieces |= free & (~free + 1);
+    new_[i] |= free & (~free + 1);
+    if (at >= tile.pieces.size()) {
+        tile.pieces.resize(at + 1);
+        tile.links.resize((at + 1) * masks);
+    }
+    std::fill_n(tile.links.begin() + static_cast<std::ptrdiff_t>(at * masks), masks, 0);
+    return at;
+}
+
+void NetworkTiles::AddMasks(std::int32_t number) {
+    Tile& tile = tiles_[static_cast<std::size_t>(number)];
+    const std::size_t masks = tile.found.size();
+    std::vector<Word> links(tile.pieces.size() * (masks + 1));
+    for (std::size_t at = 0; at < tile.links.size(); ++at) {
+        links[at / masks * (masks + 1) + at % masks] = tile.links[at];
+    }
+    tile.links = std::move(links);
+    tile.found.push_back({});
+    tile.moreMasks.push_back({});
+    tile.moreBorders.push_back({});
+    new_[masks] = 0;
+    StateOf(number).maskCount = static_cast<std::uint8_t>(masks + 1);
+}
+
+// A piece that comes or goes: contacts are found again where it is at the tile's border.
+void NetworkTiles::NoteBorders(std::int32_t tile, const Piece& piece, std::size_t number) {
+    constexpr auto last = Word{1} << (kSide - 1);
+    const std::array<Word, kDirections> pixels{piece.top,         piece.bottom,       piece.left,
+                                               piece.right,       piece.top & 1u,     piece.top & last,
+                                               piece.bottom & 1u, piece.bottom & last};
+    if ((piece.top | piece.bottom | piece.left | piece.right) == 0) {
+        return;
+    }
+    Border& border = BorderOf(tile, number / 64);
+    const int column = tile % tilesPerRow_;
+    const int row = tile / tilesPerRow_;
+    for (std::size_t direction = 0; direction < kDirections; ++direction) {
+        const Step at{column + kSteps[direction].x, row + kSteps[direction].y};
+        if (pixels[direction] != 0 && at.x >= 0 && at.y >= 0 && at.x < tilesPerRow_ && at.y < tileRows_) {
+            border.pieces[direction] |= BitGrid::Bit(static_cast<int>(number));
+            StateOf(tile).staleSides |= static_cast<std::uint8_t>(1u << direction);
+            StateOf(tile + offsets_[direction]).staleSides |= static_cast<std::uint8_t>(1u << Opposite(direction));
+        }
+    }
+}
+
+void NetworkTiles::FindLinks(std::int32_t number) {
+    Tile& tile = tiles_[static_cast<std::size_t>(number)];
+    PieceSet others;
+    for (const bool isPatch : {false, true}) {
+        for (std::size_t i = 0; i < tile.found.size(); ++i) {
+            // Of two new ones, the region finds the patch.
+            others[i] = isPatch ? tile.found[i].pieces & ~tile.found[i].patches & ~new_[i] : tile.found[i].patches;
+        }
+        for (std::size_t i = 0; i < tile.found.size(); ++i) {
+            const Word patches = tile.found[i].patches;
+            ForEachBit(new_[i] & (isPatch ? patches : ~patches),
+                       [&](std::size_t bit) { FindLinks(tile, i * 64 + bit, others); });
+        }
+    }
+}
+
+void NetworkTiles::FindLinks(Tile& tile, std::size_t number, const PieceSet& others) {
+    const std::size_t masks = tile.found.size();
+    const Piece& piece = tile.pieces[number];
+    RowsAround around;
+    FindAround(tile.rows.data() + piece.rows, piece.y0, piece.y1, around);
+    const Word columns = Wider(piece.columns);
+    const int y0 = piece.y0 - 1;
+    const int y1 = piece.y1 + 1;
+    for (std::size_t i = 0; i < masks; ++i) {
+        ForEachBit(others[i], [&](std::size_t bit) {
+            const Piece& other = tile.pieces[i * 64 + bit];
+            if (y0 > other.y1 || y1 < other.y0 || (columns & other.columns) == 0) {
+                return;
+            }
+            const Word* rows = tile.rows.data() + other.rows;
+            const int last = std::min<int>(y1, other.y1);
+            int y = std::max<int>(y0, other.y0);
+            while (y <= last && (around[static_cast<std::size_t>(y + 1)] & rows[y - other.y0]) == 0) {
+                ++y;
+            }
+            if (y <= last) {
+                tile.links[number * masks + i] |= Word{1} << bit;
+                tile.links[(i * 64 + bit) * masks + number / 64] |= BitGrid::Bit(static_cast<int>(number));
+            }
+        });
+    }
+}
+
+}  // namespace Korvane
