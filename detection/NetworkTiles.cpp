@@ -110,18 +110,18 @@ void NetworkTiles::GatherSides(std::int32_t tile, std::size_t direction, std::ve
 // The contacts of the other directions stay.
 void NetworkTiles::SetContacts(std::int32_t tile, std::size_t direction) {
     Tile& at = tiles_[static_cast<std::size_t>(tile)];
-    std::array<std::uint16_t, kDirections + 1>& starts = at.contactStarts;
-    const std::size_t before = std::size_t{starts[direction + 1]} - starts[direction];
-    const auto first = at.contacts.begin() + starts[direction];
+    const auto first = at.contacts.begin() + static_cast<std::ptrdiff_t>(at.FirstContact(direction));
+    const auto end = at.contacts.begin() + at.contactEnds[direction];
+    const auto before = static_cast<std::size_t>(end - first);
     if (found_.size() <= before) {
-        at.contacts.erase(std::copy(found_.begin(), found_.end(), first), at.contacts.begin() + starts[direction + 1]);
+        at.contacts.erase(std::copy(found_.begin(), found_.end(), first), end);
     } else {
         const auto rest = found_.begin() + static_cast<std::ptrdiff_t>(before);
         std::copy(found_.begin(), rest, first);
-        at.contacts.insert(at.contacts.begin() + starts[direction + 1], rest, found_.end());
+        at.contacts.insert(end, rest, found_.end());
     }
-    for (std::size_t i = direction + 1; i <= kDirections; ++i) {
-        starts[i] = static_cast<std::uint16_t>(starts[i] + found_.size() - before);
+    for (std::size_t i = direction; i < kDirections; ++i) {
+        at.contactEnds[i] = static_cast<std::uint16_t>(at.contactEnds[i] + found_.size() - before);
     }
     StateOf(tile).staleSides &= static_cast<std::uint8_t>(~(1u << direction));
 }

@@ -49,10 +49,11 @@ public:
     /// What visits ask of a tile, in a cache line.
     struct alignas(64) State {
         Masks masks;       // the first of the tile
-        Word lastVisited;  // for the owner, as the next three
+        Word lastVisited;  // for the owner, as the next four
         std::int32_t seenIn;
         bool isVisited;
         bool isWaiting;
+        bool hasStrays;
         bool isFoundAnew;         // since the owner said that it is not
         bool isStale;             // to be compared with the pixels that the pieces were found for
         bool isToTake;            // its region may have changed
@@ -181,17 +182,33 @@ public:
                                       : tiles_[static_cast<std::size_t>(tile)].moreBorders[i - 1];
         return border.pieces[direction];
     }
+    /// The next tile in a direction; there is one.
+    std::int32_t Next(std::int32_t tile, std::size_t direction) const { return tile + offsets_[direction]; }
     /// The contacts of a tile that is refreshed with the next one in a direction, of pieces of either kind; there is
     /// one, and it is refreshed. Valid until the next call.
     Contacts ContactsOf(std::int32_t tile, std::size_t direction) {
-        const std::int32_t other = tile + offsets_[direction];
+        const std::int32_t other = Next(tile, direction);
         Refresh(other);
         if ((StateOf(tile).staleSides >> direction & 1u) != 0) {
             FindContacts(tile, direction);
         }
         const Tile& at = tiles_[static_cast<std::size_t>(tile)];
         const Contact* contacts = at.contacts.data();
-        return {other, contacts + at.contactStarts[direction], contacts + at.contactStarts[direction + 1]};
+        return {other, contacts + at.FirstContact(direction), contacts + at.contactEnds[direction]};
+    }
+    /// Fetches ahead what tells where a tile's links and contacts are, and, once that is there, these.
+    void FetchPlaces(std::int32_t tile) const {
+        __builtin_prefetch(&tiles_[static_cast<std::size_t>(tile)]);
+        __builtin_prefetch(&borders_[static_cast<std::size_t>(tile)]);
+    }
+    void FetchLinks(std::int32_t tile) const {
+        constexpr std::size_t wordsOfLine = 64 / sizeof(Word);
+        const Tile& at = tiles_[static_cast<std::size_t>(tile)];
+        for (std::size_t i = 0; i < at.links.size(); i += wordsOfLine) {
+            __builtin_prefetch(at.links.data() + i);
+        }
+        __builtin_prefetch(at.contacts.data());
+        __builtin_prefetch(at.contacts.data() + 64 / sizeof(Contact));
     }
 
 private:
@@ -227,17 +244,23 @@ private:
         Word pieces;   // numbers in use
         Word patches;  // of these what was a patch when it was found
     };
-    struct Tile {
+    struct alignas(64) Tile {
+        // What visits ask for, in a cache line.
+        std::vector<Word> links;                               // as many words for each number as the tile has masks
+        std::vector<Contact> contacts;                         // direction by direction
+        std::array<std::uint16_t, kDirections> contactEnds{};  // where those of a direction end
+        // The rest.
         std::vector<Piece> pieces;  // by number, also numbers not in use
         std::vector<Word> rows;     // also those of pieces that are gone
         std::size_t rowsInUse = 0;
-        std::vector<Word> links;        // as many words for each number as the tile has masks
-        std::vector<Contact> contacts;  // direction by direction
-        std::array<std::uint16_t, kDirections + 1> contactStarts{};
-        // By masks; the first of these is in the tile's State.
+        // By masks; the first of most is in the tile's State.
         std::vector<Found> found;
         std::vector<Masks> moreMasks;
         std::vector<Border> moreBorders;
+
+        std::size_t FirstContact(std::size_t direction) const {
+            return direction == 0 ? 0 : contactEnds[direction - 1];
+        }
     };
 
     std::int32_t TileOf(int tileColumn, int y) const { return (y / kSide) * tilesPerRow_ + tileColumn; }

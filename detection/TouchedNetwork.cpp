@@ -134,6 +134,7 @@ void TouchedNetwork::Wait(std::int32_t tile, Masks& masks, Word pieces) {
     masks.waiting |= pieces;
     if (!state.isWaiting) {
         state.isWaiting = true;
+        tiles_.FetchPlaces(tile);
         waiting_.push_back(tile);
     }
 }
@@ -241,6 +242,9 @@ void TouchedNetwork::Flood(Near near) {
     Sources from;
     for (std::size_t i = 0; i < waiting_.size(); ++i) {
         const std::int32_t tile = waiting_[i];
+        if (i + kTilesAhead < waiting_.size()) {
+            tiles_.FetchLinks(waiting_[i + kTilesAhead]);
+        }
         TakeWaiting(tile, from, near);
         ReachAcross(tile, from, near);
     }
@@ -339,6 +343,30 @@ void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
             }
         });
     }
+    // As long as these pixels are visited, what is known only comes to have more of them, or less of others.
+    const Word* known = known_.data() + static_cast<std::size_t>(tile) * NetworkTiles::kSide;
+    Word strays = 0;
+    for (std::size_t row = 0; row < visited.size(); ++row) {
+        strays |= known[row] & ~visited[row];
+    }
+    tiles_.StateOf(tile).hasStrays = strays != 0;
+}
+
+// Of visited patches those that may be next to something known that is not visited.
+TouchedNetwork::Word TouchedNetwork::PatchesWithStrays(std::int32_t tile, std::size_t mask, Word patches) const {
+    const auto hasStrays = [&](std::int32_t at) {
+        const State& state = tiles_.StateOf(at);
+        return !state.isVisited || state.hasStrays;
+    };
+    if (patches == 0 || hasStrays(tile)) {
+        return patches;
+    }
+    Word found = 0;
+    for (std::size_t direction = 0; direction < NetworkTiles::kDirections; ++direction) {
+        const Word atBorder = patches & tiles_.AtBorder(tile, mask, direction);
+        found |= atBorder != 0 && hasStrays(tiles_.Next(tile, direction)) ? atBorder : 0;
+    }
+    return found;
 }
 
 // Whether visited pieces of a tile may have pixels that are not known; all of them are from now on.

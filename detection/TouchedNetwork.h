@@ -106,6 +106,7 @@ private:
     using Masks = NetworkTiles::Masks;
     using State = NetworkTiles::State;
     using Rows = std::array<Word, NetworkTiles::kSide>;
+    static constexpr std::size_t kTilesAhead = 3;  // that visits fetch
 
     /// Pieces of one of a tile's masks.
     struct PiecesAt {
@@ -172,6 +173,7 @@ private:
     template <typename Dropped>
     void DropInOtherTiles(PieceAt at, Dropped dropped);
     bool HasNews(std::int32_t tile);
+    Word PatchesWithStrays(std::int32_t tile, std::size_t mask, Word patches) const;
 
     int height_;
     BitGrid words_;
@@ -216,7 +218,7 @@ void TouchedNetwork::DropBesideVisited(Dropped dropped) {
         const std::int32_t tile = tiles_.TileAt(visited.x0, visited.y0);
         for (std::size_t i = 0; i < tiles_.StateOf(tile).maskCount; ++i) {
             const Masks& masks = tiles_.MasksOf(tile, i);
-            ForEachBit(masks.visited & masks.patches, [&](std::size_t bit) {
+            ForEachBit(PatchesWithStrays(tile, i, masks.visited & masks.patches), [&](std::size_t bit) {
                 DropBeside({tile, static_cast<std::int32_t>(i * 64 + bit)}, dropped);
             });
         }
@@ -234,11 +236,11 @@ void TouchedNetwork::DropBeside(PieceAt at, Dropped dropped) {
     Word here = 0;
     for (int row = piece.y0 - 1; row <= piece.y1 + 1; ++row) {
         const Word below = row < piece.y1 ? rows[row + 1 - piece.y0] : 0;
-        const Word near = above | here | below;
+        const Word near = Wider(above | here | below);
         above = here;
         here = below;
         if (row >= 0 && row < NetworkTiles::kSide) {
-            const Word stray = (near | near << 1 | near >> 1) & known[row] & ~visited[row];
+            const Word stray = near & known[row] & ~visited[row];
             if (stray != 0) {
                 Drop(at.tile, row, stray, dropped);
             }
