@@ -7,6 +7,7 @@
 
 #include "BitGrid.h"
 #include "CodePlane.h"
+#include "TileFlood.h"
 #include "ZeroedArray.h"
 
 namespace Korvane {
@@ -27,14 +28,7 @@ public:
     using Word = BitGrid::Word;
     static constexpr int kSide = 64;
 
-    /// A cache line.
-    struct alignas(64) Piece {
-        Word top, bottom, left, right;  // its pixels in the outermost rows and columns of the tile; bit 0 left, or top
-        Word columns;                   // those that it has pixels in
-        std::uint32_t rows;             // where its rows are, from y0 on
-        std::int32_t visit;             // for the owner
-        std::uint8_t y0, y1;
-    };
+    using Piece = TilePiece;
     struct PieceAt {
         std::int32_t tile;
         std::int32_t piece;
@@ -212,7 +206,7 @@ public:
     }
 
 private:
-    using Rows = std::array<Word, kSide>;
+    using Rows = TileRows;
     struct Bits {
         Rows region;
         Rows patch;
@@ -220,14 +214,6 @@ private:
         Rows patchBefore;
         Rows regionTaken;  // when region's changes were taken last
     };
-    /// Two rows of a tile while it is flooded: pixels that no piece has yet, seeds in either row, and the present
-    /// piece's.
-    struct Band {
-        Word upper, lower;
-        Word seeds;
-        Word upperReached, lowerReached;
-    };
-    using Bands = std::array<Band, kSide / 2 + 2>;
     struct alignas(64) Border {
         std::array<Word, kDirections> pieces;
     };
@@ -281,10 +267,9 @@ private:
     void FindPieces(std::int32_t tile);
     void TakeAway(std::int32_t tile, const Rows& now, const Rows& before, bool arePatches, Rows& left);
     void Forget(std::int32_t tile);
-    void Flood(std::int32_t tile, const Rows& pixels, bool arePatches);
+    void AddPieces(std::int32_t tile, const Rows& pixels, bool arePatches);
     std::size_t NewNumber(std::int32_t tile);
     void AddMasks(std::int32_t tile);
-    void AddPiece(std::int32_t tile, Bands& bands, std::size_t first, std::size_t last, bool isPatch);
     void NoteBorders(std::int32_t tile, const Piece& piece, std::size_t number);
     void FindLinks(std::int32_t tile);
     void FindLinks(Tile& tile, std::size_t number, const PieceSet& others);
@@ -307,6 +292,8 @@ private:
     // While a tile's pieces are found:
     PieceSet gone_;
     PieceSet new_;
+    TileChanges changes_;
+    TilePieces pieces_;
     // While contacts are found:
     std::vector<SideOf> here_, there_;
     std::vector<Contact> found_;

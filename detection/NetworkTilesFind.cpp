@@ -6,27 +6,6 @@ namespace Korvane {
 namespace {
 
 using Word = BitGrid::Word;
-using Rows = std::array<Word, 64>;
-
-// Carries bits over all open ones that hang together with them: upwards by the carry of an addition, which runs to the
-// end of a stretch of ones, downwards in steps that double; three of them are mostly enough.
-Word Carried(Word reached, Word open) {
-    Word through = open;
-    const auto step = [&](int length) {
-        reached |= through & (reached >> length);
-        through &= through >> length;
-    };
-    reached = open & (~(open + reached) | reached);
-    step(1);
-    step(2);
-    step(4);
-    if ((open & (reached >> 1) & ~reached) != 0) {
-        step(8);
-        step(16);
-        step(32);
-    }
-    return reached;
-}
 
 // What is on rows y0 to y1, or next to them: row y is around[y + 1].
 using RowsAround = std::array<Word, 66>;
@@ -41,30 +20,6 @@ void FindAround(const Word* rows, int y0, int y1, RowsAround& around) {
     }
     to[0] = Wider(above | here);
     to[1] = Wider(here);
-}
-
-// Where the rows of two tiles differ, or next to it: row y is rows[y + 1].
-struct Changes {
-    RowsAround rows;
-    Word inRows;  // which rows of the tile have any
-    Word inColumns;
-};
-
-Changes FindChanges(const Rows& now, const Rows& before) {
-    std::array<Word, 68> wide;  // row y is wide[y + 2]
-    wide[0] = wide[1] = wide[66] = wide[67] = 0;
-    for (std::size_t y = 0; y < now.size(); ++y) {
-        wide[y + 2] = Wider(now[y] ^ before[y]);
-    }
-    Changes changes{{}, 0, 0};
-    for (std::size_t y = 0; y < changes.rows.size(); ++y) {
-        changes.rows[y] = wide[y] | wide[y + 1] | wide[y + 2];
-        changes.inColumns |= changes.rows[y];
-    }
-    for (std::size_t y = 0; y < now.size(); ++y) {
-        changes.inRows |= Word{changes.rows[y + 1] != 0} << y;
-    }
-    return changes;
 }
 
 // Bits y0 to y1.
@@ -97,11 +52,11 @@ void NetworkTiles::FindPieces(std::int32_t number) {
     }
     Forget(number);
     if (isOfOtherRegions) {
-        Flood(number, regions, false);
+        AddPieces(number, regions, false);
         bits.regionBefore = bits.region;
     }
     if (isOfOtherPatches) {
-        Flood(number, patches, true);
+        AddPieces(number, patches, true);
         bits.patchBefore = bits.patch;
     }
     FindLinks(number);
@@ -111,20 +66,18 @@ void NetworkTiles::FindPieces(std::int32_t number) {
 // of no piece any more, or of none yet.
 void NetworkTiles::TakeAway(std::int32_t number, const Rows& now, const Rows& before, bool arePatches, Rows& left) {
     const Tile& tile = tiles_[static_cast<std::size_t>(number)];
-    const Changes changes = FindChanges(now, before);
-    for (std::size_t y = 0; y < left.size(); ++y) {
-        left[y] = now[y] & ~before[y];
-    }
+    TileFlood::FindChanges(now, before, changes_);
+    left = changes_.added;
     for (std::size_t i = 0; i < tile.found.size(); ++i) {
         const Found& found = tile.found[i];
         for (Word kept = arePatches ? found.patches : found.pieces & ~found.patches; kept != 0; kept &= kept - 1) {
             const Piece& piece = tile.pieces[i * 64 + static_cast<std::size_t>(BitGrid::Lowest(kept))];
-            if ((piece.columns & changes.inColumns) == 0 || (Span(piece.y0, piece.y1) & changes.inRows) == 0) {
+            if ((piece.columns & changes_.inColumns) == 0 || (Span(piece.y0, piece.y1) & changes_.inRows) == 0) {
                 continue;
             }
             const Word* rows = tile.rows.data() + piece.rows;
             std::size_t y = piece.y0;
-            while (y <= piece.y1 && (rows[y - piece.y0] & changes.rows[y + 1]) == 0) {
+            while (y <= piece.y1 && (rows[y - piece.y0] & changes_.rows[y + 1]) == 0) {
                 ++y;
             }
             if (y <= piece.y1) {
@@ -177,80 +130,21 @@ void NetworkTiles::PackRows(Tile& tile) {
     tile.rows = std::move(rows);
 }
 
-// Pixels in neighbouring columns of two neighbouring rows hang together whichever of the rows they are in, so two rows
-// at a time, a band, are flooded as if they were one. Band k holds rows 2k - 2 and 2k - 1; the outermost are empty.
-void NetworkTiles::Flood(std::int32_t tile, const Rows& pixels, bool arePatches) {
-    constexpr std::size_t kBands = kSide / 2;
-    Bands bands;
-    bands.front() = bands.back() = Band{};
-    for (std::size_t k = 1; k <= kBands; ++k) {
-        bands[k] = {pixels[2 * k - 2], pixels[2 * k - 1], 0, 0, 0};
-    }
-    for (std::size_t start = 1; start <= kBands; ++start) {
-        while ((bands[start].upper | bands[start].lower) != 0) {
-            const Word open = bands[start].upper | bands[start].lower;
-            bands[start].seeds = open & (~open + 1);
-            Word waiting = Word{1} << start;  // bands with seeds
-            Word reached = 0;
-            while (waiting != 0) {
-                const auto k = static_cast<std::size_t>(BitGrid::Lowest(waiting));
-                Band* const band = bands.data() + k;
-                const Word found = Carried(band->seeds, band->upper | band->lower);
-                const Word upper = found & band->upper;
-                const Word lower = found & band->lower;
-                const Word above = Wider(upper) & band[-1].lower;
-                const Word below = Wider(lower) & band[1].upper;
-                band->seeds = 0;
-                band->upper ^= upper;
-                band->lower ^= lower;
-                band->upperReached |= upper;
-                band->lowerReached |= lower;
-                band[-1].seeds |= above;
-                band[1].seeds |= below;
-                reached |= Word{1} << k;
-                waiting &= waiting - 1;
-                waiting |= Word{above != 0} << (k - 1) | Word{below != 0} << (k + 1);
-            }
-            AddPiece(tile, bands, start, static_cast<std::size_t>(kSide - 1 - __builtin_clzll(reached)), arePatches);
-        }
-    }
-}
-
-// The bands' reached pixels are a piece; then they are 0 again.
-void NetworkTiles::AddPiece(std::int32_t number, Bands& bands, std::size_t first, std::size_t last, bool isPatch) {
-    const std::size_t at = NewNumber(number);
+void NetworkTiles::AddPieces(std::int32_t number, const Rows& pixels, bool arePatches) {
+    TileFlood::FindPieces(pixels, pieces_);
     Tile& tile = tiles_[static_cast<std::size_t>(number)];
-    Piece& piece = tile.pieces[at];
-    piece = Piece{};
-    piece.y0 = static_cast<std::uint8_t>(2 * first - (bands[first].upperReached != 0 ? 2 : 1));
-    piece.y1 = static_cast<std::uint8_t>(2 * last - (bands[last].lowerReached != 0 ? 1 : 2));
-    piece.top = piece.y0 == 0 ? bands[first].upperReached : 0;
-    piece.bottom = piece.y1 == kSide - 1 ? bands[last].lowerReached : 0;
-    // All rows of the bands are written, also where the first or the last is empty.
-    const std::size_t start = tile.rows.size();
-    tile.rows.resize(start + 2 * (last - first + 1));
-    piece.rows = static_cast<std::uint32_t>(start + (piece.y0 & 1u));
-    Word* to = tile.rows.data() + start;
-    for (std::size_t k = first; k <= last; ++k, to += 2) {
-        Band& band = bands[k];
-        to[0] = band.upperReached;
-        to[1] = band.lowerReached;
-        piece.columns |= band.upperReached | band.lowerReached;
-        band.upperReached = band.lowerReached = 0;
+    const auto firstRow = static_cast<std::uint32_t>(tile.rows.size());
+    tile.rows.insert(tile.rows.end(), pieces_.rows.data(), pieces_.rows.data() + pieces_.rowCount);
+    for (Piece& piece : pieces_.pieces) {
+        piece.rows += firstRow;
+        tile.rowsInUse += piece.y1 - piece.y0 + 1u;
+        const std::size_t at = NewNumber(number);
+        tile.pieces[at] = piece;
+        const Word bit = BitGrid::Bit(static_cast<int>(at));
+        tile.found[at / 64].patches |= arePatches ? bit : 0;
+        MasksOf(number, at / 64).patches |= arePatches ? bit : 0;
+        NoteBorders(number, piece, at);
     }
-    const int count = piece.y1 - piece.y0 + 1;
-    tile.rowsInUse += static_cast<std::size_t>(count);
-    const Word* rows = tile.rows.data() + piece.rows;
-    for (int i = 0; (piece.columns & 1u) != 0 && i < count; ++i) {
-        piece.left |= (rows[i] & 1u) << (piece.y0 + i);
-    }
-    for (int i = 0; (piece.columns >> (kSide - 1)) != 0 && i < count; ++i) {
-        piece.right |= (rows[i] >> (kSide - 1)) << (piece.y0 + i);
-    }
-    const Word bit = BitGrid::Bit(static_cast<int>(at));
-    tile.found[at / 64].patches |= isPatch ? bit : 0;
-    MasksOf(number, at / 64).patches |= isPatch ? bit : 0;
-    NoteBorders(number, piece, at);
 }
 
 // The lowest that is free, without links.
@@ -293,13 +187,13 @@ void NetworkTiles::AddMasks(std::int32_t number) {
 
 // A piece that comes or goes: contacts are found again where it is at the tile's border.
 void NetworkTiles::NoteBorders(std::int32_t tile, const Piece& piece, std::size_t number) {
+    if ((piece.top | piece.bottom | piece.left | piece.right) == 0) {
+        return;
+    }
     constexpr auto last = Word{1} << (kSide - 1);
     const std::array<Word, kDirections> pixels{piece.top,         piece.bottom,       piece.left,
                                                piece.right,       piece.top & 1u,     piece.top & last,
                                                piece.bottom & 1u, piece.bottom & last};
-    if ((piece.top | piece.bottom | piece.left | piece.right) == 0) {
-        return;
-    }
     Border& border = BorderOf(tile, number / 64);
     const int column = tile % tilesPerRow_;
     const int row = tile / tilesPerRow_;

@@ -1,0 +1,225 @@
+#include "TileFlood.h"
+
+#include <immintrin.h>
+
+namespace Korvane {
+namespace {
+
+using Word = BitGrid::Word;
+
+#define KORVANE_INLINED inline __attribute__((always_inline))
+#define KORVANE_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt")))
+#define KORVANE_AVX512 __attribute__((target("avx512f,avx512vl,bmi,bmi2,lzcnt")))
+
+/// Two rows of a tile: pixels that no piece has yet, seeds in either row, and the present piece's.
+struct Band {
+    Word upper, lower;
+    Word seeds;
+    Word upperReached, lowerReached;
+};
+constexpr std::size_t kBands = 32;
+using Bands = std::array<Band, kBands + 2>;  // band k holds rows 2k - 2 and 2k - 1; the outermost are empty
+
+// Those stretches of open bits that have a seed; seeds are open. Upwards by the carry of an addition, which runs to the
+// end of a stretch of ones, downwards in steps that double; three of them are mostly enough.
+struct BaselineCarry {
+    static KORVANE_INLINED Word Stretches(Word seeds, Word open) {
+        Word reached = open & (~(open + seeds) | seeds);
+        Word through = open;
+        for (int length = 1; length <= 4; length *= 2) {
+            reached |= through & (reached >> length);
+            through &= through >> length;
+        }
+        if ((open & (reached >> 1) & ~reached) != 0) {
+            for (int length = 8; length <= 32; length *= 2) {
+                reached |= through & (reached >> length);
+                through &= through >> length;
+            }
+        }
+        return reached;
+    }
+};
+
+// The addition carries out of each stretch with a seed, to the place behind its last bit: there are as many such places
+// as first bits, in the same order.
+struct Bmi2Carry {
+    KORVANE_AVX2 static inline Word Stretches(Word seeds, Word open) {
+        unsigned long long sum = 0;
+        const Word top = Word{_addcarry_u64(0, open, seeds, &sum)} << 63;
+        const Word lastReached = (sum & ~open) >> 1 | top;
+        const Word last = open & ~(open >> 1);
+        const Word first = open & ~(open << 1);
+        return (lastReached << 1) - _pdep_u64(_pext_u64(lastReached, last), first);
+    }
+};
+
+KORVANE_INLINED void FindChangesInlined(const TileRows& now, const TileRows& before, TileChanges& changes) {
+    std::array<Word, 68> wide;  // row y is wide[y + 2]
+    wide[0] = wide[1] = wide[66] = wide[67] = 0;
+    for (std::size_t y = 0; y < 64; ++y) {
+        wide[y + 2] = Wider(now[y] ^ before[y]);
+        changes.added[y] = now[y] & ~before[y];
+    }
+    Word columns = 0;
+    for (std::size_t y = 0; y < 66; ++y) {
+        changes.rows[y] = wide[y] | wide[y + 1] | wide[y + 2];
+        columns |= changes.rows[y];
+    }
+    changes.inColumns = columns;
+}
+
+KORVANE_INLINED Word NotZeroInlined(const Word* rows) {
+    Word found = 0;
+    for (std::size_t y = 0; y < 64; ++y) {
+        found |= Word{rows[y] != 0} << y;
+    }
+    return found;
+}
+
+// The bands' reached pixels are a piece; then they are 0 again.
+KORVANE_INLINED void AddPiece(Bands& bands, std::size_t first, std::size_t last, TilePieces& found) {
+    TilePiece piece{};
+    piece.y0 = static_cast<std::uint8_t>(2 * first - (bands[first].upperReached != 0 ? 2 : 1));
+    piece.y1 = static_cast<std::uint8_t>(2 * last - (bands[last].lowerReached != 0 ? 1 : 2));
+    piece.top = piece.y0 == 0 ? bands[first].upperReached : 0;
+    piece.bottom = piece.y1 == 63 ? bands[last].lowerReached : 0;
+    // All rows of the bands are written; an empty last one is written over again.
+    piece.rows = found.rowCount + (piece.y0 & 1u);
+    Word* to = found.rows.data() + found.rowCount;
+    for (std::size_t k = first; k <= last; ++k, to += 2) {
+        Band& band = bands[k];
+        to[0] = band.upperReached;
+        to[1] = band.lowerReached;
+        piece.columns |= band.upperReached | band.lowerReached;
+        band.upperReached = band.lowerReached = 0;
+    }
+    const unsigned count = piece.y1 - piece.y0 + 1u;
+    found.rowCount = piece.rows + count;
+    const Word* rows = found.rows.data() + piece.rows;
+    for (unsigned i = 0; (piece.columns & 1u) != 0 && i < count; ++i) {
+        piece.left |= (rows[i] & 1u) << (piece.y0 + i);
+    }
+    for (unsigned i = 0; (piece.columns >> 63) != 0 && i < count; ++i) {
+        piece.right |= (rows[i] >> 63) << (piece.y0 + i);
+    }
+    found.pieces.push_back(piece);
+}
+
+// Pixels in neighbouring columns of two neighbouring rows hang together whichever of the rows they are in, so two rows
+// at a time, a band, are flooded as if they were one.
+template <typename Carry>
+KORVANE_INLINED void FindPiecesInlined(const TileRows& pixels, TilePieces& found) {
+    found.pieces.clear();
+    found.rowCount = 0;
+    Bands bands;
+    bands.front() = bands.back() = Band{};
+    for (std::size_t k = 1; k <= kBands; ++k) {
+        bands[k] = {pixels[2 * k - 2], pixels[2 * k - 1], 0, 0, 0};
+    }
+    for (std::size_t start = 1; start <= kBands; ++start) {
+        while ((bands[start].upper | bands[start].lower) != 0) {
+            const Word open = bands[start].upper | bands[start].lower;
+            bands[start].seeds = open & (~open + 1);
+            Word waiting = Word{1} << start;  // bands with seeds
+            Word reached = 0;
+            while (waiting != 0) {
+                const auto k = static_cast<std::size_t>(BitGrid::Lowest(waiting));
+                Band* const band = bands.data() + k;
+                const Word taken = Carry::Stretches(band->seeds, band->upper | band->lower);
+                const Word upper = taken & band->upper;
+                const Word lower = taken & band->lower;
+                const Word above = Wider(upper) & band[-1].lower;
+                const Word below = Wider(lower) & band[1].upper;
+                band->seeds = 0;
+                band->upper ^= upper;
+                band->lower ^= lower;
+                band->upperReached |= upper;
+                band->lowerReached |= lower;
+                band[-1].seeds |= above;
+                band[1].seeds |= below;
+                reached |= Word{1} << k;
+                waiting &= waiting - 1;
+                waiting |= Word{above != 0} << (k - 1) | Word{below != 0} << (k + 1);
+            }
+            AddPiece(bands, start, static_cast<std::size_t>(BitGrid::Highest(reached)), found);
+        }
+    }
+}
+
+struct Functions {
+    void (*findChanges)(const TileRows&, const TileRows&, TileChanges&);
+    void (*findPieces)(const TileRows&, TilePieces&);
+};
+
+struct Baseline {
+    static void FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes) {
+        FindChangesInlined(now, before, changes);
+        changes.inRows = NotZeroInlined(changes.rows.data() + 1);
+    }
+    static void FindPieces(const TileRows& pixels, TilePieces& found) {
+        FindPiecesInlined<BaselineCarry>(pixels, found);
+    }
+};
+
+struct Avx2 {
+    KORVANE_AVX2 static void FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes) {
+        FindChangesInlined(now, before, changes);
+        changes.inRows = NotZeroInlined(changes.rows.data() + 1);
+    }
+    KORVANE_AVX2 static void FindPieces(const TileRows& pixels, TilePieces& found) {
+        FindPiecesInlined<Bmi2Carry>(pixels, found);
+    }
+};
+
+struct Avx512 {
+    KORVANE_AVX512 static void FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes) {
+        FindChangesInlined(now, before, changes);
+        changes.inRows = 0;
+        for (std::size_t y = 0; y < 64; y += 8) {
+            const __m512i rows = _mm512_loadu_si512(changes.rows.data() + y + 1);
+            changes.inRows |= Word{_mm512_test_epi64_mask(rows, rows)} << y;
+        }
+    }
+    KORVANE_AVX512 static void FindPieces(const TileRows& pixels, TilePieces& found) {
+        FindPiecesInlined<Bmi2Carry>(pixels, found);
+    }
+};
+
+Functions FunctionsOf(TileVariant variant) {
+    if (variant == TileVariant::Avx512) return {Avx512::FindChanges, Avx512::FindPieces};
+    if (variant == TileVariant::Avx2) return {Avx2::FindChanges, Avx2::FindPieces};
+    return {Baseline::FindChanges, Baseline::FindPieces};
+}
+
+const Functions& Best() {
+    static const Functions best = FunctionsOf(RunsHere(TileVariant::Avx512) ? TileVariant::Avx512
+                                              : RunsHere(TileVariant::Avx2) ? TileVariant::Avx2
+                                                                            : TileVariant::Baseline);
+    return best;
+}
+
+}  // namespace
+
+bool RunsHere(TileVariant variant) {
+    if (variant == TileVariant::Baseline) return true;
+    const bool runsAvx2 = __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
+                          __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("lzcnt") != 0;
+    return runsAvx2 && (variant == TileVariant::Avx2 ||
+                        (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0));
+}
+
+void TileFlood::FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes) {
+    Best().findChanges(now, before, changes);
+}
+
+void TileFlood::FindPieces(const TileRows& pixels, TilePieces& found) { Best().findPieces(pixels, found); }
+
+void FindTileChangesWith(TileVariant variant, const TileRows& now, const TileRows& before, TileChanges& changes) {
+    FunctionsOf(variant).findChanges(now, before, changes);
+}
+
+void FindTilePiecesWith(TileVariant variant, const TileRows& pixels, TilePieces& found) {
+    FunctionsOf(variant).findPieces(pixels, found);
+}
+
+}  // namespace Korvane

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "BitGrid.h"
+
+namespace Korvane {
+
+/// 64 x 64 pixels by rows; bit 0 of a row is the leftmost.
+using TileRows = std::array<BitGrid::Word, 64>;
+
+/// Pixels of a tile that hang together. A cache line.
+struct alignas(64) TilePiece {
+    BitGrid::Word top, bottom, left, right;  // those in the tile's outermost rows and columns; bit 0 left, or top
+    BitGrid::Word columns;                   // those that it has pixels in
+    std::uint32_t rows;                      // where its rows are, from y0 on
+    std::int32_t visit;                      // for the owner
+    std::uint8_t y0, y1;
+};
+
+/// Where the rows of two tiles differ.
+struct TileChanges {
+    std::array<BitGrid::Word, 66> rows;  // what differs, or is one of the eight around that; row y is rows[y + 1]
+    BitGrid::Word inRows;                // which rows of the tile have any of it
+    BitGrid::Word inColumns;
+    TileRows added;  // what is in the one and was not in the other
+};
+
+/// The 8-connected pieces of a tile.
+struct TilePieces {
+    std::vector<TilePiece> pieces;
+    std::array<BitGrid::Word, 2 * 64 * 64> rows;  // of all pieces; each has a pixel, but for one in front of a piece
+    std::uint32_t rowCount;
+};
+
+/// What is done to the rows of tiles, in the widest instructions that the processor has.
+struct TileFlood {
+    static void FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes);
+    /// Pieces come in the order of their first pairs of rows, and there from left to right.
+    static void FindPieces(const TileRows& pixels, TilePieces& found);
+};
+
+/// The instruction sets that this is compiled for. All give the same bits.
+enum class TileVariant { Baseline, Avx2, Avx512 };
+
+/// Whether this processor runs the variant.
+bool RunsHere(TileVariant variant);
+
+/// TileFlood with a variant of the caller's choice, which must run here; for tests.
+void FindTileChangesWith(TileVariant variant, const TileRows& now, const TileRows& before, TileChanges& changes);
+void FindTilePiecesWith(TileVariant variant, const TileRows& pixels, TilePieces& found);
+
+}  // namespace Korvane
