@@ -24,8 +24,9 @@ NetworkTiles::NetworkTiles(int width, int height)
 
 void NetworkTiles::AddPatch(int tileColumn, int y, Word pixels) {
     const std::int32_t tile = TileOf(tileColumn, y);
+    BitsOf(tile).either[RowOf(y)] |= pixels;
     BitsOf(tile).patch[RowOf(y)] |= pixels;
-    StateOf(tile).isStale = true;
+    StateOf(tile).isStale = StateOf(tile).hasGrown = true;
 }
 
 bool NetworkTiles::IsPatchAround(int x, int y) const {
@@ -51,7 +52,6 @@ void NetworkTiles::TurnPatch(PieceAt at) {
     Bits& bits = BitsOf(at.tile);
     MasksOf(at.tile, static_cast<std::size_t>(at.piece) / 64).patches &= ~BitOf(at);
     for (std::size_t y = piece.y0; y <= piece.y1; ++y) {
-        bits.region[y] |= rows[y - piece.y0];
         bits.patch[y] &= ~rows[y - piece.y0];
     }
     NoteRegionChange(at.tile);

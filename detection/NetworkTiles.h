@@ -50,6 +50,7 @@ public:
         bool hasStrays;
         bool isFoundAnew;         // since the owner said that it is not
         bool isStale;             // to be compared with the pixels that the pieces were found for
+        bool hasGrown;            // there may be more pixels of either kind than there were then
         bool isToTake;            // its region may have changed
         std::uint8_t staleSides;  // directions that contacts are to be found for again
         std::uint8_t maskCount;
@@ -76,16 +77,16 @@ public:
     /// Adds pixels, and tells which are there, in row y from column 64 * tileColumn on.
     void AddPatch(int tileColumn, int y, Word pixels);
     Word PatchesIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).patch[RowOf(y)]; }
-    Word RegionsIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).region[RowOf(y)]; }
+    Word RegionsIn(int tileColumn, int y) const { return BitsOf(TileOf(tileColumn, y)).RegionIn(RowOf(y)); }
     /// Whether a patch has a pixel among the nine around (x, y).
     bool IsPatchAround(int x, int y) const;
     /// Adds pixels of either kind to a row of a tile.
     void AddRow(std::int32_t tile, int y, Word region, Word patch) {
         if ((region | patch) != 0) {
-            BitsOf(tile).region[RowOf(y)] |= region;
+            BitsOf(tile).either[RowOf(y)] |= region | patch;
             BitsOf(tile).patch[RowOf(y)] |= patch;
             NoteRegionChange(tile);
-            StateOf(tile).isStale = true;
+            StateOf(tile).isStale = StateOf(tile).hasGrown = true;
         }
     }
     /// Makes a region of the pixels of a piece that is a patch. The piece stays, and stays linked to those around it,
@@ -95,9 +96,8 @@ public:
     void ClearRegion(const PixelRun& run) {
         ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
             Bits& at = BitsOf(tile);
-            bits &= at.region[row];
+            bits &= at.RegionIn(row);
             if (bits != 0) {
-                at.region[row] ^= bits;
                 at.patch[row] |= bits;
                 NoteRegionChange(tile);
                 StateOf(tile).isStale = true;
@@ -106,9 +106,7 @@ public:
     }
 
     /// The pixels of a tile's row that are of either kind.
-    Word EitherIn(std::int32_t tile, int y) const {
-        return BitsOf(tile).region[RowOf(y)] | BitsOf(tile).patch[RowOf(y)];
-    }
+    Word EitherIn(std::int32_t tile, int y) const { return BitsOf(tile).either[RowOf(y)]; }
     /// Calls changed(tile, y, gained, lost) for each row of a tile where region came or went since the last call, or
     /// the start, and is there or gone still.
     template <typename Changed>
@@ -190,6 +188,17 @@ public:
         const Contact* contacts = at.contacts.data();
         return {other, contacts + at.FirstContact(direction), contacts + at.contactEnds[direction]};
     }
+    /// Fetches ahead what Get, and what TurnPatch, will ask for; the second when the first is there, the third
+    /// likewise.
+    void FetchTile(std::int32_t tile) const { __builtin_prefetch(&tiles_[static_cast<std::size_t>(tile)].pieces); }
+    void FetchPiece(PieceAt at) const { __builtin_prefetch(&Get(at)); }
+    void FetchRows(PieceAt at) const {
+        const Piece& piece = Get(at);
+        __builtin_prefetch(RowsOf(at));
+        __builtin_prefetch(RowsOf(at) + (piece.y1 - piece.y0));
+        __builtin_prefetch(&BitsOf(at.tile).patch[piece.y0], 1);
+        __builtin_prefetch(&BitsOf(at.tile).patch[piece.y1], 1);
+    }
     /// Fetches ahead what tells where a tile's links and contacts are, and, once that is there, these.
     void FetchPlaces(std::int32_t tile) const {
         __builtin_prefetch(&tiles_[static_cast<std::size_t>(tile)]);
@@ -208,11 +217,13 @@ public:
 private:
     using Rows = TileRows;
     struct Bits {
-        Rows region;
+        Rows either;  // regions and patches; never less
         Rows patch;
-        Rows regionBefore;  // when pieces were found last
+        Rows eitherBefore;  // when pieces were found last
         Rows patchBefore;
         Rows regionTaken;  // when region's changes were taken last
+
+        Word RegionIn(std::size_t row) const { return either[row] & ~patch[row]; }
     };
     struct alignas(64) Border {
         std::array<Word, kDirections> pieces;
@@ -265,7 +276,7 @@ private:
         }
     }
     void FindPieces(std::int32_t tile);
-    void TakeAway(std::int32_t tile, const Rows& now, const Rows& before, bool arePatches, Rows& left);
+    void TakeAway(std::int32_t tile, const Rows& now, bool arePatches, Rows& left);
     void Forget(std::int32_t tile);
     void AddPieces(std::int32_t tile, const Rows& pixels, bool arePatches);
     std::size_t NewNumber(std::int32_t tile);
@@ -316,13 +327,13 @@ void NetworkTiles::TakeRegionChanges(Changed changed) {
         StateOf(tile).isToTake = false;
         Bits& bits = BitsOf(tile);
         for (int row = 0; row < kSide; ++row) {
-            const Word now = bits.region[RowOf(row)];
+            const Word now = bits.RegionIn(RowOf(row));
             const Word before = bits.regionTaken[RowOf(row)];
             if (now != before) {
                 changed(tile, Top(tile) + row, now & ~before, before & ~now);
+                bits.regionTaken[RowOf(row)] = now;
             }
         }
-        bits.regionTaken = bits.region;
     }
     toTake_.clear();
 }

@@ -31,42 +31,40 @@ void NetworkTiles::FindPieces(std::int32_t number) {
     Tile& tile = tiles_[static_cast<std::size_t>(number)];
     Bits& bits = BitsOf(number);
     State& state = StateOf(number);
-    state.isStale = false;
-    const bool isOfOtherRegions = bits.region != bits.regionBefore;
-    const bool isOfOtherPatches = bits.patch != bits.patchBefore;
+    const bool hasGrown = state.hasGrown && bits.either != bits.eitherBefore;
+    state.isStale = state.hasGrown = false;
     for (std::size_t i = 0; i < state.maskCount; ++i) {
         MasksOf(number, i).patches = tile.found[i].patches;  // also those turned, and cleared again
         gone_[i] = new_[i] = 0;
     }
-    if (!isOfOtherRegions && !isOfOtherPatches) {
+    if (!hasGrown && bits.patch == bits.patchBefore) {
         return;
     }
     state.isFoundAnew = true;
     Rows regions;
-    Rows patches;
-    if (isOfOtherRegions) {
-        TakeAway(number, bits.region, bits.regionBefore, false, regions);
+    Rows regionsBefore;
+    for (std::size_t y = 0; y < regions.size(); ++y) {
+        regions[y] = bits.RegionIn(y);
+        regionsBefore[y] = bits.eitherBefore[y] & ~bits.patchBefore[y];
     }
-    if (isOfOtherPatches) {
-        TakeAway(number, bits.patch, bits.patchBefore, true, patches);
-    }
+    Rows patchesLeft;
+    Rows regionsLeft;
+    TileFlood::FindChanges(bits.patch, bits.patchBefore, changes_);
+    TakeAway(number, bits.patch, true, patchesLeft);
+    TileFlood::FindChanges(regions, regionsBefore, changes_);
+    TakeAway(number, regions, false, regionsLeft);
     Forget(number);
-    if (isOfOtherRegions) {
-        AddPieces(number, regions, false);
-        bits.regionBefore = bits.region;
-    }
-    if (isOfOtherPatches) {
-        AddPieces(number, patches, true);
-        bits.patchBefore = bits.patch;
-    }
+    AddPieces(number, regionsLeft, false);
+    AddPieces(number, patchesLeft, true);
+    bits.eitherBefore = bits.either;
+    bits.patchBefore = bits.patch;
     FindLinks(number);
 }
 
 // A piece with no change in it or beside it is what it was, and nothing else has joined it. `left`: the pixels that are
 // of no piece any more, or of none yet.
-void NetworkTiles::TakeAway(std::int32_t number, const Rows& now, const Rows& before, bool arePatches, Rows& left) {
+void NetworkTiles::TakeAway(std::int32_t number, const Rows& now, bool arePatches, Rows& left) {
     const Tile& tile = tiles_[static_cast<std::size_t>(number)];
-    TileFlood::FindChanges(now, before, changes_);
     left = changes_.added;
     for (std::size_t i = 0; i < tile.found.size(); ++i) {
         const Found& found = tile.found[i];

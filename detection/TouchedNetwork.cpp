@@ -381,10 +381,17 @@ bool TouchedNetwork::HasNews(std::int32_t tile) {
 }
 
 void TouchedNetwork::Settle() {
-    for (const PiecesAt& at : turned_) {
-        ForEachBit(at.pieces, [&](std::size_t bit) {
-            tiles_.TurnPatch({at.tile, at.mask * 64 + static_cast<std::int32_t>(bit)});
-        });
+    // Each waits for memory three times; what is needed is known long before.
+    const auto ahead = [&](std::size_t k, auto fetch) {
+        if (k < turned_.size()) {
+            fetch(turned_[k]);
+        }
+    };
+    for (std::size_t k = 0; k < turned_.size(); ++k) {
+        ahead(k + 9, [&](const PiecesAt& at) { tiles_.FetchTile(at.tile); });
+        ahead(k + 6, [&](const PiecesAt& at) { ForEachPiece(at, [&](PieceAt piece) { tiles_.FetchPiece(piece); }); });
+        ahead(k + 3, [&](const PiecesAt& at) { ForEachPiece(at, [&](PieceAt piece) { tiles_.FetchRows(piece); }); });
+        ForEachPiece(turned_[k], [&](PieceAt piece) { tiles_.TurnPatch(piece); });
     }
     for (const VisitedTile& tile : visitedTiles_) {
         tiles_.StateOf(tiles_.TileAt(tile.x0, tile.y0)).isVisited = false;
