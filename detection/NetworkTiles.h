@@ -288,6 +288,7 @@ private:
     void SetContacts(std::int32_t tile, std::size_t direction);
     void GatherSides(std::int32_t tile, std::size_t direction, std::vector<SideOf>& sides) const;
     static void PackRows(Tile& tile);
+    static void FetchPieces(const Tile& tile);
     template <typename Change>
     void ChangeRun(const PixelRun& run, Change change);
     static std::size_t Opposite(std::size_t direction) { return direction < kUpLeft ? direction ^ 1u : 11 - direction; }
