@@ -46,15 +46,54 @@ bool NetworkTiles::IsPatchAround(int x, int y) const {
     return false;
 }
 
-void NetworkTiles::TurnPatch(PieceAt at) {
-    const Piece& piece = Get(at);
-    const Word* rows = RowsOf(at);
-    Bits& bits = BitsOf(at.tile);
-    MasksOf(at.tile, static_cast<std::size_t>(at.piece) / 64).patches &= ~BitOf(at);
-    for (std::size_t y = piece.y0; y <= piece.y1; ++y) {
-        bits.patch[y] &= ~rows[y - piece.y0];
+void NetworkTiles::TurnPatches(std::int32_t tile, const PieceSet& turned) {
+    Rows& patch = BitsOf(tile).patch;
+    int turnedCount = 0;
+    int leftCount = 0;
+    for (std::size_t i = 0; i < StateOf(tile).maskCount; ++i) {
+        MasksOf(tile, i).patches &= ~turned[i];
+        turnedCount += __builtin_popcountll(turned[i]);
+        leftCount += __builtin_popcountll(MasksOf(tile, i).patches);
     }
-    NoteRegionChange(at.tile);
+    Rows rows{};
+    for (std::size_t i = 0; i < StateOf(tile).maskCount; ++i) {
+        AddRows(tile, i, leftCount < turnedCount ? MasksOf(tile, i).patches : turned[i], rows);
+    }
+    for (std::size_t y = 0; y < rows.size(); ++y) {
+        patch[y] = leftCount < turnedCount ? rows[y] : patch[y] & ~rows[y];
+    }
+    NoteRegionChange(tile);
+}
+
+void NetworkTiles::FindPixels(std::int32_t tile, const PieceSet& pieces, TileRows& pixels) const {
+    const Tile& at = tiles_[static_cast<std::size_t>(tile)];
+    int count = 0;
+    int otherCount = 0;
+    for (std::size_t i = 0; i < at.found.size(); ++i) {
+        count += __builtin_popcountll(pieces[i]);
+        otherCount += __builtin_popcountll(at.found[i].pieces & ~pieces[i]);
+    }
+    pixels.fill(0);
+    for (std::size_t i = 0; i < at.found.size(); ++i) {
+        AddRows(tile, i, otherCount < count ? at.found[i].pieces & ~pieces[i] : pieces[i], pixels);
+    }
+    if (otherCount < count) {
+        const Rows& either = BitsOf(tile).either;
+        for (std::size_t y = 0; y < pixels.size(); ++y) {
+            pixels[y] = either[y] & ~pixels[y];
+        }
+    }
+}
+
+void NetworkTiles::AddRows(std::int32_t tile, std::size_t i, Word pieces, TileRows& pixels) const {
+    ForEachBit(pieces, [&](std::size_t bit) {
+        const PieceAt at{tile, static_cast<std::int32_t>(i * 64 + bit)};
+        const Piece& piece = Get(at);
+        const Word* rows = RowsOf(at);
+        for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
+            pixels[row] |= rows[row - piece.y0];
+        }
+    });
 }
 
 NetworkTiles::PieceAt NetworkTiles::Find(int x, int y) {

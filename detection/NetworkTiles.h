@@ -89,9 +89,9 @@ public:
             StateOf(tile).isStale = StateOf(tile).hasGrown = true;
         }
     }
-    /// Makes a region of the pixels of a piece that is a patch. The piece stays, and stays linked to those around it,
-    /// which are of its kind then.
-    void TurnPatch(PieceAt at);
+    /// Makes regions of pieces of a tile that are patches, those of mask i that are in turned[i]. The pieces stay, and
+    /// stay linked to those around them, which are of their kind then.
+    void TurnPatches(std::int32_t tile, const PieceSet& turned);
     /// Makes patches of the region's pixels in a run.
     void ClearRegion(const PixelRun& run) {
         ChangeRun(run, [&](std::int32_t tile, std::size_t row, Word bits) {
@@ -150,6 +150,9 @@ public:
     const Word* RowsOf(PieceAt at) const {
         return tiles_[static_cast<std::size_t>(at.tile)].rows.data() + Get(at).rows;
     }
+    /// The pixels of some pieces of a tile, those of mask i that are in pieces[i]. Cost: their rows, or those of all
+    /// others and of the tile, whatever is less.
+    void FindPixels(std::int32_t tile, const PieceSet& pieces, TileRows& pixels) const;
     /// The pixels of a piece in row y of the picture, which is one of its tile's.
     Word PixelsOfRow(PieceAt at, int y) const {
         const Piece& piece = Get(at);
@@ -187,17 +190,6 @@ public:
         const Tile& at = tiles_[static_cast<std::size_t>(tile)];
         const Contact* contacts = at.contacts.data();
         return {other, contacts + at.FirstContact(direction), contacts + at.contactEnds[direction]};
-    }
-    /// Fetches ahead what Get, and what TurnPatch, will ask for; the second when the first is there, the third
-    /// likewise.
-    void FetchTile(std::int32_t tile) const { __builtin_prefetch(&tiles_[static_cast<std::size_t>(tile)].pieces); }
-    void FetchPiece(PieceAt at) const { __builtin_prefetch(&Get(at)); }
-    void FetchRows(PieceAt at) const {
-        const Piece& piece = Get(at);
-        __builtin_prefetch(RowsOf(at));
-        __builtin_prefetch(RowsOf(at) + (piece.y1 - piece.y0));
-        __builtin_prefetch(&BitsOf(at.tile).patch[piece.y0], 1);
-        __builtin_prefetch(&BitsOf(at.tile).patch[piece.y1], 1);
     }
     /// Fetches ahead what tells where a tile's links and contacts are, and, once that is there, these.
     void FetchPlaces(std::int32_t tile) const {
@@ -287,6 +279,7 @@ private:
     void FindContacts(std::int32_t tile, std::size_t direction);
     void SetContacts(std::int32_t tile, std::size_t direction);
     void GatherSides(std::int32_t tile, std::size_t direction, std::vector<SideOf>& sides) const;
+    void AddRows(std::int32_t tile, std::size_t i, Word pieces, TileRows& pixels) const;
     static void PackRows(Tile& tile);
     static void FetchPieces(const Tile& tile);
     template <typename Change>

@@ -332,17 +332,11 @@ void TouchedNetwork::CollectVisitedRows() {
 
 void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
     Rows& visited = visitedRows_[static_cast<std::size_t>(tile)];
-    visited.fill(0);
+    PieceSet pieces;
     for (std::size_t i = 0; i < tiles_.StateOf(tile).maskCount; ++i) {
-        ForEachBit(tiles_.MasksOf(tile, i).visited, [&](std::size_t bit) {
-            const PieceAt at{tile, static_cast<std::int32_t>(i * 64 + bit)};
-            const Piece& piece = tiles_.Get(at);
-            const Word* rows = tiles_.RowsOf(at);
-            for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
-                visited[row] |= rows[row - piece.y0];
-            }
-        });
+        pieces[i] = tiles_.MasksOf(tile, i).visited;
     }
+    tiles_.FindPixels(tile, pieces, visited);
     // As long as these pixels are visited, what is known only comes to have more of them, or less of others.
     const Word* known = known_.data() + static_cast<std::size_t>(tile) * NetworkTiles::kSide;
     Word strays = 0;
@@ -381,17 +375,18 @@ bool TouchedNetwork::HasNews(std::int32_t tile) {
 }
 
 void TouchedNetwork::Settle() {
-    // Each waits for memory three times; what is needed is known long before.
-    const auto ahead = [&](std::size_t k, auto fetch) {
-        if (k < turned_.size()) {
-            fetch(turned_[k]);
+    // All patches that are met are turned.
+    PieceSet turned;
+    for (const PiecesAt& at : turned_) {
+        Word any = 0;
+        for (std::size_t i = 0; i < tiles_.StateOf(at.tile).maskCount; ++i) {
+            const Masks& masks = tiles_.MasksOf(at.tile, i);
+            turned[i] = masks.met & masks.patches;
+            any |= turned[i];
         }
-    };
-    for (std::size_t k = 0; k < turned_.size(); ++k) {
-        ahead(k + 9, [&](const PiecesAt& at) { tiles_.FetchTile(at.tile); });
-        ahead(k + 6, [&](const PiecesAt& at) { ForEachPiece(at, [&](PieceAt piece) { tiles_.FetchPiece(piece); }); });
-        ahead(k + 3, [&](const PiecesAt& at) { ForEachPiece(at, [&](PieceAt piece) { tiles_.FetchRows(piece); }); });
-        ForEachPiece(turned_[k], [&](PieceAt piece) { tiles_.TurnPatch(piece); });
+        if (any != 0) {
+            tiles_.TurnPatches(at.tile, turned);
+        }
     }
     for (const VisitedTile& tile : visitedTiles_) {
         tiles_.StateOf(tiles_.TileAt(tile.x0, tile.y0)).isVisited = false;

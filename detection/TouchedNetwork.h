@@ -114,12 +114,6 @@ private:
         std::int32_t mask;
         Word pieces;
     };
-    template <typename Visit>
-    static void ForEachPiece(const PiecesAt& at, Visit visit) {
-        ForEachBit(at.pieces, [&](std::size_t bit) {
-            visit(PieceAt{at.tile, at.mask * 64 + static_cast<std::int32_t>(bit)});
-        });
-    }
     struct VisitRecord {
         std::int32_t cluster;  // forest over visits; a root stands for itself
         std::size_t firstTurned;

@@ -35,6 +35,12 @@ NetworkTiles::PieceAt Numbered(std::int32_t tile, std::size_t number) {
     return {tile, static_cast<std::int32_t>(number)};
 }
 
+void TurnPatch(NetworkTiles& tiles, NetworkTiles::PieceAt at) {
+    NetworkTiles::PieceSet turned{};
+    turned[static_cast<std::size_t>(at.piece) / 64] = NetworkTiles::BitOf(at);
+    tiles.TurnPatches(at.tile, turned);
+}
+
 /// Pieces of the same tile that are said to be beside one.
 std::vector<NetworkTiles::PieceAt> LinkedWith(const NetworkTiles& tiles, NetworkTiles::PieceAt at) {
     std::vector<NetworkTiles::PieceAt> linked;
@@ -177,7 +183,7 @@ void ChangeAtRandom(std::mt19937& random, NetworkTiles& tiles, Map& map) {
             for (const auto& [v, u] : PixelsOf(tiles, {at})) {
                 map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] = kRegion;
             }
-            tiles.TurnPatch(at);
+            TurnPatch(tiles, at);
         }
         if (i % 3 == 0) {
             tiles.ClearRegion(run);
@@ -230,13 +236,13 @@ TEST(NetworkTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
     NetworkTiles tiles(40, 3);
     tiles.AddRow(0, 1, Columns(2, 9), Columns(10, 20));
     const NetworkTiles::PieceAt patch = tiles.Find(15, 1);
-    tiles.TurnPatch(patch);
+    TurnPatch(tiles, patch);
     EXPECT_FALSE(tiles.IsPatch(tiles.Find(15, 1)));
     EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 19u);
     tiles.ClearRegion({1, 10, 20});
     EXPECT_TRUE(tiles.IsPatch(tiles.Find(15, 1)));
     EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 11u);
-    tiles.TurnPatch(tiles.Find(15, 1));
+    TurnPatch(tiles, tiles.Find(15, 1));
     tiles.ClearRegion({1, 30, 35});                               // of neither kind
     tiles.AddPatch(0, 1, Columns(30, 30));                        // away from the rest
     EXPECT_EQ(PixelsOf(tiles, {tiles.Find(15, 1)}).size(), 19u);  // found again, as one
