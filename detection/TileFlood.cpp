@@ -105,8 +105,53 @@ KORVANE_INLINED void AddPiece(Bands& bands, std::size_t first, std::size_t last,
     found.pieces.push_back(piece);
 }
 
+// Takes from a band what hangs together with seeds, and tells what that reaches in the bands above and below.
+template <typename Carry>
+KORVANE_INLINED void TakeFrom(Band* band, Word seeds, Word& above, Word& below) {
+    const Word taken = Carry::Stretches(seeds, band->upper | band->lower);
+    const Word upper = taken & band->upper;
+    const Word lower = taken & band->lower;
+    above = Wider(upper) & band[-1].lower;
+    below = Wider(lower) & band[1].upper;
+    band->upper ^= upper;
+    band->lower ^= lower;
+    band->upperReached |= upper;
+    band->lowerReached |= lower;
+}
+
 // Pixels in neighbouring columns of two neighbouring rows hang together whichever of the rows they are in, so two rows
-// at a time, a band, are flooded as if they were one.
+// at a time, a band, are flooded as if they were one: downwards as long as there are seeds, then upwards from the
+// lowest band that was left with some, and so on. What comes next is mostly known without a look at memory.
+template <typename Carry>
+KORVANE_INLINED std::size_t FloodFrom(std::size_t start, Bands& bands) {
+    Word reached = 0;
+    Word waiting = Word{1} << start;  // bands with seeds
+    const auto goOn = [&](std::size_t k, bool isDown) {
+        for (Word seeds = bands[k].seeds; seeds != 0;) {
+            bands[k].seeds = 0;
+            waiting &= ~(Word{1} << k);
+            reached |= Word{1} << k;
+            Word above = 0;
+            Word below = 0;
+            TakeFrom<Carry>(&bands[k], seeds, above, below);
+            const std::size_t next = isDown ? k + 1 : k - 1;
+            const std::size_t last = isDown ? k - 1 : k + 1;
+            const Word back = isDown ? above : below;
+            bands[last].seeds |= back;
+            waiting |= Word{back != 0} << last;
+            k = next;
+            seeds = bands[k].seeds | (isDown ? below : above);
+        }
+    };
+    while (waiting != 0) {
+        goOn(static_cast<std::size_t>(BitGrid::Lowest(waiting)), true);
+        if (waiting != 0) {
+            goOn(static_cast<std::size_t>(BitGrid::Highest(waiting)), false);
+        }
+    }
+    return static_cast<std::size_t>(BitGrid::Highest(reached));
+}
+
 template <typename Carry>
 KORVANE_INLINED void FindPiecesInlined(const TileRows& pixels, TilePieces& found) {
     found.pieces.clear();
@@ -120,28 +165,7 @@ KORVANE_INLINED void FindPiecesInlined(const TileRows& pixels, TilePieces& found
         while ((bands[start].upper | bands[start].lower) != 0) {
             const Word open = bands[start].upper | bands[start].lower;
             bands[start].seeds = open & (~open + 1);
-            Word waiting = Word{1} << start;  // bands with seeds
-            Word reached = 0;
-            while (waiting != 0) {
-                const auto k = static_cast<std::size_t>(BitGrid::Lowest(waiting));
-                Band* const band = bands.data() + k;
-                const Word taken = Carry::Stretches(band->seeds, band->upper | band->lower);
-                const Word upper = taken & band->upper;
-                const Word lower = taken & band->lower;
-                const Word above = Wider(upper) & band[-1].lower;
-                const Word below = Wider(lower) & band[1].upper;
-                band->seeds = 0;
-                band->upper ^= upper;
-                band->lower ^= lower;
-                band->upperReached |= upper;
-                band->lowerReached |= lower;
-                band[-1].seeds |= above;
-                band[1].seeds |= below;
-                reached |= Word{1} << k;
-                waiting &= waiting - 1;
-                waiting |= Word{above != 0} << (k - 1) | Word{below != 0} << (k + 1);
-            }
-            AddPiece(bands, start, static_cast<std::size_t>(BitGrid::Highest(reached)), found);
+            AddPiece(bands, start, FloodFrom<Carry>(start, bands), found);
         }
     }
 }
