@@ -275,7 +275,7 @@ private:
     void AddMasks(std::int32_t tile);
     void NoteBorders(std::int32_t tile, const Piece& piece, std::size_t number);
     void FindLinks(std::int32_t tile);
-    void FindLinks(Tile& tile, std::size_t number, const PieceSet& others);
+    void LinkWith(Tile& tile, std::size_t number, std::size_t i, Word others);
     void FindContacts(std::int32_t tile, std::size_t direction);
     void SetContacts(std::int32_t tile, std::size_t direction);
     void GatherSides(std::int32_t tile, std::size_t direction, std::vector<SideOf>& sides) const;
@@ -299,6 +299,7 @@ private:
     PieceSet new_;
     TileChanges changes_;
     TilePieces pieces_;
+    TileShapes shapes_;
     // While contacts are found:
     std::vector<SideOf> here_, there_;
     std::vector<Contact> found_;

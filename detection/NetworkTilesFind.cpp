@@ -3,30 +3,6 @@
 #include "NetworkTiles.h"
 
 namespace Korvane {
-namespace {
-
-using Word = BitGrid::Word;
-
-// What is on rows y0 to y1, or next to them: row y is around[y + 1].
-using RowsAround = std::array<Word, 66>;
-void FindAround(const Word* rows, int y0, int y1, RowsAround& around) {
-    Word* to = around.data() + y0;
-    Word above = 0;
-    Word here = 0;
-    for (const Word* below = rows; below <= rows + (y1 - y0); ++below, ++to) {
-        *to = Wider(above | here | *below);
-        above = here;
-        here = *below;
-    }
-    to[0] = Wider(above | here);
-    to[1] = Wider(here);
-}
-
-// Bits y0 to y1.
-Word Span(unsigned y0, unsigned y1) { return ~Word{0} >> (63 - (y1 - y0)) << y0; }
-
-}  // namespace
-
 void NetworkTiles::FindPieces(std::int32_t number) {
     Tile& tile = tiles_[static_cast<std::size_t>(number)];
     Bits& bits = BitsOf(number);
@@ -82,7 +58,7 @@ void NetworkTiles::TakeAway(std::int32_t number, const Rows& now, bool arePatche
         const Found& found = tile.found[i];
         for (Word kept = arePatches ? found.patches : found.pieces & ~found.patches; kept != 0; kept &= kept - 1) {
             const Piece& piece = tile.pieces[i * 64 + static_cast<std::size_t>(BitGrid::Lowest(kept))];
-            if ((piece.columns & changes_.inColumns) == 0 || (Span(piece.y0, piece.y1) & changes_.inRows) == 0) {
+            if ((piece.columns & changes_.inColumns) == 0 || (BitsFromTo(piece.y0, piece.y1) & changes_.inRows) == 0) {
                 continue;
             }
             const Word* rows = tile.rows.data() + piece.rows;
@@ -219,46 +195,34 @@ void NetworkTiles::NoteBorders(std::int32_t tile, const Piece& piece, std::size_
 
 void NetworkTiles::FindLinks(std::int32_t number) {
     Tile& tile = tiles_[static_cast<std::size_t>(number)];
-    PieceSet others;
-    for (const bool isPatch : {false, true}) {
-        for (std::size_t i = 0; i < tile.found.size(); ++i) {
-            // Of two new ones, the region finds the patch.
-            others[i] = isPatch ? tile.found[i].pieces & ~tile.found[i].patches & ~new_[i] : tile.found[i].patches;
-        }
-        for (std::size_t i = 0; i < tile.found.size(); ++i) {
-            const Word patches = tile.found[i].patches;
-            ForEachBit(new_[i] & (isPatch ? patches : ~patches),
-                       [&](std::size_t bit) { FindLinks(tile, i * 64 + bit, others); });
+    for (std::size_t i = 0; i < tile.found.size(); ++i) {
+        shapes_ = TileShapes{};
+        ForEachBit(tile.found[i].pieces, [&](std::size_t bit) {
+            const Piece& piece = tile.pieces[i * 64 + bit];
+            shapes_.columns[bit] = piece.columns;
+            shapes_.rows[bit] = BitsFromTo(piece.y0, piece.y1);
+        });
+        // Of two new ones, the region finds the patch.
+        const Word patches = tile.found[i].patches;
+        const Word regions = tile.found[i].pieces & ~patches & ~new_[i];
+        for (std::size_t k = 0; k < tile.found.size(); ++k) {
+            ForEachBit(new_[k], [&](std::size_t bit) {
+                const bool isPatch = (tile.found[k].patches >> bit & 1u) != 0;
+                LinkWith(tile, k * 64 + bit, i, isPatch ? regions : patches);
+            });
         }
     }
 }
 
-void NetworkTiles::FindLinks(Tile& tile, std::size_t number, const PieceSet& others) {
+// Links a piece with those of others, in mask i, that are beside it.
+void NetworkTiles::LinkWith(Tile& tile, std::size_t number, std::size_t i, Word others) {
     const std::size_t masks = tile.found.size();
-    const Piece& piece = tile.pieces[number];
-    RowsAround around;
-    FindAround(tile.rows.data() + piece.rows, piece.y0, piece.y1, around);
-    const Word columns = Wider(piece.columns);
-    const int y0 = piece.y0 - 1;
-    const int y1 = piece.y1 + 1;
-    for (std::size_t i = 0; i < masks; ++i) {
-        ForEachBit(others[i], [&](std::size_t bit) {
-            const Piece& other = tile.pieces[i * 64 + bit];
-            if (y0 > other.y1 || y1 < other.y0 || (columns & other.columns) == 0) {
-                return;
-            }
-            const Word* rows = tile.rows.data() + other.rows;
-            const int last = std::min<int>(y1, other.y1);
-            int y = std::max<int>(y0, other.y0);
-            while (y <= last && (around[static_cast<std::size_t>(y + 1)] & rows[y - other.y0]) == 0) {
-                ++y;
-            }
-            if (y <= last) {
-                tile.links[number * masks + i] |= Word{1} << bit;
-                tile.links[(i * 64 + bit) * masks + number / 64] |= BitGrid::Bit(static_cast<int>(number));
-            }
-        });
-    }
+    const Piece* pieces = tile.pieces.data();
+    const Word beside = TileFlood::FindBeside(pieces[number], pieces + i * 64, shapes_, others, tile.rows.data());
+    tile.links[number * masks + i] |= beside;
+    ForEachBit(beside, [&](std::size_t bit) {
+        tile.links[(i * 64 + bit) * masks + number / 64] |= BitGrid::Bit(static_cast<int>(number));
+    });
 }
 
 }  // namespace Korvane

@@ -2,6 +2,8 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
+
 namespace Korvane {
 namespace {
 
@@ -170,9 +172,88 @@ KORVANE_INLINED void FindPiecesInlined(const TileRows& pixels, TilePieces& found
     }
 }
 
+// Rows y0 to y1 widened, with those around them: row y is around[y + 1].
+KORVANE_INLINED void FindAround(const Word* rows, unsigned y0, unsigned y1, Word* around) {
+    Word* to = around + y0;
+    Word above = 0;
+    Word here = 0;
+    for (const Word* below = rows; below <= rows + (y1 - y0); ++below, ++to) {
+        *to = Wider(above | here | *below);
+        above = here;
+        here = *below;
+    }
+    to[0] = Wider(above | here);
+    to[1] = Wider(here);
+}
+
+template <typename Vectors>
+KORVANE_INLINED Word FindBesideInlined(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
+                                       Word among, const Word* rows) {
+    const Word near = Wider(BitsFromTo(piece.y0, piece.y1));
+    Word left = Vectors::Meeting(shapes, Wider(piece.columns), near) & among;
+    if (left == 0) {
+        return 0;
+    }
+    std::array<Word, 66> around;
+    FindAround(rows + piece.rows, piece.y0, piece.y1, around.data());
+    Word found = 0;
+    for (; left != 0; left &= left - 1) {
+        const TilePiece& other = others[BitGrid::Lowest(left)];
+        const int first = std::max<int>(piece.y0 - 1, other.y0);
+        const int last = std::min<int>(piece.y1 + 1, other.y1);
+        if (Vectors::HaveCommon(around.data() + first + 1, rows + other.rows + (first - other.y0), last - first + 1)) {
+            found |= left & (~left + 1);
+        }
+    }
+    return found;
+}
+
+struct BaselineVectors {
+    static KORVANE_INLINED Word Meeting(const TileShapes& shapes, Word columns, Word rows) {
+        Word found = 0;
+        for (std::size_t i = 0; i < 64; ++i) {
+            found |= Word{(shapes.columns[i] & columns) != 0 && (shapes.rows[i] & rows) != 0} << i;
+        }
+        return found;
+    }
+    static KORVANE_INLINED bool HaveCommon(const Word* a, const Word* b, int count) {
+        int i = 0;
+        while (i < count && (a[i] & b[i]) == 0) {
+            ++i;
+        }
+        return i < count;
+    }
+};
+
+struct Avx512Vectors {
+    KORVANE_AVX512 static inline Word Meeting(const TileShapes& shapes, Word columns, Word rows) {
+        const __m512i wantedColumns = _mm512_set1_epi64(static_cast<std::int64_t>(columns));
+        const __m512i wantedRows = _mm512_set1_epi64(static_cast<std::int64_t>(rows));
+        Word found = 0;
+        for (std::size_t i = 0; i < 64; i += 8) {
+            const __mmask8 inRows = _mm512_test_epi64_mask(_mm512_loadu_si512(&shapes.rows[i]), wantedRows);
+            const __m512i itsColumns = _mm512_loadu_si512(&shapes.columns[i]);
+            found |= Word{_mm512_mask_test_epi64_mask(inRows, itsColumns, wantedColumns)} << i;
+        }
+        return found;
+    }
+    KORVANE_AVX512 static inline bool HaveCommon(const Word* a, const Word* b, int count) {
+        for (int i = 0; i < count; i += 8) {
+            const auto wanted = static_cast<__mmask8>(count - i >= 8 ? 0xFF : (1 << (count - i)) - 1);
+            const __m512i common =
+                _mm512_and_si512(_mm512_maskz_loadu_epi64(wanted, a + i), _mm512_maskz_loadu_epi64(wanted, b + i));
+            if (_mm512_test_epi64_mask(common, common) != 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
 struct Functions {
     void (*findChanges)(const TileRows&, const TileRows&, TileChanges&);
     void (*findPieces)(const TileRows&, TilePieces&);
+    Word (*findBeside)(const TilePiece&, const TilePiece*, const TileShapes&, Word, const Word*);
 };
 
 struct Baseline {
@@ -183,6 +264,10 @@ struct Baseline {
     static void FindPieces(const TileRows& pixels, TilePieces& found) {
         FindPiecesInlined<BaselineCarry>(pixels, found);
     }
+    static Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes, Word among,
+                           const Word* rows) {
+        return FindBesideInlined<BaselineVectors>(piece, others, shapes, among, rows);
+    }
 };
 
 struct Avx2 {
@@ -192,6 +277,10 @@ struct Avx2 {
     }
     KORVANE_AVX2 static void FindPieces(const TileRows& pixels, TilePieces& found) {
         FindPiecesInlined<Bmi2Carry>(pixels, found);
+    }
+    KORVANE_AVX2 static Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
+                                        Word among, const Word* rows) {
+        return FindBesideInlined<BaselineVectors>(piece, others, shapes, among, rows);
     }
 };
 
@@ -207,12 +296,16 @@ struct Avx512 {
     KORVANE_AVX512 static void FindPieces(const TileRows& pixels, TilePieces& found) {
         FindPiecesInlined<Bmi2Carry>(pixels, found);
     }
+    KORVANE_AVX512 static Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
+                                          Word among, const Word* rows) {
+        return FindBesideInlined<Avx512Vectors>(piece, others, shapes, among, rows);
+    }
 };
 
 Functions FunctionsOf(TileVariant variant) {
-    if (variant == TileVariant::Avx512) return {Avx512::FindChanges, Avx512::FindPieces};
-    if (variant == TileVariant::Avx2) return {Avx2::FindChanges, Avx2::FindPieces};
-    return {Baseline::FindChanges, Baseline::FindPieces};
+    if (variant == TileVariant::Avx512) return {Avx512::FindChanges, Avx512::FindPieces, Avx512::FindBeside};
+    if (variant == TileVariant::Avx2) return {Avx2::FindChanges, Avx2::FindPieces, Avx2::FindBeside};
+    return {Baseline::FindChanges, Baseline::FindPieces, Baseline::FindBeside};
 }
 
 const Functions& Best() {
@@ -238,12 +331,22 @@ void TileFlood::FindChanges(const TileRows& now, const TileRows& before, TileCha
 
 void TileFlood::FindPieces(const TileRows& pixels, TilePieces& found) { Best().findPieces(pixels, found); }
 
+Word TileFlood::FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes, Word among,
+                           const Word* rows) {
+    return Best().findBeside(piece, others, shapes, among, rows);
+}
+
 void FindTileChangesWith(TileVariant variant, const TileRows& now, const TileRows& before, TileChanges& changes) {
     FunctionsOf(variant).findChanges(now, before, changes);
 }
 
 void FindTilePiecesWith(TileVariant variant, const TileRows& pixels, TilePieces& found) {
     FunctionsOf(variant).findPieces(pixels, found);
+}
+
+Word FindTilePiecesBesideWith(TileVariant variant, const TilePiece& piece, const TilePiece* others,
+                              const TileShapes& shapes, Word among, const Word* rows) {
+    return FunctionsOf(variant).findBeside(piece, others, shapes, among, rows);
 }
 
 }  // namespace Korvane

@@ -8,6 +8,11 @@
 
 namespace Korvane {
 
+/// Bits first to last of a word.
+inline BitGrid::Word BitsFromTo(unsigned first, unsigned last) {
+    return ~BitGrid::Word{0} >> (63 - (last - first)) << first;
+}
+
 /// 64 x 64 pixels by rows; bit 0 of a row is the leftmost.
 using TileRows = std::array<BitGrid::Word, 64>;
 
@@ -35,11 +40,20 @@ struct TilePieces {
     std::uint32_t rowCount;
 };
 
+/// Where 64 pieces of a tile are: the columns and the rows of each, 0 for none.
+struct TileShapes {
+    std::array<BitGrid::Word, 64> columns, rows;
+};
+
 /// What is done to the rows of tiles, in the widest instructions that the processor has.
 struct TileFlood {
     static void FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes);
     /// Pieces come in the order of their first pairs of rows, and there from left to right.
     static void FindPieces(const TileRows& pixels, TilePieces& found);
+    /// Those of 64 pieces, a bit for each, that a piece is 8-connected with, or overlaps. `rows`: what Piece::rows
+    /// counts from.
+    static BitGrid::Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
+                                    BitGrid::Word among, const BitGrid::Word* rows);
 };
 
 /// The instruction sets that this is compiled for. All give the same bits.
@@ -51,5 +65,7 @@ bool RunsHere(TileVariant variant);
 /// TileFlood with a variant of the caller's choice, which must run here; for tests.
 void FindTileChangesWith(TileVariant variant, const TileRows& now, const TileRows& before, TileChanges& changes);
 void FindTilePiecesWith(TileVariant variant, const TileRows& pixels, TilePieces& found);
+BitGrid::Word FindTilePiecesBesideWith(TileVariant variant, const TilePiece& piece, const TilePiece* others,
+                                       const TileShapes& shapes, BitGrid::Word among, const BitGrid::Word* rows);
 
 }  // namespace Korvane
