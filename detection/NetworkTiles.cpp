@@ -149,18 +149,11 @@ void NetworkTiles::GatherSides(std::int32_t tile, std::size_t direction, std::ve
 // The contacts of the other directions stay.
 void NetworkTiles::SetContacts(std::int32_t tile, std::size_t direction) {
     Tile& at = tiles_[static_cast<std::size_t>(tile)];
-    const auto first = at.contacts.begin() + static_cast<std::ptrdiff_t>(at.FirstContact(direction));
-    const auto end = at.contacts.begin() + at.contactEnds[direction];
-    const auto before = static_cast<std::size_t>(end - first);
-    if (found_.size() <= before) {
-        at.contacts.erase(std::copy(found_.begin(), found_.end(), first), end);
-    } else {
-        const auto rest = found_.begin() + static_cast<std::ptrdiff_t>(before);
-        std::copy(found_.begin(), rest, first);
-        at.contacts.insert(end, rest, found_.end());
-    }
+    const std::size_t first = at.FirstContact(direction);
+    const std::size_t end = at.contactEnds[direction];
+    at.contacts.Replace(first, end, found_.data(), found_.size());
     for (std::size_t i = direction; i < kDirections; ++i) {
-        at.contactEnds[i] = static_cast<std::uint16_t>(at.contactEnds[i] + found_.size() - before);
+        at.contactEnds[i] = static_cast<std::uint16_t>(at.contactEnds[i] + found_.size() - (end - first));
     }
     StateOf(tile).staleSides &= static_cast<std::uint8_t>(~(1u << direction));
 }

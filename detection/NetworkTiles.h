@@ -7,6 +7,7 @@
 
 #include "BitGrid.h"
 #include "CodePlane.h"
+#include "ShortArray.h"
 #include "TileFlood.h"
 #include "ZeroedArray.h"
 
@@ -191,19 +192,19 @@ public:
         const Contact* contacts = at.contacts.data();
         return {other, contacts + at.FirstContact(direction), contacts + at.contactEnds[direction]};
     }
-    /// Fetches ahead what tells where a tile's links and contacts are, and, once that is there, these.
-    void FetchPlaces(std::int32_t tile) const {
-        __builtin_prefetch(&tiles_[static_cast<std::size_t>(tile)]);
-        __builtin_prefetch(&borders_[static_cast<std::size_t>(tile)]);
-    }
+    /// Fetches ahead a tile's links and contacts, in so far as most tiles have them.
     void FetchLinks(std::int32_t tile) const {
-        constexpr std::size_t wordsOfLine = 64 / sizeof(Word);
+        constexpr std::ptrdiff_t line = 64;
         const Tile& at = tiles_[static_cast<std::size_t>(tile)];
-        for (std::size_t i = 0; i < at.links.size(); i += wordsOfLine) {
-            __builtin_prefetch(at.links.data() + i);
+        const auto* end = reinterpret_cast<const char*>(&at.pieces);
+        for (const auto* place = reinterpret_cast<const char*>(&at); place < end; place += line) {
+            __builtin_prefetch(place);
         }
-        __builtin_prefetch(at.contacts.data());
-        __builtin_prefetch(at.contacts.data() + 64 / sizeof(Contact));
+        __builtin_prefetch(&borders_[static_cast<std::size_t>(tile)]);
+        for (const std::size_t direction : {kUp, kDown}) {
+            const std::int32_t next = Next(tile, direction);
+            __builtin_prefetch(states_.data() + (next < 0 ? tile : next));
+        }
     }
 
 private:
@@ -233,11 +234,13 @@ private:
         Word pieces;   // numbers in use
         Word patches;  // of these what was a patch when it was found
     };
+    static constexpr std::size_t kContactsInside = 48;
+    static constexpr std::size_t kLinksInside = 24;
     struct alignas(64) Tile {
-        // What visits ask for, in a cache line.
-        std::vector<Word> links;                               // as many words for each number as the tile has masks
-        std::vector<Contact> contacts;                         // direction by direction
+        // What visits ask for, side by side.
         std::array<std::uint16_t, kDirections> contactEnds{};  // where those of a direction end
+        ShortArray<Contact, kContactsInside> contacts;         // direction by direction
+        ShortArray<Word, kLinksInside> links;                  // as many words for each number as the tile has masks
         // The rest.
         std::vector<Piece> pieces;  // by number, also numbers not in use
         std::vector<Word> rows;     // also those of pieces that are gone

@@ -7,7 +7,6 @@ void NetworkTiles::FindPieces(std::int32_t number) {
     Tile& tile = tiles_[static_cast<std::size_t>(number)];
     Bits& bits = BitsOf(number);
     State& state = StateOf(number);
-    FetchPieces(tile);
     const bool hasGrown = state.hasGrown && bits.either != bits.eitherBefore;
     state.isStale = state.hasGrown = false;
     for (std::size_t i = 0; i < state.maskCount; ++i) {
@@ -17,6 +16,7 @@ void NetworkTiles::FindPieces(std::int32_t number) {
     if (!hasGrown && bits.patch == bits.patchBefore) {
         return;
     }
+    FetchPieces(tile);
     state.isFoundAnew = true;
     Rows regions;
     Rows regionsBefore;
@@ -150,9 +150,9 @@ std::size_t NetworkTiles::NewNumber(std::int32_t number) {
     new_[i] |= free & (~free + 1);
     if (at >= tile.pieces.size()) {
         tile.pieces.resize(at + 1);
-        tile.links.resize((at + 1) * masks);
+        tile.links.Resize((at + 1) * masks);
     }
-    std::fill_n(tile.links.begin() + static_cast<std::ptrdiff_t>(at * masks), masks, 0);
+    std::fill_n(tile.links.data() + at * masks, masks, 0);
     return at;
 }
 
@@ -163,7 +163,8 @@ void NetworkTiles::AddMasks(std::int32_t number) {
     for (std::size_t at = 0; at < tile.links.size(); ++at) {
         links[at / masks * (masks + 1) + at % masks] = tile.links[at];
     }
-    tile.links = std::move(links);
+    tile.links.Resize(links.size());
+    std::copy(links.begin(), links.end(), tile.links.data());
     tile.found.push_back({});
     tile.moreMasks.push_back({});
     tile.moreBorders.push_back({});

@@ -134,7 +134,7 @@ void TouchedNetwork::Wait(std::int32_t tile, Masks& masks, Word pieces) {
     masks.waiting |= pieces;
     if (!state.isWaiting) {
         state.isWaiting = true;
-        tiles_.FetchPlaces(tile);
+        tiles_.FetchLinks(tile);
         waiting_.push_back(tile);
     }
 }
@@ -242,9 +242,6 @@ void TouchedNetwork::Flood(Near near) {
     Sources from;
     for (std::size_t i = 0; i < waiting_.size(); ++i) {
         const std::int32_t tile = waiting_[i];
-        if (i + kTilesAhead < waiting_.size()) {
-            tiles_.FetchLinks(waiting_[i + kTilesAhead]);
-        }
         TakeWaiting(tile, from, near);
         ReachAcross(tile, from, near);
     }

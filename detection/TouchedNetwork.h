@@ -106,7 +106,6 @@ private:
     using Masks = NetworkTiles::Masks;
     using State = NetworkTiles::State;
     using Rows = std::array<Word, NetworkTiles::kSide>;
-    static constexpr std::size_t kTilesAhead = 3;  // that visits fetch
 
     /// Pieces of one of a tile's masks.
     struct PiecesAt {
