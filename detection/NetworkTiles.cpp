@@ -135,14 +135,15 @@ void NetworkTiles::FindContacts(std::int32_t tile, std::size_t direction) {
 
 // Pixels at a corner are a word with one bit.
 void NetworkTiles::GatherSides(std::int32_t tile, std::size_t direction, std::vector<SideOf>& sides) const {
+    constexpr std::array<Word Piece::*, 4> kPixels{&Piece::top, &Piece::bottom, &Piece::left, &Piece::right};
+    const std::vector<Piece>& pieces = tiles_[static_cast<std::size_t>(tile)].pieces;
     sides.clear();
     for (std::size_t i = 0; i < StateOf(tile).maskCount; ++i) {
-        for (Word left = AtBorder(tile, i, direction); left != 0; left &= left - 1) {
-            const std::size_t number = i * 64 + static_cast<std::size_t>(BitGrid::Lowest(left));
-            const Piece& piece = tiles_[static_cast<std::size_t>(tile)].pieces[number];
-            const std::array<Word, kDirections> pixels{piece.top, piece.bottom, piece.left, piece.right, 1, 1, 1, 1};
-            sides.push_back({pixels[direction], static_cast<std::uint16_t>(number)});
-        }
+        ForEachBit(AtBorder(tile, i, direction), [&](std::size_t bit) {
+            const std::size_t number = i * 64 + bit;
+            const Word pixels = direction < kPixels.size() ? pieces[number].*kPixels[direction] : 1;
+            sides.push_back({pixels, static_cast<std::uint16_t>(number)});
+        });
     }
 }
 
