@@ -10,7 +10,6 @@ namespace {
 using Word = BitGrid::Word;
 
 #define KORVANE_INLINED inline __attribute__((always_inline))
-#define KORVANE_FLAT __attribute__((flatten))  // the functions of a variant are inlined only into its own
 #define KORVANE_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt")))
 #define KORVANE_AVX512 __attribute__((target("avx512f,avx512vl,bmi,bmi2,lzcnt")))
 
@@ -276,11 +275,11 @@ struct Avx2 {
         FindChangesInlined(now, before, changes);
         changes.inRows = NotZeroInlined(changes.rows.data() + 1);
     }
-    KORVANE_AVX2 KORVANE_FLAT static void FindPieces(const TileRows& pixels, TilePieces& found) {
+    KORVANE_AVX2 static void FindPieces(const TileRows& pixels, TilePieces& found) {
         FindPiecesInlined<Bmi2Carry>(pixels, found);
     }
-    KORVANE_AVX2 KORVANE_FLAT static Word FindBeside(const TilePiece& piece, const TilePiece* others,
-                                                     const TileShapes& shapes, Word among, const Word* rows) {
+    KORVANE_AVX2 static Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
+                                        Word among, const Word* rows) {
         return FindBesideInlined<BaselineVectors>(piece, others, shapes, among, rows);
     }
 };
@@ -294,11 +293,11 @@ struct Avx512 {
             changes.inRows |= Word{_mm512_test_epi64_mask(rows, rows)} << y;
         }
     }
-    KORVANE_AVX512 KORVANE_FLAT static void FindPieces(const TileRows& pixels, TilePieces& found) {
+    KORVANE_AVX512 static void FindPieces(const TileRows& pixels, TilePieces& found) {
         FindPiecesInlined<Bmi2Carry>(pixels, found);
     }
-    KORVANE_AVX512 KORVANE_FLAT static Word FindBeside(const TilePiece& piece, const TilePiece* others,
-                                                       const TileShapes& shapes, Word among, const Word* rows) {
+    KORVANE_AVX512 static Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
+                                          Word among, const Word* rows) {
         return FindBesideInlined<Avx512Vectors>(piece, others, shapes, among, rows);
     }
 };

@@ -228,6 +228,58 @@ TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
     }
 }
 
+TEST(NetworkTiles, PiecesAndTheirNeighboursAreThoseOfTheMapWhereATileHasMoreThanAMaskOfThem) {
+    for (std::uint32_t seed = 1; seed <= 4; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        Map map(70, std::string(75, kNeither));
+        NetworkTiles tiles(75, 70);
+        for (int y = 0; y < 70; ++y) {
+            for (int x = y % 2; x < 75; x += 2) {  // those of a kind are not beside each other
+                if (Between(random, 0, 3) == 0) continue;
+                const bool isPatch = y % 2 != 0;
+                map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] = isPatch ? kPatch : kRegion;
+                const NetworkTiles::Word pixel = Korvane::BitGrid::Bit(x);
+                tiles.AddRow(tiles.TileAt(x, y), y, isPatch ? 0 : pixel, isPatch ? pixel : 0);
+            }
+        }
+        ExpectPiecesByLooking(tiles, map);
+        EXPECT_GT(tiles.StateOf(0).maskCount, 20) << "pieces in many masks were wanted";
+        ChangeAtRandom(random, tiles, map);
+        ExpectPiecesByLooking(tiles, map);
+        if (::testing::Test::HasFatalFailure()) return;
+    }
+}
+
+TEST(NetworkTiles, PixelsOfPiecesAreTheSameFromFewOfThemAndFromMany) {
+    std::mt19937 random(11);
+    Map map(64, std::string(64, kNeither));
+    NetworkTiles tiles(64, 64);
+    for (int step = 0; step < 20; ++step) {
+        ChangeAtRandom(random, tiles, map);
+        tiles.Refresh(0);
+        NetworkTiles::PieceSet wanted{};
+        Pixels expected;
+        for (int y = 0; y < 64; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                if (map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] == kNeither) continue;
+                const NetworkTiles::PieceAt at = tiles.Find(x, y);
+                if (at.piece % 5 >= 1 + step % 4) continue;
+                wanted[static_cast<std::size_t>(at.piece) / 64] |= NetworkTiles::BitOf(at);
+                expected.emplace_back(y, x);
+            }
+        }
+        Korvane::TileRows pixels;
+        tiles.FindPixels(0, wanted, pixels);
+        Pixels found;
+        for (std::size_t y = 0; y < pixels.size(); ++y) {
+            Korvane::ForEachBit(pixels[y],
+                                [&](std::size_t x) { found.emplace_back(static_cast<int>(y), static_cast<int>(x)); });
+        }
+        ASSERT_EQ(found, expected) << "step " << step;
+    }
+}
+
 NetworkTiles::Word Columns(int first, int last) {
     return (Korvane::BitGrid::Bit(last) << 1) - Korvane::BitGrid::Bit(first);
 }
