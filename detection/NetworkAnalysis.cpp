@@ -119,8 +119,12 @@ void NetworkAnalysis::ClearAround(const MarkedBranches& branches, int size) {
             }
         }
     };
-    for (const PixelPosition& end : branches.ends) {
-        clear(end.x, end.y);
+    constexpr std::size_t ahead = 3;
+    for (std::size_t i = 0; i < branches.ends.size(); ++i) {
+        if (i + ahead < branches.ends.size()) {
+            touched_.FetchAround(branches.ends[i + ahead].x, branches.ends[i + ahead].y);
+        }
+        clear(branches.ends[i].x, branches.ends[i].y);
     }
     if (branches.mapOrigin) {
         clear(0, 0);

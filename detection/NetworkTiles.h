@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -192,6 +193,23 @@ public:
         const Contact* contacts = at.contacts.data();
         return {other, contacts + at.FirstContact(direction), contacts + at.contactEnds[direction]};
     }
+    /// Fetches ahead what ClearRegion will ask for around a pixel of the picture.
+    void FetchAround(int x, int y) const {
+        const Bits& bits = BitsOf(TileAt(x, y));
+        constexpr int rowsOfLine = 64 / sizeof(Word);
+        for (int row = std::max((y & (kSide - 1)) - rowsOfLine, 0);
+             row < kSide && row <= (y & (kSide - 1)) + rowsOfLine; row += rowsOfLine) {
+            __builtin_prefetch(&bits.patch[RowOf(row)], 1);
+            __builtin_prefetch(&bits.either[RowOf(row)]);
+        }
+    }
+    /// Fetches ahead what TurnPatches will ask for in any case.
+    void FetchPatches(std::int32_t tile) const {
+        __builtin_prefetch(&tiles_[static_cast<std::size_t>(tile)].pieces);
+        for (std::size_t row = 0; row < kSide; row += 64 / sizeof(Word)) {
+            __builtin_prefetch(&BitsOf(tile).patch[row], 1);
+        }
+    }
     /// Fetches ahead a tile's links and contacts, in so far as most tiles have them.
     void FetchLinks(std::int32_t tile) const {
         constexpr std::ptrdiff_t line = 64;
@@ -283,7 +301,7 @@ private:
     void SetContacts(std::int32_t tile, std::size_t direction);
     void GatherSides(std::int32_t tile, std::size_t direction, std::vector<SideOf>& sides) const;
     void AddRows(std::int32_t tile, std::size_t i, Word pieces, TileRows& pixels) const;
-    static void PackRows(Tile& tile);
+    void PackRows(Tile& tile);
     static void FetchPieces(const Tile& tile);
     template <typename Change>
     void ChangeRun(const PixelRun& run, Change change);
@@ -303,6 +321,7 @@ private:
     TileChanges changes_;
     TilePieces pieces_;
     TileShapes shapes_;
+    std::vector<Word> packed_;
     // While contacts are found:
     std::vector<SideOf> here_, there_;
     std::vector<Contact> found_;

@@ -103,17 +103,16 @@ void NetworkTiles::Forget(std::int32_t number) {
 }
 
 void NetworkTiles::PackRows(Tile& tile) {
-    std::vector<Word> rows;
-    rows.reserve(tile.rowsInUse + 2 * kSide);
+    packed_.clear();
     for (std::size_t i = 0; i < tile.found.size(); ++i) {
         ForEachBit(tile.found[i].pieces, [&](std::size_t bit) {
             Piece& piece = tile.pieces[i * 64 + bit];
             const Word* from = tile.rows.data() + piece.rows;
-            piece.rows = static_cast<std::uint32_t>(rows.size());
-            rows.insert(rows.end(), from, from + (piece.y1 - piece.y0 + 1));
+            piece.rows = static_cast<std::uint32_t>(packed_.size());
+            packed_.insert(packed_.end(), from, from + (piece.y1 - piece.y0 + 1));
         });
     }
-    tile.rows = std::move(rows);
+    tile.rows.assign(packed_.begin(), packed_.end());
 }
 
 void NetworkTiles::AddPieces(std::int32_t number, const Rows& pixels, bool arePatches) {

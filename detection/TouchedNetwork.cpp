@@ -374,7 +374,11 @@ bool TouchedNetwork::HasNews(std::int32_t tile) {
 void TouchedNetwork::Settle() {
     // All patches that are met are turned.
     PieceSet turned;
-    for (const PiecesAt& at : turned_) {
+    for (std::size_t k = 0; k < turned_.size(); ++k) {
+        if (k + kTilesAhead < turned_.size()) {
+            tiles_.FetchPatches(turned_[k + kTilesAhead].tile);
+        }
+        const PiecesAt& at = turned_[k];
         Word any = 0;
         for (std::size_t i = 0; i < tiles_.StateOf(at.tile).maskCount; ++i) {
             const Masks& masks = tiles_.MasksOf(at.tile, i);

@@ -88,6 +88,9 @@ public:
     /// Makes those pixels of the run kBackground again that are kTouched.
     void Clear(const PixelRun& run) { tiles_.ClearRegion(run); }
 
+    /// Fetches ahead what clearing around a pixel will ask for.
+    void FetchAround(int x, int y) const { tiles_.FetchAround(x, y); }
+
     /// Calls cleared(column, y, pixels) for what was kTouched at the last call and is kBackground now, in row y from
     /// column 64 * column on. Cost: the tiles that changed.
     template <typename Cleared>
@@ -106,6 +109,7 @@ private:
     using Masks = NetworkTiles::Masks;
     using State = NetworkTiles::State;
     using Rows = std::array<Word, NetworkTiles::kSide>;
+    static constexpr std::size_t kTilesAhead = 2;  // that are fetched
 
     /// Pieces of one of a tile's masks.
     struct PiecesAt {
