@@ -40,16 +40,14 @@ public:
         Word patches;
         // For the owner; 0 for a piece that is found.
         Word known;
-        Word visited, met, waiting;
+        Word visited, met, metFirst, waiting;
     };
     /// What visits ask of a tile, in a cache line.
     struct alignas(64) State {
-        Masks masks;       // the first of the tile
-        Word lastVisited;  // for the owner, as the next four
-        std::int32_t seenIn;
+        Masks masks;          // the first of the tile
+        std::int32_t seenIn;  // for the owner, as the next three
         bool isVisited;
         bool isWaiting;
-        bool hasStrays;
         bool isFoundAnew;         // since the owner said that it is not
         bool isStale;             // to be compared with the pixels that the pieces were found for
         bool hasGrown;            // there may be more pixels of either kind than there were then
@@ -57,6 +55,7 @@ public:
         std::uint8_t staleSides;  // directions that contacts are to be found for again
         std::uint8_t maskCount;
     };
+    static_assert(sizeof(State) == 64, "a cache line");
     /// Pieces on either side of a tile's border that are 8-connected.
     struct Contact {
         std::uint16_t here, there;

@@ -12,7 +12,8 @@ TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touch
       words_(background.Grid()),
       tiles_(background.Width(), background.Height()),
       visitedRows_(tiles_.Tiles()),
-      known_(tiles_.Tiles() * NetworkTiles::kSide) {
+      known_(tiles_.Tiles() * NetworkTiles::kSide),
+      collected_(tiles_.Tiles()) {
     for (int y = 0; y < height_; ++y) {
         for (int column = 0; column < words_.WordsPerRow(); ++column) {
             const std::int32_t word = words_.WordAt(0, y) + column;
@@ -123,7 +124,7 @@ TouchedNetwork::Masks& TouchedNetwork::Reached(std::int32_t tile, std::size_t ma
         state.seenIn = present_;
         for (std::size_t i = 0; i < state.maskCount; ++i) {
             Masks& masks = tiles_.MasksOf(tile, i);
-            masks.visited = masks.met = 0;
+            masks.visited = masks.met = masks.metFirst = 0;
         }
     }
     return tiles_.MasksOf(tile, mask);
@@ -143,23 +144,34 @@ void TouchedNetwork::Turn(std::int32_t tile, std::size_t mask, Word pieces) {
     if (pieces == 0) {
         return;
     }
-    tiles_.MasksOf(tile, mask).met |= pieces;
-    ForEachBit(pieces, [&](std::size_t bit) {
-        tiles_.Get({tile, static_cast<std::int32_t>(mask * 64 + bit)}).visit = Present();
-    });
+    Masks& masks = tiles_.MasksOf(tile, mask);
+    masks.met |= pieces;
+    // Most are turned by the first visit, and most analyses make no other: then pieces are not asked for.
+    if (Present() == 0) {
+        masks.metFirst |= pieces;
+    } else {
+        ForEachBit(pieces, [&](std::size_t bit) {
+            tiles_.Get({tile, static_cast<std::int32_t>(mask * 64 + bit)}).visit = Present();
+        });
+    }
     turned_.push_back({tile, static_cast<std::int32_t>(mask), pieces});
 }
 
 // `patches` that were turned for the present component, also by the present visit.
 void TouchedNetwork::JoinClustersOf(std::int32_t tile, std::size_t mask, Word patches) {
-    if (Present() > 0) {
-        ForEachBit(patches, [&](std::size_t bit) {
-            const std::int32_t visit = tiles_.Get({tile, static_cast<std::int32_t>(mask * 64 + bit)}).visit;
-            if (visit < Present()) {
-                JoinCluster(visit);
-            }
-        });
+    if (Present() == 0 || patches == 0) {
+        return;
     }
+    const Word ofFirst = patches & tiles_.MasksOf(tile, mask).metFirst;
+    if (ofFirst != 0) {
+        JoinCluster(0);
+    }
+    ForEachBit(patches & ~ofFirst, [&](std::size_t bit) {
+        const std::int32_t visit = tiles_.Get({tile, static_cast<std::int32_t>(mask * 64 + bit)}).visit;
+        if (visit < Present()) {
+            JoinCluster(visit);
+        }
+    });
 }
 
 void TouchedNetwork::JoinCluster(std::int32_t visit) {
@@ -319,9 +331,9 @@ void TouchedNetwork::CollectVisitedRows() {
     for (const VisitedTile& at : visitedTiles_) {
         const std::int32_t tile = tiles_.TileAt(at.x0, at.y0);
         State& state = tiles_.StateOf(tile);
-        if (state.maskCount > 1 || state.isFoundAnew || state.lastVisited != state.masks.visited) {
+        if (state.maskCount > 1 || state.isFoundAnew ||
+            collected_[static_cast<std::size_t>(tile)].pieces != state.masks.visited) {
             CollectVisitedRows(tile);
-            state.lastVisited = state.masks.visited;
             state.isFoundAnew = false;
         }
     }
@@ -336,18 +348,20 @@ void TouchedNetwork::CollectVisitedRows(std::int32_t tile) {
     tiles_.FindPixels(tile, pieces, visited);
     // As long as these pixels are visited, what is known only comes to have more of them, or less of others.
     const Word* known = known_.data() + static_cast<std::size_t>(tile) * NetworkTiles::kSide;
-    Word strays = 0;
+    Collected& collected = collected_[static_cast<std::size_t>(tile)];
+    collected = {pieces[0], 0, 0};
     for (std::size_t row = 0; row < visited.size(); ++row) {
-        strays |= known[row] & ~visited[row];
+        const Word strays = known[row] & ~visited[row];
+        collected.strayRows |= Word{strays != 0} << row;
+        collected.strayColumns |= strays;
     }
-    tiles_.StateOf(tile).hasStrays = strays != 0;
 }
 
 // Of visited patches those that may be next to something known that is not visited.
 TouchedNetwork::Word TouchedNetwork::PatchesWithStrays(std::int32_t tile, std::size_t mask, Word patches) const {
     const auto hasStrays = [&](std::int32_t at) {
         const State& state = tiles_.StateOf(at);
-        return !state.isVisited || state.hasStrays;
+        return !state.isVisited || collected_[static_cast<std::size_t>(at)].strayRows != 0;
     };
     if (patches == 0 || hasStrays(tile)) {
         return patches;

@@ -117,6 +117,11 @@ private:
         std::int32_t mask;
         Word pieces;
     };
+    /// What a tile's visited rows are made of, and what is known, but not among them: at most that.
+    struct Collected {
+        Word pieces;
+        Word strayRows, strayColumns;
+    };
     struct VisitRecord {
         std::int32_t cluster;  // forest over visits; a root stands for itself
         std::size_t firstTurned;
@@ -183,6 +188,7 @@ private:
     NetworkTiles tiles_;
     ZeroedArray<Rows> visitedRows_;  // per tile; of the last component that visited it
     ZeroedArray<Word> known_;
+    ZeroedArray<Collected> collected_;  // per tile
     std::vector<VisitedTile> visitedTiles_;
 
     std::int32_t present_ = 0;     // what the present component's pieces are marked with
@@ -235,9 +241,12 @@ void TouchedNetwork::DropBeside(PieceAt at, Dropped dropped) {
     const auto number = static_cast<std::size_t>(at.tile);
     const Word* known = known_.data() + number * NetworkTiles::kSide;
     const Word* visited = visitedRows_[number].data();
+    const Collected& collected = collected_[number];
+    const bool mayHaveStrays = (Wider(BitsFromTo(piece.y0, piece.y1)) & collected.strayRows) != 0 &&
+                               (Wider(piece.columns) & collected.strayColumns) != 0;
     Word above = 0;
     Word here = 0;
-    for (int row = piece.y0 - 1; row <= piece.y1 + 1; ++row) {
+    for (int row = piece.y0 - 1; mayHaveStrays && row <= piece.y1 + 1; ++row) {
         const Word below = row < piece.y1 ? rows[row + 1 - piece.y0] : 0;
         const Word near = Wider(above | here | below);
         above = here;
