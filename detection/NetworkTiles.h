@@ -38,9 +38,8 @@ public:
     /// A bit for each of 64 pieces of a tile: numbers 64 * i to 64 * i + 63 in the tile's masks i. Most tiles have one.
     struct Masks {
         Word patches;
-        // For the owner; 0 for a piece that is found.
-        Word known;
-        Word visited, met, metFirst, waiting;
+        Word known;                            // for the owner; 0 for a piece that is found
+        Word visited, met, metFirst, waiting;  // for the owner, of pieces that stay
     };
     /// What visits ask of a tile, in a cache line.
     struct alignas(64) State {
@@ -161,8 +160,8 @@ public:
         return row >= piece.y0 && row <= piece.y1 ? RowsOf(at)[row - piece.y0] : 0;
     }
 
-    /// Mask `there` of the pieces of a tile that are 8-connected with pieces of mask `here`, which are of the
-    /// other kind or were when they were found.
+    /// In mask `there` of a tile the pieces that are 8-connected with some of mask `here`; they are of the other kind,
+    /// or were when they were found.
     Word LinkedWith(std::int32_t tile, std::size_t here, Word pieces, std::size_t there) const {
         const Tile& at = tiles_[static_cast<std::size_t>(tile)];
         const std::size_t masks = StateOf(tile).maskCount;
@@ -185,7 +184,7 @@ public:
     Contacts ContactsOf(std::int32_t tile, std::size_t direction) {
         const std::int32_t other = Next(tile, direction);
         Refresh(other);
-        if ((StateOf(tile).staleSides >> direction & 1u) != 0) {
+        if ((unsigned{StateOf(tile).staleSides} >> direction & 1u) != 0) {
             FindContacts(tile, direction);
         }
         const Tile& at = tiles_[static_cast<std::size_t>(tile)];
@@ -219,8 +218,8 @@ public:
         }
         __builtin_prefetch(&borders_[static_cast<std::size_t>(tile)]);
         for (const std::size_t direction : {kUp, kDown}) {
-            const std::int32_t next = Next(tile, direction);
-            __builtin_prefetch(states_.data() + (next < 0 ? tile : next));
+            const auto next = static_cast<std::size_t>(Next(tile, direction));
+            __builtin_prefetch(states_.data() + (next < states_.size() ? next : 0));
         }
     }
 
