@@ -10,8 +10,8 @@ namespace {
 using Word = BitGrid::Word;
 
 #define KORVANE_INLINED inline __attribute__((always_inline))
-#define KORVANE_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt")))
-#define KORVANE_AVX512 __attribute__((target("avx512f,avx512vl,bmi,bmi2,lzcnt")))
+#define KORVANE_AVX2 __attribute__((target("avx2,bmi,bmi2")))
+#define KORVANE_AVX512 __attribute__((target("avx512f,avx512vl,bmi,bmi2")))
 
 /// Two rows of a tile: pixels that no piece has yet, seeds in either row, and the present piece's.
 struct Band {
@@ -124,31 +124,33 @@ KORVANE_INLINED void TakeFrom(Band* band, Word seeds, Word& above, Word& below) 
 // Pixels in neighbouring columns of two neighbouring rows hang together whichever of the rows they are in, so two rows
 // at a time, a band, are flooded as if they were one: downwards as long as there are seeds, then upwards from the
 // lowest band that was left with some, and so on. What comes next is mostly known without a look at memory.
+template <typename Carry, bool kIsDown>
+KORVANE_INLINED void GoOn(std::size_t k, Bands& bands, Word& waiting, Word& reached) {
+    for (Word seeds = bands[k].seeds; seeds != 0;) {
+        bands[k].seeds = 0;
+        waiting &= ~(Word{1} << k);
+        reached |= Word{1} << k;
+        Word above = 0;
+        Word below = 0;
+        TakeFrom<Carry>(&bands[k], seeds, above, below);
+        const std::size_t next = kIsDown ? k + 1 : k - 1;
+        const std::size_t last = kIsDown ? k - 1 : k + 1;
+        const Word back = kIsDown ? above : below;
+        bands[last].seeds |= back;
+        waiting |= Word{back != 0} << last;
+        k = next;
+        seeds = bands[k].seeds | (kIsDown ? below : above);
+    }
+}
+
 template <typename Carry>
 KORVANE_INLINED std::size_t FloodFrom(std::size_t start, Bands& bands) {
     Word reached = 0;
     Word waiting = Word{1} << start;  // bands with seeds
-    const auto goOn = [&](std::size_t k, bool isDown) {
-        for (Word seeds = bands[k].seeds; seeds != 0;) {
-            bands[k].seeds = 0;
-            waiting &= ~(Word{1} << k);
-            reached |= Word{1} << k;
-            Word above = 0;
-            Word below = 0;
-            TakeFrom<Carry>(&bands[k], seeds, above, below);
-            const std::size_t next = isDown ? k + 1 : k - 1;
-            const std::size_t last = isDown ? k - 1 : k + 1;
-            const Word back = isDown ? above : below;
-            bands[last].seeds |= back;
-            waiting |= Word{back != 0} << last;
-            k = next;
-            seeds = bands[k].seeds | (isDown ? below : above);
-        }
-    };
     while (waiting != 0) {
-        goOn(static_cast<std::size_t>(BitGrid::Lowest(waiting)), true);
+        GoOn<Carry, true>(static_cast<std::size_t>(BitGrid::Lowest(waiting)), bands, waiting, reached);
         if (waiting != 0) {
-            goOn(static_cast<std::size_t>(BitGrid::Highest(waiting)), false);
+            GoOn<Carry, false>(static_cast<std::size_t>(BitGrid::Highest(waiting)), bands, waiting, reached);
         }
     }
     return static_cast<std::size_t>(BitGrid::Highest(reached));
@@ -320,7 +322,7 @@ const Functions& Best() {
 bool RunsHere(TileVariant variant) {
     if (variant == TileVariant::Baseline) return true;
     const bool runsAvx2 = __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
-                          __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("lzcnt") != 0;
+                          __builtin_cpu_supports("bmi2") != 0;
     return runsAvx2 && (variant == TileVariant::Avx2 ||
                         (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0));
 }
