@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <limits>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -384,6 +386,30 @@ TEST(Diffusion, GivesTheSameBitsWithEveryInstructionSet) {
             }
         }
     }
+}
+
+TEST(Diffusion, GivesTheSameBitsWhateverRunsItsParts) {
+    std::mt19937 random(23);
+    const Image image = SmoothNoise(random, 2500, 40, 1);
+    const Image expected = Diffused(image);
+    const auto diffusedBy = [&](const qvox::PartRunner& run) {
+        Image result = image;
+        EdgeEnhancingDiffusion(result, 5.0f, 0.005f, 0.05f, 20, run);
+        return result;
+    };
+    std::size_t parts = 0;
+    const Image backwards = diffusedBy([&](std::size_t count, const std::function<void(std::size_t)>& part) {
+        parts = count;
+        for (std::size_t i = count; i-- > 0;) part(i);
+    });
+    EXPECT_GT(parts, 1u);
+    EXPECT_TRUE(SameVoxels(expected, backwards));
+    const Image atOnce = diffusedBy([](std::size_t count, const std::function<void(std::size_t)>& part) {
+        std::vector<std::thread> threads;
+        for (std::size_t i = 0; i < count; ++i) threads.emplace_back(part, i);
+        for (std::thread& thread : threads) thread.join();
+    });
+    EXPECT_TRUE(SameVoxels(expected, atOnce));
 }
 
 TEST(Diffusion, TreatsPlanesOneByOne) {

@@ -141,29 +141,24 @@ std::vector<Strip> StripsFor(std::ptrdiff_t width, std::ptrdiff_t radius, float 
     return strips;
 }
 
-StepPlan PlanFor(StepPlan plan, const Strip& strip) {
-    plan.width = strip.width;
-    plan.firstOwn = strip.firstOwn;
-    plan.endOwn = strip.endOwn;
-    return plan;
-}
-
-/// `width`: of the widest strip.
-StepPlan MakePlan(std::ptrdiff_t width, std::ptrdiff_t height, const std::vector<float>& weights, float contrast,
+StepPlan MakePlan(const Extent& extent, const Strip& strip, const std::vector<float>& weights, float contrast,
                   float timeStep, std::uint64_t iterations) {
     StepPlan plan;
-    plan.width = width;
-    plan.height = height;
-    plan.stride = StrideFor(width);
+    plan.width = strip.width;
+    plan.height = extent.height;
+    plan.firstOwn = strip.firstOwn;
+    plan.endOwn = strip.endOwn;
+    plan.planeStride = StrideFor(extent.width);
+    plan.stride = StrideFor(strip.width);
     plan.weights = weights.data();
     plan.radius = static_cast<std::ptrdiff_t>(weights.size()) - 1;
     plan.gradientScale = static_cast<float>(0.5 / (std::max(static_cast<double>(contrast), 1e-12) * kGreyRange));
     plan.timeStep = timeStep;
-    plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, height);
+    plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, extent.height);
     plan.bandRows = std::max(kBandRows, plan.lookahead / 2);
     // Chunks fill whole runs of the ring, also where the last one of the picture is not full.
-    plan.sweepRing =
-        std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows, RoundedUp(height, kChunkRows));
+    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows,
+                              RoundedUp(extent.height, kChunkRows));
     return plan;
 }
 
@@ -211,41 +206,47 @@ bool RunsHere(DiffusionVariant variant) {
     return true;
 }
 
+void RunOneByOne(std::size_t count, const std::function<void(std::size_t)>& part) {
+    for (std::size_t i = 0; i < count; ++i) part(i);
+}
+
 void EdgeEnhancingDiffusionWith(DiffusionVariant variant, VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx,
-                                float contrast, float timeStep, std::uint64_t iterations) {
+                                float contrast, float timeStep, std::uint64_t iterations, const PartRunner& run) {
     CheckArguments(image, preSmoothingSigmaPx, contrast, timeStep);
     if (iterations == 0) return;
     const std::vector<float> weights = GaussianWeights(static_cast<double>(preSmoothingSigmaPx));
     const Extent extent{static_cast<std::ptrdiff_t>(image.SizeX()), static_cast<std::ptrdiff_t>(image.SizeY())};
     const std::vector<Strip> strips =
         StripsFor(extent.width, static_cast<std::ptrdiff_t>(weights.size()) - 1, timeStep, iterations);
-    std::ptrdiff_t widest = 0;
-    for (const Strip& strip : strips) widest = std::max(widest, strip.width);
-    StepPlan plan = MakePlan(widest, extent.height, weights, contrast, timeStep, iterations);
-    plan.planeStride = StrideFor(extent.width);
-    Scratch scratch;
-    TakeScratch(plan, scratch);
-    float* u = scratch.Floats(extent.height * plan.planeStride) + kMargin;
-    float* next = scratch.Floats(extent.height * plan.planeStride) + kMargin;
+    Scratch planes;
+    std::vector<Scratch> scratch(strips.size());
+    std::vector<StepPlan> plans;
+    for (std::size_t i = 0; i < strips.size(); ++i) {
+        plans.push_back(MakePlan(extent, strips[i], weights, contrast, timeStep, iterations));
+        TakeScratch(plans[i], scratch[i]);
+    }
+    const std::ptrdiff_t stride = StrideFor(extent.width);
+    float* u = planes.Floats(extent.height * stride) + kMargin;
+    float* next = planes.Floats(extent.height * stride) + kMargin;
     const StepFunction step = Function(variant);
     for (std::uint64_t z = 0; z < image.SizeZ(); ++z) {
         std::uint16_t* voxels = image.Row(0, z);
         const float origin = Origin(voxels, extent.width * extent.height);
-        Spread(extent, plan.planeStride, voxels, origin, u);
+        Spread(extent, stride, voxels, origin, u);
         for (std::uint64_t iteration = 0; iteration < iterations; ++iteration) {
-            for (const Strip& strip : strips) step(PlanFor(plan, strip), u + strip.first, next + strip.first);
+            run(strips.size(), [&](std::size_t i) { step(plans[i], u + strips[i].first, next + strips[i].first); });
             std::swap(u, next);
         }
-        Collect(extent, plan.planeStride, u, origin, voxels);
+        Collect(extent, stride, u, origin, voxels);
     }
 }
 
 void EdgeEnhancingDiffusion(VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx, float contrast, float timeStep,
-                            std::uint64_t iterations) {
+                            std::uint64_t iterations, const PartRunner& run) {
     const DiffusionVariant variant = RunsHere(DiffusionVariant::Avx512) ? DiffusionVariant::Avx512
                                      : RunsHere(DiffusionVariant::Avx2) ? DiffusionVariant::Avx2
                                                                         : DiffusionVariant::Baseline;
-    EdgeEnhancingDiffusionWith(variant, image, preSmoothingSigmaPx, contrast, timeStep, iterations);
+    EdgeEnhancingDiffusionWith(variant, image, preSmoothingSigmaPx, contrast, timeStep, iterations, run);
 }
 
 }  // namespace qvox
