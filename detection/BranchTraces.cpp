@@ -13,8 +13,6 @@ int ShiftFor(int width) {
     return shift;
 }
 
-Word Highest(Word bits) { return Word{1} << (63 - __builtin_clzll(bits)); }
-
 }  // namespace
 
 BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int height, int limitPx)
@@ -22,14 +20,12 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
       grid_(skeleton.Grid()),
       width_(width),
       height_(height),
-      limitPx_(limitPx),
       rankShift_(ShiftFor(width)),
       blocksPerRow_((static_cast<std::size_t>(width) + 3) / 4),
       lines_(grid_.Words()),
       ends_(grid_.Words()),
-      tilesPerRow_((static_cast<std::size_t>(width) + 63) / 64),
-      rowsWithEnds_(tilesPerRow_ * ((static_cast<std::size_t>(height) + 63) / 64)),
       owner_(blocksPerRow_ * ((static_cast<std::size_t>(height) + 3) / 4) * 16),
+      marks_(grid_, width, height, limitPx),
       waiting_(grid_, width, height) {}
 
 void BranchTraces::Update() {
@@ -202,7 +198,7 @@ void BranchTraces::Retrace(PixelPosition end) {
         Release(word, trace);
     }
     Follow(end, rank);
-    Keep(word, trace);
+    Keep(end, trace);
     TellAround(rank);
 }
 
@@ -278,12 +274,11 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     trace.end = end;
     trace.size = 0;
-    trace.forks = false;
     trace.next = ends_[word].first;
     ends_[word].first = number + 1;
     const PixelPosition at = PositionOf(end);
     ends_[word].traced |= StripGrid::Bit(at.x);
-    rowsWithEnds_[TileAt(at.x, at.y)] |= StripGrid::Bit(at.y);
+    marks_.Add(at.x, at.y);
     return number;
 }
 
@@ -297,10 +292,7 @@ void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
     unused_.push_back(number);
     const PixelPosition at = PositionOf(trace.end);
     ends_[word].traced &= ~StripGrid::Bit(at.x);
-    ends_[word].isLong &= ~StripGrid::Bit(at.x);
-    if (ends_[word].traced == 0) {
-        rowsWithEnds_[TileAt(at.x, at.y)] &= ~StripGrid::Bit(at.y);
-    }
+    marks_.Remove(at.x, at.y);
     Forget(trace);
 }
 
@@ -309,104 +301,17 @@ void BranchTraces::Forget(const Trace& trace) {
     if (trace.size > Trace::kStepsAtHand) {
         longPaths_.erase(trace.end);
     }
-    if (trace.forks) {
-        forkCounts_.erase(trace.end);
-    }
 }
 
-void BranchTraces::Keep(std::size_t word, Trace& trace) {
+void BranchTraces::Keep(PixelPosition end, Trace& trace) {
     Forget(trace);
-    const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
-    Ends& ends = ends_[word];
-    ends.isLong = counts_[0] > limitPx_ ? ends.isLong | bit : ends.isLong & ~bit;
-    trace.forks = counts_.size() > 1;
-    if (trace.forks) {
-        forkCounts_[trace.end] = counts_;
-    }
+    marks_.SetCounts(end.x, end.y, counts_);
     trace.size = path_.Size();
     if (trace.size <= Trace::kStepsAtHand) {
         std::copy_n(path_.Codes(), trace.size, trace.path.begin());
     } else {
         longPaths_[trace.end].assign(path_.Codes(), path_.Codes() + trace.size);
     }
-}
-
-// Row by row from the last one up, each from its right end.
-void BranchTraces::MarkInTiles(std::size_t tiles, int y0, Word rows) {
-    for (; rows != 0; rows ^= Highest(rows)) {
-        const int row = BitGrid::Lowest(Highest(rows));
-        for (std::size_t i = 0; i < tiles; ++i) {
-            const EndsOfTile& tile = tilesInRow_[i];
-            if ((tile.rows & StripGrid::Bit(row)) != 0) {
-                const auto at = static_cast<std::size_t>(row);
-                MarkInWord(tile.x0, y0 + row, tile.ends[at], tile.isLong[at]);
-            }
-        }
-    }
-}
-
-// Counts go to consecutive numbers from the last end's downwards, so a fork moves all that come after it on by one end.
-// Numbers matter from the first fork on.
-void BranchTraces::MarkInWord(int x0, int y, Word ends, Word isLong) {
-    Marking& now = marking_;
-    const Rank first = RankOf(x0, y);
-    while (now.fork != forkCounts_.end() && now.fork->first > std::uint64_t{first} + 63) {
-        ++now.fork;
-    }
-    const bool mayFork = now.fork != forkCounts_.end() && now.fork->first >= first;
-    if (now.counts == now.ends && !mayFork) {
-        for (; isLong != 0; isLong ^= Highest(isLong)) {
-            now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(isLong)), y});
-        }
-        return;
-    }
-    const std::size_t number = static_cast<std::size_t>(__builtin_popcountll(ends));
-    if (mayFork) {
-        NoteForked(first, ends, isLong);
-    } else {
-        for (; isLong != 0; isLong ^= Highest(isLong)) {
-            const Word before = ends & ~(Highest(isLong) | (Highest(isLong) - 1));
-            now.longOnes.push_back(now.counts + static_cast<std::size_t>(__builtin_popcountll(before)));
-        }
-        now.counts += number;
-    }
-    std::size_t end = now.ends;
-    now.ends += number;
-    for (; now.next < now.longOnes.size() && now.longOnes[now.next] < now.ends; ++now.next) {
-        for (; end < now.longOnes[now.next]; ++end) {
-            ends ^= Highest(ends);
-        }
-        now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(ends)), y});
-    }
-}
-
-// Notes the numbers of the counts above the limit in a word in which there may be a fork.
-void BranchTraces::NoteForked(Rank first, Word ends, Word isLong) {
-    for (; ends != 0; ends ^= Highest(ends)) {
-        const auto fork = forkCounts_.find(first + static_cast<Rank>(BitGrid::Lowest(Highest(ends))));
-        if (fork != forkCounts_.end()) {
-            for (const std::int32_t count : fork->second) {
-                marking_.NoteCount(count > limitPx_);
-            }
-        } else {
-            marking_.NoteCount((isLong & Highest(ends)) != 0);
-        }
-    }
-}
-
-// What is left over when there are no more ends marks the map's first pixel.
-MarkedBranches BranchTraces::EndMarking() {
-    marking_.marked.mapOrigin = marking_.next < marking_.longOnes.size();
-    return std::move(marking_.marked);
-}
-
-void BranchTraces::BeginMarking() {
-    marking_.marked = MarkedBranches{};
-    marking_.longOnes.clear();
-    marking_.next = 0;
-    marking_.ends = 0;
-    marking_.counts = 0;
-    marking_.fork = forkCounts_.begin();
 }
 
 }  // namespace Korvane

@@ -72,8 +72,13 @@ std::vector<std::pair<int, int>> Sorted(const std::vector<Korvane::PixelPosition
     return positions;
 }
 
-std::vector<BranchTraces::Tile> TilesOf(const cv::Mat& picture) {
-    std::vector<BranchTraces::Tile> tiles;
+struct Tile {
+    int x0;
+    int y0;
+};
+
+std::vector<Tile> TilesOf(const cv::Mat& picture) {
+    std::vector<Tile> tiles;
     for (int x0 = 0; x0 < picture.cols; x0 += 64) {
         for (int y0 = 0; y0 < picture.rows; y0 += 64) tiles.push_back({x0, y0});
     }
@@ -89,10 +94,10 @@ void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, Br
         for (int x = 0; x < part.cols; ++x) plane.At(x, y) = isLine(x, y) ? 1 : 0;
     }
     const Korvane::MarkedBranches expected = Korvane::PruneBranches(plane, limit);
-    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](const BranchTraces::Tile& tile, int row) {
+    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](int x0, int y0, int row) {
         Korvane::StripGrid::Word wanted = 0;
-        for (int x = tile.x0; x < std::min(tile.x0 + 64, part.cols); ++x) {
-            wanted |= part.at<uchar>(tile.y0 + row, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
+        for (int x = x0; x < std::min(x0 + 64, part.cols); ++x) {
+            wanted |= part.at<uchar>(y0 + row, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
         }
         return wanted;
     });
