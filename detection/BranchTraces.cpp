@@ -38,6 +38,7 @@ void BranchTraces::Update() {
         Lines& at = lines_[change.word];
         at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
         at.taken &= ~change.pixels;
+        at.touched &= at.taken;
     }
     for (const WordPixels& change : skeleton_.EndChanges()) {
         const int x0 = grid_.LeftOf(change.word);
@@ -70,7 +71,7 @@ void BranchTraces::RemoveEnds() {
         for (; gone != 0; gone &= gone - 1) {
             const Rank end = RankOf(x0 + BitGrid::Lowest(gone), y);
             const std::int32_t number = FindTrace(change.word, end);
-            Release(change.word, traces_[static_cast<std::size_t>(number)]);
+            Release(change.word, traces_[static_cast<std::size_t>(number)], false);
             RemoveTrace(change.word, number);
             TellAround(end);
         }
@@ -101,9 +102,12 @@ void BranchTraces::FetchTraces() {
 void BranchTraces::TouchTracesOf(std::size_t word, Word pixels, Rank before) {
     const int x0 = grid_.LeftOf(word);
     const int y = grid_.RowOf(word);
-    for (; pixels != 0; pixels &= pixels - 1) {
-        const Rank owner = owner_[OwnerAt(x0 + BitGrid::Lowest(pixels), y)];
+    // The trace of a pixel that was touched before waits.
+    for (pixels &= ~lines_[word].touched; pixels != 0; pixels &= pixels - 1) {
+        const int bit = BitGrid::Lowest(pixels);
+        const Rank owner = owner_[OwnerAt(x0 + bit, y)];
         if (owner < before) {
+            lines_[word].touched |= StripGrid::Bit(bit);
             TouchRank(owner);
         }
     }
@@ -194,32 +198,52 @@ void BranchTraces::Retrace(PixelPosition end) {
     const bool wasTraced = (ends_[word].traced & StripGrid::Bit(end.x)) != 0;
     const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
     Trace& trace = traces_[static_cast<std::size_t>(number)];
+    PixelPosition from = end;
+    path_.Begin(end);
+    counts_.assign(1, 0);
     if (wasTraced) {
-        Release(word, trace);
+        const Beginning kept = Release(word, trace, !trace.forks);
+        if (kept.isAll) {
+            return;
+        }
+        from = kept.next;
+        path_.Begin(PathOf(trace), kept.size, kept.last);
+        counts_[0] = kept.pixels;
     }
-    Follow(end, rank);
+    Follow(from, rank);
     Keep(end, trace);
     TellAround(rank);
 }
 
-// What other traces have taken from it since is not its own any more.
-void BranchTraces::Release(std::size_t word, const Trace& trace) {
+// What other traces have taken from it since is not its own any more. Up to the first pixel that was touched nothing
+// that a trace asks for has changed: that much may be kept, if no fork waits there.
+BranchTraces::Beginning BranchTraces::Release(std::size_t word, const Trace& trace, bool keepsBeginning) {
     const PixelPosition end = PositionOf(trace.end);
+    Beginning kept{0, 0, end, end, false};
     const Word isRobbed = ends_[word].robbed & StripGrid::Bit(end.x);
     ends_[word].robbed ^= isRobbed;
     before_.first = word - kNotedRows / 2;
-    const TracePath::Code* path =
-        trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
-    for (TracePath::Walk walk(end, path, trace.size); walk.Next();) {
+    for (TracePath::Walk walk(end, PathOf(trace), trace.size); walk.Next();) {
         const PixelPosition at = walk.At();
         const std::size_t there = grid_.WordAt(at.x, at.y);
         const Word bit = StripGrid::Bit(at.x);
         Lines& lines = lines_[there];
+        if (keepsBeginning && (lines.taken & ~lines.touched & bit) != 0) {
+            ++kept.pixels;
+            kept.size = walk.Passed();
+            kept.last = at;
+            continue;
+        }
+        if (keepsBeginning) {
+            keepsBeginning = false;
+            kept.next = at;
+        }
         // It may not be of a line any more.
         if ((lines.taken & bit) == 0 || (isRobbed != 0 && owner_[OwnerAt(at.x, at.y)] != trace.end)) {
             continue;
         }
         lines.taken ^= bit;
+        lines.touched &= ~bit;
         lines.left |= bit;
         if (released_.empty() || released_.back().word != there) {
             released_.emplace_back().word = there;
@@ -229,10 +253,25 @@ void BranchTraces::Release(std::size_t word, const Trace& trace) {
             before_.pixels[there - before_.first] |= bit;
         }
     }
+    kept.isAll = keepsBeginning;
+    return kept;
+}
+
+const TracePath::Code* BranchTraces::PathOf(const Trace& trace) const {
+    return trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
 }
 
 // Passes on what the trace takes now and did not take before, or the other way round.
 void BranchTraces::TellAround(Rank end) {
+    const auto takenBefore = [&](std::size_t word) {
+        return word - before_.first < kNotedRows ? before_.pixels[word - before_.first] : 0;
+    };
+    for (const std::size_t word : taken_) {
+        const Word taken = lines_[word].mine & ~takenBefore(word);
+        if (taken != 0) {
+            TouchAround(word, taken, end);
+        }
+    }
     for (const WordPixels& own : released_) {
         const Word left = own.pixels & ~lines_[own.word].mine;
         if (left != 0) {
@@ -242,15 +281,10 @@ void BranchTraces::TellAround(Rank end) {
             before_.pixels[own.word - before_.first] = 0;
         }
     }
-    for (const WordPixels& own : taken_) {
-        if (own.pixels != 0) {
-            TouchAround(own.word, own.pixels, end);
-        }
-    }
     TouchNoted(end);
-    for (const WordPixels& own : taken_) {
-        lines_[own.word].taken |= lines_[own.word].mine;
-        lines_[own.word].mine = 0;
+    for (const std::size_t word : taken_) {
+        lines_[word].taken |= lines_[word].mine;
+        lines_[word].mine = 0;
     }
     released_.clear();
     taken_.clear();
@@ -274,6 +308,7 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     Trace& trace = traces_[static_cast<std::size_t>(number)];
     trace.end = end;
     trace.size = 0;
+    trace.forks = false;
     trace.next = ends_[word].first;
     ends_[word].first = number + 1;
     const PixelPosition at = PositionOf(end);
@@ -306,6 +341,7 @@ void BranchTraces::Forget(const Trace& trace) {
 void BranchTraces::Keep(PixelPosition end, Trace& trace) {
     Forget(trace);
     marks_.SetCounts(end.x, end.y, counts_);
+    trace.forks = counts_.size() > 1;
     trace.size = path_.Size();
     if (trace.size <= Trace::kStepsAtHand) {
         std::copy_n(path_.Codes(), trace.size, trace.path.begin());

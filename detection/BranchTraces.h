@@ -52,11 +52,12 @@ private:
     using Rank = std::uint32_t;
     static constexpr Rank kBeyondAll = UINT32_MAX;
 
-    /// What is around a trace is asked for often, and kept together. No pixel is two of these.
+    /// What is around a trace is asked for often, and kept together. No pixel is two of the first three.
     struct Lines {
-        Word left;   // pixels of lines that no trace took
-        Word taken;  // by a trace, but the one that is being made
-        Word mine;   // taken by that one
+        Word left;     // pixels of lines that no trace took
+        Word taken;    // by a trace, but the one that is being made
+        Word mine;     // taken by that one
+        Word touched;  // of those taken: from here its trace, which waits, may take another way
         Word All() const { return left | taken | mine; }
     };
     struct Ends {
@@ -70,14 +71,16 @@ private:
         std::size_t size;  // of its path; longer ones are in longPaths_
         Rank end;
         std::int32_t next;  // trace of another end of the same word: index + 1, or 0
+        bool forks;         // has more than one count
         std::array<TracePath::Code, kStepsAtHand> path;
     };
-    /// A pixel and where to look for it.
-    struct Place {
-        Lines* lines;
-        int bit;
-        int x;
-        int y;
+    /// The first pixels of a trace that are as they would be if it were made again.
+    struct Beginning {
+        std::int32_t pixels = 0;
+        std::size_t size = 0;  // of the path
+        PixelPosition last;
+        PixelPosition next;
+        bool isAll;
     };
     static constexpr std::size_t kNotedRows = 64;
     /// Changes in words above each other.
@@ -116,16 +119,14 @@ private:
 
     void RemoveEnds();
     void Retrace(PixelPosition end);
-    void Release(std::size_t word, const Trace& trace);
-    void Follow(PixelPosition end, Rank rank);
-    Place PlaceOf(PixelPosition at);
-    Place PlaceBeside(const Place& place, int step) const;
-    unsigned OpenAround(const Place& place, Rank end) const;
-    unsigned OpenAtSide(const Place& place, Rank end) const;
-    unsigned TakenBefore(unsigned taken, const Place& around, Rank end) const;
-    bool IsAtBorder(int x, int y) const { return x == 0 || x + 1 == width_ || y == 0 || y + 1 == height_; }
-    unsigned BeyondAround(int aroundX, int aroundY) const;
-    void Take(const Place& place, Rank end);
+    Beginning Release(std::size_t word, const Trace& trace, bool keepsBeginning);
+    const TracePath::Code* PathOf(const Trace& trace) const;
+    void Follow(PixelPosition from, Rank rank);
+    unsigned OpenAround(PixelPosition around, Rank end) const;
+    unsigned OpenAtSide(PixelPosition around, Rank end) const;
+    unsigned TakenBefore(unsigned taken, PixelPosition around, Rank end) const;
+    unsigned BeyondAround(PixelPosition around) const;
+    bool Take(PixelPosition at, Rank end);
     void Rob(Rank end);
     void TellAround(Rank end);
 
@@ -158,7 +159,7 @@ private:
     std::vector<std::int32_t> counts_;
     std::vector<PixelPosition> stack_;
     std::vector<WordPixels> released_;
-    std::vector<WordPixels> taken_;  // words with pixels taken, and those of them that are new to it
+    std::vector<std::size_t> taken_;  // words with pixels that are its own now
     NotedChanges noted_;
     PixelsBefore before_;
 };
