@@ -44,7 +44,11 @@ void BranchTraces::Update() {
         const int x0 = grid_.LeftOf(change.word);
         const int y = grid_.RowOf(change.word);
         for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
-            Touch(x0 + BitGrid::Lowest(left), y);
+            const int x = x0 + BitGrid::Lowest(left);
+            if (skeleton_.IsEnd(x, y)) {
+                AddTrace(change.word, RankOf(x, y));
+                Touch(x, y);
+            }
         }
     }
     FetchTraces();
@@ -99,16 +103,18 @@ void BranchTraces::FetchTraces() {
     toFetch_.clear();
 }
 
-void BranchTraces::TouchTracesOf(std::size_t word, Word pixels, Rank before) {
-    const int x0 = grid_.LeftOf(word);
-    const int y = grid_.RowOf(word);
+void BranchTraces::TouchTracesOf(std::size_t word, int x0, int y, Word pixels, Rank before) {
     // The trace of a pixel that was touched before waits.
+    Rank last = kBeyondAll;
     for (pixels &= ~lines_[word].touched; pixels != 0; pixels &= pixels - 1) {
         const int bit = BitGrid::Lowest(pixels);
         const Rank owner = owner_[OwnerAt(x0 + bit, y)];
         if (owner < before) {
             lines_[word].touched |= StripGrid::Bit(bit);
-            TouchRank(owner);
+            if (owner != last) {
+                TouchRank(owner);
+                last = owner;
+            }
         }
     }
 }
@@ -137,6 +143,9 @@ void BranchTraces::TouchNoted(Rank before) {
     if (top > bottom) {
         return;
     }
+    // Of the row two further up. The words may go on in the next strip.
+    int x0 = grid_.LeftOf(noted_.first + top - 2);
+    int y = grid_.RowOf(noted_.first + top - 2);
     const Lines* at = &lines_[noted_.first + top];
     Word askedAbove = 0;
     Word asked = 0;
@@ -148,7 +157,11 @@ void BranchTraces::TouchNoted(Rank before) {
         const Word askedBelow = (Wider(changedAbove | changed | changedBelow) & at[-1].All()) | changed;
         const Word near = Wider(askedAbove | asked | askedBelow) & at[-2].taken;
         if (near != 0) {
-            TouchTracesOf(noted_.first + row - 2, near, before);
+            TouchTracesOf(noted_.first + row - 2, x0, y, near, before);
+        }
+        if (++y == height_ + StripGrid::kMargin) {
+            y = -StripGrid::kMargin;
+            x0 += 64;
         }
         askedAbove = asked;
         asked = askedBelow;
@@ -177,31 +190,31 @@ void BranchTraces::TouchAroundSides(std::size_t word, Word changed, Rank before)
             east[k] |= askedEast | askedEast << 1 | asked >> 63;
         }
     }
-    const auto touch = [&](std::size_t at, Word pixels) {
-        if ((pixels & lines_[at].taken) != 0) {
-            TouchTracesOf(at, pixels & lines_[at].taken, before);
-        }
-    };
+    const int x0 = grid_.LeftOf(word);
+    const int y0 = grid_.RowOf(word) - 2;
     for (std::size_t i = 0; i < 5; ++i) {
-        touch(word - strip - 2 + i, west[i]);
-        touch(word - 2 + i, near[i]);
-        touch(word + strip - 2 + i, east[i]);
+        const auto touch = [&](std::size_t at, int x, Word pixels) {
+            if ((pixels & lines_[at].taken) != 0) {
+                TouchTracesOf(at, x, y0 + static_cast<int>(i), pixels & lines_[at].taken, before);
+            }
+        };
+        touch(word - strip - 2 + i, x0 - 64, west[i]);
+        touch(word - 2 + i, x0, near[i]);
+        touch(word + strip - 2 + i, x0 + 64, east[i]);
     }
 }
 
 void BranchTraces::Retrace(PixelPosition end) {
-    if (!skeleton_.IsEnd(end.x, end.y)) {
+    const std::size_t word = grid_.WordAt(end.x, end.y);
+    if ((ends_[word].traced & StripGrid::Bit(end.x)) == 0) {
         return;  // waited before it was removed
     }
-    const std::size_t word = grid_.WordAt(end.x, end.y);
     const Rank rank = RankOf(end.x, end.y);
-    const bool wasTraced = (ends_[word].traced & StripGrid::Bit(end.x)) != 0;
-    const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
-    Trace& trace = traces_[static_cast<std::size_t>(number)];
+    Trace& trace = traces_[static_cast<std::size_t>(FindTrace(word, rank))];
     PixelPosition from = end;
     path_.Begin(end);
     counts_.assign(1, 0);
-    if (wasTraced) {
+    if (trace.size > 0) {
         const Beginning kept = Release(word, trace, !trace.forks);
         if (kept.isAll) {
             return;
@@ -298,7 +311,7 @@ std::int32_t BranchTraces::FindTrace(std::size_t word, Rank end) const {
     return number;
 }
 
-std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
+void BranchTraces::AddTrace(std::size_t word, Rank end) {
     if (unused_.empty()) {
         unused_.push_back(static_cast<std::int32_t>(traces_.size()));
         traces_.emplace_back();
@@ -314,7 +327,6 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     const PixelPosition at = PositionOf(end);
     ends_[word].traced |= StripGrid::Bit(at.x);
     marks_.Add(at.x, at.y);
-    return number;
 }
 
 void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {

@@ -60,7 +60,7 @@ private:
         Word touched;  // of those taken: from here its trace, which waits, may take another way
         Word All() const { return left | taken | mine; }
     };
-    struct Ends {
+    struct alignas(32) Ends {
         Word traced;         // ends with a trace; all, once those that are none any more have been removed
         Word robbed;         // those whose trace has lost pixels to others and is to be made again
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
@@ -68,7 +68,7 @@ private:
     /// A cache line.
     struct alignas(64) Trace {
         static constexpr std::size_t kStepsAtHand = 47;
-        std::size_t size;  // of its path; longer ones are in longPaths_
+        std::size_t size;  // of its path, 0 before it is made first; longer ones are in longPaths_
         Rank end;
         std::int32_t next;  // trace of another end of the same word: index + 1, or 0
         bool forks;         // has more than one count
@@ -112,7 +112,7 @@ private:
         Touch(at.x, at.y);
     }
     void FetchTraces();
-    void TouchTracesOf(std::size_t word, Word pixels, Rank before);
+    void TouchTracesOf(std::size_t word, int x0, int y, Word pixels, Rank before);
     void TouchAround(std::size_t word, Word changed, Rank before);
     void TouchAroundSides(std::size_t word, Word changed, Rank before);
     void TouchNoted(Rank before);
@@ -131,7 +131,7 @@ private:
     void TellAround(Rank end);
 
     std::int32_t FindTrace(std::size_t word, Rank end) const;
-    std::int32_t AddTrace(std::size_t word, Rank end);
+    void AddTrace(std::size_t word, Rank end);
     void RemoveTrace(std::size_t word, std::int32_t number);
     void Keep(PixelPosition end, Trace& trace);
     void Forget(const Trace& trace);
