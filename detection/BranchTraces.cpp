@@ -66,6 +66,11 @@ void BranchTraces::RemoveEnds() {
         __builtin_prefetch(&lines_[change.word]);
     }
     for (const WordPixels& change : skeleton_.EndChanges()) {
+        if ((change.pixels & ends_[change.word].traced) != 0) {
+            __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[change.word].first - 1)]);
+        }
+    }
+    for (const WordPixels& change : skeleton_.EndChanges()) {
         Word gone = change.pixels & ends_[change.word].traced;
         if (gone == 0) {
             continue;
@@ -212,7 +217,6 @@ void BranchTraces::Retrace(PixelPosition end) {
     const Rank rank = RankOf(end.x, end.y);
     Trace& trace = traces_[static_cast<std::size_t>(FindTrace(word, rank))];
     PixelPosition from = end;
-    path_.Begin(end);
     counts_.assign(1, 0);
     if (trace.size > 0) {
         const Beginning kept = Release(word, trace, !trace.forks);
@@ -222,9 +226,12 @@ void BranchTraces::Retrace(PixelPosition end) {
         from = kept.next;
         path_.Begin(PathOf(trace), kept.size, kept.last);
         counts_[0] = kept.pixels;
+    } else {
+        path_.Begin(end);
     }
     Follow(from, rank);
     Keep(end, trace);
+    FetchTraces();
     TellAround(rank);
 }
 
