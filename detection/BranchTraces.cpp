@@ -148,9 +148,9 @@ void BranchTraces::TouchNoted(Rank before) {
     if (top > bottom) {
         return;
     }
-    // Of the row two further up. The words may go on in the next strip.
-    int x0 = grid_.LeftOf(noted_.first + top - 2);
-    int y = grid_.RowOf(noted_.first + top - 2);
+    // Of the row two further up.
+    const int x0 = grid_.LeftOf(noted_.first + top - 2);
+    const int y0 = grid_.RowOf(noted_.first + top - 2);
     const Lines* at = &lines_[noted_.first + top];
     Word askedAbove = 0;
     Word asked = 0;
@@ -162,11 +162,12 @@ void BranchTraces::TouchNoted(Rank before) {
         const Word askedBelow = (Wider(changedAbove | changed | changedBelow) & at[-1].All()) | changed;
         const Word near = Wider(askedAbove | asked | askedBelow) & at[-2].taken;
         if (near != 0) {
-            TouchTracesOf(noted_.first + row - 2, x0, y, near, before);
-        }
-        if (++y == height_ + StripGrid::kMargin) {
-            y = -StripGrid::kMargin;
-            x0 += 64;
+            int x = x0;
+            int y = y0 + static_cast<int>(row - top);
+            for (; y >= height_; y -= static_cast<int>(grid_.Strip())) {
+                x += 64;  // the words go on in the next strip
+            }
+            TouchTracesOf(noted_.first + row - 2, x, y, near, before);
         }
         askedAbove = asked;
         asked = askedBelow;

@@ -74,6 +74,12 @@ private:
         bool forks;         // has more than one count
         std::array<TracePath::Code, kStepsAtHand> path;
     };
+    /// A pixel and where its line's word is.
+    struct Place {
+        Lines* lines;
+        int x;
+        int y;
+    };
     /// The first pixels of a trace that are as they would be if it were made again.
     struct Beginning {
         std::int32_t pixels = 0;
@@ -122,11 +128,13 @@ private:
     Beginning Release(std::size_t word, const Trace& trace, bool keepsBeginning);
     const TracePath::Code* PathOf(const Trace& trace) const;
     void Follow(PixelPosition from, Rank rank);
-    unsigned OpenAround(PixelPosition around, Rank end) const;
-    unsigned OpenAtSide(PixelPosition around, Rank end) const;
-    unsigned TakenBefore(unsigned taken, PixelPosition around, Rank end) const;
-    unsigned BeyondAround(PixelPosition around) const;
-    bool Take(PixelPosition at, Rank end);
+    Place PlaceOf(PixelPosition at);
+    Place PlaceBeside(const Place& place, int step) const;
+    unsigned OpenAround(const Place& around, Rank end) const;
+    unsigned OpenAtSide(const Lines* lines, int x, int y, Rank end) const;
+    unsigned TakenBefore(unsigned taken, int x, int y, Rank end) const;
+    unsigned BeyondAround(int x, int y) const;
+    void Take(const Place& place, Rank end);
     void Rob(Rank end);
     void TellAround(Rank end);
 
