@@ -26,7 +26,7 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
       ends_(grid_.Words()),
       owner_(blocksPerRow_ * ((static_cast<std::size_t>(height) + 3) / 4) * 16),
       marks_(grid_, width, height, limitPx),
-      waiting_(grid_, width, height) {}
+      waiting_(width, height) {}
 
 void BranchTraces::Update() {
     RemoveEnds();
@@ -52,8 +52,9 @@ void BranchTraces::Update() {
         }
     }
     FetchTraces();
+    const auto waitingIn = [&](int x, int y) -> Word& { return ends_[grid_.WordAt(x, y)].waiting; };
     while (!waiting_.IsEmpty()) {
-        const WaitingPixels::Position at = waiting_.TakeLast();
+        const WaitingPixels::Position at = waiting_.TakeLast(waitingIn);
         Retrace({at.x, at.y});
     }
     toFetch_.clear();
@@ -88,10 +89,9 @@ void BranchTraces::RemoveEnds() {
 }
 
 void BranchTraces::Touch(int x, int y) {
-    if (waiting_.Add(x, y) && toFetch_.size() < kMostFetched) {
+    const std::size_t word = grid_.WordAt(x, y);
+    if (waiting_.Add(x, y, ends_[word].waiting) && toFetch_.size() < kMostFetched) {
         toFetch_.push_back({x, y});
-        const std::size_t word = grid_.WordAt(x, y);
-        __builtin_prefetch(&ends_[word]);
         __builtin_prefetch(&lines_[word]);
         __builtin_prefetch(&owner_[OwnerAt(x, y)]);
     }

@@ -62,6 +62,7 @@ private:
     };
     struct alignas(32) Ends {
         Word traced;         // ends with a trace; all, once those that are none any more have been removed
+        Word waiting;        // pixels that waiting_ has
         Word robbed;         // those whose trace has lost pixels to others and is to be made again
         std::int32_t first;  // trace of an end of this word: index + 1, or 0
     };

@@ -174,17 +174,19 @@ TEST(WaitingPixels, TheLastInRasterOrderIsTakenFirst) {
          {std::pair{9000, 70}, std::pair{64, 300}, std::pair{1, 200}, std::pair{130, 1}}) {
         std::mt19937 random(7);
         const Korvane::StripGrid grid(width, height);
-        Korvane::WaitingPixels waiting(grid, width, height);
+        Korvane::WaitingPixels waiting(width, height);
+        std::vector<Korvane::StripGrid::Word> words(grid.Words());
+        const auto wordOf = [&](int x, int y) -> Korvane::StripGrid::Word& { return words[grid.WordAt(x, y)]; };
         std::set<std::pair<int, int>> expected;
         for (int round = 0; round < 300; ++round) {
             for (int i = Between(random, 0, 20); i > 0; --i) {
                 const int x = Between(random, 0, width - 1);
                 const int y = Between(random, 0, height - 1);
-                ASSERT_EQ(waiting.Add(x, y), expected.emplace(y, x).second);
+                ASSERT_EQ(waiting.Add(x, y, wordOf(x, y)), expected.emplace(y, x).second);
             }
             for (int i = Between(random, 0, 20); i > 0 && !expected.empty(); --i) {
                 ASSERT_FALSE(waiting.IsEmpty());
-                const Korvane::WaitingPixels::Position at = waiting.TakeLast();
+                const Korvane::WaitingPixels::Position at = waiting.TakeLast(wordOf);
                 ASSERT_EQ(std::pair(at.y, at.x), *expected.rbegin()) << width << " x " << height << ", round " << round;
                 expected.erase(std::prev(expected.end()));
             }
