@@ -220,4 +220,31 @@ TEST(TracePath, GivesBackEveryPixelNearAndFar) {
     }
 }
 
+TEST(TracePath, GoesOnFromItsBeginning) {
+    std::mt19937 random(12);
+    for (int round = 0; round < 200; ++round) {
+        const Korvane::PixelPosition end{Between(random, 0, 70000), Between(random, 0, 70000)};
+        std::vector<Korvane::PixelPosition> pixels;
+        Korvane::TracePath path;
+        path.Begin(end);
+        Korvane::PixelPosition at = end;
+        for (int i = Between(random, 1, 100); i > 0; --i) {
+            const int reach = Between(random, 0, 9) == 0 ? 70000 : 9;
+            at.x += Between(random, -reach, reach);
+            at.y += Between(random, -reach, reach);
+            pixels.push_back(at);
+            path.Add(at.x, at.y);
+        }
+        const std::vector<Korvane::TracePath::Code> codes(path.Codes(), path.Codes() + path.Size());
+        Korvane::TracePath::Walk walk(end, codes.data(), codes.size());
+        const int kept = Between(random, 0, static_cast<int>(pixels.size()));
+        for (int i = 0; i < kept; ++i) ASSERT_TRUE(walk.Next());
+        Korvane::TracePath again;
+        again.Begin(codes.data(), walk.Passed(), walk.At());
+        for (std::size_t i = static_cast<std::size_t>(kept); i < pixels.size(); ++i)
+            again.Add(pixels[i].x, pixels[i].y);
+        ASSERT_EQ(std::vector<Korvane::TracePath::Code>(again.Codes(), again.Codes() + again.Size()), codes);
+    }
+}
+
 }  // namespace
