@@ -13,8 +13,6 @@ int ShiftFor(int width) {
     return shift;
 }
 
-Word Highest(Word bits) { return Word{1} << (63 - __builtin_clzll(bits)); }
-
 }  // namespace
 
 BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int height, int limitPx)
@@ -22,15 +20,13 @@ BranchTraces::BranchTraces(const NetworkSkeleton& skeleton, int width, int heigh
       grid_(skeleton.Grid()),
       width_(width),
       height_(height),
-      limitPx_(limitPx),
       rankShift_(ShiftFor(width)),
       blocksPerRow_((static_cast<std::size_t>(width) + 3) / 4),
       lines_(grid_.Words()),
       ends_(grid_.Words()),
-      tilesPerRow_((static_cast<std::size_t>(width) + 63) / 64),
-      rowsWithEnds_(tilesPerRow_ * ((static_cast<std::size_t>(height) + 63) / 64)),
       owner_(blocksPerRow_ * ((static_cast<std::size_t>(height) + 3) / 4) * 16),
-      waiting_(grid_, width, height) {}
+      marks_(grid_, width, height, limitPx),
+      waiting_(width, height) {}
 
 void BranchTraces::Update() {
     RemoveEnds();
@@ -42,17 +38,23 @@ void BranchTraces::Update() {
         Lines& at = lines_[change.word];
         at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
         at.taken &= ~change.pixels;
+        at.touched &= at.taken;
     }
     for (const WordPixels& change : skeleton_.EndChanges()) {
         const int x0 = grid_.LeftOf(change.word);
         const int y = grid_.RowOf(change.word);
         for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
-            Touch(x0 + BitGrid::Lowest(left), y);
+            const int x = x0 + BitGrid::Lowest(left);
+            if (skeleton_.IsEnd(x, y)) {
+                AddTrace(change.word, RankOf(x, y));
+                Touch(x, y);
+            }
         }
     }
     FetchTraces();
+    const auto waitingIn = [&](int x, int y) -> Word& { return ends_[grid_.WordAt(x, y)].waiting; };
     while (!waiting_.IsEmpty()) {
-        const WaitingPixels::Position at = waiting_.TakeLast();
+        const WaitingPixels::Position at = waiting_.TakeLast(waitingIn);
         Retrace({at.x, at.y});
     }
     toFetch_.clear();
@@ -65,6 +67,11 @@ void BranchTraces::RemoveEnds() {
         __builtin_prefetch(&lines_[change.word]);
     }
     for (const WordPixels& change : skeleton_.EndChanges()) {
+        if ((change.pixels & ends_[change.word].traced) != 0) {
+            __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[change.word].first - 1)]);
+        }
+    }
+    for (const WordPixels& change : skeleton_.EndChanges()) {
         Word gone = change.pixels & ends_[change.word].traced;
         if (gone == 0) {
             continue;
@@ -74,7 +81,7 @@ void BranchTraces::RemoveEnds() {
         for (; gone != 0; gone &= gone - 1) {
             const Rank end = RankOf(x0 + BitGrid::Lowest(gone), y);
             const std::int32_t number = FindTrace(change.word, end);
-            Release(change.word, traces_[static_cast<std::size_t>(number)]);
+            Release(change.word, traces_[static_cast<std::size_t>(number)], false);
             RemoveTrace(change.word, number);
             TellAround(end);
         }
@@ -82,10 +89,9 @@ void BranchTraces::RemoveEnds() {
 }
 
 void BranchTraces::Touch(int x, int y) {
-    if (waiting_.Add(x, y) && toFetch_.size() < kMostFetched) {
+    const std::size_t word = grid_.WordAt(x, y);
+    if (waiting_.Add(x, y, ends_[word].waiting) && toFetch_.size() < kMostFetched) {
         toFetch_.push_back({x, y});
-        const std::size_t word = grid_.WordAt(x, y);
-        __builtin_prefetch(&ends_[word]);
         __builtin_prefetch(&lines_[word]);
         __builtin_prefetch(&owner_[OwnerAt(x, y)]);
     }
@@ -102,13 +108,18 @@ void BranchTraces::FetchTraces() {
     toFetch_.clear();
 }
 
-void BranchTraces::TouchTracesOf(std::size_t word, Word pixels, Rank before) {
-    const int x0 = grid_.LeftOf(word);
-    const int y = grid_.RowOf(word);
-    for (; pixels != 0; pixels &= pixels - 1) {
-        const Rank owner = owner_[OwnerAt(x0 + BitGrid::Lowest(pixels), y)];
+void BranchTraces::TouchTracesOf(std::size_t word, int x0, int y, Word pixels, Rank before) {
+    // The trace of a pixel that was touched before waits.
+    Rank last = kBeyondAll;
+    for (pixels &= ~lines_[word].touched; pixels != 0; pixels &= pixels - 1) {
+        const int bit = BitGrid::Lowest(pixels);
+        const Rank owner = owner_[OwnerAt(x0 + bit, y)];
         if (owner < before) {
-            TouchRank(owner);
+            lines_[word].touched |= StripGrid::Bit(bit);
+            if (owner != last) {
+                TouchRank(owner);
+                last = owner;
+            }
         }
     }
 }
@@ -137,6 +148,9 @@ void BranchTraces::TouchNoted(Rank before) {
     if (top > bottom) {
         return;
     }
+    // Of the row two further up.
+    const int x0 = grid_.LeftOf(noted_.first + top - 2);
+    const int y0 = grid_.RowOf(noted_.first + top - 2);
     const Lines* at = &lines_[noted_.first + top];
     Word askedAbove = 0;
     Word asked = 0;
@@ -148,7 +162,12 @@ void BranchTraces::TouchNoted(Rank before) {
         const Word askedBelow = (Wider(changedAbove | changed | changedBelow) & at[-1].All()) | changed;
         const Word near = Wider(askedAbove | asked | askedBelow) & at[-2].taken;
         if (near != 0) {
-            TouchTracesOf(noted_.first + row - 2, near, before);
+            int x = x0;
+            int y = y0 + static_cast<int>(row - top);
+            for (; y >= height_; y -= static_cast<int>(grid_.Strip())) {
+                x += 64;  // the words go on in the next strip
+            }
+            TouchTracesOf(noted_.first + row - 2, x, y, near, before);
         }
         askedAbove = asked;
         asked = askedBelow;
@@ -177,53 +196,75 @@ void BranchTraces::TouchAroundSides(std::size_t word, Word changed, Rank before)
             east[k] |= askedEast | askedEast << 1 | asked >> 63;
         }
     }
-    const auto touch = [&](std::size_t at, Word pixels) {
-        if ((pixels & lines_[at].taken) != 0) {
-            TouchTracesOf(at, pixels & lines_[at].taken, before);
-        }
-    };
+    const int x0 = grid_.LeftOf(word);
+    const int y0 = grid_.RowOf(word) - 2;
     for (std::size_t i = 0; i < 5; ++i) {
-        touch(word - strip - 2 + i, west[i]);
-        touch(word - 2 + i, near[i]);
-        touch(word + strip - 2 + i, east[i]);
+        const auto touch = [&](std::size_t at, int x, Word pixels) {
+            if ((pixels & lines_[at].taken) != 0) {
+                TouchTracesOf(at, x, y0 + static_cast<int>(i), pixels & lines_[at].taken, before);
+            }
+        };
+        touch(word - strip - 2 + i, x0 - 64, west[i]);
+        touch(word - 2 + i, x0, near[i]);
+        touch(word + strip - 2 + i, x0 + 64, east[i]);
     }
 }
 
 void BranchTraces::Retrace(PixelPosition end) {
-    if (!skeleton_.IsEnd(end.x, end.y)) {
+    const std::size_t word = grid_.WordAt(end.x, end.y);
+    if ((ends_[word].traced & StripGrid::Bit(end.x)) == 0) {
         return;  // waited before it was removed
     }
-    const std::size_t word = grid_.WordAt(end.x, end.y);
     const Rank rank = RankOf(end.x, end.y);
-    const bool wasTraced = (ends_[word].traced & StripGrid::Bit(end.x)) != 0;
-    const std::int32_t number = wasTraced ? FindTrace(word, rank) : AddTrace(word, rank);
-    Trace& trace = traces_[static_cast<std::size_t>(number)];
-    if (wasTraced) {
-        Release(word, trace);
+    Trace& trace = traces_[static_cast<std::size_t>(FindTrace(word, rank))];
+    PixelPosition from = end;
+    counts_.assign(1, 0);
+    if (trace.size > 0) {
+        const Beginning kept = Release(word, trace, !trace.forks);
+        if (kept.isAll) {
+            return;
+        }
+        from = kept.next;
+        path_.Begin(PathOf(trace), kept.size, kept.last);
+        counts_[0] = kept.pixels;
+    } else {
+        path_.Begin(end);
     }
-    Follow(end, rank);
-    Keep(word, trace);
+    Follow(from, rank);
+    Keep(end, trace);
+    FetchTraces();
     TellAround(rank);
 }
 
-// What other traces have taken from it since is not its own any more.
-void BranchTraces::Release(std::size_t word, const Trace& trace) {
+// What other traces have taken from it since is not its own any more. Up to the first pixel that was touched nothing
+// that a trace asks for has changed: that much may be kept, if no fork waits there.
+BranchTraces::Beginning BranchTraces::Release(std::size_t word, const Trace& trace, bool keepsBeginning) {
     const PixelPosition end = PositionOf(trace.end);
+    Beginning kept{0, 0, end, end, false};
     const Word isRobbed = ends_[word].robbed & StripGrid::Bit(end.x);
     ends_[word].robbed ^= isRobbed;
     before_.first = word - kNotedRows / 2;
-    const TracePath::Code* path =
-        trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
-    for (TracePath::Walk walk(end, path, trace.size); walk.Next();) {
+    for (TracePath::Walk walk(end, PathOf(trace), trace.size); walk.Next();) {
         const PixelPosition at = walk.At();
         const std::size_t there = grid_.WordAt(at.x, at.y);
         const Word bit = StripGrid::Bit(at.x);
         Lines& lines = lines_[there];
+        if (keepsBeginning && (lines.taken & ~lines.touched & bit) != 0) {
+            ++kept.pixels;
+            kept.size = walk.Passed();
+            kept.last = at;
+            continue;
+        }
+        if (keepsBeginning) {
+            keepsBeginning = false;
+            kept.next = at;
+        }
         // It may not be of a line any more.
         if ((lines.taken & bit) == 0 || (isRobbed != 0 && owner_[OwnerAt(at.x, at.y)] != trace.end)) {
             continue;
         }
         lines.taken ^= bit;
+        lines.touched &= ~bit;
         lines.left |= bit;
         if (released_.empty() || released_.back().word != there) {
             released_.emplace_back().word = there;
@@ -233,10 +274,25 @@ void BranchTraces::Release(std::size_t word, const Trace& trace) {
             before_.pixels[there - before_.first] |= bit;
         }
     }
+    kept.isAll = keepsBeginning;
+    return kept;
+}
+
+const TracePath::Code* BranchTraces::PathOf(const Trace& trace) const {
+    return trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
 }
 
 // Passes on what the trace takes now and did not take before, or the other way round.
 void BranchTraces::TellAround(Rank end) {
+    const auto takenBefore = [&](std::size_t word) {
+        return word - before_.first < kNotedRows ? before_.pixels[word - before_.first] : 0;
+    };
+    for (const std::size_t word : taken_) {
+        const Word taken = lines_[word].mine & ~takenBefore(word);
+        if (taken != 0) {
+            TouchAround(word, taken, end);
+        }
+    }
     for (const WordPixels& own : released_) {
         const Word left = own.pixels & ~lines_[own.word].mine;
         if (left != 0) {
@@ -246,15 +302,10 @@ void BranchTraces::TellAround(Rank end) {
             before_.pixels[own.word - before_.first] = 0;
         }
     }
-    for (const WordPixels& own : taken_) {
-        if (own.pixels != 0) {
-            TouchAround(own.word, own.pixels, end);
-        }
-    }
     TouchNoted(end);
-    for (const WordPixels& own : taken_) {
-        lines_[own.word].taken |= lines_[own.word].mine;
-        lines_[own.word].mine = 0;
+    for (const std::size_t word : taken_) {
+        lines_[word].taken |= lines_[word].mine;
+        lines_[word].mine = 0;
     }
     released_.clear();
     taken_.clear();
@@ -268,7 +319,7 @@ std::int32_t BranchTraces::FindTrace(std::size_t word, Rank end) const {
     return number;
 }
 
-std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
+void BranchTraces::AddTrace(std::size_t word, Rank end) {
     if (unused_.empty()) {
         unused_.push_back(static_cast<std::int32_t>(traces_.size()));
         traces_.emplace_back();
@@ -283,8 +334,7 @@ std::int32_t BranchTraces::AddTrace(std::size_t word, Rank end) {
     ends_[word].first = number + 1;
     const PixelPosition at = PositionOf(end);
     ends_[word].traced |= StripGrid::Bit(at.x);
-    rowsWithEnds_[TileAt(at.x, at.y)] |= StripGrid::Bit(at.y);
-    return number;
+    marks_.Add(at.x, at.y);
 }
 
 void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
@@ -297,10 +347,7 @@ void BranchTraces::RemoveTrace(std::size_t word, std::int32_t number) {
     unused_.push_back(number);
     const PixelPosition at = PositionOf(trace.end);
     ends_[word].traced &= ~StripGrid::Bit(at.x);
-    ends_[word].isLong &= ~StripGrid::Bit(at.x);
-    if (ends_[word].traced == 0) {
-        rowsWithEnds_[TileAt(at.x, at.y)] &= ~StripGrid::Bit(at.y);
-    }
+    marks_.Remove(at.x, at.y);
     Forget(trace);
 }
 
@@ -309,104 +356,18 @@ void BranchTraces::Forget(const Trace& trace) {
     if (trace.size > Trace::kStepsAtHand) {
         longPaths_.erase(trace.end);
     }
-    if (trace.forks) {
-        forkCounts_.erase(trace.end);
-    }
 }
 
-void BranchTraces::Keep(std::size_t word, Trace& trace) {
+void BranchTraces::Keep(PixelPosition end, Trace& trace) {
     Forget(trace);
-    const Word bit = StripGrid::Bit(PositionOf(trace.end).x);
-    Ends& ends = ends_[word];
-    ends.isLong = counts_[0] > limitPx_ ? ends.isLong | bit : ends.isLong & ~bit;
+    marks_.SetCounts(end.x, end.y, counts_);
     trace.forks = counts_.size() > 1;
-    if (trace.forks) {
-        forkCounts_[trace.end] = counts_;
-    }
     trace.size = path_.Size();
     if (trace.size <= Trace::kStepsAtHand) {
         std::copy_n(path_.Codes(), trace.size, trace.path.begin());
     } else {
         longPaths_[trace.end].assign(path_.Codes(), path_.Codes() + trace.size);
     }
-}
-
-// Row by row from the last one up, each from its right end.
-void BranchTraces::MarkInTiles(std::size_t tiles, int y0, Word rows) {
-    for (; rows != 0; rows ^= Highest(rows)) {
-        const int row = BitGrid::Lowest(Highest(rows));
-        for (std::size_t i = 0; i < tiles; ++i) {
-            const EndsOfTile& tile = tilesInRow_[i];
-            if ((tile.rows & StripGrid::Bit(row)) != 0) {
-                const auto at = static_cast<std::size_t>(row);
-                MarkInWord(tile.x0, y0 + row, tile.ends[at], tile.isLong[at]);
-            }
-        }
-    }
-}
-
-// Counts go to consecutive numbers from the last end's downwards, so a fork moves all that come after it on by one end.
-// Numbers matter from the first fork on.
-void BranchTraces::MarkInWord(int x0, int y, Word ends, Word isLong) {
-    Marking& now = marking_;
-    const Rank first = RankOf(x0, y);
-    while (now.fork != forkCounts_.end() && now.fork->first > std::uint64_t{first} + 63) {
-        ++now.fork;
-    }
-    const bool mayFork = now.fork != forkCounts_.end() && now.fork->first >= first;
-    if (now.counts == now.ends && !mayFork) {
-        for (; isLong != 0; isLong ^= Highest(isLong)) {
-            now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(isLong)), y});
-        }
-        return;
-    }
-    const std::size_t number = static_cast<std::size_t>(__builtin_popcountll(ends));
-    if (mayFork) {
-        NoteForked(first, ends, isLong);
-    } else {
-        for (; isLong != 0; isLong ^= Highest(isLong)) {
-            const Word before = ends & ~(Highest(isLong) | (Highest(isLong) - 1));
-            now.longOnes.push_back(now.counts + static_cast<std::size_t>(__builtin_popcountll(before)));
-        }
-        now.counts += number;
-    }
-    std::size_t end = now.ends;
-    now.ends += number;
-    for (; now.next < now.longOnes.size() && now.longOnes[now.next] < now.ends; ++now.next) {
-        for (; end < now.longOnes[now.next]; ++end) {
-            ends ^= Highest(ends);
-        }
-        now.marked.ends.push_back({x0 + BitGrid::Lowest(Highest(ends)), y});
-    }
-}
-
-// Notes the numbers of the counts above the limit in a word in which there may be a fork.
-void BranchTraces::NoteForked(Rank first, Word ends, Word isLong) {
-    for (; ends != 0; ends ^= Highest(ends)) {
-        const auto fork = forkCounts_.find(first + static_cast<Rank>(BitGrid::Lowest(Highest(ends))));
-        if (fork != forkCounts_.end()) {
-            for (const std::int32_t count : fork->second) {
-                marking_.NoteCount(count > limitPx_);
-            }
-        } else {
-            marking_.NoteCount((isLong & Highest(ends)) != 0);
-        }
-    }
-}
-
-// What is left over when there are no more ends marks the map's first pixel.
-MarkedBranches BranchTraces::EndMarking() {
-    marking_.marked.mapOrigin = marking_.next < marking_.longOnes.size();
-    return std::move(marking_.marked);
-}
-
-void BranchTraces::BeginMarking() {
-    marking_.marked = MarkedBranches{};
-    marking_.longOnes.clear();
-    marking_.next = 0;
-    marking_.ends = 0;
-    marking_.counts = 0;
-    marking_.fork = forkCounts_.begin();
 }
 
 }  // namespace Korvane

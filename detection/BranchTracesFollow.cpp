@@ -25,37 +25,37 @@ constexpr std::array<bool, 512> kIsOneGroup = MakeIsOneGroup();
 }  // namespace
 
 inline BranchTraces::Place BranchTraces::PlaceOf(PixelPosition at) {
-    return {&lines_[grid_.WordAt(at.x, at.y)], at.x & 63, at.x, at.y};
+    return {&lines_[grid_.WordAt(at.x, at.y)], at.x, at.y};
 }
 
 inline BranchTraces::Place BranchTraces::PlaceBeside(const Place& place, int step) const {
     const Step& by = kSteps[static_cast<std::size_t>(step)];
-    Place beside{place.lines + by.dy, place.bit + by.dx, place.x + by.dx, place.y + by.dy};
-    if ((beside.bit & ~63) != 0) {
-        beside.lines = beside.bit < 0 ? beside.lines - grid_.Strip() : beside.lines + grid_.Strip();
-        beside.bit &= 63;
+    Place beside{place.lines + by.dy, place.x + by.dx, place.y + by.dy};
+    if (((beside.x ^ place.x) & 64) != 0) {
+        beside.lines = by.dx < 0 ? beside.lines - grid_.Strip() : beside.lines + grid_.Strip();
     }
     return beside;
 }
 
 // Which of the pixels around are of a line and there for the trace of an end.
-inline unsigned BranchTraces::OpenAround(const Place& place, Rank end) const {
-    const Lines* at = place.lines;
-    const int bit = place.bit;
+inline unsigned BranchTraces::OpenAround(const Place& around, Rank end) const {
+    const Lines* at = around.lines;
+    const int bit = around.x & 63;
     if (bit == 0 || bit == 63) {
-        return OpenAtSide(place, end);
+        return OpenAtSide(around.lines, around.x, around.y, end);
     }
     const auto three = [&](Word words) { return static_cast<unsigned>(words >> (bit - 1) & 7u); };
     const unsigned left = three(at[-1].left) | three(at[0].left) << 3 | three(at[1].left) << 6;
     if (three(at[-1].taken | at[0].taken | at[1].taken) == 0) {
         return left;
     }
-    return left | TakenBefore(three(at[-1].taken) | three(at[0].taken) << 3 | three(at[1].taken) << 6, place, end);
+    return left | TakenBefore(three(at[-1].taken) | three(at[0].taken) << 3 | three(at[1].taken) << 6, around.x,
+                              around.y, end);
 }
 
 // The same for a pixel at the side of a word.
-unsigned BranchTraces::OpenAtSide(const Place& place, Rank end) const {
-    const bool isLeft = place.bit == 0;
+unsigned BranchTraces::OpenAtSide(const Lines* lines, int x, int y, Rank end) const {
+    const bool isLeft = (x & 63) == 0;
     const auto three = [&](const Lines& at, const Lines& beside, Word Lines::*kind) {
         const Word bits = isLeft ? at.*kind << 1 | beside.*kind >> 63 : at.*kind >> 62 | beside.*kind << 2;
         return static_cast<unsigned>(bits & 7u);
@@ -63,32 +63,32 @@ unsigned BranchTraces::OpenAtSide(const Place& place, Rank end) const {
     unsigned left = 0;
     unsigned taken = 0;
     for (int row = 0; row < 3; ++row) {
-        const Lines* at = place.lines + row - 1;
+        const Lines* at = lines + row - 1;
         const Lines* beside = isLeft ? at - grid_.Strip() : at + grid_.Strip();
         left |= three(*at, *beside, &Lines::left) << 3 * row;
         taken |= three(*at, *beside, &Lines::taken) << 3 * row;
     }
-    return left | TakenBefore(taken, place, end);
+    return left | TakenBefore(taken, x, y, end);
 }
 
 // Those of the pixels taken around one that an end further up took.
-inline unsigned BranchTraces::TakenBefore(unsigned taken, const Place& around, Rank end) const {
+inline unsigned BranchTraces::TakenBefore(unsigned taken, int x, int y, Rank end) const {
     unsigned before = 0;
     for (; taken != 0; taken &= taken - 1) {
         const int i = __builtin_ctz(taken);
         const Step& step = kSteps[static_cast<std::size_t>(i)];
-        before |= (owner_[OwnerAt(around.x + step.dx, around.y + step.dy)] < end ? 1u : 0u) << i;
+        before |= (owner_[OwnerAt(x + step.dx, y + step.dy)] < end ? 1u : 0u) << i;
     }
     return before;
 }
 
 // Which of the pixels around are beyond the picture: they count as there.
-unsigned BranchTraces::BeyondAround(int aroundX, int aroundY) const {
+unsigned BranchTraces::BeyondAround(int x, int y) const {
     unsigned beyond = 0;
     for (int i = 0; i < 9; ++i) {
-        const int x = aroundX + kSteps[static_cast<std::size_t>(i)].dx;
-        const int y = aroundY + kSteps[static_cast<std::size_t>(i)].dy;
-        beyond |= (x < 0 || x >= width_ || y < 0 || y >= height_ ? 1u : 0u) << i;
+        const int besideX = x + kSteps[static_cast<std::size_t>(i)].dx;
+        const int besideY = y + kSteps[static_cast<std::size_t>(i)].dy;
+        beyond |= (besideX < 0 || besideX >= width_ || besideY < 0 || besideY >= height_ ? 1u : 0u) << i;
     }
     return beyond;
 }
@@ -96,23 +96,20 @@ unsigned BranchTraces::BeyondAround(int aroundX, int aroundY) const {
 // What a trace of an end before this one took is taken from it, and that trace made again later on. No end is taken by
 // the trace of another: it would have to come from the end's only neighbour, and then nothing lies ahead.
 inline void BranchTraces::Take(const Place& place, Rank end) {
-    const Word bit = Word{1} << place.bit;
+    const Word bit = StripGrid::Bit(place.x);
     Lines& lines = *place.lines;
     Rank& owner = owner_[OwnerAt(place.x, place.y)];
-    const auto word = static_cast<std::size_t>(place.lines - lines_.data());
-    Word before = word - before_.first < kNotedRows ? before_.pixels[word - before_.first] & bit : 0;
     if ((lines.left & bit) == 0) {
         if ((lines.mine & bit) != 0) {
             return;
         }
-        before = 0;
         Rob(owner);
         lines.taken &= ~bit;
+        lines.touched &= ~bit;
     }
-    if (taken_.empty() || taken_.back().word != word) {
-        taken_.emplace_back().word = word;
+    if (lines.mine == 0) {
+        taken_.push_back(static_cast<std::size_t>(place.lines - lines_.data()));
     }
-    taken_.back().pixels |= bit ^ before;
     owner = end;
     lines.left &= ~bit;
     lines.mine |= bit;
@@ -125,40 +122,48 @@ void BranchTraces::Rob(Rank end) {
     Touch(at.x, at.y);
 }
 
-void BranchTraces::Follow(PixelPosition end, Rank rank) {
-    path_.Begin(end);
-    counts_.assign(1, 0);
-    Place at = PlaceOf(end);
+// From the pixel on that comes after what path_ has.
+void BranchTraces::Follow(PixelPosition from, Rank rank) {
+    const auto insideX = static_cast<unsigned>(width_ - 2);
+    const auto insideY = static_cast<unsigned>(height_ - 2);
+    const auto isOneGroup = [&](unsigned open, const Place& around) {
+        const bool isInside =
+            static_cast<unsigned>(around.x - 1) < insideX && static_cast<unsigned>(around.y - 1) < insideY;
+        return kIsOneGroup[isInside ? open : open | BeyondAround(around.x, around.y)];
+    };
+    Place at = PlaceOf(from);
     unsigned open = OpenAround(at, rank) & ~kCentre;
+    std::int32_t count = counts_.back();
     while (true) {
         Take(at, rank);
-        ++counts_.back();
-        int step = -1;
+        ++count;
+        bool goesOn = false;
+        Place next = at;
         unsigned openAtNext = 0;
         for (; open != 0; open &= open - 1) {
-            const int look = __builtin_ctz(open);
-            const Place near = PlaceBeside(at, look);
+            const Place near = PlaceBeside(at, __builtin_ctz(open));
             const unsigned openThere = OpenAround(near, rank) & ~kCentre;
-            const unsigned beyond = IsAtBorder(near.x, near.y) ? BeyondAround(near.x, near.y) : 0;
             // The next pixel of a line has one thing around it: what lies ahead.
-            if (kIsOneGroup[openThere | beyond]) {
-                if (step >= 0) {
-                    const Place other = PlaceBeside(at, step);
-                    stack_.push_back({other.x, other.y});
+            if (isOneGroup(openThere, near)) {
+                if (goesOn) {
+                    stack_.push_back({next.x, next.y});
                 }
-                step = look;
+                goesOn = true;
+                next = near;
                 openAtNext = openThere;
             }
         }
-        if (step >= 0) {
-            at = PlaceBeside(at, step);
+        if (goesOn) {
+            at = next;
             open = openAtNext;
             continue;
         }
+        counts_.back() = count;
         if (stack_.empty()) {
             return;
         }
         counts_.push_back(0);
+        count = 0;
         at = PlaceOf(stack_.back());
         stack_.pop_back();
         open = OpenAround(at, rank) & ~kCentre;

@@ -54,12 +54,11 @@ void NetworkAnalysis::UpdateSkeleton() {
 }
 
 MarkedBranches NetworkAnalysis::MarkBranches() {
-    tiles_.clear();
-    for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
-        tiles_.push_back({tile.x0, tile.y0});
-    }
-    return traces_.Marked(tiles_, [&](const BranchTraces::Tile& tile, int row) {
-        return touched_.VisitedIn(TouchedNetwork::VisitedTile{tile.x0, tile.y0}, row);
+    // Rows are asked for from the last one up.
+    return traces_.Marked(touched_.VisitedTiles(), [&](int x0, int y0, int row) {
+        const BitGrid::Word* rows = touched_.VisitedRows(distance_.TileAt(x0, y0));
+        __builtin_prefetch(rows + std::max(row - 8, 0));
+        return rows[row];
     });
 }
 

@@ -72,7 +72,6 @@ private:
     NetworkDistance distance_;
     std::vector<NetworkDistance::Part> parts_;
     BranchTraces traces_;
-    std::vector<BranchTraces::Tile> tiles_;
     EnclosedArea enclosed_;
     // By words of the grid of what is enclosed.
     ZeroedArray<BitGrid::Word> candidates_;

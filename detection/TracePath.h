@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -18,6 +19,13 @@ public:
     void Begin(PixelPosition end) {
         size_ = 0;
         last_ = end;
+    }
+    /// Begins with the codes of some pixels, the last of which is `last`; the end if there are none.
+    void Begin(const Code* codes, std::size_t size, PixelPosition last) {
+        codes_.resize(std::max(codes_.size(), size));
+        std::copy_n(codes, size, codes_.begin());
+        size_ = size;
+        last_ = last;
     }
     void Add(int x, int y) {
         if (size_ + kLongestCode > codes_.size()) {
@@ -41,7 +49,8 @@ public:
     /// Goes through the pixels of a path from an end.
     class Walk {
     public:
-        Walk(PixelPosition end, const Code* codes, std::size_t size) : at_(end), next_(codes), last_(codes + size) {}
+        Walk(PixelPosition end, const Code* codes, std::size_t size)
+            : at_(end), first_(codes), next_(codes), last_(codes + size) {}
         bool Next() {
             if (next_ == last_) {
                 return false;
@@ -57,9 +66,12 @@ public:
             return true;
         }
         PixelPosition At() const { return at_; }
+        /// Size of the path as far as it was gone through.
+        std::size_t Passed() const { return static_cast<std::size_t>(next_ - first_); }
 
     private:
         PixelPosition at_;
+        const Code* first_;
         const Code* next_;
         const Code* last_;
     };

@@ -9,8 +9,9 @@
 
 namespace Korvane {
 
-/// Pixels of a picture that wait for their turn, the last one in raster order first. Adding and taking out cost the
-/// same however many there are; and a bit per row between one taken out and the next.
+/// Which pixels of a picture wait for their turn, the last one in raster order first. A bit of each is in words of the
+/// owner's, who has to look into what lies beside it anyway. Adding and taking out cost the same however many there
+/// are; and a bit per row between one taken out and the next.
 class WaitingPixels {
 public:
     using Word = StripGrid::Word;
@@ -19,19 +20,16 @@ public:
         int y;
     };
 
-    /// Borrows the grid, of a picture of this size, for its lifetime.
-    WaitingPixels(const StripGrid& grid, int width, int height)
-        : grid_(grid),
-          masksPerRow_((static_cast<std::size_t>(width) + 4095) / 4096),
-          waiting_(grid.Words()),
+    /// Of a picture of this size.
+    WaitingPixels(int width, int height)
+        : masksPerRow_((static_cast<std::size_t>(width) + 4095) / 4096),
           strips_(masksPerRow_ * static_cast<std::size_t>(height)),
           rows_((static_cast<std::size_t>(height) + 63) / 64) {}
 
     bool IsEmpty() const { return count_ == 0; }
 
-    /// Whether the pixel does not wait already.
-    bool Add(int x, int y) {
-        Word& word = waiting_[grid_.WordAt(x, y)];
+    /// Whether the pixel does not wait already. `word`: those that wait of the 64 pixels that it is one of.
+    bool Add(int x, int y, Word& word) {
         if ((word & StripGrid::Bit(x)) != 0) {
             return false;
         }
@@ -43,8 +41,9 @@ public:
         return true;
     }
 
-    /// Some pixel has to wait.
-    Position TakeLast() {
+    /// Some pixel has to wait. wordOf(x, y): the owner's word of a pixel.
+    template <typename WordOf>
+    Position TakeLast(WordOf wordOf) {
         auto group = static_cast<std::size_t>(last_ >> 6);
         while (rows_[group] == 0) {
             --group;
@@ -56,7 +55,7 @@ public:
             --part;
         }
         const int strip = static_cast<int>(part) * 64 + BitGrid::Highest(strips_[masks + part]);
-        Word& word = waiting_[grid_.WordAt(strip * 64, y)];
+        Word& word = wordOf(strip * 64, y);
         const int x = strip * 64 + BitGrid::Highest(word);
         word &= ~StripGrid::Bit(x);
         if (word == 0) {
@@ -80,9 +79,7 @@ private:
         rows_[static_cast<std::size_t>(y >> 6)] &= ~StripGrid::Bit(y);
     }
 
-    const StripGrid& grid_;
     std::size_t masksPerRow_;
-    ZeroedArray<Word> waiting_;
     ZeroedArray<Word> strips_;  // per row, a bit for each strip in which pixels wait
     ZeroedArray<Word> rows_;    // a bit for each row in which pixels wait
     int last_ = 0;              // no pixel waits below this row

@@ -72,8 +72,13 @@ std::vector<std::pair<int, int>> Sorted(const std::vector<Korvane::PixelPosition
     return positions;
 }
 
-std::vector<BranchTraces::Tile> TilesOf(const cv::Mat& picture) {
-    std::vector<BranchTraces::Tile> tiles;
+struct Tile {
+    int x0;
+    int y0;
+};
+
+std::vector<Tile> TilesOf(const cv::Mat& picture) {
+    std::vector<Tile> tiles;
     for (int x0 = 0; x0 < picture.cols; x0 += 64) {
         for (int y0 = 0; y0 < picture.rows; y0 += 64) tiles.push_back({x0, y0});
     }
@@ -89,10 +94,10 @@ void ExpectAsPrunedAnew(const cv::Mat& part, const NetworkSkeleton& skeleton, Br
         for (int x = 0; x < part.cols; ++x) plane.At(x, y) = isLine(x, y) ? 1 : 0;
     }
     const Korvane::MarkedBranches expected = Korvane::PruneBranches(plane, limit);
-    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](const BranchTraces::Tile& tile, int row) {
+    const Korvane::MarkedBranches kept = traces.Marked(TilesOf(part), [&](int x0, int y0, int row) {
         Korvane::StripGrid::Word wanted = 0;
-        for (int x = tile.x0; x < std::min(tile.x0 + 64, part.cols); ++x) {
-            wanted |= part.at<uchar>(tile.y0 + row, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
+        for (int x = x0; x < std::min(x0 + 64, part.cols); ++x) {
+            wanted |= part.at<uchar>(y0 + row, x) != 0 ? Korvane::StripGrid::Bit(x) : 0;
         }
         return wanted;
     });
@@ -169,17 +174,19 @@ TEST(WaitingPixels, TheLastInRasterOrderIsTakenFirst) {
          {std::pair{9000, 70}, std::pair{64, 300}, std::pair{1, 200}, std::pair{130, 1}}) {
         std::mt19937 random(7);
         const Korvane::StripGrid grid(width, height);
-        Korvane::WaitingPixels waiting(grid, width, height);
+        Korvane::WaitingPixels waiting(width, height);
+        std::vector<Korvane::StripGrid::Word> words(grid.Words());
+        const auto wordOf = [&](int x, int y) -> Korvane::StripGrid::Word& { return words[grid.WordAt(x, y)]; };
         std::set<std::pair<int, int>> expected;
         for (int round = 0; round < 300; ++round) {
             for (int i = Between(random, 0, 20); i > 0; --i) {
                 const int x = Between(random, 0, width - 1);
                 const int y = Between(random, 0, height - 1);
-                ASSERT_EQ(waiting.Add(x, y), expected.emplace(y, x).second);
+                ASSERT_EQ(waiting.Add(x, y, wordOf(x, y)), expected.emplace(y, x).second);
             }
             for (int i = Between(random, 0, 20); i > 0 && !expected.empty(); --i) {
                 ASSERT_FALSE(waiting.IsEmpty());
-                const Korvane::WaitingPixels::Position at = waiting.TakeLast();
+                const Korvane::WaitingPixels::Position at = waiting.TakeLast(wordOf);
                 ASSERT_EQ(std::pair(at.y, at.x), *expected.rbegin()) << width << " x " << height << ", round " << round;
                 expected.erase(std::prev(expected.end()));
             }
@@ -210,6 +217,33 @@ TEST(TracePath, GivesBackEveryPixelNearAndFar) {
             ASSERT_EQ(walk.At().y, expected.y);
         }
         ASSERT_FALSE(walk.Next());
+    }
+}
+
+TEST(TracePath, GoesOnFromItsBeginning) {
+    std::mt19937 random(12);
+    for (int round = 0; round < 200; ++round) {
+        const Korvane::PixelPosition end{Between(random, 0, 70000), Between(random, 0, 70000)};
+        std::vector<Korvane::PixelPosition> pixels;
+        Korvane::TracePath path;
+        path.Begin(end);
+        Korvane::PixelPosition at = end;
+        for (int i = Between(random, 1, 100); i > 0; --i) {
+            const int reach = Between(random, 0, 9) == 0 ? 70000 : 9;
+            at.x += Between(random, -reach, reach);
+            at.y += Between(random, -reach, reach);
+            pixels.push_back(at);
+            path.Add(at.x, at.y);
+        }
+        const std::vector<Korvane::TracePath::Code> codes(path.Codes(), path.Codes() + path.Size());
+        Korvane::TracePath::Walk walk(end, codes.data(), codes.size());
+        const int kept = Between(random, 0, static_cast<int>(pixels.size()));
+        for (int i = 0; i < kept; ++i) ASSERT_TRUE(walk.Next());
+        Korvane::TracePath again;
+        again.Begin(codes.data(), walk.Passed(), walk.At());
+        for (std::size_t i = static_cast<std::size_t>(kept); i < pixels.size(); ++i)
+            again.Add(pixels[i].x, pixels[i].y);
+        ASSERT_EQ(std::vector<Korvane::TracePath::Code>(again.Codes(), again.Codes() + again.Size()), codes);
     }
 }
 
