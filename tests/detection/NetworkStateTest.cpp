@@ -101,13 +101,15 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
                 EXPECT_EQ(area, component.area) << "seed " << seed << ", step " << step;
             }
             ASSERT_EQ(taken, expected) << "seed " << seed << ", step " << step;
+            std::vector<Korvane::PixelPosition> removed;
             for (int i = Between(random, 1, map.width * map.height / 15 + 1); i > 0; --i) {
                 const int pixel = Between(random, 0, map.width * map.height - 1);
                 if (map.codes[static_cast<std::size_t>(pixel)] == Korvane::kOpen) {
                     map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
-                    components.Remove(pixel % map.width, pixel / map.width);
+                    removed.push_back({pixel % map.width, pixel / map.width});
                 }
             }
+            components.Remove(removed);
         }
     }
 }
@@ -116,10 +118,7 @@ TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
     CodeMap map(5, 3, Korvane::kOpen);
     Korvane::OpenComponents components(PixelsOf(map, Korvane::kOpen), 3);
     EXPECT_TRUE(components.TakeSmall().empty());
-    for (int y = 0; y < 3; ++y) {
-        map.At(1, y) = Korvane::kBackground;
-        components.Remove(1, y);
-    }
+    components.Remove({{1, 0}, {1, 1}, {1, 2}});
     const auto& taken = components.TakeSmall();
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 0);
@@ -130,10 +129,7 @@ TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
     CodeMap map(5, 5, Korvane::kOpen);
     Korvane::OpenComponents components(PixelsOf(map, Korvane::kOpen), 1);
     EXPECT_TRUE(components.TakeSmall().empty());
-    for (const int pixel : {7, 11, 13, 17}) {
-        map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
-        components.Remove(pixel % 5, pixel / 5);
-    }
+    components.Remove({{2, 1}, {1, 2}, {3, 2}, {2, 3}});
     const auto& taken = components.TakeSmall();
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 12);
