@@ -5,6 +5,38 @@
 #include "ThinningStep.h"
 
 namespace Korvane {
+namespace {
+
+using Word = ShrinkingSet::Word;
+
+// How far a step reaches: rows of a strip and columns of a word that are asked for from beside it.
+constexpr std::size_t kReach = StripNeighbourhood::kReach;
+constexpr Word kFirstColumns = 3;
+constexpr Word kLastColumns = Word{3} << 62;
+static_assert(kReach == 2, "the columns are two as well");
+
+Word TopRows(const Strip& strip) { return strip[0] | strip[1]; }
+Word BottomRows(const Strip& strip) { return strip[kStripRows - 2] | strip[kStripRows - 1]; }
+Word TwiceWider(Word pixels) { return Wider(Wider(pixels)); }
+
+// Puts together what lies around a strip: stripAt(rows, columns) gives the one that many rows and columns of strips
+// away.
+template <typename StripAway>
+void Gather(StripNeighbourhood& around, StripAway stripAt) {
+    const auto fill = [&](std::ptrdiff_t column, StripNeighbourhood::Rows& rows) {
+        const Strip& north = stripAt(-1, column);
+        const Strip& middle = stripAt(0, column);
+        const Strip& south = stripAt(1, column);
+        std::copy(north.rows.end() - kReach, north.rows.end(), rows.begin());
+        std::copy(middle.rows.begin(), middle.rows.end(), rows.begin() + kReach);
+        std::copy(south.rows.begin(), south.rows.begin() + kReach, rows.begin() + kReach + kStripRows);
+    };
+    fill(-1, around.west);
+    fill(0, around.centre);
+    fill(1, around.east);
+}
+
+}  // namespace
 
 ShrinkingSet::ShrinkingSet(int width, int height)
     : grid_(width, height),
@@ -30,10 +62,17 @@ ShrinkingSet::ShrinkingSet(int width, int height)
         }
     }
     MakeBeyond(StripAt(rows_, -1));
+    for (int row = 0; row < rows_; ++row) {
+        HeadOf(StripAt(row, 0)).isAtBorder = true;
+        HeadOf(StripAt(row, columns_ - 1)).isAtBorder = true;
+    }
+    for (int column = 0; column < columns_; ++column) {
+        HeadOf(StripAt(0, column)).isAtBorder = true;
+        HeadOf(StripAt(rows_ - 1, column)).isAtBorder = true;
+    }
 }
 
 void ShrinkingSet::MakeBeyond(std::int32_t strip) {
-    HeadOf(strip).reachesBeyond = true;
     StepsOf(strip)[0] = Beyond(strip);
     const int column = ColumnOf(strip);
     if (column < 0 || RowOf(strip) < 0 || RowOf(strip) >= rows_) {
@@ -41,26 +80,44 @@ void ShrinkingSet::MakeBeyond(std::int32_t strip) {
     }
 }
 
+// Which pixels of a column of words are beyond the picture.
+ShrinkingSet::Word ShrinkingSet::BeyondIn(int column, int y) const {
+    if (y < 0 || y >= height_ || column < 0 || column >= columns_) {
+        return ~Word{0};
+    }
+    return column == columns_ - 1 ? beyondLast_ : 0;
+}
+
 Strip ShrinkingSet::Beyond(std::int32_t strip) const {
-    const int column = ColumnOf(strip);
-    const int row = RowOf(strip);
-    const Word beyond = column < 0 ? ~Word{0} : column == columns_ - 1 ? beyondLast_ : 0;
     Strip all;
     for (int i = 0; i < kStripRows; ++i) {
-        const int y = row * kStripRows + i;
-        all[static_cast<std::size_t>(i)] = row < 0 || y >= height_ ? ~Word{0} : beyond;
+        all[static_cast<std::size_t>(i)] = BeyondIn(ColumnOf(strip), RowOf(strip) * kStripRows + i);
     }
     return all;
+}
+
+StripNeighbourhood ShrinkingSet::BeyondAround(std::int32_t strip) const {
+    StripNeighbourhood around;
+    const int column = ColumnOf(strip);
+    int y = RowOf(strip) * kStripRows - static_cast<int>(kReach);
+    for (std::size_t i = 0; i < StripNeighbourhood::kRows; ++i, ++y) {
+        around.west[i] = BeyondIn(column - 1, y);
+        around.centre[i] = BeyondIn(column, y);
+        around.east[i] = BeyondIn(column + 1, y);
+    }
+    return around;
 }
 
 // Sides and corners at which a strip has pixels.
 unsigned ShrinkingSet::SidesOf(const Strip& strip) {
     const Word any = AnyOf(strip);
-    const Word top = strip.Top();
-    const Word bottom = strip.Bottom();
-    return (top != 0 ? kNorth : 0u) | (bottom != 0 ? kSouth : 0u) | ((any & 1u) != 0 ? kWest : 0u) |
-           (any >> 63 != 0 ? kEast : 0u) | ((top & 1u) != 0 ? kNorthWest : 0u) | (top >> 63 != 0 ? kNorthEast : 0u) |
-           ((bottom & 1u) != 0 ? kSouthWest : 0u) | (bottom >> 63 != 0 ? kSouthEast : 0u);
+    const Word top = TopRows(strip);
+    const Word bottom = BottomRows(strip);
+    const auto side = [](Word pixels, Side which) { return pixels != 0 ? static_cast<unsigned>(which) : 0u; };
+    return side(top, kNorth) | side(bottom, kSouth) | side(any & kFirstColumns, kWest) |
+           side(any & kLastColumns, kEast) | side(top & kFirstColumns, kNorthWest) |
+           side(top & kLastColumns, kNorthEast) | side(bottom & kFirstColumns, kSouthWest) |
+           side(bottom & kLastColumns, kSouthEast);
 }
 
 void ShrinkingSet::WorkChangesIn() {
@@ -169,60 +226,51 @@ void ShrinkingSet::Queue(std::int32_t strip, int step) {
     FetchAhead(strip, step);
 }
 
-// Strips with something left next to given pixels of another.
+// Strips with something left near given pixels of another.
 void ShrinkingSet::QueueAround(std::int32_t strip, const Strip& pixels, int step) {
     const unsigned sides = SidesOf(pixels);
-    const auto tell = [&](std::int32_t near, auto rowsOf, Word beside) {
-        if ((rowsOf(LeftAfter(near, step)) & beside) != 0) {
+    const auto tell = [&](std::int32_t near, auto hasBeside) {
+        if (hasBeside(LeftAfter(near, step))) {
             Queue(near, step + 1);
             HeadOf(near).told = step;
         } else if (HeadOf(near).changed != 0) {
             // What it had before counts as well, and where its turn in this step is still to come that is not known.
             const bool isToCome = HeadOf(near).queuedFor == step;
-            if (isToCome || (rowsOf(ChangeOf(HeadOf(near)).different) & beside) != 0) {
+            if (isToCome || hasBeside(ChangeOf(HeadOf(near)).different)) {
                 HeadOf(near).told = step;
             }
         }
     };
-    const auto queueAbove = [&](std::int32_t near, Word beside) {
-        tell(
-            near, [](const Strip& rows) { return rows.Bottom(); }, beside);
-    };
-    const auto queueBelow = [&](std::int32_t near, Word beside) {
-        tell(
-            near, [](const Strip& rows) { return rows.Top(); }, beside);
-    };
-    const auto queueBeside = [&](std::int32_t near, Word beside) {
-        tell(
-            near, [](const Strip& rows) { return AnyOf(rows); }, beside);
-    };
-    constexpr Word first = 1;
-    constexpr Word last = Word{1} << 63;
     if ((sides & kNorth) != 0) {
-        const Word top = pixels.Top();
-        queueAbove(strip - stride_, top | top << 1 | top >> 1);
+        const Word besideTop = TwiceWider(pixels.Top());
+        const Word besideBoth = TwiceWider(TopRows(pixels));
+        tell(strip - stride_, [&](const Strip& rows) {
+            return ((rows[kStripRows - 2] & besideTop) | (rows[kStripRows - 1] & besideBoth)) != 0;
+        });
     }
     if ((sides & kSouth) != 0) {
-        const Word bottom = pixels.Bottom();
-        queueBelow(strip + stride_, bottom | bottom << 1 | bottom >> 1);
+        const Word besideBottom = TwiceWider(pixels.Bottom());
+        const Word besideBoth = TwiceWider(BottomRows(pixels));
+        tell(strip + stride_,
+             [&](const Strip& rows) { return ((rows[0] & besideBoth) | (rows[1] & besideBottom)) != 0; });
     }
     if ((sides & kWest) != 0) {
-        queueBeside(strip - 1, last);
+        tell(strip - 1, [&](const Strip& rows) { return (AnyOf(rows) & kLastColumns) != 0; });
     }
     if ((sides & kEast) != 0) {
-        queueBeside(strip + 1, first);
+        tell(strip + 1, [&](const Strip& rows) { return (AnyOf(rows) & kFirstColumns) != 0; });
     }
     if ((sides & kNorthWest) != 0) {
-        queueAbove(strip - stride_ - 1, last);
+        tell(strip - stride_ - 1, [&](const Strip& rows) { return (BottomRows(rows) & kLastColumns) != 0; });
     }
     if ((sides & kNorthEast) != 0) {
-        queueAbove(strip - stride_ + 1, first);
+        tell(strip - stride_ + 1, [&](const Strip& rows) { return (BottomRows(rows) & kFirstColumns) != 0; });
     }
     if ((sides & kSouthWest) != 0) {
-        queueBelow(strip + stride_ - 1, last);
+        tell(strip + stride_ - 1, [&](const Strip& rows) { return (TopRows(rows) & kLastColumns) != 0; });
     }
     if ((sides & kSouthEast) != 0) {
-        queueBelow(strip + stride_ + 1, first);
+        tell(strip + stride_ + 1, [&](const Strip& rows) { return (TopRows(rows) & kFirstColumns) != 0; });
     }
 }
 
@@ -241,15 +289,16 @@ void ShrinkingSet::WorkOut(std::int32_t strip, int step) {
             return;
         }
     }
-    if (step < HeadOf(strip).last || step < LastStepAround(strip) + ThinningStep::kPeriod) {
+    if (step < HeadOf(strip).last || step <= LastStepAround(strip)) {
         Queue(strip, step + 1);
     }
 }
 
-// What a step leaves depends on pixels up to one away, and is what the step a period before left if none of these has
-// changed since. So where nothing has been taken for a period up to two away from what is different from before the
-// update, the same stays different: elsewhere everything happens as before. Returns whether that is so, and then notes
-// what the step leaves.
+// Each half of a step leaves of a pixel what depends on pixels up to one away, and leaves what the step before left if
+// none of these has changed since. So where that step has taken nothing up to three away from what is different from
+// before the update, the first half takes nothing up to two away from it and the second nothing next to it, and the
+// same stays different: elsewhere everything happens as before. Returns whether that is so, and then notes what the
+// step leaves.
 bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
     const Head& head = HeadOf(strip);
     if (head.changed == 0) {
@@ -257,7 +306,7 @@ bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
     }
     Change& change = ChangeOf(head);
     const int fresh = std::max(change.lastFresh, head.told);
-    if (step - ThinningStep::kPeriod - 1 < fresh) {
+    if (step - 2 < fresh) {
         return false;
     }
     if (change.nearSince <= fresh) {
@@ -279,96 +328,98 @@ bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
 }
 
 bool ShrinkingSet::HasTakenNear(std::int32_t strip, int step, const Change& change) const {
-    const auto taken = [&](std::int32_t of) {
-        return LeftAfter(of, step - 1) ^ LeftAfter(of, step - 1 - ThinningStep::kPeriod);
-    };
+    const auto taken = [&](std::int32_t of) { return LeftAfter(of, step - 1) ^ LeftAfter(of, step - 2); };
     const auto row = [&](std::int32_t of, std::size_t i) {
-        return LeftAfter(of, step - 1)[i] ^ LeftAfter(of, step - 1 - ThinningStep::kPeriod)[i];
+        return LeftAfter(of, step - 1)[i] ^ LeftAfter(of, step - 2)[i];
     };
+    const auto takenInTop = [&](std::int32_t of) { return row(of, 0) | row(of, 1); };
+    const auto takenInBottom = [&](std::int32_t of) { return row(of, kStripRows - 2) | row(of, kStripRows - 1); };
     const Strip here = taken(strip);
     Word any = 0;
     for (std::size_t i = 0; i < here.rows.size(); ++i) {
         any |= here[i] & change.near[i];
     }
-    constexpr std::size_t bottom = kStripRows - 1;
     const auto at = [&](Side side) { return (change.nearSides & side) != 0; };
-    any |= at(kNorth) ? row(strip - stride_, bottom) & change.nearNorth : 0;
-    any |= at(kSouth) ? row(strip + stride_, 0) & change.nearSouth : 0;
-    any |= at(kWest) ? AnyOf(taken(strip - 1)) >> 63 : 0;
-    any |= at(kEast) ? AnyOf(taken(strip + 1)) & 1u : 0;
-    any |= at(kNorthWest) ? row(strip - stride_ - 1, bottom) >> 63 : 0;
-    any |= at(kNorthEast) ? row(strip - stride_ + 1, bottom) & 1u : 0;
-    any |= at(kSouthWest) ? row(strip + stride_ - 1, 0) >> 63 : 0;
-    any |= at(kSouthEast) ? row(strip + stride_ + 1, 0) & 1u : 0;
+    any |= at(kNorth) ? takenInBottom(strip - stride_) & change.nearNorth : 0;
+    any |= at(kSouth) ? takenInTop(strip + stride_) & change.nearSouth : 0;
+    any |= at(kWest) ? AnyOf(taken(strip - 1)) & kLastColumns : 0;
+    any |= at(kEast) ? AnyOf(taken(strip + 1)) & kFirstColumns : 0;
+    any |= at(kNorthWest) ? takenInBottom(strip - stride_ - 1) & kLastColumns : 0;
+    any |= at(kNorthEast) ? takenInBottom(strip - stride_ + 1) & kFirstColumns : 0;
+    any |= at(kSouthWest) ? takenInTop(strip + stride_ - 1) & kLastColumns : 0;
+    any |= at(kSouthEast) ? takenInTop(strip + stride_ + 1) & kFirstColumns : 0;
     return any != 0;
 }
 
+// Only what is different in the strip and up to two away matters to it, as do takings no further away.
 void ShrinkingSet::FindNear(std::int32_t strip, int step, Change& change) {
-    const auto different = [&](std::int32_t of) {
-        return HeadOf(of).changed == 0 ? Strip{} : ChangeOf(HeadOf(of)).different;
-    };
-    StripNeighbourhood around;
-    const auto fill = [&](std::int32_t middle, StripNeighbourhood::Rows& rows) {
-        const Strip here = different(middle);
-        rows.front() = different(middle - stride_).Bottom();
-        std::copy(here.rows.begin(), here.rows.end(), rows.begin() + 1);
-        rows.back() = different(middle + stride_).Top();
-    };
-    fill(strip - 1, around.west);
-    fill(strip, around.centre);
-    fill(strip + 1, around.east);
-    Strip beside;
-    for (std::size_t i = 0; i < beside.rows.size(); ++i) {
-        const auto all = [&](const StripNeighbourhood::Rows& rows) { return rows[i] | rows[i + 1] | rows[i + 2]; };
-        const Word centre = all(around.centre);
-        beside[i] = centre | centre << 1 | centre >> 1 | all(around.west) >> 63 | all(around.east) << 63;
+    StripNeighbourhood different;
+    Gather(different, [&](std::ptrdiff_t rows, std::ptrdiff_t columns) {
+        const Head& head = HeadOf(strip + static_cast<std::int32_t>(rows * stride_ + columns));
+        return head.changed == 0 ? Strip{} : ChangeOf(head).different;
+    });
+    constexpr std::size_t reach = 3;
+    constexpr std::size_t rows = StripNeighbourhood::kRows;
+    std::array<Word, rows + 2 * reach> beside{};  // the same rows and as many beyond, each with what is beside it
+    std::array<Word, rows> atWest, atEast;
+    for (std::size_t i = 0; i < rows; ++i) {
+        const Word west = different.west[i] & kLastColumns;
+        const Word centre = different.centre[i];
+        const Word east = different.east[i] & kFirstColumns;
+        Word& row = beside[i + reach];
+        row = centre;
+        for (std::size_t k = 1; k <= reach; ++k) {
+            row |= centre << k | centre >> k | west >> (64 - k) | east << (64 - k);
+        }
+        atWest[i] = west | (centre & 7u);
+        atEast[i] = east | centre >> 61;
     }
-    for (std::size_t i = 0; i < beside.rows.size(); ++i) {
-        const Word above = i > 0 ? beside[i - 1] : 0;
-        const Word below = i + 1 < beside.rows.size() ? beside[i + 1] : 0;
-        change.near[i] = Wider(above | beside[i] | below);
+    std::array<Word, rows> near{};
+    for (std::size_t k = 0; k <= 2 * reach; ++k) {
+        for (std::size_t i = 0; i < rows; ++i) {
+            near[i] |= beside[i + k];
+        }
     }
-    change.nearNorth = Wider(beside.Top());
-    change.nearSouth = Wider(beside.Bottom());
-    change.nearSides = SidesOf(beside);
+    std::copy_n(near.begin() + kReach, change.near.rows.size(), change.near.rows.begin());
+    change.nearNorth = near[0] | near[1];
+    change.nearSouth = near[rows - 2] | near[rows - 1];
+    const auto any = [](const std::array<Word, rows>& at, std::size_t first, std::size_t end) {
+        return std::any_of(at.begin() + first, at.begin() + end, [](Word pixels) { return pixels != 0; });
+    };
+    const auto side = [](bool isNear, Side which) { return isNear ? static_cast<unsigned>(which) : 0u; };
+    constexpr std::size_t top = kReach + reach;
+    change.nearSides = side(change.nearNorth != 0, kNorth) | side(change.nearSouth != 0, kSouth) |
+                       side(any(atWest, 0, rows), kWest) | side(any(atEast, 0, rows), kEast) |
+                       side(any(atWest, 0, top), kNorthWest) | side(any(atEast, 0, top), kNorthEast) |
+                       side(any(atWest, rows - top, rows), kSouthWest) |
+                       side(any(atEast, rows - top, rows), kSouthEast);
     change.nearSince = step;
 }
 
 // What the rule leaves of a strip.
 Strip ShrinkingSet::LeftOf(std::int32_t strip, int step) const {
+    const std::array<const Head*, 3> heads{&HeadOf(strip - stride_), &HeadOf(strip), &HeadOf(strip + stride_)};
+    const std::array<const Steps*, 3> steps{&StepsOf(strip - stride_), &StepsOf(strip), &StepsOf(strip + stride_)};
     StripNeighbourhood around;
     if (step - 1 <= kAtHand) {
-        Gather(strip, around,
-               [step](const Head& head, const Steps& steps) -> const Strip& { return AtHand(head, steps, step - 1); });
+        Gather(around, [&](std::ptrdiff_t rows, std::ptrdiff_t columns) -> const Strip& {
+            const auto row = static_cast<std::size_t>(rows + 1);
+            return AtHand(heads[row][columns], steps[row][columns], step - 1);
+        });
     } else {
-        Gather(strip, around, [this, step](const Head& head, const Steps& steps) -> const Strip& {
-            return LeftAfterLater(head, steps, step - 1);
+        Gather(around, [&](std::ptrdiff_t rows, std::ptrdiff_t columns) -> const Strip& {
+            const auto row = static_cast<std::size_t>(rows + 1);
+            return LeftAfterLater(heads[row][columns], steps[row][columns], step - 1);
         });
     }
     Strip left;
-    ThinningStep::Left(around, step, left);
-    if (HeadOf(strip).reachesBeyond) {
-        const Strip beyond = Beyond(strip);
-        for (std::size_t i = 0; i < left.rows.size(); ++i) {
-            left[i] |= beyond[i];
-        }
+    if (HeadOf(strip).isAtBorder) {
+        const StripNeighbourhood beyond = BeyondAround(strip);
+        ThinningStep::Left(around, &beyond, left);
+    } else {
+        ThinningStep::Left(around, nullptr, left);
     }
     return left;
-}
-
-template <typename LeftIn>
-void ShrinkingSet::Gather(std::int32_t strip, StripNeighbourhood& around, LeftIn leftIn) const {
-    const std::array<const Head*, 3> heads{&HeadOf(strip - stride_), &HeadOf(strip), &HeadOf(strip + stride_)};
-    const std::array<const Steps*, 3> steps{&StepsOf(strip - stride_), &StepsOf(strip), &StepsOf(strip + stride_)};
-    const auto fill = [&](std::ptrdiff_t side, StripNeighbourhood::Rows& rows) {
-        const Strip& middle = leftIn(heads[1][side], steps[1][side]);
-        rows.front() = leftIn(heads[0][side], steps[0][side]).Bottom();
-        std::copy(middle.rows.begin(), middle.rows.end(), rows.begin() + 1);
-        rows.back() = leftIn(heads[2][side], steps[2][side]).Top();
-    };
-    fill(-1, around.west);
-    fill(0, around.centre);
-    fill(1, around.east);
 }
 
 // Notes what a step leaves and tells strips around of what has become different, or no longer is. Returns whether

@@ -17,8 +17,8 @@ namespace Korvane {
 /// Kept are, for every strip of 64 x 8, the pixels that are left after each step. Where the set changes, strips are
 /// worked out again in the order of the steps, and on to strips around only where something comes out different at
 /// their border: the result is that of all steps done anew, the cost that of the neighbourhood that really changes. A
-/// pixel around which nothing has changed for a period of steps stays, and so does what is different from before as
-/// long as nothing happens near it. Beyond the picture everything counts as set and never leaves.
+/// pixel around which a step has changed nothing stays, and so does what is different from before as long as nothing
+/// happens near it. Beyond the picture everything counts as set and never leaves.
 ///
 /// Memory: 64 bytes per strip for the set and for each of the first kAtHand steps, 28 more, 64 for what is left in the
 /// end, and 72 for each later step that takes pixels away from a strip; what is never part of the set costs nothing.
@@ -41,9 +41,9 @@ public:
     Word Left(std::int32_t word) const { return left_[static_cast<std::size_t>(word)]; }
 
 private:
-    static constexpr int kAtHand = 14;
+    static constexpr int kAtHand = 7;
 
-    /// Sides and corners of a strip.
+    /// Sides and corners of a strip, as far as a step reaches across them: two rows, two columns.
     enum Side : unsigned {
         kNorth = 1u,
         kSouth = 2u,
@@ -62,7 +62,7 @@ private:
         std::int32_t later;      // index + 1 into later_
         std::int32_t told;       // in an update: the step at which what is different beside it has changed last
         std::uint32_t differs;   // in an update: the sides at which something is different from before
-        bool reachesBeyond;      // has pixels beyond the picture
+        bool isAtBorder;         // has pixels beyond the picture in it or next to it
     };
     static constexpr std::int32_t kNever = -1;
     /// What the set is, and what the first steps leave, up to the last that takes pixels away.
@@ -78,8 +78,8 @@ private:
         std::int32_t lastFresh;  // the step at which `different` has changed last
         std::int32_t nearSince;  // the step at which `near` was found
         Strip different;  // what the step worked out last left and did not leave before the update, or the other way
-        Strip near;       // up to two away from what is different, here or beside it
-        Word nearNorth, nearSouth;
+        Strip near;       // up to three away from what is different, here or beside it
+        Word nearNorth, nearSouth;  // in two rows beyond it
         unsigned nearSides;
     };
 
@@ -99,7 +99,9 @@ private:
     std::int32_t StripAt(int row, int column) const { return (row + 1) * stride_ + column + 1; }
     int RowOf(std::int32_t strip) const { return strip / stride_ - 1; }
     int ColumnOf(std::int32_t strip) const { return strip % stride_ - 1; }
+    Word BeyondIn(int column, int y) const;
     Strip Beyond(std::int32_t strip) const;
+    StripNeighbourhood BeyondAround(std::int32_t strip) const;
     void MakeBeyond(std::int32_t strip);
 
     const Strip& LeftAfter(std::int32_t strip, int step) const {
@@ -134,8 +136,6 @@ private:
     bool Compare(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void Store(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void StoreLater(std::int32_t strip, int step, const Strip& current, const Strip& left);
-    template <typename LeftIn>
-    void Gather(std::int32_t strip, StripNeighbourhood& around, LeftIn leftIn) const;
     int LastStepAround(std::int32_t strip) const;
     bool DiffersAround(std::int32_t strip) const;
     void Tidy(std::int32_t strip);
