@@ -76,11 +76,4 @@ TEST(LevelBuckets, EachOpenPixelIsUnderTheFirstLevelItIsAboveAndUnderTheOneItIsA
     }
 }
 
-TEST(LevelBuckets, WithoutLevelsThereIsNothing) {
-    Korvane::BitPlane open(3, 1);
-    open.Add(1, 0);
-    const std::vector<float> edges{0.5f, 0.5f, 0.5f};
-    EXPECT_NO_THROW(Korvane::LevelBuckets(edges.data(), open, {}, 0.005f));
-}
-
 }  // namespace
