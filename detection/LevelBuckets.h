@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "BitPlane.h"
+#include "LargePages.h"
 
 namespace Korvane {
 
@@ -31,12 +32,12 @@ public:
 
 private:
     Pixels Between(std::size_t first, std::size_t last) const {
-        return {pixels_.data() + starts_[first], pixels_.data() + starts_[last]};
+        return {pixels_.get() + starts_[first], pixels_.get() + starts_[last]};
     }
 
     // Buckets 2k + 1 and 2k + 2: between levels k - 1 and k, and exactly at level k; bucket 0 stays empty.
     std::vector<std::size_t> starts_;
-    std::vector<std::int32_t> pixels_;
+    qvox::LargePageArray<std::int32_t> pixels_;
 };
 
 }  // namespace Korvane

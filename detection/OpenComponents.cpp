@@ -103,7 +103,6 @@ OpenComponents::OpenComponents(BitPlane open, std::int64_t limit)
       width_(open_.Width()),
       height_(open_.Height()),
       limit_(limit),
-      reached_(width_, height_),
       beyond_(width_ * height_),
       link_(qvox::MakeLargePageArray<std::int32_t>(static_cast<std::size_t>(beyond_) + 1)) {
     link_[static_cast<std::size_t>(beyond_)] = beyond_;
@@ -313,7 +312,7 @@ void OpenComponents::Separate(int sides, std::int32_t number, std::int32_t pixel
             anySmall = anySmall || IsSmall(own);
         }
         for (const WordPart& part : side.reached) {
-            reached_[part.word] = 0;
+            open_[part.word] |= part.pixels;
         }
         side.reached.clear();
     }
@@ -322,19 +321,19 @@ void OpenComponents::Separate(int sides, std::int32_t number, std::int32_t pixel
     }
 }
 
-// Goes on by what hangs together with waiting pixels in their word.
+// Goes on by what hangs together with waiting pixels in their word. What is reached is taken out of the open pixels, so
+// that one look tells what is still to be reached.
 void OpenComponents::Advance(Side& side) {
     const WordPart at = side.waiting.back();
     side.waiting.pop_back();
-    const auto free = [&](std::int32_t word) { return open_[word] & ~reached_[word]; };
-    const Word pixels = Stretches(at.pixels, free(at.word));
+    const Word pixels = Stretches(at.pixels, open_[at.word]);
     if (pixels == 0) {
         return;
     }
-    reached_[at.word] |= pixels;
+    open_[at.word] &= ~pixels;
     side.reached.push_back({at.word, pixels});
     const auto go = [&](std::int32_t word, Word wanted) {
-        if ((wanted & free(word)) != 0) {
+        if ((wanted & open_[word]) != 0) {
             side.waiting.push_back({word, wanted});
         }
     };
@@ -402,31 +401,32 @@ void OpenComponents::TakeIfSmall(int x, int y) {
     taken_.push_back(std::move(component));
 }
 
-// The component of a pixel, in raster order.
+// Takes the component of a pixel out of the open ones and puts it into raster order.
 void OpenComponents::FloodFrom(int x, int y, std::vector<WordPart>& parts) {
     Side& side = sides_[0];
     side.waiting.assign(1, {grid_.WordAt(x, y), BitGrid::Bit(x)});
     while (!side.Finished()) {
         Advance(side);
     }
+    std::sort(side.reached.begin(), side.reached.end(),
+              [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
     // A word may have been reached more than once.
     for (const WordPart& part : side.reached) {
-        if (reached_[part.word] != 0) {
-            parts.push_back({part.word, reached_[part.word]});
-            reached_[part.word] = 0;
+        if (parts.empty() || parts.back().word != part.word) {
+            parts.push_back(part);
+        } else {
+            parts.back().pixels |= part.pixels;
         }
     }
     side.reached.clear();
-    std::sort(parts.begin(), parts.end(), [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
 }
 
-// Its pixels hang together, and with each closed pixel that they touch.
+// The pixels of a component that is not open any more hang together, and with each closed pixel that they touch.
 void OpenComponents::Close(const TakenComponent& component) {
     for (const WordPart& part : component.parts) {
         std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
         ForEachRun(part.pixels,
                    [&](int first, int last) { std::fill(link + first, link + last + 1, component.first); });
-        open_[part.word] &= ~part.pixels;
     }
     std::int32_t root = component.first;
     const auto join = [&](std::int32_t node) {

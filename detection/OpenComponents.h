@@ -77,7 +77,6 @@ private:
     int width_;
     int height_;
     std::int64_t limit_;
-    BitPlane reached_;                         // of the sides of a cut; 0 between cuts
     std::int32_t beyond_;                      // the forest's node for everything beyond the border
     qvox::LargePageArray<std::int32_t> link_;  // open: number of the component; closed: parent in the forest
     std::vector<std::int32_t> area_;           // per component number
