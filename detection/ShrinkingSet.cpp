@@ -39,15 +39,13 @@ void Gather(StripNeighbourhood& around, StripAway stripAt) {
 }  // namespace
 
 ShrinkingSet::ShrinkingSet(int width, int height)
-    : grid_(width, height),
-      height_(height),
-      columns_(grid_.WordsPerRow()),
+    : height_(height),
+      columns_((width + 63) / 64),
       rows_((height + kStripRows - 1) / kStripRows),
       stride_(columns_ + 1),
       beyondLast_(width % 64 == 0 ? 0 : ~Word{0} << (width % 64)),
       heads_(static_cast<std::size_t>(rows_ + 2) * static_cast<std::size_t>(stride_) + 1),
-      steps_(heads_.size()),
-      left_(grid_.Words()) {
+      steps_(heads_.size()) {
     for (int column = -1; column <= columns_; ++column) {
         MakeBeyond(StripAt(-1, column));
         MakeBeyond(StripAt(rows_, column));
@@ -136,11 +134,6 @@ void ShrinkingSet::WorkChangesIn() {
         }
         now_.clear();
     }
-    for (const Change& change : changed_) {
-        Tidy(change.strip);
-        NoteWords(change.strip);
-    }
-    changed_.clear();
 }
 
 const Strip& ShrinkingSet::LeftAfterLater(const Head& head, const Steps& steps, int step) const {
@@ -527,22 +520,6 @@ void ShrinkingSet::Tidy(std::int32_t strip) {
     while (head.last > 0 &&
            steps[static_cast<std::size_t>(head.last)] == steps[static_cast<std::size_t>(head.last) - 1]) {
         --head.last;
-    }
-}
-
-void ShrinkingSet::NoteWords(std::int32_t strip) {
-    const int column = ColumnOf(strip);
-    const int top = RowOf(strip) * kStripRows;
-    const Word inside = column == columns_ - 1 ? ~beyondLast_ : ~Word{0};
-    const Strip& lines = LeftAfter(strip, HeadOf(strip).last);
-    for (int i = 0; i < std::min(kStripRows, height_ - top); ++i) {
-        const std::int32_t word = grid_.WordAt(column * 64, top + i);
-        Word& left = left_[static_cast<std::size_t>(word)];
-        const Word now = lines[static_cast<std::size_t>(i)] & inside;
-        if (now != left) {
-            changedWords_.push_back({word, left});
-            left = now;
-        }
     }
 }
 

@@ -20,25 +20,21 @@ namespace Korvane {
 /// pixel around which a step has changed nothing stays, and so does what is different from before as long as nothing
 /// happens near it. Beyond the picture everything counts as set and never leaves.
 ///
-/// Memory: 64 bytes per strip for the set and for each of the first kAtHand steps, 28 more, 64 for what is left in the
-/// end, and 72 for each later step that takes pixels away from a strip; what is never part of the set costs nothing.
+/// Memory: 64 bytes per strip for the set and for each of the first kAtHand steps, 28 more, and 72 for each later step
+/// that takes pixels away from a strip; what is never part of the set costs nothing.
 class ShrinkingSet {
 public:
     using Word = BitGrid::Word;
     ShrinkingSet(int width, int height);
 
-    const BitGrid& Grid() const { return grid_; }
-
     /// Changes of the set, by words of the grid: noted first, then worked in all at once by Update.
     void Add(std::int32_t word, Word pixels) { ChangeSet(word, pixels, ~Word{0}); }
     void Remove(std::int32_t word, Word pixels) { ChangeSet(word, pixels, 0); }
 
-    /// Works all changes in and calls visit(word, leftBefore) for each word of which something else is left in the end.
+    /// Works all changes in and calls visit(x, y, pixels) for each strip of which something else is left in the end:
+    /// its pixels, the first of them at (x, y), that are left now and were not before or the other way.
     template <typename Visit>
     void Update(Visit visit);
-
-    /// What is left in the end.
-    Word Left(std::int32_t word) const { return left_[static_cast<std::size_t>(word)]; }
 
 private:
     static constexpr int kAtHand = 7;
@@ -139,9 +135,7 @@ private:
     int LastStepAround(std::int32_t strip) const;
     bool DiffersAround(std::int32_t strip) const;
     void Tidy(std::int32_t strip);
-    void NoteWords(std::int32_t strip);
 
-    BitGrid grid_;
     int height_;
     int columns_;
     int rows_;
@@ -149,25 +143,23 @@ private:
     Word beyondLast_;  // bits of the last column's words that are beyond the picture
     ZeroedArray<Head> heads_;
     ZeroedArray<Steps> steps_;
-    ZeroedArray<Word> left_;
     std::vector<std::vector<Later>> later_;
     std::vector<Change> changed_;
     std::vector<std::vector<std::int32_t>> queue_;  // per step: strips to be worked out, and some that no longer are
     std::vector<std::int32_t> now_;
-    struct ChangedWord {
-        std::int32_t word;
-        Word leftBefore;
-    };
-    std::vector<ChangedWord> changedWords_;
 };
 
 template <typename Visit>
 void ShrinkingSet::Update(Visit visit) {
     WorkChangesIn();
-    for (const ChangedWord& changed : changedWords_) {
-        visit(changed.word, changed.leftBefore);
+    for (const Change& change : changed_) {
+        Tidy(change.strip);
+        // What is different after the last step stays so.
+        if (AnyOf(change.different) != 0) {
+            visit(ColumnOf(change.strip) * 64, RowOf(change.strip) * kStripRows, change.different);
+        }
     }
-    changedWords_.clear();
+    changed_.clear();
 }
 
 }  // namespace Korvane

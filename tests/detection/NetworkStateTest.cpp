@@ -195,11 +195,11 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterChangesOfSinglePixe
     }
 }
 
-// A pixel that is taken in the strip across a corner hardly ever is all that happens near a change. Found among 20,000
-// sets: of the first three, the next one, the next two and the last two, each misses a different corner if it is not
-// looked at.
-TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetWherePixelsAreTakenAcrossACorner) {
-    for (const std::uint32_t seed : {73u, 16398u, 19059u, 9195u, 2889u, 8995u, 844u, 4141u}) {
+// What is taken in the strip across a corner, or three pixels away, hardly ever is all that happens near a change.
+// Found among 150,000 sets: of the first three, the next one, the next two and the two after these, each misses a
+// different corner if it is not looked at, and the last three what is three pixels away.
+TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetWherePixelsAreTakenJustNearEnough) {
+    for (const std::uint32_t seed : {73u, 16398u, 19059u, 9195u, 2889u, 8995u, 844u, 4141u, 37248u, 53910u, 59570u}) {
         std::mt19937 random(seed);
         cv::Mat wanted = cv::Mat::zeros(24, 128, CV_32F);
         const cv::Point corner(64, 8);
