@@ -9,14 +9,8 @@ namespace {
 
 using Word = ShrinkingSet::Word;
 
-// How far a step reaches: rows of a strip and columns of a word that are asked for from beside it.
 constexpr std::size_t kReach = StripNeighbourhood::kReach;
-constexpr Word kFirstColumns = 3;
-constexpr Word kLastColumns = Word{3} << 62;
-static_assert(kReach == 2, "the columns are two as well");
 
-Word TopRows(const Strip& strip) { return strip[0] | strip[1]; }
-Word BottomRows(const Strip& strip) { return strip[kStripRows - 2] | strip[kStripRows - 1]; }
 Word TwiceWider(Word pixels) { return Wider(Wider(pixels)); }
 
 // Puts together what lies around a strip: stripAt(rows, columns) gives the one that many rows and columns of strips
@@ -104,18 +98,6 @@ StripNeighbourhood ShrinkingSet::BeyondAround(std::int32_t strip) const {
         around.east[i] = BeyondIn(column + 1, y);
     }
     return around;
-}
-
-// Sides and corners at which a strip has pixels.
-unsigned ShrinkingSet::SidesOf(const Strip& strip) {
-    const Word any = AnyOf(strip);
-    const Word top = TopRows(strip);
-    const Word bottom = BottomRows(strip);
-    const auto side = [](Word pixels, Side which) { return pixels != 0 ? static_cast<unsigned>(which) : 0u; };
-    return side(top, kNorth) | side(bottom, kSouth) | side(any & kFirstColumns, kWest) |
-           side(any & kLastColumns, kEast) | side(top & kFirstColumns, kNorthWest) |
-           side(top & kLastColumns, kNorthEast) | side(bottom & kFirstColumns, kSouthWest) |
-           side(bottom & kLastColumns, kSouthEast);
 }
 
 void ShrinkingSet::WorkChangesIn() {
@@ -321,71 +303,25 @@ bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
 }
 
 bool ShrinkingSet::HasTakenNear(std::int32_t strip, int step, const Change& change) const {
-    const auto taken = [&](std::int32_t of) { return LeftAfter(of, step - 1) ^ LeftAfter(of, step - 2); };
-    const auto row = [&](std::int32_t of, std::size_t i) {
-        return LeftAfter(of, step - 1)[i] ^ LeftAfter(of, step - 2)[i];
+    struct Taken {
+        const Strip& before;
+        const Strip& after;
+        Word operator[](std::size_t row) const { return before[row] ^ after[row]; }
     };
-    const auto takenInTop = [&](std::int32_t of) { return row(of, 0) | row(of, 1); };
-    const auto takenInBottom = [&](std::int32_t of) { return row(of, kStripRows - 2) | row(of, kStripRows - 1); };
-    const Strip here = taken(strip);
-    Word any = 0;
-    for (std::size_t i = 0; i < here.rows.size(); ++i) {
-        any |= here[i] & change.near[i];
-    }
-    const auto at = [&](Side side) { return (change.nearSides & side) != 0; };
-    any |= at(kNorth) ? takenInBottom(strip - stride_) & change.nearNorth : 0;
-    any |= at(kSouth) ? takenInTop(strip + stride_) & change.nearSouth : 0;
-    any |= at(kWest) ? AnyOf(taken(strip - 1)) & kLastColumns : 0;
-    any |= at(kEast) ? AnyOf(taken(strip + 1)) & kFirstColumns : 0;
-    any |= at(kNorthWest) ? takenInBottom(strip - stride_ - 1) & kLastColumns : 0;
-    any |= at(kNorthEast) ? takenInBottom(strip - stride_ + 1) & kFirstColumns : 0;
-    any |= at(kSouthWest) ? takenInTop(strip + stride_ - 1) & kLastColumns : 0;
-    any |= at(kSouthEast) ? takenInTop(strip + stride_ + 1) & kFirstColumns : 0;
-    return any != 0;
+    return change.near.AnyOf([&](int rows, int columns) {
+        const std::int32_t of = strip + rows * stride_ + columns;
+        return Taken{LeftAfter(of, step - 2), LeftAfter(of, step - 1)};
+    });
 }
 
 // Only what is different in the strip and up to two away matters to it, as do takings no further away.
-void ShrinkingSet::FindNear(std::int32_t strip, int step, Change& change) {
+void ShrinkingSet::FindNear(std::int32_t strip, int step, Change& change) const {
     StripNeighbourhood different;
     Gather(different, [&](std::ptrdiff_t rows, std::ptrdiff_t columns) {
         const Head& head = HeadOf(strip + static_cast<std::int32_t>(rows * stride_ + columns));
         return head.changed == 0 ? Strip{} : ChangeOf(head).different;
     });
-    constexpr std::size_t reach = 3;
-    constexpr std::size_t rows = StripNeighbourhood::kRows;
-    std::array<Word, rows + 2 * reach> beside{};  // the same rows and as many beyond, each with what is beside it
-    std::array<Word, rows> atWest, atEast;
-    for (std::size_t i = 0; i < rows; ++i) {
-        const Word west = different.west[i] & kLastColumns;
-        const Word centre = different.centre[i];
-        const Word east = different.east[i] & kFirstColumns;
-        Word& row = beside[i + reach];
-        row = centre;
-        for (std::size_t k = 1; k <= reach; ++k) {
-            row |= centre << k | centre >> k | west >> (64 - k) | east << (64 - k);
-        }
-        atWest[i] = west | (centre & 7u);
-        atEast[i] = east | centre >> 61;
-    }
-    std::array<Word, rows> near{};
-    for (std::size_t k = 0; k <= 2 * reach; ++k) {
-        for (std::size_t i = 0; i < rows; ++i) {
-            near[i] |= beside[i + k];
-        }
-    }
-    std::copy_n(near.begin() + kReach, change.near.rows.size(), change.near.rows.begin());
-    change.nearNorth = near[0] | near[1];
-    change.nearSouth = near[rows - 2] | near[rows - 1];
-    const auto any = [](const std::array<Word, rows>& at, std::size_t first, std::size_t end) {
-        return std::any_of(at.begin() + first, at.begin() + end, [](Word pixels) { return pixels != 0; });
-    };
-    const auto side = [](bool isNear, Side which) { return isNear ? static_cast<unsigned>(which) : 0u; };
-    constexpr std::size_t top = kReach + reach;
-    change.nearSides = side(change.nearNorth != 0, kNorth) | side(change.nearSouth != 0, kSouth) |
-                       side(any(atWest, 0, rows), kWest) | side(any(atEast, 0, rows), kEast) |
-                       side(any(atWest, 0, top), kNorthWest) | side(any(atEast, 0, top), kNorthEast) |
-                       side(any(atWest, rows - top, rows), kSouthWest) |
-                       side(any(atEast, rows - top, rows), kSouthEast);
+    change.near.Find(different);
     change.nearSince = step;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "BitGrid.h"
+#include "NearPixels.h"
 #include "Strip.h"
 #include "ZeroedArray.h"
 
@@ -39,18 +40,6 @@ public:
 private:
     static constexpr int kAtHand = 7;
 
-    /// Sides and corners of a strip, as far as a step reaches across them: two rows, two columns.
-    enum Side : unsigned {
-        kNorth = 1u,
-        kSouth = 2u,
-        kWest = 4u,
-        kEast = 8u,
-        kNorthWest = 16u,
-        kNorthEast = 32u,
-        kSouthWest = 64u,
-        kSouthEast = 128u
-    };
-
     struct Head {
         std::int32_t last;       // the last step that takes pixels away; in an update before or now
         std::int32_t queuedFor;  // the step the strip is queued for, 0 if for none, kNever beyond the picture
@@ -74,18 +63,16 @@ private:
         std::int32_t lastFresh;  // the step at which `different` has changed last
         std::int32_t nearSince;  // the step at which `near` was found
         Strip different;  // what the step worked out last left and did not leave before the update, or the other way
-        Strip near;       // up to three away from what is different, here or beside it
-        Word nearNorth, nearSouth;  // in two rows beyond it
-        unsigned nearSides;
+        NearPixels near;  // to what is different
     };
 
-    static unsigned SidesOf(const Strip& strip);
     void WorkChangesIn();
     Head& HeadOf(std::int32_t strip) { return heads_[static_cast<std::size_t>(strip)]; }
     const Head& HeadOf(std::int32_t strip) const { return heads_[static_cast<std::size_t>(strip)]; }
     Steps& StepsOf(std::int32_t strip) { return steps_[static_cast<std::size_t>(strip)]; }
     const Steps& StepsOf(std::int32_t strip) const { return steps_[static_cast<std::size_t>(strip)]; }
     Change& ChangeOf(const Head& head) { return changed_[static_cast<std::size_t>(head.changed) - 1]; }
+    const Change& ChangeOf(const Head& head) const { return changed_[static_cast<std::size_t>(head.changed) - 1]; }
     std::vector<Later>& LaterOf(const Head& head) { return later_[static_cast<std::size_t>(head.later) - 1]; }
     const std::vector<Later>& LaterOf(const Head& head) const {
         return later_[static_cast<std::size_t>(head.later) - 1];
@@ -128,7 +115,7 @@ private:
     Strip LeftOf(std::int32_t strip, int step) const;
     bool GoesOnDiffering(std::int32_t strip, int step);
     bool HasTakenNear(std::int32_t strip, int step, const Change& change) const;
-    void FindNear(std::int32_t strip, int step, Change& change);
+    void FindNear(std::int32_t strip, int step, Change& change) const;
     bool Compare(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void Store(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void StoreLater(std::int32_t strip, int step, const Strip& current, const Strip& left);
