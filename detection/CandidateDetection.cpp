@@ -107,11 +107,17 @@ public:
     /// begun to touch the network.
     void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
         ForEachOpenPixel(buckets.At(index), [&](PixelPosition at) { removable_.Add(at.x, at.y); });
-        ForEachOpenPixel(buckets.Above(index), [&](PixelPosition at) {
+        if (index > 0) {
+            // These have been removable since the level before: some may leave with others before their turn.
+            ForEachOpenPixel(buckets.At(index - 1), [&](PixelPosition at) {
+                if (removable_.Has(at.x, at.y)) {
+                    RemoveIfTouching(at);
+                }
+            });
+        }
+        ForEachOpenPixel(buckets.AboveOnly(index), [&](PixelPosition at) {
             removable_.Add(at.x, at.y);
-            if (analysis_.IsBackgroundAround(at.x, at.y)) {
-                RemoveRegion(at);
-            }
+            RemoveIfTouching(at);
         });
         analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
         for (const WordPart& part : erased_) {
@@ -150,7 +156,8 @@ private:
 
     const BitGrid& Grid() const { return components_.Open().Grid(); }
 
-    /// Calls visit(position) for each of the pixels that has been open since the last sweep.
+    /// Calls visit(position) for each of the pixels that was open after the last sweep: what has been removed since may
+    /// be among them.
     template <typename Visit>
     void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
         PixelPosition at{0, 0};
@@ -179,6 +186,12 @@ private:
     void TellComponents() {
         components_.Remove(removed_);
         removed_.clear();
+    }
+
+    void RemoveIfTouching(PixelPosition at) {
+        if (analysis_.IsBackgroundAround(at.x, at.y)) {
+            RemoveRegion(at);
+        }
     }
 
     /// Which regions are removed first makes no difference: two that touch are one.

@@ -27,6 +27,8 @@ public:
 
     /// Those above a level that are not above the one before.
     Pixels Above(std::size_t level) const { return Between(2 * level, 2 * level + 2); }
+    /// The same without those at the one before.
+    Pixels AboveOnly(std::size_t level) const { return Between(2 * level + 1, 2 * level + 2); }
     /// Those exactly at a level.
     Pixels At(std::size_t level) const { return Between(2 * level + 2, 2 * level + 3); }
 

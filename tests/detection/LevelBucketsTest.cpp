@@ -72,6 +72,13 @@ TEST(LevelBuckets, EachOpenPixelIsUnderTheFirstLevelItIsAboveAndUnderTheOneItIsA
             }
             ASSERT_EQ(Sorted(buckets.Above(k)), above) << "seed " << seed << ", level " << k;
             ASSERT_EQ(Sorted(buckets.At(k)), at) << "seed " << seed << ", level " << k;
+            std::vector<std::int32_t> aboveOnly = Sorted(buckets.AboveOnly(k));
+            if (k > 0) {
+                const std::vector<std::int32_t> atBefore = Sorted(buckets.At(k - 1));
+                aboveOnly.insert(aboveOnly.end(), atBefore.begin(), atBefore.end());
+                std::sort(aboveOnly.begin(), aboveOnly.end());
+            }
+            ASSERT_EQ(aboveOnly, above) << "seed " << seed << ", level " << k;
         }
     }
 }
