@@ -8,6 +8,7 @@
 #include "DetectionProgress.h"
 #include "DlgParams.h"
 #include "ExceptionText.h"
+#include "FreedMemory.h"
 #include "MainFrame.h"
 #include "Scopes.h"
 #include "SeededSegmentation.h"
@@ -56,6 +57,7 @@ void MainFrame::OnParameters(wxCommandEvent&) {
 void MainFrame::RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body) {
     if (!HasPositions()) return;
     const DisabledScope disabled(*this);
+    const qvox::FreedMemoryKeeper keeper;
     try {
         wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr,
                                   wxPD_APP_MODAL | wxPD_AUTO_HIDE);

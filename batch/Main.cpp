@@ -8,6 +8,7 @@
 
 #include "Commands.h"
 #include "ExceptionText.h"
+#include "FreedMemory.h"
 #include "Interrupt.h"
 #include "Options.h"
 #include "PathText.h"
@@ -23,6 +24,7 @@ int Run(const std::vector<std::string>& arguments) {
         return Korvane::kExitDone;
     }
     Korvane::CatchInterrupts();
+    const qvox::FreedMemoryKeeper keeper;
     return Korvane::RunBatch(*line.options, stdout, stderr);
 }
 

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
+#include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "CandidateDetection.h"
@@ -79,6 +82,12 @@ void Normalise(const cv::Mat& source, Span span, cv::Mat& result) {
     }
 }
 
+void RunOnOpenCVThreads(std::size_t count, const std::function<void(std::size_t)>& part) {
+    cv::parallel_for_(cv::Range(0, static_cast<int>(count)), [&](const cv::Range& range) {
+        for (int i = range.start; i < range.end; ++i) part(static_cast<std::size_t>(i));
+    });
+}
+
 cv::Mat EdgeMap(const qvox::VoxelImage<float>& raw, float scale) {
     qvox::VoxelImage<std::uint16_t> smoothed;
     {
@@ -92,7 +101,7 @@ cv::Mat EdgeMap(const qvox::VoxelImage<float>& raw, float scale) {
         CopyToSixteenBit(image, smoothed);
     }
     qvox::EdgeEnhancingDiffusion(smoothed, 5.0f * scale, 0.005f, 0.05f,
-                                 static_cast<std::uint64_t>(20.0 * static_cast<double>(scale)));
+                                 static_cast<std::uint64_t>(20.0 * static_cast<double>(scale)), RunOnOpenCVThreads);
     cv::Mat image = ToFloatMat(smoothed);
     smoothed.Release();
     cv::Mat edges = GradientMagnitude(image);

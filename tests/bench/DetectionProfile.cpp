@@ -20,6 +20,7 @@
 
 #include "AllocationMeter.h"
 #include "DetectionDriver.h"
+#include "FreedMemory.h"
 #include "SeededSegmentation.h"
 #include "StageLimits.h"
 #include "generator/SamplePicture.h"
@@ -202,6 +203,7 @@ void PrintProfile(const char* name, const Profile& profile, const std::vector<st
 
 int main(int argc, char** argv) {
     cv::setNumThreads(1);
+    const qvox::FreedMemoryKeeper keeper;  // as the programs
     bool plain = false;
     std::string only;
     std::vector<std::uint64_t> sizes;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <opencv2/core/utility.hpp>
 
 #include "GradientMagnitude.h"
 #include "MatConversion.h"
@@ -115,6 +116,19 @@ TEST(DetectionDriver, EqualsThePlainFormOnSmallNoiseAndSingleLines) {
         ExpectSameAsPlain(korvane_test::ToImage(map), parameters, seed % 5 == 0 ? 672.0f : 200.0f);
         if (HasFailure()) return;
     }
+}
+
+TEST(DetectionDriver, GivesTheSameBitsForAnyNumberOfThreads) {
+    const int usual = cv::getNumThreads();
+    const qvox::VoxelImage<float> raw = Vesicles(35, 1100, 160);
+    std::vector<StageRecorder> recorders(2);
+    for (std::size_t i = 0; i < recorders.size(); ++i) {
+        cv::setNumThreads(i == 0 ? 1 : 2);
+        qvox::LabelImage labels({}, {kHalfScale, kHalfScale, 0.0f});
+        Korvane::DetectExosomes(raw, labels, AnalysisParameters(), kHalfScale, recorders[i]);
+    }
+    cv::setNumThreads(usual);
+    ExpectSameStages(recorders[0], recorders[1]);
 }
 
 TEST(DetectionDriver, BlursAPictureOf1024ColumnsMoreThanItsNeighboursInWidth) {

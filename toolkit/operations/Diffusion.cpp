@@ -19,9 +19,12 @@ namespace {
 
 constexpr double kGreyRange = 65535.0;
 constexpr float kLargestSigmaPx = 1e5f;
-// What the early start of the backward sweeps may change a voxel by in all iterations together, in grey levels.
-constexpr double kLookaheadError = 1.0 / 128.0;
-constexpr std::ptrdiff_t kBandRows = 48;
+// What each early start of a sweep may change a voxel by in all iterations together, in grey levels. There are three:
+// from below, and from both sides of a strip.
+constexpr double kLookaheadError = 1.0 / 512.0;
+constexpr std::ptrdiff_t kBandRows = 16;
+// Of a strip, so that its rings stay in a cache of 2 MiB.
+constexpr std::ptrdiff_t kStripColumns = 1024;
 
 std::ptrdiff_t RoundedUp(std::ptrdiff_t n, std::ptrdiff_t unit) { return (n + unit - 1) / unit * unit; }
 
@@ -52,13 +55,14 @@ std::vector<float> GaussianWeights(double sigmaPx) {
     return weights;
 }
 
-// Rows after which a guess below has faded: each row of the backward sweep shrinks its error by 2 tau / (1 + 2 tau).
-std::ptrdiff_t Lookahead(double timeStep, std::uint64_t iterations, std::ptrdiff_t height) {
+// Rows, or columns, after which a guess beside them has faded: each shrinks its error by 2 tau / (1 + 2 tau). No more
+// than `most`.
+std::ptrdiff_t Lookahead(double timeStep, std::uint64_t iterations, std::ptrdiff_t most) {
     const double shrink = 2.0 * timeStep / (1.0 + 2.0 * timeStep);
     if (!(shrink > 0.0)) return 1;
     const double rows =
         std::log(kLookaheadError / (2.0 * kGreyRange * static_cast<double>(iterations))) / std::log(shrink);
-    return rows < static_cast<double>(height) ? static_cast<std::ptrdiff_t>(std::ceil(rows)) : height;
+    return rows < static_cast<double>(most) ? static_cast<std::ptrdiff_t>(std::ceil(rows)) : most;
 }
 
 class Scratch {
@@ -101,23 +105,60 @@ void TakeScratch(StepPlan& plan, Scratch& scratch) {
     plan.alongRows = scratch.Rows(plan, plan.sweepRing);
 }
 
-StepPlan MakePlan(std::ptrdiff_t width, std::ptrdiff_t height, const std::vector<float>& weights, float contrast,
+// An odd number of cache lines: rows below each other then fall into different sets of the cache.
+std::ptrdiff_t StrideFor(std::ptrdiff_t width) {
+    const std::ptrdiff_t stride = RoundedUp(width, kMargin) + 2 * kMargin;
+    return stride / kMargin % 2 == 0 ? stride + kMargin : stride;
+}
+
+struct Extent {
+    std::ptrdiff_t width;
+    std::ptrdiff_t height;
+};
+
+struct Strip {
+    std::ptrdiff_t first;  // column of the plane
+    std::ptrdiff_t width;
+    std::ptrdiff_t firstOwn;  // columns of the strip
+    std::ptrdiff_t endOwn;
+};
+
+// Strips overlap by what is too near to their sides: there the Gaussian would miss voxels, and the solution along the
+// rows feels where it was begun. Where that is much of a strip, one strip is all of the plane.
+std::vector<Strip> StripsFor(std::ptrdiff_t width, std::ptrdiff_t radius, float timeStep, std::uint64_t iterations) {
+    const std::ptrdiff_t most = kStripColumns / 8;
+    const std::ptrdiff_t beside = radius + 2 + Lookahead(static_cast<double>(timeStep), iterations, most);
+    if (width <= kStripColumns || beside > most) return {{0, width, 0, width}};
+    const std::ptrdiff_t overlap = RoundedUp(beside, kMargin);
+    const std::ptrdiff_t count = (width + kStripColumns - 1) / kStripColumns;
+    const std::ptrdiff_t own = RoundedUp((width + count - 1) / count, kMargin);
+    std::vector<Strip> strips;
+    for (std::ptrdiff_t x = 0; x < width; x += own) {
+        const std::ptrdiff_t first = std::max<std::ptrdiff_t>(x - overlap, 0);
+        const std::ptrdiff_t end = std::min(x + own, width);
+        strips.push_back({first, std::min(end + overlap, width) - first, x - first, end - first});
+    }
+    return strips;
+}
+
+StepPlan MakePlan(const Extent& extent, const Strip& strip, const std::vector<float>& weights, float contrast,
                   float timeStep, std::uint64_t iterations) {
     StepPlan plan;
-    plan.width = width;
-    plan.height = height;
-    // An odd number of cache lines: rows below each other then fall into different sets of the cache.
-    plan.stride = RoundedUp(width, kMargin) + 2 * kMargin;
-    if (plan.stride / kMargin % 2 == 0) plan.stride += kMargin;
+    plan.width = strip.width;
+    plan.height = extent.height;
+    plan.firstOwn = strip.firstOwn;
+    plan.endOwn = strip.endOwn;
+    plan.planeStride = StrideFor(extent.width);
+    plan.stride = StrideFor(strip.width);
     plan.weights = weights.data();
     plan.radius = static_cast<std::ptrdiff_t>(weights.size()) - 1;
     plan.gradientScale = static_cast<float>(0.5 / (std::max(static_cast<double>(contrast), 1e-12) * kGreyRange));
     plan.timeStep = timeStep;
-    plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, height);
+    plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, extent.height);
     plan.bandRows = std::max(kBandRows, plan.lookahead / 2);
     // Chunks fill whole runs of the ring, also where the last one of the picture is not full.
-    plan.sweepRing =
-        std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows, RoundedUp(height, kChunkRows));
+    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows,
+                              RoundedUp(extent.height, kChunkRows));
     return plan;
 }
 
@@ -135,24 +176,24 @@ float Origin(const std::uint16_t* voxels, std::ptrdiff_t count) {
     return static_cast<float>(middle) + 0.25f;
 }
 
-void Spread(const StepPlan& plan, const std::uint16_t* voxels, float origin, float* u) {
-    for (std::ptrdiff_t y = 0; y < plan.height; ++y) {
-        float* row = u + y * plan.stride;
-        for (std::ptrdiff_t x = 0; x < plan.width; ++x)
-            row[x] = static_cast<float>(voxels[y * plan.width + x]) - origin;
+void Spread(const Extent& extent, std::ptrdiff_t stride, const std::uint16_t* voxels, float origin, float* u) {
+    for (std::ptrdiff_t y = 0; y < extent.height; ++y) {
+        float* row = u + y * stride;
+        for (std::ptrdiff_t x = 0; x < extent.width; ++x)
+            row[x] = static_cast<float>(voxels[y * extent.width + x]) - origin;
         row[-1] = row[0];
-        row[plan.width] = row[plan.width - 1];
+        row[extent.width] = row[extent.width - 1];
     }
 }
 
-void Collect(const StepPlan& plan, const float* u, float origin, std::uint16_t* voxels) {
-    for (std::ptrdiff_t y = 0; y < plan.height; ++y) {
-        const float* row = u + y * plan.stride;
-        for (std::ptrdiff_t x = 0; x < plan.width; ++x) {
+void Collect(const Extent& extent, std::ptrdiff_t stride, const float* u, float origin, std::uint16_t* voxels) {
+    for (std::ptrdiff_t y = 0; y < extent.height; ++y) {
+        const float* row = u + y * stride;
+        for (std::ptrdiff_t x = 0; x < extent.width; ++x) {
             // In double: adding the origin in single precision would round to 1/256 grey level first.
             const double grey = static_cast<double>(row[x]) + static_cast<double>(origin) + 0.5;
             const double clamped = grey >= 0.0 ? std::min(grey, kGreyRange) : 0.0;
-            voxels[y * plan.width + x] = static_cast<std::uint16_t>(clamped);
+            voxels[y * extent.width + x] = static_cast<std::uint16_t>(clamped);
         }
     }
 }
@@ -165,36 +206,47 @@ bool RunsHere(DiffusionVariant variant) {
     return true;
 }
 
+void RunOneByOne(std::size_t count, const std::function<void(std::size_t)>& part) {
+    for (std::size_t i = 0; i < count; ++i) part(i);
+}
+
 void EdgeEnhancingDiffusionWith(DiffusionVariant variant, VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx,
-                                float contrast, float timeStep, std::uint64_t iterations) {
+                                float contrast, float timeStep, std::uint64_t iterations, const PartRunner& run) {
     CheckArguments(image, preSmoothingSigmaPx, contrast, timeStep);
     if (iterations == 0) return;
     const std::vector<float> weights = GaussianWeights(static_cast<double>(preSmoothingSigmaPx));
-    StepPlan plan = MakePlan(static_cast<std::ptrdiff_t>(image.SizeX()), static_cast<std::ptrdiff_t>(image.SizeY()),
-                             weights, contrast, timeStep, iterations);
-    Scratch scratch;
-    TakeScratch(plan, scratch);
-    float* u = scratch.Rows(plan, plan.height);
-    float* next = scratch.Rows(plan, plan.height);
+    const Extent extent{static_cast<std::ptrdiff_t>(image.SizeX()), static_cast<std::ptrdiff_t>(image.SizeY())};
+    const std::vector<Strip> strips =
+        StripsFor(extent.width, static_cast<std::ptrdiff_t>(weights.size()) - 1, timeStep, iterations);
+    Scratch planes;
+    std::vector<Scratch> scratch(strips.size());
+    std::vector<StepPlan> plans;
+    for (std::size_t i = 0; i < strips.size(); ++i) {
+        plans.push_back(MakePlan(extent, strips[i], weights, contrast, timeStep, iterations));
+        TakeScratch(plans[i], scratch[i]);
+    }
+    const std::ptrdiff_t stride = StrideFor(extent.width);
+    float* u = planes.Floats(extent.height * stride) + kMargin;
+    float* next = planes.Floats(extent.height * stride) + kMargin;
     const StepFunction step = Function(variant);
     for (std::uint64_t z = 0; z < image.SizeZ(); ++z) {
         std::uint16_t* voxels = image.Row(0, z);
-        const float origin = Origin(voxels, plan.width * plan.height);
-        Spread(plan, voxels, origin, u);
+        const float origin = Origin(voxels, extent.width * extent.height);
+        Spread(extent, stride, voxels, origin, u);
         for (std::uint64_t iteration = 0; iteration < iterations; ++iteration) {
-            step(plan, u, next);
+            run(strips.size(), [&](std::size_t i) { step(plans[i], u + strips[i].first, next + strips[i].first); });
             std::swap(u, next);
         }
-        Collect(plan, u, origin, voxels);
+        Collect(extent, stride, u, origin, voxels);
     }
 }
 
 void EdgeEnhancingDiffusion(VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx, float contrast, float timeStep,
-                            std::uint64_t iterations) {
+                            std::uint64_t iterations, const PartRunner& run) {
     const DiffusionVariant variant = RunsHere(DiffusionVariant::Avx512) ? DiffusionVariant::Avx512
                                      : RunsHere(DiffusionVariant::Avx2) ? DiffusionVariant::Avx2
                                                                         : DiffusionVariant::Baseline;
-    EdgeEnhancingDiffusionWith(variant, image, preSmoothingSigmaPx, contrast, timeStep, iterations);
+    EdgeEnhancingDiffusionWith(variant, image, preSmoothingSigmaPx, contrast, timeStep, iterations, run);
 }
 
 }  // namespace qvox

@@ -1,10 +1,16 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "VoxelImage.h"
 
 namespace qvox {
+
+/// Does what is told by part(0) .. part(count - 1), each once, in any order; at the same time where it likes.
+using PartRunner = std::function<void(std::size_t count, const std::function<void(std::size_t)>& part)>;
+void RunOneByOne(std::size_t count, const std::function<void(std::size_t)>& part);
 
 /// Edge-enhancing anisotropic diffusion in place: smooths along edges and between them, not across them.
 ///
@@ -23,10 +29,11 @@ namespace qvox {
 /// leaves the range of the values before it by timeStep / 2 of that range at most, on account of the explicit terms;
 /// with long time steps they may grow without bound. Throws ToolkitError for an empty image and for a parameter that is
 /// not a number or out of its range; the image is unchanged then. Cost: per step O(1 + sigma) per voxel, two floats per
-/// voxel of memory and a band of rows. Sources: Weickert, Anisotropic Diffusion in Image Processing (1998); Weickert,
-/// ter Haar Romeny, Viergever, Efficient and reliable schemes for nonlinear diffusion filtering (1998). Departs from
-/// the latter's purely additive form in the mixed terms, which have no place in it.
+/// voxel of memory and a band of rows. The strips of columns of a wide image, of about 1024 each, are the parts that
+/// `run` is given in each step; the bits do not depend on it. Sources: Weickert, Anisotropic Diffusion in Image
+/// Processing (1998); Weickert, ter Haar Romeny, Viergever, Efficient and reliable schemes for nonlinear diffusion
+/// filtering (1998). Departs from the latter's purely additive form in the mixed terms, which have no place in it.
 void EdgeEnhancingDiffusion(VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx, float contrast, float timeStep,
-                            std::uint64_t iterations);
+                            std::uint64_t iterations, const PartRunner& run = RunOneByOne);
 
 }  // namespace qvox

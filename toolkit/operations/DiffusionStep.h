@@ -13,12 +13,17 @@ constexpr std::ptrdiff_t kChunkRing = 32;
 /// Rows of the rings of what only the rows next to each other need.
 constexpr std::ptrdiff_t kNeighbourRing = 4;
 
-/// What one time step of one plane needs: parameters and scratch memory. Every row pointer points at column 0 of its
-/// first row; rows are `stride` floats apart, those of `lines` `lineStride` floats.
-/// It holds no standard library type, because the code that reads it is compiled for several instruction sets.
+/// What one time step of a strip of columns of one plane needs: parameters and scratch memory. Every row pointer points
+/// at the strip's first column in its first row; rows are `stride` floats apart, those of the plane `planeStride`,
+/// those of `lines` `lineStride` floats. It holds no standard library type, because the code that reads it is compiled
+/// for several instruction sets.
 struct StepPlan {
     std::ptrdiff_t width = 0;
     std::ptrdiff_t height = 0;
+    /// Columns of the strip that are finished; from the others what is beyond the strip is too near.
+    std::ptrdiff_t firstOwn = 0;
+    std::ptrdiff_t endOwn = 0;
+    std::ptrdiff_t planeStride = 0;
     std::ptrdiff_t stride = 0;
     std::ptrdiff_t lineStride = 0;
     std::ptrdiff_t radius = 0;
@@ -51,7 +56,8 @@ struct StepPlan {
     float* alongRows = nullptr;          // sweepRing rows: solution of the rows
 };
 
-/// One time step from `u` to `next`: planes with margins, first and last column repeated once into them.
+/// One time step from `u` to `next`, which point at the strip's first column: planes with margins, first and last
+/// column repeated once into them.
 using StepFunction = void (*)(const StepPlan& plan, const float* u, float* next);
 
 void StepBaseline(const StepPlan& plan, const float* u, float* next);

@@ -83,7 +83,7 @@ constexpr std::size_t kSumVectors = 4;
 /// Gaussian of the rows [first, first + count) of u.
 void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
     for (std::ptrdiff_t j = 0; j < count + 2 * plan.radius; ++j) {
-        plan.sourceRows[j] = u + Mirrored(first + j - plan.radius, plan.height) * plan.stride;
+        plan.sourceRows[j] = u + Mirrored(first + j - plan.radius, plan.height) * plan.planeStride;
     }
     constexpr std::ptrdiff_t kBlock = static_cast<std::ptrdiff_t>(kSumVectors) * kLanes;
     std::ptrdiff_t x = 0;
@@ -111,9 +111,9 @@ void TensorRow(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
     const float* v = plan.smoothed + y % kChunkRing * plan.stride;
     const float* vAbove = plan.smoothed + above % kChunkRing * plan.stride;
     const float* vBelow = plan.smoothed + below % kChunkRing * plan.stride;
-    const float* uHere = u + y * plan.stride;
-    const float* uAbove = u + above * plan.stride;
-    const float* uBelow = u + below * plan.stride;
+    const float* uHere = u + y * plan.planeStride;
+    const float* uAbove = u + above * plan.planeStride;
+    const float* uBelow = u + below * plan.planeStride;
     float* acrossX = plan.acrossX;
     float* acrossY = plan.acrossY + y % kNeighbourRing * plan.stride;
     float* flowX = plan.flowX + y % kNeighbourRing * plan.stride;
@@ -149,7 +149,7 @@ void SweepDown(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
     const bool last = y + 1 == plan.height;
     const auto neighbour = [&plan](float* ring, std::ptrdiff_t row) { return ring + row % kNeighbourRing * plan.stride; };
     const auto sweep = [&plan](float* ring, std::ptrdiff_t row) { return ring + row % plan.sweepRing * plan.stride; };
-    const float* here = u + y * plan.stride;
+    const float* here = u + y * plan.planeStride;
     const float* flowX = neighbour(plan.flowX, y);
     const float* flowAbove = neighbour(plan.flowY, first ? y : y - 1);
     const float* flowBelow = neighbour(plan.flowY, last ? y : y + 1);
@@ -251,19 +251,19 @@ void SweepUp(const StepPlan& plan, float* next, std::ptrdiff_t first, std::ptrdi
         const float* factor = plan.factor + slot;
         const float* forward = plan.forward + slot;
         if (y >= end) {
-            for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+            for (std::ptrdiff_t x = plan.firstOwn; x < plan.endOwn; x += kLanes) {
                 Store(plan.below + x, Load(forward + x) + Load(factor + x) * Load(below + x));
             }
         } else {
             const float* alongRow = plan.alongRows + slot;
-            float* out = next + y * plan.stride;
-            for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+            float* out = next + y * plan.planeStride;
+            for (std::ptrdiff_t x = plan.firstOwn; x < plan.endOwn; x += kLanes) {
                 const Lanes alongColumn = Load(forward + x) + Load(factor + x) * Load(below + x);
                 Store(plan.below + x, alongColumn);
                 Store(out + x, (Load(alongRow + x) + alongColumn) * 0.5f);
             }
-            out[-1] = out[0];
-            out[plan.width] = out[plan.width - 1];
+            if (plan.firstOwn == 0) out[-1] = out[0];
+            if (plan.endOwn == plan.width) out[plan.width] = out[plan.width - 1];
         }
         below = plan.below;
     }

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "VoxelImage.h"
+#include "operations/Diffusion.h"
 
 namespace qvox {
 
@@ -15,6 +16,7 @@ bool RunsHere(DiffusionVariant variant);
 
 /// EdgeEnhancingDiffusion with a variant of the caller's choice, which must run here; for tests and benchmarks.
 void EdgeEnhancingDiffusionWith(DiffusionVariant variant, VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx,
-                                float contrast, float timeStep, std::uint64_t iterations);
+                                float contrast, float timeStep, std::uint64_t iterations,
+                                const PartRunner& run = RunOneByOne);
 
 }  // namespace qvox
