@@ -11,11 +11,6 @@ namespace Korvane {
 /// Code of a pixel beyond the map in a plane handed to PruneBranches.
 inline constexpr PixelCode kBeyondMap = 2;
 
-struct PixelPosition {
-    int x;
-    int y;
-};
-
 struct MarkedBranches {
     std::vector<PixelPosition> ends;  ///< ends, in the plane's own coordinates, of branches longer than the limit
     bool mapOrigin = false;           ///< the map's first pixel is marked too

@@ -99,6 +99,7 @@ public:
     void RemoveAbove(const LevelBuckets& buckets, std::size_t level) {
         erased_.clear();  // what left the map starts nothing here
         ForEachOpenPixel(buckets.Above(level), [&](PixelPosition at) { Remove(at); });
+        TellComponents();
     }
 
     /// Removes what is above `level` and touches the network, with all that hangs together with it at or above `level`.
@@ -106,11 +107,17 @@ public:
     /// begun to touch the network.
     void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
         ForEachOpenPixel(buckets.At(index), [&](PixelPosition at) { removable_.Add(at.x, at.y); });
-        ForEachOpenPixel(buckets.Above(index), [&](PixelPosition at) {
+        if (index > 0) {
+            // These have been removable since the level before: some may leave with others before their turn.
+            ForEachOpenPixel(buckets.At(index - 1), [&](PixelPosition at) {
+                if (removable_.Has(at.x, at.y)) {
+                    RemoveIfTouching(at);
+                }
+            });
+        }
+        ForEachOpenPixel(buckets.AboveOnly(index), [&](PixelPosition at) {
             removable_.Add(at.x, at.y);
-            if (analysis_.IsBackgroundAround(at.x, at.y)) {
-                RemoveRegion(at);
-            }
+            RemoveIfTouching(at);
         });
         analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
         for (const WordPart& part : erased_) {
@@ -118,10 +125,12 @@ public:
             RemoveNextTo(part.word - Grid().WordAt(0, y), y, part.pixels, level);
         }
         erased_.clear();
+        TellComponents();
     }
 
 private:
     using Word = BitGrid::Word;
+    static constexpr std::size_t kToldAtOnce = 4096;
 
     static BitPlane OpenPixels(const cv::Mat& edges, float threshold, const BitPlane& alsoOpen) {
         BitPlane open(edges.cols, edges.rows);
@@ -147,16 +156,13 @@ private:
 
     const BitGrid& Grid() const { return components_.Open().Grid(); }
 
-    /// Calls visit(position) for each of the pixels that is open when its turn comes.
+    /// Calls visit(position) for each of the pixels that was open after the last sweep: what has been removed since may
+    /// be among them.
     template <typename Visit>
     void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
         PixelPosition at{0, 0};
         std::int32_t rowStart = 0;
-        constexpr std::ptrdiff_t ahead = 16;
-        for (const std::int32_t& pixel : pixels) {
-            if (pixels.end() - &pixel > ahead) {
-                components_.Prefetch((&pixel)[ahead]);
-            }
+        for (const std::int32_t pixel : pixels) {
             if (static_cast<std::uint32_t>(pixel - rowStart) >= static_cast<std::uint32_t>(width_)) {
                 at.y = pixel / width_;
                 rowStart = at.y * width_;
@@ -170,8 +176,22 @@ private:
 
     void Remove(PixelPosition at) {
         removable_.Remove(at.x, at.y);
-        components_.Remove(at.x, at.y);
         analysis_.BackgroundAdded(at.x, at.y);
+        removed_.push_back(at);
+        if (removed_.size() == kToldAtOnce) {
+            TellComponents();
+        }
+    }
+
+    void TellComponents() {
+        components_.Remove(removed_);
+        removed_.clear();
+    }
+
+    void RemoveIfTouching(PixelPosition at) {
+        if (analysis_.IsBackgroundAround(at.x, at.y)) {
+            RemoveRegion(at);
+        }
     }
 
     /// Which regions are removed first makes no difference: two that touch are one.
@@ -228,6 +248,7 @@ private:
     BitPlane removable_;            // open, and at or above the level
     std::vector<WordPart> erased_;  // components that were too small, since the last removal
     std::vector<PixelPosition> stack_;
+    std::vector<PixelPosition> removed_;  // what the components have not been told of
 };
 
 BitPlane StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,

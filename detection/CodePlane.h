@@ -8,6 +8,11 @@ namespace Korvane {
 
 using PixelCode = std::uint8_t;
 
+struct PixelPosition {
+    int x;
+    int y;
+};
+
 /// Pixels of one row from column x0 to column x1, both included.
 struct PixelRun {
     int y;

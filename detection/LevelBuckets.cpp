@@ -75,8 +75,8 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
         }
     }
     const BucketFinder finder(levels, step);
-    std::vector<std::uint16_t> buckets(total);
-    std::uint16_t* bucket = buckets.data();
+    const qvox::LargePageArray<std::uint16_t> buckets = qvox::MakeLargePageArray<std::uint16_t>(total);
+    std::uint16_t* bucket = buckets.get();
     std::array<std::int32_t, 64> guesses;
     for (const Wanted& word : wanted) {
         const float* values = edges + word.first;
@@ -94,8 +94,8 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
         start = sum - start;
     }
     std::vector<std::size_t> next = starts_;
-    pixels_.resize(total);
-    bucket = buckets.data();
+    pixels_ = qvox::MakeLargePageArray<std::int32_t>(total);
+    bucket = buckets.get();
     for (const Wanted& word : wanted) {
         for (BitGrid::Word left = word.pixels; left != 0; left &= left - 1) {
             pixels_[next[*bucket++]++] = word.first + BitGrid::Lowest(left);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "BitPlane.h"
+#include "LargePages.h"
 
 namespace Korvane {
 
@@ -26,17 +27,19 @@ public:
 
     /// Those above a level that are not above the one before.
     Pixels Above(std::size_t level) const { return Between(2 * level, 2 * level + 2); }
+    /// The same without those at the one before.
+    Pixels AboveOnly(std::size_t level) const { return Between(2 * level + 1, 2 * level + 2); }
     /// Those exactly at a level.
     Pixels At(std::size_t level) const { return Between(2 * level + 2, 2 * level + 3); }
 
 private:
     Pixels Between(std::size_t first, std::size_t last) const {
-        return {pixels_.data() + starts_[first], pixels_.data() + starts_[last]};
+        return {pixels_.get() + starts_[first], pixels_.get() + starts_[last]};
     }
 
     // Buckets 2k + 1 and 2k + 2: between levels k - 1 and k, and exactly at level k; bucket 0 stays empty.
     std::vector<std::size_t> starts_;
-    std::vector<std::int32_t> pixels_;
+    qvox::LargePageArray<std::int32_t> pixels_;
 };
 
 }  // namespace Korvane

@@ -14,10 +14,14 @@ NetworkSkeleton::NetworkSkeleton(int width, int height)
 void NetworkSkeleton::Update() {
     lineChanges_.clear();
     endChanges_.clear();
-    set_.Update([&](std::int32_t word, BitGrid::Word leftBefore) {
-        const BitGrid::Word changed = leftBefore ^ set_.Left(word);
-        if (changed != 0) {
-            LinesChanged(word, changed);
+    set_.Update([&](int x, int y, const Strip& changed) {
+        std::size_t word = grid_.WordAt(x, y);
+        for (const Word pixels : changed.rows) {
+            if (pixels != 0) {
+                lines_[word] ^= pixels;
+                lineChanges_.push_back({word, pixels});
+            }
+            ++word;
         }
     });
     for (const WordPixels& change : lineChanges_) {
@@ -27,14 +31,6 @@ void NetworkSkeleton::Update() {
         LookForEnds(word);
     }
     lookForEnds_.clear();
-}
-
-void NetworkSkeleton::LinesChanged(std::int32_t word, Word changed) {
-    const int wordsPerRow = set_.Grid().WordsPerRow();
-    const int y = word / wordsPerRow;
-    const std::size_t at = grid_.WordAt((word - y * wordsPerRow) * 64, y);
-    lines_[at] ^= changed;
-    lineChanges_.push_back({at, changed});
 }
 
 void NetworkSkeleton::LookForEndsAround(std::size_t word, Word changed) {

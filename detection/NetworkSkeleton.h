@@ -35,7 +35,6 @@ public:
     const std::vector<WordPixels>& EndChanges() const { return endChanges_; }
 
 private:
-    void LinesChanged(std::int32_t word, Word changed);
     void LookForEndsAround(std::size_t word, Word changed);
     void LookForEndsIn(std::size_t word, Word changed);
     void LookForEnds(std::size_t word);

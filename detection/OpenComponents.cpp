@@ -10,15 +10,20 @@ namespace {
 constexpr std::array<int, 8> kStepX{0, 1, 1, 1, 0, -1, -1, -1};
 constexpr std::array<int, 8> kStepY{-1, -1, 0, 1, 1, 1, 0, -1};
 
-/// What surrounds a pixel: `count` groups of open pixels that share a side with it, and the gap of closed pixels before
-/// each, as ring indices. An open corner between two closed sides makes no group: it shares no side with the centre,
-/// and the two touch diagonally.
+/// What surrounds a pixel: `count` groups of open pixels that share a side with it, and of the gap of closed pixels
+/// before each one pixel, as ring indices. An open corner between two closed sides makes no group: it shares no side
+/// with the centre, and the two touch diagonally.
 struct Surroundings {
     std::uint8_t count = 0;
     std::uint8_t anyClosed = 0;
+    std::uint8_t asksAbove = 0;  // the pixel of a gap is in the row above
+    std::uint8_t asksBelow = 0;
     std::array<std::uint8_t, 4> open{};
     std::array<std::uint8_t, 4> gap{};
 };
+
+// What is known of pixels in the same row is near to each other.
+constexpr unsigned Nearer(unsigned a, unsigned b) { return b == 2 || b == 6 ? b : a; }
 
 constexpr Surroundings MakeSurroundings(unsigned closed) {
     Surroundings result;
@@ -27,19 +32,26 @@ constexpr Surroundings MakeSurroundings(unsigned closed) {
     while (start < 7 && (closed >> start & 1u) == 0u) {
         ++start;
     }
-    unsigned lastClosed = start;
+    unsigned closedOne = start;
     bool fresh = true;
     for (unsigned k = 1; k <= 8; ++k) {
         const unsigned i = (start + k) % 8;
         if ((closed >> i & 1u) != 0u) {
-            lastClosed = i;
+            closedOne = fresh ? Nearer(closedOne, i) : i;
             fresh = true;
         } else if (i % 2 == 0 && fresh) {
             result.open[result.count] = static_cast<std::uint8_t>(i);
-            result.gap[result.count] = static_cast<std::uint8_t>(lastClosed);
+            result.gap[result.count] = static_cast<std::uint8_t>(closedOne);
             ++result.count;
             fresh = false;
         }
+    }
+    // The last gap is the first as well; without a group all sides are closed.
+    result.gap[0] = static_cast<std::uint8_t>(result.count == 0 ? closedOne : Nearer(result.gap[0], closedOne));
+    for (unsigned g = 0; g == 0 || g < result.count; ++g) {
+        const unsigned gap = result.gap[g];
+        result.asksAbove |= result.anyClosed != 0 && (gap == 7 || gap <= 1) ? 1 : 0;
+        result.asksBelow |= result.anyClosed != 0 && gap >= 3 && gap <= 5 ? 1 : 0;
     }
     return result;
 }
@@ -91,7 +103,6 @@ OpenComponents::OpenComponents(BitPlane open, std::int64_t limit)
       width_(open_.Width()),
       height_(open_.Height()),
       limit_(limit),
-      reached_(width_, height_),
       beyond_(width_ * height_),
       link_(qvox::MakeLargePageArray<std::int32_t>(static_cast<std::size_t>(beyond_) + 1)) {
     link_[static_cast<std::size_t>(beyond_)] = beyond_;
@@ -204,7 +215,36 @@ void OpenComponents::NumberComponents() {
     }
 }
 
-void OpenComponents::Remove(int x, int y) {
+// Pixels that are removed one after the other lie all over the picture, and so does what is known of them.
+// Inlined by force: as a function it would seem to do nothing, and calls of it be left out.
+inline __attribute__((always_inline)) void OpenComponents::FetchAhead(const PixelPosition& at) const {
+    const std::int32_t* link = &link_[static_cast<std::size_t>(at.y * width_ + at.x)];
+    const Surroundings& around = kSurroundings[open_.Nine(at.x, at.y)];
+    __builtin_prefetch(link, 1);
+    if (around.asksAbove != 0 && at.y > 0) {
+        __builtin_prefetch(link - width_, 1);
+    }
+    if (around.asksBelow != 0 && at.y + 1 < height_) {
+        __builtin_prefetch(link + width_, 1);
+    }
+}
+
+void OpenComponents::Remove(const std::vector<PixelPosition>& pixels) {
+    constexpr std::size_t ahead = 16;
+    for (std::size_t i = 0; i < std::min(ahead, pixels.size()); ++i) {
+        FetchAhead(pixels[i]);
+    }
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        if (i + ahead < pixels.size()) {
+            FetchAhead(pixels[i + ahead]);
+        }
+        Remove(pixels[i]);
+    }
+}
+
+void OpenComponents::Remove(const PixelPosition& at) {
+    const int x = at.x;
+    const int y = at.y;
     const std::int32_t pixel = y * width_ + x;
     const Surroundings& around = kSurroundings[open_.Nine(x, y)];
     const std::int32_t number = link_[static_cast<std::size_t>(pixel)];
@@ -272,7 +312,7 @@ void OpenComponents::Separate(int sides, std::int32_t number, std::int32_t pixel
             anySmall = anySmall || IsSmall(own);
         }
         for (const WordPart& part : side.reached) {
-            reached_[part.word] = 0;
+            open_[part.word] |= part.pixels;
         }
         side.reached.clear();
     }
@@ -281,19 +321,19 @@ void OpenComponents::Separate(int sides, std::int32_t number, std::int32_t pixel
     }
 }
 
-// Goes on by what hangs together with waiting pixels in their word.
+// Goes on by what hangs together with waiting pixels in their word. What is reached is taken out of the open pixels, so
+// that one look tells what is still to be reached.
 void OpenComponents::Advance(Side& side) {
     const WordPart at = side.waiting.back();
     side.waiting.pop_back();
-    const auto free = [&](std::int32_t word) { return open_[word] & ~reached_[word]; };
-    const Word pixels = Stretches(at.pixels, free(at.word));
+    const Word pixels = Stretches(at.pixels, open_[at.word]);
     if (pixels == 0) {
         return;
     }
-    reached_[at.word] |= pixels;
+    open_[at.word] &= ~pixels;
     side.reached.push_back({at.word, pixels});
     const auto go = [&](std::int32_t word, Word wanted) {
-        if ((wanted & free(word)) != 0) {
+        if ((wanted & open_[word]) != 0) {
             side.waiting.push_back({word, wanted});
         }
     };
@@ -361,31 +401,32 @@ void OpenComponents::TakeIfSmall(int x, int y) {
     taken_.push_back(std::move(component));
 }
 
-// The component of a pixel, in raster order.
+// Takes the component of a pixel out of the open ones and puts it into raster order.
 void OpenComponents::FloodFrom(int x, int y, std::vector<WordPart>& parts) {
     Side& side = sides_[0];
     side.waiting.assign(1, {grid_.WordAt(x, y), BitGrid::Bit(x)});
     while (!side.Finished()) {
         Advance(side);
     }
+    std::sort(side.reached.begin(), side.reached.end(),
+              [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
     // A word may have been reached more than once.
     for (const WordPart& part : side.reached) {
-        if (reached_[part.word] != 0) {
-            parts.push_back({part.word, reached_[part.word]});
-            reached_[part.word] = 0;
+        if (parts.empty() || parts.back().word != part.word) {
+            parts.push_back(part);
+        } else {
+            parts.back().pixels |= part.pixels;
         }
     }
     side.reached.clear();
-    std::sort(parts.begin(), parts.end(), [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
 }
 
-// Its pixels hang together, and with each closed pixel that they touch.
+// The pixels of a component that is not open any more hang together, and with each closed pixel that they touch.
 void OpenComponents::Close(const TakenComponent& component) {
     for (const WordPart& part : component.parts) {
         std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
         ForEachRun(part.pixels,
                    [&](int first, int last) { std::fill(link + first, link + last + 1, component.first); });
-        open_[part.word] &= ~part.pixels;
     }
     std::int32_t root = component.first;
     const auto join = [&](std::int32_t node) {

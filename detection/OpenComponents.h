@@ -32,16 +32,8 @@ public:
 
     const BitPlane& Open() const { return open_; }
 
-    /// To be told of pixels, by offset, some time before they are removed: what is kept for them is far away in memory.
-    void Prefetch(std::int32_t pixel) const {
-        const std::int64_t at = pixel;
-        __builtin_prefetch(&link_[static_cast<std::size_t>(at)], 1);
-        __builtin_prefetch(&link_[static_cast<std::size_t>(std::max<std::int64_t>(at - width_, 0))], 1);
-        __builtin_prefetch(&link_[static_cast<std::size_t>(std::min<std::int64_t>(at + width_, beyond_))], 1);
-    }
-
-    /// An open pixel is open no longer.
-    void Remove(int x, int y);
+    /// Open pixels are open no longer: one after the other.
+    void Remove(const std::vector<PixelPosition>& pixels);
 
     /// Takes the small components out: they are no longer open. In raster order of their first pixels.
     const std::vector<TakenComponent>& TakeSmall();
@@ -71,6 +63,8 @@ private:
     void NumberComponents();
     std::int32_t NewNumber();
     bool IsSmall(std::int32_t number) const { return area_[static_cast<std::size_t>(number)] <= limit_; }
+    void FetchAhead(const PixelPosition& at) const;
+    void Remove(const PixelPosition& at);
     void Separate(int sides, std::int32_t number, std::int32_t pixel);
     void Advance(Side& side);
     std::int32_t NumberSide(const Side& side);
@@ -83,7 +77,6 @@ private:
     int width_;
     int height_;
     std::int64_t limit_;
-    BitPlane reached_;                         // of the sides of a cut; 0 between cuts
     std::int32_t beyond_;                      // the forest's node for everything beyond the border
     qvox::LargePageArray<std::int32_t> link_;  // open: number of the component; closed: parent in the forest
     std::vector<std::int32_t> area_;           // per component number

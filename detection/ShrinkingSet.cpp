@@ -5,17 +5,41 @@
 #include "ThinningStep.h"
 
 namespace Korvane {
+namespace {
+
+using Word = ShrinkingSet::Word;
+
+constexpr std::size_t kReach = StripNeighbourhood::kReach;
+
+Word TwiceWider(Word pixels) { return Wider(Wider(pixels)); }
+
+// Puts together what lies around a strip: stripAt(rows, columns) gives the one that many rows and columns of strips
+// away.
+template <typename StripAway>
+void Gather(StripNeighbourhood& around, StripAway stripAt) {
+    const auto fill = [&](std::ptrdiff_t column, StripNeighbourhood::Rows& rows) {
+        const Strip& north = stripAt(-1, column);
+        const Strip& middle = stripAt(0, column);
+        const Strip& south = stripAt(1, column);
+        std::copy(north.rows.end() - kReach, north.rows.end(), rows.begin());
+        std::copy(middle.rows.begin(), middle.rows.end(), rows.begin() + kReach);
+        std::copy(south.rows.begin(), south.rows.begin() + kReach, rows.begin() + kReach + kStripRows);
+    };
+    fill(-1, around.west);
+    fill(0, around.centre);
+    fill(1, around.east);
+}
+
+}  // namespace
 
 ShrinkingSet::ShrinkingSet(int width, int height)
-    : grid_(width, height),
-      height_(height),
-      columns_(grid_.WordsPerRow()),
+    : height_(height),
+      columns_((width + 63) / 64),
       rows_((height + kStripRows - 1) / kStripRows),
       stride_(columns_ + 1),
       beyondLast_(width % 64 == 0 ? 0 : ~Word{0} << (width % 64)),
       heads_(static_cast<std::size_t>(rows_ + 2) * static_cast<std::size_t>(stride_) + 1),
-      steps_(heads_.size()),
-      left_(grid_.Words()) {
+      steps_(heads_.size()) {
     for (int column = -1; column <= columns_; ++column) {
         MakeBeyond(StripAt(-1, column));
         MakeBeyond(StripAt(rows_, column));
@@ -30,10 +54,17 @@ ShrinkingSet::ShrinkingSet(int width, int height)
         }
     }
     MakeBeyond(StripAt(rows_, -1));
+    for (int row = 0; row < rows_; ++row) {
+        HeadOf(StripAt(row, 0)).isAtBorder = true;
+        HeadOf(StripAt(row, columns_ - 1)).isAtBorder = true;
+    }
+    for (int column = 0; column < columns_; ++column) {
+        HeadOf(StripAt(0, column)).isAtBorder = true;
+        HeadOf(StripAt(rows_ - 1, column)).isAtBorder = true;
+    }
 }
 
 void ShrinkingSet::MakeBeyond(std::int32_t strip) {
-    HeadOf(strip).reachesBeyond = true;
     StepsOf(strip)[0] = Beyond(strip);
     const int column = ColumnOf(strip);
     if (column < 0 || RowOf(strip) < 0 || RowOf(strip) >= rows_) {
@@ -41,26 +72,32 @@ void ShrinkingSet::MakeBeyond(std::int32_t strip) {
     }
 }
 
+// Which pixels of a column of words are beyond the picture.
+ShrinkingSet::Word ShrinkingSet::BeyondIn(int column, int y) const {
+    if (y < 0 || y >= height_ || column < 0 || column >= columns_) {
+        return ~Word{0};
+    }
+    return column == columns_ - 1 ? beyondLast_ : 0;
+}
+
 Strip ShrinkingSet::Beyond(std::int32_t strip) const {
-    const int column = ColumnOf(strip);
-    const int row = RowOf(strip);
-    const Word beyond = column < 0 ? ~Word{0} : column == columns_ - 1 ? beyondLast_ : 0;
     Strip all;
     for (int i = 0; i < kStripRows; ++i) {
-        const int y = row * kStripRows + i;
-        all[static_cast<std::size_t>(i)] = row < 0 || y >= height_ ? ~Word{0} : beyond;
+        all[static_cast<std::size_t>(i)] = BeyondIn(ColumnOf(strip), RowOf(strip) * kStripRows + i);
     }
     return all;
 }
 
-// Sides and corners at which a strip has pixels.
-unsigned ShrinkingSet::SidesOf(const Strip& strip) {
-    const Word any = AnyOf(strip);
-    const Word top = strip.Top();
-    const Word bottom = strip.Bottom();
-    return (top != 0 ? kNorth : 0u) | (bottom != 0 ? kSouth : 0u) | ((any & 1u) != 0 ? kWest : 0u) |
-           (any >> 63 != 0 ? kEast : 0u) | ((top & 1u) != 0 ? kNorthWest : 0u) | (top >> 63 != 0 ? kNorthEast : 0u) |
-           ((bottom & 1u) != 0 ? kSouthWest : 0u) | (bottom >> 63 != 0 ? kSouthEast : 0u);
+StripNeighbourhood ShrinkingSet::BeyondAround(std::int32_t strip) const {
+    StripNeighbourhood around;
+    const int column = ColumnOf(strip);
+    int y = RowOf(strip) * kStripRows - static_cast<int>(kReach);
+    for (std::size_t i = 0; i < StripNeighbourhood::kRows; ++i, ++y) {
+        around.west[i] = BeyondIn(column - 1, y);
+        around.centre[i] = BeyondIn(column, y);
+        around.east[i] = BeyondIn(column + 1, y);
+    }
+    return around;
 }
 
 void ShrinkingSet::WorkChangesIn() {
@@ -79,11 +116,6 @@ void ShrinkingSet::WorkChangesIn() {
         }
         now_.clear();
     }
-    for (const Change& change : changed_) {
-        Tidy(change.strip);
-        NoteWords(change.strip);
-    }
-    changed_.clear();
 }
 
 const Strip& ShrinkingSet::LeftAfterLater(const Head& head, const Steps& steps, int step) const {
@@ -169,60 +201,51 @@ void ShrinkingSet::Queue(std::int32_t strip, int step) {
     FetchAhead(strip, step);
 }
 
-// Strips with something left next to given pixels of another.
+// Strips with something left near given pixels of another.
 void ShrinkingSet::QueueAround(std::int32_t strip, const Strip& pixels, int step) {
     const unsigned sides = SidesOf(pixels);
-    const auto tell = [&](std::int32_t near, auto rowsOf, Word beside) {
-        if ((rowsOf(LeftAfter(near, step)) & beside) != 0) {
+    const auto tell = [&](std::int32_t near, auto hasBeside) {
+        if (hasBeside(LeftAfter(near, step))) {
             Queue(near, step + 1);
             HeadOf(near).told = step;
         } else if (HeadOf(near).changed != 0) {
             // What it had before counts as well, and where its turn in this step is still to come that is not known.
             const bool isToCome = HeadOf(near).queuedFor == step;
-            if (isToCome || (rowsOf(ChangeOf(HeadOf(near)).different) & beside) != 0) {
+            if (isToCome || hasBeside(ChangeOf(HeadOf(near)).different)) {
                 HeadOf(near).told = step;
             }
         }
     };
-    const auto queueAbove = [&](std::int32_t near, Word beside) {
-        tell(
-            near, [](const Strip& rows) { return rows.Bottom(); }, beside);
-    };
-    const auto queueBelow = [&](std::int32_t near, Word beside) {
-        tell(
-            near, [](const Strip& rows) { return rows.Top(); }, beside);
-    };
-    const auto queueBeside = [&](std::int32_t near, Word beside) {
-        tell(
-            near, [](const Strip& rows) { return AnyOf(rows); }, beside);
-    };
-    constexpr Word first = 1;
-    constexpr Word last = Word{1} << 63;
     if ((sides & kNorth) != 0) {
-        const Word top = pixels.Top();
-        queueAbove(strip - stride_, top | top << 1 | top >> 1);
+        const Word besideTop = TwiceWider(pixels.Top());
+        const Word besideBoth = TwiceWider(TopRows(pixels));
+        tell(strip - stride_, [&](const Strip& rows) {
+            return ((rows[kStripRows - 2] & besideTop) | (rows[kStripRows - 1] & besideBoth)) != 0;
+        });
     }
     if ((sides & kSouth) != 0) {
-        const Word bottom = pixels.Bottom();
-        queueBelow(strip + stride_, bottom | bottom << 1 | bottom >> 1);
+        const Word besideBottom = TwiceWider(pixels.Bottom());
+        const Word besideBoth = TwiceWider(BottomRows(pixels));
+        tell(strip + stride_,
+             [&](const Strip& rows) { return ((rows[0] & besideBoth) | (rows[1] & besideBottom)) != 0; });
     }
     if ((sides & kWest) != 0) {
-        queueBeside(strip - 1, last);
+        tell(strip - 1, [&](const Strip& rows) { return (AnyOf(rows) & kLastColumns) != 0; });
     }
     if ((sides & kEast) != 0) {
-        queueBeside(strip + 1, first);
+        tell(strip + 1, [&](const Strip& rows) { return (AnyOf(rows) & kFirstColumns) != 0; });
     }
     if ((sides & kNorthWest) != 0) {
-        queueAbove(strip - stride_ - 1, last);
+        tell(strip - stride_ - 1, [&](const Strip& rows) { return (BottomRows(rows) & kLastColumns) != 0; });
     }
     if ((sides & kNorthEast) != 0) {
-        queueAbove(strip - stride_ + 1, first);
+        tell(strip - stride_ + 1, [&](const Strip& rows) { return (BottomRows(rows) & kFirstColumns) != 0; });
     }
     if ((sides & kSouthWest) != 0) {
-        queueBelow(strip + stride_ - 1, last);
+        tell(strip + stride_ - 1, [&](const Strip& rows) { return (TopRows(rows) & kLastColumns) != 0; });
     }
     if ((sides & kSouthEast) != 0) {
-        queueBelow(strip + stride_ + 1, first);
+        tell(strip + stride_ + 1, [&](const Strip& rows) { return (TopRows(rows) & kFirstColumns) != 0; });
     }
 }
 
@@ -241,15 +264,16 @@ void ShrinkingSet::WorkOut(std::int32_t strip, int step) {
             return;
         }
     }
-    if (step < HeadOf(strip).last || step < LastStepAround(strip) + ThinningStep::kPeriod) {
+    if (step < HeadOf(strip).last || step <= LastStepAround(strip)) {
         Queue(strip, step + 1);
     }
 }
 
-// What a step leaves depends on pixels up to one away, and is what the step a period before left if none of these has
-// changed since. So where nothing has been taken for a period up to two away from what is different from before the
-// update, the same stays different: elsewhere everything happens as before. Returns whether that is so, and then notes
-// what the step leaves.
+// Each half of a step leaves of a pixel what depends on pixels up to one away, and leaves what the step before left if
+// none of these has changed since. So where that step has taken nothing up to three away from what is different from
+// before the update, the first half takes nothing up to two away from it and the second nothing next to it, and the
+// same stays different: elsewhere everything happens as before. Returns whether that is so, and then notes what the
+// step leaves.
 bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
     const Head& head = HeadOf(strip);
     if (head.changed == 0) {
@@ -257,7 +281,7 @@ bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
     }
     Change& change = ChangeOf(head);
     const int fresh = std::max(change.lastFresh, head.told);
-    if (step - ThinningStep::kPeriod - 1 < fresh) {
+    if (step - 2 < fresh) {
         return false;
     }
     if (change.nearSince <= fresh) {
@@ -279,96 +303,52 @@ bool ShrinkingSet::GoesOnDiffering(std::int32_t strip, int step) {
 }
 
 bool ShrinkingSet::HasTakenNear(std::int32_t strip, int step, const Change& change) const {
-    const auto taken = [&](std::int32_t of) {
-        return LeftAfter(of, step - 1) ^ LeftAfter(of, step - 1 - ThinningStep::kPeriod);
+    struct Taken {
+        const Strip& before;
+        const Strip& after;
+        Word operator[](std::size_t row) const { return before[row] ^ after[row]; }
     };
-    const auto row = [&](std::int32_t of, std::size_t i) {
-        return LeftAfter(of, step - 1)[i] ^ LeftAfter(of, step - 1 - ThinningStep::kPeriod)[i];
-    };
-    const Strip here = taken(strip);
-    Word any = 0;
-    for (std::size_t i = 0; i < here.rows.size(); ++i) {
-        any |= here[i] & change.near[i];
-    }
-    constexpr std::size_t bottom = kStripRows - 1;
-    const auto at = [&](Side side) { return (change.nearSides & side) != 0; };
-    any |= at(kNorth) ? row(strip - stride_, bottom) & change.nearNorth : 0;
-    any |= at(kSouth) ? row(strip + stride_, 0) & change.nearSouth : 0;
-    any |= at(kWest) ? AnyOf(taken(strip - 1)) >> 63 : 0;
-    any |= at(kEast) ? AnyOf(taken(strip + 1)) & 1u : 0;
-    any |= at(kNorthWest) ? row(strip - stride_ - 1, bottom) >> 63 : 0;
-    any |= at(kNorthEast) ? row(strip - stride_ + 1, bottom) & 1u : 0;
-    any |= at(kSouthWest) ? row(strip + stride_ - 1, 0) >> 63 : 0;
-    any |= at(kSouthEast) ? row(strip + stride_ + 1, 0) & 1u : 0;
-    return any != 0;
+    return change.near.AnyOf([&](int rows, int columns) {
+        const std::int32_t of = strip + rows * stride_ + columns;
+        return Taken{LeftAfter(of, step - 2), LeftAfter(of, step - 1)};
+    });
 }
 
-void ShrinkingSet::FindNear(std::int32_t strip, int step, Change& change) {
-    const auto different = [&](std::int32_t of) {
-        return HeadOf(of).changed == 0 ? Strip{} : ChangeOf(HeadOf(of)).different;
-    };
-    StripNeighbourhood around;
-    const auto fill = [&](std::int32_t middle, StripNeighbourhood::Rows& rows) {
-        const Strip here = different(middle);
-        rows.front() = different(middle - stride_).Bottom();
-        std::copy(here.rows.begin(), here.rows.end(), rows.begin() + 1);
-        rows.back() = different(middle + stride_).Top();
-    };
-    fill(strip - 1, around.west);
-    fill(strip, around.centre);
-    fill(strip + 1, around.east);
-    Strip beside;
-    for (std::size_t i = 0; i < beside.rows.size(); ++i) {
-        const auto all = [&](const StripNeighbourhood::Rows& rows) { return rows[i] | rows[i + 1] | rows[i + 2]; };
-        const Word centre = all(around.centre);
-        beside[i] = centre | centre << 1 | centre >> 1 | all(around.west) >> 63 | all(around.east) << 63;
-    }
-    for (std::size_t i = 0; i < beside.rows.size(); ++i) {
-        const Word above = i > 0 ? beside[i - 1] : 0;
-        const Word below = i + 1 < beside.rows.size() ? beside[i + 1] : 0;
-        change.near[i] = Wider(above | beside[i] | below);
-    }
-    change.nearNorth = Wider(beside.Top());
-    change.nearSouth = Wider(beside.Bottom());
-    change.nearSides = SidesOf(beside);
+// Only what is different in the strip and up to two away matters to it, as do takings no further away.
+void ShrinkingSet::FindNear(std::int32_t strip, int step, Change& change) const {
+    StripNeighbourhood different;
+    Gather(different, [&](std::ptrdiff_t rows, std::ptrdiff_t columns) {
+        const Head& head = HeadOf(strip + static_cast<std::int32_t>(rows * stride_ + columns));
+        return head.changed == 0 ? Strip{} : ChangeOf(head).different;
+    });
+    change.near.Find(different);
     change.nearSince = step;
 }
 
 // What the rule leaves of a strip.
 Strip ShrinkingSet::LeftOf(std::int32_t strip, int step) const {
+    const std::array<const Head*, 3> heads{&HeadOf(strip - stride_), &HeadOf(strip), &HeadOf(strip + stride_)};
+    const std::array<const Steps*, 3> steps{&StepsOf(strip - stride_), &StepsOf(strip), &StepsOf(strip + stride_)};
     StripNeighbourhood around;
     if (step - 1 <= kAtHand) {
-        Gather(strip, around,
-               [step](const Head& head, const Steps& steps) -> const Strip& { return AtHand(head, steps, step - 1); });
+        Gather(around, [&](std::ptrdiff_t rows, std::ptrdiff_t columns) -> const Strip& {
+            const auto row = static_cast<std::size_t>(rows + 1);
+            return AtHand(heads[row][columns], steps[row][columns], step - 1);
+        });
     } else {
-        Gather(strip, around, [this, step](const Head& head, const Steps& steps) -> const Strip& {
-            return LeftAfterLater(head, steps, step - 1);
+        Gather(around, [&](std::ptrdiff_t rows, std::ptrdiff_t columns) -> const Strip& {
+            const auto row = static_cast<std::size_t>(rows + 1);
+            return LeftAfterLater(heads[row][columns], steps[row][columns], step - 1);
         });
     }
     Strip left;
-    ThinningStep::Left(around, step, left);
-    if (HeadOf(strip).reachesBeyond) {
-        const Strip beyond = Beyond(strip);
-        for (std::size_t i = 0; i < left.rows.size(); ++i) {
-            left[i] |= beyond[i];
-        }
+    if (HeadOf(strip).isAtBorder) {
+        const StripNeighbourhood beyond = BeyondAround(strip);
+        ThinningStep::Left(around, &beyond, left);
+    } else {
+        ThinningStep::Left(around, nullptr, left);
     }
     return left;
-}
-
-template <typename LeftIn>
-void ShrinkingSet::Gather(std::int32_t strip, StripNeighbourhood& around, LeftIn leftIn) const {
-    const std::array<const Head*, 3> heads{&HeadOf(strip - stride_), &HeadOf(strip), &HeadOf(strip + stride_)};
-    const std::array<const Steps*, 3> steps{&StepsOf(strip - stride_), &StepsOf(strip), &StepsOf(strip + stride_)};
-    const auto fill = [&](std::ptrdiff_t side, StripNeighbourhood::Rows& rows) {
-        const Strip& middle = leftIn(heads[1][side], steps[1][side]);
-        rows.front() = leftIn(heads[0][side], steps[0][side]).Bottom();
-        std::copy(middle.rows.begin(), middle.rows.end(), rows.begin() + 1);
-        rows.back() = leftIn(heads[2][side], steps[2][side]).Top();
-    };
-    fill(-1, around.west);
-    fill(0, around.centre);
-    fill(1, around.east);
 }
 
 // Notes what a step leaves and tells strips around of what has become different, or no longer is. Returns whether
@@ -476,22 +456,6 @@ void ShrinkingSet::Tidy(std::int32_t strip) {
     while (head.last > 0 &&
            steps[static_cast<std::size_t>(head.last)] == steps[static_cast<std::size_t>(head.last) - 1]) {
         --head.last;
-    }
-}
-
-void ShrinkingSet::NoteWords(std::int32_t strip) {
-    const int column = ColumnOf(strip);
-    const int top = RowOf(strip) * kStripRows;
-    const Word inside = column == columns_ - 1 ? ~beyondLast_ : ~Word{0};
-    const Strip& lines = LeftAfter(strip, HeadOf(strip).last);
-    for (int i = 0; i < std::min(kStripRows, height_ - top); ++i) {
-        const std::int32_t word = grid_.WordAt(column * 64, top + i);
-        Word& left = left_[static_cast<std::size_t>(word)];
-        const Word now = lines[static_cast<std::size_t>(i)] & inside;
-        if (now != left) {
-            changedWords_.push_back({word, left});
-            left = now;
-        }
     }
 }
 

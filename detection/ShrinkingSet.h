@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "BitGrid.h"
+#include "NearPixels.h"
 #include "Strip.h"
 #include "ZeroedArray.h"
 
@@ -17,43 +18,27 @@ namespace Korvane {
 /// Kept are, for every strip of 64 x 8, the pixels that are left after each step. Where the set changes, strips are
 /// worked out again in the order of the steps, and on to strips around only where something comes out different at
 /// their border: the result is that of all steps done anew, the cost that of the neighbourhood that really changes. A
-/// pixel around which nothing has changed for a period of steps stays, and so does what is different from before as
-/// long as nothing happens near it. Beyond the picture everything counts as set and never leaves.
+/// pixel around which a step has changed nothing stays, and so does what is different from before as long as nothing
+/// happens near it. Beyond the picture everything counts as set and never leaves.
 ///
-/// Memory: 64 bytes per strip for the set and for each of the first kAtHand steps, 28 more, 64 for what is left in the
-/// end, and 72 for each later step that takes pixels away from a strip; what is never part of the set costs nothing.
+/// Memory: 64 bytes per strip for the set and for each of the first kAtHand steps, 28 more, and 72 for each later step
+/// that takes pixels away from a strip; what is never part of the set costs nothing.
 class ShrinkingSet {
 public:
     using Word = BitGrid::Word;
     ShrinkingSet(int width, int height);
 
-    const BitGrid& Grid() const { return grid_; }
-
     /// Changes of the set, by words of the grid: noted first, then worked in all at once by Update.
     void Add(std::int32_t word, Word pixels) { ChangeSet(word, pixels, ~Word{0}); }
     void Remove(std::int32_t word, Word pixels) { ChangeSet(word, pixels, 0); }
 
-    /// Works all changes in and calls visit(word, leftBefore) for each word of which something else is left in the end.
+    /// Works all changes in and calls visit(x, y, pixels) for each strip of which something else is left in the end:
+    /// its pixels, the first of them at (x, y), that are left now and were not before or the other way.
     template <typename Visit>
     void Update(Visit visit);
 
-    /// What is left in the end.
-    Word Left(std::int32_t word) const { return left_[static_cast<std::size_t>(word)]; }
-
 private:
-    static constexpr int kAtHand = 14;
-
-    /// Sides and corners of a strip.
-    enum Side : unsigned {
-        kNorth = 1u,
-        kSouth = 2u,
-        kWest = 4u,
-        kEast = 8u,
-        kNorthWest = 16u,
-        kNorthEast = 32u,
-        kSouthWest = 64u,
-        kSouthEast = 128u
-    };
+    static constexpr int kAtHand = 7;
 
     struct Head {
         std::int32_t last;       // the last step that takes pixels away; in an update before or now
@@ -62,7 +47,7 @@ private:
         std::int32_t later;      // index + 1 into later_
         std::int32_t told;       // in an update: the step at which what is different beside it has changed last
         std::uint32_t differs;   // in an update: the sides at which something is different from before
-        bool reachesBeyond;      // has pixels beyond the picture
+        bool isAtBorder;         // has pixels beyond the picture in it or next to it
     };
     static constexpr std::int32_t kNever = -1;
     /// What the set is, and what the first steps leave, up to the last that takes pixels away.
@@ -78,18 +63,16 @@ private:
         std::int32_t lastFresh;  // the step at which `different` has changed last
         std::int32_t nearSince;  // the step at which `near` was found
         Strip different;  // what the step worked out last left and did not leave before the update, or the other way
-        Strip near;       // up to two away from what is different, here or beside it
-        Word nearNorth, nearSouth;
-        unsigned nearSides;
+        NearPixels near;  // to what is different
     };
 
-    static unsigned SidesOf(const Strip& strip);
     void WorkChangesIn();
     Head& HeadOf(std::int32_t strip) { return heads_[static_cast<std::size_t>(strip)]; }
     const Head& HeadOf(std::int32_t strip) const { return heads_[static_cast<std::size_t>(strip)]; }
     Steps& StepsOf(std::int32_t strip) { return steps_[static_cast<std::size_t>(strip)]; }
     const Steps& StepsOf(std::int32_t strip) const { return steps_[static_cast<std::size_t>(strip)]; }
     Change& ChangeOf(const Head& head) { return changed_[static_cast<std::size_t>(head.changed) - 1]; }
+    const Change& ChangeOf(const Head& head) const { return changed_[static_cast<std::size_t>(head.changed) - 1]; }
     std::vector<Later>& LaterOf(const Head& head) { return later_[static_cast<std::size_t>(head.later) - 1]; }
     const std::vector<Later>& LaterOf(const Head& head) const {
         return later_[static_cast<std::size_t>(head.later) - 1];
@@ -99,7 +82,9 @@ private:
     std::int32_t StripAt(int row, int column) const { return (row + 1) * stride_ + column + 1; }
     int RowOf(std::int32_t strip) const { return strip / stride_ - 1; }
     int ColumnOf(std::int32_t strip) const { return strip % stride_ - 1; }
+    Word BeyondIn(int column, int y) const;
     Strip Beyond(std::int32_t strip) const;
+    StripNeighbourhood BeyondAround(std::int32_t strip) const;
     void MakeBeyond(std::int32_t strip);
 
     const Strip& LeftAfter(std::int32_t strip, int step) const {
@@ -130,18 +115,14 @@ private:
     Strip LeftOf(std::int32_t strip, int step) const;
     bool GoesOnDiffering(std::int32_t strip, int step);
     bool HasTakenNear(std::int32_t strip, int step, const Change& change) const;
-    void FindNear(std::int32_t strip, int step, Change& change);
+    void FindNear(std::int32_t strip, int step, Change& change) const;
     bool Compare(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void Store(std::int32_t strip, int step, const Strip& current, const Strip& left);
     void StoreLater(std::int32_t strip, int step, const Strip& current, const Strip& left);
-    template <typename LeftIn>
-    void Gather(std::int32_t strip, StripNeighbourhood& around, LeftIn leftIn) const;
     int LastStepAround(std::int32_t strip) const;
     bool DiffersAround(std::int32_t strip) const;
     void Tidy(std::int32_t strip);
-    void NoteWords(std::int32_t strip);
 
-    BitGrid grid_;
     int height_;
     int columns_;
     int rows_;
@@ -149,25 +130,23 @@ private:
     Word beyondLast_;  // bits of the last column's words that are beyond the picture
     ZeroedArray<Head> heads_;
     ZeroedArray<Steps> steps_;
-    ZeroedArray<Word> left_;
     std::vector<std::vector<Later>> later_;
     std::vector<Change> changed_;
     std::vector<std::vector<std::int32_t>> queue_;  // per step: strips to be worked out, and some that no longer are
     std::vector<std::int32_t> now_;
-    struct ChangedWord {
-        std::int32_t word;
-        Word leftBefore;
-    };
-    std::vector<ChangedWord> changedWords_;
 };
 
 template <typename Visit>
 void ShrinkingSet::Update(Visit visit) {
     WorkChangesIn();
-    for (const ChangedWord& changed : changedWords_) {
-        visit(changed.word, changed.leftBefore);
+    for (const Change& change : changed_) {
+        Tidy(change.strip);
+        // What is different after the last step stays so.
+        if (AnyOf(change.different) != 0) {
+            visit(ColumnOf(change.strip) * 64, RowOf(change.strip) * kStripRows, change.different);
+        }
     }
-    changedWords_.clear();
+    changed_.clear();
 }
 
 }  // namespace Korvane

@@ -36,10 +36,14 @@ struct Strip {
     }
 };
 
-/// A strip, rows 1 to 8 of `centre`, with what lies around it: the row above and the one below, and the words to both
-/// sides of these ten.
+/// A strip, in the middle of `centre`, with what lies around it: two rows above and two below, and the words to both
+/// sides of all these.
 struct StripNeighbourhood {
-    using Rows = std::array<BitGrid::Word, std::size_t{kStripRows} + 2>;
+    static constexpr std::size_t kReach = 2;
+    static constexpr std::size_t kRows = std::size_t{kStripRows} + 2 * kReach;
+    /// So many more rows there are behind these, for ThinningStep.
+    static constexpr std::size_t kMoreRows = kRows + 2;
+    using Rows = std::array<BitGrid::Word, kRows + kMoreRows>;
     Rows west, centre, east;
 };
 

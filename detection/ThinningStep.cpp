@@ -1,10 +1,14 @@
 #include "ThinningStep.h"
 
+#include <array>
+#include <cstddef>
+#include <tuple>
+
 namespace Korvane {
 namespace {
 
 using Word = BitGrid::Word;
-using LeftFunction = void (*)(const StripNeighbourhood&, int, Strip&);
+using LeftFunction = void (*)(StripNeighbourhood&, const StripNeighbourhood*, Strip&);
 
 // The conditions of ThinningRemoval.h, a bit per pixel; p2 .. p9 clockwise from north.
 #define KORVANE_INLINED inline __attribute__((always_inline))
@@ -21,14 +25,16 @@ struct SecondSubiteration {
     }
 };
 
-template <typename Subiteration>
-KORVANE_INLINED void LeftOfRows(const Word* __restrict west, const Word* __restrict centre, const Word* __restrict east,
-                                Word* __restrict left) {
-    for (int i = 1; i <= kStripRows; ++i) {
+// What a subiteration leaves of rows 1 to `rows`. The pixels to the west and to the east of a row are a bit of a word.
+template <typename Subiteration, std::size_t rows, int westBit, int eastBit>
+KORVANE_INLINED void LeftOfRows(const Word* west, const Word* centre, const Word* east, Word* __restrict left) {
+    for (std::size_t i = 1; i <= rows; ++i) {
+        const Word w2 = west[i - 1] >> westBit & 1u, w4 = west[i] >> westBit & 1u, w6 = west[i + 1] >> westBit & 1u;
+        const Word e2 = east[i - 1] >> eastBit << 63, e4 = east[i] >> eastBit << 63, e6 = east[i + 1] >> eastBit << 63;
         const Word p2 = centre[i - 1], p6 = centre[i + 1];
-        const Word p3 = p2 >> 1 | east[i - 1] << 63, p9 = p2 << 1 | west[i - 1] >> 63;
-        const Word p4 = centre[i] >> 1 | east[i] << 63, p8 = centre[i] << 1 | west[i] >> 63;
-        const Word p5 = p6 >> 1 | east[i + 1] << 63, p7 = p6 << 1 | west[i + 1] >> 63;
+        const Word p3 = p2 >> 1 | e2, p9 = p2 << 1 | w2;
+        const Word p4 = centre[i] >> 1 | e4, p8 = centre[i] << 1 | w4;
+        const Word p5 = p6 >> 1 | e6, p7 = p6 << 1 | w6;
         const Word c34 = p3 | p4, c56 = p5 | p6, c78 = p7 | p8, c92 = p9 | p2;
         const Word from2 = ~p2 & c34, from4 = ~p4 & c56, from6 = ~p6 & c78, from8 = ~p8 & c92;
         const Word oneCrossing = ((from2 ^ from4) & ~(from6 | from8)) | ((from6 ^ from8) & ~(from2 | from4));
@@ -41,22 +47,60 @@ KORVANE_INLINED void LeftOfRows(const Word* __restrict west, const Word* __restr
     }
 }
 
-KORVANE_INLINED void LeftInlined(const StripNeighbourhood& around, int step, Strip& left) {
-    if (step % 2 != 0) {
-        LeftOfRows<FirstSubiteration>(around.west.data(), around.centre.data(), around.east.data(), left.rows.data());
-    } else {
-        LeftOfRows<SecondSubiteration>(around.west.data(), around.centre.data(), around.east.data(), left.rows.data());
+// The second subiteration asks what the first one leaves of the columns beside the strip as well. With what the first
+// one asks for on either side of these, six columns of each row make up a row of their own, the sides:
+//
+//     columns  -2 -1  0        63 64 65
+//     bits      0  1  2         8  9 10
+KORVANE_INLINED Word Side(const StripNeighbourhood& around, std::size_t row) {
+    const Word centre = around.centre[row];
+    return around.west[row] >> 62 | (centre & 1u) << 2 | centre >> 63 << 8 | (around.east[row] & 3u) << 9;
+}
+
+KORVANE_INLINED void LeftInlined(StripNeighbourhood& around, const StripNeighbourhood* staying, Strip& left) {
+    constexpr std::size_t rows = StripNeighbourhood::kRows;
+    // The rows of the sides lie behind all others. 22 rows are asked for, in whole vectors.
+    constexpr std::size_t vectorRows = 24;
+    static_assert(vectorRows + 2 <= std::tuple_size<StripNeighbourhood::Rows>::value, "one more on either side");
+    for (std::size_t i = 0; i < rows; ++i) {
+        around.centre[rows + i] = Side(around, i);
+    }
+    for (std::size_t i = rows; i < vectorRows + 2; ++i) {
+        around.west[i] = 0;
+        around.east[i] = 0;
+    }
+    around.centre[2 * rows] = 0;
+    around.centre[2 * rows + 1] = 0;
+    std::array<Word, vectorRows> after;  // from the second row on
+    LeftOfRows<FirstSubiteration, vectorRows, 63, 0>(around.west.data(), around.centre.data(), around.east.data(),
+                                                     after.data());
+    if (staying != nullptr) {
+        for (std::size_t i = 0; i < rows - 2; ++i) {
+            after[i] |= staying->centre[i + 1];
+            after[rows + i] |= Side(*staying, i + 1);
+        }
+    }
+    const Word* sides = &after[rows];
+    LeftOfRows<SecondSubiteration, std::size_t{kStripRows}, 1, 9>(sides, after.data(), sides, left.rows.data());
+    if (staying != nullptr) {
+        for (std::size_t i = 0; i < left.rows.size(); ++i) {
+            left[i] |= staying->centre[i + 2];
+        }
     }
 }
 
-void LeftBaseline(const StripNeighbourhood& around, int step, Strip& left) { LeftInlined(around, step, left); }
-
-__attribute__((target("avx2"))) void LeftAvx2(const StripNeighbourhood& around, int step, Strip& left) {
-    LeftInlined(around, step, left);
+void LeftBaseline(StripNeighbourhood& around, const StripNeighbourhood* staying, Strip& left) {
+    LeftInlined(around, staying, left);
 }
 
-__attribute__((target("avx512f"))) void LeftAvx512(const StripNeighbourhood& around, int step, Strip& left) {
-    LeftInlined(around, step, left);
+__attribute__((target("avx2"))) void LeftAvx2(StripNeighbourhood& around, const StripNeighbourhood* staying,
+                                              Strip& left) {
+    LeftInlined(around, staying, left);
+}
+
+__attribute__((target("avx512f"))) void LeftAvx512(StripNeighbourhood& around, const StripNeighbourhood* staying,
+                                                   Strip& left) {
+    LeftInlined(around, staying, left);
 }
 
 #undef KORVANE_INLINED
@@ -81,13 +125,14 @@ bool RunsHere(ThinningVariant variant) {
     return true;
 }
 
-void ThinningLeftWith(ThinningVariant variant, const StripNeighbourhood& around, int step, Strip& left) {
-    Function(variant)(around, step, left);
+void ThinningLeftWith(ThinningVariant variant, StripNeighbourhood& around, const StripNeighbourhood* staying,
+                      Strip& left) {
+    Function(variant)(around, staying, left);
 }
 
-void ThinningStep::Left(const StripNeighbourhood& around, int step, Strip& left) {
+void ThinningStep::Left(StripNeighbourhood& around, const StripNeighbourhood* staying, Strip& left) {
     static const LeftFunction best = Best();
-    best(around, step, left);
+    best(around, staying, left);
 }
 
 }  // namespace Korvane

@@ -4,10 +4,11 @@
 
 namespace Korvane {
 
-/// A subiteration of thinning (Guo and Hall, 1989), 512 pixels at a time: the first of the two in odd steps.
+/// An iteration of thinning (Guo and Hall, 1989), 512 pixels at a time: both of its subiterations, one after the other,
+/// so that what is left of a pixel depends on what is up to two away.
 struct ThinningStep {
-    static constexpr int kPeriod = 2;
-    static void Left(const StripNeighbourhood& around, int step, Strip& left);
+    /// Uses the rows behind those of `around`. Pixels of `staying`, if there is one, are never taken.
+    static void Left(StripNeighbourhood& around, const StripNeighbourhood* staying, Strip& left);
 };
 
 /// The instruction sets that a step is compiled for. All give the same bits.
@@ -17,6 +18,7 @@ enum class ThinningVariant { Baseline, Avx2, Avx512 };
 bool RunsHere(ThinningVariant variant);
 
 /// ThinningStep::Left with a variant of the caller's choice, which must run here; for tests.
-void ThinningLeftWith(ThinningVariant variant, const StripNeighbourhood& around, int step, Strip& left);
+void ThinningLeftWith(ThinningVariant variant, StripNeighbourhood& around, const StripNeighbourhood* staying,
+                      Strip& left);
 
 }  // namespace Korvane

@@ -72,15 +72,15 @@ TEST(LevelBuckets, EachOpenPixelIsUnderTheFirstLevelItIsAboveAndUnderTheOneItIsA
             }
             ASSERT_EQ(Sorted(buckets.Above(k)), above) << "seed " << seed << ", level " << k;
             ASSERT_EQ(Sorted(buckets.At(k)), at) << "seed " << seed << ", level " << k;
+            std::vector<std::int32_t> aboveOnly = Sorted(buckets.AboveOnly(k));
+            if (k > 0) {
+                const std::vector<std::int32_t> atBefore = Sorted(buckets.At(k - 1));
+                aboveOnly.insert(aboveOnly.end(), atBefore.begin(), atBefore.end());
+                std::sort(aboveOnly.begin(), aboveOnly.end());
+            }
+            ASSERT_EQ(aboveOnly, above) << "seed " << seed << ", level " << k;
         }
     }
-}
-
-TEST(LevelBuckets, WithoutLevelsThereIsNothing) {
-    Korvane::BitPlane open(3, 1);
-    open.Add(1, 0);
-    const std::vector<float> edges{0.5f, 0.5f, 0.5f};
-    EXPECT_NO_THROW(Korvane::LevelBuckets(edges.data(), open, {}, 0.005f));
 }
 
 }  // namespace

@@ -101,13 +101,15 @@ TEST(OpenComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePixelsA
                 EXPECT_EQ(area, component.area) << "seed " << seed << ", step " << step;
             }
             ASSERT_EQ(taken, expected) << "seed " << seed << ", step " << step;
+            std::vector<Korvane::PixelPosition> removed;
             for (int i = Between(random, 1, map.width * map.height / 15 + 1); i > 0; --i) {
                 const int pixel = Between(random, 0, map.width * map.height - 1);
                 if (map.codes[static_cast<std::size_t>(pixel)] == Korvane::kOpen) {
                     map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
-                    components.Remove(pixel % map.width, pixel / map.width);
+                    removed.push_back({pixel % map.width, pixel / map.width});
                 }
             }
+            components.Remove(removed);
         }
     }
 }
@@ -116,10 +118,7 @@ TEST(OpenComponents, CutsAlongALineThatMeetsTheBorderAtBothEnds) {
     CodeMap map(5, 3, Korvane::kOpen);
     Korvane::OpenComponents components(PixelsOf(map, Korvane::kOpen), 3);
     EXPECT_TRUE(components.TakeSmall().empty());
-    for (int y = 0; y < 3; ++y) {
-        map.At(1, y) = Korvane::kBackground;
-        components.Remove(1, y);
-    }
+    components.Remove({{1, 0}, {1, 1}, {1, 2}});
     const auto& taken = components.TakeSmall();
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 0);
@@ -130,10 +129,7 @@ TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
     CodeMap map(5, 5, Korvane::kOpen);
     Korvane::OpenComponents components(PixelsOf(map, Korvane::kOpen), 1);
     EXPECT_TRUE(components.TakeSmall().empty());
-    for (const int pixel : {7, 11, 13, 17}) {
-        map.codes[static_cast<std::size_t>(pixel)] = Korvane::kBackground;
-        components.Remove(pixel % 5, pixel / 5);
-    }
+    components.Remove({{2, 1}, {1, 2}, {3, 2}, {2, 3}});
     const auto& taken = components.TakeSmall();
     ASSERT_EQ(taken.size(), 1u);
     EXPECT_EQ(taken[0].first, 12);
@@ -195,6 +191,38 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterChangesOfSinglePixe
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
+        }
+    }
+}
+
+// What is taken in the strip across a corner, or three pixels away, hardly ever is all that happens near a change.
+// Found among 150,000 sets: of the first three, the next one, the next two and the two after these, each misses a
+// different corner if it is not looked at, and the last three what is three pixels away.
+TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetWherePixelsAreTakenJustNearEnough) {
+    for (const std::uint32_t seed : {73u, 16398u, 19059u, 9195u, 2889u, 8995u, 844u, 4141u, 37248u, 53910u, 59570u}) {
+        std::mt19937 random(seed);
+        cv::Mat wanted = cv::Mat::zeros(24, 128, CV_32F);
+        const cv::Point corner(64, 8);
+        const int reach = Between(random, 3, 8);
+        const int pixelsPerHole = Between(random, 2, 20);
+        cv::Mat part = wanted(cv::Rect(corner.x - reach, corner.y - reach, 2 * reach, 2 * reach));
+        for (float& pixel : cv::Mat_<float>(part)) pixel = Between(random, 1, pixelsPerHole) == 1 ? 0.0f : 1.0f;
+        cv::Mat known = cv::Mat::zeros(wanted.size(), CV_32F);
+        Korvane::NetworkSkeleton skeleton(wanted.cols, wanted.rows);
+        for (int step = 0; step < 5; ++step) {
+            ChangeTo(wanted, known, skeleton);
+            skeleton.Update();
+            cv::Mat lines = wanted.clone();
+            korvane_reference::PlainThinning(lines);
+            for (int y = 0; y < wanted.rows; ++y) {
+                for (int x = 0; x < wanted.cols; ++x) {
+                    ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f)
+                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
+                }
+            }
+            const int x = corner.x + Between(random, -3, 2);
+            const int y = corner.y + Between(random, -3, 2);
+            wanted.at<float>(y, x) = 1.0f - wanted.at<float>(y, x);
         }
     }
 }
