@@ -195,21 +195,31 @@ TEST(WaitingPixels, TheLastInRasterOrderIsTakenFirst) {
     }
 }
 
+/// Pixels after one another, mostly near the last one and the first of them near `end`.
+std::vector<Korvane::PixelPosition> NearAndFar(std::mt19937& random, Korvane::PixelPosition end, int count) {
+    std::vector<Korvane::PixelPosition> pixels;
+    for (Korvane::PixelPosition at = end; count > 0; --count) {
+        const int reach = Between(random, 0, 9) == 0 ? 70000 : 9;
+        at.x += Between(random, -reach, reach);
+        at.y += Between(random, -reach, reach);
+        pixels.push_back(at);
+    }
+    return pixels;
+}
+
+Korvane::TracePath PathOf(Korvane::PixelPosition end, const std::vector<Korvane::PixelPosition>& pixels) {
+    Korvane::TracePath path;
+    path.Begin(end);
+    for (const Korvane::PixelPosition& at : pixels) path.Add(at.x, at.y);
+    return path;
+}
+
 TEST(TracePath, GivesBackEveryPixelNearAndFar) {
     std::mt19937 random(11);
     for (int round = 0; round < 200; ++round) {
         const Korvane::PixelPosition end{Between(random, 0, 70000), Between(random, 0, 70000)};
-        std::vector<Korvane::PixelPosition> pixels;
-        Korvane::TracePath path;
-        path.Begin(end);
-        Korvane::PixelPosition at = end;
-        for (int i = Between(random, 0, 100); i > 0; --i) {
-            const int reach = Between(random, 0, 9) == 0 ? 70000 : 9;
-            at.x += Between(random, -reach, reach);
-            at.y += Between(random, -reach, reach);
-            pixels.push_back(at);
-            path.Add(at.x, at.y);
-        }
+        const std::vector<Korvane::PixelPosition> pixels = NearAndFar(random, end, Between(random, 0, 100));
+        const Korvane::TracePath path = PathOf(end, pixels);
         Korvane::TracePath::Walk walk(end, path.Codes(), path.Size());
         for (const Korvane::PixelPosition& expected : pixels) {
             ASSERT_TRUE(walk.Next());
@@ -224,17 +234,8 @@ TEST(TracePath, GoesOnFromItsBeginning) {
     std::mt19937 random(12);
     for (int round = 0; round < 200; ++round) {
         const Korvane::PixelPosition end{Between(random, 0, 70000), Between(random, 0, 70000)};
-        std::vector<Korvane::PixelPosition> pixels;
-        Korvane::TracePath path;
-        path.Begin(end);
-        Korvane::PixelPosition at = end;
-        for (int i = Between(random, 1, 100); i > 0; --i) {
-            const int reach = Between(random, 0, 9) == 0 ? 70000 : 9;
-            at.x += Between(random, -reach, reach);
-            at.y += Between(random, -reach, reach);
-            pixels.push_back(at);
-            path.Add(at.x, at.y);
-        }
+        const std::vector<Korvane::PixelPosition> pixels = NearAndFar(random, end, Between(random, 1, 100));
+        const Korvane::TracePath path = PathOf(end, pixels);
         const std::vector<Korvane::TracePath::Code> codes(path.Codes(), path.Codes() + path.Size());
         Korvane::TracePath::Walk walk(end, codes.data(), codes.size());
         const int kept = Between(random, 0, static_cast<int>(pixels.size()));

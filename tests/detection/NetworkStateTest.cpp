@@ -135,6 +135,16 @@ TEST(OpenComponents, CutsAlongARingWhosePixelsOnlyTouchDiagonally) {
     EXPECT_EQ(taken[0].first, 12);
 }
 
+void ExpectLinesOf(const cv::Mat& wanted, const Korvane::NetworkSkeleton& skeleton) {
+    cv::Mat lines = wanted.clone();
+    korvane_reference::PlainThinning(lines);
+    for (int y = 0; y < wanted.rows; ++y) {
+        for (int x = 0; x < wanted.cols; ++x) {
+            ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
+        }
+    }
+}
+
 TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
     for (std::uint32_t seed = 1; seed <= 120; ++seed) {
         std::mt19937 random(seed);
@@ -212,14 +222,7 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningTheWholeSetWherePixelsAreTakenJustN
         for (int step = 0; step < 5; ++step) {
             ChangeTo(wanted, known, skeleton);
             skeleton.Update();
-            cv::Mat lines = wanted.clone();
-            korvane_reference::PlainThinning(lines);
-            for (int y = 0; y < wanted.rows; ++y) {
-                for (int x = 0; x < wanted.cols; ++x) {
-                    ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f)
-                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
-                }
-            }
+            ASSERT_NO_FATAL_FAILURE(ExpectLinesOf(wanted, skeleton)) << "seed " << seed << ", step " << step;
             const int x = corner.x + Between(random, -3, 2);
             const int y = corner.y + Between(random, -3, 2);
             wanted.at<float>(y, x) = 1.0f - wanted.at<float>(y, x);
@@ -243,14 +246,7 @@ TEST(NetworkSkeleton, LinesAreThoseOfThinningAWideSetAfterAnyChange) {
             double largest = 0.0;
             cv::minMaxLoc(plain, nullptr, &largest);
             mostSteps = std::max(mostSteps, static_cast<int>(largest));
-            cv::Mat lines = wanted.clone();
-            korvane_reference::PlainThinning(lines);
-            for (int y = 0; y < wanted.rows; ++y) {
-                for (int x = 0; x < wanted.cols; ++x) {
-                    ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f)
-                        << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
-                }
-            }
+            ASSERT_NO_FATAL_FAILURE(ExpectLinesOf(wanted, skeleton)) << "seed " << seed << ", step " << step;
         }
     }
     EXPECT_GT(mostSteps, 100);
