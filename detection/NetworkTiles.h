@@ -39,7 +39,7 @@ public:
     struct Masks {
         Word patches;
         Word known;                            // for the owner; 0 for a piece that is found
-        Word visited, met, metFirst, waiting;  // for the owner, of pieces that stay
+        Word visited, met, metFirst, waiting;  // for the owner; not changed when pieces are found
     };
     /// What visits ask of a tile, in a cache line.
     struct alignas(64) State {
@@ -179,8 +179,8 @@ public:
     }
     /// The next tile in a direction; there is one.
     std::int32_t Next(std::int32_t tile, std::size_t direction) const { return tile + offsets_[direction]; }
-    /// The contacts of a tile that is refreshed with the next one in a direction, of pieces of either kind; there is
-    /// one, and it is refreshed. Valid until the next call.
+    /// The contacts, of pieces of either kind, of a tile that is refreshed with the next one in a direction. There is a
+    /// next one; this refreshes it. Valid until the next call.
     Contacts ContactsOf(std::int32_t tile, std::size_t direction) {
         const std::int32_t other = Next(tile, direction);
         Refresh(other);

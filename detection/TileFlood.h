@@ -36,7 +36,9 @@ struct TileChanges {
 /// The 8-connected pieces of a tile.
 struct TilePieces {
     std::vector<TilePiece> pieces;
-    std::array<BitGrid::Word, 2 * 64 * 64> rows;  // of all pieces; each has a pixel, but for one in front of a piece
+    // Of all pieces, one after the other. In front of a piece may be an empty one, so there are at most two rows for
+    // each pixel.
+    std::array<BitGrid::Word, 2 * 64 * 64> rows;
     std::uint32_t rowCount;
 };
 

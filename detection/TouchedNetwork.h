@@ -117,9 +117,9 @@ private:
         std::int32_t mask;
         Word pieces;
     };
-    /// What a tile's visited rows are made of, and what is known, but not among them: at most that.
     struct Collected {
-        Word pieces;
+        Word pieces;  // those of a tile's first mask that its visited rows have the pixels of
+        // Strays are pixels that are known, but not in the visited rows; there are none in other rows and columns.
         Word strayRows, strayColumns;
     };
     struct VisitRecord {

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <opencv2/imgproc.hpp>
+
 #include "EnclosedRegion.h"
 #include "WordParts.h"
 #include "reference/PlainComponentSweep.h"
@@ -97,6 +99,44 @@ TEST(NetworkAnalysis, BothMapsEqualThePlainFormComponentByComponent) {
             Analyse(codes, candidates, plainCodes, plainCandidates, analysis, x, y, scale);
             ASSERT_TRUE(Equal(codes, plainCodes)) << "component map, seed " << seed << ", try " << tries;
             ASSERT_TRUE(Equal(candidates, plainCandidates)) << "candidates, seed " << seed << ", try " << tries;
+        }
+    }
+}
+
+/// Background all over, but for discs that are open and lines that are.
+cv::Mat ThickMap(std::mt19937& random, cv::Size size) {
+    cv::Mat codes(size, CV_8U, cv::Scalar(Korvane::kBackground));
+    const auto anywhere = [&] {
+        return cv::Point(Between(random, 0, size.width - 1), Between(random, 0, size.height - 1));
+    };
+    for (int i = Between(random, 1, 9); i > 0; --i) {
+        cv::circle(codes, anywhere(), Between(random, 0, 25), cv::Scalar(Korvane::kOpen), cv::FILLED);
+    }
+    for (int i = Between(random, 0, 3); i > 0; --i) {
+        cv::line(codes, anywhere(), anywhere(), cv::Scalar(Korvane::kOpen), Between(random, 1, 3));
+    }
+    return codes;
+}
+
+// Their insides are further from their borders than a tile is wide.
+TEST(NetworkAnalysis, BothMapsEqualThePlainFormWhereNetworksAreThick) {
+    for (std::uint32_t seed = 1; seed <= 3; ++seed) {
+        std::mt19937 random(seed);
+        cv::Mat codes = ThickMap(random, cv::Size(Between(random, 130, 330), Between(random, 130, 330)));
+        constexpr std::array<float, 3> scales{0.05f, 0.5f, 2.0f};
+        const float scale = scales[static_cast<std::size_t>(Between(random, 0, 2))];
+        cv::Mat candidates(codes.size(), CV_8U, cv::Scalar(Korvane::kFree));
+        cv::Mat plainCodes = FloatsOf(codes);
+        cv::Mat plainCandidates = FloatsOf(candidates);
+        Korvane::NetworkAnalysis analysis(BackgroundOf(codes), scale);
+        for (int y = 0, left = 7; y < codes.rows && left > 0; y += Between(random, 1, 9)) {
+            for (int x = 0; x < codes.cols && left > 0; x += Between(random, 1, 9)) {
+                if (codes.at<uchar>(y, x) != Korvane::kOpen) continue;
+                Analyse(codes, candidates, plainCodes, plainCandidates, analysis, x, y, scale);
+                ASSERT_TRUE(Equal(codes, plainCodes)) << "component map, seed " << seed << ", left " << left;
+                ASSERT_TRUE(Equal(candidates, plainCandidates)) << "candidates, seed " << seed << ", left " << left;
+                --left;
+            }
         }
     }
 }

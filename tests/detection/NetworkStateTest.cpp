@@ -295,6 +295,20 @@ CodeMap RandomBackground(std::mt19937& random) {
     return map;
 }
 
+/// The same of single pixels, most of them next to others at their corners only: a tile has hundreds of pieces.
+CodeMap BackgroundOfSinglePixels(std::mt19937& random) {
+    CodeMap map(Between(random, 60, 140), Between(random, 60, 140), Korvane::kOpen);
+    const int leftOut = Between(random, 3, 40);
+    for (int y = 0; y < map.height; ++y) {
+        for (int x = y % 2; x < map.width; x += 2) {
+            if (Between(random, 0, 99) < leftOut) continue;
+            const bool isPatch = (y % 2 != 0) == (Between(random, 0, 9) != 0);
+            map.At(x, y) = isPatch ? Korvane::kBackground : Korvane::kTouched;
+        }
+    }
+    return map;
+}
+
 cv::Mat FloatsOf(CodeMap& map) {
     cv::Mat floats;
     cv::Mat(map.height, map.width, CV_8U, map.codes.data()).convertTo(floats, CV_32F);
@@ -349,14 +363,18 @@ TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
     for (std::uint32_t seed = 1; seed <= 400; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
-        CodeMap map = RandomBackground(random);
+        CodeMap map = seed % 4 == 0 ? BackgroundOfSinglePixels(random) : RandomBackground(random);
         Korvane::TouchedNetwork network(PixelsOf(map, Korvane::kBackground), PixelsOf(map, Korvane::kTouched));
-        for (int tries = 0; tries < 12; ++tries) {
+        for (int tries = 0; tries < (seed % 4 == 0 ? 40 : 12); ++tries) {
             const int x = Between(random, 0, map.width - 1);
             const int y = Between(random, 0, map.height - 1);
             if (map.At(x, y) == Korvane::kOpen) ExpectTouchedAsInPlainForm(map, network, x, y);
             if (map.At(x, y) == Korvane::kTouched) network.Clear({y, x, std::min(x + 5, map.width - 1)});
             if (tries % 4 == 3) UpdateMap(map, network);
+            if (tries % 4 == 2 && map.At(x, y) == Korvane::kOpen) {
+                map.At(x, y) = Korvane::kBackground;
+                network.BackgroundAdded(x, y);
+            }
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -399,7 +417,7 @@ TEST(TouchedNetwork, WhatIsKnownIsWhatWasVisitedAndHasNotBeenBesideTheVisitedSin
     for (std::uint32_t seed = 1; seed <= 200; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
-        CodeMap map = RandomBackground(random);
+        CodeMap map = seed % 4 == 0 ? BackgroundOfSinglePixels(random) : RandomBackground(random);
         Korvane::TouchedNetwork network(PixelsOf(map, Korvane::kBackground), PixelsOf(map, Korvane::kTouched));
         cv::Mat known = cv::Mat::zeros(map.height, map.width, CV_8U);
         Korvane::RunFlood flood;
