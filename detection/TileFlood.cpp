@@ -43,7 +43,8 @@ struct BaselineCarry {
 };
 
 // The addition carries out of each stretch with a seed, to the place behind its last bit: there are as many such places
-// as first bits, in the same order.
+// as first bits, in the same order. Only for processors with AVX-512: of the others some (AMD Zen, Zen 2) extract and
+// deposit bit by bit, which takes longer than all of the doubling steps.
 struct Bmi2Carry {
     KORVANE_AVX2 static inline Word Stretches(Word seeds, Word open) {
         unsigned long long sum = 0;
@@ -278,7 +279,7 @@ struct Avx2 {
         changes.inRows = NotZeroInlined(changes.rows.data() + 1);
     }
     KORVANE_AVX2 static void FindPieces(const TileRows& pixels, TilePieces& found) {
-        FindPiecesInlined<Bmi2Carry>(pixels, found);
+        FindPiecesInlined<BaselineCarry>(pixels, found);
     }
     KORVANE_AVX2 static Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
                                         Word among, const Word* rows) {
