@@ -98,6 +98,7 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
     bucket = buckets.get();
     for (const Wanted& word : wanted) {
         for (BitGrid::Word left = word.pixels; left != 0; left &= left - 1) {
+            // As many as above. NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): it cannot tell
             pixels_[next[*bucket++]++] = word.first + BitGrid::Lowest(left);
         }
     }

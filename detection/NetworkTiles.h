@@ -316,8 +316,8 @@ private:
     // While a tile's pieces are found:
     PieceSet gone_;
     PieceSet new_;
-    TileChanges changes_;
-    TilePieces pieces_;
+    TileChanges changes_{};
+    TilePieces pieces_{};
     TileShapes shapes_;
     std::vector<Word> packed_;
     // While contacts are found:
