@@ -1,8 +1,9 @@
-// Prints what the stages of detection cost, as Markdown: detection_profile [--plain] [--picture NAME] [SIZE...]
-// Per picture and stage: nanoseconds of one core per pixel at each size, the peak of bytes per pixel at the largest
-// one, and a limit computed from what the stage needs (StageLimits.h) and what the machine does (MachineLimits.h), both
-// printed first.
-// --plain adds how many times as long the plain form takes, up to 1024 (minutes); --picture takes one picture only.
+// Prints what the stages of detection cost, as Markdown: detection_profile [--plain] [--give-back] [--picture NAME]
+// [SIZE...] Per picture and stage: nanoseconds of one core per pixel at each size, the peak of bytes per pixel at the
+// largest one, and a limit computed from what the stage needs (StageLimits.h) and what the machine does
+// (MachineLimits.h), both printed first.
+// --plain adds how many times as long the plain form takes, up to 1024 (minutes); --picture takes one picture only;
+// --give-back lets freed memory go back to the system, which the programs do not.
 
 #include <algorithm>
 #include <cmath>
@@ -12,8 +13,10 @@
 #include <ctime>
 #include <functional>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <opencv2/core/utility.hpp>
@@ -203,19 +206,21 @@ void PrintProfile(const char* name, const Profile& profile, const std::vector<st
 
 int main(int argc, char** argv) {
     cv::setNumThreads(1);
-    const qvox::FreedMemoryKeeper keeper;  // as the programs
+    std::optional<qvox::FreedMemoryKeeper> keeper(std::in_place);  // as the programs
     bool plain = false;
     std::string only;
     std::vector<std::uint64_t> sizes;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--plain") == 0) {
             plain = true;
+        } else if (std::strcmp(argv[i], "--give-back") == 0) {
+            keeper.reset();
         } else if (std::strcmp(argv[i], "--picture") == 0 && i + 1 < argc) {
             only = argv[++i];
         } else if (const std::uint64_t size = std::strtoull(argv[i], nullptr, 10); size > 0) {
             sizes.push_back(size);
         } else {
-            std::fprintf(stderr, "detection_profile [--plain] [--picture NAME] [SIZE...]\n");
+            std::fprintf(stderr, "detection_profile [--plain] [--give-back] [--picture NAME] [SIZE...]\n");
             return 2;
         }
     }
