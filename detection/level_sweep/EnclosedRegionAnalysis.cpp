@@ -22,40 +22,51 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPart>& component) {
     const MarkedBranches branches = MarkBranches();
     MarkCandidates(component);
     const bool clears = !branches.ends.empty() || branches.mapOrigin;
-    const int size = clears ? LargestDistanceOfVisited() : 0;
+    const int size = clears ? LargestDistanceOfFlooded() : 0;
     touched_.Settle();
     ClearAround(branches, size);
+#ifdef KORVANE_ASSERTIONS
+    constexpr int mostPixels = 1 << 16;  // checks take as long as the whole map is large
+    if (width_ <= mostPixels / height_) {
+        CheckInvariants();
+    }
+#endif
 }
 
-// The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
-// so that the visited is thinned as if it were alone. It can only lie behind a visited patch.
+void EnclosedRegionAnalysis::CheckInvariants() const {
+    touched_.CheckInvariants();
+}
+
+// The skeleton's set is the known pixels: flooded now or earlier. Those adjacent to the flooded ones, but not flooded
+// now, leave it, so that the flooded pixels are thinned as if they were alone.
 void EnclosedRegionAnalysis::UpdateSkeleton() {
-    touched_.DropBesideVisited([&](std::int32_t word, BitGrid::Word pixels) {
-        skeleton_.Remove(word, pixels);
-        distance_.Remove(word, pixels);
-    });
-    touched_.AddVisited([&](std::int32_t word, BitGrid::Word pixels) {
-        skeleton_.Add(word, pixels);
-        distance_.Add(word, pixels);
-    });
+    touched_.UpdateKnown(
+        [&](std::int32_t word, BitGrid::Word pixels) {
+            skeleton_.Remove(word, pixels);
+            distance_.Remove(word, pixels);
+        },
+        [&](std::int32_t word, BitGrid::Word pixels) {
+            skeleton_.Add(word, pixels);
+            distance_.Add(word, pixels);
+        });
     skeleton_.Update();
     traces_.Update();
 }
 
 MarkedBranches EnclosedRegionAnalysis::MarkBranches() {
     // Rows are asked for from the last one up.
-    return traces_.Marked(touched_.VisitedTiles(), [&](int x0, int y0, int row) {
-        const BitGrid::Word* rows = touched_.VisitedRows(distance_.TileAt(x0, y0));
+    return traces_.Marked(touched_.FloodedTiles(), [&](int x0, int y0, int row) {
+        const BitGrid::Word* rows = touched_.FloodedRows(distance_.TileAt(x0, y0));
         __builtin_prefetch(rows + std::max(row - 8, 0));
         return rows[row];
     });
 }
 
-int EnclosedRegionAnalysis::LargestDistanceOfVisited() {
+int EnclosedRegionAnalysis::LargestDistanceOfFlooded() {
     parts_.clear();
-    for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
+    for (const FloodMarks::FloodedTile& tile : touched_.FloodedTiles()) {
         const std::int32_t number = distance_.TileAt(tile.x0, tile.y0);
-        parts_.push_back({number, touched_.VisitedRows(number)});
+        parts_.push_back({number, touched_.FloodedRows(number)});
     }
     return distance_.Largest(parts_);
 }
@@ -63,7 +74,7 @@ int EnclosedRegionAnalysis::LargestDistanceOfVisited() {
 void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPart>& component) {
     const auto linesIn = [&](int column, int y) {
         const BitGrid::Word lines = traces_.LinesLeftIn(column, y);
-        return lines == 0 ? lines : lines & touched_.VisitedIn(column, y);
+        return lines == 0 ? lines : lines & touched_.FloodedIn(column, y);
     };
     enclosed_.Find(component, linesIn, [&](std::size_t word, BitGrid::Word inside, BitGrid::Word ring) {
         rings_[word] |= ring;

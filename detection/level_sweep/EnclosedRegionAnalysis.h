@@ -50,10 +50,13 @@ public:
     /// Whether one of the nine pixels around (x, y) is kBackground.
     bool IsBackgroundAround(int x, int y) const { return touched_.IsBackgroundAround(x, y); }
 
+    /// Those of all that is kept between analyses.
+    void CheckInvariants() const;
+
 private:
     void UpdateSkeleton();
     MarkedBranches MarkBranches();
-    int LargestDistanceOfVisited();
+    int LargestDistanceOfFlooded();
     void MarkCandidates(const std::vector<WordPart>& component);
     void ClearAround(const MarkedBranches& branches, int size);
     const std::vector<RowSpan>& Ellipse(int size);

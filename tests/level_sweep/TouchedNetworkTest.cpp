@@ -66,8 +66,8 @@ cv::Mat FloatsOf(CodeMap& map) {
     return floats;
 }
 
-/// Brings the background's codes in the map up to date: what is told to be cleared is what was touched before and is
-/// not any more.
+/// Brings the background's codes in the map up to date: the pixels reported as cleared are those that
+/// were touched before and are not any more.
 void UpdateMap(CodeMap& map, level_sweep::TouchedNetwork& network) {
     std::set<std::pair<int, int>> expected;
     for (int y = 0; y < map.height; ++y) {
@@ -88,6 +88,10 @@ void UpdateMap(CodeMap& map, level_sweep::TouchedNetwork& network) {
     ASSERT_EQ(told, expected);
 }
 
+bool IsFlooded(const level_sweep::TouchedNetwork& network, int x, int y) {
+    return (network.FloodedIn(x / 64, y) & level_sweep::BitGrid::Bit(x)) != 0;
+}
+
 void ExpectTouchedAsInPlainForm(CodeMap& map, level_sweep::TouchedNetwork& network, int seedX, int seedY) {
     UpdateMap(map, network);
     std::vector<PixelRun> component;
@@ -96,12 +100,14 @@ void ExpectTouchedAsInPlainForm(CodeMap& map, level_sweep::TouchedNetwork& netwo
     cv::Mat plain = FloatsOf(map);
     const cv::Mat regions = korvane_reference::PlainTouchedRegions(plain, {1, seedX, seedY});
     network.Touch(PartsOf(map.width, map.height, component));
+    network.CheckInvariants();
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
-            ASSERT_EQ(network.IsVisited(x, y), regions.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
+            ASSERT_EQ(IsFlooded(network, x, y), regions.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
         }
     }
     network.Settle();
+    network.CheckInvariants();
     UpdateMap(map, network);
     for (int y = 0; y < map.height; ++y) {
         for (int x = 0; x < map.width; ++x) {
@@ -110,7 +116,7 @@ void ExpectTouchedAsInPlainForm(CodeMap& map, level_sweep::TouchedNetwork& netwo
     }
 }
 
-TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
+TEST(TouchedNetwork, FloodsAndRelabelsAsThePlainFormDoesComponentByComponent) {
     for (std::uint32_t seed = 1; seed <= 400; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
@@ -132,15 +138,15 @@ TEST(TouchedNetwork, VisitsAndTurnsWhatThePlainFormDoesComponentByComponent) {
     }
 }
 
-/// Takes out of the known what is beside the visited and adds the visited, both as told and by looking; compares.
+/// Drops the known pixels adjacent to the flooded ones and adds the flooded ones, as reported and by looking; compares.
 void ExpectKnownByLooking(const CodeMap& map, level_sweep::TouchedNetwork& network, cv::Mat& known) {
-    cv::Mat visited = cv::Mat::zeros(map.height, map.width, CV_8U);
+    cv::Mat flooded = cv::Mat::zeros(map.height, map.width, CV_8U);
     for (int y = 0; y < map.height; ++y) {
-        for (int x = 0; x < map.width; ++x) visited.at<uchar>(y, x) = network.IsVisited(x, y) ? 255 : 0;
+        for (int x = 0; x < map.width; ++x) flooded.at<uchar>(y, x) = IsFlooded(network, x, y) ? 255 : 0;
     }
     cv::Mat around;
-    cv::dilate(visited, around, cv::Mat::ones(3, 3, CV_8U));
-    const level_sweep::BitGrid& grid = network.Grid();
+    cv::dilate(flooded, around, cv::Mat::ones(3, 3, CV_8U));
+    const level_sweep::BitGrid grid(map.width, map.height);
     const auto change = [&](std::int32_t word, level_sweep::BitGrid::Word pixels, uchar from, uchar to) {
         const int y = word / grid.WordsPerRow();
         const int x0 = word % grid.WordsPerRow() * 64;
@@ -151,21 +157,25 @@ void ExpectKnownByLooking(const CodeMap& map, level_sweep::TouchedNetwork& netwo
             }
         });
     };
-    cv::Mat expected = known & (~around | visited);
-    network.DropBesideVisited([&](auto word, auto pixels) { change(word, pixels, 255, 0); });
-    ASSERT_EQ(cv::countNonZero(known != expected), 0) << "dropped";
-    network.AddVisited([&](auto word, auto pixels) { change(word, pixels, 0, 255); });
-    expected |= visited;
+    cv::Mat expected = known & (~around | flooded);
+    bool isAdding = false;
+    network.UpdateKnown(
+        [&](auto word, auto pixels) {
+            ASSERT_FALSE(isAdding) << "dropped after the first addition";
+            change(word, pixels, 255, 0);
+        },
+        [&](auto word, auto pixels) {
+            if (!isAdding) {
+                ASSERT_EQ(cv::countNonZero(known != expected), 0) << "dropped";
+            }
+            isAdding = true;
+            change(word, pixels, 0, 255);
+        });
+    expected |= flooded;
     ASSERT_EQ(cv::countNonZero(known != expected), 0) << "added";
-    for (int y = 0; y < map.height; ++y) {
-        for (int x = 0; x < map.width; ++x) {
-            const bool isKnown = (network.KnownIn(grid.WordAt(x, y)) & level_sweep::BitGrid::Bit(x)) != 0;
-            ASSERT_EQ(isKnown, known.at<uchar>(y, x) != 0) << "column " << x << ", row " << y;
-        }
-    }
 }
 
-TEST(TouchedNetwork, WhatIsKnownIsWhatWasVisitedAndHasNotBeenBesideTheVisitedSince) {
+TEST(TouchedNetwork, KnownPixelsWereFloodedAndHaveNotBeenAdjacentToFloodedOnesSince) {
     for (std::uint32_t seed = 1; seed <= 200; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
@@ -183,6 +193,7 @@ TEST(TouchedNetwork, WhatIsKnownIsWhatWasVisitedAndHasNotBeenBesideTheVisitedSin
                            component);
                 network.Touch(PartsOf(map.width, map.height, component));
                 ExpectKnownByLooking(map, network, known);
+                network.CheckInvariants();
                 network.Settle();
             }
             for (int v = y; v < std::min(y + 6, map.height); ++v) {
@@ -211,20 +222,20 @@ std::vector<std::string> RowsOf(CodeMap& map) {
     return rows;
 }
 
-TEST(TouchedNetwork, ARegionBehindAPatchIsNotVisitedAndThePatchBehindItNotTurned) {
+TEST(TouchedNetwork, ARegionBehindAPatchIsNotFloodedAndThePatchBehindItNotRelabelled) {
     CodeMap map = MapOf({"2330330"});
     level_sweep::TouchedNetwork network(PixelsOf(map, korvane_reference::kBackground),
                                         PixelsOf(map, korvane_reference::kTouched));
     network.Touch(PartsOf(map.width, map.height, {{0, 0, 0}}));
-    EXPECT_TRUE(network.IsVisited(3, 0));
-    EXPECT_FALSE(network.IsVisited(4, 0));
+    EXPECT_TRUE(IsFlooded(network, 3, 0));
+    EXPECT_FALSE(IsFlooded(network, 4, 0));
     network.Settle();
     UpdateMap(map, network);
     EXPECT_EQ(RowsOf(map), (std::vector<std::string>{"2333330"}));
 }
 
-TEST(TouchedNetwork, ASecondVisitToAClusterTurnsWhatLiesBehindThePatchesOfTheFirst) {
-    // From the left end of row 0 the region in columns 1 and 2 and the patch after it are visited; the region in row 2
+TEST(TouchedNetwork, ASecondFloodOfAClusterRelabelsThePatchesBehindThoseOfTheFirst) {
+    // From the left end of row 0 the region in columns 1 and 2 and the patch after it are flooded; the region in row 2
     // reaches the far side of that patch, and so the patch in column 6 becomes one of its cluster.
     CodeMap map = MapOf({"2330330", "2000131", "2333331", "2222222"});
     map.At(1, 1) = map.At(2, 1) = map.At(3, 1) = korvane_reference::kOpen;
