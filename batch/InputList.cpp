@@ -5,6 +5,7 @@
 #include <set>
 #include <system_error>
 
+#include "DetectionStages.h"
 #include "PathText.h"
 #include "ResultFiles.h"
 #include "ToolkitError.h"
@@ -25,8 +26,8 @@ std::vector<wxString> WrittenFor(const BatchOptions& options, const ImageFiles& 
     if (options.command == BatchCommand::kOverlay || options.overlay) written.push_back(files.picture);
     if (options.command == BatchCommand::kCalibrate) written.push_back(files.copy);
     if (options.stages) {
-        for (const char* prefix : {"edges_", "candidates_", "filtered_", "separated_", "relief_", "markers_"}) {
-            written.push_back(StagePath(options, files, prefix));
+        for (const DetectionStageRow& row : kDetectionStages) {
+            if (!row.filePrefix.empty()) written.push_back(StagePath(options, files, std::string(row.filePrefix)));
         }
     }
     return written;

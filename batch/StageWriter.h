@@ -20,7 +20,7 @@ public:
     std::size_t StagesTold() const { return stagesTold_; }
 
     int ProgressValue() override { return progressValue_; }
-    void UpdateProgress(int value, const std::string& message) override;
+    void BeginStage(DetectionStage stage, const StageProgress& progress) override;
     void Trace(const std::string& line) override;
     bool WantsStage(DetectionStage stage) override;
     void StageFloat(DetectionStage stage, const qvox::VoxelImage<float>& map) override;
