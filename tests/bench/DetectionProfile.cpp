@@ -23,6 +23,7 @@
 
 #include "AllocationMeter.h"
 #include "DetectionDriver.h"
+#include "NominalSizes.h"
 #include "FreedMemory.h"
 #include "SeededSegmentation.h"
 #include "StageLimits.h"

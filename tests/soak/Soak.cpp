@@ -17,6 +17,7 @@
 #include "CandidateFilter.h"
 #include "ClusterSeparation.h"
 #include "DetectionDriver.h"
+#include "NominalSizes.h"
 #include "support/GradientMagnitude.h"
 #include "SeededSegmentation.h"
 #include "operations/Erosion.h"
