@@ -14,7 +14,7 @@
 #include "InputList.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
-#include "OpenCVThreads.h"
+#include "support/OpenCVThreads.h"
 #include "PathText.h"
 #include "Progress.h"
 #include "RunReport.h"
