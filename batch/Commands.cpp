@@ -18,7 +18,7 @@
 #include "InputList.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
-#include "OpenCVThreads.h"
+#include "support/OpenCVThreads.h"
 #include "PathText.h"
 #include "RunReport.h"
 #include "WorkQueue.h"

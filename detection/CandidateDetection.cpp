@@ -8,21 +8,27 @@
 #include <string>
 #include <vector>
 
-#include "ComponentSweeper.h"
-#include "FloatWords.h"
-#include "LevelBuckets.h"
-#include "NetworkAnalysis.h"
-#include "OpenComponents.h"
+#include "LevelSweep.h"
+#include "NominalSizes.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
 namespace {
 
-constexpr float kLevelStep = 0.005f;
-/// Pixels have numbers of 32 bits with a sign, rows whole words, and what is beyond the picture a number more.
-constexpr std::int64_t kMostPixels = INT32_MAX - 64;
-constexpr float kLowestLevel = 0.05f;
-constexpr float kUpperPercentage = 97.5f;
+struct CandidatePixels {
+    level_sweep::PixelMask candidates;
+    level_sweep::PixelMask rings;
+};
+
+std::int64_t TruncatedArea(float area) {
+    constexpr float limit = 9.0e15f;  // far beyond any image
+    return static_cast<std::int64_t>(std::min(std::max(area, -limit), limit));
+}
+
+int TruncatedLength(float length) {
+    constexpr float limit = 2147483520.0f;  // the largest float below 2^31
+    return static_cast<int>(std::min(std::max(length, -limit), limit));
+}
 
 std::string DecimalText(float value) {
     std::ostringstream text;
@@ -33,7 +39,7 @@ std::string DecimalText(float value) {
 
 std::vector<float> StrongLevels(float upper) {
     std::vector<float> levels;
-    for (float t = 1.0f; t > upper; t = t - kLevelStep) {
+    for (float t = kFirstLevel; t > upper; t = t - kLevelStep) {
         levels.push_back(t);
     }
     return levels;
@@ -47,239 +53,57 @@ std::vector<float> WeakLevels(float upper) {
     return levels;
 }
 
-struct CandidateMap {
-    BitPlane candidates;
-    BitPlane rings;
-};
-
-/// The working map of one phase, with all that is known about its components and its background.
-class Phase {
-public:
-    /// Open is what does not exceed `threshold`, and `alsoOpen`.
-    Phase(const cv::Mat& edges, float threshold, const BitPlane& alsoOpen, float scale, float maxRelativeClusterSize)
-        : edges_(edges.ptr<float>()),
-          width_(edges.cols),
-          height_(edges.rows),
-          areas_(AreaRangeFor(scale, maxRelativeClusterSize)),
-          components_(OpenPixels(edges, threshold, alsoOpen), std::max(areas_.maximum, areas_.minimum - 1)),
-          analysis_(Complement(components_.Open()), scale),
-          removable_(width_, height_) {}
-
-    const BitPlane& Open() const { return components_.Open(); }
-    CandidateMap Candidates() const {
-        CandidateMap map{BitPlane(width_, height_), BitPlane(width_, height_)};
-        for (int y = 0; y < height_; ++y) {
-            for (int column = 0; column < Grid().WordsPerRow(); ++column) {
-                const std::int32_t word = Grid().WordAt(column * 64, y);
-                map.candidates[word] = analysis_.CandidatesIn(column, y);
-                map.rings[word] = analysis_.RingsIn(column, y);
-            }
-        }
-        return map;
-    }
-
-    /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
-    /// are too large may become smaller, all others leave with their first sweep.
-    void Sweep() {
-        for (const TakenComponent& component : components_.TakeSmall()) {
-            for (const WordPart& part : component.parts) {
-                removable_[part.word] &= ~part.pixels;
-            }
-            if (component.area < areas_.minimum) {
-                for (const WordPart& part : component.parts) {
-                    analysis_.BackgroundAdded(part);
-                }
-                erased_.insert(erased_.end(), component.parts.begin(), component.parts.end());
-                continue;
-            }
-            analysis_.Analyse(component.parts);
-        }
-    }
-
-    void RemoveAbove(const LevelBuckets& buckets, std::size_t level) {
-        erased_.clear();  // what left the map starts nothing here
-        ForEachOpenPixel(buckets.Above(level), [&](PixelPosition at) { Remove(at); });
-        TellComponents();
-    }
-
-    /// Removes what is above `level` and touches the network, with all that hangs together with it at or above `level`.
-    /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
-    /// begun to touch the network.
-    void RemoveTouchingNetwork(const LevelBuckets& buckets, std::size_t index, float level) {
-        ForEachOpenPixel(buckets.At(index), [&](PixelPosition at) { removable_.Add(at.x, at.y); });
-        if (index > 0) {
-            // These have been removable since the level before: some may leave with others before their turn.
-            ForEachOpenPixel(buckets.At(index - 1), [&](PixelPosition at) {
-                if (removable_.Has(at.x, at.y)) {
-                    RemoveIfTouching(at);
-                }
-            });
-        }
-        ForEachOpenPixel(buckets.AboveOnly(index), [&](PixelPosition at) {
-            removable_.Add(at.x, at.y);
-            RemoveIfTouching(at);
-        });
-        analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
-        for (const WordPart& part : erased_) {
-            const int y = part.word / Grid().WordsPerRow();
-            RemoveNextTo(part.word - Grid().WordAt(0, y), y, part.pixels, level);
-        }
-        erased_.clear();
-        TellComponents();
-    }
-
-private:
-    using Word = BitGrid::Word;
-    static constexpr std::size_t kToldAtOnce = 4096;
-
-    static BitPlane OpenPixels(const cv::Mat& edges, float threshold, const BitPlane& alsoOpen) {
-        BitPlane open(edges.cols, edges.rows);
-        for (int y = 0; y < edges.rows; ++y) {
-            for (int x = 0; x < edges.cols; x += 64) {
-                const std::int32_t word = open.Grid().WordAt(x, y);
-                open[word] = AtMost(edges.ptr<float>(y) + x, std::min(64, edges.cols - x), threshold) | alsoOpen[word];
-            }
-        }
-        return open;
-    }
-
-    static BitPlane Complement(const BitPlane& plane) {
-        BitPlane complement(plane.Width(), plane.Height());
-        for (int y = 0; y < plane.Height(); ++y) {
-            for (int x = 0; x < plane.Width(); x += 64) {
-                const std::int32_t word = plane.Grid().WordAt(x, y);
-                complement[word] = ~plane[word] & ~Word{0} >> (64 - std::min(64, plane.Width() - x));
-            }
-        }
-        return complement;
-    }
-
-    const BitGrid& Grid() const { return components_.Open().Grid(); }
-
-    /// Calls visit(position) for each of the pixels that was open after the last sweep: what has been removed since may
-    /// be among them.
-    template <typename Visit>
-    void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
-        PixelPosition at{0, 0};
-        std::int32_t rowStart = 0;
-        for (const std::int32_t pixel : pixels) {
-            if (static_cast<std::uint32_t>(pixel - rowStart) >= static_cast<std::uint32_t>(width_)) {
-                at.y = pixel / width_;
-                rowStart = at.y * width_;
-            }
-            at.x = pixel - rowStart;
-            if (components_.Open().Has(at.x, at.y)) {
-                visit(at);
-            }
-        }
-    }
-
-    void Remove(PixelPosition at) {
-        removable_.Remove(at.x, at.y);
-        analysis_.BackgroundAdded(at.x, at.y);
-        removed_.push_back(at);
-        if (removed_.size() == kToldAtOnce) {
-            TellComponents();
-        }
-    }
-
-    void TellComponents() {
-        components_.Remove(removed_);
-        removed_.clear();
-    }
-
-    void RemoveIfTouching(PixelPosition at) {
-        if (analysis_.IsBackgroundAround(at.x, at.y)) {
-            RemoveRegion(at);
-        }
-    }
-
-    /// Which regions are removed first makes no difference: two that touch are one.
-    void RemoveRegion(PixelPosition start) {
-        Remove(start);
-        for (PixelPosition at = start;;) {
-            for (unsigned near = removable_.Nine(at.x, at.y); near != 0; near &= near - 1) {
-                const int i = BitGrid::Lowest(near);
-                const PixelPosition next{at.x + i % 3 - 1, at.y + i / 3 - 1};
-                Remove(next);
-                stack_.push_back(next);
-            }
-            if (stack_.empty()) {
-                return;
-            }
-            at = stack_.back();
-            stack_.pop_back();
-        }
-    }
-
-    /// Removes what is above `level` and touches what is network of some pixels of a column of words: what left the map
-    /// may have been touched since.
-    void RemoveNextTo(int column, int y, Word pixels, float level) {
-        const Word network = pixels & analysis_.BackgroundIn(column, y);
-        RemoveAmong(column, y, network | network << 1 | network >> 1, level);
-        if ((network & 1u) != 0 && column > 0) {
-            RemoveAmong(column - 1, y, Word{1} << 63, level);
-        }
-        if (network >> 63 != 0 && column + 1 < Grid().WordsPerRow()) {
-            RemoveAmong(column + 1, y, 1, level);
-        }
-    }
-
-    /// Removes what can be removed above `level` of pixels of a column of words, in row y and the two beside it.
-    void RemoveAmong(int column, int y, Word pixels, float level) {
-        for (int v = y - 1; v <= y + 1; ++v) {
-            const std::int32_t word = Grid().WordAt(column * 64, v);
-            for (Word left = pixels; (left & removable_[word]) != 0; left &= left - 1) {
-                left &= removable_[word];
-                const int x = column * 64 + BitGrid::Lowest(left);
-                if (edges_[static_cast<std::ptrdiff_t>(v) * width_ + x] > level) {
-                    RemoveRegion({x, v});
-                }
-            }
-        }
-    }
-
-    const float* edges_;
-    int width_;
-    int height_;
-    ComponentAreaRange areas_;
-    OpenComponents components_;
-    NetworkAnalysis analysis_;
-    BitPlane removable_;            // open, and at or above the level
-    std::vector<WordPart> erased_;  // components that were too small, since the last removal
-    std::vector<PixelPosition> stack_;
-    std::vector<PixelPosition> removed_;  // what the components have not been told of
-};
-
-BitPlane StrongPhase(const cv::Mat& edges, float upper, float scale, float maxRelativeClusterSize,
-                     DetectionObserver& observer) {
-    const std::vector<float> levels = StrongLevels(upper);
-    BitPlane nothing(edges.cols, edges.rows);
-    if (levels.empty()) {
-        return nothing;
-    }
-    Phase phase(edges, 1.0f, nothing, scale, maxRelativeClusterSize);
-    const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
-    for (std::size_t k = 0; k < levels.size(); ++k) {
-        observer.Trace(DecimalText(levels[k]));
-        phase.RemoveAbove(buckets, k);
-        phase.Sweep();
-    }
-    return phase.Candidates().candidates;
+level_sweep::ComponentSizes SizesFor(float scale, float maxRelativeClusterSize) {
+    const float relative = scale * maxRelativeClusterSize;
+    return {TruncatedArea(relative * kMinimumComponentAreaPx), TruncatedArea(relative * kMaximumComponentAreaPx),
+            TruncatedLength(kLongBranchPx * scale)};
 }
 
-CandidateMap WeakPhase(const cv::Mat& edges, float upper, const BitPlane& strong, float scale,
-                       float maxRelativeClusterSize, DetectionObserver& observer) {
-    const std::vector<float> levels = WeakLevels(upper);
-    Phase phase(edges, upper, strong, scale, maxRelativeClusterSize);
-    const LevelBuckets buckets(edges.ptr<float>(), phase.Open(), levels, kLevelStep);
-    phase.Sweep();
+level_sweep::PixelMask StrongPhase(const level_sweep::MapView& edges, float upper,
+                                   const level_sweep::ComponentSizes& sizes, DetectionObserver& observer) {
+    const std::vector<float> levels = StrongLevels(upper);
+    if (levels.empty()) {
+        return {};
+    }
+    level_sweep::LevelSweep sweep(edges, kFirstLevel, {}, levels, kLevelStep, sizes);
     for (std::size_t k = 0; k < levels.size(); ++k) {
         observer.Trace(DecimalText(levels[k]));
-        phase.RemoveTouchingNetwork(buckets, k, levels[k]);
-        phase.Sweep();
+        sweep.RemoveAbove(k);
+        sweep.Sweep();
     }
-    return phase.Candidates();
+    return sweep.Candidates();
+}
+
+CandidatePixels WeakPhase(const level_sweep::MapView& edges, float upper, const level_sweep::PixelMask& strong,
+                          const level_sweep::ComponentSizes& sizes, DetectionObserver& observer) {
+    const std::vector<float> levels = WeakLevels(upper);
+    level_sweep::LevelSweep sweep(edges, upper, strong, levels, kLevelStep, sizes);
+    sweep.Sweep();
+    for (std::size_t k = 0; k < levels.size(); ++k) {
+        observer.Trace(DecimalText(levels[k]));
+        sweep.RemoveConnected(k);
+        sweep.Sweep();
+    }
+    CandidatePixels found{sweep.Candidates(), sweep.Rings()};
+    for (std::size_t word = 0; word < strong.size(); ++word) {
+        found.candidates[word] |= strong[word];
+        found.rings[word] &= ~strong[word];
+    }
+    return found;
+}
+
+/// Gives `code` to the pixels of a row that have a bit in its words.
+void SetPixels(float* row, const std::uint64_t* words, int width, float code) {
+    for (int x0 = 0; x0 < width; x0 += 64) {
+        std::uint64_t bits = words[x0 / 64];
+        while (bits != 0) {
+            const int first = __builtin_ctzll(bits);
+            const std::uint64_t from = bits >> first;
+            const int length = ~from == 0 ? 64 : __builtin_ctzll(~from);
+            std::fill_n(row + x0 + first, length, code);
+            bits = first + length == 64 ? 0 : bits & (~std::uint64_t{0} << (first + length));
+        }
+    }
 }
 
 void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
@@ -291,10 +115,10 @@ void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
                                  std::to_string(edges.rows) + " pixels, the candidate map " +
                                  std::to_string(candidates.cols) + " x " + std::to_string(candidates.rows));
     }
-    if (static_cast<std::int64_t>(edges.cols) * edges.rows > kMostPixels) {
+    if (static_cast<std::int64_t>(edges.cols) * edges.rows > level_sweep::LevelSweep::kMaxPixels) {
         throw qvox::ToolkitError("Candidate detection: a picture of " + std::to_string(edges.cols) + " x " +
                                  std::to_string(edges.rows) + " pixels is too large; at most " +
-                                 std::to_string(kMostPixels) + " pixels are possible");
+                                 std::to_string(level_sweep::LevelSweep::kMaxPixels) + " pixels are possible");
     }
 }
 
@@ -342,23 +166,19 @@ void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, fl
         return;
     }
     const cv::Mat strengths = edges.isContinuous() ? edges : edges.clone();
-    const float upper = EdgePercentile(strengths, kUpperPercentage);
-    const BitPlane strong = StrongPhase(strengths, upper, scale, maxRelativeClusterSize, observer);
+    const level_sweep::MapView view{strengths.ptr<float>(), strengths.cols, strengths.rows};
+    const level_sweep::ComponentSizes sizes = SizesFor(scale, maxRelativeClusterSize);
+    const float upper = EdgePercentile(strengths, kStrongEdgePercentage);
+    const level_sweep::PixelMask strong = StrongPhase(view, upper, sizes, observer);
     observer.Trace("thresh" + DecimalText(upper));
-    const CandidateMap weak = WeakPhase(strengths, upper, strong, scale, maxRelativeClusterSize, observer);
+    const CandidatePixels found = WeakPhase(view, upper, strong, sizes, observer);
+    const std::size_t wordsPerRow = (static_cast<std::size_t>(edges.cols) + 63) / 64;
     for (int y = 0; y < edges.rows; ++y) {
         float* row = candidates.ptr<float>(y);
-        std::fill_n(row, edges.cols, static_cast<float>(kFree));
-        for (int x = 0; x < edges.cols; x += 64) {
-            const std::int32_t word = strong.Grid().WordAt(x, y);
-            const auto set = [&](BitGrid::Word pixels, PixelCode code) {
-                ForEachRun(pixels, [&](int first, int last) {
-                    std::fill(row + x + first, row + x + last + 1, static_cast<float>(code));
-                });
-            };
-            set(weak.rings[word] & ~strong[word], kRing);
-            set(weak.candidates[word] | strong[word], kCandidate);
-        }
+        const std::size_t first = static_cast<std::size_t>(y) * wordsPerRow;
+        std::fill_n(row, edges.cols, kFreeCode);
+        SetPixels(row, &found.rings[first], edges.cols, kRingCode);
+        SetPixels(row, &found.candidates[first], edges.cols, kCandidateCode);
     }
 }
 

@@ -8,7 +8,7 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "RegionRuns.h"
+#include "regions/RegionRuns.h"
 
 namespace Korvane {
 namespace {

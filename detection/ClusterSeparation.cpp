@@ -7,8 +7,8 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "EuclideanDistance.h"
-#include "RegionRuns.h"
+#include "regions/EuclideanDistance.h"
+#include "regions/RegionRuns.h"
 
 namespace Korvane {
 namespace {

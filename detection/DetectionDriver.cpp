@@ -14,10 +14,11 @@
 #include "CandidateFilter.h"
 #include "ClusterSeparation.h"
 #include "ComponentImage.h"
-#include "GradientMagnitude.h"
-#include "InputChecks.h"
-#include "MarkerGrowth.h"
-#include "MatConversion.h"
+#include "support/GradientMagnitude.h"
+#include "support/InputChecks.h"
+#include "NominalSizes.h"
+#include "support/MarkerGrowth.h"
+#include "support/MatConversion.h"
 #include "RoundnessFilter.h"
 #include "operations/Diffusion.h"
 #include "operations/Labelling.h"
@@ -25,7 +26,6 @@
 namespace Korvane {
 namespace {
 
-constexpr float kCandidateCode = 2.0f;
 constexpr std::uint64_t kWidthWithBonus = 1024;
 constexpr double kSigmaBonusPx = 4.0;
 

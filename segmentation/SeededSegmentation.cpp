@@ -8,8 +8,8 @@
 #include <opencv2/core.hpp>
 
 #include "ComponentImage.h"
-#include "InputChecks.h"
-#include "MarkerGrowth.h"
+#include "support/InputChecks.h"
+#include "support/MarkerGrowth.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
 

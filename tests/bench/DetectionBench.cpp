@@ -5,7 +5,7 @@
 #include "CandidateFilter.h"
 #include "ClusterSeparation.h"
 #include "DetectionDriver.h"
-#include "GradientMagnitude.h"
+#include "support/GradientMagnitude.h"
 #include "reference/PlainCandidateFilter.h"
 #include "reference/PlainClusterSeparation.h"
 #include "reference/PlainDetection.h"

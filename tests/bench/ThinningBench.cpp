@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -8,44 +9,39 @@
 #include "BenchImages.h"
 #include "BenchSupport.h"
 #include "ClusterSeparation.h"
-#include "Thinning.h"
+#include "bits/BitPlane.h"
+#include "skeleton/IncrementalSkeleton.h"
 
 namespace {
 
 using korvane_bench::PerPixel;
 
-/// Half of the picture set: smoothed noise above its mean, framed by a pixel of zeros.
-std::vector<Korvane::PixelCode> Blobs(std::size_t size, std::size_t radius) {
+/// Half of the image set: smoothed noise above its mean.
+level_sweep::BitPlane Blobs(std::size_t size, std::size_t radius) {
     const std::vector<float> noise = korvane_bench::SmoothNoise(size, radius, 5);
-    const std::size_t stride = size + 2;
-    std::vector<Korvane::PixelCode> codes(stride * stride, 0);
+    level_sweep::BitPlane blobs(static_cast<int>(size), static_cast<int>(size));
     for (std::size_t y = 0; y < size; ++y) {
         for (std::size_t x = 0; x < size; ++x) {
-            codes[(y + 1) * stride + x + 1] =
-                noise[y * size + x] > 0.5f ? Korvane::PixelCode{1} : Korvane::PixelCode{0};
+            if (noise[y * size + x] > 0.5f) blobs.Add(static_cast<int>(x), static_cast<int>(y));
         }
     }
-    return codes;
+    return blobs;
 }
 
-/// Guo-Hall thinning of a whole picture of blobs; the second argument is the radius of their noise's smoothing.
+/// Guo-Hall thinning of a whole image of blobs, from nothing; the second argument is the radius of their noise's
+/// smoothing.
 void ThinningBlobs(benchmark::State& state) {
     const auto size = static_cast<std::size_t>(state.range(0));
-    const std::vector<Korvane::PixelCode> source = Blobs(size, static_cast<std::size_t>(state.range(1)));
-    const auto stride = static_cast<std::ptrdiff_t>(size) + 2;
-    std::vector<Korvane::PixelCode> codes;
+    const level_sweep::BitPlane blobs = Blobs(size, static_cast<std::size_t>(state.range(1)));
+    const auto words = static_cast<std::int32_t>(blobs.Grid().Words());
+    std::optional<level_sweep::IncrementalSkeleton> skeleton;
     PerPixel(
-        state, size * size, [&] { codes = source; },
+        state, size * size, [&] { skeleton.emplace(blobs.Width(), blobs.Height()); },
         [&] {
-            const Korvane::CodePlane plane{codes.data() + stride + 1, stride, static_cast<int>(size),
-                                           static_cast<int>(size)};
-            std::vector<std::ptrdiff_t> pixels;
-            for (int y = 0; y < plane.height; ++y) {
-                for (int x = 0; x < plane.width; ++x) {
-                    if (plane.At(x, y) != 0) pixels.push_back(y * stride + x);
-                }
+            for (std::int32_t word = 0; word < words; ++word) {
+                if (blobs[word] != 0) skeleton->Add(word, blobs[word]);
             }
-            Korvane::Thinning().Run(plane, pixels);
+            skeleton->Update();
         });
 }
 

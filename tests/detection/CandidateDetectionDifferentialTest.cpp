@@ -11,9 +11,7 @@
 #include <vector>
 
 #include "CandidateDetection.h"
-#include "ComponentSweep.h"
 #include "reference/PlainCandidateDetection.h"
-#include "reference/PlainComponentSweep.h"
 #include "support/EdgeMaps.h"
 
 namespace {
@@ -223,53 +221,6 @@ TEST(CandidateDetectionDifferential, LargePicturesWhoseNetworksAreTouchedAgainAn
             << picture.scale << ", cluster size " << picture.clusterSize;
     }
     std::cout << pictures << " large pictures without a difference\n";
-}
-
-cv::Mat RandomCodes(Draw& draw, cv::Size size) {
-    const bool someTouched = draw.OneIn(2);
-    const bool someAnalysed = draw.OneIn(2);
-    cv::Mat codes = korvane_test::NoisePicture(size.width, size.height, draw.Between(1, 3), draw.Seed());
-    ForEachValue(codes, [&](float v) {
-        if (v >= 0.45f && v < 0.55f) return someTouched ? 3.0f : 0.0f;
-        if (v >= 0.55f && v < 0.62f) return 0.0f;
-        if (v >= 0.62f && v < 0.7f) return someAnalysed ? 2.0f : 0.0f;
-        return 1.0f;
-    });
-    return codes;
-}
-
-cv::Mat RandomCandidates(Draw& draw, cv::Size size) {
-    cv::Mat candidates = cv::Mat::zeros(size, CV_32F);
-    if (draw.OneIn(4)) {
-        ForEachValue(candidates, [&](float) { return draw.OneIn(9) ? 2.0f : draw.OneIn(9) ? 3.0f : 0.0f; });
-    }
-    return candidates;
-}
-
-TEST(ComponentSweepDifferential, BothMapsEqualThePlainFormOnRandomCodesSweptAgainAndAgain) {
-    int analysed = 0;
-    for (std::uint32_t seed = 1; seed <= 1000; ++seed) {
-        Draw draw(seed);
-        const cv::Size size = RandomSize(draw);
-        const float scale = 0.2f * draw.OneOf(kScales);
-        const float clusterSize = draw.OneOf(kClusterSizes);
-        cv::Mat plainCodes = RandomCodes(draw, size);
-        cv::Mat plainCandidates = RandomCandidates(draw, size);
-        cv::Mat codes = plainCodes.clone();
-        cv::Mat candidates = plainCandidates.clone();
-        for (int sweep = 0; sweep < 3; ++sweep) {
-            korvane_reference::PlainComponentSweep(plainCodes, plainCandidates, scale, clusterSize);
-            Korvane::SweepComponents(codes, candidates, scale, clusterSize);
-            ASSERT_TRUE(SameBits(plainCodes, codes)) << "component map, seed " << seed << ", sweep " << sweep;
-            ASSERT_TRUE(SameBits(plainCandidates, candidates)) << "candidate map, seed " << seed << ", sweep " << sweep;
-            analysed += cv::countNonZero(codes == 3.0) > 0 ? 1 : 0;
-            for (int i = size.area() / 20; i > 0; --i) {
-                const cv::Point at(draw.Between(0, size.width - 1), draw.Between(0, size.height - 1));
-                plainCodes.at<float>(at) = codes.at<float>(at) = static_cast<float>(draw.Between(0, 3));
-            }
-        }
-    }
-    EXPECT_GT(analysed, 1000);
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "ComponentSweep.h"
 #include "ToolkitError.h"
 #include "reference/PlainCandidateDetection.h"
 
@@ -118,14 +117,6 @@ TEST(EdgePercentile, IsThreeTenthsWhereValuesWithoutABinKeepTheTargetOutOfReach)
 
 TEST(EdgePercentile, CountsNegativeValuesInTheFirstBin) {
     EXPECT_EQ(Korvane::EdgePercentile(cv::Mat(10, 10, CV_32F, cv::Scalar(-3.0)), 97.5f), 1.0f / 65536.0f);
-}
-
-TEST(ComponentSweep, NamesTheValueThatIsNoCode) {
-    cv::Mat codes = cv::Mat::zeros(3, 4, CV_32F);
-    codes.at<float>(2, 1) = 1.5f;
-    cv::Mat candidates = cv::Mat::zeros(3, 4, CV_32F);
-    EXPECT_EQ(MessageOf([&] { Korvane::SweepComponents(codes, candidates, 1.0f, 1.0f); }),
-              "Component sweep: the component map holds 1.500000 at column 1, row 2, which is no code");
 }
 
 }  // namespace

@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 #include <opencv2/core/utility.hpp>
 
-#include "GradientMagnitude.h"
-#include "MatConversion.h"
+#include "support/GradientMagnitude.h"
+#include "support/MatConversion.h"
 #include "RoundnessFilter.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"

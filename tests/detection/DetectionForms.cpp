@@ -3,12 +3,10 @@
 #include "CandidateDetection.h"
 #include "CandidateFilter.h"
 #include "ClusterSeparation.h"
-#include "ComponentSweep.h"
-#include "GradientMagnitude.h"
+#include "support/GradientMagnitude.h"
 #include "reference/PlainCandidateDetection.h"
 #include "reference/PlainCandidateFilter.h"
 #include "reference/PlainClusterSeparation.h"
-#include "reference/PlainComponentSweep.h"
 #include "reference/PlainGradientMagnitude.h"
 
 namespace korvane_test {
@@ -18,7 +16,6 @@ using namespace korvane_reference;
 std::vector<GradientForm> GradientForms() {
     return {{"plain", PlainGradientMagnitude}, {"shipped", Korvane::GradientMagnitude}};
 }
-std::vector<SweepForm> SweepForms() { return {{"plain", PlainComponentSweep}, {"shipped", Korvane::SweepComponents}}; }
 std::vector<CandidateForm> CandidateForms() {
     return {{"plain", PlainDetectCandidates}, {"shipped", Korvane::DetectCandidates}};
 }

@@ -18,13 +18,11 @@ struct Form {
 };
 
 using GradientForm = Form<cv::Mat(const cv::Mat&)>;
-using SweepForm = Form<void(cv::Mat&, cv::Mat&, float, float)>;
 using CandidateForm = Form<void(const cv::Mat&, cv::Mat&, float, float, Korvane::DetectionObserver&)>;
 using FilterForm = Form<void(const cv::Mat&, cv::Mat&, float, float)>;
 using SeparationForm = Form<cv::Mat(const cv::Mat&, float)>;
 
 std::vector<GradientForm> GradientForms();
-std::vector<SweepForm> SweepForms();
 std::vector<CandidateForm> CandidateForms();
 std::vector<FilterForm> FilterForms();
 std::vector<SeparationForm> SeparationForms();

@@ -16,17 +16,16 @@
 #include "CandidateDetection.h"
 #include "CandidateFilter.h"
 #include "ClusterSeparation.h"
-#include "ComponentSweep.h"
 #include "DetectionDriver.h"
-#include "GradientMagnitude.h"
+#include "support/GradientMagnitude.h"
 #include "SeededSegmentation.h"
 #include "operations/Erosion.h"
 #include "operations/HoleFilling.h"
 #include "operations/Watershed.h"
+#include "level_sweep/SweepForms.h"
 #include "reference/PlainCandidateDetection.h"
 #include "reference/PlainCandidateFilter.h"
 #include "reference/PlainClusterSeparation.h"
-#include "reference/PlainComponentSweep.h"
 #include "reference/PlainDetection.h"
 #include "reference/PlainErosion.h"
 #include "reference/PlainGradientMagnitude.h"
@@ -153,22 +152,22 @@ bool StagesAgree(Choice& choice) {
 
 bool SweepsAgree(Choice& choice) {
     const cv::Mat edges = RandomEdges(choice, RandomSize(choice));
-    cv::Mat plainMap = korvane_test::Above(edges, 0.2f + 0.5f * choice.Fraction());
-    if (choice.OneIn(2)) plainMap = 1.0 - plainMap;
-    for (int i = plainMap.rows * plainMap.cols / 40; i > 0; --i) {
-        plainMap.at<float>(choice.Between(0, plainMap.rows - 1), choice.Between(0, plainMap.cols - 1)) =
-            static_cast<float>(choice.Between(0, 3));
+    cv::Mat start = korvane_test::Above(edges, 0.2f + 0.5f * choice.Fraction());
+    if (choice.OneIn(2)) start = 1.0 - start;
+    for (int i = start.rows * start.cols / 40; i > 0; --i) {
+        start.at<float>(choice.Between(0, start.rows - 1), choice.Between(0, start.cols - 1)) =
+            static_cast<float>(choice.Between(0, 1));
     }
-    cv::Mat plainCandidates = cv::Mat::zeros(edges.size(), CV_32F);
-    cv::Mat map = plainMap.clone();
-    cv::Mat candidates = plainCandidates.clone();
     const float scale = RandomScale(choice);
     const float clusterSize = 0.1f + 1.8f * choice.Fraction();
-    for (int sweep = 0; sweep < 2; ++sweep) {
-        korvane_reference::PlainComponentSweep(plainMap, plainCandidates, scale, clusterSize);
-        Korvane::SweepComponents(map, candidates, scale, clusterSize);
+    std::vector<cv::Mat> maps;
+    std::vector<cv::Mat> candidates;
+    for (const korvane_test::SweepForm& form : korvane_test::SweepForms()) {
+        maps.push_back(start.clone());
+        candidates.push_back(cv::Mat::zeros(start.size(), CV_32F));
+        form.run(maps.back(), candidates.back(), scale, clusterSize);
     }
-    return Same(plainMap, map, "component map") && Same(plainCandidates, candidates, "candidate map of a sweep");
+    return Same(maps[0], maps[1], "component map") && Same(candidates[0], candidates[1], "candidate map of a sweep");
 }
 
 VoxelImage<float> ToImage(const cv::Mat& map) {

@@ -18,7 +18,7 @@ namespace korvane_test {
 inline float Uniform(std::mt19937& random) { return static_cast<float>(random() >> 8) / 16777216.0f; }
 inline float Uniform(std::mt19937& random, float low, float high) { return low + (high - low) * Uniform(random); }
 
-/// Stretches a map in place so that its smallest value is exactly 0 and its largest exactly 1; a constant becomes 0.
+/// RunsContaining a map in place so that its smallest value is exactly 0 and its largest exactly 1; a constant becomes 0.
 inline void SpanZeroToOne(cv::Mat& map) {
     double low = 0.0;
     double high = 0.0;

@@ -1,0 +1,245 @@
+#include "LevelSweep.h"
+
+#include <algorithm>
+
+#include "EnclosedRegionAnalysis.h"
+#include "bits/BitPlane.h"
+#include "bits/FloatCompare.h"
+#include "components/LevelBuckets.h"
+#include "components/ShrinkingComponents.h"
+
+namespace level_sweep {
+namespace {
+
+BitPlane OpenPixels(const MapView& edges, float openUpTo, const PixelMask& alsoOpen) {
+    BitPlane open(edges.width, edges.height);
+    for (int y = 0; y < edges.height; ++y) {
+        const float* row = edges.values + static_cast<std::ptrdiff_t>(y) * edges.width;
+        for (int x = 0; x < edges.width; x += 64) {
+            const std::int32_t word = open.Grid().WordAt(x, y);
+            open[word] = AtMost(row + x, std::min(64, edges.width - x), openUpTo);
+            if (!alsoOpen.empty()) {
+                open[word] |= alsoOpen[static_cast<std::size_t>(word)];
+            }
+        }
+    }
+    return open;
+}
+
+}  // namespace
+
+/// The map with all that is known about its components and its background.
+class LevelSweep::State {
+public:
+    State(const MapView& edges, float openUpTo, const PixelMask& alsoOpen, const std::vector<float>& levels,
+          float levelStep, const ComponentSizes& sizes)
+        : edges_(edges.values),
+          width_(edges.width),
+          height_(edges.height),
+          levels_(levels),
+          sizes_(sizes),
+          components_(OpenPixels(edges, openUpTo, alsoOpen),
+                      std::max(sizes.maximumAreaPx, sizes.minimumAreaPx - 1)),
+          buckets_(edges.values, components_.Open(), levels, levelStep),
+          analysis_(Complement(components_.Open()), sizes.longBranchPx),
+          removable_(width_, height_) {}
+
+    template <typename PixelsIn>
+    PixelMask Mask(PixelsIn pixelsIn) const {
+        PixelMask mask;
+        mask.reserve(Grid().Words());
+        for (int y = 0; y < height_; ++y) {
+            for (int column = 0; column < Grid().WordsPerRow(); ++column) {
+                mask.push_back(pixelsIn(column, y));
+            }
+        }
+        return mask;
+    }
+    const EnclosedRegionAnalysis& Analysis() const { return analysis_; }
+
+    /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
+    /// are too large may become smaller, all others leave with their first sweep.
+    void Sweep() {
+        for (const TakenComponent& component : components_.TakeSmall()) {
+            for (const WordPart& part : component.parts) {
+                removable_[part.word] &= ~part.pixels;
+            }
+            if (component.area < sizes_.minimumAreaPx) {
+                for (const WordPart& part : component.parts) {
+                    analysis_.BackgroundAdded(part);
+                }
+                erased_.insert(erased_.end(), component.parts.begin(), component.parts.end());
+                continue;
+            }
+            analysis_.Analyse(component.parts);
+        }
+    }
+
+    void RemoveAbove(std::size_t level) {
+        erased_.clear();  // what left the map starts nothing here
+        ForEachOpenPixel(buckets_.Above(level), [&](PixelPosition at) { Remove(at); });
+        TellComponents();
+    }
+
+    /// Removes what is above `level` and touches the network, with all that hangs together with it at or above `level`.
+    /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
+    /// begun to touch the network.
+    void RemoveConnected(std::size_t index) {
+        const float level = levels_[index];
+        ForEachOpenPixel(buckets_.At(index), [&](PixelPosition at) { removable_.Add(at.x, at.y); });
+        if (index > 0) {
+            // These have been removable since the level before: some may leave with others before their turn.
+            ForEachOpenPixel(buckets_.At(index - 1), [&](PixelPosition at) {
+                if (removable_.Has(at.x, at.y)) {
+                    RemoveIfTouching(at);
+                }
+            });
+        }
+        ForEachOpenPixel(buckets_.AboveOnly(index), [&](PixelPosition at) {
+            removable_.Add(at.x, at.y);
+            RemoveIfTouching(at);
+        });
+        analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
+        for (const WordPart& part : erased_) {
+            const int y = part.word / Grid().WordsPerRow();
+            RemoveNextTo(part.word - Grid().WordAt(0, y), y, part.pixels, level);
+        }
+        erased_.clear();
+        TellComponents();
+    }
+
+private:
+    using Word = BitGrid::Word;
+    static constexpr std::size_t kToldAtOnce = 4096;
+
+    static BitPlane Complement(const BitPlane& plane) {
+        BitPlane complement(plane.Width(), plane.Height());
+        for (int y = 0; y < plane.Height(); ++y) {
+            for (int x = 0; x < plane.Width(); x += 64) {
+                const std::int32_t word = plane.Grid().WordAt(x, y);
+                complement[word] = ~plane[word] & ~Word{0} >> (64 - std::min(64, plane.Width() - x));
+            }
+        }
+        return complement;
+    }
+
+    const BitGrid& Grid() const { return components_.Open().Grid(); }
+
+    /// Calls visit(position) for each of the pixels that was open after the last sweep: what has been removed since may
+    /// be among them.
+    template <typename Visit>
+    void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
+        PixelPosition at{0, 0};
+        std::int32_t rowStart = 0;
+        for (const std::int32_t pixel : pixels) {
+            if (static_cast<std::uint32_t>(pixel - rowStart) >= static_cast<std::uint32_t>(width_)) {
+                at.y = pixel / width_;
+                rowStart = at.y * width_;
+            }
+            at.x = pixel - rowStart;
+            if (components_.Open().Has(at.x, at.y)) {
+                visit(at);
+            }
+        }
+    }
+
+    void Remove(PixelPosition at) {
+        removable_.Remove(at.x, at.y);
+        analysis_.BackgroundAdded(at.x, at.y);
+        removed_.push_back(at);
+        if (removed_.size() == kToldAtOnce) {
+            TellComponents();
+        }
+    }
+
+    void TellComponents() {
+        components_.Remove(removed_);
+        removed_.clear();
+    }
+
+    void RemoveIfTouching(PixelPosition at) {
+        if (analysis_.IsBackgroundAround(at.x, at.y)) {
+            RemoveRegion(at);
+        }
+    }
+
+    /// Which regions are removed first makes no difference: two that touch are one.
+    void RemoveRegion(PixelPosition start) {
+        Remove(start);
+        for (PixelPosition at = start;;) {
+            for (unsigned near = removable_.Nine(at.x, at.y); near != 0; near &= near - 1) {
+                const int i = BitGrid::LowestBit(near);
+                const PixelPosition next{at.x + i % 3 - 1, at.y + i / 3 - 1};
+                Remove(next);
+                stack_.push_back(next);
+            }
+            if (stack_.empty()) {
+                return;
+            }
+            at = stack_.back();
+            stack_.pop_back();
+        }
+    }
+
+    /// Removes what is above `level` and touches what is network of some pixels of a column of words: what left the map
+    /// may have been touched since.
+    void RemoveNextTo(int column, int y, Word pixels, float level) {
+        const Word network = pixels & analysis_.BackgroundIn(column, y);
+        RemoveAmong(column, y, network | network << 1 | network >> 1, level);
+        if ((network & 1u) != 0 && column > 0) {
+            RemoveAmong(column - 1, y, Word{1} << 63, level);
+        }
+        if (network >> 63 != 0 && column + 1 < Grid().WordsPerRow()) {
+            RemoveAmong(column + 1, y, 1, level);
+        }
+    }
+
+    /// Removes what can be removed above `level` of pixels of a column of words, in row y and the two beside it.
+    void RemoveAmong(int column, int y, Word pixels, float level) {
+        for (int v = y - 1; v <= y + 1; ++v) {
+            const std::int32_t word = Grid().WordAt(column * 64, v);
+            for (Word left = pixels; (left & removable_[word]) != 0; left &= left - 1) {
+                left &= removable_[word];
+                const int x = column * 64 + BitGrid::LowestBit(left);
+                if (edges_[static_cast<std::ptrdiff_t>(v) * width_ + x] > level) {
+                    RemoveRegion({x, v});
+                }
+            }
+        }
+    }
+
+    const float* edges_;
+    int width_;
+    int height_;
+    std::vector<float> levels_;
+    ComponentSizes sizes_;
+    ShrinkingComponents components_;
+    LevelBuckets buckets_;
+    EnclosedRegionAnalysis analysis_;
+    BitPlane removable_;            // open, and at or above the level
+    std::vector<WordPart> erased_;  // components that were too small, since the last removal
+    std::vector<PixelPosition> stack_;
+    std::vector<PixelPosition> removed_;  // what the components have not been told of
+};
+
+LevelSweep::LevelSweep(const MapView& edges, float openUpTo, const PixelMask& alsoOpen,
+                       const std::vector<float>& levels, float levelStep, const ComponentSizes& sizes)
+    : state_(std::make_unique<State>(edges, openUpTo, alsoOpen, levels, levelStep, sizes)) {}
+
+LevelSweep::~LevelSweep() = default;
+
+void LevelSweep::RemoveAbove(std::size_t level) { state_->RemoveAbove(level); }
+
+void LevelSweep::RemoveConnected(std::size_t level) { state_->RemoveConnected(level); }
+
+void LevelSweep::Sweep() { state_->Sweep(); }
+
+PixelMask LevelSweep::Candidates() const {
+    return state_->Mask([&](int column, int y) { return state_->Analysis().CandidatesIn(column, y); });
+}
+
+PixelMask LevelSweep::Rings() const {
+    return state_->Mask([&](int column, int y) { return state_->Analysis().RingsIn(column, y); });
+}
+
+}  // namespace level_sweep
