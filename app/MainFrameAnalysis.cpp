@@ -62,7 +62,6 @@ void MainFrame::OnParameters(wxCommandEvent&) {
 }
 
 void MainFrame::RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body) {
-    if (!HasPositions()) return;
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
     try {
