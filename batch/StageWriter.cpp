@@ -14,9 +14,9 @@ void LeaveWhenInterrupted() {
 
 }  // namespace
 
-StageWriter::StageWriter(const BatchOptions& options, const ImageFiles& files, const qvox::PixelResolution& resolution,
+StageWriter::StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
                          Progress& progress)
-    : options_(options), files_(files), resolution_(resolution), progress_(progress) {}
+    : places_(places), files_(files), resolution_(resolution), progress_(progress) {}
 
 void StageWriter::BeginStage(DetectionStage stage, const StageProgress& progress) {
     LeaveWhenInterrupted();
@@ -31,11 +31,11 @@ void StageWriter::Trace(const std::string& line) {
     progress_.Trace(FileNameOf(files_.input) + ": " + wxString::FromUTF8(line));
 }
 
-bool StageWriter::WantsStage(DetectionStage) { return options_.stages.has_value(); }
+bool StageWriter::WantsStage(DetectionStage) { return places_.stages.has_value(); }
 
 template <typename T>
 void StageWriter::Save(DetectionStage stage, const qvox::VoxelImage<T>& map) {
-    const std::string path = PathBytes(StagePath(options_, files_, std::string(RowOf(stage).filePrefix)));
+    const std::string path = PathBytes(StagePath(places_, files_, stage));
     qvox::VoxelImage<T> scaled(map);
     scaled.SetResolution(resolution_);
     qvox::SaveImageFile(path, scaled);
