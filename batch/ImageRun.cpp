@@ -14,11 +14,11 @@
 #include "InputList.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
-#include "support/OpenCVThreads.h"
 #include "PathText.h"
 #include "Progress.h"
 #include "RunReport.h"
 #include "WorkQueue.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 
