@@ -175,14 +175,24 @@ void PieceContacts::CheckContacts(std::int32_t tile, std::size_t direction, cons
         return std::count_if(among.first, among.last,
                              [&](const Contact& contact) { return contact.here == a && contact.there == b; }) == 1;
     };
+    const auto atSide = [](const PiecesOfTile& pieces, std::size_t towards) {
+        std::vector<Side> sides;
+        for (std::size_t number = 0; number < pieces.MaskCount() * 64; ++number) {
+            const bool isInUse = (pieces.InUse(number / 64) >> number % 64 & 1u) != 0;
+            const Word pixels = isInUse ? BorderPixels(pieces.At(number))[towards] : 0;
+            if (pixels != 0) {
+                sides.push_back({pixels, static_cast<std::uint16_t>(number)});
+            }
+        }
+        return sides;
+    };
     std::ptrdiff_t expected = 0;
-    for (std::size_t a = 0; a < here.MaskCount() * 64; ++a) {
-        const Word pixels = (here.InUse(a / 64) >> a % 64 & 1u) != 0 ? BorderPixels(here.At(a))[direction] : 0;
-        for (std::size_t b = 0; pixels != 0 && b < there.MaskCount() * 64; ++b) {
-            const bool isInUse = (there.InUse(b / 64) >> b % 64 & 1u) != 0;
-            if (isInUse && (DilateRow(pixels) & BorderPixels(there.At(b))[back]) != 0) {
+    const std::vector<Side> sidesThere = atSide(there, back);
+    for (const Side& a : atSide(here, direction)) {
+        for (const Side& b : sidesThere) {
+            if ((DilateRow(a.pixels) & b.pixels) != 0) {
                 ++expected;
-                KORVANE_ASSERT(has(contacts, a, b) && has(swapped, b, a));
+                KORVANE_ASSERT(has(contacts, a.number, b.number) && has(swapped, b.number, a.number));
             }
         }
     }

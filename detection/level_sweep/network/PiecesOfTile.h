@@ -115,7 +115,6 @@ private:
     void CheckPiece(std::size_t number) const;
     void CheckPixels(const TileKinds& pixels) const;
     void CheckLinks() const;
-    bool AreAdjacent(const TilePiece& a, const TilePiece& b) const;
 
     SmallVector<Word, kLinksInside> links_;  // for each number as many words as there are masks
     std::vector<TilePiece> pieces_;          // by number, also numbers not in use

@@ -78,31 +78,41 @@ void PiecesOfTile::CheckPixels(const TileKinds& pixels) const {
 }
 
 void PiecesOfTile::CheckLinks() const {
+    constexpr int side = TileGrid::kSide;
     const std::size_t masks = masks_.size();
+    const std::size_t none = masks * 64;
     KORVANE_ASSERT(links_.size() == pieces_.size() * masks);
-    const auto isInUse = [&](std::size_t number) { return (masks_[number / 64].inUse >> number % 64 & 1u) != 0; };
+    std::vector<std::size_t> pieceOf(side * side, none);
+    const auto at = [&](int x, int y) -> std::size_t& { return pieceOf[static_cast<std::size_t>(y * side + x)]; };
+    for (std::size_t i = 0; i < masks; ++i) {
+        ForEachBit(masks_[i].inUse, [&](std::size_t bit) {
+            const TilePiece& piece = pieces_[i * 64 + bit];
+            for (int y = piece.y0; y <= piece.y1; ++y) {
+                ForEachBit(RowOf(piece, static_cast<std::size_t>(y)),
+                           [&](std::size_t x) { at(static_cast<int>(x), y) = i * 64 + bit; });
+            }
+        });
+    }
     const auto isPatch = [&](std::size_t number) { return (masks_[number / 64].patches >> number % 64 & 1u) != 0; };
-    for (std::size_t a = 0; a < pieces_.size(); ++a) {
-        for (std::size_t b = 0; isInUse(a) && b < masks * 64; ++b) {
-            const bool areLinked = (links_[a * masks + b / 64] >> b % 64 & 1u) != 0;
-            const bool areAdjacent = a != b && isInUse(b) && AreAdjacent(pieces_[a], pieces_[b]);
-            KORVANE_ASSERT(areLinked == areAdjacent);
-            KORVANE_ASSERT(!areAdjacent || isPatch(a) != isPatch(b));
+    std::vector<Word> expected(links_.size());
+    for (int pixel = 0; pixel < side * side; ++pixel) {
+        const int x = pixel % side;
+        const int y = pixel / side;
+        for (int near = 0; at(x, y) != none && near < 9; ++near) {
+            const int u = x + near % 3 - 1;
+            const int v = y + near / 3 - 1;
+            const std::size_t other = u >= 0 && v >= 0 && u < side && v < side ? at(u, v) : none;
+            if (other != none && other != at(x, y)) {
+                KORVANE_ASSERT(isPatch(other) != isPatch(at(x, y)));
+                expected[at(x, y) * masks + other / 64] |= Word{1} << other % 64;
+            }
         }
     }
-}
-
-bool PiecesOfTile::AreAdjacent(const TilePiece& a, const TilePiece& b) const {
-    if ((DilateRow(a.columns) & b.columns) == 0 || a.y0 > b.y1 + 1 || b.y0 > a.y1 + 1) {
-        return false;
+    for (std::size_t i = 0; i < links_.size(); ++i) {
+        const std::size_t number = i / masks;
+        const bool isInUse = (masks_[number / 64].inUse >> number % 64 & 1u) != 0;
+        KORVANE_ASSERT(!isInUse || links_[i] == expected[i]);
     }
-    for (std::size_t row = a.y0; row <= a.y1; ++row) {
-        const Word around = DilateRow(RowOf(a, row));
-        if ((around & (RowOf(b, row) | RowOf(b, row + 1) | (row > 0 ? RowOf(b, row - 1) : 0))) != 0) {
-            return true;
-        }
-    }
-    return false;
 }
 
 }  // namespace level_sweep
