@@ -16,7 +16,7 @@ EnclosedRegionAnalysis::EnclosedRegionAnalysis(const BitPlane& background, int l
       candidates_(enclosed_.Grid().Words()),
       rings_(enclosed_.Grid().Words()) {}
 
-void EnclosedRegionAnalysis::Analyse(const std::vector<WordPart>& component) {
+void EnclosedRegionAnalysis::Analyse(const std::vector<WordPixels<BitGrid>>& component) {
     touched_.Touch(component);
     UpdateSkeleton();
     const MarkedBranches branches = MarkBranches();
@@ -60,7 +60,7 @@ int EnclosedRegionAnalysis::LargestDistanceOfVisited() {
     return distance_.Largest(parts_);
 }
 
-void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPart>& component) {
+void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPixels<BitGrid>>& component) {
     const auto linesIn = [&](int column, int y) {
         const BitGrid::Word lines = traces_.LinesLeftIn(column, y);
         return lines == 0 ? lines : lines & touched_.VisitedIn(column, y);
@@ -71,22 +71,22 @@ void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPart>& compone
     });
 }
 
-const std::vector<RowSpan>& EnclosedRegionAnalysis::Ellipse(int size) {
-    std::vector<RowSpan>& spans = ellipses_[size];
-    if (spans.empty()) {
-        spans = ReflectedEllipticElement(size);
+const std::vector<PixelRun>& EnclosedRegionAnalysis::Ellipse(int size) {
+    std::vector<PixelRun>& runs = ellipses_[size];
+    if (runs.empty()) {
+        runs = ReflectedEllipticElement(size);
     }
-    return spans;
+    return runs;
 }
 
 void EnclosedRegionAnalysis::ClearAround(const MarkedBranches& branches, int size) {
     if (size == 0) {
         return;
     }
-    const std::vector<RowSpan>& spans = Ellipse(size);
+    const std::vector<PixelRun>& runs = Ellipse(size);
     const auto clear = [&](int endX, int endY) {
-        for (const RowSpan& span : spans) {
-            const PixelRun run{endY + span.dy, std::max(endX + span.dx0, 0), std::min(endX + span.dx1, width_ - 1)};
+        for (const PixelRun& row : runs) {
+            const PixelRun run{endY + row.y, std::max(endX + row.x0, 0), std::min(endX + row.x1, width_ - 1)};
             if (run.y >= 0 && run.y < height_ && run.x0 <= run.x1) {
                 touched_.Clear(run);
             }

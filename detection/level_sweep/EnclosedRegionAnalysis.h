@@ -30,7 +30,7 @@ public:
     BitGrid::Word RingsIn(int column, int y) const { return rings_[enclosed_.Grid().WordAt(column * 64, y)]; }
 
     /// `component`: one 4-connected component, in raster order.
-    void Analyse(const std::vector<WordPart>& component);
+    void Analyse(const std::vector<WordPixels<BitGrid>>& component);
 
     /// Calls cleared(column, y, pixels) for what was kTouched at the last call and is kBackground now, in row y from
     /// column 64 * column on.
@@ -41,7 +41,7 @@ public:
 
     /// To be told of every pixel of the component map that its owner made kBackground.
     void BackgroundAdded(int x, int y) { touched_.BackgroundAdded(x, y); }
-    void BackgroundAdded(const WordPart& part) { touched_.BackgroundAdded(part); }
+    void BackgroundAdded(const WordPixels<BitGrid>& part) { touched_.BackgroundAdded(part); }
 
     /// The pixels that are kBackground in row y from column 64 * column on.
     BitGrid::Word BackgroundIn(int column, int y) const { return touched_.BackgroundIn(column, y); }
@@ -54,9 +54,9 @@ private:
     void UpdateSkeleton();
     MarkedBranches MarkBranches();
     int LargestDistanceOfVisited();
-    void MarkCandidates(const std::vector<WordPart>& component);
+    void MarkCandidates(const std::vector<WordPixels<BitGrid>>& component);
     void ClearAround(const MarkedBranches& branches, int size);
-    const std::vector<RowSpan>& Ellipse(int size);
+    const std::vector<PixelRun>& Ellipse(int size);
 
     int width_;
     int height_;
@@ -70,7 +70,7 @@ private:
     // By words of the grid of what is enclosed.
     ZeroedArray<BitGrid::Word> candidates_;
     ZeroedArray<BitGrid::Word> rings_;
-    std::map<int, std::vector<RowSpan>> ellipses_;
+    std::map<int, std::vector<PixelRun>> ellipses_;
 };
 
 }  // namespace level_sweep

@@ -61,11 +61,11 @@ public:
     /// are too large may become smaller, all others leave with their first sweep.
     void Sweep() {
         for (const TakenComponent& component : components_.TakeSmall()) {
-            for (const WordPart& part : component.parts) {
+            for (const WordPixels<BitGrid>& part : component.parts) {
                 removable_[part.word] &= ~part.pixels;
             }
             if (component.area < sizes_.minimumAreaPx) {
-                for (const WordPart& part : component.parts) {
+                for (const WordPixels<BitGrid>& part : component.parts) {
                     analysis_.BackgroundAdded(part);
                 }
                 erased_.insert(erased_.end(), component.parts.begin(), component.parts.end());
@@ -100,7 +100,7 @@ public:
             RemoveIfTouching(at);
         });
         analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
-        for (const WordPart& part : erased_) {
+        for (const WordPixels<BitGrid>& part : erased_) {
             const int y = part.word / Grid().WordsPerRow();
             RemoveNextTo(part.word - Grid().WordAt(0, y), y, part.pixels, level);
         }
@@ -167,7 +167,7 @@ private:
     void RemoveRegion(PixelPosition start) {
         Remove(start);
         for (PixelPosition at = start;;) {
-            for (unsigned near = removable_.Nine(at.x, at.y); near != 0; near &= near - 1) {
+            for (unsigned near = removable_.Neighbourhood(at.x, at.y); near != 0; near &= near - 1) {
                 const int i = BitGrid::LowestBit(near);
                 const PixelPosition next{at.x + i % 3 - 1, at.y + i / 3 - 1};
                 Remove(next);
@@ -217,7 +217,7 @@ private:
     LevelBuckets buckets_;
     EnclosedRegionAnalysis analysis_;
     BitPlane removable_;            // open, and at or above the level
-    std::vector<WordPart> erased_;  // components that were too small, since the last removal
+    std::vector<WordPixels<BitGrid>> erased_;  // components that were too small, since the last removal
     std::vector<PixelPosition> stack_;
     std::vector<PixelPosition> removed_;  // what the components have not been told of
 };

@@ -219,7 +219,7 @@ void ShrinkingComponents::NumberComponents() {
 // Inlined by force: as a function it would seem to do nothing, and calls of it be left out.
 inline __attribute__((always_inline)) void ShrinkingComponents::FetchAhead(const PixelPosition& at) const {
     const std::int32_t* link = &link_[static_cast<std::size_t>(at.y * width_ + at.x)];
-    const Surroundings& around = kSurroundings[open_.Nine(at.x, at.y)];
+    const Surroundings& around = kSurroundings[open_.Neighbourhood(at.x, at.y)];
     __builtin_prefetch(link, 1);
     if (around.asksAbove != 0 && at.y > 0) {
         __builtin_prefetch(link - width_, 1);
@@ -246,7 +246,7 @@ void ShrinkingComponents::Remove(const PixelPosition& at) {
     const int x = at.x;
     const int y = at.y;
     const std::int32_t pixel = y * width_ + x;
-    const Surroundings& around = kSurroundings[open_.Nine(x, y)];
+    const Surroundings& around = kSurroundings[open_.Neighbourhood(x, y)];
     const std::int32_t number = link_[static_cast<std::size_t>(pixel)];
     open_.Remove(x, y);
     if (--area_[static_cast<std::size_t>(number)] == 0) {
@@ -283,7 +283,7 @@ void ShrinkingComponents::Remove(const PixelPosition& at) {
     for (std::size_t g = 0; g < around.count; ++g) {
         if (sideOf[g] == static_cast<int>(g)) {
             const int u = x + kStepX[around.open[g]];
-            const WordPart start{grid_.WordAt(u, y + kStepY[around.open[g]]), BitGrid::Bit(u)};
+            const WordPixels<BitGrid> start{grid_.WordAt(u, y + kStepY[around.open[g]]), BitGrid::Bit(u)};
             sides_[static_cast<std::size_t>(sides++)].waiting.assign(1, start);
         }
     }
@@ -311,7 +311,7 @@ void ShrinkingComponents::Separate(int sides, std::int32_t number, std::int32_t 
             area_[static_cast<std::size_t>(number)] -= area_[static_cast<std::size_t>(own)];
             anySmall = anySmall || IsSmall(own);
         }
-        for (const WordPart& part : side.reached) {
+        for (const WordPixels<BitGrid>& part : side.reached) {
             open_[part.word] |= part.pixels;
         }
         side.reached.clear();
@@ -324,7 +324,7 @@ void ShrinkingComponents::Separate(int sides, std::int32_t number, std::int32_t 
 // Goes on by what hangs together with waiting pixels in their word. What is reached is taken out of the open pixels, so
 // that one look tells what is still to be reached.
 void ShrinkingComponents::Advance(Side& side) {
-    const WordPart at = side.waiting.back();
+    const WordPixels<BitGrid> at = side.waiting.back();
     side.waiting.pop_back();
     const Word pixels = RunsContaining(at.pixels, open_[at.word]);
     if (pixels == 0) {
@@ -351,7 +351,7 @@ void ShrinkingComponents::Advance(Side& side) {
 std::int32_t ShrinkingComponents::NumberSide(const Side& side) {
     const std::int32_t number = NewNumber();
     std::int32_t area = 0;
-    for (const WordPart& part : side.reached) {
+    for (const WordPixels<BitGrid>& part : side.reached) {
         std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
         ForEachRun(part.pixels, [&](int first, int last) {
             std::fill(link + first, link + last + 1, number);
@@ -394,7 +394,7 @@ void ShrinkingComponents::TakeIfSmall(int x, int y) {
     }
     TakenComponent component{0, area_[static_cast<std::size_t>(number)], {}};
     FloodFrom(x, y, component.parts);
-    const WordPart& first = component.parts.front();
+    const WordPixels<BitGrid>& first = component.parts.front();
     component.first = NodeOfWord(first.word) + BitGrid::LowestBit(first.pixels);
     Close(component);
     unused_.push_back(number);
@@ -402,16 +402,16 @@ void ShrinkingComponents::TakeIfSmall(int x, int y) {
 }
 
 // Takes the component of a pixel out of the open ones and puts it into raster order.
-void ShrinkingComponents::FloodFrom(int x, int y, std::vector<WordPart>& parts) {
+void ShrinkingComponents::FloodFrom(int x, int y, std::vector<WordPixels<BitGrid>>& parts) {
     Side& side = sides_[0];
     side.waiting.assign(1, {grid_.WordAt(x, y), BitGrid::Bit(x)});
     while (!side.Finished()) {
         Advance(side);
     }
     std::sort(side.reached.begin(), side.reached.end(),
-              [](const WordPart& a, const WordPart& b) { return a.word < b.word; });
+              [](const WordPixels<BitGrid>& a, const WordPixels<BitGrid>& b) { return a.word < b.word; });
     // A word may have been reached more than once.
-    for (const WordPart& part : side.reached) {
+    for (const WordPixels<BitGrid>& part : side.reached) {
         if (parts.empty() || parts.back().word != part.word) {
             parts.push_back(part);
         } else {
@@ -423,7 +423,7 @@ void ShrinkingComponents::FloodFrom(int x, int y, std::vector<WordPart>& parts) 
 
 // The pixels of a component that is not open any more hang together, and with each closed pixel that they touch.
 void ShrinkingComponents::Close(const TakenComponent& component) {
-    for (const WordPart& part : component.parts) {
+    for (const WordPixels<BitGrid>& part : component.parts) {
         std::int32_t* link = &link_[static_cast<std::size_t>(NodeOfWord(part.word))];
         ForEachRun(part.pixels,
                    [&](int first, int last) { std::fill(link + first, link + last + 1, component.first); });
@@ -443,7 +443,7 @@ void ShrinkingComponents::Close(const TakenComponent& component) {
             join(start + BitGrid::LowestBit(first));
         }
     };
-    for (const WordPart& part : component.parts) {
+    for (const WordPixels<BitGrid>& part : component.parts) {
         const std::int32_t y = part.word / wordsPerRow;
         const std::int32_t column = part.word - y * wordsPerRow;
         const Word last = column == wordsPerRow - 1 ? BitGrid::Bit(width_ - 1) : 0;

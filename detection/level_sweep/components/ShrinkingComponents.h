@@ -14,7 +14,7 @@ namespace level_sweep {
 struct TakenComponent {
     std::int32_t first;  ///< offset of its first pixel in raster order
     std::int64_t area;
-    std::vector<WordPart> parts;  ///< in raster order, each word once
+    std::vector<WordPixels<BitGrid>> parts;  ///< in raster order, each word once
 };
 
 /// The 4-connected components of the open pixels of a map, with their areas, kept up while pixels are removed one by
@@ -41,8 +41,8 @@ public:
 private:
     using Word = BitGrid::Word;
     struct Side {
-        std::vector<WordPart> reached;
-        std::vector<WordPart> waiting;
+        std::vector<WordPixels<BitGrid>> reached;
+        std::vector<WordPixels<BitGrid>> waiting;
         bool Finished() const { return waiting.empty(); }
     };
 
@@ -69,7 +69,7 @@ private:
     void Advance(Side& side);
     std::int32_t NumberSide(const Side& side);
     void TakeIfSmall(int x, int y);
-    void FloodFrom(int x, int y, std::vector<WordPart>& parts);
+    void FloodFrom(int x, int y, std::vector<WordPixels<BitGrid>>& parts);
     void Close(const TakenComponent& component);
 
     BitPlane open_;

@@ -24,7 +24,7 @@ public:
     /// that touch it, also across corners.
     /// Cost: some tens of instructions for each word that the area lies in, and fewer for all others of its box.
     template <typename LinesIn, typename Visit>
-    void Find(const std::vector<WordPart>& component, LinesIn linesIn, Visit visit);
+    void Find(const std::vector<WordPixels<BitGrid>>& component, LinesIn linesIn, Visit visit);
 
 private:
     struct Position {
@@ -78,8 +78,8 @@ private:
 };
 
 template <typename LinesIn, typename Visit>
-void EnclosedArea::Find(const std::vector<WordPart>& component, LinesIn linesIn, Visit visit) {
-    for (const WordPart& part : component) {
+void EnclosedArea::Find(const std::vector<WordPixels<BitGrid>>& component, LinesIn linesIn, Visit visit) {
+    for (const WordPixels<BitGrid>& part : component) {
         const int y = part.word / (lastColumn_ + 1);
         seeds_.push_back({{part.word - y * (lastColumn_ + 1), y}, part.pixels});
     }
