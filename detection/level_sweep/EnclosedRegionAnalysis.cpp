@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "Assert.h"
 #include "enclosed/EllipticElement.h"
 
 namespace level_sweep {
+
 EnclosedRegionAnalysis::EnclosedRegionAnalysis(const BitPlane& background, int longBranchPx)
     : width_(background.Width()),
       height_(background.Height()),
@@ -27,14 +29,15 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPixels<BitGrid>>& com
     ClearAround(branches, size);
 }
 
-// The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
-// so that the visited is thinned as if it were alone. It can only lie behind a visited patch.
+// The skeleton's set contains what this analysis and earlier ones touched. Pixels next to the touched background that are
+// not part of it leave the set, so that the touched background is thinned as if it were alone; pixels further away have
+// no influence.
 void EnclosedRegionAnalysis::UpdateSkeleton() {
-    touched_.DropBesideVisited([&](std::int32_t word, BitGrid::Word pixels) {
+    touched_.DropBesideVisited([&](std::int32_t word, Word pixels) {
         skeleton_.Remove(word, pixels);
         distance_.Remove(word, pixels);
     });
-    touched_.AddVisited([&](std::int32_t word, BitGrid::Word pixels) {
+    touched_.AddVisited([&](std::int32_t word, Word pixels) {
         skeleton_.Add(word, pixels);
         distance_.Add(word, pixels);
     });
@@ -43,9 +46,9 @@ void EnclosedRegionAnalysis::UpdateSkeleton() {
 }
 
 MarkedBranches EnclosedRegionAnalysis::MarkBranches() {
-    // Rows are asked for from the last one up.
+    // Rows are read from the last one up.
     return traces_.Marked(touched_.VisitedTiles(), [&](int x0, int y0, int row) {
-        const BitGrid::Word* rows = touched_.VisitedRows(distance_.TileAt(x0, y0));
+        const Word* rows = touched_.VisitedRows(distance_.TileAt(x0, y0));
         __builtin_prefetch(rows + std::max(row - 8, 0));
         return rows[row];
     });
@@ -62,13 +65,26 @@ int EnclosedRegionAnalysis::LargestDistanceOfVisited() {
 
 void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPixels<BitGrid>>& component) {
     const auto linesIn = [&](int column, int y) {
-        const BitGrid::Word lines = traces_.LinesLeftIn(column, y);
+        const Word lines = traces_.LinesLeftIn(column, y);
         return lines == 0 ? lines : lines & touched_.VisitedIn(column, y);
     };
-    enclosed_.Find(component, linesIn, [&](std::size_t word, BitGrid::Word inside, BitGrid::Word ring) {
+    enclosed_.Find(component, linesIn, [&](std::size_t word, Word inside, Word ring) {
         rings_[word] |= ring;
         candidates_[word] = (candidates_[word] | inside) & ~rings_[word];
     });
+}
+
+void EnclosedRegionAnalysis::CheckInvariants() const {
+#ifdef KORVANE_ASSERTIONS
+    for (int y = 0; y < height_; ++y) {
+        for (int column = 0; column * 64 < width_; ++column) {
+            KORVANE_ASSERT((CandidatesIn(column, y) & RingsIn(column, y)) == 0);
+            KORVANE_ASSERT((BackgroundIn(column, y) & TouchedIn(column, y)) == 0);
+        }
+    }
+    distance_.CheckInvariants();
+    enclosed_.CheckInvariants();
+#endif
 }
 
 const std::vector<PixelRun>& EnclosedRegionAnalysis::Ellipse(int size) {
