@@ -1,7 +1,6 @@
 #include "SeededSegmentation.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,10 +8,11 @@
 #include <opencv2/core.hpp>
 
 #include "ComponentImage.h"
-#include "support/InputChecks.h"
-#include "support/MarkerGrowth.h"
+#include "NominalSizes.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
+#include "support/InputChecks.h"
+#include "support/MarkerGrowth.h"
 
 namespace Korvane {
 namespace {
@@ -34,7 +34,7 @@ void RemoveSmallObjects(qvox::LabelImage& labels, float minObjectDiameterUm) {
     std::vector<std::uint8_t> kept(65536, 0);
     for (const qvox::ComponentRecord& component : components.Components()) {
         const double areaUm2 = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kArea);
-        const double diameterUm = std::sqrt(areaUm2 * 4.0 / CV_PI);
+        const double diameterUm = qvox::EquivalentDiameter(areaUm2);
         kept[component.identifier] = !(static_cast<double>(minObjectDiameterUm) > diameterUm);
     }
     for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) {
@@ -56,8 +56,9 @@ void SegmentFromSeeds(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labe
     const float scale = CheckedResolutionScale(operation, xResolution);
     WithOpenCvMemoryErrors([&] {
         {
-            const qvox::VoxelImage<float> relief = SmoothedGradient(raw, static_cast<double>(scale) * 3.0);
-            const qvox::LabelImage markers = AddBackgroundMarker(labels, static_cast<int>(scale * 100.0f));
+            const qvox::VoxelImage<float> relief = SmoothedGradient(raw, static_cast<double>(scale) * kReliefSigmaPx);
+            const qvox::LabelImage markers =
+                AddBackgroundMarker(labels, static_cast<int>(scale * kBackgroundDistancePx));
             GrowMarkers(relief, markers, labels);
         }
         RemoveSmallObjects(labels, minObjectDiameterUm);

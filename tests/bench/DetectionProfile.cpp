@@ -23,11 +23,13 @@
 
 #include "AllocationMeter.h"
 #include "DetectionDriver.h"
+#include "NominalSizes.h"
 #include "FreedMemory.h"
 #include "SeededSegmentation.h"
 #include "StageLimits.h"
 #include "generator/SamplePicture.h"
 #include "reference/PlainDetection.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -50,9 +52,9 @@ public:
     StageClock() : heldAtStart_(HeldBytes()) { ResetPeakBytes(); }
 
     int ProgressValue() override { return static_cast<int>(times.size()); }
-    void UpdateProgress(int, const std::string& message) override {
+    void BeginStage(Korvane::DetectionStage stage, const Korvane::StageProgress&) override {
         EndStage();
-        names.push_back(message.substr(message.find(' ', 7) + 1));
+        names.emplace_back(Korvane::RowOf(stage).text);
     }
     void EndStage() {
         times.push_back(CpuSeconds());
@@ -90,7 +92,7 @@ VoxelImage<float> DrawTexture(std::uint64_t size, int grain) {
     std::mt19937 random(11);
     VoxelImage<float> noise;
     noise.Resize(size, size, 1);
-    for (float& v : noise) v = static_cast<float>(random() >> 8) / 16777216.0f;
+    for (float& v : noise) v = korvane_test::Uniform(random);
     VoxelImage<float> out(noise);
     for (int pass = 0; pass < (grain > 1 ? 3 : 0); ++pass) {
         for (std::uint64_t y = 0; y < size; ++y) {

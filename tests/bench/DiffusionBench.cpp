@@ -3,12 +3,13 @@
 #include <random>
 
 #include "BenchSupport.h"
-#include "operations/DiffusionVariant.h"
+#include "operations/DiffusionWith.h"
 #include "reference/PlainDiffusion.h"
+#include "support/Random.h"
 
 namespace {
 
-using qvox::DiffusionVariant;
+using qvox::InstructionSet;
 using qvox::VoxelImage;
 
 constexpr float kContrast = 0.005f;
@@ -20,12 +21,11 @@ VoxelImage<std::uint16_t> Discs(std::uint64_t size) {
     VoxelImage<std::uint16_t> image;
     image.Resize(size, size, 1);
     std::mt19937 random(1);
-    std::uniform_int_distribution<int> noise(-4000, 4000);
     for (std::uint64_t y = 0; y < size; ++y) {
         for (std::uint64_t x = 0; x < size; ++x) {
             const auto dx = static_cast<std::int64_t>(x % 100) - 50;
             const auto dy = static_cast<std::int64_t>(y % 100) - 50;
-            image(x, y) = static_cast<std::uint16_t>((dx * dx + dy * dy < 900 ? 42000 : 26000) + noise(random));
+            image(x, y) = static_cast<std::uint16_t>((dx * dx + dy * dy < 900 ? 42000 : 26000) + korvane_test::UniformInt(random, -4000, 4000));
         }
     }
     return image;
@@ -46,7 +46,7 @@ void Diffusion(benchmark::State& state) {
 BENCHMARK(Diffusion)->Arg(512)->Arg(1024)->Arg(2048)->Arg(4096)->Unit(benchmark::kMillisecond);
 
 void DiffusionVariants(benchmark::State& state) {
-    const auto variant = static_cast<DiffusionVariant>(state.range(1));
+    const auto variant = static_cast<InstructionSet>(state.range(1));
     if (!qvox::RunsHere(variant)) return state.SkipWithError("this processor lacks the instruction set");
     Run(state, [variant](auto& image) {
         qvox::EdgeEnhancingDiffusionWith(variant, image, 5.0f, kContrast, kTimeStep, kIterations);

@@ -10,14 +10,15 @@
 #include <gtest/gtest.h>
 #include <opencv2/core/utility.hpp>
 
-#include "support/GradientMagnitude.h"
-#include "support/MatConversion.h"
-#include "RoundnessFilter.h"
+#include "NominalSizes.h"
+#include "Refinement.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
 #include "reference/PlainDetection.h"
 #include "reference/PlainGradientMagnitude.h"
+#include "support/GradientMagnitude.h"
 #include "support/MaskPictures.h"
+#include "support/MatConversion.h"
 #include "support/Phantoms.h"
 #include "support/StageRecorder.h"
 #include "support/TestImages.h"
@@ -185,8 +186,8 @@ TEST(DetectionDriver, KeepsAnObjectOfJustTheThresholdsRoundness) {
     for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) labels[i] = map.at<float>(static_cast<int>(i)) > 0.0f;
     qvox::ComponentImage components;
     qvox::LabelForegroundRegions(components, labels, qvox::Neighbourhood8{});
-    const double roundness = Korvane::Roundness(qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kArea),
-                                                qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kPerimeter));
+    const double roundness = qvox::Roundness(qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kArea),
+                                             qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kPerimeter));
     float below = static_cast<float>(roundness);
     if (static_cast<double>(below) > roundness) below = std::nextafter(below, 0.0f);
     qvox::ComponentImage kept(components);

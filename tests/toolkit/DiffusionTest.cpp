@@ -12,14 +12,15 @@
 #include <utility>
 #include <vector>
 
-#include "operations/DiffusionVariant.h"
+#include "operations/DiffusionWith.h"
 #include "reference/PlainDiffusion.h"
+#include "support/Random.h"
 #include "support/TestImages.h"
 
 using korvane_reference::PlainEdgeEnhancingDiffusion;
 using korvane_test::RandomImage;
 using korvane_test::SameVoxels;
-using qvox::DiffusionVariant;
+using qvox::InstructionSet;
 using qvox::EdgeEnhancingDiffusion;
 using qvox::EdgeEnhancingDiffusionWith;
 
@@ -103,11 +104,10 @@ Image SmoothNoise(std::mt19937& random, std::uint64_t width, std::uint64_t heigh
 /// Dark rings and bright discs under noise; a few voxels are 0, as those of the brightest grey level come in.
 Image Discs(std::mt19937& random, std::uint64_t width, std::uint64_t height, int noiseLevel) {
     Image image = RandomImage<std::uint16_t>(random, width, height, 30000 - noiseLevel, 30000 + noiseLevel);
-    std::uniform_real_distribution<double> unit(0, 1);
     for (int disc = 0; disc < 6; ++disc) {
-        const double cx = unit(random) * static_cast<double>(width);
-        const double cy = unit(random) * static_cast<double>(height);
-        const double radius = 3 + 12 * unit(random);
+        const double cx = korvane_test::UniformDouble(random) * static_cast<double>(width);
+        const double cy = korvane_test::UniformDouble(random) * static_cast<double>(height);
+        const double radius = 3 + 12 * korvane_test::UniformDouble(random);
         for (std::uint64_t y = 0; y < height; ++y) {
             for (std::uint64_t x = 0; x < width; ++x) {
                 const double r = std::hypot(static_cast<double>(x) - cx, static_cast<double>(y) - cy);
@@ -116,7 +116,7 @@ Image Discs(std::mt19937& random, std::uint64_t width, std::uint64_t height, int
             }
         }
     }
-    image[static_cast<std::uint64_t>(unit(random) * static_cast<double>(image.VoxelCount() - 1))] = 0;
+    image[static_cast<std::uint64_t>(korvane_test::UniformDouble(random) * static_cast<double>(image.VoxelCount() - 1))] = 0;
     return image;
 }
 
@@ -252,10 +252,9 @@ TEST(Diffusion, SmoothsAlongADiagonalEdgeAndNotAcrossIt) {
     Image image;
     image.Resize(80, 80, 1);
     std::mt19937 random(7);
-    std::uniform_int_distribution<int> noise(-3000, 3000);
     for (std::uint64_t y = 0; y < 80; ++y) {
         for (std::uint64_t x = 0; x < 80; ++x)
-            image(x, y) = static_cast<std::uint16_t>((x + y < 80 ? 20000 : 45000) + noise(random));
+            image(x, y) = static_cast<std::uint16_t>((x + y < 80 ? 20000 : 45000) + korvane_test::UniformInt(random, -3000, 3000));
     }
     const Image diffused = Diffused(image);
     double bright = 0;
@@ -370,14 +369,14 @@ TEST(Diffusion, SmoothingWiderThanThePictureWorks) {
 
 TEST(Diffusion, GivesTheSameBitsWithEveryInstructionSet) {
     std::mt19937 random(17);
-    for (const DiffusionVariant variant : {DiffusionVariant::Avx2, DiffusionVariant::Avx512}) {
+    for (const InstructionSet variant : {InstructionSet::kAvx2, InstructionSet::kAvx512}) {
         if (!qvox::RunsHere(variant)) continue;
         for (const auto& [width, height] : std::vector<std::pair<std::uint64_t, std::uint64_t>>{
                  {1, 1}, {1, 40}, {40, 1}, {63, 90}, {128, 65}, {150, 220}, {1100, 35}, {2500, 3}}) {
             for (const Parameters& p : {AtScale(0.4), Parameters{}, Parameters{0.0f, 0.3f, 0.3f, 3}}) {
                 const Image image = SmoothNoise(random, width, height, static_cast<int>(width % 3));
                 Image baseline = image;
-                EdgeEnhancingDiffusionWith(DiffusionVariant::Baseline, baseline, p.sigmaPx, p.contrast, p.timeStep,
+                EdgeEnhancingDiffusionWith(InstructionSet::kBaseline, baseline, p.sigmaPx, p.contrast, p.timeStep,
                                            p.iterations);
                 Image other = image;
                 EdgeEnhancingDiffusionWith(variant, other, p.sigmaPx, p.contrast, p.timeStep, p.iterations);
