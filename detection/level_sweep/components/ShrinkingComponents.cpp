@@ -169,7 +169,9 @@ void ShrinkingComponents::TakeIfSmall(PixelPosition at) {
     taken_.push_back(std::move(component));
 }
 
-// The pixels of a component that is no longer open are connected, and with each closed pixel that they touch.
+// The pixels of a component that is no longer open are connected, and with the closed pixels that they touch. One pixel
+// of each run of closed ones is joined: those of a hole may stay a tree of their own, since no component that borders on
+// the hole borders on anything beyond it.
 void ShrinkingComponents::Close(const TakenComponent& component) {
     for (const WordPixels<BitGrid>& part : component.parts) {
         const std::int32_t node = NodeOfWord(part.word);

@@ -22,8 +22,9 @@ struct TakenComponent {
 /// Invariants between calls:
 ///  1. Two open pixels have the same number exactly if they are 4-connected through open pixels.
 ///  2. area_[number] is the count of open pixels with this number; 0 for numbers in unused_.
-///  3. Two closed pixels have the same root exactly if they are 8-connected through closed pixels, where everything
-///     outside the map counts as one closed pixel.
+///  3. Closed pixels with the same root are 8-connected through closed pixels, where everything outside the map counts
+///     as one closed pixel. Closed pixels that are connected and share a side with the same component have the same
+///     root; others need not, as no cut depends on them.
 ///  4. Every small component contains a pixel of firstPixels_ or shares a side with a pixel of toInspect_.
 ///
 /// A removed pixel cuts its component exactly where two of the gaps of closed pixels around it are connected: their

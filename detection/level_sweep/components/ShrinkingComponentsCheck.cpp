@@ -1,3 +1,6 @@
+#include <map>
+#include <utility>
+
 #include "Assert.h"
 #include "components/PixelSurroundings.h"
 #include "components/ShrinkingComponents.h"
@@ -104,7 +107,7 @@ void ShrinkingComponents::CheckClosed() const {
         width, height,
         [&](int x, int y) { return !nodes_.Contains(x - 1, y - 1) || !open_.Has(x - 1, y - 1); }, 1);
     std::vector<std::int32_t> labelOf(static_cast<std::size_t>(nodes_.Outside()) + 1, 0);
-    std::vector<std::int32_t> rootOf(labels.size() + 1, -1);
+    std::map<std::pair<std::int32_t, std::int32_t>, std::int32_t> rootOf;  // by component number and label
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const std::int32_t label = labels[static_cast<std::size_t>(y * width + x)];
@@ -118,9 +121,14 @@ void ShrinkingComponents::CheckClosed() const {
             std::int32_t& known = labelOf[static_cast<std::size_t>(root)];
             KORVANE_ASSERT(known == 0 || known == label);
             known = label;
-            std::int32_t& knownRoot = rootOf[static_cast<std::size_t>(label)];
-            KORVANE_ASSERT(knownRoot == -1 || knownRoot == root);
-            knownRoot = root;
+            for (std::size_t i = 0; i < 8; i += 2) {
+                const int u = x - 1 + kRingX[i];
+                const int v = y - 1 + kRingY[i];
+                if (nodes_.Contains(u, v) && open_.Has(u, v)) {
+                    const std::pair<std::int32_t, std::int32_t> side{nodes_[nodes_.NodeAt(u, v)], label};
+                    KORVANE_ASSERT(rootOf.emplace(side, root).first->second == root);
+                }
+            }
         }
     }
 }
