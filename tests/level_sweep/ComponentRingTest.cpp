@@ -29,7 +29,7 @@ TEST(ComponentRing, HasThePixelsThatShareASideWithTheComponent) {
             cv::circle(component, {Between(random, 0, width - 1), Between(random, 0, height - 1)},
                        Between(random, 0, 70), cv::Scalar(1), Between(random, 0, 1) == 0 ? 1 : cv::FILLED);
             if (cv::countNonZero(component) == 0) continue;
-            std::vector<level_sweep::WordPart> parts;
+            std::vector<level_sweep::WordPixels<level_sweep::BitGrid>> parts;
             for (int y = 0; y < height; ++y) {
                 for (int x0 = 0; x0 < width; x0 += 64) {
                     BitGrid::Word pixels = 0;

@@ -9,7 +9,7 @@ std::size_t MaskOf(PieceTiles::PieceAt at) { return static_cast<std::size_t>(at.
 
 }  // namespace
 
-void ComponentFloods::Run(const std::vector<WordPart>& component) {
+void ComponentFloods::Run(const std::vector<WordPixels<BitGrid>>& component) {
     KORVANE_ASSERT(marks_.FloodedTiles().empty());
     marks_.BeginComponent();
     clusters_.Clear();

@@ -44,7 +44,7 @@ public:
 
     /// Floods from the ring of a component: 4-connected, in raster order.
     /// Cost: proportional to the pieces flooded, traversed or relabelled, and to the tiles of theirs that changed.
-    void Run(const std::vector<WordPart>& component);
+    void Run(const std::vector<WordPixels<BitGrid>>& component);
     /// The flooded pieces.
     const FloodMarks& Marks() const { return marks_; }
     /// Relabels the patches in the tiles; nothing is flooded any more.

@@ -2,17 +2,17 @@
 
 namespace level_sweep {
 
-void ComponentRing::Set(const std::vector<WordPart>& component) {
+void ComponentRing::Set(const std::vector<WordPixels<BitGrid>>& component) {
     const std::int32_t wordsPerRow = grid_.WordsPerRow();
     words_ = PixelBox{};
-    for (const WordPart& part : component) {
+    for (const WordPixels<BitGrid>& part : component) {
         const std::int32_t y = part.word / wordsPerRow;
         const std::int32_t column = part.word - y * wordsPerRow;
         words_.Include({y, column, column});
     }
     words_.Grow(1, wordsPerRow, height_);
     component_.assign(static_cast<std::size_t>(words_.Width()) * static_cast<std::size_t>(words_.Height()), 0);
-    for (const WordPart& part : component) {
+    for (const WordPixels<BitGrid>& part : component) {
         const std::int32_t y = part.word / wordsPerRow;
         const std::int32_t column = part.word - y * wordsPerRow;
         component_[static_cast<std::size_t>((y - words_.y0) * words_.Width() + column - words_.x0)] = part.pixels;

@@ -16,7 +16,7 @@ public:
     ComponentRing(const BitGrid& grid, int height) : grid_(grid), height_(height) {}
 
     /// `component`: in raster order.
-    void Set(const std::vector<WordPart>& component);
+    void Set(const std::vector<WordPixels<BitGrid>>& component);
 
     /// The words that may have pixels of the ring: columns of words by rows.
     const PixelBox& Words() const { return words_; }

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "bits/Word.h"
+
 namespace level_sweep {
 
 /// An image cut into tiles of 64 x 64 pixels, numbered row by row. The last tiles of a row or column may reach beyond

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "bits/Word.h"
+
 /// How functions of the labelling of tiles are compiled for an instruction set. Inlined ones take the set of the
 /// function that calls them.
 #define KORVANE_INLINED inline __attribute__((always_inline))

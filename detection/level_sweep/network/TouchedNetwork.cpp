@@ -17,7 +17,7 @@ TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touch
     tiles_.TakeRegionChanges([](std::int32_t, int, Word, Word) {});
 }
 
-void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
+void TouchedNetwork::Touch(const std::vector<WordPixels<BitGrid>>& component) {
     floods_.Run(component);
     const FloodMarks& marks = floods_.Marks();
     for (const FloodMarks::FloodedTile& at : marks.FloodedTiles()) {

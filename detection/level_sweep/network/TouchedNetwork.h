@@ -35,14 +35,14 @@ public:
 
     /// To be notified of every pixel that became kBackground, but for those that Clear makes so.
     void BackgroundAdded(int x, int y) { tiles_.AddPatch(x / PieceTiles::kSide, y, BitGrid::Bit(x)); }
-    void BackgroundAdded(const WordPart& part) {
+    void BackgroundAdded(const WordPixels<BitGrid>& part) {
         const int y = part.word / words_.WordsPerRow();
         tiles_.AddPatch(part.word - words_.WordAt(0, y), y, part.pixels);
     }
 
     /// Floods from the ring of a component: 4-connected, in raster order.
     /// Cost: proportional to the pieces flooded, traversed or relabelled, and to the tiles of theirs that changed.
-    void Touch(const std::vector<WordPart>& component);
+    void Touch(const std::vector<WordPixels<BitGrid>>& component);
 
     /// Between components: the pixels that are kBackground in row y from column 64 * column on.
     Word BackgroundIn(int column, int y) const { return tiles_.Pixels().PatchesIn(column, y); }
