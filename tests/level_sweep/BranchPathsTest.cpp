@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "ChangingSets.h"
 #include "branches/MarkedBranches.h"
 #include "skeleton/IncrementalSkeleton.h"
 #include "bits/ColumnGrid.h"
@@ -87,7 +88,7 @@ std::vector<Tile> TilesOf(const cv::Mat& picture) {
 
 /// Compares marks and pruned pixels on a part of the set with what pruning the lines of that part alone gives.
 void ExpectAsPrunedAnew(const cv::Mat& part, const IncrementalSkeleton& skeleton, BranchPaths& traces, int limit) {
-    const auto isLine = [&](int x, int y) { return part.at<uchar>(y, x) != 0 && skeleton.IsLine(x, y); };
+    const auto isLine = [&](int x, int y) { return part.at<uchar>(y, x) != 0 && korvane_test::IsLine(skeleton, x, y); };
     cv::Mat lines = cv::Mat::zeros(part.size(), CV_32F);
     for (int y = 0; y < part.rows; ++y) {
         for (int x = 0; x < part.cols; ++x) lines.at<float>(y, x) = isLine(x, y) ? 1.0f : 0.0f;

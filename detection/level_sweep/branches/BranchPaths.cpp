@@ -45,7 +45,7 @@ void BranchPaths::Update() {
         const int y = grid_.RowOf(change.word);
         for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
             const int x = x0 + BitGrid::LowestBit(left);
-            if (skeleton_.IsEnd(x, y)) {
+            if ((skeleton_.EndsIn(change.word) & ColumnGrid::Bit(x)) != 0) {
                 AddTrace(change.word, RankOf(x, y));
                 Touch(x, y);
             }
