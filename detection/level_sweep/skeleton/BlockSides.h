@@ -31,7 +31,9 @@ PixelBlock::Word BottomRows(const Rows& block) {
 }
 
 /// The side if it has any pixels.
-inline unsigned SideIf(PixelBlock::Word pixels, BlockSide side) { return pixels != 0 ? static_cast<unsigned>(side) : 0u; }
+inline unsigned SideIf(PixelBlock::Word pixels, BlockSide side) {
+    return pixels != 0 ? static_cast<unsigned>(side) : 0u;
+}
 
 /// The sides and corners at which a block has pixels.
 inline unsigned SidesOf(const PixelBlock& block) {

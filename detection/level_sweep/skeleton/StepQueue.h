@@ -31,9 +31,7 @@ public:
         return true;
     }
 
-    bool IsQueuedFor(std::int32_t block, int step) const {
-        return queuedFor_[static_cast<std::size_t>(block)] == step;
-    }
+    bool IsQueuedFor(std::int32_t block, int step) const { return queuedFor_[static_cast<std::size_t>(block)] == step; }
 
     /// Calls visit(block, step) for every queued block in the order of steps, each of which it takes off the queue
     /// first. `visit` may queue blocks for later steps.

@@ -63,10 +63,10 @@ private:
     };
     struct Difference {
         std::int32_t block;
-        std::int32_t changed;      // the last step in which `pixels` changed
-        std::int32_t nearSince;    // the step in which `near` was computed
-        PixelBlock pixels;         // set after the last computed step now but not before the update, or the other way
-        BlockNeighbourhood near;   // of the different pixels of this block and around it
+        std::int32_t changed;     // the last step in which `pixels` changed
+        std::int32_t nearSince;   // the step in which `near` was computed
+        PixelBlock pixels;        // set after the last computed step now but not before the update, or the other way
+        BlockNeighbourhood near;  // of the different pixels of this block and around it
     };
 
     State& StateOf(std::int32_t block) { return states_[static_cast<std::size_t>(block)]; }

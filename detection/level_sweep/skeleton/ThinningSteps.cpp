@@ -120,8 +120,7 @@ void ThinningSteps::Tidy(std::int32_t block) {
         }
     }
     end.last = atHand;
-    while (end.last > 0 &&
-           first[static_cast<std::size_t>(end.last)] == first[static_cast<std::size_t>(end.last) - 1]) {
+    while (end.last > 0 && first[static_cast<std::size_t>(end.last)] == first[static_cast<std::size_t>(end.last) - 1]) {
         --end.last;
     }
 }
@@ -139,16 +138,16 @@ void ThinningSteps::CheckInvariants() const {
         const PixelBlock* before = &FirstOf(block)[0];
         for (int step = 1; step <= std::min(end.last, kAtHand); ++step) {
             const PixelBlock* remaining = &FirstOf(block)[static_cast<std::size_t>(step)];
-            KORVANE_ASSERT(isPart(*remaining, *before));                       // 1
-            KORVANE_ASSERT(step < end.last || !(*remaining == *before));       // 2
+            KORVANE_ASSERT(isPart(*remaining, *before));                  // 1
+            KORVANE_ASSERT(step < end.last || !(*remaining == *before));  // 2
             before = remaining;
         }
         int last = kAtHand;
         if (end.later != 0) {
             for (const Later& later : LaterOf(end)) {
-                KORVANE_ASSERT(later.step > last);                             // 3
-                KORVANE_ASSERT(isPart(later.remaining, *before));              // 1
-                KORVANE_ASSERT(!(later.remaining == *before));                 // 3
+                KORVANE_ASSERT(later.step > last);                 // 3
+                KORVANE_ASSERT(isPart(later.remaining, *before));  // 1
+                KORVANE_ASSERT(!(later.remaining == *before));     // 3
                 last = later.step;
                 before = &later.remaining;
             }
