@@ -1,6 +1,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <string_view>
 
 #include <wx/defs.h>
 #include <wx/event.h>
@@ -11,63 +13,60 @@ namespace Korvane {
 
 class MainFrame;
 
-/// The identifiers of the commands. They are fixed: scripts and tests outside rely on them. 20011 is not used.
+/// The identifiers of the commands, each with the value of its row in Commands.def.
 enum CommandId : int {
-    kOpenImages = 20001,
-    kLoadResults = 20002,
-    kSaveResults = 20003,
-    kLoadResultsFrom = 20004,
-    kSaveResultsTo = 20005,
-    kExportTable = 20006,
-    kExportPictures = 20007,
-    kExportPicturesTo = 20008,
-    kQuit = 20009,
-    kLabelNumbers = 20010,
-    kOnlyRaw = 20012,
-    kOnlyContours = 20013,
-    kPreviousLabel = 20014,
-    kNextLabel = 20015,
-    kEmptyLabel = 20016,
-    kUniqueLabel = 20017,
-    kDecreaseRadius = 20018,
-    kIncreaseRadius = 20019,
-    kContourMode = 20020,
-    kParameters = 20021,
-    kDetectCurrent = 20022,
-    kDetectAll = 20023,
-    kDetectEmpty = 20024,
-    kSegmentCurrent = 20025,
-    kSegmentAll = 20026,
-    kClearCurrent = 20027,
-    kClearAll = 20028,
-    kControls = 20029,
-    kAbout = 20030,
+#define KORVANE_COMMAND(name, id, ...) name = (id),
+#include "Commands.def"
+#undef KORVANE_COMMAND
 };
 
 enum class CommandPlace {
-    kNewMenu,         ///< the first entry of its menu
     kNext,            ///< below the entry before it
     kAfterSeparator,  ///< below a line
 };
 
+/// When a command does something. Its menu entry can be chosen at any time.
+enum class CommandEnabled {
+    kAlways,         ///< also while another command runs
+    kWhenIdle,       ///< while no other command runs
+    kWithPositions,  ///< while no other command runs and at least one position is loaded
+};
+
 using CommandHandler = void (MainFrame::*)(wxCommandEvent&);
 
-/// One command: everything that is known of it.
+/// An ordinary entry, or one with a mark.
+struct CommandKind {
+    wxItemKind item = wxITEM_NORMAL;
+    bool (MainFrame::*isChecked)() const = nullptr;
+};
+
+/// One command: everything that is known of it. Commands.def explains the fields.
 struct Command {
     int id;
+    std::size_t eventOrder;
     const char* menu;
     CommandPlace place;
-    const char* text;  ///< with its key after a tab
-    wxItemKind kind;
+    const char* text;
+    CommandKind kind;
     const char* help;
+    CommandEnabled enabled;
     CommandHandler handler;
 };
 
+constexpr std::size_t kCommandCount = 0
+#define KORVANE_COMMAND(...) +1
+#include "Commands.def"
+#undef KORVANE_COMMAND
+    ;
+
 /// All commands, in the order of the menus.
-extern const std::array<Command, 29> kCommands;
+extern const std::array<Command, kCommandCount> kCommands;
 
 /// The command of an identifier; null when there is none.
 const Command* FindCommand(int id);
+
+/// The command whose text names this key, such as "C" or "Shift+Del"; null when there is none.
+const Command* FindCommandByKey(std::string_view key);
 
 /// The menu bar with all commands.
 wxMenuBar* MakeMenuBar();

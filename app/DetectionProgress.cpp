@@ -7,12 +7,17 @@
 
 namespace Korvane {
 
+std::string ProgressMessage(DetectionStage stage, int imageNumber) {
+    return "Image: " + std::to_string(imageNumber) + " " + std::string(RowOf(stage).text);
+}
+
 int DetectionProgress::ProgressValue() { return dialog_.GetValue(); }
 
-void DetectionProgress::UpdateProgress(int value, const std::string& message) {
+void DetectionProgress::BeginStage(DetectionStage stage, const StageProgress& progress) {
     // Whoever reads along sees a stage's trace when the next begins.
     std::fflush(stdout);
-    dialog_.Update(std::min(value, dialog_.GetRange() - 1), wxString::FromUTF8(message));
+    dialog_.Update(std::min(progress.value, dialog_.GetRange() - 1),
+                   wxString::FromUTF8(ProgressMessage(stage, progress.imageNumber)));
 }
 
 void DetectionProgress::Trace(const std::string& line) {

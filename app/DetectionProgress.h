@@ -8,14 +8,18 @@ class wxProgressDialog;
 
 namespace Korvane {
 
+/// What the progress dialog says while a stage of an image runs.
+std::string ProgressMessage(DetectionStage stage, int imageNumber);
+
 /// Shows the stages of detection in a progress dialog and writes the trace to standard output.
 class DetectionProgress : public DetectionObserver {
 public:
     explicit DetectionProgress(wxProgressDialog& dialog) : dialog_(dialog) {}
 
     int ProgressValue() override;
-    /// Stays one below the dialog's end, which the command itself reaches; at its end the dialog would close.
-    void UpdateProgress(int value, const std::string& message) override;
+    /// "Image: 1 preprocessing" and so on. Stays one below the dialog's end, which the command itself reaches; at its
+    /// end the dialog would close.
+    void BeginStage(DetectionStage stage, const StageProgress& progress) override;
     void Trace(const std::string& line) override;
 
 private:

@@ -107,14 +107,21 @@ void MainFrame::OnCommand(wxCommandEvent& event) {
     }
     // Whatever a command shows may take the release away from the canvas.
     strokeAt_.reset();
-    if (command->id == kQuit) {
-        // Not as work of its own: the question before closing asks whether other work runs.
-        OnQuit(event);
-        return;
+    const auto run = [&] { (this->*command->handler)(event); };
+    switch (command->enabled) {
+        case CommandEnabled::kAlways:
+            // Not as work of its own, so that it can ask whether other work runs. The frame may be gone afterwards.
+            run();
+            return;
+        case CommandEnabled::kWithPositions:
+            if (HasPositions()) RunAlone(run);
+            break;
+        case CommandEnabled::kWhenIdle:
+            RunAlone(run);
+            break;
     }
-    RunAlone([&] { (this->*command->handler)(event); });
     // A check item has flipped its mark before the command came here, also when the command did nothing.
-    if (command->kind == wxITEM_CHECK) ShowChecks();
+    if (command->kind.item == wxITEM_CHECK) ShowChecks();
 }
 
 void MainFrame::RunMenuCommand(int id) {
@@ -125,10 +132,9 @@ void MainFrame::RunMenuCommand(int id) {
 
 void MainFrame::ShowChecks() {
     wxMenuBar* const bar = GetMenuBar();
-    bar->Check(kOnlyRaw, onlyRaw_);
-    bar->Check(kOnlyContours, onlyContours_);
-    bar->Check(kLabelNumbers, labelNumbers_);
-    bar->Check(kContourMode, editing_.mode == DrawingMode::kContour);
+    for (const Command& command : kCommands) {
+        if (command.kind.isChecked != nullptr) bar->Check(command.id, (this->*command.kind.isChecked)());
+    }
 }
 
 bool MainFrame::Confirm(const wxString& question) {

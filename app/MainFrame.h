@@ -63,12 +63,16 @@ public:
     void OnLabelNumbers(wxCommandEvent&);
     void OnOnlyRaw(wxCommandEvent&);
     void OnOnlyContours(wxCommandEvent&);
+    bool ShowsLabelNumbers() const { return labelNumbers_; }
+    bool ShowsOnlyRaw() const { return onlyRaw_; }
+    bool ShowsOnlyContours() const { return onlyContours_; }
     void SetZoomLevel(int level);
     void SwitchTo(std::size_t index);
 
     // Drawing.
 
     void OnContourMode(wxCommandEvent&);
+    bool DrawsContours() const { return editing_.mode == DrawingMode::kContour; }
     void OnPreviousLabel(wxCommandEvent&);
     void OnNextLabel(wxCommandEvent&);
     void OnEmptyLabel(wxCommandEvent&);

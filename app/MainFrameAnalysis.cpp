@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include <wx/log.h>
@@ -21,6 +22,8 @@ namespace {
 const char* const kDetectionMessage = "this is progress ...";
 const char* const kSegmentationMessage = "Segmentation in progress ...";
 constexpr int kInitialMaximum = 1000000000;
+/// Its five digits leave room for more positions than anybody opens at once.
+constexpr int kWidestImageNumber = 10000;
 
 /// A position that could not be analysed, with the text for a person.
 struct AnalysisFailure {
@@ -40,7 +43,11 @@ void WidenMessage(wxProgressDialog& progress) {
         auto* const text = dynamic_cast<wxStaticText*>(child);
         if (text == nullptr) continue;
         text->SetWindowStyle(text->GetWindowStyle() | wxST_NO_AUTORESIZE);
-        text->SetMinSize({text->GetTextExtent("Image: 00000 detection of exosomes").x, text->GetSize().y});
+        int width = 0;
+        for (const DetectionStageRow& row : kDetectionStages) {
+            width = std::max(width, text->GetTextExtent(ProgressMessage(row.stage, kWidestImageNumber)).x);
+        }
+        text->SetMinSize({width, text->GetSize().y});
     }
     progress.Fit();
     // Where the dialog was wide enough already, its size does not change and nothing else would lay it out.
@@ -55,7 +62,6 @@ void MainFrame::OnParameters(wxCommandEvent&) {
 }
 
 void MainFrame::RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body) {
-    if (!HasPositions()) return;
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
     try {

@@ -119,18 +119,17 @@ ChosenFolder MainFrame::AskForFolder(const wxString& title) {
 }
 
 void MainFrame::OnLoadResults(wxCommandEvent&) {
-    if (HasPositions() && Confirm(kLoadQuestion)) LoadSegmentationResults(std::nullopt);
+    if (Confirm(kLoadQuestion)) LoadSegmentationResults(std::nullopt);
 }
 
 void MainFrame::OnLoadResultsFrom(wxCommandEvent&) {
-    if (!HasPositions() || !Confirm(kLoadQuestion)) return;
+    if (!Confirm(kLoadQuestion)) return;
     if (const ChosenFolder folder = AskForFolder("Load segmentation results from...")) LoadSegmentationResults(folder);
 }
 
 void MainFrame::OnSaveResults(wxCommandEvent&) { SaveSegmentationResults(std::nullopt); }
 
 void MainFrame::OnSaveResultsTo(wxCommandEvent&) {
-    if (!HasPositions()) return;
     if (const ChosenFolder folder = AskForFolder("Save segmentation results to...")) SaveSegmentationResults(folder);
 }
 
@@ -159,7 +158,6 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
 }
 
 void MainFrame::OnExportTable(wxCommandEvent&) {
-    if (!HasPositions()) return;
     wxFileDialog dialog(this, "Export quantitative results to...", wxEmptyString, wxEmptyString,
                         "Text files (*.txt)|*.txt", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
     dialog.Centre(wxBOTH);
@@ -174,7 +172,6 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
 void MainFrame::OnExportPictures(wxCommandEvent&) { ImageExport(std::nullopt); }
 
 void MainFrame::OnExportPicturesTo(wxCommandEvent&) {
-    if (!HasPositions()) return;
     if (const ChosenFolder folder = AskForFolder("Export image results to...")) ImageExport(folder);
 }
 

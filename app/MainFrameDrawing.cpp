@@ -25,9 +25,7 @@ void MainFrame::OnNextLabel(wxCommandEvent&) { Finish(NextLabel(store_.currentLa
 
 void MainFrame::OnEmptyLabel(wxCommandEvent&) { Finish(EmptyLabel(store_.currentLabel)); }
 
-void MainFrame::OnUniqueLabel(wxCommandEvent&) {
-    if (HasPositions()) Finish(UniqueLabel(Edited(), editing_), kNoUniqueLabelText);
-}
+void MainFrame::OnUniqueLabel(wxCommandEvent&) { Finish(UniqueLabel(Edited(), editing_), kNoUniqueLabelText); }
 
 void MainFrame::OnDecreaseRadius(wxCommandEvent&) { Finish(DecreaseBrushRadius(editing_)); }
 
@@ -35,13 +33,11 @@ void MainFrame::OnIncreaseRadius(wxCommandEvent&) { Finish(IncreaseBrushRadius(e
 
 void MainFrame::OnContourMode(wxCommandEvent&) { Finish(FlipDrawingMode(editing_)); }
 
-void MainFrame::OnClearCurrent(wxCommandEvent&) {
-    if (HasPositions()) Finish(ClearLabels(Edited(), editing_));
-}
+void MainFrame::OnClearCurrent(wxCommandEvent&) { Finish(ClearLabels(Edited(), editing_)); }
 
 void MainFrame::OnClearAll(wxCommandEvent&) {
     // A stroke that is being drawn would go on into labels that are gone.
-    if (!HasPositions() || wxGetMouseState().LeftIsDown()) return;
+    if (wxGetMouseState().LeftIsDown()) return;
     if (!Confirm("All unsaved results will be irretrievably lost for all positions! Do you really want to continue?")) {
         return;
     }

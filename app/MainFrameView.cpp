@@ -1,3 +1,5 @@
+#include <string>
+
 #include <wx/app.h>
 #include <wx/evtloop.h>
 
@@ -44,6 +46,16 @@ int KeyOf(const wxKeyEvent& event) {
     if (raw >= 0x21 && raw < 0x7f) return static_cast<int>(raw);
 #endif
     return key;
+}
+
+/// The key as the texts of commands name it, where the menu does not fire it; empty for every other key.
+std::string MenuKeyName(const wxKeyEvent& event) {
+    const std::string name = event.ShiftDown() ? "Shift+" : "";
+    // The menu's "Del" means the other one only.
+    if (event.GetKeyCode() == WXK_NUMPAD_DELETE) return name + "Del";
+    const int key = KeyOf(event);
+    if (key <= ' ' || key >= WXK_DELETE) return "";
+    return name + static_cast<char>(key >= 'a' && key <= 'z' ? key - 'a' + 'A' : key);
 }
 
 }  // namespace
@@ -187,30 +199,16 @@ void MainFrame::OnChar(wxKeyEvent& event) {
 }
 
 bool MainFrame::HandleBareKey(wxKeyEvent& event) {
-    const int key = KeyOf(event);
-    const bool shift = event.ShiftDown();
-    if (event.GetKeyCode() == WXK_NUMPAD_DELETE) {
-        // The menu's "Del" means the other one only.
-        RunMenuCommand(shift ? kClearAll : kClearCurrent);
-        return true;
-    }
-    if (!shift && (key == 'c' || key == 'C')) {
-        RunMenuCommand(kContourMode);
-        return true;
-    }
-    if (!shift && (key == 'e' || key == 'E')) {
-        RunMenuCommand(kEmptyLabel);
-        return true;
-    }
-    if (!shift && (key == 'u' || key == 'U')) {
-        RunMenuCommand(kUniqueLabel);
+    if (const Command* const command = FindCommandByKey(MenuKeyName(event)); command != nullptr) {
+        RunMenuCommand(command->id);
         return true;
     }
     if (!HasPositions()) return false;
+    const int key = KeyOf(event);
     bool handled = false;
     RunAlone([&] {
         handled = HandleViewKey(key);
-        if (!handled && !shift) handled = HandleEditKey(key == 'R' ? 'r' : key);
+        if (!handled && !event.ShiftDown()) handled = HandleEditKey(key == 'R' ? 'r' : key);
     });
     return handled;
 }

@@ -1,17 +1,27 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <string>
 #include <vector>
 
 #include <wx/string.h>
 
+#include "ExceptionText.h"
+#include "FailureText.h"
+#include "ImageLoading.h"
 #include "InputList.h"
-#include "Options.h"
+#include "LabelPainter.h"
+#include "PathText.h"
 #include "PixelResolution.h"
+#include "PositionStore.h"
 #include "Progress.h"
+#include "ResultFiles.h"
+#include "files/ImageFile.h"
 
 namespace Korvane {
+
+struct ImageRun;
 
 /// How the work on one image ended.
 enum class ImageState {
@@ -34,8 +44,66 @@ struct ImageOutcome {
     std::vector<wxString> rows;  ///< of the measurement table, when one is made
 };
 
+/// A failure that has its text already.
+struct ImageFailure {
+    wxString text;
+};
+
+/// Runs one file task and turns its failure into the task's message.
+template <typename Work>
+auto DoFileTask(FileTask task, const wxString& name, Work work) {
+    try {
+        return work();
+    } catch (...) {
+        throw ImageFailure{FailureMessage(task, name, std::current_exception())};
+    }
+}
+
+/// The work of one run on one image: what the commands' own work on it is made of. What fails throws ImageFailure.
+class ImageJob {
+public:
+    ImageJob(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress)
+        : run_(run), files_(files), number_(number), progress_(progress) {}
+
+    const ImageFiles& Files() const { return files_; }
+    wxString Name() const { return FileNameOf(files_.input); }
+    /// The image's place in the run, from 1.
+    std::size_t Number() const { return number_; }
+    Progress& Messages() { return progress_; }
+    ImageOutcome& Outcome() { return outcome_; }
+    /// How many stages the progress has shown of this image.
+    std::size_t StagesTold() const { return stagesTold_; }
+    void NoteStages(std::size_t told) { stagesTold_ = told; }
+
+    /// What the image's file holds; a failure when it is of no type for the analysis.
+    qvox::ImageFileInfo Inspect() const;
+    /// The image with empty labels, both with the pixel size that holds for it.
+    Position Load();
+    /// Reads a result file into labels of the image's sizes and notes the number of objects.
+    LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels);
+    /// Measures a result file; of the image itself only the sizes and the pixel size are read.
+    LabelsFound MeasureFile(const wxString& from);
+    /// The labels' rows of the measurement table, where the run makes one.
+    void MakeRows(const qvox::LabelImage& labels);
+    void DrawPicture(const Position& position, LabelStyle style);
+    void TellNoLabels();
+
+private:
+    /// The pixel size that holds for this image: the one given for the run, or the file's.
+    template <typename T>
+    void SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFileInfo& info);
+    LabelsFound NoteCount(const qvox::LabelImage& labels, LabelsFound found);
+
+    const ImageRun& run_;
+    const ImageFiles& files_;
+    std::size_t number_;
+    Progress& progress_;
+    ImageOutcome outcome_;
+    std::size_t stagesTold_ = 0;
+};
+
 /// Does a run's work on one image and tells what happens; `number` is its place in the run, from 1. Never throws:
 /// a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
-ImageOutcome ProcessImage(const BatchOptions& options, const ImageFiles& files, std::size_t number, Progress& progress);
+ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress);
 
 }  // namespace Korvane

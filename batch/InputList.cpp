@@ -18,18 +18,14 @@ ChosenFolder FolderText(const std::optional<std::string>& folder) {
     return PathText(FullPath(*folder));
 }
 
-std::vector<wxString> WrittenFor(const BatchOptions& options, const ImageFiles& files) {
-    std::vector<wxString> written;
-    const bool labels = options.command == BatchCommand::kDetect || options.command == BatchCommand::kSegment;
-    if (labels) written.push_back(files.labels);
-    if (options.command == BatchCommand::kOverlay || options.overlay) written.push_back(files.picture);
-    if (options.command == BatchCommand::kCalibrate) written.push_back(files.copy);
-    if (options.stages) {
-        for (const char* prefix : {"edges_", "candidates_", "filtered_", "separated_", "relief_", "markers_"}) {
-            written.push_back(StagePath(options, files, prefix));
-        }
+std::vector<wxString> WrittenFor(const Places& places, const WrittenFiles& written, const ImageFiles& files) {
+    std::vector<wxString> paths;
+    for (const auto file : written) paths.push_back(files.*file);
+    if (!places.stages) return paths;
+    for (const DetectionStageRow& row : kDetectionStages) {
+        if (!row.filePrefix.empty()) paths.push_back(StagePath(places, files, row.stage));
     }
-    return written;
+    return paths;
 }
 
 /// Where a path leads to in the end. Two paths that differ may be one file through a link.
@@ -44,11 +40,11 @@ wxString Place(const wxString& path) {
 /// Each place that a run writes to, with the image that it is written for.
 using Writers = std::map<wxString, wxString>;
 
-Writers RequireDistinctFiles(const BatchOptions& options, const std::vector<ImageFiles>& images,
+Writers RequireDistinctFiles(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images,
                              const std::set<wxString>& inputs) {
     Writers writers;
     for (const ImageFiles& files : images) {
-        for (const wxString& path : WrittenFor(options, files)) {
+        for (const wxString& path : WrittenFor(places, written, files)) {
             const wxString place = Place(path);
             const auto [other, fresh] = writers.emplace(place, files.input);
             if (!fresh && other->second != files.input) {
@@ -63,12 +59,12 @@ Writers RequireDistinctFiles(const BatchOptions& options, const std::vector<Imag
     return writers;
 }
 
-void RequireDistinct(const BatchOptions& options, const std::vector<ImageFiles>& images) {
+void RequireDistinct(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images) {
     std::set<wxString> inputs;
     for (const ImageFiles& files : images) inputs.insert(Place(files.input));
-    const Writers writers = RequireDistinctFiles(options, images, inputs);
-    if (!options.table) return;
-    const wxString table = PathText(FullPath(*options.table));
+    const Writers writers = RequireDistinctFiles(places, written, images, inputs);
+    if (!places.table) return;
+    const wxString table = PathText(FullPath(*places.table));
     const wxString place = Place(table);
     if (inputs.count(place) > 0 || writers.count(place) > 0) {
         Refuse("The table '" + table + "' would be written over an image of this run.");
@@ -95,13 +91,15 @@ std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments,
 
 wxString ReportPath(const wxString& folder) { return JoinPath(folder, "korvane-run.json"); }
 
-wxString StagePath(const BatchOptions& options, const ImageFiles& files, const wxString& prefix) {
-    return PrefixedPath(files.input, FolderText(options.stages), prefix);
+wxString StagePath(const Places& places, const ImageFiles& files, DetectionStage stage) {
+    return PrefixedPath(files.input, FolderText(places.stages),
+                        wxString::FromUTF8(std::string(RowOf(stage).filePrefix)));
 }
 
-std::vector<ImageFiles> PlanFiles(const BatchOptions& options, const std::vector<std::string>& inputs) {
-    const ChosenFolder output = FolderText(options.output);
-    const ChosenFolder labels = options.labels ? FolderText(options.labels) : output;
+std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& written,
+                                  const std::vector<std::string>& inputs) {
+    const ChosenFolder output = FolderText(places.output);
+    const ChosenFolder labels = places.labels ? FolderText(places.labels) : output;
     std::vector<ImageFiles> images;
     for (const std::string& input : inputs) {
         ImageFiles files;
@@ -112,7 +110,7 @@ std::vector<ImageFiles> PlanFiles(const BatchOptions& options, const std::vector
         files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
         images.push_back(std::move(files));
     }
-    RequireDistinct(options, images);
+    RequireDistinct(places, written, images);
     return images;
 }
 

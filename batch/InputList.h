@@ -5,8 +5,9 @@
 
 #include <wx/string.h>
 
+#include "DetectionStages.h"
 #include "ImageList.h"
-#include "Options.h"
+#include "OptionGroups.h"
 
 namespace Korvane {
 
@@ -25,14 +26,18 @@ struct ImageFiles {
     wxString copy;     ///< that calibrate writes
 };
 
+/// Those of an image's files that a run writes.
+using WrittenFiles = std::vector<wxString ImageFiles::*>;
+
 /// The files of each image. Throws UsageError when a file would be written twice or over an input image, or the table
 /// over one of an image's files or the report of the run; links are followed before paths are compared.
-std::vector<ImageFiles> PlanFiles(const BatchOptions& options, const std::vector<std::string>& inputs);
+std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& written,
+                                  const std::vector<std::string>& inputs);
 
 /// Path of the report that a run leaves in a folder of labels.
 wxString ReportPath(const wxString& folder);
 
-/// Path of a stage's map in the --stages folder.
-wxString StagePath(const BatchOptions& options, const ImageFiles& files, const wxString& prefix);
+/// Path of the map of a stage that has one, in the --stages folder.
+wxString StagePath(const Places& places, const ImageFiles& files, DetectionStage stage);
 
 }  // namespace Korvane

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cerrno>
 
-#include "Commands.h"
+#include "CommandTable.h"
 
 namespace Korvane {
 

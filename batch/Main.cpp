@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "Commands.h"
+#include "CommandLine.h"
 #include "ExceptionText.h"
 #include "FreedMemory.h"
 #include "Interrupt.h"
-#include "Options.h"
+#include "OptionGroups.h"
 #include "PathText.h"
 
 namespace {
@@ -19,13 +19,13 @@ void Say(std::FILE* stream, const std::string& bytes) { std::fwrite(bytes.data()
 
 int Run(const std::vector<std::string>& arguments) {
     const Korvane::CommandLine line = Korvane::ParseCommandLine(arguments);
-    if (!line.options) {
+    if (!line.task) {
         Say(stdout, line.answer);
         return Korvane::kExitDone;
     }
     Korvane::CatchInterrupts();
     const qvox::FreedMemoryKeeper keeper;
-    return Korvane::RunBatch(*line.options, stdout, stderr);
+    return line.task->Run({stdout, stderr});
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "DetectionStages.h"
 #include "PathText.h"
 
 namespace Korvane {
@@ -13,7 +14,7 @@ namespace {
 
 constexpr std::size_t kBarWidth = 40;
 /// An image counts as this many steps; the stages of one that is under way may fill all but the last.
-constexpr std::size_t kStepsPerImage = 7;
+constexpr std::size_t kStepsPerImage = static_cast<std::size_t>(AnnouncedStages(StageRuns::kInRefinement)) + 1;
 
 void Put(std::FILE* stream, const std::string& bytes) { std::fwrite(bytes.data(), 1, bytes.size(), stream); }
 

@@ -6,7 +6,7 @@
 
 #include <wx/string.h>
 
-#include "Options.h"
+#include "OptionGroups.h"
 
 namespace Korvane {
 

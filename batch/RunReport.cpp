@@ -89,14 +89,14 @@ std::string TimeText() {
     return std::string(text.data(), length);
 }
 
-std::string ReportText(const BatchOptions& options, const RunReport& report, const wxString& folder) {
+std::string ReportText(const RunReport& report, const wxString& folder) {
     Json json;
     json["program"] = "korvane-batch";
     json["version"] = kVersion;
-    json["command"] = CommandName(options.command);
+    json["command"] = report.record.command;
     json["started"] = report.started;
     json["interrupted"] = report.interrupted;
-    json["parameters"] = ParametersJson(options.parameters);
+    json["parameters"] = ParametersJson(report.record.parameters);
     json["images"] = Json::array();
     for (std::size_t i = 0; i < report.images.size(); ++i) {
         if (FolderOf(report.images[i].labels) != folder) continue;
@@ -105,7 +105,7 @@ std::string ReportText(const BatchOptions& options, const RunReport& report, con
     return json.dump(2) + "\n";
 }
 
-std::vector<wxString> WriteReports(const BatchOptions& options, const RunReport& report) {
+std::vector<wxString> WriteReports(const RunReport& report) {
     std::set<wxString> folders;
     for (std::size_t i = 0; i < report.images.size(); ++i) {
         if (WorkedOn(report.outcomes[i].state)) folders.insert(FolderOf(report.images[i].labels));
@@ -113,7 +113,7 @@ std::vector<wxString> WriteReports(const BatchOptions& options, const RunReport&
     std::vector<wxString> failures;
     for (const wxString& folder : folders) {
         try {
-            WriteCompleteFile(PathBytes(ReportPath(folder)), ReportText(options, report, folder));
+            WriteCompleteFile(PathBytes(ReportPath(folder)), ReportText(report, folder));
         } catch (...) {
             failures.push_back("The run is not recorded! (" + ExceptionText(std::current_exception()) + ")");
         }

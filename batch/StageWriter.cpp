@@ -8,43 +8,22 @@ namespace Korvane {
 
 namespace {
 
-const char* StagePrefix(DetectionStage stage) {
-    switch (stage) {
-        case DetectionStage::kEdges:
-            return "edges_";
-        case DetectionStage::kCandidates:
-            return "candidates_";
-        case DetectionStage::kFiltered:
-            return "filtered_";
-        case DetectionStage::kSeparated:
-            return "separated_";
-        case DetectionStage::kRelief:
-            return "relief_";
-        case DetectionStage::kMarkers:
-            break;
-    }
-    return "markers_";
-}
-
 void LeaveWhenInterrupted() {
     if (Interrupted()) throw RunInterrupted();
 }
 
 }  // namespace
 
-StageWriter::StageWriter(const BatchOptions& options, const ImageFiles& files, const qvox::PixelResolution& resolution,
+StageWriter::StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
                          Progress& progress)
-    : options_(options), files_(files), resolution_(resolution), progress_(progress) {}
+    : places_(places), files_(files), resolution_(resolution), progress_(progress) {}
 
-void StageWriter::UpdateProgress(int value, const std::string& message) {
+void StageWriter::BeginStage(DetectionStage stage, const StageProgress& progress) {
     LeaveWhenInterrupted();
-    progressValue_ = value;
+    progressValue_ = progress.value;
     ++stagesTold_;
     progress_.StageBegun();
-    // The message begins with "Image: " and a number that counts within this image only.
-    const std::size_t stage = message.find(' ', message.find(' ') + 1);
-    if (stage == std::string::npos) return;
-    progress_.Trace(FileNameOf(files_.input) + ":" + wxString::FromUTF8(message.substr(stage)));
+    progress_.Trace(FileNameOf(files_.input) + ": " + wxString::FromUTF8(std::string(RowOf(stage).text)));
 }
 
 void StageWriter::Trace(const std::string& line) {
@@ -52,11 +31,11 @@ void StageWriter::Trace(const std::string& line) {
     progress_.Trace(FileNameOf(files_.input) + ": " + wxString::FromUTF8(line));
 }
 
-bool StageWriter::WantsStage(DetectionStage) { return options_.stages.has_value(); }
+bool StageWriter::WantsStage(DetectionStage) { return places_.stages.has_value(); }
 
 template <typename T>
 void StageWriter::Save(DetectionStage stage, const qvox::VoxelImage<T>& map) {
-    const std::string path = PathBytes(StagePath(options_, files_, StagePrefix(stage)));
+    const std::string path = PathBytes(StagePath(places_, files_, stage));
     qvox::VoxelImage<T> scaled(map);
     scaled.SetResolution(resolution_);
     qvox::SaveImageFile(path, scaled);

@@ -4,7 +4,6 @@
 
 #include "DetectionObserver.h"
 #include "InputList.h"
-#include "Options.h"
 #include "Progress.h"
 
 namespace Korvane {
@@ -13,14 +12,14 @@ namespace Korvane {
 /// they are asked for, and leaves detection with RunInterrupted when the run was interrupted.
 class StageWriter : public DetectionObserver {
 public:
-    StageWriter(const BatchOptions& options, const ImageFiles& files, const qvox::PixelResolution& resolution,
+    StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
                 Progress& progress);
 
     /// How often a stage was announced.
     std::size_t StagesTold() const { return stagesTold_; }
 
     int ProgressValue() override { return progressValue_; }
-    void UpdateProgress(int value, const std::string& message) override;
+    void BeginStage(DetectionStage stage, const StageProgress& progress) override;
     void Trace(const std::string& line) override;
     bool WantsStage(DetectionStage stage) override;
     void StageFloat(DetectionStage stage, const qvox::VoxelImage<float>& map) override;
@@ -31,7 +30,7 @@ private:
     template <typename T>
     void Save(DetectionStage stage, const qvox::VoxelImage<T>& map);
 
-    const BatchOptions& options_;
+    const Places& places_;
     const ImageFiles& files_;
     qvox::PixelResolution resolution_;
     Progress& progress_;

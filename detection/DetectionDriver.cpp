@@ -29,9 +29,9 @@ namespace {
 constexpr std::uint64_t kWidthWithBonus = 1024;
 constexpr double kSigmaBonusPx = 4.0;
 
-void Announce(DetectionObserver& observer, const char* stage) {
+void Announce(DetectionObserver& observer, DetectionStage stage) {
     const int value = observer.ProgressValue();
-    observer.UpdateProgress(value + 1, "Image: " + std::to_string(value / kProgressStepsPerPosition + 1) + stage);
+    observer.BeginStage(stage, {value + 1, value / kProgressStepsPerPosition + 1});
 }
 
 void CheckIntensities(const qvox::VoxelImage<float>& raw) {
@@ -133,15 +133,15 @@ cv::Mat CandidateMask(const cv::Mat& edges, float scale, float maxRelativeCluste
 /// Every map is dropped as soon as the next one is made.
 cv::Mat Blobs(const qvox::VoxelImage<float>& raw, float scale, const AnalysisParameters& parameters,
               DetectionObserver& observer) {
-    Announce(observer, " preprocessing");
+    Announce(observer, DetectionStage::kEdges);
     cv::Mat edges = EdgeMap(raw, scale);
     ShowFloat(observer, DetectionStage::kEdges, edges);
 
-    Announce(observer, " detection of exosomes");
+    Announce(observer, DetectionStage::kCandidates);
     cv::Mat mask = CandidateMask(edges, scale, parameters.maxRelativeClusterSize, observer);
     edges.release();
 
-    Announce(observer, " filtering candidates");
+    Announce(observer, DetectionStage::kFiltered);
     cv::Mat filtered = cv::Mat::zeros(mask.size(), CV_8UC1);
     FilterCandidates(mask, filtered, scale, parameters.areaFraction);
     mask.release();
@@ -151,7 +151,7 @@ cv::Mat Blobs(const qvox::VoxelImage<float>& raw, float scale, const AnalysisPar
         observer.StageByte(DetectionStage::kFiltered, copy);
     }
 
-    Announce(observer, " cluster separation");
+    Announce(observer, DetectionStage::kSeparated);
     cv::Mat blobs = SeparateClusters(filtered, scale);
     ShowFloat(observer, DetectionStage::kSeparated, blobs);
     return blobs;
@@ -182,7 +182,7 @@ void Refine(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float 
         const qvox::LabelImage markers =
             AddBackgroundMarker(labels, static_cast<int>(100.0 * static_cast<double>(scale)));
         if (observer.WantsStage(DetectionStage::kMarkers)) observer.StageLabels(DetectionStage::kMarkers, markers);
-        Announce(observer, " finalization");
+        Announce(observer, DetectionStage::kRefined);
         GrowMarkers(relief, markers, labels);
     }
     qvox::ComponentImage objects;
@@ -201,7 +201,7 @@ void DetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels
     const float scale = ScaleFactor(xResolution, parameters.relativeExosomeSize);
     WithOpenCvMemoryErrors([&] {
         cv::Mat blobs = Blobs(raw, scale, parameters, observer);
-        Announce(observer, " finalizing");
+        Announce(observer, DetectionStage::kLabelled);
         LabelBlobs(blobs, labels);
         blobs.release();
         if (parameters.roundnessThreshold > 0.0f) Refine(raw, labels, scale, parameters.roundnessThreshold, observer);

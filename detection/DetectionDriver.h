@@ -8,9 +8,6 @@
 
 namespace Korvane {
 
-/// Steps by which one position advances the progress; the refinement adds a sixth that this count leaves out.
-inline constexpr int kProgressStepsPerPosition = 5;
-
 /// Label of the background marker in the watersheds of detection and seeded segmentation; what it floods becomes 0.
 inline constexpr std::uint16_t kBackgroundMarker = 20000;
 

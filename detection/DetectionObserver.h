@@ -3,18 +3,15 @@
 #include <cstdint>
 #include <string>
 
+#include "DetectionStages.h"
 #include "VoxelImage.h"
 
 namespace Korvane {
 
-/// The maps that detection hands on from stage to stage, in the order in which they are made.
-enum class DetectionStage {
-    kEdges,       ///< edge strength, 0 .. 1, float
-    kCandidates,  ///< codes 0, 2 (candidate), 3 (separating ring), float
-    kFiltered,    ///< 255 on kept candidate regions, 8 bit
-    kSeparated,   ///< 1 on one blob per object, float
-    kRelief,      ///< gradient magnitude under the refinement's watershed, float; only where the refinement runs
-    kMarkers,     ///< the refinement's markers, 20000 = background, 16 bit; only where the refinement runs
+/// What a progress display shows when a stage begins.
+struct StageProgress {
+    int value = 0;        ///< progress steps taken, this stage's included
+    int imageNumber = 1;  ///< from 1; a refinement's extra step counts towards the next image
 };
 
 /// How detection speaks to whatever runs it. Every method has a default that does nothing, so that a caller
@@ -23,9 +20,10 @@ class DetectionObserver {
 public:
     virtual ~DetectionObserver() = default;
 
-    /// The progress so far, and the progress to show with its message; detection advances it by one per stage.
+    /// The progress so far; detection advances it by one per announced stage.
     virtual int ProgressValue() { return 0; }
-    virtual void UpdateProgress(int /*value*/, const std::string& /*message*/) {}
+    /// A stage begins. Texts for people are made from its row by whoever shows them.
+    virtual void BeginStage(DetectionStage /*stage*/, const StageProgress& /*progress*/) {}
 
     /// One line of the level sweep's trace, without its line end.
     virtual void Trace(const std::string& /*line*/) {}

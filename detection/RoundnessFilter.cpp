@@ -3,14 +3,10 @@
 #include <cstdint>
 #include <vector>
 
-#include <opencv2/core/cvdef.h>
-
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
 
 namespace Korvane {
-
-double Roundness(double area, double perimeter) { return 4.0 * CV_PI * area / (perimeter * perimeter); }
 
 bool IsRoundEnough(double roundness, float threshold) { return !(static_cast<double>(threshold) > roundness); }
 
@@ -19,7 +15,8 @@ void RemoveUnroundComponents(qvox::ComponentImage& components, float roundnessTh
     for (const qvox::ComponentRecord& component : components.Components()) {
         const double perimeter = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kPerimeter);
         const double area = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kArea);
-        if (!IsRoundEnough(Roundness(area, perimeter), roundnessThreshold)) removed.push_back(component.identifier);
+        if (!IsRoundEnough(qvox::Roundness(area, perimeter), roundnessThreshold))
+            removed.push_back(component.identifier);
     }
     // From the last on: each removal then moves only the records behind it that stay.
     for (auto identifier = removed.rbegin(); identifier != removed.rend(); ++identifier) {

@@ -4,9 +4,6 @@
 
 namespace Korvane {
 
-/// 4 * pi * area / perimeter²; 1 for a disc.
-double Roundness(double area, double perimeter);
-
 /// False only when the threshold is greater than the roundness: an object of just that roundness stays, and so does one
 /// whose roundness is not a number.
 bool IsRoundEnough(double roundness, float threshold);

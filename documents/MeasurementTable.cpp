@@ -1,32 +1,16 @@
 #include "MeasurementTable.h"
 
-#include <array>
-#include <charconv>
-#include <cmath>
-
 #include <wx/convauto.h>
 #include <wx/textfile.h>
 
 #include "CompleteFile.h"
+#include "Measures.h"
 #include "PathText.h"
 #include "ToolkitError.h"
-#include "operations/Labelling.h"
-#include "operations/Shape.h"
 
 namespace Korvane {
 
-const char* const kMeasurementHeader = "Filename\tLabel\tDiameter(nm)\tRoundness\tPerimeter(nm)\tArea(nm^2)\t";
-
 namespace {
-
-constexpr double kPi = 3.141592653589793;
-
-wxString ThreeDecimals(double value) {
-    // The largest double has 309 digits before the point.
-    std::array<char, 340> text;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 3).ptr;
-    return wxString::FromAscii(text.data(), static_cast<std::size_t>(end - text.data()));
-}
 
 /// A text file whose lines reach the disk complete or not at all. The class's own way does not notice a full disk.
 class TableFile final : public wxTextFile {
@@ -50,36 +34,21 @@ private:
 
 }  // namespace
 
-std::vector<ObjectMeasures> MeasureObjects(const qvox::LabelImage& labels) {
-    std::vector<ObjectMeasures> objects;
-    if (labels.Empty()) return objects;
-    qvox::ComponentImage components;
-    qvox::LabelForegroundRegions(components, labels, qvox::Neighbourhood8());
-    objects.reserve(components.Components().size());
-    for (const qvox::ShapeEstimate& shape : qvox::EstimateShapes(components)) {
-        ObjectMeasures object;
-        object.label = components.Find(shape.identifier)->sourceValue;
-        object.perimeterNm = shape.perimeterUm * 1000.0;
-        object.areaNm2 = shape.areaUm2 * 1000000.0;
-        object.diameterNm = std::sqrt(object.areaNm2 * 4.0 / kPi);
-        object.roundness = object.areaNm2 * 4.0 * kPi / (object.perimeterNm * object.perimeterNm);
-        objects.push_back(object);
-    }
-    return objects;
+std::string MeasurementHeader() {
+    std::string header = "Filename\t";
+    for (const Measure& measure : Measures()) header += ColumnTitle(measure) + "\t";
+    return header;
 }
 
-wxString MeasurementRow(const wxString& path, const ObjectMeasures& measures) {
+wxString MeasurementRow(const wxString& path, const MeasuredObject& object) {
     wxString row = path;
-    row << "\t" << static_cast<int>(measures.label);
-    for (const double value : {measures.diameterNm, measures.roundness, measures.perimeterNm, measures.areaNm2}) {
-        row << "\t" << ThreeDecimals(value);
-    }
+    for (const Measure& measure : Measures()) row << "\t" << wxString::FromAscii(ValueText(measure, object).c_str());
     return row;
 }
 
 std::vector<wxString> MeasurementRows(const wxString& path, const qvox::LabelImage& labels) {
     std::vector<wxString> rows;
-    for (const ObjectMeasures& measures : MeasureObjects(labels)) rows.push_back(MeasurementRow(path, measures));
+    for (const MeasuredObject& object : MeasureObjects(labels)) rows.push_back(MeasurementRow(path, object));
     return rows;
 }
 
@@ -89,14 +58,14 @@ wxString MeasurementTablePath(const wxString& chosen) {
 }
 
 std::string MeasurementTableText(const std::vector<wxString>& rows) {
-    std::string text = std::string(kMeasurementHeader) + "\n";
+    std::string text = MeasurementHeader() + "\n";
     for (const wxString& row : rows) text += row.utf8_string() + "\n";
     return text;
 }
 
 void WriteMeasurementTable(const wxString& path, const std::vector<wxString>& rows) {
     TableFile file(path);
-    file.AddLine(kMeasurementHeader);
+    file.AddLine(MeasurementHeader());
     for (const wxString& row : rows) file.AddLine(row);
     file.Write(wxTextFileType_None, wxConvAuto());
 }

@@ -5,31 +5,18 @@
 
 #include <wx/string.h>
 
+#include "MeasuredObject.h"
 #include "VoxelImage.h"
 
 namespace Korvane {
 
-/// The first line: six column names, each followed by a tab.
-extern const char* const kMeasurementHeader;
+/// The first line: "Filename" and the title of each measure (Measures.h), each followed by a tab.
+std::string MeasurementHeader();
 
-/// What is told of one object.
-struct ObjectMeasures {
-    std::uint16_t label = 0;
-    double diameterNm = 0.0;  ///< of the circle of the same area
-    double roundness = 0.0;   ///< 1 for a circle; infinite or NaN for a perimeter of 0
-    double perimeterNm = 0.0;
-    double areaNm2 = 0.0;
-};
+/// The path and each measure of the object, with a tab between them.
+wxString MeasurementRow(const wxString& path, const MeasuredObject& object);
 
-/// Measures every 8-connected object of equal label, in the order in which a raster scan meets them; parts of one label
-/// that do not touch are objects of their own. The scale is the label image's resolution; an undefined one counts as
-/// 1 pixel per micrometre. An empty image has no object.
-std::vector<ObjectMeasures> MeasureObjects(const qvox::LabelImage& labels);
-
-/// "path\tlabel\tdiameter\troundness\tperimeter\tarea", three decimals, "." in every locale.
-wxString MeasurementRow(const wxString& path, const ObjectMeasures& measures);
-
-/// The rows of one position.
+/// The rows of one position, in the order of MeasureObjects.
 std::vector<wxString> MeasurementRows(const wxString& path, const qvox::LabelImage& labels);
 
 /// The path that the table is written to when a person chose `chosen`: cut before its last "." (of whatever part of

@@ -1,7 +1,6 @@
 #include "SeededSegmentation.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -34,7 +33,7 @@ void RemoveSmallObjects(qvox::LabelImage& labels, float minObjectDiameterUm) {
     std::vector<std::uint8_t> kept(65536, 0);
     for (const qvox::ComponentRecord& component : components.Components()) {
         const double areaUm2 = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kArea);
-        const double diameterUm = std::sqrt(areaUm2 * 4.0 / CV_PI);
+        const double diameterUm = qvox::EquivalentDiameter(areaUm2);
         kept[component.identifier] = !(static_cast<double>(minObjectDiameterUm) > diameterUm);
     }
     for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) {

@@ -18,9 +18,12 @@ using korvane_test::TemporaryFolder;
 
 void Touch(const std::string& path) { std::ofstream(path) << "x"; }
 
-std::string Refusal(const BatchOptions& options, const std::vector<std::string>& inputs) {
+const WrittenFiles kLabels{&ImageFiles::labels};
+
+std::string Refusal(const Places& places, const std::vector<std::string>& inputs,
+                    const WrittenFiles& written = kLabels) {
     try {
-        PlanFiles(options, inputs);
+        PlanFiles(places, written, inputs);
     } catch (const UsageError& error) {
         return error.what();
     }
@@ -94,86 +97,85 @@ TEST(ExpandInputs, AFolderWithoutImagesIsAnError) {
 }
 
 TEST(PlanFiles, EverythingLiesBesideTheImageUnlessAFolderIsGiven) {
-    BatchOptions options;
-    ImageFiles files = PlanFiles(options, {"/d/a.tif"})[0];
+    Places places;
+    ImageFiles files = PlanFiles(places, kLabels, {"/d/a.tif"})[0];
     EXPECT_EQ(files.labels, wxString("/d/seg_a.tif"));
     EXPECT_EQ(files.seeds, wxString("/d/seg_a.tif"));
     EXPECT_EQ(files.picture, wxString("/d/export_a.tif"));
-    options.output = "/o";
-    files = PlanFiles(options, {"/d/a.tif"})[0];
+    places.output = "/o";
+    files = PlanFiles(places, kLabels, {"/d/a.tif"})[0];
     EXPECT_EQ(files.labels, wxString("/o/seg_a.tif"));
     EXPECT_EQ(files.seeds, wxString("/o/seg_a.tif"));
-    options.labels = "/l";
-    files = PlanFiles(options, {"/d/a.tif"})[0];
+    places.labels = "/l";
+    files = PlanFiles(places, kLabels, {"/d/a.tif"})[0];
     EXPECT_EQ(files.labels, wxString("/o/seg_a.tif"));
     EXPECT_EQ(files.seeds, wxString("/l/seg_a.tif"));
     EXPECT_EQ(files.picture, wxString("/o/export_a.tif"));
 }
 
 TEST(PlanFiles, CalibratedCopiesNeverLieOverAnImage) {
-    BatchOptions options;
-    options.command = BatchCommand::kCalibrate;
-    EXPECT_EQ(PlanFiles(options, {"/d/a.tif"})[0].copy, wxString("/d/calibrated_a.tif"));
-    EXPECT_NE(Refusal(options, {"/d/a.tif", "/d/calibrated_a.tif"}), "accepted");
-    options.output = "/o";
-    EXPECT_EQ(PlanFiles(options, {"/d/a.tif"})[0].copy, wxString("/o/a.tif"));
-    EXPECT_NE(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
-    EXPECT_EQ(Refusal(options, {"/o/a.tif"}), "'/o/a.tif' is an input image and would be written for '/o/a.tif'.");
+    Places places;
+    const WrittenFiles written{&ImageFiles::copy};
+    EXPECT_EQ(PlanFiles(places, written, {"/d/a.tif"})[0].copy, wxString("/d/calibrated_a.tif"));
+    EXPECT_NE(Refusal(places, {"/d/a.tif", "/d/calibrated_a.tif"}, written), "accepted");
+    places.output = "/o";
+    EXPECT_EQ(PlanFiles(places, written, {"/d/a.tif"})[0].copy, wxString("/o/a.tif"));
+    EXPECT_NE(Refusal(places, {"/x/a.tif", "/y/a.tif"}, written), "accepted");
+    EXPECT_EQ(Refusal(places, {"/o/a.tif"}, written),
+              "'/o/a.tif' is an input image and would be written for '/o/a.tif'.");
 }
 
 TEST(PlanFiles, TwoImagesOfOneNameCannotShareAnOutputFolder) {
-    BatchOptions options;
-    EXPECT_EQ(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
-    options.output = "/o";
-    EXPECT_EQ(Refusal(options, {"/x/a.tif", "/y/a.tif"}),
+    Places places;
+    EXPECT_EQ(Refusal(places, {"/x/a.tif", "/y/a.tif"}), "accepted");
+    places.output = "/o";
+    EXPECT_EQ(Refusal(places, {"/x/a.tif", "/y/a.tif"}),
               "'/x/a.tif' and '/y/a.tif' would both be written to '/o/seg_a.tif'.");
-    options.command = BatchCommand::kMeasure;  // writes no file per image
-    EXPECT_EQ(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
+    const WrittenFiles none;  // as when only a table is made
+    EXPECT_EQ(Refusal(places, {"/x/a.tif", "/y/a.tif"}, none), "accepted");
 }
 
 TEST(PlanFiles, StagesOfTwoImagesCannotShareAName) {
-    BatchOptions options;
-    options.stages = "/s";
-    EXPECT_NE(Refusal(options, {"/x/a.tif", "/y/a.tif"}), "accepted");
+    Places places;
+    places.stages = "/s";
+    EXPECT_NE(Refusal(places, {"/x/a.tif", "/y/a.tif"}), "accepted");
 }
 
 TEST(PlanFiles, NoInputIsOverwritten) {
-    BatchOptions options;
-    EXPECT_NE(Refusal(options, {"/x/a.tif", "/x/seg_a.tif"}), "accepted");
-    options.table = "/x/a.tif";
-    EXPECT_NE(Refusal(options, {"/x/a.tif"}), "accepted");
-    options.table = "/x/seg_a.tif";
-    EXPECT_NE(Refusal(options, {"/x/a.tif"}), "accepted");
+    Places places;
+    EXPECT_NE(Refusal(places, {"/x/a.tif", "/x/seg_a.tif"}), "accepted");
+    places.table = "/x/a.tif";
+    EXPECT_NE(Refusal(places, {"/x/a.tif"}), "accepted");
+    places.table = "/x/seg_a.tif";
+    EXPECT_NE(Refusal(places, {"/x/a.tif"}), "accepted");
 }
 
 TEST(PlanFiles, TheTableReplacesNeitherLabelsThatAreReadNorTheReport) {
-    BatchOptions options;
-    options.output = "/o";
-    options.labels = "/l";
-    options.table = "/l/seg_a.tif";
-    options.command = BatchCommand::kMeasure;
-    EXPECT_EQ(Refusal(options, {"/x/a.tif"}),
+    Places places;
+    places.output = "/o";
+    places.labels = "/l";
+    places.table = "/l/seg_a.tif";
+    EXPECT_EQ(Refusal(places, {"/x/a.tif"}, {}),
               "The table '/l/seg_a.tif' would be written over the labels of '/x/a.tif'.");
-    options.table = "/o/korvane-run.json";
-    options.command = BatchCommand::kSegment;
-    EXPECT_EQ(Refusal(options, {"/x/a.tif"}),
+    places.table = "/o/korvane-run.json";
+    EXPECT_EQ(Refusal(places, {"/x/a.tif"}),
               "The table '/o/korvane-run.json' would be written where the report of the run goes.");
 }
 
 TEST(PlanFiles, ALinkDoesNotHideThatAnInputWouldBeOverwritten) {
     const TemporaryFolder folder;
     Touch(folder.File("a.tif"));
-    BatchOptions options;
+    Places places;
     std::filesystem::create_symlink(folder.File("a.tif"), folder.File("seg_a.tif"));
-    EXPECT_NE(Refusal(options, {folder.File("a.tif")}), "accepted");
+    EXPECT_NE(Refusal(places, {folder.File("a.tif")}), "accepted");
     std::filesystem::remove(folder.File("seg_a.tif"));
-    EXPECT_EQ(Refusal(options, {folder.File("a.tif")}), "accepted");
+    EXPECT_EQ(Refusal(places, {folder.File("a.tif")}), "accepted");
     std::filesystem::create_symlink(folder.File("a.tif"), folder.File("t.txt"));
-    options.table = folder.File("t.txt");
-    EXPECT_NE(Refusal(options, {folder.File("a.tif")}), "accepted");
-    options.table.reset();
+    places.table = folder.File("t.txt");
+    EXPECT_NE(Refusal(places, {folder.File("a.tif")}), "accepted");
+    places.table.reset();
     std::filesystem::create_directory_symlink(folder.Path(), folder.File("again"));
-    EXPECT_NE(Refusal(options, {folder.File("a.tif"), folder.File("again/a.tif")}), "accepted");
+    EXPECT_NE(Refusal(places, {folder.File("a.tif"), folder.File("again/a.tif")}), "accepted");
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include "Commands.h"
+#include "CommandTable.h"
 
 namespace Korvane {
 

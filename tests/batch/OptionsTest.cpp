@@ -1,12 +1,21 @@
-#include "Options.h"
-
 #include <gtest/gtest.h>
+
+#include "CalibrateCommand.h"
+#include "CommandLine.h"
+#include "DetectCommand.h"
+#include "OverlayCommand.h"
+#include "SegmentCommand.h"
 
 namespace Korvane {
 
 namespace {
 
-BatchOptions Parse(const std::vector<std::string>& arguments) { return *ParseCommandLine(arguments).options; }
+template <typename Options>
+Options Parse(const std::vector<std::string>& arguments) {
+    return dynamic_cast<const ParsedCommandOf<Options>&>(*ParseCommandLine(arguments).task).options;
+}
+
+std::string CommandOf(const std::vector<std::string>& arguments) { return ParseCommandLine(arguments).command; }
 
 std::string Refusal(const std::vector<std::string>& arguments) {
     try {
@@ -18,9 +27,8 @@ std::string Refusal(const std::vector<std::string>& arguments) {
 }
 
 TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
-    const BatchOptions options = Parse({"detect", "a.tif"});
-    EXPECT_EQ(options.command, BatchCommand::kDetect);
-    EXPECT_EQ(options.images, std::vector<std::string>{"a.tif"});
+    const auto options = Parse<DetectOptions>({"detect", "a.tif"});
+    EXPECT_EQ(options.input.images, std::vector<std::string>{"a.tif"});
     EXPECT_EQ(options.parameters.edgeContrast, 0.005f);
     EXPECT_EQ(options.parameters.areaFraction, 0.15f);
     EXPECT_EQ(options.parameters.roundnessThreshold, 0.75f);
@@ -30,22 +38,22 @@ TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
     EXPECT_EQ(options.existing, ExistingLabels::kSkip);
     EXPECT_EQ(options.style, LabelStyle::kContours);
     EXPECT_FALSE(options.overlay);
-    EXPECT_FALSE(options.output || options.labels || options.table || options.stages || options.pixelSizeNm);
+    const Places& places = options.places;
+    EXPECT_FALSE(places.output || places.labels || places.table || places.stages || options.pixelSizeNm);
     EXPECT_EQ(options.jobs, 0u);
 }
 
 TEST(Options, EveryCommandIsUnderstood) {
-    EXPECT_EQ(Parse({"segment", "a"}).command, BatchCommand::kSegment);
-    EXPECT_EQ(Parse({"measure", "a"}).command, BatchCommand::kMeasure);
-    EXPECT_EQ(Parse({"overlay", "a"}).command, BatchCommand::kOverlay);
-    EXPECT_EQ(Parse({"calibrate", "--pixel-size", "1", "a"}).command, BatchCommand::kCalibrate);
-    EXPECT_EQ(Parse({"info", "a"}).command, BatchCommand::kInfo);
+    for (const char* command : {"detect", "segment", "measure", "overlay", "info"}) {
+        EXPECT_EQ(CommandOf({command, "a"}), command);
+    }
+    EXPECT_EQ(CommandOf({"calibrate", "--pixel-size", "1", "a"}), "calibrate");
 }
 
 TEST(Options, EachParameterReachesItsField) {
-    const BatchOptions options =
-        Parse({"segment", "--edge-contrast", "0.1", "--area-fraction=0.2", "--roundness", "0.3", "--max-cluster-size",
-               "0.4", "--exosome-size", "0.5", "--min-diameter", "0.45", "a.tif"});
+    const auto options = Parse<SegmentOptions>({"segment", "--edge-contrast", "0.1", "--area-fraction=0.2",
+                                                "--roundness", "0.3", "--max-cluster-size", "0.4", "--exosome-size",
+                                                "0.5", "--min-diameter", "0.45", "a.tif"});
     EXPECT_EQ(options.parameters.edgeContrast, 0.1f);
     EXPECT_EQ(options.parameters.areaFraction, 0.2f);
     EXPECT_EQ(options.parameters.roundnessThreshold, 0.3f);
@@ -76,7 +84,7 @@ TEST(Options, WhatIsNoNumberIsRefused) {
 }
 
 TEST(Options, PixelSizeMustBeAPositiveLength) {
-    EXPECT_EQ(Parse({"detect", "--pixel-size", "1.488", "a"}).pixelSizeNm, 1.488);
+    EXPECT_EQ(Parse<DetectOptions>({"detect", "--pixel-size", "1.488", "a"}).pixelSizeNm, 1.488);
     for (const char* value : {"0", "-1", "inf", "nan", "1e-300", "1e300", "2 nm"}) {
         EXPECT_NE(Refusal({"detect", "--pixel-size", value, "a"}), "accepted") << value;
     }
@@ -84,30 +92,30 @@ TEST(Options, PixelSizeMustBeAPositiveLength) {
 
 TEST(Options, CalibrateNeedsAPixelSize) {
     EXPECT_EQ(Refusal({"calibrate", "a"}), "--pixel-size is required");
-    const BatchOptions plain = Parse({"calibrate", "--pixel-size", "2.5", "a"});
+    const auto plain = Parse<CalibrateOptions>({"calibrate", "--pixel-size", "2.5", "a"});
     EXPECT_EQ(plain.pixelSizeNm, 2.5);
     EXPECT_EQ(plain.existing, ExistingLabels::kSkip);
     EXPECT_EQ(plain.existingPixelSize, ExistingPixelSize::kRefuse);
-    const BatchOptions forced =
-        Parse({"calibrate", "--force", "--overwrite", "-o", "d", "--jobs", "2", "--pixel-size", "2.5", "a"});
+    const auto forced = Parse<CalibrateOptions>(
+        {"calibrate", "--force", "--overwrite", "-o", "d", "--jobs", "2", "--pixel-size", "2.5", "a"});
     EXPECT_EQ(forced.existing, ExistingLabels::kReplace);
     EXPECT_EQ(forced.existingPixelSize, ExistingPixelSize::kReplace);
-    EXPECT_EQ(forced.output, "d");
+    EXPECT_EQ(forced.places.output, "d");
     for (const char* value : {"0", "-1", "nan", "x"}) {
         EXPECT_NE(Refusal({"calibrate", "--pixel-size", value, "a"}), "accepted") << value;
     }
 }
 
 TEST(Options, JobsIsAPositiveWholeNumber) {
-    EXPECT_EQ(Parse({"detect", "--jobs", "3", "a"}).jobs, 3u);
+    EXPECT_EQ(Parse<DetectOptions>({"detect", "--jobs", "3", "a"}).jobs, 3u);
     for (const char* value : {"0", "-1", "1.5", "many", "99999999999"}) {
         EXPECT_NE(Refusal({"detect", "--jobs", value, "a"}), "accepted") << value;
     }
 }
 
 TEST(Options, StylesExcludeEachOther) {
-    EXPECT_EQ(Parse({"overlay", "--raw", "a"}).style, LabelStyle::kNone);
-    EXPECT_EQ(Parse({"overlay", "--regions", "a"}).style, LabelStyle::kRegions);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).style, LabelStyle::kNone);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).style, LabelStyle::kRegions);
     EXPECT_NE(Refusal({"overlay", "--raw", "--regions", "a"}), "accepted");
     EXPECT_NE(Refusal({"detect", "--quiet", "--verbose", "a"}), "accepted");
 }
@@ -130,17 +138,18 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
 }
 
 TEST(Options, NamesMayHoldAnything) {
-    const BatchOptions options = Parse({"detect", "-o", "out dir#%", "--", "-a.tif", "\xC3\xBC b.tif", "\xFF.tif"});
-    EXPECT_EQ(*options.output, "out dir#%");
-    EXPECT_EQ(options.images, (std::vector<std::string>{"-a.tif", "\xC3\xBC b.tif", "\xFF.tif"}));
+    const auto options =
+        Parse<DetectOptions>({"detect", "-o", "out dir#%", "--", "-a.tif", "\xC3\xBC b.tif", "\xFF.tif"});
+    EXPECT_EQ(*options.places.output, "out dir#%");
+    EXPECT_EQ(options.input.images, (std::vector<std::string>{"-a.tif", "\xC3\xBC b.tif", "\xFF.tif"}));
 }
 
 TEST(Options, HelpAndVersionAreAnswers) {
     const CommandLine version = ParseCommandLine({"--version"});
-    EXPECT_FALSE(version.options.has_value());
+    EXPECT_FALSE(version.task);
     EXPECT_EQ(version.answer.rfind("korvane-batch ", 0), 0u);
     const CommandLine help = ParseCommandLine({"detect", "--help"});
-    EXPECT_FALSE(help.options.has_value());
+    EXPECT_FALSE(help.task);
     EXPECT_NE(help.answer.find("--pixel-size NM"), std::string::npos);
 }
 

@@ -36,10 +36,11 @@ ImageOutcome Outcome(ImageState state) {
 
 TEST(ReportText, HoldsTheRunAndEachImage) {
     RunReport report;
+    report.record.command = "detect";
     report.started = "2020-01-02T03:04:05Z";
     report.images = {FilesIn("/o", "\xC2\xB5 \xFF.tif"), FilesIn("/o", "b.tif")};
     report.outcomes = {Outcome(ImageState::kDone), Outcome(ImageState::kFailed)};
-    const auto json = nlohmann::json::parse(ReportText(BatchOptions(), report, "/o"));
+    const auto json = nlohmann::json::parse(ReportText(report, "/o"));
     EXPECT_EQ(json.at("program"), "korvane-batch");
     EXPECT_FALSE(json.at("version").get<std::string>().empty());
     EXPECT_EQ(json.at("command"), "detect");
@@ -68,7 +69,7 @@ TEST(WriteReports, LeavesOneInEachFolderThatGotLabels) {
     report.images = {FilesIn(a.Path().string(), "1.tif"), FilesIn(b.Path().string(), "2.tif"),
                      FilesIn(skipped.Path().string(), "3.tif")};
     report.outcomes = {Outcome(ImageState::kDone), Outcome(ImageState::kFailed), Outcome(ImageState::kSkipped)};
-    EXPECT_TRUE(WriteReports(BatchOptions(), report).empty());
+    EXPECT_TRUE(WriteReports(report).empty());
     std::ifstream file(a.File("korvane-run.json"));
     const auto json = nlohmann::json::parse(std::string(std::istreambuf_iterator<char>(file), {}));
     ASSERT_EQ(json.at("images").size(), 1u);
@@ -81,7 +82,7 @@ TEST(WriteReports, TellsWhatItCouldNotWrite) {
     RunReport report;
     report.images = {FilesIn("/nowhere/at/all", "1.tif")};
     report.outcomes = {Outcome(ImageState::kDone)};
-    const std::vector<wxString> failures = WriteReports(BatchOptions(), report);
+    const std::vector<wxString> failures = WriteReports(report);
     ASSERT_EQ(failures.size(), 1u);
     EXPECT_TRUE(failures[0].Contains("/nowhere/at/all/korvane-run.json"));
 }

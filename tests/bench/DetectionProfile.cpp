@@ -50,9 +50,9 @@ public:
     StageClock() : heldAtStart_(HeldBytes()) { ResetPeakBytes(); }
 
     int ProgressValue() override { return static_cast<int>(times.size()); }
-    void UpdateProgress(int, const std::string& message) override {
+    void BeginStage(Korvane::DetectionStage stage, const Korvane::StageProgress&) override {
         EndStage();
-        names.push_back(message.substr(message.find(' ', 7) + 1));
+        names.emplace_back(Korvane::RowOf(stage).text);
     }
     void EndStage() {
         times.push_back(CpuSeconds());

@@ -3,12 +3,12 @@
 #include <random>
 
 #include "BenchSupport.h"
-#include "operations/DiffusionVariant.h"
+#include "operations/DiffusionWith.h"
 #include "reference/PlainDiffusion.h"
 
 namespace {
 
-using qvox::DiffusionVariant;
+using qvox::InstructionSet;
 using qvox::VoxelImage;
 
 constexpr float kContrast = 0.005f;
@@ -46,7 +46,7 @@ void Diffusion(benchmark::State& state) {
 BENCHMARK(Diffusion)->Arg(512)->Arg(1024)->Arg(2048)->Arg(4096)->Unit(benchmark::kMillisecond);
 
 void DiffusionVariants(benchmark::State& state) {
-    const auto variant = static_cast<DiffusionVariant>(state.range(1));
+    const auto variant = static_cast<InstructionSet>(state.range(1));
     if (!qvox::RunsHere(variant)) return state.SkipWithError("this processor lacks the instruction set");
     Run(state, [variant](auto& image) {
         qvox::EdgeEnhancingDiffusionWith(variant, image, 5.0f, kContrast, kTimeStep, kIterations);

@@ -185,8 +185,8 @@ TEST(DetectionDriver, KeepsAnObjectOfJustTheThresholdsRoundness) {
     for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) labels[i] = map.at<float>(static_cast<int>(i)) > 0.0f;
     qvox::ComponentImage components;
     qvox::LabelForegroundRegions(components, labels, qvox::Neighbourhood8{});
-    const double roundness = Korvane::Roundness(qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kArea),
-                                                qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kPerimeter));
+    const double roundness = qvox::Roundness(qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kArea),
+                                             qvox::EstimateShape(components, 1, qvox::ShapeMeasure::kPerimeter));
     float below = static_cast<float>(roundness);
     if (static_cast<double>(below) > roundness) below = std::nextafter(below, 0.0f);
     qvox::ComponentImage kept(components);

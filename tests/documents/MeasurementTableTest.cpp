@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <limits>
+#include <sstream>
 
 #include "PathText.h"
 #include "ToolkitError.h"
@@ -51,50 +51,53 @@ qvox::LabelImage Disc(std::uint16_t label, double radius, float perUm) {
     return labels;
 }
 
-TEST(MeasureObjects, ADiscIsRoundAndHasItsDiameter) {
-    const std::vector<ObjectMeasures> objects = MeasureObjects(Disc(700, 20.0, 500.0f));
-    ASSERT_EQ(objects.size(), 1u);
-    EXPECT_EQ(objects[0].label, 700);
-    EXPECT_NEAR(objects[0].roundness, 1.0, 0.03);
-    EXPECT_NEAR(objects[0].diameterNm, 80.0, 1.0);  // 40 px of 2 nm
-    EXPECT_NEAR(objects[0].perimeterNm, 3.14159 * 80.0, 4.0);
-    EXPECT_DOUBLE_EQ(objects[0].diameterNm, std::sqrt(objects[0].areaNm2 * 4.0 / 3.141592653589793));
-    EXPECT_DOUBLE_EQ(objects[0].roundness,
-                     objects[0].areaNm2 * 4.0 * 3.141592653589793 / (objects[0].perimeterNm * objects[0].perimeterNm));
+/// The numbers of a row behind its path.
+std::vector<double> Numbers(const wxString& row) {
+    std::vector<double> numbers;
+    std::istringstream text(row.AfterFirst('\t').ToStdString());
+    for (double number = 0.0; text >> number;) numbers.push_back(number);
+    return numbers;
 }
 
-TEST(MeasureObjects, ListsPiecesInRasterOrderWithTheirLabel) {
-    const std::vector<ObjectMeasures> objects =
-        MeasureObjects(korvane_test::Draw<std::uint16_t>({".9..2", "9...2", ".....", "2...."}));
-    ASSERT_EQ(objects.size(), 3u);
-    EXPECT_EQ(objects[0].label, 9);
-    EXPECT_EQ(objects[1].label, 2);
-    EXPECT_EQ(objects[2].label, 2);
-    EXPECT_DOUBLE_EQ(objects[2].areaNm2, 1000000.0);  // no resolution: 1 pixel per micrometre
+TEST(MeasurementRows, ADiscIsRoundAndHasItsDiameter) {
+    const std::vector<wxString> rows = MeasurementRows("a", Disc(700, 20.0, 500.0f));
+    ASSERT_EQ(rows.size(), 1u);
+    const std::vector<double> numbers = Numbers(rows[0]);
+    ASSERT_EQ(numbers.size(), 5u);
+    EXPECT_EQ(numbers[0], 700.0);
+    EXPECT_NEAR(numbers[1], 80.0, 1.0);  // 40 px of 2 nm
+    EXPECT_NEAR(numbers[2], 1.0, 0.03);
+    EXPECT_NEAR(numbers[3], 3.14159 * 80.0, 4.0);
+    EXPECT_NEAR(numbers[1], std::sqrt(numbers[4] * 4.0 / 3.141592653589793), 0.001);
+    EXPECT_NEAR(numbers[2], numbers[4] * 4.0 * 3.141592653589793 / (numbers[3] * numbers[3]), 0.001);
 }
 
-TEST(MeasureObjects, NothingIsMeasuredWhereNothingIs) {
-    EXPECT_TRUE(MeasureObjects(qvox::LabelImage()).empty());
-    EXPECT_TRUE(MeasureObjects(korvane_test::Draw<std::uint16_t>({"..", ".."})).empty());
+TEST(MeasurementRows, ListPiecesInRasterOrder) {
+    const std::vector<wxString> rows =
+        MeasurementRows("a", korvane_test::Draw<std::uint16_t>({".9..2", "9...2", ".....", "2...."}));
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_TRUE(rows[0].StartsWith("a\t9\t"));
+    EXPECT_TRUE(rows[1].StartsWith("a\t2\t"));
+    EXPECT_TRUE(rows[2].StartsWith("a\t2\t"));
 }
 
 TEST(MeasurementRow, HasThreeDecimalsAndNoTabAtItsEnd) {
-    const ObjectMeasures measures{65535, 1.5, 0.99951, 123456789.0625, 1e21};
-    EXPECT_EQ(MeasurementRow("/data/100%s.tif", measures),
-              wxString("/data/100%s.tif\t65535\t1.500\t1.000\t123456789.062\t1000000000000000000000.000"));
+    EXPECT_EQ(MeasurementRow("/data/100%s.tif", {65535, 123456789.0625, 1e21}),
+              wxString("/data/100%s.tif\t65535\t35682482323.055\t824479.590\t123456789.062\t"
+                       "1000000000000000000000.000"));
+    EXPECT_EQ(MeasurementRow("a", {1, 71.08894228, 400.0}), wxString("a\t1\t22.568\t0.995\t71.089\t400.000"));
 }
 
 TEST(MeasurementRow, PrintsARoundnessThatIsNoNumberAsItIs) {
-    const ObjectMeasures measures{1, 0.0, std::numeric_limits<double>::infinity(), 0.0, 0.0};
-    EXPECT_EQ(MeasurementRow("a", measures), wxString("a\t1\t0.000\tinf\t0.000\t0.000"));
+    EXPECT_EQ(MeasurementRow("a", {1, 0.0, 1.0}), wxString("a\t1\t1.128\tinf\t0.000\t1.000"));
 }
 
 TEST(MeasurementRow, WritesAPointInEveryLocale) {
     const std::string before = std::setlocale(LC_ALL, nullptr);
     if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << "the locale de_DE.UTF-8 is not installed";
-    const wxString row = MeasurementRow("a", {1, 0.5, 0.5, 0.5, 0.5});
+    const wxString row = MeasurementRow("a", {1, 0.5, 1.0});
     std::setlocale(LC_ALL, before.c_str());
-    EXPECT_EQ(row, wxString("a\t1\t0.500\t0.500\t0.500\t0.500"));
+    EXPECT_EQ(row, wxString("a\t1\t1.128\t50.265\t0.500\t1.000"));
 }
 
 TEST(MeasurementTablePath, EndsInTxtAfterTheCutAtTheLastPoint) {

@@ -36,10 +36,10 @@ void WriteOverlay(const std::string& path, int which) {
 void WriteTable(const std::string& path, int which) {
     std::vector<wxString> rows;
     for (std::uint16_t label = 1; label < 12; ++label) {
-        Korvane::ObjectMeasures measures;
-        measures.label = label;
-        measures.diameterNm = 40.0 + label + which;
-        rows.push_back(Korvane::MeasurementRow("some picture.tif", measures));
+        Korvane::MeasuredObject object;
+        object.label = label;
+        object.perimeterNm = 40.0 + label + which;
+        rows.push_back(Korvane::MeasurementRow("some picture.tif", object));
     }
     Korvane::WriteMeasurementTable(Korvane::PathText(path), rows);
 }

@@ -15,6 +15,7 @@
 #include <wx/textctrl.h>
 
 #include "CommandTable.h"
+#include "DetectionProgress.h"
 #include "MainWindow.h"
 #include "PathText.h"
 #include "SingleImageCanvas.h"
@@ -187,6 +188,22 @@ TEST_F(Analysis, DetectionOfTheCurrentPositionCountsToSix) {
     EXPECT_FALSE(watch.frameEnabled);
     EXPECT_EQ(ProgressWatch::Shown(), nullptr);
     EXPECT_TRUE(frame->IsEnabled());
+}
+
+TEST_F(Analysis, TheDialogNamesTheImageAndTheStage) {
+    wxProgressDialog dialog("Please wait ...", "", 20, nullptr, wxPD_AUTO_HIDE);
+    DetectionProgress progress(dialog);
+    std::vector<wxString> shown;
+    for (const DetectionStageRow& row : kDetectionStages) {
+        if (row.text.empty()) continue;
+        const int value = progress.ProgressValue();
+        progress.BeginStage(row.stage, {value + 1, value / kProgressStepsPerPosition + 1});
+        shown.push_back(dialog.GetMessage());
+    }
+    EXPECT_EQ(shown, (std::vector<wxString>{"Image: 1 preprocessing", "Image: 1 detection of exosomes",
+                                            "Image: 1 filtering candidates", "Image: 1 cluster separation",
+                                            "Image: 1 finalizing", "Image: 2 finalization"}));
+    EXPECT_EQ(dialog.GetValue(), 6);
 }
 
 TEST_F(Analysis, DetectionOfEmptyPositionsPassesOverTheOthersAndLowersTheEnd) {

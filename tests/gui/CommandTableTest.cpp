@@ -1,10 +1,16 @@
+#include <array>
 #include <memory>
+#include <set>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <wx/accel.h>
 #include <wx/menu.h>
 
+#include "CommandChecks.h"
 #include "CommandTable.h"
 
 namespace {
@@ -107,6 +113,73 @@ TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
         ++entry;
     }
     EXPECT_EQ(entry->m_fn, nullptr);
+}
+
+TEST(CommandTable, EveryRowIsFoundByItsIdentifierAndItsKey) {
+    for (const Korvane::Command& command : Korvane::kCommands) {
+        EXPECT_EQ(Korvane::FindCommand(command.id), &command);
+        const std::string_view key = Korvane::KeyInText(command.text);
+        EXPECT_EQ(Korvane::FindCommandByKey(key), key.empty() ? nullptr : &command) << command.text;
+    }
+    EXPECT_EQ(Korvane::FindCommandByKey("C"), Korvane::FindCommand(20020));
+    EXPECT_EQ(Korvane::FindCommandByKey("Shift+Del"), Korvane::FindCommand(20028));
+    EXPECT_EQ(Korvane::FindCommandByKey("Shift+C"), nullptr);
+    EXPECT_EQ(Korvane::FindCommandByKey("c"), nullptr);
+    EXPECT_EQ(Korvane::FindCommandByKey(""), nullptr);
+}
+
+TEST(CommandTable, EveryKeyIsOneThatTheWindowLibraryKnows) {
+    std::set<std::pair<int, int>> keys;
+    for (const Korvane::Command& command : Korvane::kCommands) {
+        if (Korvane::KeyInText(command.text).empty()) continue;
+        const std::unique_ptr<wxAcceleratorEntry> key(wxAcceleratorEntry::Create(command.text));
+        ASSERT_NE(key, nullptr) << command.text;
+        EXPECT_TRUE(keys.emplace(key->GetFlags(), key->GetKeyCode()).second) << command.text;
+    }
+    EXPECT_EQ(keys.size(), 27u);
+}
+
+TEST(CommandTable, OnlyThePositionsCommandsWaitForOne) {
+    const std::set<int> always{20009};
+    const std::set<int> whenIdle{20001, 20010, 20012, 20013, 20014, 20015, 20016,
+                                 20018, 20019, 20020, 20021, 20029, 20030};
+    for (const Korvane::Command& command : Korvane::kCommands) {
+        const Korvane::CommandEnabled wanted = always.count(command.id) != 0 ? Korvane::CommandEnabled::kAlways
+                                               : whenIdle.count(command.id) != 0
+                                                   ? Korvane::CommandEnabled::kWhenIdle
+                                                   : Korvane::CommandEnabled::kWithPositions;
+        EXPECT_EQ(command.enabled, wanted) << command.text;
+    }
+}
+
+struct Row {
+    int id;
+    std::size_t eventOrder;
+    const char* menu;
+    const char* text;
+};
+
+constexpr std::array<Row, 3> kGoodRows{
+    {{20001, 2, "&File", "Open\tCtrl+O"}, {20999, 3, "&File", "Close"}, {20101, 1, "&Help", "About"}}};
+
+constexpr std::array<Row, 3> WithLast(const Row& last) { return {{kGoodRows[0], kGoodRows[1], last}}; }
+
+// What the compiler would say to a row with a mistake in it.
+TEST(CommandChecks, FindEveryMistakeOfARow) {
+    EXPECT_TRUE(Korvane::IdentifiersAreGood(kGoodRows));
+    EXPECT_TRUE(Korvane::EventOrderIsGood(kGoodRows));
+    EXPECT_TRUE(Korvane::KeysAreGood(kGoodRows));
+    EXPECT_TRUE(Korvane::MenusAreGood(kGoodRows));
+    EXPECT_FALSE(Korvane::IdentifiersAreGood(WithLast({20001, 1, "&Help", "About"}))) << "twice";
+    EXPECT_FALSE(Korvane::IdentifiersAreGood(WithLast({20000, 1, "&Help", "About"}))) << "too low";
+    EXPECT_FALSE(Korvane::IdentifiersAreGood(WithLast({21000, 1, "&Help", "About"}))) << "too high";
+    EXPECT_FALSE(Korvane::EventOrderIsGood(WithLast({20101, 3, "&Help", "About"}))) << "twice";
+    EXPECT_FALSE(Korvane::EventOrderIsGood(WithLast({20101, 4, "&Help", "About"}))) << "a gap";
+    EXPECT_FALSE(Korvane::EventOrderIsGood(WithLast({20101, 0, "&Help", "About"}))) << "counted from 0";
+    EXPECT_FALSE(Korvane::KeysAreGood(WithLast({20101, 1, "&Help", "About\tCtrl+O"}))) << "twice";
+    constexpr std::array<Row, 3> kSplit{
+        {{20001, 1, "&File", "Open"}, {20002, 2, "&Help", "About"}, {20003, 3, "&File", "Close"}}};
+    EXPECT_FALSE(Korvane::MenusAreGood(kSplit)) << "a menu in two parts";
 }
 
 }  // namespace

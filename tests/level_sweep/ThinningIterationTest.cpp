@@ -12,7 +12,7 @@
 namespace {
 
 using level_sweep::BlockSurroundings;
-using level_sweep::ThinningVariant;
+using qvox::InstructionSet;
 
 /// Columns -2 to 65 and rows -2 to 9.
 using Pixels = std::array<std::array<bool, 68>, BlockSurroundings::kRows>;
@@ -50,10 +50,10 @@ Pixels LeftPixelByPixel(const Pixels& set, const Pixels& staying, int subiterati
     return left;
 }
 
-class ThinningIterationTest : public ::testing::TestWithParam<ThinningVariant> {};
+class ThinningIterationTest : public ::testing::TestWithParam<InstructionSet> {};
 
 TEST_P(ThinningIterationTest, AStripIsLeftWhatTheTableOfRemovalsLeavesPixelByPixel) {
-    if (!level_sweep::RunsHere(GetParam())) GTEST_SKIP() << "not run by this processor";
+    if (!qvox::RunsHere(GetParam())) GTEST_SKIP() << "not run by this processor";
     std::mt19937_64 random(5);
     for (int round = 0; round < 500; ++round) {
         BlockSurroundings around;
@@ -84,6 +84,6 @@ TEST_P(ThinningIterationTest, AStripIsLeftWhatTheTableOfRemovalsLeavesPixelByPix
 }
 
 INSTANTIATE_TEST_SUITE_P(Variants, ThinningIterationTest,
-                         ::testing::Values(ThinningVariant::Baseline, ThinningVariant::Avx2, ThinningVariant::Avx512));
+                         ::testing::Values(InstructionSet::kBaseline, InstructionSet::kAvx2, InstructionSet::kAvx512));
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace {
 
 using level_sweep::TilePiece;
 using level_sweep::TileRows;
-using level_sweep::TileVariant;
+using qvox::InstructionSet;
 using Word = level_sweep::BitGrid::Word;
 using Pixels = std::vector<std::pair<int, int>>;  // rows and columns, in raster order
 
@@ -85,14 +85,14 @@ bool AreBeside(const Pixels& a, const Pixels& b) {
     });
 }
 
-class TileFloodTest : public ::testing::TestWithParam<TileVariant> {
+class TileLabellingTest : public ::testing::TestWithParam<InstructionSet> {
 protected:
     void SetUp() override {
-        if (!level_sweep::RunsHere(GetParam())) GTEST_SKIP() << "not run by this processor";
+        if (!qvox::RunsHere(GetParam())) GTEST_SKIP() << "not run by this processor";
     }
 };
 
-TEST_P(TileFloodTest, PiecesAreWhatHangsTogetherPixelByPixel) {
+TEST_P(TileLabellingTest, PiecesAreWhatHangsTogetherPixelByPixel) {
     std::mt19937_64 random(3);
     level_sweep::TilePieces found;
     for (int round = 0; round < 60; ++round) {
@@ -114,7 +114,7 @@ TEST_P(TileFloodTest, PiecesAreWhatHangsTogetherPixelByPixel) {
     }
 }
 
-TEST_P(TileFloodTest, ChangesAreWhatDiffersAndWhatIsAroundIt) {
+TEST_P(TileLabellingTest, ChangesAreWhatDiffersAndWhatIsAroundIt) {
     std::mt19937_64 random(4);
     for (int round = 0; round < 40; ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
@@ -140,7 +140,7 @@ TEST_P(TileFloodTest, ChangesAreWhatDiffersAndWhatIsAroundIt) {
     }
 }
 
-TEST_P(TileFloodTest, PiecesBesideAPieceAreThoseWithAPixelBesideOneOfIts) {
+TEST_P(TileLabellingTest, PiecesBesideAPieceAreThoseWithAPixelBesideOneOfIts) {
     std::mt19937_64 random(6);
     level_sweep::TilePieces one;
     level_sweep::TilePieces others;
@@ -177,7 +177,7 @@ TEST_P(TileFloodTest, PiecesBesideAPieceAreThoseWithAPixelBesideOneOfIts) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Variants, TileFloodTest,
-                         ::testing::Values(TileVariant::Baseline, TileVariant::Avx2, TileVariant::Avx512));
+INSTANTIATE_TEST_SUITE_P(Variants, TileLabellingTest,
+                         ::testing::Values(InstructionSet::kBaseline, InstructionSet::kAvx2, InstructionSet::kAvx512));
 
 }  // namespace

@@ -29,9 +29,9 @@ namespace {
 constexpr std::uint16_t kBackground = 20000;
 constexpr int kStepsPerPosition = 5;
 
-void Announce(DetectionObserver& observer, const std::string& stage) {
+void Announce(DetectionObserver& observer, DetectionStage stage) {
     const int value = observer.ProgressValue();
-    observer.UpdateProgress(value + 1, "Image: " + std::to_string(value / kStepsPerPosition + 1) + stage);
+    observer.BeginStage(stage, {value + 1, value / kStepsPerPosition + 1});
 }
 
 void ShowFloat(DetectionObserver& observer, DetectionStage stage, const cv::Mat& map) {
@@ -128,7 +128,7 @@ void Refine(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float 
     const qvox::LabelImage markers = RefinementMarkers(labels, scale);
     if (observer.WantsStage(DetectionStage::kMarkers)) observer.StageLabels(DetectionStage::kMarkers, markers);
 
-    Announce(observer, " finalization");
+    Announce(observer, DetectionStage::kRefined);
     qvox::LabelImage grown;
     qvox::WatershedFromMarkers(relief, markers, grown, qvox::Neighbourhood8{});
     for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) {
@@ -178,11 +178,11 @@ void PlainDetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& l
     Check(raw, xResolution);
     const float scale = PlainScaleFactor(xResolution, parameters.relativeExosomeSize);
 
-    Announce(observer, " preprocessing");
+    Announce(observer, DetectionStage::kEdges);
     const cv::Mat edges = PlainPreprocess(raw, scale);
     ShowFloat(observer, DetectionStage::kEdges, edges);
 
-    Announce(observer, " detection of exosomes");
+    Announce(observer, DetectionStage::kCandidates);
     cv::Mat candidates = cv::Mat::zeros(edges.rows, edges.cols, CV_32F);
     PlainDetectCandidates(edges, candidates, scale, parameters.maxRelativeClusterSize, observer);
     ShowFloat(observer, DetectionStage::kCandidates, candidates);
@@ -191,16 +191,16 @@ void PlainDetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& l
     equal.convertTo(working, CV_32F, 1.0, 0.0);
     cv::threshold(working, working, 150.0, 1.0, cv::THRESH_BINARY);
 
-    Announce(observer, " filtering candidates");
+    Announce(observer, DetectionStage::kFiltered);
     cv::Mat filtered = cv::Mat::zeros(edges.rows, edges.cols, CV_8U);
     PlainFilterCandidates(working, filtered, scale, parameters.areaFraction);
     ShowByte(observer, DetectionStage::kFiltered, filtered);
 
-    Announce(observer, " cluster separation");
+    Announce(observer, DetectionStage::kSeparated);
     working = PlainSeparateClusters(filtered, scale);
     ShowFloat(observer, DetectionStage::kSeparated, working);
 
-    Announce(observer, " finalizing");
+    Announce(observer, DetectionStage::kLabelled);
     LabelObjects(working, labels);
     if (parameters.roundnessThreshold > 0.0f) Refine(raw, labels, parameters.roundnessThreshold, scale, observer);
 }

@@ -9,16 +9,18 @@
 
 namespace korvane_test {
 
-/// Keeps everything that detection tells: progress values with their messages, trace lines, and every stage's map.
+/// Keeps everything that detection tells: progress values with the messages that the window shows, trace lines, and
+/// every stage's map.
 class StageRecorder : public Korvane::DetectionObserver {
 public:
     explicit StageRecorder(int startValue = 0) : value(startValue) {}
 
     int ProgressValue() override { return value; }
-    void UpdateProgress(int newValue, const std::string& message) override {
-        value = newValue;
-        messages.push_back(message);
-        progress.emplace_back(newValue, message);
+    void BeginStage(Korvane::DetectionStage stage, const Korvane::StageProgress& begun) override {
+        value = begun.value;
+        messages.push_back("Image: " + std::to_string(begun.imageNumber) + " " +
+                           std::string(Korvane::RowOf(stage).text));
+        progress.emplace_back(value, messages.back());
     }
     void Trace(const std::string& line) override { trace.push_back(line); }
     bool WantsStage(Korvane::DetectionStage) override { return true; }

@@ -12,14 +12,14 @@
 #include <utility>
 #include <vector>
 
-#include "operations/DiffusionVariant.h"
+#include "operations/DiffusionWith.h"
 #include "reference/PlainDiffusion.h"
 #include "support/TestImages.h"
 
 using korvane_reference::PlainEdgeEnhancingDiffusion;
 using korvane_test::RandomImage;
 using korvane_test::SameVoxels;
-using qvox::DiffusionVariant;
+using qvox::InstructionSet;
 using qvox::EdgeEnhancingDiffusion;
 using qvox::EdgeEnhancingDiffusionWith;
 
@@ -370,14 +370,14 @@ TEST(Diffusion, SmoothingWiderThanThePictureWorks) {
 
 TEST(Diffusion, GivesTheSameBitsWithEveryInstructionSet) {
     std::mt19937 random(17);
-    for (const DiffusionVariant variant : {DiffusionVariant::Avx2, DiffusionVariant::Avx512}) {
+    for (const InstructionSet variant : {InstructionSet::kAvx2, InstructionSet::kAvx512}) {
         if (!qvox::RunsHere(variant)) continue;
         for (const auto& [width, height] : std::vector<std::pair<std::uint64_t, std::uint64_t>>{
                  {1, 1}, {1, 40}, {40, 1}, {63, 90}, {128, 65}, {150, 220}, {1100, 35}, {2500, 3}}) {
             for (const Parameters& p : {AtScale(0.4), Parameters{}, Parameters{0.0f, 0.3f, 0.3f, 3}}) {
                 const Image image = SmoothNoise(random, width, height, static_cast<int>(width % 3));
                 Image baseline = image;
-                EdgeEnhancingDiffusionWith(DiffusionVariant::Baseline, baseline, p.sigmaPx, p.contrast, p.timeStep,
+                EdgeEnhancingDiffusionWith(InstructionSet::kBaseline, baseline, p.sigmaPx, p.contrast, p.timeStep,
                                            p.iterations);
                 Image other = image;
                 EdgeEnhancingDiffusionWith(variant, other, p.sigmaPx, p.contrast, p.timeStep, p.iterations);

@@ -4,9 +4,12 @@
 #include <tiff.h>
 
 #include <fstream>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "files/ImageFile.h"
+#include "files/VendorPixelSize.h"
 #include "support/TemporaryFolder.h"
 #include "support/TiffBuilder.h"
 #include "support/VendorBlocks.h"
@@ -55,11 +58,14 @@ protected:
         file_.Real(65009, x).Real(65010, y).Text(65003, "\xB5m").Text(65004, "\xB5m");
         file_.Text(65012, "micrometer").Text(65013, "micrometer");
     }
-    static void Expect(const ImageFileInfo& info, double x, double y, ResolutionSource source, const char* name) {
+    static void Expect(const ImageFileInfo& info, double x, double y, ResolutionSource source) {
         EXPECT_NEAR(static_cast<double>(info.resolution.x), 1000.0 / x, 1e-6 * 1000.0 / x);
         EXPECT_NEAR(static_cast<double>(info.resolution.y), 1000.0 / y, 1e-6 * 1000.0 / y);
         EXPECT_EQ(info.resolutionSource, source);
-        EXPECT_NE(info.resolutionNote.find(name), std::string::npos) << info.resolutionNote;
+    }
+    static void Expect(const ImageFileInfo& info, double x, double y, const char* vendorName) {
+        Expect(info, x, y, ResolutionSource::kVendorBlock);
+        EXPECT_EQ(info.resolutionNote, vendorName);
     }
     static void ExpectUndefined(const ImageFileInfo& info, const char* name) {
         EXPECT_EQ(info.resolution, qvox::PixelResolution());
@@ -73,26 +79,39 @@ protected:
     TiffBuilder file_;
 };
 
+TEST(VendorBlocks, HaveNamesOfTheirOwnAndAreQueriedInThisOrder) {
+    std::vector<std::string> names;
+    std::vector<std::uint32_t> tags;
+    for (const qvox::VendorBlock& block : qvox::VendorBlocks()) {
+        names.emplace_back(block.name);
+        tags.push_back(block.tag);
+    }
+    EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
+    EXPECT_EQ(names, (std::vector<std::string>{"Olympus SIS block", "FEI block", "Zeiss block", "Gatan export entries",
+                                               "JEOL description: magnification and resolution entry", "TVIPS block"}));
+    EXPECT_EQ(tags, (std::vector<std::uint32_t>{kSis, kFei, kZeiss, 65009, 270, kTvips}));
+}
+
 TEST_F(VendorPixelSize, OfEachMakerInEveryKindOfFile) {
     for (const TiffOrder order : {TiffOrder::kLittle, TiffOrder::kBig}) {
         for (const TiffKind kind : {TiffKind::kClassic, TiffKind::kBig}) {
             Start(order, kind);
-            Expect(InspectWithSis(0.77, 0.75), 0.77, 0.75, ResolutionSource::kOlympusSis, "Olympus SIS");
+            Expect(InspectWithSis(0.77, 0.75), 0.77, 0.75, "Olympus SIS block");
             Start(order, kind);
             file_.Text(kFei, "[Scan]\r\nPixelWidth=7.5e-009\r\nPixelHeight=8e-009\r\n");
-            Expect(Inspect(), 7.5, 8.0, ResolutionSource::kFei, "FEI");
+            Expect(Inspect(), 7.5, 8.0, "FEI block");
             Start(order, kind);
             file_.Text(kZeiss, "AP_IMAGE_PIXEL_SIZE\r\nImage Pixel Size = 2.615 \xB5m\r\n");
-            Expect(Inspect(), 2615.0, 2615.0, ResolutionSource::kZeiss, "Zeiss");
+            Expect(Inspect(), 2615.0, 2615.0, "Zeiss block");
             Start(order, kind);
             AddGatan(0.5, 5.0);
-            Expect(Inspect(), 500.0, 5000.0, ResolutionSource::kGatan, "Gatan");
+            Expect(Inspect(), 500.0, 5000.0, "Gatan export entries");
             Start(order, kind);
             file_.Text(TIFFTAG_IMAGEDESCRIPTION, korvane_test::JeolXml("MAG", "150000"));
             const double jeol = 25.4e6 / 72 / 150000;
-            Expect(Inspect(), jeol, jeol, ResolutionSource::kJeol, "JEOL");
+            Expect(Inspect(), jeol, jeol, "JEOL description: magnification and resolution entry");
             Start(order, kind);
-            Expect(InspectWithTvips(1.5f, 1.25f), 1.5, 1.25, ResolutionSource::kTvips, "TVIPS");
+            Expect(InspectWithTvips(1.5f, 1.25f), 1.5, 1.25, "TVIPS block");
         }
     }
 }
@@ -103,27 +122,29 @@ TEST_F(VendorPixelSize, ComesBeforeEveryOtherSource) {
          {"ImageJ=1.53t\nunit=nm\n",
           "<OME xmlns=\"x\"><Image><Pixels SizeX=\"1\" PhysicalSizeX=\"1\" PhysicalSizeY=\"1\"/></Image></OME>", "x"}) {
         file_.Text(TIFFTAG_IMAGEDESCRIPTION, description).Short(296, 3);
-        Expect(Inspect(), 2.0, 2.0, ResolutionSource::kFei, "FEI");
+        Expect(Inspect(), 2.0, 2.0, "FEI block");
     }
 }
 
 TEST_F(VendorPixelSize, TheFirstMakerThatGivesOneCounts) {
     file_.Text(kFei, "[Scan]\nPixelWidth=\n").Text(kZeiss, "AP_IMAGE_PIXEL_SIZE\nImage Pixel Size = 4 nm\n");
     AddGatan(0.5, 0.5);
-    Expect(Inspect(), 4.0, 4.0, ResolutionSource::kZeiss, "Zeiss");
-    Expect(InspectWithSis(3.0, 3.0), 3.0, 3.0, ResolutionSource::kOlympusSis, "Olympus");
+    Expect(Inspect(), 4.0, 4.0, "Zeiss block");
+    Expect(InspectWithSis(3.0, 3.0), 3.0, 3.0, "Olympus SIS block");
 }
 
 TEST_F(VendorPixelSize, AnUnusableEntryLeavesItToTheOtherSources) {
     file_.Long(kSis, 8).Rational(282, 2000000, 1).Rational(283, 2000000, 1).Short(296, 3);
-    Expect(Inspect(), 5.0, 5.0, ResolutionSource::kResolutionTags, "resolution entry");
+    const ImageFileInfo info = Inspect();
+    Expect(info, 5.0, 5.0, ResolutionSource::kResolutionTags);
+    EXPECT_NE(info.resolutionNote.find("resolution entry"), std::string::npos) << info.resolutionNote;
 }
 
 TEST_F(VendorPixelSize, OfThePageThatIsRead) {
     file_ = TiffBuilder();
     file_.Page().Grey(1, 1, 8).Short(262, 2).Short(277, 3).Shorts(258, {8, 8, 8}).AddPiece("rgb");
     file_.Page().Grey(1, 1, 16).AddPiece("xy");
-    Expect(InspectWithSis(0.77, 0.77), 0.77, 0.77, ResolutionSource::kOlympusSis, "Olympus SIS");
+    Expect(InspectWithSis(0.77, 0.77), 0.77, 0.77, "Olympus SIS block");
 }
 
 TEST_F(VendorPixelSize, AStalePointerIsSaidToGiveNone) {
@@ -173,7 +194,7 @@ TEST_F(VendorPixelSize, ATextWithoutAnEndIsReadAsFarAsItGoes) {
     const std::string text = "[Scan]\nPixelWidth=2e-9\nPixelHeight=2e-9\n";
     for (const std::uint16_t type : {std::uint16_t{1}, std::uint16_t{2}, std::uint16_t{7}}) {
         file_.Raw(kFei, type, text.size(), text);
-        Expect(Inspect(), 2.0, 2.0, ResolutionSource::kFei, "FEI");
+        Expect(Inspect(), 2.0, 2.0, "FEI block");
     }
 }
 

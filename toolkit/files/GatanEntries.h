@@ -1,11 +1,16 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
 #include "files/PixelSizeNm.h"
+#include "files/VendorPage.h"
 
 namespace qvox {
+
+/// The tag of the pixel's width, which tells such an export.
+inline constexpr std::uint32_t kGatanScaleXTag = 65009;
 
 /// What a TIFF export of Gatan's DigitalMicrograph says in private tags; absent where a tag was not written.
 struct GatanEntries {
@@ -21,5 +26,8 @@ struct GatanEntries {
 /// texts is no length (diffraction patterns are in 1/nm, uncalibrated pictures in nothing), when the texts contradict
 /// each other or when the size is not believable.
 std::optional<PixelSizeNm> PixelSizeFromGatan(const GatanEntries& entries);
+
+/// The same of the entries of a page, which are present when either number is.
+VendorAnswer ReadGatanEntries(const VendorPage& page, std::uint32_t scaleXTag);
 
 }  // namespace qvox

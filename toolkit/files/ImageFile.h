@@ -32,12 +32,7 @@ enum class FileFormat : int {
 /// Where a pixel size was found.
 enum class ResolutionSource {
     kNone,
-    kOlympusSis,
-    kFei,
-    kZeiss,
-    kGatan,
-    kJeol,
-    kTvips,
+    kVendorBlock,  ///< resolutionNote names it
     kOmeXml,
     kImageJ,
     kResolutionTags,

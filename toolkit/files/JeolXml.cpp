@@ -55,4 +55,10 @@ JeolFinding ReadJeolXml(const char* data, std::size_t size, const ResolutionTags
     return finding;
 }
 
+VendorAnswer ReadJeolDescription(const VendorPage& page, std::uint32_t) {
+    const JeolFinding finding = ReadJeolXml(page.Description().data(), page.Description().size(), page.Tags());
+    if (!finding.isJeol) return {};
+    return {VendorAnswer::Presence::kPresent, finding.size, finding.reason};
+}
+
 }  // namespace qvox

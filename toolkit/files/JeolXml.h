@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
 #include "files/PixelSizeNm.h"
 #include "files/ResolutionTags.h"
+#include "files/VendorPage.h"
 
 namespace qvox {
 
@@ -23,5 +25,8 @@ struct JeolFinding {
 /// unit "none" (1), with entries that are not positive, nor when it is not believable. Texts beyond 2 MiB are not read.
 /// `data` may be null when `size` is 0.
 JeolFinding ReadJeolXml(const char* data, std::size_t size, const ResolutionTags& tags);
+
+/// The same of a file's description, which is that of its first page, and of a page's resolution entries.
+VendorAnswer ReadJeolDescription(const VendorPage& page, std::uint32_t descriptionTag);
 
 }  // namespace qvox

@@ -1,15 +1,28 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "files/ImageFile.h"
 #include "files/PixelSizeNm.h"
 #include "files/ResolutionTags.h"
+#include "files/VendorPage.h"
 
 namespace qvox {
 
 class TiffHandle;
+
+/// One kind of block in which a microscope's or camera's maker stores the pixel size.
+struct VendorBlock {
+    std::uint32_t tag;  ///< of the block, or of the first of its entries
+    const char* name;   ///< in results: the note of a file whose pixel size it gave
+    VendorAnswer (*read)(const VendorPage& page, std::uint32_t tag);
+};
+
+/// All of them, in the order in which they are queried.
+const std::vector<VendorBlock>& VendorBlocks();
 
 /// What the private entries of a microscope's or camera's maker say of the pixel size.
 struct VendorFinding {
@@ -18,9 +31,8 @@ struct VendorFinding {
     std::string note;  ///< which entry gave the size; or, of an entry that is there and gives none, why
 };
 
-/// Asks the entries of the page that the handle stands on, in this order: Olympus SIS, FEI, Zeiss, Gatan, JEOL, TVIPS.
-/// The first that gives a size counts. `description` is the first page's ImageDescription, `tags` are the chosen
-/// page's.
+/// Queries VendorBlocks on the page that the handle stands on; the first that gives a size counts. `description` is the
+/// first page's ImageDescription, `tags` are the chosen page's.
 VendorFinding FindVendorPixelSize(const TiffHandle& file, const std::string& description, const ResolutionTags& tags);
 
 }  // namespace qvox

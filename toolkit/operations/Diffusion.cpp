@@ -9,7 +9,7 @@
 
 #include "ToolkitError.h"
 #include "operations/DiffusionStep.h"
-#include "operations/DiffusionVariant.h"
+#include "operations/DiffusionWith.h"
 
 namespace qvox {
 
@@ -162,9 +162,9 @@ StepPlan MakePlan(const Extent& extent, const Strip& strip, const std::vector<fl
     return plan;
 }
 
-StepFunction Function(DiffusionVariant variant) {
-    return variant == DiffusionVariant::Avx512 ? StepAvx512
-           : variant == DiffusionVariant::Avx2 ? StepAvx2
+StepFunction Function(InstructionSet set) {
+    return set == InstructionSet::kAvx512 ? StepAvx512
+           : set == InstructionSet::kAvx2 ? StepAvx2
                                                : StepBaseline;
 }
 
@@ -200,17 +200,11 @@ void Collect(const Extent& extent, std::ptrdiff_t stride, const float* u, float 
 
 }  // namespace
 
-bool RunsHere(DiffusionVariant variant) {
-    if (variant == DiffusionVariant::Avx512) return __builtin_cpu_supports("avx512f") != 0;
-    if (variant == DiffusionVariant::Avx2) return __builtin_cpu_supports("avx2") != 0;
-    return true;
-}
-
 void RunOneByOne(std::size_t count, const std::function<void(std::size_t)>& part) {
     for (std::size_t i = 0; i < count; ++i) part(i);
 }
 
-void EdgeEnhancingDiffusionWith(DiffusionVariant variant, VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx,
+void EdgeEnhancingDiffusionWith(InstructionSet set, VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx,
                                 float contrast, float timeStep, std::uint64_t iterations, const PartRunner& run) {
     CheckArguments(image, preSmoothingSigmaPx, contrast, timeStep);
     if (iterations == 0) return;
@@ -228,7 +222,7 @@ void EdgeEnhancingDiffusionWith(DiffusionVariant variant, VoxelImage<std::uint16
     const std::ptrdiff_t stride = StrideFor(extent.width);
     float* u = planes.Floats(extent.height * stride) + kMargin;
     float* next = planes.Floats(extent.height * stride) + kMargin;
-    const StepFunction step = Function(variant);
+    const StepFunction step = Function(set);
     for (std::uint64_t z = 0; z < image.SizeZ(); ++z) {
         std::uint16_t* voxels = image.Row(0, z);
         const float origin = Origin(voxels, extent.width * extent.height);
@@ -243,10 +237,7 @@ void EdgeEnhancingDiffusionWith(DiffusionVariant variant, VoxelImage<std::uint16
 
 void EdgeEnhancingDiffusion(VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx, float contrast, float timeStep,
                             std::uint64_t iterations, const PartRunner& run) {
-    const DiffusionVariant variant = RunsHere(DiffusionVariant::Avx512) ? DiffusionVariant::Avx512
-                                     : RunsHere(DiffusionVariant::Avx2) ? DiffusionVariant::Avx2
-                                                                        : DiffusionVariant::Baseline;
-    EdgeEnhancingDiffusionWith(variant, image, preSmoothingSigmaPx, contrast, timeStep, iterations, run);
+    EdgeEnhancingDiffusionWith(WidestInstructionSet(), image, preSmoothingSigmaPx, contrast, timeStep, iterations, run);
 }
 
 }  // namespace qvox

@@ -177,4 +177,8 @@ std::vector<ShapeEstimate> EstimateShapes(const ComponentImage& components) {
     return estimates;
 }
 
+double EquivalentDiameter(double area) { return std::sqrt(area * 4.0 / kPi); }
+
+double Roundness(double area, double perimeter) { return 4.0 * kPi * area / (perimeter * perimeter); }
+
 }  // namespace qvox

@@ -44,4 +44,11 @@ double EstimateShape(const ComponentImage& components, std::uint16_t identifier,
 /// Cost: one pass over the image, however many components there are and however their boxes overlap.
 std::vector<ShapeEstimate> EstimateShapes(const ComponentImage& components);
 
+/// sqrt(4 area / pi), the diameter of the disc of the same area, in the area's length unit.
+double EquivalentDiameter(double area);
+
+/// 4 pi area / perimeter²: 1 for a disc, less for any other outline. Area and perimeter in the same length unit;
+/// infinite or NaN for a perimeter of 0.
+double Roundness(double area, double perimeter);
+
 }  // namespace qvox

@@ -305,28 +305,18 @@ struct Avx512 {
     }
 };
 
-Functions FunctionsOf(TileVariant variant) {
-    if (variant == TileVariant::Avx512) return {Avx512::FindChanges, Avx512::FindPieces, Avx512::FindBeside};
-    if (variant == TileVariant::Avx2) return {Avx2::FindChanges, Avx2::FindPieces, Avx2::FindBeside};
+Functions FunctionsOf(qvox::InstructionSet set) {
+    if (set == qvox::InstructionSet::kAvx512) return {Avx512::FindChanges, Avx512::FindPieces, Avx512::FindBeside};
+    if (set == qvox::InstructionSet::kAvx2) return {Avx2::FindChanges, Avx2::FindPieces, Avx2::FindBeside};
     return {Baseline::FindChanges, Baseline::FindPieces, Baseline::FindBeside};
 }
 
 const Functions& Best() {
-    static const Functions best = FunctionsOf(RunsHere(TileVariant::Avx512) ? TileVariant::Avx512
-                                              : RunsHere(TileVariant::Avx2) ? TileVariant::Avx2
-                                                                            : TileVariant::Baseline);
+    static const Functions best = FunctionsOf(qvox::WidestInstructionSet());
     return best;
 }
 
 }  // namespace
-
-bool RunsHere(TileVariant variant) {
-    if (variant == TileVariant::Baseline) return true;
-    const bool runsAvx2 = __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
-                          __builtin_cpu_supports("bmi2") != 0;
-    return runsAvx2 && (variant == TileVariant::Avx2 ||
-                        (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0));
-}
 
 void TileLabelling::FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes) {
     Best().findChanges(now, before, changes);
@@ -339,17 +329,17 @@ Word TileLabelling::FindBeside(const TilePiece& piece, const TilePiece* others, 
     return Best().findBeside(piece, others, shapes, among, rows);
 }
 
-void FindTileChangesWith(TileVariant variant, const TileRows& now, const TileRows& before, TileChanges& changes) {
-    FunctionsOf(variant).findChanges(now, before, changes);
+void FindTileChangesWith(qvox::InstructionSet set, const TileRows& now, const TileRows& before, TileChanges& changes) {
+    FunctionsOf(set).findChanges(now, before, changes);
 }
 
-void FindTilePiecesWith(TileVariant variant, const TileRows& pixels, TilePieces& found) {
-    FunctionsOf(variant).findPieces(pixels, found);
+void FindTilePiecesWith(qvox::InstructionSet set, const TileRows& pixels, TilePieces& found) {
+    FunctionsOf(set).findPieces(pixels, found);
 }
 
-Word FindTilePiecesBesideWith(TileVariant variant, const TilePiece& piece, const TilePiece* others,
+Word FindTilePiecesBesideWith(qvox::InstructionSet set, const TilePiece& piece, const TilePiece* others,
                               const TileShapes& shapes, Word among, const Word* rows) {
-    return FunctionsOf(variant).findBeside(piece, others, shapes, among, rows);
+    return FunctionsOf(set).findBeside(piece, others, shapes, among, rows);
 }
 
 }  // namespace level_sweep

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "InstructionSet.h"
 #include "bits/BitGrid.h"
 
 namespace level_sweep {
@@ -58,16 +59,10 @@ struct TileLabelling {
                                     BitGrid::Word among, const BitGrid::Word* rows);
 };
 
-/// The instruction sets that this is compiled for. All give the same bits.
-enum class TileVariant { Baseline, Avx2, Avx512 };
-
-/// Whether this processor runs the variant.
-bool RunsHere(TileVariant variant);
-
-/// TileLabelling with a variant of the caller's choice, which must run here; for tests.
-void FindTileChangesWith(TileVariant variant, const TileRows& now, const TileRows& before, TileChanges& changes);
-void FindTilePiecesWith(TileVariant variant, const TileRows& pixels, TilePieces& found);
-BitGrid::Word FindTilePiecesBesideWith(TileVariant variant, const TilePiece& piece, const TilePiece* others,
+/// TileLabelling with an instruction set of the caller's choice, which must run here; for tests.
+void FindTileChangesWith(qvox::InstructionSet set, const TileRows& now, const TileRows& before, TileChanges& changes);
+void FindTilePiecesWith(qvox::InstructionSet set, const TileRows& pixels, TilePieces& found);
+BitGrid::Word FindTilePiecesBesideWith(qvox::InstructionSet set, const TilePiece& piece, const TilePiece* others,
                                        const TileShapes& shapes, BitGrid::Word among, const BitGrid::Word* rows);
 
 }  // namespace level_sweep

@@ -105,33 +105,21 @@ __attribute__((target("avx512f"))) void LeftAvx512(BlockSurroundings& around, co
 
 #undef KORVANE_INLINED
 
-LeftFunction Function(ThinningVariant variant) {
-    if (variant == ThinningVariant::Avx512) return LeftAvx512;
-    if (variant == ThinningVariant::Avx2) return LeftAvx2;
+LeftFunction Function(qvox::InstructionSet set) {
+    if (set == qvox::InstructionSet::kAvx512) return LeftAvx512;
+    if (set == qvox::InstructionSet::kAvx2) return LeftAvx2;
     return LeftBaseline;
-}
-
-LeftFunction Best() {
-    return Function(RunsHere(ThinningVariant::Avx512) ? ThinningVariant::Avx512
-                    : RunsHere(ThinningVariant::Avx2) ? ThinningVariant::Avx2
-                                                      : ThinningVariant::Baseline);
 }
 
 }  // namespace
 
-bool RunsHere(ThinningVariant variant) {
-    if (variant == ThinningVariant::Avx512) return __builtin_cpu_supports("avx512f") != 0;
-    if (variant == ThinningVariant::Avx2) return __builtin_cpu_supports("avx2") != 0;
-    return true;
-}
-
-void ThinWith(ThinningVariant variant, BlockSurroundings& around, const BlockSurroundings* staying,
+void ThinWith(qvox::InstructionSet set, BlockSurroundings& around, const BlockSurroundings* staying,
                       PixelBlock& left) {
-    Function(variant)(around, staying, left);
+    Function(set)(around, staying, left);
 }
 
 void ThinningIteration::Thin(BlockSurroundings& around, const BlockSurroundings* staying, PixelBlock& left) {
-    static const LeftFunction best = Best();
+    static const LeftFunction best = Function(qvox::WidestInstructionSet());
     best(around, staying, left);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "InstructionSet.h"
 #include "skeleton/PixelBlock.h"
 
 namespace level_sweep {
@@ -11,14 +12,8 @@ struct ThinningIteration {
     static void Thin(BlockSurroundings& around, const BlockSurroundings* staying, PixelBlock& left);
 };
 
-/// The instruction sets that a step is compiled for. All give the same bits.
-enum class ThinningVariant { Baseline, Avx2, Avx512 };
-
-/// Whether this processor runs the variant.
-bool RunsHere(ThinningVariant variant);
-
-/// ThinningIteration::Thin with a variant of the caller's choice, which must run here; for tests.
-void ThinWith(ThinningVariant variant, BlockSurroundings& around, const BlockSurroundings* staying,
+/// ThinningIteration::Thin with an instruction set of the caller's choice, which must run here; for tests.
+void ThinWith(qvox::InstructionSet set, BlockSurroundings& around, const BlockSurroundings* staying,
                       PixelBlock& left);
 
 }  // namespace level_sweep

@@ -1,4 +1,4 @@
-#include "Commands.h"
+#include "ImageRun.h"
 
 #include <unistd.h>
 
@@ -10,27 +10,19 @@
 #include <system_error>
 #include <vector>
 
-#include "Calibration.h"
 #include "ExceptionText.h"
-#include "FailureText.h"
-#include "ImageJob.h"
-#include "ImageLoading.h"
 #include "InputList.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
-#include "support/OpenCVThreads.h"
 #include "PathText.h"
+#include "Progress.h"
 #include "RunReport.h"
 #include "WorkQueue.h"
-#include "files/ImageFile.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 
 namespace {
-
-bool WritesLabels(const BatchOptions& options) {
-    return options.command == BatchCommand::kDetect || options.command == BatchCommand::kSegment;
-}
 
 void MakeFolder(const std::optional<std::string>& folder) {
     if (!folder) return;
@@ -45,89 +37,55 @@ void MakeFolder(const std::optional<std::string>& folder) {
 }
 
 /// What would spoil hours of work at their end is found out before they begin.
-void RequireTablePlace(const BatchOptions& options) {
-    if (!options.table) return;
-    const std::filesystem::path table = FullPath(*options.table);
+void RequireTablePlace(const Places& places) {
+    if (!places.table) return;
+    const std::filesystem::path table = FullPath(*places.table);
     std::error_code failure;
     if (std::filesystem::is_directory(table, failure)) {
-        throw UsageError("The table '" + *options.table + "' is a folder.");
+        throw UsageError("The table '" + *places.table + "' is a folder.");
     }
     if (std::filesystem::exists(table, failure)) {
         if (!std::filesystem::is_regular_file(table, failure)) {
-            throw UsageError("The table '" + *options.table + "' is not a regular file.");
+            throw UsageError("The table '" + *places.table + "' is not a regular file.");
         }
         if (::access(table.c_str(), W_OK) != 0) {
-            throw UsageError("The table '" + *options.table +
+            throw UsageError("The table '" + *places.table +
                              "' cannot be replaced: " + std::generic_category().message(errno) + ".");
         }
     }
     const std::string folder = table.parent_path().string();
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {
-        throw UsageError("The table '" + *options.table +
+        throw UsageError("The table '" + *places.table +
                          "' cannot be written: " + std::generic_category().message(errno) + ".");
     }
 }
 
-void RequireLabelsFolder(const BatchOptions& options) {
+void RequireLabelsFolder(const Places& places) {
     std::error_code failure;
-    if (options.labels && !std::filesystem::is_directory(*options.labels, failure)) {
-        throw UsageError("The folder '" + *options.labels + "' of the labels does not exist.");
+    if (places.labels && !std::filesystem::is_directory(*places.labels, failure)) {
+        throw UsageError("The folder '" + *places.labels + "' of the labels does not exist.");
     }
 }
 
-bool Put(std::FILE* stream, const std::string& bytes) {
-    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() && std::fflush(stream) == 0;
-}
-
 /// The table of all images that have a result, to its file or to the output. False when it could not be written.
-bool WriteTable(const BatchOptions& options, const std::vector<ImageOutcome>& outcomes, std::FILE* output,
-                Progress& progress) {
-    if (!options.table && options.command != BatchCommand::kMeasure) return true;
+bool WriteTable(const ImageRun& run, const std::vector<ImageOutcome>& outcomes, std::FILE* output, Progress& progress) {
+    if (!run.MakesTable()) return true;
+    const Places& places = run.places;
     std::vector<wxString> rows;
     for (const ImageOutcome& outcome : outcomes) rows.insert(rows.end(), outcome.rows.begin(), outcome.rows.end());
-    if (!options.table) {
-        if (Put(output, MeasurementTableText(rows))) return true;
+    if (!places.table) {
+        if (WriteOut(output, MeasurementTableText(rows))) return true;
         progress.Error("Cannot write the measurement table to the standard output! (" +
                        wxString(std::generic_category().message(errno)) + ")");
         return false;
     }
     try {
-        WriteMeasurementTable(PathText(FullPath(*options.table)), rows);
+        WriteMeasurementTable(PathText(FullPath(*places.table)), rows);
         return true;
     } catch (...) {
         progress.Error("The measurement table is missing! (" + ExceptionText(std::current_exception()) + ")");
         return false;
     }
-}
-
-wxString NumberText(std::uint64_t number) { return wxString(std::to_string(number)); }
-
-wxString InfoLine(const wxString& path, const qvox::ImageFileInfo& info) {
-    wxString line = path + ": " + NumberText(info.sizeX) + " x " + NumberText(info.sizeY);
-    if (info.sizeZ > 1) line += " x " + NumberText(info.sizeZ);
-    line += ", " + PathText(info.typeText);
-    if (!IsInputType(info.type)) line += " (not supported)";
-    line += ", " + PixelSizeText(info.resolution);
-    if (!info.resolutionNote.empty()) line += " (" + PathText(info.resolutionNote) + ")";
-    return line;
-}
-
-int RunInfo(const std::vector<std::string>& inputs, std::FILE* output, std::FILE* messages) {
-    int status = kExitDone;
-    for (const std::string& input : inputs) {
-        if (Interrupted()) return kExitInterrupted;
-        wxString error;
-        try {
-            const qvox::ImageFileInfo info = qvox::InspectImageFile(input);
-            if (Put(output, PathBytes(InfoLine(PathText(input), info)) + "\n")) continue;
-            error = "Cannot write to the standard output! (" + wxString(std::generic_category().message(errno)) + ")";
-        } catch (...) {
-            error = FailureMessage(FileTask::kLoadInput, PathText(input), std::current_exception());
-        }
-        status = kExitSomeFailed;
-        Put(messages, PathBytes("error: " + error) + "\n");
-    }
-    return status;
 }
 
 /// What a run without a fault ends with: the bar on a terminal is gone by then.
@@ -165,27 +123,28 @@ int StatusOf(const RunReport& report, Progress& progress) {
 
 }  // namespace
 
-int RunBatch(const BatchOptions& options, std::FILE* output, std::FILE* messages) {
-    const bool calibrates = options.command == BatchCommand::kCalibrate;
-    const std::vector<std::string> inputs = ExpandInputs(options.images, calibrates ? kCalibratedPrefix : "");
-    if (options.command == BatchCommand::kInfo) return RunInfo(inputs, output, messages);
+bool WriteOut(std::FILE* stream, const std::string& bytes) {
+    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() && std::fflush(stream) == 0;
+}
 
+int RunImages(const ImageRun& run, const Streams& streams) {
+    const std::vector<std::string> inputs = ExpandInputs(run.input.images, run.leftOut);
     RunReport report;
     report.started = TimeText();
-    report.images = PlanFiles(options, inputs);
+    report.images = PlanFiles(run.places, run.written, inputs);
     report.outcomes.resize(inputs.size());
-    RequireLabelsFolder(options);
-    if (options.command != BatchCommand::kMeasure) MakeFolder(options.output);
-    MakeFolder(options.stages);
-    RequireTablePlace(options);
+    RequireLabelsFolder(run.places);
+    if (!run.written.empty()) MakeFolder(run.places.output);
+    MakeFolder(run.places.stages);
+    RequireTablePlace(run.places);
 
-    const unsigned jobs = options.jobs > 0 ? options.jobs : UsableProcessors();
+    const unsigned jobs = run.jobs > 0 ? run.jobs : UsableProcessors();
     const bool oneByOne = jobs == 1 || inputs.size() == 1;
     SetOpenCVThreads(oneByOne ? static_cast<int>(UsableProcessors()) : 1);
 
-    Progress progress(messages, options.verbosity, inputs.size());
+    Progress progress(streams.messages, run.input.verbosity, inputs.size());
     RunJobs(inputs.size(), jobs, Interrupted, [&](std::size_t index) {
-        report.outcomes[index] = ProcessImage(options, report.images[index], index + 1, progress);
+        report.outcomes[index] = ProcessImage(run, report.images[index], index + 1, progress);
     });
     EndGrace();
     // An interrupt that came after the last image has nothing to cut short.
@@ -194,14 +153,15 @@ int RunBatch(const BatchOptions& options, std::FILE* output, std::FILE* messages
     });
 
     bool recorded = true;
-    if (WritesLabels(options)) {
-        for (const wxString& failure : WriteReports(options, report)) {
+    if (run.record) {
+        report.record = *run.record;
+        for (const wxString& failure : WriteReports(report)) {
             progress.Error(failure);
             recorded = false;
         }
     }
     // A table of a part of the images could be taken for the whole.
-    if (!report.interrupted && !WriteTable(options, report.outcomes, output, progress)) recorded = false;
+    if (!report.interrupted && !WriteTable(run, report.outcomes, streams.output, progress)) recorded = false;
     const int status = StatusOf(report, progress);
     if (status == kExitDone && recorded) progress.Note(SummaryLine(report));
     return status == kExitDone && !recorded ? kExitSomeFailed : status;

@@ -1,0 +1,39 @@
+#include "CommandTable.h"
+
+#include "CalibrateCommand.h"
+#include "DetectCommand.h"
+#include "InfoCommand.h"
+#include "MeasureCommand.h"
+#include "OverlayCommand.h"
+#include "SegmentCommand.h"
+
+namespace Korvane {
+
+namespace {
+
+template <typename Options, void (*Add)(CLI::App&, Options&), int (*Run)(const Options&, const Streams&)>
+std::unique_ptr<ParsedCommand> Prepare(CLI::App& command) {
+    auto parsed = std::make_unique<ParsedCommandOf<Options>>(Run);
+    Add(command, parsed->options);
+    return parsed;
+}
+
+}  // namespace
+
+const std::vector<BatchCommand>& BatchCommands() {
+    static const std::vector<BatchCommand> commands{
+        {"detect", "Detect exosomes; writes seg_NAME per image", Prepare<DetectOptions, AddDetectOptions, RunDetect>},
+        {"segment", "Seeded segmentation of existing seg_NAME files",
+         Prepare<SegmentOptions, AddSegmentOptions, RunSegment>},
+        {"measure", "Measurement table of existing seg_NAME files",
+         Prepare<MeasureOptions, AddMeasureOptions, RunMeasure>},
+        {"overlay", "export_NAME pictures of existing seg_NAME files",
+         Prepare<OverlayOptions, AddOverlayOptions, RunOverlay>},
+        {"calibrate", "Copies of images with a pixel size stored in them",
+         Prepare<CalibrateOptions, AddCalibrateOptions, RunCalibrate>},
+        {"info", "Size, voxel type, pixel size and where it was found", Prepare<InfoOptions, AddInfoOptions, RunInfo>},
+    };
+    return commands;
+}
+
+}  // namespace Korvane

@@ -1,0 +1,29 @@
+#include "DetectCommand.h"
+
+#include "DetectionDriver.h"
+
+namespace Korvane {
+
+void AddDetectOptions(CLI::App& command, DetectOptions& options) {
+    AddInput(command, options.input);
+    AddOutput(command, options.places);
+    AddStyle(command, options.style);
+    AddTable(command, options.places, "Write the measurement table there");
+    AddLabellingOptions(command, options);
+    AddPlace(command, "--stages", options.places.stages, "DIR", "Also write what each stage of detection made");
+    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddJobs(command, options.jobs);
+}
+
+int RunDetect(const DetectOptions& options, const Streams& streams) {
+    LabelMaker maker;
+    maker.command = "detect";
+    maker.verb = "detect the exosomes in";
+    maker.prepare = [](ImageJob&, Position&) { return true; };
+    maker.analyse = [&options](Position& position, DetectionObserver& observer) {
+        DetectExosomes(position.image, position.labels, options.parameters, position.image.Resolution().x, observer);
+    };
+    return RunLabelling(options, maker, streams);
+}
+
+}  // namespace Korvane

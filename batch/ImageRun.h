@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "CommandTable.h"
+#include "ImageJob.h"
+#include "InputList.h"
+#include "OptionGroups.h"
+#include "RunReport.h"
+
+namespace Korvane {
+
+enum class WithoutTable { kNoTable, kStandardOutput };
+
+/// "12 objects, 1.5 s".
+wxString ObjectsText(const ImageOutcome& outcome);
+
+/// A run of one command over images, one job each.
+struct ImageRun {
+    InputOptions input;
+    Places places;
+    WrittenFiles written;  ///< by the jobs
+    std::string leftOut;   ///< files whose names begin so are left out of folders; empty: none
+    WithoutTable withoutTable = WithoutTable::kNoTable;  ///< where measurements go when no table file is named
+    std::optional<double> pixelSizeNm;                   ///< instead of the files'
+    unsigned jobs = 0;                                   ///< at a time; 0: as many as the process may use processors
+    std::optional<RunRecord> record;                     ///< to leave in the folders of labels
+    std::function<void(ImageJob& job)> work;
+    std::function<wxString(const ImageOutcome& outcome)> doneText = ObjectsText;  ///< of an image that is done
+
+    bool MakesTable() const { return places.table || withoutTable == WithoutTable::kStandardOutput; }
+};
+
+/// Does the run and returns the program's exit status. Throws UsageError before any work when it cannot be done as
+/// asked.
+int RunImages(const ImageRun& run, const Streams& streams);
+
+/// False when not all bytes were taken; errno tells why.
+bool WriteOut(std::FILE* stream, const std::string& bytes);
+
+}  // namespace Korvane

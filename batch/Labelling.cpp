@@ -1,0 +1,97 @@
+#include "Labelling.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <filesystem>
+#include <system_error>
+
+#include "ExceptionText.h"
+#include "ImageRun.h"
+#include "Interrupt.h"
+#include "PathText.h"
+#include "ResultFiles.h"
+#include "StageWriter.h"
+
+namespace Korvane {
+
+namespace {
+
+/// The labels are there and are to stay: only what is made of them is made.
+void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
+    const ImageFiles& files = job.Files();
+    job.Outcome().state = ImageState::kSkipped;
+    job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels + "' exists (--overwrite replaces it).");
+    if (options.overlay) {
+        Position position = job.Load();
+        if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
+        job.MakeRows(position.labels);
+        job.DrawPicture(position, options.style);
+    } else if (options.places.table) {
+        job.MeasureFile(files.labels);
+    }
+}
+
+void Analyse(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker, Position& position) {
+    StageWriter observer(options.places, job.Files(), position.image.Resolution(), job.Messages());
+    try {
+        maker.analyse(position, observer);
+        job.NoteStages(observer.StagesTold());
+    } catch (const RunInterrupted&) {
+        job.NoteStages(observer.StagesTold());
+        throw;
+    } catch (...) {
+        job.NoteStages(observer.StagesTold());
+        throw ImageFailure{wxString("Cannot ") + maker.verb + " '" + job.Files().input + "'! (" +
+                           ExceptionText(std::current_exception()) + ")"};
+    }
+}
+
+void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker) {
+    const ImageFiles& files = job.Files();
+    std::error_code unreachable;
+    if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(PathBytes(files.labels), unreachable)) {
+        UseExistingLabels(job, options);
+        return;
+    }
+    Position position = job.Load();
+    if (!maker.prepare(job, position)) {
+        job.Outcome().state = ImageState::kNoLabels;
+        return;
+    }
+    if (job.Outcome().resolution.x <= 0.0f) {
+        throw ImageFailure{wxString("Cannot ") + maker.verb + " '" + files.input +
+                           "'! (The file stores no pixel size; give it with --pixel-size NM)"};
+    }
+    Analyse(job, options, maker, position);
+    DoFileTask(FileTask::kSaveResults, job.Name(), [&] {
+        SaveLabels(files.labels, position.labels);
+        return 0;
+    });
+    job.Outcome().objectCount = CountLabels(position.labels);
+    job.Outcome().state = ImageState::kDone;
+    job.MakeRows(position.labels);
+    if (options.overlay) job.DrawPicture(position, options.style);
+}
+
+}  // namespace
+
+void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
+    AddOverwrite(command, options.existing, "Replace existing seg_NAME files (default: such an image is skipped)");
+    command.add_flag("--overlay", options.overlay, "Write export_NAME too");
+    AddParameters(command, options.parameters);
+}
+
+int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const Streams& streams) {
+    ImageRun run;
+    run.input = options.input;
+    run.places = options.places;
+    run.written.push_back(&ImageFiles::labels);
+    if (options.overlay) run.written.push_back(&ImageFiles::picture);
+    run.pixelSizeNm = options.pixelSizeNm;
+    run.jobs = options.jobs;
+    run.record = RunRecord{maker.command, options.parameters};
+    run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
+    return RunImages(run, streams);
+}
+
+}  // namespace Korvane

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "AnalysisParameters.h"
+#include "CommandTable.h"
+#include "DetectionObserver.h"
+#include "ImageJob.h"
+#include "LabelPainter.h"
+#include "OptionGroups.h"
+
+namespace Korvane {
+
+/// Options of a command that makes labels.
+struct LabellingOptions {
+    InputOptions input;
+    Places places;
+    LabelStyle style = LabelStyle::kContours;
+    ExistingLabels existing = ExistingLabels::kSkip;
+    bool overlay = false;  ///< write the overlay picture too
+    AnalysisParameters parameters;
+    std::optional<double> pixelSizeNm;  ///< instead of the file's
+    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+};
+
+/// --overwrite, --overlay and the analysis parameters.
+void AddLabellingOptions(CLI::App& command, LabellingOptions& options);
+
+/// What sets one command that makes labels apart from another.
+struct LabelMaker {
+    const char* command;  ///< for the record of the run
+    const char* verb;     ///< "Cannot VERB 'NAME'!"
+    /// Puts what the analysis starts from into the labels. False when it is missing: the image is left out.
+    std::function<bool(ImageJob& job, Position& position)> prepare;
+    /// Fills the labels; the observer hears of it as far as the analysis speaks to one.
+    std::function<void(Position& position, DetectionObserver& observer)> analyse;
+};
+
+/// Makes, stores and where asked for measures and paints the labels of each image.
+int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const Streams& streams);
+
+}  // namespace Korvane

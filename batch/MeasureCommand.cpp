@@ -1,0 +1,38 @@
+#include "MeasureCommand.h"
+
+#include "ImageRun.h"
+
+namespace Korvane {
+
+namespace {
+
+void MeasureImage(ImageJob& job) {
+    const LabelsFound found = job.MeasureFile(job.Files().seeds);
+    job.Outcome().state = found == LabelsFound::kLoaded ? ImageState::kDone : ImageState::kNoLabels;
+    if (found != LabelsFound::kLoaded) job.TellNoLabels();
+}
+
+}  // namespace
+
+void AddMeasureOptions(CLI::App& command, MeasureOptions& options) {
+    AddInput(command, options.input);
+    AddPlace(command, "-o,--output", options.places.output, "DIR",
+             "Folder of the seg_NAME files when --labels is not given");
+    AddLabels(command, options.places);
+    AddTable(command, options.places, "Write the measurement table there (default: standard output)");
+    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddJobs(command, options.jobs);
+}
+
+int RunMeasure(const MeasureOptions& options, const Streams& streams) {
+    ImageRun run;
+    run.input = options.input;
+    run.places = options.places;
+    run.withoutTable = WithoutTable::kStandardOutput;
+    run.pixelSizeNm = options.pixelSizeNm;
+    run.jobs = options.jobs;
+    run.work = MeasureImage;
+    return RunImages(run, streams);
+}
+
+}  // namespace Korvane

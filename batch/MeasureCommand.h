@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+
+#include "CommandTable.h"
+#include "OptionGroups.h"
+
+namespace Korvane {
+
+struct MeasureOptions {
+    InputOptions input;
+    Places places;
+    std::optional<double> pixelSizeNm;  ///< instead of the file's
+    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+};
+
+void AddMeasureOptions(CLI::App& command, MeasureOptions& options);
+
+/// Measures the labels that each image has; the table goes to its file, else to the output.
+int RunMeasure(const MeasureOptions& options, const Streams& streams);
+
+}  // namespace Korvane

@@ -1,0 +1,137 @@
+#include "OptionGroups.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <sstream>
+
+namespace Korvane {
+
+namespace {
+
+/// Option names of the parameters, in the order of kParameterRanges.
+constexpr std::array<const char*, kParameterRanges.size()> kParameterOptions{
+    {"--edge-contrast", "--area-fraction", "--roundness", "--max-cluster-size", "--exosome-size", "--min-diameter"}};
+
+/// The shortest decimal that gives this number again; the same in every locale.
+template <typename T>
+std::string NumberText(T value) {
+    std::array<char, 64> text;
+    const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
+    return std::string(text.data(), result.ptr);
+}
+
+/// The whole text as a finite number, with "." as the decimal point in every locale.
+template <typename T>
+std::optional<T> ParseNumber(const std::string& text) {
+    T value{};
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    if (result.ec != std::errc() || result.ptr != end || !std::isfinite(value)) return std::nullopt;
+    return value;
+}
+
+}  // namespace
+
+void AddInput(CLI::App& command, InputOptions& input) {
+    command.add_option("IMAGE", input.images, "TIFF files, or folders of them")->required()->type_name("");
+    auto* quiet = command.add_flag_callback(
+        "--quiet", [&input] { input.verbosity = Verbosity::kQuiet; }, "Say nothing but warnings and errors");
+    auto* verbose = command.add_flag_callback(
+        "--verbose", [&input] { input.verbosity = Verbosity::kVerbose; }, "Tell each step and level");
+    quiet->excludes(verbose);
+}
+
+void AddPlace(CLI::App& command, const std::string& names, std::optional<std::string>& place, const std::string& type,
+              const std::string& help) {
+    const std::string name = names.substr(names.find("--"));
+    const auto take = [&place, name](const std::string& text) {
+        if (text.empty()) throw CLI::ValidationError(name, "needs a name");
+        place = text;
+    };
+    command.add_option_function<std::string>(names, take, help)->type_name(type);
+}
+
+void AddOutput(CLI::App& command, Places& places) {
+    AddPlace(command, "-o,--output", places.output, "DIR", "Folder for what is written (default: beside each image)");
+}
+
+void AddLabels(CLI::App& command, Places& places) {
+    AddPlace(command, "--labels", places.labels, "DIR",
+             "Folder to read seg_NAME from (default: the output folder, else beside each image)");
+}
+
+void AddTable(CLI::App& command, Places& places, const std::string& help) {
+    AddPlace(command, "--table", places.table, "FILE", help);
+}
+
+void AddStyle(CLI::App& command, LabelStyle& style) {
+    auto* raw = command.add_flag_callback(
+        "--raw", [&style] { style = LabelStyle::kNone; }, "Overlay: the image only");
+    auto* regions = command.add_flag_callback(
+        "--regions", [&style] { style = LabelStyle::kRegions; }, "Overlay: whole regions instead of contours");
+    raw->excludes(regions);
+}
+
+void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help) {
+    AddSwitch(
+        command, "--overwrite", [&existing] { existing = ExistingLabels::kReplace; }, help);
+}
+
+void AddParameters(CLI::App& command, AnalysisParameters& parameters) {
+    for (std::size_t i = 0; i < kParameterRanges.size(); ++i) {
+        const ParameterRange& range = kParameterRanges[i];
+        const std::string name = kParameterOptions[i];
+        const std::string limits = NumberText(range.minimum) + " to " + NumberText(range.maximum);
+        std::string help = range.label;
+        help.pop_back();
+        help += ", " + limits + ", default " + NumberText(AnalysisParameters().*range.field);
+        const auto take = [&parameters, range, name, limits](const std::string& text) {
+            const std::optional<float> value = ParseNumber<float>(text);
+            if (!value || *value < range.minimum || *value > range.maximum) {
+                std::ostringstream needed;
+                needed << "needs a number from " << limits << ", not '" << text << "'";
+                throw CLI::ValidationError(name, needed.str());
+            }
+            parameters.*range.field = *value;
+        };
+        command.add_option_function<std::string>(name, take, help)->type_name("NUMBER")->group("Parameters");
+    }
+}
+
+void AddPixelSize(CLI::App& command, std::optional<double>& pixelSizeNm, Presence presence, const std::string& help) {
+    const std::string name = "--pixel-size";
+    const auto take = [&pixelSizeNm, name](const std::string& text) {
+        const std::optional<double> value = ParseNumber<double>(text);
+        const float resolution = value && *value > 0.0 ? static_cast<float>(1000.0 / *value) : 0.0f;
+        if (!(resolution > 0.0f) || !std::isfinite(resolution)) {
+            throw CLI::ValidationError(name, "needs nanometres greater than 0, not '" + text + "'");
+        }
+        pixelSizeNm = value;
+    };
+    command.add_option_function<std::string>(name, take, help)
+        ->type_name("NM")
+        ->required(presence == Presence::kRequired);
+}
+
+void AddJobs(CLI::App& command, unsigned& jobs) {
+    const auto take = [&jobs](const std::string& text) {
+        const char* const end = text.data() + text.size();
+        const auto result = std::from_chars(text.data(), end, jobs);
+        if (result.ec != std::errc() || result.ptr != end || jobs < 1 || jobs > 1024) {
+            throw CLI::ValidationError("--jobs", "needs a whole number from 1 to 1024, not '" + text + "'");
+        }
+    };
+    command
+        .add_option_function<std::string>("--jobs", take,
+                                          "Images worked on at a time (default: the processors that may be used)")
+        ->type_name("N");
+}
+
+void AddSwitch(CLI::App& command, const std::string& name, const std::function<void()>& action,
+               const std::string& help) {
+    command.add_flag_callback(name, action, help);
+}
+
+}  // namespace Korvane

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "AnalysisParameters.h"
+#include "LabelPainter.h"
+
+namespace CLI {
+class App;
+}
+
+// Options that several commands have in common. A command's own options are a struct beside its function, made of these
+// groups; its registration adds them in the order in which the help shows them.
+
+namespace Korvane {
+
+/// The command line asks for something that cannot be done; nothing was started.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+enum class Verbosity { kQuiet, kNormal, kVerbose };
+enum class ExistingLabels { kSkip, kReplace };
+
+/// The images of a run. Paths are the file system's bytes.
+struct InputOptions {
+    std::vector<std::string> images;  ///< files and folders, as given
+    Verbosity verbosity = Verbosity::kNormal;
+};
+
+/// Folders and files that a run reads from and writes to, beside the images.
+struct Places {
+    std::optional<std::string> output;  ///< none: beside each image
+    std::optional<std::string> labels;  ///< none: the output folder, else beside each image
+    std::optional<std::string> table;
+    std::optional<std::string> stages;
+};
+
+/// IMAGE, --quiet and --verbose.
+void AddInput(CLI::App& command, InputOptions& input);
+
+/// An option that names a folder or a file; "-o,--output" for one with a short name, `type` for the help.
+void AddPlace(CLI::App& command, const std::string& names, std::optional<std::string>& place, const std::string& type,
+              const std::string& help);
+/// -o and --output, for files that are written beside the images without it.
+void AddOutput(CLI::App& command, Places& places);
+/// --labels.
+void AddLabels(CLI::App& command, Places& places);
+/// --table.
+void AddTable(CLI::App& command, Places& places, const std::string& help);
+
+/// --raw and --regions.
+void AddStyle(CLI::App& command, LabelStyle& style);
+
+/// --overwrite.
+void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help);
+
+/// One option for each of kParameterRanges.
+void AddParameters(CLI::App& command, AnalysisParameters& parameters);
+
+enum class Presence { kOptional, kRequired };
+
+/// --pixel-size.
+void AddPixelSize(CLI::App& command, std::optional<double>& pixelSizeNm, Presence presence, const std::string& help);
+
+/// --jobs.
+void AddJobs(CLI::App& command, unsigned& jobs);
+
+/// A switch that calls `action` where it is given.
+void AddSwitch(CLI::App& command, const std::string& name, const std::function<void()>& action,
+               const std::string& help);
+
+}  // namespace Korvane

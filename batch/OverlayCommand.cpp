@@ -1,0 +1,42 @@
+#include "OverlayCommand.h"
+
+#include "ImageRun.h"
+
+namespace Korvane {
+
+namespace {
+
+void DrawExisting(ImageJob& job, LabelStyle style) {
+    Position position = job.Load();
+    job.Outcome().state = ImageState::kDone;
+    if (style != LabelStyle::kNone && job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
+        job.Outcome().state = ImageState::kNoLabels;
+        job.TellNoLabels();
+        return;
+    }
+    job.DrawPicture(position, style);
+}
+
+}  // namespace
+
+void AddOverlayOptions(CLI::App& command, OverlayOptions& options) {
+    AddInput(command, options.input);
+    AddOutput(command, options.places);
+    AddStyle(command, options.style);
+    AddLabels(command, options.places);
+    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddJobs(command, options.jobs);
+}
+
+int RunOverlay(const OverlayOptions& options, const Streams& streams) {
+    ImageRun run;
+    run.input = options.input;
+    run.places = options.places;
+    run.written = {&ImageFiles::picture};
+    run.pixelSizeNm = options.pixelSizeNm;
+    run.jobs = options.jobs;
+    run.work = [&options](ImageJob& job) { DrawExisting(job, options.style); };
+    return RunImages(run, streams);
+}
+
+}  // namespace Korvane

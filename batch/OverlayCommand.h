@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+
+#include "CommandTable.h"
+#include "LabelPainter.h"
+#include "OptionGroups.h"
+
+namespace Korvane {
+
+struct OverlayOptions {
+    InputOptions input;
+    Places places;
+    LabelStyle style = LabelStyle::kContours;
+    std::optional<double> pixelSizeNm;  ///< instead of the file's
+    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+};
+
+void AddOverlayOptions(CLI::App& command, OverlayOptions& options);
+
+/// Paints the labels that each image has over it.
+int RunOverlay(const OverlayOptions& options, const Streams& streams);
+
+}  // namespace Korvane

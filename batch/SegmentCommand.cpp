@@ -1,0 +1,43 @@
+#include "SegmentCommand.h"
+
+#include "SeededSegmentation.h"
+
+namespace Korvane {
+
+namespace {
+
+bool ReadSeeds(ImageJob& job, Position& position) {
+    const wxString& seeds = job.Files().seeds;
+    if (job.ReadLabels(seeds, position.labels) == LabelsFound::kLoaded && job.Outcome().objectCount > 0) return true;
+    job.Messages().Warning(wxString::Format("The position number %d was not segmented due to missing seeds!",
+                                            static_cast<int>(job.Number())) +
+                           " ('" + seeds + "')");
+    return false;
+}
+
+}  // namespace
+
+void AddSegmentOptions(CLI::App& command, SegmentOptions& options) {
+    AddInput(command, options.input);
+    AddOutput(command, options.places);
+    AddStyle(command, options.style);
+    AddLabels(command, options.places);
+    AddTable(command, options.places, "Write the measurement table there");
+    AddLabellingOptions(command, options);
+    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddJobs(command, options.jobs);
+}
+
+int RunSegment(const SegmentOptions& options, const Streams& streams) {
+    LabelMaker maker;
+    maker.command = "segment";
+    maker.verb = "segment the exosomes in";
+    maker.prepare = ReadSeeds;
+    maker.analyse = [&options](Position& position, DetectionObserver&) {
+        SegmentFromSeeds(position.image, position.labels, position.image.Resolution().x,
+                         options.parameters.minObjectDiameterUm);
+    };
+    return RunLabelling(options, maker, streams);
+}
+
+}  // namespace Korvane
