@@ -25,6 +25,17 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPart>& component) {
     const int size = clears ? LargestDistanceOfVisited() : 0;
     touched_.Settle();
     ClearAround(branches, size);
+#ifdef KORVANE_ASSERTIONS
+    constexpr int mostPixels = 1 << 16;  // checks take as long as the whole map is large
+    if (width_ <= mostPixels / height_) {
+        CheckInvariants();
+    }
+#endif
+}
+
+void EnclosedRegionAnalysis::CheckInvariants() const {
+    skeleton_.CheckInvariants();
+    traces_.CheckInvariants();
 }
 
 // The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,

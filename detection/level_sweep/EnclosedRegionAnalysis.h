@@ -50,6 +50,9 @@ public:
     /// Whether one of the nine pixels around (x, y) is kBackground.
     bool IsBackgroundAround(int x, int y) const { return touched_.IsBackgroundAround(x, y); }
 
+    /// Those of all that is kept between analyses.
+    void CheckInvariants() const;
+
 private:
     void UpdateSkeleton();
     MarkedBranches MarkBranches();

@@ -120,7 +120,9 @@ void AffectedPaths::MarkStale(std::size_t word, int x0, int y, Word pixels) {
 
 void AffectedPaths::CheckInvariants() const {
     KORVANE_ASSERT(top_ == kRows && bottom_ == 0);
-    KORVANE_ASSERT(std::all_of(changed_.begin(), changed_.end(), [](Word changed) { return changed == 0; }));
+    for (const Word changed : changed_) {
+        KORVANE_ASSERT(changed == 0);
+    }
 }
 
 }  // namespace level_sweep

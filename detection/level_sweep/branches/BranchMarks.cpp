@@ -167,7 +167,9 @@ void BranchMarks::CheckInvariants() const {
         KORVANE_ASSERT(tiles_[tile].notableRows == expected[tile].notableRows);  // 1
         KORVANE_ASSERT(tiles_[tile].forks == forks[tile]);                       // 3
     }
-    KORVANE_ASSERT(std::all_of(wantedTiles_.begin(), wantedTiles_.end(), [](Word tiles) { return tiles == 0; }));  // 4
+    for (const Word tiles : wantedTiles_) {
+        KORVANE_ASSERT(tiles == 0);  // 4
+    }
 }
 
 }  // namespace level_sweep

@@ -24,7 +24,7 @@ namespace level_sweep {
 /// Rules of pruning:
 /// - Branches start at the ends of lines (IncrementalSkeleton). An end never lies on the image's border.
 /// - Ends are numbered in raster order and traced from the last to the first. The path of one is traced to its end
-///   (PathTracer) before the next one starts, and finds what the paths before it left of the lines.
+///   (PathTracer) before the next one starts, and finds the lines without the pixels of the paths before it.
 /// - How many pixels each path counted decides which ends are marked (BranchMarks).
 ///
 /// For the path of an end a pixel of a line is there if no path took it, or that of an end further up. So any path can

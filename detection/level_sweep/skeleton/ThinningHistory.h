@@ -24,7 +24,7 @@ namespace level_sweep {
 ///
 /// Invariants, outside of Update, once it has processed all changes of the set:
 /// 1. For each block and each step, the record is an iteration of thinning applied to the record of the step before.
-/// 2. The set, and what each step leaves of it, contains all pixels beyond the image.
+/// 2. All pixels beyond the image are in the set and remain after each step.
 /// 3. No block is queued, and no block notes a difference.
 class ThinningHistory {
 public:

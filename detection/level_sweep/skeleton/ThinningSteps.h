@@ -11,11 +11,11 @@
 
 namespace level_sweep {
 
-/// The record of thinning: for each block the set of pixels, which is step 0, and what each step of thinning leaves of
-/// it. Steps that take no pixels of a block need not be recorded.
+/// The record of thinning: for each block the set of pixels, which is step 0, and the pixels that remain after each
+/// step of thinning. Steps that take no pixels of a block need not be recorded.
 ///
 /// Invariants, outside of an update of the record:
-/// 1. A step leaves a part of what the step before left.
+/// 1. The pixels that remain after a step are among those that remained before it.
 /// 2. LastStep is the last step that takes pixels of the block; 0 if none does.
 /// 3. The first kAtHand steps are recorded up to LastStep; of later steps those that take pixels, in order.
 ///
@@ -36,7 +36,7 @@ public:
         const End& end = EndOf(block);
         return step <= kAtHand ? AtHand(end, FirstOf(block), step) : RemainingAfterLater(end, FirstOf(block), step);
     }
-    /// What a step leaves of a block and of its surroundings.
+    /// The pixels of a block and of its surroundings that remain after a step.
     BlockSurroundings SurroundingsAfter(std::int32_t block, int step) const;
 
     /// The record of a step, or nullptr if the step is not recorded: it takes nothing.
