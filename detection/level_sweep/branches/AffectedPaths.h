@@ -8,8 +8,8 @@
 
 namespace level_sweep {
 
-/// Finds the paths that pixels affect which have changed: come to the lines or left them, or been taken or released by
-/// another path.
+/// Finds the paths affected by changed pixels: those that have come to the lines or left them, or that another path has
+/// newly taken or released.
 ///
 /// A path reads the line pixels adjacent to its own and the 3 x 3 patches of these. So a change affects the paths with
 /// pixels adjacent to it, or adjacent to a line pixel that is adjacent to the change. The pixels of a path that are so

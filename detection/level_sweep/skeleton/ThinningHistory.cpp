@@ -124,8 +124,8 @@ void ThinningHistory::Recompute(std::int32_t block, int step) {
     }
 }
 
-// Each subiteration of a step decides on a pixel by the pixels up to one away, and leaves what the step before left if
-// none of these has changed since. So where the step before removed nothing up to three pixels away from the different
+// Each subiteration of a step decides on a pixel by the pixels up to one away, and removes nothing that the step before
+// kept if none of these has changed since. So where the step before removed nothing up to three pixels away from the different
 // ones, the first subiteration removes nothing up to two away from them and the second nothing adjacent to them: they
 // stay different, and everything else happens as before the update. Returns whether that is so; then it also records
 // the step.
@@ -175,7 +175,7 @@ void ThinningHistory::FindNear(std::int32_t block, int step, Difference& differe
     difference.nearSince = step;
 }
 
-// The pixels of a block that thinning leaves of those that the step before left.
+// The pixels of a block that remain after a step, computed from those that remain before it.
 PixelBlock ThinningHistory::Thinned(std::int32_t block, int step) const {
     BlockSurroundings neighbourhood = steps_.SurroundingsAfter(block, step - 1);
     PixelBlock remaining;
@@ -189,8 +189,8 @@ PixelBlock ThinningHistory::Thinned(std::int32_t block, int step) const {
 }
 
 // Records a step and notifies the blocks around of pixels that have become different from before the update, or no
-// longer are. Returns whether any is different. Before the update, a step that was not recorded left what the step
-// before it left, which differs from `current` by the present difference.
+// longer are. Returns whether any is different. Before the update, a step that was not recorded removed nothing:
+// the pixels then differ from `current` by the present difference.
 bool ThinningHistory::Compare(std::int32_t block, int step, const PixelBlock& current, const PixelBlock& remaining) {
     const bool differed = StateOf(block).difference != 0;
     const PixelBlock* recorded = steps_.Recorded(block, step);

@@ -46,7 +46,7 @@ public:
         }
         return step <= LastStep(block) ? &FirstOf(block)[static_cast<std::size_t>(step)] : nullptr;
     }
-    /// Records that a step leaves `remaining` of the `current` pixels, which the step before left. During an update of
+    /// Records that a step keeps `remaining` of the `current` pixels, which remain before it. During an update of
     /// the record steps are recorded in order.
     void Record(std::int32_t block, int step, const PixelBlock& current, const PixelBlock& remaining);
     /// Drops the records of steps that take nothing any more. Ends an update of a block's record.
