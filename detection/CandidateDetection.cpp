@@ -37,17 +37,10 @@ std::string DecimalText(float value) {
     return text.str();
 }
 
-std::vector<float> StrongLevels(float upper) {
+/// Repeated subtraction, and not first - k * step, which rounds differently.
+std::vector<float> LevelsAbove(float lower, float first) {
     std::vector<float> levels;
-    for (float t = kFirstLevel; t > upper; t = t - kLevelStep) {
-        levels.push_back(t);
-    }
-    return levels;
-}
-
-std::vector<float> WeakLevels(float upper) {
-    std::vector<float> levels;
-    for (float t = upper; t > kLowestLevel; t = t - kLevelStep) {
+    for (float t = first; t > lower; t = t - kLevelStep) {
         levels.push_back(t);
     }
     return levels;
@@ -59,9 +52,10 @@ level_sweep::ComponentSizes SizesFor(float scale, float maxRelativeClusterSize) 
             TruncatedLength(kLongBranchPx * scale)};
 }
 
+/// Candidates between the strong edges: every pixel above a level goes, wherever it lies.
 level_sweep::PixelMask StrongPhase(const level_sweep::MapView& edges, float upper,
                                    const level_sweep::ComponentSizes& sizes, DetectionObserver& observer) {
-    const std::vector<float> levels = StrongLevels(upper);
+    const std::vector<float> levels = LevelsAbove(upper, kFirstLevel);
     if (levels.empty()) {
         return {};
     }
@@ -74,9 +68,11 @@ level_sweep::PixelMask StrongPhase(const level_sweep::MapView& edges, float uppe
     return sweep.Candidates();
 }
 
+/// All candidates: those between strong edges and the weak ones that continue them, and those of the strong phase,
+/// whose pixels are open again here and override what this phase finds in their place.
 CandidatePixels WeakPhase(const level_sweep::MapView& edges, float upper, const level_sweep::PixelMask& strong,
                           const level_sweep::ComponentSizes& sizes, DetectionObserver& observer) {
-    const std::vector<float> levels = WeakLevels(upper);
+    const std::vector<float> levels = LevelsAbove(kLowestLevel, upper);
     level_sweep::LevelSweep sweep(edges, upper, strong, levels, kLevelStep, sizes);
     sweep.Sweep();
     for (std::size_t k = 0; k < levels.size(); ++k) {
@@ -92,17 +88,13 @@ CandidatePixels WeakPhase(const level_sweep::MapView& edges, float upper, const 
     return found;
 }
 
-/// Gives `code` to the pixels of a row that have a bit in its words.
-void SetPixels(float* row, const std::uint64_t* words, int width, float code) {
-    for (int x0 = 0; x0 < width; x0 += 64) {
-        std::uint64_t bits = words[x0 / 64];
-        while (bits != 0) {
-            const int first = __builtin_ctzll(bits);
-            const std::uint64_t from = bits >> first;
-            const int length = ~from == 0 ? 64 : __builtin_ctzll(~from);
-            std::fill_n(row + x0 + first, length, code);
-            bits = first + length == 64 ? 0 : bits & (~std::uint64_t{0} << (first + length));
-        }
+/// The codes of one row; a candidate overrides a ring.
+void WriteCodes(const std::uint64_t* candidates, const std::uint64_t* rings, float* row, int width) {
+    for (int x = 0; x < width; ++x) {
+        const std::uint64_t pixel = std::uint64_t{1} << (x % 64);
+        const bool isCandidate = (candidates[x / 64] & pixel) != 0;
+        const bool isRing = (rings[x / 64] & pixel) != 0;
+        row[x] = isCandidate ? kCandidateCode : isRing ? kRingCode : kFreeCode;
     }
 }
 
@@ -125,22 +117,22 @@ void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
 }  // namespace
 
 float EdgePercentile(const cv::Mat& edges, float percentage) {
-    constexpr int bins = 65536;
-    constexpr int noBin = bins;
-    constexpr int atOnce = 256;
-    std::vector<std::int64_t> histogram(bins + 1, 0);
-    std::array<std::int32_t, atOnce> binOf{};
+    constexpr int kNoBin = kPercentileBins;
+    constexpr auto kLastBin = static_cast<float>(kPercentileBins - 1);
+    constexpr int kAtOnce = 256;
+    std::vector<std::int64_t> histogram(kPercentileBins + 1, 0);
+    std::array<std::int32_t, kAtOnce> binOf{};
     for (int y = 0; y < edges.rows; ++y) {
-        for (int x = 0; x < edges.cols; x += atOnce) {
+        for (int x = 0; x < edges.cols; x += kAtOnce) {
             const float* values = edges.ptr<float>(y) + x;
-            const int count = std::min(atOnce, edges.cols - x);
+            const int count = std::min(kAtOnce, edges.cols - x);
             for (int i = 0; i < count; ++i) {
-                // Exact but for the cut: 65536 is a power of two.
+                // Exact but for the cut: the number of bins is a power of two.
                 const float value = values[i];
-                float scaled = value * static_cast<float>(bins);
-                scaled = scaled < static_cast<float>(bins - 1) ? scaled : static_cast<float>(bins - 1);
+                float scaled = value * static_cast<float>(kPercentileBins);
+                scaled = scaled < kLastBin ? scaled : kLastBin;
                 scaled = scaled > 0.0f ? scaled : 0.0f;
-                binOf[static_cast<std::size_t>(i)] = value <= 1.0f ? static_cast<std::int32_t>(scaled) : noBin;
+                binOf[static_cast<std::size_t>(i)] = value <= 1.0f ? static_cast<std::int32_t>(scaled) : kNoBin;
             }
             for (int i = 0; i < count; ++i) {
                 ++histogram[static_cast<std::size_t>(binOf[static_cast<std::size_t>(i)])];
@@ -150,13 +142,13 @@ float EdgePercentile(const cv::Mat& edges, float percentage) {
     const double share = static_cast<double>(percentage) / 100.0;
     const auto target = static_cast<std::int64_t>(static_cast<double>(edges.total()) * share);
     std::int64_t sum = 0;
-    for (int bin = 0; bin < bins; ++bin) {
+    for (int bin = 0; bin < kPercentileBins; ++bin) {
         if (sum >= target) {
-            return static_cast<float>(bin) / 65536.0f;
+            return static_cast<float>(bin) / static_cast<float>(kPercentileBins);
         }
         sum += histogram[static_cast<std::size_t>(bin)];
     }
-    return sum >= target ? 1.0f : 0.3f;
+    return sum >= target ? 1.0f : kPercentileFallback;
 }
 
 void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, float maxRelativeClusterSize,
@@ -174,11 +166,8 @@ void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, fl
     const CandidatePixels found = WeakPhase(view, upper, strong, sizes, observer);
     const std::size_t wordsPerRow = (static_cast<std::size_t>(edges.cols) + 63) / 64;
     for (int y = 0; y < edges.rows; ++y) {
-        float* row = candidates.ptr<float>(y);
         const std::size_t first = static_cast<std::size_t>(y) * wordsPerRow;
-        std::fill_n(row, edges.cols, kFreeCode);
-        SetPixels(row, &found.rings[first], edges.cols, kRingCode);
-        SetPixels(row, &found.candidates[first], edges.cols, kCandidateCode);
+        WriteCodes(&found.candidates[first], &found.rings[first], candidates.ptr<float>(y), edges.cols);
     }
 }
 

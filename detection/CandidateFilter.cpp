@@ -8,23 +8,21 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "NominalSizes.h"
 #include "regions/RegionRuns.h"
 
 namespace Korvane {
 namespace {
-
-constexpr float kMaxAreaAtScaleOne = 50000.0f;
-constexpr float kKeptFraction = 0.9f;
 
 RegionRuns CandidateRegions(const cv::Mat& mask) {
     double min = 0.0;
     double max = 0.0;
     cv::minMaxLoc(mask, &min, &max);
     if (min == 0.0 && max == 1.0) return FindRegions<float>(mask, [](float v) { return v == 1.0f; });
-    return FindRegions<float>(mask, [](float v) { return v > 0.1f; });
+    return FindRegions<float>(mask, [](float v) { return v > kMaskThreshold; });
 }
 
-// Loops of their own, on plain pointers: these the compiler turns into vector arithmetic.
+// Separate loops over plain pointers, which the compiler vectorises.
 void KeepAtLeast(const int* values, int least, int* keeps, int count) {
     for (int i = 0; i < count; ++i) keeps[i] &= values[i] >= least ? 1 : 0;
 }
@@ -33,13 +31,13 @@ void TakeAtMost(const int* values, int most, int* takes, int count) {
     for (int i = 0; i < count; ++i) takes[i] |= values[i] <= most ? 1 : 0;
 }
 
-/// Opens single regions by an ellipse, each within its bounding box. An ellipse that is centred on (x, y) lies in the
-/// region when, in each of its rows, the ellipse's half width is at most the reach of the region there: the distance
+/// Opens single regions by an ellipse, each within its bounding box. An ellipse centred on (x, y) lies in the region
+/// when, in each of its rows, the ellipse's half width is at most the reach of the region there: the distance
 /// from (x, row) to the nearer end of the run around it. So the erosion compares a row of reaches with one number per
 /// row of the ellipse, and the dilation does the same with distances to the nearest kept centre.
 class RegionOpening {
 public:
-    RegionOpening(cv::Size picture, const RegionRuns& regions) : picture_(picture), regions_(regions) {}
+    RegionOpening(cv::Size image, const RegionRuns& regions) : image_(image), regions_(regions) {}
 
     /// Number of the region's pixels that an opening by the k x k ellipse leaves; k odd.
     std::int64_t PixelsLeft(const Region& region, int k) {
@@ -71,9 +69,9 @@ private:
     void FillReaches(const Region& region) {
         reaches_.assign(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_), -1);
         for (const Run* run = regions_.begin(region); run != regions_.end(region); ++run) {
-            // The picture's border does not bound a region: outside counts as set.
+            // The image's border does not bound a region: outside counts as set.
             const int left = run->begin == 0 ? -kUnbounded : run->begin;
-            const int right = run->end == picture_.width ? kUnbounded : run->end - 1;
+            const int right = run->end == image_.width ? kUnbounded : run->end - 1;
             int* row = Row(reaches_, run->y - region.minY);
             for (int x = run->begin; x < run->end; ++x) row[x - region.minX] = std::min(x - left, right - x);
         }
@@ -85,9 +83,9 @@ private:
         keeps_.resize(static_cast<std::size_t>(width_));
         bool any = false;
         for (int y = 0; y < height_; ++y) {
-            // Rows of the ellipse beyond the picture always fit, rows beyond the region never do.
+            // Rows of the ellipse beyond the image always fit, rows beyond the region never do.
             const int first = std::max(y - Radius(), -region.minY);
-            const int last = std::min(y + Radius(), picture_.height - 1 - region.minY);
+            const int last = std::min(y + Radius(), image_.height - 1 - region.minY);
             if (first < 0 || last >= height_) {
                 std::fill_n(Row(nearest_, y), width_, kUnbounded);
                 continue;
@@ -130,7 +128,7 @@ private:
         return count;
     }
 
-    cv::Size picture_;
+    cv::Size image_;
     const RegionRuns& regions_;
     int width_ = 0;
     int height_ = 0;
@@ -143,16 +141,16 @@ private:
 void Keep(const RegionRuns& regions, const Region& region, cv::Mat& filtered) {
     for (const Run* run = regions.begin(region); run != regions.end(region); ++run) {
         std::uint8_t* row = filtered.ptr<std::uint8_t>(run->y);
-        std::fill(row + run->begin, row + run->end, std::uint8_t{255});
+        std::fill(row + run->begin, row + run->end, kKeptCode);
     }
 }
 
 }  // namespace
 
 int OpeningSize(std::int64_t areaPx, float scale, float areaFraction) {
-    const double radius = std::sqrt(static_cast<double>(areaPx)) / static_cast<double>(1.7724f);
+    const double radius = std::sqrt(static_cast<double>(areaPx)) / static_cast<double>(kRootOfPi);
     const int bySize = 2 * static_cast<int>(std::floor(radius * static_cast<double>(areaFraction)));
-    const int byScale = static_cast<int>(std::floor(11.0f * scale));
+    const int byScale = static_cast<int>(std::floor(kMinimumOpeningPx * scale));
     const int size = std::max(bySize, byScale);
     return size % 2 == 0 ? size + 1 : size;
 }
@@ -165,9 +163,9 @@ void FilterCandidates(const cv::Mat& candidateMask, cv::Mat& filtered, float sca
     RegionOpening opening(candidateMask.size(), regions);
     for (const Region& region : regions.regions) {
         const float area = static_cast<float>(region.area);
-        if (area > kMaxAreaAtScaleOne * scale) continue;
+        if (area > kMaximumCandidateAreaPx * scale) continue;
         const std::int64_t left = opening.PixelsLeft(region, OpeningSize(region.area, scale, areaFraction));
-        if (left >= 1 && static_cast<float>(left) >= kKeptFraction * area) Keep(regions, region, filtered);
+        if (left >= 1 && static_cast<float>(left) >= kKeptShare * area) Keep(regions, region, filtered);
     }
 }
 

@@ -6,19 +6,25 @@
 
 namespace Korvane {
 
-/// Keeps the candidate regions that are not too large and compact enough to survive an opening that follows their size.
+/// Third stage: keeps the candidate regions that are not too large and compact enough to survive an opening whose size
+/// follows theirs.
 ///
-/// A region is an 8-connected set of pixels that are 1 in `candidateMask` (float). It is dropped when it has more than
-/// 50000 * scale pixels. Otherwise it is opened with an ellipse of k x k, k the larger of 2 * floor(r * areaFraction)
-/// and floor(11 * scale), made odd by adding 1, with r the radius of the disc of the region's area; it is kept when at
-/// least 0.9 of its pixels are left. Beyond the picture's border a region counts as going on when it is eroded.
+/// A region is an 8-connected set of pixels that are 1 in the mask. It is dropped when it has more than
+/// kMaximumCandidateAreaPx * scale pixels, compared in single precision. Otherwise it is opened by itself, with an
+/// ellipse in a square of OpeningSize pixels, and kept when at least kKeptShare of its pixels, and at least one, are
+/// left; exactly that share is enough. The larger `areaFraction`, the rounder a region must be.
 ///
-/// @param filtered 8 bit, same size; kept regions are set to 255 in it, other pixels stay as they are
-/// A mask whose minimum and maximum are not 0 and 1 is first made one by its pixels above 0.1.
-/// Costs one pass over the picture and, per region, its bounding box times k.
+/// @param candidateMask one float channel, 1 on candidates and 0 elsewhere. A mask whose minimum and maximum are not
+///                      exactly 0 and 1, one that is set everywhere included, counts as set above kMaskThreshold.
+/// @param filtered      8 bit, same size; kKeptCode is written on kept regions, other pixels stay as they are
+/// @param scale         image pixels per nominal pixel
+/// @param areaFraction  diameter of the ellipse per diameter of the region, 0 .. 1
+/// Border: a region that touches it counts as going on beyond it. An empty mask keeps nothing. Throws cv::Exception
+/// when types or sizes differ. Cost: one pass over the image and, per region, its bounding box times the opening size.
 void FilterCandidates(const cv::Mat& candidateMask, cv::Mat& filtered, float scale, float areaFraction);
 
-/// Side of the square that holds the ellipse with which a region of this many pixels is opened; odd.
+/// Side in pixels of the square that holds the ellipse with which a region is opened: the larger of
+/// 2 * floor(r * areaFraction) and floor(kMinimumOpeningPx * scale), r = sqrt(areaPx) / kRootOfPi, plus 1 if even.
 int OpeningSize(std::int64_t areaPx, float scale, float areaFraction);
 
 }  // namespace Korvane

@@ -7,14 +7,12 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "NominalSizes.h"
 #include "regions/EuclideanDistance.h"
 #include "regions/RegionRuns.h"
 
 namespace Korvane {
 namespace {
-
-constexpr float kDomeHeight = 3.0f;
-constexpr float kCoreRise = 0.5f;
 
 /// Marks the cores of regions. Regions do not touch, and between them the distance is 0, so each is reconstructed
 /// within its own box, which is framed by one pixel of zeros so that no neighbour needs a border test.
@@ -27,14 +25,14 @@ public:
         const auto count = static_cast<std::size_t>(stride_) * static_cast<std::size_t>(region.Height() + 2);
         mask_.assign(count, 0.0f);
         distance_.Measure(regions_, region, mask_.data() + stride_ + 1, stride_);
-        if (*std::max_element(mask_.begin(), mask_.end()) <= kDomeHeight) {
+        if (*std::max_element(mask_.begin(), mask_.end()) <= kDomeHeightPixels) {
             // Nothing is left of the marker, and every distance is at least 1.
             MarkAll(region);
             return;
         }
         marker_.resize(count);
         std::transform(mask_.begin(), mask_.end(), marker_.begin(),
-                       [](float distance) { return std::max(distance - kDomeHeight, 0.0f); });
+                       [](float distance) { return std::max(distance - kDomeHeightPixels, 0.0f); });
         Reconstruct(region);
         MarkRisen(region);
     }
@@ -57,7 +55,7 @@ private:
             const float* mask = mask_.data() + Start(region, *run);
             const float* marker = marker_.data() + Start(region, *run);
             for (int x = 0; x < run->end - run->begin; ++x) {
-                row[x] = static_cast<std::uint8_t>(mask[x] - marker[x] > kCoreRise);
+                row[x] = static_cast<std::uint8_t>(mask[x] - marker[x] > kCoreRisePixels);
             }
         }
     }
@@ -121,6 +119,8 @@ private:
     std::vector<std::ptrdiff_t> queue_;
 };
 
+cv::Mat Ellipse(int side) { return cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side)); }
+
 cv::Mat Cores(const cv::Mat& filtered) {
     cv::Mat cores = cv::Mat::zeros(filtered.size(), CV_8UC1);
     const RegionRuns regions = FindRegions<std::uint8_t>(filtered, [](std::uint8_t v) { return v != 0; });
@@ -141,9 +141,8 @@ cv::Mat SeparateClusters(const cv::Mat& filtered, float scale) {
     CV_Assert(filtered.type() == CV_8UC1);
     if (filtered.empty()) return cv::Mat(filtered.size(), CV_32FC1);
     cv::Mat cores = Cores(filtered);
-    cv::erode(cores, cores, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(3, 3)));
-    const int k = static_cast<int>(scale + 5.0f);
-    cv::dilate(cores, cores, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(k, k)));
+    cv::erode(cores, cores, Ellipse(kCoreErosionPixels));
+    cv::dilate(cores, cores, Ellipse(static_cast<int>(scale + kBlobGrowthPixels)));
     cv::Mat blobs;
     cores.convertTo(blobs, CV_32FC1);
     return blobs;

@@ -4,14 +4,22 @@
 
 namespace Korvane {
 
-/// Turns filtered candidate regions (8 bit, non-zero) into one compact blob per object: a float matrix of the same
-/// size, 1 on the blobs, 0 elsewhere.
+/// Fourth stage: turns filtered candidate regions into one compact blob per object, so that touching objects of a
+/// cluster come apart.
 ///
-/// Every pixel has its Euclidean distance to the nearest zero pixel. The pixels that rise by more than 0.5 above the
-/// reconstruction by dilation of (distance - 3, at least 0) under the distance are the cores; they are eroded by a 3 x
-/// 3 ellipse and dilated by one of k x k, k = (int)(scale + 5). Beyond the picture's border lies nothing: no zero
-/// pixel, and neither set nor unset for erosion and dilation. A picture without a zero pixel is one core. Costs a few
-/// passes over the regions' boxes and the picture; exact for every width. Reconstruction after Vincent (1993).
+/// 1. Every set pixel gets its Euclidean distance, in pixels, to the nearest zero pixel.
+/// 2. The distances lowered by kDomeHeightPixels, at least 0, are reconstructed by dilation under the distances. What
+///    rises by more than kCoreRisePixels above the reconstruction is a core: the top of each dome that is separate.
+/// 3. Cores are eroded by an ellipse of kCoreErosionPixels, which removes specks, and dilated by one of
+///    (int)(scale + kBlobGrowthPixels) pixels.
+///
+/// @param filtered 8 bit, non-zero on the regions
+/// @param scale    image pixels per nominal pixel
+/// @return one float channel of the same size, 1 on the blobs, 0 elsewhere
+/// Border: beyond it lies no zero pixel, and erosion and dilation see neither set nor unset. An image without a zero
+/// pixel is one core. Distances are exact, rounded once to float; no result depends on the order of the reconstruction.
+/// Throws cv::Exception when the map is not of 8 bit, std::bad_alloc when memory is exhausted. Cost: a few passes over
+/// the regions' boxes and the image. Reconstruction after Vincent (1993), per region.
 cv::Mat SeparateClusters(const cv::Mat& filtered, float scale);
 
 }  // namespace Korvane

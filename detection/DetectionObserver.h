@@ -14,8 +14,8 @@ struct StageProgress {
     int imageNumber = 1;  ///< from 1; a refinement's extra step counts towards the next image
 };
 
-/// How detection speaks to whatever runs it. Every method has a default that does nothing, so that a caller
-/// overrides only what it wants to hear. Called on the thread that runs detection.
+/// How detection notifies its caller. Every method has a default that does nothing, so that a caller overrides only
+/// what it needs. Called on the thread that runs detection.
 class DetectionObserver {
 public:
     virtual ~DetectionObserver() = default;
@@ -28,7 +28,7 @@ public:
     /// One line of the level sweep's trace, without its line end.
     virtual void Trace(const std::string& /*line*/) {}
 
-    /// True when the Stage... methods shall be called for that stage; asked once per stage, so that maps nobody wants
+    /// True when the Stage... methods are to be called for that stage. Queried once per stage, so that unwanted maps
     /// are never copied.
     virtual bool WantsStage(DetectionStage /*stage*/) { return false; }
     virtual void StageFloat(DetectionStage /*stage*/, const qvox::VoxelImage<float>& /*map*/) {}

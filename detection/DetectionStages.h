@@ -15,7 +15,7 @@ enum class DetectionStage {
     kSeparated,   ///< 1 on one blob per object, float
     kLabelled,    ///< the blobs numbered; its map is the result itself
     kRelief,      ///< gradient magnitude under the refinement's watershed, float; not announced
-    kMarkers,     ///< the refinement's markers, 20000 = background, 16 bit; not announced
+    kMarkers,     ///< the refinement's markers and kBackgroundMarker, 16 bit; not announced
     kRefined,     ///< the objects grown to their borders; its map is the result itself
 };
 

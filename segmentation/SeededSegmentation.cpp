@@ -8,10 +8,11 @@
 #include <opencv2/core.hpp>
 
 #include "ComponentImage.h"
-#include "support/InputChecks.h"
-#include "support/MarkerGrowth.h"
+#include "NominalSizes.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
+#include "support/InputChecks.h"
+#include "support/MarkerGrowth.h"
 
 namespace Korvane {
 namespace {
@@ -55,8 +56,9 @@ void SegmentFromSeeds(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labe
     const float scale = CheckedResolutionScale(operation, xResolution);
     WithOpenCvMemoryErrors([&] {
         {
-            const qvox::VoxelImage<float> relief = SmoothedGradient(raw, static_cast<double>(scale) * 3.0);
-            const qvox::LabelImage markers = AddBackgroundMarker(labels, static_cast<int>(scale * 100.0f));
+            const qvox::VoxelImage<float> relief = SmoothedGradient(raw, static_cast<double>(scale) * kReliefSigmaPx);
+            const qvox::LabelImage markers =
+                AddBackgroundMarker(labels, static_cast<int>(scale * kBackgroundDistancePx));
             GrowMarkers(relief, markers, labels);
         }
         RemoveSmallObjects(labels, minObjectDiameterUm);

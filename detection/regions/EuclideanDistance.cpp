@@ -20,7 +20,7 @@ void EuclideanDistance::FillColumnDistances(const RegionRuns& regions, const Reg
     columnDistances_.assign(width * static_cast<std::size_t>(region.Height()), 0);
     const auto at = [&](int y) { return columnDistances_.data() + static_cast<std::size_t>(y - region.minY) * width; };
     const std::vector<int> aboveTop(width, region.minY == 0 ? kNone : 0);
-    const std::vector<int> belowBottom(width, region.maxY == picture_.height - 1 ? kNone : 0);
+    const std::vector<int> belowBottom(width, region.maxY == image_.height - 1 ? kNone : 0);
 
     for (const Run* run = regions.begin(region); run != regions.end(region); ++run) {
         const int* above = run->y == region.minY ? aboveTop.data() : at(run->y - 1);
@@ -61,7 +61,7 @@ void EuclideanDistance::SolveRun(const Run& run, const int* columnDistances, flo
     for (std::int64_t x = 0; x < length; ++x) {
         if (columnDistances[x] != kNone) AddSite(x, columnDistances[x], length - 1);
     }
-    if (run.end < picture_.width) AddSite(length, 0, length - 1);
+    if (run.end < image_.width) AddSite(length, 0, length - 1);
 
     std::size_t site = 0;
     for (std::int64_t x = 0; x < length; ++x) {
@@ -72,7 +72,7 @@ void EuclideanDistance::SolveRun(const Run& run, const int* columnDistances, flo
 }
 
 void EuclideanDistance::Measure(const RegionRuns& regions, const Region& region, float* out, std::ptrdiff_t stride) {
-    CV_Assert(region.area < static_cast<std::int64_t>(picture_.width) * picture_.height);
+    CV_Assert(region.area < static_cast<std::int64_t>(image_.width) * image_.height);
     FillColumnDistances(regions, region);
     for (const Run* run = regions.begin(region); run != regions.end(region); ++run) {
         const std::ptrdiff_t y = run->y - region.minY;

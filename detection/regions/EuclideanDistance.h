@@ -13,15 +13,15 @@ namespace Korvane {
 /// Distances of the pixels of one region to the nearest pixel that is not of the region, for region after region; the
 /// buffers are kept from one to the next.
 ///
-/// The nearest such pixel of a whole picture always lies in the region's box or beside it: on the way there, the first
-/// pixel outside the region is no farther. What is beyond the picture's border does not count. A region that covers
-/// the whole picture has no distances: it must not be asked for.
+/// The nearest such pixel of the whole image always lies in the region's box or beside it: on the way to it, the first
+/// pixel outside the region is no farther. Pixels beyond the image's border do not count. A region that covers the
+/// whole image has no distances and must not be passed.
 ///
 /// Two passes over the region's box (Meijster, Roerdink, Hesselink 2000), in whole numbers until the final root; here
 /// the columns come first, and each run is solved by itself, because the pixels at its ends bound every distance.
 class EuclideanDistance {
 public:
-    explicit EuclideanDistance(cv::Size picture) : picture_(picture) {}
+    explicit EuclideanDistance(cv::Size image) : image_(image) {}
 
     /// Writes sqrt(dx² + dy²), rounded once to float, at out[(y - minY) * stride + (x - minX)] for every pixel of the
     /// region; other elements stay as they are.
@@ -39,7 +39,7 @@ private:
         std::int64_t from = 0;
     };
 
-    cv::Size picture_;
+    cv::Size image_;
     std::vector<int> columnDistances_;
     std::vector<Site> sites_;
 };

@@ -8,7 +8,7 @@
 
 namespace Korvane {
 
-/// A horizontal stretch of set pixels in one row: columns begin .. end - 1.
+/// Consecutive set pixels of one row: columns begin .. end - 1.
 struct Run {
     int y = 0;
     int begin = 0;
@@ -29,7 +29,7 @@ struct Region {
     int Height() const { return maxY - minY + 1; }
 };
 
-/// The 8-connected regions of a picture, in row-major order of their first pixels; the runs of a region stand together,
+/// The 8-connected regions of an image, in row-major order of their first pixels; the runs of a region stand together,
 /// in row-major order.
 struct RegionRuns {
     std::vector<Run> runs;
@@ -39,20 +39,20 @@ struct RegionRuns {
     const Run* end(const Region& region) const { return begin(region) + region.runCount; }
 };
 
-/// Groups runs, given in row-major order and apart from each other within a row, into regions. Near-linear.
+/// Groups runs into regions. Runs come in row-major order; those of one row do not touch. Near-linear.
 RegionRuns GroupRuns(std::vector<Run> runs);
 
-/// The regions of the pixels of a matrix of T for which isSet(value) holds. One pass over the picture; memory grows
+/// The regions of the pixels of a matrix of T for which isSet(value) holds. One pass over the image; memory grows
 /// with the number of runs only.
 template <typename T, typename IsSet>
-RegionRuns FindRegions(const cv::Mat& picture, IsSet isSet) {
+RegionRuns FindRegions(const cv::Mat& image, IsSet isSet) {
     std::vector<Run> runs;
-    for (int y = 0; y < picture.rows; ++y) {
-        const T* row = picture.ptr<T>(y);
-        for (int x = 0; x < picture.cols; ++x) {
+    for (int y = 0; y < image.rows; ++y) {
+        const T* row = image.ptr<T>(y);
+        for (int x = 0; x < image.cols; ++x) {
             if (!isSet(row[x])) continue;
             const int begin = x;
-            while (x < picture.cols && isSet(row[x])) ++x;
+            while (x < image.cols && isSet(row[x])) ++x;
             runs.push_back({y, begin, x});
         }
     }

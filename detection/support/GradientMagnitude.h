@@ -5,7 +5,7 @@
 namespace Korvane {
 
 /// Magnitude of the central-difference gradient, sqrt(gx² + gy²) with gx = (I(x + 1) - I(x - 1)) / 2, all in single
-/// precision; gy likewise. Beyond the border the picture goes on with its border pixels, so that a border pixel's
+/// precision; gy likewise. Beyond the border the image goes on with its border pixels, so that a border pixel's
 /// component across the border is half the one-sided difference and a single row or column has no component across.
 /// `source` is a float matrix of any size and may be a part of a larger one: what surrounds the part does not count.
 /// The result has its size; NaN spreads to the four neighbours. Costs one pass.

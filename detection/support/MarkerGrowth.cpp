@@ -5,12 +5,12 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "DetectionDriver.h"
-#include "support/GradientMagnitude.h"
-#include "support/MatConversion.h"
+#include "NominalSizes.h"
 #include "operations/Erosion.h"
 #include "operations/Threshold.h"
 #include "operations/Watershed.h"
+#include "support/GradientMagnitude.h"
+#include "support/MatConversion.h"
 
 namespace Korvane {
 

@@ -4,6 +4,8 @@
 #include <limits>
 #include <string>
 
+#include "NominalSizes.h"
+
 namespace Korvane {
 namespace {
 
@@ -35,7 +37,7 @@ void CopyRows(const cv::Mat& source, qvox::VoxelImage<T>& image) {
 
 std::uint16_t WrapToSixteenBit(float value) {
     constexpr float kLimit = 2147483648.0f;
-    const float scaled = value * 65536.0f;
+    const float scaled = value * kSixteenBitLevels;
     const int whole = scaled > -kLimit && scaled < kLimit ? static_cast<int>(scaled) : 0;
     return static_cast<std::uint16_t>(whole);
 }

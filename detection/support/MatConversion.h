@@ -21,8 +21,9 @@ cv::Mat ToFloatMat(const qvox::VoxelImage<std::uint16_t>& image);
 void CopyFromMat(const cv::Mat& source, qvox::VoxelImage<float>& image);
 void CopyFromMat(const cv::Mat& source, qvox::VoxelImage<std::uint8_t>& image);
 
-/// Resizes the image to the float matrix (one plane) and stores every value x as x * 65536, truncated towards zero and
-/// taken modulo 65536: 1 wraps to 0. NaN, and products outside the range of a 32-bit integer, become 0.
+/// Resizes the image to the float matrix (one plane) and stores every value x as x * kSixteenBitLevels, truncated
+/// towards zero and taken modulo 65536: 1 wraps to 0. NaN, and products outside the range of a 32-bit integer, become
+/// 0.
 void CopyToSixteenBit(const cv::Mat& source, qvox::VoxelImage<std::uint16_t>& image);
 
 }  // namespace Korvane

@@ -9,7 +9,8 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "RoundnessFilter.h"
+#include "NominalSizes.h"
+#include "Refinement.h"
 #include "operations/Labelling.h"
 #include "reference/PlainDetection.h"
 #include "support/Phantoms.h"

@@ -10,14 +10,15 @@
 #include <gtest/gtest.h>
 #include <opencv2/core/utility.hpp>
 
-#include "support/GradientMagnitude.h"
-#include "support/MatConversion.h"
-#include "RoundnessFilter.h"
+#include "NominalSizes.h"
+#include "Refinement.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
 #include "reference/PlainDetection.h"
 #include "reference/PlainGradientMagnitude.h"
+#include "support/GradientMagnitude.h"
 #include "support/MaskPictures.h"
+#include "support/MatConversion.h"
 #include "support/Phantoms.h"
 #include "support/StageRecorder.h"
 #include "support/TestImages.h"

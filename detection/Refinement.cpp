@@ -1,12 +1,24 @@
-#include "RoundnessFilter.h"
+#include "Refinement.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
+#include "NominalSizes.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
+#include "support/MarkerGrowth.h"
 
 namespace Korvane {
+
+qvox::VoxelImage<float> RefinementRelief(const qvox::VoxelImage<float>& raw, float scale) {
+    return SmoothedGradient(raw, kReliefSigmaPx * static_cast<double>(scale));
+}
+
+qvox::LabelImage RefinementMarkers(const qvox::LabelImage& labels, float scale) {
+    const double distance = static_cast<double>(kBackgroundDistancePx) * static_cast<double>(scale);
+    return AddBackgroundMarker(labels, static_cast<int>(distance));
+}
 
 bool IsRoundEnough(double roundness, float threshold) { return !(static_cast<double>(threshold) > roundness); }
 
@@ -15,13 +27,21 @@ void RemoveUnroundComponents(qvox::ComponentImage& components, float roundnessTh
     for (const qvox::ComponentRecord& component : components.Components()) {
         const double perimeter = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kPerimeter);
         const double area = qvox::EstimateShape(components, component.identifier, qvox::ShapeMeasure::kArea);
-        if (!IsRoundEnough(qvox::Roundness(area, perimeter), roundnessThreshold))
+        if (!IsRoundEnough(qvox::Roundness(area, perimeter), roundnessThreshold)) {
             removed.push_back(component.identifier);
+        }
     }
     // From the last on: each removal then moves only the records behind it that stay.
     for (auto identifier = removed.rbegin(); identifier != removed.rend(); ++identifier) {
         qvox::RemoveLabel(components, *identifier);
     }
+}
+
+void RemoveUnroundObjects(qvox::LabelImage& labels, float roundnessThreshold) {
+    qvox::ComponentImage objects;
+    qvox::LabelForegroundRegions(objects, labels, qvox::Neighbourhood8{});
+    RemoveUnroundComponents(objects, roundnessThreshold);
+    std::copy(objects.Identifiers().begin(), objects.Identifiers().end(), labels.begin());
 }
 
 }  // namespace Korvane
