@@ -26,7 +26,7 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPart>& component) {
     touched_.Settle();
     ClearAround(branches, size);
 #ifdef KORVANE_ASSERTIONS
-    constexpr int mostPixels = 1 << 16;  // checks take as long as the whole map is large
+    constexpr int mostPixels = 1 << 12;  // a check costs as much as thinning the whole map
     if (width_ <= mostPixels / height_) {
         CheckInvariants();
     }
