@@ -27,6 +27,12 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPixels<BitGrid>>& com
     const int size = clears ? LargestDistanceOfFlooded() : 0;
     touched_.Settle();
     ClearAround(branches, size);
+#ifdef KORVANE_ASSERTIONS
+    constexpr int mostPixels = 1 << 12;  // a check costs as much as thinning the whole map
+    if (width_ <= mostPixels / height_) {
+        CheckInvariants();
+    }
+#endif
 }
 
 // The skeleton's set contains what this analysis and earlier ones touched. Pixels next to the touched background that are
@@ -84,6 +90,8 @@ void EnclosedRegionAnalysis::CheckInvariants() const {
         }
     }
     touched_.CheckInvariants();
+    skeleton_.CheckInvariants();
+    traces_.CheckInvariants();
     distance_.CheckInvariants();
     enclosed_.CheckInvariants();
 #endif
