@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -63,7 +62,6 @@ TEST(GaussianWeights, AreThePlainOnesAndThoseOfOpenCV) {
             const float other = theirs.at<float>(static_cast<int>(plain.Radius()) + static_cast<int>(k));
             ++weightsInAll;
             if (weights[k] != other) ++differing;
-            // Its exponential is rough in the subnormal range only.
             ASSERT_LE(StepsApart(weights[k], other), 1) << sigma << " at distance " << k;
         }
     }
