@@ -22,7 +22,7 @@ struct Extent {
     std::uint64_t height;
 };
 
-// The fifth has the width that gets a wider blur, the last is blurred in several strips.
+// The fifth has the width that gets a wider blur, the last is diffused in several strips.
 constexpr Extent kExtents[] = {{200, 160}, {161, 203}, {240, 130}, {97, 260}, {1024, 70}, {180, 180}, {1100, 64}};
 constexpr float kPixelsPerUm[] = {672.0f, 504.0f, 840.0f, 400.0f, 1000.0f};
 constexpr double kNominalPixelsPerUm = 672.0;

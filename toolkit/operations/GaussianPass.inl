@@ -1,4 +1,4 @@
-// Gaussian smoothing of a strip of columns. Included once per instruction set by GaussianPassBaseline.cpp,
+// Gaussian smoothing of a tile. Included once per instruction set by GaussianPassBaseline.cpp,
 // GaussianPassAvx2.cpp and GaussianPassAvx512.cpp, which set KORVANE_GAUSSIAN_LANES. Everything here has internal linkage
 // and nothing from the standard library is called: a function compiled for a newer processor must not be the one that
 // the linker keeps for all.
@@ -47,9 +47,9 @@ KORVANE_INLINE void SymmetricSum(const float* weights, std::ptrdiff_t radius, At
     for (std::size_t v = 0; v < kVectors; ++v) Store(out + v * kWidth, sum[v] + weights[0] * Load(centre + v * kWidth));
 }
 
-/// The row from the strip's first column on, with `radius` columns before and, behind the last one of a whole block,
+/// The row from the tile's first column on, with `radius` columns before and, behind the last one of a whole block,
 /// after it: the image's own where it has them, else a copy with its mirror image.
-const float* WithSurroundings(const StripPlan& plan, const float* row) {
+const float* WithSurroundings(const TilePlan& plan, const float* row) {
     const std::ptrdiff_t filled = (plan.columns + kBlockColumns - 1) / kBlockColumns * kBlockColumns;
     const std::ptrdiff_t end = filled + plan.radius;
     if (plan.first >= plan.radius && plan.first + end <= plan.imageWidth) return row + plan.first;
@@ -64,7 +64,7 @@ const float* WithSurroundings(const StripPlan& plan, const float* row) {
     return plan.line;
 }
 
-void SmoothAlongRow(const StripPlan& plan, const float* row, float* out) {
+void SmoothAlongRow(const TilePlan& plan, const float* row, float* out) {
     const float* line = WithSurroundings(plan, row);
     for (std::ptrdiff_t x = 0; x < plan.columns; x += kStep) {
         SymmetricSum(plan.weights, plan.radius, [line, x](std::ptrdiff_t k) { return line + x + k; }, out + x);
@@ -72,29 +72,33 @@ void SmoothAlongRow(const StripPlan& plan, const float* row, float* out) {
 }
 
 /// Columns of the rows [first, end) of the result.
-void SmoothAlongColumns(const StripPlan& plan, std::ptrdiff_t first, std::ptrdiff_t end, float* output) {
+void SmoothAlongColumns(const TilePlan& plan, std::ptrdiff_t first, std::ptrdiff_t end, float* output) {
     for (std::ptrdiff_t y = first - plan.radius; y < end + plan.radius; ++y) {
         const std::ptrdiff_t slot = Mirrored(y, plan.height) % plan.ringRows;
         plan.smoothedRows[y - (first - plan.radius)] = plan.ring + slot * plan.ringStride;
     }
-    // The rows of a few columns stay in the fastest cache while all sums over them are made.
-    for (std::ptrdiff_t x = 0; x < plan.columns; x += kStep) {
-        const std::ptrdiff_t left = plan.columns - x;
+    // The rows of some columns stay in the fastest cache while all sums over them are made.
+    for (std::ptrdiff_t group = 0; group < plan.columns; group += plan.groupColumns) {
+        const std::ptrdiff_t groupEnd =
+            group + plan.groupColumns < plan.columns ? group + plan.groupColumns : plan.columns;
         for (std::ptrdiff_t y = first; y < end; ++y) {
             const float* const* rows = plan.smoothedRows + (y - first) + plan.radius;
-            float* out = output + y * plan.imageWidth + plan.first + x;
-            float part[kStep];
-            SymmetricSum(plan.weights, plan.radius, [rows, x](std::ptrdiff_t k) { return rows[k] + x; },
-                         left < kStep ? part : out);
-            for (std::ptrdiff_t i = 0; left < kStep && i < left; ++i) out[i] = part[i];
+            float* out = output + y * plan.imageWidth + plan.first;
+            for (std::ptrdiff_t x = group; x < groupEnd; x += kStep) {
+                const auto at = [rows, x](std::ptrdiff_t k) { return rows[k] + x; };
+                const std::ptrdiff_t left = plan.columns - x;
+                float part[kStep];
+                SymmetricSum(plan.weights, plan.radius, at, left < kStep ? part : out + x);
+                for (std::ptrdiff_t i = 0; left < kStep && i < left; ++i) out[x + i] = part[i];
+            }
         }
     }
 }
 
-void SmoothStrip(const StripPlan& plan, const float* input, float* output) {
-    std::ptrdiff_t smoothed = 0;
-    for (std::ptrdiff_t first = 0; first < plan.height; first += kChunkRows) {
-        const std::ptrdiff_t end = first + kChunkRows < plan.height ? first + kChunkRows : plan.height;
+void SmoothTile(const TilePlan& plan, const float* input, float* output) {
+    std::ptrdiff_t smoothed = plan.firstRow > plan.radius ? plan.firstRow - plan.radius : 0;
+    for (std::ptrdiff_t first = plan.firstRow; first < plan.endRow; first += kChunkRows) {
+        const std::ptrdiff_t end = first + kChunkRows < plan.endRow ? first + kChunkRows : plan.endRow;
         const std::ptrdiff_t wanted = end + plan.radius < plan.height ? end + plan.radius : plan.height;
         for (; smoothed < wanted; ++smoothed) {
             SmoothAlongRow(plan, input + smoothed * plan.imageWidth,

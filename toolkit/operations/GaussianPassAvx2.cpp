@@ -3,6 +3,6 @@
 
 namespace qvox::gaussian {
 
-void SmoothStripAvx2(const StripPlan& plan, const float* input, float* output) { SmoothStrip(plan, input, output); }
+void SmoothTileAvx2(const TilePlan& plan, const float* input, float* output) { SmoothTile(plan, input, output); }
 
 }  // namespace qvox::gaussian

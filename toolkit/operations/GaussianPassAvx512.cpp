@@ -3,6 +3,6 @@
 
 namespace qvox::gaussian {
 
-void SmoothStripAvx512(const StripPlan& plan, const float* input, float* output) { SmoothStrip(plan, input, output); }
+void SmoothTileAvx512(const TilePlan& plan, const float* input, float* output) { SmoothTile(plan, input, output); }
 
 }  // namespace qvox::gaussian

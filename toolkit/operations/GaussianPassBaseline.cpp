@@ -3,6 +3,6 @@
 
 namespace qvox::gaussian {
 
-void SmoothStripBaseline(const StripPlan& plan, const float* input, float* output) { SmoothStrip(plan, input, output); }
+void SmoothTileBaseline(const TilePlan& plan, const float* input, float* output) { SmoothTile(plan, input, output); }
 
 }  // namespace qvox::gaussian

@@ -22,8 +22,16 @@ namespace {
 
 constexpr const char* kOperation = "SmoothWithGaussian";
 constexpr double kLargestSigmaPx = 1e5;
-// Of a strip, so that the rows that its sums run over stay in a cache of 1 MiB up to a radius of 200.
-constexpr std::ptrdiff_t kStripColumns = 512;
+// Of the rows that the sums of a tile run over: they stay in a cache of 1 MiB. Below the fewest columns its rows would be
+// read in pieces too short; wide rows are better for the memory.
+constexpr std::ptrdiff_t kRingFloats = 128 * 1024;
+constexpr std::ptrdiff_t kFewestColumns = 512;
+// Of the columns that are summed together: they stay in a cache of 32 KiB.
+constexpr std::ptrdiff_t kGroupFloats = 6 * 1024;
+// Tiles that a plane is cut into at most, for threads, unless it is wider than that many times the columns.
+constexpr std::ptrdiff_t kTiles = 16;
+constexpr std::ptrdiff_t kFewestRows = 128;
+constexpr std::ptrdiff_t kRowsPerRadius = 32;
 constexpr std::size_t kCacheLineFloats = 16;
 
 std::ptrdiff_t RoundedUp(std::ptrdiff_t n, std::ptrdiff_t unit) { return (n + unit - 1) / unit * unit; }
@@ -31,9 +39,9 @@ std::ptrdiff_t RoundedUp(std::ptrdiff_t n, std::ptrdiff_t unit) { return (n + un
 // Half of an odd number of weights, the number that OpenCV 4 takes for float images.
 std::size_t RadiusFor(double sigmaPx) { return static_cast<std::size_t>(std::lrint(sigmaPx * 8.0 + 1.0)) / 2; }
 
-class StripScratch {
+class TileScratch {
 public:
-    void Provide(StripPlan& plan) {
+    void Provide(TilePlan& plan) {
         const std::ptrdiff_t filled = RoundedUp(plan.columns, kBlockColumns);
         plan.ringRows = std::min(plan.height, kChunkRows + 2 * plan.radius);
         // An odd number of cache lines: rows below each other then fall into different sets of the cache.
@@ -53,26 +61,45 @@ private:
     std::vector<const float*> rows_;
 };
 
-std::vector<StripPlan> StripsFor(const VoxelImage<float>& image, const std::vector<float>& weights) {
-    StripPlan plan;
+std::ptrdiff_t ColumnsFor(std::ptrdiff_t width, std::ptrdiff_t radius) {
+    const std::ptrdiff_t most = std::max(kRingFloats / (kChunkRows + 2 * radius), kFewestColumns);
+    const std::ptrdiff_t count = (width + most - 1) / most;
+    return RoundedUp((width + count - 1) / count, kBlockColumns);
+}
+
+// Every band smooths the rows around it along themselves once more.
+std::ptrdiff_t RowsFor(std::ptrdiff_t height, std::ptrdiff_t radius, std::ptrdiff_t strips) {
+    const std::ptrdiff_t fewest = std::max(kFewestRows, kRowsPerRadius * radius);
+    const std::ptrdiff_t most = std::max(height / fewest, std::ptrdiff_t{1});
+    const std::ptrdiff_t count = std::clamp(kTiles / strips, std::ptrdiff_t{1}, most);
+    return RoundedUp((height + count - 1) / count, kChunkRows);
+}
+
+std::vector<TilePlan> TilesFor(const VoxelImage<float>& image, const std::vector<float>& weights) {
+    TilePlan plan;
     plan.imageWidth = static_cast<std::ptrdiff_t>(image.SizeX());
     plan.height = static_cast<std::ptrdiff_t>(image.SizeY());
     plan.radius = static_cast<std::ptrdiff_t>(weights.size()) - 1;
     plan.weights = weights.data();
-    const std::ptrdiff_t count = (plan.imageWidth + kStripColumns - 1) / kStripColumns;
-    const std::ptrdiff_t columns = RoundedUp((plan.imageWidth + count - 1) / count, kBlockColumns);
-    std::vector<StripPlan> strips;
+    const std::ptrdiff_t group = kGroupFloats / (kChunkRows + 2 * plan.radius);
+    plan.groupColumns = RoundedUp(std::max(group, std::ptrdiff_t{1}), kBlockColumns);
+    const std::ptrdiff_t columns = ColumnsFor(plan.imageWidth, plan.radius);
+    const std::ptrdiff_t rows = RowsFor(plan.height, plan.radius, (plan.imageWidth + columns - 1) / columns);
+    std::vector<TilePlan> tiles;
     for (plan.first = 0; plan.first < plan.imageWidth; plan.first += columns) {
         plan.columns = std::min(columns, plan.imageWidth - plan.first);
-        strips.push_back(plan);
+        for (plan.firstRow = 0; plan.firstRow < plan.height; plan.firstRow += rows) {
+            plan.endRow = std::min(plan.firstRow + rows, plan.height);
+            tiles.push_back(plan);
+        }
     }
-    return strips;
+    return tiles;
 }
 
-StripFunction Function(InstructionSet set) {
-    return set == InstructionSet::kAvx512 ? SmoothStripAvx512
-           : set == InstructionSet::kAvx2 ? SmoothStripAvx2
-                                          : SmoothStripBaseline;
+TileFunction Function(InstructionSet set) {
+    return set == InstructionSet::kAvx512 ? SmoothTileAvx512
+           : set == InstructionSet::kAvx2 ? SmoothTileAvx2
+                                          : SmoothTileBaseline;
 }
 
 }  // namespace
@@ -86,15 +113,15 @@ void SmoothWithGaussianWith(InstructionSet set, const VoxelImage<float>& input, 
                            "it is " + std::to_string(sigmaPx) + ".");
     }
     const std::vector<float> weights = GaussianWeights(sigmaPx, RadiusFor(sigmaPx));
-    std::vector<StripPlan> strips = StripsFor(input, weights);
-    std::vector<StripScratch> scratch(strips.size());
-    for (std::size_t i = 0; i < strips.size(); ++i) scratch[i].Provide(strips[i]);
+    std::vector<TilePlan> tiles = TilesFor(input, weights);
+    std::vector<TileScratch> scratch(tiles.size());
+    for (std::size_t i = 0; i < tiles.size(); ++i) scratch[i].Provide(tiles[i]);
     ShapeOutputLike(input, output);
-    const StripFunction smooth = Function(set);
+    const TileFunction smooth = Function(set);
     for (std::uint64_t z = 0; z < input.SizeZ(); ++z) {
         const float* from = input.Row(0, z);
         float* to = output.Row(0, z);
-        run(strips.size(), [&](std::size_t i) { smooth(strips[i], from, to); });
+        run(tiles.size(), [&](std::size_t i) { smooth(tiles[i], from, to); });
     }
 }
 

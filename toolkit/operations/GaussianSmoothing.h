@@ -16,8 +16,8 @@ namespace qvox {
 /// `sigmaPx`: above 0, up to 100000. `output` gets the input's sizes and properties and must be another image. Border:
 /// the image goes on as its mirror image about the middle of the border pixel, which is not repeated, as often as the
 /// weights reach; an image that is one pixel wide goes on with that pixel. Throws ToolkitError for an empty image, for
-/// the input as output and for a sigma out of its range; the output is unchanged then. Cost: O(1 + sigma) per voxel; the
-/// strips of columns of a wide image, of about 512 each, are the parts that `run` is given for each plane.
+/// the input as output and for a sigma out of its range; the output is unchanged then. Cost: O(1 + sigma) per voxel. The
+/// tiles of a large image are the parts that `run` is given for each plane.
 void SmoothWithGaussian(const VoxelImage<float>& input, VoxelImage<float>& output, double sigmaPx,
                         const PartRunner& run = RunOneByOne);
 
