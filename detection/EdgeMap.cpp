@@ -1,17 +1,16 @@
 #include "EdgeMap.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
 
-#include <opencv2/core/utility.hpp>
-#include <opencv2/imgproc.hpp>
+#include <opencv2/core.hpp>
 
 #include "NominalSizes.h"
 #include "operations/Diffusion.h"
+#include "operations/GaussianSmoothing.h"
 #include "support/GradientMagnitude.h"
 #include "support/MatConversion.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 namespace {
@@ -37,20 +36,17 @@ double SmoothingSigma(std::uint64_t width, float scale) {
 }
 
 qvox::VoxelImage<std::uint16_t> Smoothed(const qvox::VoxelImage<float>& raw, float scale) {
-    const cv::Mat source = ViewAsMat(raw);
-    cv::Mat image(source.size(), CV_32FC1);
-    Normalise(source, image);
-    const double sigma = SmoothingSigma(raw.SizeX(), scale);
-    cv::GaussianBlur(image, image, cv::Size(-1, -1), sigma, sigma, cv::BORDER_REFLECT_101);
+    qvox::VoxelImage<float> smoothed;
+    {
+        qvox::VoxelImage<float> normalised;
+        normalised.Resize(raw.SizeX(), raw.SizeY(), 1);
+        cv::Mat view = ViewAsMat(normalised);
+        Normalise(ViewAsMat(raw), view);
+        qvox::SmoothWithGaussian(normalised, smoothed, SmoothingSigma(raw.SizeX(), scale), RunOnOpenCVThreads);
+    }
     qvox::VoxelImage<std::uint16_t> levels;
-    CopyToSixteenBit(image, levels);
+    CopyToSixteenBit(ViewAsMat(smoothed), levels);
     return levels;
-}
-
-void RunOnOpenCVThreads(std::size_t count, const std::function<void(std::size_t)>& part) {
-    cv::parallel_for_(cv::Range(0, static_cast<int>(count)), [&](const cv::Range& range) {
-        for (int i = range.start; i < range.end; ++i) part(static_cast<std::size_t>(i));
-    });
 }
 
 void Diffuse(qvox::VoxelImage<std::uint16_t>& image, float scale) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 namespace Korvane {
@@ -47,9 +48,11 @@ int Fitted(int screen, std::uint64_t image) {
 int ClampZoomLevel(int level) { return std::clamp(level, kMinZoomLevel, kMaxZoomLevel); }
 
 float ZoomFactor(int level) {
+    // The C library's power may differ between processors in the last bit.
     const int clamped = ClampZoomLevel(level);
-    if (clamped == 2) return kZoomBase * kZoomBase;
-    return std::pow(kZoomBase, static_cast<float>(clamped));
+    double factor = 1.0;
+    for (int i = 0; i < std::abs(clamped); ++i) factor *= static_cast<double>(kZoomBase);
+    return static_cast<float>(clamped < 0 ? 1.0 / factor : factor);
 }
 
 ClientSize VirtualSize(const ViewState& view) {

@@ -3,24 +3,24 @@
 #include <algorithm>
 #include <cstdint>
 
-#include <opencv2/imgproc.hpp>
-
 #include "NominalSizes.h"
 #include "operations/Erosion.h"
+#include "operations/GaussianSmoothing.h"
 #include "operations/Threshold.h"
 #include "operations/Watershed.h"
 #include "support/GradientMagnitude.h"
 #include "support/MatConversion.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 
 qvox::VoxelImage<float> SmoothedGradient(const qvox::VoxelImage<float>& raw, double sigmaPx) {
-    cv::Mat smoothed;
-    cv::GaussianBlur(ViewAsMat(raw), smoothed, cv::Size(-1, -1), sigmaPx, sigmaPx, cv::BORDER_REFLECT_101);
+    qvox::VoxelImage<float> smoothed;
+    qvox::SmoothWithGaussian(raw, smoothed, sigmaPx, RunOnOpenCVThreads);
     qvox::VoxelImage<float> relief;
     relief.Resize(raw.SizeX(), raw.SizeY(), 1);
     cv::Mat view = ViewAsMat(relief);
-    GradientMagnitude(smoothed, view);
+    GradientMagnitude(ViewAsMat(smoothed), view);
     return relief;
 }
 

@@ -15,6 +15,7 @@
 #include "reference/PlainCandidateDetection.h"
 #include "reference/PlainCandidateFilter.h"
 #include "reference/PlainClusterSeparation.h"
+#include "reference/PlainGaussianSmoothing.h"
 #include "reference/PlainGradientMagnitude.h"
 #include "reference/PlainMatConversion.h"
 #include "reference/PlainTruncation.h"
@@ -117,10 +118,9 @@ void DropUnround(qvox::LabelImage& labels, float roundnessThreshold) {
 
 void Refine(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float roundnessThreshold, float scale,
             DetectionObserver& observer) {
-    cv::Mat matrix = PlainToMat(raw);
-    const double sigma = 3.0 * static_cast<double>(scale);
-    cv::GaussianBlur(matrix, matrix, cv::Size(-1, -1), sigma, sigma, cv::BORDER_REFLECT_101);
-    matrix = PlainGradientMagnitude(matrix);
+    qvox::VoxelImage<float> smoothed;
+    PlainSmoothWithGaussian(raw, smoothed, 3.0 * static_cast<double>(scale));
+    const cv::Mat matrix = PlainGradientMagnitude(PlainToMat(smoothed));
     qvox::VoxelImage<float> relief;
     PlainToImage(matrix, relief);
     ShowFloat(observer, DetectionStage::kRelief, matrix);
@@ -149,7 +149,11 @@ cv::Mat PlainPreprocess(const qvox::VoxelImage<float>& raw, float scale) {
     Normalise(matrix);
     const double widthBonus = matrix.cols == 1024 ? 4.0 : 0.0;
     const double sigma = 1.5 * static_cast<double>(scale) + widthBonus;
-    cv::GaussianBlur(matrix, matrix, cv::Size(-1, -1), sigma, sigma, cv::BORDER_REFLECT_101);
+    qvox::VoxelImage<float> normalised;
+    PlainToImage(matrix, normalised);
+    qvox::VoxelImage<float> smoothed;
+    PlainSmoothWithGaussian(normalised, smoothed, sigma);
+    matrix = PlainToMat(smoothed);
 
     qvox::VoxelImage<std::uint16_t> image;
     image.Resize(raw.SizeX(), raw.SizeY(), 1);

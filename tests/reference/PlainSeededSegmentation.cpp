@@ -10,6 +10,7 @@
 #include "operations/Shape.h"
 #include "operations/Threshold.h"
 #include "operations/Watershed.h"
+#include "reference/PlainGaussianSmoothing.h"
 #include "reference/PlainGradientMagnitude.h"
 #include "reference/PlainMatConversion.h"
 #include "reference/PlainTruncation.h"
@@ -45,8 +46,9 @@ void PlainSegmentFromSeeds(const qvox::VoxelImage<float>& raw, qvox::LabelImage&
     const double sigma = static_cast<double>(s) * 3.0;
     const int radius = PlainTruncateToInt(static_cast<double>(s * 100.0f));
 
-    cv::Mat matrix = PlainToMat(raw);
-    cv::GaussianBlur(matrix, matrix, cv::Size(-1, -1), sigma, sigma, cv::BORDER_REFLECT_101);
+    qvox::VoxelImage<float> smoothed;
+    PlainSmoothWithGaussian(raw, smoothed, sigma);
+    const cv::Mat matrix = PlainToMat(smoothed);
     qvox::VoxelImage<float> relief;
     PlainToImage(PlainGradientMagnitude(matrix), relief);
 

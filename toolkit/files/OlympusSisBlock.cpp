@@ -1,7 +1,7 @@
 #include "files/OlympusSisBlock.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstdlib>
 #include <string>
 
 namespace qvox {
@@ -14,11 +14,19 @@ constexpr unsigned kMostEntries = 1024;
 constexpr std::uint16_t kCalibration = 1;
 constexpr int kLargestExponent = 30;
 
+// The C library's power may differ between processors in the last bit. Up to the 22nd the product is exact, and so the
+// quotient is the nearest number.
+double PowerOfTen(int exponent) {
+    double power = 1.0;
+    for (int i = 0; i < std::abs(exponent); ++i) power *= 10.0;
+    return exponent < 0 ? 1.0 / power : power;
+}
+
 std::optional<PixelSizeNm> FromCalibration(const std::string& entry) {
     if (entry.empty()) return std::nullopt;
     const int exponent = static_cast<std::int16_t>(LittleUint16(entry, 10));
     if (std::abs(exponent) > kLargestExponent) return std::nullopt;
-    const double nanometres = std::pow(10.0, exponent + 9);
+    const double nanometres = PowerOfTen(exponent + 9);
     return CheckedPixelSize(LittleDouble(entry, 12) * nanometres, LittleDouble(entry, 20) * nanometres);
 }
 

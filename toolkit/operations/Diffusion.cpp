@@ -10,6 +10,7 @@
 #include "ToolkitError.h"
 #include "operations/DiffusionStep.h"
 #include "operations/DiffusionWith.h"
+#include "operations/GaussianWeights.h"
 
 namespace qvox {
 
@@ -39,30 +40,19 @@ void CheckArguments(const VoxelImage<std::uint16_t>& image, float sigmaPx, float
     if (!(timeStep >= 0.0f) || !std::isfinite(timeStep)) fail("time step must be a number and not negative", timeStep);
 }
 
-// Sampled at whole pixels up to four standard deviations, sum 1.
-std::vector<float> GaussianWeights(double sigmaPx) {
-    const auto radius = static_cast<std::size_t>(std::ceil(4.0 * sigmaPx));
-    std::vector<double> samples(radius + 1, 1.0);
-    double sum = 1.0;
-    for (std::size_t k = 1; k <= radius; ++k) {
-        const double t = static_cast<double>(k) / sigmaPx;
-        samples[k] = std::exp(-0.5 * t * t);
-        sum += 2.0 * samples[k];
-    }
-    std::vector<float> weights;
-    weights.reserve(samples.size());
-    for (const double sample : samples) weights.push_back(static_cast<float>(sample / sum));
-    return weights;
+// Sampled at whole pixels up to four standard deviations.
+std::vector<float> PreSmoothingWeights(double sigmaPx) {
+    return GaussianWeights(sigmaPx, static_cast<std::size_t>(std::ceil(4.0 * sigmaPx)));
 }
 
 // Rows, or columns, after which a guess beside them has faded: each shrinks its error by 2 tau / (1 + 2 tau). No more
-// than `most`.
+// than `most`. Counted, because logarithms differ between processors in the last bit.
 std::ptrdiff_t Lookahead(double timeStep, std::uint64_t iterations, std::ptrdiff_t most) {
     const double shrink = 2.0 * timeStep / (1.0 + 2.0 * timeStep);
-    if (!(shrink > 0.0)) return 1;
-    const double rows =
-        std::log(kLookaheadError / (2.0 * kGreyRange * static_cast<double>(iterations))) / std::log(shrink);
-    return rows < static_cast<double>(most) ? static_cast<std::ptrdiff_t>(std::ceil(rows)) : most;
+    const double faded = kLookaheadError / (2.0 * kGreyRange * static_cast<double>(iterations));
+    std::ptrdiff_t rows = 1;
+    for (double error = shrink; error > faded && rows < most; error *= shrink) ++rows;
+    return rows;
 }
 
 class Scratch {
@@ -200,15 +190,11 @@ void Collect(const Extent& extent, std::ptrdiff_t stride, const float* u, float 
 
 }  // namespace
 
-void RunOneByOne(std::size_t count, const std::function<void(std::size_t)>& part) {
-    for (std::size_t i = 0; i < count; ++i) part(i);
-}
-
 void EdgeEnhancingDiffusionWith(InstructionSet set, VoxelImage<std::uint16_t>& image, float preSmoothingSigmaPx,
                                 float contrast, float timeStep, std::uint64_t iterations, const PartRunner& run) {
     CheckArguments(image, preSmoothingSigmaPx, contrast, timeStep);
     if (iterations == 0) return;
-    const std::vector<float> weights = GaussianWeights(static_cast<double>(preSmoothingSigmaPx));
+    const std::vector<float> weights = PreSmoothingWeights(static_cast<double>(preSmoothingSigmaPx));
     const Extent extent{static_cast<std::ptrdiff_t>(image.SizeX()), static_cast<std::ptrdiff_t>(image.SizeY())};
     const std::vector<Strip> strips =
         StripsFor(extent.width, static_cast<std::ptrdiff_t>(weights.size()) - 1, timeStep, iterations);

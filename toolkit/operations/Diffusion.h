@@ -1,16 +1,11 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <functional>
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace qvox {
-
-/// Does what is told by part(0) .. part(count - 1), each once, in any order; at the same time where it likes.
-using PartRunner = std::function<void(std::size_t count, const std::function<void(std::size_t)>& part)>;
-void RunOneByOne(std::size_t count, const std::function<void(std::size_t)>& part);
 
 /// Edge-enhancing anisotropic diffusion in place: smooths along edges and between them, not across them.
 ///
