@@ -90,7 +90,7 @@ TEST(ShrinkingComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePi
                 taken.emplace(component.first, component.area);
                 std::int64_t area = 0;
                 const level_sweep::BitGrid grid(map.width, map.height);
-                for (const level_sweep::WordPart& part : component.parts) {
+                for (const level_sweep::WordPixels<level_sweep::BitGrid>& part : component.parts) {
                     const int row = part.word / grid.WordsPerRow();
                     level_sweep::ForEachRun(part.pixels, [&](int from, int to) {
                         area += to - from + 1;

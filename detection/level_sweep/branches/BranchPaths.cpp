@@ -30,18 +30,18 @@ BranchPaths::BranchPaths(const IncrementalSkeleton& skeleton, int width, int hei
 
 void BranchPaths::Update() {
     RemoveEnds();
-    for (const WordPixels& change : skeleton_.LineChanges()) {
+    for (const WordPixels<ColumnGrid>& change : skeleton_.LineChanges()) {
         TouchAround(change.word, change.pixels, kBeyondAll);
     }
     TouchNoted(kBeyondAll);
-    for (const WordPixels& change : skeleton_.LineChanges()) {
+    for (const WordPixels<ColumnGrid>& change : skeleton_.LineChanges()) {
         Lines& at = lines_[change.word];
         at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
         at.taken &= ~change.pixels;
         at.touched &= at.taken;
     }
-    for (const WordPixels& change : skeleton_.EndChanges()) {
-        const int x0 = grid_.FirstColumnOf(change.word);
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
+        const int x0 = grid_.FirstXOf(change.word);
         const int y = grid_.RowOf(change.word);
         for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
             const int x = x0 + BitGrid::LowestBit(left);
@@ -62,21 +62,21 @@ void BranchPaths::Update() {
 
 // What is no end any more goes first, whatever the order: an end that has come instead mostly takes the same pixels.
 void BranchPaths::RemoveEnds() {
-    for (const WordPixels& change : skeleton_.EndChanges()) {
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
         __builtin_prefetch(&ends_[change.word]);
         __builtin_prefetch(&lines_[change.word]);
     }
-    for (const WordPixels& change : skeleton_.EndChanges()) {
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
         if ((change.pixels & ends_[change.word].traced) != 0) {
             __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[change.word].first - 1)]);
         }
     }
-    for (const WordPixels& change : skeleton_.EndChanges()) {
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
         Word gone = change.pixels & ends_[change.word].traced;
         if (gone == 0) {
             continue;
         }
-        const int x0 = grid_.FirstColumnOf(change.word);
+        const int x0 = grid_.FirstXOf(change.word);
         const int y = grid_.RowOf(change.word);
         for (; gone != 0; gone &= gone - 1) {
             const Rank end = RankOf(x0 + BitGrid::LowestBit(gone), y);
@@ -149,7 +149,7 @@ void BranchPaths::TouchNoted(Rank before) {
         return;
     }
     // Of the row two further up.
-    const int x0 = grid_.FirstColumnOf(noted_.first + top - 2);
+    const int x0 = grid_.FirstXOf(noted_.first + top - 2);
     const int y0 = grid_.RowOf(noted_.first + top - 2);
     const Lines* at = &lines_[noted_.first + top];
     Word askedAbove = 0;
@@ -196,7 +196,7 @@ void BranchPaths::TouchAroundSides(std::size_t word, Word changed, Rank before) 
             east[k] |= askedEast | askedEast << 1 | asked >> 63;
         }
     }
-    const int x0 = grid_.FirstColumnOf(word);
+    const int x0 = grid_.FirstXOf(word);
     const int y0 = grid_.RowOf(word) - 2;
     for (std::size_t i = 0; i < 5; ++i) {
         const auto touch = [&](std::size_t at, int x, Word pixels) {
@@ -293,7 +293,7 @@ void BranchPaths::TellAround(Rank end) {
             TouchAround(word, taken, end);
         }
     }
-    for (const WordPixels& own : released_) {
+    for (const WordPixels<ColumnGrid>& own : released_) {
         const Word left = own.pixels & ~lines_[own.word].mine;
         if (left != 0) {
             TouchAround(own.word, left, end);

@@ -167,7 +167,7 @@ private:
     PathCode path_;
     std::vector<std::int32_t> counts_;
     std::vector<PixelPosition> stack_;
-    std::vector<WordPixels> released_;
+    std::vector<WordPixels<ColumnGrid>> released_;
     std::vector<std::size_t> taken_;  // words with pixels that are its own now
     NotedChanges noted_;
     PixelsBefore before_;

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "bits/Word.h"
+
 namespace level_sweep {
 
 struct Step {

@@ -24,7 +24,7 @@ void IncrementalSkeleton::Update() {
             ++word;
         }
     });
-    for (const WordPixels& change : lineChanges_) {
+    for (const WordPixels<ColumnGrid>& change : lineChanges_) {
         LookForEndsAround(change.word, change.pixels);
     }
     for (const std::size_t word : lookForEnds_) {
@@ -84,7 +84,7 @@ IncrementalSkeleton::Word IncrementalSkeleton::LineEnds(std::size_t word) const 
 
 // Those pixels of a word that are not at the picture's border.
 IncrementalSkeleton::Word IncrementalSkeleton::OffTheBorder(std::size_t word) const {
-    const int x0 = grid_.FirstColumnOf(word);
+    const int x0 = grid_.FirstXOf(word);
     const int y = grid_.RowOf(word);
     Word inside = y == 0 || y == height_ - 1 ? 0 : ~Word{0};
     inside &= x0 == 0 ? ~Word{1} : ~Word{0};

@@ -31,8 +31,8 @@ public:
 
     /// The pixels of which the last update changed whether they are of a line, and those of which it changed whether
     /// they are an end: each word once.
-    const std::vector<WordPixels>& LineChanges() const { return lineChanges_; }
-    const std::vector<WordPixels>& EndChanges() const { return endChanges_; }
+    const std::vector<WordPixels<ColumnGrid>>& LineChanges() const { return lineChanges_; }
+    const std::vector<WordPixels<ColumnGrid>>& EndChanges() const { return endChanges_; }
 
 private:
     void LookForEndsAround(std::size_t word, Word changed);
@@ -49,8 +49,8 @@ private:
     ZeroedArray<Word> isEnd_;
     ZeroedArray<std::uint8_t> isNoted_;     // per word: is in lookForEnds_
     std::vector<std::size_t> lookForEnds_;  // words with lines, or ends, on or next to lines that have changed
-    std::vector<WordPixels> lineChanges_;
-    std::vector<WordPixels> endChanges_;
+    std::vector<WordPixels<ColumnGrid>> lineChanges_;
+    std::vector<WordPixels<ColumnGrid>> endChanges_;
 };
 
 }  // namespace level_sweep
