@@ -79,8 +79,10 @@ void ProgramRun::Signal(int number) const { ::kill(process_, number); }
 
 std::string ProgramRun::FileBehind(int descriptor) const {
     std::error_code closed;
-    const std::string link = "/proc/" + std::to_string(process_) + "/fd/" + std::to_string(descriptor);
-    return std::filesystem::read_symlink(link, closed).string();
+    const std::filesystem::path process = "/proc/" + std::to_string(process_);
+    // Before the program runs, the process has this one's files.
+    if (std::filesystem::read_symlink(process / "exe", closed).filename() != "korvane-batch") return "";
+    return std::filesystem::read_symlink(process / "fd" / std::to_string(descriptor), closed).string();
 }
 
 bool ProgramRun::HasEnded() const {

@@ -35,7 +35,8 @@ public:
     ProgramRun& operator=(const ProgramRun&) = delete;
 
     void Signal(int number) const;
-    /// The file behind a descriptor of the run; empty when it is closed or the run has ended.
+    /// The file behind a descriptor of the run; empty when it is closed, before the program runs and
+    /// after its end.
     std::string FileBehind(int descriptor) const;
     bool HasEnded() const;
     ProgramResult Await();
