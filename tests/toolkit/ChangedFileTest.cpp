@@ -3,8 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <thread>
 
 #include "ToolkitError.h"
 #include "files/ImageFile.h"
@@ -66,6 +69,32 @@ TEST_F(ChangedFile, ATimeThatDiffersByANanosecondIsAChange) {
     const timespec after[2] = {{1000000000, 501}, {1000000000, 501}};
     utimensat(AT_FDCWD, path_.c_str(), after, 0);
     EXPECT_EQ(Refusal(file), refusal_);
+}
+
+TEST_F(ChangedFile, LoadingAndInspectingRefuseOneThatIsWrittenToMeanwhile) {
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        for (long ns = 0; !done; ++ns) {
+            const timespec now[2] = {{1000000000, ns % 1000000000}, {1000000000, ns % 1000000000}};
+            utimensat(AT_FDCWD, path_.c_str(), now, 0);
+        }
+    });
+    // The writer need not get a processor during each of them.
+    const auto isRefused = [&](const std::function<void()>& read) {
+        for (int i = 0; i < 100000; ++i) {
+            try {
+                read();
+            } catch (const qvox::ToolkitError& error) {
+                return error.what() == refusal_;
+            }
+        }
+        return false;
+    };
+    qvox::LabelImage labels;
+    EXPECT_TRUE(isRefused([&] { qvox::InspectImageFile(path_); }));
+    EXPECT_TRUE(isRefused([&] { qvox::LoadImageFile(path_, labels); }));
+    done = true;
+    writer.join();
 }
 
 TEST_F(ChangedFile, ReplacedByAnotherFileIsReadAsItWas) {
