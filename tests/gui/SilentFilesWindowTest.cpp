@@ -109,10 +109,12 @@ TEST_F(SilentFilesInTheWindow, ATableWithUncalibratedPositionsWarnsOnceAndNamesT
               std::vector<wxString>{"The pixel size of some positions is undefined. The table counts a pixel of theirs "
                                     "as 1000 nm: 'a.tif', 'c.tif'."});
     EXPECT_TRUE(told.errors.empty());
+    const Answers yes(wxID_OK);
     Open({"b.tif"});
     Dab(20, 20);
     told.warnings.clear();
-    ExportTable("t.txt");
+    ExportTable("u.txt");
+    EXPECT_TRUE(std::filesystem::exists(folder.File("u.txt")));
     EXPECT_TRUE(told.warnings.empty());
 }
 
