@@ -13,6 +13,8 @@
 #include "ExceptionText.h"
 #include "MainFrame.h"
 #include "PathText.h"
+#include "StandardStreams.h"
+#include "Version.h"
 
 namespace Korvane {
 
@@ -67,6 +69,7 @@ private:
 }  // namespace Korvane
 
 int main(int argc, char** argv) {
+    qvox::OpenStandardStreams();
     // Beyond a limit on the size of files a write shall fail and be told of; the signal would end the program and lose
     // what is not saved.
     std::signal(SIGXFSZ, SIG_IGN);
@@ -77,9 +80,14 @@ int main(int argc, char** argv) {
         const std::string argument = argv[i];
         if (argument == "--help" || argument == "-h") {
             std::puts(
-                "korvane [FILE|FOLDER...]\n\n"
+                "korvane [FILE|FOLDER...]\n"
+                "korvane --version\n\n"
                 "Finds and measures exosomes in electron micrographs. The TIFF files named, and those\n"
                 "of the folders named, are opened at once. korvane-batch does without a window.");
+            return 0;
+        }
+        if (argument == "--version") {
+            std::printf("korvane %s\n", Korvane::kVersion);
             return 0;
         }
         if (argument.empty() || argument[0] == '-') {

@@ -140,7 +140,7 @@ private:
     void FitToPosition();
     void KeepOnScreen();
     void PointCanvasAt(std::size_t index);
-    void ExportPicture(std::size_t index, const ChosenFolder& folder);
+    void ExportPicture(std::size_t index, const wxString& file);
     ChosenFolder AskForFolder(const wxString& title);
 
     EditedPosition Edited();

@@ -11,6 +11,7 @@
 #include "ExceptionText.h"
 #include "FreedMemory.h"
 #include "MainFrame.h"
+#include "PixelHeight.h"
 #include "Scopes.h"
 #include "SeededSegmentation.h"
 #include "SingleImageCanvas.h"
@@ -95,6 +96,7 @@ void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
 void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
     const qvox::VoxelImage<float>& image = store_.images[index];
     try {
+        RequirePixelHeight(image.Resolution());
         // Into a copy: a failure half way leaves the position what it holds, and the canvas never shows half a result.
         qvox::LabelImage result(store_.labelImages[index]);
         DetectionProgress observer(progress);
@@ -113,6 +115,7 @@ void MainFrame::SegmentPosition(std::size_t index) {
     }
     const qvox::VoxelImage<float>& image = store_.images[index];
     try {
+        RequirePixelHeight(image.Resolution());
         qvox::LabelImage result(store_.labelImages[index]);
         SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
         store_.labelImages[index].Swap(result);

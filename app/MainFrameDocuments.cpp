@@ -16,6 +16,7 @@
 #include "OverlayDrawing.h"
 #include "PathText.h"
 #include "Scopes.h"
+#include "SharedFiles.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
 #include "files/ImageFile.h"
@@ -38,6 +39,37 @@ bool DoFileTask(FileTask task, const wxString& name, Work work) {
         wxLogError("%s", FailureMessage(task, name, std::current_exception()));
         return false;
     }
+}
+
+/// The files that belong to positions, one each.
+template <typename Rule>
+std::vector<wxString> FilesOf(const PositionStore& store, const ChosenFolder& folder, Rule rule) {
+    std::vector<wxString> files;
+    for (const wxString& path : store.paths) files.push_back(rule(path, folder, kNativePathStyle));
+    return files;
+}
+
+/// False, and told, when two positions would share a file, as those of one name in two folders do in a chosen one.
+bool HaveOwnFiles(const PositionStore& store, const std::vector<wxString>& files, FileUse use, const wxString& task) {
+    const wxString shared = SharedFileText(store.paths, files, use);
+    if (shared.empty()) return true;
+    wxLogError("%s", "Cannot " + task + "! (" + shared + ". Nothing was " +
+                         (use == FileUse::kWrite ? "written." : "loaded.") + ")");
+    return false;
+}
+
+/// One warning that names the positions whose sizes in the table are not in nanometres.
+void WarnOfUncalibrated(const std::vector<wxString>& names) {
+    if (names.empty()) return;
+    constexpr std::size_t kMostNames = 20;
+    wxString list;
+    for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
+        list += (i == 0 ? "'" : ", '") + names[i] + "'";
+    }
+    if (names.size() > kMostNames) list << " and " << names.size() - kMostNames << " more";
+    wxLogWarning(
+        "%s",
+        "The pixel size of some positions is undefined. The table counts a pixel of theirs as 1000 nm: " + list + ".");
 }
 
 }  // namespace
@@ -135,21 +167,22 @@ void MainFrame::OnSaveResultsTo(wxCommandEvent&) {
 
 void MainFrame::SaveSegmentationResults(const ChosenFolder& folder) {
     if (!HasPositions()) return;
+    const std::vector<wxString> files = FilesOf(store_, folder, SegResultPath);
+    if (!HaveOwnFiles(store_, files, FileUse::kWrite, "save the segmentation results")) return;
     const wxBusyInfo busy("Saving segmentation results...", this);
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        const wxString& path = store_.paths[i];
-        DoFileTask(FileTask::kSaveResults, FileNameOf(path),
-                   [&] { SaveLabels(SegResultPath(path, folder), store_.labelImages[i]); });
+        DoFileTask(FileTask::kSaveResults, FileNameOf(store_.paths[i]),
+                   [&] { SaveLabels(files[i], store_.labelImages[i]); });
     }
 }
 
 void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
-    if (HasPositions()) {
+    const std::vector<wxString> files = FilesOf(store_, folder, SegResultPath);
+    if (HaveOwnFiles(store_, files, FileUse::kRead, "load the segmentation results") && HasPositions()) {
         const wxBusyInfo busy("Loading segmentation results...", this);
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-            const wxString& path = store_.paths[i];
-            DoFileTask(FileTask::kLoadResults, FileNameOf(path), [&] {
-                const LabelsFound found = LoadLabels(SegResultPath(path, folder), store_.labelImages[i]);
+            DoFileTask(FileTask::kLoadResults, FileNameOf(store_.paths[i]), [&] {
+                const LabelsFound found = LoadLabels(files[i], store_.labelImages[i]);
                 if (found == LabelsFound::kLoaded && i == store_.current) CountAgain();
             });
         }
@@ -163,10 +196,20 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
     dialog.Centre(wxBOTH);
     if (dialog.ShowModal() != wxID_OK) return;
     std::vector<wxString> rows;
+    std::vector<wxString> uncalibrated;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        for (wxString& row : MeasurementRows(store_.paths[i], store_.labelImages[i])) rows.push_back(std::move(row));
+        const wxString name = FileNameOf(store_.paths[i]);
+        // One that cannot be measured, having more objects than can be told apart, costs its own rows only.
+        DoFileTask(FileTask::kMeasure, name, [&] {
+            std::vector<wxString> measured = MeasurementRows(store_.paths[i], store_.labelImages[i]);
+            const qvox::PixelResolution& resolution = store_.labelImages[i].Resolution();
+            const bool calibrated = resolution.x > 0.0f && resolution.y > 0.0f;
+            if (!calibrated && !measured.empty()) uncalibrated.push_back(name);
+            rows.insert(rows.end(), measured.begin(), measured.end());
+        });
     }
     WriteMeasurementTable(MeasurementTablePath(dialog.GetPath()), rows);
+    WarnOfUncalibrated(uncalibrated);
 }
 
 void MainFrame::OnExportPictures(wxCommandEvent&) { ImageExport(std::nullopt); }
@@ -175,7 +218,7 @@ void MainFrame::OnExportPicturesTo(wxCommandEvent&) {
     if (const ChosenFolder folder = AskForFolder("Export image results to...")) ImageExport(folder);
 }
 
-void MainFrame::ExportPicture(std::size_t index, const ChosenFolder& folder) {
+void MainFrame::ExportPicture(std::size_t index, const wxString& file) {
     const qvox::LabelImage& labels = store_.labelImages[index];
     CanvasState state = StateOfCanvas();
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
@@ -183,14 +226,16 @@ void MainFrame::ExportPicture(std::size_t index, const ChosenFolder& folder) {
     ColourPicture picture = PaintPosition(store_.images[index], labels, state.style);
     OverlayDrawing overlay;
     overlay.Draw(picture, labels, LabelAnchors(labels), state, OverlayPort());
-    qvox::SaveImageFile(PathBytes(ExportPath(store_.paths[index], folder)), picture);
+    qvox::SaveImageFile(PathBytes(file), picture);
 }
 
 void MainFrame::ImageExport(const ChosenFolder& folder) {
     if (!HasPositions()) return;
+    const std::vector<wxString> files = FilesOf(store_, folder, ExportPath);
+    if (!HaveOwnFiles(store_, files, FileUse::kWrite, "export the image results")) return;
     const wxBusyInfo busy("Exporting image results...", this);
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportPicture(i, folder); });
+        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportPicture(i, files[i]); });
     }
 }
 

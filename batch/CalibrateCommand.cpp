@@ -32,7 +32,8 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     try {
         WriteCalibratedCopy(PathBytes(files.input), PathBytes(files.copy), info.type, perUm);
     } catch (...) {
-        throw ImageFailure{"Cannot calibrate '" + files.input + "'! (" + ExceptionText(std::current_exception()) + ")"};
+        throw ImageFailure{"Cannot calibrate '" + files.input + "'! (" +
+                           ExceptionText(std::current_exception(), files.input) + ")"};
     }
     job.Outcome().resolution = {perUm, perUm, info.resolution.z};
     job.Outcome().state = ImageState::kDone;

@@ -34,7 +34,7 @@ wxString SummaryOf(const ImageRun& run, const ImageOutcome& outcome) {
 qvox::ImageFileInfo ImageJob::Inspect() const {
     return DoFileTask(FileTask::kLoadInput, files_.input, [this] {
         qvox::ImageFileInfo info = qvox::InspectImageFile(PathBytes(files_.input));
-        if (!IsInputType(info.type)) throw UnsupportedPixelType();
+        if (!IsInputType(info.type)) RefuseInputType(PathBytes(files_.input), info);
         return info;
     });
 }
@@ -77,7 +77,7 @@ void ImageJob::MakeRows(const qvox::LabelImage& labels) {
                                                         : "no pixel height: measured as if a pixel were 1000 nm high.";
         progress_.Warning("'" + files_.input + "' stores " + missing + " Give the true one with --pixel-size.");
     }
-    outcome_.rows = MeasurementRows(files_.input, labels);
+    outcome_.rows = DoFileTask(FileTask::kMeasure, Name(), [&] { return MeasurementRows(files_.input, labels); });
 }
 
 void ImageJob::DrawPicture(const Position& position, LabelStyle style) {
@@ -119,7 +119,8 @@ ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::siz
     } catch (const ImageFailure& failure) {
         outcome.error = failure.text;
     } catch (...) {
-        outcome.error = "Cannot work on '" + files.input + "'! (" + ExceptionText(std::current_exception()) + ")";
+        outcome.error =
+            "Cannot work on '" + files.input + "'! (" + ExceptionText(std::current_exception(), files.input) + ")";
     }
     if (!outcome.error.empty()) {
         outcome.state = ImageState::kFailed;

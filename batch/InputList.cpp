@@ -1,12 +1,11 @@
 #include "InputList.h"
 
-#include <filesystem>
 #include <map>
 #include <set>
-#include <system_error>
 
 #include "PathText.h"
 #include "ResultFiles.h"
+#include "SharedFiles.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -28,13 +27,6 @@ std::vector<wxString> WrittenFor(const Places& places, const WrittenFiles& writt
     return paths;
 }
 
-/// Where a path leads to in the end. Two paths that differ may be one file through a link.
-wxString Place(const wxString& path) {
-    std::error_code unreachable;
-    const std::filesystem::path place = std::filesystem::weakly_canonical(PathBytes(path), unreachable);
-    return unreachable ? path : PathText(place.string());
-}
-
 [[noreturn]] void Refuse(const wxString& text) { throw UsageError(PathBytes(text)); }
 
 /// Each place that a run writes to, with the image that it is written for.
@@ -45,7 +37,7 @@ Writers RequireDistinctFiles(const Places& places, const WrittenFiles& written, 
     Writers writers;
     for (const ImageFiles& files : images) {
         for (const wxString& path : WrittenFor(places, written, files)) {
-            const wxString place = Place(path);
+            const wxString place = PlaceOf(path);
             const auto [other, fresh] = writers.emplace(place, files.input);
             if (!fresh && other->second != files.input) {
                 Refuse("'" + other->second + "' and '" + files.input + "' would both be written to '" + path + "'.");
@@ -59,21 +51,34 @@ Writers RequireDistinctFiles(const Places& places, const WrittenFiles& written, 
     return writers;
 }
 
+/// Labels of one image would pass for those of another that has its name.
+void RequireOwnLabels(const std::vector<ImageFiles>& images) {
+    std::vector<wxString> inputs;
+    std::vector<wxString> seeds;
+    for (const ImageFiles& files : images) {
+        inputs.push_back(files.input);
+        seeds.push_back(files.seeds);
+    }
+    const wxString shared = SharedFileText(inputs, seeds, FileUse::kRead);
+    if (!shared.empty()) Refuse("The labels of " + shared + ".");
+}
+
 void RequireDistinct(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images) {
     std::set<wxString> inputs;
-    for (const ImageFiles& files : images) inputs.insert(Place(files.input));
+    for (const ImageFiles& files : images) inputs.insert(PlaceOf(files.input));
     const Writers writers = RequireDistinctFiles(places, written, images, inputs);
+    RequireOwnLabels(images);
     if (!places.table) return;
     const wxString table = PathText(FullPath(*places.table));
-    const wxString place = Place(table);
+    const wxString place = PlaceOf(table);
     if (inputs.count(place) > 0 || writers.count(place) > 0) {
         Refuse("The table '" + table + "' would be written over an image of this run.");
     }
     for (const ImageFiles& files : images) {
-        if (place == Place(files.labels) || place == Place(files.seeds)) {
+        if (place == PlaceOf(files.labels) || place == PlaceOf(files.seeds)) {
             Refuse("The table '" + table + "' would be written over the labels of '" + files.input + "'.");
         }
-        if (place == Place(ReportPath(FolderOf(files.labels)))) {
+        if (place == PlaceOf(ReportPath(FolderOf(files.labels)))) {
             Refuse("The table '" + table + "' would be written where the report of the run goes.");
         }
     }

@@ -29,8 +29,9 @@ struct ImageFiles {
 /// Those of an image's files that a run writes.
 using WrittenFiles = std::vector<wxString ImageFiles::*>;
 
-/// The files of each image. Throws UsageError when a file would be written twice or over an input image, or the table
-/// over one of an image's files or the report of the run; links are followed before paths are compared.
+/// The files of each image. Throws UsageError when a file would be written twice or over an input image, when two
+/// images would have their labels read from one file, or when the table would be written over one of an image's files
+/// or the report of the run; links are followed before paths are compared.
 std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& written,
                                   const std::vector<std::string>& inputs);
 

@@ -9,6 +9,7 @@
 #include "ImageRun.h"
 #include "Interrupt.h"
 #include "PathText.h"
+#include "PixelHeight.h"
 #include "ResultFiles.h"
 #include "StageWriter.h"
 
@@ -61,6 +62,10 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     if (job.Outcome().resolution.x <= 0.0f) {
         throw ImageFailure{wxString("Cannot ") + maker.verb + " '" + files.input +
                            "'! (The file stores no pixel size; give it with --pixel-size NM)"};
+    }
+    if (const std::string trouble = PixelHeightTrouble(job.Outcome().resolution); !trouble.empty()) {
+        throw ImageFailure{wxString("Cannot ") + maker.verb + " '" + files.input + "'! (" + trouble +
+                           "; give the pixel size with --pixel-size NM)"};
     }
     Analyse(job, options, maker, position);
     DoFileTask(FileTask::kSaveResults, job.Name(), [&] {

@@ -12,6 +12,7 @@
 #include "Interrupt.h"
 #include "OptionGroups.h"
 #include "PathText.h"
+#include "StandardStreams.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ int Run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    qvox::OpenStandardStreams();
     try {
         const wxInitializer toolkit;
         // Failures are told by the messages of this program.

@@ -3,14 +3,22 @@
 #include <new>
 
 #include "PathText.h"
+#include "ToolkitError.h"
 
 namespace Korvane {
 
-wxString ExceptionText(const std::exception_ptr& failure) {
+wxString ErrorTextBeside(const wxString& named, const qvox::ToolkitError& error) {
+    const auto* const file = dynamic_cast<const qvox::FileError*>(&error);
+    return PathText(file != nullptr && PathText(file->Path()) == named ? file->Cause() : error.what());
+}
+
+wxString ExceptionText(const std::exception_ptr& failure, const wxString& named) {
     try {
         std::rethrow_exception(failure);
     } catch (const std::bad_alloc&) {
         return "Not enough memory";
+    } catch (const qvox::ToolkitError& error) {
+        return "Error='" + ErrorTextBeside(named, error) + "'";
     } catch (const std::exception& error) {
         wxString text = PathText(error.what());
         // The matrix library breaks its messages into lines.

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "ExceptionText.h"
 #include "PathText.h"
 #include "ToolkitError.h"
 
@@ -9,29 +10,29 @@ namespace Korvane {
 
 namespace {
 
-wxString LoadingCause(const std::exception_ptr& failure) {
+/// The cause in brackets, and what follows it on a line of its own.
+wxString LoadingCause(const wxString& name, const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
-    } catch (const UnsupportedPixelType&) {
-        return "Unsupported pixel type";
-    } catch (const InconsistentImageSize&) {
-        return "Inconsistent image size";
+    } catch (const UnfitFile& unfit) {
+        const wxString detail = PathText(unfit.Detail());
+        return wxString("(") + unfit.what() + ")" + (detail.empty() ? "" : "\n") + detail;
     } catch (const qvox::ToolkitError& error) {
-        return "Error='" + PathText(error.what()) + "'";
+        return "(Error='" + ErrorTextBeside(name, error) + "')";
     } catch (const std::bad_alloc&) {
-        return "Not enough memory";
+        return "(Not enough memory)";
     } catch (...) {
-        return "Unknown error";
+        return "(Unknown error)";
     }
 }
 
-wxString WritingCause(const std::exception_ptr& failure) {
+wxString WritingCause(const wxString& name, const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const qvox::ToolkitError& error) {
-        return "Error='" + PathText(error.what()) + "'";
+        return "(Error='" + ErrorTextBeside(name, error) + "')";
     } catch (...) {
-        return "Unknown error";
+        return "(Unknown error)";
     }
 }
 
@@ -41,15 +42,17 @@ wxString FailureMessage(FileTask task, const wxString& name, const std::exceptio
     // Joined rather than formatted: a "%" in a file name stays what it is.
     switch (task) {
         case FileTask::kLoadInput:
-            return "Cannot load the input image '" + name + "'! (" + LoadingCause(failure) + ")";
+            return "Cannot load the input image '" + name + "'! " + LoadingCause(name, failure);
         case FileTask::kLoadResults:
-            return "Cannot load the segmentation results for '" + name + "'! (" + LoadingCause(failure) + ")";
+            return "Cannot load the segmentation results for '" + name + "'! " + LoadingCause(name, failure);
         case FileTask::kSaveResults:
-            return "Cannot save the segmentation results for '" + name + "'! (" + WritingCause(failure) + ")";
+            return "Cannot save the segmentation results for '" + name + "'! " + WritingCause(name, failure);
+        case FileTask::kMeasure:
+            return "Cannot measure the objects of '" + name + "'! " + LoadingCause(name, failure);
         case FileTask::kExportPicture:
             break;
     }
-    return "Cannot export the image results for '" + name + "'! (" + WritingCause(failure) + ")";
+    return "Cannot export the image results for '" + name + "'! " + WritingCause(name, failure);
 }
 
 }  // namespace Korvane

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 
 #include "FailureText.h"
 #include "PathText.h"
@@ -34,6 +35,20 @@ void RequireWorkingMemory() {
 
 }  // namespace
 
+void RefuseInputType(const std::string& path, const qvox::ImageFileInfo& info) {
+    std::string detail = "It holds " + info.typeText + "; wanted is 8-bit, 16-bit or 32-bit float grey.";
+    try {
+        if (qvox::HoldsGreyInColour(path)) {
+            const bool isRgb = info.typeText.compare(0, 3, "RGB") == 0;
+            detail += std::string(" It is a grey image stored ") + (isRgb ? "as RGB" : "with a palette") +
+                      ": save it as grey.";
+        }
+    } catch (const std::exception&) {
+        // What else is wrong with the file, or too little memory, does not change the type that it has.
+    }
+    throw UnsupportedPixelType(detail);
+}
+
 bool IsInputType(qvox::VoxelType type) {
     return type == qvox::VoxelType::kUint8 || type == qvox::VoxelType::kUint16 || type == qvox::VoxelType::kFloat32;
 }
@@ -50,7 +65,8 @@ Position LoadPosition(const wxString& path) {
     const std::string bytes = PathBytes(path);
     Position position;
     position.path = path;
-    switch (qvox::ProbeVoxelType(bytes)) {
+    const qvox::ImageFileInfo info = qvox::InspectImageFile(bytes);
+    switch (info.type) {
         case qvox::VoxelType::kUint8:
             LoadConverted<std::uint8_t>(bytes, position.image);
             break;
@@ -61,7 +77,7 @@ Position LoadPosition(const wxString& path) {
             qvox::LoadImageFile(bytes, position.image);
             break;
         default:
-            throw UnsupportedPixelType();
+            RefuseInputType(bytes, info);
     }
     position.labels = EmptyLabelsFor(position.image);
     RequireWorkingMemory();

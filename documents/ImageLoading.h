@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include <wx/string.h>
 
 #include "Position.h"
@@ -12,6 +14,10 @@ namespace Korvane {
 /// cannot be read, std::bad_alloc, also when less than 64 MiB would be left to work with what is open;
 /// FailureMessage(FileTask::kLoadInput, ...) makes the text of each.
 Position LoadPosition(const wxString& path);
+
+/// Throws UnsupportedPixelType with what the file holds and what is wanted, also when that is a grey image stored as
+/// RGB or with a palette, for which the file is read as a whole.
+[[noreturn]] void RefuseInputType(const std::string& path, const qvox::ImageFileInfo& info);
 
 /// True for the voxel types that LoadPosition reads.
 bool IsInputType(qvox::VoxelType type);

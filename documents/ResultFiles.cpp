@@ -11,6 +11,17 @@
 
 namespace Korvane {
 
+namespace {
+
+using Sizes = std::array<std::uint64_t, 3>;
+
+std::string SizesText(const Sizes& sizes) {
+    const std::string plane = std::to_string(sizes[0]) + " x " + std::to_string(sizes[1]);
+    return sizes[2] == 1 ? plane : plane + " x " + std::to_string(sizes[2]);
+}
+
+}  // namespace
+
 wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& prefix, PathStyle style) {
     return JoinPath(folder ? *folder : FolderOf(inputPath, style), prefix + FileNameOf(inputPath, style), style);
 }
@@ -40,9 +51,16 @@ LabelsFound LoadNewLabels(const wxString& resultPath, const std::array<std::uint
     std::error_code unreachable;
     // A path that cannot be examined is read all the same: the reader then tells why it cannot.
     if (!std::filesystem::exists(bytes, unreachable) && !unreachable) return LabelsFound::kNoFile;
-    if (qvox::ProbeVoxelType(bytes) != qvox::VoxelType::kUint16) throw UnsupportedPixelType();
-    qvox::LoadImageFile(bytes, labels);
-    if (sizes != std::array{labels.SizeX(), labels.SizeY(), labels.SizeZ()}) throw InconsistentImageSize();
+    const qvox::ImageFileInfo info = qvox::InspectImageFile(bytes);
+    if (info.type != qvox::VoxelType::kUint16) {
+        throw UnsupportedPixelType("'" + bytes + "' holds " + info.typeText + "; wanted is 16-bit grey.");
+    }
+    qvox::LoadImageFile(bytes, labels, qvox::VoxelValues::kStored);
+    const Sizes found{labels.SizeX(), labels.SizeY(), labels.SizeZ()};
+    if (sizes != found) {
+        throw InconsistentImageSize("'" + bytes + "' has " + SizesText(found) + " pixels; wanted are the image's " +
+                                    SizesText(sizes) + ".");
+    }
     return LabelsFound::kLoaded;
 }
 

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include "ContourRow.h"
 #include "LabelCensus.h"
 #include "LabelColours.h"
+#include "files/StoredDescription.h"
 
 namespace Korvane {
 
@@ -93,6 +95,9 @@ ColourPicture PaintPosition(const qvox::VoxelImage<float>& raw, const LabelImage
     ConvertToGrey(raw, grey);
     ColourPicture picture;
     picture.SetResolution(raw.Resolution());
+    qvox::Description description;
+    qvox::SetOrientation(description, qvox::OrientationOf(raw.Metadata()));
+    picture.SetMetadata(std::move(description));
     PaintLabels(grey, labels, style, WholeImage(labels), picture);
     return picture;
 }

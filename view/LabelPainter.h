@@ -43,7 +43,8 @@ PixelRectangle WholeImage(const qvox::VoxelImage<T>& image) {
 void PaintLabels(const GreyPicture& grey, const qvox::LabelImage& labels, LabelStyle style, const PixelRectangle& part,
                  ColourPicture& picture);
 
-/// The whole picture of a position at scale 1, as it is exported; it carries the image's resolution.
+/// The whole picture of a position at scale 1, as it is exported; it carries the image's resolution and Orientation
+/// entry.
 ColourPicture PaintPosition(const qvox::VoxelImage<float>& raw, const qvox::LabelImage& labels, LabelStyle style);
 
 /// A voxel of a contour, with its label.

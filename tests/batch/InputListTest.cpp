@@ -131,7 +131,10 @@ TEST(PlanFiles, TwoImagesOfOneNameCannotShareAnOutputFolder) {
     places.output = "/o";
     EXPECT_EQ(Refusal(places, {"/x/a.tif", "/y/a.tif"}),
               "'/x/a.tif' and '/y/a.tif' would both be written to '/o/seg_a.tif'.");
-    const WrittenFiles none;  // as when only a table is made
+    const WrittenFiles none;  // as when only a table is made, of labels that are there
+    EXPECT_EQ(Refusal(places, {"/x/a.tif", "/y/a.tif"}, none),
+              "The labels of '/x/a.tif' and '/y/a.tif' would both be read from '/o/seg_a.tif'.");
+    places.output.reset();
     EXPECT_EQ(Refusal(places, {"/x/a.tif", "/y/a.tif"}, none), "accepted");
 }
 

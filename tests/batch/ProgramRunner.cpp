@@ -8,10 +8,12 @@
 #include <unistd.h>
 #include <cstdlib>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
 #include <stdexcept>
+#include <system_error>
 
 namespace korvane_test {
 
@@ -50,6 +52,7 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const Surround
     ::dup2(::open("/dev/null", O_RDONLY), 0);
     ::dup2(::open(output.c_str(), O_WRONLY), 1);
     ::dup2(::open(messagesPath_.c_str(), O_WRONLY), 2);
+    for (const char digit : surroundings.closedStreams) ::close(digit - '0');
     if (surroundings.maxFileBytes > 0) {
         const rlimit limit{surroundings.maxFileBytes, surroundings.maxFileBytes};
         ::setrlimit(RLIMIT_FSIZE, &limit);
@@ -73,6 +76,19 @@ ProgramRun::~ProgramRun() {
 }
 
 void ProgramRun::Signal(int number) const { ::kill(process_, number); }
+
+std::string ProgramRun::FileBehind(int descriptor) const {
+    std::error_code closed;
+    const std::filesystem::path process = "/proc/" + std::to_string(process_);
+    // Before the program runs, the process has this one's files.
+    if (std::filesystem::read_symlink(process / "exe", closed).filename() != "korvane-batch") return "";
+    return std::filesystem::read_symlink(process / "fd" / std::to_string(descriptor), closed).string();
+}
+
+bool ProgramRun::HasEnded() const {
+    siginfo_t ended{};
+    return ::waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0;
+}
 
 ProgramResult ProgramRun::Await() {
     int status = 0;

@@ -22,6 +22,7 @@ struct Surroundings {
     std::string standardOutput;         ///< write it to this file instead of collecting it
     unsigned long maxFileBytes = 0;     ///< longest file that the run may write; 0: no limit
     unsigned long maxAddressBytes = 0;  ///< most memory that the run may have; 0: no limit
+    std::string closedStreams;          ///< start the run without these descriptors: "2", "01"
     unsigned user = 0;                  ///< run as this user; 0: as this process does
 };
 
@@ -34,6 +35,10 @@ public:
     ProgramRun& operator=(const ProgramRun&) = delete;
 
     void Signal(int number) const;
+    /// The file behind a descriptor of the run; empty when it is closed, before the program runs and
+    /// after its end.
+    std::string FileBehind(int descriptor) const;
+    bool HasEnded() const;
     ProgramResult Await();
 
 private:

@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "ExceptionText.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -42,6 +43,30 @@ TEST(FailureMessage, OfSavingAndExportingKnowsTwoCauses) {
     const wxString picture = "Cannot export the image results for '" + kName + "'! ";
     EXPECT_EQ(Message(FileTask::kExportPicture, qvox::ToolkitError("disk full")), picture + "(Error='disk full')");
     EXPECT_EQ(Message(FileTask::kExportPicture, 42), picture + "(Unknown error)");
+}
+
+TEST(FailureMessage, TellsTheDetailOfAnUnfitFileOnASecondLine) {
+    EXPECT_EQ(Message(FileTask::kLoadInput, UnsupportedPixelType("It holds RGB, 8 bits.")),
+              "Cannot load the input image '" + kName + "'! (Unsupported pixel type)\nIt holds RGB, 8 bits.");
+    EXPECT_EQ(Message(FileTask::kLoadResults, InconsistentImageSize("2 x 3")),
+              "Cannot load the segmentation results for '" + kName + "'! (Inconsistent image size)\n2 x 3");
+}
+
+TEST(FailureMessage, HasAPathOnce) {
+    const qvox::FileError error(qvox::FileError::Task::kRead, "/d/a.tif", "it is empty");
+    EXPECT_EQ(FailureMessage(FileTask::kLoadInput, "/d/a.tif", std::make_exception_ptr(error)),
+              "Cannot load the input image '/d/a.tif'! (Error='it is empty.')");
+    EXPECT_EQ(FailureMessage(FileTask::kLoadResults, "a.tif", std::make_exception_ptr(error)),
+              "Cannot load the segmentation results for 'a.tif'! (Error='Cannot read '/d/a.tif': it is empty.')");
+    EXPECT_EQ(ExceptionText(std::make_exception_ptr(error), "/d/a.tif"), "Error='it is empty.'");
+    EXPECT_EQ(ExceptionText(std::make_exception_ptr(error)), "Error='Cannot read '/d/a.tif': it is empty.'");
+}
+
+TEST(FailureMessage, OfMeasuringNamesThePosition) {
+    EXPECT_EQ(Message(FileTask::kMeasure, qvox::ToolkitError("too many")),
+              "Cannot measure the objects of '" + kName + "'! (Error='too many')");
+    EXPECT_EQ(Message(FileTask::kMeasure, std::bad_alloc()),
+              "Cannot measure the objects of '" + kName + "'! (Not enough memory)");
 }
 
 }  // namespace

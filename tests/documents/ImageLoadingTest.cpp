@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <vector>
 
 #include "FailureText.h"
 #include "PathText.h"
@@ -10,6 +11,7 @@
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestImages.h"
+#include "support/TiffBuilder.h"
 
 namespace Korvane {
 
@@ -77,9 +79,30 @@ TEST(LoadPosition, RefusesAColourFile) {
     qvox::VoxelImage<qvox::Rgb8> image;
     image.Resize(2, 2, 1);
     image.Zero();
+    image(1, 1) = {1, 2, 3};
+    qvox::SaveImageFile(folder.File("rgb.tif"), image);
+    const wxString begin =
+        PathText("Cannot load the input image '" + folder.File("rgb.tif") + "'! (Unsupported pixel type)\n");
+    const wxString wanted = "It holds RGB, 8 bits; wanted is 8-bit, 16-bit or 32-bit float grey.";
+    EXPECT_EQ(LoadMessage(folder.File("rgb.tif")), begin + wanted);
+    image(1, 1) = {2, 2, 2};
     qvox::SaveImageFile(folder.File("rgb.tif"), image);
     EXPECT_EQ(LoadMessage(folder.File("rgb.tif")),
-              PathText("Cannot load the input image '" + folder.File("rgb.tif") + "'! (Unsupported pixel type)"));
+              begin + wanted + " It is a grey image stored as RGB: save it as grey.");
+}
+
+TEST(LoadPosition, TellsOfAGreyImageStoredWithAPalette) {
+    const korvane_test::TemporaryFolder folder;
+    std::vector<std::uint16_t> map;
+    for (int channel = 0; channel < 3; ++channel) {
+        for (unsigned i = 0; i < 16; ++i) map.push_back(static_cast<std::uint16_t>(i * 4369));
+    }
+    korvane_test::TiffBuilder file;
+    file.Page().Grey(2, 1, 4).Short(262, 3).Shorts(320, map).AddPiece("\x12");
+    file.Write(folder.File("a.tif"));
+    EXPECT_TRUE(LoadMessage(folder.File("a.tif"))
+                    .EndsWith("(Unsupported pixel type)\nIt holds 4-bit colour palette; wanted is 8-bit, 16-bit or "
+                              "32-bit float grey. It is a grey image stored with a palette: save it as grey."));
 }
 
 TEST(LoadPosition, TellsWhyAFileCannotBeRead) {
@@ -87,8 +110,8 @@ TEST(LoadPosition, TellsWhyAFileCannotBeRead) {
     std::ofstream(folder.File("text.tif")) << "no picture";
     const wxString begin = PathText("Cannot load the input image '" + folder.File("text.tif") + "'! (Error='");
     EXPECT_TRUE(LoadMessage(folder.File("text.tif")).StartsWith(begin));
-    const wxString missing = PathText("Cannot load the input image '" + folder.File("none.tif") + "'! (Error='");
-    EXPECT_TRUE(LoadMessage(folder.File("none.tif")).StartsWith(missing));
+    EXPECT_EQ(LoadMessage(folder.File("none.tif")), PathText("Cannot load the input image '" + folder.File("none.tif") +
+                                                             "'! (Error='No such file or directory.')"));
 }
 
 TEST(LoadPosition, OpensFilesOfAnyName) {

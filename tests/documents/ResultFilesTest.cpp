@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "FailureText.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestImages.h"
+#include "support/TiffBuilder.h"
 
 namespace Korvane {
 
@@ -95,7 +99,8 @@ TEST(LoadLabels, RefusesAnotherSizeAndChangesNothing) {
     SaveLabels(PathText(folder.File("seg_a.tif")), other);
     qvox::LabelImage labels = Labels();
     EXPECT_EQ(LoadMessage(PathText(folder.File("seg_a.tif")), labels),
-              wxString("Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)"));
+              PathText("Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)\n'" +
+                       folder.File("seg_a.tif") + "' has 9 x 1 pixels; wanted are the image's 3 x 3."));
     EXPECT_TRUE(SameVoxels(Labels(), labels));
 }
 
@@ -107,8 +112,21 @@ TEST(LoadLabels, RefusesAnEightBitFile) {
     qvox::SaveImageFile(folder.File("seg_a.tif"), bytes);
     qvox::LabelImage labels = Labels();
     EXPECT_EQ(LoadMessage(PathText(folder.File("seg_a.tif")), labels),
-              wxString("Cannot load the segmentation results for 'a.tif'! (Unsupported pixel type)"));
+              PathText("Cannot load the segmentation results for 'a.tif'! (Unsupported pixel type)\n'" +
+                       folder.File("seg_a.tif") + "' holds 8-bit grey; wanted is 16-bit grey."));
     EXPECT_TRUE(SameVoxels(Labels(), labels));
+}
+
+TEST(LoadLabels, TakesTheStoredNumbersOfAWhiteIsZeroFile) {
+    const TemporaryFolder folder;
+    korvane_test::TiffBuilder file;
+    const std::string voxels("\x00\x00\x01\x00\x00\x00\xbc\x02\x00\x00\x00\x00\x00\x00\x00\x00\xff\xff", 18);
+    file.Page().Grey(3, 3, 16).Short(262, 0).AddPiece(voxels);
+    file.Write(folder.File("seg_a.tif"));
+    qvox::LabelImage labels = ZeroLabels();
+    EXPECT_EQ(LoadMessage(PathText(folder.File("seg_a.tif")), labels), wxString("loaded"));
+    EXPECT_EQ(std::vector<std::uint16_t>(labels.begin(), labels.end()),
+              (std::vector<std::uint16_t>{0, 1, 0, 700, 0, 0, 0, 0, 65535}));
 }
 
 TEST(SaveLabels, IntoAMissingFolderThrows) {

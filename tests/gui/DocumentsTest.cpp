@@ -40,6 +40,12 @@ protected:
         qvox::SaveImageFile(folder.File(name), colour);
     }
 
+    /// The second line of the message about it.
+    static inline const wxString kColourRefused =
+        "\nIt holds RGB, 8 bits; wanted is 8-bit, 16-bit or 32-bit float grey. It is a grey image stored as RGB: save "
+        "it "
+        "as grey.";
+
     /// Answers questions with OK and lets `act` work every other dialog.
     static int OkToQuestions(wxDialog& dialog) { return dialog.GetTitle() == "Confirmation" ? wxID_OK : wxID_NONE; }
 
@@ -109,7 +115,7 @@ TEST_F(Documents, FilesThatCannotBeUsedAreToldOneByOneAndTheOthersOpen) {
     Open({"first.tif", "second.tif", "third.tif"});
     EXPECT_EQ(frame->Store().paths, (std::vector<wxString>{PathOf("first.tif"), PathOf("third.tif")}));
     EXPECT_EQ(told.errors, std::vector<wxString>{"Cannot load the input image '" + PathOf("second.tif") +
-                                                 "'! (Unsupported pixel type)"});
+                                                 "'! (Unsupported pixel type)" + kColourRefused});
     EXPECT_EQ(frame->GetTitle(), "Position [1/2] - " + PathOf("first.tif"));
     Key(WXK_PAGEDOWN);
     EXPECT_EQ(frame->GetTitle(), "Position [2/2] - " + PathOf("third.tif"));
@@ -180,8 +186,10 @@ TEST_F(Documents, ResultsThatDoNotFitAreToldAndLeftOut) {
     const Answers answers(wxID_OK);
     Run(kLoadResults);
     ASSERT_EQ(told.errors.size(), 3u);
-    EXPECT_EQ(told.errors[0], wxString("Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)"));
-    EXPECT_EQ(told.errors[1], wxString("Cannot load the segmentation results for 'b.tif'! (Unsupported pixel type)"));
+    EXPECT_EQ(told.errors[0], "Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)\n'" +
+                                  PathOf("seg_a.tif") + "' has 64 x 63 pixels; wanted are the image's 64 x 64.");
+    EXPECT_EQ(told.errors[1], "Cannot load the segmentation results for 'b.tif'! (Unsupported pixel type)\n'" +
+                                  PathOf("seg_b.tif") + "' holds 8-bit grey; wanted is 16-bit grey.");
     EXPECT_TRUE(told.errors[2].StartsWith("Cannot load the segmentation results for 'c.tif'! (Error='"));
     EXPECT_TRUE(SameLabels(Labels(), before));
 }
@@ -288,7 +296,7 @@ TEST_F(Documents, AnyFileNameServesForOpeningResultsTableAndPictures) {
     WriteColour("%s %d %n \xe4\xb8\xad.tif");
     Open({"%s %d %n \xe4\xb8\xad.tif"});
     EXPECT_EQ(told.errors, std::vector<wxString>{"Cannot load the input image '" + PathOf("%s %d %n \xe4\xb8\xad.tif") +
-                                                 "'! (Unsupported pixel type)"});
+                                                 "'! (Unsupported pixel type)" + kColourRefused});
 }
 
 TEST_F(Documents, DroppedFilesAreOpenedAfterTheSameQuestion) {

@@ -23,6 +23,7 @@
 
 #include "MeasurementTable.h"
 #include "PathText.h"
+#include "Version.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
 
@@ -65,7 +66,8 @@ std::string Contents(const std::string& path) {
 /// One run of the window program.
 class Program {
 public:
-    Program(const std::vector<std::string>& files, const std::string& output) {
+    /// Without the descriptors of `closed` ("2", "01"), which are 0 to 2.
+    Program(const std::vector<std::string>& files, const std::string& output, const std::string& closed = "") {
         std::vector<std::string> words{KORVANE_PROGRAM};
         words.insert(words.end(), files.begin(), files.end());
         std::vector<char*> arguments;
@@ -74,6 +76,7 @@ public:
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        for (const char digit : closed) posix_spawn_file_actions_addclose(&actions, digit - '0');
         EXPECT_EQ(posix_spawn(&process_, KORVANE_PROGRAM, &actions, nullptr, arguments.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);
     }
@@ -90,6 +93,13 @@ public:
         if (!Await([&] { return waitpid(process_, &status, WNOHANG) == process_; })) return false;
         ended_ = true;
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+
+    /// The file behind one of its descriptors, empty when that is closed.
+    std::string FileBehind(int descriptor) const {
+        std::error_code none;
+        const std::string link = "/proc/" + std::to_string(process_) + "/fd/" + std::to_string(descriptor);
+        return std::filesystem::read_symlink(link, none).string();
     }
 
     /// The longest file that the program may write from now on.
@@ -257,6 +267,39 @@ TEST_F(EndToEnd, DetectDrawUndoSaveExportAndQuit) {
     EXPECT_TRUE(std::all_of(untouched.begin(), untouched.end(), [](std::uint16_t label) { return label == 0; }));
     EXPECT_EQ(Contents(table),
               Korvane::MeasurementTableText(Korvane::MeasurementRows(Korvane::PathText(folder.File(kFirst)), drawn)));
+}
+
+TEST_F(EndToEnd, AClosedStandardStreamCostsNothing) {
+    const qvox::LabelImage found = FromBatch(kFirst);
+    const std::string saved = folder.File(std::string("seg_") + kFirst);
+    for (const char* closed : {"0", "1", "2"}) {
+        std::filesystem::remove(saved);
+        Program program({folder.File(kFirst)}, folder.File("output.txt"), closed);
+        ASSERT_TRUE(Await([&] { return !program.Window("Position [1/1] - ").empty(); })) << closed;
+        EXPECT_EQ(program.FileBehind(closed[0] - '0'), "/dev/null");
+        const std::string window = program.Window("Position [1/1] - ");
+        Do("windowactivate --sync " + window);
+        // Detection traces on the standard output; nothing can be saved before it has ended.
+        ASSERT_TRUE(Await([&] {
+            Shell("xdotool key ctrl+d");
+            Await([&] { return program.Window("Please wait").empty(); });
+            Shell("xdotool key ctrl+s");
+            return Await(
+                [&] {
+                    if (!std::filesystem::exists(saved)) return false;
+                    const qvox::LabelImage labels = Labels(saved);
+                    return std::equal(labels.begin(), labels.end(), found.begin(), found.end());
+                },
+                kPatience);
+        })) << closed;
+        Quit(program, window);
+    }
+}
+
+TEST_F(EndToEnd, TheVersionIsToldWithoutADisplay) {
+    const auto [text, well] = Shell("env -u DISPLAY '" KORVANE_PROGRAM "' --version");
+    EXPECT_TRUE(well);
+    EXPECT_EQ(text, std::string("korvane ") + Korvane::kVersion + "\n");
 }
 
 TEST_F(EndToEnd, FilesOnTheCommandLineAreOpenedUnderAnyName) {

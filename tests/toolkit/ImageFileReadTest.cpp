@@ -82,6 +82,19 @@ TEST_F(ImageFileRead, InvertsWhiteIsZero) {
     EXPECT_EQ(Values(Load<std::uint16_t>()), (std::vector<int>{65535, 65534}));
 }
 
+TEST(ImageFileReadStored, GivesTheNumbersOfAWhiteIsZeroFileAsTheyStand) {
+    const TemporaryFolder folder;
+    TiffBuilder file;
+    file.Page().Grey(3, 1, 16).Short(262, 0).AddPiece(std::string("\x00\x00\x01\x00\xbc\x02", 6));
+    file.Write(folder.File("a.tif"));
+    qvox::LabelImage image;
+    qvox::LoadImageFile(folder.File("a.tif"), image, qvox::VoxelValues::kStored);
+    EXPECT_EQ(std::vector<std::uint16_t>(image.begin(), image.end()), (std::vector<std::uint16_t>{0, 1, 700}));
+    qvox::LoadImageFile(folder.File("a.tif"), image);
+    EXPECT_EQ(std::vector<std::uint16_t>(image.begin(), image.end()),
+              (std::vector<std::uint16_t>{65535, 65534, 64835}));
+}
+
 TEST_F(ImageFileRead, TakesAGreyPaletteThroughItsMap) {
     std::vector<std::uint16_t> map;
     for (int channel = 0; channel < 3; ++channel) {

@@ -214,4 +214,62 @@ TEST(ImageFileSave, AKilledWriterLeavesTheOldFileOrTheNewOne) {
     EXPECT_EQ(FilesIn(folder), 1u);
 }
 
+/// The StripByteCounts entry as it stands in a classic little-endian file of one page.
+struct CountsEntry {
+    unsigned type = 0;  ///< 3 SHORT, 4 LONG
+    unsigned count = 0;
+};
+
+CountsEntry CountsOf(const std::string& bytes) {
+    const auto number = [&bytes](std::size_t at, unsigned size) {
+        unsigned value = 0;
+        for (unsigned i = size; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes.at(at + i));
+        return value;
+    };
+    const std::size_t directory = number(4, 4);
+    for (unsigned i = 0; i < number(directory, 2); ++i) {
+        const std::size_t entry = directory + 2 + 12 * i;
+        if (number(entry, 2) == 279) return {number(entry + 2, 2), number(entry + 4, 4)};
+    }
+    return {};
+}
+
+template <typename T>
+CountsEntry SavedCounts(const std::string& path, std::uint64_t width, std::uint64_t height,
+                        qvox::TiffCompression compression) {
+    qvox::VoxelImage<T> image;
+    image.Resize(width, height, 1);
+    image.Zero();
+    qvox::SaveImageFile(path, image, qvox::FileFormat::kTiff, compression);
+    return CountsOf(BytesOf(path));
+}
+
+// ImageJ takes two 16-bit byte counts, which lie within their entry, for an offset and does not open the file.
+TEST(SaveImageFile, NeverWritesTwoByteCountsOfSixteenBits) {
+    const TemporaryFolder folder;
+    const std::string path = folder.File("a.tif");
+    constexpr unsigned kShort = 3;
+    for (const auto compression : {qvox::TiffCompression::kDeflate, qvox::TiffCompression::kNone}) {
+        for (const std::uint64_t height : {65u, 96u, 128u}) {
+            for (const std::uint64_t width : {1u, 34u, 35u, 51u, 52u, 102u, 103u, 341u, 512u, 1000u, 1023u, 1030u}) {
+                for (const CountsEntry& entry : {SavedCounts<std::uint8_t>(path, width, height, compression),
+                                                 SavedCounts<std::uint16_t>(path, width, height, compression),
+                                                 SavedCounts<qvox::Rgb8>(path, width, height, compression)}) {
+                    EXPECT_GT(entry.count, 0u);
+                    EXPECT_FALSE(entry.count == 2 && entry.type == kShort) << width << " x " << height;
+                }
+            }
+        }
+    }
+}
+
+TEST(SaveImageFile, WritesASmallPictureAsOneStripAndALargeOneAsMany) {
+    const TemporaryFolder folder;
+    const std::string path = folder.File("a.tif");
+    constexpr auto kDeflate = qvox::TiffCompression::kDeflate;
+    EXPECT_EQ(SavedCounts<std::uint16_t>(path, 51, 65, kDeflate).count, 1u);
+    EXPECT_EQ(SavedCounts<std::uint16_t>(path, 256, 256, kDeflate).count, 1u);
+    EXPECT_EQ(SavedCounts<std::uint16_t>(path, 256, 257, kDeflate).count, 5u);
+}
+
 }  // namespace

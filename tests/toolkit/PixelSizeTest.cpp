@@ -93,6 +93,27 @@ TEST_F(PixelSizeInFile, NonSquarePixelsStayNonSquare) {
     EXPECT_FLOAT_EQ(Inspect().resolution.y, 300.0f);
 }
 
+TEST_F(PixelSizeInFile, AMissingOrZeroHeightIsTheWidth) {
+    file_.Rational(282, 6720000, 1).Short(296, 3);
+    EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{672.0f, 672.0f, 0.0f})) << "missing";
+    for (const std::uint32_t denominator : {0u, 1u}) {
+        file_.Rational(283, 0, denominator);
+        EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{672.0f, 672.0f, 0.0f})) << "0 / " << denominator;
+    }
+}
+
+TEST_F(PixelSizeInFile, AMissingOrZeroHeightBesideImageJsUnitIsTheWidth) {
+    file_.Text(270, "ImageJ=1.53t\nunit=um\n").Rational(282, 672, 1).Short(296, 1);
+    EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{672.0f, 672.0f, 0.0f})) << "missing";
+    file_.Rational(283, 0, 1);
+    EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{672.0f, 672.0f, 0.0f})) << "0";
+}
+
+TEST_F(PixelSizeInFile, AHeightWithoutAWidthLeavesTheWidthUndefined) {
+    file_.Rational(283, 6720000, 1).Short(296, 3);
+    EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{0.0f, 672.0f, 0.0f}));
+}
+
 TEST_F(PixelSizeInFile, ImageJUnits) {
     const std::pair<const char*, float> cases[] = {
         {"nm", 2000.0f}, {"um", 2.0f},    {"\xC2\xB5m", 2.0f}, {"\xCE\xBCm", 2.0f},    {"\\u00B5m", 2.0f},

@@ -275,6 +275,16 @@ TEST(PaintPosition, IsTheWholeImageAtScaleOneWithItsResolution) {
     EXPECT_EQ(picture(2, 1), (Rgb8{255, 255, 255}));
 }
 
+TEST(PaintPosition, KeepsTheOrientationAsLabelFilesDo) {
+    VoxelImage<float> raw;
+    raw.Resize(3, 2, 1);
+    raw.Zero();
+    const LabelImage labels = Draw<std::uint16_t>({"1..", "..."});
+    EXPECT_TRUE(PaintPosition(raw, labels, LabelStyle::kContours).Metadata().empty());
+    raw.SetMetadata({{"Orientation", "6"}, {"Software", "of the image"}});
+    EXPECT_EQ(PaintPosition(raw, labels, LabelStyle::kContours).Metadata(), (qvox::Description{{"Orientation", "6"}}));
+}
+
 }  // namespace
 
 }  // namespace Korvane

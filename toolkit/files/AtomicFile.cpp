@@ -69,7 +69,7 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path), target_(path) {
     const bool exists = stat(target_.c_str(), &status) == 0;
     if (exists) {
         if (S_ISDIR(status.st_mode)) Fail(EISDIR);
-        if (!S_ISREG(status.st_mode)) throw ToolkitError("Cannot write '" + path_ + "': it is not a regular file.");
+        if (!S_ISREG(status.st_mode)) throw FileError(FileError::Task::kWrite, path_, "it is not a regular file");
         if (access(target_.c_str(), W_OK) != 0) Fail(errno);
         mode_ = status.st_mode & 07777u;
     } else if (errno != ENOENT) {
@@ -94,7 +94,7 @@ AtomicFile::~AtomicFile() {
 }
 
 void AtomicFile::Fail(int error) const {
-    throw ToolkitError("Cannot write '" + path_ + "': " + std::generic_category().message(error) + ".");
+    throw FileError(FileError::Task::kWrite, path_, std::generic_category().message(error));
 }
 
 void AtomicFile::FollowLink() {

@@ -179,6 +179,7 @@ void CheckPlanes(TiffHandle& file, const OpenedFile& opened) {
 ImageFileInfo InspectImageFile(const std::string& path) {
     TiffHandle file(path);
     OpenedFile opened = Examine(file);
+    file.ThrowIfChanged();
     ImageFileInfo info;
     info.type = opened.page.type;
     info.typeText = opened.page.typeText;
@@ -193,14 +194,14 @@ ImageFileInfo InspectImageFile(const std::string& path) {
 
 VoxelType ProbeVoxelType(const std::string& path, FileFormat format) {
     if (format != FileFormat::kFromFile && format != FileFormat::kTiff) {
-        throw ToolkitError("Cannot read '" + path + "': there is no file format " +
-                           std::to_string(static_cast<int>(format)) + ".");
+        throw FileError(FileError::Task::kRead, path,
+                        "there is no file format " + std::to_string(static_cast<int>(format)));
     }
     return InspectImageFile(path).type;
 }
 
 template <typename T>
-void LoadImageFile(const std::string& path, VoxelImage<T>& image) {
+void LoadImageFile(const std::string& path, VoxelImage<T>& image, VoxelValues values) {
     TiffHandle file(path);
     OpenedFile opened = Examine(file);
     if (opened.page.type != TypeOf<T>()) {
@@ -221,15 +222,16 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image) {
         const TiffPage page = ReadTiffPage(file);
         DecodePage(file, page, heldBytes, reinterpret_cast<unsigned char*>(image.Row(0, z)));
     }
-    ApplyPhotometric(opened.page, image);
+    file.ThrowIfChanged();
+    if (values == VoxelValues::kShown) ApplyPhotometric(opened.page, image);
     image.SetResolution(opened.size.resolution);
     image.SetOffset(opened.size.stored ? opened.size.stored->offset : VoxelOffset{});
     image.SetMetadata(std::move(entries));
 }
 
-template void LoadImageFile(const std::string&, VoxelImage<std::uint8_t>&);
-template void LoadImageFile(const std::string&, VoxelImage<std::uint16_t>&);
-template void LoadImageFile(const std::string&, VoxelImage<float>&);
-template void LoadImageFile(const std::string&, VoxelImage<Rgb8>&);
+template void LoadImageFile(const std::string&, VoxelImage<std::uint8_t>&, VoxelValues);
+template void LoadImageFile(const std::string&, VoxelImage<std::uint16_t>&, VoxelValues);
+template void LoadImageFile(const std::string&, VoxelImage<float>&, VoxelValues);
+template void LoadImageFile(const std::string&, VoxelImage<Rgb8>&, VoxelValues);
 
 }  // namespace qvox

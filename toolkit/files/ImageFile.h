@@ -60,18 +60,31 @@ ImageFileInfo InspectImageFile(const std::string& path);
 /// The type of InspectImageFile. Throws ToolkitError also for a format other than kFromFile and kTiff.
 VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat::kFromFile);
 
+/// True when the picture that InspectImageFile tells of is a grey one in a form of colour that LoadImageFile does not
+/// take for grey: red, green and blue equal in every pixel (8 or 16 bits each, stored together, with or without further
+/// channels), or a palette of which it uses greys only. Reads the whole picture; one of more than 64
+/// million pixels is not looked at. Throws ToolkitError as LoadImageFile.
+bool HoldsGreyInColour(const std::string& path);
+
+/// What the values of a file are to the caller.
+enum class VoxelValues {
+    kShown,   ///< intensities: inverted, so that larger is lighter
+    kStored,  ///< numbers that are not intensities, labels for instance: as they stand in the file
+};
+
 /// Reads the whole picture: sizes, voxels, resolution, offset and description. T must be what the probe reports:
-/// std::uint8_t, std::uint16_t, float or Rgb8. White-is-zero files are inverted (floats within their own finite range),
-/// 8-bit palettes with a grey map are read through it. A file from SaveImageFile gives back exactly what was saved; of
-/// another file the description holds the text tags of its first page under their TIFF names ("ImageDescription",
-/// "Software", ...). What is read can always be saved: texts that a file written here could not hold, more than 9 MiB
-/// with their other bytes escaped, are left out. Rows and columns are as stored; an Orientation entry other than 1 is
-/// not applied but kept in the description as "Orientation", from which SaveImageFile writes it. Throws ToolkitError,
-/// naming the file and the cause, when the file is unreadable, truncated or of another type, and before anything is
-/// allocated when it could not possibly hold what it claims. The image is then unspecified. Memory: the picture and at
-/// most 64 MiB beside it.
+/// std::uint8_t, std::uint16_t, float or Rgb8. White-is-zero files are inverted (floats within their own finite range)
+/// and 8-bit palettes with a grey map are read through it, unless the stored values are asked for. A file from
+/// SaveImageFile gives back exactly what was saved; of another file the description holds the text tags of its first
+/// page under their TIFF names ("ImageDescription", "Software", ...). What is read can always be saved: texts that a
+/// file written here could not hold, more than 9 MiB with their other bytes escaped, are left out. Rows and columns
+/// are as stored; an Orientation entry other than 1 is not applied but kept in the description as "Orientation", from
+/// which SaveImageFile writes it. Throws ToolkitError, naming the file and the cause, when the file is unreadable,
+/// truncated or of another type, when its size or time of change is another after reading than before, and before
+/// anything is allocated when it could not possibly hold what it claims. The image is then unspecified. Memory: the
+/// picture and at most 64 MiB beside it.
 template <typename T>
-void LoadImageFile(const std::string& path, VoxelImage<T>& image);
+void LoadImageFile(const std::string& path, VoxelImage<T>& image, VoxelValues values = VoxelValues::kShown);
 
 enum class TiffCompression { kNone, kDeflate };
 

@@ -17,6 +17,9 @@ namespace {
 // Measured: from 64 rows on the level-1 compressor gains nothing more from larger strips.
 constexpr std::uint64_t kRowsPerStrip = 64;
 constexpr std::uint64_t kLargestStrip = std::uint64_t{16} << 20;
+// The library stores two byte counts that fit 16 bits within their entry, where ImageJ (seen in 1.53t) takes them for
+// an offset and does not open the file. Two such strips have fewer bytes than this.
+constexpr std::uint64_t kLargestSingleStrip = std::uint64_t{128} << 10;
 constexpr int kDeflateLevel = 1;
 // No prediction: ImageJ's built-in reader (seen in 1.53t) undoes it for LZW only and shows predicted Deflate files
 // wrong, without a word. A classic TIFF addresses 4 GiB; a part of it is left for directories and for data that grow
@@ -41,7 +44,7 @@ public:
         if (done && file_.Error() == 0) return;
         const std::string cause =
             file_.Error() != 0 ? std::generic_category().message(file_.Error()) : handle_.FirstError();
-        throw ToolkitError("Cannot write '" + path_ + "': " + cause + ".");
+        throw FileError(FileError::Task::kWrite, path_, cause);
     }
 
 private:
@@ -63,6 +66,7 @@ void Writer::WritePlane(const VoxelImage<T>& image, std::uint64_t z, std::uint64
 }
 
 std::uint64_t RowsPerStrip(std::uint64_t rowBytes, std::uint64_t rows) {
+    if (rows <= kLargestSingleStrip / rowBytes) return rows;
     const std::uint64_t fitting = std::max<std::uint64_t>(1, kLargestStrip / rowBytes);
     return std::min({kRowsPerStrip, fitting, rows});
 }
@@ -97,9 +101,7 @@ void SetResolution(Writer& writer, const PixelResolution& resolution) {
 
 template <typename T>
 void CheckWritable(const std::string& path, const VoxelImage<T>& image, FileFormat format) {
-    const auto refuse = [&path](const std::string& cause) {
-        throw ToolkitError("Cannot write '" + path + "': " + cause + ".");
-    };
+    const auto refuse = [&path](const std::string& cause) { throw FileError(FileError::Task::kWrite, path, cause); };
     if (format != FileFormat::kTiff) {
         refuse("there is no file format " + std::to_string(static_cast<int>(format)) + " to write");
     }
@@ -118,7 +120,7 @@ void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileForm
     CheckWritable(path, image, format);
     const PixelResolution resolution = StorableResolution(image.Resolution());
     if (!IsStorable(image.Metadata())) {
-        throw ToolkitError("Cannot write '" + path + "': the description is too long.");
+        throw FileError(FileError::Task::kWrite, path, "the description is too long");
     }
     const std::string description = DescriptionText({resolution, image.Offset(), image.Metadata()}, image.SizeZ());
     const std::uint64_t bytes = image.VoxelCount() * sizeof(T) + description.size() + image.SizeZ() * 4096;

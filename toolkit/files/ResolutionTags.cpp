@@ -26,7 +26,9 @@ ResolutionTags ReadResolutionTags(tiff* file) {
     float value = 0.0f;
     std::uint16_t unit = 0;
     if (TIFFGetField(file, TIFFTAG_XRESOLUTION, &value) == 1) tags.x = static_cast<double>(value);
-    if (TIFFGetField(file, TIFFTAG_YRESOLUTION, &value) == 1) tags.y = static_cast<double>(value);
+    // The library knows one mark for both entries: of an absent y beside an x it says that it is there and 0.
+    const bool hasY = TIFFGetField(file, TIFFTAG_YRESOLUTION, &value) == 1 && value != 0.0f;
+    if (hasY) tags.y = static_cast<double>(value);
     if (TIFFGetField(file, TIFFTAG_RESOLUTIONUNIT, &unit) == 1) tags.unit = unit;
     return tags;
 }

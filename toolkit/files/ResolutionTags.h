@@ -10,6 +10,7 @@ struct tiff;
 namespace qvox {
 
 /// The resolution entries of one page as they stand in the file; absent means that the entry was not written.
+/// A y of 0 counts as absent.
 struct ResolutionTags {
     std::optional<double> x;
     std::optional<double> y;

@@ -145,7 +145,7 @@ TiffHandle::TiffHandle(const std::string& path, AtomicFile& file, Layout layout)
                               LeaveOpen, SizeOf, RefuseMapping, NothingToUnmap, options.get());
     if (tiff_ == nullptr) {
         const std::string cause = file.Error() != 0 ? std::generic_category().message(file.Error()) : messages_.error;
-        throw ToolkitError("Cannot write '" + path + "': " + cause + ".");
+        throw FileError(FileError::Task::kWrite, path, cause);
     }
 }
 
@@ -180,10 +180,17 @@ void TiffHandle::ThrowIfOutOfMemory(std::uint64_t wanted) const {
     if (messages_.outOfMemory || !CanMap(std::max({kLeast, entries, wanted}))) throw std::bad_alloc();
 }
 
+void TiffHandle::ThrowIfChanged() const {
+    if (!source_->HasChanged()) return;
+    throw FileError(FileError::Task::kRead, path_, "the file was changed while it was read");
+}
+
 void TiffHandle::FailReading(const std::string& cause) const {
     ThrowIfOutOfMemory();
+    // What is wrong with a mixture of two states is not wrong with the file.
+    ThrowIfChanged();
     const std::string detail = messages_.error.empty() ? "" : " (" + messages_.error + ")";
-    throw ToolkitError("Cannot read '" + path_ + "': " + cause + detail + ".");
+    throw FileError(FileError::Task::kRead, path_, cause + detail);
 }
 
 }  // namespace qvox

@@ -41,6 +41,9 @@ public:
     /// drops the value of an entry without a word then, so that there must also be room for the largest one and its
     /// copy, and for `wanted` bytes.
     void ThrowIfOutOfMemory(std::uint64_t wanted = 0) const;
+    /// Throws ToolkitError when someone has written to the file since it was opened for reading: what was read may be
+    /// of both states.
+    void ThrowIfChanged() const;
 
     /// Reads the file's bytes beside the library, whose own place in the file does not change. Not beyond the handle's
     /// life.

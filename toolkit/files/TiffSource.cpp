@@ -100,7 +100,15 @@ void TiffSource::Open(const std::string& path) {
         trouble_ = "it is empty";
     } else {
         bytes_ = static_cast<std::uint64_t>(status.st_size);
+        changed_ = status.st_mtim;
     }
+}
+
+bool TiffSource::HasChanged() const {
+    struct stat now {};
+    if (fd_ < 0 || !trouble_.empty() || fstat(fd_, &now) != 0) return false;
+    return static_cast<std::uint64_t>(now.st_size) != bytes_ || now.st_mtim.tv_sec != changed_.tv_sec ||
+           now.st_mtim.tv_nsec != changed_.tv_nsec;
 }
 
 bool TiffSource::ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const {

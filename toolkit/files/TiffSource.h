@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -25,6 +27,8 @@ public:
     const std::string& Trouble() const { return trouble_; }
     int Descriptor() const { return fd_; }
     std::uint64_t Bytes() const { return bytes_; }
+    /// Whether the file's size or the time of its last change is another than when it was opened.
+    bool HasChanged() const;
     /// The size of the largest value that the library gets to see, lists of strips or tiles apart.
     std::uint64_t LargestEntry() const { return largestEntry_; }
     /// True when the old SubfileType, which the library passes over, says that the page of this directory is a reduced
@@ -66,6 +70,7 @@ private:
 
     int fd_ = -1;
     std::uint64_t bytes_ = 0;
+    timespec changed_{};  ///< when the file was last changed before it was opened
     std::uint64_t largestEntry_ = 0;
     std::uint64_t at_ = 0;
     std::string trouble_;

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <vector>
+
+#include <wx/string.h>
+
+namespace Korvane {
+
+/// Where a path leads to in the end. Two paths that differ may be one file through a link.
+wxString PlaceOf(const wxString& path);
+
+/// What is done with the files that belong to inputs.
+enum class FileUse {
+    kWrite,
+    kRead,  ///< two paths of one input may share a file
+};
+
+/// "'A' and 'B' would both be written to 'F'" (or "would both be read from 'F'") of the first two inputs whose files
+/// are one file; empty when each has its own. files[i] belongs to inputs[i]. Links are followed before paths are
+/// compared.
+wxString SharedFileText(const std::vector<wxString>& inputs, const std::vector<wxString>& files, FileUse use);
+
+}  // namespace Korvane

@@ -1,0 +1,83 @@
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "files/ImageFile.h"
+#include "files/TiffDecoder.h"
+#include "files/TiffHandle.h"
+#include "files/TiffPage.h"
+
+namespace qvox {
+
+namespace {
+
+/// Of which no more is asked than a hint beside a refusal: larger pictures are not looked at.
+constexpr std::uint64_t kMostPixels = std::uint64_t{64} << 20;
+
+/// The voxels of the page that the handle stands on, as they are stored.
+std::unique_ptr<unsigned char[]> Decoded(TiffHandle& file, const TiffPage& page) {
+    CheckStorage(file, page);
+    std::unique_ptr<unsigned char[]> bytes(new unsigned char[page.width * page.VoxelBytes() * page.height]);
+    DecodePage(file, page, 0, bytes.get());
+    return bytes;
+}
+
+bool HasEqualChannels(TiffHandle& file, const TiffPage& page) {
+    const std::uint64_t voxelBytes = page.VoxelBytes();
+    const std::uint64_t channelBytes = page.bits / 8u;
+    const std::unique_ptr<unsigned char[]> bytes = Decoded(file, page);
+    const std::uint64_t voxels = std::uint64_t{page.width} * page.height;
+    for (std::uint64_t i = 0; i < voxels; ++i) {
+        const unsigned char* const red = bytes.get() + i * voxelBytes;
+        const bool equal = std::memcmp(red, red + channelBytes, channelBytes) == 0 &&
+                           std::memcmp(red, red + 2 * channelBytes, channelBytes) == 0;
+        if (!equal) return false;
+    }
+    return true;
+}
+
+/// The colours of a palette.
+struct Palette {
+    const std::uint16_t* red = nullptr;
+    const std::uint16_t* green = nullptr;
+    const std::uint16_t* blue = nullptr;
+
+    bool IsGrey(std::size_t entry) const { return red[entry] == green[entry] && red[entry] == blue[entry]; }
+};
+
+/// Entries that no voxel uses may have any colour.
+bool UsesGreysOnly(TiffHandle& file, const TiffPage& page) {
+    Palette palette;
+    if (TIFFGetField(file.Get(), TIFFTAG_COLORMAP, &palette.red, &palette.green, &palette.blue) != 1) return false;
+    if (page.bits < 8) {
+        for (std::size_t entry = 0; entry < std::size_t{1} << page.bits; ++entry) {
+            if (!palette.IsGrey(entry)) return false;
+        }
+        return true;
+    }
+    const std::unique_ptr<unsigned char[]> bytes = Decoded(file, page);
+    const std::uint64_t voxels = std::uint64_t{page.width} * page.height;
+    return std::all_of(bytes.get(), bytes.get() + voxels, [&](unsigned char entry) { return palette.IsGrey(entry); });
+}
+
+}  // namespace
+
+bool HoldsGreyInColour(const std::string& path) {
+    TiffHandle file(path);
+    const TiffPage page = ChoosePage(file, ReadTiffPage(file));
+    if (std::uint64_t{page.width} * page.height > kMostPixels) return false;
+    const bool together = page.planar == PLANARCONFIG_CONTIG;
+    const bool wholeBytes = page.bits == 8 || page.bits == 16;
+    if (page.photometric == PHOTOMETRIC_RGB && page.samples >= 3 && together && wholeBytes) {
+        return HasEqualChannels(file, page);
+    }
+    if (page.photometric == PHOTOMETRIC_PALETTE && page.samples == 1 && page.bits <= 8 && !page.greyMap) {
+        return UsesGreysOnly(file, page);
+    }
+    return false;
+}
+
+}  // namespace qvox
