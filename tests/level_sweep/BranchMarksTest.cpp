@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "bits/ColumnGrid.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -97,7 +98,7 @@ void ExpectPlainMarks(std::mt19937& random, int width, int height, int limit, Br
             isTileWanted.insert({y0, x0});
         }
     }
-    std::shuffle(tiles.begin(), tiles.end(), random);
+    korvane_test::Shuffle(random, tiles);
     const int dropped = Between(random, 2, 9);
     const auto isWanted = [&](Position at) {
         return (at.first + at.second) % dropped != 0 &&
@@ -114,6 +115,7 @@ void ExpectPlainMarks(std::mt19937& random, int width, int height, int limit, Br
     for (const level_sweep::PixelPosition& end : found.ends) positions.emplace_back(end.y, end.x);
     ASSERT_EQ(positions, expected.ends);
     ASSERT_EQ(found.mapOrigin, expected.mapOrigin);
+    marks.CheckInvariants();
 }
 
 // With no forks, so few that marks wait for their ends here and there, and so many that they nearly always do.
