@@ -5,6 +5,7 @@
 #include "InfoCommand.h"
 #include "MeasureCommand.h"
 #include "OverlayCommand.h"
+#include "RecordCommand.h"
 #include "SegmentCommand.h"
 
 namespace Korvane {
@@ -32,6 +33,8 @@ const std::vector<BatchCommand>& BatchCommands() {
         {"calibrate", "Copies of images with a pixel size stored in them",
          Prepare<CalibrateOptions, AddCalibrateOptions, RunCalibrate>},
         {"info", "Size, voxel type, pixel size and where it was found", Prepare<InfoOptions, AddInfoOptions, RunInfo>},
+        {"record", "How the labels of a folder were made, as one JSON document",
+         Prepare<RecordOptions, AddRecordOptions, RunRecordCommand>},
     };
     return commands;
 }

@@ -8,7 +8,7 @@ void AddDetectOptions(CLI::App& command, DetectOptions& options) {
     AddInput(command, options.input);
     AddOutput(command, options.places);
     AddStyle(command, options.style);
-    AddTable(command, options.places, "Write the measurement table there");
+    AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
     AddLabellingOptions(command, options);
     AddPlace(command, "--stages", options.places.stages, "DIR", "Also write what each stage of detection made");
     AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");

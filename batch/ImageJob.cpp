@@ -1,16 +1,35 @@
 #include "ImageJob.h"
 
-#include <chrono>
 #include <utility>
 
 #include "ImageRun.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
 #include "PathText.h"
+#include "ToolkitError.h"
 
 namespace Korvane {
 
 namespace {
+
+std::optional<FileDigest> DigestIfReadable(const wxString& path) {
+    try {
+        return DigestOf(PathBytes(path));
+    } catch (const qvox::ToolkitError&) {
+        return std::nullopt;
+    }
+}
+
+/// Labels that were made have their entry already; what became of the others is said here.
+void RecordFailure(ImageJob& job) {
+    const ImageOutcome& outcome = job.Outcome();
+    if (job.Recorder() == nullptr) return;
+    if (outcome.state != ImageState::kFailed && outcome.state != ImageState::kNoLabels) return;
+    RecordEntry entry = job.Recorder()->Entry(job.Files(), outcome);
+    entry.result = outcome.state == ImageState::kFailed ? "failed" : "no seeds";
+    entry.error = outcome.error.utf8_string();
+    job.Recorder()->Append(job.Files(), entry);
+}
 
 wxString SummaryOf(const ImageRun& run, const ImageOutcome& outcome) {
     switch (outcome.state) {
@@ -45,10 +64,48 @@ void ImageJob::SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFil
         const float perUm = static_cast<float>(1000.0 / *run_.pixelSizeNm);
         image.SetResolution({perUm, perUm, image.Resolution().z});
         outcome_.resolutionSource = "--pixel-size";
+        outcome_.givenPixelSizeNm = run_.pixelSizeNm;
     } else {
         outcome_.resolutionSource = PathText(info.resolutionNote);
     }
     outcome_.resolution = image.Resolution();
+}
+
+RunRecorder* ImageJob::Recorder() const { return run_.recorder.get(); }
+
+double ImageJob::Seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+}
+
+void ImageJob::TrySettleResolution() {
+    try {
+        const qvox::ImageFileInfo info = Inspect();
+        qvox::LabelImage none;
+        none.SetResolution(info.resolution);
+        SettleResolution(none, info);
+    } catch (const ImageFailure&) {
+        // An image that cannot be read has labels all the same; nothing is known of its pixel size.
+    }
+}
+
+void ImageJob::KeepLabels(const qvox::LabelImage& labels, const wxString& seeds) {
+    outcome_.objectCount = CountLabels(labels);
+    // The entry is written when the labels are, but before they get their name: whenever the run is ended, labels that
+    // are there are described, and an entry without its labels describes nothing.
+    const auto record = [&](int descriptor) {
+        outcome_.seconds = Seconds();
+        RecordEntry entry = Recorder()->Entry(files_, outcome_);
+        entry.result = "done";
+        entry.objects = outcome_.objectCount;
+        entry.input = DigestIfReadable(files_.input);
+        if (!seeds.empty()) entry.seeds = DigestIfReadable(seeds);
+        entry.output = DigestOf(descriptor);
+        Recorder()->Append(files_, entry);
+    };
+    DoFileTask(FileTask::kSaveResults, Name(), [&] {
+        SaveLabels(files_.labels, labels, Recorder() != nullptr ? record : qvox::BeforeRename());
+        return 0;
+    });
 }
 
 Position ImageJob::Load() {
@@ -109,7 +166,6 @@ wxString ObjectsText(const ImageOutcome& outcome) {
 }
 
 ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress) {
-    const auto start = std::chrono::steady_clock::now();
     ImageJob job(run, files, number, progress);
     ImageOutcome& outcome = job.Outcome();
     try {
@@ -122,11 +178,14 @@ ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::siz
         outcome.error =
             "Cannot work on '" + files.input + "'! (" + ExceptionText(std::current_exception(), files.input) + ")";
     }
+    // What went wrong with labels that were kept says nothing of how they were made.
+    const bool wasSkipped = outcome.state == ImageState::kSkipped;
     if (!outcome.error.empty()) {
         outcome.state = ImageState::kFailed;
         progress.Error(outcome.error);
     }
-    outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    outcome.seconds = job.Seconds();
+    if (!wasSkipped) RecordFailure(job);
     progress.ImageDone(job.StagesTold(), files.input + ": " + SummaryOf(run, outcome));
     return std::move(outcome);
 }

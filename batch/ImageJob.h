@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,7 @@
 #include "PositionStore.h"
 #include "Progress.h"
 #include "ResultFiles.h"
+#include "RunRecorder.h"
 #include "files/ImageFile.h"
 
 namespace Korvane {
@@ -38,6 +41,7 @@ struct ImageOutcome {
     ImageState state = ImageState::kNotStarted;
     qvox::PixelResolution resolution;  ///< the one used, pixels per micrometre
     wxString resolutionSource;
+    std::optional<double> givenPixelSizeNm;  ///< where the run gave it
     std::size_t objectCount = 0;
     double seconds = 0.0;
     wxString error;              ///< set when state is kFailed
@@ -75,10 +79,20 @@ public:
     std::size_t StagesTold() const { return stagesTold_; }
     void NoteStages(std::size_t told) { stagesTold_ = told; }
 
+    /// Where the run keeps records; none when it makes no labels.
+    RunRecorder* Recorder() const;
+    /// Since the work on the image began.
+    double Seconds() const;
+
     /// What the image's file holds; a failure when it is of no type for the analysis.
     qvox::ImageFileInfo Inspect() const;
     /// The image with empty labels, both with the pixel size that holds for it.
     Position Load();
+    /// Notes the pixel size that holds for the image where its file can be read.
+    void TrySettleResolution();
+    /// Writes the labels that were made of the image, and the entry that tells how. `seeds` is the file that they were
+    /// grown from, if any.
+    void KeepLabels(const qvox::LabelImage& labels, const wxString& seeds);
     /// Reads a result file into labels of the image's sizes and notes the number of objects.
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels);
     /// Measures a result file; of the image itself only the sizes and the pixel size are read.
@@ -98,6 +112,7 @@ private:
     const ImageFiles& files_;
     std::size_t number_;
     Progress& progress_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ImageOutcome outcome_;
     std::size_t stagesTold_ = 0;
 };

@@ -4,19 +4,19 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <filesystem>
 #include <string>
 #include <system_error>
 #include <vector>
 
-#include "ExceptionText.h"
 #include "InputList.h"
 #include "Interrupt.h"
-#include "MeasurementTable.h"
 #include "PathText.h"
 #include "Progress.h"
-#include "RunReport.h"
+#include "ResultNames.h"
+#include "RowSpool.h"
+#include "TablePlace.h"
+#include "VisibleText.h"
 #include "WorkQueue.h"
 #include "support/OpenCVThreads.h"
 
@@ -36,30 +36,6 @@ void MakeFolder(const std::optional<std::string>& folder) {
     }
 }
 
-/// What would spoil hours of work at their end is found out before they begin.
-void RequireTablePlace(const Places& places) {
-    if (!places.table) return;
-    const std::filesystem::path table = FullPath(*places.table);
-    std::error_code failure;
-    if (std::filesystem::is_directory(table, failure)) {
-        throw UsageError("The table '" + *places.table + "' is a folder.");
-    }
-    if (std::filesystem::exists(table, failure)) {
-        if (!std::filesystem::is_regular_file(table, failure)) {
-            throw UsageError("The table '" + *places.table + "' is not a regular file.");
-        }
-        if (::access(table.c_str(), W_OK) != 0) {
-            throw UsageError("The table '" + *places.table +
-                             "' cannot be replaced: " + std::generic_category().message(errno) + ".");
-        }
-    }
-    const std::string folder = table.parent_path().string();
-    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
-        throw UsageError("The table '" + *places.table +
-                         "' cannot be written: " + std::generic_category().message(errno) + ".");
-    }
-}
-
 void RequireLabelsFolder(const Places& places) {
     std::error_code failure;
     if (places.labels && !std::filesystem::is_directory(*places.labels, failure)) {
@@ -67,104 +43,111 @@ void RequireLabelsFolder(const Places& places) {
     }
 }
 
-/// The table of all images that have a result, to its file or to the output. False when it could not be written.
-bool WriteTable(const ImageRun& run, const std::vector<ImageOutcome>& outcomes, std::FILE* output, Progress& progress) {
-    if (!run.MakesTable()) return true;
-    const Places& places = run.places;
-    std::vector<wxString> rows;
-    for (const ImageOutcome& outcome : outcomes) rows.insert(rows.end(), outcome.rows.begin(), outcome.rows.end());
-    if (!places.table) {
-        if (WriteOut(output, MeasurementTableText(rows))) return true;
-        progress.Error("Cannot write the measurement table to the standard output! (" +
-                       wxString(std::generic_category().message(errno)) + ")");
-        return false;
-    }
-    try {
-        WriteMeasurementTable(PathText(FullPath(*places.table)), rows);
-        return true;
-    } catch (...) {
-        progress.Error("The measurement table is missing! (" + ExceptionText(std::current_exception()) + ")");
-        return false;
-    }
+/// How the work on each image ended; of nothing else memory is held per image.
+using States = std::vector<ImageState>;
+
+std::size_t Count(const States& states, ImageState state) {
+    return static_cast<std::size_t>(std::count(states.begin(), states.end(), state));
 }
 
 /// What a run without a fault ends with: the bar on a terminal is gone by then.
-wxString SummaryLine(const RunReport& report) {
-    const auto skipped = std::count_if(report.outcomes.begin(), report.outcomes.end(), [](const ImageOutcome& outcome) {
-        return outcome.state == ImageState::kSkipped;
-    });
-    const std::size_t images = report.outcomes.size();
+wxString SummaryLine(const States& states) {
+    const std::size_t skipped = Count(states, ImageState::kSkipped);
+    const std::size_t images = states.size();
     wxString line = wxString::Format("%zu %s done", images, images == 1 ? "image" : "images");
-    if (skipped > 0) line += wxString::Format(", %ld of them skipped", static_cast<long>(skipped));
-    return line + ".";
+    if (skipped == 0) return line + ".";
+    return line + wxString::Format(", %zu of them skipped; --overwrite replaces the files that exist.", skipped);
 }
 
-int StatusOf(const RunReport& report, Progress& progress) {
-    if (report.interrupted) {
+bool WasInterrupted(const States& states) {
+    // An interrupt that came after the last image has nothing to cut short.
+    return Count(states, ImageState::kNotStarted) + Count(states, ImageState::kAbandoned) > 0;
+}
+
+int StatusOf(const States& states, Progress& progress) {
+    if (WasInterrupted(states)) {
         progress.Note("Interrupted: what is not done is left as it was.");
         return kExitInterrupted;
     }
-    const auto count = [&report](ImageState state) {
-        return std::count_if(report.outcomes.begin(), report.outcomes.end(),
-                             [state](const ImageOutcome& outcome) { return outcome.state == state; });
-    };
-    const auto failed = count(ImageState::kFailed);
+    const std::size_t failed = Count(states, ImageState::kFailed);
     if (failed > 0) {
-        progress.Error(wxString::Format("%ld of %ld images failed.", static_cast<long>(failed),
-                                        static_cast<long>(report.outcomes.size())));
+        progress.Error(wxString::Format("%zu of %zu images failed.", failed, states.size()));
         return kExitSomeFailed;
     }
-    if (static_cast<std::size_t>(count(ImageState::kNoLabels)) == report.outcomes.size()) {
+    if (Count(states, ImageState::kNoLabels) == states.size()) {
         progress.Error("None of the images has labels to work on.");
         return kExitSomeFailed;
     }
     return kExitDone;
 }
 
+TableRun TableRunOf(const States& states) {
+    TableRun run;
+    run.images = states.size();
+    run.failed = Count(states, ImageState::kFailed);
+    run.hasFailed = run.failed > 0 || Count(states, ImageState::kNoLabels) == run.images;
+    return run;
+}
+
+void WarnOfBrokenRows(const std::vector<ImageFiles>& images, Progress& progress) {
+    for (const ImageFiles& files : images) {
+        if (!BreaksRows(files.input)) continue;
+        progress.Warning("'" + files.input +
+                         "' has a tab or the end of a line in its name: its rows of the table have "
+                         "other columns than the rest. Rename the file.");
+    }
+}
+
+/// Record and table of a run whose images are done. False when one could not be written.
+bool WriteEnd(const ImageRun& run, const States& states, const TablePlace& table, RowSpool& rows, std::FILE* output,
+              Progress& progress) {
+    std::vector<wxString> failures;
+    const bool interrupted = WasInterrupted(states);
+    if (run.recorder) failures = run.recorder->Finish(interrupted);
+    // A table of a part of the images could be taken for the whole.
+    if (!interrupted) {
+        const wxString failure = table.Write(rows, TableRunOf(states), output);
+        if (!failure.empty()) failures.push_back(failure);
+    }
+    for (const wxString& failure : failures) progress.Error(failure);
+    return failures.empty();
+}
+
 }  // namespace
 
-bool WriteOut(std::FILE* stream, const std::string& bytes) {
+bool WriteOut(std::FILE* stream, const std::string& text) {
+    const std::string bytes = ::isatty(::fileno(stream)) == 1 ? VisibleLines(PathText(text)) : text;
     return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() && std::fflush(stream) == 0;
 }
 
 int RunImages(const ImageRun& run, const Streams& streams) {
-    const std::vector<std::string> inputs = ExpandInputs(run.input.images, run.leftOut);
-    RunReport report;
-    report.started = TimeText();
-    report.images = PlanFiles(run.places, run.written, inputs);
-    report.outcomes.resize(inputs.size());
+    const std::vector<ImageFiles> images =
+        PlanFiles(run.places, run.written, ExpandInputs(run.input.images, run.leftOut));
+    States states(images.size(), ImageState::kNotStarted);
     RequireLabelsFolder(run.places);
     if (!run.written.empty()) MakeFolder(run.places.output);
     MakeFolder(run.places.stages);
-    RequireTablePlace(run.places);
+    RequireNamesFit(run.places, run.written, images);
+    const bool toOutput = run.withoutTable == WithoutTable::kStandardOutput;
+    const TablePlace table(run.places, run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone);
+    RowSpool rows(images.size(), table.SpoolFolder());
 
     const unsigned jobs = run.jobs > 0 ? run.jobs : UsableProcessors();
-    const bool oneByOne = jobs == 1 || inputs.size() == 1;
+    const bool oneByOne = jobs == 1 || images.size() == 1;
     SetOpenCVThreads(oneByOne ? static_cast<int>(UsableProcessors()) : 1);
 
-    Progress progress(streams.messages, run.input.verbosity, inputs.size());
-    RunJobs(inputs.size(), jobs, Interrupted, [&](std::size_t index) {
-        report.outcomes[index] = ProcessImage(run, report.images[index], index + 1, progress);
+    Progress progress(streams.messages, run.input.verbosity, images.size());
+    if (run.MakesTable()) WarnOfBrokenRows(images, progress);
+    RunJobs(images.size(), jobs, Interrupted, [&](std::size_t index) {
+        const ImageOutcome outcome = ProcessImage(run, images[index], index + 1, progress);
+        rows.Add(index, outcome.rows);
+        states[index] = outcome.state;
     });
     EndGrace();
-    // An interrupt that came after the last image has nothing to cut short.
-    report.interrupted = std::any_of(report.outcomes.begin(), report.outcomes.end(), [](const ImageOutcome& outcome) {
-        return outcome.state == ImageState::kNotStarted || outcome.state == ImageState::kAbandoned;
-    });
-
-    bool recorded = true;
-    if (run.record) {
-        report.record = *run.record;
-        for (const wxString& failure : WriteReports(report)) {
-            progress.Error(failure);
-            recorded = false;
-        }
-    }
-    // A table of a part of the images could be taken for the whole.
-    if (!report.interrupted && !WriteTable(run, report.outcomes, streams.output, progress)) recorded = false;
-    const int status = StatusOf(report, progress);
-    if (status == kExitDone && recorded) progress.Note(SummaryLine(report));
-    return status == kExitDone && !recorded ? kExitSomeFailed : status;
+    const bool written = WriteEnd(run, states, table, rows, streams.output, progress);
+    const int status = StatusOf(states, progress);
+    if (status == kExitDone && written) progress.Note(SummaryLine(states));
+    return status == kExitDone && !written ? kExitSomeFailed : status;
 }
 
 }  // namespace Korvane

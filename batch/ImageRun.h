@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,7 +11,8 @@
 #include "ImageJob.h"
 #include "InputList.h"
 #include "OptionGroups.h"
-#include "RunReport.h"
+#include "RunRecorder.h"
+#include "TableOptions.h"
 
 namespace Korvane {
 
@@ -27,8 +29,9 @@ struct ImageRun {
     std::string leftOut;   ///< files whose names begin so are left out of folders; empty: none
     WithoutTable withoutTable = WithoutTable::kNoTable;  ///< where measurements go when no table file is named
     std::optional<double> pixelSizeNm;                   ///< instead of the files'
-    unsigned jobs = 0;                                   ///< at a time; 0: as many as the process may use processors
-    std::optional<RunRecord> record;                     ///< to leave in the folders of labels
+    TableRules tableRules;
+    unsigned jobs = 0;                      ///< at a time; 0: as many as the process may use processors
+    std::shared_ptr<RunRecorder> recorder;  ///< of the folders of labels
     std::function<void(ImageJob& job)> work;
     std::function<wxString(const ImageOutcome& outcome)> doneText = ObjectsText;  ///< of an image that is done
 
@@ -39,7 +42,8 @@ struct ImageRun {
 /// asked.
 int RunImages(const ImageRun& run, const Streams& streams);
 
-/// False when not all bytes were taken; errno tells why.
-bool WriteOut(std::FILE* stream, const std::string& bytes);
+/// Writes whole lines; a terminal gets the control characters of names written out. False when not all bytes were
+/// taken; errno tells why.
+bool WriteOut(std::FILE* stream, const std::string& text);
 
 }  // namespace Korvane

@@ -12,6 +12,7 @@
 #include "InputList.h"
 #include "Interrupt.h"
 #include "PathText.h"
+#include "VisibleText.h"
 #include "files/ImageFile.h"
 
 namespace Korvane {
@@ -41,13 +42,13 @@ int RunInfo(const InfoOptions& options, const Streams& streams) {
         wxString error;
         try {
             const qvox::ImageFileInfo info = qvox::InspectImageFile(input);
-            if (WriteOut(streams.output, PathBytes(InfoLine(PathText(input), info)) + "\n")) continue;
+            if (WriteOut(streams.output, VisibleText(InfoLine(PathText(input), info)) + "\n")) continue;
             error = "Cannot write to the standard output! (" + wxString(std::generic_category().message(errno)) + ")";
         } catch (...) {
             error = FailureMessage(FileTask::kLoadInput, PathText(input), std::current_exception());
         }
         status = kExitSomeFailed;
-        WriteOut(streams.messages, PathBytes("error: " + error) + "\n");
+        WriteOut(streams.messages, VisibleText("error: " + error) + "\n");
     }
     return status;
 }

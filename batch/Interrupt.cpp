@@ -33,6 +33,14 @@ void Note(int) {
 // Files are complete or absent, so leaving at any moment harms none.
 void Leave(int) { ::_exit(kExitInterrupted); }
 
+/// A signal that was ignored when the program started stays ignored: a shell starts what runs in the background so,
+/// and nohup what is to outlive the terminal.
+void CatchUnlessIgnored(int signal, const struct sigaction& action) {
+    struct sigaction inherited {};
+    if (sigaction(signal, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN) return;
+    sigaction(signal, &action, nullptr);
+}
+
 }  // namespace
 
 void CatchInterrupts(unsigned graceSeconds) {
@@ -41,8 +49,7 @@ void CatchInterrupts(unsigned graceSeconds) {
     action.sa_handler = Note;
     action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
     sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) CatchUnlessIgnored(signal, action);
     struct sigaction leave {};
     leave.sa_handler = Leave;
     sigemptyset(&leave.sa_mask);

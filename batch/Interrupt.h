@@ -2,10 +2,11 @@
 
 namespace Korvane {
 
-/// From now on an interrupt (Ctrl-C) or a request to end lets the run come to a clean end instead of ending it at once;
-/// a second one ends it at once. Where the clean end does not come within the grace (a step on a huge image with a
-/// wrong pixel size can take hours), the program ends with kExitInterrupted, leaving whole files but no report. Writing
-/// beyond a file size limit becomes an error of that write.
+/// From now on an interrupt (Ctrl-C), a request to end or the loss of the terminal lets the run come to a clean end
+/// instead of ending it at once; a second one ends it at once. Where the clean end does not come within the grace (a
+/// step on a huge image with a wrong pixel size can take hours), the program ends with kExitInterrupted, leaving whole
+/// files but no report. Writing beyond a file size limit becomes an error of that write. A signal that the program
+/// inherited as ignored stays so.
 void CatchInterrupts(unsigned graceSeconds = 30);
 
 /// True once the run was interrupted. May be asked from any thread.

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 #include "ExceptionText.h"
@@ -10,7 +11,6 @@
 #include "Interrupt.h"
 #include "PathText.h"
 #include "PixelHeight.h"
-#include "ResultFiles.h"
 #include "StageWriter.h"
 
 namespace Korvane {
@@ -22,6 +22,7 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     const ImageFiles& files = job.Files();
     job.Outcome().state = ImageState::kSkipped;
     job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels + "' exists (--overwrite replaces it).");
+    CompareWithRecord(job, options.recordCheck);
     if (options.overlay) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
@@ -68,11 +69,7 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
                            "; give the pixel size with --pixel-size NM)"};
     }
     Analyse(job, options, maker, position);
-    DoFileTask(FileTask::kSaveResults, job.Name(), [&] {
-        SaveLabels(files.labels, position.labels);
-        return 0;
-    });
-    job.Outcome().objectCount = CountLabels(position.labels);
+    job.KeepLabels(position.labels, maker.startsFrom ? files.*maker.startsFrom : wxString());
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position.labels);
     if (options.overlay) job.DrawPicture(position, options.style);
@@ -81,8 +78,12 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
 }  // namespace
 
 void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
-    AddOverwrite(command, options.existing, "Replace existing seg_NAME files (default: such an image is skipped)");
+    AddOverwrite(command, options.existing,
+                 "Replace existing seg_NAME files and the table (default: such an image is skipped)");
     command.add_flag("--overlay", options.overlay, "Write export_NAME too");
+    AddSwitch(
+        command, "--strict", [&options] { options.recordCheck = RecordCheck::kStrict; },
+        "Fail images whose existing seg_NAME was made otherwise (default: a warning)");
     AddParameters(command, options.parameters);
 }
 
@@ -92,9 +93,14 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     run.places = options.places;
     run.written.push_back(&ImageFiles::labels);
     if (options.overlay) run.written.push_back(&ImageFiles::picture);
+    run.tableRules = options.tableRules;
+    // Leave to replace labels is leave to replace their table.
+    const bool replaces = options.existing == ExistingLabels::kReplace;
+    if (replaces && run.tableRules.existing == ExistingTable::kRefuse)
+        run.tableRules.existing = ExistingTable::kReplace;
     run.pixelSizeNm = options.pixelSizeNm;
     run.jobs = options.jobs;
-    run.record = RunRecord{maker.command, options.parameters};
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);
 }

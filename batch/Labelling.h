@@ -6,9 +6,11 @@
 #include "AnalysisParameters.h"
 #include "CommandTable.h"
 #include "DetectionObserver.h"
+#include "ExistingResults.h"
 #include "ImageJob.h"
 #include "LabelPainter.h"
 #include "OptionGroups.h"
+#include "TableOptions.h"
 
 namespace Korvane {
 
@@ -16,21 +18,24 @@ namespace Korvane {
 struct LabellingOptions {
     InputOptions input;
     Places places;
+    TableRules tableRules;
     LabelStyle style = LabelStyle::kContours;
     ExistingLabels existing = ExistingLabels::kSkip;
+    RecordCheck recordCheck = RecordCheck::kWarn;
     bool overlay = false;  ///< write the overlay picture too
     AnalysisParameters parameters;
     std::optional<double> pixelSizeNm;  ///< instead of the file's
     unsigned jobs = 0;                  ///< 0: as many as the process may use processors
 };
 
-/// --overwrite, --overlay and the analysis parameters.
+/// --overwrite, --overlay, --strict and the analysis parameters.
 void AddLabellingOptions(CLI::App& command, LabellingOptions& options);
 
 /// What sets one command that makes labels apart from another.
 struct LabelMaker {
-    const char* command;  ///< for the record of the run
-    const char* verb;     ///< "Cannot VERB 'NAME'!"
+    const char* command;                         ///< for the record of the run
+    const char* verb;                            ///< "Cannot VERB 'NAME'!"
+    wxString ImageFiles::*startsFrom = nullptr;  ///< the file that `prepare` reads, if any
     /// Puts what the analysis starts from into the labels. False when it is missing: the image is left out.
     std::function<bool(ImageJob& job, Position& position)> prepare;
     /// Fills the labels; the observer hears of it as far as the analysis speaks to one.

@@ -13,6 +13,7 @@
 #include "OptionGroups.h"
 #include "PathText.h"
 #include "StandardStreams.h"
+#include "VisibleText.h"
 
 namespace {
 
@@ -40,11 +41,12 @@ int main(int argc, char** argv) {
         Korvane::AdoptPathConversion();
         return Run(std::vector<std::string>(argv + 1, argv + argc));
     } catch (const Korvane::UsageError& error) {
-        Say(stderr, std::string("korvane-batch: ") + error.what() + "\nRun korvane-batch --help for the options.\n");
+        const std::string cause = Korvane::VisibleText(Korvane::PathText(error.what()));
+        Say(stderr, "korvane-batch: " + cause + "\nRun korvane-batch --help for the options.\n");
         return Korvane::kExitUsage;
     } catch (...) {
         const wxString cause = Korvane::ExceptionText(std::current_exception());
-        Say(stderr, "korvane-batch: " + Korvane::PathBytes(cause) + "\n");
+        Say(stderr, "korvane-batch: " + Korvane::VisibleText(cause) + "\n");
         return Korvane::kExitSomeFailed;
     }
 }

@@ -19,7 +19,11 @@ void AddMeasureOptions(CLI::App& command, MeasureOptions& options) {
     AddPlace(command, "-o,--output", options.places.output, "DIR",
              "Folder of the seg_NAME files when --labels is not given");
     AddLabels(command, options.places);
-    AddTable(command, options.places, "Write the measurement table there (default: standard output)");
+    AddTableOptions(command, options.places, options.tableRules,
+                    "Write the measurement table there (default: standard output)");
+    AddSwitch(
+        command, "--overwrite", [&options] { options.tableRules.existing = ExistingTable::kReplace; },
+        "The same as --overwrite-table");
     AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
     AddJobs(command, options.jobs);
 }
@@ -29,6 +33,7 @@ int RunMeasure(const MeasureOptions& options, const Streams& streams) {
     run.input = options.input;
     run.places = options.places;
     run.withoutTable = WithoutTable::kStandardOutput;
+    run.tableRules = options.tableRules;
     run.pixelSizeNm = options.pixelSizeNm;
     run.jobs = options.jobs;
     run.work = MeasureImage;

@@ -4,12 +4,14 @@
 
 #include "CommandTable.h"
 #include "OptionGroups.h"
+#include "TableOptions.h"
 
 namespace Korvane {
 
 struct MeasureOptions {
     InputOptions input;
     Places places;
+    TableRules tableRules;
     std::optional<double> pixelSizeNm;  ///< instead of the file's
     unsigned jobs = 0;                  ///< 0: as many as the process may use processors
 };

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "DetectionStages.h"
-#include "PathText.h"
+#include "VisibleText.h"
 
 namespace Korvane {
 
@@ -73,7 +73,7 @@ void Progress::ImageDone(std::size_t stagesTold, const wxString& text) {
 
 void Progress::Line(const wxString& text) {
     WipeBar();
-    Put(stream_, PathBytes(text) + "\n");
+    Put(stream_, VisibleText(text) + "\n");
     std::fflush(stream_);
     DrawBar();
 }

@@ -12,7 +12,7 @@ namespace Korvane {
 
 /// Tells a person on the standard error stream how a run goes: a bar on a terminal, one line per image otherwise.
 /// Warnings and errors are always told, notes and progress not when quiet, steps and trace lines only when verbose.
-/// Any thread may call it; lines are never mixed.
+/// Any thread may call it; lines are never mixed. Control characters of file names are written out (VisibleText.h).
 class Progress {
 public:
     Progress(std::FILE* stream, Verbosity verbosity, std::size_t imageCount);

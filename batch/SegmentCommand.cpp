@@ -22,7 +22,7 @@ void AddSegmentOptions(CLI::App& command, SegmentOptions& options) {
     AddOutput(command, options.places);
     AddStyle(command, options.style);
     AddLabels(command, options.places);
-    AddTable(command, options.places, "Write the measurement table there");
+    AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
     AddLabellingOptions(command, options);
     AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
     AddJobs(command, options.jobs);
@@ -32,6 +32,7 @@ int RunSegment(const SegmentOptions& options, const Streams& streams) {
     LabelMaker maker;
     maker.command = "segment";
     maker.verb = "segment the exosomes in";
+    maker.startsFrom = &ImageFiles::seeds;
     maker.prepare = ReadSeeds;
     maker.analyse = [&options](Position& position, DetectionObserver&) {
         SegmentFromSeeds(position.image, position.labels, position.image.Resolution().x,

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "FailureText.h"
-#include "files/ImageFile.h"
 
 namespace Korvane {
 
@@ -34,8 +33,9 @@ wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathS
     return PrefixedPath(inputPath, folder, "export_", style);
 }
 
-void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels) {
-    qvox::SaveImageFile(PathBytes(resultPath), labels);
+void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels, const qvox::BeforeRename& beforeRename) {
+    qvox::SaveImageFile(PathBytes(resultPath), labels, qvox::FileFormat::kTiff, qvox::TiffCompression::kDeflate,
+                        beforeRename);
 }
 
 LabelsFound LoadLabels(const wxString& resultPath, qvox::LabelImage& labels) {

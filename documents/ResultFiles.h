@@ -8,6 +8,7 @@
 
 #include "PathText.h"
 #include "VoxelImage.h"
+#include "files/ImageFile.h"
 
 namespace Korvane {
 
@@ -25,7 +26,9 @@ wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, con
                       PathStyle style = kNativePathStyle);
 
 /// Writes labels as a 16-bit TIFF file, values as they are; complete or absent. Throws ToolkitError.
-void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels);
+/// `beforeRename` sees the whole file before it is put in place.
+void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels,
+                const qvox::BeforeRename& beforeRename = {});
 
 enum class LabelsFound { kNoFile, kLoaded };
 

@@ -256,10 +256,10 @@ TEST_F(BatchProgram, APixelSizeOfOneAxisOnlyIsSaid) {
     EXPECT_NE(info.output.find(" x undefined nm per pixel"), std::string::npos) << info.output;
 }
 
-TEST_F(BatchProgram, ATableThatIsNoFileIsRefusedBeforeAnyWork) {
-    const ProgramResult run = RunProgram({"detect", "--table", "/dev/null", Picture("a.tif")});
+TEST_F(BatchProgram, ATableThatIsAFolderIsRefusedBeforeAnyWork) {
+    const ProgramResult run = RunProgram({"detect", "--table", folder_.Path().string(), Picture("a.tif")});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.messages.find("The table '/dev/null' is not a regular file."), std::string::npos) << run.messages;
+    EXPECT_NE(run.messages.find("' is a folder."), std::string::npos) << run.messages;
     EXPECT_FALSE(Exists("seg_a.tif"));
 }
 

@@ -23,7 +23,7 @@ void ExpectNothingHalfWritten(const fs::path& folder) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         const std::string name = entry.path().filename().string();
         const bool known = name.rfind("seg_", 0) == 0 || name.rfind("export_", 0) == 0 || name == "korvane-run.json" ||
-                           name == "t.txt";
+                           name == "korvane-record.jsonl" || name == "t.txt";
         EXPECT_TRUE(known) << name << " was left behind";
         if (name.rfind("seg_", 0) != 0) continue;
         qvox::LabelImage labels;
@@ -105,8 +105,8 @@ TEST(BatchRobustness, AFullDiskKeepsTheTableThatWasThere) {
     ASSERT_GT(before.size(), 100u);
     Surroundings surroundings;
     surroundings.maxFileBytes = 100;
-    const ProgramResult run =
-        RunProgram({"measure", "--quiet", "--table", folder.File("t.txt"), folder.File("a.tif")}, surroundings);
+    const ProgramResult run = RunProgram(
+        {"measure", "--quiet", "--overwrite", "--table", folder.File("t.txt"), folder.File("a.tif")}, surroundings);
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(Contents(folder.File("t.txt")), before);
     fs::remove(folder.File("a.tif"));
@@ -169,16 +169,16 @@ TEST(BatchRobustness, AKillAtAnyMomentLeavesOnlyWholeFilesAndTheNextRunCompletes
     const TemporaryFolder folder;
     fs::create_directory(folder.File("in"));
     for (unsigned i = 0; i < 3; ++i) qvox::SaveImageFile(folder.File("in/p" + std::to_string(i) + ".tif"), Vesicles(i));
-    const std::vector<std::string> arguments{
-        "detect",    "--jobs",         "1", "-o", folder.File("out"), "--table", folder.File("out/t.txt"),
-        "--overlay", folder.File("in")};
+    const std::vector<std::string> arguments{"detect",    "--jobs",           "1",       "--overwrite-table",
+                                             "-o",        folder.File("out"), "--table", folder.File("out/t.txt"),
+                                             "--overlay", folder.File("in")};
     const auto start = std::chrono::steady_clock::now();
     ASSERT_EQ(RunProgram(arguments).status, 0);
     const auto whole = std::chrono::steady_clock::now() - start;
     std::map<std::string, std::string> expected;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder.File("out"))) {
         const std::string name = entry.path().filename().string();
-        if (name != "korvane-run.json") expected[name] = Contents(entry.path().string());
+        if (name.rfind("korvane-", 0) != 0) expected[name] = Contents(entry.path().string());
     }
     ASSERT_EQ(expected.size(), 7u);
     constexpr int kKills = 25;

@@ -55,6 +55,7 @@ const std::map<std::string, Example>& Examples() {
         {"measure", Prints("Filename\tLabel\t")},
         {"overlay", Writes("export_a.tif")},
         {"calibrate", Writes("a.tif", {"--pixel-size", "2", "--force"})},
+        {"record", Prints("\"command\": \"detect\"")},
         {"info", Prints("a.tif: 96 x 80, 8-bit grey, 1.4881 nm per pixel")},
     };
     return examples;
@@ -90,7 +91,13 @@ TEST(BatchCommands, EachDoesItsWork) {
             arguments.insert(arguments.end(), {"--labels", folder.Path().string()});
         }
         arguments.insert(arguments.end(), example->second.options.begin(), example->second.options.end());
-        arguments.push_back(folder.File("a.tif"));
+        if (std::string(command.name) == "record") {
+            // It is about a folder that a run has worked in.
+            ASSERT_EQ(RunProgram({"detect", "--overwrite", folder.File("a.tif")}).status, 0);
+            arguments.push_back(folder.Path().string());
+        } else {
+            arguments.push_back(folder.File("a.tif"));
+        }
         const ProgramResult run = RunProgram(arguments);
         EXPECT_EQ(run.status, 0) << command.name << ": " << run.messages;
         EXPECT_TRUE(example->second.isDone(folder, run)) << command.name << ": " << run.output << run.messages;

@@ -44,6 +44,30 @@ TEST(Interrupt, ASecondOneEndsTheProgramAtOnce) {
         testing::KilledBySignal(SIGINT), "");
 }
 
+TEST(Interrupt, TheLossOfTheTerminalIsOne) {
+    EXPECT_EXIT(
+        {
+            CatchInterrupts(60);
+            ::raise(SIGHUP);
+            ::_exit(Interrupted() ? 7 : 8);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+TEST(Interrupt, ASignalThatWasIgnoredStaysIgnored) {
+    for (const int number : {SIGINT, SIGHUP, SIGTERM}) {
+        EXPECT_EXIT(
+            {
+                ::signal(number, SIG_IGN);
+                CatchInterrupts(60);
+                ::raise(number);
+                ::raise(number);
+                ::_exit(Interrupted() ? 7 : 8);
+            },
+            testing::ExitedWithCode(8), "");
+    }
+}
+
 }  // namespace
 
 }  // namespace Korvane

@@ -121,7 +121,8 @@ TEST(Options, StylesExcludeEachOther) {
 }
 
 TEST(Options, AnOptionThatACommandHasNoUseForIsRefused) {
-    EXPECT_NE(Refusal({"measure", "--overwrite", "a"}), "accepted");
+    EXPECT_NE(Refusal({"overlay", "--overwrite", "a"}), "accepted");
+    EXPECT_NE(Refusal({"measure", "--strict", "a"}), "accepted");
     EXPECT_NE(Refusal({"segment", "--stages", "d", "a"}), "accepted");
     EXPECT_NE(Refusal({"info", "-o", "d", "a"}), "accepted");
     EXPECT_NE(Refusal({"detect", "--force", "a"}), "accepted");
@@ -132,9 +133,9 @@ TEST(Options, AnOptionThatACommandHasNoUseForIsRefused) {
 TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({}), "accepted");
     EXPECT_NE(Refusal({"detect"}), "accepted");
-    EXPECT_EQ(
-        Refusal({"frobnicate", "a"}),
-        "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate and info.");
+    EXPECT_EQ(Refusal({"frobnicate", "a"}),
+              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate, info "
+              "and record.");
 }
 
 TEST(Options, NamesMayHoldAnything) {

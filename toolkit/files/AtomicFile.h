@@ -23,6 +23,9 @@ public:
     std::ptrdiff_t Write(const void* bytes, std::size_t count);
     std::int64_t Seek(std::int64_t offset, int whence);
 
+    /// For looking at what was written; its position is shared with Read, Write and Seek.
+    int Descriptor() const { return fd_; }
+
     /// errno of the first operation that failed, 0 if none has.
     int Error() const { return error_; }
 

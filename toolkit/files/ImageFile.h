@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "VoxelImage.h"
@@ -88,13 +89,17 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image, VoxelValues va
 
 enum class TiffCompression { kNone, kDeflate };
 
+/// Called with an open descriptor of a file that is written in full and not yet under its name.
+using BeforeRename = std::function<void(int descriptor)>;
+
 /// Writes the image as a TIFF with resolution, offset and description. T is std::uint8_t, std::uint16_t, float or Rgb8.
 /// ImageJ opens the file with its pixel size in micrometres; planes become the slices of a stack. kDeflate is Deflate
 /// without prediction, which every common reader undoes right. The same image always gives the same
 /// bytes. The file is complete or absent: an existing file is replaced in one step and stays as it was on any failure.
+/// `beforeRename` is called once where it is given; when it throws, the file is not put in place.
 /// Throws ToolkitError, naming the file and the cause, also for an empty image.
 template <typename T>
 void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileFormat format = FileFormat::kTiff,
-                   TiffCompression compression = TiffCompression::kDeflate);
+                   TiffCompression compression = TiffCompression::kDeflate, const BeforeRename& beforeRename = {});
 
 }  // namespace qvox

@@ -115,8 +115,8 @@ void CheckWritable(const std::string& path, const VoxelImage<T>& image, FileForm
 }  // namespace
 
 template <typename T>
-void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileFormat format,
-                   TiffCompression compression) {
+void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileFormat format, TiffCompression compression,
+                   const BeforeRename& beforeRename) {
     CheckWritable(path, image, format);
     const PixelResolution resolution = StorableResolution(image.Resolution());
     if (!IsStorable(image.Metadata())) {
@@ -137,12 +137,17 @@ void SaveImageFile(const std::string& path, const VoxelImage<T>& image, FileForm
             writer.FinishPage();
         }
     }
+    if (beforeRename) beforeRename(file.Descriptor());
     file.Commit();
 }
 
-template void SaveImageFile(const std::string&, const VoxelImage<std::uint8_t>&, FileFormat, TiffCompression);
-template void SaveImageFile(const std::string&, const VoxelImage<std::uint16_t>&, FileFormat, TiffCompression);
-template void SaveImageFile(const std::string&, const VoxelImage<float>&, FileFormat, TiffCompression);
-template void SaveImageFile(const std::string&, const VoxelImage<Rgb8>&, FileFormat, TiffCompression);
+template void SaveImageFile(const std::string&, const VoxelImage<std::uint8_t>&, FileFormat, TiffCompression,
+                            const BeforeRename&);
+template void SaveImageFile(const std::string&, const VoxelImage<std::uint16_t>&, FileFormat, TiffCompression,
+                            const BeforeRename&);
+template void SaveImageFile(const std::string&, const VoxelImage<float>&, FileFormat, TiffCompression,
+                            const BeforeRename&);
+template void SaveImageFile(const std::string&, const VoxelImage<Rgb8>&, FileFormat, TiffCompression,
+                            const BeforeRename&);
 
 }  // namespace qvox

@@ -1,0 +1,104 @@
+#include "FileDigest.h"
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <system_error>
+#include <vector>
+
+#include "ToolkitError.h"
+
+namespace Korvane {
+
+namespace {
+
+constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
+
+struct Descriptor {
+    explicit Descriptor(const std::string& path) : number(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    ~Descriptor() {
+        if (number >= 0) ::close(number);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int number;
+};
+
+std::string Hexadecimal(const unsigned char* bytes, std::size_t count) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        text += kDigits[bytes[i] >> 4u];
+        text += kDigits[bytes[i] & 15u];
+    }
+    return text;
+}
+
+[[noreturn]] void Fail(const std::string& file, int error) {
+    throw qvox::ToolkitError("Cannot read " + file + ": " + std::generic_category().message(error) + ".");
+}
+
+void Require(bool done) {
+    if (!done) throw qvox::ToolkitError("The checksum of a file cannot be computed.");
+}
+
+FileDigest Size(int descriptor, const std::string& file) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) Fail(file, errno);
+    FileDigest digest;
+    digest.bytes = static_cast<std::uint64_t>(status.st_size);
+    digest.modifiedNs = std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec;
+    return digest;
+}
+
+FileDigest Digest(int descriptor, const std::string& file) {
+    FileDigest digest = Size(descriptor, file);
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> sum(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+    Require(sum && EVP_DigestInit_ex(sum.get(), EVP_sha256(), nullptr) == 1);
+    std::vector<unsigned char> piece(kPieceBytes);
+    off_t at = 0;
+    for (;;) {
+        const ssize_t count = ::pread(descriptor, piece.data(), piece.size(), at);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) Fail(file, errno);
+        if (count == 0) break;
+        Require(EVP_DigestUpdate(sum.get(), piece.data(), static_cast<std::size_t>(count)) == 1);
+        at += count;
+    }
+    std::array<unsigned char, EVP_MAX_MD_SIZE> bytes;
+    unsigned length = 0;
+    Require(EVP_DigestFinal_ex(sum.get(), bytes.data(), &length) == 1);
+    digest.sha256 = Hexadecimal(bytes.data(), length);
+    return digest;
+}
+
+}  // namespace
+
+FileDigest DigestOf(int descriptor) { return Digest(descriptor, "a file that was written"); }
+
+FileDigest DigestOf(const std::string& path) {
+    const Descriptor file(path);
+    if (file.number < 0) Fail("'" + path + "'", errno);
+    return Digest(file.number, "'" + path + "'");
+}
+
+bool IsUnchanged(const std::string& path, const FileDigest& digest) {
+    const Descriptor file(path);
+    if (file.number < 0) return false;
+    try {
+        const FileDigest now = Size(file.number, path);
+        if (now.bytes != digest.bytes) return false;
+        if (now.modifiedNs == digest.modifiedNs) return true;
+        return Digest(file.number, path).sha256 == digest.sha256;
+    } catch (const qvox::ToolkitError&) {
+        return false;
+    }
+}
+
+}  // namespace Korvane

@@ -1,0 +1,212 @@
+#include "RecordEntry.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace Korvane {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct ParameterName {
+    const char* key;
+    const char* text;
+    float AnalysisParameters::*field;
+};
+
+constexpr std::array<ParameterName, 6> kParameterNames{{
+    {"edgeContrast", "edge contrast", &AnalysisParameters::edgeContrast},
+    {"areaFraction", "area fraction", &AnalysisParameters::areaFraction},
+    {"roundnessThreshold", "roundness", &AnalysisParameters::roundnessThreshold},
+    {"minObjectDiameterUm", "minimum diameter", &AnalysisParameters::minObjectDiameterUm},
+    {"maxRelativeClusterSize", "maximum cluster size", &AnalysisParameters::maxRelativeClusterSize},
+    {"relativeExosomeSize", "exosome size", &AnalysisParameters::relativeExosomeSize},
+}};
+
+template <typename T>
+std::string NumberText(T value) {
+    std::array<char, 64> text;
+    return std::string(text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr);
+}
+
+/// A float as the shortest decimal that stands for it: 0.15, not 0.15000000596046448.
+double Shortest(float value) {
+    const std::string text = NumberText(value);
+    double number = 0.0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+template <typename T>
+Json OrNull(const std::optional<T>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
+Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
+Json DigestJson(const std::optional<FileDigest>& digest) {
+    if (!digest) return nullptr;
+    return {{"bytes", digest->bytes}, {"modifiedNs", digest->modifiedNs}, {"sha256", digest->sha256}};
+}
+
+std::string Text(const Json& json, const char* key) {
+    const auto at = json.find(key);
+    return at == json.end() || !at->is_string() ? std::string() : at->get<std::string>();
+}
+
+template <typename T>
+std::optional<T> Number(const Json& json, const char* key) {
+    const auto at = json.find(key);
+    if (at == json.end() || !at->is_number()) return std::nullopt;
+    return at->get<T>();
+}
+
+std::optional<FileDigest> ReadDigest(const Json& json, const char* key) {
+    const auto at = json.find(key);
+    if (at == json.end() || !at->is_object()) return std::nullopt;
+    return FileDigest{at->at("bytes").get<std::uint64_t>(), at->at("modifiedNs").get<std::int64_t>(),
+                      at->at("sha256").get<std::string>()};
+}
+
+AnalysisParameters ReadParameters(const Json& json) {
+    AnalysisParameters parameters;
+    for (const ParameterName& name : kParameterNames) parameters.*name.field = json.at(name.key).get<float>();
+    return parameters;
+}
+
+/// The fields that line and document have in common. Cut to milliseconds: no clock here is better.
+void AddMaking(Json& json, const RecordEntry& entry) {
+    json["result"] = entry.result;
+    json["pixelSizeNm"] = {{"x", OrNull(entry.pixelSize.x)}, {"y", OrNull(entry.pixelSize.y)}};
+    json["pixelSizeSource"] = TextOrNull(entry.pixelSizeSource);
+    json["objects"] = OrNull(entry.objects);
+    json["seconds"] = static_cast<double>(static_cast<long>(entry.seconds * 1000.0)) / 1000.0;
+    if (!entry.error.empty()) json["error"] = entry.error;
+    json["command"] = entry.command;
+    json["parameters"] = ParametersJson(entry.parameters);
+    json["version"] = entry.version;
+    json["commit"] = TextOrNull(entry.commit);
+    json["started"] = entry.started;
+    json["time"] = entry.time;
+    json["input"] = DigestJson(entry.input);
+    if (entry.seeds) json["seeds"] = DigestJson(entry.seeds);
+    json["output"] = DigestJson(entry.output);
+}
+
+/// Bytes that are no text become the replacement character instead of a failure.
+std::string Dump(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"; }
+
+template <typename Value, typename Read>
+std::optional<Value> ReadLine(const std::string& line, Read read) {
+    try {
+        const Json json = Json::parse(line);
+        if (!json.is_object()) return std::nullopt;
+        return read(json);
+    } catch (const Json::exception&) {
+        return std::nullopt;
+    }
+}
+
+void AddDifference(std::string& text, const std::string& name, const std::string& made, const std::string& asked) {
+    if (made == asked) return;
+    text += (text.empty() ? "" : ", ") + name + " " + made + ", now " + asked;
+}
+
+void AddDifference(std::string& text, const std::string& name, const std::optional<double>& made,
+                   const std::optional<double>& asked) {
+    if (!made || !asked || std::abs(*made - *asked) <= 1e-6 * *asked) return;
+    AddDifference(text, name, NumberText(static_cast<float>(*made)) + " nm",
+                  NumberText(static_cast<float>(*asked)) + " nm");
+}
+
+}  // namespace
+
+Json ParametersJson(const AnalysisParameters& parameters) {
+    Json json;
+    for (const ParameterName& name : kParameterNames) json[name.key] = Shortest(parameters.*name.field);
+    return json;
+}
+
+std::string EntryLine(const RecordEntry& entry) {
+    Json json;
+    json["labels"] = entry.labels;
+    json["path"] = entry.path;
+    AddMaking(json, entry);
+    return Dump(json);
+}
+
+std::string RunLine(const RecordRun& run) {
+    Json json;
+    json["run"] = run.started;
+    json["command"] = run.command;
+    json["parameters"] = ParametersJson(run.parameters);
+    json["version"] = run.version;
+    json["commit"] = TextOrNull(run.commit);
+    json["interrupted"] = run.interrupted;
+    return Dump(json);
+}
+
+std::optional<RecordEntry> ReadEntry(const std::string& line) {
+    return ReadLine<RecordEntry>(line, [](const Json& json) -> std::optional<RecordEntry> {
+        if (!json.contains("labels")) return std::nullopt;
+        RecordEntry entry;
+        entry.labels = Text(json, "labels");
+        entry.path = Text(json, "path");
+        entry.result = Text(json, "result");
+        entry.command = Text(json, "command");
+        entry.parameters = ReadParameters(json.at("parameters"));
+        entry.pixelSize = {Number<double>(json.at("pixelSizeNm"), "x"), Number<double>(json.at("pixelSizeNm"), "y")};
+        entry.pixelSizeSource = Text(json, "pixelSizeSource");
+        entry.objects = Number<std::size_t>(json, "objects");
+        entry.seconds = Number<double>(json, "seconds").value_or(0.0);
+        entry.version = Text(json, "version");
+        entry.commit = Text(json, "commit");
+        entry.started = Text(json, "started");
+        entry.time = Text(json, "time");
+        entry.error = Text(json, "error");
+        entry.input = ReadDigest(json, "input");
+        entry.seeds = ReadDigest(json, "seeds");
+        entry.output = ReadDigest(json, "output");
+        return entry;
+    });
+}
+
+std::optional<RecordRun> ReadRun(const std::string& line) {
+    return ReadLine<RecordRun>(line, [](const Json& json) -> std::optional<RecordRun> {
+        if (!json.contains("run")) return std::nullopt;
+        RecordRun run;
+        run.command = Text(json, "command");
+        run.parameters = ReadParameters(json.at("parameters"));
+        run.version = Text(json, "version");
+        run.commit = Text(json, "commit");
+        run.started = Text(json, "run");
+        run.interrupted = json.at("interrupted").get<bool>();
+        return run;
+    });
+}
+
+Json EntryJson(const RecordEntry& entry, const std::string& labelsPath) {
+    Json json;
+    json["path"] = entry.path;
+    json["labels"] = labelsPath;
+    AddMaking(json, entry);
+    return json;
+}
+
+std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked) {
+    std::string text;
+    AddDifference(text, "command", made.command, asked.command);
+    for (const ParameterName& name : kParameterNames) {
+        AddDifference(text, name.text, NumberText(made.parameters.*name.field),
+                      NumberText(asked.parameters.*name.field));
+    }
+    AddDifference(text, "pixel width", made.pixelSize.x, asked.pixelSize.x);
+    AddDifference(text, "pixel height", made.pixelSize.y, asked.pixelSize.y);
+    return text;
+}
+
+}  // namespace Korvane

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+
+#include "AnalysisParameters.h"
+#include "FileDigest.h"
+
+namespace Korvane {
+
+/// Pixel size in nanometres; none where it is not known.
+struct PixelSizeNm {
+    std::optional<double> x;
+    std::optional<double> y;
+};
+
+/// How one image's labels were made, or why they were not: one line of a folder's record. All text is UTF-8.
+struct RecordEntry {
+    std::string labels;  ///< name of the label file in the record's folder
+    std::string path;    ///< full path of the image
+    std::string result;  ///< "done", "failed" or "no seeds"
+    std::string command;
+    AnalysisParameters parameters;
+    PixelSizeNm pixelSize;
+    std::string pixelSizeSource;  ///< empty: the image was not read
+    std::optional<std::size_t> objects;
+    double seconds = 0.0;
+    std::string version;
+    std::string commit;   ///< empty: not known
+    std::string started;  ///< the run; UTC, ISO 8601
+    std::string time;     ///< the entry
+    std::string error;    ///< of an image that failed
+    std::optional<FileDigest> input;
+    std::optional<FileDigest> seeds;  ///< that segmentation began from
+    std::optional<FileDigest> output;
+
+    bool MadeLabels() const { return output.has_value(); }
+};
+
+/// Which run wrote into the folder, and whether it came to its end.
+struct RecordRun {
+    std::string command;
+    AnalysisParameters parameters;
+    std::string version;
+    std::string commit;
+    std::string started;
+    bool interrupted = false;
+};
+
+nlohmann::ordered_json ParametersJson(const AnalysisParameters& parameters);
+
+/// One line each, with its line feed; the same in every locale.
+std::string EntryLine(const RecordEntry& entry);
+std::string RunLine(const RecordRun& run);
+
+/// What a line of the record says; none when it says something else or was torn.
+std::optional<RecordEntry> ReadEntry(const std::string& line);
+std::optional<RecordRun> ReadRun(const std::string& line);
+
+/// The entry as the printed document shows it. Its label file is named with the folder.
+nlohmann::ordered_json EntryJson(const RecordEntry& entry, const std::string& labelsPath);
+
+/// A text that says in which ways an image's labels were made other than `asked`; empty when they were not. Command,
+/// parameters and pixel size count, as far as both know them.
+std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked);
+
+}  // namespace Korvane

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "RecordEntry.h"
+
+namespace Korvane {
+
+/// Name of the record of a folder of labels: JSON Lines, one line per image that was worked on and one per run's end.
+inline constexpr const char* kRecordName = "korvane-record.jsonl";
+
+/// Holds a record against other processes that append to it or print it, as far as the file system has locks.
+class RecordLock {
+public:
+    /// Opens the record of a folder, and makes it when it is not there. Throws ToolkitError.
+    explicit RecordLock(const std::string& folder);
+    ~RecordLock();
+    RecordLock(const RecordLock&) = delete;
+    RecordLock& operator=(const RecordLock&) = delete;
+
+    /// Appends a line in one write and flushes it to the disk. After a line that was torn by the end of its writer, a
+    /// new line is begun first. What does not fit on the disk is taken back. Throws ToolkitError.
+    void Append(const std::string& line);
+
+private:
+    [[noreturn]] void Fail(int error) const;
+
+    std::string path_;
+    int fd_;
+};
+
+/// What a folder's record holds, by label file. Only the places of the lines are kept.
+class RecordIndex {
+public:
+    /// A record that is not there is empty.
+    explicit RecordIndex(const std::string& folder);
+
+    bool Empty() const { return size_ == 0; }
+    /// The names of the label files that have entries.
+    std::vector<std::string> Labels() const;
+    /// The entry that tells how the label file that is there was made: the newest one whose digest is the file's. None
+    /// when no entry does, also when there is no file.
+    std::optional<RecordEntry> Making(const std::string& labels) const;
+    /// The newest entry of a label file.
+    std::optional<RecordEntry> Newest(const std::string& labels) const;
+    /// The run that wrote last. One that did not come to its end counts as interrupted.
+    std::optional<RecordRun> LastRun() const;
+    /// Reads what was appended since.
+    void Refresh();
+
+private:
+    struct Place {
+        std::uint64_t offset;
+        std::uint64_t length;
+    };
+    std::string Line(const Place& place) const;
+
+    std::string folder_;
+    std::uint64_t size_ = 0;
+    std::map<std::string, std::vector<Place>> entries_;
+    std::optional<RecordRun> lastRun_;
+};
+
+}  // namespace Korvane

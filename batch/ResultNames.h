@@ -1,0 +1,16 @@
+#pragma once
+
+#include <vector>
+
+#include "InputList.h"
+
+namespace Korvane {
+
+/// Throws UsageError when the file system of a folder takes no name as long as that of a file which the run would write
+/// there: found before the work, not after it. The folders are there already.
+void RequireNamesFit(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images);
+
+/// True for a name that breaks the rows of a table: one with a tab, a line feed or a carriage return.
+bool BreaksRows(const wxString& path);
+
+}  // namespace Korvane

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <wx/string.h>
+
+#include "AnalysisParameters.h"
+#include "InputList.h"
+#include "RecordLog.h"
+
+namespace Korvane {
+
+struct ImageOutcome;
+
+/// Which analysis a run does.
+struct RunRecord {
+    std::string command;
+    AnalysisParameters parameters;
+};
+
+/// The present time, UTC, ISO 8601.
+std::string TimeText();
+
+/// Keeps the records of the folders that a run writes labels into (RecordLog.h) while it goes on, and leaves
+/// korvane-run.json in each at its end. Any thread may call it. What cannot be written is told at the end.
+class RunRecorder {
+public:
+    explicit RunRecorder(RunRecord record);
+
+    /// What an entry made now says of an image, without its result: what was asked for, and the pixel size that holds.
+    RecordEntry Entry(const ImageFiles& files, const ImageOutcome& outcome) const;
+
+    /// Adds an entry to the record of the image's folder.
+    void Append(const ImageFiles& files, const RecordEntry& entry);
+
+    /// How the label file that is there was made, as far as the record tells.
+    std::optional<RecordEntry> Making(const ImageFiles& files);
+    /// True when the record knows the label file's name, however it was made.
+    bool Knows(const ImageFiles& files);
+
+    /// Notes the end of the run in each folder that it wrote into, and prints their records to korvane-run.json.
+    /// Returns the texts of everything that could not be recorded.
+    std::vector<wxString> Finish(bool interrupted);
+
+private:
+    struct Folder {
+        std::optional<RecordIndex> index;  ///< read when it is first asked
+        bool hasEntries = false;           ///< of this run
+        bool hasFailed = false;
+    };
+    RecordIndex& IndexOf(const ImageFiles& files);
+    void NoteFailure(Folder& folder);
+
+    RunRecord record_;
+    std::string started_;
+    std::mutex mutex_;
+    std::map<std::string, Folder> folders_;
+    std::vector<wxString> failures_;
+};
+
+}  // namespace Korvane

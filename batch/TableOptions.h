@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "OptionGroups.h"
+
+namespace Korvane {
+
+/// What becomes of a table that is there already.
+enum class ExistingTable { kRefuse, kReplace, kAppend };
+/// What becomes of an existing table when images failed.
+enum class PartialTable { kKeepOld, kWrite };
+
+struct TableRules {
+    ExistingTable existing = ExistingTable::kRefuse;
+    PartialTable partial = PartialTable::kKeepOld;
+};
+
+/// --table with its rules: --overwrite-table, --append and --partial-table.
+void AddTableOptions(CLI::App& command, Places& places, TableRules& rules, const std::string& help);
+
+}  // namespace Korvane

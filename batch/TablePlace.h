@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+#include <wx/string.h>
+
+#include "RowSpool.h"
+#include "TableOptions.h"
+
+namespace Korvane {
+
+enum class TableKind {
+    kNone,
+    kStream,  ///< the standard output
+    kDevice,  ///< a terminal, a pipe, an open descriptor: written to, never replaced
+    kFile,
+};
+
+/// What a run has to say of its images when it writes the table.
+struct TableRun {
+    std::size_t images = 0;
+    std::size_t failed = 0;
+    bool hasFailed = false;  ///< failed images, or none that could be worked on
+};
+
+/// Where the measurement table of a run goes.
+class TablePlace {
+public:
+    /// Finds out before any work whether the table can be written there. Throws UsageError when it cannot, when a table
+    /// is there and the rules give no leave to change it, or when --append finds another table or something else there.
+    TablePlace(const Places& places, const TableRules& rules, TableKind withoutPath);
+
+    TableKind Kind() const { return kind_; }
+    /// Where rows can be kept until the table is written.
+    std::string SpoolFolder() const;
+
+    /// Writes header and rows. A file is complete or as it was before; when images failed, an existing one stays as it
+    /// was unless the rules say otherwise. Returns the text of what went wrong, empty when nothing did.
+    wxString Write(RowSpool& rows, const TableRun& run, std::FILE* output) const;
+
+private:
+    void RequireFile() const;
+    void RequireOwnHeader() const;
+    bool IsThere() const;
+    wxString WriteFile(RowSpool& rows) const;
+    wxString WriteDevice(RowSpool& rows) const;
+
+    std::string given_;  // as the person gave it
+    std::string path_;
+    TableRules rules_;
+    TableKind kind_;
+};
+
+}  // namespace Korvane

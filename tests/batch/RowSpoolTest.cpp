@@ -1,0 +1,55 @@
+#include "RowSpool.h"
+
+#include <gtest/gtest.h>
+
+#include "ToolkitError.h"
+#include "support/TemporaryFolder.h"
+
+namespace Korvane {
+
+namespace {
+
+using korvane_test::TemporaryFolder;
+
+std::string All(RowSpool& rows) {
+    std::string text;
+    rows.Copy([&text](const std::string& bytes) {
+        text += bytes;
+        return true;
+    });
+    return text;
+}
+
+TEST(RowSpool, GivesRowsInTheOrderOfTheImagesWhereverTheyWereKept) {
+    const TemporaryFolder folder;
+    for (const std::size_t inMemory : {std::size_t{0}, std::size_t{7}, std::size_t{1000}}) {
+        RowSpool rows(5, folder.Path().string(), inMemory);
+        rows.Add(4, {"e"});
+        rows.Add(1, {"b1", "b2"});
+        rows.Add(2, {});
+        rows.Add(0, {"a"});
+        EXPECT_EQ(All(rows), "a\nb1\nb2\ne\n") << inMemory;
+        EXPECT_EQ(All(rows), "a\nb1\nb2\ne\n") << inMemory;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+}
+
+TEST(RowSpool, TellsThatRowsCouldNotBeKept) {
+    RowSpool rows(2, "/nowhere/at/all", 0);
+    rows.Add(0, {"a"});
+    rows.Add(1, {"b"});
+    EXPECT_THROW(All(rows), qvox::ToolkitError);
+}
+
+TEST(RowSpool, StopsWhereNothingMoreIsTaken) {
+    const TemporaryFolder folder;
+    RowSpool rows(3, folder.Path().string());
+    for (std::size_t i = 0; i < 3; ++i) rows.Add(i, {"x"});
+    int calls = 0;
+    EXPECT_FALSE(rows.Copy([&calls](const std::string&) { return ++calls < 2; }));
+    EXPECT_EQ(calls, 2);
+}
+
+}  // namespace
+
+}  // namespace Korvane

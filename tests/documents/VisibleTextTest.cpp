@@ -1,0 +1,29 @@
+#include "VisibleText.h"
+
+#include <gtest/gtest.h>
+
+#include "PathText.h"
+
+namespace Korvane {
+
+namespace {
+
+TEST(VisibleText, WritesControlCharactersOut) {
+    EXPECT_EQ(VisibleText("a\tb\nc\rd"), "a\\tb\\nc\\rd");
+    EXPECT_EQ(VisibleText(PathText("\x1b]0;x\x07\x7f")), "\\x1b]0;x\\x07\\x7f");
+    EXPECT_EQ(VisibleText(PathText("\xC2\x9B"
+                                   "1m\x9B"
+                                   "2m")),
+              "\\x9b1m\\x9b2m");
+}
+
+TEST(VisibleText, LeavesEveryOtherByteAsItIs) {
+    const std::string bytes = "\xC3\xBC \xC2\xB5 \xE4\xB8\xAD \xF0\x9F\x94\xAC bad\xFF\x80 100%s\\";
+    EXPECT_EQ(VisibleText(PathText(bytes)), bytes);
+}
+
+TEST(VisibleLines, KeepTabsAndLineFeeds) { EXPECT_EQ(VisibleLines("a\tb\r\n"), "a\tb\\r\n"); }
+
+}  // namespace
+
+}  // namespace Korvane
