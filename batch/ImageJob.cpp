@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "ImageRun.h"
+#include "ImageWarnings.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
 #include "PathText.h"
@@ -31,9 +32,18 @@ wxString SummaryOf(const ImageRun& run, const ImageOutcome& outcome) {
 
 }  // namespace
 
-qvox::ImageFileInfo ImageJob::Inspect() const {
-    return DoFileTask(FileTask::kLoadInput, files_.input, [this] {
-        qvox::ImageFileInfo info = qvox::InspectImageFile(PathBytes(files_.input));
+qvox::ImageFileInfo ImageJob::InspectAnyType() {
+    qvox::ImageFileInfo info = DoFileTask(FileTask::kLoadInput, files_.input, [this] {
+        return qvox::InspectImageFile(PathBytes(files_.input), run_.input.reading);
+    });
+    outcome_.page = info.page;
+    outcome_.hasFurtherPages = run_.input.reading.page == 0 && qvox::HasFurtherPages(info);
+    return info;
+}
+
+qvox::ImageFileInfo ImageJob::Inspect() {
+    qvox::ImageFileInfo info = InspectAnyType();
+    return DoFileTask(FileTask::kLoadInput, files_.input, [&info] {
         if (!IsInputType(info.type)) throw UnsupportedPixelType();
         return info;
     });
@@ -41,19 +51,26 @@ qvox::ImageFileInfo ImageJob::Inspect() const {
 
 template <typename T>
 void ImageJob::SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFileInfo& info) {
-    if (run_.pixelSizeNm) {
-        const float perUm = static_cast<float>(1000.0 / *run_.pixelSizeNm);
+    const GivenPixelSize& given = run_.pixelSize;
+    const bool always = given.holds == GivenPixelSize::Holds::kAlways;
+    const bool missing = info.resolution.x <= 0.0f || info.resolution.y <= 0.0f;
+    outcome_.resolutionSource = PathText(info.resolutionNote);
+    if (given.nm && (always || missing)) {
+        const float perUm = static_cast<float>(1000.0 / *given.nm);
         image.SetResolution({perUm, perUm, image.Resolution().z});
-        outcome_.resolutionSource = "--pixel-size";
-    } else {
-        outcome_.resolutionSource = PathText(info.resolutionNote);
+        const wxString option = always ? "--pixel-size" : "--pixel-size-if-missing";
+        Warn(ReplacedPixelSizeWarning(info.resolution, outcome_.resolutionSource, image.Resolution(), option));
+        outcome_.resolutionSource = option;
     }
     outcome_.resolution = image.Resolution();
+    Warn(PixelSizeWarning(outcome_.resolution));
 }
 
 Position ImageJob::Load() {
     const qvox::ImageFileInfo info = Inspect();
-    Position position = DoFileTask(FileTask::kLoadInput, files_.input, [this] { return LoadPosition(files_.input); });
+    Position position = DoFileTask(FileTask::kLoadInput, files_.input, [this] { 
+        return LoadPosition(files_.input, run_.input.reading);
+    });
     SettleResolution(position.image, info);
     position.labels.SetResolution(position.image.Resolution());
     return position;
@@ -97,6 +114,10 @@ LabelsFound ImageJob::MeasureFile(const wxString& from) {
     SettleResolution(labels, info);
     if (found == LabelsFound::kLoaded) MakeRows(labels);
     return found;
+}
+
+void ImageJob::Warn(const wxString& text) {
+    if (!text.empty()) progress_.Warning("'" + files_.input + "' " + text);
 }
 
 void ImageJob::TellNoLabels() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <string>
 #include <vector>
@@ -38,6 +39,8 @@ struct ImageOutcome {
     ImageState state = ImageState::kNotStarted;
     qvox::PixelResolution resolution;  ///< the one used, pixels per micrometre
     wxString resolutionSource;
+    std::uint64_t page = 1;        ///< of the file, from 1
+    bool hasFurtherPages = false;  ///< the file has pages that were not read
     std::size_t objectCount = 0;
     double seconds = 0.0;
     wxString error;              ///< set when state is kFailed
@@ -76,7 +79,9 @@ public:
     void NoteStages(std::size_t told) { stagesTold_ = told; }
 
     /// What the image's file holds; a failure when it is of no type for the analysis.
-    qvox::ImageFileInfo Inspect() const;
+    qvox::ImageFileInfo Inspect();
+    /// The same for a file of any type.
+    qvox::ImageFileInfo InspectAnyType();
     /// The image with empty labels, both with the pixel size that holds for it.
     Position Load();
     /// Reads a result file into labels of the image's sizes and notes the number of objects.
@@ -87,6 +92,8 @@ public:
     void MakeRows(const qvox::LabelImage& labels);
     void DrawPicture(const Position& position, LabelStyle style);
     void TellNoLabels();
+    /// A warning that begins with the image's path; none for an empty text.
+    void Warn(const wxString& text);
 
 private:
     /// The pixel size that holds for this image: the one given for the run, or the file's.

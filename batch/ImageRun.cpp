@@ -121,6 +121,18 @@ int StatusOf(const RunReport& report, Progress& progress) {
     return kExitDone;
 }
 
+/// What of the folders and files that were given has not been looked at.
+void TellUnread(const ImageListing& listing, const RunReport& report, Progress& progress) {
+    const std::string leftOut = LeftOutText(listing);
+    if (!leftOut.empty()) progress.Note(PathText(leftOut));
+    const auto several = std::count_if(report.outcomes.begin(), report.outcomes.end(),
+                                       [](const ImageOutcome& outcome) { return outcome.hasFurtherPages; });
+    if (several == 0) return;
+    progress.Warning(wxString::Format("%ld of %zu images %s pages that were not read; --page N chooses one.",
+                                      static_cast<long>(several), report.outcomes.size(),
+                                      several == 1 ? "has" : "have"));
+}
+
 }  // namespace
 
 bool WriteOut(std::FILE* stream, const std::string& bytes) {
@@ -128,7 +140,8 @@ bool WriteOut(std::FILE* stream, const std::string& bytes) {
 }
 
 int RunImages(const ImageRun& run, const Streams& streams) {
-    const std::vector<std::string> inputs = ExpandInputs(run.input.images, run.leftOut);
+    const ImageListing listing = ExpandInputs(run.input.images, run.input.choice);
+    const std::vector<std::string>& inputs = listing.images;
     RunReport report;
     report.started = TimeText();
     report.images = PlanFiles(run.places, run.written, inputs);
@@ -162,6 +175,7 @@ int RunImages(const ImageRun& run, const Streams& streams) {
     }
     // A table of a part of the images could be taken for the whole.
     if (!report.interrupted && !WriteTable(run, report.outcomes, streams.output, progress)) recorded = false;
+    TellUnread(listing, report, progress);
     const int status = StatusOf(report, progress);
     if (status == kExitDone && recorded) progress.Note(SummaryLine(report));
     return status == kExitDone && !recorded ? kExitSomeFailed : status;

@@ -24,9 +24,8 @@ struct ImageRun {
     InputOptions input;
     Places places;
     WrittenFiles written;  ///< by the jobs
-    std::string leftOut;   ///< files whose names begin so are left out of folders; empty: none
     WithoutTable withoutTable = WithoutTable::kNoTable;  ///< where measurements go when no table file is named
-    std::optional<double> pixelSizeNm;                   ///< instead of the files'
+    GivenPixelSize pixelSize;                            ///< beside the files'
     unsigned jobs = 0;                                   ///< at a time; 0: as many as the process may use processors
     std::optional<RunRecord> record;                     ///< to leave in the folders of labels
     std::function<void(ImageJob& job)> work;

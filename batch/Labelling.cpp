@@ -87,7 +87,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     run.places = options.places;
     run.written.push_back(&ImageFiles::labels);
     if (options.overlay) run.written.push_back(&ImageFiles::picture);
-    run.pixelSizeNm = options.pixelSizeNm;
+    run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.record = RunRecord{maker.command, options.parameters};
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 
 #include "AnalysisParameters.h"
 #include "CommandTable.h"
@@ -20,8 +19,8 @@ struct LabellingOptions {
     ExistingLabels existing = ExistingLabels::kSkip;
     bool overlay = false;  ///< write the overlay picture too
     AnalysisParameters parameters;
-    std::optional<double> pixelSizeNm;  ///< instead of the file's
-    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+    GivenPixelSize pixelSize;
+    unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
 /// --overwrite, --overlay and the analysis parameters.

@@ -20,7 +20,7 @@ void AddMeasureOptions(CLI::App& command, MeasureOptions& options) {
              "Folder of the seg_NAME files when --labels is not given");
     AddLabels(command, options.places);
     AddTable(command, options.places, "Write the measurement table there (default: standard output)");
-    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
 
@@ -29,7 +29,7 @@ int RunMeasure(const MeasureOptions& options, const Streams& streams) {
     run.input = options.input;
     run.places = options.places;
     run.withoutTable = WithoutTable::kStandardOutput;
-    run.pixelSizeNm = options.pixelSizeNm;
+    run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.work = MeasureImage;
     return RunImages(run, streams);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-
 #include "CommandTable.h"
 #include "OptionGroups.h"
 
@@ -10,8 +8,8 @@ namespace Korvane {
 struct MeasureOptions {
     InputOptions input;
     Places places;
-    std::optional<double> pixelSizeNm;  ///< instead of the file's
-    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+    GivenPixelSize pixelSize;
+    unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
 void AddMeasureOptions(CLI::App& command, MeasureOptions& options);

@@ -11,7 +11,7 @@ namespace Korvane {
 /// intensities keep their values. Throws UnsupportedPixelType for any other voxel type, ToolkitError for a file that
 /// cannot be read, std::bad_alloc, also when less than 64 MiB would be left to work with what is open;
 /// FailureMessage(FileTask::kLoadInput, ...) makes the text of each.
-Position LoadPosition(const wxString& path);
+Position LoadPosition(const wxString& path, const qvox::ReadOptions& options = {});
 
 /// True for the voxel types that LoadPosition reads.
 bool IsInputType(qvox::VoxelType type);

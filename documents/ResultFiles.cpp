@@ -16,11 +16,11 @@ wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, con
 }
 
 wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style) {
-    return PrefixedPath(inputPath, folder, "seg_", style);
+    return PrefixedPath(inputPath, folder, kLabelsPrefix, style);
 }
 
 wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style) {
-    return PrefixedPath(inputPath, folder, "export_", style);
+    return PrefixedPath(inputPath, folder, kOverlayPrefix, style);
 }
 
 void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels) {
