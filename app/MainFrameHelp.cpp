@@ -3,6 +3,7 @@
 #include <wx/filesys.h>
 #include <wx/stdpaths.h>
 
+#include "BuildDate.h"
 #include "CommandTable.h"
 #include "ControlsDialog.h"
 #include "MainFrame.h"
@@ -12,14 +13,11 @@ namespace Korvane {
 
 namespace {
 
-/// The address of the manual: beside the program as installed, or where the program was built. Empty where neither is.
+/// The address of the manual that lies beside the program; empty where there is none.
 wxString ManualAddress() {
-    const wxString program = wxFileName(wxStandardPaths::Get().GetExecutablePath()).GetPath();
-    for (const wxString& place : {program + "/../" KORVANE_INSTALLED_MANUAL, wxString(KORVANE_BUILT_MANUAL)}) {
-        wxFileName manual(place);
-        if (manual.Normalize(wxPATH_NORM_DOTS) && manual.FileExists()) return wxFileSystem::FileNameToURL(manual);
-    }
-    return wxEmptyString;
+    wxFileName manual(wxFileName(wxStandardPaths::Get().GetExecutablePath()).GetPath() + "/../" KORVANE_MANUAL);
+    if (!manual.Normalize(wxPATH_NORM_DOTS) || !manual.FileExists()) return wxEmptyString;
+    return wxFileSystem::FileNameToURL(manual);
 }
 
 }  // namespace
@@ -27,7 +25,7 @@ wxString ManualAddress() {
 void MainFrame::OnHelp(wxCommandEvent& event) {
     if (event.GetId() == kAbout) {
         wxAboutDialogInfo about;
-        about.SetName("TEM Korvane (Built " __DATE__ ")");
+        about.SetName(wxString("TEM Korvane (Built ") + BuildDate() + ")");
         // There is no page on the web, and an address that leads nowhere helps nobody: the manual is the page.
         if (const wxString manual = ManualAddress(); !manual.empty()) about.SetWebSite(manual, "Manual");
         about.SetCopyright("Made by the Korvane developers");

@@ -83,13 +83,14 @@ void AddCalibrateOptions(CLI::App& command, CalibrateOptions& options) {
             "--luminance", [&options] { options.colour = qvox::ColourRule::kLuminance; },
             "With --grey: take the luminance where channels differ (default: such an image is refused)")
         ->needs(grey);
+    command.parse_complete_callback([&options] {
+        const bool hasTask = options.pixelSizeNm || options.colour != qvox::ColourRule::kRefuse;
+        if (!hasTask) throw CLI::RequiredError("--pixel-size");
+    });
     AddJobs(command, options.jobs);
 }
 
 int RunCalibrate(const CalibrateOptions& options, const Streams& streams) {
-    if (!options.pixelSizeNm && options.colour == qvox::ColourRule::kRefuse) {
-        throw UsageError("calibrate needs --pixel-size, or --grey.");
-    }
     ImageRun run;
     run.input = options.input;
     run.places = options.places;

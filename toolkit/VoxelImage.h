@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "Assert.h"
 #include "PixelResolution.h"
 #include "ToolkitError.h"
 
@@ -122,10 +123,12 @@ public:
         return {index % sizeX_, index / sizeX_ % sizeY_, index / (sizeX_ * sizeY_)};
     }
 
-    T& operator[](std::uint64_t index) { return voxels_[index]; }
-    const T& operator[](std::uint64_t index) const { return voxels_[index]; }
-    T& operator()(std::uint64_t x, std::uint64_t y, std::uint64_t z = 0) { return voxels_[Index(x, y, z)]; }
-    const T& operator()(std::uint64_t x, std::uint64_t y, std::uint64_t z = 0) const { return voxels_[Index(x, y, z)]; }
+    T& operator[](std::uint64_t index) { return voxels_[Checked(index)]; }
+    const T& operator[](std::uint64_t index) const { return voxels_[Checked(index)]; }
+    T& operator()(std::uint64_t x, std::uint64_t y, std::uint64_t z = 0) { return voxels_[CheckedIndex(x, y, z)]; }
+    const T& operator()(std::uint64_t x, std::uint64_t y, std::uint64_t z = 0) const {
+        return voxels_[CheckedIndex(x, y, z)];
+    }
 
     /// First voxel and one past the last; both null for an empty image.
     T* begin() { return voxels_.get(); }
@@ -133,8 +136,8 @@ public:
     const T* begin() const { return voxels_.get(); }
     const T* end() const { return voxels_.get() + VoxelCount(); }
     /// First voxel of row y of plane z.
-    T* Row(std::uint64_t y, std::uint64_t z = 0) { return voxels_.get() + Index(0, y, z); }
-    const T* Row(std::uint64_t y, std::uint64_t z = 0) const { return voxels_.get() + Index(0, y, z); }
+    T* Row(std::uint64_t y, std::uint64_t z = 0) { return voxels_.get() + RowIndex(y, z); }
+    const T* Row(std::uint64_t y, std::uint64_t z = 0) const { return voxels_.get() + RowIndex(y, z); }
 
     /// True when the voxel lies in the first or last column or the first or last row of its plane.
     bool OnBorder(std::uint64_t index) const {
@@ -176,6 +179,18 @@ public:
     }
 
 private:
+    std::uint64_t Checked(std::uint64_t index) const {
+        KORVANE_ASSERT(index < VoxelCount());
+        return index;
+    }
+    std::uint64_t CheckedIndex(std::uint64_t x, std::uint64_t y, std::uint64_t z) const {
+        KORVANE_ASSERT(x < sizeX_ && y < sizeY_ && z < sizeZ_);
+        return Index(x, y, z);
+    }
+    std::uint64_t RowIndex(std::uint64_t y, std::uint64_t z) const {
+        KORVANE_ASSERT(y < sizeY_ && z < sizeZ_);
+        return Index(0, y, z);
+    }
     static std::uint64_t CheckedCount(std::uint64_t x, std::uint64_t y, std::uint64_t z) {
         constexpr std::uint64_t kMaxCount =
             static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max()) / sizeof(T);

@@ -3,20 +3,16 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/Random.h"
+
 namespace korvane_samples {
 
 namespace {
 
 constexpr double kPi = 3.141592653589793;
 
-// Written out, because the library's distributions may differ from one implementation to the next and the samples
-// must come out the same everywhere.
-double Uniform(std::mt19937& random) { return (static_cast<double>(random()) + 0.5) / 4294967296.0; }
-
-double Normal(std::mt19937& random) {
-    const double radius = std::sqrt(-2.0 * std::log(Uniform(random)));
-    return radius * std::cos(2.0 * kPi * Uniform(random));
-}
+using korvane_test::Gaussian;
+using korvane_test::OpenUniform;
 
 // Slow variation of the film: a few plane waves of long period.
 class UnevenFilm {
@@ -24,10 +20,10 @@ public:
     UnevenFilm(std::mt19937& random, std::uint64_t width, std::uint64_t height, double amplitude) {
         const double longSide = static_cast<double>(std::max(width, height));
         for (Wave& wave : waves_) {
-            const double direction = 2.0 * kPi * Uniform(random);
-            const double frequency = 2.0 * kPi * (0.5 + 1.5 * Uniform(random)) / longSide;
-            wave = {frequency * std::cos(direction), frequency * std::sin(direction), 2.0 * kPi * Uniform(random),
-                    amplitude * (0.4 + 0.6 * Uniform(random)) / 2.0};
+            const double direction = 2.0 * kPi * OpenUniform(random);
+            const double frequency = 2.0 * kPi * (0.5 + 1.5 * OpenUniform(random)) / longSide;
+            wave = {frequency * std::cos(direction), frequency * std::sin(direction), 2.0 * kPi * OpenUniform(random),
+                    amplitude * (0.4 + 0.6 * OpenUniform(random)) / 2.0};
         }
     }
     double At(double x, double y) const {
@@ -78,10 +74,10 @@ void DrawDebris(std::mt19937& random, qvox::VoxelImage<float>& picture, int perM
     const int count = static_cast<int>(pixels * perMegapixel / 1e6);
     constexpr std::int64_t kReach = 8;
     for (int i = 0; i < count; ++i) {
-        const std::int64_t x = static_cast<std::int64_t>(Uniform(random) * static_cast<double>(picture.SizeX()));
-        const std::int64_t y = static_cast<std::int64_t>(Uniform(random) * static_cast<double>(picture.SizeY()));
-        const double size = 1.0 + 1.5 * Uniform(random);
-        const double light = (Uniform(random) < 0.5 ? -0.12 : 0.12) * (0.5 + Uniform(random));
+        const std::int64_t x = static_cast<std::int64_t>(OpenUniform(random) * static_cast<double>(picture.SizeX()));
+        const std::int64_t y = static_cast<std::int64_t>(OpenUniform(random) * static_cast<double>(picture.SizeY()));
+        const double size = 1.0 + 1.5 * OpenUniform(random);
+        const double light = (OpenUniform(random) < 0.5 ? -0.12 : 0.12) * (0.5 + OpenUniform(random));
         for (std::int64_t py = std::max<std::int64_t>(0, y - kReach); py <= y + kReach; ++py) {
             for (std::int64_t px = std::max<std::int64_t>(0, x - kReach); px <= x + kReach; ++px) {
                 const auto column = static_cast<std::uint64_t>(px);
@@ -99,7 +95,7 @@ std::vector<double> CoarseNoise(std::mt19937& random, std::int64_t width, std::i
     const std::int64_t pad = 2;
     const std::int64_t stride = width + 2 * pad;
     std::vector<double> fine(static_cast<std::size_t>(stride * (height + 2 * pad)));
-    for (double& value : fine) value = Normal(random);
+    for (double& value : fine) value = Gaussian(random);
     std::vector<double> coarse(static_cast<std::size_t>(width * height));
     for (std::int64_t y = 0; y < height; ++y) {
         for (std::int64_t x = 0; x < width; ++x) {
@@ -126,11 +122,11 @@ std::vector<Vesicle> PlaceVesicles(std::mt19937& random, std::uint64_t width, st
         for (int attempt = 0; attempt < kTries; ++attempt) {
             Vesicle vesicle;
             vesicle.radiusPx = radius;
-            vesicle.x = clear + Uniform(random) * (static_cast<double>(width) - 1.0 - 2.0 * clear);
-            vesicle.y = clear + Uniform(random) * (static_cast<double>(height) - 1.0 - 2.0 * clear);
-            vesicle.brightness = 0.24 + 0.10 * Uniform(random);
-            vesicle.ovalness = 0.05 * Uniform(random);
-            vesicle.direction = kPi * Uniform(random);
+            vesicle.x = clear + OpenUniform(random) * (static_cast<double>(width) - 1.0 - 2.0 * clear);
+            vesicle.y = clear + OpenUniform(random) * (static_cast<double>(height) - 1.0 - 2.0 * clear);
+            vesicle.brightness = 0.24 + 0.10 * OpenUniform(random);
+            vesicle.ovalness = 0.05 * OpenUniform(random);
+            vesicle.direction = kPi * OpenUniform(random);
             const bool free = std::all_of(placed.begin(), placed.end(), [&](const Vesicle& other) {
                 return std::hypot(vesicle.x - other.x, vesicle.y - other.y) >= radius + other.radiusPx + gapPx;
             });
@@ -160,7 +156,7 @@ qvox::VoxelImage<float> DrawPicture(std::mt19937& random, std::uint64_t width, s
     qvox::VoxelImage<float> picture;
     picture.Resize(width, height, 1);
     for (std::uint64_t i = 0; i < light.VoxelCount(); ++i) {
-        picture[i] = static_cast<float>(light[i] + (look.grain * Normal(random) + look.coarseGrain * coarse[i]));
+        picture[i] = static_cast<float>(light[i] + (look.grain * Gaussian(random) + look.coarseGrain * coarse[i]));
     }
     DrawDebris(random, picture, look.debrisPerMegapixel);
     return picture;

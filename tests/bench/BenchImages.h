@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "VoxelImage.h"
+#include "support/Random.h"
 
 namespace korvane_bench {
 
@@ -37,9 +38,8 @@ inline std::vector<float> BoxTransposed(const std::vector<float>& in, std::size_
 /// Noise of one grey value per voxel, smoothed three times by boxes (near Gaussian); 0 leaves it as it is.
 inline std::vector<float> SmoothNoise(std::size_t size, std::size_t radius, unsigned seed) {
     std::mt19937 random(seed);
-    std::uniform_real_distribution<float> value(0.0f, 1.0f);
     std::vector<float> image(size * size);
-    for (float& v : image) v = value(random);
+    for (float& v : image) v = korvane_test::Uniform(random);
     for (int pass = 0; radius > 0 && pass < 6; ++pass) image = BoxTransposed(image, size, size, radius);
     return image;
 }
@@ -53,15 +53,14 @@ struct DiscPlace {
 /// `count` discs that do not touch, on a jittered grid.
 inline std::vector<DiscPlace> DiscPlaces(std::size_t size, std::size_t count, unsigned seed) {
     std::mt19937 random(seed);
-    std::uniform_real_distribution<double> part(0.0, 1.0);
     const auto side = static_cast<std::size_t>(std::ceil(std::sqrt(static_cast<double>(count))));
     const double cell = static_cast<double>(size) / static_cast<double>(side);
     std::vector<DiscPlace> places;
     for (std::size_t i = 0; i < count; ++i) {
-        const double radius = cell * (0.15 + 0.2 * part(random));
+        const double radius = cell * (0.15 + 0.2 * korvane_test::UniformDouble(random));
         const double room = cell / 2.0 - radius - 2.0;
-        places.push_back({(static_cast<double>(i % side) + 0.5) * cell + (2.0 * part(random) - 1.0) * room,
-                          (static_cast<double>(i / side) + 0.5) * cell + (2.0 * part(random) - 1.0) * room, radius});
+        places.push_back({(static_cast<double>(i % side) + 0.5) * cell + (2.0 * korvane_test::UniformDouble(random) - 1.0) * room,
+                          (static_cast<double>(i / side) + 0.5) * cell + (2.0 * korvane_test::UniformDouble(random) - 1.0) * room, radius});
     }
     return places;
 }

@@ -29,6 +29,7 @@
 #include "StageLimits.h"
 #include "generator/SamplePicture.h"
 #include "reference/PlainDetection.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -91,7 +92,7 @@ VoxelImage<float> DrawTexture(std::uint64_t size, int grain) {
     std::mt19937 random(11);
     VoxelImage<float> noise;
     noise.Resize(size, size, 1);
-    for (float& v : noise) v = static_cast<float>(random() >> 8) / 16777216.0f;
+    for (float& v : noise) v = korvane_test::Uniform(random);
     VoxelImage<float> out(noise);
     for (int pass = 0; pass < (grain > 1 ? 3 : 0); ++pass) {
         for (std::uint64_t y = 0; y < size; ++y) {

@@ -5,6 +5,7 @@
 #include "BenchSupport.h"
 #include "operations/DiffusionWith.h"
 #include "reference/PlainDiffusion.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -20,12 +21,11 @@ VoxelImage<std::uint16_t> Discs(std::uint64_t size) {
     VoxelImage<std::uint16_t> image;
     image.Resize(size, size, 1);
     std::mt19937 random(1);
-    std::uniform_int_distribution<int> noise(-4000, 4000);
     for (std::uint64_t y = 0; y < size; ++y) {
         for (std::uint64_t x = 0; x < size; ++x) {
             const auto dx = static_cast<std::int64_t>(x % 100) - 50;
             const auto dy = static_cast<std::int64_t>(y % 100) - 50;
-            image(x, y) = static_cast<std::uint16_t>((dx * dx + dy * dy < 900 ? 42000 : 26000) + noise(random));
+            image(x, y) = static_cast<std::uint16_t>((dx * dx + dy * dy < 900 ? 42000 : 26000) + korvane_test::UniformInt(random, -4000, 4000));
         }
     }
     return image;

@@ -12,6 +12,7 @@
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
 #include "reference/PlainShape.h"
+#include "support/Random.h"
 #include "support/Shapes.h"
 
 namespace {
@@ -109,13 +110,12 @@ void Print(const char* shape, double size, const std::array<std::vector<double>,
 }
 
 void Discs(double aspect, std::mt19937& random) {
-    std::uniform_real_distribution<double> part(0.0, 1.0);
     char name[32];
     std::snprintf(name, sizeof name, "disc, pixels 1 : %.1f", aspect);
     for (const double radius : {6.0, 8.0, 10.0, 12.0, 15.0, 20.0, 30.0, 40.0, 60.0, 80.0}) {
         std::array<std::vector<double>, 4> roundness;
         for (int i = 0; i < kPlacements; ++i) {
-            const Placement place{radius + 2.0 + part(random), radius / aspect + 2.0 + part(random), 0.0};
+            const Placement place{radius + 2.0 + korvane_test::UniformDouble(random), radius / aspect + 2.0 + korvane_test::UniformDouble(random), 0.0};
             const Measured m = Measure(
                 korvane_test::DigitalEllipse(2.0 * radius + 6.0 * aspect, aspect, place, radius, radius), aspect);
             for (std::size_t k = 0; k < 4; ++k) {
@@ -128,10 +128,9 @@ void Discs(double aspect, std::mt19937& random) {
 
 template <typename Draw>
 void Outlines(const char* name, double size, double imageSize, double truth, std::mt19937& random, Draw draw) {
-    std::uniform_real_distribution<double> part(0.0, 1.0);
     std::array<std::vector<double>, 4> ratios;
     for (int i = 0; i < kPlacements; ++i) {
-        const Placement place{imageSize / 2.0 + part(random), imageSize / 2.0 + part(random), kPi * part(random)};
+        const Placement place{imageSize / 2.0 + korvane_test::UniformDouble(random), imageSize / 2.0 + korvane_test::UniformDouble(random), kPi * korvane_test::UniformDouble(random)};
         const Measured m = Measure(draw(imageSize, place), 1.0);
         for (std::size_t k = 0; k < 4; ++k) ratios[k].push_back(m.perimeters[k] / truth);
     }

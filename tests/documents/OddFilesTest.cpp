@@ -15,12 +15,13 @@
 #include "ImageLoading.h"
 #include "PathText.h"
 #include "files/ImageFile.h"
+#include "support/TestData.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kOdd = KORVANE_SOURCE_DIR "/../shared/data/odd";
+const fs::path kOdd = korvane_test::TestData("odd");
 
 struct Listed {
     std::string name;
@@ -77,7 +78,7 @@ struct Count {
 class OddFiles : public testing::Test {
 protected:
     void SetUp() override {
-        if (!fs::exists(kOdd)) GTEST_SKIP() << "the odd files are not beside the source folder";
+        KORVANE_NEED_TEST_DATA("odd");
         std::ifstream file(KORVANE_SOURCE_DIR "/docs/ODD_FILES.md");
         document_.assign(std::istreambuf_iterator<char>(file), {});
         ASSERT_FALSE(document_.empty());

@@ -86,6 +86,7 @@ void CatchLibraryWarnings() {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    if (GTEST_FLAG_GET(list_tests)) return RUN_ALL_TESTS();  // needs no display
     wxSetAssertHandler(&FailOnAssertion);
     CatchLibraryWarnings();
     wxApp::SetInstance(new TestApp);

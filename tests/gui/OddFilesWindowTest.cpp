@@ -13,13 +13,14 @@
 #include "MainFrame.h"
 #include "PathText.h"
 #include "SingleImageCanvas.h"
+#include "support/TestData.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace Korvane;
 
-const fs::path kOdd = KORVANE_SOURCE_DIR "/../shared/data/odd";
+const fs::path kOdd = korvane_test::TestData("odd");
 
 /// Keeps the errors that a person is told.
 class ErrorLog : public wxLog {
@@ -48,7 +49,7 @@ void HandleEvents() {
 class OddFilesInTheWindow : public testing::Test {
 protected:
     void SetUp() override {
-        if (!fs::exists(kOdd)) GTEST_SKIP() << "the odd files are not beside the source folder";
+        KORVANE_NEED_TEST_DATA("odd");
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(kOdd)) {
             if (entry.is_regular_file() && entry.path().extension() != ".tsv") names_.push_back(entry.path().string());
         }

@@ -14,6 +14,7 @@
 #include "MainWindow.h"
 #include "SingleImageCanvas.h"
 #include "files/ImageFile.h"
+#include "support/Random.h"
 
 // Whatever a person may do, in any order: the window must stay whole.
 
@@ -29,7 +30,7 @@ unsigned long FromEnvironment(const char* name, unsigned long otherwise) {
 
 class RandomWalk : public MainWindow {
 protected:
-    int Draw(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); }
+    int Draw(int low, int high) { return UniformInt(random, low, high); }
 
     void WritePictures() {
         struct Picture {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "bits/ColumnGrid.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -97,7 +98,7 @@ void ExpectPlainMarks(std::mt19937& random, int width, int height, int limit, Br
             isTileWanted.insert({y0, x0});
         }
     }
-    std::shuffle(tiles.begin(), tiles.end(), random);
+    korvane_test::Shuffle(random, tiles);
     const int dropped = Between(random, 2, 9);
     const auto isWanted = [&](Position at) {
         return (at.first + at.second) % dropped != 0 &&

@@ -12,13 +12,14 @@
 
 #include "DetectionDriver.h"
 #include "files/ImageFile.h"
+#include "support/TestData.h"
 
 namespace {
 
 using qvox::LabelImage;
 using qvox::VoxelImage;
 
-const std::string kFolder = KORVANE_SOURCE_DIR "/../shared/data/real/";
+const std::string kFolder = korvane_test::TestData("real").string() + "/";
 
 /// Pixels per micrometre at which the pictures' objects have the pipeline's nominal size.
 constexpr float kNominal = 672.0f;
@@ -67,7 +68,7 @@ struct Expectation {
 class RealPictures : public ::testing::TestWithParam<Expectation> {};
 
 TEST_P(RealPictures, MostDrawnObjectsAreFound) {
-    if (!std::filesystem::exists(kFolder)) GTEST_SKIP() << "no pictures with drawn masks at hand";
+    KORVANE_NEED_TEST_DATA("real");
     const std::string base = kFolder + GetParam().name;
     const VoxelImage<float> raw = LoadPicture(base + ".tif");
     LabelImage drawn;

@@ -35,6 +35,7 @@
 #include "reference/PlainWatershed.h"
 #include "support/MatTools.h"
 #include "support/Phantoms.h"
+#include "support/Random.h"
 #include "support/TestImages.h"
 
 namespace {
@@ -50,7 +51,7 @@ public:
     }
     bool OneIn(int n) { return Between(1, n) == 1; }
     std::uint32_t Seed() { return static_cast<std::uint32_t>(random_()); }
-    float Fraction() { return static_cast<float>(random_() >> 8) / 16777216.0f; }
+    float Fraction() { return korvane_test::Uniform(random_); }
 
 private:
     std::mt19937 random_;

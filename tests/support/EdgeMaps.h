@@ -6,6 +6,8 @@
 #include <opencv2/imgproc.hpp>
 #include <random>
 
+#include "support/Random.h"
+
 // Edge maps as detection sees them, made from seeded pictures. Header-only, so that only what links OpenCV pays for it.
 namespace korvane_test {
 
@@ -40,7 +42,7 @@ inline cv::Mat NoisePicture(int width, int height, double sigma, std::uint32_t s
     cv::Mat picture(height, width, CV_32F);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
-            picture.at<float>(y, x) = static_cast<float>(random() >> 8) / 16777216.0f;
+            picture.at<float>(y, x) = Uniform(random);
         }
     }
     if (sigma > 0.0) {
@@ -60,7 +62,7 @@ struct DiscPicture {
 /// Discs of varying grey on an even ground, with noise, blurred; they may touch and overlap.
 inline cv::Mat PictureOfDiscs(int width, int height, const DiscPicture& look, std::uint32_t seed) {
     std::mt19937 random(seed);
-    const auto uniform = [&] { return static_cast<double>(random() >> 8) / 16777216.0; };
+    const auto uniform = [&] { return static_cast<double>(Uniform(random)); };
     cv::Mat picture(height, width, CV_32F, cv::Scalar(0.6));
     const int count = static_cast<int>(std::ceil(look.discsPerMegapixel * width * height / 1.0e6));
     for (int i = 0; i < count; ++i) {

@@ -6,12 +6,14 @@
 
 #include <opencv2/core.hpp>
 
+#include "support/Random.h"
+
 namespace korvane_test {
 
 /// A small random 0/1 float mask: sparse or dense noise, discs, rectangles and lines, sometimes inverted, often
 /// touching the border; single rows and columns, empty and full ones occur.
 inline cv::Mat RandomMask(std::mt19937& random, int maxSide) {
-    const auto draw = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+    const auto draw = [&](int low, int high) { return UniformInt(random, low, high); };
     const int width = draw(0, 9) == 0 ? 1 : draw(1, maxSide);
     const int height = draw(0, 9) == 0 ? 1 : draw(1, maxSide);
     cv::Mat mask = cv::Mat::zeros(height, width, CV_32FC1);

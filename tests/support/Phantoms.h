@@ -9,16 +9,12 @@
 #include <opencv2/imgproc.hpp>
 
 #include "VoxelImage.h"
+#include "support/Random.h"
 
-/// Seeded pictures for differential tests. Only the raw bits of the generator are used, never a distribution of the
-/// standard library, so a seed gives the same picture with every compiler.
+/// Seeded pictures for differential tests.
 namespace korvane_test {
 
-/// Uniform in [0, 1), and in [low, high).
-inline float Uniform(std::mt19937& random) { return static_cast<float>(random() >> 8) / 16777216.0f; }
-inline float Uniform(std::mt19937& random, float low, float high) { return low + (high - low) * Uniform(random); }
-
-/// RunsContaining a map in place so that its smallest value is exactly 0 and its largest exactly 1; a constant becomes 0.
+/// Stretches a map in place so that its smallest value is exactly 0 and its largest exactly 1; a constant becomes 0.
 inline void SpanZeroToOne(cv::Mat& map) {
     double low = 0.0;
     double high = 0.0;

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "VoxelImage.h"
+#include "support/Random.h"
 
 namespace korvane_test {
 
@@ -56,8 +57,7 @@ template <typename T>
 qvox::VoxelImage<T> RandomImage(std::mt19937& random, std::uint64_t width, std::uint64_t height, int low, int high) {
     qvox::VoxelImage<T> image;
     image.Resize(width, height, 1);
-    std::uniform_int_distribution<int> value(low, high);
-    for (T& voxel : image) voxel = static_cast<T>(value(random));
+    for (T& voxel : image) voxel = static_cast<T>(UniformInt(random, low, high));
     return image;
 }
 

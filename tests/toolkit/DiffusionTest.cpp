@@ -14,6 +14,7 @@
 
 #include "operations/DiffusionWith.h"
 #include "reference/PlainDiffusion.h"
+#include "support/Random.h"
 #include "support/TestImages.h"
 
 using korvane_reference::PlainEdgeEnhancingDiffusion;
@@ -103,11 +104,10 @@ Image SmoothNoise(std::mt19937& random, std::uint64_t width, std::uint64_t heigh
 /// Dark rings and bright discs under noise; a few voxels are 0, as those of the brightest grey level come in.
 Image Discs(std::mt19937& random, std::uint64_t width, std::uint64_t height, int noiseLevel) {
     Image image = RandomImage<std::uint16_t>(random, width, height, 30000 - noiseLevel, 30000 + noiseLevel);
-    std::uniform_real_distribution<double> unit(0, 1);
     for (int disc = 0; disc < 6; ++disc) {
-        const double cx = unit(random) * static_cast<double>(width);
-        const double cy = unit(random) * static_cast<double>(height);
-        const double radius = 3 + 12 * unit(random);
+        const double cx = korvane_test::UniformDouble(random) * static_cast<double>(width);
+        const double cy = korvane_test::UniformDouble(random) * static_cast<double>(height);
+        const double radius = 3 + 12 * korvane_test::UniformDouble(random);
         for (std::uint64_t y = 0; y < height; ++y) {
             for (std::uint64_t x = 0; x < width; ++x) {
                 const double r = std::hypot(static_cast<double>(x) - cx, static_cast<double>(y) - cy);
@@ -116,7 +116,7 @@ Image Discs(std::mt19937& random, std::uint64_t width, std::uint64_t height, int
             }
         }
     }
-    image[static_cast<std::uint64_t>(unit(random) * static_cast<double>(image.VoxelCount() - 1))] = 0;
+    image[static_cast<std::uint64_t>(korvane_test::UniformDouble(random) * static_cast<double>(image.VoxelCount() - 1))] = 0;
     return image;
 }
 
@@ -252,10 +252,9 @@ TEST(Diffusion, SmoothsAlongADiagonalEdgeAndNotAcrossIt) {
     Image image;
     image.Resize(80, 80, 1);
     std::mt19937 random(7);
-    std::uniform_int_distribution<int> noise(-3000, 3000);
     for (std::uint64_t y = 0; y < 80; ++y) {
         for (std::uint64_t x = 0; x < 80; ++x)
-            image(x, y) = static_cast<std::uint16_t>((x + y < 80 ? 20000 : 45000) + noise(random));
+            image(x, y) = static_cast<std::uint16_t>((x + y < 80 ? 20000 : 45000) + korvane_test::UniformInt(random, -3000, 3000));
     }
     const Image diffused = Diffused(image);
     double bright = 0;

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "files/ImageFile.h"
+#include "support/Random.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestImages.h"
 
@@ -128,13 +129,12 @@ TEST(ImageFile, ProbesTheCodesOfTheVoxelTypes) {
 
 TEST(ImageFile, KeepsEveryResolutionBitForBit) {
     std::mt19937 random(5);
-    std::uniform_real_distribution<float> exponent(-3.0f, 5.0f);
     const TemporaryFolder folder;
     const std::string path = folder.File("a.tif");
     VoxelImage<std::uint8_t> image;
     image.Resize(1, 1, 1);
     image.Zero();
-    const auto any = [&] { return random() % 8 == 0 ? 0.0f : std::pow(10.0f, exponent(random)); };
+    const auto any = [&] { return random() % 8 == 0 ? 0.0f : std::pow(10.0f, korvane_test::Uniform(random, -3.0f, 5.0f)); };
     for (int i = 0; i < 600; ++i) {
         const PixelResolution resolution{any(), any(), any()};
         image.SetResolution(resolution);

@@ -6,6 +6,7 @@
 
 #include "RasterOperationsSupport.h"
 #include "reference/PlainLine.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -38,14 +39,14 @@ TEST(DrawLine, IncludesBothEndsAndRoundsHalvesAwayFromTheStart) {
 
 TEST(DrawLine, EqualsThePlainVersionInsideAndAcrossTheBorder) {
     std::mt19937 random(15);
-    std::uniform_int_distribution<std::int64_t> coordinate(-40, 60);
+    const auto coordinate = [&] { return std::int64_t{korvane_test::UniformInt(random, -40, 60)}; };
     for (const auto& [width, height] : TrialSizes()) {
         Image image;
         image.Resize(width, height, 2);
         image.Zero();
         for (int trial = 0; trial < 300; ++trial) {
-            const Point start{coordinate(random), coordinate(random), coordinate(random) / 30};
-            const Point end{coordinate(random), coordinate(random), coordinate(random) / 30};
+            const Point start{coordinate(), coordinate(), coordinate() / 30};
+            const Point end{coordinate(), coordinate(), coordinate() / 30};
             const auto value = static_cast<std::uint16_t>(trial + 1);
             Image drawn(image);
             qvox::DrawLine(drawn, start, end, value);

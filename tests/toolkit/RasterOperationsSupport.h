@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 
+#include "support/Random.h"
 #include "support/TestImages.h"
 #include "support/TrialSizes.h"
 
@@ -15,8 +16,7 @@ inline qvox::VoxelImage<bool> RandomMask(std::mt19937& random, std::uint64_t wid
                                          double density) {
     qvox::VoxelImage<bool> mask;
     mask.Resize(width, height, 1);
-    std::bernoulli_distribution set(density);
-    for (bool& voxel : mask) voxel = set(random);
+    for (bool& voxel : mask) voxel = UniformDouble(random) < density;
     return mask;
 }
 

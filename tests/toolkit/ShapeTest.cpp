@@ -10,6 +10,7 @@
 
 #include "operations/Labelling.h"
 #include "reference/PlainShape.h"
+#include "support/Random.h"
 #include "support/Shapes.h"
 #include "support/TestImages.h"
 #include "support/TrialSizes.h"
@@ -43,11 +44,11 @@ double Roundness(const ComponentImage& components) {
 // The same numbers in whichever order their factors come: a factor of four is exact. No refinement, segmentation or
 // table may round otherwise than the others.
 TEST(Roundness, HasTheSameBitsWhicheverWayItIsWritten) {
-    std::mt19937_64 random(7);
-    std::uniform_real_distribution<double> exponent(-40.0, 40.0);
+    std::mt19937 random(7);
+    const auto exponent = [&] { return 80.0 * korvane_test::UniformDouble(random) - 40.0; };
     for (int trial = 0; trial < 1000000; ++trial) {
-        const double area = std::exp2(exponent(random));
-        const double perimeter = std::exp2(exponent(random));
+        const double area = std::exp2(exponent());
+        const double perimeter = std::exp2(exponent());
         const double roundness = qvox::Roundness(area, perimeter);
         ASSERT_EQ(roundness, area * 4.0 * kPi / (perimeter * perimeter)) << area << ", " << perimeter;
         ASSERT_EQ(roundness, 4.0 * kPi * area / (perimeter * perimeter)) << area << ", " << perimeter;
@@ -55,10 +56,10 @@ TEST(Roundness, HasTheSameBitsWhicheverWayItIsWritten) {
 }
 
 TEST(EquivalentDiameter, IsThatOfTheDiscOfTheSameArea) {
-    std::mt19937_64 random(8);
-    std::uniform_real_distribution<double> exponent(-40.0, 40.0);
+    std::mt19937 random(8);
+    const auto exponent = [&] { return 80.0 * korvane_test::UniformDouble(random) - 40.0; };
     for (int trial = 0; trial < 1000000; ++trial) {
-        const double area = std::exp2(exponent(random));
+        const double area = std::exp2(exponent());
         ASSERT_EQ(qvox::EquivalentDiameter(area), std::sqrt(area * 4.0 / kPi)) << area;
     }
     EXPECT_EQ(qvox::EquivalentDiameter(0.0), 0.0);
@@ -113,10 +114,9 @@ Statistics StatisticsOf(const std::vector<double>& values) {
 
 /// Roundness of digital discs of this radius, in voxel widths, at random centres.
 Statistics DiscRoundness(double radius, double aspect, std::mt19937& random) {
-    std::uniform_real_distribution<double> part(0.0, 1.0);
     std::vector<double> values;
     for (int i = 0; i < 200; ++i) {
-        const Placement place{radius + 2.0 + part(random), radius / aspect + 2.0 + part(random), 0.0};
+        const Placement place{radius + 2.0 + korvane_test::UniformDouble(random), radius / aspect + 2.0 + korvane_test::UniformDouble(random), 0.0};
         LabelImage disc = korvane_test::DigitalEllipse(2.0 * radius + 6.0 * aspect, aspect, place, radius, radius);
         disc.SetResolution({100.0f, 100.0f / static_cast<float>(aspect), 0.0f});
         values.push_back(Roundness(Label(disc)));
@@ -151,13 +151,12 @@ TEST(EstimateShape, DiscsOnOblongPixelsAreRound) {
 
 TEST(EstimateShape, TheOutlineOfEllipsesUpTo3To1IsWithin3PerCentOnAverage) {
     std::mt19937 random(3);
-    std::uniform_real_distribution<double> part(0.0, 1.0);
     for (const double ratio : {1.5, 2.0, 3.0}) {
         for (const double half : {6.0, 10.0, 20.0}) {
             const double size = 2.0 * ratio * half + 6.0;
             double sum = 0.0;
             for (int i = 0; i < 200; ++i) {
-                const Placement place{size / 2.0 + part(random), size / 2.0 + part(random), kPi * part(random)};
+                const Placement place{size / 2.0 + korvane_test::UniformDouble(random), size / 2.0 + korvane_test::UniformDouble(random), kPi * korvane_test::UniformDouble(random)};
                 sum += Perimeter(Label(korvane_test::DigitalEllipse(size, 1.0, place, ratio * half, half)));
             }
             EXPECT_NEAR(sum / 200.0 / korvane_test::EllipsePerimeter(ratio * half, half), 1.0, 0.03)
@@ -168,12 +167,11 @@ TEST(EstimateShape, TheOutlineOfEllipsesUpTo3To1IsWithin3PerCentOnAverage) {
 
 TEST(EstimateShape, TheOutlineOfRotatedSquaresIsWithin3PerCentOnAverage) {
     std::mt19937 random(4);
-    std::uniform_real_distribution<double> part(0.0, 1.0);
     for (const double side : {12.0, 20.0, 40.0, 80.0}) {
         const double size = 1.5 * side + 6.0;
         double sum = 0.0;
         for (int i = 0; i < 300; ++i) {
-            const Placement place{size / 2.0 + part(random), size / 2.0 + part(random), kPi * part(random)};
+            const Placement place{size / 2.0 + korvane_test::UniformDouble(random), size / 2.0 + korvane_test::UniformDouble(random), kPi * korvane_test::UniformDouble(random)};
             sum += Perimeter(Label(korvane_test::DigitalSquare(size, 1.0, place, side)));
         }
         EXPECT_NEAR(sum / 300.0 / (4.0 * side), 1.0, 0.03) << "side " << side;

@@ -12,6 +12,7 @@
 
 #include "files/ImageFile.h"
 #include "support/AddressSpace.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -19,7 +20,6 @@ namespace fs = std::filesystem;
 using qvox::VoxelImage;
 using qvox::VoxelType;
 
-const fs::path kData = KORVANE_SOURCE_DIR "/../shared/data";
 
 template <typename T>
 void Load(const std::string& path) {
@@ -87,9 +87,9 @@ int TryApart(const std::string& path) {
 }
 
 TEST(SharedImages, EveryOddFileLoadsOrIsRefusedInTimeAndMemory) {
-    if (!fs::exists(kData / "odd")) GTEST_SKIP() << "the odd files are not beside the source folder";
+    KORVANE_NEED_TEST_DATA("odd");
     std::vector<std::string> paths;
-    for (const auto& entry : fs::recursive_directory_iterator(kData / "odd")) {
+    for (const auto& entry : fs::recursive_directory_iterator(korvane_test::TestData("odd"))) {
         if (entry.is_regular_file() && entry.path().extension() != ".tsv") paths.push_back(entry.path().string());
     }
     std::sort(paths.begin(), paths.end());
@@ -122,7 +122,7 @@ struct KnownSize {
 };
 
 TEST(SharedImages, PixelSizesOfManyWritersAreTheTrueOnes) {
-    if (!fs::exists(kData / "meta")) GTEST_SKIP() << "the files of many writers are not beside the source folder";
+    KORVANE_NEED_TEST_DATA("meta");
     const KnownSize known[] = {
         {"imagej_xy_8bit__em_mitochondria_er.tif", 8, 8},
         {"imagej_xy_16bit_calibrated__nuclei_various_shapes.tif", 200, 200},
@@ -163,10 +163,10 @@ TEST(SharedImages, PixelSizesOfManyWritersAreTheTrueOnes) {
         {"tifffile_rgb_spacing-3px.tiff", 0, 0},
     };
     std::set<std::string> unknown;
-    for (const auto& entry : fs::directory_iterator(kData / "meta")) unknown.insert(entry.path().filename().string());
+    for (const auto& entry : fs::directory_iterator(korvane_test::TestData("meta"))) unknown.insert(entry.path().filename().string());
     for (const KnownSize& file : known) {
         unknown.erase(file.name);
-        const qvox::ImageFileInfo info = qvox::InspectImageFile((kData / "meta" / file.name).string());
+        const qvox::ImageFileInfo info = qvox::InspectImageFile((korvane_test::TestData("meta") / file.name).string());
         EXPECT_FALSE(info.resolutionNote.empty()) << file.name;
         const auto expected = [](double nanometres) { return nanometres == 0.0 ? 0.0 : 1000.0 / nanometres; };
         EXPECT_NEAR(static_cast<double>(info.resolution.x), expected(file.nanometresX),
@@ -180,14 +180,14 @@ TEST(SharedImages, PixelSizesOfManyWritersAreTheTrueOnes) {
 }
 
 TEST(SharedImages, EveryFileOfManyWritersLoadsOrIsOfAnotherKind) {
-    if (!fs::exists(kData / "meta")) GTEST_SKIP() << "the files of many writers are not beside the source folder";
+    KORVANE_NEED_TEST_DATA("meta");
     for (const char* folder : {"meta", "real"}) {
-        for (const auto& entry : fs::directory_iterator(kData / folder)) {
+        for (const auto& entry : fs::directory_iterator(korvane_test::TestData(folder))) {
             const Outcome outcome = Try(entry.path().string());
             EXPECT_TRUE(outcome == Outcome::kLoaded || outcome == Outcome::kUnsupported) << entry.path();
         }
     }
-    const auto info = [](const char* name) { return qvox::InspectImageFile((kData / name).string()); };
+    const auto info = [](const char* name) { return qvox::InspectImageFile(korvane_test::TestData(name).string()); };
     EXPECT_EQ(info("real/tem_cell_8020_1hr-10.tif").type, VoxelType::kUint8);
     EXPECT_EQ(info("meta/rsciio_olympus_SIS.tif").type, VoxelType::kUint16);
     EXPECT_EQ(info("meta/cylindra_13pf_MT.tif").sizeZ, 36u);

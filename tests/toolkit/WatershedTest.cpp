@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "reference/PlainWatershed.h"
+#include "support/Random.h"
 #include "support/TestImages.h"
 #include "support/TrialSizes.h"
 
@@ -58,7 +59,7 @@ float RandomLevel(std::mt19937& random, int kind) {
                                             -1e-45f, 1.1754944e-38f, 3.4028235e38f, -3.4028235e38f, 1.0f, -1.0f};
     switch (kind) {
         case 0:  // real numbers of one narrow range
-            return std::uniform_real_distribution<float>(0.0f, 1.0f)(random);
+            return korvane_test::Uniform(random);
         case 1:  // plateaus
             return static_cast<float>(random() % 4);
         case 2:  // any bit pattern, NaN of every kind included

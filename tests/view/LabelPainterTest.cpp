@@ -9,6 +9,7 @@
 
 #include "LabelColours.h"
 #include "reference/PlainLabelPainter.h"
+#include "support/Random.h"
 #include "support/TestImages.h"
 
 namespace Korvane {
@@ -41,8 +42,7 @@ LabelImage BlockLabels(std::mt19937& random, std::uint64_t width, std::uint64_t 
 VoxelImage<float> RandomRaw(std::mt19937& random, std::uint64_t width, std::uint64_t height) {
     VoxelImage<float> raw;
     raw.Resize(width, height, 1);
-    std::uniform_real_distribution<float> value(-70.0f, 65535.0f);
-    for (float& voxel : raw) voxel = value(random);
+    for (float& voxel : raw) voxel = korvane_test::Uniform(random, -70.0f, 65535.0f);
     return raw;
 }
 

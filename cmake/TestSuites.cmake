@@ -1,0 +1,38 @@
+# One entry of ctest for each suite of a test program, so that `ctest -R NAME` finds it. One for each test would start too
+# many processes; those with a window need a display each.
+#
+# korvane_add_suites(PROGRAM [COMMAND WRAPPER...] [SUFFIX TEXT] [FILTER GTEST_FILTER] [LONG SUITE...]
+#                    [PROPERTIES NAME VALUE...])
+# The program is asked for its suites after it was linked. Entries are named PROGRAM.SUITE, with the suffix after it; suites
+# named LONG have the label `long`, the others `quick`.
+set(KORVANE_LIST_SUITES ${CMAKE_CURRENT_LIST_DIR}/ListSuites.cmake)
+
+function(korvane_add_suites program)
+    cmake_parse_arguments(ARG "" "SUFFIX;FILTER" "COMMAND;LONG;PROPERTIES" ${ARGN})
+    set(entries ${CMAKE_CURRENT_BINARY_DIR}/${program}${ARG_SUFFIX}_suites.cmake)
+    if(NOT ARG_FILTER)
+        set(ARG_FILTER *)
+    endif()
+    # A list inside an argument would come apart on its way.
+    list(JOIN ARG_COMMAND "|" wrapper)
+    list(JOIN ARG_LONG "|" long)
+    list(JOIN ARG_PROPERTIES "|" properties)
+    add_custom_command(TARGET ${program} POST_BUILD
+        COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:${program}> -DNAME=${program} -DSUFFIX=${ARG_SUFFIX}
+            "-DWRAPPER=${wrapper}" "-DFILTER=${ARG_FILTER}" "-DLONG=${long}" "-DPROPERTIES=${properties}"
+            -DOUTPUT=${entries} -P ${KORVANE_LIST_SUITES}
+        BYPRODUCTS ${entries}
+        VERBATIM)
+    set_property(TARGET ${program} APPEND PROPERTY LINK_DEPENDS ${KORVANE_LIST_SUITES})
+    # Until it is built, a test that fails and says so.
+    set(include ${CMAKE_CURRENT_BINARY_DIR}/${program}${ARG_SUFFIX}_include.cmake)
+    file(CONFIGURE OUTPUT ${include} CONTENT [[
+if(EXISTS "@entries@")
+    include("@entries@")
+else()
+    add_test(@program@@ARG_SUFFIX@.not_built @program@@ARG_SUFFIX@.not_built)
+    set_tests_properties(@program@@ARG_SUFFIX@.not_built PROPERTIES LABELS quick)
+endif()
+]] @ONLY)
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${include})
+endfunction()
