@@ -68,9 +68,8 @@ void ImageJob::SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFil
 
 Position ImageJob::Load() {
     const qvox::ImageFileInfo info = Inspect();
-    Position position = DoFileTask(FileTask::kLoadInput, files_.input, [this] { 
-        return LoadPosition(files_.input, run_.input.reading);
-    });
+    Position position = DoFileTask(FileTask::kLoadInput, files_.input,
+                                   [this] { return LoadPosition(files_.input, run_.input.reading); });
     SettleResolution(position.image, info);
     position.labels.SetResolution(position.image.Resolution());
     return position;

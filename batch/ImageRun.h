@@ -23,7 +23,7 @@ wxString ObjectsText(const ImageOutcome& outcome);
 struct ImageRun {
     InputOptions input;
     Places places;
-    WrittenFiles written;  ///< by the jobs
+    WrittenFiles written;                                ///< by the jobs
     WithoutTable withoutTable = WithoutTable::kNoTable;  ///< where measurements go when no table file is named
     GivenPixelSize pixelSize;                            ///< beside the files'
     unsigned jobs = 0;                                   ///< at a time; 0: as many as the process may use processors

@@ -42,9 +42,8 @@ std::string ForeignName(const std::string& pattern, const std::string& image) {
 
 wxString ForeignPath(const ImportOptions& options, const ImageFiles& files) {
     const std::string image = PathBytes(files.input);
-    const std::filesystem::path folder =
-        options.places.labels ? std::filesystem::path(FullPath(*options.places.labels))
-                              : std::filesystem::path(image).parent_path();
+    const std::filesystem::path folder = options.places.labels ? std::filesystem::path(FullPath(*options.places.labels))
+                                                               : std::filesystem::path(image).parent_path();
     return PathText((folder / ForeignName(options.pattern, image)).string());
 }
 
@@ -103,7 +102,8 @@ void RequirePattern(const std::string& pattern) {
 
 void AddImportOptions(CLI::App& command, ImportOptions& options) {
     AddInput(command, options.input);
-    command.add_option("--pattern", options.pattern, "Name of an image's label file, with {stem} for NAME without .tif")
+    command
+        .add_option("--pattern", options.pattern, "Name of an image's label file, with {stem} for NAME without .tif")
         ->required()
         ->type_name("NAME");
     AddOutput(command, options.places);

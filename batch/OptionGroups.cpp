@@ -37,8 +37,10 @@ std::optional<T> ParseNumber(const std::string& text) {
 void AddInput(CLI::App& command, InputOptions& input) {
     command.add_option("IMAGE", input.images, "TIFF files, or folders of them")->required()->type_name("");
     const auto addGlobs = [&command](const char* name, std::vector<std::string>& globs, const char* help) {
-        command.add_option(name, globs, help)->type_name("GLOB")->expected(1)->multi_option_policy(
-            CLI::MultiOptionPolicy::TakeAll);
+        command.add_option(name, globs, help)
+            ->type_name("GLOB")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     };
     addGlobs("--include", input.choice.include,
              "Of folders, only files whose names match; \"seg_*\" and the like also take products of earlier runs");

@@ -19,9 +19,8 @@ namespace {
 constexpr double kLargestLabel = std::numeric_limits<std::uint16_t>::max();
 
 std::string Text(double number) {
-    return std::floor(number) == number && std::abs(number) < 1e15
-               ? std::to_string(static_cast<std::int64_t>(number))
-               : wxString::FromCDouble(number).utf8_string();
+    return std::floor(number) == number && std::abs(number) < 1e15 ? std::to_string(static_cast<std::int64_t>(number))
+                                                                   : wxString::FromCDouble(number).utf8_string();
 }
 
 std::size_t DistinctLabels(const qvox::VoxelImage<double>& numbers) {

@@ -22,9 +22,9 @@ struct FolderChoice {
 /// The images that were asked for, and how many TIFF files of folders were left out.
 struct ImageListing {
     std::vector<std::string> images;
-    std::size_t products = 0;   ///< made by earlier runs
-    std::size_t unchosen = 0;   ///< by the patterns
-    bool fromFolders = false;   ///< a folder was among the arguments
+    std::size_t products = 0;  ///< made by earlier runs
+    std::size_t unchosen = 0;  ///< by the patterns
+    bool fromFolders = false;  ///< a folder was among the arguments
 };
 
 /// The full paths of the images that were asked for, in the order given. A folder stands for its *.tif and *.tiff files

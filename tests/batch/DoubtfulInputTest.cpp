@@ -61,9 +61,9 @@ TEST_F(DoubtfulInput, APixelSizeForImagesWithoutOneLeavesTheOthersAlone) {
     SaveSquares("seg_b.tif");
     const ProgramResult run = RunProgram({"measure", "--pixel-size-if-missing", "4", image, bare});
     EXPECT_EQ(run.messages.find("warning"), std::string::npos) << run.messages;
-    EXPECT_EQ(run.output, RunProgram({"measure", image}).output +
-                              RunProgram({"measure", "--pixel-size", "4", bare}).output.substr(
-                                  run.output.find('\n') + 1));
+    EXPECT_EQ(run.output,
+              RunProgram({"measure", image}).output +
+                  RunProgram({"measure", "--pixel-size", "4", bare}).output.substr(run.output.find('\n') + 1));
 }
 
 TEST_F(DoubtfulInput, AnImageThatIsNoLargerThanAnObjectIsSaid) {
@@ -79,8 +79,9 @@ TEST_F(DoubtfulInput, APixelSizeThatCannotBeRightIsSaidOnce) {
     const std::string image = Save("a.tif", 20.0f);
     SaveSquares("seg_a.tif");
     const ProgramResult run = RunProgram({"measure", "--quiet", image});
-    EXPECT_EQ(run.messages, "warning: '" + image + "' has 50 nm per pixel, outside 0.05 to 20 nm: the size may be "
-                                                   "wrong.\n");
+    EXPECT_EQ(run.messages, "warning: '" + image +
+                                "' has 50 nm per pixel, outside 0.05 to 20 nm: the size may be "
+                                "wrong.\n");
 }
 
 TEST_F(DoubtfulInput, PagesThatAreNotReadAreSaidAndCanBeChosen) {

@@ -75,8 +75,8 @@ TEST(ExpandInputs, ProductsOfEarlierRunsInAFolderAreLeftOutAndCounted) {
     const TemporaryFolder folder;
     Touch(folder.File("a.tif"));
     Touch(folder.File("segment.tif"));
-    const std::vector<std::string> prefixes{"seg_",        "export_",   "calibrated_", "edges_",  "candidates_",
-                                            "filtered_",   "separated_", "relief_",    "markers_"};
+    const std::vector<std::string> prefixes{"seg_",      "export_",    "calibrated_", "edges_",  "candidates_",
+                                            "filtered_", "separated_", "relief_",     "markers_"};
     for (const std::string& prefix : prefixes) Touch(folder.File(prefix + "a.tif"));
     const ImageListing listing = ExpandInputs({folder.Path().string()});
     EXPECT_EQ(listing.images, (std::vector<std::string>{folder.File("a.tif"), folder.File("segment.tif")}));
@@ -105,7 +105,8 @@ TEST(ExpandInputs, PatternsDecideWhichFilesOfFoldersAreTaken) {
     EXPECT_EQ(LeftOutText(ExpandInputs({folder.Path().string()}, {{}, {"b*"}})),
               "2 files of folders left out: 1 product of an earlier run, 1 by name patterns.");
     EXPECT_EQ(LeftOutText(ExpandInputs({folder.File("a1.tif")})), "");
-    EXPECT_THROW(ExpandInputs({folder.File("a1.tif")}, {{"a*"}, {}}), UsageError) << "nothing that it could choose from";
+    EXPECT_THROW(ExpandInputs({folder.File("a1.tif")}, {{"a*"}, {}}), UsageError)
+        << "nothing that it could choose from";
 }
 
 TEST(ExpandInputs, AFolderOfProductsOnlySaysSo) {

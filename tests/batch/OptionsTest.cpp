@@ -104,7 +104,8 @@ TEST(Options, PagesAreCountedFromOne) {
 
 TEST(Options, LuminanceIsAWayToGrey) {
     EXPECT_EQ(Parse<CalibrateOptions>({"calibrate", "--grey", "a"}).colour, qvox::ColourRule::kEqualChannels);
-    EXPECT_EQ(Parse<CalibrateOptions>({"calibrate", "--luminance", "--grey", "a"}).colour, qvox::ColourRule::kLuminance);
+    EXPECT_EQ(Parse<CalibrateOptions>({"calibrate", "--luminance", "--grey", "a"}).colour,
+              qvox::ColourRule::kLuminance);
     EXPECT_NE(Refusal({"calibrate", "--pixel-size", "1", "--luminance", "a"}), "accepted");
 }
 

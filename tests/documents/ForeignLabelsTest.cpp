@@ -41,8 +41,7 @@ protected:
 
 TEST_F(ForeignLabels, WholeNumbersUpToTheLargestLabelAreTakenAsTheyAre) {
     EXPECT_EQ(Load({0.0f, 3.0f, 65535.0f, 1.0f}), "loaded");
-    EXPECT_EQ(std::vector<std::uint16_t>(labels_.begin(), labels_.end()),
-              (std::vector<std::uint16_t>{0, 3, 65535, 1}));
+    EXPECT_EQ(std::vector<std::uint16_t>(labels_.begin(), labels_.end()), (std::vector<std::uint16_t>{0, 3, 65535, 1}));
 }
 
 TEST_F(ForeignLabels, LargerNumbersAreRefusedWithTheNumberOfLabels) {

@@ -13,8 +13,7 @@ qvox::PixelResolution OfNm(double x, double y) {
 TEST(PixelSizeWarning, BothEndsOfTheUsualRangeAreUsual) {
     for (const double nm : {0.05, 0.3, 1.488, 20.0}) EXPECT_EQ(PixelSizeWarning(OfNm(nm, nm)), "") << nm;
     for (const double nm : {0.0499, 20.01, 168.0}) EXPECT_NE(PixelSizeWarning(OfNm(nm, nm)), "") << nm;
-    EXPECT_EQ(PixelSizeWarning(OfNm(25.0, 25.0)),
-              "has 25 nm per pixel, outside 0.05 to 20 nm: the size may be wrong.");
+    EXPECT_EQ(PixelSizeWarning(OfNm(25.0, 25.0)), "has 25 nm per pixel, outside 0.05 to 20 nm: the size may be wrong.");
     EXPECT_EQ(PixelSizeWarning({}), "") << "an undefined size is refused elsewhere";
 }
 
