@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "Assert.h"
 #include "enclosed/EllipticElement.h"
 
 namespace level_sweep {
+
 EnclosedRegionAnalysis::EnclosedRegionAnalysis(const BitPlane& background, int longBranchPx)
     : width_(background.Width()),
       height_(background.Height()),
@@ -16,7 +18,7 @@ EnclosedRegionAnalysis::EnclosedRegionAnalysis(const BitPlane& background, int l
       candidates_(enclosed_.Grid().Words()),
       rings_(enclosed_.Grid().Words()) {}
 
-void EnclosedRegionAnalysis::Analyse(const std::vector<WordPart>& component) {
+void EnclosedRegionAnalysis::Analyse(const std::vector<WordPixels<BitGrid>>& component) {
     touched_.Touch(component);
     UpdateSkeleton();
     const MarkedBranches branches = MarkBranches();
@@ -25,16 +27,23 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPart>& component) {
     const int size = clears ? LargestDistanceOfVisited() : 0;
     touched_.Settle();
     ClearAround(branches, size);
+#ifdef KORVANE_ASSERTIONS
+    constexpr int mostPixels = 1 << 12;  // a check costs as much as thinning the whole map
+    if (width_ <= mostPixels / height_) {
+        CheckInvariants();
+    }
+#endif
 }
 
-// The skeleton's set is what was visited, now or earlier. What is next to the visited, but not visited now, leaves it,
-// so that the visited is thinned as if it were alone. It can only lie behind a visited patch.
+// The skeleton's set contains what this analysis and earlier ones touched. Pixels next to the touched background that are
+// not part of it leave the set, so that the touched background is thinned as if it were alone; pixels further away have
+// no influence.
 void EnclosedRegionAnalysis::UpdateSkeleton() {
-    touched_.DropBesideVisited([&](std::int32_t word, BitGrid::Word pixels) {
+    touched_.DropBesideVisited([&](std::int32_t word, Word pixels) {
         skeleton_.Remove(word, pixels);
         distance_.Remove(word, pixels);
     });
-    touched_.AddVisited([&](std::int32_t word, BitGrid::Word pixels) {
+    touched_.AddVisited([&](std::int32_t word, Word pixels) {
         skeleton_.Add(word, pixels);
         distance_.Add(word, pixels);
     });
@@ -43,9 +52,9 @@ void EnclosedRegionAnalysis::UpdateSkeleton() {
 }
 
 MarkedBranches EnclosedRegionAnalysis::MarkBranches() {
-    // Rows are asked for from the last one up.
+    // Rows are read from the last one up.
     return traces_.Marked(touched_.VisitedTiles(), [&](int x0, int y0, int row) {
-        const BitGrid::Word* rows = touched_.VisitedRows(distance_.TileAt(x0, y0));
+        const Word* rows = touched_.VisitedRows(distance_.TileAt(x0, y0));
         __builtin_prefetch(rows + std::max(row - 8, 0));
         return rows[row];
     });
@@ -60,33 +69,48 @@ int EnclosedRegionAnalysis::LargestDistanceOfVisited() {
     return distance_.Largest(parts_);
 }
 
-void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPart>& component) {
+void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPixels<BitGrid>>& component) {
     const auto linesIn = [&](int column, int y) {
-        const BitGrid::Word lines = traces_.LinesLeftIn(column, y);
+        const Word lines = traces_.LinesLeftIn(column, y);
         return lines == 0 ? lines : lines & touched_.VisitedIn(column, y);
     };
-    enclosed_.Find(component, linesIn, [&](std::size_t word, BitGrid::Word inside, BitGrid::Word ring) {
+    enclosed_.Find(component, linesIn, [&](std::size_t word, Word inside, Word ring) {
         rings_[word] |= ring;
         candidates_[word] = (candidates_[word] | inside) & ~rings_[word];
     });
 }
 
-const std::vector<RowSpan>& EnclosedRegionAnalysis::Ellipse(int size) {
-    std::vector<RowSpan>& spans = ellipses_[size];
-    if (spans.empty()) {
-        spans = ReflectedEllipticElement(size);
+void EnclosedRegionAnalysis::CheckInvariants() const {
+#ifdef KORVANE_ASSERTIONS
+    for (int y = 0; y < height_; ++y) {
+        for (int column = 0; column * 64 < width_; ++column) {
+            KORVANE_ASSERT((CandidatesIn(column, y) & RingsIn(column, y)) == 0);
+            KORVANE_ASSERT((BackgroundIn(column, y) & TouchedIn(column, y)) == 0);
+        }
     }
-    return spans;
+    skeleton_.CheckInvariants();
+    traces_.CheckInvariants();
+    distance_.CheckInvariants();
+    enclosed_.CheckInvariants();
+#endif
+}
+
+const std::vector<PixelRun>& EnclosedRegionAnalysis::Ellipse(int size) {
+    std::vector<PixelRun>& runs = ellipses_[size];
+    if (runs.empty()) {
+        runs = ReflectedEllipticElement(size);
+    }
+    return runs;
 }
 
 void EnclosedRegionAnalysis::ClearAround(const MarkedBranches& branches, int size) {
     if (size == 0) {
         return;
     }
-    const std::vector<RowSpan>& spans = Ellipse(size);
+    const std::vector<PixelRun>& runs = Ellipse(size);
     const auto clear = [&](int endX, int endY) {
-        for (const RowSpan& span : spans) {
-            const PixelRun run{endY + span.dy, std::max(endX + span.dx0, 0), std::min(endX + span.dx1, width_ - 1)};
+        for (const PixelRun& row : runs) {
+            const PixelRun run{endY + row.y, std::max(endX + row.x0, 0), std::min(endX + row.x1, width_ - 1)};
             if (run.y >= 0 && run.y < height_ && run.x0 <= run.x1) {
                 touched_.Clear(run);
             }

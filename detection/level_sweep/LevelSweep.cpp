@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Assert.h"
 #include "EnclosedRegionAnalysis.h"
 #include "bits/BitPlane.h"
 #include "bits/FloatCompare.h"
@@ -28,7 +29,13 @@ BitPlane OpenPixels(const MapView& edges, float openUpTo, const PixelMask& alsoO
 
 }  // namespace
 
-/// The map with all that is known about its components and its background.
+/// The map with its components and its background.
+///
+/// Invariants between removals and sweeps:
+///  1. Each pixel is open, or background, or touched, or was analysed: open pixels are neither background nor touched.
+///  2. A removable pixel is open and at or above the level of the last RemoveConnected.
+///  3. No removable pixel has background in its neighbourhood but those exactly at the level, and those next to pixels
+///     that were cleared or erased since.
 class LevelSweep::State {
 public:
     State(const MapView& edges, float openUpTo, const PixelMask& alsoOpen, const std::vector<float>& levels,
@@ -57,15 +64,15 @@ public:
     }
     const EnclosedRegionAnalysis& Analysis() const { return analysis_; }
 
-    /// What a sweep over the whole map would find is in the components that lost pixels since the last one; those that
+    /// Components that lost pixels since the last sweep are all that a sweep over the whole map would find: those that
     /// are too large may become smaller, all others leave with their first sweep.
     void Sweep() {
         for (const TakenComponent& component : components_.TakeSmall()) {
-            for (const WordPart& part : component.parts) {
+            for (const WordPixels<BitGrid>& part : component.parts) {
                 removable_[part.word] &= ~part.pixels;
             }
             if (component.area < sizes_.minimumAreaPx) {
-                for (const WordPart& part : component.parts) {
+                for (const WordPixels<BitGrid>& part : component.parts) {
                     analysis_.BackgroundAdded(part);
                 }
                 erased_.insert(erased_.end(), component.parts.begin(), component.parts.end());
@@ -73,22 +80,24 @@ public:
             }
             analysis_.Analyse(component.parts);
         }
+        CheckInvariants();
     }
 
     void RemoveAbove(std::size_t level) {
-        erased_.clear();  // what left the map starts nothing here
+        erased_.clear();  // erased pixels start no removal here
         ForEachOpenPixel(buckets_.Above(level), [&](PixelPosition at) { Remove(at); });
-        TellComponents();
+        NotifyComponents();
+        CheckInvariants();
     }
 
-    /// Removes what is above `level` and touches the network, with all that hangs together with it at or above `level`.
-    /// Beyond the pixels whose own level has come, only those next to what left the map since the level before can have
-    /// begun to touch the network.
+    /// Removes the regions of open pixels at or above `level` in which a pixel above it touches background. Beyond the
+    /// pixels whose own level has come, only those next to pixels that were cleared or erased since the level before can
+    /// have begun to touch background.
     void RemoveConnected(std::size_t index) {
         const float level = levels_[index];
         ForEachOpenPixel(buckets_.At(index), [&](PixelPosition at) { removable_.Add(at.x, at.y); });
         if (index > 0) {
-            // These have been removable since the level before: some may leave with others before their turn.
+            // These have been removable since the level before: some may be gone with others by now.
             ForEachOpenPixel(buckets_.At(index - 1), [&](PixelPosition at) {
                 if (removable_.Has(at.x, at.y)) {
                     RemoveIfTouching(at);
@@ -100,17 +109,21 @@ public:
             RemoveIfTouching(at);
         });
         analysis_.TakeCleared([&](int column, int y, Word pixels) { RemoveNextTo(column, y, pixels, level); });
-        for (const WordPart& part : erased_) {
-            const int y = part.word / Grid().WordsPerRow();
-            RemoveNextTo(part.word - Grid().WordAt(0, y), y, part.pixels, level);
+        for (const WordPixels<BitGrid>& part : erased_) {
+            const WordPosition at = Grid().PositionOf(part.word);
+            RemoveNextTo(at.column, at.y, part.pixels, level);
         }
         erased_.clear();
-        TellComponents();
+        NotifyComponents();
+        CheckInvariants();
+        CheckRemoved(level);
     }
 
 private:
-    using Word = BitGrid::Word;
-    static constexpr std::size_t kToldAtOnce = 4096;
+    static constexpr std::size_t kNotifiedAtOnce = 4096;
+#ifdef KORVANE_ASSERTIONS
+    static constexpr std::size_t kMostWordsChecked = 256;
+#endif
 
     static BitPlane Complement(const BitPlane& plane) {
         BitPlane complement(plane.Width(), plane.Height());
@@ -125,10 +138,10 @@ private:
 
     const BitGrid& Grid() const { return components_.Open().Grid(); }
 
-    /// Calls visit(position) for each of the pixels that was open after the last sweep: what has been removed since may
-    /// be among them.
-    template <typename Visit>
-    void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Visit visit) const {
+    /// Calls use(position) for each of the pixels that is open, or has been removed since the components were notified
+    /// last.
+    template <typename Use>
+    void ForEachOpenPixel(const LevelBuckets::Pixels& pixels, Use use) const {
         PixelPosition at{0, 0};
         std::int32_t rowStart = 0;
         for (const std::int32_t pixel : pixels) {
@@ -138,7 +151,7 @@ private:
             }
             at.x = pixel - rowStart;
             if (components_.Open().Has(at.x, at.y)) {
-                visit(at);
+                use(at);
             }
         }
     }
@@ -147,12 +160,12 @@ private:
         removable_.Remove(at.x, at.y);
         analysis_.BackgroundAdded(at.x, at.y);
         removed_.push_back(at);
-        if (removed_.size() == kToldAtOnce) {
-            TellComponents();
+        if (removed_.size() == kNotifiedAtOnce) {
+            NotifyComponents();
         }
     }
 
-    void TellComponents() {
+    void NotifyComponents() {
         components_.Remove(removed_);
         removed_.clear();
     }
@@ -163,12 +176,12 @@ private:
         }
     }
 
-    /// Which regions are removed first makes no difference: two that touch are one.
+    /// The order of removals makes no difference: two regions that touch are one.
     void RemoveRegion(PixelPosition start) {
         Remove(start);
         for (PixelPosition at = start;;) {
-            for (unsigned near = removable_.Nine(at.x, at.y); near != 0; near &= near - 1) {
-                const int i = BitGrid::LowestBit(near);
+            for (unsigned near = removable_.Neighbourhood(at.x, at.y); near != 0; near &= near - 1) {
+                const int i = LowestBit(near);
                 const PixelPosition next{at.x + i % 3 - 1, at.y + i / 3 - 1};
                 Remove(next);
                 stack_.push_back(next);
@@ -181,31 +194,67 @@ private:
         }
     }
 
-    /// Removes what is above `level` and touches what is network of some pixels of a column of words: what left the map
-    /// may have been touched since.
+    /// Removes regions with a pixel above `level` next to some pixels of a word, as far as these are background still:
+    /// they may have been touched since they were erased or cleared.
     void RemoveNextTo(int column, int y, Word pixels, float level) {
-        const Word network = pixels & analysis_.BackgroundIn(column, y);
-        RemoveAmong(column, y, network | network << 1 | network >> 1, level);
-        if ((network & 1u) != 0 && column > 0) {
+        const Word background = pixels & analysis_.BackgroundIn(column, y);
+        RemoveAmong(column, y, DilateRow(background), level);
+        if ((background & 1u) != 0 && column > 0) {
             RemoveAmong(column - 1, y, Word{1} << 63, level);
         }
-        if (network >> 63 != 0 && column + 1 < Grid().WordsPerRow()) {
+        if (background >> 63 != 0 && column + 1 < Grid().WordsPerRow()) {
             RemoveAmong(column + 1, y, 1, level);
         }
     }
 
-    /// Removes what can be removed above `level` of pixels of a column of words, in row y and the two beside it.
+    /// Removes regions with a removable pixel above `level` among some pixels of a word, in row y and the two adjacent
+    /// rows.
     void RemoveAmong(int column, int y, Word pixels, float level) {
         for (int v = y - 1; v <= y + 1; ++v) {
             const std::int32_t word = Grid().WordAt(column * 64, v);
-            for (Word left = pixels; (left & removable_[word]) != 0; left &= left - 1) {
-                left &= removable_[word];
-                const int x = column * 64 + BitGrid::LowestBit(left);
+            for (Word remaining = pixels; (remaining & removable_[word]) != 0; remaining &= remaining - 1) {
+                remaining &= removable_[word];
+                const int x = column * 64 + LowestBit(remaining);
                 if (edges_[static_cast<std::ptrdiff_t>(v) * width_ + x] > level) {
                     RemoveRegion({x, v});
                 }
             }
         }
+    }
+
+    /// Asserts the invariants of small maps and of all structures; nothing without KORVANE_ASSERTIONS.
+    void CheckInvariants() const {
+#ifdef KORVANE_ASSERTIONS
+        if (Grid().Words() > kMostWordsChecked) {
+            return;
+        }
+        removable_.CheckInvariants();
+        for (int y = 0; y < height_; ++y) {
+            for (int column = 0; column < Grid().WordsPerRow(); ++column) {
+                const std::int32_t word = Grid().WordAt(column * 64, y);
+                const Word open = components_.Open()[word];
+                KORVANE_ASSERT((open & (analysis_.BackgroundIn(column, y) | analysis_.TouchedIn(column, y))) == 0);
+                KORVANE_ASSERT((removable_[word] & ~open) == 0);
+            }
+        }
+        components_.CheckInvariants();
+        analysis_.CheckInvariants();
+#endif
+    }
+    /// The same for invariant 3 after a removal, when nothing has been cleared or erased since.
+    void CheckRemoved([[maybe_unused]] float level) const {
+#ifdef KORVANE_ASSERTIONS
+        if (Grid().Words() > kMostWordsChecked) {
+            return;
+        }
+        for (int y = 0; y < height_; ++y) {
+            for (int x = 0; x < width_; ++x) {
+                const float value = edges_[static_cast<std::ptrdiff_t>(y) * width_ + x];
+                KORVANE_ASSERT(!removable_.Has(x, y) || value >= level);
+                KORVANE_ASSERT(!removable_.Has(x, y) || value == level || !analysis_.IsBackgroundAround(x, y));
+            }
+        }
+#endif
     }
 
     const float* edges_;
@@ -217,9 +266,9 @@ private:
     LevelBuckets buckets_;
     EnclosedRegionAnalysis analysis_;
     BitPlane removable_;            // open, and at or above the level
-    std::vector<WordPart> erased_;  // components that were too small, since the last removal
+    std::vector<WordPixels<BitGrid>> erased_;  // components that were too small, since the last removal
     std::vector<PixelPosition> stack_;
-    std::vector<PixelPosition> removed_;  // what the components have not been told of
+    std::vector<PixelPosition> removed_;  // pixels that the components have not been notified of
 };
 
 LevelSweep::LevelSweep(const MapView& edges, float openUpTo, const PixelMask& alsoOpen,

@@ -115,6 +115,7 @@ void ExpectPlainMarks(std::mt19937& random, int width, int height, int limit, Br
     for (const level_sweep::PixelPosition& end : found.ends) positions.emplace_back(end.y, end.x);
     ASSERT_EQ(positions, expected.ends);
     ASSERT_EQ(found.mapOrigin, expected.mapOrigin);
+    marks.CheckInvariants();
 }
 
 // With no forks, so few that marks wait for their ends here and there, and so many that they nearly always do.

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "ChangingSets.h"
 #include "branches/MarkedBranches.h"
 #include "skeleton/IncrementalSkeleton.h"
 #include "bits/ColumnGrid.h"
@@ -86,8 +87,8 @@ std::vector<Tile> TilesOf(const cv::Mat& picture) {
 }
 
 /// Compares marks and pruned pixels on a part of the set with what pruning the lines of that part alone gives.
-void ExpectAsPrunedAnew(const cv::Mat& part, const IncrementalSkeleton& skeleton, BranchPaths& traces, int limit) {
-    const auto isLine = [&](int x, int y) { return part.at<uchar>(y, x) != 0 && skeleton.IsLine(x, y); };
+void ExpectAsPrunedAnew(const cv::Mat& part, const IncrementalSkeleton& skeleton, BranchPaths& paths, int limit) {
+    const auto isLine = [&](int x, int y) { return part.at<uchar>(y, x) != 0 && korvane_test::IsLine(skeleton, x, y); };
     cv::Mat lines = cv::Mat::zeros(part.size(), CV_32F);
     for (int y = 0; y < part.rows; ++y) {
         for (int x = 0; x < part.cols; ++x) lines.at<float>(y, x) = isLine(x, y) ? 1.0f : 0.0f;
@@ -102,7 +103,7 @@ void ExpectAsPrunedAnew(const cv::Mat& part, const IncrementalSkeleton& skeleton
             if (marked.at<float>(y, x) == 1.0f && (x != 0 || y != 0)) expected.emplace_back(y, x);
         }
     }
-    const level_sweep::MarkedBranches kept = traces.Marked(TilesOf(part), [&](int x0, int y0, int row) {
+    const level_sweep::MarkedBranches kept = paths.Marked(TilesOf(part), [&](int x0, int y0, int row) {
         level_sweep::ColumnGrid::Word wanted = 0;
         for (int x = x0; x < std::min(x0 + 64, part.cols); ++x) {
             wanted |= part.at<uchar>(y0 + row, x) != 0 ? level_sweep::ColumnGrid::Bit(x) : 0;
@@ -114,7 +115,8 @@ void ExpectAsPrunedAnew(const cv::Mat& part, const IncrementalSkeleton& skeleton
     for (int y = 0; y < part.rows; ++y) {
         for (int x = 0; x < part.cols; ++x) {
             if (isLine(x, y)) {
-                ASSERT_EQ(traces.IsLineLeft(x, y), lines.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
+                const bool isLeft = (paths.LinesLeftIn(x / 64, y) & level_sweep::ColumnGrid::Bit(x)) != 0;
+                ASSERT_EQ(isLeft, lines.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
             }
         }
     }
@@ -128,7 +130,7 @@ TEST(BranchPaths, MarksAndPruningAreThoseOfTracingAnewAfterAnyChange) {
         const int height = Between(random, 1, 70);
         IncrementalSkeleton skeleton(width, height);
         const int limit = Between(random, 0, 6);
-        BranchPaths traces(skeleton, width, height, limit);
+        BranchPaths paths(skeleton, width, height, limit);
         cv::Mat set = cv::Mat::zeros(height, width, CV_8U);
         for (int step = 0; step < 12; ++step) {
             cv::Mat wanted = step % 6 == 0 ? RandomSet(random, width, height) : set.clone();
@@ -137,9 +139,10 @@ TEST(BranchPaths, MarksAndPruningAreThoseOfTracingAnewAfterAnyChange) {
                 cv::circle(wanted, at, Between(random, 0, 4), cv::Scalar(255 * Between(random, 0, 1)), cv::FILLED);
             }
             ChangeTo(wanted, set, skeleton);
-            traces.Update();
-            ExpectAsPrunedAnew(set, skeleton, traces, limit);
-            ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, traces, limit);
+            paths.Update();
+            paths.CheckInvariants();
+            ExpectAsPrunedAnew(set, skeleton, paths, limit);
+            ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, paths, limit);
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -163,15 +166,16 @@ TEST(BranchPaths, LongTracesAreThoseOfTracingAnewAfterAnyChange) {
         const int height = Between(random, 60, 260);
         IncrementalSkeleton skeleton(width, height);
         const int limit = Between(random, 0, 60);
-        BranchPaths traces(skeleton, width, height, limit);
+        BranchPaths paths(skeleton, width, height, limit);
         cv::Mat set = cv::Mat::zeros(height, width, CV_8U);
         for (int step = 0; step < 10; ++step) {
             cv::Mat wanted = set.clone();
             ChangeLines(random, wanted);
             ChangeTo(wanted, set, skeleton);
-            traces.Update();
-            ExpectAsPrunedAnew(set, skeleton, traces, limit);
-            ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, traces, limit);
+            paths.Update();
+            paths.CheckInvariants();
+            ExpectAsPrunedAnew(set, skeleton, paths, limit);
+            ExpectAsPrunedAnew(SomeGroups(random, set), skeleton, paths, limit);
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -181,20 +185,17 @@ TEST(RasterQueue, TheLastInRasterOrderIsTakenFirst) {
     for (const auto& [width, height] :
          {std::pair{9000, 70}, std::pair{64, 300}, std::pair{1, 200}, std::pair{130, 1}}) {
         std::mt19937 random(7);
-        const level_sweep::ColumnGrid grid(width, height);
         level_sweep::RasterQueue waiting(width, height);
-        std::vector<level_sweep::ColumnGrid::Word> words(grid.Words());
-        const auto wordOf = [&](int x, int y) -> level_sweep::ColumnGrid::Word& { return words[grid.WordAt(x, y)]; };
         std::set<std::pair<int, int>> expected;
         for (int round = 0; round < 300; ++round) {
             for (int i = Between(random, 0, 20); i > 0; --i) {
                 const int x = Between(random, 0, width - 1);
                 const int y = Between(random, 0, height - 1);
-                ASSERT_EQ(waiting.Add(x, y, wordOf(x, y)), expected.emplace(y, x).second);
+                ASSERT_EQ(waiting.Add(x, y), expected.emplace(y, x).second);
             }
             for (int i = Between(random, 0, 20); i > 0 && !expected.empty(); --i) {
                 ASSERT_FALSE(waiting.IsEmpty());
-                const level_sweep::RasterQueue::Position at = waiting.TakeLast(wordOf);
+                const level_sweep::PixelPosition at = waiting.TakeLast();
                 ASSERT_EQ(std::pair(at.y, at.x), *expected.rbegin()) << width << " x " << height << ", round " << round;
                 expected.erase(std::prev(expected.end()));
             }
@@ -249,7 +250,7 @@ TEST(PathCode, GoesOnFromItsBeginning) {
         const int kept = Between(random, 0, static_cast<int>(pixels.size()));
         for (int i = 0; i < kept; ++i) ASSERT_TRUE(walk.Next());
         level_sweep::PathCode again;
-        again.Begin(codes.data(), walk.Passed(), walk.At());
+        again.Begin(codes.data(), walk.SizeSoFar(), walk.At());
         for (std::size_t i = static_cast<std::size_t>(kept); i < pixels.size(); ++i)
             again.Add(pixels[i].x, pixels[i].y);
         ASSERT_EQ(std::vector<level_sweep::PathCode::Code>(again.Codes(), again.Codes() + again.Size()), codes);

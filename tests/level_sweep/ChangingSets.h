@@ -5,6 +5,8 @@
 #include <random>
 
 #include "bits/BitGrid.h"
+#include "bits/ColumnGrid.h"
+#include "skeleton/IncrementalSkeleton.h"
 #include "support/EdgeMaps.h"
 
 /// Sets of pixels, 1.0 in a float map, that change step by step.
@@ -44,6 +46,14 @@ inline void ChangeByDiscs(std::mt19937& random, cv::Mat& set) {
         const int largest = Between(random, 0, 3) == 0 ? 50 : 4;
         cv::circle(set, at, Between(random, 0, largest), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
     }
+}
+
+inline bool IsLine(const level_sweep::IncrementalSkeleton& skeleton, int x, int y) {
+    return (skeleton.LinesIn(skeleton.Grid().WordAt(x, y)) & level_sweep::ColumnGrid::Bit(x)) != 0;
+}
+
+inline bool IsEnd(const level_sweep::IncrementalSkeleton& skeleton, int x, int y) {
+    return (skeleton.EndsIn(skeleton.Grid().WordAt(x, y)) & level_sweep::ColumnGrid::Bit(x)) != 0;
 }
 
 }  // namespace korvane_test

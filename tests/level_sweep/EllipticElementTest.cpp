@@ -13,8 +13,8 @@ TEST(EllipticElement, SetsThePixelsThatDilatingASinglePixelSets) {
         expected.at<uchar>(centre) = 1;
         cv::Mat marked = cv::Mat::zeros(expected.size(), CV_8U);
         cv::dilate(expected, expected, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(size, size)));
-        for (const level_sweep::RowSpan& span : level_sweep::ReflectedEllipticElement(size)) {
-            for (int dx = span.dx0; dx <= span.dx1; ++dx) marked.at<uchar>(centre.y + span.dy, centre.x + dx) = 1;
+        for (const level_sweep::PixelRun& span : level_sweep::ReflectedEllipticElement(size)) {
+            for (int dx = span.x0; dx <= span.x1; ++dx) marked.at<uchar>(centre.y + span.y, centre.x + dx) = 1;
         }
         ASSERT_EQ(cv::countNonZero(marked != expected), 0) << "size " << size;
     }

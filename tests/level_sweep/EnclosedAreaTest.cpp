@@ -108,13 +108,14 @@ Letters Found(level_sweep::EnclosedArea& area, const Letters& lines, int seedX, 
         [&](std::size_t word, BitPlane::Word inside, BitPlane::Word ring) {
             EXPECT_EQ(inside & ring, 0u);
             for (BitPlane::Word left = inside | ring; left != 0; left &= left - 1) {
-                const int x = area.Grid().FirstColumnOf(word) + level_sweep::BitGrid::LowestBit(left);
+                const int x = area.Grid().FirstXOf(word) + level_sweep::LowestBit(left);
                 const int y = area.Grid().RowOf(word);
                 ASSERT_TRUE(x < width && y >= 0 && y < height);
                 EXPECT_EQ(At(result, x, y), '.') << "a word came twice";
                 At(result, x, y) = (inside & level_sweep::BitGrid::Bit(x)) != 0 ? 'i' : 'r';
             }
         });
+    area.CheckInvariants();
     return result;
 }
 

@@ -67,6 +67,7 @@ void Analyse(cv::Mat& codes, cv::Mat& candidates, cv::Mat& plainCodes, cv::Mat& 
         for (int u = run.x0; u <= run.x1; ++u) plainCodes.at<float>(run.y, u) = 2.0f;
     }
     analysis.Analyse(korvane_test::PartsOf(codes.cols, codes.rows, component));
+    if (codes.total() <= 4096) analysis.CheckInvariants();
     for (int v = 0; v < codes.rows; ++v) {
         for (int u = 0; u < codes.cols; ++u) {
             const auto bit = level_sweep::BitGrid::Bit(u);

@@ -78,6 +78,7 @@ public:
             const Parts parts(distance_, chosen);
             const int expected = LargestByTransform(wanted, chosen);
             ASSERT_EQ(distance_.Largest(parts.All()), expected);
+            distance_.CheckInvariants();
             most_ = std::max(most_, expected);
         }
     }
@@ -128,6 +129,7 @@ TEST(LargestDistance, LargestIsRightWhereDistancesExceedATile) {
 void ExpectLargest(level_sweep::LargestDistance& distance, const cv::Mat& set, const cv::Mat& chosen, int expected) {
     EXPECT_EQ(LargestByTransform(set, chosen), expected);
     EXPECT_EQ(distance.Largest(Parts(distance, chosen).All()), expected);
+    distance.CheckInvariants();
 }
 
 TEST(LargestDistance, APixelAddedNextToATileMayMakeADistanceInsideItLarger) {

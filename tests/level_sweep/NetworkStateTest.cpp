@@ -90,7 +90,7 @@ TEST(ShrinkingComponents, TakesExactlyTheSmallComponentsThatFloodingFindsWhilePi
                 taken.emplace(component.first, component.area);
                 std::int64_t area = 0;
                 const level_sweep::BitGrid grid(map.width, map.height);
-                for (const level_sweep::WordPart& part : component.parts) {
+                for (const level_sweep::WordPixels<level_sweep::BitGrid>& part : component.parts) {
                     const int row = part.word / grid.WordsPerRow();
                     level_sweep::ForEachRun(part.pixels, [&](int from, int to) {
                         area += to - from + 1;
@@ -140,7 +140,7 @@ void ExpectLinesOf(const cv::Mat& wanted, const level_sweep::IncrementalSkeleton
     korvane_reference::PlainThinning(lines);
     for (int y = 0; y < wanted.rows; ++y) {
         for (int x = 0; x < wanted.cols; ++x) {
-            ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
+            ASSERT_EQ(korvane_test::IsLine(skeleton, x, y), lines.at<float>(y, x) == 1.0f) << "column " << x << ", row " << y;
         }
     }
 }
@@ -160,10 +160,11 @@ TEST(IncrementalSkeleton, LinesAreThoseOfThinningTheWholeSetAfterAnyChange) {
             }
             ChangeTo(wanted, known, skeleton);
             skeleton.Update();
+            skeleton.CheckInvariants();
             korvane_reference::PlainThinning(wanted);
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < width; ++x) {
-                    ASSERT_EQ(skeleton.IsLine(x, y), wanted.at<float>(y, x) == 1.0f)
+                    ASSERT_EQ(korvane_test::IsLine(skeleton, x, y), wanted.at<float>(y, x) == 1.0f)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
@@ -193,11 +194,12 @@ TEST(IncrementalSkeleton, LinesAreThoseOfThinningTheWholeSetAfterChangesOfSingle
             }
             ChangeTo(wanted, known, skeleton);
             skeleton.Update();
+            skeleton.CheckInvariants();
             cv::Mat lines = wanted.clone();
             korvane_reference::PlainThinning(lines);
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < width; ++x) {
-                    ASSERT_EQ(skeleton.IsLine(x, y), lines.at<float>(y, x) == 1.0f)
+                    ASSERT_EQ(korvane_test::IsLine(skeleton, x, y), lines.at<float>(y, x) == 1.0f)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }
@@ -222,6 +224,7 @@ TEST(IncrementalSkeleton, LinesAreThoseOfThinningTheWholeSetWherePixelsAreTakenJ
         for (int step = 0; step < 5; ++step) {
             ChangeTo(wanted, known, skeleton);
             skeleton.Update();
+            skeleton.CheckInvariants();
             ASSERT_NO_FATAL_FAILURE(ExpectLinesOf(wanted, skeleton)) << "seed " << seed << ", step " << step;
             const int x = corner.x + Between(random, -3, 2);
             const int y = corner.y + Between(random, -3, 2);
@@ -241,6 +244,7 @@ TEST(IncrementalSkeleton, LinesAreThoseOfThinningAWideSetAfterAnyChange) {
             ChangeByDiscs(random, wanted);
             ChangeTo(wanted, known, skeleton);
             skeleton.Update();
+            skeleton.CheckInvariants();
             cv::Mat plain;
             cv::distanceTransform(wanted > 0.0f, plain, cv::DIST_L1, 3, CV_32F);
             double largest = 0.0;
@@ -262,6 +266,7 @@ TEST(IncrementalSkeleton, EndsAreTheLinePixelsWithOneNeighbourOffTheBorder) {
         for (int step = 0; step < 4; ++step) {
             ChangeTo(RandomSet(random, width, height), known, skeleton);
             skeleton.Update();
+            skeleton.CheckInvariants();
             cv::Mat lines = known.clone();
             korvane_reference::PlainThinning(lines);
             for (int y = 0; y < height; ++y) {
@@ -269,7 +274,7 @@ TEST(IncrementalSkeleton, EndsAreTheLinePixelsWithOneNeighbourOffTheBorder) {
                     const bool isInside = x > 0 && x + 1 < width && y > 0 && y + 1 < height;
                     const bool expected = isInside && lines.at<float>(y, x) == 1.0f &&
                                           cv::sum(lines(cv::Rect(x - 1, y - 1, 3, 3)))[0] == 2.0;
-                    ASSERT_EQ(skeleton.IsEnd(x, y), expected)
+                    ASSERT_EQ(korvane_test::IsEnd(skeleton, x, y), expected)
                         << "seed " << seed << ", step " << step << ", column " << x << ", row " << y;
                 }
             }

@@ -47,7 +47,7 @@ void SweepOnce(cv::Mat& components, cv::Mat& candidates, float scale, float maxR
                 analysis.Analyse(parts);
                 continue;
             }
-            for (const level_sweep::WordPart& part : parts) analysis.BackgroundAdded(part);
+            for (const level_sweep::WordPixels<level_sweep::BitGrid>& part : parts) analysis.BackgroundAdded(part);
         }
     }
     for (int y = 0; y < codes.rows; ++y) {

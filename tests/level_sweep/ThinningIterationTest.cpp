@@ -28,11 +28,11 @@ Pixels PixelsOf(const BlockSurroundings& around) {
     return pixels;
 }
 
-/// What a subiteration leaves of the pixels that have all their neighbours.
-Pixels LeftPixelByPixel(const Pixels& set, const Pixels& staying, int subiteration) {
+/// The pixels that a subiteration leaves of those that have all their neighbours.
+Pixels ThinPixelByPixel(const Pixels& set, const Pixels& fixedPixels, int subiteration) {
     constexpr int dx[] = {0, 1, 1, 1, 0, -1, -1, -1};
     constexpr int dy[] = {-1, -1, 0, 1, 1, 1, 0, -1};
-    Pixels left = set;
+    Pixels remaining = set;
     for (int y = 1; y + 1 < static_cast<int>(set.size()); ++y) {
         for (int x = 1; x + 1 < static_cast<int>(set[0].size()); ++x) {
             const auto at = [&](const Pixels& pixels, int u, int v) {
@@ -42,41 +42,41 @@ Pixels LeftPixelByPixel(const Pixels& set, const Pixels& staying, int subiterati
             for (std::size_t i = 0; i < 8; ++i) {
                 code |= static_cast<std::size_t>(at(set, x + dx[i], y + dy[i]) ? 1 : 0) << i;
             }
-            if ((korvane_reference::kThinningRemoval[code] & subiteration) != 0 && !at(staying, x, y)) {
-                left[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] = false;
+            if ((korvane_reference::kThinningRemoval[code] & subiteration) != 0 && !at(fixedPixels, x, y)) {
+                remaining[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] = false;
             }
         }
     }
-    return left;
+    return remaining;
 }
 
 class ThinningIterationTest : public ::testing::TestWithParam<InstructionSet> {};
 
-TEST_P(ThinningIterationTest, AStripIsLeftWhatTheTableOfRemovalsLeavesPixelByPixel) {
+TEST_P(ThinningIterationTest, ABlockKeepsThePixelsThatTheTableOfRemovalsKeepsPixelByPixel) {
     if (!qvox::RunsHere(GetParam())) GTEST_SKIP() << "not run by this processor";
     std::mt19937_64 random(5);
     for (int round = 0; round < 500; ++round) {
         BlockSurroundings around;
-        BlockSurroundings staying{};
-        const bool anyStays = round % 3 == 0;
+        BlockSurroundings fixedPixels{};
+        const bool anyFixed = round % 3 == 0;
         for (BlockSurroundings::Rows* rows : {&around.west, &around.centre, &around.east}) {
             for (std::uint64_t& row : *rows) row = round % 2 != 0 ? random() : random() | random();
         }
-        if (anyStays) {
+        if (anyFixed) {
             for (std::size_t i = 0; i < BlockSurroundings::kRows; ++i) {
-                staying.west[i] = around.west[i] & random();
-                staying.centre[i] = around.centre[i] & random();
-                staying.east[i] = around.east[i] & random();
+                fixedPixels.west[i] = around.west[i] & random();
+                fixedPixels.centre[i] = around.centre[i] & random();
+                fixedPixels.east[i] = around.east[i] & random();
             }
         }
         BlockSurroundings used = around;
-        level_sweep::PixelBlock left;
-        level_sweep::ThinWith(GetParam(), used, anyStays ? &staying : nullptr, left);
-        const Pixels stays = PixelsOf(staying);
-        const Pixels expected = LeftPixelByPixel(LeftPixelByPixel(PixelsOf(around), stays, 1), stays, 2);
+        level_sweep::PixelBlock remaining;
+        level_sweep::ThinWith(GetParam(), used, anyFixed ? &fixedPixels : nullptr, remaining);
+        const Pixels isFixed = PixelsOf(fixedPixels);
+        const Pixels expected = ThinPixelByPixel(ThinPixelByPixel(PixelsOf(around), isFixed, 1), isFixed, 2);
         for (std::size_t y = 0; y < level_sweep::kBlockRows; ++y) {
             for (std::size_t x = 0; x < 64; ++x) {
-                ASSERT_EQ((left[y] >> x & 1u) != 0, expected[y + 2][x + 2])
+                ASSERT_EQ((remaining[y] >> x & 1u) != 0, expected[y + 2][x + 2])
                     << "round " << round << ", column " << x << ", row " << y;
             }
         }

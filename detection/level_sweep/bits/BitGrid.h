@@ -3,78 +3,55 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Assert.h"
 #include "bits/Pixels.h"
+#include "bits/Word.h"
 
 namespace level_sweep {
 
-/// Calls visit(first, last) for each stretch of bits of a word.
-template <typename Visit>
-void ForEachRun(std::uint64_t bits, Visit visit) {
-    while (bits != 0) {
-        const int first = __builtin_ctzll(bits);
-        const std::uint64_t from = bits >> first;
-        const int length = ~from == 0 ? 64 : __builtin_ctzll(~from);
-        visit(first, first + length - 1);
-        bits = first + length == 64 ? 0 : bits & (~std::uint64_t{0} << (first + length));
-    }
-}
-
-/// Calls visit(i) for each bit i of a word, from the lowest on.
-template <typename Visit>
-void ForEachBit(std::uint64_t bits, Visit visit) {
-    for (; bits != 0; bits &= bits - 1) {
-        visit(static_cast<std::size_t>(__builtin_ctzll(bits)));
-    }
-}
-
-/// Those stretches of bits of `open` that have a bit of `wanted`.
-inline std::uint64_t RunsContaining(std::uint64_t wanted, std::uint64_t open) {
-    // Upwards by the carry of an addition, which runs to the end of a stretch of ones; downwards in steps that double.
-    std::uint64_t found = open & (~(open + (wanted & open)) | wanted);
-    if ((open & found >> 1 & ~found) == 0) {
-        return found;
-    }
-    for (int step = 1; step < 64; step *= 2) {
-        found |= open & found >> step;
-        open &= open >> step;
-    }
-    return found;
-}
-
-/// The bits of a word and those beside them.
-inline std::uint64_t DilateRow(std::uint64_t bits) { return bits | bits << 1 | bits >> 1; }
-
-/// How the pixels of a picture lie in words of 64, row by row, each row in whole words; bit 0 is the leftmost pixel.
+/// Layout of a map's pixels in words, row by row; each row takes whole words.
 class BitGrid {
 public:
-    using Word = std::uint64_t;
+    using Word = level_sweep::Word;
+    using WordIndex = std::int32_t;
     BitGrid(int width, int height)
         : wordsPerRow_((width + 63) / 64),
           words_(static_cast<std::size_t>(wordsPerRow_) * static_cast<std::size_t>(height)) {}
 
     std::size_t Words() const { return words_; }
     int WordsPerRow() const { return wordsPerRow_; }
-    std::int32_t WordAt(int x, int y) const { return y * wordsPerRow_ + (x >> 6); }
+    /// The word of a pixel. The rows next to the map, y = -1 and y = height, have words as well: below 0, and from
+    /// Words() on.
+    WordIndex WordAt(int x, int y) const {
+        KORVANE_ASSERT(x >= 0 && (x >> 6) < wordsPerRow_);
+        KORVANE_ASSERT(y >= -1 && (y <= 0 || static_cast<std::size_t>(y) <= words_ / Stride()));
+        return y * wordsPerRow_ + (x >> 6);
+    }
+    WordPosition PositionOf(WordIndex word) const {
+        const int y = word / wordsPerRow_;
+        return {word - y * wordsPerRow_, y};
+    }
     static Word Bit(int x) { return Word{1} << (x & 63); }
-    /// Index of the lowest and of the highest bit of a word that is not 0.
-    static int LowestBit(Word bits) { return __builtin_ctzll(bits); }
-    static int HighestBit(Word bits) { return 63 - __builtin_clzll(bits); }
+    static int LowestBit(Word bits) { return level_sweep::LowestBit(bits); }
+    static int HighestBit(Word bits) { return level_sweep::HighestBit(bits); }
 
-    /// Calls visit(word, bits) for each word that the run has pixels in.
-    template <typename Visit>
-    void ForEachWord(const PixelRun& run, Visit visit) const {
-        const std::int32_t first = WordAt(run.x0, run.y);
-        const std::int32_t last = WordAt(run.x1, run.y);
-        for (std::int32_t word = first; word <= last; ++word) {
+    /// Calls use(word, bits) for each word that contains pixels of the run.
+    template <typename Use>
+    void ForEachWord(const PixelRun& run, Use use) const {
+        const WordIndex first = WordAt(run.x0, run.y);
+        const WordIndex last = WordAt(run.x1, run.y);
+        for (WordIndex word = first; word <= last; ++word) {
             Word bits = ~Word{0};
             bits &= word == first ? ~Word{0} << (run.x0 & 63) : bits;
             bits &= word == last ? ~Word{0} >> (63 - (run.x1 & 63)) : bits;
-            visit(word, bits);
+            use(word, bits);
         }
     }
 
 private:
-    std::int32_t wordsPerRow_;
+    std::size_t Stride() const { return static_cast<std::size_t>(wordsPerRow_); }
+
+    WordIndex wordsPerRow_;
     std::size_t words_;
 };
 

@@ -1,41 +1,49 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+
+#include "Assert.h"
+#include "bits/Pixels.h"
+#include "bits/Word.h"
 
 namespace level_sweep {
 
-/// How the pixels of a picture lie in words of 64, strip by strip of 64 columns, each from the top down: words above
-/// each other are beside each other in memory. Bit 0 is the leftmost pixel. Around the picture there is one more strip
-/// on either side, and `kMargin` more words above and below.
+/// Layout of a map's pixels in words, column by column: a column is 64 pixels wide and as high as the map, its words
+/// run from the top down, so that words above each other are adjacent in memory. There is one more column on either
+/// side of the map, and `kMargin` more words above and below it.
 class ColumnGrid {
 public:
-    using Word = std::uint64_t;
+    using Word = level_sweep::Word;
+    using WordIndex = std::size_t;
     static constexpr int kMargin = 2;
     ColumnGrid(int width, int height)
-        : strip_(static_cast<std::size_t>(height) + 2 * kMargin),
-          words_((static_cast<std::size_t>(width + 63) / 64 + 2) * strip_) {}
+        : stride_(static_cast<std::size_t>(height) + 2 * kMargin),
+          words_((static_cast<std::size_t>(width + 63) / 64 + 2) * stride_) {}
 
+    /// All words, those around the map included.
     std::size_t Words() const { return words_; }
     /// From a word to the one east of it; the one south of it is the next.
-    std::size_t ColumnStride() const { return strip_; }
-    std::size_t WordAt(int x, int y) const {
-        return static_cast<std::size_t>((x >> 6) + 1) * strip_ + static_cast<std::size_t>(y + kMargin);
+    std::size_t ColumnStride() const { return stride_; }
+    WordIndex WordAt(int x, int y) const { return WordAt(WordPosition{x >> 6, y}); }
+    WordIndex WordAt(WordPosition at) const {
+        KORVANE_ASSERT(at.column >= -1 && static_cast<std::size_t>(at.column + 1) < words_ / stride_);
+        KORVANE_ASSERT(at.y >= -kMargin && static_cast<std::size_t>(at.y + kMargin) < stride_);
+        return static_cast<std::size_t>(at.column + 1) * stride_ + static_cast<std::size_t>(at.y + kMargin);
     }
     static Word Bit(int x) { return Word{1} << (x & 63); }
-    /// Where the leftmost pixel of a word is.
-    int FirstColumnOf(std::size_t word) const { return (static_cast<int>(word / strip_) - 1) * 64; }
-    int RowOf(std::size_t word) const { return static_cast<int>(word % strip_) - kMargin; }
+    /// Where the westernmost pixel of a word is.
+    int FirstXOf(WordIndex word) const {
+        KORVANE_ASSERT(word < words_);
+        return (static_cast<int>(word / stride_) - 1) * 64;
+    }
+    int RowOf(WordIndex word) const {
+        KORVANE_ASSERT(word < words_);
+        return static_cast<int>(word % stride_) - kMargin;
+    }
 
 private:
-    std::size_t strip_;
+    std::size_t stride_;
     std::size_t words_;
-};
-
-/// Pixels of a word of a ColumnGrid.
-struct WordPixels {
-    std::size_t word = 0;
-    ColumnGrid::Word pixels = 0;
 };
 
 }  // namespace level_sweep

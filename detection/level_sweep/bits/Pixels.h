@@ -2,11 +2,26 @@
 
 #include <algorithm>
 
+#include "bits/Word.h"
+
 namespace level_sweep {
 
 struct PixelPosition {
     int x;
     int y;
+};
+
+/// The word of row y whose westernmost pixel is at x = 64 * column.
+struct WordPosition {
+    int column;
+    int y;
+};
+
+/// Pixels of one word; Grid (BitGrid, ColumnGrid) gives the meaning of its index.
+template <typename Grid>
+struct WordPixels {
+    typename Grid::WordIndex word = 0;
+    Word pixels = 0;
 };
 
 /// Pixels of one row from column x0 to column x1, both included.
@@ -33,7 +48,7 @@ struct PixelBox {
         y0 = std::min(y0, run.y);
         y1 = std::max(y1, run.y);
     }
-    /// By so many pixels on each side, but not beyond a map of this size.
+    /// Extends each side by `margin` pixels, but not beyond a map of this size.
     void Grow(int margin, int width, int height) {
         x0 = std::max(x0 - margin, 0);
         y0 = std::max(y0 - margin, 0);

@@ -5,13 +5,19 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <type_traits>
+
+#include "Assert.h"
+#include "bits/Word.h"
 
 namespace level_sweep {
 
-/// A fixed number of plain values, all bits 0 at first. Unlike a vector's, pages that are never written to cost neither
-/// time nor memory: most of a picture is never part of a network. The first begins a cache line.
+/// A fixed number of plain values, all bits 0 at first; the first begins a cache line. Unlike a vector's, pages that
+/// are never written to cost neither time nor memory: most of a map is never part of a network.
 template <typename Value>
 class ZeroedArray {
+    static_assert(std::is_trivially_copyable<Value>::value, "no constructor runs");
+
 public:
     explicit ZeroedArray(std::size_t size) : memory_(std::calloc(size * sizeof(Value) + kCacheLine, 1)), size_(size) {
         if (memory_ == nullptr) {
@@ -20,8 +26,14 @@ public:
         const auto address = reinterpret_cast<std::uintptr_t>(memory_.get());
         values_ = reinterpret_cast<Value*>((address + kCacheLine - 1) / kCacheLine * kCacheLine);
     }
-    Value& operator[](std::size_t i) { return values_[i]; }
-    const Value& operator[](std::size_t i) const { return values_[i]; }
+    Value& operator[](std::size_t i) {
+        KORVANE_ASSERT(i < size_);
+        return values_[i];
+    }
+    const Value& operator[](std::size_t i) const {
+        KORVANE_ASSERT(i < size_);
+        return values_[i];
+    }
     Value* data() { return values_; }
     const Value* data() const { return values_; }
     std::size_t size() const { return size_; }

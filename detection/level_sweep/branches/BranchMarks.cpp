@@ -1,5 +1,7 @@
 #include "branches/BranchMarks.h"
 
+#include "Assert.h"
+
 namespace level_sweep {
 namespace {
 
@@ -22,7 +24,7 @@ BranchMarks::BranchMarks(const ColumnGrid& grid, int width, int height, int limi
       words_(grid.Words()),
       tiles_(tilesPerRow_ * tileRows_),
       wantedTiles_(tileRows_ * masksPerRow_) {
-    for (TilesInRow* rows : {&withNoted_, &withEnds_}) {
+    for (TilesInRow* rows : {&withNotable_, &withEnds_}) {
         rows->tiles.fill(std::vector<Word>(masksPerRow_));
     }
 }
@@ -38,7 +40,7 @@ void BranchMarks::Remove(int x, int y) {
     TileEnds& tile = tiles_[TileAt(x, y)];
     tile.rows = With(tile.rows, ColumnGrid::Bit(y), words_[word].ends != 0);
     tile.forks -= tile.forks > 0 && forks_.erase(KeyOf(word, x & 63)) > 0 ? 1 : 0;
-    Note(word, x, y, false);
+    SetNotable(word, x, y, 0);
 }
 
 void BranchMarks::SetCounts(int x, int y, const std::vector<std::int32_t>& counts) {
@@ -50,19 +52,20 @@ void BranchMarks::SetCounts(int x, int y, const std::vector<std::int32_t>& count
     } else if (forks > 0) {
         forks -= forks_.erase(KeyOf(word, x & 63)) > 0 ? 1 : 0;
     }
-    Note(word, x, y, isFork || counts[0] > limitPx_);
+    SetNotable(word, x, y, isFork || counts[0] > limitPx_ ? ColumnGrid::Bit(x) : 0);
 }
 
-void BranchMarks::Note(std::size_t word, int x, int y, bool isNoted) {
-    words_[word].noted = With(words_[word].noted, ColumnGrid::Bit(x), isNoted);
+// `bit`: that of the end if it is notable, otherwise 0.
+void BranchMarks::SetNotable(std::size_t word, int x, int y, Word bit) {
+    words_[word].notable = (words_[word].notable & ~ColumnGrid::Bit(x)) | bit;
     TileEnds& tile = tiles_[TileAt(x, y)];
-    tile.notedRows = With(tile.notedRows, ColumnGrid::Bit(y), words_[word].noted != 0);
+    tile.notableRows = With(tile.notableRows, ColumnGrid::Bit(y), words_[word].notable != 0);
 }
 
-// Without a mark that waits for its end only noted ends matter.
-const BranchMarks::TilesInRow& BranchMarks::TilesToLookAt(std::size_t tileRow) {
-    if (!IsMarkDue()) {
-        return withNoted_;
+// Only notable ends matter while no mark is pending.
+const BranchMarks::TilesInRow& BranchMarks::TilesToRead(std::size_t tileRow) {
+    if (!IsMarkPending()) {
+        return withNotable_;
     }
     if (!isGathered_) {
         isGathered_ = true;
@@ -91,52 +94,81 @@ void BranchMarks::Gather(std::size_t tileRow, Word TileEnds::*rows, TilesInRow& 
 
 void BranchMarks::MarkIn(int x0, int y, Word wanted) {
     const std::size_t word = grid_.WordAt(x0, y);
-    const Word noted = words_[word].noted & wanted;
-    if (noted == 0 && !IsMarkDue()) {
+    const Word notable = words_[word].notable & wanted;
+    if (notable == 0 && !IsMarkPending()) {
         return;
     }
     const bool mayFork = tiles_[TileAt(x0, y)].forks != 0;
-    if (moved_ == 0 && !mayFork) {
-        for (Word left = noted; left != 0; left ^= Highest(left)) {
+    if (surplus_ == 0 && !mayFork) {
+        for (Word left = notable; left != 0; left ^= Highest(left)) {
             marked_.ends.push_back({x0 + BitGrid::HighestBit(left), y});
         }
         return;
     }
-    if (!IsMarkDue()) {
-        due_.clear();
-        nextDue_ = 0;
-        passed_ = 0;
+    if (!IsMarkPending()) {
+        pending_.clear();
+        nextPending_ = 0;
+        endsSoFar_ = 0;
     }
     const Word ends = words_[word].ends & wanted;
-    Number(word, ends, noted, mayFork);
-    Pass(x0, y, ends);
+    NumberCounts(word, ends, notable, mayFork);
+    CountEnds(x0, y, ends);
 }
 
-// Finds the ends that are marked for what was counted in a word.
-void BranchMarks::Number(std::size_t word, Word ends, Word noted, bool mayFork) {
-    for (; noted != 0; noted ^= Highest(noted)) {
-        const std::size_t end = passed_ + CountOf(ends & ~(Highest(noted) | (Highest(noted) - 1)));
-        const auto fork = mayFork ? forks_.find(KeyOf(word, BitGrid::HighestBit(noted))) : forks_.end();
+// Finds which ends the counts of a word mark.
+void BranchMarks::NumberCounts(std::size_t word, Word ends, Word notable, bool mayFork) {
+    for (; notable != 0; notable ^= Highest(notable)) {
+        const std::size_t end = endsSoFar_ + CountOf(ends & ~(Highest(notable) | (Highest(notable) - 1)));
+        const auto fork = mayFork ? forks_.find(KeyOf(word, BitGrid::HighestBit(notable))) : forks_.end();
         if (fork == forks_.end()) {
-            due_.push_back(end + moved_);
+            pending_.push_back(end + surplus_);
             continue;
         }
         for (std::size_t i = 0; i < fork->second.size(); ++i) {
             if (fork->second[i] > limitPx_) {
-                due_.push_back(end + moved_ + i);
+                pending_.push_back(end + surplus_ + i);
             }
         }
-        moved_ += fork->second.size() - 1;
+        surplus_ += fork->second.size() - 1;
     }
 }
 
-// `end`: the number of a word's first end.
-void BranchMarks::MarkDue(int x0, int y, Word ends, std::size_t end) {
-    for (; IsMarkDue() && due_[nextDue_] < passed_; ++nextDue_) {
-        for (; end < due_[nextDue_]; ++end) {
+// `end`: how many ends come before those of the word.
+void BranchMarks::MarkPending(int x0, int y, Word ends, std::size_t end) {
+    for (; IsMarkPending() && pending_[nextPending_] < endsSoFar_; ++nextPending_) {
+        for (; end < pending_[nextPending_]; ++end) {
             ends ^= Highest(ends);
         }
         marked_.ends.push_back({x0 + BitGrid::HighestBit(ends), y});
+    }
+}
+
+void BranchMarks::CheckInvariants() const {
+    std::vector<std::int32_t> forks(tiles_.size());
+    for (const auto& [key, counts] : forks_) {
+        const std::size_t word = key >> 6;
+        const int bit = static_cast<int>(key & 63);
+        KORVANE_ASSERT(counts.size() > 1);                                   // 3
+        KORVANE_ASSERT((words_[word].notable & ColumnGrid::Bit(bit)) != 0);  // 2
+        ++forks[TileAt(grid_.FirstXOf(word) + bit, grid_.RowOf(word))];
+    }
+    std::vector<TileEnds> expected(tiles_.size());
+    for (std::size_t word = 0; word < words_.size(); ++word) {
+        const Ends& at = words_[word];
+        KORVANE_ASSERT((at.notable & ~at.ends) == 0);  // 2
+        if (at.ends != 0) {
+            TileEnds& tile = expected[TileAt(grid_.FirstXOf(word), grid_.RowOf(word))];
+            tile.rows |= ColumnGrid::Bit(grid_.RowOf(word));
+            tile.notableRows |= at.notable != 0 ? ColumnGrid::Bit(grid_.RowOf(word)) : 0;
+        }
+    }
+    for (std::size_t tile = 0; tile < tiles_.size(); ++tile) {
+        KORVANE_ASSERT(tiles_[tile].rows == expected[tile].rows);                // 1
+        KORVANE_ASSERT(tiles_[tile].notableRows == expected[tile].notableRows);  // 1
+        KORVANE_ASSERT(tiles_[tile].forks == forks[tile]);                       // 3
+    }
+    for (const Word tiles : wantedTiles_) {
+        KORVANE_ASSERT(tiles == 0);  // 4
     }
 }
 

@@ -1,373 +1,213 @@
 #include "branches/BranchPaths.h"
 
+#include "Assert.h"
+#include "bits/BitGrid.h"
+
 namespace level_sweep {
-namespace {
-
-using Word = ColumnGrid::Word;
-
-int ShiftFor(int width) {
-    int shift = 0;
-    while ((std::int64_t{1} << shift) < width) {
-        ++shift;
-    }
-    return shift;
-}
-
-}  // namespace
 
 BranchPaths::BranchPaths(const IncrementalSkeleton& skeleton, int width, int height, int limitPx)
     : skeleton_(skeleton),
       grid_(skeleton.Grid()),
-      width_(width),
-      height_(height),
-      rankShift_(ShiftFor(width)),
-      blocksPerRow_((static_cast<std::size_t>(width) + 3) / 4),
-      lines_(grid_.Words()),
-      ends_(grid_.Words()),
-      owner_(blocksPerRow_ * ((static_cast<std::size_t>(height) + 3) / 4) * 16),
+      order_(width),
+      lines_(grid_, width, height),
+      paths_(grid_, order_),
+      tracer_(lines_, width, height),
+      affected_(lines_, height),
       marks_(grid_, width, height, limitPx),
-      waiting_(width, height) {}
+      queue_(width, height) {}
 
 void BranchPaths::Update() {
     RemoveEnds();
-    for (const WordPixels& change : skeleton_.LineChanges()) {
-        TouchAround(change.word, change.pixels, kBeyondAll);
+    affected_.Begin(RasterOrder::kBeyondAll);
+    for (const WordPixels<ColumnGrid>& change : skeleton_.LineChanges()) {
+        affected_.Add(change.word, change.pixels);
     }
-    TouchNoted(kBeyondAll);
-    for (const WordPixels& change : skeleton_.LineChanges()) {
-        Lines& at = lines_[change.word];
-        at.left = (at.left | (change.pixels & ~at.taken)) & ~(change.pixels & at.left);
-        at.taken &= ~change.pixels;
-        at.touched &= at.taken;
+    QueueAffected();
+    for (const WordPixels<ColumnGrid>& change : skeleton_.LineChanges()) {
+        lines_.Change(change.word, change.pixels);
     }
-    for (const WordPixels& change : skeleton_.EndChanges()) {
-        const int x0 = grid_.FirstColumnOf(change.word);
-        const int y = grid_.RowOf(change.word);
-        for (Word left = change.pixels & ~ends_[change.word].traced; left != 0; left &= left - 1) {
-            const int x = x0 + BitGrid::LowestBit(left);
-            if (skeleton_.IsEnd(x, y)) {
-                AddTrace(change.word, RankOf(x, y));
-                Touch(x, y);
-            }
-        }
-    }
-    FetchTraces();
-    const auto waitingIn = [&](int x, int y) -> Word& { return ends_[grid_.WordAt(x, y)].waiting; };
-    while (!waiting_.IsEmpty()) {
-        const RasterQueue::Position at = waiting_.TakeLast(waitingIn);
-        Retrace({at.x, at.y});
+    AddEnds();
+    FetchPaths();
+    while (!queue_.IsEmpty()) {
+        Retrace(queue_.TakeLast());
     }
     toFetch_.clear();
 }
 
-// What is no end any more goes first, whatever the order: an end that has come instead mostly takes the same pixels.
+// Ends that have gone leave first, whatever the order: an end that has come instead mostly takes the same pixels.
 void BranchPaths::RemoveEnds() {
-    for (const WordPixels& change : skeleton_.EndChanges()) {
-        __builtin_prefetch(&ends_[change.word]);
-        __builtin_prefetch(&lines_[change.word]);
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
+        paths_.PrefetchWord(change.word);
+        lines_.Prefetch(change.word);
     }
-    for (const WordPixels& change : skeleton_.EndChanges()) {
-        if ((change.pixels & ends_[change.word].traced) != 0) {
-            __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[change.word].first - 1)]);
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
+        if ((change.pixels & paths_.EndsIn(change.word)) != 0) {
+            paths_.PrefetchPath(change.word);
         }
     }
-    for (const WordPixels& change : skeleton_.EndChanges()) {
-        Word gone = change.pixels & ends_[change.word].traced;
-        if (gone == 0) {
-            continue;
-        }
-        const int x0 = grid_.FirstColumnOf(change.word);
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
+        const int x0 = grid_.FirstXOf(change.word);
         const int y = grid_.RowOf(change.word);
-        for (; gone != 0; gone &= gone - 1) {
-            const Rank end = RankOf(x0 + BitGrid::LowestBit(gone), y);
-            const std::int32_t number = FindTrace(change.word, end);
-            Release(change.word, traces_[static_cast<std::size_t>(number)], false);
-            RemoveTrace(change.word, number);
-            TellAround(end);
+        for (Word gone = change.pixels & paths_.EndsIn(change.word); gone != 0; gone &= gone - 1) {
+            const int x = x0 + BitGrid::LowestBit(gone);
+            const Rank end = order_.RankOf(x, y);
+            Release({x, y}, paths_.PathOf(change.word, end), Keep::Nothing);
+            paths_.Remove(change.word, end);
+            marks_.Remove(x, y);
+            QueueAroundChanges(end);
         }
     }
 }
 
-void BranchPaths::Touch(int x, int y) {
-    const std::size_t word = grid_.WordAt(x, y);
-    if (waiting_.Add(x, y, ends_[word].waiting) && toFetch_.size() < kMostFetched) {
-        toFetch_.push_back({x, y});
-        __builtin_prefetch(&lines_[word]);
-        __builtin_prefetch(&owner_[OwnerAt(x, y)]);
+void BranchPaths::AddEnds() {
+    for (const WordPixels<ColumnGrid>& change : skeleton_.EndChanges()) {
+        const int x0 = grid_.FirstXOf(change.word);
+        const int y = grid_.RowOf(change.word);
+        const Word come = change.pixels & ~paths_.EndsIn(change.word) & skeleton_.EndsIn(change.word);
+        for (Word left = come; left != 0; left &= left - 1) {
+            const int x = x0 + BitGrid::LowestBit(left);
+            paths_.Add(change.word, order_.RankOf(x, y));
+            marks_.Add(x, y);
+            Queue(order_.RankOf(x, y));
+        }
     }
 }
 
-// The traces to be made again lie all over the picture and would be waited for one by one.
-void BranchPaths::FetchTraces() {
+void BranchPaths::Queue(Rank end) {
+    const PixelPosition at = order_.PositionOf(end);
+    if (queue_.Add(at.x, at.y) && toFetch_.size() < kMostFetched) {
+        toFetch_.push_back(at);
+        paths_.PrefetchWord(grid_.WordAt(at.x, at.y));
+        lines_.Prefetch(at.x, at.y);
+    }
+}
+
+void BranchPaths::QueueAffected() {
+    for (const Rank end : affected_.Finish()) {
+        Queue(end);
+    }
+}
+
+// The paths to be traced again lie all over memory and would be waited for one by one.
+void BranchPaths::FetchPaths() {
     for (const PixelPosition end : toFetch_) {
-        const std::size_t word = grid_.WordAt(end.x, end.y);
-        if (ends_[word].first != 0) {
-            __builtin_prefetch(&traces_[static_cast<std::size_t>(ends_[word].first - 1)]);
-        }
+        paths_.PrefetchPath(grid_.WordAt(end.x, end.y));
     }
     toFetch_.clear();
-}
-
-void BranchPaths::TouchTracesOf(std::size_t word, int x0, int y, Word pixels, Rank before) {
-    // The trace of a pixel that was touched before waits.
-    Rank last = kBeyondAll;
-    for (pixels &= ~lines_[word].touched; pixels != 0; pixels &= pixels - 1) {
-        const int bit = BitGrid::LowestBit(pixels);
-        const Rank owner = owner_[OwnerAt(x0 + bit, y)];
-        if (owner < before) {
-            lines_[word].touched |= ColumnGrid::Bit(bit);
-            if (owner != last) {
-                TouchRank(owner);
-                last = owner;
-            }
-        }
-    }
-}
-
-// A trace asks for pixels of lines next to its own, and for what is around these. Changes at the sides of a word, which
-// reach into the next, are dealt with at once; others together with those above and below.
-void BranchPaths::TouchAround(std::size_t word, Word changed, Rank before) {
-    if ((changed & (Word{3} | Word{3} << 62)) != 0) {
-        TouchAroundSides(word, changed, before);
-        return;
-    }
-    if (word - noted_.first >= kNotedRows) {
-        TouchNoted(before);
-        noted_.first = word - kNotedRows / 2;
-    }
-    const std::size_t row = word - noted_.first;
-    noted_.top = std::min(noted_.top, row);
-    noted_.bottom = std::max(noted_.bottom, row);
-    noted_.changed[row] |= changed;
-}
-
-void BranchPaths::TouchNoted(Rank before) {
-    // Two rows beyond are 0 on either side.
-    const std::size_t top = noted_.top;
-    const std::size_t bottom = noted_.bottom;
-    if (top > bottom) {
-        return;
-    }
-    // Of the row two further up.
-    const int x0 = grid_.FirstColumnOf(noted_.first + top - 2);
-    const int y0 = grid_.RowOf(noted_.first + top - 2);
-    const Lines* at = &lines_[noted_.first + top];
-    Word askedAbove = 0;
-    Word asked = 0;
-    Word changedAbove = 0;
-    Word changed = 0;
-    for (std::size_t row = top; row < bottom + 5; ++row, ++at) {
-        // The row two further up is done with all that is asked for in the rows beside it.
-        const Word changedBelow = row <= bottom ? noted_.changed[row] : 0;
-        const Word askedBelow = (DilateRow(changedAbove | changed | changedBelow) & at[-1].All()) | changed;
-        const Word near = DilateRow(askedAbove | asked | askedBelow) & at[-2].taken;
-        if (near != 0) {
-            int x = x0;
-            int y = y0 + static_cast<int>(row - top);
-            for (; y >= height_; y -= static_cast<int>(grid_.ColumnStride())) {
-                x += 64;  // the words go on in the next strip
-            }
-            TouchTracesOf(noted_.first + row - 2, x, y, near, before);
-        }
-        askedAbove = asked;
-        asked = askedBelow;
-        changedAbove = changed;
-        changed = changedBelow;
-    }
-    std::fill(noted_.changed.begin() + top, noted_.changed.begin() + bottom + 1, Word{0});
-    noted_.top = kNotedRows;
-    noted_.bottom = 0;
-}
-
-void BranchPaths::TouchAroundSides(std::size_t word, Word changed, Rank before) {
-    const std::size_t strip = grid_.ColumnStride();
-    const Word beside = DilateRow(changed);
-    std::array<Word, 5> west{};
-    std::array<Word, 5> near{};
-    std::array<Word, 5> east{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        const std::size_t row = word - 1 + i;
-        const Word asked = (beside & lines_[row].All()) | (i == 1 ? changed : 0);
-        const Word askedWest = changed << 63 & lines_[row - strip].All();
-        const Word askedEast = changed >> 63 & lines_[row + strip].All();
-        for (std::size_t k = i; k < i + 3; ++k) {
-            west[k] |= askedWest | askedWest >> 1 | asked << 63;
-            near[k] |= DilateRow(asked) | askedWest >> 63 | askedEast << 63;
-            east[k] |= askedEast | askedEast << 1 | asked >> 63;
-        }
-    }
-    const int x0 = grid_.FirstColumnOf(word);
-    const int y0 = grid_.RowOf(word) - 2;
-    for (std::size_t i = 0; i < 5; ++i) {
-        const auto touch = [&](std::size_t at, int x, Word pixels) {
-            if ((pixels & lines_[at].taken) != 0) {
-                TouchTracesOf(at, x, y0 + static_cast<int>(i), pixels & lines_[at].taken, before);
-            }
-        };
-        touch(word - strip - 2 + i, x0 - 64, west[i]);
-        touch(word - 2 + i, x0, near[i]);
-        touch(word + strip - 2 + i, x0 + 64, east[i]);
-    }
 }
 
 void BranchPaths::Retrace(PixelPosition end) {
     const std::size_t word = grid_.WordAt(end.x, end.y);
-    if ((ends_[word].traced & ColumnGrid::Bit(end.x)) == 0) {
-        return;  // waited before it was removed
+    if ((paths_.EndsIn(word) & ColumnGrid::Bit(end.x)) == 0) {
+        return;  // was queued before it was removed
     }
-    const Rank rank = RankOf(end.x, end.y);
-    Trace& trace = traces_[static_cast<std::size_t>(FindTrace(word, rank))];
+    const Rank rank = order_.RankOf(end.x, end.y);
+    PathStore::Path& path = paths_.PathOf(word, rank);
     PixelPosition from = end;
-    counts_.assign(1, 0);
-    if (trace.size > 0) {
-        const Beginning kept = Release(word, trace, !trace.forks);
+    if (path.size > 0) {
+        // The pixels that waited at a fork are not kept.
+        const Beginning kept = Release(end, path, path.forks ? Keep::Nothing : Keep::Beginning);
         if (kept.isAll) {
             return;
         }
         from = kept.next;
-        path_.Begin(PathOf(trace), kept.size, kept.last);
-        counts_[0] = kept.pixels;
+        tracer_.Start(paths_.CodesOf(path), kept.size, kept.last, kept.pixels);
     } else {
-        path_.Begin(end);
+        tracer_.Start(end);
     }
-    Follow(from, rank);
-    Keep(end, trace);
-    FetchTraces();
-    TellAround(rank);
+    tracer_.Trace(from, rank);
+    for (const Rank losing : tracer_.LosingEnds()) {
+        const PixelPosition at = order_.PositionOf(losing);
+        paths_.NoteLoss(grid_.WordAt(at.x, at.y), at.x);
+        Queue(losing);
+    }
+    marks_.SetCounts(end.x, end.y, tracer_.Counts());
+    paths_.Keep(path, tracer_.Path(), tracer_.Counts().size());
+    FetchPaths();
+    QueueAroundChanges(rank);
 }
 
-// What other traces have taken from it since is not its own any more. Up to the first pixel that was touched nothing
-// that a trace asks for has changed: that much may be kept, if no fork waits there.
-BranchPaths::Beginning BranchPaths::Release(std::size_t word, const Trace& trace, bool keepsBeginning) {
-    const PixelPosition end = PositionOf(trace.end);
+// Releases the pixels of a path, but for those to be kept: the ones before its first stale pixel. A pixel that the path
+// has lost comes after a stale one, as the path that took it affected this one. Only a path that has lost pixels has to
+// be asked which of them are still its own.
+BranchPaths::Beginning BranchPaths::Release(PixelPosition end, const PathStore::Path& path, Keep keep) {
     Beginning kept{0, 0, end, end, false};
-    const Word isRobbed = ends_[word].robbed & ColumnGrid::Bit(end.x);
-    ends_[word].robbed ^= isRobbed;
-    before_.first = word - kNotedRows / 2;
-    for (PathCode::Walk walk(end, PathOf(trace), trace.size); walk.Next();) {
+    const std::size_t word = grid_.WordAt(end.x, end.y);
+    const bool hasLostPixels = paths_.TakeLoss(word, end.x);
+    bool keeps = keep == Keep::Beginning;
+    released_.Begin(word);
+    for (PathCode::Walk walk(end, paths_.CodesOf(path), path.size); walk.Next();) {
         const PixelPosition at = walk.At();
         const std::size_t there = grid_.WordAt(at.x, at.y);
         const Word bit = ColumnGrid::Bit(at.x);
-        Lines& lines = lines_[there];
-        if (keepsBeginning && (lines.taken & ~lines.touched & bit) != 0) {
+        const LinePixels::Lines& lines = lines_[there];
+        if (keeps && (lines.taken & ~lines.stale & bit) != 0) {
             ++kept.pixels;
-            kept.size = walk.Passed();
+            kept.size = walk.SizeSoFar();
             kept.last = at;
             continue;
         }
-        if (keepsBeginning) {
-            keepsBeginning = false;
+        if (keeps) {
+            keeps = false;
             kept.next = at;
         }
-        // It may not be of a line any more.
-        if ((lines.taken & bit) == 0 || (isRobbed != 0 && owner_[OwnerAt(at.x, at.y)] != trace.end)) {
+        // It may have left the lines.
+        if ((lines.taken & bit) == 0 || (hasLostPixels && lines_.OwnerOf(at.x, at.y) != path.end)) {
             continue;
         }
-        lines.taken ^= bit;
-        lines.touched &= ~bit;
-        lines.left |= bit;
-        if (released_.empty() || released_.back().word != there) {
-            released_.emplace_back().word = there;
-        }
-        released_.back().pixels |= bit;
-        if (there - before_.first < kNotedRows) {
-            before_.pixels[there - before_.first] |= bit;
-        }
+        lines_.Release(there, bit);
+        released_.Add(there, bit);
     }
-    kept.isAll = keepsBeginning;
+    kept.isAll = keeps;
     return kept;
 }
 
-const PathCode::Code* BranchPaths::PathOf(const Trace& trace) const {
-    return trace.size <= Trace::kStepsAtHand ? trace.path.data() : longPaths_.find(trace.end)->second.data();
-}
-
-// Passes on what the trace takes now and did not take before, or the other way round.
-void BranchPaths::TellAround(Rank end) {
-    const auto takenBefore = [&](std::size_t word) {
-        return word - before_.first < kNotedRows ? before_.pixels[word - before_.first] : 0;
-    };
-    for (const std::size_t word : taken_) {
-        const Word taken = lines_[word].mine & ~takenBefore(word);
+// Queues the paths of ends before this one that are near pixels which its path has taken and had not before, or has
+// released and not taken again.
+void BranchPaths::QueueAroundChanges(Rank end) {
+    affected_.Begin(end);
+    for (const std::size_t word : tracer_.Words()) {
+        const Word taken = lines_[word].current & ~released_.Near(word);
         if (taken != 0) {
-            TouchAround(word, taken, end);
+            affected_.Add(word, taken);
         }
     }
-    for (const WordPixels& own : released_) {
-        const Word left = own.pixels & ~lines_[own.word].mine;
+    for (const WordPixels<ColumnGrid>& part : released_.Parts()) {
+        const Word left = part.pixels & ~lines_[part.word].current;
         if (left != 0) {
-            TouchAround(own.word, left, end);
-        }
-        if (own.word - before_.first < kNotedRows) {
-            before_.pixels[own.word - before_.first] = 0;
+            affected_.Add(part.word, left);
         }
     }
-    TouchNoted(end);
-    for (const std::size_t word : taken_) {
-        lines_[word].taken |= lines_[word].mine;
-        lines_[word].mine = 0;
-    }
-    released_.clear();
-    taken_.clear();
+    released_.Clear();
+    QueueAffected();
+    tracer_.Complete();
 }
 
-std::int32_t BranchPaths::FindTrace(std::size_t word, Rank end) const {
-    std::int32_t number = ends_[word].first - 1;
-    while (traces_[static_cast<std::size_t>(number)].end != end) {
-        number = traces_[static_cast<std::size_t>(number)].next - 1;
+void BranchPaths::CheckInvariants() const {
+    lines_.CheckInvariants();
+    paths_.CheckInvariants();
+    affected_.CheckInvariants();
+    marks_.CheckInvariants();
+    KORVANE_ASSERT(queue_.IsEmpty() && released_.Parts().empty() && tracer_.Words().empty());  // 4
+    std::size_t taken = 0;
+    for (std::size_t word = 0; word < grid_.Words(); ++word) {
+        const LinePixels::Lines& lines = lines_[word];
+        KORVANE_ASSERT(lines.All() == skeleton_.LinesIn(word));         // 1
+        KORVANE_ASSERT(paths_.EndsIn(word) == skeleton_.EndsIn(word));  // 2
+        KORVANE_ASSERT(marks_.EndsIn(word) == skeleton_.EndsIn(word));  // 2
+        KORVANE_ASSERT(lines.stale == 0);                               // 4
+        taken += static_cast<std::size_t>(__builtin_popcountll(lines.taken));
     }
-    return number;
-}
-
-void BranchPaths::AddTrace(std::size_t word, Rank end) {
-    if (unused_.empty()) {
-        unused_.push_back(static_cast<std::int32_t>(traces_.size()));
-        traces_.emplace_back();
-    }
-    const std::int32_t number = unused_.back();
-    unused_.pop_back();
-    Trace& trace = traces_[static_cast<std::size_t>(number)];
-    trace.end = end;
-    trace.size = 0;
-    trace.forks = false;
-    trace.next = ends_[word].first;
-    ends_[word].first = number + 1;
-    const PixelPosition at = PositionOf(end);
-    ends_[word].traced |= ColumnGrid::Bit(at.x);
-    marks_.Add(at.x, at.y);
-}
-
-void BranchPaths::RemoveTrace(std::size_t word, std::int32_t number) {
-    const Trace& trace = traces_[static_cast<std::size_t>(number)];
-    std::int32_t* link = &ends_[word].first;
-    while (*link != number + 1) {
-        link = &traces_[static_cast<std::size_t>(*link - 1)].next;
-    }
-    *link = trace.next;
-    unused_.push_back(number);
-    const PixelPosition at = PositionOf(trace.end);
-    ends_[word].traced &= ~ColumnGrid::Bit(at.x);
-    marks_.Remove(at.x, at.y);
-    Forget(trace);
-}
-
-// What a trace has beside itself.
-void BranchPaths::Forget(const Trace& trace) {
-    if (trace.size > Trace::kStepsAtHand) {
-        longPaths_.erase(trace.end);
-    }
-}
-
-void BranchPaths::Keep(PixelPosition end, Trace& trace) {
-    Forget(trace);
-    marks_.SetCounts(end.x, end.y, counts_);
-    trace.forks = counts_.size() > 1;
-    trace.size = path_.Size();
-    if (trace.size <= Trace::kStepsAtHand) {
-        std::copy_n(path_.Codes(), trace.size, trace.path.begin());
-    } else {
-        longPaths_[trace.end].assign(path_.Codes(), path_.Codes() + trace.size);
-    }
+    std::size_t ofPaths = 0;
+    paths_.ForEachPath([&](const PathStore::Path& path) {
+        for (PathCode::Walk walk(order_.PositionOf(path.end), paths_.CodesOf(path), path.size); walk.Next();
+             ++ofPaths) {
+            const PixelPosition at = walk.At();
+            KORVANE_ASSERT((lines_[grid_.WordAt(at.x, at.y)].taken & ColumnGrid::Bit(at.x)) != 0);  // 3
+            KORVANE_ASSERT(lines_.OwnerOf(at.x, at.y) == path.end);                                 // 3
+        }
+    });
+    KORVANE_ASSERT(ofPaths == taken);  // 3
 }
 
 }  // namespace level_sweep

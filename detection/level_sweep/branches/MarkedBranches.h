@@ -6,10 +6,10 @@
 
 namespace level_sweep {
 
-/// The open branches of a skeleton that are longer than the limit.
+/// The marks of the open branches of a skeleton that are longer than the limit.
 struct MarkedBranches {
     std::vector<PixelPosition> ends;
-    bool mapOrigin = false;  ///< the map's first pixel is marked too: for pixels counted for no end
+    bool mapOrigin = false;  ///< row 0, column 0 is marked: by a count that has no end
 };
 
 }  // namespace level_sweep

@@ -6,12 +6,13 @@
 #include <cstring>
 #include <vector>
 
-#include "branches/MarkedBranches.h"
+#include "bits/Pixels.h"
 
 namespace level_sweep {
 
-/// The pixels that a trace took, in its order, a byte for each that is less than 8 rows and columns from the one
-/// before, or from the end for the first. Traces run along lines: only what follows a fork can be further away.
+/// The pixels of a path in the order in which it took them. A pixel less than 8 rows and columns from the one before,
+/// or from the path's end for the first, is a byte. Paths run along lines: only the pixel that follows a fork can be
+/// further away.
 class PathCode {
 public:
     using Code = std::uint8_t;
@@ -46,7 +47,7 @@ public:
     const Code* Codes() const { return codes_.data(); }
     std::size_t Size() const { return size_; }
 
-    /// Goes through the pixels of a path from an end.
+    /// Walks along the pixels of a path from its end.
     class Walk {
     public:
         Walk(PixelPosition end, const Code* codes, std::size_t size)
@@ -66,8 +67,8 @@ public:
             return true;
         }
         PixelPosition At() const { return at_; }
-        /// Size of the path as far as it was gone through.
-        std::size_t Passed() const { return static_cast<std::size_t>(next_ - first_); }
+        /// Size of the codes up to the present pixel, which is included.
+        std::size_t SizeSoFar() const { return static_cast<std::size_t>(next_ - first_); }
 
     private:
         PixelPosition at_;

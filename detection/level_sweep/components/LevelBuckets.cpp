@@ -19,7 +19,7 @@ public:
         bounds_.insert(bounds_.end(), levels.begin(), levels.end());
     }
 
-    /// About which of the levels is the first that a value is not below, for up to 64 values.
+    /// Estimates for up to 64 values the index of the first level that the value is not below.
     void Guess(const float* values, int count, std::int32_t* levels) const {
         const float first = bounds_[1];
         for (int i = 0; i < count; ++i) {
@@ -48,7 +48,7 @@ private:
     std::vector<float> bounds_;  // one that no value reaches, then the levels
 };
 
-int Count(BitGrid::Word pixels) { return static_cast<int>(std::bitset<64>(pixels).count()); }
+int Count(Word pixels) { return static_cast<int>(std::bitset<64>(pixels).count()); }
 
 }  // namespace
 
@@ -59,13 +59,13 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
     }
     struct Wanted {
         std::int32_t first;  // offset of the word's leftmost pixel
-        BitGrid::Word pixels;
+        Word pixels;
     };
     std::vector<Wanted> wanted;
     std::size_t total = 0;
     for (int y = 0; y < open.Height(); ++y) {
         for (int x = 0; x < open.Width(); x += 64) {
-            BitGrid::Word pixels = open[open.Grid().WordAt(x, y)];
+            Word pixels = open[open.Grid().WordAt(x, y)];
             const std::int32_t first = y * open.Width() + x;
             pixels &= pixels == 0 ? 0 : AtLeast(edges + first, std::min(64, open.Width() - x), levels.back());
             if (pixels != 0) {
@@ -80,9 +80,9 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
     std::array<std::int32_t, 64> guesses;
     for (const Wanted& word : wanted) {
         const float* values = edges + word.first;
-        finder.Guess(values, BitGrid::HighestBit(word.pixels) + 1, guesses.data());
-        for (BitGrid::Word left = word.pixels; left != 0; left &= left - 1) {
-            const int i = BitGrid::LowestBit(left);
+        finder.Guess(values, HighestBit(word.pixels) + 1, guesses.data());
+        for (Word remaining = word.pixels; remaining != 0; remaining &= remaining - 1) {
+            const int i = LowestBit(remaining);
             *bucket = finder.Find(values[i], guesses[static_cast<std::size_t>(i)]);
             ++starts_[*bucket];
             ++bucket;
@@ -97,9 +97,9 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
     pixels_ = qvox::MakeLargePageArray<std::int32_t>(total);
     bucket = buckets.get();
     for (const Wanted& word : wanted) {
-        for (BitGrid::Word left = word.pixels; left != 0; left &= left - 1) {
-            // As many as above. NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): it cannot tell
-            pixels_[next[*bucket++]++] = word.first + BitGrid::LowestBit(left);
+        for (Word remaining = word.pixels; remaining != 0; remaining &= remaining - 1) {
+            // As many as above, which the analyser cannot see. NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
+            pixels_[next[*bucket++]++] = word.first + LowestBit(remaining);
         }
     }
 }

@@ -21,7 +21,8 @@ public:
         const std::int32_t* end() const { return last; }
     };
 
-    /// `edges`: as many values as `open` has pixels, row by row; `step`: about what the levels are apart.
+    /// `edges`: as many values as `open` has pixels, row by row; `step`: the approximate difference between adjacent
+    /// levels.
     /// Cost: a few instructions per pixel that is open and not below the last level.
     LevelBuckets(const float* edges, const BitPlane& open, const std::vector<float>& levels, float step);
 

@@ -1,39 +1,39 @@
 #include "distance/LargestDistance.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+
+#include "Assert.h"
+#include "distance/CityBlockDistances.h"
 
 namespace level_sweep {
 
+using TileErosion::Column;
 using TileErosion::kMostMargin;
+using TileErosion::Window;
 
 LargestDistance::LargestDistance(int width, int height)
-    : width_(width),
-      height_(height),
-      tilesPerRow_((width + kSide - 1) / kSide),
-      tileRows_((height + kSide - 1) / kSide),
-      beyondLast_(width % kSide == 0 ? 0 : ~Word{0} << (width % kSide)),
-      rows_(static_cast<std::size_t>(tilesPerRow_) * static_cast<std::size_t>(tileRows_) * kSide),
-      tiles_(static_cast<std::size_t>(tilesPerRow_) * static_cast<std::size_t>(tileRows_)) {}
+    : set_(width, height), tiles_(static_cast<std::size_t>(set_.Tiles())) {}
 
 void LargestDistance::Change(std::int32_t word, Word pixels) {
     if (pixels == 0) {
         return;
     }
-    const std::int32_t y = word / tilesPerRow_;
-    const std::int32_t number = (y / kSide) * tilesPerRow_ + word - y * tilesPerRow_;
+    const std::int32_t y = word / set_.TilesPerRow();
+    const std::int32_t number = (y / kSide) * set_.TilesPerRow() + word - y * set_.TilesPerRow();
     Tile& tile = TileOf(number);
     if (tile.changedRows == 0) {
         changed_.push_back(number);
     }
     tile.changedRows |= BitGrid::Bit(y);
     tile.changedColumns |= pixels;
-    RowsOf(number)[y % kSide] ^= pixels;
+    set_.RowsOf(number)[y % kSide] ^= pixels;
 }
 
-void LargestDistance::TakeBoundsBack() {
+void LargestDistance::ResetBounds() {
     for (const std::int32_t number : changed_) {
-        TakeBoundsBackAround(number);
+        ResetBoundsAround(number);
         Tile& tile = TileOf(number);
         tile.isStale = true;
         tile.changedRows = 0;
@@ -42,55 +42,47 @@ void LargestDistance::TakeBoundsBack() {
     changed_.clear();
 }
 
-// A pixel has to do with a change only if it is no further away than the nearest pixel outside the set was or is.
-void LargestDistance::TakeBoundsBackAround(std::int32_t tile) {
+// A change can concern a pixel only if it is no further away than the nearest pixel outside the set was or is.
+void LargestDistance::ResetBoundsAround(std::int32_t tile) {
     const Tile& at = TileOf(tile);
-    const int column = tile % tilesPerRow_;
-    const int row = tile / tilesPerRow_;
+    const int column = tile % set_.TilesPerRow();
+    const int row = tile / set_.TilesPerRow();
     const int reach = (deepest_ + kSide - 1) / kSide;
     const auto gap = [](int tiles, Word changed) {
         const int inside = tiles < 0 ? __builtin_ctzll(changed) : __builtin_clzll(changed);
         return tiles == 0 ? 0 : inside + 1 + (std::abs(tiles) - 1) * kSide;
     };
-    for (int v = std::max(-reach, -row); v <= std::min(reach, tileRows_ - 1 - row); ++v) {
+    for (int v = std::max(-reach, -row); v <= std::min(reach, set_.TileRows() - 1 - row); ++v) {
         const int gapY = gap(v, at.changedRows);
-        for (int u = std::max(-reach, -column); u <= std::min(reach, tilesPerRow_ - 1 - column); ++u) {
-            Tile& near = TileOf(tile + v * tilesPerRow_ + u);
+        for (int u = std::max(-reach, -column); u <= std::min(reach, set_.TilesPerRow() - 1 - column); ++u) {
+            Tile& near = TileOf(tile + v * set_.TilesPerRow() + u);
             if (near.bound >= gapY + gap(u, at.changedColumns)) {
                 near.bound = near.aloneBound;
-                near.isReached = false;
+                near.isExact = false;
             }
         }
     }
 }
 
-int LargestDistance::RowsInside(std::int32_t tile) const {
-    return std::min(kSide, height_ - tile / tilesPerRow_ * kSide);
-}
-
-LargestDistance::Word LargestDistance::InsideColumns(int column) const {
-    return column == tilesPerRow_ - 1 ? ~beyondLast_ : ~Word{0};
-}
-
 // Erosions until nothing is left of a tile, as if everything around it were set; kUnbounded where that takes more than
 // kMostMargin.
-int LargestDistance::AloneBound(std::int32_t tile) {
-    const int rowsInside = RowsInside(tile);
+int LargestDistance::AloneBound(std::int32_t tile) const {
+    const int rowsInside = set_.RowsInside(tile);
     std::array<Column, 2> columns;
-    FillColumn(tile % tilesPerRow_, tile / tilesPerRow_ * kSide, rowsInside, columns[0]);
+    set_.FillTile(tile, columns[0]);
     TileErosion::Enclose(columns[1], rowsInside);
     for (int erosions = 0; erosions <= kMostMargin; ++erosions) {
-        const Column& left = columns[static_cast<std::size_t>(erosions % 2)];
-        if ((TileErosion::AnyOf(&left[1], rowsInside) & InsideColumns(tile % tilesPerRow_)) == 0) {
+        const Column& rows = columns[static_cast<std::size_t>(erosions % 2)];
+        if ((TileErosion::AnyOf(&rows[1], rowsInside) & set_.ColumnsInside(tile)) == 0) {
             return erosions;
         }
-        TileErosion::Erode(left, columns[static_cast<std::size_t>(1 - erosions % 2)], rowsInside);
+        TileErosion::Erode(rows, columns[static_cast<std::size_t>(1 - erosions % 2)], rowsInside);
     }
     return kUnbounded;
 }
 
 int LargestDistance::Largest(const std::vector<Part>& parts) {
-    TakeBoundsBack();
+    ResetBounds();
     byBound_.clear();
     for (std::size_t i = 0; i < parts.size(); ++i) {
         Tile& tile = TileOf(parts[i].tile);
@@ -115,129 +107,96 @@ int LargestDistance::Largest(const std::vector<Part>& parts) {
     return largest;
 }
 
-// Finds out the tile's largest as well; that is all there is to know where the part is all of the tile.
+// Finds the tile's exact bound as well, which is all there is to know where the part is all of the tile.
 int LargestDistance::LargestIn(const Part& part) {
     Tile& tile = TileOf(part.tile);
     if (IsKnown(part)) {
         return tile.bound;
     }
-    const int rowsInside = RowsInside(part.tile);
-    const int margin = tile.bound;  // what is further away is not the nearest
+    const int rowsInside = set_.RowsInside(part.tile);
+    const int margin = tile.bound;  // pixels further away are not the nearest
     std::array<Window, 2> windows;
-    FillWindow(part.tile, margin, windows[0]);
+    set_.FillWindow(part.tile, margin, windows[0]);
     TileErosion::Enclose(windows[1], rowsInside + 2 * margin);
     int largest = 0;
     int erosions = 0;
     for (;; ++erosions) {
-        const Window& left = windows[static_cast<std::size_t>(erosions % 2)];
-        const Word* rows = left.centre.data() + 1 + margin;
-        if ((TileErosion::AnyOf(rows, rowsInside) & InsideColumns(part.tile % tilesPerRow_)) == 0) {
+        const Window& window = windows[static_cast<std::size_t>(erosions % 2)];
+        const Word* rows = window.centre.data() + 1 + margin;
+        if ((TileErosion::AnyOf(rows, rowsInside) & set_.ColumnsInside(part.tile)) == 0) {
             break;
         }
         largest = TileErosion::AnyOfBoth(rows, part.rows, rowsInside) != 0 ? erosions + 1 : largest;
-        TileErosion::Erode(left, windows[static_cast<std::size_t>(1 - erosions % 2)], rowsInside + 2 * margin);
+        TileErosion::Erode(window, windows[static_cast<std::size_t>(1 - erosions % 2)], rowsInside + 2 * margin);
     }
     tile.bound = erosions;
-    tile.isReached = true;
+    tile.isExact = true;
     return largest;
 }
 
-void LargestDistance::FillWindow(std::int32_t tile, int margin, Window& window) {
-    const int column = tile % tilesPerRow_;
-    const int first = tile / tilesPerRow_ * kSide - margin;
-    const int rows = RowsInside(tile) + 2 * margin;
-    FillColumn(column - 1, first, rows, window.west);
-    FillColumn(column, first, rows, window.centre);
-    FillColumn(column + 1, first, rows, window.east);
+bool LargestDistance::IsKnown(const Part& part) const { return TileOf(part.tile).isExact && IsWhole(part); }
+
+bool LargestDistance::IsWhole(const Part& part) const {
+    return std::equal(part.rows, part.rows + kSide, set_.RowsOf(part.tile));
 }
 
-void LargestDistance::FillColumn(int column, int first, int rows, Column& window) {
-    std::fill_n(window.begin(), rows + 2, ~Word{0});
-    if (column < 0 || column >= tilesPerRow_) {
-        return;
-    }
-    const Word beyond = ~InsideColumns(column);
-    const int last = std::min(first + rows, height_) - 1;
-    for (int y = std::max(first, 0); y <= last;) {
-        const int end = std::min(last, y | (kSide - 1));
-        const Word* from = RowsOf((y / kSide) * tilesPerRow_ + column);
-        for (; y <= end; ++y) {
-            window[static_cast<std::size_t>(y - first + 1)] = from[y % kSide] | beyond;
-        }
-    }
-}
-
-bool LargestDistance::IsKnown(const Part& part) { return TileOf(part.tile).isReached && IsWhole(part); }
-
-bool LargestDistance::IsWhole(const Part& part) { return std::equal(part.rows, part.rows + kSide, RowsOf(part.tile)); }
-
-// With one more pixel on every side: what is beside the pixels given is not of the set.
-LargestDistance::Box LargestDistance::BoxAround(const std::vector<Part>& parts) const {
-    int x0 = width_, y0 = height_, x1 = 0, y1 = 0;
+// With one more pixel on every side: pixels adjacent to those given are not of the set.
+PixelBox LargestDistance::BoxAround(const std::vector<Part>& parts) const {
+    PixelBox box;
     for (const Part& part : parts) {
-        const int left = part.tile % tilesPerRow_ * kSide;
-        const int top = part.tile / tilesPerRow_ * kSide;
-        x0 = std::min(x0, left);
-        y0 = std::min(y0, top);
-        x1 = std::max(x1, left + kSide);
-        y1 = std::max(y1, top + kSide);
+        const PixelPosition origin = set_.OriginOf(part.tile);
+        box.Include({origin.y, origin.x, origin.x + kSide - 1});
+        box.Include({origin.y + kSide - 1, origin.x, origin.x + kSide - 1});
     }
-    x0 = std::max(x0 - 1, 0);
-    y0 = std::max(y0 - 1, 0);
-    return {x0, y0, std::min(x1 + 1, width_) - x0, std::min(y1 + 1, height_) - y0};
-}
-
-// Down and right, then up and left (Rosenfeld and Pfaltz, 1966).
-void LargestDistance::MeasureDistances(const Box& box) {
-    const auto width = static_cast<std::size_t>(box.width);
-    const auto height = static_cast<std::size_t>(box.height);
-    const int far = width_ + height_;
-    distances_.resize(width * height);
-    for (std::size_t y = 0; y < height; ++y) {
-        std::int32_t* row = &distances_[y * width];
-        int before = far;
-        for (std::size_t x = 0; x < width; ++x) {
-            const int column = box.x0 + static_cast<int>(x);
-            const bool isSet = IsSet(column, box.y0 + static_cast<int>(y));
-            before = isSet ? std::min(before, y > 0 ? row[x - width] : far) + 1 : 0;
-            row[x] = before;
-        }
-    }
-    for (std::size_t y = height; y-- > 0;) {
-        std::int32_t* row = &distances_[y * width];
-        int after = far;
-        for (std::size_t x = width; x-- > 0;) {
-            after = std::min({row[x], after + 1, (y + 1 < height ? row[x + width] : far) + 1});
-            row[x] = after;
-        }
-    }
+    box.Grow(1, set_.Width(), set_.Height());
+    return box;
 }
 
 int LargestDistance::LargestOfDeep(const std::vector<Part>& parts) {
-    const Box box = BoxAround(parts);
-    MeasureDistances(box);
+    const CityBlockDistances distances(set_, BoxAround(parts));
     int largest = 0;
     for (const Part& part : parts) {
-        const int left = part.tile % tilesPerRow_ * kSide;
-        const int top = part.tile / tilesPerRow_ * kSide;
+        const PixelPosition origin = set_.OriginOf(part.tile);
         int here = 0;
-        for (int i = 0; i < RowsInside(part.tile); ++i) {
-            const std::int32_t* row =
-                &distances_[static_cast<std::size_t>(top + i - box.y0) * static_cast<std::size_t>(box.width)] +
-                (left - box.x0);
-            for (Word pixels = part.rows[i]; pixels != 0; pixels &= pixels - 1) {
-                here = std::max(here, row[BitGrid::LowestBit(pixels)]);
-            }
+        for (int i = 0; i < set_.RowsInside(part.tile); ++i) {
+            const std::int32_t* row = distances.From(origin.x, origin.y + i);
+            ForEachBit(part.rows[i], [&](std::size_t x) { here = std::max(here, row[x]); });
         }
         if (IsWhole(part)) {
             TileOf(part.tile).bound = here;
-            TileOf(part.tile).isReached = true;
+            TileOf(part.tile).isExact = true;
             deepest_ = std::max(deepest_, here);
         }
         largest = std::max(largest, here);
     }
-    std::vector<std::int32_t>().swap(distances_);
     return largest;
+}
+
+void LargestDistance::CheckInvariants() const {
+#ifdef KORVANE_ASSERTIONS
+    if (!changed_.empty()) {
+        return;
+    }
+    const CityBlockDistances distances(set_, {0, 0, set_.Width() - 1, set_.Height() - 1});
+    for (std::int32_t number = 0; number < set_.Tiles(); ++number) {
+        const Tile& tile = TileOf(number);
+        if (tile.isStale) {
+            continue;
+        }
+        const PixelPosition origin = set_.OriginOf(number);
+        int largest = 0;
+        for (int i = 0; i < set_.RowsInside(number); ++i) {
+            KORVANE_ASSERT((set_.RowsOf(number)[i] & ~set_.ColumnsInside(number)) == 0);
+            const std::int32_t* row = distances.From(origin.x, origin.y + i);
+            ForEachBit(set_.RowsOf(number)[i], [&](std::size_t x) { largest = std::max(largest, row[x]); });
+        }
+        KORVANE_ASSERT(tile.aloneBound == AloneBound(number));
+        KORVANE_ASSERT(tile.bound <= tile.aloneBound);
+        KORVANE_ASSERT(tile.bound == kUnbounded || tile.bound <= deepest_);
+        KORVANE_ASSERT(largest <= tile.bound || largest >= set_.Width() + set_.Height());
+        KORVANE_ASSERT(!tile.isExact || tile.bound == largest);
+    }
+#endif
 }
 
 }  // namespace level_sweep

@@ -2,14 +2,13 @@
 
 #include <array>
 
-#include "bits/BitGrid.h"
+#include "bits/Word.h"
 
 namespace level_sweep {
 
-/// Erosion of rows of 64 pixels: each takes the pixels away that share a side with one that is not set.
+/// Erosion of rows of 64 pixels: an erosion removes the pixels that share a side with one that is not set.
 namespace TileErosion {
 
-using Word = BitGrid::Word;
 constexpr int kSide = 64;
 constexpr int kMostMargin = kSide - 1;
 
@@ -17,20 +16,21 @@ constexpr int kMostMargin = kSide - 1;
 /// and the one after the last count as set and stay so.
 using Column = std::array<Word, kSide + 2 * kMostMargin + 2>;
 
-/// A column between those beside it; what is beyond these counts as set.
+/// A column between its two neighbours; pixels west and east of these count as set.
 struct Window {
     Column west, centre, east;
 };
 
-/// Makes the rows around `rows` rows set.
+/// Sets the row before the first and the one after the last of `rows` rows.
 void Enclose(Column& column, int rows);
 void Enclose(Window& window, int rows);
 
-/// One erosion of the rows of a column as if all around it were set, and of a window. `to` is another, enclosed.
+/// One erosion of the rows of a column as if all pixels around it were set, and of a window. `to` is another object
+/// that is enclosed.
 void Erode(const Column& from, Column& to, int rows);
 void Erode(const Window& from, Window& to, int rows);
 
-/// All pixels of some rows, and those that are in others as well, put into one.
+/// The union of some rows, and of their intersections with other rows.
 Word AnyOf(const Word* rows, int count);
 Word AnyOfBoth(const Word* rows, const Word* others, int count);
 

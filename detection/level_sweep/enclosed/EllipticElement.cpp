@@ -5,11 +5,11 @@
 
 namespace level_sweep {
 
-std::vector<RowSpan> ReflectedEllipticElement(int size) {
+std::vector<PixelRun> ReflectedEllipticElement(int size) {
     if (size == 1) {
         return {{0, 0, 0}};
     }
-    std::vector<RowSpan> spans;
+    std::vector<PixelRun> runs;
     const int radius = size / 2;
     const double inverse = radius != 0 ? 1.0 / (static_cast<double>(radius) * radius) : 0.0;
     for (int i = 0; i < size; ++i) {
@@ -19,9 +19,9 @@ std::vector<RowSpan> ReflectedEllipticElement(int size) {
         const int dx = static_cast<int>(std::lrint(half));
         const int first = std::max(radius - dx, 0);
         const int last = std::min(radius + dx, size - 1);
-        spans.push_back({radius - i, radius - last, radius - first});
+        runs.push_back({radius - i, radius - last, radius - first});
     }
-    return spans;
+    return runs;
 }
 
 }  // namespace level_sweep

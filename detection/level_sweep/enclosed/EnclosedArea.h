@@ -9,9 +9,14 @@
 
 namespace level_sweep {
 
-/// What lines enclose together with a component: all that is 4-connected with the component through pixels that are of
-/// no line, and the holes of that, which are those of its complement's 4-connected parts that do not reach the border
-/// of the picture or of a box around it.
+/// The area that lines enclose together with a component, and its ring.
+///
+/// The area is everything that is 4-connected with the component through pixels that are not on a line, and the holes of
+/// that: the 4-connected parts of its complement that do not reach the border of the map. Lines that a hole contains
+/// belong to the area, and lines that the fill can flow around do not stop it: where no line closes, the area may be the
+/// whole map. The ring is the pixels outside the area that touch it, also across corners.
+///
+/// Invariant between calls: filled_ is 0 everywhere, and closed_ is 0 on the map and all ones around it.
 class EnclosedArea {
 public:
     using Word = ColumnGrid::Word;
@@ -19,33 +24,23 @@ public:
 
     const ColumnGrid& Grid() const { return grid_; }
 
-    /// Finds the area of a component; linesIn(column, y) are the pixels of lines in row y from column 64 * column on,
-    /// and visit(word, inside, ring) is called for words of `Grid`, each once, with the area's pixels and those outside
-    /// that touch it, also across corners.
+    /// Finds the area of a component. linesIn(column, y) returns the pixels of lines in a word; use(word, area, ring) is
+    /// called for words of `Grid`, each once, with the pixels of the area and of its ring.
     /// Cost: some tens of instructions for each word that the area lies in, and fewer for all others of its box.
-    template <typename LinesIn, typename Visit>
-    void Find(const std::vector<WordPart>& component, LinesIn linesIn, Visit visit);
+    template <typename LinesIn, typename Use>
+    void Find(const std::vector<WordPixels<BitGrid>>& component, LinesIn linesIn, Use use);
+
+    /// Asserts the invariant. Cost: all words; nothing without KORVANE_ASSERTIONS.
+    void CheckInvariants() const;
 
 private:
-    struct Position {
-        int column;
-        int y;
-    };
     struct Seeds {
-        Position at;
-        Word pixels;
-    };
-    struct BoxSeeds {
-        std::size_t word;
+        WordPosition at;
         Word pixels;
     };
 
-    std::size_t WordAt(Position at) const {
-        return static_cast<std::size_t>(at.column + 1) * grid_.ColumnStride() +
-               static_cast<std::size_t>(at.y + ColumnGrid::kMargin);
-    }
     Word PixelsOfColumn(int column) const { return column == lastColumn_ ? inLastColumn_ : ~Word{0}; }
-    void Seed(Position at, std::size_t word, Word pixels) {
+    void Seed(WordPosition at, std::size_t word, Word pixels) {
         if ((pixels & ~closed_[word]) != 0) {
             seeds_.push_back({at, pixels});
         }
@@ -55,56 +50,55 @@ private:
     void FindBox();
     void FindHoles();
     void FillOutside();
-    template <typename Visit>
-    void VisitWords(Visit visit);
+    template <typename Use>
+    void UseWords(Use use);
 
     int height_;
     int lastColumn_;
     Word inLastColumn_;
     ColumnGrid grid_;
-    // Both all 0 between calls, but for words beyond the picture, which are closed.
     ZeroedArray<Word> filled_;
-    ZeroedArray<Word> closed_;  // filled, or of a line; 0 where nothing has been looked at
+    ZeroedArray<Word> closed_;  // filled, on a line or outside the map; 0 in words that the fill has not reached
     std::vector<Seeds> seeds_;
-    std::vector<Position> lookedAt_;
-    // The box, with one word more on each side, strip by strip.
+    std::vector<WordPosition> reachedWords_;
+    // The box, with one word more on each side, column by column.
     int firstColumn_ = 0;
     int boxColumns_ = 0;
     int firstRow_ = 0;
     int boxRows_ = 0;
-    std::size_t boxStrip_ = 0;
-    std::vector<Word> box_;  // what is not filled, then the area
-    std::vector<BoxSeeds> boxSeeds_;
+    std::size_t boxStride_ = 0;
+    std::vector<Word> box_;  // first what is not filled, then the area
+    std::vector<WordPixels<ColumnGrid>> boxSeeds_;  // by words of the box
 };
 
-template <typename LinesIn, typename Visit>
-void EnclosedArea::Find(const std::vector<WordPart>& component, LinesIn linesIn, Visit visit) {
-    for (const WordPart& part : component) {
+template <typename LinesIn, typename Use>
+void EnclosedArea::Find(const std::vector<WordPixels<BitGrid>>& component, LinesIn linesIn, Use use) {
+    for (const WordPixels<BitGrid>& part : component) {
         const int y = part.word / (lastColumn_ + 1);
         seeds_.push_back({{part.word - y * (lastColumn_ + 1), y}, part.pixels});
     }
     Fill(linesIn);
     FindBox();
     FindHoles();
-    VisitWords(visit);
-    for (const Position& at : lookedAt_) {
-        filled_[WordAt(at)] = 0;
-        closed_[WordAt(at)] = 0;
+    UseWords(use);
+    for (const WordPosition& at : reachedWords_) {
+        filled_[grid_.WordAt(at)] = 0;
+        closed_[grid_.WordAt(at)] = 0;
     }
-    lookedAt_.clear();
+    reachedWords_.clear();
 }
 
 template <typename LinesIn>
 void EnclosedArea::Fill(LinesIn linesIn) {
     while (!seeds_.empty()) {
-        const Position at = seeds_.back().at;
+        const WordPosition at = seeds_.back().at;
         const Word seeds = seeds_.back().pixels;
         seeds_.pop_back();
-        const std::size_t word = WordAt(at);
+        const std::size_t word = grid_.WordAt(at);
         Word closed = closed_[word];
         if (closed == 0) {
             closed = linesIn(at.column, at.y) | ~PixelsOfColumn(at.column);
-            lookedAt_.push_back(at);
+            reachedWords_.push_back(at);
         }
         const Word found = RunsContaining(seeds & ~closed, ~closed);
         closed_[word] = closed | found;
@@ -123,20 +117,18 @@ void EnclosedArea::Fill(LinesIn linesIn) {
     }
 }
 
-template <typename Visit>
-void EnclosedArea::VisitWords(Visit visit) {
+template <typename Use>
+void EnclosedArea::UseWords(Use use) {
     const auto around = [&](std::size_t word) { return box_[word - 1] | box_[word] | box_[word + 1]; };
     for (int column = 0; column < boxColumns_; ++column) {
         const Word pixels = PixelsOfColumn(firstColumn_ + column);
-        const std::size_t first = WordAt({firstColumn_ + column, firstRow_});
-        const std::size_t firstInBox = static_cast<std::size_t>(column + 1) * boxStrip_ + 1;
+        const std::size_t first = grid_.WordAt(WordPosition{firstColumn_ + column, firstRow_});
+        const std::size_t firstInBox = static_cast<std::size_t>(column + 1) * boxStride_ + 1;
         for (std::size_t row = 0; row < static_cast<std::size_t>(boxRows_); ++row) {
             const std::size_t word = firstInBox + row;
-            const Word beside = around(word);
-            const Word near =
-                beside | beside << 1 | beside >> 1 | around(word - boxStrip_) >> 63 | around(word + boxStrip_) << 63;
+            const Word near = DilateRow(around(word)) | around(word - boxStride_) >> 63 | around(word + boxStride_) << 63;
             if ((near & pixels) != 0) {
-                visit(first + row, box_[word], near & pixels & ~box_[word]);
+                use(first + row, box_[word], near & pixels & ~box_[word]);
             }
         }
     }

@@ -26,9 +26,10 @@ struct ComponentSizes {
 
 /// The regions that close as a level sinks through an edge map.
 ///
-/// A pixel is open, background, or both no longer: analysed. At every level the caller removes the open pixels above it
-/// (RemoveAbove, or RemoveConnected) and sweeps: each 4-connected component of open pixels that has lost pixels and is
-/// small enough is erased or analysed (EnclosedRegionAnalysis.h), which may mark candidates with a ring around them.
+/// Each pixel is open, background, or analysed, which is neither. At every level the caller removes the open pixels
+/// above it (RemoveAbove, or RemoveConnected) and sweeps: each 4-connected component of open pixels that has lost pixels
+/// and is small enough is erased, which makes it background, or analysed. The analysis marks the area that the lines of
+/// the background enclose around the component as candidate, with a ring one pixel wide around it.
 ///
 /// Cost: proportional to the pixels, and for each analysed component to the background that touches it.
 class LevelSweep {
@@ -39,7 +40,7 @@ public:
     /// Open at first is each pixel whose value is at most `openUpTo`, and each of `alsoOpen` (empty: none). A value
     /// that is not a number is background from the start.
     /// @param edges     at most kMaxPixels; must outlive the sweep
-    /// @param levels    falling; `levelStep` is about the difference between neighbours
+    /// @param levels    falling; `levelStep` is the approximate difference between adjacent ones
     LevelSweep(const MapView& edges, float openUpTo, const PixelMask& alsoOpen, const std::vector<float>& levels,
                float levelStep, const ComponentSizes& sizes);
     ~LevelSweep();

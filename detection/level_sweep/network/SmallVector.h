@@ -6,6 +6,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "bits/Word.h"
+
 namespace level_sweep {
 
 /// A number of plain values that is mostly small: up to kInside of them lie in the object itself, so that asking for

@@ -23,7 +23,7 @@ TouchedNetwork::TouchedNetwork(const BitPlane& background, const BitPlane& touch
     tiles_.TakeRegionChanges([](std::int32_t, int, Word, Word) {});
 }
 
-void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
+void TouchedNetwork::Touch(const std::vector<WordPixels<BitGrid>>& component) {
     ++present_;
     visits_.clear();
     notPassed_.clear();
@@ -49,10 +49,10 @@ void TouchedNetwork::Touch(const std::vector<WordPart>& component) {
     CollectVisitedRows();
 }
 
-void TouchedNetwork::FindRing(const std::vector<WordPart>& component) {
+void TouchedNetwork::FindRing(const std::vector<WordPixels<BitGrid>>& component) {
     const std::int32_t wordsPerRow = words_.WordsPerRow();
     PixelBox box;
-    for (const WordPart& part : component) {
+    for (const WordPixels<BitGrid>& part : component) {
         const std::int32_t y = part.word / wordsPerRow;
         const std::int32_t column = part.word - y * wordsPerRow;
         box.Include({y, column, column});
@@ -60,7 +60,7 @@ void TouchedNetwork::FindRing(const std::vector<WordPart>& component) {
     box.Grow(1, wordsPerRow, height_);
     wordBox_ = box;
     component_.assign(static_cast<std::size_t>(box.Width()) * static_cast<std::size_t>(box.Height()), 0);
-    for (const WordPart& part : component) {
+    for (const WordPixels<BitGrid>& part : component) {
         const std::int32_t y = part.word / wordsPerRow;
         const std::int32_t column = part.word - y * wordsPerRow;
         component_[static_cast<std::size_t>((y - box.y0) * box.Width() + column - box.x0)] = part.pixels;

@@ -33,14 +33,14 @@ public:
 
     /// To be told of every pixel that became kBackground, but for those that Clear makes so.
     void BackgroundAdded(int x, int y) { tiles_.AddPatch(x / PieceTiles::kSide, y, BitGrid::Bit(x)); }
-    void BackgroundAdded(const WordPart& part) {
+    void BackgroundAdded(const WordPixels<BitGrid>& part) {
         const int y = part.word / words_.WordsPerRow();
         tiles_.AddPatch(part.word - words_.WordAt(0, y), y, part.pixels);
     }
 
     /// `component`: one 4-connected component, in raster order.
     /// Cost: proportional to the pieces visited, passed through or turned, and to the tiles of theirs that changed.
-    void Touch(const std::vector<WordPart>& component);
+    void Touch(const std::vector<WordPixels<BitGrid>>& component);
 
     /// Between components: the pixels that are kBackground in row y from column 64 * column on.
     Word BackgroundIn(int column, int y) const { return tiles_.PatchesIn(column, y); }
@@ -133,7 +133,7 @@ private:
         PieceSet patches;
     };
 
-    void FindRing(const std::vector<WordPart>& component);
+    void FindRing(const std::vector<WordPixels<BitGrid>>& component);
     Word RingIn(int column, int row) const;
     void Visit(PieceAt at);
     void VisitNear(std::int32_t tile, std::size_t mask, Word besideRegions, Word besidePatches);

@@ -6,24 +6,24 @@
 
 namespace level_sweep {
 
-/// What is up to three pixels away from given ones, in a strip and up to two pixels beyond it. To the west and east of
-/// the strip and beyond its corners it is only known whether there is something near; all of it counts then.
+/// The pixels up to three away from given ones, in a block and up to two pixels beyond it. West and east of the block
+/// and beyond its corners it is only known whether any pixel is near; then all pixels there count as near.
 class BlockNeighbourhood {
 public:
     using Word = PixelBlock::Word;
 
-    /// Given: pixels of the strip and of what lies around it.
+    /// Of given pixels of a block and of its surroundings.
     void Find(const BlockSurroundings& pixels);
 
-    /// Whether some pixels are near. rowsAt(rows, columns) gives those of the strip that many rows and columns of
-    /// strips away, to be asked for each of its rows by [].
+    /// Whether some pixels are near. rowsAt(rows, columns): those of the block that many blocks further south and east,
+    /// indexed by row.
     template <typename RowsAt>
     bool AnyOf(RowsAt rowsAt) const;
 
 private:
     PixelBlock here_;
-    Word north_, south_;  // of the two rows there
-    unsigned sides_;      // where anything beyond the strip is near
+    Word north_, south_;  // near pixels of the two rows there
+    unsigned sides_;      // where pixels beyond the block are near
 };
 
 template <typename RowsAt>

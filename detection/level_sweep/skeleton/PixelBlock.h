@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -7,7 +8,7 @@
 
 namespace level_sweep {
 
-/// Words of eight rows one below the other: 512 pixels, a cache line.
+/// A block of 64 x 8 pixels, a word per row: 512 pixels, a cache line.
 constexpr int kBlockRows = 8;
 struct PixelBlock {
     using Word = BitGrid::Word;
@@ -26,25 +27,41 @@ struct PixelBlock {
         }
         return difference;
     }
-    /// The pixels of all rows in one.
-    friend Word AnyOf(const PixelBlock& strip) {
+    /// The union of all rows.
+    friend Word AnyOf(const PixelBlock& block) {
         Word any = 0;
-        for (const Word row : strip.rows) {
+        for (const Word row : block.rows) {
             any |= row;
         }
         return any;
     }
 };
 
-/// A strip, in the middle of `centre`, with what lies around it: two rows above and two below, and the words to both
-/// sides of all these.
+/// A block, in the middle of `centre`, with its surroundings: two rows above, two below, and the words west and east of
+/// all these rows.
 struct BlockSurroundings {
     static constexpr std::size_t kReach = 2;
     static constexpr std::size_t kRows = std::size_t{kBlockRows} + 2 * kReach;
-    /// So many more rows there are behind these, for ThinningIteration.
+    /// Rows behind these, scratch memory of ThinningIteration.
     static constexpr std::size_t kMoreRows = kRows + 2;
     using Rows = std::array<BitGrid::Word, kRows + kMoreRows>;
     Rows west, centre, east;
+
+    /// Fills the first kRows rows. blockAt(rows, columns): the block that many blocks further south and east.
+    template <typename BlockAt>
+    void Gather(BlockAt blockAt) {
+        const auto fill = [&](std::ptrdiff_t column, Rows& rows) {
+            const PixelBlock& north = blockAt(-1, column);
+            const PixelBlock& middle = blockAt(0, column);
+            const PixelBlock& south = blockAt(1, column);
+            std::copy(north.rows.end() - kReach, north.rows.end(), rows.begin());
+            std::copy(middle.rows.begin(), middle.rows.end(), rows.begin() + kReach);
+            std::copy(south.rows.begin(), south.rows.begin() + kReach, rows.begin() + kReach + kBlockRows);
+        };
+        fill(-1, west);
+        fill(0, centre);
+        fill(1, east);
+    }
 };
 
 }  // namespace level_sweep

@@ -8,9 +8,11 @@ namespace level_sweep {
 namespace {
 
 using Word = BitGrid::Word;
-using LeftFunction = void (*)(BlockSurroundings&, const BlockSurroundings*, PixelBlock&);
+using ThinFunction = void (*)(BlockSurroundings&, const BlockSurroundings*, PixelBlock&);
 
-// The conditions of ThinningRemoval.h, a bit per pixel; p2 .. p9 clockwise from north.
+// A subiteration removes a pixel if walking around it crosses into the set exactly once, if the smaller of two counts
+// of its neighbours in pairs is 2 or 3, and if the neighbours on the subiteration's side do not keep it. All conditions
+// are evaluated for 64 pixels at a time; p2 .. p9 are the neighbours clockwise from north.
 #define KORVANE_INLINED inline __attribute__((always_inline))
 
 struct FirstSubiteration {
@@ -25,9 +27,10 @@ struct SecondSubiteration {
     }
 };
 
-// What a subiteration leaves of rows 1 to `rows`. The pixels to the west and to the east of a row are a bit of a word.
+// The pixels that a subiteration leaves of rows 1 to `rows`. The pixel west of a row is bit `westBit` of its west word,
+// the one east of it bit `eastBit` of its east word.
 template <typename Subiteration, std::size_t rows, int westBit, int eastBit>
-KORVANE_INLINED void LeftOfRows(const Word* west, const Word* centre, const Word* east, Word* __restrict left) {
+KORVANE_INLINED void ThinRows(const Word* west, const Word* centre, const Word* east, Word* __restrict remaining) {
     for (std::size_t i = 1; i <= rows; ++i) {
         const Word w2 = west[i - 1] >> westBit & 1u, w4 = west[i] >> westBit & 1u, w6 = west[i + 1] >> westBit & 1u;
         const Word e2 = east[i - 1] >> eastBit << 63, e4 = east[i] >> eastBit << 63, e6 = east[i + 1] >> eastBit << 63;
@@ -43,84 +46,87 @@ KORVANE_INLINED void LeftOfRows(const Word* west, const Word* centre, const Word
         const Word twoOfSecond = (c23 & c45) | (c67 & c89) | ((c23 | c45) & (c67 | c89));
         const Word fourOfBoth = c92 & c34 & c56 & c78 & c23 & c45 & c67 & c89;
         const Word kept = Subiteration::Kept(p2, p3, p4, p5, p6, p7, p8, p9);
-        left[i - 1] = centre[i] & ~(oneCrossing & twoOfFirst & twoOfSecond & ~fourOfBoth & ~kept);
+        remaining[i - 1] = centre[i] & ~(oneCrossing & twoOfFirst & twoOfSecond & ~fourOfBoth & ~kept);
     }
 }
 
-// The second subiteration asks what the first one leaves of the columns beside the strip as well. With what the first
-// one asks for on either side of these, six columns of each row make up a row of their own, the sides:
+// The second subiteration also reads the pixels that the first one leaves of the columns adjacent to the block. With
+// the columns that the first one reads on either side of these, six columns of each row make up a row of their own, the
+// sides:
 //
 //     columns  -2 -1  0        63 64 65
 //     bits      0  1  2         8  9 10
-KORVANE_INLINED Word Side(const BlockSurroundings& around, std::size_t row) {
-    const Word centre = around.centre[row];
-    return around.west[row] >> 62 | (centre & 1u) << 2 | centre >> 63 << 8 | (around.east[row] & 3u) << 9;
+KORVANE_INLINED Word Side(const BlockSurroundings& neighbourhood, std::size_t row) {
+    const Word centre = neighbourhood.centre[row];
+    return neighbourhood.west[row] >> 62 | (centre & 1u) << 2 | centre >> 63 << 8 | (neighbourhood.east[row] & 3u) << 9;
 }
 
-KORVANE_INLINED void LeftInlined(BlockSurroundings& around, const BlockSurroundings* staying, PixelBlock& left) {
+KORVANE_INLINED void ThinInlined(BlockSurroundings& neighbourhood, const BlockSurroundings* fixedPixels,
+                                 PixelBlock& remaining) {
     constexpr std::size_t rows = BlockSurroundings::kRows;
-    // The rows of the sides lie behind all others. 22 rows are asked for, in whole vectors.
+    // The rows of the sides lie behind all others. 22 rows are needed, in whole vectors.
     constexpr std::size_t vectorRows = 24;
     static_assert(vectorRows + 2 <= std::tuple_size<BlockSurroundings::Rows>::value, "one more on either side");
     for (std::size_t i = 0; i < rows; ++i) {
-        around.centre[rows + i] = Side(around, i);
+        neighbourhood.centre[rows + i] = Side(neighbourhood, i);
     }
     for (std::size_t i = rows; i < vectorRows + 2; ++i) {
-        around.west[i] = 0;
-        around.east[i] = 0;
+        neighbourhood.west[i] = 0;
+        neighbourhood.east[i] = 0;
     }
-    around.centre[2 * rows] = 0;
-    around.centre[2 * rows + 1] = 0;
+    neighbourhood.centre[2 * rows] = 0;
+    neighbourhood.centre[2 * rows + 1] = 0;
     std::array<Word, vectorRows> after;  // from the second row on
-    LeftOfRows<FirstSubiteration, vectorRows, 63, 0>(around.west.data(), around.centre.data(), around.east.data(),
-                                                     after.data());
-    if (staying != nullptr) {
+    ThinRows<FirstSubiteration, vectorRows, 63, 0>(neighbourhood.west.data(), neighbourhood.centre.data(),
+                                                   neighbourhood.east.data(), after.data());
+    if (fixedPixels != nullptr) {
         for (std::size_t i = 0; i < rows - 2; ++i) {
-            after[i] |= staying->centre[i + 1];
-            after[rows + i] |= Side(*staying, i + 1);
+            after[i] |= fixedPixels->centre[i + 1];
+            after[rows + i] |= Side(*fixedPixels, i + 1);
         }
     }
     const Word* sides = &after[rows];
-    LeftOfRows<SecondSubiteration, std::size_t{kBlockRows}, 1, 9>(sides, after.data(), sides, left.rows.data());
-    if (staying != nullptr) {
-        for (std::size_t i = 0; i < left.rows.size(); ++i) {
-            left[i] |= staying->centre[i + 2];
+    ThinRows<SecondSubiteration, std::size_t{kBlockRows}, 1, 9>(sides, after.data(), sides, remaining.rows.data());
+    if (fixedPixels != nullptr) {
+        for (std::size_t i = 0; i < remaining.rows.size(); ++i) {
+            remaining[i] |= fixedPixels->centre[i + 2];
         }
     }
 }
 
-void LeftBaseline(BlockSurroundings& around, const BlockSurroundings* staying, PixelBlock& left) {
-    LeftInlined(around, staying, left);
+void ThinBaseline(BlockSurroundings& neighbourhood, const BlockSurroundings* fixedPixels, PixelBlock& remaining) {
+    ThinInlined(neighbourhood, fixedPixels, remaining);
 }
 
-__attribute__((target("avx2"))) void LeftAvx2(BlockSurroundings& around, const BlockSurroundings* staying,
-                                              PixelBlock& left) {
-    LeftInlined(around, staying, left);
+__attribute__((target("avx2"))) void ThinAvx2(BlockSurroundings& neighbourhood, const BlockSurroundings* fixedPixels,
+                                              PixelBlock& remaining) {
+    ThinInlined(neighbourhood, fixedPixels, remaining);
 }
 
-__attribute__((target("avx512f"))) void LeftAvx512(BlockSurroundings& around, const BlockSurroundings* staying,
-                                                   PixelBlock& left) {
-    LeftInlined(around, staying, left);
+__attribute__((target("avx512f"))) void ThinAvx512(BlockSurroundings& neighbourhood,
+                                                   const BlockSurroundings* fixedPixels, PixelBlock& remaining) {
+    ThinInlined(neighbourhood, fixedPixels, remaining);
 }
 
 #undef KORVANE_INLINED
 
-LeftFunction Function(qvox::InstructionSet set) {
-    if (set == qvox::InstructionSet::kAvx512) return LeftAvx512;
-    if (set == qvox::InstructionSet::kAvx2) return LeftAvx2;
-    return LeftBaseline;
+ThinFunction Function(qvox::InstructionSet set) {
+    if (set == qvox::InstructionSet::kAvx512) return ThinAvx512;
+    if (set == qvox::InstructionSet::kAvx2) return ThinAvx2;
+    return ThinBaseline;
 }
 
 }  // namespace
 
-void ThinWith(qvox::InstructionSet set, BlockSurroundings& around, const BlockSurroundings* staying,
-                      PixelBlock& left) {
-    Function(set)(around, staying, left);
+void ThinWith(qvox::InstructionSet set, BlockSurroundings& neighbourhood, const BlockSurroundings* fixedPixels,
+              PixelBlock& remaining) {
+    Function(set)(neighbourhood, fixedPixels, remaining);
 }
 
-void ThinningIteration::Thin(BlockSurroundings& around, const BlockSurroundings* staying, PixelBlock& left) {
-    static const LeftFunction best = Function(qvox::WidestInstructionSet());
-    best(around, staying, left);
+void ThinningIteration::Thin(BlockSurroundings& neighbourhood, const BlockSurroundings* fixedPixels,
+                             PixelBlock& remaining) {
+    static const ThinFunction best = Function(qvox::WidestInstructionSet());
+    best(neighbourhood, fixedPixels, remaining);
 }
 
 }  // namespace level_sweep

@@ -5,15 +5,16 @@
 
 namespace level_sweep {
 
-/// An iteration of thinning (Guo and Hall, 1989), 512 pixels at a time: both of its subiterations, one after the other,
-/// so that what is left of a pixel depends on what is up to two away.
+/// An iteration of thinning (Guo and Hall, 1989), 512 pixels at a time. Both subiterations run one after the other, so
+/// whether a pixel remains depends on the pixels up to two away.
 struct ThinningIteration {
-    /// Uses the rows behind those of `around`. Pixels of `staying`, if there is one, are never taken.
-    static void Thin(BlockSurroundings& around, const BlockSurroundings* staying, PixelBlock& left);
+    /// The pixels that remain of the block in the middle of `neighbourhood`, whose spare rows are overwritten. Pixels
+    /// of `fixedPixels`, which may be nullptr, are never removed.
+    static void Thin(BlockSurroundings& neighbourhood, const BlockSurroundings* fixedPixels, PixelBlock& remaining);
 };
 
 /// ThinningIteration::Thin with an instruction set of the caller's choice, which must run here; for tests.
-void ThinWith(qvox::InstructionSet set, BlockSurroundings& around, const BlockSurroundings* staying,
-                      PixelBlock& left);
+void ThinWith(qvox::InstructionSet set, BlockSurroundings& neighbourhood, const BlockSurroundings* fixedPixels,
+              PixelBlock& remaining);
 
 }  // namespace level_sweep
