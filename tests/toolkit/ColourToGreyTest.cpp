@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -21,14 +22,14 @@ using qvox::ColourRule;
 
 class ColourToGrey : public ::testing::Test {
 protected:
-    void WriteRgb(const std::string& bytes, std::uint16_t bits) {
-        const auto width = static_cast<std::uint32_t>(bytes.size() * 8 / bits / 3);
+    void WriteRgb(const std::string& bytes, std::uint16_t bits, std::uint16_t channels = 3) {
+        const auto width = static_cast<std::uint32_t>(bytes.size() * 8 / bits / channels);
         TiffBuilder file;
         file.Page()
             .Grey(width, 1, bits)
-            .Shorts(TIFFTAG_BITSPERSAMPLE, {bits, bits, bits})
+            .Shorts(TIFFTAG_BITSPERSAMPLE, std::vector<std::uint16_t>(channels, bits))
             .Short(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB)
-            .Short(TIFFTAG_SAMPLESPERPIXEL, 3)
+            .Short(TIFFTAG_SAMPLESPERPIXEL, channels)
             .AddPiece(bytes);
         file.Write(path_);
     }
@@ -75,6 +76,11 @@ TEST_F(ColourToGrey, EqualChannelsGiveTheirValue) {
     EXPECT_EQ(qvox::GreyTypeOf(path_), qvox::VoxelType::kUint16);
 }
 
+TEST_F(ColourToGrey, FurtherChannelsArePassedOver) {
+    WriteRgb("\x07\x07\x07\xFF\x09\x09\x09\x10", 8, 4);
+    EXPECT_EQ(Read<std::uint8_t>(ColourRule::kEqualChannels), (Values{7, 9}));
+}
+
 TEST_F(ColourToGrey, ChannelsThatDifferAreRefusedWithTheLargestDifference) {
     WriteRgb(std::string("\x05\x05\x06\x64\x32\x46", 6), 8);
     const std::string refusal = Refusal(ColourRule::kEqualChannels);
@@ -113,7 +119,7 @@ TEST(StoredNumbers, AreReadWithoutInversionOrPalette) {
                  {32, SAMPLEFORMAT_INT, "\xFE\xFF\xFF\xFF", -2.0},
                  {32, SAMPLEFORMAT_IEEEFP, realBytes, 70000.5}};
     for (const auto& kind : kinds) {
-        for (const std::uint16_t photometric : {PHOTOMETRIC_MINISWHITE, PHOTOMETRIC_MINISBLACK}) {
+        for (const std::uint16_t photometric : std::initializer_list<std::uint16_t>{0, 1}) {  // white, black is zero
             TiffBuilder file;
             file.Page()
                 .Grey(1, 1, kind.bits)

@@ -73,11 +73,12 @@ template <typename T>
 void DecodeRgb(TiffHandle& file, const TiffPage& page, ColourRule rule, std::uint64_t heldBytes,
                unsigned char* voxels) {
     const std::uint64_t count = std::uint64_t{page.width} * page.height;
-    std::vector<T> channels(3 * count);
+    const std::uint64_t samples = page.samples;  // further channels, of transparency for instance, are passed over
+    std::vector<T> channels(samples * count);
     DecodePage(file, page, heldBytes, reinterpret_cast<unsigned char*>(channels.data()));
     unsigned largest = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
-        const Colour colour{channels[3 * i], channels[3 * i + 1], channels[3 * i + 2]};
+        const Colour colour{channels[samples * i], channels[samples * i + 1], channels[samples * i + 2]};
         largest = std::max(largest, Difference(colour));
         const T grey = static_cast<T>(Luminance(colour));
         std::memcpy(voxels + i * sizeof(T), &grey, sizeof(T));
@@ -91,7 +92,7 @@ VoxelType GreyTypeOf(const TiffPage& page) {
     const bool isUnsigned = page.sampleFormat <= SAMPLEFORMAT_UINT;
     const bool isPalette = page.samples == 1 && page.photometric == PHOTOMETRIC_PALETTE;
     if (isPalette && page.bits == 8 && isUnsigned && !page.greyMap) return VoxelType::kUint8;
-    if (page.photometric != PHOTOMETRIC_RGB || page.samples != 3 || page.planar != PLANARCONFIG_CONTIG || !isUnsigned) {
+    if (page.photometric != PHOTOMETRIC_RGB || page.samples < 3 || page.planar != PLANARCONFIG_CONTIG || !isUnsigned) {
         return VoxelType::kUnsupported;
     }
     if (page.bits == 8) return VoxelType::kUint8;

@@ -9,8 +9,8 @@ namespace qvox {
 
 class TiffHandle;
 
-/// What a colour page becomes as grey: kUint8 for RGB of three interleaved 8-bit channels and for an 8-bit palette,
-/// kUint16 for such RGB of 16 bits, kUnsupported for every other page, grey ones too.
+/// What a colour page becomes as grey: kUint8 for RGB of interleaved 8-bit channels, with or without further ones, and
+/// for an 8-bit palette, kUint16 for such RGB of 16 bits, kUnsupported for every other page, grey ones too.
 VoxelType GreyTypeOf(const TiffPage& page);
 
 /// Decodes a colour page as DecodePage does and writes it as grey: width x height voxels of GreyTypeOf(page). Throws
