@@ -15,6 +15,8 @@ double WidthNm(float perUm) { return 1000.0 / static_cast<double>(perUm); }
 
 wxString Number(double value) { return wxString::FromCDouble(value); }
 
+wxString AxisText(float perUm) { return perUm > 0.0f ? Number(WidthNm(perUm)) : wxString("undefined"); }
+
 bool IsUsual(double nm) {
     // A size of exactly 0.05 nm is stored as a float of pixels per micrometre, which is a little off.
     constexpr double kRounding = 1e-6;
@@ -26,9 +28,8 @@ bool IsUsual(double nm) {
 wxString PixelSizeText(const qvox::PixelResolution& resolution) {
     const auto& [x, y, z] = resolution;
     if (x <= 0.0f && y <= 0.0f) return "pixel size undefined";
-    const auto inNm = [](float perUm) { return perUm > 0.0f ? Number(WidthNm(perUm)) : wxString("undefined"); };
-    wxString text = inNm(x);
-    if (y != x) text += " x " + inNm(y);
+    wxString text = AxisText(x);
+    if (y != x) text += " x " + AxisText(y);
     return text + " nm per pixel";
 }
 
@@ -56,12 +57,11 @@ wxString PixelSizeWarning(const qvox::PixelResolution& resolution) {
 wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxString& source,
                                   const qvox::PixelResolution& used, const wxString& option) {
     const bool isStored = stored.x > 0.0f || stored.y > 0.0f;
-    const wxString storedText = PixelSizeText(stored);
-    const wxString usedText = PixelSizeText(used);
-    if (!isStored || storedText == usedText) return {};
-    wxString text = "stores " + storedText;
+    const bool isSame = AxisText(stored.x) == AxisText(used.x) && AxisText(stored.y) == AxisText(used.y);
+    if (!isStored || isSame) return {};
+    wxString text = "stores " + PixelSizeText(stored);
     if (!source.empty()) text += " (" + source + ")";
-    return text + "; " + option + " replaces it by " + usedText + ".";
+    return text + "; " + option + " replaces it by " + PixelSizeText(used) + ".";
 }
 
 wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters) {

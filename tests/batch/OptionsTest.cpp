@@ -151,9 +151,9 @@ TEST(Options, AnOptionThatACommandHasNoUseForIsRefused) {
 TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({}), "accepted");
     EXPECT_NE(Refusal({"detect"}), "accepted");
-    EXPECT_EQ(
-        Refusal({"frobnicate", "a"}),
-        "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate and info.");
+    EXPECT_EQ(Refusal({"frobnicate", "a"}),
+              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate, import "
+              "and info.");
 }
 
 TEST(Options, NamesMayHoldAnything) {

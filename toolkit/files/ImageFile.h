@@ -50,7 +50,7 @@ struct ReadOptions {
     /// Number of the page to read, from 1, as an image of one plane. 0: the page or stack that InspectImageFile tells
     /// of.
     std::uint32_t page = 0;
-    /// For LoadImageFile: RGB of three interleaved channels and 8-bit palettes are read into 8-bit images, RGB of 16
+    /// For LoadImageFile: RGB of interleaved channels and 8-bit palettes are read into 8-bit images, RGB of 16
     /// bits into 16-bit ones. The picture then takes its colour channels in memory besides.
     ColourRule colour = ColourRule::kRefuse;
 };
