@@ -24,7 +24,7 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPixels<BitGrid>>& com
     const MarkedBranches branches = MarkBranches();
     MarkCandidates(component);
     const bool clears = !branches.ends.empty() || branches.mapOrigin;
-    const int size = clears ? LargestDistanceOfVisited() : 0;
+    const int size = clears ? LargestDistanceOfFlooded() : 0;
     touched_.Settle();
     ClearAround(branches, size);
 #ifdef KORVANE_ASSERTIONS
@@ -39,32 +39,33 @@ void EnclosedRegionAnalysis::Analyse(const std::vector<WordPixels<BitGrid>>& com
 // not part of it leave the set, so that the touched background is thinned as if it were alone; pixels further away have
 // no influence.
 void EnclosedRegionAnalysis::UpdateSkeleton() {
-    touched_.DropBesideVisited([&](std::int32_t word, Word pixels) {
-        skeleton_.Remove(word, pixels);
-        distance_.Remove(word, pixels);
-    });
-    touched_.AddVisited([&](std::int32_t word, Word pixels) {
-        skeleton_.Add(word, pixels);
-        distance_.Add(word, pixels);
-    });
+    touched_.UpdateKnown(
+        [&](std::int32_t word, Word pixels) {
+            skeleton_.Remove(word, pixels);
+            distance_.Remove(word, pixels);
+        },
+        [&](std::int32_t word, Word pixels) {
+            skeleton_.Add(word, pixels);
+            distance_.Add(word, pixels);
+        });
     skeleton_.Update();
     traces_.Update();
 }
 
 MarkedBranches EnclosedRegionAnalysis::MarkBranches() {
     // Rows are read from the last one up.
-    return traces_.Marked(touched_.VisitedTiles(), [&](int x0, int y0, int row) {
-        const Word* rows = touched_.VisitedRows(distance_.TileAt(x0, y0));
+    return traces_.Marked(touched_.FloodedTiles(), [&](int x0, int y0, int row) {
+        const Word* rows = touched_.FloodedRows(distance_.TileAt(x0, y0));
         __builtin_prefetch(rows + std::max(row - 8, 0));
         return rows[row];
     });
 }
 
-int EnclosedRegionAnalysis::LargestDistanceOfVisited() {
+int EnclosedRegionAnalysis::LargestDistanceOfFlooded() {
     parts_.clear();
-    for (const TouchedNetwork::VisitedTile& tile : touched_.VisitedTiles()) {
+    for (const FloodMarks::FloodedTile& tile : touched_.FloodedTiles()) {
         const std::int32_t number = distance_.TileAt(tile.x0, tile.y0);
-        parts_.push_back({number, touched_.VisitedRows(number)});
+        parts_.push_back({number, touched_.FloodedRows(number)});
     }
     return distance_.Largest(parts_);
 }
@@ -72,7 +73,7 @@ int EnclosedRegionAnalysis::LargestDistanceOfVisited() {
 void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPixels<BitGrid>>& component) {
     const auto linesIn = [&](int column, int y) {
         const Word lines = traces_.LinesLeftIn(column, y);
-        return lines == 0 ? lines : lines & touched_.VisitedIn(column, y);
+        return lines == 0 ? lines : lines & touched_.FloodedIn(column, y);
     };
     enclosed_.Find(component, linesIn, [&](std::size_t word, Word inside, Word ring) {
         rings_[word] |= ring;
@@ -88,6 +89,7 @@ void EnclosedRegionAnalysis::CheckInvariants() const {
             KORVANE_ASSERT((BackgroundIn(column, y) & TouchedIn(column, y)) == 0);
         }
     }
+    touched_.CheckInvariants();
     skeleton_.CheckInvariants();
     traces_.CheckInvariants();
     distance_.CheckInvariants();

@@ -25,7 +25,7 @@ namespace level_sweep {
 ///     that has been flooded already is skipped. From any other one, an 8-connected flood takes the connected pixels of
 ///     its own value; when that value is kTouched, the kBackground pixels connected with the flooded ones join them.
 ///     The flooded pixels become kTouched. A touched region behind such background is not flooded itself; the order of
-///     the ring decides which floods see merged regions (TouchedNetwork.h). The flooded pixels are the *touched
+///     the ring decides which floods see merged regions (ComponentFloods.h). The flooded pixels are the *touched
 ///     background* of this component; without a ring pixel of background it is empty.
 ///  2. Measure. The largest city-block distance of a pixel of the touched background to the nearest pixel of the map
 ///     that is not part of it.
@@ -85,7 +85,7 @@ private:
     std::size_t WordAt(int column, int y) const { return enclosed_.Grid().WordAt(WordPosition{column, y}); }
     void UpdateSkeleton();
     MarkedBranches MarkBranches();
-    int LargestDistanceOfVisited();
+    int LargestDistanceOfFlooded();
     void MarkCandidates(const std::vector<WordPixels<BitGrid>>& component);
     void ClearAround(const MarkedBranches& branches, int size);
     const std::vector<PixelRun>& Ellipse(int size);

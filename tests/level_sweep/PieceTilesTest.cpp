@@ -13,6 +13,7 @@ namespace {
 
 using level_sweep::PieceTiles;
 using level_sweep::PixelRun;
+using level_sweep::TileGrid;
 
 constexpr char kNeither = '.';
 constexpr char kRegion = 'r';
@@ -35,38 +36,38 @@ PieceTiles::PieceAt Numbered(std::int32_t tile, std::size_t number) {
     return {tile, static_cast<std::int32_t>(number)};
 }
 
-void TurnPatch(PieceTiles& tiles, PieceTiles::PieceAt at) {
-    PieceTiles::PieceSet turned{};
-    turned[static_cast<std::size_t>(at.piece) / 64] = PieceTiles::BitOf(at);
-    tiles.TurnPatches(at.tile, turned);
+void RelabelPatch(PieceTiles& tiles, PieceTiles::PieceAt at) {
+    level_sweep::PieceSet relabelled{};
+    relabelled[static_cast<std::size_t>(at.piece) / 64] = PieceTiles::BitOf(at);
+    tiles.RelabelPatches(at.tile, relabelled);
 }
 
-/// Pieces of the same tile that are said to be beside one.
+/// The pieces of the same tile that a piece is linked with.
 std::vector<PieceTiles::PieceAt> LinkedWith(const PieceTiles& tiles, PieceTiles::PieceAt at) {
     std::vector<PieceTiles::PieceAt> linked;
     const std::size_t here = static_cast<std::size_t>(at.piece) / 64;
-    for (std::size_t i = 0; i < tiles.StateOf(at.tile).maskCount; ++i) {
+    for (std::size_t i = 0; i < tiles.MaskCount(at.tile); ++i) {
         level_sweep::ForEachBit(tiles.LinkedWith(at.tile, here, PieceTiles::BitOf(at), i),
-                            [&](std::size_t bit) { linked.push_back(Numbered(at.tile, i * 64 + bit)); });
+                                [&](std::size_t bit) { linked.push_back(Numbered(at.tile, i * 64 + bit)); });
     }
     return linked;
 }
 
-/// Pieces of other tiles that are said to be beside one.
-std::vector<PieceTiles::PieceAt> BesideInOtherTiles(PieceTiles& tiles, PieceTiles::PieceAt at) {
-    std::vector<PieceTiles::PieceAt> beside;
+/// The pieces of other tiles that a piece has contacts with.
+std::vector<PieceTiles::PieceAt> AdjacentInOtherTiles(PieceTiles& tiles, PieceTiles::PieceAt at) {
+    std::vector<PieceTiles::PieceAt> adjacent;
     const std::size_t here = static_cast<std::size_t>(at.piece) / 64;
-    for (std::size_t direction = 0; direction < PieceTiles::kDirections; ++direction) {
+    for (std::size_t direction = 0; direction < TileGrid::kDirections; ++direction) {
         if ((tiles.AtBorder(at.tile, here, direction) & PieceTiles::BitOf(at)) == 0) continue;
         const PieceTiles::Contacts contacts = tiles.ContactsOf(at.tile, direction);
-        for (const PieceTiles::Contact* contact = contacts.first; contact != contacts.last; ++contact) {
-            if (contact->here == at.piece) beside.push_back(Numbered(contacts.tile, contact->there));
+        for (const level_sweep::PieceContacts::Contact* contact = contacts.first; contact != contacts.last; ++contact) {
+            if (contact->here == at.piece) adjacent.push_back(Numbered(contacts.tile, contact->there));
         }
     }
-    return beside;
+    return adjacent;
 }
 
-/// A piece and those of its kind that are linked to it, directly or not: some were patches and have been turned since.
+/// A piece and those of its kind that are linked with it, directly or not: some were patches and have been relabelled.
 std::vector<PieceTiles::PieceAt> GroupOf(PieceTiles& tiles, PieceTiles::PieceAt at) {
     std::vector<PieceTiles::PieceAt> group{at};
     for (std::size_t i = 0; i < group.size(); ++i) {
@@ -83,7 +84,7 @@ Pixels PixelsOf(const PieceTiles& tiles, const std::vector<PieceTiles::PieceAt>&
         for (int row = 0; row < PieceTiles::kSide; ++row) {
             for (int x = 0; x < PieceTiles::kSide; ++x) {
                 if ((tiles.PixelsOfRow(at, row) >> x & 1u) != 0) {
-                    pixels.emplace_back(tiles.Top(at.tile) + row, tiles.Left(at.tile) + x);
+                    pixels.emplace_back(tiles.Grid().North(at.tile) + row, tiles.Grid().West(at.tile) + x);
                 }
             }
         }
@@ -92,7 +93,7 @@ Pixels PixelsOf(const PieceTiles& tiles, const std::vector<PieceTiles::PieceAt>&
     return pixels;
 }
 
-/// The pixels of the same kind and tile that hang together with one, by looking at one after the other.
+/// The pixels of the same kind and tile that are connected with one, by looking at one after the other.
 Pixels PieceByLooking(const Map& map, int x, int y) {
     const auto width = static_cast<int>(map[0].size());
     const auto height = static_cast<int>(map.size());
@@ -115,7 +116,7 @@ Pixels PieceByLooking(const Map& map, int x, int y) {
     return found;
 }
 
-bool AreBeside(const Pixels& a, const Pixels& b) {
+bool AreAdjacent(const Pixels& a, const Pixels& b) {
     for (const auto& p : a) {
         for (const auto& q : b) {
             if (std::abs(p.first - q.first) <= 1 && std::abs(p.second - q.second) <= 1) return true;
@@ -124,14 +125,14 @@ bool AreBeside(const Pixels& a, const Pixels& b) {
     return false;
 }
 
-/// The groups that a group is said to be next to, by their first pixels.
+/// The groups that a group is adjacent to, by their first pixels.
 Pixels NeighboursOf(PieceTiles& tiles, const std::vector<PieceTiles::PieceAt>& group) {
     Pixels first;
     for (const PieceTiles::PieceAt& at : group) {
-        std::vector<PieceTiles::PieceAt> beside = BesideInOtherTiles(tiles, at);
+        std::vector<PieceTiles::PieceAt> adjacent = AdjacentInOtherTiles(tiles, at);
         const std::vector<PieceTiles::PieceAt> linked = LinkedWith(tiles, at);
-        beside.insert(beside.end(), linked.begin(), linked.end());
-        for (const PieceTiles::PieceAt& near : beside) {
+        adjacent.insert(adjacent.end(), linked.begin(), linked.end());
+        for (const PieceTiles::PieceAt& near : adjacent) {
             if (!IsAmong(group, near)) first.push_back(PixelsOf(tiles, GroupOf(tiles, near)).front());
         }
     }
@@ -158,7 +159,7 @@ void ExpectPiecesByLooking(PieceTiles& tiles, const Map& map) {
     for (const auto& [group, pixels] : groups) {
         Pixels expected;
         for (const auto& [other, otherPixels] : groups) {
-            if (&otherPixels != &pixels && AreBeside(pixels, otherPixels)) expected.push_back(otherPixels.front());
+            if (&otherPixels != &pixels && AreAdjacent(pixels, otherPixels)) expected.push_back(otherPixels.front());
         }
         std::sort(expected.begin(), expected.end());
         ASSERT_EQ(NeighboursOf(tiles, group), expected);
@@ -183,7 +184,7 @@ void ChangeAtRandom(std::mt19937& random, PieceTiles& tiles, Map& map) {
             for (const auto& [v, u] : PixelsOf(tiles, {at})) {
                 map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] = kRegion;
             }
-            TurnPatch(tiles, at);
+            RelabelPatch(tiles, at);
         }
         if (i % 3 == 0) {
             tiles.ClearRegion(run);
@@ -206,7 +207,7 @@ void ExpectPatchesAround(const PieceTiles& tiles, const Map& map) {
                     expected = expected || map[static_cast<std::size_t>(v)][static_cast<std::size_t>(u)] == kPatch;
                 }
             }
-            ASSERT_EQ(tiles.IsPatchAround(x, y), expected) << "column " << x << ", row " << y;
+            ASSERT_EQ(tiles.Pixels().IsPatchAround(x, y), expected) << "column " << x << ", row " << y;
         }
     }
 }
@@ -221,8 +222,10 @@ TEST(PieceTiles, PiecesAndTheirNeighboursAreThoseOfTheMapAfterAnyChange) {
         PieceTiles tiles(width, height);
         for (int step = 0; step < 6; ++step) {
             ChangeAtRandom(random, tiles, map);
+            tiles.CheckInvariants();
             ExpectPiecesByLooking(tiles, map);
             ExpectPatchesAround(tiles, map);
+            tiles.CheckInvariants();
             if (::testing::Test::HasFatalFailure()) return;
         }
     }
@@ -235,18 +238,19 @@ TEST(PieceTiles, PiecesAndTheirNeighboursAreThoseOfTheMapWhereATileHasMoreThanAM
         Map map(70, std::string(75, kNeither));
         PieceTiles tiles(75, 70);
         for (int y = 0; y < 70; ++y) {
-            for (int x = y % 2; x < 75; x += 2) {  // those of a kind are not beside each other
+            for (int x = y % 2; x < 75; x += 2) {  // those of a kind are not adjacent
                 if (Between(random, 0, 3) == 0) continue;
                 const bool isPatch = y % 2 != 0;
                 map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] = isPatch ? kPatch : kRegion;
                 const PieceTiles::Word pixel = level_sweep::BitGrid::Bit(x);
-                tiles.AddRow(tiles.TileAt(x, y), y, isPatch ? 0 : pixel, isPatch ? pixel : 0);
+                tiles.AddRow(tiles.Grid().TileAt(x, y), y, isPatch ? 0 : pixel, isPatch ? pixel : 0);
             }
         }
         ExpectPiecesByLooking(tiles, map);
-        EXPECT_GT(tiles.StateOf(0).maskCount, 20) << "pieces in many masks were wanted";
+        EXPECT_GT(tiles.MaskCount(0), 20u) << "pieces in many masks were wanted";
         ChangeAtRandom(random, tiles, map);
         ExpectPiecesByLooking(tiles, map);
+        tiles.CheckInvariants();
         if (::testing::Test::HasFatalFailure()) return;
     }
 }
@@ -258,7 +262,7 @@ TEST(PieceTiles, PixelsOfPiecesAreTheSameFromFewOfThemAndFromMany) {
     for (int step = 0; step < 20; ++step) {
         ChangeAtRandom(random, tiles, map);
         tiles.Refresh(0);
-        PieceTiles::PieceSet wanted{};
+        level_sweep::PieceSet wanted{};
         Pixels expected;
         for (int y = 0; y < 64; ++y) {
             for (int x = 0; x < 64; ++x) {
@@ -273,8 +277,8 @@ TEST(PieceTiles, PixelsOfPiecesAreTheSameFromFewOfThemAndFromMany) {
         tiles.FindPixels(0, wanted, pixels);
         Pixels found;
         for (std::size_t y = 0; y < pixels.size(); ++y) {
-            level_sweep::ForEachBit(pixels[y],
-                                [&](std::size_t x) { found.emplace_back(static_cast<int>(y), static_cast<int>(x)); });
+            level_sweep::ForEachBit(
+                pixels[y], [&](std::size_t x) { found.emplace_back(static_cast<int>(y), static_cast<int>(x)); });
         }
         ASSERT_EQ(found, expected) << "step " << step;
     }
@@ -284,23 +288,23 @@ PieceTiles::Word Columns(int first, int last) {
     return (level_sweep::BitGrid::Bit(last) << 1) - level_sweep::BitGrid::Bit(first);
 }
 
-TEST(PieceTiles, APatchThatIsTurnedAndClearedAgainIsThePatchThatItWas) {
+TEST(PieceTiles, APatchThatIsRelabelledAndClearedAgainIsThePatchThatItWas) {
     PieceTiles tiles(40, 3);
     tiles.AddRow(0, 1, Columns(2, 9), Columns(10, 20));
     const PieceTiles::PieceAt patch = tiles.Find(15, 1);
-    TurnPatch(tiles, patch);
+    RelabelPatch(tiles, patch);
     EXPECT_FALSE(tiles.IsPatch(tiles.Find(15, 1)));
     EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 19u);
     tiles.ClearRegion({1, 10, 20});
     EXPECT_TRUE(tiles.IsPatch(tiles.Find(15, 1)));
     EXPECT_EQ(PixelsOf(tiles, GroupOf(tiles, tiles.Find(15, 1))).size(), 11u);
-    TurnPatch(tiles, tiles.Find(15, 1));
+    RelabelPatch(tiles, tiles.Find(15, 1));
     tiles.ClearRegion({1, 30, 35});                               // of neither kind
     tiles.AddPatch(0, 1, Columns(30, 30));                        // away from the rest
     EXPECT_EQ(PixelsOf(tiles, {tiles.Find(15, 1)}).size(), 19u);  // found again, as one
 }
 
-TEST(PieceTiles, RegionThatCameOrWentIsToldOnceAndOnlyIfItStays) {
+TEST(PieceTiles, RegionChangesAreReportedOnceAndOnlyIfTheyStay) {
     for (std::uint32_t seed = 1; seed <= 40; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
@@ -315,7 +319,8 @@ TEST(PieceTiles, RegionThatCameOrWentIsToldOnceAndOnlyIfItStays) {
                 for (int i = 0; i < PieceTiles::kSide; ++i) {
                     if (((gained | lost) >> i & 1u) == 0) continue;
                     const bool gains = (gained >> i & 1u) != 0;
-                    char& kind = written[static_cast<std::size_t>(y)][static_cast<std::size_t>(tiles.Left(tile) + i)];
+                    char& kind =
+                        written[static_cast<std::size_t>(y)][static_cast<std::size_t>(tiles.Grid().West(tile) + i)];
                     ASSERT_EQ(kind == kRegion, !gains);
                     kind = gains ? kRegion : kNeither;
                 }

@@ -33,14 +33,14 @@ TileRows RandomTile(std::mt19937_64& random, int round) {
 }
 
 Pixels PieceByLooking(const TileRows& rows, int x, int y) {
-    TileRows left = rows;
-    const auto take = [&](int u, int v) { left[static_cast<std::size_t>(v)] &= ~(Word{1} << u); };
+    TileRows remaining = rows;
+    const auto take = [&](int u, int v) { remaining[static_cast<std::size_t>(v)] &= ~(Word{1} << u); };
     Pixels found{{y, x}};
     take(x, y);
     for (std::size_t i = 0; i < found.size(); ++i) {
         for (int v = std::max(found[i].first - 1, 0); v <= std::min(found[i].first + 1, 63); ++v) {
             for (int u = std::max(found[i].second - 1, 0); u <= std::min(found[i].second + 1, 63); ++u) {
-                if (!IsSet(left, u, v)) continue;
+                if (!IsSet(remaining, u, v)) continue;
                 take(u, v);
                 found.emplace_back(v, u);
             }
@@ -54,30 +54,30 @@ Pixels PixelsOf(const TilePiece& piece, const Word* rows) {
     Pixels pixels;
     for (int y = piece.y0; y <= piece.y1; ++y) {
         level_sweep::ForEachBit(rows[static_cast<int>(piece.rows) + y - piece.y0],
-                            [&](std::size_t x) { pixels.emplace_back(y, static_cast<int>(x)); });
+                                [&](std::size_t x) { pixels.emplace_back(y, static_cast<int>(x)); });
     }
     return pixels;
 }
 
 void ExpectSides(const TilePiece& piece, const Pixels& pixels) {
-    Word top = 0, bottom = 0, left = 0, right = 0, columns = 0;
+    Word north = 0, south = 0, west = 0, east = 0, columns = 0;
     for (const auto& [y, x] : pixels) {
-        top |= y == 0 ? Word{1} << x : 0;
-        bottom |= y == 63 ? Word{1} << x : 0;
-        left |= x == 0 ? Word{1} << y : 0;
-        right |= x == 63 ? Word{1} << y : 0;
+        north |= y == 0 ? Word{1} << x : 0;
+        south |= y == 63 ? Word{1} << x : 0;
+        west |= x == 0 ? Word{1} << y : 0;
+        east |= x == 63 ? Word{1} << y : 0;
         columns |= Word{1} << x;
     }
-    EXPECT_EQ(piece.top, top);
-    EXPECT_EQ(piece.bottom, bottom);
-    EXPECT_EQ(piece.left, left);
-    EXPECT_EQ(piece.right, right);
+    EXPECT_EQ(piece.north, north);
+    EXPECT_EQ(piece.south, south);
+    EXPECT_EQ(piece.west, west);
+    EXPECT_EQ(piece.east, east);
     EXPECT_EQ(piece.columns, columns);
     EXPECT_EQ(piece.y0, pixels.front().first);
     EXPECT_EQ(piece.y1, pixels.back().first);
 }
 
-bool AreBeside(const Pixels& a, const Pixels& b) {
+bool AreAdjacent(const Pixels& a, const Pixels& b) {
     return std::any_of(a.begin(), a.end(), [&](const auto& p) {
         return std::any_of(b.begin(), b.end(), [&](const auto& q) {
             return std::abs(p.first - q.first) <= 1 && std::abs(p.second - q.second) <= 1;
@@ -92,7 +92,7 @@ protected:
     }
 };
 
-TEST_P(TileLabellingTest, PiecesAreWhatHangsTogetherPixelByPixel) {
+TEST_P(TileLabellingTest, PiecesAreTheConnectedPixels) {
     std::mt19937_64 random(3);
     level_sweep::TilePieces found;
     for (int round = 0; round < 60; ++round) {
@@ -114,7 +114,7 @@ TEST_P(TileLabellingTest, PiecesAreWhatHangsTogetherPixelByPixel) {
     }
 }
 
-TEST_P(TileLabellingTest, ChangesAreWhatDiffersAndWhatIsAroundIt) {
+TEST_P(TileLabellingTest, ChangesAreThePixelsThatDifferAndThoseAroundThem) {
     std::mt19937_64 random(4);
     for (int round = 0; round < 40; ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
@@ -127,7 +127,8 @@ TEST_P(TileLabellingTest, ChangesAreWhatDiffersAndWhatIsAroundIt) {
         for (int y = -1; y <= 64; ++y) {
             Word expected = 0;
             for (int v = std::max(y - 1, 0); v <= std::min(y + 1, 63); ++v) {
-                expected |= level_sweep::DilateRow(now[static_cast<std::size_t>(v)] ^ before[static_cast<std::size_t>(v)]);
+                expected |=
+                    level_sweep::DilateRow(now[static_cast<std::size_t>(v)] ^ before[static_cast<std::size_t>(v)]);
             }
             ASSERT_EQ(changes.rows[static_cast<std::size_t>(y + 1)], expected) << "row " << y;
             columns |= expected;
@@ -140,7 +141,7 @@ TEST_P(TileLabellingTest, ChangesAreWhatDiffersAndWhatIsAroundIt) {
     }
 }
 
-TEST_P(TileLabellingTest, PiecesBesideAPieceAreThoseWithAPixelBesideOneOfIts) {
+TEST_P(TileLabellingTest, PiecesAdjacentToAPieceHaveAPixelAdjacentToOneOfIts) {
     std::mt19937_64 random(6);
     level_sweep::TilePieces one;
     level_sweep::TilePieces others;
@@ -168,11 +169,11 @@ TEST_P(TileLabellingTest, PiecesBesideAPieceAreThoseWithAPixelBesideOneOfIts) {
             const Word among = random() | random();
             Word expected = 0;
             for (std::size_t i = 0; i < pixels.size(); ++i) {
-                expected |= Word{AreBeside(PixelsOf(piece, all.data()), pixels[i])} << i & among;
+                expected |= Word{AreAdjacent(PixelsOf(piece, all.data()), pixels[i])} << i & among;
             }
-            ASSERT_EQ(
-                level_sweep::FindTilePiecesBesideWith(GetParam(), piece, others.pieces.data(), shapes, among, all.data()),
-                expected);
+            ASSERT_EQ(level_sweep::FindAdjacentTilePiecesWith(GetParam(), piece, others.pieces.data(), shapes, among,
+                                                              all.data()),
+                      expected);
         }
     }
 }

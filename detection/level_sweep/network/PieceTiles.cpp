@@ -1,162 +1,150 @@
 #include "network/PieceTiles.h"
 
-#include <algorithm>
+#include "Assert.h"
 
 namespace level_sweep {
 
-using Word = BitGrid::Word;
-
 PieceTiles::PieceTiles(int width, int height)
-    : tilesPerRow_((width + kSide - 1) / kSide),
-      tileRows_((height + kSide - 1) / kSide),
-      bits_(static_cast<std::size_t>(tilesPerRow_) * static_cast<std::size_t>(tileRows_)),
-      states_(bits_.size()),
-      borders_(bits_.size()),
-      tiles_(bits_.size()) {
-    for (std::size_t direction = 0; direction < kDirections; ++direction) {
-        offsets_[direction] = kSteps[direction].y * tilesPerRow_ + kSteps[direction].x;
-    }
-    for (std::size_t tile = 0; tile < states_.size(); ++tile) {
-        states_[tile].maskCount = 1;
-        tiles_[tile].found.resize(1);
+    : pixels_(TileGrid(width, height)),
+      pixelsBefore_(Grid().Tiles()),
+      summaries_(Grid().Tiles()),
+      morePatches_(Grid().Tiles()),
+      pieces_(Grid().Tiles()),
+      contacts_(Grid()) {
+    for (std::size_t tile = 0; tile < summaries_.size(); ++tile) {
+        summaries_[tile].maskCount = 1;
     }
 }
 
-void PieceTiles::AddPatch(int tileColumn, int y, Word pixels) {
-    const std::int32_t tile = TileOf(tileColumn, y);
-    BitsOf(tile).either[RowOf(y)] |= pixels;
-    BitsOf(tile).patch[RowOf(y)] |= pixels;
-    StateOf(tile).isStale = StateOf(tile).hasGrown = true;
-}
-
-bool PieceTiles::IsPatchAround(int x, int y) const {
-    const int bit = x & (kSide - 1);
-    const int row = y & (kSide - 1);
-    if (bit > 0 && bit < kSide - 1 && row > 0 && row < kSide - 1) {
-        const Word* patch = &bits_[static_cast<std::size_t>(TileAt(x, y))].patch[static_cast<std::size_t>(row)];
-        return ((patch[-1] | patch[0] | patch[1]) >> (bit - 1) & 7u) != 0;
+void PieceTiles::RelabelPatches(std::int32_t tile, const PieceSet& relabelled) {
+    const PiecesOfTile& pieces = PiecesOf(tile);
+    const std::size_t masks = MaskCount(tile);
+    int relabelledCount = 0;
+    int remainingCount = 0;
+    for (std::size_t i = 0; i < masks; ++i) {
+        PatchWord(tile, i) &= ~relabelled[i];
+        relabelledCount += __builtin_popcountll(relabelled[i]);
+        remainingCount += __builtin_popcountll(PatchesOf(tile, i));
     }
-    for (int v = std::max(y - 1, 0); v <= std::min(y + 1, tileRows_ * kSide - 1); ++v) {
-        for (int u = std::max(x - 1, 0); u <= std::min(x + 1, tilesPerRow_ * kSide - 1); ++u) {
-            if ((PatchesIn(u / kSide, v) & BitGrid::Bit(u)) != 0) {
-                return true;
-            }
+    const bool fromRemaining = remainingCount < relabelledCount;
+    TileRows rows{};
+    for (std::size_t i = 0; i < masks; ++i) {
+        pieces.AddPixels(i, fromRemaining ? PatchesOf(tile, i) : relabelled[i], rows);
+    }
+    if (!fromRemaining) {
+        const TileRows& patch = pixels_.Of(tile).patch;
+        for (std::size_t y = 0; y < rows.size(); ++y) {
+            rows[y] = patch[y] & ~rows[y];
         }
     }
-    return false;
+    pixels_.RelabelPatches(tile, rows);
 }
 
-void PieceTiles::TurnPatches(std::int32_t tile, const PieceSet& turned) {
-    Rows& patch = BitsOf(tile).patch;
-    int turnedCount = 0;
-    int leftCount = 0;
-    for (std::size_t i = 0; i < StateOf(tile).maskCount; ++i) {
-        MasksOf(tile, i).patches &= ~turned[i];
-        turnedCount += __builtin_popcountll(turned[i]);
-        leftCount += __builtin_popcountll(MasksOf(tile, i).patches);
+void PieceTiles::FindPieces(std::int32_t tile) {
+    const TileKinds& now = pixels_.Of(tile);
+    const TileKinds& before = pixelsBefore_[static_cast<std::size_t>(tile)];
+    const bool hasGrown = pixels_.TakeChange(tile) == TilePixels::Change::Growth && now.either != before.either;
+    if (hasGrown || now.patch != before.patch) {
+        ReplaceChangedPieces(tile);
     }
-    Rows rows{};
-    for (std::size_t i = 0; i < StateOf(tile).maskCount; ++i) {
-        AddRows(tile, i, leftCount < turnedCount ? MasksOf(tile, i).patches : turned[i], rows);
+    SetPatches(tile);
+}
+
+void PieceTiles::ReplaceChangedPieces(std::int32_t tile) {
+    PiecesOfTile& pieces = pieces_[static_cast<std::size_t>(tile)];
+    TileKinds& before = pixelsBefore_[static_cast<std::size_t>(tile)];
+    pieces.FetchPieces();
+    pieces.SelectChanged(pixels_.Of(tile), before, search_);
+    for (std::size_t i = 0; i < pieces.MaskCount(); ++i) {
+        ForEachBit(search_.removed[i],
+                   [&](std::size_t bit) { contacts_.PieceRemoved(tile, i * 64 + bit, pieces.At(i * 64 + bit)); });
     }
-    for (std::size_t y = 0; y < rows.size(); ++y) {
-        patch[y] = leftCount < turnedCount ? rows[y] : patch[y] & ~rows[y];
+    pieces.RemoveSelected(search_);
+    pieces.AddFound(search_);
+    for (std::size_t i = 0; i < pieces.MaskCount(); ++i) {
+        ForEachBit(search_.added[i],
+                   [&](std::size_t bit) { contacts_.PieceAdded(tile, i * 64 + bit, pieces.At(i * 64 + bit)); });
     }
-    NoteRegionChange(tile);
+    pieces.LinkAdded(search_);
+    before = pixels_.Of(tile);
+    Summary& summary = summaries_[static_cast<std::size_t>(tile)];
+    summary.maskCount = static_cast<std::uint8_t>(pieces.MaskCount());
+    summary.piecesChanged = true;
+}
+
+// The tile's patches are those that it had when its pieces were found: what was relabelled since has been cleared
+// again, or is of pieces that were found anew.
+void PieceTiles::SetPatches(std::int32_t tile) {
+    const PiecesOfTile& pieces = PiecesOf(tile);
+    std::vector<Word>& more = morePatches_[static_cast<std::size_t>(tile)];
+    if (pieces.MaskCount() > 1) {
+        more.resize(pieces.MaskCount() - 1);
+    }
+    for (std::size_t i = 0; i < pieces.MaskCount(); ++i) {
+        PatchWord(tile, i) = pieces.FoundAsPatches(i);
+    }
+}
+
+PieceSet PieceTiles::TakeNewPieces(std::int32_t tile) {
+    PieceSet taken;
+    for (std::size_t i = 0; i < MaskCount(tile); ++i) {
+        taken[i] = pieces_[static_cast<std::size_t>(tile)].TakeNew(i);
+    }
+    summaries_[static_cast<std::size_t>(tile)].piecesChanged = false;
+    return taken;
+}
+
+PieceTiles::PieceAt PieceTiles::Find(int x, int y) {
+    const std::int32_t tile = Grid().TileAt(x, y);
+    Refresh(tile);
+    const std::size_t number = PiecesOf(tile).NumberAt(TileGrid::RowInTile(x), TileGrid::RowInTile(y));
+    return {tile, static_cast<std::int32_t>(number)};
 }
 
 void PieceTiles::FindPixels(std::int32_t tile, const PieceSet& pieces, TileRows& pixels) const {
-    const Tile& at = tiles_[static_cast<std::size_t>(tile)];
+    const PiecesOfTile& at = PiecesOf(tile);
     int count = 0;
     int otherCount = 0;
-    for (std::size_t i = 0; i < at.found.size(); ++i) {
+    for (std::size_t i = 0; i < at.MaskCount(); ++i) {
         count += __builtin_popcountll(pieces[i]);
-        otherCount += __builtin_popcountll(at.found[i].pieces & ~pieces[i]);
+        otherCount += __builtin_popcountll(at.InUse(i) & ~pieces[i]);
     }
+    const bool fromOthers = otherCount < count;
     pixels.fill(0);
-    for (std::size_t i = 0; i < at.found.size(); ++i) {
-        AddRows(tile, i, otherCount < count ? at.found[i].pieces & ~pieces[i] : pieces[i], pixels);
+    for (std::size_t i = 0; i < at.MaskCount(); ++i) {
+        at.AddPixels(i, fromOthers ? at.InUse(i) & ~pieces[i] : pieces[i], pixels);
     }
-    if (otherCount < count) {
-        const Rows& either = BitsOf(tile).either;
+    if (fromOthers) {
+        const TileRows& either = pixels_.Of(tile).either;
         for (std::size_t y = 0; y < pixels.size(); ++y) {
             pixels[y] = either[y] & ~pixels[y];
         }
     }
 }
 
-void PieceTiles::AddRows(std::int32_t tile, std::size_t i, Word pieces, TileRows& pixels) const {
-    ForEachBit(pieces, [&](std::size_t bit) {
-        const PieceAt at{tile, static_cast<std::int32_t>(i * 64 + bit)};
-        const Piece& piece = Get(at);
-        const Word* rows = RowsOf(at);
-        for (std::size_t row = piece.y0; row <= piece.y1; ++row) {
-            pixels[row] |= rows[row - piece.y0];
-        }
-    });
+void PieceTiles::CheckInvariants() const {
+    pixels_.CheckInvariants();
+    for (std::size_t tile = 0; tile < pieces_.size(); ++tile) {
+        pieces_[tile].CheckInvariants(pixelsBefore_[tile]);
+        CheckTile(static_cast<std::int32_t>(tile));
+    }
+    contacts_.CheckInvariants(pieces_);
 }
 
-PieceTiles::PieceAt PieceTiles::Find(int x, int y) {
-    PieceAt at{TileAt(x, y), 0};
-    Refresh(at.tile);
-    const Tile& tile = tiles_[static_cast<std::size_t>(at.tile)];
-    for (const Found& found : tile.found) {
-        for (Word left = found.pieces; left != 0; left &= left - 1) {
-            const PieceAt near{at.tile, at.piece + BitGrid::LowestBit(left)};
-            if ((Get(near).columns & BitGrid::Bit(x)) != 0 && (PixelsOfRow(near, y) & BitGrid::Bit(x)) != 0) {
-                return near;
-            }
-        }
-        at.piece += 64;
+void PieceTiles::CheckTile(std::int32_t tile) const {
+    const PiecesOfTile& pieces = PiecesOf(tile);
+    const TileKinds& now = pixels_.Of(tile);
+    const TileKinds& before = pixelsBefore_[static_cast<std::size_t>(tile)];
+    KORVANE_ASSERT(MaskCount(tile) == pieces.MaskCount());
+    if (pixels_.HasChanged(tile)) {
+        return;
     }
-    return at;
-}
-
-void PieceTiles::FindContacts(std::int32_t tile, std::size_t direction) {
-    const std::int32_t other = tile + offsets_[direction];
-    const std::size_t back = Opposite(direction);
-    GatherSides(tile, direction, here_);
-    GatherSides(other, back, there_);
-    found_.clear();
-    for (const SideOf& here : here_) {
-        const Word near = DilateRow(here.pixels);
-        for (const SideOf& there : there_) {
-            if ((near & there.pixels) != 0) {
-                found_.push_back({here.piece, there.piece});
-            }
-        }
+    TileRows patch{};
+    for (std::size_t i = 0; i < pieces.MaskCount(); ++i) {
+        KORVANE_ASSERT((PatchesOf(tile, i) & ~pieces.FoundAsPatches(i)) == 0);
+        pieces.AddPixels(i, PatchesOf(tile, i), patch);
     }
-    SetContacts(tile, direction);
-    for (Contact& contact : found_) {
-        std::swap(contact.here, contact.there);
-    }
-    SetContacts(other, back);
-}
-
-// Pixels at a corner are a word with one bit.
-void PieceTiles::GatherSides(std::int32_t tile, std::size_t direction, std::vector<SideOf>& sides) const {
-    constexpr std::array<Word Piece::*, 4> kPixels{&Piece::top, &Piece::bottom, &Piece::left, &Piece::right};
-    const std::vector<Piece>& pieces = tiles_[static_cast<std::size_t>(tile)].pieces;
-    sides.clear();
-    for (std::size_t i = 0; i < StateOf(tile).maskCount; ++i) {
-        ForEachBit(AtBorder(tile, i, direction), [&](std::size_t bit) {
-            const std::size_t number = i * 64 + bit;
-            const Word pixels = direction < kPixels.size() ? pieces[number].*kPixels[direction] : 1;
-            sides.push_back({pixels, static_cast<std::uint16_t>(number)});
-        });
-    }
-}
-
-// The contacts of the other directions stay.
-void PieceTiles::SetContacts(std::int32_t tile, std::size_t direction) {
-    Tile& at = tiles_[static_cast<std::size_t>(tile)];
-    const std::size_t first = at.FirstContact(direction);
-    const std::size_t end = at.contactEnds[direction];
-    at.contacts.Replace(first, end, found_.data(), found_.size());
-    for (std::size_t i = direction; i < kDirections; ++i) {
-        at.contactEnds[i] = static_cast<std::uint16_t>(at.contactEnds[i] + found_.size() - (end - first));
-    }
-    StateOf(tile).staleSides &= static_cast<std::uint8_t>(~(1u << direction));
+    KORVANE_ASSERT(now.either == before.either && now.patch == patch);
 }
 
 }  // namespace level_sweep

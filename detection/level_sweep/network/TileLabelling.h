@@ -17,21 +17,21 @@ inline BitGrid::Word BitsFromTo(unsigned first, unsigned last) {
 /// 64 x 64 pixels by rows; bit 0 of a row is the leftmost.
 using TileRows = std::array<BitGrid::Word, 64>;
 
-/// Pixels of a tile that hang together. A cache line.
+/// 8-connected pixels of a tile. A cache line.
 struct alignas(64) TilePiece {
-    BitGrid::Word top, bottom, left, right;  // those in the tile's outermost rows and columns; bit 0 left, or top
-    BitGrid::Word columns;                   // those that it has pixels in
-    std::uint32_t rows;                      // where its rows are, from y0 on
-    std::int32_t visit;                      // for the owner
+    // Its pixels in the tile's outermost rows and columns; bit 0 is the westernmost, or the northernmost.
+    BitGrid::Word north, south, west, east;
+    BitGrid::Word columns;  // those that have one of its pixels
+    std::uint32_t rows;     // index of its row y0; the others follow
     std::uint8_t y0, y1;
 };
 
 /// Where the rows of two tiles differ.
 struct TileChanges {
-    std::array<BitGrid::Word, 66> rows;  // what differs, or is one of the eight around that; row y is rows[y + 1]
-    BitGrid::Word inRows;                // which rows of the tile have any of it
+    std::array<BitGrid::Word, 66> rows;  // the pixels that differ, and the eight around each; row y is rows[y + 1]
+    BitGrid::Word inRows;                // the rows of the tile that have any of them
     BitGrid::Word inColumns;
-    TileRows added;  // what is in the one and was not in the other
+    TileRows added;  // pixels of the one tile that the other does not have
 };
 
 /// The 8-connected pieces of a tile.
@@ -48,21 +48,21 @@ struct TileShapes {
     std::array<BitGrid::Word, 64> columns, rows;
 };
 
-/// What is done to the rows of tiles, in the widest instructions that the processor has.
+/// The operations on the rows of tiles, in the widest instructions that the processor has.
 struct TileLabelling {
     static void FindChanges(const TileRows& now, const TileRows& before, TileChanges& changes);
     /// Pieces come in the order of their first pairs of rows, and there from left to right.
     static void FindPieces(const TileRows& pixels, TilePieces& found);
-    /// Those of 64 pieces, a bit for each, that a piece is 8-connected with, or overlaps. `rows`: what Piece::rows
-    /// counts from.
-    static BitGrid::Word FindBeside(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
-                                    BitGrid::Word among, const BitGrid::Word* rows);
+    /// The pieces, a bit for each of 64, that are adjacent to a piece or overlap it. `rows`: the rows that
+    /// TilePiece::rows is an index of.
+    static BitGrid::Word FindAdjacent(const TilePiece& piece, const TilePiece* others, const TileShapes& shapes,
+                                      BitGrid::Word among, const BitGrid::Word* rows);
 };
 
 /// TileLabelling with an instruction set of the caller's choice, which must run here; for tests.
 void FindTileChangesWith(qvox::InstructionSet set, const TileRows& now, const TileRows& before, TileChanges& changes);
 void FindTilePiecesWith(qvox::InstructionSet set, const TileRows& pixels, TilePieces& found);
-BitGrid::Word FindTilePiecesBesideWith(qvox::InstructionSet set, const TilePiece& piece, const TilePiece* others,
-                                       const TileShapes& shapes, BitGrid::Word among, const BitGrid::Word* rows);
+BitGrid::Word FindAdjacentTilePiecesWith(qvox::InstructionSet set, const TilePiece& piece, const TilePiece* others,
+                                         const TileShapes& shapes, BitGrid::Word among, const BitGrid::Word* rows);
 
 }  // namespace level_sweep
