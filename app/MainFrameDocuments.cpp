@@ -93,7 +93,7 @@ void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
         for (const wxString& path : paths) named.push_back(PathBytes(path));
         // A folder's images are looked for before anything is asked: without any there is nothing to ask.
         std::vector<wxString> images;
-        for (const std::string& image : ListImages(named)) images.push_back(PathText(image));
+        for (const std::string& image : ListImages(named).images) images.push_back(PathText(image));
         if (images.empty()) return;
         if (HasPositions() && !Confirm(kOpenQuestion)) return;
         const DisabledScope disabled(*this);

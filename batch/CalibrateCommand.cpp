@@ -1,5 +1,6 @@
 #include "CalibrateCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <filesystem>
 #include <system_error>
@@ -7,11 +8,25 @@
 #include "Calibration.h"
 #include "ExceptionText.h"
 #include "ImageRun.h"
+#include "ImageWarnings.h"
 #include "PathText.h"
 
 namespace Korvane {
 
 namespace {
+
+ImageFailure Failure(const ImageFiles& files, const wxString& cause) {
+    return {"Cannot calibrate '" + files.input + "'! (" + cause + ")"};
+}
+
+void RequireReplaceable(const ImageJob& job, const CalibrateOptions& options, const qvox::ImageFileInfo& info,
+                        const CopyChanges& changes) {
+    const bool hasOne = info.resolution.x > 0.0f || info.resolution.y > 0.0f;
+    if (!hasOne || !changes.pixelsPerUm || options.existingPixelSize == ExistingPixelSize::kReplace) return;
+    if (HasPixelSize(info.resolution, *changes.pixelsPerUm)) return;
+    throw Failure(job.Files(), "The file stores " + PixelSizeText(info.resolution) + " (" +
+                                   PathText(info.resolutionNote) + "); --force replaces it");
+}
 
 void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     const ImageFiles& files = job.Files();
@@ -21,21 +36,27 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
         job.Messages().Note("'" + files.input + "' is skipped: '" + files.copy + "' exists (--overwrite replaces it).");
         return;
     }
-    const qvox::ImageFileInfo info = job.Inspect();
-    const float perUm = static_cast<float>(1000.0 / options.pixelSizeNm.value());
-    const bool hasOne = info.resolution.x > 0.0f || info.resolution.y > 0.0f;
-    if (hasOne && options.existingPixelSize == ExistingPixelSize::kRefuse && !HasPixelSize(info.resolution, perUm)) {
-        throw ImageFailure{"Cannot calibrate '" + files.input + "'! (The file stores " +
-                           PixelSizeText(info.resolution) + " (" + PathText(info.resolutionNote) +
-                           "); --force replaces it)"};
-    }
+    const bool toGrey = options.colour != qvox::ColourRule::kRefuse;
+    const qvox::ImageFileInfo info = toGrey ? job.InspectAnyType() : job.Inspect();
+    CopyChanges changes;
+    changes.reading = options.input.reading;
+    changes.reading.colour = options.colour;
+    if (options.pixelSizeNm) changes.pixelsPerUm = static_cast<float>(1000.0 / *options.pixelSizeNm);
+    RequireReplaceable(job, options, info, changes);
     try {
-        WriteCalibratedCopy(PathBytes(files.input), PathBytes(files.copy), info.type, perUm);
+        const bool isGrey = IsInputType(info.type);
+        const std::string from = PathBytes(files.input);
+        const qvox::VoxelType type = isGrey ? info.type : qvox::GreyTypeOf(from, changes.reading);
+        WriteCopy(from, PathBytes(files.copy), type, changes);
     } catch (...) {
-        throw ImageFailure{"Cannot calibrate '" + files.input + "'! (" +
-                           ExceptionText(std::current_exception(), files.input) + ")"};
+        const wxString hint = options.colour == qvox::ColourRule::kEqualChannels && !IsInputType(info.type)
+                                  ? "; --luminance takes the luminance of colours"
+                                  : "";
+        throw Failure(files, ExceptionText(std::current_exception(), files.input) + hint);
     }
-    job.Outcome().resolution = {perUm, perUm, info.resolution.z};
+    job.Outcome().resolution = info.resolution;
+    if (changes.pixelsPerUm) job.Outcome().resolution = {*changes.pixelsPerUm, *changes.pixelsPerUm, info.resolution.z};
+    job.Warn(PixelSizeWarning(job.Outcome().resolution));
     job.Outcome().state = ImageState::kDone;
 }
 
@@ -43,13 +64,29 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
 
 void AddCalibrateOptions(CLI::App& command, CalibrateOptions& options) {
     AddInput(command, options.input);
-    AddPixelSize(command, options.pixelSizeNm, Presence::kRequired, "The pixel size to store, in nanometres");
+    AddPixelSize(command, options.pixelSizeNm,
+                 "The pixel size to store, in nanometres (needed unless --grey is given: the file's own is kept)");
     AddPlace(command, "-o,--output", options.places.output, "DIR",
              "Folder for the copies, under the images' own names (default: calibrated_NAME beside each image)");
     AddOverwrite(command, options.existing, "Replace existing copies (default: such an image is skipped)");
     AddSwitch(
         command, "--force", [&options] { options.existingPixelSize = ExistingPixelSize::kReplace; },
         "Also copy images that have another pixel size (default: they are refused)");
+    auto* grey = command.add_flag_callback(
+        "--grey",
+        [&options] {
+            if (options.colour == qvox::ColourRule::kRefuse) options.colour = qvox::ColourRule::kEqualChannels;
+        },
+        "Also copy grey images that are stored as RGB or with a palette, as grey");
+    command
+        .add_flag_callback(
+            "--luminance", [&options] { options.colour = qvox::ColourRule::kLuminance; },
+            "With --grey: take the luminance where channels differ (default: such an image is refused)")
+        ->needs(grey);
+    command.parse_complete_callback([&options] {
+        const bool hasTask = options.pixelSizeNm || options.colour != qvox::ColourRule::kRefuse;
+        if (!hasTask) throw CLI::RequiredError("--pixel-size");
+    });
     AddJobs(command, options.jobs);
 }
 
@@ -58,7 +95,6 @@ int RunCalibrate(const CalibrateOptions& options, const Streams& streams) {
     run.input = options.input;
     run.places = options.places;
     run.written = {&ImageFiles::copy};
-    run.leftOut = kCalibratedPrefix;
     run.jobs = options.jobs;
     run.work = [&options](ImageJob& job) { CalibrateImage(job, options); };
     run.doneText = [](const ImageOutcome& outcome) { return PixelSizeText(outcome.resolution); };

@@ -12,15 +12,16 @@ enum class ExistingPixelSize { kRefuse, kReplace };
 struct CalibrateOptions {
     InputOptions input;
     Places places;
-    std::optional<double> pixelSizeNm;  ///< to store; always there once parsed
+    std::optional<double> pixelSizeNm;  ///< to store; may be missing only where colours become grey
     ExistingLabels existing = ExistingLabels::kSkip;
     ExistingPixelSize existingPixelSize = ExistingPixelSize::kRefuse;
+    qvox::ColourRule colour = qvox::ColourRule::kRefuse;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
 void AddCalibrateOptions(CLI::App& command, CalibrateOptions& options);
 
-/// Copies each image with the pixel size stored in it.
+/// Copies each image with the pixel size stored in it, or in grey.
 int RunCalibrate(const CalibrateOptions& options, const Streams& streams);
 
 }  // namespace Korvane

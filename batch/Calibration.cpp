@@ -10,39 +10,28 @@ namespace Korvane {
 namespace {
 
 template <typename T>
-void Copy(const std::string& from, const std::string& to, float pixelsPerUm) {
+void Copy(const std::string& from, const std::string& to, const CopyChanges& changes) {
     qvox::VoxelImage<T> image;
-    qvox::LoadImageFile(from, image);
-    image.SetResolution({pixelsPerUm, pixelsPerUm, image.Resolution().z});
+    qvox::LoadImageFile(from, image, changes.reading);
+    if (changes.pixelsPerUm) image.SetResolution({*changes.pixelsPerUm, *changes.pixelsPerUm, image.Resolution().z});
     qvox::SaveImageFile(to, image);
 }
 
 }  // namespace
-
-wxString PixelSizeText(const qvox::PixelResolution& resolution) {
-    const auto& [x, y, z] = resolution;
-    if (x <= 0.0f && y <= 0.0f) return "pixel size undefined";
-    const auto inNm = [](float perUm) {
-        return perUm > 0.0f ? wxString::FromCDouble(1000.0 / static_cast<double>(perUm)) : wxString("undefined");
-    };
-    wxString text = inNm(x);
-    if (y != x) text += " x " + inNm(y);
-    return text + " nm per pixel";
-}
 
 bool HasPixelSize(const qvox::PixelResolution& resolution, float pixelsPerUm) {
     const auto same = [pixelsPerUm](float perUm) { return std::abs(perUm - pixelsPerUm) <= 1e-6f * pixelsPerUm; };
     return same(resolution.x) && same(resolution.y);
 }
 
-void WriteCalibratedCopy(const std::string& from, const std::string& to, qvox::VoxelType type, float pixelsPerUm) {
+void WriteCopy(const std::string& from, const std::string& to, qvox::VoxelType type, const CopyChanges& changes) {
     switch (type) {
         case qvox::VoxelType::kUint8:
-            return Copy<std::uint8_t>(from, to, pixelsPerUm);
+            return Copy<std::uint8_t>(from, to, changes);
         case qvox::VoxelType::kUint16:
-            return Copy<std::uint16_t>(from, to, pixelsPerUm);
+            return Copy<std::uint16_t>(from, to, changes);
         case qvox::VoxelType::kFloat32:
-            return Copy<float>(from, to, pixelsPerUm);
+            return Copy<float>(from, to, changes);
         default:
             throw UnsupportedPixelType();
     }

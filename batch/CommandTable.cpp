@@ -2,6 +2,7 @@
 
 #include "CalibrateCommand.h"
 #include "DetectCommand.h"
+#include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "MeasureCommand.h"
 #include "OverlayCommand.h"
@@ -32,6 +33,8 @@ const std::vector<BatchCommand>& BatchCommands() {
          Prepare<OverlayOptions, AddOverlayOptions, RunOverlay>},
         {"calibrate", "Copies of images with a pixel size stored in them",
          Prepare<CalibrateOptions, AddCalibrateOptions, RunCalibrate>},
+        {"import", "seg_NAME files from label images of other programs",
+         Prepare<ImportOptions, AddImportOptions, RunImport>},
         {"info", "Size, voxel type, pixel size and where it was found", Prepare<InfoOptions, AddInfoOptions, RunInfo>},
         {"record", "How the labels of a folder were made, as one JSON document",
          Prepare<RecordOptions, AddRecordOptions, RunRecordCommand>},

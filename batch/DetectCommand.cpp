@@ -1,6 +1,7 @@
 #include "DetectCommand.h"
 
 #include "DetectionDriver.h"
+#include "ImageWarnings.h"
 
 namespace Korvane {
 
@@ -11,7 +12,7 @@ void AddDetectOptions(CLI::App& command, DetectOptions& options) {
     AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
     AddLabellingOptions(command, options);
     AddPlace(command, "--stages", options.places.stages, "DIR", "Also write what each stage of detection made");
-    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
 
@@ -19,7 +20,10 @@ int RunDetect(const DetectOptions& options, const Streams& streams) {
     LabelMaker maker;
     maker.command = "detect";
     maker.verb = "detect the exosomes in";
-    maker.prepare = [](ImageJob&, Position&) { return true; };
+    maker.prepare = [&options](ImageJob& job, Position& position) {
+        job.Warn(AreaLimitWarning(position.image.VoxelCount(), position.image.Resolution().x, options.parameters));
+        return true;
+    };
     maker.analyse = [&options](Position& position, DetectionObserver& observer) {
         DetectExosomes(position.image, position.labels, options.parameters, position.image.Resolution().x, observer);
     };

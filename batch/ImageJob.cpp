@@ -1,8 +1,10 @@
 #include "ImageJob.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "ImageRun.h"
+#include "ImageWarnings.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
 #include "PathText.h"
@@ -50,9 +52,18 @@ wxString SummaryOf(const ImageRun& run, const ImageOutcome& outcome) {
 
 }  // namespace
 
-qvox::ImageFileInfo ImageJob::Inspect() const {
-    return DoFileTask(FileTask::kLoadInput, files_.input, [this] {
-        qvox::ImageFileInfo info = qvox::InspectImageFile(PathBytes(files_.input));
+qvox::ImageFileInfo ImageJob::InspectAnyType() {
+    qvox::ImageFileInfo info = DoFileTask(FileTask::kLoadInput, files_.input, [this] {
+        return qvox::InspectImageFile(PathBytes(files_.input), run_.input.reading);
+    });
+    outcome_.page = info.page;
+    outcome_.hasFurtherPages = run_.input.reading.page == 0 && qvox::HasFurtherPages(info);
+    return info;
+}
+
+qvox::ImageFileInfo ImageJob::Inspect() {
+    qvox::ImageFileInfo info = InspectAnyType();
+    return DoFileTask(FileTask::kLoadInput, files_.input, [this, &info] {
         if (!IsInputType(info.type)) RefuseInputType(PathBytes(files_.input), info);
         return info;
     });
@@ -60,15 +71,20 @@ qvox::ImageFileInfo ImageJob::Inspect() const {
 
 template <typename T>
 void ImageJob::SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFileInfo& info) {
-    if (run_.pixelSizeNm) {
-        const float perUm = static_cast<float>(1000.0 / *run_.pixelSizeNm);
+    const GivenPixelSize& given = run_.pixelSize;
+    const bool always = given.holds == GivenPixelSize::Holds::kAlways;
+    const bool missing = info.resolution.x <= 0.0f || info.resolution.y <= 0.0f;
+    outcome_.resolutionSource = PathText(info.resolutionNote);
+    if (given.nm && (always || missing)) {
+        const float perUm = static_cast<float>(1000.0 / *given.nm);
         image.SetResolution({perUm, perUm, image.Resolution().z});
-        outcome_.resolutionSource = "--pixel-size";
-        outcome_.givenPixelSizeNm = run_.pixelSizeNm;
-    } else {
-        outcome_.resolutionSource = PathText(info.resolutionNote);
+        const wxString option = always ? "--pixel-size" : "--pixel-size-if-missing";
+        Warn(ReplacedPixelSizeWarning(info.resolution, outcome_.resolutionSource, image.Resolution(), option));
+        outcome_.resolutionSource = option;
+        outcome_.givenPixelSizeNm = given.nm;
     }
     outcome_.resolution = image.Resolution();
+    Warn(PixelSizeWarning(outcome_.resolution));
 }
 
 RunRecorder* ImageJob::Recorder() const { return run_.recorder.get(); }
@@ -110,7 +126,8 @@ void ImageJob::KeepLabels(const qvox::LabelImage& labels, const wxString& seeds)
 
 Position ImageJob::Load() {
     const qvox::ImageFileInfo info = Inspect();
-    Position position = DoFileTask(FileTask::kLoadInput, files_.input, [this] { return LoadPosition(files_.input); });
+    Position position = DoFileTask(FileTask::kLoadInput, files_.input,
+                                   [this] { return LoadPosition(files_.input, run_.input.reading); });
     SettleResolution(position.image, info);
     position.labels.SetResolution(position.image.Resolution());
     return position;
@@ -154,6 +171,13 @@ LabelsFound ImageJob::MeasureFile(const wxString& from) {
     SettleResolution(labels, info);
     if (found == LabelsFound::kLoaded) MakeRows(labels);
     return found;
+}
+
+void ImageJob::Warn(const wxString& text) {
+    // An image whose labels exist is looked at twice: for the record, and for its table or overlay.
+    if (text.empty() || std::find(warnings_.begin(), warnings_.end(), text) != warnings_.end()) return;
+    warnings_.push_back(text);
+    progress_.Warning("'" + files_.input + "' " + text);
 }
 
 void ImageJob::TellNoLabels() {

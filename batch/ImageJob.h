@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
@@ -42,6 +43,8 @@ struct ImageOutcome {
     qvox::PixelResolution resolution;  ///< the one used, pixels per micrometre
     wxString resolutionSource;
     std::optional<double> givenPixelSizeNm;  ///< where the run gave it
+    std::uint64_t page = 1;        ///< of the file, from 1
+    bool hasFurtherPages = false;  ///< the file has pages that were not read
     std::size_t objectCount = 0;
     double seconds = 0.0;
     wxString error;              ///< set when state is kFailed
@@ -85,7 +88,9 @@ public:
     double Seconds() const;
 
     /// What the image's file holds; a failure when it is of no type for the analysis.
-    qvox::ImageFileInfo Inspect() const;
+    qvox::ImageFileInfo Inspect();
+    /// The same for a file of any type.
+    qvox::ImageFileInfo InspectAnyType();
     /// The image with empty labels, both with the pixel size that holds for it.
     Position Load();
     /// Notes the pixel size that holds for the image where its file can be read.
@@ -101,6 +106,8 @@ public:
     void MakeRows(const qvox::LabelImage& labels);
     void DrawPicture(const Position& position, LabelStyle style);
     void TellNoLabels();
+    /// A warning that begins with the image's path; none for an empty text.
+    void Warn(const wxString& text);
 
 private:
     /// The pixel size that holds for this image: the one given for the run, or the file's.
@@ -114,6 +121,7 @@ private:
     Progress& progress_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ImageOutcome outcome_;
+    std::vector<wxString> warnings_;  // said of this image
     std::size_t stagesTold_ = 0;
 };
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <string>
@@ -113,6 +114,15 @@ bool WriteEnd(const ImageRun& run, const States& states, const TablePlace& table
     return failures.empty();
 }
 
+/// What of the folders and files that were given has not been looked at.
+void TellUnread(const ImageListing& listing, std::size_t withFurtherPages, std::size_t images, Progress& progress) {
+    const std::string leftOut = LeftOutText(listing);
+    if (!leftOut.empty()) progress.Note(PathText(leftOut));
+    if (withFurtherPages == 0) return;
+    progress.Warning(wxString::Format("%zu of %zu images %s pages that were not read; --page N chooses one.",
+                                      withFurtherPages, images, withFurtherPages == 1 ? "has" : "have"));
+}
+
 }  // namespace
 
 bool WriteOut(std::FILE* stream, const std::string& text) {
@@ -121,8 +131,8 @@ bool WriteOut(std::FILE* stream, const std::string& text) {
 }
 
 int RunImages(const ImageRun& run, const Streams& streams) {
-    const std::vector<ImageFiles> images =
-        PlanFiles(run.places, run.written, ExpandInputs(run.input.images, run.leftOut));
+    const ImageListing listing = ExpandInputs(run.input.images, run.input.choice);
+    const std::vector<ImageFiles> images = PlanFiles(run.places, run.written, listing.images);
     States states(images.size(), ImageState::kNotStarted);
     RequireLabelsFolder(run.places);
     if (!run.written.empty()) MakeFolder(run.places.output);
@@ -138,13 +148,16 @@ int RunImages(const ImageRun& run, const Streams& streams) {
 
     Progress progress(streams.messages, run.input.verbosity, images.size());
     if (run.MakesTable()) WarnOfBrokenRows(images, progress);
+    std::atomic<std::size_t> withFurtherPages{0};
     RunJobs(images.size(), jobs, Interrupted, [&](std::size_t index) {
         const ImageOutcome outcome = ProcessImage(run, images[index], index + 1, progress);
         rows.Add(index, outcome.rows);
         states[index] = outcome.state;
+        if (outcome.hasFurtherPages) ++withFurtherPages;
     });
     EndGrace();
     const bool written = WriteEnd(run, states, table, rows, streams.output, progress);
+    TellUnread(listing, withFurtherPages, images.size(), progress);
     const int status = StatusOf(states, progress);
     if (status == kExitDone && written) progress.Note(SummaryLine(states));
     return status == kExitDone && !written ? kExitSomeFailed : status;

@@ -25,10 +25,9 @@ wxString ObjectsText(const ImageOutcome& outcome);
 struct ImageRun {
     InputOptions input;
     Places places;
-    WrittenFiles written;  ///< by the jobs
-    std::string leftOut;   ///< files whose names begin so are left out of folders; empty: none
+    WrittenFiles written;                                ///< by the jobs
     WithoutTable withoutTable = WithoutTable::kNoTable;  ///< where measurements go when no table file is named
-    std::optional<double> pixelSizeNm;                   ///< instead of the files'
+    GivenPixelSize pixelSize;                            ///< beside the files'
     TableRules tableRules;
     unsigned jobs = 0;                      ///< at a time; 0: as many as the process may use processors
     std::shared_ptr<RunRecorder> recorder;  ///< of the folders of labels

@@ -5,10 +5,10 @@
 #include <string>
 #include <system_error>
 
-#include "Calibration.h"
 #include "FailureText.h"
 #include "ImageLoading.h"
 #include "ImageRun.h"
+#include "ImageWarnings.h"
 #include "InputList.h"
 #include "Interrupt.h"
 #include "PathText.h"
@@ -28,6 +28,11 @@ wxString InfoLine(const wxString& path, const qvox::ImageFileInfo& info) {
     if (!IsInputType(info.type)) line += " (not supported)";
     line += ", " + PixelSizeText(info.resolution);
     if (!info.resolutionNote.empty()) line += " (" + PathText(info.resolutionNote) + ")";
+    if (info.sizeZ > 1 && info.pages > info.sizeZ) {
+        line += ", " + NumberText(info.sizeZ) + " of " + NumberText(info.pages) + " pages";
+    } else if (info.pages > info.sizeZ) {
+        line += ", page " + NumberText(info.page) + " of " + NumberText(info.pages);
+    }
     return line;
 }
 
@@ -37,11 +42,12 @@ void AddInfoOptions(CLI::App& command, InfoOptions& options) { AddInput(command,
 
 int RunInfo(const InfoOptions& options, const Streams& streams) {
     int status = kExitDone;
-    for (const std::string& input : ExpandInputs(options.input.images)) {
+    const ImageListing listing = ExpandInputs(options.input.images, options.input.choice);
+    for (const std::string& input : listing.images) {
         if (Interrupted()) return kExitInterrupted;
         wxString error;
         try {
-            const qvox::ImageFileInfo info = qvox::InspectImageFile(input);
+            const qvox::ImageFileInfo info = qvox::InspectImageFile(input, options.input.reading);
             if (WriteOut(streams.output, VisibleText(InfoLine(PathText(input), info)) + "\n")) continue;
             error = "Cannot write to the standard output! (" + wxString(std::generic_category().message(errno)) + ")";
         } catch (...) {
@@ -50,6 +56,8 @@ int RunInfo(const InfoOptions& options, const Streams& streams) {
         status = kExitSomeFailed;
         WriteOut(streams.messages, VisibleText("error: " + error) + "\n");
     }
+    const std::string leftOut = LeftOutText(listing);
+    if (!leftOut.empty() && options.input.verbosity != Verbosity::kQuiet) WriteOut(streams.messages, leftOut + "\n");
     return status;
 }
 

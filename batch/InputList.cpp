@@ -86,9 +86,13 @@ void RequireDistinct(const Places& places, const WrittenFiles& written, const st
 
 }  // namespace
 
-std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments, const std::string& leftOut) {
+ImageListing ExpandInputs(const std::vector<std::string>& arguments, const FolderChoice& choice) {
     try {
-        return ListImages(arguments, leftOut);
+        ImageListing listing = ListImages(arguments, choice);
+        if (!listing.fromFolders && !(choice.include.empty() && choice.exclude.empty())) {
+            throw UsageError("--include and --exclude choose among the files of folders, and no folder is given.");
+        }
+        return listing;
     } catch (const qvox::ToolkitError& error) {
         throw UsageError(error.what());
     }

@@ -11,11 +11,8 @@
 
 namespace Korvane {
 
-/// ListImages, with a UsageError for what it refuses.
-std::vector<std::string> ExpandInputs(const std::vector<std::string>& arguments, const std::string& leftOut = "");
-
-/// What the copies that calibrate writes beside their images begin with.
-inline constexpr const char* kCalibratedPrefix = "calibrated_";
+/// ListImages, with a UsageError for what it refuses and for patterns where no folder is among the arguments.
+ImageListing ExpandInputs(const std::vector<std::string>& arguments, const FolderChoice& choice = {});
 
 /// Where one image is and where what belongs to it is read and written.
 struct ImageFiles {

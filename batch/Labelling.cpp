@@ -98,7 +98,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     const bool replaces = options.existing == ExistingLabels::kReplace;
     if (replaces && run.tableRules.existing == ExistingTable::kRefuse)
         run.tableRules.existing = ExistingTable::kReplace;
-    run.pixelSizeNm = options.pixelSizeNm;
+    run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };

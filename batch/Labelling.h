@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 
 #include "AnalysisParameters.h"
 #include "CommandTable.h"
@@ -24,8 +23,8 @@ struct LabellingOptions {
     RecordCheck recordCheck = RecordCheck::kWarn;
     bool overlay = false;  ///< write the overlay picture too
     AnalysisParameters parameters;
-    std::optional<double> pixelSizeNm;  ///< instead of the file's
-    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+    GivenPixelSize pixelSize;
+    unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
 /// --overwrite, --overlay, --strict and the analysis parameters.

@@ -24,7 +24,7 @@ void AddMeasureOptions(CLI::App& command, MeasureOptions& options) {
     AddSwitch(
         command, "--overwrite", [&options] { options.tableRules.existing = ExistingTable::kReplace; },
         "The same as --overwrite-table");
-    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
 
@@ -34,7 +34,7 @@ int RunMeasure(const MeasureOptions& options, const Streams& streams) {
     run.places = options.places;
     run.withoutTable = WithoutTable::kStandardOutput;
     run.tableRules = options.tableRules;
-    run.pixelSizeNm = options.pixelSizeNm;
+    run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.work = MeasureImage;
     return RunImages(run, streams);

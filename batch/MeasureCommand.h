@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-
 #include "CommandTable.h"
 #include "OptionGroups.h"
 #include "TableOptions.h"
@@ -12,8 +10,8 @@ struct MeasureOptions {
     InputOptions input;
     Places places;
     TableRules tableRules;
-    std::optional<double> pixelSizeNm;  ///< instead of the file's
-    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+    GivenPixelSize pixelSize;
+    unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
 void AddMeasureOptions(CLI::App& command, MeasureOptions& options);

@@ -36,6 +36,26 @@ std::optional<T> ParseNumber(const std::string& text) {
 
 void AddInput(CLI::App& command, InputOptions& input) {
     command.add_option("IMAGE", input.images, "TIFF files, or folders of them")->required()->type_name("");
+    const auto addGlobs = [&command](const char* name, std::vector<std::string>& globs, const char* help) {
+        command.add_option(name, globs, help)
+            ->type_name("GLOB")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    };
+    addGlobs("--include", input.choice.include,
+             "Of folders, only files whose names match; \"seg_*\" and the like also take products of earlier runs");
+    addGlobs("--exclude", input.choice.exclude, "Of folders, no files whose names match");
+    const auto takePage = [&input](const std::string& text) {
+        const char* const end = text.data() + text.size();
+        const auto result = std::from_chars(text.data(), end, input.reading.page);
+        if (result.ec != std::errc() || result.ptr != end || input.reading.page < 1) {
+            throw CLI::ValidationError("--page", "needs a whole number from 1, not '" + text + "'");
+        }
+    };
+    command
+        .add_option_function<std::string>("--page", takePage,
+                                          "Read this page of each file (default: the first that is no preview)")
+        ->type_name("N");
     auto* quiet = command.add_flag_callback(
         "--quiet", [&input] { input.verbosity = Verbosity::kQuiet; }, "Say nothing but warnings and errors");
     auto* verbose = command.add_flag_callback(
@@ -100,19 +120,42 @@ void AddParameters(CLI::App& command, AnalysisParameters& parameters) {
     }
 }
 
-void AddPixelSize(CLI::App& command, std::optional<double>& pixelSizeNm, Presence presence, const std::string& help) {
-    const std::string name = "--pixel-size";
-    const auto take = [&pixelSizeNm, name](const std::string& text) {
+namespace {
+
+CLI::Option* AddNanometres(CLI::App& command, const std::string& name, const std::function<void(double)>& store,
+                           const std::string& help) {
+    const auto take = [store, name](const std::string& text) {
         const std::optional<double> value = ParseNumber<double>(text);
         const float resolution = value && *value > 0.0 ? static_cast<float>(1000.0 / *value) : 0.0f;
         if (!(resolution > 0.0f) || !std::isfinite(resolution)) {
             throw CLI::ValidationError(name, "needs nanometres greater than 0, not '" + text + "'");
         }
-        pixelSizeNm = value;
+        store(*value);
     };
-    command.add_option_function<std::string>(name, take, help)
-        ->type_name("NM")
-        ->required(presence == Presence::kRequired);
+    return command.add_option_function<std::string>(name, take, help)->type_name("NM");
+}
+
+}  // namespace
+
+void AddPixelSize(CLI::App& command, std::optional<double>& pixelSizeNm, const std::string& help) {
+    AddNanometres(
+        command, "--pixel-size", [&pixelSizeNm](double nm) { pixelSizeNm = nm; }, help);
+}
+
+void AddPixelSizeChoice(CLI::App& command, GivenPixelSize& given) {
+    auto* always = AddNanometres(
+        command, "--pixel-size",
+        [&given](double nm) {
+            given = {nm, GivenPixelSize::Holds::kAlways};
+        },
+        "Use this pixel size instead of the file's");
+    auto* missing = AddNanometres(
+        command, "--pixel-size-if-missing",
+        [&given](double nm) {
+            given = {nm, GivenPixelSize::Holds::kWhereMissing};
+        },
+        "Use this pixel size where the file stores none");
+    always->excludes(missing);
 }
 
 void AddJobs(CLI::App& command, unsigned& jobs) {

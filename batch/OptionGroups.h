@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "AnalysisParameters.h"
+#include "ImageList.h"
 #include "LabelPainter.h"
+#include "files/ImageFile.h"
 
 namespace CLI {
 class App;
@@ -30,6 +32,8 @@ enum class ExistingLabels { kSkip, kReplace };
 /// The images of a run. Paths are the file system's bytes.
 struct InputOptions {
     std::vector<std::string> images;  ///< files and folders, as given
+    FolderChoice choice;              ///< of the folders' files
+    qvox::ReadOptions reading;        ///< which page of each file
     Verbosity verbosity = Verbosity::kNormal;
 };
 
@@ -41,7 +45,14 @@ struct Places {
     std::optional<std::string> stages;
 };
 
-/// IMAGE, --quiet and --verbose.
+/// A pixel size given by the user, in nanometres, and when it holds.
+struct GivenPixelSize {
+    enum class Holds { kAlways, kWhereMissing };
+    std::optional<double> nm;
+    Holds holds = Holds::kAlways;
+};
+
+/// IMAGE, --include, --exclude, --page, --quiet and --verbose.
 void AddInput(CLI::App& command, InputOptions& input);
 
 /// An option that names a folder or a file; "-o,--output" for one with a short name, `type` for the help.
@@ -63,10 +74,11 @@ void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string
 /// One option for each of kParameterRanges.
 void AddParameters(CLI::App& command, AnalysisParameters& parameters);
 
-enum class Presence { kOptional, kRequired };
-
 /// --pixel-size.
-void AddPixelSize(CLI::App& command, std::optional<double>& pixelSizeNm, Presence presence, const std::string& help);
+void AddPixelSize(CLI::App& command, std::optional<double>& pixelSizeNm, const std::string& help);
+
+/// --pixel-size and --pixel-size-if-missing, of which one may be given.
+void AddPixelSizeChoice(CLI::App& command, GivenPixelSize& given);
 
 /// --jobs.
 void AddJobs(CLI::App& command, unsigned& jobs);

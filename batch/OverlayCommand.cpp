@@ -24,7 +24,7 @@ void AddOverlayOptions(CLI::App& command, OverlayOptions& options) {
     AddOutput(command, options.places);
     AddStyle(command, options.style);
     AddLabels(command, options.places);
-    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
 
@@ -33,7 +33,7 @@ int RunOverlay(const OverlayOptions& options, const Streams& streams) {
     run.input = options.input;
     run.places = options.places;
     run.written = {&ImageFiles::picture};
-    run.pixelSizeNm = options.pixelSizeNm;
+    run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.work = [&options](ImageJob& job) { DrawExisting(job, options.style); };
     return RunImages(run, streams);

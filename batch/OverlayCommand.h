@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-
 #include "CommandTable.h"
 #include "LabelPainter.h"
 #include "OptionGroups.h"
@@ -12,8 +10,8 @@ struct OverlayOptions {
     InputOptions input;
     Places places;
     LabelStyle style = LabelStyle::kContours;
-    std::optional<double> pixelSizeNm;  ///< instead of the file's
-    unsigned jobs = 0;                  ///< 0: as many as the process may use processors
+    GivenPixelSize pixelSize;
+    unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
 void AddOverlayOptions(CLI::App& command, OverlayOptions& options);

@@ -24,7 +24,7 @@ void AddSegmentOptions(CLI::App& command, SegmentOptions& options) {
     AddLabels(command, options.places);
     AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
     AddLabellingOptions(command, options);
-    AddPixelSize(command, options.pixelSizeNm, Presence::kOptional, "Use this pixel size instead of the file's");
+    AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
 

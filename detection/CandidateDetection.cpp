@@ -48,7 +48,7 @@ std::vector<float> LevelsAbove(float lower, float first) {
 
 level_sweep::ComponentSizes SizesFor(float scale, float maxRelativeClusterSize) {
     const float relative = scale * maxRelativeClusterSize;
-    return {TruncatedArea(relative * kMinimumComponentAreaPx), TruncatedArea(relative * kMaximumComponentAreaPx),
+    return {TruncatedArea(relative * kMinimumComponentAreaPx), MaximumComponentArea(scale, maxRelativeClusterSize),
             TruncatedLength(kLongBranchPx * scale)};
 }
 
@@ -149,6 +149,11 @@ float EdgePercentile(const cv::Mat& edges, float percentage) {
         sum += histogram[static_cast<std::size_t>(bin)];
     }
     return sum >= target ? 1.0f : kPercentileFallback;
+}
+
+std::int64_t MaximumComponentArea(float scale, float maxRelativeClusterSize) {
+    const float relative = scale * maxRelativeClusterSize;
+    return TruncatedArea(relative * kMaximumComponentAreaPx);
 }
 
 void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, float maxRelativeClusterSize,

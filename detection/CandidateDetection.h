@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include <opencv2/core.hpp>
 
 #include "DetectionObserver.h"
@@ -27,6 +29,9 @@ namespace Korvane {
 /// it touches, in words of 64 pixels (docs/CANDIDATE_DETECTION.md).
 void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, float maxRelativeClusterSize,
                       DetectionObserver& observer);
+
+/// The largest component, in pixels, that can be a candidate.
+std::int64_t MaximumComponentArea(float scale, float maxRelativeClusterSize);
 
 /// The `percentage`-th percentile of the values, in kPercentileBins bins over 0 .. 1: the lower end of the bin before
 /// which that share of all pixels is reached. Values below 0 count in the first bin; values above 1 and NaN in none,

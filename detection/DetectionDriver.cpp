@@ -103,4 +103,9 @@ void DetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels
     });
 }
 
+std::int64_t DetectionAreaLimit(float xResolution, const AnalysisParameters& parameters) {
+    const float scale = CheckedScale("Detection", xResolution, parameters.relativeExosomeSize);
+    return MaximumComponentArea(scale, parameters.maxRelativeClusterSize);
+}
+
 }  // namespace Korvane

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "AnalysisParameters.h"
 #include "DetectionObserver.h"
 #include "VoxelImage.h"
@@ -30,5 +32,10 @@ namespace Korvane {
 /// come before the first progress step and leave `labels` alone; later errors may leave a partial result.
 void DetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, const AnalysisParameters& parameters,
                     float xResolution, DetectionObserver& observer);
+
+/// The largest area, in pixels, that detection takes for an object or a cluster of them. An image that has no more
+/// pixels is such an area as a whole, before any edge has divided it. Throws ToolkitError as DetectExosomes for a pixel
+/// size that is undefined or absurd.
+std::int64_t DetectionAreaLimit(float xResolution, const AnalysisParameters& parameters);
 
 }  // namespace Korvane

@@ -1,12 +1,16 @@
 #include "ImageList.h"
 
+#include <fnmatch.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <set>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
+#include "ProductNames.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -25,10 +29,6 @@ std::string_view TakeNumber(std::string_view text, std::size_t& at) {
     return text.substr(start, at - start);
 }
 
-bool StartsWith(const std::string& text, std::string_view prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
 bool EndsWithAnyCase(const std::string& text, std::string_view ending) {
     return text.size() > ending.size() &&
            std::equal(ending.begin(), ending.end(), text.end() - static_cast<std::ptrdiff_t>(ending.size()),
@@ -36,26 +36,61 @@ bool EndsWithAnyCase(const std::string& text, std::string_view ending) {
 }
 
 bool IsImageName(const std::string& name) {
-    const bool tiff = EndsWithAnyCase(name, ".tif") || EndsWithAnyCase(name, ".tiff");
-    return tiff && !StartsWith(name, "seg_") && !StartsWith(name, "export_") && !StartsWith(name, ".");
+    return name.front() != '.' && (EndsWithAnyCase(name, ".tif") || EndsWithAnyCase(name, ".tiff"));
 }
 
-std::vector<std::string> ImagesOfFolder(const std::string& folder, const std::string& leftOut) {
+bool Matches(const std::string& name, const std::string& pattern) {
+    return ::fnmatch(pattern.c_str(), name.c_str(), FNM_NOESCAPE) == 0;
+}
+
+bool MatchesAny(const std::string& name, const std::vector<std::string>& patterns) {
+    return std::any_of(patterns.begin(), patterns.end(),
+                       [&name](const std::string& pattern) { return Matches(name, pattern); });
+}
+
+/// True for a name that a pattern takes although it is a product's: "*_a.tif" is about images, "calibrated_*" is not.
+bool IsWantedProduct(const std::string& name, std::string_view prefix, const std::vector<std::string>& patterns) {
+    return std::any_of(patterns.begin(), patterns.end(), [&](const std::string& pattern) {
+        return pattern.compare(0, prefix.size(), prefix) == 0 && Matches(name, pattern);
+    });
+}
+
+enum class Verdict { kTaken, kProduct, kUnchosen };
+
+Verdict Judge(const std::string& name, const FolderChoice& choice) {
+    const std::string_view prefix = ProductPrefixOf(name);
+    if (!prefix.empty() && !IsWantedProduct(name, prefix, choice.include)) return Verdict::kProduct;
+    if (!choice.include.empty() && !MatchesAny(name, choice.include)) return Verdict::kUnchosen;
+    return MatchesAny(name, choice.exclude) ? Verdict::kUnchosen : Verdict::kTaken;
+}
+
+/// The images of a folder. What is left out is counted in `listing`.
+std::vector<std::string> ImagesOfFolder(const std::string& folder, const FolderChoice& choice, ImageListing& listing) {
+    ImageListing here;
     std::error_code failure;
-    std::vector<std::string> names;
     std::filesystem::directory_iterator entry(folder, failure);
     while (!failure && entry != std::filesystem::directory_iterator()) {
         std::error_code vanished;
         const std::string name = entry->path().filename().string();
-        const bool passedOver = !leftOut.empty() && StartsWith(name, leftOut);
-        if (IsImageName(name) && !passedOver && !entry->is_directory(vanished)) names.push_back(name);
+        if (IsImageName(name) && !entry->is_directory(vanished)) {
+            const Verdict verdict = Judge(name, choice);
+            if (verdict == Verdict::kTaken) here.images.push_back(name);
+            if (verdict == Verdict::kProduct) ++here.products;
+            if (verdict == Verdict::kUnchosen) ++here.unchosen;
+        }
         entry.increment(failure);
     }
     if (failure) throw qvox::ToolkitError("The folder '" + folder + "' cannot be read: " + failure.message() + ".");
-    if (names.empty()) throw qvox::ToolkitError("The folder '" + folder + "' holds no image (*.tif, *.tiff).");
-    std::sort(names.begin(), names.end(), NaturalLess);
-    for (std::string& name : names) name = (std::filesystem::path(folder) / name).string();
-    return names;
+    if (here.images.empty()) {
+        const std::string leftOut = LeftOutText(here);
+        throw qvox::ToolkitError("The folder '" + folder + "' holds no image (*.tif, *.tiff)." +
+                                 (leftOut.empty() ? "" : " " + leftOut + " A file that is named is always taken."));
+    }
+    listing.products += here.products;
+    listing.unchosen += here.unchosen;
+    std::sort(here.images.begin(), here.images.end(), NaturalLess);
+    for (std::string& name : here.images) name = (std::filesystem::path(folder) / name).string();
+    return here.images;
 }
 
 }  // namespace
@@ -91,23 +126,39 @@ std::string FullPath(const std::string& path) {
     return text;
 }
 
-std::vector<std::string> ListImages(const std::vector<std::string>& arguments, const std::string& leftOut) {
-    std::vector<std::string> inputs;
+ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice) {
+    ImageListing listing;
     std::set<std::string> known;
     const auto add = [&](const std::string& path) {
         std::string full = FullPath(path);
-        if (known.insert(full).second) inputs.push_back(std::move(full));
+        if (known.insert(full).second) listing.images.push_back(std::move(full));
     };
     for (const std::string& argument : arguments) {
         if (argument.empty()) throw qvox::ToolkitError("An image needs a name.");
         std::error_code unreachable;
         if (std::filesystem::is_directory(argument, unreachable)) {
-            for (const std::string& image : ImagesOfFolder(argument, leftOut)) add(image);
+            listing.fromFolders = true;
+            for (const std::string& image : ImagesOfFolder(argument, choice, listing)) add(image);
         } else {
             add(argument);
         }
     }
-    return inputs;
+    return listing;
+}
+
+std::string LeftOutText(const ImageListing& listing) {
+    const std::size_t all = listing.products + listing.unchosen;
+    if (all == 0) return {};
+    const auto count = [](std::size_t number, const char* one, const char* several) {
+        return std::to_string(number) + " " + (number == 1 ? one : several);
+    };
+    std::string text = count(all, "file of a folder", "files of folders") + " left out: ";
+    if (listing.products > 0) {
+        text += count(listing.products, "product of an earlier run", "products of earlier runs");
+        if (listing.unchosen > 0) text += ", ";
+    }
+    if (listing.unchosen > 0) text += std::to_string(listing.unchosen) + " by name patterns";
+    return text + ".";
 }
 
 }  // namespace Korvane

@@ -13,9 +13,9 @@ namespace Korvane {
 namespace {
 
 template <typename T>
-void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image) {
+void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image, const qvox::ReadOptions& options) {
     qvox::VoxelImage<T> read;
-    qvox::LoadImageFile(path, read);
+    qvox::LoadImageFile(path, read, options);
     image.CopyPropertiesFrom(read);
     image.Resize(read.SizeX(), read.SizeY(), read.SizeZ());
     std::transform(read.begin(), read.end(), image.begin(), [](T value) { return static_cast<float>(value); });
@@ -61,20 +61,20 @@ qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image) {
     return labels;
 }
 
-Position LoadPosition(const wxString& path) {
+Position LoadPosition(const wxString& path, const qvox::ReadOptions& options) {
     const std::string bytes = PathBytes(path);
     Position position;
     position.path = path;
-    const qvox::ImageFileInfo info = qvox::InspectImageFile(bytes);
+    const qvox::ImageFileInfo info = qvox::InspectImageFile(bytes, options);
     switch (info.type) {
         case qvox::VoxelType::kUint8:
-            LoadConverted<std::uint8_t>(bytes, position.image);
+            LoadConverted<std::uint8_t>(bytes, position.image, options);
             break;
         case qvox::VoxelType::kUint16:
-            LoadConverted<std::uint16_t>(bytes, position.image);
+            LoadConverted<std::uint16_t>(bytes, position.image, options);
             break;
         case qvox::VoxelType::kFloat32:
-            qvox::LoadImageFile(bytes, position.image);
+            qvox::LoadImageFile(bytes, position.image, options);
             break;
         default:
             RefuseInputType(bytes, info);

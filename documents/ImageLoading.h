@@ -13,7 +13,7 @@ namespace Korvane {
 /// intensities keep their values. Throws UnsupportedPixelType for any other voxel type, ToolkitError for a file that
 /// cannot be read, std::bad_alloc, also when less than 64 MiB would be left to work with what is open;
 /// FailureMessage(FileTask::kLoadInput, ...) makes the text of each.
-Position LoadPosition(const wxString& path);
+Position LoadPosition(const wxString& path, const qvox::ReadOptions& options = {});
 
 /// Throws UnsupportedPixelType with what the file holds and what is wanted, also when that is a grey image stored as
 /// RGB or with a palette, for which the file is read as a whole.

@@ -26,11 +26,11 @@ wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, con
 }
 
 wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style) {
-    return PrefixedPath(inputPath, folder, "seg_", style);
+    return PrefixedPath(inputPath, folder, kLabelsPrefix, style);
 }
 
 wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style) {
-    return PrefixedPath(inputPath, folder, "export_", style);
+    return PrefixedPath(inputPath, folder, kOverlayPrefix, style);
 }
 
 void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels, const qvox::BeforeRename& beforeRename) {
@@ -55,7 +55,7 @@ LabelsFound LoadNewLabels(const wxString& resultPath, const std::array<std::uint
     if (info.type != qvox::VoxelType::kUint16) {
         throw UnsupportedPixelType("'" + bytes + "' holds " + info.typeText + "; wanted is 16-bit grey.");
     }
-    qvox::LoadImageFile(bytes, labels, qvox::VoxelValues::kStored);
+    qvox::LoadImageFile(bytes, labels, qvox::StoredValues());
     const Sizes found{labels.SizeX(), labels.SizeY(), labels.SizeZ()};
     if (sizes != found) {
         throw InconsistentImageSize("'" + bytes + "' has " + SizesText(found) + " pixels; wanted are the image's " +

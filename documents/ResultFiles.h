@@ -15,6 +15,11 @@ namespace Korvane {
 /// A folder that a person chose; none means the folder of the input file itself.
 using ChosenFolder = std::optional<wxString>;
 
+/// What the names of the files that are written for an image begin with.
+inline constexpr const char* kLabelsPrefix = "seg_";
+inline constexpr const char* kOverlayPrefix = "export_";
+inline constexpr const char* kCalibratedPrefix = "calibrated_";  ///< of copies that lie beside their images
+
 /// Where the labels of an input file are kept: "seg_" before its name.
 wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
 

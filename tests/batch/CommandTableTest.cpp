@@ -56,6 +56,7 @@ const std::map<std::string, Example>& Examples() {
         {"overlay", Writes("export_a.tif")},
         {"calibrate", Writes("a.tif", {"--pixel-size", "2", "--force"})},
         {"record", Prints("\"command\": \"detect\"")},
+        {"import", Writes("seg_a.tif", {"--pattern", "seg_{stem}.tif"})},
         {"info", Prints("a.tif: 96 x 80, 8-bit grey, 1.4881 nm per pixel")},
     };
     return examples;

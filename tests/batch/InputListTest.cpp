@@ -66,27 +66,70 @@ TEST(ExpandInputs, AFolderStandsForItsImagesInNaturalOrder) {
         Touch(folder.File(name));
     }
     std::filesystem::create_directory(folder.File("d.tif"));
-    EXPECT_EQ(ExpandInputs({folder.Path().string()}),
+    EXPECT_EQ(ExpandInputs({folder.Path().string()}).images,
               (std::vector<std::string>{folder.File("a.Tiff"), folder.File("b9.TIF"), folder.File("b10.tif")}));
-    EXPECT_EQ(ExpandInputs({folder.Path().string() + "/"}).size(), 3u);
+    EXPECT_EQ(ExpandInputs({folder.Path().string() + "/"}).images.size(), 3u);
 }
 
-TEST(ExpandInputs, LeavesOutFilesOfFoldersThatBeginWithAPrefix) {
+TEST(ExpandInputs, ProductsOfEarlierRunsInAFolderAreLeftOutAndCounted) {
     const TemporaryFolder folder;
     Touch(folder.File("a.tif"));
-    Touch(folder.File("calibrated_a.tif"));
-    EXPECT_EQ(ExpandInputs({folder.Path().string()}).size(), 2u);
-    EXPECT_EQ(ExpandInputs({folder.Path().string()}, kCalibratedPrefix),
-              std::vector<std::string>{folder.File("a.tif")});
-    EXPECT_EQ(ExpandInputs({folder.File("calibrated_a.tif")}, kCalibratedPrefix).size(), 1u);
+    Touch(folder.File("segment.tif"));
+    const std::vector<std::string> prefixes{"seg_",      "export_",    "calibrated_", "edges_",  "candidates_",
+                                            "filtered_", "separated_", "relief_",     "markers_"};
+    for (const std::string& prefix : prefixes) Touch(folder.File(prefix + "a.tif"));
+    const ImageListing listing = ExpandInputs({folder.Path().string()});
+    EXPECT_EQ(listing.images, (std::vector<std::string>{folder.File("a.tif"), folder.File("segment.tif")}));
+    EXPECT_EQ(listing.products, prefixes.size());
+    EXPECT_EQ(LeftOutText(listing), "9 files of folders left out: 9 products of earlier runs.");
+    for (const std::string& prefix : prefixes) {
+        EXPECT_EQ(ExpandInputs({folder.File(prefix + "a.tif")}).images.size(), 1u) << "named itself";
+    }
+}
+
+TEST(ExpandInputs, PatternsDecideWhichFilesOfFoldersAreTaken) {
+    const TemporaryFolder folder;
+    for (const char* name : {"a1.tif", "a2.tif", "b1.tif", "calibrated_a1.tif"}) Touch(folder.File(name));
+    const auto names = [&folder](const FolderChoice& choice) {
+        std::vector<std::string> found;
+        for (const std::string& path : ExpandInputs({folder.Path().string()}, choice).images) {
+            found.push_back(std::filesystem::path(path).filename().string());
+        }
+        return found;
+    };
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(names({{"a*"}, {}}), (Names{"a1.tif", "a2.tif"}));
+    EXPECT_EQ(names({{"*1.tif"}, {}}), (Names{"a1.tif", "b1.tif"})) << "a pattern for images takes no products";
+    EXPECT_EQ(names({{"calibrated_*"}, {}}), (Names{"calibrated_a1.tif"}));
+    EXPECT_EQ(names({{"a*", "b?.tif"}, {"?2.*"}}), (Names{"a1.tif", "b1.tif"}));
+    EXPECT_EQ(LeftOutText(ExpandInputs({folder.Path().string()}, {{}, {"b*"}})),
+              "2 files of folders left out: 1 product of an earlier run, 1 by name patterns.");
+    EXPECT_EQ(LeftOutText(ExpandInputs({folder.File("a1.tif")})), "");
+    EXPECT_THROW(ExpandInputs({folder.File("a1.tif")}, {{"a*"}, {}}), UsageError)
+        << "nothing that it could choose from";
+}
+
+TEST(ExpandInputs, AFolderOfProductsOnlySaysSo) {
+    const TemporaryFolder folder;
+    Touch(folder.File("edges_a.tif"));
+    try {
+        ExpandInputs({folder.Path().string()});
+        FAIL() << "accepted";
+    } catch (const UsageError& error) {
+        EXPECT_NE(std::string(error.what()).find("1 file of a folder left out: 1 product of an earlier run."),
+                  std::string::npos)
+            << error.what();
+    }
 }
 
 TEST(ExpandInputs, KeepsTheOrderGivenAndEachPathOnce) {
-    EXPECT_EQ(ExpandInputs({"/x/b.tif", "/x/./a.tif", "/x/a.tif"}), (std::vector<std::string>{"/x/b.tif", "/x/a.tif"}));
+    EXPECT_EQ(ExpandInputs({"/x/b.tif", "/x/./a.tif", "/x/a.tif"}).images,
+              (std::vector<std::string>{"/x/b.tif", "/x/a.tif"}));
 }
 
 TEST(ExpandInputs, PathsBecomeFullPaths) {
-    EXPECT_EQ(ExpandInputs({"a.tif"}), std::vector<std::string>{(std::filesystem::current_path() / "a.tif").string()});
+    EXPECT_EQ(ExpandInputs({"a.tif"}).images,
+              std::vector<std::string>{(std::filesystem::current_path() / "a.tif").string()});
 }
 
 TEST(ExpandInputs, AFolderWithoutImagesIsAnError) {

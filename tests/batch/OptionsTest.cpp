@@ -39,7 +39,7 @@ TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
     EXPECT_EQ(options.style, LabelStyle::kContours);
     EXPECT_FALSE(options.overlay);
     const Places& places = options.places;
-    EXPECT_FALSE(places.output || places.labels || places.table || places.stages || options.pixelSizeNm);
+    EXPECT_FALSE(places.output || places.labels || places.table || places.stages || options.pixelSize.nm);
     EXPECT_EQ(options.jobs, 0u);
 }
 
@@ -84,10 +84,29 @@ TEST(Options, WhatIsNoNumberIsRefused) {
 }
 
 TEST(Options, PixelSizeMustBeAPositiveLength) {
-    EXPECT_EQ(Parse<DetectOptions>({"detect", "--pixel-size", "1.488", "a"}).pixelSizeNm, 1.488);
+    EXPECT_EQ(Parse<DetectOptions>({"detect", "--pixel-size", "1.488", "a"}).pixelSize.nm, 1.488);
+    const auto missing = Parse<DetectOptions>({"detect", "--pixel-size-if-missing", "2", "a"});
+    EXPECT_EQ(missing.pixelSize.nm, 2.0);
+    EXPECT_EQ(missing.pixelSize.holds, GivenPixelSize::Holds::kWhereMissing);
+    EXPECT_NE(Refusal({"detect", "--pixel-size", "1", "--pixel-size-if-missing", "2", "a"}), "accepted");
     for (const char* value : {"0", "-1", "inf", "nan", "1e-300", "1e300", "2 nm"}) {
         EXPECT_NE(Refusal({"detect", "--pixel-size", value, "a"}), "accepted") << value;
     }
+}
+
+TEST(Options, PagesAreCountedFromOne) {
+    EXPECT_EQ(Parse<DetectOptions>({"detect", "a"}).input.reading.page, 0u);
+    EXPECT_EQ(Parse<DetectOptions>({"detect", "--page", "3", "a"}).input.reading.page, 3u);
+    for (const char* value : {"0", "-1", "1.5", "x", "99999999999"}) {
+        EXPECT_NE(Refusal({"detect", "--page", value, "a"}), "accepted") << value;
+    }
+}
+
+TEST(Options, LuminanceIsAWayToGrey) {
+    EXPECT_EQ(Parse<CalibrateOptions>({"calibrate", "--grey", "a"}).colour, qvox::ColourRule::kEqualChannels);
+    EXPECT_EQ(Parse<CalibrateOptions>({"calibrate", "--luminance", "--grey", "a"}).colour,
+              qvox::ColourRule::kLuminance);
+    EXPECT_NE(Refusal({"calibrate", "--pixel-size", "1", "--luminance", "a"}), "accepted");
 }
 
 TEST(Options, CalibrateNeedsAPixelSize) {
@@ -134,7 +153,8 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({}), "accepted");
     EXPECT_NE(Refusal({"detect"}), "accepted");
     EXPECT_EQ(Refusal({"frobnicate", "a"}),
-              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate, info "
+              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate, import "
+              "info "
               "and record.");
 }
 

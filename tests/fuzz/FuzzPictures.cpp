@@ -11,6 +11,7 @@
 #include "ResultFiles.h"
 #include "files/ImageFile.h"
 #include "files/StoredDescription.h"
+#include "files/StoredNumbers.h"
 #include "fuzz/FuzzSupport.h"
 
 namespace korvane_test {
@@ -74,6 +75,25 @@ void LoadProbed(const std::string& path, const qvox::ImageFileInfo& info) {
     }
 }
 
+/// Each of the first pages alone, colours as grey, and the numbers of the first page as they are stored.
+void ReadOtherwise(const std::string& path, std::uint64_t pages) {
+    constexpr std::uint64_t kMostPages = 3;
+    qvox::ReadOptions options;
+    options.colour = qvox::ColourRule::kLuminance;
+    for (options.page = 1; options.page <= std::min(pages, kMostPages); ++options.page) {
+        const qvox::ImageFileInfo info = qvox::InspectImageFile(path, options);
+        Promise(info.page == options.page && info.sizeZ == 1, "a page that is asked for is read alone");
+        if (!HasAtMost(kMostVoxels, info)) return;
+        if (qvox::GreyTypeOf(path, options) != qvox::VoxelType::kUint8) continue;
+        qvox::VoxelImage<std::uint8_t> image;
+        qvox::LoadImageFile(path, image, options);
+        Promise(image.SizeX() == info.sizeX && image.SizeY() == info.sizeY, "grey has the sizes of the colours");
+    }
+    qvox::VoxelImage<double> numbers;
+    qvox::LoadStoredNumbers(path, numbers);
+    Promise(!numbers.Empty(), "numbers that are read are there");
+}
+
 Korvane::PositionStore StoreFor(const std::string& path, std::uint64_t sizeX, std::uint64_t sizeY,
                                 std::uint64_t sizeZ) {
     Korvane::Position position;
@@ -122,6 +142,7 @@ void FuzzTiff(const std::uint8_t* bytes, std::size_t count) {
         Promise(qvox::ProbeVoxelType(path) == info.type, "the probe tells the same type");
         PromiseSensible(info.resolution);
         if (HasAtMost(kMostVoxels, info)) LoadProbed(path, info);
+        ReadOtherwise(path, info.pages);
     } catch (const qvox::ToolkitError& error) {
         Promise(std::string(error.what()).find(path) != std::string::npos, "a refusal names the file");
     }

@@ -31,7 +31,8 @@ protected:
 
 TEST_F(Folders, AFolderStandsForItsImagesInNaturalOrder) {
     const std::string series = Folder("series");
-    for (const char* name : {"a10.tif", "a2.TIFF", "seg_a2.TIFF", "export_a10.tif", "b1.tif"}) {
+    for (const char* name : {"a10.tif", "a2.TIFF", "seg_a2.TIFF", "export_a10.tif", "b1.tif", "calibrated_b1.tif",
+                             "edges_b1.tif", "markers_b1.tif"}) {
         WriteRamp(series + "/" + name);
     }
     std::ofstream(series + "/notes.txt") << "no image";

@@ -88,7 +88,7 @@ TEST(ImageFileReadStored, GivesTheNumbersOfAWhiteIsZeroFileAsTheyStand) {
     file.Page().Grey(3, 1, 16).Short(262, 0).AddPiece(std::string("\x00\x00\x01\x00\xbc\x02", 6));
     file.Write(folder.File("a.tif"));
     qvox::LabelImage image;
-    qvox::LoadImageFile(folder.File("a.tif"), image, qvox::VoxelValues::kStored);
+    qvox::LoadImageFile(folder.File("a.tif"), image, qvox::StoredValues());
     EXPECT_EQ(std::vector<std::uint16_t>(image.begin(), image.end()), (std::vector<std::uint16_t>{0, 1, 700}));
     qvox::LoadImageFile(folder.File("a.tif"), image);
     EXPECT_EQ(std::vector<std::uint16_t>(image.begin(), image.end()),

@@ -4,6 +4,7 @@
 #include <tiff.h>
 
 #include <string>
+#include <utility>
 
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
@@ -80,6 +81,54 @@ TEST_F(PageChoice, TheOldKindOfPageCountsWhereTheNewOneIsNotWritten) {
     Grey(2, "cd").Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_PAGE);
     Grey(2, "ef").Short(TIFFTAG_OSUBFILETYPE, OFILETYPE_REDUCEDIMAGE);
     EXPECT_EQ(Read(), "abcd");
+}
+
+TEST_F(PageChoice, APageThatIsAskedForIsReadAlone) {
+    Grey(2, "ab").Text(TIFFTAG_IMAGEDESCRIPTION, "ImageJ=1.53t\nimages=3\n");
+    Grey(2, "cd");
+    Grey(2, "ef").Long(TIFFTAG_SUBFILETYPE, 1);
+    file_.Write(path_);
+    for (const auto& [number, expected] : {std::pair<std::uint32_t, std::string>{1, "ab"}, {2, "cd"}, {3, "ef"}}) {
+        qvox::ReadOptions options;
+        options.page = number;
+        qvox::VoxelImage<std::uint8_t> image;
+        qvox::LoadImageFile(path_, image, options);
+        EXPECT_EQ(std::string(image.begin(), image.end()), expected);
+        const ImageFileInfo info = qvox::InspectImageFile(path_, options);
+        EXPECT_EQ(info.page, number);
+        EXPECT_EQ(info.sizeZ, 1u);
+    }
+    qvox::ReadOptions beyond;
+    beyond.page = 4;
+    try {
+        qvox::InspectImageFile(path_, beyond);
+        FAIL() << "there is no such page";
+    } catch (const qvox::ToolkitError& error) {
+        EXPECT_NE(std::string(error.what()).find("it has 3 pages, and no page 4"), std::string::npos) << error.what();
+    }
+}
+
+TEST_F(PageChoice, PagesThatAreNotReadAreCounted) {
+    Rgb(2);
+    Grey(2, "ab");
+    Grey(1, "c").Long(TIFFTAG_SUBFILETYPE, 1);
+    ImageFileInfo info = Inspect();
+    EXPECT_EQ(info.page, 2u);
+    EXPECT_EQ(info.pages, 3u);
+    EXPECT_EQ(info.fullPages, 2u);
+    EXPECT_TRUE(qvox::HasFurtherPages(info));
+    file_ = TiffBuilder();
+    Grey(2, "ab");
+    Grey(1, "c").Long(TIFFTAG_SUBFILETYPE, 1);
+    info = Inspect();
+    EXPECT_EQ(info.pages, 2u);
+    EXPECT_FALSE(qvox::HasFurtherPages(info)) << "a reduced version holds nothing more";
+    file_ = TiffBuilder();
+    Grey(2, "ab").Text(TIFFTAG_IMAGEDESCRIPTION, "ImageJ=1.53t\nimages=2\n");
+    Grey(2, "cd");
+    info = Inspect();
+    EXPECT_EQ(info.sizeZ, 2u);
+    EXPECT_FALSE(qvox::HasFurtherPages(info)) << "a stack is read as a whole";
 }
 
 TEST_F(PageChoice, AColourPalettePreviewIsPassedOver) {

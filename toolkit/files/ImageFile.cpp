@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "files/ColourToGrey.h"
 #include "files/PixelSize.h"
 #include "files/StoredDescription.h"
 #include "files/TiffDecoder.h"
@@ -61,6 +62,7 @@ std::uint64_t BytesOf(const Description& texts) {
 // What a file's directories say, with the handle standing on the chosen page.
 struct OpenedFile {
     TiffPage page;
+    std::uint64_t number = 1;  ///< of the page, from 1
     std::uint16_t orientation = 1;
     std::vector<std::uint64_t> planes;
     PixelSize size;
@@ -76,12 +78,13 @@ void RefuseLostEntry(const TiffHandle& file, const std::string& lost, const std:
     if (!isResolution || IsImageJDescription(description)) file.FailReading("the file is truncated (" + lost + ")");
 }
 
-OpenedFile Examine(TiffHandle& file) {
+OpenedFile Examine(TiffHandle& file, const ReadOptions& options) {
     OpenedFile opened;
     opened.texts = ReadTexts(file.Get());
     const TiffPage first = ReadTiffPage(file);
     const std::string lost = file.LostEntry();
-    opened.page = ChoosePage(file, first);
+    opened.page = options.page > 0 ? ReadNumberedPage(file, options.page) : ChoosePage(file, first);
+    if (opened.page.offset != first.offset) opened.number = std::uint64_t{TIFFCurrentDirectory(file.Get())} + 1;
     TIFFGetField(file.Get(), TIFFTAG_ORIENTATION, &opened.orientation);
     const auto found = opened.texts.find("ImageDescription");
     const std::string none;
@@ -96,7 +99,7 @@ OpenedFile Examine(TiffHandle& file) {
         opened.size.note = "the resolution entry lies beyond the end of the file";
     }
     opened.planes.push_back(opened.page.offset);
-    const bool isStack = opened.size.stack.planes > 1 && opened.page.offset == first.offset;
+    const bool isStack = opened.size.stack.planes > 1 && opened.page.offset == first.offset && options.page == 0;
     const bool readable = IsGrey(first.type) || (first.type == VoxelType::kRgb8 && opened.size.stored);
     if (isStack && readable) opened.planes = StackPages(file, first, opened.size.stack);
     file.ThrowIfOutOfMemory();
@@ -176,9 +179,9 @@ void CheckPlanes(TiffHandle& file, const OpenedFile& opened) {
 
 }  // namespace
 
-ImageFileInfo InspectImageFile(const std::string& path) {
+ImageFileInfo InspectImageFile(const std::string& path, const ReadOptions& options) {
     TiffHandle file(path);
-    OpenedFile opened = Examine(file);
+    OpenedFile opened = Examine(file, options);
     file.ThrowIfChanged();
     ImageFileInfo info;
     info.type = opened.page.type;
@@ -186,10 +189,22 @@ ImageFileInfo InspectImageFile(const std::string& path) {
     info.sizeX = opened.page.width;
     info.sizeY = opened.page.height;
     info.sizeZ = opened.planes.size();
+    info.page = opened.number;
+    info.pages = file.Pages();
+    info.fullPages = file.FullPages();
     info.resolution = opened.size.resolution;
     info.resolutionSource = opened.size.source;
     info.resolutionNote = std::move(opened.size.note);
     return info;
+}
+
+bool HasFurtherPages(const ImageFileInfo& info) { return info.fullPages > info.sizeZ; }
+
+VoxelType GreyTypeOf(const std::string& path, const ReadOptions& options) {
+    TiffHandle file(path);
+    const VoxelType type = GreyTypeOf(Examine(file, options).page);
+    file.ThrowIfChanged();
+    return type;
 }
 
 VoxelType ProbeVoxelType(const std::string& path, FileFormat format) {
@@ -201,10 +216,11 @@ VoxelType ProbeVoxelType(const std::string& path, FileFormat format) {
 }
 
 template <typename T>
-void LoadImageFile(const std::string& path, VoxelImage<T>& image, VoxelValues values) {
+void LoadImageFile(const std::string& path, VoxelImage<T>& image, const ReadOptions& options) {
     TiffHandle file(path);
-    OpenedFile opened = Examine(file);
-    if (opened.page.type != TypeOf<T>()) {
+    OpenedFile opened = Examine(file, options);
+    const bool isConverted = options.colour != ColourRule::kRefuse && GreyTypeOf(opened.page) == TypeOf<T>();
+    if (opened.page.type != TypeOf<T>() && !isConverted) {
         file.ForgetMessages();
         file.FailReading("it holds " + opened.page.typeText + ", not " + NameOf(TypeOf<T>()));
     }
@@ -220,18 +236,22 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image, VoxelValues va
         GoToPage(file, opened.planes[z]);
         ForgetTexts(file.Get());
         const TiffPage page = ReadTiffPage(file);
-        DecodePage(file, page, heldBytes, reinterpret_cast<unsigned char*>(image.Row(0, z)));
+        auto* const voxels = reinterpret_cast<unsigned char*>(image.Row(0, z));
+        if (isConverted)
+            DecodeAsGrey(file, page, options.colour, heldBytes, voxels);
+        else
+            DecodePage(file, page, heldBytes, voxels);
     }
     file.ThrowIfChanged();
-    if (values == VoxelValues::kShown) ApplyPhotometric(opened.page, image);
+    if (options.values == VoxelValues::kShown && !isConverted) ApplyPhotometric(opened.page, image);
     image.SetResolution(opened.size.resolution);
     image.SetOffset(opened.size.stored ? opened.size.stored->offset : VoxelOffset{});
     image.SetMetadata(std::move(entries));
 }
 
-template void LoadImageFile(const std::string&, VoxelImage<std::uint8_t>&, VoxelValues);
-template void LoadImageFile(const std::string&, VoxelImage<std::uint16_t>&, VoxelValues);
-template void LoadImageFile(const std::string&, VoxelImage<float>&, VoxelValues);
-template void LoadImageFile(const std::string&, VoxelImage<Rgb8>&, VoxelValues);
+template void LoadImageFile(const std::string&, VoxelImage<std::uint8_t>&, const ReadOptions&);
+template void LoadImageFile(const std::string&, VoxelImage<std::uint16_t>&, const ReadOptions&);
+template void LoadImageFile(const std::string&, VoxelImage<float>&, const ReadOptions&);
+template void LoadImageFile(const std::string&, VoxelImage<Rgb8>&, const ReadOptions&);
 
 }  // namespace qvox

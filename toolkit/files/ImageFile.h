@@ -39,6 +39,37 @@ enum class ResolutionSource {
     kResolutionTags,
 };
 
+/// How a colour picture is read as grey.
+enum class ColourRule {
+    kRefuse,
+    kEqualChannels,  ///< the value that all channels have; a picture in which they differ is refused
+    kLuminance,      ///< (299 red + 587 green + 114 blue) / 1000, truncated
+};
+
+/// What the values of a file are to the caller.
+enum class VoxelValues {
+    kShown,   ///< intensities: inverted, so that larger is lighter
+    kStored,  ///< numbers that are not intensities, labels for instance: as they stand in the file
+};
+
+/// What of a file is read, and how.
+struct ReadOptions {
+    /// Number of the page to read, from 1, as an image of one plane. 0: the page or stack that InspectImageFile tells
+    /// of.
+    std::uint32_t page = 0;
+    /// For LoadImageFile: RGB of interleaved channels and 8-bit palettes are read into 8-bit images, RGB of 16
+    /// bits into 16-bit ones. The picture then takes its colour channels in memory besides.
+    ColourRule colour = ColourRule::kRefuse;
+    VoxelValues values = VoxelValues::kShown;  ///< for LoadImageFile
+};
+
+/// Numbers as they stand in the file.
+inline ReadOptions StoredValues() {
+    ReadOptions options;
+    options.values = VoxelValues::kStored;
+    return options;
+}
+
 /// What a file holds, without its voxels.
 struct ImageFileInfo {
     VoxelType type = VoxelType::kUnsupported;
@@ -46,6 +77,9 @@ struct ImageFileInfo {
     std::uint64_t sizeX = 0;
     std::uint64_t sizeY = 0;
     std::uint64_t sizeZ = 0;
+    std::uint64_t page = 1;       ///< the number of the page of the first plane, from 1
+    std::uint64_t pages = 1;      ///< of the file, previews and masks included
+    std::uint64_t fullPages = 1;  ///< of the file, without reduced versions and masks
     PixelResolution resolution;
     ResolutionSource resolutionSource = ResolutionSource::kNone;
     std::string resolutionNote;  ///< for a person: which entry of the file gave it, or why none did
@@ -56,7 +90,14 @@ struct ImageFileInfo {
 /// as its description states and the file holds. A resolution that the file does not define, or defines as 0/0,
 /// negative, infinite or NaN, is 0 on that axis. The path is the file system's own bytes, in whatever encoding. Throws
 /// ToolkitError, naming the file and the cause, when it is not a readable TIFF.
-ImageFileInfo InspectImageFile(const std::string& path);
+ImageFileInfo InspectImageFile(const std::string& path, const ReadOptions& options = {});
+
+/// True where the file has full-size pages that a reader of this image does not get to see.
+bool HasFurtherPages(const ImageFileInfo& info);
+
+/// The voxels that LoadImageFile gives for a colour picture under a rule: kUint8, kUint16, or kUnsupported where it
+/// cannot read the picture as grey.
+VoxelType GreyTypeOf(const std::string& path, const ReadOptions& options = {});
 
 /// The type of InspectImageFile. Throws ToolkitError also for a format other than kFromFile and kTiff.
 VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat::kFromFile);
@@ -66,12 +107,6 @@ VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat
 /// channels), or a palette of which it uses greys only. Reads the whole picture; one of more than 64
 /// million pixels is not looked at. Throws ToolkitError as LoadImageFile.
 bool HoldsGreyInColour(const std::string& path);
-
-/// What the values of a file are to the caller.
-enum class VoxelValues {
-    kShown,   ///< intensities: inverted, so that larger is lighter
-    kStored,  ///< numbers that are not intensities, labels for instance: as they stand in the file
-};
 
 /// Reads the whole picture: sizes, voxels, resolution, offset and description. T must be what the probe reports:
 /// std::uint8_t, std::uint16_t, float or Rgb8. White-is-zero files are inverted (floats within their own finite range)
@@ -85,7 +120,7 @@ enum class VoxelValues {
 /// anything is allocated when it could not possibly hold what it claims. The image is then unspecified. Memory: the
 /// picture and at most 64 MiB beside it.
 template <typename T>
-void LoadImageFile(const std::string& path, VoxelImage<T>& image, VoxelValues values = VoxelValues::kShown);
+void LoadImageFile(const std::string& path, VoxelImage<T>& image, const ReadOptions& options = {});
 
 enum class TiffCompression { kNone, kDeflate };
 

@@ -29,6 +29,8 @@ public:
     tiff* Get() const { return tiff_; }
     std::uint64_t FileBytes() const { return source_->Bytes(); }
     int Descriptor() const { return source_->Descriptor(); }
+    std::uint64_t Pages() const { return source_->Pages(); }
+    std::uint64_t FullPages() const { return source_->FullPages(); }
     bool IsReducedByOldEntry(std::uint64_t directory) const { return source_->IsReducedByOldEntry(directory); }
     const std::string& FirstError() const { return messages_.error; }
     const std::string& LastWarning() const { return messages_.warning; }

@@ -164,6 +164,15 @@ TiffPage ChoosePage(TiffHandle& file, const TiffPage& first) {
     return first;
 }
 
+TiffPage ReadNumberedPage(TiffHandle& file, std::uint32_t number) {
+    const std::string pages = std::to_string(file.Pages()) + (file.Pages() == 1 ? " page" : " pages");
+    const std::string wanted = "page " + std::to_string(number);
+    if (number < 1 || number > file.Pages()) file.FailReading("it has " + pages + ", and no " + wanted);
+    file.ForgetMessages();
+    if (TIFFSetDirectory(file.Get(), number - 1) != 1) file.FailReading(wanted + " cannot be read");
+    return ReadTiffPage(file);
+}
+
 std::vector<std::uint64_t> StackPages(TiffHandle& file, const TiffPage& page, const StackLayout& stack) {
     std::vector<std::uint64_t> pages{page.offset};
     std::uint64_t untilNext = stack.pageStride;

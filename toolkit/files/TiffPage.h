@@ -44,6 +44,9 @@ bool IsGrey(VoxelType type);
 /// handle then stands on it.
 TiffPage ChoosePage(TiffHandle& file, const TiffPage& first);
 
+/// Moves to the page of this number, from 1, and reads it. Throws ToolkitError where the file has fewer pages.
+TiffPage ReadNumberedPage(TiffHandle& file, std::uint32_t number);
+
 /// The pages of the stack that starts with `page` (the file's first): as many as the layout states and the file holds
 /// in the same sizes and type, up to the first that differs or is marked as reduced. Throws ToolkitError when the file
 /// breaks off before.

@@ -135,19 +135,20 @@ bool TiffSource::ReadEntries(const Layout& layout, std::uint64_t directory, Entr
     return ReadAt(entries.first, entries.bytes.data(), entries.bytes.size());
 }
 
-void TiffSource::NoteOldKind(const Layout& layout, const Entries& entries) {
+bool TiffSource::NoteKind(const Layout& layout, const Entries& entries) {
     const std::size_t entryBytes = layout.bigTiff ? 20 : 12;
     const std::size_t valueAt = layout.bigTiff ? 12 : 8;
     bool reduced = false;
     for (std::size_t i = 0; i < entries.count; ++i) {
         const unsigned char* entry = entries.bytes.data() + i * entryBytes;
         const std::uint64_t tag = Number(entry, 2, layout.bigEndian);
-        if (tag == TIFFTAG_SUBFILETYPE) return;
-        if (tag != TIFFTAG_OSUBFILETYPE) continue;
         const bool isLong = Number(entry + 2, 2, layout.bigEndian) == TIFF_LONG;
-        reduced = Number(entry + valueAt, isLong ? 4 : 2, layout.bigEndian) == OFILETYPE_REDUCEDIMAGE;
+        const std::uint64_t value = Number(entry + valueAt, isLong ? 4 : 2, layout.bigEndian);
+        if (tag == TIFFTAG_SUBFILETYPE) return (value & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) == 0;
+        if (tag == TIFFTAG_OSUBFILETYPE) reduced = value == OFILETYPE_REDUCEDIMAGE;
     }
     if (reduced) reduced_.insert(entries.directory);
+    return !reduced;
 }
 
 void TiffSource::HideEntry(const Layout& layout, std::uint64_t offset, unsigned type) {
@@ -213,12 +214,15 @@ void TiffSource::Walk() {
         const std::uint64_t directory = Number(linked, wide, layout.bigEndian);
         if (directory == 0 || !seen.insert(directory).second || !ReadEntries(layout, directory, entries)) return;
         walked += CheckEntries(layout, entries);
-        NoteOldKind(layout, entries);
+        const bool isFull = NoteKind(layout, entries);
         const std::uint64_t next = entries.first + entries.bytes.size();
         // Pages that do not overlap cannot have more bytes than their file; values may be shared by a few.
         const bool tooMuch = walked > 2 * bytes_ + (std::uint64_t{64} << 20);
         const bool isFirst = seen.size() == 1;
         if (isFirst && !trouble_.empty()) return;
+        const bool isShown = isFirst || (trouble_.empty() && !tooMuch);
+        if (isShown) ++pages_;
+        if (isShown && isFull) ++fullPages_;
         if (!trouble_.empty() || tooMuch) {
             // Only the first page is sure to be wanted; the others end before this one.
             trouble_.clear();

@@ -31,6 +31,9 @@ public:
     bool HasChanged() const;
     /// The size of the largest value that the library gets to see, lists of strips or tiles apart.
     std::uint64_t LargestEntry() const { return largestEntry_; }
+    /// How many pages the library gets to see, and how many of these are neither reduced versions nor masks.
+    std::uint64_t Pages() const { return pages_; }
+    std::uint64_t FullPages() const { return fullPages_; }
     /// True when the old SubfileType, which the library passes over, says that the page of this directory is a reduced
     /// one, and the new one is not written.
     bool IsReducedByOldEntry(std::uint64_t directory) const { return reduced_.count(directory) != 0; }
@@ -64,7 +67,8 @@ private:
     bool ReadEntries(const Layout& layout, std::uint64_t directory, Entries& entries) const;
     /// Returns what reading the page costs the library, as a number of bytes.
     std::uint64_t CheckEntries(const Layout& layout, const Entries& entries);
-    void NoteOldKind(const Layout& layout, const Entries& entries);
+    /// Notes a page that only the old entry calls reduced. Returns whether the page is a full one.
+    bool NoteKind(const Layout& layout, const Entries& entries);
     void HideEntry(const Layout& layout, std::uint64_t offset, unsigned type);
     bool ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const;
 
@@ -73,6 +77,8 @@ private:
     timespec changed_{};  ///< when the file was last changed before it was opened
     std::uint64_t largestEntry_ = 0;
     std::uint64_t at_ = 0;
+    std::uint64_t pages_ = 0;
+    std::uint64_t fullPages_ = 0;
     std::string trouble_;
     std::vector<Patch> patches_;
     std::unordered_set<std::uint64_t> reduced_;

@@ -1,0 +1,79 @@
+#include "ImageWarnings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "DetectionDriver.h"
+#include "ToolkitError.h"
+
+namespace Korvane {
+
+namespace {
+
+double WidthNm(float perUm) { return 1000.0 / static_cast<double>(perUm); }
+
+wxString Number(double value) { return wxString::FromCDouble(value); }
+
+wxString AxisText(float perUm) { return perUm > 0.0f ? Number(WidthNm(perUm)) : wxString("undefined"); }
+
+bool IsUsual(double nm) {
+    // A size of exactly 0.05 nm is stored as a float of pixels per micrometre, which is a little off.
+    constexpr double kRounding = 1e-6;
+    return nm >= kSmallestUsualPixelNm * (1.0 - kRounding) && nm <= kLargestUsualPixelNm * (1.0 + kRounding);
+}
+
+}  // namespace
+
+wxString PixelSizeText(const qvox::PixelResolution& resolution) {
+    const auto& [x, y, z] = resolution;
+    if (x <= 0.0f && y <= 0.0f) return "pixel size undefined";
+    wxString text = AxisText(x);
+    if (y != x) text += " x " + AxisText(y);
+    return text + " nm per pixel";
+}
+
+wxString PixelSizeWarning(const qvox::PixelResolution& resolution) {
+    const auto& [x, y, z] = resolution;
+    if (x <= 0.0f || y <= 0.0f) return {};
+    const double width = WidthNm(x);
+    const double height = WidthNm(y);
+    const double difference = std::max(width, height) / std::min(width, height) - 1.0;
+    const bool isUsual = IsUsual(width) && IsUsual(height);
+    const bool isSquare = difference <= kUsualAspectDifference;
+    if (isUsual && isSquare) return {};
+    wxString text = "has " + PixelSizeText(resolution);
+    if (!isUsual) {
+        text += ", outside " + Number(kSmallestUsualPixelNm) + " to " + Number(kLargestUsualPixelNm) +
+                " nm: the size may be wrong";
+    }
+    if (!isSquare) {
+        text += wxString(isUsual ? ": " : "; ") + "width and height differ by " +
+                wxString::FromCDouble(100.0 * difference, 1) + " %, and the analysis goes by the width";
+    }
+    return text + ".";
+}
+
+wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxString& source,
+                                  const qvox::PixelResolution& used, const wxString& option) {
+    const bool isStored = stored.x > 0.0f || stored.y > 0.0f;
+    const bool isSame = AxisText(stored.x) == AxisText(used.x) && AxisText(stored.y) == AxisText(used.y);
+    if (!isStored || isSame) return {};
+    wxString text = "stores " + PixelSizeText(stored);
+    if (!source.empty()) text += " (" + source + ")";
+    return text + "; " + option + " replaces it by " + PixelSizeText(used) + ".";
+}
+
+wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters) {
+    std::int64_t limit = 0;
+    try {
+        limit = DetectionAreaLimit(xResolution, parameters);
+    } catch (const qvox::ToolkitError&) {
+        return {};
+    }
+    if (limit < 0 || pixels > static_cast<std::uint64_t>(limit)) return {};
+    return "has " + wxString(std::to_string(pixels)) + " pixels, no more than the largest object of detection (" +
+           wxString(std::to_string(limit)) + "): the whole image becomes one object, or none.";
+}
+
+}  // namespace Korvane

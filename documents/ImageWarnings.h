@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include <wx/string.h>
+
+#include "AnalysisParameters.h"
+#include "PixelResolution.h"
+
+// What a person should know of an image before its results are believed. Each text goes on where the image's name
+// stands before it ("has 25 nm per pixel ..."), ends with a full stop, and is empty where there is nothing to say.
+
+namespace Korvane {
+
+/// "1.488 nm per pixel", "1.5 x 2.5 nm per pixel" or "pixel size undefined". Six digits tell pixel sizes apart as far
+/// as files store them.
+wxString PixelSizeText(const qvox::PixelResolution& resolution);
+
+/// Widths of a pixel, in nanometres, between which exosomes are imaged; both ends included.
+inline constexpr double kSmallestUsualPixelNm = 0.05;
+inline constexpr double kLargestUsualPixelNm = 20.0;
+
+/// How far apart width and height of a pixel may be, as a share of the smaller.
+inline constexpr double kUsualAspectDifference = 0.01;
+
+/// A pixel size outside the usual range, or pixels that are not square. An undefined size is no matter of this.
+wxString PixelSizeWarning(const qvox::PixelResolution& resolution);
+
+/// A pixel size that the user gave and that replaces another one of the file; `option` is what it was given with. Sizes
+/// that read the same in PixelSizeText are the same. `source` tells where the file stores its own.
+wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxString& source,
+                                  const qvox::PixelResolution& used, const wxString& option);
+
+/// An image that is no larger than the largest object of detection. An undefined or absurd pixel size, which detection
+/// refuses, is no matter of this.
+wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters);
+
+}  // namespace Korvane

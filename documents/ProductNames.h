@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Korvane {
+
+/// What the names of files that the programs write for an image begin with: labels, overlays, calibrated copies, and
+/// the maps of the stages of detection.
+const std::vector<std::string_view>& ProductPrefixes();
+
+/// The prefix of ProductPrefixes that a file name begins with; empty for any other name.
+std::string_view ProductPrefixOf(std::string_view name);
+
+}  // namespace Korvane

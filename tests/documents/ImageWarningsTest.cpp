@@ -1,0 +1,55 @@
+#include "ImageWarnings.h"
+
+#include <gtest/gtest.h>
+
+namespace Korvane {
+
+namespace {
+
+qvox::PixelResolution OfNm(double x, double y) {
+    return {static_cast<float>(1000.0 / x), static_cast<float>(1000.0 / y), 0.0f};
+}
+
+TEST(PixelSizeWarning, BothEndsOfTheUsualRangeAreUsual) {
+    for (const double nm : {0.05, 0.3, 1.488, 20.0}) EXPECT_EQ(PixelSizeWarning(OfNm(nm, nm)), "") << nm;
+    for (const double nm : {0.0499, 20.01, 168.0}) EXPECT_NE(PixelSizeWarning(OfNm(nm, nm)), "") << nm;
+    EXPECT_EQ(PixelSizeWarning(OfNm(25.0, 25.0)), "has 25 nm per pixel, outside 0.05 to 20 nm: the size may be wrong.");
+    EXPECT_EQ(PixelSizeWarning({}), "") << "an undefined size is refused elsewhere";
+}
+
+TEST(PixelSizeWarning, AxesMayDifferByAPercent) {
+    EXPECT_EQ(PixelSizeWarning(OfNm(2.0, 2.019)), "");
+    EXPECT_EQ(PixelSizeWarning(OfNm(2.019, 2.0)), "");
+    EXPECT_EQ(PixelSizeWarning(OfNm(2.0, 2.5)),
+              "has 2 x 2.5 nm per pixel: width and height differ by 25.0 %, and the analysis goes by the width.");
+    EXPECT_NE(PixelSizeWarning(OfNm(2.021, 2.0)), "");
+    const wxString both = PixelSizeWarning(OfNm(2.0, 25.0));
+    EXPECT_NE(both.find("outside 0.05 to 20 nm"), wxString::npos) << both;
+    EXPECT_NE(both.find("differ by"), wxString::npos) << "one warning tells both";
+}
+
+TEST(ReplacedPixelSizeWarning, IsGivenWhereAnotherSizeIsStored) {
+    const qvox::PixelResolution used = OfNm(2.0, 2.0);
+    EXPECT_EQ(ReplacedPixelSizeWarning(OfNm(1.5, 1.5), "a note", used, "--pixel-size"),
+              "stores 1.5 nm per pixel (a note); --pixel-size replaces it by 2 nm per pixel.");
+    EXPECT_EQ(ReplacedPixelSizeWarning({}, "", used, "--pixel-size"), "");
+    EXPECT_EQ(ReplacedPixelSizeWarning(OfNm(2.0000001, 2.0), "", used, "--pixel-size"), "");
+    EXPECT_NE(ReplacedPixelSizeWarning(OfNm(2.0, 2.5), "", used, "--pixel-size"), "");
+}
+
+TEST(AreaLimitWarning, IsGivenUpToTheLargestObjectOfDetection) {
+    AnalysisParameters parameters;
+    const float reference = 672.0f;
+    EXPECT_NE(AreaLimitWarning(50000, reference, parameters), "");
+    EXPECT_EQ(AreaLimitWarning(50001, reference, parameters), "");
+    EXPECT_NE(AreaLimitWarning(100000, 2.0f * reference, parameters), "") << "the limit follows the scale";
+    EXPECT_EQ(AreaLimitWarning(100001, 2.0f * reference, parameters), "");
+    parameters.maxRelativeClusterSize = 0.5f;
+    EXPECT_NE(AreaLimitWarning(25000, reference, parameters), "");
+    EXPECT_EQ(AreaLimitWarning(25001, reference, parameters), "");
+    EXPECT_EQ(AreaLimitWarning(1, 0.0f, parameters), "") << "an undefined size is refused elsewhere";
+}
+
+}  // namespace
+
+}  // namespace Korvane
