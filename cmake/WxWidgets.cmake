@@ -1,4 +1,4 @@
-# Two separate targets, so that a room that needs strings and files only never sees, or links, a window library.
+# Two separate targets, so that a module that needs strings and files only never sees, or links, a window library.
 find_program(WX_CONFIG_EXECUTABLE NAMES wx-config REQUIRED)
 
 function(korvane_wx_target target)
@@ -14,7 +14,7 @@ function(korvane_wx_target target)
     set(definitions ${flags})
     list(FILTER definitions INCLUDE REGEX "^-D")
     list(TRANSFORM definitions REPLACE "^-D" "")
-    # Whether windows may be seen is each target's own affair: what a room without them passes on must not blind the
+    # Whether windows may be seen is each target's own affair: what a module without them passes on must not blind the
     # window program.
     list(REMOVE_ITEM definitions wxUSE_GUI=0)
     add_library(${target} INTERFACE)
