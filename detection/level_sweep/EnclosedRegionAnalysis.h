@@ -31,9 +31,9 @@ namespace level_sweep {
 ///     that is not part of it.
 ///  3. Thin. The touched background alone is thinned to lines one pixel wide; the frame around the map counts as set,
 ///     so that lines stay attached to the border (ThinningIteration.h has the rule).
-///  4. Prune. From each end of a line, last end in raster order first, a trace removes pixels; it continues at the
-///     adjacent line pixels whose remaining 3 x 3 neighbourhood is one 8-connected group, so lines on closed loops stay
-///     (BranchPaths.h). A branch of more than `longBranchPx` pixels marks its end. Pixels are counted by branch number,
+///  4. Prune. From each end of a line, last end in raster order first, a path takes pixels away; it continues at the
+///     adjacent line pixels whose remaining 3 x 3 neighbourhood is one 8-connected group, so lines on closed loops stay.
+///     BranchPaths.h has the rule for the map's border. A branch of more than `longBranchPx` pixels marks its end. Pixels are counted by branch number,
 ///     which forks can shift: a long branch whose number belongs to no end marks the map's first pixel (BranchMarks.h).
 ///  5. Fill. The component, grown 4-connected up to the lines that stay, with its holes filled, is the *area*; the
 ///     pixels around it, across corners too, are its *ring* (EnclosedArea.h). In the candidate map pixels of the area

@@ -22,7 +22,9 @@ namespace level_sweep {
 /// changes. Lines that close on themselves have no end and remain.
 ///
 /// Rules of pruning:
-/// - Branches start at the ends of lines (IncrementalSkeleton). An end never lies on the image's border.
+/// - Branches start at the ends of lines (IncrementalSkeleton).
+/// - At the image's border everything beyond counts as set. So no end lies on the border, and a line from border to
+///   border remains. A line with a loose end is taken from that end on, its pixel on the border included.
 /// - Ends are numbered in raster order and traced from the last to the first. The path of one is traced to its end
 ///   (PathTracer) before the next one starts, and finds the lines without the pixels of the paths before it.
 /// - How many pixels each path counted decides which ends are marked (BranchMarks).
