@@ -54,7 +54,7 @@ int RunInfo(const InfoOptions& options, const Streams& streams) {
             error = FailureMessage(FileTask::kLoadInput, PathText(input), std::current_exception());
         }
         status = kExitSomeFailed;
-        WriteOut(streams.messages, VisibleText("error: " + error) + "\n");
+        WriteOut(streams.messages, VisibleMessage("error: " + error) + "\n");
     }
     const std::string leftOut = LeftOutText(listing);
     if (!leftOut.empty() && options.input.verbosity != Verbosity::kQuiet) WriteOut(streams.messages, leftOut + "\n");

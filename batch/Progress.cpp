@@ -73,7 +73,7 @@ void Progress::ImageDone(std::size_t stagesTold, const wxString& text) {
 
 void Progress::Line(const wxString& text) {
     WipeBar();
-    Put(stream_, VisibleText(text) + "\n");
+    Put(stream_, VisibleMessage(text) + "\n");
     std::fflush(stream_);
     DrawBar();
 }

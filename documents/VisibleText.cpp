@@ -55,4 +55,10 @@ std::string VisibleText(const wxString& text) { return Visible(text, ""); }
 
 std::string VisibleLines(const wxString& text) { return Visible(text, "\t\n"); }
 
+std::string VisibleMessage(const wxString& message) {
+    const std::size_t end = message.rfind(")\n");
+    if (end == wxString::npos) return VisibleText(message);
+    return VisibleText(message.substr(0, end + 1)) + "\n" + VisibleText(message.substr(end + 2));
+}
+
 }  // namespace Korvane

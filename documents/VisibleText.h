@@ -11,6 +11,10 @@ namespace Korvane {
 /// title and ends no line.
 std::string VisibleText(const wxString& text);
 
+/// The same for a message. The line that a message about an unfit file ends with, after its cause in parentheses, stays
+/// a line of its own.
+std::string VisibleMessage(const wxString& message);
+
 /// The same for whole lines of a text in columns: tabs and line feeds stay.
 std::string VisibleLines(const wxString& text);
 

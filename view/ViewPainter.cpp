@@ -108,7 +108,8 @@ void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelSty
         });
         return;
     }
-    if (style == LabelStyle::kContours && port.zoom >= 1.0f) {
+    const bool seesImage = part.width > 0 && part.height > 0;
+    if (style == LabelStyle::kContours && port.zoom >= 1.0f && seesImage) {
         ColourPicture painted;
         PaintLabels(grey, labels, style, part, painted);
         PaintRows(columns, rows, picture, [&](std::uint64_t y) {

@@ -26,4 +26,10 @@ TEST(VisibleLines, KeepTabsAndLineFeeds) { EXPECT_EQ(VisibleLines("a\tb\r\n"), "
 
 }  // namespace
 
+TEST(VisibleMessage, KeepsTheLineThatTellsWhatAFileHolds) {
+    EXPECT_EQ(VisibleMessage("Cannot load 'a\nb.tif'! (Unsupported pixel type)\nIt holds \x1b."),
+              "Cannot load 'a\\nb.tif'! (Unsupported pixel type)\nIt holds \\x1b.");
+    EXPECT_EQ(VisibleMessage("Cannot load 'a\nb.tif'!"), "Cannot load 'a\\nb.tif'!");
+}
+
 }  // namespace Korvane

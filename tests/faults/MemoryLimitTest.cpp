@@ -41,7 +41,11 @@ constexpr bool kLimitsWork = true;
 #endif
 
 /// Large blocks that are freed go back to the system at once, instead of serving as room under a limit.
-void GiveFreedBlocksBack() { mallopt(M_MMAP_THRESHOLD, 1 << 16); }
+void GiveFreedBlocksBack() {
+    mallopt(M_MMAP_THRESHOLD, 1 << 16);
+    // Arenas of threads reserve address space in which a process could still grow under a limit.
+    mallopt(M_ARENA_MAX, 1);
+}
 
 /// Lets this process have so many bytes of address space beyond what it uses.
 void AllowBytes(std::size_t bytes) {

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 
+#include "bits/Word.h"
+
 namespace level_sweep {
 
 struct Offset {
