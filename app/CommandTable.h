@@ -54,7 +54,8 @@ struct Command {
 };
 
 constexpr std::size_t kCommandCount = 0
-#define KORVANE_COMMAND(...) +1
+// Signs in a row: with parentheses these would be calls.
+#define KORVANE_COMMAND(...) +1  // NOLINT(bugprone-macro-parentheses)
 #include "Commands.def"
 #undef KORVANE_COMMAND
     ;

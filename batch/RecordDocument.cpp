@@ -64,6 +64,7 @@ std::vector<std::string> InOrder(const RecordIndex& index) {
     std::sort(images.begin(), images.end(),
               [](const auto& a, const auto& b) { return a.first != b.first ? NaturalLess(a.first, b.first) : a < b; });
     std::vector<std::string> ordered;
+    ordered.reserve(images.size());
     for (auto& image : images) ordered.push_back(std::move(image.second));
     return ordered;
 }
