@@ -18,7 +18,8 @@ constexpr int kTerms = 14;
 
 double ExpOfMinus(double q) {
     if (!(q < kLargestExponent)) return 0.0;
-    const int halvings = static_cast<int>(q * kLog2E + 0.5);
+    // Any whole number near by will do.
+    const int halvings = static_cast<int>(q * kLog2E + 0.5);  // NOLINT(bugprone-incorrect-roundings)
     const double r = (q - halvings * kLn2High) - halvings * kLn2Low;
     double sum = 1.0;
     for (int k = kTerms; k > 0; --k) sum = 1.0 - sum * r / k;
