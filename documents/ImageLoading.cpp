@@ -40,7 +40,11 @@ void RefuseInputType(const std::string& path, const qvox::ImageFileInfo& info) {
     try {
         if (qvox::HoldsGreyInColour(path)) {
             const bool isRgb = info.typeText.compare(0, 3, "RGB") == 0;
-            detail += std::string(" It is a grey image stored ") + (isRgb ? "as RGB" : "with a palette") +
+            const bool isPalette = info.typeText.find("palette") != std::string::npos;
+            detail += std::string(" It is a grey image stored ") +
+                      (isRgb       ? "as RGB"
+                       : isPalette ? "with a palette"
+                                   : "as YCbCr") +
                       ": save it as grey.";
         }
     } catch (const std::exception&) {
