@@ -43,17 +43,24 @@ struct ImageOutcome {
     qvox::PixelResolution resolution;  ///< the one used, pixels per micrometre
     wxString resolutionSource;
     std::optional<double> givenPixelSizeNm;  ///< where the run gave it
-    std::uint64_t page = 1;        ///< of the file, from 1
-    bool hasFurtherPages = false;  ///< the file has pages that were not read
+    std::optional<std::uint64_t> page;       ///< of the file, from 1; none before it was looked at
+    bool hasFurtherPages = false;            ///< the file has pages that were not read
     std::size_t objectCount = 0;
     double seconds = 0.0;
-    wxString error;              ///< set when state is kFailed
+    FailureText error;           ///< set when state is kFailed
     std::vector<wxString> rows;  ///< of the measurement table, when one is made
+};
+
+/// The file that labels were made from beside their image, if any.
+struct LabelStart {
+    enum class Kind { kNone, kSeeds, kImported };
+    Kind kind = Kind::kNone;
+    wxString path;
 };
 
 /// A failure that has its text already.
 struct ImageFailure {
-    wxString text;
+    FailureText text;
 };
 
 /// Runs one file task and turns its failure into the task's message.
@@ -62,7 +69,7 @@ auto DoFileTask(FileTask task, const wxString& name, Work work) {
     try {
         return work();
     } catch (...) {
-        throw ImageFailure{FailureMessage(task, name, std::current_exception())};
+        throw ImageFailure{TextOfFailure(task, name, std::current_exception())};
     }
 }
 
@@ -95,9 +102,8 @@ public:
     Position Load();
     /// Notes the pixel size that holds for the image where its file can be read.
     void TrySettleResolution();
-    /// Writes the labels that were made of the image, and the entry that tells how. `seeds` is the file that they were
-    /// grown from, if any.
-    void KeepLabels(const qvox::LabelImage& labels, const wxString& seeds);
+    /// Writes the labels that were made of the image, and the entry that tells how.
+    void KeepLabels(const qvox::LabelImage& labels, const LabelStart& start);
     /// Reads a result file into labels of the image's sizes and notes the number of objects.
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels);
     /// Measures a result file; of the image itself only the sizes and the pixel size are read.

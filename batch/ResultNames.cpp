@@ -50,6 +50,4 @@ void RequireNamesFit(const Places& places, const WrittenFiles& written, const st
     }
 }
 
-bool BreaksRows(const wxString& path) { return path.find_first_of("\t\n\r") != wxString::npos; }
-
 }  // namespace Korvane

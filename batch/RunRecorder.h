@@ -16,10 +16,11 @@ namespace Korvane {
 
 struct ImageOutcome;
 
-/// Which analysis a run does.
+/// How a run makes labels.
 struct RunRecord {
     std::string command;
-    AnalysisParameters parameters;
+    std::optional<AnalysisParameters> parameters;  ///< none: without an analysis
+    std::string withoutStart;  ///< result of an image that lacks the file which the labels start from
 };
 
 /// The present time, UTC, ISO 8601.
@@ -33,6 +34,7 @@ public:
 
     /// What an entry made now says of an image, without its result: what was asked for, and the pixel size that holds.
     RecordEntry Entry(const ImageFiles& files, const ImageOutcome& outcome) const;
+    const std::string& ResultWithoutStart() const { return record_.withoutStart; }
 
     /// Adds an entry to the record of the image's folder.
     void Append(const ImageFiles& files, const RecordEntry& entry);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include <wx/string.h>
 
@@ -34,5 +35,20 @@ wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxS
 /// An image that is no larger than the largest object of detection. An undefined or absurd pixel size, which detection
 /// refuses, is no matter of this.
 wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters);
+
+/// A path with a tab, a line feed or a carriage return, which stand between the columns and rows of the table.
+wxString BrokenRowsWarning(const wxString& path);
+
+/// Warnings of several images as one text: a line for each, the image's path before it. After the first 20 images the
+/// others are counted. Empty without images.
+class GatheredWarnings {
+public:
+    /// An empty text is none.
+    void Add(const wxString& path, const wxString& warning);
+    wxString Text() const;
+
+private:
+    std::vector<wxString> lines_;
+};
 
 }  // namespace Korvane
