@@ -10,6 +10,7 @@
 
 #include "AnalysisParameters.h"
 #include "CanvasOwner.h"
+#include "ImageWarnings.h"
 #include "LabelEditing.h"
 #include "PositionStore.h"
 #include "ResultFiles.h"
@@ -149,6 +150,7 @@ private:
     void CountAgain();
 
     void RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body);
+    void RunDetection(int range, const std::function<void(wxProgressDialog&)>& body);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
     void AnalyseEach(const std::function<void(std::size_t)>& analyse);
@@ -160,6 +162,7 @@ private:
     bool onlyContours_ = true;
     bool labelNumbers_ = false;
     AnalysisParameters parameters_;
+    GatheredWarnings tooSmall_;  ///< of the detection that runs: images that are no larger than one object may be
     int zoomLevel_ = 0;
     std::vector<LabelAnchor> anchors_;  ///< of the census' version below
     std::optional<std::uint64_t> anchorsVersion_;

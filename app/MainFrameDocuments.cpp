@@ -11,6 +11,7 @@
 #include "FailureText.h"
 #include "ImageList.h"
 #include "ImageLoading.h"
+#include "ImageWarnings.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
 #include "OverlayDrawing.h"
@@ -58,6 +59,11 @@ bool HaveOwnFiles(const PositionStore& store, const std::vector<wxString>& files
     return false;
 }
 
+void WarnOf(const GatheredWarnings& warnings) {
+    const wxString text = warnings.Text();
+    if (!text.empty()) wxLogWarning("%s", text);
+}
+
 /// One warning that names the positions whose sizes in the table are not in nanometres.
 void WarnOfUncalibrated(const std::vector<wxString>& names) {
     if (names.empty()) return;
@@ -93,11 +99,13 @@ void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
         for (const wxString& path : paths) named.push_back(PathBytes(path));
         // A folder's images are looked for before anything is asked: without any there is nothing to ask.
         std::vector<wxString> images;
-        for (const std::string& image : ListImages(named).images) images.push_back(PathText(image));
+        const ImageListing listing = ListImages(named);
+        for (const std::string& image : listing.images) images.push_back(PathText(image));
         if (images.empty()) return;
         if (HasPositions() && !Confirm(kOpenQuestion)) return;
         const DisabledScope disabled(*this);
         ReplacePositions(images);
+        if (listing.products > 0) SetStatusText(ProductsText(listing.products) + " left out");
     });
 }
 
@@ -107,9 +115,15 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
     LabelsReplaced(editing_);
     canvas_->SetImages(nullptr, nullptr);
     RemoveAllPositions(store_);
+    SetStatusText(wxEmptyString);
+    GatheredWarnings doubtful;
     for (const wxString& path : paths) {
-        DoFileTask(FileTask::kLoadInput, path, [&] { AppendPosition(store_, LoadPosition(path)); });
+        DoFileTask(FileTask::kLoadInput, path, [&] {
+            AppendPosition(store_, LoadPosition(path));
+            doubtful.Add(path, PixelSizeWarning(store_.images.back().Resolution()));
+        });
     }
+    WarnOf(doubtful);
     if (HasPositions()) {
         store_.currentLabel = 1;
         store_.current = 0;
@@ -197,6 +211,7 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
     if (dialog.ShowModal() != wxID_OK) return;
     std::vector<wxString> rows;
     std::vector<wxString> uncalibrated;
+    GatheredWarnings broken;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         const wxString name = FileNameOf(store_.paths[i]);
         // One that cannot be measured, having more objects than can be told apart, costs its own rows only.
@@ -205,11 +220,13 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
             const qvox::PixelResolution& resolution = store_.labelImages[i].Resolution();
             const bool calibrated = resolution.x > 0.0f && resolution.y > 0.0f;
             if (!calibrated && !measured.empty()) uncalibrated.push_back(name);
+            if (!measured.empty()) broken.Add(store_.paths[i], BrokenRowsWarning(store_.paths[i]));
             rows.insert(rows.end(), measured.begin(), measured.end());
         });
     }
     WriteMeasurementTable(MeasurementTablePath(dialog.GetPath()), rows);
     WarnOfUncalibrated(uncalibrated);
+    WarnOf(broken);
 }
 
 void MainFrame::OnExportPictures(wxCommandEvent&) { ImageExport(std::nullopt); }

@@ -105,7 +105,8 @@ VoxelType ProbeVoxelType(const std::string& path, FileFormat format = FileFormat
 /// True when the picture that InspectImageFile tells of is a grey one in a form of colour that LoadImageFile does not
 /// take for grey: red, green and blue equal in every pixel (8 or 16 bits each, stored together, with or without further
 /// channels; 8 bits each, stored apart or as YCbCr), or a palette of which it uses greys only. Reads the whole picture;
-/// one of more than 64 million pixels, 16 million where its channels are not stored together, is not looked at. Throws ToolkitError as LoadImageFile.
+/// one of more than 64 million pixels, 16 million where its channels are not stored together, is not looked at. Throws
+/// ToolkitError as LoadImageFile.
 bool HoldsGreyInColour(const std::string& path);
 
 /// Reads the whole picture: sizes, voxels, resolution, offset and description. T must be what the probe reports:
