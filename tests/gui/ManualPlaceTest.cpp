@@ -23,7 +23,8 @@ class ManualPlaces : public testing::Test {
 protected:
     void SetUp() override {
         std::filesystem::create_directories(prefix / "bin");
-        const std::string command = "'" KORVANE_CMAKE "' --install '" KORVANE_BUILD_FOLDER "' --component manual --prefix '" +
+        const std::string command = "'" KORVANE_CMAKE "' --install '" KORVANE_BUILD_FOLDER
+                                    "' --component manual --prefix '" +
                                     prefix.string() + "' >/dev/null";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
         ASSERT_TRUE(std::filesystem::exists(manual / "html/manual.html"));
