@@ -12,6 +12,7 @@
 #include <pugixml.hpp>
 
 #include "support/TemporaryFolder.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ const std::map<std::string, std::string> kPageOf{{"MANUAL.md", "manual.html"},
                                                  {"MEASUREMENTS.md", "measurements.html"},
                                                  {"PIXEL_SIZES.md", "pixel_sizes.html"}};
 
-const fs::path kDocuments = fs::path(KORVANE_SOURCE_DIR) / "docs";
+const fs::path kDocuments = korvane_test::SourceFile("docs");
 
 std::string Bytes(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -149,7 +150,7 @@ TEST_F(ManualPages, AreTheSameBytesWhereverAndWheneverTheyAreMade) {
     EXPECT_EQ(files, FilesBelow(kPages));
     for (const std::string& file : files) EXPECT_EQ(Bytes(again / file), Bytes(kPages / file)) << file;
     for (const auto& [file, page] : pages_) {
-        EXPECT_EQ(Bytes(kPages / file).find(KORVANE_SOURCE_DIR), std::string::npos) << file;
+        EXPECT_EQ(Bytes(kPages / file).find(kDocuments.parent_path().string()), std::string::npos) << file;
     }
 }
 
