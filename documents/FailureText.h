@@ -11,7 +11,7 @@
 
 namespace Korvane {
 
-/// A file that holds something else than its use allows. The detail is a sentence for a person with what it holds and
+/// A file whose contents do not suit its use. The detail is a sentence for a person with what it holds and
 /// what is wanted; it becomes a second line of the message.
 class UnfitFile : public std::runtime_error {
 public:
@@ -40,7 +40,7 @@ public:
 InconsistentImageSize OtherSizes(const std::string& path, const std::array<std::uint64_t, 3>& found,
                                  const std::array<std::uint64_t, 3>& wanted);
 
-/// What was being done with a file when it failed.
+/// The task on a file that failed.
 enum class FileTask {
     kLoadInput,  ///< these two are named by their full path in messages
     kImportLabels,
@@ -53,7 +53,7 @@ enum class FileTask {
 /// The text for a person about a failure: a line for each part. A line feed inside a part is of a file's name.
 struct FailureText {
     wxString message;
-    wxString detail = {};  ///< what an UnfitFile adds; mostly empty
+    wxString detail = {};  ///< of an UnfitFile; mostly empty
 
     /// Both, with a line feed between them.
     wxString Lines() const { return detail.empty() ? message : message + "\n" + detail; }

@@ -228,7 +228,7 @@ TEST_F(SilentFilesInTheWindow, ATableNamesFilesWhoseNamesBreakItsRows) {
     EXPECT_TRUE(told.warnings.empty()) << "the others have no rows";
     Key(WXK_PAGEDOWN);
     Dab(20, 20);
-    ExportTable("t.txt");
+    ExportTable("u.txt");
     EXPECT_EQ(told.warnings,
               std::vector<wxString>{"'" + PathOf("b\tb.tif") +
                                     "' has a tab or the end of a line in its name: its rows of the table have other "
