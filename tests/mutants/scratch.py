@@ -34,8 +34,9 @@ def run_limited(command, cwd, cpu_seconds, wall_seconds, environment, output):
     """Runs a command in a session of its own. Returns its status, or None at a time limit, and the CPU seconds it took."""
     def limits():
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-        resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
-        resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_LIMIT, FILE_LIMIT))
+        # Tests set these two themselves, and back.
+        resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, resource.getrlimit(resource.RLIMIT_AS)[1]))
+        resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_LIMIT, resource.getrlimit(resource.RLIMIT_FSIZE)[1]))
         resource.setrlimit(resource.RLIMIT_CPU, (cpu_seconds, cpu_seconds + 5))
 
     process = subprocess.Popen(command, cwd=cwd, env=environment, stdin=subprocess.DEVNULL, stdout=output,
