@@ -31,7 +31,11 @@ def stop_all():
 
 
 def run_limited(command, cwd, cpu_seconds, wall_seconds, environment, output):
-    """Runs a command in a session of its own. Returns its status, or None at a time limit, and the CPU seconds it took."""
+    """Runs a command in a session of its own: (its status, or None at a time limit, and its CPU seconds).
+
+    The wall clock counts only while nothing goes on: on a busy machine a process may wait long for the processor, and
+    its CPU limit ends it.
+    """
     def limits():
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
         # Tests set these two themselves, and back.
@@ -43,15 +47,16 @@ def run_limited(command, cwd, cpu_seconds, wall_seconds, environment, output):
                                stderr=subprocess.STDOUT, start_new_session=True, preexec_fn=limits)
     RUNNING.add(process.pid)
     end = time.monotonic() + wall_seconds
-    limit_reached = False
+    limit_reached, before = False, None
     try:
         while True:
             pid, status, used = os.wait4(process.pid, os.WNOHANG)
             if pid != 0:
                 break
             if time.monotonic() > end:
-                if is_runnable(process.pid):  # it waits for the processor; its CPU limit ends it
-                    end = time.monotonic() + wall_seconds
+                now = ticks_of(process.pid)
+                if now is None or now != before:
+                    before, end = now, time.monotonic() + 20
                 else:
                     limit_reached = True
                     os.killpg(process.pid, signal.SIGKILL)
@@ -69,16 +74,20 @@ def run_limited(command, cwd, cpu_seconds, wall_seconds, environment, output):
     return process.returncode, seconds
 
 
-def is_runnable(session):
+def ticks_of(session):
+    """The processor time of a session's processes so far; None while one of them could run."""
+    ticks = 0
     for entry in os.listdir("/proc"):
         if entry.isdigit():
             try:
                 fields = open(f"/proc/{entry}/stat").read().rsplit(")", 1)[1].split()
             except OSError:
                 continue
-            if int(fields[3]) == session and fields[0] in "RD":
-                return True
-    return False
+            if int(fields[3]) == session:
+                if fields[0] in "RD":
+                    return None
+                ticks += int(fields[11]) + int(fields[12])
+    return ticks
 
 
 class Timing:
@@ -180,7 +189,8 @@ class Scratch:
         else:
             raise RuntimeError(f"{program} has no list of suites")
         found = []
-        for name, words, label in re.findall(r"add_test\(\[==\[(.*?)\]==\](.*?)\)\nset_tests_properties.*?LABELS (\w+)", text):
+        entry = r"add_test\(\[==\[(.*?)\]==\](.*?)\)\nset_tests_properties.*?LABELS (\w+)"
+        for name, words, label in re.findall(entry, text):
             *command, wanted = re.findall(r"\[==\[(.*?)\]==\]", words)
             found.append(Suite(name, program, command, wanted.replace("--gtest_filter=", ""), label))
         return found
@@ -209,7 +219,8 @@ class Scratch:
         known = self.timing.programs.get(program, {})
         for suite in self.suites(program):
             name = suite.name.split(".")[1]
-            digest = hashlib.sha256("".join(sorted(f for f in files if re.search(rf"\b{name}\b", f))).encode()).hexdigest()
+            content = "".join(sorted(f for f in files if re.search(rf"\b{name}\b", f)))
+            digest = hashlib.sha256(content.encode()).hexdigest()
             if known.get(suite.name, {}).get("digest") == digest:
                 continue
             outcome, seconds = self.run([suite], 600)

@@ -44,7 +44,7 @@ def code_of(text):
                   lambda m: blanked(m.group(), 0, len(m.group())), code, flags=re.M)
     code = re.sub(r"^[ \t]*#(?:\\\n|[^\n])*", lambda m: blanked(m.group(), 0, len(m.group())), code, flags=re.M)
     # A signal of another number, or to another process, is not for trying.
-    for match in re.finditer(r"\b(KORVANE_ASSERT|CV_Assert|static_assert|alignas|sizeof|decltype|kill|\w*[pP]refetch)\s*\(", code):
+    for match in re.finditer(r"\b(KORVANE_ASSERT|CV_Assert|static_assert|alignas|sizeof|decltype|kill|\w*refetch)\s*\(", code):
         code = blanked(code, match.start(), max(closing(code, match.end() - 1), match.end()))
     # Functions that only check: they are nothing in a release.
     for match in re.finditer(r"\bvoid\s+[\w:]*Check(?:Invariants|Open|Closed|Removed)\w*\([^)]*\)[^;{]*\{", code):
@@ -114,12 +114,13 @@ def replacements(text):
 
 
 def dropped_calls(code):
-    for match in re.finditer(r"(?<=[;{})])\s+((?:[A-Za-z_]\w*(?:\[[^\]\n]*\]|\(\))?(?:::|\.|->))*[A-Za-z_]\w*)\s*\(", code):
+    call = re.compile(r"(?<=[;{})])\s+((?:[A-Za-z_]\w*(?:\[[^\]\n]*\]|\(\))?(?:::|\.|->))*[A-Za-z_]\w*)\s*\(")
+    for match in call.finditer(code):
         name = match.group(1)
         end = closing(code, match.end() - 1)
-        if end < 0 or not code.startswith(";", end) or UNCHANGED_CALLS.search(name) or "\n\n" in code[match.start():end]:
+        if end < 0 or not code.startswith(";", end) or UNCHANGED_CALLS.search(name):
             continue
-        if re.match(r"(if|for|while|switch|return|catch|throw|do|else)$", name):
+        if "\n\n" in code[match.start():end] or re.match(r"(if|for|while|switch|return|catch|throw|do|else)$", name):
             continue
         yield "call", match.start(1), end, "static_cast<void>(0)"
 
@@ -128,7 +129,9 @@ def swapped_arguments(text, code):
     for match in re.finditer(r"([A-Za-z_][\w:.]*(?:->\w+)*)\s*\(", code):
         name = match.group(1)
         end = closing(code, match.end() - 1)
-        if end < 0 or UNCHANGED_CALLS.search(name) or COMMUTATIVE.search(name) or name in ("if", "for", "while", "switch"):
+        if end < 0 or UNCHANGED_CALLS.search(name) or COMMUTATIVE.search(name):
+            continue
+        if name in ("if", "for", "while", "switch"):
             continue
         if code[max(0, match.start() - 1)] in "~&*" or re.match(r"\s*(\{|const\b|noexcept|:\s)", code[end:]):
             continue  # a definition
@@ -160,7 +163,10 @@ def changes(room, file, text):
         key = (" ".join(before.split()), " ".join(after.split()))
         seen[key] += 1
         identity = hashlib.sha256("\0".join((file, *key, str(seen[key]))).encode()).hexdigest()[:16]
-        found.append(Change(room, file, kind, start, end, replacement, text.count("\n", 0, start) + 1, *key, identity))
+        # The same change of the same words elsewhere in the file is told apart by a number.
+        shown = key[0] + (f" [{seen[key]}]" if seen[key] > 1 else "")
+        line = text.count("\n", 0, start) + 1
+        found.append(Change(room, file, kind, start, end, replacement, line, shown, key[1], identity))
     return found
 
 

@@ -147,7 +147,7 @@ TEST(SeededSegmentationCases, ObjectsThatTouchAreMeasuredKeptAndRemovedTogether)
 }
 
 TEST(SeededSegmentationCases, AnObjectOfExactlyTheMinimumDiameterIsKept) {
-    // The diameter holds a root of pi. For these sizes and this resolution it happens to be a number of single precision.
+    // The diameter holds the root of pi. For this size and resolution it happens to be exact in single precision.
     constexpr float resolution = 61.673893f;
     constexpr float diameterUm = 0.186582267f;
     const VoxelImage<float> raw = ToImage(cv::Mat(10, 15, CV_32F, cv::Scalar(10.0)), resolution);
