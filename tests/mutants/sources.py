@@ -44,7 +44,8 @@ def code_of(text):
                   lambda m: blanked(m.group(), 0, len(m.group())), code, flags=re.M)
     code = re.sub(r"^[ \t]*#(?:\\\n|[^\n])*", lambda m: blanked(m.group(), 0, len(m.group())), code, flags=re.M)
     # A signal of another number, or to another process, is not for trying.
-    for match in re.finditer(r"\b(KORVANE_ASSERT|CV_Assert|static_assert|alignas|sizeof|decltype|kill|\w*refetch)\s*\(", code):
+    masked = r"\b(KORVANE_ASSERT|CV_Assert|static_assert|alignas|sizeof|decltype|kill|\w*[pP]refetch)\s*\("
+    for match in re.finditer(masked, code):
         code = blanked(code, match.start(), max(closing(code, match.end() - 1), match.end()))
     # Functions that only check: they are nothing in a release.
     for match in re.finditer(r"\bvoid\s+[\w:]*Check(?:Invariants|Open|Closed|Removed)\w*\([^)]*\)[^;{]*\{", code):
