@@ -29,7 +29,7 @@ const char* const kOpenQuestion =
     "After selecting new images, all unsaved results will be irretrievably lost!\nDo you really want to continue?";
 const char* const kLoadQuestion = "All unsaved results will be irretrievably lost!\nDo you really want to continue?";
 
-/// Does one position's part of a file task; a failure is told and the others go on.
+/// Does one position's part of a file task; a failure is reported and the others go on.
 template <typename Work>
 bool DoFileTask(FileTask task, const wxString& name, Work work) {
     try {
@@ -49,7 +49,7 @@ std::vector<wxString> FilesOf(const PositionStore& store, const ChosenFolder& fo
     return files;
 }
 
-/// False, and told, when two positions would share a file, as those of one name in two folders do in a chosen one.
+/// False, and reported, when two positions would share a file, as those of one name in two folders do in a chosen one.
 bool HaveOwnFiles(const PositionStore& store, const std::vector<wxString>& files, FileUse use, const wxString& task) {
     const wxString shared = SharedFileText(store.paths, files, use);
     if (shared.empty()) return true;
@@ -212,21 +212,21 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
     WarnOfUncalibrated(uncalibrated);
 }
 
-void MainFrame::OnExportPictures(wxCommandEvent&) { ImageExport(std::nullopt); }
+void MainFrame::OnExportImages(wxCommandEvent&) { ImageExport(std::nullopt); }
 
-void MainFrame::OnExportPicturesTo(wxCommandEvent&) {
+void MainFrame::OnExportImagesTo(wxCommandEvent&) {
     if (const ChosenFolder folder = AskForFolder("Export image results to...")) ImageExport(folder);
 }
 
-void MainFrame::ExportPicture(std::size_t index, const wxString& file) {
+void MainFrame::ExportOverlay(std::size_t index, const wxString& file) {
     const qvox::LabelImage& labels = store_.labelImages[index];
     CanvasState state = StateOfCanvas();
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
     if (index != store_.current) state.editing = nullptr;
-    ColourPicture picture = PaintPosition(store_.images[index], labels, state.style);
+    ColourPicture image = PaintPosition(store_.images[index], labels, state.style);
     OverlayDrawing overlay;
-    overlay.Draw(picture, labels, LabelAnchors(labels), state, OverlayPort());
-    qvox::SaveImageFile(PathBytes(file), picture);
+    overlay.Draw(image, labels, LabelAnchors(labels), state, OverlayPort());
+    qvox::SaveImageFile(PathBytes(file), image);
 }
 
 void MainFrame::ImageExport(const ChosenFolder& folder) {
@@ -235,7 +235,7 @@ void MainFrame::ImageExport(const ChosenFolder& folder) {
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "export the image results")) return;
     const wxBusyInfo busy("Exporting image results...", this);
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportPicture(i, files[i]); });
+        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportOverlay(i, files[i]); });
     }
 }
 

@@ -154,7 +154,7 @@ void ImageJob::MakeRows(const qvox::LabelImage& labels) {
     outcome_.rows = DoFileTask(FileTask::kMeasure, Name(), [&] { return MeasurementRows(files_.input, labels); });
 }
 
-void ImageJob::DrawPicture(const Position& position, LabelStyle style) {
+void ImageJob::PaintOverlay(const Position& position, LabelStyle style) {
     DoFileTask(FileTask::kExportPicture, Name(), [&] {
         qvox::SaveImageFile(PathBytes(files_.picture), PaintPosition(position.image, position.labels, style));
         return 0;

@@ -37,7 +37,7 @@ enum class ImageState {
     kAbandoned,  ///< the run was interrupted meanwhile
 };
 
-/// What is kept of an image when its voxels are released.
+/// The data kept of an image when its voxels are released.
 struct ImageOutcome {
     ImageState state = ImageState::kNotStarted;
     qvox::PixelResolution resolution;  ///< the one used, pixels per micrometre
@@ -66,7 +66,7 @@ auto DoFileTask(FileTask task, const wxString& name, Work work) {
     }
 }
 
-/// The work of one run on one image: what the commands' own work on it is made of. What fails throws ImageFailure.
+/// The work of one run on one image: the steps that the commands' own work is made of. What fails throws ImageFailure.
 class ImageJob {
 public:
     ImageJob(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress)
@@ -87,7 +87,7 @@ public:
     /// Since the work on the image began.
     double Seconds() const;
 
-    /// What the image's file holds; a failure when it is of no type for the analysis.
+    /// The contents of the image's file; a failure when it is of no type for the analysis.
     qvox::ImageFileInfo Inspect();
     /// The same for a file of any type.
     qvox::ImageFileInfo InspectAnyType();
@@ -104,7 +104,7 @@ public:
     LabelsFound MeasureFile(const wxString& from);
     /// The labels' rows of the measurement table, where the run makes one.
     void MakeRows(const qvox::LabelImage& labels);
-    void DrawPicture(const Position& position, LabelStyle style);
+    void PaintOverlay(const Position& position, LabelStyle style);
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
     void Warn(const wxString& text);
@@ -125,7 +125,7 @@ private:
     std::size_t stagesTold_ = 0;
 };
 
-/// Does a run's work on one image and tells what happens; `number` is its place in the run, from 1. Never throws:
+/// Does a run's work on one image and reports its progress; `number` is its place in the run, from 1. Never throws:
 /// a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
 ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress);
 

@@ -44,14 +44,14 @@ void RequireLabelsFolder(const Places& places) {
     }
 }
 
-/// How the work on each image ended; of nothing else memory is held per image.
+/// How the work on each image ended; nothing else is held per image.
 using States = std::vector<ImageState>;
 
 std::size_t Count(const States& states, ImageState state) {
     return static_cast<std::size_t>(std::count(states.begin(), states.end(), state));
 }
 
-/// What a run without a fault ends with: the bar on a terminal is gone by then.
+/// The last line of a run without a fault: the bar on a terminal is gone by then.
 wxString SummaryLine(const States& states) {
     const std::size_t skipped = Count(states, ImageState::kSkipped);
     const std::size_t images = states.size();
@@ -114,7 +114,7 @@ bool WriteEnd(const ImageRun& run, const States& states, const TablePlace& table
     return failures.empty();
 }
 
-/// What of the folders and files that were given has not been looked at.
+/// The given folders' files and the pages that were not analysed.
 void TellUnread(const ImageListing& listing, std::size_t withFurtherPages, std::size_t images, Progress& progress) {
     const std::string leftOut = LeftOutText(listing);
     if (!leftOut.empty()) progress.Note(PathText(leftOut));

@@ -17,7 +17,7 @@ namespace Korvane {
 
 namespace {
 
-/// The labels are there and are to stay: only what is made of them is made.
+/// The labels exist and are to stay: only their table rows and overlay are made.
 void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     const ImageFiles& files = job.Files();
     job.Outcome().state = ImageState::kSkipped;
@@ -27,7 +27,7 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
         job.MakeRows(position.labels);
-        job.DrawPicture(position, options.style);
+        job.PaintOverlay(position, options.style);
     } else if (options.places.table) {
         job.MeasureFile(files.labels);
     }
@@ -72,7 +72,7 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     job.KeepLabels(position.labels, maker.startsFrom ? files.*maker.startsFrom : wxString());
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position.labels);
-    if (options.overlay) job.DrawPicture(position, options.style);
+    if (options.overlay) job.PaintOverlay(position, options.style);
 }
 
 }  // namespace

@@ -55,7 +55,7 @@ nlohmann::ordered_json ParametersJson(const AnalysisParameters& parameters);
 std::string EntryLine(const RecordEntry& entry);
 std::string RunLine(const RecordRun& run);
 
-/// What a line of the record says; none when it says something else or was torn.
+/// The entry in a line of the record; none when the line holds something else or was torn.
 std::optional<RecordEntry> ReadEntry(const std::string& line);
 std::optional<RecordRun> ReadRun(const std::string& line);
 

@@ -11,7 +11,7 @@ namespace Korvane {
 
 namespace {
 
-/// Longest names of folders, asked once for each.
+/// Longest names of folders, queried once for each.
 class NameLimits {
 public:
     /// 0: there is no limit that is known.

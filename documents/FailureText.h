@@ -9,7 +9,7 @@
 
 namespace Korvane {
 
-/// A file that holds something else than its use allows. The detail is a sentence for a person with what it holds and
+/// A file whose contents do not suit its use. The detail is a sentence for a person with what it holds and
 /// what is wanted; it becomes a second line of the message.
 class UnfitFile : public std::runtime_error {
 public:
@@ -34,7 +34,7 @@ public:
     explicit InconsistentImageSize(std::string detail = "") : UnfitFile("Inconsistent image size", std::move(detail)) {}
 };
 
-/// What was being done with a file when it failed.
+/// The task on a file that failed.
 enum class FileTask {
     kLoadInput,    ///< named by its full path in messages
     kLoadResults,  ///< these four by the input's file name
@@ -43,7 +43,7 @@ enum class FileTask {
     kMeasure,
 };
 
-/// What a person is told when a file task failed, for instance
+/// The message for a person when a file task failed, for instance
 /// "Cannot load the input image 'a.tif'! (Not enough memory)". Saving and exporting know two causes only, the
 /// toolkit's error text and an unknown one. Of an UnfitFile the detail follows as a second line. A path that is the
 /// name already is left out of the toolkit's text.

@@ -14,7 +14,7 @@ namespace qvox {
 
 namespace {
 
-/// Of which no more is asked than a hint beside a refusal: larger pictures are not looked at.
+/// The answer is only a hint beside a refusal: larger images are not read.
 constexpr std::uint64_t kMostPixels = std::uint64_t{64} << 20;
 
 /// The voxels of the page that the handle stands on, as they are stored.
