@@ -24,10 +24,27 @@ RUNNING = set()  # sessions
 
 def stop_all():
     for session in list(RUNNING):
+        stop(session)
+
+
+def stop(session):
+    """Ends the processes of a session; ninja gives each compiler a group of its own."""
+    for pid, _ in processes_of(session):
         try:
-            os.killpg(session, signal.SIGKILL)
+            os.kill(pid, signal.SIGKILL)
         except ProcessLookupError:
             pass
+
+
+def processes_of(session):
+    for entry in os.listdir("/proc"):
+        if entry.isdigit():
+            try:
+                fields = open(f"/proc/{entry}/stat").read().rsplit(")", 1)[1].split()
+            except OSError:
+                continue
+            if int(fields[3]) == session:
+                yield int(entry), fields
 
 
 def run_limited(command, cwd, cpu_seconds, wall_seconds, environment, output):
@@ -59,14 +76,11 @@ def run_limited(command, cwd, cpu_seconds, wall_seconds, environment, output):
                     before, end = now, time.monotonic() + 20
                 else:
                     limit_reached = True
-                    os.killpg(process.pid, signal.SIGKILL)
+                    stop(process.pid)
             time.sleep(0.05)
     finally:
         RUNNING.discard(process.pid)
-        try:
-            os.killpg(process.pid, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
+        stop(process.pid)
     process.returncode = os.waitstatus_to_exitcode(status)
     seconds = used.ru_utime + used.ru_stime
     if limit_reached or process.returncode == -signal.SIGXCPU:
@@ -77,16 +91,10 @@ def run_limited(command, cwd, cpu_seconds, wall_seconds, environment, output):
 def ticks_of(session):
     """The processor time of a session's processes so far; None while one of them could run."""
     ticks = 0
-    for entry in os.listdir("/proc"):
-        if entry.isdigit():
-            try:
-                fields = open(f"/proc/{entry}/stat").read().rsplit(")", 1)[1].split()
-            except OSError:
-                continue
-            if int(fields[3]) == session:
-                if fields[0] in "RD":
-                    return None
-                ticks += int(fields[11]) + int(fields[12])
+    for _, fields in processes_of(session):
+        if fields[0] in "RD":
+            return None
+        ticks += int(fields[11]) + int(fields[12])
     return ticks
 
 

@@ -3,7 +3,7 @@ import collections
 import hashlib
 import re
 
-Change = collections.namedtuple("Change", "room file kind start end text line before after identity")
+Change = collections.namedtuple("Change", "module file kind start end text line before after identity")
 
 KINDS = {"comparison": 5, "boundary": 3, "sign": 2, "constant": 4, "logic": 3, "call": 3, "arguments": 1}
 
@@ -151,7 +151,7 @@ def swapped_arguments(text, code):
                 yield "arguments", start, stop, two + ", " + one
 
 
-def changes(room, file, text):
+def changes(module, file, text):
     """Every change of a file. A change is known by its lines before and after, and by how often they came before."""
     seen = collections.Counter()
     found = []
@@ -167,7 +167,7 @@ def changes(room, file, text):
         # The same change of the same words elsewhere in the file is told apart by a number.
         shown = key[0] + (f" [{seen[key]}]" if seen[key] > 1 else "")
         line = text.count("\n", 0, start) + 1
-        found.append(Change(room, file, kind, start, end, replacement, line, shown, key[1], identity))
+        found.append(Change(module, file, kind, start, end, replacement, line, shown, key[1], identity))
     return found
 
 

@@ -1,7 +1,7 @@
-"""The shipped rooms, and the test programs that must notice a change in them."""
+"""The shipped modules and the test programs that must notice a change in them."""
 
 # The first folder that a file lies in counts. A program's suites are those that ctest knows.
-ROOMS = [
+MODULES = [
     ("toolkit", "toolkit", [
         ("toolkit/files/", ["toolkit_tests", "fuzz_replay_tests", "faults_tests"]),
         ("toolkit/", ["toolkit_tests"]),
@@ -25,19 +25,19 @@ ROOMS = [
 ]
 
 
-def room_of(file):
-    """The room that a file belongs to: that of the longest folder."""
-    fitting = [(len(folder), name) for name, folder, _ in ROOMS if file.startswith(folder + "/")]
+def module_of(file):
+    """The module that a file belongs to: that of the longest folder."""
+    fitting = [(len(folder), name) for name, folder, _ in MODULES if file.startswith(folder + "/")]
     return max(fitting)[1] if fitting else None
 
 
 def programs_for(file):
-    name = room_of(file)
-    for room, _, rules in ROOMS:
-        if room == name:
+    name = module_of(file)
+    for module, _, rules in MODULES:
+        if module == name:
             return next(programs for prefix, programs in rules if file.startswith(prefix))
     return []
 
 
 def all_programs():
-    return list(dict.fromkeys(p for _, _, rules in ROOMS for _, programs in rules for p in programs))
+    return list(dict.fromkeys(p for _, _, rules in MODULES for _, programs in rules for p in programs))
