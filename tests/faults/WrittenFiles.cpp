@@ -69,6 +69,14 @@ const std::vector<FileKind>& FileKinds() {
     return kinds;
 }
 
+std::vector<FileKind> FileKindsWithoutInput() {
+    std::vector<FileKind> kinds;
+    for (const FileKind& kind : FileKinds()) {
+        if (kind.write != WriteCalibratedCopy) kinds.push_back(kind);
+    }
+    return kinds;
+}
+
 std::string BytesOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};

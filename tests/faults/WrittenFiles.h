@@ -18,6 +18,9 @@ struct FileKind {
 /// For the names of tests.
 inline void PrintTo(const FileKind& kind, std::ostream* stream) { *stream << kind.name; }
 
+/// Those whose making reads no file: the system calls of a write are then all there are.
+std::vector<FileKind> FileKindsWithoutInput();
+
 /// Label images, overlays, tables, calibrated copies. Small ones: a few hundred bytes to a few thousand.
 const std::vector<FileKind>& FileKinds();
 
