@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "VoxelImage.h"
+#include "reference/PlainUncutGaussian.h"
 
 namespace korvane_reference {
 
@@ -14,15 +15,12 @@ namespace korvane_reference {
 class PlainDiffusion {
 public:
     PlainDiffusion(std::size_t width, std::size_t height, double sigma, double contrast, double timeStep)
-        : width_(width), height_(height), lambda_(contrast), tau_(timeStep) {
-        const int radius = static_cast<int>(std::ceil(4.0 * sigma));
-        double sum = 0.0;
-        for (int k = -radius; k <= radius; ++k) {
-            kernel_.push_back(k == 0 ? 1.0 : std::exp(-0.5 * (k / sigma) * (k / sigma)));
-            sum += kernel_.back();
-        }
-        for (double& weight : kernel_) weight /= sum;
-    }
+        : width_(width),
+          height_(height),
+          lambda_(contrast),
+          tau_(timeStep),
+          alongX_(width, sigma),
+          alongY_(height, sigma) {}
 
     using Plane = std::vector<double>;
 
@@ -76,25 +74,17 @@ private:
     }
 
     Plane Smoothed(const Plane& u) const {
-        const std::ptrdiff_t radius = static_cast<std::ptrdiff_t>(kernel_.size() / 2);
         Plane columns(u.size());
         Plane both(u.size());
-        for (std::ptrdiff_t y = 0; y < Height(); ++y) {
-            for (std::ptrdiff_t x = 0; x < Width(); ++x) {
-                double sum = 0;
-                for (std::ptrdiff_t k = -radius; k <= radius; ++k) {
-                    sum += kernel_[static_cast<std::size_t>(k + radius)] * At(u, x, y + k);
-                }
-                columns[Index(x, y)] = sum;
+        for (std::size_t y = 0; y < height_; ++y) {
+            for (std::size_t x = 0; x < width_; ++x) {
+                columns[y * width_ + x] = alongY_.Smoothed(y, [&](std::size_t i) { return u[i * width_ + x]; });
             }
         }
-        for (std::ptrdiff_t y = 0; y < Height(); ++y) {
-            for (std::ptrdiff_t x = 0; x < Width(); ++x) {
-                double sum = 0;
-                for (std::ptrdiff_t k = -radius; k <= radius; ++k) {
-                    sum += kernel_[static_cast<std::size_t>(k + radius)] * At(columns, x + k, y);
-                }
-                both[Index(x, y)] = sum;
+        for (std::size_t y = 0; y < height_; ++y) {
+            const double* row = columns.data() + y * width_;
+            for (std::size_t x = 0; x < width_; ++x) {
+                both[y * width_ + x] = alongX_.Smoothed(x, [row](std::size_t i) { return row[i]; });
             }
         }
         return both;
@@ -144,7 +134,8 @@ private:
     std::size_t height_;
     double lambda_;
     double tau_;
-    std::vector<double> kernel_;
+    PlainUncutGaussian alongX_;
+    PlainUncutGaussian alongY_;
 };
 
 inline void PlainEdgeEnhancingDiffusion(qvox::VoxelImage<std::uint16_t>& image, float sigma, float contrast,

@@ -80,8 +80,12 @@ KORVANE_INLINE void SmoothRowAt(const StepPlan& plan, const float* line, float* 
 
 constexpr std::size_t kSumVectors = 4;
 
-/// Gaussian of the rows [first, first + count) of u.
-void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
+KORVANE_INLINE float* SmoothedRow(const StepPlan& plan, std::ptrdiff_t y) {
+    return plan.smoothed + y % kChunkRing * plan.stride;
+}
+
+/// Direct sum over the rows [first, first + count) of u.
+void SumRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
     for (std::ptrdiff_t j = 0; j < count + 2 * plan.radius; ++j) {
         plan.sourceRows[j] = u + Mirrored(first + j - plan.radius, plan.height) * plan.planeStride;
     }
@@ -95,12 +99,26 @@ void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std:
             line[-1 - k] = line[Mirrored(-1 - k, plan.width)];
             line[plan.width + k] = line[Mirrored(plan.width + k, plan.width)];
         }
-        float* out = plan.smoothed + (first + j) % kChunkRing * plan.stride;
+        float* out = SmoothedRow(plan, first + j);
         x = 0;
         for (; x + kBlock <= plan.width; x += kBlock) SmoothRowAt<kSumVectors>(plan, line, out, x);
         for (; x < plan.width; x += kLanes) SmoothRowAt<1>(plan, line, out, x);
-        out[-1] = out[0];
-        out[plan.width] = out[plan.width - 1];
+    }
+}
+
+/// Gaussian of the rows [first, first + count) of u, at most a chunk and two.
+void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
+    if (plan.wide == nullptr) {
+        SumRows(plan, u, first, count);
+    } else {
+        float* rows[kChunkRows + 2];
+        for (std::ptrdiff_t j = 0; j < count; ++j) rows[j] = SmoothedRow(plan, first + j);
+        plan.expandRows(*plan.wide, {first, count, plan.firstColumn, plan.width}, rows);
+    }
+    for (std::ptrdiff_t j = 0; j < count; ++j) {
+        float* row = SmoothedRow(plan, first + j);
+        row[-1] = row[0];
+        row[plan.width] = row[plan.width - 1];
     }
 }
 
