@@ -69,15 +69,17 @@ void WideGaussianAlone(benchmark::State& state) {
     qvox::VoxelImage<float> result(source);
     const auto side = static_cast<std::ptrdiff_t>(source.SizeX());
     qvox::WideGaussian gaussian({side, side, side}, static_cast<double>(state.range(1)), variant);
+    qvox::WideGaussianRows rows(gaussian, 0, side);
     constexpr std::ptrdiff_t kRows = 16;
     korvane_bench::PerPixel(
         state, source.VoxelCount(), [] {},
         [&] {
             gaussian.Prepare(source.begin(), qvox::RunOneByOne);
+            rows.Begin();
             for (std::ptrdiff_t y = 0; y < side; y += kRows) {
                 float* out[kRows];
                 for (std::ptrdiff_t i = 0; i < kRows; ++i) out[i] = result.Row(static_cast<std::uint64_t>(y + i));
-                gaussian.Rows({y, kRows, 0, side}, out);
+                rows.Make(y, kRows, out);
             }
         });
 }

@@ -37,12 +37,12 @@ std::ptrdiff_t Filled(std::size_t width) {
     return (static_cast<std::ptrdiff_t>(width) + WideGaussian::kBlock - 1) / WideGaussian::kBlock * WideGaussian::kBlock;
 }
 
-/// How a test makes the result: in windows of some rows and columns, as the diffusion asks for them.
+/// How a test makes the result: in strips of columns and some rows at a time, as the diffusion asks for them.
 struct Way {
     InstructionSet set = WidestInstructionSet();
     qvox::PartRunner run = qvox::RunOneByOne;
-    std::ptrdiff_t windowRows = 18;
-    std::ptrdiff_t windowColumns = 1 << 20;
+    std::ptrdiff_t rows = qvox::WideGaussianRows::kMostRows;
+    std::ptrdiff_t stripColumns = 1 << 20;
 };
 
 std::vector<float> Smoothed(const std::vector<float>& plane, std::size_t width, double sigma, const Way& way = {}) {
@@ -56,12 +56,13 @@ std::vector<float> Smoothed(const std::vector<float>& plane, std::size_t width, 
     WideGaussian gaussian({columns, height, stride}, sigma, way.set);
     gaussian.Prepare(filled.data(), way.run);
     std::vector<float> result(filled.size());
-    for (std::ptrdiff_t y = 0; y < height; y += way.windowRows) {
-        const std::ptrdiff_t rows = std::min(way.windowRows, height - y);
-        for (std::ptrdiff_t x = 0; x < columns; x += way.windowColumns) {
+    for (std::ptrdiff_t x = 0; x < columns; x += way.stripColumns) {
+        qvox::WideGaussianRows strip(gaussian, x, std::min(way.stripColumns, columns - x));
+        for (std::ptrdiff_t y = 0; y < height; y += way.rows) {
+            const std::ptrdiff_t rows = std::min(way.rows, height - y);
             std::vector<float*> out;
             for (std::ptrdiff_t i = 0; i < rows; ++i) out.push_back(result.data() + (y + i) * stride + x);
-            gaussian.Rows({y, rows, x, std::min(way.windowColumns, columns - x)}, out.data());
+            strip.Make(y, rows, out.data());
         }
     }
     std::vector<float> packed;
@@ -195,7 +196,7 @@ qvox::PartRunner OnThreads(std::size_t threads) {
     };
 }
 
-TEST(WideGaussian, GivesTheSameBitsForAnyNumberOfThreadsAndAnyWindow) {
+TEST(WideGaussian, GivesTheSameBitsForAnyNumberOfThreadsAndStrips) {
     std::mt19937 random(5);
     for (const auto& [width, height] : std::vector<std::pair<std::size_t, std::size_t>>{{1500, 300}, {280, 211}, {3, 700}}) {
         for (const double sigma : {3.0, 21.0}) {
@@ -204,8 +205,8 @@ TEST(WideGaussian, GivesTheSameBitsForAnyNumberOfThreadsAndAnyWindow) {
             for (const std::size_t threads : {1u, 2u, 3u}) {
                 Way way;
                 way.run = OnThreads(threads);
-                way.windowRows = static_cast<std::ptrdiff_t>(threads) * 7;
-                way.windowColumns = 16 * static_cast<std::ptrdiff_t>(threads);
+                way.rows = static_cast<std::ptrdiff_t>(threads) * 6 - 1;
+                way.stripColumns = 16 * static_cast<std::ptrdiff_t>(threads);
                 ASSERT_TRUE(SameBits(expected, Smoothed(plane, width, sigma, way)))
                     << width << " x " << height << ", sigma " << sigma << ", " << threads << " threads";
             }
@@ -222,7 +223,7 @@ TEST(WideGaussian, GivesTheSameBitsForAnyNumberOfThreadsAndAnyWindow) {
     EXPECT_GE(parts, 3u);
 }
 
-TEST(WideGaussian, PreparesOnePlaneAfterAnother) {
+TEST(WideGaussian, PreparesOnePlaneAfterAnotherAndBeginsAnew) {
     std::mt19937 random(6);
     const std::vector<float> first = Noise(random, std::size_t{64} * 50);
     const std::vector<float> second = Noise(random, std::size_t{64} * 50, 1e5f, 2e5f);
@@ -231,7 +232,10 @@ TEST(WideGaussian, PreparesOnePlaneAfterAnother) {
     gaussian.Prepare(first.data(), qvox::RunOneByOne);
     std::vector<float> row(64);
     float* out = row.data();
-    gaussian.Rows({20, 1, 0, 64}, &out);
+    qvox::WideGaussianRows rows(gaussian, 0, 64);
+    rows.Make(40, 1, &out);
+    rows.Begin();
+    rows.Make(20, 1, &out);
     const std::vector<float> expected = Smoothed(first, 64, 6.0);
     EXPECT_TRUE(std::equal(row.begin(), row.end(), expected.begin() + 20 * 64));
 }

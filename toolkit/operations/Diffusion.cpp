@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,7 +24,7 @@ constexpr double kGreyRange = 65535.0;
 constexpr float kLargestSigmaPx = 1e5f;
 // Of the direct sum, in sigma: the pixels beyond it hold less than 1.2e-7 of the Gaussian.
 constexpr double kDirectReach = 5.3;
-constexpr double kWideFromSigmaPx = 4.0;
+constexpr double kWideFromSigmaPx = 3.5;
 // What each early start of a sweep may change a voxel by in all iterations together, in grey levels. There are three:
 // from below, and from both sides of a strip.
 constexpr double kLookaheadError = 1.0 / 512.0;
@@ -58,6 +59,7 @@ struct PreSmoothing {
 
     std::vector<float> weights;
     std::optional<WideGaussian> wide;
+    std::deque<WideGaussianRows> rows;  // one for each strip
 };
 
 // Rows, or columns, after which a guess beside them has faded: each shrinks its error by 2 tau / (1 + 2 tau). No more
@@ -146,7 +148,7 @@ std::vector<Strip> StripsFor(std::ptrdiff_t width, std::ptrdiff_t radius, float 
     return strips;
 }
 
-StepPlan MakePlan(const Extent& extent, const Strip& strip, const PreSmoothing& smoothing, float contrast,
+StepPlan MakePlan(const Extent& extent, const Strip& strip, PreSmoothing& smoothing, float contrast,
                   float timeStep, std::uint64_t iterations) {
     StepPlan plan;
     plan.width = strip.width;
@@ -158,9 +160,10 @@ StepPlan MakePlan(const Extent& extent, const Strip& strip, const PreSmoothing& 
     plan.weights = smoothing.weights.data();
     plan.radius = smoothing.Radius();
     if (smoothing.wide) {
+        smoothing.rows.emplace_back(*smoothing.wide, strip.first, strip.width);
         plan.wide = &smoothing.wide->Plan();
-        plan.expandRows = smoothing.wide->ExpandRowsOf();
-        plan.firstColumn = strip.first;
+        plan.wideStrip = &smoothing.rows.back().Strip();
+        plan.expandRows = smoothing.wide->Passes().expandRows;
     }
     plan.gradientScale = static_cast<float>(0.5 / (std::max(static_cast<double>(contrast), 1e-12) * kGreyRange));
     plan.timeStep = timeStep;

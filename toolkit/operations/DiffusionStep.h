@@ -28,11 +28,11 @@ struct StepPlan {
     std::ptrdiff_t planeStride = 0;
     std::ptrdiff_t stride = 0;
     std::ptrdiff_t lineStride = 0;
-    /// The Gaussian: by a prepared WideGaussian, or, where there is none, a direct sum with the weights at distance
-    /// 0 .. radius.
+    /// The Gaussian: rows of a WideGaussian that was prepared, or, where there is none, a direct sum with the weights at
+    /// distance 0 .. radius.
     const wide_gaussian::Plan* wide = nullptr;
+    wide_gaussian::Strip* wideStrip = nullptr;
     wide_gaussian::ExpandRows expandRows = nullptr;
-    std::ptrdiff_t firstColumn = 0;  // of the strip, in the plane
     std::ptrdiff_t radius = 0;
     const float* weights = nullptr;
     /// Turns a difference over two voxels, in grey levels, into gradient / lambda.

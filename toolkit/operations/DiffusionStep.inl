@@ -14,6 +14,8 @@
 namespace qvox::diffusion {
 namespace {
 
+static_assert(kChunkRows + 2 <= wide_gaussian::kMostRows);
+
 constexpr std::size_t kWidth = KORVANE_DIFFUSION_LANES;
 constexpr std::ptrdiff_t kLanes = KORVANE_DIFFUSION_LANES;
 using Lanes = float __attribute__((vector_size(kLanes * 4)));
@@ -113,7 +115,7 @@ void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std:
     } else {
         float* rows[kChunkRows + 2];
         for (std::ptrdiff_t j = 0; j < count; ++j) rows[j] = SmoothedRow(plan, first + j);
-        plan.expandRows(*plan.wide, {first, count, plan.firstColumn, plan.width}, rows);
+        plan.expandRows(*plan.wide, *plan.wideStrip, first, count, rows);
     }
     for (std::ptrdiff_t j = 0; j < count; ++j) {
         float* row = SmoothedRow(plan, first + j);
@@ -291,6 +293,7 @@ void Step(const StepPlan& plan, const float* u, float* next) {
     std::ptrdiff_t smoothed = 0;
     std::ptrdiff_t tensors = 0;
     std::ptrdiff_t finished = 0;
+    if (plan.wide != nullptr) plan.wideStrip->blocksMade = 0;
     for (std::ptrdiff_t chunk = 0; chunk < plan.height; chunk += kChunkRows) {
         const std::ptrdiff_t front = chunk + kChunkRows < plan.height ? chunk + kChunkRows : plan.height;
         const std::ptrdiff_t wanted = front + 2 < plan.height ? front + 2 : plan.height;

@@ -11,9 +11,9 @@ using namespace wide_gaussian;
 
 namespace {
 
-// Of the rows whose sums are made together: with the rows that are added they stay in a cache of 1 MiB.
-constexpr std::ptrdiff_t kPlaneColumns = 512;
-constexpr std::ptrdiff_t kCellColumns = 128;
+// A band adds the rows of six cells that its neighbours add, too.
+constexpr std::ptrdiff_t kFewestCells = 64;
+constexpr std::ptrdiff_t kBands = 8;
 
 std::ptrdiff_t Filled(std::ptrdiff_t n) { return (n + kBlock - 1) / kBlock * kBlock; }
 
@@ -30,15 +30,17 @@ Axis View(const AxisTables& tables) {
     axis.radius = static_cast<std::ptrdiff_t>(tables.middle.size()) - 1;
     axis.firstPixel = tables.firstPixel.data();
     axis.reduce = tables.reduce.data();
+    axis.firstWeight = tables.firstWeight.data();
+    axis.reduceByCell = tables.reduceByCell.data();
     axis.expand = tables.expand.data();
     axis.middle = tables.middle.data();
     return axis;
 }
 
 // Hands out rows of one block of memory, each at the begin of a cache line.
-class RowMemory {
+class FloatMemory {
 public:
-    explicit RowMemory(std::vector<float>& memory) : memory_(memory) {}
+    explicit FloatMemory(std::vector<float>& memory) : memory_(memory) {}
     void Want(float*& place, std::ptrdiff_t floats) {
         wanted_.push_back({&place, floats_});
         floats_ += Filled(floats);
@@ -72,72 +74,57 @@ WideGaussian::WideGaussian(const Sizes& sizes, double sigmaPx, InstructionSet se
     plan_.x = View(alongX_);
     plan_.y = View(alongY_);
     plan_.planeStride = sizes.stride;
-    plan_.turnedStride = StrideFor(plan_.y.cells);
-    plan_.coarseStride = StrideFor(plan_.y.cells);
-    plan_.rowsStride = StrideFor(plan_.x.pixels);
-    reduceDown_ = PartsOf(plan_.x.pixels, kPlaneColumns);
-    reduceAcross_ = PartsOf(plan_.y.cells, kCellColumns);
-    expandAcross_ = PartsOf(plan_.x.pixels, kPlaneColumns);
-    ProvideParts();
+    ProvideBands();
 }
 
-// Threads get parts of like sizes.
-std::vector<Part> WideGaussian::PartsOf(std::ptrdiff_t columns, std::ptrdiff_t columnsPerPart) const {
-    const std::ptrdiff_t count = (columns + columnsPerPart - 1) / columnsPerPart;
-    const std::ptrdiff_t each = Filled((columns + count - 1) / count);
-    std::vector<Part> parts;
-    for (std::ptrdiff_t first = 0; first < columns; first += each) {
-        Part part;
-        part.first = first;
-        part.count = std::min(each, columns - first);
-        parts.push_back(part);
+void WideGaussian::ProvideBands() {
+    const std::ptrdiff_t cells = plan_.y.cells;
+    const std::ptrdiff_t each = Filled(std::max((cells + kBands - 1) / kBands, kFewestCells));
+    for (std::ptrdiff_t first = 0; first < cells; first += each) {
+        Band band;
+        band.firstCell = first;
+        band.endCell = std::min(first + each, cells);
+        bands_.push_back(band);
     }
-    return parts;
-}
-
-void WideGaussian::ProvideParts() {
-    memory_.resize(2 + reduceDown_.size() + reduceAcross_.size() + expandAcross_.size());
+    memory_.resize(bands_.size() + 1);
     auto memory = memory_.begin();
-    RowMemory coarse(*memory++);
-    coarse.Want(plan_.coarse, plan_.x.cells * plan_.coarseStride);
+    FloatMemory coarse(*memory++);
+    coarse.Want(plan_.coarse, plan_.x.cells * Filled(cells));
     coarse.Provide();
-    // Nothing reads the turned plane any more when the rows are made.
-    RowMemory shared(*memory++);
-    shared.Want(plan_.turned, std::max(Filled(plan_.x.pixels) * plan_.turnedStride,
-                                       Filled(plan_.y.cells) * plan_.rowsStride));
-    shared.Provide();
-    plan_.rows = plan_.turned;
-    for (Part& part : reduceDown_) {
-        part.stride = StrideFor(part.count);
-        RowMemory rows(*memory++);
-        rows.Want(part.sums, kSumRing * part.stride);
-        rows.Want(part.block, kBlock * part.stride);
-        rows.Provide();
-    }
-    for (Part& part : reduceAcross_) {
-        part.stride = StrideFor(part.count);
-        part.ringRows = 1;
-        while (part.ringRows < 2 * plan_.x.radius + 1) part.ringRows *= 2;
-        RowMemory rows(*memory++);
-        rows.Want(part.sums, kSumRing * part.stride);
-        rows.Want(part.ring, part.ringRows * part.stride);
-        rows.Provide();
-    }
-    for (Part& part : expandAcross_) {
-        part.stride = StrideFor(plan_.y.cells);
-        RowMemory rows(*memory++);
-        rows.Want(part.sums, kSumRing * part.stride);
-        rows.Want(part.block, kBlock * part.stride);
-        rows.Want(part.line, 2 * plan_.y.radius + part.stride);
-        rows.Provide();
-        part.line += plan_.y.radius;
+    for (Band& band : bands_) {
+        band.stride = StrideFor(plan_.x.pixels);
+        FloatMemory floats(*memory++);
+        floats.Want(band.sums, kSumRing * band.stride);
+        floats.Want(band.block, kBlock * band.stride);
+        floats.Want(band.turned, kBlock * Filled(plan_.x.pixels));
+        floats.Want(band.cells, kBlock * plan_.x.cells);
+        floats.Provide();
     }
 }
 
 void WideGaussian::Prepare(const float* plane, const PartRunner& run) {
-    run(reduceDown_.size(), [&](std::size_t i) { passes_.reduceDown(plan_, reduceDown_[i], plane); });
-    run(reduceAcross_.size(), [&](std::size_t i) { passes_.reduceAcross(plan_, reduceAcross_[i]); });
-    run(expandAcross_.size(), [&](std::size_t i) { passes_.expandAcross(plan_, expandAcross_[i]); });
+    run(bands_.size(), [&](std::size_t i) { passes_.reduceBand(plan_, bands_[i], plane); });
+}
+
+WideGaussianRows::WideGaussianRows(const WideGaussian& gaussian, std::ptrdiff_t firstColumn, std::ptrdiff_t columns)
+    : gaussian_(&gaussian) {
+    const Axis& y = gaussian.Plan().y;
+    strip_.firstColumn = firstColumn;
+    strip_.columns = columns;
+    strip_.stride = StrideFor(columns);
+    // The rows that are asked for lie in that many cells and reach three more on either side.
+    const std::ptrdiff_t cells = kMostRows * y.cells / y.pixels + 2 + (kReach - 1);
+    strip_.ringRows = kBlock;
+    while (strip_.ringRows < cells + kBlock - 1) strip_.ringRows *= 2;
+    const std::ptrdiff_t lineMargin = Filled(y.radius);
+    FloatMemory floats(memory_);
+    floats.Want(strip_.ring, strip_.ringRows * strip_.stride);
+    floats.Want(strip_.turned, kBlock * Filled(columns));
+    floats.Want(strip_.cells, kBlock * gaussian.Plan().x.cells);
+    strip_.lineStride = kBlock + 2 * lineMargin;
+    floats.Want(strip_.lines, kLines * strip_.lineStride);
+    floats.Provide();
+    strip_.lines += lineMargin;
 }
 
 }  // namespace qvox

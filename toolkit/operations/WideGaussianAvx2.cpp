@@ -3,6 +3,6 @@
 
 namespace qvox::wide_gaussian {
 
-Passes PassesAvx2() { return {ReduceDownPass, ReduceAcrossPass, ExpandAcrossPass, ExpandRowsPass}; }
+Passes PassesAvx2() { return {ReduceBandPass, ExpandRowsPass}; }
 
 }  // namespace qvox::wide_gaussian

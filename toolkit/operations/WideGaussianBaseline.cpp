@@ -3,6 +3,6 @@
 
 namespace qvox::wide_gaussian {
 
-Passes PassesBaseline() { return {ReduceDownPass, ReduceAcrossPass, ExpandAcrossPass, ExpandRowsPass}; }
+Passes PassesBaseline() { return {ReduceBandPass, ExpandRowsPass}; }
 
 }  // namespace qvox::wide_gaussian

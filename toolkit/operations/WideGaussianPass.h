@@ -9,6 +9,8 @@ namespace qvox::wide_gaussian {
 constexpr std::ptrdiff_t kBlock = 16;
 /// Rows of cells that are summed at a time: the reach of a pixel, a power of two.
 constexpr std::ptrdiff_t kSumRing = 8;
+/// Lines along y that are smoothed together.
+constexpr std::ptrdiff_t kLines = 8;
 
 /// What the code reads of AxisTables.
 struct Axis {
@@ -17,65 +19,61 @@ struct Axis {
     std::ptrdiff_t radius = 0;
     const std::int32_t* firstPixel = nullptr;
     const float* reduce = nullptr;
+    const std::int32_t* firstWeight = nullptr;
+    const float* reduceByCell = nullptr;
     const float* expand = nullptr;
     const float* middle = nullptr;
 };
 
-/// One plane: tables and what lies between the passes. Rows are filled up to a multiple of kBlock floats; what lies
-/// there is no number that counts. It holds no standard library type, because the code that reads it is compiled for
-/// several instruction sets.
+/// One plane: tables, and what lies between the two passes. It holds no standard library type, because the code that
+/// reads it is compiled for several instruction sets.
 struct Plan {
     Axis x;
     Axis y;
     std::ptrdiff_t planeStride = 0;
-
-    /// A row for each column of the plane: its cells along y.
-    float* turned = nullptr;
-    std::ptrdiff_t turnedStride = 0;
-    /// A row for each cell along x, smoothed along x: its cells along y.
+    /// The plane reduced both ways and smoothed along x, in blocks of kBlock cells along y: one block after the other,
+    /// in it cells along x, kBlock floats each. What lies beyond the last cell along y counts for nothing.
     float* coarse = nullptr;
-    std::ptrdiff_t coarseStride = 0;
-    /// A row for each cell along y, smoothed both ways and expanded along x: the columns of the plane. May share the
-    /// memory of `turned`.
-    float* rows = nullptr;
-    std::ptrdiff_t rowsStride = 0;
 };
 
-/// A part of a pass: the columns of the rows that it goes along, and memory of its own. For ExpandAcross these are the
-/// rows, whole blocks.
-struct Part {
-    std::ptrdiff_t first = 0;
-    std::ptrdiff_t count = 0;
-    float* sums = nullptr;              // kSumRing rows
-    std::ptrdiff_t ringRows = 0;        // a power of two, 2 radius + 1 or more, or 0
-    float* ring = nullptr;              // ringRows rows
-    float* block = nullptr;             // kBlock rows
-    float* line = nullptr;              // a row, the radius along y before and after it
-    std::ptrdiff_t stride = 0;          // of all these rows
+/// Cells along y that are reduced by one call, and memory of its own.
+struct Band {
+    std::ptrdiff_t firstCell = 0;  // of a block
+    std::ptrdiff_t endCell = 0;
+    std::ptrdiff_t stride = 0;     // of the rows of sums and block
+    float* sums = nullptr;         // kSumRing rows of the plane's width, filled up
+    float* block = nullptr;        // kBlock rows of it
+    float* turned = nullptr;       // kBlock floats for each pixel of the width, filled up
+    float* cells = nullptr;        // kBlock floats for each cell along x
 };
 
-/// The three passes that lead to `rows`, to be made one after the other, each by its parts in any order.
-/// 1: the plane to `turned`; the parts are columns of the plane.
-using ReduceDown = void (*)(const Plan& plan, const Part& part, const float* plane);
-/// 2: `turned` to `coarse`; the parts are cells along y.
-using ReduceAcross = void (*)(const Plan& plan, const Part& part);
-/// 3: `coarse` to `rows`; the parts are columns of the plane.
-using ExpandAcross = void (*)(const Plan& plan, const Part& part);
-
-/// Rows of the smoothed plane, made of `rows`: out[i] gets the columns [firstColumn, firstColumn + columns) of row
-/// firstRow + i; whole blocks are written.
-struct Window {
-    std::ptrdiff_t firstRow = 0;
-    std::ptrdiff_t rows = 0;
+/// Columns of the plane for which rows are made from the coarse plane, downwards, and memory of its own.
+struct Strip {
     std::ptrdiff_t firstColumn = 0;
     std::ptrdiff_t columns = 0;
+    /// Blocks of cells along y that have been expanded along x. Set to 0 to begin with another plane or further up.
+    std::ptrdiff_t blocksMade = 0;
+    std::ptrdiff_t ringRows = 0;  // whole blocks, a power of two
+    std::ptrdiff_t stride = 0;    // of the ring's rows
+    float* ring = nullptr;        // ringRows rows: cells along y
+    float* turned = nullptr;      // kBlock floats for each column, filled up
+    float* cells = nullptr;       // kBlock floats for each cell along x
+    std::ptrdiff_t lineStride = 0;
+    float* lines = nullptr;       // kLines times kBlock floats, with the radius along y on both sides
 };
-using ExpandRows = void (*)(const Plan& plan, const Window& window, float* const* out);
+
+/// Rows at most that are asked for at a time.
+constexpr std::ptrdiff_t kMostRows = 18;
+
+/// Reduces the plane to the cells of a band; the bands in any order.
+using ReduceBand = void (*)(const Plan& plan, const Band& band, const float* plane);
+/// The rows [first, first + count) of the smoothed plane; out[i] gets the strip's columns of row first + i. Whole blocks
+/// are written. All bands have been reduced before, and rows further down follow only.
+using ExpandRows = void (*)(const Plan& plan, Strip& strip, std::ptrdiff_t first, std::ptrdiff_t count,
+                            float* const* out);
 
 struct Passes {
-    ReduceDown reduceDown;
-    ReduceAcross reduceAcross;
-    ExpandAcross expandAcross;
+    ReduceBand reduceBand;
     ExpandRows expandRows;
 };
 Passes PassesBaseline();

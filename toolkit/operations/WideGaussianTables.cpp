@@ -143,6 +143,20 @@ void FillWeights(const std::vector<double>& folded, AxisTables& axis) {
     });
 }
 
+void FillWeightsByCell(AxisTables& axis) {
+    for (std::ptrdiff_t cell = 0; cell < axis.cells; ++cell) {
+        axis.firstWeight.push_back(static_cast<std::int32_t>(axis.reduceByCell.size()));
+        const std::ptrdiff_t end = std::min(cell + kHalfReach + 1, axis.cells);
+        for (std::ptrdiff_t near = std::max<std::ptrdiff_t>(cell - kHalfReach, 0); near < end; ++near) {
+            const auto at = static_cast<std::size_t>(near);
+            for (std::ptrdiff_t pixel = axis.firstPixel[at]; pixel < axis.firstPixel[at + 1]; ++pixel) {
+                const std::ptrdiff_t place = pixel * kWeightStride + (cell - near) + kHalfReach;
+                axis.reduceByCell.push_back(axis.reduce[static_cast<std::size_t>(place)]);
+            }
+        }
+    }
+}
+
 }  // namespace
 
 AxisTables MakeAxisTables(std::ptrdiff_t pixels, double sigmaPx) {
@@ -156,6 +170,7 @@ AxisTables MakeAxisTables(std::ptrdiff_t pixels, double sigmaPx) {
         axis.firstPixel.push_back(static_cast<std::int32_t>(first));
     }
     FillWeights(FoldedWindow(axis), axis);
+    FillWeightsByCell(axis);
     axis.middle = MiddleFilter(axis.cells, sigmaPx * static_cast<double>(axis.cells) / static_cast<double>(pixels));
     return axis;
 }

@@ -33,6 +33,10 @@ struct AxisTables {
     /// the cells of a pixel.
     std::vector<float> reduce;
     std::vector<float> expand;
+    /// The weights of `reduce` once more, cell by cell: those of all pixels in the cells j - 3 .. j + 3 follow each other
+    /// from place firstWeight[j] on.
+    std::vector<std::int32_t> firstWeight;
+    std::vector<float> reduceByCell;
     /// Weights at distance 0 .. radius, in cells.
     std::vector<float> middle;
 };
