@@ -26,7 +26,7 @@ public:
 
     /// One time step; intensities in 0..1.
     Plane Step(const Plane& u) const {
-        const Plane v = Smoothed(u);
+        const Plane v = SmoothedBothWays(u, alongX_, alongY_);
         Plane a(u.size());
         Plane b(u.size());
         Plane c(u.size());
@@ -71,23 +71,6 @@ private:
 
     double Diffusivity(double gradient) const {
         return lambda_ == 0 ? 0.0 : 1.0 - std::exp(-3.31488 / std::pow(gradient / lambda_, 8));
-    }
-
-    Plane Smoothed(const Plane& u) const {
-        Plane columns(u.size());
-        Plane both(u.size());
-        for (std::size_t y = 0; y < height_; ++y) {
-            for (std::size_t x = 0; x < width_; ++x) {
-                columns[y * width_ + x] = alongY_.Smoothed(y, [&](std::size_t i) { return u[i * width_ + x]; });
-            }
-        }
-        for (std::size_t y = 0; y < height_; ++y) {
-            const double* row = columns.data() + y * width_;
-            for (std::size_t x = 0; x < width_; ++x) {
-                both[y * width_ + x] = alongX_.Smoothed(x, [row](std::size_t i) { return row[i]; });
-            }
-        }
-        return both;
     }
 
     /// d/dx (b du/dy) + d/dy (b du/dx). The mirror image of a tensor has -b: nothing flows through the border.

@@ -6,8 +6,8 @@
 
 namespace korvane_reference {
 
-/// Smoothing along a line by the Gaussian, sampled at whole pixels and not cut, in double precision. The line goes on as
-/// its mirror image, the border pixel repeated: the weight of pixel i at pixel x is the sum over all its mirror images.
+/// Smoothing along a line by the Gaussian, sampled at whole pixels and not cut, in double precision. The line goes on
+/// as its mirror image, the border pixel repeated: the weight of pixel i at pixel x is the sum over all its images.
 class PlainUncutGaussian {
 public:
     /// `sigma` 0 stands for no smoothing.
@@ -27,7 +27,9 @@ public:
         for (double& weight : ofOffset_) weight /= sum;
     }
 
-    /// Weight of pixel i in the result at pixel x: its own and that of its image -1 - i, each with those at all periods.
+    std::size_t Pixels() const { return pixels_; }
+
+    /// Weight of pixel i in the result at pixel x: its own and that of its image -1 - i, each at all periods.
     double Weight(std::size_t x, std::size_t i) const {
         const std::size_t own = x >= i ? x - i : x + period_ - i;
         return ofOffset_[own] + ofOffset_[(x + i + 1) % period_];
@@ -50,19 +52,18 @@ private:
     std::vector<double> ofOffset_;
 };
 
-/// Both ways, a plane of `width` columns row by row.
-inline std::vector<double> PlainlySmoothedUncut(const std::vector<double>& plane, std::size_t width, double sigma) {
-    const std::size_t height = plane.size() / width;
-    const PlainUncutGaussian alongX(width, sigma);
-    const PlainUncutGaussian alongY(height, sigma);
+/// Down the columns, then along the rows, a plane row by row.
+inline std::vector<double> SmoothedBothWays(const std::vector<double>& plane, const PlainUncutGaussian& alongX,
+                                            const PlainUncutGaussian& alongY) {
+    const std::size_t width = alongX.Pixels();
     std::vector<double> columns(plane.size());
     std::vector<double> both(plane.size());
-    for (std::size_t y = 0; y < height; ++y) {
+    for (std::size_t y = 0; y < alongY.Pixels(); ++y) {
         for (std::size_t x = 0; x < width; ++x) {
             columns[y * width + x] = alongY.Smoothed(y, [&](std::size_t i) { return plane[i * width + x]; });
         }
     }
-    for (std::size_t y = 0; y < height; ++y) {
+    for (std::size_t y = 0; y < alongY.Pixels(); ++y) {
         const double* row = columns.data() + y * width;
         for (std::size_t x = 0; x < width; ++x) {
             both[y * width + x] = alongX.Smoothed(x, [row](std::size_t i) { return row[i]; });

@@ -34,7 +34,7 @@ struct Line {
     std::ptrdiff_t pixels;
     double sigma;
 };
-const std::vector<Line> kLines{{1, 2.25}, {1, 500.0}, {2, 3.0},  {3, 2.25},  {9, 2.25},  {10, 10.0},  {31, 4.0},
+const std::vector<Line> kLines{{1, 2.25}, {1, 500.0}, {2, 3.0},   {3, 2.25},   {9, 2.25},    {10, 10.0},  {31, 4.0},
                                {64, 5.0}, {97, 5.0},  {97, 40.0}, {300, 2.25}, {2048, 21.0}, {999, 500.0}};
 
 // Straight from the definition: a pixel and a cell are connected by the window at every mirror image of the cell.
@@ -54,8 +54,8 @@ long double Connected(const AxisTables& axis, std::ptrdiff_t pixel, std::ptrdiff
 TEST(WideGaussianTables, HaveTheWeightsOfTheDefinition) {
     for (const Line& line : kLines) {
         const AxisTables axis = MakeAxisTables(line.pixels, line.sigma);
-        ASSERT_EQ(axis.cells, std::max<std::ptrdiff_t>(
-                                  1, static_cast<std::ptrdiff_t>(std::ceil(static_cast<double>(line.pixels) / (0.45 * line.sigma)))));
+        const double fewest = std::ceil(static_cast<double>(line.pixels) / (0.45 * line.sigma));
+        ASSERT_EQ(axis.cells, static_cast<std::ptrdiff_t>(fewest));
         std::vector<long double> sums(static_cast<std::size_t>(axis.cells), 0.0L);
         std::vector<std::vector<long double>> windows;
         for (std::ptrdiff_t pixel = 0; pixel < axis.pixels; ++pixel) {
@@ -117,10 +117,12 @@ TEST(WideGaussianTables, TheMiddleFilterMakesUpForTheWindows) {
             const long double theta = kPi * step / kSteps;
             long double filter = static_cast<long double>(axis.middle[0]);
             for (std::size_t k = 1; k < axis.middle.size(); ++k) {
-                filter += 2.0L * static_cast<long double>(axis.middle[k]) * std::cos(theta * static_cast<long double>(k));
+                const long double cosine = std::cos(theta * static_cast<long double>(k));
+                filter += 2.0L * static_cast<long double>(axis.middle[k]) * cosine;
             }
             const long double gaussian = std::exp(-0.5L * sigma * sigma * theta * theta);
-            ASSERT_NEAR(static_cast<double>(filter * responses[step] * responses[step]), static_cast<double>(gaussian), 2e-7)
+            const long double whole = filter * responses[step] * responses[step];
+            ASSERT_NEAR(static_cast<double>(whole), static_cast<double>(gaussian), 2e-7)
                 << line.pixels << " pixels, sigma " << line.sigma << ", step " << step;
         }
     }

@@ -16,13 +16,15 @@
 #include "reference/PlainWideGaussian.h"
 #include "support/Random.h"
 
-using korvane_reference::PlainlySmoothedUncut;
+using korvane_reference::PlainUncutGaussian;
 using korvane_reference::PlainWideGaussian;
 using qvox::InstructionSet;
 using qvox::WideGaussian;
 using qvox::WidestInstructionSet;
 
 namespace {
+
+using Sizes = std::vector<std::pair<std::size_t, std::size_t>>;
 
 constexpr double kLargestError = 1e-6;  // of the range
 const std::vector<double> kSigmas{2.25, 2.5, 3.0, 4.2, 5.0, 7.9, 10.0, 21.0, 33.3, 50.0, 127.0, 200.0, 500.0};
@@ -34,7 +36,8 @@ std::vector<float> Noise(std::mt19937& random, std::size_t count, float low = -0
 }
 
 std::ptrdiff_t Filled(std::size_t width) {
-    return (static_cast<std::ptrdiff_t>(width) + WideGaussian::kBlock - 1) / WideGaussian::kBlock * WideGaussian::kBlock;
+    constexpr std::ptrdiff_t kBlock = WideGaussian::kBlock;
+    return (static_cast<std::ptrdiff_t>(width) + kBlock - 1) / kBlock * kBlock;
 }
 
 /// How a test makes the result: in strips of columns and some rows at a time, as the diffusion asks for them.
@@ -78,20 +81,24 @@ bool SameBits(const std::vector<float>& a, const std::vector<float>& b) {
 
 double LargestDifference(const std::vector<float>& a, const std::vector<double>& b) {
     double largest = 0.0;
-    for (std::size_t i = 0; i < a.size(); ++i) largest = std::max(largest, std::fabs(static_cast<double>(a[i]) - b[i]));
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        largest = std::max(largest, std::fabs(static_cast<double>(a[i]) - b[i]));
+    }
     return largest;
 }
 
 void ExpectNearTheUncutGaussian(const std::vector<float>& plane, std::size_t width, double sigma, double range) {
-    const std::vector<double> exact = PlainlySmoothedUncut({plane.begin(), plane.end()}, width, sigma);
+    const std::vector<double> exact =
+        korvane_reference::SmoothedBothWays({plane.begin(), plane.end()}, PlainUncutGaussian(width, sigma),
+                                            PlainUncutGaussian(plane.size() / width, sigma));
     ASSERT_LE(LargestDifference(Smoothed(plane, width, sigma), exact), kLargestError * range)
         << width << " x " << plane.size() / width << ", sigma " << sigma;
 }
 
 TEST(WideGaussian, IsTheUncutGaussianToAMillionthOfTheRangeInNoise) {
     std::mt19937 random(1);
-    for (const auto& [width, height] : std::vector<std::pair<std::size_t, std::size_t>>{
-             {1, 1}, {1, 2}, {2, 1}, {3, 5}, {7, 40}, {16, 16}, {64, 33}, {100, 90}, {300, 17}, {13, 290}}) {
+    for (const auto& [width, height] :
+         Sizes{{1, 1}, {1, 2}, {2, 1}, {3, 5}, {7, 40}, {16, 16}, {64, 33}, {100, 90}, {300, 17}, {13, 290}}) {
         for (const double sigma : kSigmas) {
             std::vector<float> plane = Noise(random, width * height);
             ExpectNearTheUncutGaussian(plane, width, sigma, 1.0);
@@ -101,14 +108,13 @@ TEST(WideGaussian, IsTheUncutGaussianToAMillionthOfTheRangeInNoise) {
     }
 }
 
-// Along one axis: the response to every single pixel, so that the sum over pixels bounds the error in every image. Along
-// both axes the error is at most that of both together.
+// Along one axis: the response to every single pixel, so that the sum over pixels bounds the error in every image.
+// Along both axes the error is at most that of both together.
 TEST(WideGaussian, IsTheUncutGaussianToAMillionthOfTheRangeOfEveryImage) {
     for (const std::size_t pixels : {1u, 2u, 5u, 18u, 97u, 240u}) {
         for (const double sigma : kSigmas) {
-            // One row for each pixel, in an image of its own width that is constant along the other axis.
             std::vector<double> error(pixels, 0.0);
-            const korvane_reference::PlainUncutGaussian exact(pixels, sigma);
+            const PlainUncutGaussian exact(pixels, sigma);
             for (std::size_t i = 0; i < pixels; ++i) {
                 std::vector<float> line(pixels, 0.0f);
                 line[i] = 1.0f;
@@ -120,7 +126,7 @@ TEST(WideGaussian, IsTheUncutGaussianToAMillionthOfTheRangeOfEveryImage) {
                     error[x] += worse;
                 }
             }
-            // Values lie within half the range of the middle, whose own smoothing is exact but for rounding.
+            // Values lie within half the range around its middle.
             ASSERT_LE(*std::max_element(error.begin(), error.end()) / 2.0, kLargestError / 2.0)
                 << pixels << " pixels, sigma " << sigma;
         }
@@ -156,8 +162,7 @@ TEST(WideGaussian, EqualsThePlainFormBitForBitOverRandomSizesAndSigmas) {
 
 TEST(WideGaussian, EqualsThePlainFormBitForBitInWideAndTallImages) {
     std::mt19937 random(3);
-    for (const auto& [width, height] :
-         std::vector<std::pair<std::size_t, std::size_t>>{{2500, 3}, {1, 1300}, {513, 40}, {1030, 18}, {40, 700}}) {
+    for (const auto& [width, height] : Sizes{{2500, 3}, {1, 1300}, {513, 40}, {1030, 18}, {40, 700}}) {
         for (const double sigma : {2.25, 4.7, 21.0, 90.0}) {
             const std::vector<float> plane = Noise(random, width * height);
             ASSERT_TRUE(SameBits(PlainWideGaussian::Smoothed(plane, width, sigma), Smoothed(plane, width, sigma)))
@@ -170,13 +175,13 @@ TEST(WideGaussian, GivesTheSameBitsWithEveryInstructionSet) {
     std::mt19937 random(4);
     for (const InstructionSet set : {InstructionSet::kBaseline, InstructionSet::kAvx2, InstructionSet::kAvx512}) {
         if (!qvox::RunsHere(set)) continue;
-        for (const auto& [width, height] :
-             std::vector<std::pair<std::size_t, std::size_t>>{{1, 1}, {1, 40}, {40, 1}, {63, 90}, {150, 220}, {600, 35}}) {
+        for (const auto& [width, height] : Sizes{{1, 1}, {1, 40}, {40, 1}, {63, 90}, {150, 220}, {600, 35}}) {
             for (const double sigma : {2.25, 5.0, 12.0, 70.0}) {
                 const std::vector<float> plane = Noise(random, width * height);
                 Way way;
                 way.set = set;
-                ASSERT_TRUE(SameBits(PlainWideGaussian::Smoothed(plane, width, sigma), Smoothed(plane, width, sigma, way)))
+                const std::vector<float> expected = PlainWideGaussian::Smoothed(plane, width, sigma);
+                ASSERT_TRUE(SameBits(expected, Smoothed(plane, width, sigma, way)))
                     << width << " x " << height << ", sigma " << sigma << ", variant " << static_cast<int>(set);
             }
         }
@@ -198,7 +203,7 @@ qvox::PartRunner OnThreads(std::size_t threads) {
 
 TEST(WideGaussian, GivesTheSameBitsForAnyNumberOfThreadsAndStrips) {
     std::mt19937 random(5);
-    for (const auto& [width, height] : std::vector<std::pair<std::size_t, std::size_t>>{{1500, 300}, {280, 211}, {3, 700}}) {
+    for (const auto& [width, height] : Sizes{{1500, 300}, {280, 211}, {3, 700}}) {
         for (const double sigma : {3.0, 21.0}) {
             const std::vector<float> plane = Noise(random, width * height);
             const std::vector<float> expected = Smoothed(plane, width, sigma);

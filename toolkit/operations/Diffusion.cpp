@@ -22,8 +22,7 @@ namespace {
 
 constexpr double kGreyRange = 65535.0;
 constexpr float kLargestSigmaPx = 1e5f;
-// Of the direct sum, in sigma: the pixels beyond it hold less than 1.2e-7 of the Gaussian.
-constexpr double kDirectReach = 5.3;
+// From here on the wide Gaussian takes less time than the direct sum.
 constexpr double kWideFromSigmaPx = 3.5;
 // What each early start of a sweep may change a voxel by in all iterations together, in grey levels. There are three:
 // from below, and from both sides of a strip.
@@ -45,12 +44,11 @@ void CheckArguments(const VoxelImage<std::uint16_t>& image, float sigmaPx, float
     if (!(timeStep >= 0.0f) || !std::isfinite(timeStep)) fail("time step must be a number and not negative", timeStep);
 }
 
-// The Gaussian of a step, one of two: a direct sum, whose cost grows with sigma, or the wide Gaussian from the sigma on at
-// which it takes less time.
+// The Gaussian of a step: a direct sum, whose cost grows with sigma, or the wide Gaussian.
 struct PreSmoothing {
     PreSmoothing(const WideGaussian::Sizes& sizes, double sigmaPx, InstructionSet set) {
         if (sigmaPx < kWideFromSigmaPx) {
-            weights = GaussianWeights(sigmaPx, static_cast<std::size_t>(std::ceil(kDirectReach * sigmaPx)));
+            weights = NearlyUncutGaussianWeights(sigmaPx);
         } else {
             wide.emplace(sizes, sigmaPx, set);
         }
@@ -130,7 +128,7 @@ struct Strip {
     std::ptrdiff_t endOwn;
 };
 
-// Strips overlap by what is too near to their sides: there the Gaussian would miss voxels, and the solution along the
+// Strips overlap by what is too near to their sides: there a direct sum would miss voxels, and the solution along the
 // rows feels where it was begun. Where that is much of a strip, one strip is all of the plane.
 std::vector<Strip> StripsFor(std::ptrdiff_t width, std::ptrdiff_t radius, float timeStep, std::uint64_t iterations) {
     const std::ptrdiff_t most = kStripColumns / 8;

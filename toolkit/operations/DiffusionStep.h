@@ -28,8 +28,8 @@ struct StepPlan {
     std::ptrdiff_t planeStride = 0;
     std::ptrdiff_t stride = 0;
     std::ptrdiff_t lineStride = 0;
-    /// The Gaussian: rows of a WideGaussian that was prepared, or, where there is none, a direct sum with the weights at
-    /// distance 0 .. radius.
+    /// The Gaussian: rows of a WideGaussian that was prepared, or, where there is none, a direct sum with the weights
+    /// at distance 0 .. radius.
     const wide_gaussian::Plan* wide = nullptr;
     wide_gaussian::Strip* wideStrip = nullptr;
     wide_gaussian::ExpandRows expandRows = nullptr;

@@ -17,13 +17,13 @@ constexpr double kLeastWideSigmaPx = wide_gaussian::kLeastSigmaPx;
 ///
 /// The plane is reduced to cells of about 0.45 sigma and smoothed there; WideGaussianRows interpolates between them the
 /// rows that a caller asks for. The windows are those of operations/WideGaussianTables.h. From the Gaussian in double
-/// precision, sampled at whole pixels, not cut and of sum 1, the result is off by at most 1e-6 of the range of any image;
-/// tests hold it to that from sigma 2.25 to 500.
+/// precision, sampled at whole pixels, not cut and of sum 1, the result is off by at most 1e-6 of the range of any
+/// image; tests hold it to that from sigma 2.25 to 500.
 ///
-/// Border: the image goes on as its mirror image, the border pixel repeated, as often as the Gaussian reaches. Every sum
-/// is one of single-precision operations in a fixed order (tests/reference/PlainWideGaussian.h), so the bits depend
-/// neither on the processor nor on what runs the parts. Cost per pixel: 14 multiplications and additions, and a rest that
-/// is proportional to 1 / sigma. Memory: 25 / sigma^2 floats per pixel, and some rows.
+/// Border: the image goes on as its mirror image, the border pixel repeated, as often as the Gaussian reaches. Every
+/// sum is one of single-precision operations in a fixed order (tests/reference/PlainWideGaussian.h), so the bits depend
+/// neither on the processor nor on what runs the parts. Cost per pixel: 14 multiplications and additions, and a rest
+/// that is proportional to 1 / sigma. Memory: 5 / sigma^2 floats per pixel, and some rows.
 class WideGaussian {
 public:
     struct Sizes {

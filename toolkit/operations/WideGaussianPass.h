@@ -7,6 +7,10 @@ namespace qvox::wide_gaussian {
 
 /// Columns that are turned into rows together, and unit that rows are filled up to.
 constexpr std::ptrdiff_t kBlock = 16;
+/// Cells that a pixel is connected with: its own and three on either side.
+constexpr std::ptrdiff_t kReach = 7;
+/// Floats from one pixel's weights to the next one's.
+constexpr std::ptrdiff_t kWeightStride = 8;
 /// Rows of cells that are summed at a time: the reach of a pixel, a power of two.
 constexpr std::ptrdiff_t kSumRing = 8;
 /// Lines along y that are smoothed together.
@@ -40,11 +44,11 @@ struct Plan {
 struct Band {
     std::ptrdiff_t firstCell = 0;  // of a block
     std::ptrdiff_t endCell = 0;
-    std::ptrdiff_t stride = 0;     // of the rows of sums and block
-    float* sums = nullptr;         // kSumRing rows of the plane's width, filled up
-    float* block = nullptr;        // kBlock rows of it
-    float* turned = nullptr;       // kBlock floats for each pixel of the width, filled up
-    float* cells = nullptr;        // kBlock floats for each cell along x
+    std::ptrdiff_t stride = 0;  // of the rows of sums and block
+    float* sums = nullptr;      // kSumRing rows of the plane's width, filled up
+    float* block = nullptr;     // kBlock rows of it
+    float* turned = nullptr;    // kBlock floats for each pixel of the width, filled up
+    float* cells = nullptr;     // kBlock floats for each cell along x
 };
 
 /// Columns of the plane for which rows are made from the coarse plane, downwards, and memory of its own.
@@ -59,7 +63,7 @@ struct Strip {
     float* turned = nullptr;      // kBlock floats for each column, filled up
     float* cells = nullptr;       // kBlock floats for each cell along x
     std::ptrdiff_t lineStride = 0;
-    float* lines = nullptr;       // kLines times kBlock floats, with the radius along y on both sides
+    float* lines = nullptr;  // kLines times kBlock floats, with the radius along y on both sides
 };
 
 /// Rows at most that are asked for at a time.
@@ -67,8 +71,8 @@ constexpr std::ptrdiff_t kMostRows = 18;
 
 /// Reduces the plane to the cells of a band; the bands in any order.
 using ReduceBand = void (*)(const Plan& plan, const Band& band, const float* plane);
-/// The rows [first, first + count) of the smoothed plane; out[i] gets the strip's columns of row first + i. Whole blocks
-/// are written. All bands have been reduced before, and rows further down follow only.
+/// The rows [first, first + count) of the smoothed plane; out[i] gets the strip's columns of row first + i. Whole
+/// blocks are written. All bands have been reduced before, and rows further down follow only.
 using ExpandRows = void (*)(const Plan& plan, Strip& strip, std::ptrdiff_t first, std::ptrdiff_t count,
                             float* const* out);
 

@@ -1,12 +1,11 @@
 // The passes of the wide Gaussian. Included once per instruction set by WideGaussianBaseline.cpp, WideGaussianAvx2.cpp
-// and WideGaussianAvx512.cpp, which set KORVANE_GAUSSIAN_LANES. Everything here has internal linkage and nothing from the
-// standard library is called: a function compiled for a newer processor must not be the one that the linker keeps for
-// all.
+// and WideGaussianAvx512.cpp, which set KORVANE_GAUSSIAN_LANES. Everything here has internal linkage and nothing from
+// the standard library is called: a function compiled for a newer processor must not be the one that the linker keeps
+// for all.
 
 #include <emmintrin.h>
 
 #include "operations/WideGaussianPass.h"
-#include "operations/WideGaussianTables.h"
 
 #define KORVANE_INLINE inline __attribute__((always_inline))
 // Arrays of vectors stay in registers only where their loops are unrolled.
@@ -219,8 +218,9 @@ KORVANE_INLINE void ReduceAcross(const Plan& plan, const Band& band, float* coar
     const std::ptrdiff_t first = Smaller(axis.radius, axis.cells);
     const std::ptrdiff_t end = axis.cells - axis.radius > first ? axis.cells - axis.radius : first;
     for (std::ptrdiff_t cell = 0; cell < first; ++cell) nearBorder(cell);
-    Smooth(axis, [=](std::ptrdiff_t k) { return cells + (first + k) * kBlock; }, coarse + first * kBlock,
-           (end - first) * kBlock);
+    Smooth(
+        axis, [=](std::ptrdiff_t k) { return cells + (first + k) * kBlock; }, coarse + first * kBlock,
+        (end - first) * kBlock);
     for (std::ptrdiff_t cell = end; cell < axis.cells; ++cell) nearBorder(cell);
 }
 
@@ -262,7 +262,8 @@ KORVANE_INLINE void SmoothDown(const Plan& plan, const Strip& strip, std::ptrdif
         for (std::ptrdiff_t i = 0; i < count; ++i) FillLine(plan, block, x + i, strip.lines + i * strip.lineStride);
         for (std::ptrdiff_t i = 0; i < count; ++i) {
             const float* line = strip.lines + i * strip.lineStride;
-            Smooth(plan.y, [line](std::ptrdiff_t k) { return line + k; }, strip.cells + (x + i) * kBlock, kBlock);
+            Smooth(
+                plan.y, [line](std::ptrdiff_t k) { return line + k; }, strip.cells + (x + i) * kBlock, kBlock);
         }
     }
 }

@@ -71,10 +71,10 @@ double Cosine(double x) {
 std::vector<float> MiddleFilter(std::ptrdiff_t cells, double sigmaCells) {
     // All mirror images of a single cell are alike. With more, sigma is below 4.5 cells.
     if (cells == 1) return {1.0f};
-    constexpr std::size_t kQuarter = std::size_t{2} * kFrequencies;  // of the table: cos(pi i / kQuarter), i to the half
-    std::vector<double> cosines(kQuarter + 1);
-    for (std::size_t i = 0; i <= kQuarter; ++i) {
-        cosines[i] = Cosine(kPi * static_cast<double>(i) / static_cast<double>(kQuarter));
+    constexpr std::size_t kHalfTurn = std::size_t{2} * kFrequencies;
+    std::vector<double> cosines(kHalfTurn + 1);  // of pi i / kHalfTurn
+    for (std::size_t i = 0; i <= kHalfTurn; ++i) {
+        cosines[i] = Cosine(kPi * static_cast<double>(i) / static_cast<double>(kHalfTurn));
     }
     std::vector<double> response(kFrequencies);
     for (std::size_t q = 0; q < response.size(); ++q) {
@@ -87,8 +87,8 @@ std::vector<float> MiddleFilter(std::ptrdiff_t cells, double sigmaCells) {
     double total = 0.0;
     for (std::size_t k = 0; k <= radius; ++k) {
         for (std::size_t q = 0; q < response.size(); ++q) {
-            const std::size_t at = k * (2 * q + 1) % (2 * kQuarter);
-            values[k] += response[q] * cosines[at <= kQuarter ? at : 2 * kQuarter - at];
+            const std::size_t at = k * (2 * q + 1) % (2 * kHalfTurn);
+            values[k] += response[q] * cosines[at <= kHalfTurn ? at : 2 * kHalfTurn - at];
         }
         total += k == 0 ? values[k] : 2.0 * values[k];
     }
@@ -166,8 +166,8 @@ AxisTables MakeAxisTables(std::ptrdiff_t pixels, double sigmaPx) {
     const double most = static_cast<double>(pixels) / (kCellPerSigma * sigmaPx);
     axis.cells = std::clamp(static_cast<std::ptrdiff_t>(std::ceil(most)), std::ptrdiff_t{1}, pixels);
     for (std::ptrdiff_t cell = 0; cell <= axis.cells; ++cell) {
-        const std::ptrdiff_t first = CeilDivided(std::max<std::ptrdiff_t>(2 * pixels * cell - axis.cells, 0), 2 * axis.cells);
-        axis.firstPixel.push_back(static_cast<std::int32_t>(first));
+        const std::ptrdiff_t before = std::max<std::ptrdiff_t>(2 * pixels * cell - axis.cells, 0);
+        axis.firstPixel.push_back(static_cast<std::int32_t>(CeilDivided(before, 2 * axis.cells)));
     }
     FillWeights(FoldedWindow(axis), axis);
     FillWeightsByCell(axis);

@@ -4,12 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace qvox::wide_gaussian {
+#include "operations/WideGaussianPass.h"
 
-/// Cells that a pixel is connected with: its own and three on either side.
-constexpr std::ptrdiff_t kReach = 7;
-/// Floats from one pixel's weights to the next one's.
-constexpr std::ptrdiff_t kWeightStride = 8;
+namespace qvox::wide_gaussian {
 
 /// A Gaussian along one axis, cut into three: the axis is reduced to few cells of equal length, the cells are smoothed,
 /// and every pixel is interpolated between them.
@@ -33,19 +30,21 @@ struct AxisTables {
     /// the cells of a pixel.
     std::vector<float> reduce;
     std::vector<float> expand;
-    /// The weights of `reduce` once more, cell by cell: those of all pixels in the cells j - 3 .. j + 3 follow each other
-    /// from place firstWeight[j] on.
+    /// The weights of `reduce` once more, cell by cell: those of all pixels in the cells j - 3 .. j + 3 follow each
+    /// other from place firstWeight[j] on.
     std::vector<std::int32_t> firstWeight;
     std::vector<float> reduceByCell;
     /// Weights at distance 0 .. radius, in cells.
     std::vector<float> middle;
 };
 
-/// The cells are as long as whole ones can be and at most kCellsPerSigma sigma. The tables are made in double precision
-/// without the C library's functions, whose last bit may differ between processors. `pixels`: 1 or more.
-/// `sigmaPx`: kLeastSigmaPx or more, so that no cell is shorter than a pixel.
+/// Largest length of a cell, in sigma. With longer ones less of the Gaussian's band would be kept.
 constexpr double kCellPerSigma = 0.45;
+/// Least sigma: no cell is shorter than a pixel.
 constexpr double kLeastSigmaPx = 2.25;
+
+/// The fewest cells that are not longer than that. Made in double precision without the C library's functions, whose
+/// last bit may differ between processors. `pixels`: 1 or more. `sigmaPx`: kLeastSigmaPx or more.
 AxisTables MakeAxisTables(std::ptrdiff_t pixels, double sigmaPx);
 
 }  // namespace qvox::wide_gaussian
