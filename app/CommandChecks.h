@@ -3,14 +3,14 @@
 #include <cstddef>
 #include <string_view>
 
-// What must hold for rows of commands. The compiler checks it for the program's own.
+// The rules for rows of commands. The compiler checks it for the program's own.
 
 namespace Korvane {
 
 constexpr int kFirstCommandId = 20001;
 constexpr int kLastCommandId = 20999;
 
-/// The key that an entry's text names: what follows the tab; empty without one.
+/// The key that an entry's text names after the tab; empty without one.
 constexpr std::string_view KeyInText(std::string_view text) {
     const std::size_t tab = text.find('\t');
     return tab == std::string_view::npos ? std::string_view() : text.substr(tab + 1);

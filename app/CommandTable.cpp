@@ -51,7 +51,7 @@ std::vector<wxEventTableEntry> MakeEntries() {
     AddEntry(entries, wxEVT_MOUSEWHEEL, wxID_ANY, &MainFrame::OnMouseWheel);
     AddEntry(entries, wxEVT_CHAR, wxID_ANY, &MainFrame::OnChar);
     AddEntry(entries, wxEVT_CLOSE_WINDOW, wxID_ANY, &MainFrame::OnClose);
-    // One way in for every command: what must hold around a command is said once, in OnCommand.
+    // One entry point for every command: the rules around a command are stated once, in OnCommand.
     std::array<int, kCommandCount> ids{};
     for (const Command& command : kCommands) ids[command.eventOrder - 1] = command.id;
     for (const int id : ids) AddEntry(entries, wxEVT_MENU, id, &MainFrame::OnCommand);

@@ -8,7 +8,7 @@ class wxProgressDialog;
 
 namespace Korvane {
 
-/// What the progress dialog says while a stage of an image runs.
+/// The text of the progress dialog while a stage of an image runs.
 std::string ProgressMessage(DetectionStage stage, int imageNumber);
 
 /// Shows the stages of detection in a progress dialog and writes the trace to standard output.

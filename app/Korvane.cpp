@@ -33,7 +33,7 @@ public:
         return true;
     }
 
-    // The second net: every command has its own guard.
+    // The last resort: every command has its own guard.
     bool OnExceptionInMainLoop() override {
         wxLogError("%s", "Something failed! (" + ExceptionText(std::current_exception()) + ")");
         return true;
@@ -70,7 +70,7 @@ private:
 
 int main(int argc, char** argv) {
     qvox::OpenStandardStreams();
-    // Beyond a limit on the size of files a write shall fail and be told of; the signal would end the program and lose
+    // Beyond a limit on the size of files a write shall fail and be reported; the signal would end the program and lose
     // what is not saved.
     std::signal(SIGXFSZ, SIG_IGN);
     // The file names are kept as the bytes they are: the toolkit decodes them by the locale, which may know no UTF-8.

@@ -10,6 +10,7 @@
 
 #include "AnalysisParameters.h"
 #include "CanvasOwner.h"
+#include "ImageWarnings.h"
 #include "LabelEditing.h"
 #include "PositionStore.h"
 #include "ResultFiles.h"
@@ -26,7 +27,7 @@ class MainFrame final : public wxFrame, public CanvasOwner {
 public:
     MainFrame();
 
-    // What comes from elsewhere than a command.
+    // Calls that come from elsewhere than a command.
 
     /// Opens these files, and the images of these folders (see ListImages), in place of all positions, after the
     /// question that opening asks; nothing while a command runs.
@@ -35,7 +36,7 @@ public:
     /// Does something once, after the window was painted for the first time.
     void OnFirstPaint(std::function<void()> work) { afterFirstPaint_ = std::move(work); }
 
-    // The way in of every event (see CommandTable.h).
+    // The entry point of every event (see CommandTable.h).
 
     void OnFocus(wxFocusEvent&) {}
     void OnCommand(wxCommandEvent& event);
@@ -51,8 +52,8 @@ public:
     void OnSaveResults(wxCommandEvent&);
     void OnSaveResultsTo(wxCommandEvent&);
     void OnExportTable(wxCommandEvent&);
-    void OnExportPictures(wxCommandEvent&);
-    void OnExportPicturesTo(wxCommandEvent&);
+    void OnExportImages(wxCommandEvent&);
+    void OnExportImagesTo(wxCommandEvent&);
     void OnQuit(wxCommandEvent&);
     void LoadSegmentationResults(const ChosenFolder& folder);
     void SaveSegmentationResults(const ChosenFolder& folder);
@@ -94,7 +95,7 @@ public:
     // Help: both entries come here.
     void OnHelp(wxCommandEvent& event);
 
-    // What the canvas asks and tells.
+    // Queries and notifications of the canvas.
 
     CanvasState StateOfCanvas() const override;
     const std::vector<LabelAnchor>& NumberAnchors() override;
@@ -120,7 +121,7 @@ private:
     static const wxEventTable kEventTable;
     static wxEventHashTable eventHashTable_;
 
-    /// Runs work that a person asked for, alone: not while other work runs, told to the person when it fails.
+    /// Runs work that a person asked for, alone: not while other work runs; a failure is reported to the person.
     void RunAlone(const std::function<void()>& work);
     void OnCharHook(wxKeyEvent& event);
     void OnIdle(wxIdleEvent& event);
@@ -140,7 +141,7 @@ private:
     void FitToPosition();
     void KeepOnScreen();
     void PointCanvasAt(std::size_t index);
-    void ExportPicture(std::size_t index, const wxString& file);
+    void ExportOverlay(std::size_t index, const wxString& file);
     ChosenFolder AskForFolder(const wxString& title);
 
     EditedPosition Edited();
@@ -149,6 +150,7 @@ private:
     void CountAgain();
 
     void RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body);
+    void RunDetection(int range, const std::function<void(wxProgressDialog&)>& body);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
     void AnalyseEach(const std::function<void(std::size_t)>& analyse);
@@ -160,6 +162,7 @@ private:
     bool onlyContours_ = true;
     bool labelNumbers_ = false;
     AnalysisParameters parameters_;
+    GatheredWarnings tooSmall_;  ///< of the detection that runs: images that are no larger than one object may be
     int zoomLevel_ = 0;
     std::vector<LabelAnchor> anchors_;  ///< of the census' version below
     std::optional<std::uint64_t> anchorsVersion_;

@@ -93,6 +93,13 @@ void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
     SwitchTo(remembered);
 }
 
+void MainFrame::RunDetection(int range, const std::function<void(wxProgressDialog&)>& body) {
+    tooSmall_ = {};
+    RunAnalysis(kDetectionMessage, range, body);
+    const wxString warning = tooSmall_.Text();
+    if (!warning.empty()) wxLogWarning("%s", warning);
+}
+
 void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
     const qvox::VoxelImage<float>& image = store_.images[index];
     try {
@@ -101,6 +108,7 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
         qvox::LabelImage result(store_.labelImages[index]);
         DetectionProgress observer(progress);
         DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
+        tooSmall_.Add(store_.paths[index], AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
         store_.labelImages[index].Swap(result);
     } catch (...) {
         FailFor("detect the exosomes in", index, store_.paths[index]);
@@ -126,13 +134,13 @@ void MainFrame::SegmentPosition(std::size_t index) {
 }
 
 void MainFrame::OnDetectCurrent(wxCommandEvent&) {
-    RunAnalysis(kDetectionMessage, kProgressStepsPerPosition + 1,
-                [this](wxProgressDialog& progress) { DetectPosition(store_.current, progress); });
+    RunDetection(kProgressStepsPerPosition + 1,
+                 [this](wxProgressDialog& progress) { DetectPosition(store_.current, progress); });
 }
 
 void MainFrame::OnDetectEmpty(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+    RunDetection(count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach([&](std::size_t i) {
             if (CountLabels(store_, i) != 0) {
                 progress.SetRange(progress.GetRange() - kProgressStepsPerPosition);
@@ -145,7 +153,7 @@ void MainFrame::OnDetectEmpty(wxCommandEvent&) {
 
 void MainFrame::OnDetectAll(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+    RunDetection(count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach([&](std::size_t i) { DetectPosition(i, progress); });
     });
 }

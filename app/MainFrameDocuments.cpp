@@ -11,6 +11,7 @@
 #include "FailureText.h"
 #include "ImageList.h"
 #include "ImageLoading.h"
+#include "ImageWarnings.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
 #include "OverlayDrawing.h"
@@ -29,7 +30,7 @@ const char* const kOpenQuestion =
     "After selecting new images, all unsaved results will be irretrievably lost!\nDo you really want to continue?";
 const char* const kLoadQuestion = "All unsaved results will be irretrievably lost!\nDo you really want to continue?";
 
-/// Does one position's part of a file task; a failure is told and the others go on.
+/// Does one position's part of a file task; a failure is reported and the others go on.
 template <typename Work>
 bool DoFileTask(FileTask task, const wxString& name, Work work) {
     try {
@@ -49,13 +50,18 @@ std::vector<wxString> FilesOf(const PositionStore& store, const ChosenFolder& fo
     return files;
 }
 
-/// False, and told, when two positions would share a file, as those of one name in two folders do in a chosen one.
+/// False, and reported, when two positions would share a file, as those of one name in two folders do in a chosen one.
 bool HaveOwnFiles(const PositionStore& store, const std::vector<wxString>& files, FileUse use, const wxString& task) {
     const wxString shared = SharedFileText(store.paths, files, use);
     if (shared.empty()) return true;
     wxLogError("%s", "Cannot " + task + "! (" + shared + ". Nothing was " +
                          (use == FileUse::kWrite ? "written." : "loaded.") + ")");
     return false;
+}
+
+void WarnOf(const GatheredWarnings& warnings) {
+    const wxString text = warnings.Text();
+    if (!text.empty()) wxLogWarning("%s", text);
 }
 
 /// One warning that names the positions whose sizes in the table are not in nanometres.
@@ -93,11 +99,13 @@ void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
         for (const wxString& path : paths) named.push_back(PathBytes(path));
         // A folder's images are looked for before anything is asked: without any there is nothing to ask.
         std::vector<wxString> images;
-        for (const std::string& image : ListImages(named).images) images.push_back(PathText(image));
+        const ImageListing listing = ListImages(named);
+        for (const std::string& image : listing.images) images.push_back(PathText(image));
         if (images.empty()) return;
         if (HasPositions() && !Confirm(kOpenQuestion)) return;
         const DisabledScope disabled(*this);
         ReplacePositions(images);
+        if (listing.products > 0) SetStatusText(ProductsText(listing.products) + " left out");
     });
 }
 
@@ -107,9 +115,15 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
     LabelsReplaced(editing_);
     canvas_->SetImages(nullptr, nullptr);
     RemoveAllPositions(store_);
+    SetStatusText(wxEmptyString);
+    GatheredWarnings doubtful;
     for (const wxString& path : paths) {
-        DoFileTask(FileTask::kLoadInput, path, [&] { AppendPosition(store_, LoadPosition(path)); });
+        DoFileTask(FileTask::kLoadInput, path, [&] {
+            AppendPosition(store_, LoadPosition(path));
+            doubtful.Add(path, PixelSizeWarning(store_.images.back().Resolution()));
+        });
     }
+    WarnOf(doubtful);
     if (HasPositions()) {
         store_.currentLabel = 1;
         store_.current = 0;
@@ -197,6 +211,7 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
     if (dialog.ShowModal() != wxID_OK) return;
     std::vector<wxString> rows;
     std::vector<wxString> uncalibrated;
+    GatheredWarnings broken;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         const wxString name = FileNameOf(store_.paths[i]);
         // One that cannot be measured, having more objects than can be told apart, costs its own rows only.
@@ -205,28 +220,30 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
             const qvox::PixelResolution& resolution = store_.labelImages[i].Resolution();
             const bool calibrated = resolution.x > 0.0f && resolution.y > 0.0f;
             if (!calibrated && !measured.empty()) uncalibrated.push_back(name);
+            if (!measured.empty()) broken.Add(store_.paths[i], BrokenRowsWarning(store_.paths[i]));
             rows.insert(rows.end(), measured.begin(), measured.end());
         });
     }
     WriteMeasurementTable(MeasurementTablePath(dialog.GetPath()), rows);
     WarnOfUncalibrated(uncalibrated);
+    WarnOf(broken);
 }
 
-void MainFrame::OnExportPictures(wxCommandEvent&) { ImageExport(std::nullopt); }
+void MainFrame::OnExportImages(wxCommandEvent&) { ImageExport(std::nullopt); }
 
-void MainFrame::OnExportPicturesTo(wxCommandEvent&) {
+void MainFrame::OnExportImagesTo(wxCommandEvent&) {
     if (const ChosenFolder folder = AskForFolder("Export image results to...")) ImageExport(folder);
 }
 
-void MainFrame::ExportPicture(std::size_t index, const wxString& file) {
+void MainFrame::ExportOverlay(std::size_t index, const wxString& file) {
     const qvox::LabelImage& labels = store_.labelImages[index];
     CanvasState state = StateOfCanvas();
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
     if (index != store_.current) state.editing = nullptr;
-    ColourPicture picture = PaintPosition(store_.images[index], labels, state.style);
+    ColourPicture image = PaintPosition(store_.images[index], labels, state.style);
     OverlayDrawing overlay;
-    overlay.Draw(picture, labels, LabelAnchors(labels), state, OverlayPort());
-    qvox::SaveImageFile(PathBytes(file), picture);
+    overlay.Draw(image, labels, LabelAnchors(labels), state, OverlayPort());
+    qvox::SaveImageFile(PathBytes(file), image);
 }
 
 void MainFrame::ImageExport(const ChosenFolder& folder) {
@@ -235,7 +252,7 @@ void MainFrame::ImageExport(const ChosenFolder& folder) {
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "export the image results")) return;
     const wxBusyInfo busy("Exporting image results...", this);
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportPicture(i, files[i]); });
+        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportOverlay(i, files[i]); });
     }
 }
 

@@ -7,27 +7,23 @@
 #include "CommandTable.h"
 #include "ControlsDialog.h"
 #include "MainFrame.h"
+#include "ManualPlace.h"
 #include "ProgramIcon.h"
 
 namespace Korvane {
-
-namespace {
-
-/// The address of the manual that lies beside the program; empty where there is none.
-wxString ManualAddress() {
-    wxFileName manual(wxFileName(wxStandardPaths::Get().GetExecutablePath()).GetPath() + "/../" KORVANE_MANUAL);
-    if (!manual.Normalize(wxPATH_NORM_DOTS) || !manual.FileExists()) return wxEmptyString;
-    return wxFileSystem::FileNameToURL(manual);
-}
-
-}  // namespace
 
 void MainFrame::OnHelp(wxCommandEvent& event) {
     if (event.GetId() == kAbout) {
         wxAboutDialogInfo about;
         about.SetName(wxString("TEM Korvane (Built ") + BuildDate() + ")");
         // There is no page on the web, and an address that leads nowhere helps nobody: the manual is the page.
-        if (const wxString manual = ManualAddress(); !manual.empty()) about.SetWebSite(manual, "Manual");
+        const wxFileName program(wxStandardPaths::Get().GetExecutablePath());
+        const ManualPlace manual = FindManual(program.GetPath());
+        if (!manual.page.empty()) {
+            about.SetWebSite(wxFileSystem::FileNameToURL(manual.page), "Manual");
+        } else if (!manual.text.empty()) {
+            about.SetDescription("The manual is " + manual.text);
+        }
         about.SetCopyright("Made by the Korvane developers");
         about.SetIcon(ProgramIcons().GetIcon(wxSize(64, 64)));
         wxAboutBox(about, this);

@@ -16,7 +16,7 @@ namespace Korvane {
 namespace {
 
 ImageFailure Failure(const ImageFiles& files, const wxString& cause) {
-    return {"Cannot calibrate '" + files.input + "'! (" + cause + ")"};
+    return {{"Cannot calibrate '" + files.input + "'! (" + cause + ")"}};
 }
 
 void RequireReplaceable(const ImageJob& job, const CalibrateOptions& options, const qvox::ImageFileInfo& info,

@@ -11,16 +11,16 @@ namespace Korvane {
 /// True when both axes have this many pixels per micrometre, to 1e-6 of it.
 bool HasPixelSize(const qvox::PixelResolution& resolution, float pixelsPerUm);
 
-/// What a copy changes of its image.
+/// The changes of a copy against its image.
 struct CopyChanges {
     std::optional<float> pixelsPerUm;  ///< in x and y; none: as the image has it
     qvox::ReadOptions reading;         ///< which page, and what becomes of colours
 };
 
-/// Writes what LoadImageFile reads of `from` to `to`, with the same planes, voxels, offset and description. `type` is
-/// the voxel type to read it as: what the probe says of `from`, or of a colour picture what GreyTypeOf says. Throws
-/// UnsupportedPixelType for other types than 8-bit, 16-bit and float grey, ToolkitError, std::bad_alloc; `to` is then
-/// as it was.
+/// Writes the image that LoadImageFile reads of `from` to `to`, with the same planes, voxels, offset and description.
+/// `type` is the voxel type to read it as: what the probe says of `from`, or GreyTypeOf of a colour image.
+/// Throws UnsupportedPixelType for other types than 8-bit, 16-bit and float grey, ToolkitError, std::bad_alloc; `to` is
+/// then as it was.
 void WriteCopy(const std::string& from, const std::string& to, qvox::VoxelType type, const CopyChanges& changes);
 
 }  // namespace Korvane

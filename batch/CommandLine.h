@@ -8,14 +8,14 @@
 
 namespace Korvane {
 
-/// A command line understood, or a text to print in its place (help, version).
+/// A parsed command line, or a text to print in its place (help, version).
 struct CommandLine {
     std::string command;                  ///< the word; empty for an answer
     std::unique_ptr<ParsedCommand> task;  ///< none for an answer
     std::string answer;
 };
 
-/// Understands the arguments after the program's name. Throws UsageError with a sentence that names the option.
+/// Parses the arguments after the program's name. Throws UsageError with a sentence that names the option.
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments);
 
 }  // namespace Korvane

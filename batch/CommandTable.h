@@ -26,8 +26,7 @@ struct Streams {
 class ParsedCommand {
 public:
     virtual ~ParsedCommand() = default;
-    /// Does what was asked for and returns the exit status. Throws UsageError before any work when it cannot be done as
-    /// asked.
+    /// Runs the command and returns the exit status. Throws UsageError before any work when it cannot be done as asked.
     virtual int Run(const Streams& streams) const = 0;
 };
 

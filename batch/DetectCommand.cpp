@@ -21,7 +21,10 @@ int RunDetect(const DetectOptions& options, const Streams& streams) {
     maker.command = "detect";
     maker.verb = "detect the exosomes in";
     maker.prepare = [&options](ImageJob& job, Position& position) {
-        job.Warn(AreaLimitWarning(position.image.VoxelCount(), position.image.Resolution().x, options.parameters));
+        const qvox::VoxelImage<float>& image = position.image;
+        // A stack is refused whatever its sizes.
+        if (image.SizeZ() > 1) return true;
+        job.Warn(AreaLimitWarning(image.VoxelCount(), image.Resolution().x, options.parameters));
         return true;
     };
     maker.analyse = [&options](Position& position, DetectionObserver& observer) {

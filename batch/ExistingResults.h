@@ -4,12 +4,10 @@
 
 namespace Korvane {
 
-/// What a record that differs from what is asked for means to an image whose labels are kept.
-enum class RecordCheck { kWarn, kStrict };
-
-/// Compares how the labels that are there were made with what the run would do now: command, parameters, pixel size,
-/// and whether image and labels are still those of the record. Tells a difference in a warning; with kStrict throws
-/// ImageFailure, also for labels of which nothing is recorded.
-void CompareWithRecord(ImageJob& job, RecordCheck check);
+/// Compares how the labels that are there were made with what the run would do now: command, page, parameters, pixel
+/// size, and whether image, labels and the file that they would be made from (`start`, where it was imported) are still
+/// those of the record. Reports a difference in a warning; with kStrict throws ImageFailure, also for labels of which
+/// nothing is recorded.
+void CompareWithRecord(ImageJob& job, RecordCheck check, const LabelStart& start = {});
 
 }  // namespace Korvane

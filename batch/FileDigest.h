@@ -6,7 +6,7 @@
 
 namespace Korvane {
 
-/// What a file was: enough to tell later whether it still is.
+/// The state of a file: enough to tell later whether it is still the same.
 struct FileDigest {
     std::uint64_t bytes = 0;
     std::int64_t modifiedNs = 0;  ///< since 1970

@@ -22,14 +22,21 @@ std::optional<FileDigest> DigestIfReadable(const wxString& path) {
     }
 }
 
+void NoteStart(RecordEntry& entry, const LabelStart& start) {
+    if (start.kind == LabelStart::Kind::kNone) return;
+    const std::optional<FileDigest> digest = DigestIfReadable(start.path);
+    if (start.kind == LabelStart::Kind::kSeeds) entry.seeds = digest;
+    if (start.kind == LabelStart::Kind::kImported && digest) entry.imported = {start.path.utf8_string(), *digest};
+}
+
 /// Labels that were made have their entry already; what became of the others is said here.
 void RecordFailure(ImageJob& job) {
     const ImageOutcome& outcome = job.Outcome();
     if (job.Recorder() == nullptr) return;
     if (outcome.state != ImageState::kFailed && outcome.state != ImageState::kNoLabels) return;
     RecordEntry entry = job.Recorder()->Entry(job.Files(), outcome);
-    entry.result = outcome.state == ImageState::kFailed ? "failed" : "no seeds";
-    entry.error = outcome.error.utf8_string();
+    entry.result = outcome.state == ImageState::kFailed ? "failed" : job.Recorder()->ResultWithoutStart();
+    entry.error = outcome.error.Lines().utf8_string();
     job.Recorder()->Append(job.Files(), entry);
 }
 
@@ -104,7 +111,7 @@ void ImageJob::TrySettleResolution() {
     }
 }
 
-void ImageJob::KeepLabels(const qvox::LabelImage& labels, const wxString& seeds) {
+void ImageJob::KeepLabels(const qvox::LabelImage& labels, const LabelStart& start) {
     outcome_.objectCount = CountLabels(labels);
     // The entry is written when the labels are, but before they get their name: whenever the run is ended, labels that
     // are there are described, and an entry without its labels describes nothing.
@@ -114,7 +121,7 @@ void ImageJob::KeepLabels(const qvox::LabelImage& labels, const wxString& seeds)
         entry.result = "done";
         entry.objects = outcome_.objectCount;
         entry.input = DigestIfReadable(files_.input);
-        if (!seeds.empty()) entry.seeds = DigestIfReadable(seeds);
+        NoteStart(entry, start);
         entry.output = DigestOf(descriptor);
         Recorder()->Append(files_, entry);
     };
@@ -154,7 +161,7 @@ void ImageJob::MakeRows(const qvox::LabelImage& labels) {
     outcome_.rows = DoFileTask(FileTask::kMeasure, Name(), [&] { return MeasurementRows(files_.input, labels); });
 }
 
-void ImageJob::DrawPicture(const Position& position, LabelStyle style) {
+void ImageJob::PaintOverlay(const Position& position, LabelStyle style) {
     DoFileTask(FileTask::kExportPicture, Name(), [&] {
         qvox::SaveImageFile(PathBytes(files_.picture), PaintPosition(position.image, position.labels, style));
         return 0;
@@ -199,12 +206,12 @@ ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::siz
     } catch (const ImageFailure& failure) {
         outcome.error = failure.text;
     } catch (...) {
-        outcome.error =
+        outcome.error.message =
             "Cannot work on '" + files.input + "'! (" + ExceptionText(std::current_exception(), files.input) + ")";
     }
     // What went wrong with labels that were kept says nothing of how they were made.
     const bool wasSkipped = outcome.state == ImageState::kSkipped;
-    if (!outcome.error.empty()) {
+    if (!outcome.error.message.empty()) {
         outcome.state = ImageState::kFailed;
         progress.Error(outcome.error);
     }

@@ -37,23 +37,30 @@ enum class ImageState {
     kAbandoned,  ///< the run was interrupted meanwhile
 };
 
-/// What is kept of an image when its voxels are released.
+/// The data kept of an image when its voxels are released.
 struct ImageOutcome {
     ImageState state = ImageState::kNotStarted;
     qvox::PixelResolution resolution;  ///< the one used, pixels per micrometre
     wxString resolutionSource;
     std::optional<double> givenPixelSizeNm;  ///< where the run gave it
-    std::uint64_t page = 1;        ///< of the file, from 1
-    bool hasFurtherPages = false;  ///< the file has pages that were not read
+    std::optional<std::uint64_t> page;       ///< of the file, from 1; none before it was looked at
+    bool hasFurtherPages = false;            ///< the file has pages that were not read
     std::size_t objectCount = 0;
     double seconds = 0.0;
-    wxString error;              ///< set when state is kFailed
+    FailureText error;           ///< set when state is kFailed
     std::vector<wxString> rows;  ///< of the measurement table, when one is made
+};
+
+/// The file that labels were made from beside their image, if any.
+struct LabelStart {
+    enum class Kind { kNone, kSeeds, kImported };
+    Kind kind = Kind::kNone;
+    wxString path;
 };
 
 /// A failure that has its text already.
 struct ImageFailure {
-    wxString text;
+    FailureText text;
 };
 
 /// Runs one file task and turns its failure into the task's message.
@@ -62,11 +69,11 @@ auto DoFileTask(FileTask task, const wxString& name, Work work) {
     try {
         return work();
     } catch (...) {
-        throw ImageFailure{FailureMessage(task, name, std::current_exception())};
+        throw ImageFailure{TextOfFailure(task, name, std::current_exception())};
     }
 }
 
-/// The work of one run on one image: what the commands' own work on it is made of. What fails throws ImageFailure.
+/// The work of one run on one image: the steps that the commands' own work is made of. What fails throws ImageFailure.
 class ImageJob {
 public:
     ImageJob(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress)
@@ -87,7 +94,7 @@ public:
     /// Since the work on the image began.
     double Seconds() const;
 
-    /// What the image's file holds; a failure when it is of no type for the analysis.
+    /// The contents of the image's file; a failure when it is of no type for the analysis.
     qvox::ImageFileInfo Inspect();
     /// The same for a file of any type.
     qvox::ImageFileInfo InspectAnyType();
@@ -95,16 +102,15 @@ public:
     Position Load();
     /// Notes the pixel size that holds for the image where its file can be read.
     void TrySettleResolution();
-    /// Writes the labels that were made of the image, and the entry that tells how. `seeds` is the file that they were
-    /// grown from, if any.
-    void KeepLabels(const qvox::LabelImage& labels, const wxString& seeds);
+    /// Writes the labels that were made of the image, and the entry that tells how.
+    void KeepLabels(const qvox::LabelImage& labels, const LabelStart& start);
     /// Reads a result file into labels of the image's sizes and notes the number of objects.
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels);
     /// Measures a result file; of the image itself only the sizes and the pixel size are read.
     LabelsFound MeasureFile(const wxString& from);
     /// The labels' rows of the measurement table, where the run makes one.
     void MakeRows(const qvox::LabelImage& labels);
-    void DrawPicture(const Position& position, LabelStyle style);
+    void PaintOverlay(const Position& position, LabelStyle style);
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
     void Warn(const wxString& text);
@@ -125,7 +131,7 @@ private:
     std::size_t stagesTold_ = 0;
 };
 
-/// Does a run's work on one image and tells what happens; `number` is its place in the run, from 1. Never throws:
+/// Does a run's work on one image and reports its progress; `number` is its place in the run, from 1. Never throws:
 /// a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
 ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress);
 

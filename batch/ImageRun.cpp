@@ -10,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "ImageWarnings.h"
 #include "InputList.h"
 #include "Interrupt.h"
 #include "PathText.h"
@@ -44,18 +45,20 @@ void RequireLabelsFolder(const Places& places) {
     }
 }
 
-/// How the work on each image ended; of nothing else memory is held per image.
+/// How the work on each image ended; nothing else is held per image.
 using States = std::vector<ImageState>;
 
 std::size_t Count(const States& states, ImageState state) {
     return static_cast<std::size_t>(std::count(states.begin(), states.end(), state));
 }
 
-/// What a run without a fault ends with: the bar on a terminal is gone by then.
+/// The last line of a run without a fault: the bar on a terminal is gone by then.
 wxString SummaryLine(const States& states) {
     const std::size_t skipped = Count(states, ImageState::kSkipped);
-    const std::size_t images = states.size();
+    const std::size_t leftOut = Count(states, ImageState::kNoLabels);
+    const std::size_t images = states.size() - leftOut;
     wxString line = wxString::Format("%zu %s done", images, images == 1 ? "image" : "images");
+    if (leftOut > 0) line += wxString::Format(", %zu left out for want of labels", leftOut);
     if (skipped == 0) return line + ".";
     return line + wxString::Format(", %zu of them skipped; --overwrite replaces the files that exist.", skipped);
 }
@@ -72,11 +75,11 @@ int StatusOf(const States& states, Progress& progress) {
     }
     const std::size_t failed = Count(states, ImageState::kFailed);
     if (failed > 0) {
-        progress.Error(wxString::Format("%zu of %zu images failed.", failed, states.size()));
+        progress.Error({wxString::Format("%zu of %zu images failed.", failed, states.size())});
         return kExitSomeFailed;
     }
     if (Count(states, ImageState::kNoLabels) == states.size()) {
-        progress.Error("None of the images has labels to work on.");
+        progress.Error({"None of the images has labels to work on."});
         return kExitSomeFailed;
     }
     return kExitDone;
@@ -92,10 +95,8 @@ TableRun TableRunOf(const States& states) {
 
 void WarnOfBrokenRows(const std::vector<ImageFiles>& images, Progress& progress) {
     for (const ImageFiles& files : images) {
-        if (!BreaksRows(files.input)) continue;
-        progress.Warning("'" + files.input +
-                         "' has a tab or the end of a line in its name: its rows of the table have "
-                         "other columns than the rest. Rename the file.");
+        const wxString warning = BrokenRowsWarning(files.input);
+        if (!warning.empty()) progress.Warning("'" + files.input + "' " + warning);
     }
 }
 
@@ -110,11 +111,11 @@ bool WriteEnd(const ImageRun& run, const States& states, const TablePlace& table
         const wxString failure = table.Write(rows, TableRunOf(states), output);
         if (!failure.empty()) failures.push_back(failure);
     }
-    for (const wxString& failure : failures) progress.Error(failure);
+    for (const wxString& failure : failures) progress.Error({failure});
     return failures.empty();
 }
 
-/// What of the folders and files that were given has not been looked at.
+/// The given folders' files and the pages that were not analysed.
 void TellUnread(const ImageListing& listing, std::size_t withFurtherPages, std::size_t images, Progress& progress) {
     const std::string leftOut = LeftOutText(listing);
     if (!leftOut.empty()) progress.Note(PathText(leftOut));

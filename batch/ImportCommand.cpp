@@ -2,11 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <exception>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
-#include "ExceptionText.h"
+#include "ExistingResults.h"
 #include "ForeignLabels.h"
 #include "ImageRun.h"
 #include "PathText.h"
@@ -49,16 +49,18 @@ wxString ForeignPath(const ImportOptions& options, const ImageFiles& files) {
 
 void ImportImage(ImageJob& job, const ImportOptions& options) {
     const ImageFiles& files = job.Files();
+    const wxString foreign = ForeignPath(options, files);
+    const LabelStart start{LabelStart::Kind::kImported, foreign};
     std::error_code unreachable;
     if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(PathBytes(files.labels), unreachable)) {
         job.Outcome().state = ImageState::kSkipped;
         job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels +
                             "' exists (--overwrite replaces it).");
+        CompareWithRecord(job, options.recordCheck, start);
         return;
     }
-    const wxString foreign = ForeignPath(options, files);
     if (std::filesystem::equivalent(PathBytes(foreign), PathBytes(files.input), unreachable)) {
-        throw ImageFailure{"Cannot import '" + foreign + "'! (It is the image itself)"};
+        throw ImageFailure{{"Cannot import '" + foreign + "'! (It is the image itself)"}};
     }
     if (!std::filesystem::exists(PathBytes(foreign), unreachable)) {
         job.Outcome().state = ImageState::kNoLabels;
@@ -66,16 +68,11 @@ void ImportImage(ImageJob& job, const ImportOptions& options) {
         return;
     }
     Position position = job.Load();
-    try {
+    DoFileTask(FileTask::kImportLabels, foreign, [&] {
         LoadForeignLabels(foreign, position.labels);
-    } catch (...) {
-        throw ImageFailure{"Cannot import '" + foreign + "'! (" + ExceptionText(std::current_exception()) + ")"};
-    }
-    DoFileTask(FileTask::kSaveResults, job.Name(), [&] {
-        SaveLabels(files.labels, position.labels);
         return 0;
     });
-    job.Outcome().objectCount = CountLabels(position.labels);
+    job.KeepLabels(position.labels, start);
     job.Outcome().state = ImageState::kDone;
 }
 
@@ -110,6 +107,7 @@ void AddImportOptions(CLI::App& command, ImportOptions& options) {
     AddPlace(command, "--labels", options.places.labels, "DIR",
              "Folder of the label files (default: beside each image)");
     AddOverwrite(command, options.existing, "Replace existing seg_NAME files (default: such an image is skipped)");
+    AddStrict(command, options.recordCheck);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
@@ -123,6 +121,7 @@ int RunImport(const ImportOptions& options, const Streams& streams) {
     run.written = {&ImageFiles::labels};
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{"import", std::nullopt, "no label file"});
     run.work = [&options](ImageJob& job) { ImportImage(job, options); };
     return RunImages(run, streams);
 }

@@ -12,6 +12,7 @@ struct ImportOptions {
     Places places;        ///< labels: where the other program's files are
     std::string pattern;  ///< of their names; "{stem}" stands for the image's name without its ending
     ExistingLabels existing = ExistingLabels::kSkip;
+    RecordCheck recordCheck = RecordCheck::kWarn;
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

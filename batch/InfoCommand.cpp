@@ -45,16 +45,17 @@ int RunInfo(const InfoOptions& options, const Streams& streams) {
     const ImageListing listing = ExpandInputs(options.input.images, options.input.choice);
     for (const std::string& input : listing.images) {
         if (Interrupted()) return kExitInterrupted;
-        wxString error;
+        FailureText error;
         try {
             const qvox::ImageFileInfo info = qvox::InspectImageFile(input, options.input.reading);
             if (WriteOut(streams.output, VisibleText(InfoLine(PathText(input), info)) + "\n")) continue;
-            error = "Cannot write to the standard output! (" + wxString(std::generic_category().message(errno)) + ")";
+            error.message =
+                "Cannot write to the standard output! (" + wxString(std::generic_category().message(errno)) + ")";
         } catch (...) {
-            error = FailureMessage(FileTask::kLoadInput, PathText(input), std::current_exception());
+            error = TextOfFailure(FileTask::kLoadInput, PathText(input), std::current_exception());
         }
         status = kExitSomeFailed;
-        WriteOut(streams.messages, VisibleMessage("error: " + error) + "\n");
+        WriteOut(streams.messages, "error: " + VisibleFailure(error) + "\n");
     }
     const std::string leftOut = LeftOutText(listing);
     if (!leftOut.empty() && options.input.verbosity != Verbosity::kQuiet) WriteOut(streams.messages, leftOut + "\n");

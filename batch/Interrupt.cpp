@@ -12,7 +12,7 @@ namespace Korvane {
 
 namespace {
 
-// A signal handler reaches nothing but what is static.
+// A signal handler reaches static objects only.
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 

@@ -9,7 +9,7 @@ namespace Korvane {
 /// inherited as ignored stays so.
 void CatchInterrupts(unsigned graceSeconds = 30);
 
-/// True once the run was interrupted. May be asked from any thread.
+/// True once the run was interrupted. May be called from any thread.
 bool Interrupted();
 
 /// The work has stopped; what is left to write may take its time.

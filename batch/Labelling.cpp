@@ -17,7 +17,7 @@ namespace Korvane {
 
 namespace {
 
-/// The labels are there and are to stay: only what is made of them is made.
+/// The labels exist and are to stay: only their table rows and overlay are made.
 void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     const ImageFiles& files = job.Files();
     job.Outcome().state = ImageState::kSkipped;
@@ -27,11 +27,14 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
         job.MakeRows(position.labels);
-        job.DrawPicture(position, options.style);
+        job.PaintOverlay(position, options.style);
     } else if (options.places.table) {
         job.MeasureFile(files.labels);
     }
 }
+
+/// What a person can do about a stack, which no analysis takes.
+wxString PageHint(const Position& position) { return position.image.SizeZ() > 1 ? "; --page N chooses one" : ""; }
 
 void Analyse(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker, Position& position) {
     StageWriter observer(options.places, job.Files(), position.image.Resolution(), job.Messages());
@@ -43,8 +46,8 @@ void Analyse(ImageJob& job, const LabellingOptions& options, const LabelMaker& m
         throw;
     } catch (...) {
         job.NoteStages(observer.StagesTold());
-        throw ImageFailure{wxString("Cannot ") + maker.verb + " '" + job.Files().input + "'! (" +
-                           ExceptionText(std::current_exception()) + ")"};
+        throw ImageFailure{{wxString("Cannot ") + maker.verb + " '" + job.Files().input + "'! (" +
+                            ExceptionText(std::current_exception()) + PageHint(position) + ")"}};
     }
 }
 
@@ -61,18 +64,19 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
         return;
     }
     if (job.Outcome().resolution.x <= 0.0f) {
-        throw ImageFailure{wxString("Cannot ") + maker.verb + " '" + files.input +
-                           "'! (The file stores no pixel size; give it with --pixel-size NM)"};
+        throw ImageFailure{{wxString("Cannot ") + maker.verb + " '" + files.input +
+                            "'! (The file stores no pixel size; give it with --pixel-size NM)"}};
     }
     if (const std::string trouble = PixelHeightTrouble(job.Outcome().resolution); !trouble.empty()) {
-        throw ImageFailure{wxString("Cannot ") + maker.verb + " '" + files.input + "'! (" + trouble +
-                           "; give the pixel size with --pixel-size NM)"};
+        throw ImageFailure{{wxString("Cannot ") + maker.verb + " '" + files.input + "'! (" + trouble +
+                            "; give the pixel size with --pixel-size NM)"}};
     }
     Analyse(job, options, maker, position);
-    job.KeepLabels(position.labels, maker.startsFrom ? files.*maker.startsFrom : wxString());
+    job.KeepLabels(position.labels,
+                   maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position.labels);
-    if (options.overlay) job.DrawPicture(position, options.style);
+    if (options.overlay) job.PaintOverlay(position, options.style);
 }
 
 }  // namespace
@@ -81,9 +85,7 @@ void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
     AddOverwrite(command, options.existing,
                  "Replace existing seg_NAME files and the table (default: such an image is skipped)");
     command.add_flag("--overlay", options.overlay, "Write export_NAME too");
-    AddSwitch(
-        command, "--strict", [&options] { options.recordCheck = RecordCheck::kStrict; },
-        "Fail images whose existing seg_NAME was made otherwise (default: a warning)");
+    AddStrict(command, options.recordCheck);
     AddParameters(command, options.parameters);
 }
 
@@ -100,7 +102,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
         run.tableRules.existing = ExistingTable::kReplace;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters});
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds"});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);
 }

@@ -21,7 +21,7 @@ struct LabellingOptions {
     LabelStyle style = LabelStyle::kContours;
     ExistingLabels existing = ExistingLabels::kSkip;
     RecordCheck recordCheck = RecordCheck::kWarn;
-    bool overlay = false;  ///< write the overlay picture too
+    bool overlay = false;  ///< write the overlay too
     AnalysisParameters parameters;
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
@@ -30,14 +30,14 @@ struct LabellingOptions {
 /// --overwrite, --overlay, --strict and the analysis parameters.
 void AddLabellingOptions(CLI::App& command, LabellingOptions& options);
 
-/// What sets one command that makes labels apart from another.
+/// The differences between the commands that make labels.
 struct LabelMaker {
     const char* command;                         ///< for the record of the run
     const char* verb;                            ///< "Cannot VERB 'NAME'!"
     wxString ImageFiles::*startsFrom = nullptr;  ///< the file that `prepare` reads, if any
     /// Puts what the analysis starts from into the labels. False when it is missing: the image is left out.
     std::function<bool(ImageJob& job, Position& position)> prepare;
-    /// Fills the labels; the observer hears of it as far as the analysis speaks to one.
+    /// Fills the labels; the observer is notified where the analysis has one.
     std::function<void(Position& position, DetectionObserver& observer)> analyse;
 };
 

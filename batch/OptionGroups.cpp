@@ -99,6 +99,12 @@ void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string
         command, "--overwrite", [&existing] { existing = ExistingLabels::kReplace; }, help);
 }
 
+void AddStrict(CLI::App& command, RecordCheck& check) {
+    AddSwitch(
+        command, "--strict", [&check] { check = RecordCheck::kStrict; },
+        "Fail images whose existing seg_NAME was made otherwise (default: a warning)");
+}
+
 void AddParameters(CLI::App& command, AnalysisParameters& parameters) {
     for (std::size_t i = 0; i < kParameterRanges.size(); ++i) {
         const ParameterRange& range = kParameterRanges[i];

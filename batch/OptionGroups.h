@@ -28,6 +28,8 @@ public:
 
 enum class Verbosity { kQuiet, kNormal, kVerbose };
 enum class ExistingLabels { kSkip, kReplace };
+/// What a record that differs from what is asked for means to an image whose labels are kept.
+enum class RecordCheck { kWarn, kStrict };
 
 /// The images of a run. Paths are the file system's bytes.
 struct InputOptions {
@@ -70,6 +72,9 @@ void AddStyle(CLI::App& command, LabelStyle& style);
 
 /// --overwrite.
 void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help);
+
+/// --strict.
+void AddStrict(CLI::App& command, RecordCheck& check);
 
 /// One option for each of kParameterRanges.
 void AddParameters(CLI::App& command, AnalysisParameters& parameters);

@@ -14,7 +14,7 @@ void DrawExisting(ImageJob& job, LabelStyle style) {
         job.TellNoLabels();
         return;
     }
-    job.DrawPicture(position, style);
+    job.PaintOverlay(position, style);
 }
 
 }  // namespace

@@ -36,22 +36,22 @@ Progress::~Progress() {
 
 void Progress::Note(const wxString& text) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (verbosity_ != Verbosity::kQuiet) Line(text);
+    if (verbosity_ != Verbosity::kQuiet) Lines(VisibleText(text));
 }
 
 void Progress::Warning(const wxString& text) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Line("warning: " + text);
+    Lines(VisibleText("warning: " + text));
 }
 
-void Progress::Error(const wxString& text) {
+void Progress::Error(const FailureText& text) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Line("error: " + text);
+    Lines("error: " + VisibleFailure(text));
 }
 
 void Progress::Trace(const wxString& text) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (verbosity_ == Verbosity::kVerbose) Line(text);
+    if (verbosity_ == Verbosity::kVerbose) Lines(VisibleText(text));
 }
 
 void Progress::StageBegun() {
@@ -65,15 +65,14 @@ void Progress::ImageDone(std::size_t stagesTold, const wxString& text) {
     ++imagesDone_;
     stages_ -= stagesTold;
     if (verbosity_ != Verbosity::kQuiet && !bar_) {
-        Line(wxString() << "[" << wxString(std::to_string(imagesDone_)) << "/" << wxString(std::to_string(imageCount_))
-                        << "] " << text);
+        Lines("[" + std::to_string(imagesDone_) + "/" + std::to_string(imageCount_) + "] " + VisibleText(text));
     }
     DrawBar();
 }
 
-void Progress::Line(const wxString& text) {
+void Progress::Lines(const std::string& visible) {
     WipeBar();
-    Put(stream_, VisibleMessage(text) + "\n");
+    Put(stream_, visible + "\n");
     std::fflush(stream_);
     DrawBar();
 }

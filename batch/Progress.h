@@ -6,6 +6,7 @@
 
 #include <wx/string.h>
 
+#include "FailureText.h"
 #include "OptionGroups.h"
 
 namespace Korvane {
@@ -22,7 +23,8 @@ public:
 
     void Note(const wxString& text);
     void Warning(const wxString& text);
-    void Error(const wxString& text);
+    /// The parts of the text are lines of their own.
+    void Error(const FailureText& text);
     void Trace(const wxString& text);
 
     /// One of the stages of an image has begun.
@@ -31,7 +33,8 @@ public:
     void ImageDone(std::size_t stagesTold, const wxString& text);
 
 private:
-    void Line(const wxString& text);
+    /// A line without control characters, or several such.
+    void Lines(const std::string& visible);
     void DrawBar();
     void WipeBar();
 

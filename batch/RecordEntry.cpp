@@ -65,14 +65,32 @@ std::optional<T> Number(const Json& json, const char* key) {
     return at->get<T>();
 }
 
+FileDigest ReadDigest(const Json& json) {
+    return {json.at("bytes").get<std::uint64_t>(), json.at("modifiedNs").get<std::int64_t>(),
+            json.at("sha256").get<std::string>()};
+}
+
 std::optional<FileDigest> ReadDigest(const Json& json, const char* key) {
     const auto at = json.find(key);
     if (at == json.end() || !at->is_object()) return std::nullopt;
-    return FileDigest{at->at("bytes").get<std::uint64_t>(), at->at("modifiedNs").get<std::int64_t>(),
-                      at->at("sha256").get<std::string>()};
+    return ReadDigest(*at);
 }
 
-AnalysisParameters ReadParameters(const Json& json) {
+Json UsedFileJson(const UsedFile& file) {
+    Json json;
+    json["path"] = file.path;
+    json.update(DigestJson(file.digest));
+    return json;
+}
+
+std::optional<UsedFile> ReadUsedFile(const Json& json, const char* key) {
+    const auto at = json.find(key);
+    if (at == json.end() || !at->is_object()) return std::nullopt;
+    return UsedFile{Text(*at, "path"), ReadDigest(*at)};
+}
+
+std::optional<AnalysisParameters> ReadParameters(const Json& json) {
+    if (json.is_null()) return std::nullopt;
     AnalysisParameters parameters;
     for (const ParameterName& name : kParameterNames) parameters.*name.field = json.at(name.key).get<float>();
     return parameters;
@@ -87,6 +105,7 @@ void AddMaking(Json& json, const RecordEntry& entry) {
     json["seconds"] = static_cast<double>(static_cast<long>(entry.seconds * 1000.0)) / 1000.0;
     if (!entry.error.empty()) json["error"] = entry.error;
     json["command"] = entry.command;
+    json["page"] = OrNull(entry.page);
     json["parameters"] = ParametersJson(entry.parameters);
     json["version"] = entry.version;
     json["commit"] = TextOrNull(entry.commit);
@@ -94,6 +113,7 @@ void AddMaking(Json& json, const RecordEntry& entry) {
     json["time"] = entry.time;
     json["input"] = DigestJson(entry.input);
     if (entry.seeds) json["seeds"] = DigestJson(entry.seeds);
+    if (entry.imported) json["imported"] = UsedFileJson(*entry.imported);
     json["output"] = DigestJson(entry.output);
 }
 
@@ -125,9 +145,10 @@ void AddDifference(std::string& text, const std::string& name, const std::option
 
 }  // namespace
 
-Json ParametersJson(const AnalysisParameters& parameters) {
+Json ParametersJson(const std::optional<AnalysisParameters>& parameters) {
+    if (!parameters) return nullptr;
     Json json;
-    for (const ParameterName& name : kParameterNames) json[name.key] = Shortest(parameters.*name.field);
+    for (const ParameterName& name : kParameterNames) json[name.key] = Shortest((*parameters).*name.field);
     return json;
 }
 
@@ -158,6 +179,7 @@ std::optional<RecordEntry> ReadEntry(const std::string& line) {
         entry.path = Text(json, "path");
         entry.result = Text(json, "result");
         entry.command = Text(json, "command");
+        entry.page = Number<std::uint64_t>(json, "page");
         entry.parameters = ReadParameters(json.at("parameters"));
         entry.pixelSize = {Number<double>(json.at("pixelSizeNm"), "x"), Number<double>(json.at("pixelSizeNm"), "y")};
         entry.pixelSizeSource = Text(json, "pixelSizeSource");
@@ -170,6 +192,7 @@ std::optional<RecordEntry> ReadEntry(const std::string& line) {
         entry.error = Text(json, "error");
         entry.input = ReadDigest(json, "input");
         entry.seeds = ReadDigest(json, "seeds");
+        entry.imported = ReadUsedFile(json, "imported");
         entry.output = ReadDigest(json, "output");
         return entry;
     });
@@ -200,9 +223,12 @@ Json EntryJson(const RecordEntry& entry, const std::string& labelsPath) {
 std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked) {
     std::string text;
     AddDifference(text, "command", made.command, asked.command);
-    for (const ParameterName& name : kParameterNames) {
-        AddDifference(text, name.text, NumberText(made.parameters.*name.field),
-                      NumberText(asked.parameters.*name.field));
+    if (made.page && asked.page) AddDifference(text, "page", NumberText(*made.page), NumberText(*asked.page));
+    if (made.parameters && asked.parameters) {
+        for (const ParameterName& name : kParameterNames) {
+            AddDifference(text, name.text, NumberText((*made.parameters).*name.field),
+                          NumberText((*asked.parameters).*name.field));
+        }
     }
     AddDifference(text, "pixel width", made.pixelSize.x, asked.pixelSize.x);
     AddDifference(text, "pixel height", made.pixelSize.y, asked.pixelSize.y);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
@@ -16,13 +17,20 @@ struct PixelSizeNm {
     std::optional<double> y;
 };
 
+/// A file that labels were made from beside their image, as it was then.
+struct UsedFile {
+    std::string path;
+    FileDigest digest;
+};
+
 /// How one image's labels were made, or why they were not: one line of a folder's record. All text is UTF-8.
 struct RecordEntry {
     std::string labels;  ///< name of the label file in the record's folder
     std::string path;    ///< full path of the image
-    std::string result;  ///< "done", "failed" or "no seeds"
+    std::string result;  ///< "done", "failed", "no seeds" or "no label file"
     std::string command;
-    AnalysisParameters parameters;
+    std::optional<AnalysisParameters> parameters;  ///< none: the command has no analysis
+    std::optional<std::uint64_t> page;             ///< of the image's file, from 1; none: not known
     PixelSizeNm pixelSize;
     std::string pixelSizeSource;  ///< empty: the image was not read
     std::optional<std::size_t> objects;
@@ -33,7 +41,8 @@ struct RecordEntry {
     std::string time;     ///< the entry
     std::string error;    ///< of an image that failed
     std::optional<FileDigest> input;
-    std::optional<FileDigest> seeds;  ///< that segmentation began from
+    std::optional<FileDigest> seeds;   ///< that segmentation began from
+    std::optional<UsedFile> imported;  ///< the other program's label file
     std::optional<FileDigest> output;
 
     bool MadeLabels() const { return output.has_value(); }
@@ -42,20 +51,21 @@ struct RecordEntry {
 /// Which run wrote into the folder, and whether it came to its end.
 struct RecordRun {
     std::string command;
-    AnalysisParameters parameters;
+    std::optional<AnalysisParameters> parameters;
     std::string version;
     std::string commit;
     std::string started;
     bool interrupted = false;
 };
 
-nlohmann::ordered_json ParametersJson(const AnalysisParameters& parameters);
+/// Null without parameters.
+nlohmann::ordered_json ParametersJson(const std::optional<AnalysisParameters>& parameters);
 
 /// One line each, with its line feed; the same in every locale.
 std::string EntryLine(const RecordEntry& entry);
 std::string RunLine(const RecordRun& run);
 
-/// What a line of the record says; none when it says something else or was torn.
+/// The entry in a line of the record; none when the line holds something else or was torn.
 std::optional<RecordEntry> ReadEntry(const std::string& line);
 std::optional<RecordRun> ReadRun(const std::string& line);
 
@@ -63,7 +73,7 @@ std::optional<RecordRun> ReadRun(const std::string& line);
 nlohmann::ordered_json EntryJson(const RecordEntry& entry, const std::string& labelsPath);
 
 /// A text that says in which ways an image's labels were made other than `asked`; empty when they were not. Command,
-/// parameters and pixel size count, as far as both know them.
+/// page, parameters and pixel size count, as far as both know them.
 std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked);
 
 }  // namespace Korvane

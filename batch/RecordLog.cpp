@@ -59,7 +59,7 @@ void RecordLock::Append(const std::string& line) {
     if (done != static_cast<ssize_t>(bytes.size())) {
         const int error = done < 0 ? errno : ENOSPC;
         const int shortened = ::ftruncate(fd_, status.st_size);
-        static_cast<void>(shortened);  // a torn line is passed over by who reads
+        static_cast<void>(shortened);  // a torn line is skipped by readers
         Fail(error);
     }
     if (::fdatasync(fd_) != 0) Fail(errno);

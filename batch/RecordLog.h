@@ -23,7 +23,7 @@ public:
     RecordLock& operator=(const RecordLock&) = delete;
 
     /// Appends a line in one write and flushes it to the disk. After a line that was torn by the end of its writer, a
-    /// new line is begun first. What does not fit on the disk is taken back. Throws ToolkitError.
+    /// new line is begun first. A line that does not fit on the disk is taken back. Throws ToolkitError.
     void Append(const std::string& line);
 
 private:
@@ -33,7 +33,7 @@ private:
     int fd_;
 };
 
-/// What a folder's record holds, by label file. Only the places of the lines are kept.
+/// The entries of a folder's record, by label file. Only the places of the lines are kept.
 class RecordIndex {
 public:
     /// A record that is not there is empty.

@@ -11,7 +11,7 @@ namespace Korvane {
 
 namespace {
 
-/// Longest names of folders, asked once for each.
+/// Longest names of folders, queried once for each.
 class NameLimits {
 public:
     /// 0: there is no limit that is known.
@@ -49,7 +49,5 @@ void RequireNamesFit(const Places& places, const WrittenFiles& written, const st
         }
     }
 }
-
-bool BreaksRows(const wxString& path) { return path.find_first_of("\t\n\r") != wxString::npos; }
 
 }  // namespace Korvane

@@ -10,7 +10,4 @@ namespace Korvane {
 /// there: found before the work, not after it. The folders are there already.
 void RequireNamesFit(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images);
 
-/// True for a name that breaks the rows of a table: one with a tab, a line feed or a carriage return.
-bool BreaksRows(const wxString& path);
-
 }  // namespace Korvane

@@ -21,7 +21,7 @@ public:
     RowSpool(const RowSpool&) = delete;
     RowSpool& operator=(const RowSpool&) = delete;
 
-    /// The rows of an image, at most once for each. A failure to keep them is told by Copy.
+    /// The rows of an image, at most once for each. A failure to keep them is reported by Copy.
     void Add(std::size_t image, const std::vector<wxString>& rows);
 
     /// Gives all rows to `put`, images in order, a line feed after each row; false as soon as `put` is. Throws

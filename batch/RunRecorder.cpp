@@ -52,6 +52,7 @@ RecordEntry RunRecorder::Entry(const ImageFiles& files, const ImageOutcome& outc
     entry.labels = LabelsName(files);
     entry.path = files.input.utf8_string();
     entry.command = record_.command;
+    entry.page = outcome.page;
     entry.parameters = record_.parameters;
     entry.pixelSize = {InNm(outcome.resolution.x), InNm(outcome.resolution.y)};
     // A size that was given is recorded as it was given, not as the quotient of its single-precision inverse.

@@ -16,23 +16,25 @@ namespace Korvane {
 
 struct ImageOutcome;
 
-/// Which analysis a run does.
+/// How a run makes labels.
 struct RunRecord {
     std::string command;
-    AnalysisParameters parameters;
+    std::optional<AnalysisParameters> parameters;  ///< none: without an analysis
+    std::string withoutStart;  ///< result of an image that lacks the file which the labels start from
 };
 
 /// The present time, UTC, ISO 8601.
 std::string TimeText();
 
 /// Keeps the records of the folders that a run writes labels into (RecordLog.h) while it goes on, and leaves
-/// korvane-run.json in each at its end. Any thread may call it. What cannot be written is told at the end.
+/// korvane-run.json in each at its end. Any thread may call it. Failures to write are reported at the end.
 class RunRecorder {
 public:
     explicit RunRecorder(RunRecord record);
 
-    /// What an entry made now says of an image, without its result: what was asked for, and the pixel size that holds.
+    /// The entry of an image without its result: the request, and the pixel size that holds.
     RecordEntry Entry(const ImageFiles& files, const ImageOutcome& outcome) const;
+    const std::string& ResultWithoutStart() const { return record_.withoutStart; }
 
     /// Adds an entry to the record of the image's folder.
     void Append(const ImageFiles& files, const RecordEntry& entry);
@@ -48,7 +50,7 @@ public:
 
 private:
     struct Folder {
-        std::optional<RecordIndex> index;  ///< read when it is first asked
+        std::optional<RecordIndex> index;  ///< read at the first query
         bool hasEntries = false;           ///< of this run
         bool hasFailed = false;
     };

@@ -8,7 +8,7 @@
 
 namespace Korvane {
 
-/// Listens to the detection of one image: moves the progress bar, passes trace lines on, writes the stages' maps when
+/// Observes the detection of one image: moves the progress bar, passes trace lines on, writes the stages' maps when
 /// they are asked for, and leaves detection with RunInterrupted when the run was interrupted.
 class StageWriter : public DetectionObserver {
 public:

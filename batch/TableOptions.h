@@ -6,9 +6,9 @@
 
 namespace Korvane {
 
-/// What becomes of a table that is there already.
+/// The treatment of a table that exists already.
 enum class ExistingTable { kRefuse, kReplace, kAppend };
-/// What becomes of an existing table when images failed.
+/// The treatment of an existing table when images failed.
 enum class PartialTable { kKeepOld, kWrite };
 
 struct TableRules {

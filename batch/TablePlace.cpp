@@ -81,7 +81,7 @@ private:
     int fd_;
 };
 
-/// What --append finds in the file, with the end of its last line.
+/// The contents that --append finds in the file, with the end of its last line.
 void CopyTable(const std::string& path, qvox::AtomicFile& file) {
     std::ifstream old(path, std::ios::binary);
     std::vector<char> piece(std::size_t{1} << 18);

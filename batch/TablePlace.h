@@ -18,7 +18,7 @@ enum class TableKind {
     kFile,
 };
 
-/// What a run has to say of its images when it writes the table.
+/// The outcome of a run's images, as writing the table needs it.
 struct TableRun {
     std::size_t images = 0;
     std::size_t failed = 0;
@@ -37,7 +37,7 @@ public:
     std::string SpoolFolder() const;
 
     /// Writes header and rows. A file is complete or as it was before; when images failed, an existing one stays as it
-    /// was unless the rules say otherwise. Returns the text of what went wrong, empty when nothing did.
+    /// was unless the rules say otherwise. Returns the text of the failure, empty when there is none.
     wxString Write(RowSpool& rows, const TableRun& run, std::FILE* output) const;
 
 private:

@@ -88,13 +88,20 @@ CandidatePixels WeakPhase(const level_sweep::MapView& edges, float upper, const 
     return found;
 }
 
-/// The codes of one row; a candidate overrides a ring.
+/// The codes of one row; a candidate overrides a ring. Most words are free or a candidate as a whole.
 void WriteCodes(const std::uint64_t* candidates, const std::uint64_t* rings, float* row, int width) {
-    for (int x = 0; x < width; ++x) {
-        const std::uint64_t pixel = std::uint64_t{1} << (x % 64);
-        const bool isCandidate = (candidates[x / 64] & pixel) != 0;
-        const bool isRing = (rings[x / 64] & pixel) != 0;
-        row[x] = isCandidate ? kCandidateCode : isRing ? kRingCode : kFreeCode;
+    for (int x = 0; x < width; x += 64) {
+        const int count = std::min(64, width - x);
+        const std::uint64_t inCandidates = candidates[x / 64];
+        const std::uint64_t inRings = rings[x / 64] & ~inCandidates;
+        std::fill_n(row + x, count, ~inCandidates == 0 ? kCandidateCode : kFreeCode);
+        if (~inCandidates == 0) continue;
+        for (std::uint64_t left = inCandidates; left != 0; left &= left - 1) {
+            row[x + __builtin_ctzll(left)] = kCandidateCode;
+        }
+        for (std::uint64_t left = inRings; left != 0; left &= left - 1) {
+            row[x + __builtin_ctzll(left)] = kRingCode;
+        }
     }
 }
 

@@ -34,8 +34,9 @@ void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, fl
 std::int64_t MaximumComponentArea(float scale, float maxRelativeClusterSize);
 
 /// The `percentage`-th percentile of the values, in kPercentileBins bins over 0 .. 1: the lower end of the bin before
-/// which that share of all pixels is reached. Values below 0 count in the first bin; values above 1 and NaN in none,
-/// and where the share is not reached because of them the result is kPercentileFallback.
+/// which that share of all pixels is reached, or 1 when only the last bin reaches it. Values below 0 count in the first
+/// bin; values above 1 and NaN in none, and where the share is not reached because of them the result is
+/// kPercentileFallback.
 float EdgePercentile(const cv::Mat& edges, float percentage);
 
 }  // namespace Korvane

@@ -80,8 +80,9 @@ inline constexpr float kPercentileFallback = 0.3f;
 inline constexpr float kMinimumComponentAreaPx = 100.0f;
 inline constexpr float kMaximumComponentAreaPx = 50000.0f;
 
-/// Open branches of the skeleton beyond this length, 22 nm, have their ends cleared: a long loose end is an edge that
-/// encloses nothing, and would go on cutting components at the next levels. A shorter one stays. Truncated.
+/// Around the end of an open branch of the skeleton that is longer than this, 22 nm, touched pixels become background
+/// again. The weak phase continues edges from background only, so a long loose end may grow on and close at a later
+/// level. A shorter branch is a spur of the thinning, not an edge: nothing changes around its end. Truncated.
 inline constexpr float kLongBranchPx = 15.0f;
 
 // ---- Candidate filtering: CandidateFilter

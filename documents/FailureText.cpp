@@ -10,13 +10,27 @@ namespace Korvane {
 
 namespace {
 
-/// The cause in brackets, and what follows it on a line of its own.
+std::string SizesText(const std::array<std::uint64_t, 3>& sizes) {
+    const std::string plane = std::to_string(sizes[0]) + " x " + std::to_string(sizes[1]);
+    return sizes[2] == 1 ? plane : plane + " x " + std::to_string(sizes[2]);
+}
+
+/// The detail of a file that its use does not allow.
+wxString DetailOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const UnfitFile& unfit) {
+        return PathText(unfit.Detail());
+    } catch (...) {
+        return {};
+    }
+}
+
 wxString LoadingCause(const wxString& name, const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const UnfitFile& unfit) {
-        const wxString detail = PathText(unfit.Detail());
-        return wxString("(") + unfit.what() + ")" + (detail.empty() ? "" : "\n") + detail;
+        return wxString("(") + unfit.what() + ")";
     } catch (const qvox::ToolkitError& error) {
         return "(Error='" + ErrorTextBeside(name, error) + "')";
     } catch (const std::bad_alloc&) {
@@ -36,13 +50,13 @@ wxString WritingCause(const wxString& name, const std::exception_ptr& failure) {
     }
 }
 
-}  // namespace
-
-wxString FailureMessage(FileTask task, const wxString& name, const std::exception_ptr& failure) {
-    // Joined rather than formatted: a "%" in a file name stays what it is.
+/// Joined rather than formatted: a "%" in a file name stays what it is.
+wxString MessageOf(FileTask task, const wxString& name, const std::exception_ptr& failure) {
     switch (task) {
         case FileTask::kLoadInput:
             return "Cannot load the input image '" + name + "'! " + LoadingCause(name, failure);
+        case FileTask::kImportLabels:
+            return "Cannot import '" + name + "'! " + LoadingCause(name, failure);
         case FileTask::kLoadResults:
             return "Cannot load the segmentation results for '" + name + "'! " + LoadingCause(name, failure);
         case FileTask::kSaveResults:
@@ -53,6 +67,22 @@ wxString FailureMessage(FileTask task, const wxString& name, const std::exceptio
             break;
     }
     return "Cannot export the image results for '" + name + "'! " + WritingCause(name, failure);
+}
+
+}  // namespace
+
+InconsistentImageSize OtherSizes(const std::string& path, const std::array<std::uint64_t, 3>& found,
+                                 const std::array<std::uint64_t, 3>& wanted) {
+    return InconsistentImageSize("'" + path + "' has " + SizesText(found) + " pixels; wanted are the image's " +
+                                 SizesText(wanted) + ".");
+}
+
+FailureText TextOfFailure(FileTask task, const wxString& name, const std::exception_ptr& failure) {
+    return {MessageOf(task, name, failure), DetailOf(failure)};
+}
+
+wxString FailureMessage(FileTask task, const wxString& name, const std::exception_ptr& failure) {
+    return TextOfFailure(task, name, failure).Lines();
 }
 
 }  // namespace Korvane

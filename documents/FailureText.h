@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -9,7 +11,7 @@
 
 namespace Korvane {
 
-/// A file that holds something else than its use allows. The detail is a sentence for a person with what it holds and
+/// A file whose contents do not suit its use. The detail is a sentence for a person with what it holds and
 /// what is wanted; it becomes a second line of the message.
 class UnfitFile : public std::runtime_error {
 public:
@@ -34,19 +36,35 @@ public:
     explicit InconsistentImageSize(std::string detail = "") : UnfitFile("Inconsistent image size", std::move(detail)) {}
 };
 
-/// What was being done with a file when it failed.
+/// The failure of a label file of these sizes (x, y, z) where others are wanted.
+InconsistentImageSize OtherSizes(const std::string& path, const std::array<std::uint64_t, 3>& found,
+                                 const std::array<std::uint64_t, 3>& wanted);
+
+/// The task on a file that failed.
 enum class FileTask {
-    kLoadInput,    ///< named by its full path in messages
+    kLoadInput,  ///< these two are named by their full path in messages
+    kImportLabels,
     kLoadResults,  ///< these four by the input's file name
     kSaveResults,
     kExportPicture,
     kMeasure,
 };
 
-/// What a person is told when a file task failed, for instance
-/// "Cannot load the input image 'a.tif'! (Not enough memory)". Saving and exporting know two causes only, the
-/// toolkit's error text and an unknown one. Of an UnfitFile the detail follows as a second line. A path that is the
-/// name already is left out of the toolkit's text.
+/// The text for a person about a failure: a line for each part. A line feed inside a part is of a file's name.
+struct FailureText {
+    wxString message;
+    wxString detail = {};  ///< of an UnfitFile; mostly empty
+
+    /// Both, with a line feed between them.
+    wxString Lines() const { return detail.empty() ? message : message + "\n" + detail; }
+};
+
+/// The text for a file task that failed, for instance "Cannot load the input image 'a.tif'! (Not enough memory)".
+/// Saving and exporting know two causes only, the toolkit's error text and an unknown one. A path that is the name
+/// already is left out of the toolkit's text.
+FailureText TextOfFailure(FileTask task, const wxString& name, const std::exception_ptr& failure);
+
+/// The lines of TextOfFailure.
 wxString FailureMessage(FileTask task, const wxString& name, const std::exception_ptr& failure);
 
 }  // namespace Korvane

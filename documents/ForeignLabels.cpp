@@ -1,6 +1,7 @@
 #include "ForeignLabels.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -33,7 +34,7 @@ std::size_t DistinctLabels(const qvox::VoxelImage<double>& numbers) {
 
 void RequireLabels(const std::string& path, const qvox::VoxelImage<double>& numbers) {
     const auto refuse = [&path](const std::string& cause) {
-        throw qvox::ToolkitError("'" + path + "' holds " + cause + ".");
+        throw qvox::FileError(qvox::FileError::Task::kRead, path, "it holds " + cause);
     };
     double largest = 0.0;
     for (const double number : numbers) {
@@ -52,9 +53,9 @@ void LoadForeignLabels(const wxString& path, qvox::LabelImage& labels) {
     const std::string bytes = PathBytes(path);
     qvox::VoxelImage<double> numbers;
     qvox::LoadStoredNumbers(bytes, numbers);
-    if (numbers.SizeX() != labels.SizeX() || numbers.SizeY() != labels.SizeY() || numbers.SizeZ() != labels.SizeZ()) {
-        throw InconsistentImageSize();
-    }
+    const std::array<std::uint64_t, 3> found{numbers.SizeX(), numbers.SizeY(), numbers.SizeZ()};
+    const std::array<std::uint64_t, 3> wanted{labels.SizeX(), labels.SizeY(), labels.SizeZ()};
+    if (found != wanted) throw OtherSizes(bytes, found, wanted);
     RequireLabels(bytes, numbers);
     std::transform(numbers.begin(), numbers.end(), labels.begin(),
                    [](double number) { return static_cast<std::uint16_t>(number); });

@@ -64,6 +64,10 @@ Verdict Judge(const std::string& name, const FolderChoice& choice) {
     return MatchesAny(name, choice.exclude) ? Verdict::kUnchosen : Verdict::kTaken;
 }
 
+std::string CountText(std::size_t number, const char* one, const char* several) {
+    return std::to_string(number) + " " + (number == 1 ? one : several);
+}
+
 /// The images of a folder. What is left out is counted in `listing`.
 std::vector<std::string> ImagesOfFolder(const std::string& folder, const FolderChoice& choice, ImageListing& listing) {
     ImageListing here;
@@ -146,15 +150,16 @@ ImageListing ListImages(const std::vector<std::string>& arguments, const FolderC
     return listing;
 }
 
+std::string ProductsText(std::size_t count) {
+    return CountText(count, "product of an earlier run", "products of earlier runs");
+}
+
 std::string LeftOutText(const ImageListing& listing) {
     const std::size_t all = listing.products + listing.unchosen;
     if (all == 0) return {};
-    const auto count = [](std::size_t number, const char* one, const char* several) {
-        return std::to_string(number) + " " + (number == 1 ? one : several);
-    };
-    std::string text = count(all, "file of a folder", "files of folders") + " left out: ";
+    std::string text = CountText(all, "file of a folder", "files of folders") + " left out: ";
     if (listing.products > 0) {
-        text += count(listing.products, "product of an earlier run", "products of earlier runs");
+        text += ProductsText(listing.products);
         if (listing.unchosen > 0) text += ", ";
     }
     if (listing.unchosen > 0) text += std::to_string(listing.unchosen) + " by name patterns";

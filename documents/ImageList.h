@@ -35,6 +35,9 @@ struct ImageListing {
 /// exist is listed: it fails when its turn comes, and the others are done.
 ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice = {});
 
+/// "6 products of earlier runs".
+std::string ProductsText(std::size_t count);
+
 /// "8 files of folders left out: 6 products of earlier runs, 2 by name patterns."; empty where none were.
 std::string LeftOutText(const ImageListing& listing);
 

@@ -21,11 +21,11 @@ void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image, cons
     std::transform(read.begin(), read.end(), image.begin(), [](T value) { return static_cast<float>(value); });
 }
 
-/// What is left free beside every position: saving, the undo copy of a usual picture and the windows that tell of
+/// The memory left free beside every position: saving, the undo copy of a usual image and the windows that report
 /// failures need memory too.
 constexpr std::size_t kWorkingBytes = std::size_t{64} << 20;
 
-/// Throws std::bad_alloc when the working memory is not there. It is asked for and given back; no more than one page of
+/// Throws std::bad_alloc when the working memory is not there. It is allocated and given back; no more than one page of
 /// it is touched, without which the compiler may leave the allocation out.
 void RequireWorkingMemory() {
     qvox::VoxelImage<std::uint8_t> working;
@@ -40,7 +40,11 @@ void RefuseInputType(const std::string& path, const qvox::ImageFileInfo& info) {
     try {
         if (qvox::HoldsGreyInColour(path)) {
             const bool isRgb = info.typeText.compare(0, 3, "RGB") == 0;
-            detail += std::string(" It is a grey image stored ") + (isRgb ? "as RGB" : "with a palette") +
+            const bool isPalette = info.typeText.find("palette") != std::string::npos;
+            detail += std::string(" It is a grey image stored ") +
+                      (isRgb       ? "as RGB"
+                       : isPalette ? "with a palette"
+                                   : "as YCbCr") +
                       ": save it as grey.";
         }
     } catch (const std::exception&) {

@@ -76,4 +76,27 @@ wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const Analysi
            wxString(std::to_string(limit)) + "): the whole image becomes one object, or none.";
 }
 
+wxString BrokenRowsWarning(const wxString& path) {
+    if (path.find_first_of("\t\n\r") == wxString::npos) return {};
+    return "has a tab or the end of a line in its name: its rows of the table have other columns than the rest. Rename "
+           "the file.";
+}
+
+void GatheredWarnings::Add(const wxString& path, const wxString& warning) {
+    if (!warning.empty()) lines_.push_back("'" + path + "' " + warning);
+}
+
+wxString GatheredWarnings::Text() const {
+    constexpr std::size_t kMostLines = 20;
+    wxString text;
+    for (std::size_t i = 0; i < std::min(lines_.size(), kMostLines); ++i) {
+        if (i > 0) text += "\n";
+        text += lines_[i];
+    }
+    if (lines_.size() <= kMostLines) return text;
+    const std::size_t others = lines_.size() - kMostLines;
+    return text + "\nThe same goes for " + wxString(std::to_string(others)) +
+           (others == 1 ? " more image." : " more images.");
+}
+
 }  // namespace Korvane

@@ -1,14 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include <wx/string.h>
 
 #include "AnalysisParameters.h"
 #include "PixelResolution.h"
 
-// What a person should know of an image before its results are believed. Each text goes on where the image's name
-// stands before it ("has 25 nm per pixel ..."), ends with a full stop, and is empty where there is nothing to say.
+// Warnings about an image that a person should read before believing its results. Each text goes on where the image's
+// name stands before it ("has 25 nm per pixel ..."), ends with a full stop, and is empty where there is nothing to say.
 
 namespace Korvane {
 
@@ -23,7 +24,7 @@ inline constexpr double kLargestUsualPixelNm = 20.0;
 /// How far apart width and height of a pixel may be, as a share of the smaller.
 inline constexpr double kUsualAspectDifference = 0.01;
 
-/// A pixel size outside the usual range, or pixels that are not square. An undefined size is no matter of this.
+/// A pixel size outside the usual range, or pixels that are not square. An undefined size gives no warning here.
 wxString PixelSizeWarning(const qvox::PixelResolution& resolution);
 
 /// A pixel size that the user gave and that replaces another one of the file; `option` is what it was given with. Sizes
@@ -32,7 +33,22 @@ wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxS
                                   const qvox::PixelResolution& used, const wxString& option);
 
 /// An image that is no larger than the largest object of detection. An undefined or absurd pixel size, which detection
-/// refuses, is no matter of this.
+/// refuses, gives no warning here.
 wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters);
+
+/// A path with a tab, a line feed or a carriage return, which stand between the columns and rows of the table.
+wxString BrokenRowsWarning(const wxString& path);
+
+/// Warnings of several images as one text: a line for each, the image's path before it. After the first 20 images the
+/// others are counted. Empty without images.
+class GatheredWarnings {
+public:
+    /// An empty text is none.
+    void Add(const wxString& path, const wxString& warning);
+    wxString Text() const;
+
+private:
+    std::vector<wxString> lines_;
+};
 
 }  // namespace Korvane

@@ -33,7 +33,7 @@ void RemoveAllPositions(PositionStore& store) {
 }
 
 void AppendPosition(PositionStore& store, Position position) {
-    // Room first: the three appends below can then no longer fail one by one.
+    // Reserve first: the three appends below can then no longer fail one by one.
     const std::size_t room = PositionCount(store) + 1;
     if (store.paths.capacity() < room) {
         store.images.reserve(2 * room);

@@ -17,7 +17,7 @@ struct PositionStore {
     std::vector<qvox::LabelImage> labelImages;
     std::vector<wxString> paths;
     std::size_t current = 0;
-    std::uint16_t currentLabel = 1;  ///< what the editing tools write next
+    std::uint16_t currentLabel = 1;  ///< the label that the editing tools write
     std::size_t labelCount = 0;      ///< distinct labels of the current position
     qvox::LabelImage undoLabels;     ///< the current position's labels before the last destructive change; or empty
 };

@@ -6,7 +6,7 @@
 
 namespace Korvane {
 
-/// What the names of files that the programs write for an image begin with: labels, overlays, calibrated copies, and
+/// Prefixes of the names of files that the programs write for an image: labels, overlays, calibrated copies, and
 /// the maps of the stages of detection.
 const std::vector<std::string_view>& ProductPrefixes();
 

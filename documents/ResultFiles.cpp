@@ -10,17 +10,6 @@
 
 namespace Korvane {
 
-namespace {
-
-using Sizes = std::array<std::uint64_t, 3>;
-
-std::string SizesText(const Sizes& sizes) {
-    const std::string plane = std::to_string(sizes[0]) + " x " + std::to_string(sizes[1]);
-    return sizes[2] == 1 ? plane : plane + " x " + std::to_string(sizes[2]);
-}
-
-}  // namespace
-
 wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& prefix, PathStyle style) {
     return JoinPath(folder ? *folder : FolderOf(inputPath, style), prefix + FileNameOf(inputPath, style), style);
 }
@@ -56,11 +45,8 @@ LabelsFound LoadNewLabels(const wxString& resultPath, const std::array<std::uint
         throw UnsupportedPixelType("'" + bytes + "' holds " + info.typeText + "; wanted is 16-bit grey.");
     }
     qvox::LoadImageFile(bytes, labels, qvox::StoredValues());
-    const Sizes found{labels.SizeX(), labels.SizeY(), labels.SizeZ()};
-    if (sizes != found) {
-        throw InconsistentImageSize("'" + bytes + "' has " + SizesText(found) + " pixels; wanted are the image's " +
-                                    SizesText(sizes) + ".");
-    }
+    const std::array<std::uint64_t, 3> found{labels.SizeX(), labels.SizeY(), labels.SizeZ()};
+    if (sizes != found) throw OtherSizes(bytes, found, sizes);
     return LabelsFound::kLoaded;
 }
 

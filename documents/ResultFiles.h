@@ -15,7 +15,7 @@ namespace Korvane {
 /// A folder that a person chose; none means the folder of the input file itself.
 using ChosenFolder = std::optional<wxString>;
 
-/// What the names of the files that are written for an image begin with.
+/// Prefixes of the names of the files that are written for an image.
 inline constexpr const char* kLabelsPrefix = "seg_";
 inline constexpr const char* kOverlayPrefix = "export_";
 inline constexpr const char* kCalibratedPrefix = "calibrated_";  ///< of copies that lie beside their images
@@ -23,7 +23,7 @@ inline constexpr const char* kCalibratedPrefix = "calibrated_";  ///< of copies 
 /// Where the labels of an input file are kept: "seg_" before its name.
 wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
 
-/// Where the overlay picture of an input file is written: "export_" before its name.
+/// Where the overlay of an input file is written: "export_" before its name.
 wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
 
 /// The same rule for any other prefix.

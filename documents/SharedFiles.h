@@ -9,7 +9,7 @@ namespace Korvane {
 /// Where a path leads to in the end. Two paths that differ may be one file through a link.
 wxString PlaceOf(const wxString& path);
 
-/// What is done with the files that belong to inputs.
+/// The use that is made of the files that belong to inputs.
 enum class FileUse {
     kWrite,
     kRead,  ///< two paths of one input may share a file

@@ -55,10 +55,8 @@ std::string VisibleText(const wxString& text) { return Visible(text, ""); }
 
 std::string VisibleLines(const wxString& text) { return Visible(text, "\t\n"); }
 
-std::string VisibleMessage(const wxString& message) {
-    const std::size_t end = message.rfind(")\n");
-    if (end == wxString::npos) return VisibleText(message);
-    return VisibleText(message.substr(0, end + 1)) + "\n" + VisibleText(message.substr(end + 2));
+std::string VisibleFailure(const FailureText& text) {
+    return VisibleText(text.message) + (text.detail.empty() ? "" : "\n" + VisibleText(text.detail));
 }
 
 }  // namespace Korvane

@@ -4,6 +4,8 @@
 
 #include <wx/string.h>
 
+#include "FailureText.h"
+
 namespace Korvane {
 
 /// The bytes of a text for a terminal: as PathBytes, with every control character (C0, delete, C1, also as a single
@@ -11,9 +13,8 @@ namespace Korvane {
 /// title and ends no line.
 std::string VisibleText(const wxString& text);
 
-/// The same for a message. The line that a message about an unfit file ends with, after its cause in parentheses, stays
-/// a line of its own.
-std::string VisibleMessage(const wxString& message);
+/// The same for a message and its detail, which stays a line of its own.
+std::string VisibleFailure(const FailureText& text);
 
 /// The same for whole lines of a text in columns: tabs and line feeds stay.
 std::string VisibleLines(const wxString& text);

@@ -7,7 +7,7 @@
 
 namespace Korvane {
 
-/// One object, as far as its measures need to know it.
+/// One object, as its measures see it.
 struct MeasuredObject {
     std::uint16_t label = 0;
     double perimeterNm = 0.0;

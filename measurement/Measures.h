@@ -9,7 +9,7 @@ namespace Korvane {
 
 enum class Unit { kNone, kNm, kNm2 };
 
-/// One number that is told of an object: everything that is known of it.
+/// One measure of objects, with everything that the programs need to know of it.
 struct Measure {
     const char* column;  ///< the name above its column, without its unit
     Unit unit;

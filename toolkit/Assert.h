@@ -2,7 +2,7 @@
 
 /// KORVANE_ASSERT(condition) states what the code around it relies on. In builds with KORVANE_ASSERTIONS (presets dev,
 /// asan, tsan and fuzz) a condition that does not hold prints file, line and condition and aborts. In other builds the
-/// condition is compiled but never evaluated. What a caller or a file can get wrong is no matter for it: that throws
+/// condition is compiled but never evaluated. It is never for a mistake of the caller or a broken file: those throw
 /// ToolkitError.
 #ifdef KORVANE_ASSERTIONS
 #define KORVANE_ASSERT(condition) \

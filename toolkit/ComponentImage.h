@@ -7,7 +7,7 @@
 
 namespace qvox {
 
-/// What is known of one connected component.
+/// The record of one connected component.
 struct ComponentRecord {
     std::uint16_t identifier = 0;
     std::uint16_t sourceValue = 0;  ///< value of the component's voxels in the source image

@@ -23,7 +23,7 @@ void SetThresholds(int block, int end) {
 
 FreedMemoryKeeper::FreedMemoryKeeper() { SetThresholds(INT_MAX, -1); }
 
-// To what the C library arrives at by itself when large blocks come and go.
+// The values that the C library arrives at by itself when large blocks come and go.
 FreedMemoryKeeper::~FreedMemoryKeeper() {
     SetThresholds(32 << 20, 64 << 20);
     malloc_trim(0);

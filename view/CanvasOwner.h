@@ -11,7 +11,7 @@
 
 namespace Korvane {
 
-/// What the canvas asks of the window that it lies in, as it stands at the moment of painting.
+/// The state that the canvas queries from its window, at the moment of painting.
 struct CanvasState {
     LabelStyle style = LabelStyle::kContours;
     enum class Numbers { kHidden, kShown } numbers = Numbers::kHidden;
@@ -20,7 +20,7 @@ struct CanvasState {
     const EditingState* editing = nullptr;  ///< null where neither outline nor open contour is to be drawn
 };
 
-/// The window around the canvas: holds everything that is not a matter of drawing, and hears the canvas's input.
+/// The window around the canvas: holds everything that is not a matter of drawing, and receives the canvas's input.
 class CanvasOwner {
 public:
     virtual ~CanvasOwner() = default;

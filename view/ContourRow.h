@@ -16,7 +16,7 @@ public:
         : labels_(labels), firstX_(firstX), differs_(width) {}
 
     /// Non-zero where a voxel of row y, from the first column on, is one of a contour. One pass over the row and its
-    /// neighbours; stretches of background cost a look at the row only.
+    /// neighbours; runs of background cost a look at the row only.
     const std::vector<std::uint16_t>& At(std::uint64_t y);
 
     /// Calls visit(x, y, label) for every contour voxel of row y, from left to right.

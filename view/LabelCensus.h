@@ -15,7 +15,7 @@ namespace Korvane {
 /// changes labels in another way, or shows another image, must say so by Forget(); the next use then counts all again.
 class LabelCensus {
 public:
-    /// The labels were changed by someone else: what is held is void.
+    /// The labels were changed elsewhere: the census is void.
     void Forget();
 
     /// Counts all again, if that is needed. Images have one plane. One pass after Forget(), else nothing.

@@ -28,7 +28,7 @@ bool InsideRange(float value, std::uint64_t size) {
     return value >= 0.0f && static_cast<std::uint64_t>(Truncated(value)) < size;
 }
 
-/// Gives a label to a part of a row, telling the census run by run.
+/// Gives a label to a part of a row, notifying the census run by run.
 void SetRun(LabelImage& labels, LabelCensus& census, std::uint16_t label, std::uint64_t x, std::uint64_t end,
             std::uint64_t y) {
     std::uint16_t* const row = labels.Row(y);

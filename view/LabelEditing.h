@@ -17,17 +17,17 @@ inline constexpr int kMinBrushRadiusPx = 1;
 inline constexpr int kMaxBrushRadiusPx = 99;
 inline constexpr int kFirstBrushRadiusPx = 10;
 
-/// What the message boxes say for EditResult::kMaximumReached: of NextLabel, and of UniqueLabel.
+/// The texts of the message boxes for EditResult::kMaximumReached: of NextLabel, and of UniqueLabel.
 inline constexpr const char* kNoNextLabelText = "The maximum number of labels reached!";
 inline constexpr const char* kNoUniqueLabelText = "Maximum number of labels reached!";
 
 enum class DrawingMode { kBrush, kContour };
 
-/// What is left to do for the window after a command.
+/// The work left for the window after a command.
 enum class EditResult {
     kNothing,         ///< nothing happened
     kRepaint,         ///< repaint, also when the command found nothing to change
-    kMaximumReached,  ///< no further label; nothing changed, and the person is to be told
+    kMaximumReached,  ///< no further label; nothing changed, and the person is to be notified
 };
 
 /// The tools' own state.
@@ -55,7 +55,7 @@ struct Pixel {
 inline bool operator==(const Pixel& a, const Pixel& b) { return a.x == b.x && a.y == b.y; }
 
 /// The voxel a point lies in; coordinates are truncated, so that points less than a voxel left of or above the image
-/// fall in its first column or row. Inside() asks the point itself.
+/// fall in its first column or row. Inside() tests the point itself.
 Pixel PixelAt(const ImagePoint& point);
 
 /// Whether 0 <= x < width and 0 <= y < height.
@@ -95,7 +95,7 @@ PixelRectangle ReleaseLeft(EditedPosition position, EditingState& state);
 EditResult PickLabel(EditedPosition position, const EditingState& state, const ImagePoint& point);
 
 /// Gives a disc the current label: the voxels with dx^2 + dy^2 < radius^2, clipped to the image, and counts the labels.
-/// Costs what the disc's box has of voxels, after the census was taken once.
+/// Costs one pass over the disc's box, after the census was taken once.
 PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pixel& centre);
 
 /// Gives the current label to the closed line through the points collected and to all that it encloses (ways out run
@@ -117,7 +117,7 @@ EditResult UndoEdit(EditedPosition position, EditingState& state);
 EditResult ClearLabels(EditedPosition position, EditingState& state);
 
 /// To be called after whatever else changed the labels or the current position (switch, open, load, detection,
-/// clearing all): what is kept about them is void.
+/// clearing all): everything kept about them is void.
 void LabelsReplaced(EditingState& state);
 
 }  // namespace Korvane

@@ -70,20 +70,20 @@ void ConvertToGrey(const qvox::VoxelImage<float>& raw, GreyPicture& grey) {
 }
 
 void PaintLabels(const GreyPicture& grey, const LabelImage& labels, LabelStyle style, const PixelRectangle& part,
-                 ColourPicture& picture) {
+                 ColourPicture& painted) {
     if (!grey.SameSizes(labels)) {
         throw ToolkitError("Painting labels: the image of " + SizeText(grey.SizeX(), grey.SizeY()) +
                            " and the label image of " + SizeText(labels.SizeX(), labels.SizeY()) + " differ in size.");
     }
     RequirePart(labels, part);
     const bool anything = part.width > 0 && part.height > 0;
-    picture.Resize(anything ? part.width : 0, anything ? part.height : 0, anything ? 1 : 0);
+    painted.Resize(anything ? part.width : 0, anything ? part.height : 0, anything ? 1 : 0);
     if (!anything) return;
     ContourRow contour(labels, part.x, part.width);
     for (std::uint64_t row = 0; row < part.height; ++row) {
         const std::uint64_t y = part.y + row;
         const std::uint16_t* label = labels.Row(y) + part.x;
-        Rgb8* out = picture.Row(row);
+        Rgb8* out = painted.Row(row);
         PaintGrey(grey.Row(y) + part.x, part.width, out);
         if (style == LabelStyle::kRegions) PaintMarked(label, label, part.width, out);
         if (style == LabelStyle::kContours) PaintMarked(contour.At(y).data(), label, part.width, out);
@@ -93,13 +93,13 @@ void PaintLabels(const GreyPicture& grey, const LabelImage& labels, LabelStyle s
 ColourPicture PaintPosition(const qvox::VoxelImage<float>& raw, const LabelImage& labels, LabelStyle style) {
     GreyPicture grey;
     ConvertToGrey(raw, grey);
-    ColourPicture picture;
-    picture.SetResolution(raw.Resolution());
+    ColourPicture painted;
+    painted.SetResolution(raw.Resolution());
     qvox::Description description;
     qvox::SetOrientation(description, qvox::OrientationOf(raw.Metadata()));
-    picture.SetMetadata(std::move(description));
-    PaintLabels(grey, labels, style, WholeImage(labels), picture);
-    return picture;
+    painted.SetMetadata(std::move(description));
+    PaintLabels(grey, labels, style, WholeImage(labels), painted);
+    return painted;
 }
 
 std::vector<ContourVoxel> ContourVoxels(const LabelImage& labels, const PixelRectangle& part) {

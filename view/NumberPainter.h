@@ -12,14 +12,14 @@ namespace Korvane {
 struct TextMask {
     int width = 0;  ///< pixels
     int height = 0;
-    int margin = 0;                      ///< pixels around the text's own extent, for what reaches out of it
+    int margin = 0;                      ///< pixels around the text's own extent, for strokes that reach out of it
     ClientSize extent;                   ///< of the text, in window pixels
     std::vector<std::uint8_t> coverage;  ///< row by row, red, green and blue of each pixel: 0 none .. 255 all of it
 };
 
-/// Paints a text whose corner (without the margin) lies at (x, y) of the picture; what falls beside it is left out.
+/// Paints a text whose corner (without the margin) lies at (x, y) of the painted image, clipped to it.
 /// Each channel becomes coverage * colour + (255 - coverage) * before, over 255, rounded.
-void StampText(ColourPicture& picture, std::int64_t x, std::int64_t y, const TextMask& mask, const qvox::Rgb8& colour);
+void StampText(ColourPicture& painted, std::int64_t x, std::int64_t y, const TextMask& mask, const qvox::Rgb8& colour);
 
 /// The anchors of one list that the other does not have at the same place, and the other way round: where numbers have
 /// to be painted again. Both lists ascend by label. One pass.

@@ -21,7 +21,7 @@ constexpr qvox::Rgb8 kText{255, 255, 255};
 
 wxPoint PointOf(const Pixel& pixel) { return {static_cast<int>(pixel.x), static_cast<int>(pixel.y)}; }
 
-/// What the line covers, in window pixels from the corner of the scaled image.
+/// The rectangle that the line covers, in window pixels from the corner of the scaled image.
 wxRect LineRectangle(const std::vector<Pixel>& line, float zoom) {
     Pixel first = line.front();
     Pixel last = line.front();
@@ -43,10 +43,10 @@ void DrawLine(wxDC& dc, const std::vector<Pixel>& line, std::uint16_t label) {
     dc.DrawPoint(PointOf(line.back()));
 }
 
-/// Draws the open contour, touching no more of the picture than it covers.
-void DrawContour(ColourPicture& picture, const std::vector<Pixel>& line, std::uint16_t label, const OverlayPort& port) {
-    const wxRect window(port.corner, wxSize(static_cast<int>(picture.SizeX()) / port.density,
-                                            static_cast<int>(picture.SizeY()) / port.density));
+/// Draws the open contour, touching no more of the painted image than it covers.
+void DrawContour(ColourPicture& painted, const std::vector<Pixel>& line, std::uint16_t label, const OverlayPort& port) {
+    const wxRect window(port.corner, wxSize(static_cast<int>(painted.SizeX()) / port.density,
+                                            static_cast<int>(painted.SizeY()) / port.density));
     const wxRect part = LineRectangle(line, port.zoom).Intersect(window);
     if (part.IsEmpty()) return;
     const auto left = static_cast<std::uint64_t>((part.x - port.corner.x) * port.density);
@@ -56,7 +56,7 @@ void DrawContour(ColourPicture& picture, const std::vector<Pixel>& line, std::ui
     wxImage image(width, height, false);
     auto* bytes = reinterpret_cast<qvox::Rgb8*>(image.GetData());
     for (int y = 0; y < height; ++y) {
-        const qvox::Rgb8* const row = picture.Row(top + static_cast<std::uint64_t>(y)) + left;
+        const qvox::Rgb8* const row = painted.Row(top + static_cast<std::uint64_t>(y)) + left;
         std::copy(row, row + width, bytes + std::ptrdiff_t{y} * width);
     }
     wxBitmap bitmap(image, wxBITMAP_SCREEN_DEPTH, port.density);
@@ -70,7 +70,7 @@ void DrawContour(ColourPicture& picture, const std::vector<Pixel>& line, std::ui
     bytes = reinterpret_cast<qvox::Rgb8*>(image.GetData());
     for (int y = 0; y < height; ++y) {
         const qvox::Rgb8* const row = bytes + std::ptrdiff_t{y} * width;
-        std::copy(row, row + width, picture.Row(top + static_cast<std::uint64_t>(y)) + left);
+        std::copy(row, row + width, painted.Row(top + static_cast<std::uint64_t>(y)) + left);
     }
 }
 
@@ -125,16 +125,16 @@ wxRect OverlayDrawing::NumberRectangle(const LabelAnchor& anchor, float zoom, in
     return Covered(PlaceNumber(anchor, zoom, mask.extent), mask, density);
 }
 
-void OverlayDrawing::Draw(ColourPicture& picture, const qvox::LabelImage& labels,
+void OverlayDrawing::Draw(ColourPicture& painted, const qvox::LabelImage& labels,
                           const std::vector<LabelAnchor>& anchors, const CanvasState& state, const OverlayPort& port) {
     if (state.editing != nullptr && !state.editing->contourPoints.empty()) {
-        DrawContour(picture, ContourLine(*state.editing, labels), state.currentLabel, port);
+        DrawContour(painted, ContourLine(*state.editing, labels), state.currentLabel, port);
     }
     if (state.numbers == CanvasState::Numbers::kHidden) return;
     // Farther from its anchor than this no number reaches, so its text need not be known.
     constexpr int kReach = 100;
-    const wxRect window(port.corner, wxSize(static_cast<int>(picture.SizeX()) / port.density,
-                                            static_cast<int>(picture.SizeY()) / port.density));
+    const wxRect window(port.corner, wxSize(static_cast<int>(painted.SizeX()) / port.density,
+                                            static_cast<int>(painted.SizeY()) / port.density));
     wxRect near = window;
     near.Inflate(kReach);
     for (const LabelAnchor& anchor : anchors) {
@@ -145,7 +145,7 @@ void OverlayDrawing::Draw(ColourPicture& picture, const qvox::LabelImage& labels
         const NumberPlace place = PlaceNumber(anchor, port.zoom, mask.extent);
         if (!Covered(place, mask, port.density).Intersects(window)) continue;
         const auto stamp = [&](const ClientPoint& corner, const qvox::Rgb8& colour) {
-            StampText(picture, std::int64_t{corner.x - port.corner.x} * port.density,
+            StampText(painted, std::int64_t{corner.x - port.corner.x} * port.density,
                       std::int64_t{corner.y - port.corner.y} * port.density, mask, colour);
         };
         stamp(place.shadow, kShadow);

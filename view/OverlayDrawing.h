@@ -12,21 +12,21 @@
 
 namespace Korvane {
 
-/// Which part of a scaled image a painted picture is.
+/// The part of a scaled image that a painted image shows.
 struct OverlayPort {
-    wxPoint corner;     ///< of the picture, in window pixels from the corner of the scaled image
+    wxPoint corner;     ///< of the part, in window pixels from the corner of the scaled image
     float zoom = 1.0f;  ///< window pixels per image pixel
-    int density = 1;    ///< picture pixels per window pixel
+    int density = 1;    ///< painted pixels per window pixel
 };
 
-/// Draws over a painted picture what a view shows above the labels: the contour being drawn, then the numbers. Texts
-/// are kept from call to call.
+/// Draws everything that a view shows above the labels over a painted image: the contour being drawn, then the numbers.
+/// Texts are kept from call to call.
 class OverlayDrawing {
 public:
-    void Draw(ColourPicture& picture, const qvox::LabelImage& labels, const std::vector<LabelAnchor>& anchors,
+    void Draw(ColourPicture& painted, const qvox::LabelImage& labels, const std::vector<LabelAnchor>& anchors,
               const CanvasState& state, const OverlayPort& port);
 
-    /// What the number of a label covers, in window pixels from the corner of the scaled image.
+    /// The rectangle that the number of a label covers, in window pixels from the corner of the scaled image.
     wxRect NumberRectangle(const LabelAnchor& anchor, float zoom, int density);
 
 private:

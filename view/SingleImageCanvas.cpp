@@ -214,7 +214,7 @@ void SingleImageCanvas::OnPaint(wxPaintEvent&) {
         const wxRect drawn = OutlineRectangle(state);
         drawnOutline_ = painted || drawnOutline_.IsEmpty() ? drawn : drawn.Union(drawnOutline_);
     } catch (const std::exception& error) {
-        // A question or message now would paint again and fail again; the picture stays as far as it got.
+        // A question or message now would paint again and fail again; the painted image stays as far as it got.
         wxLogDebug("Painting failed: %s", error.what());
     }
 }

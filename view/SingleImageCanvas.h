@@ -37,7 +37,7 @@ public:
 
     ImagePoint ImagePointUnder(const wxPoint& pointer) const;
 
-    /// The pointer in window pixels, as last heard of; outside the client area when it left.
+    /// The pointer in window pixels, as last reported; outside the client area when it left.
     wxPoint Pointer() const { return pointer_; }
     bool PointerInside() const;
     /// The same, but outside the client area where the pointer is by what the display says now.

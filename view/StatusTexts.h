@@ -16,7 +16,7 @@ inline constexpr const char* kStartTitle = "TEM Korvane";
 /// Fields 1 to 5 of the status bar, in order; field 0 belongs to the menus' help texts.
 using StatusFields = std::array<std::string, 5>;
 
-/// What the status bar tells of the current position and of the tools.
+/// The state of the current position and of the tools that the status bar shows.
 struct StatusFacts {
     qvox::PixelResolution resolution;  ///< of the current position; not a finite number above 0 is unknown
     std::uint16_t currentLabel = 1;

@@ -38,7 +38,7 @@ public:
     /// std::bad_alloc changes nothing.
     Progress Prepare(const qvox::LabelImage& labels, const qvox::LabelImage& undo, std::uint64_t voxels);
 
-    /// Labels were changed by someone else, or other labels are edited now: what the buffer holds is void.
+    /// Labels were changed elsewhere, or other labels are edited now: the buffer is void.
     void Forget();
 
     /// Frees the buffer.

@@ -12,7 +12,7 @@ namespace Korvane {
 
 namespace {
 
-/// The image columns (or rows) that a stretch of the window shows.
+/// The image columns (or rows) that a range of window pixels shows.
 struct Samples {
     std::vector<std::uint64_t> at;  ///< of window pixels first, first + 1, ...; they ascend
     std::size_t first = 0;          ///< those before lie outside the image, and so do all past the end
@@ -43,10 +43,10 @@ std::uint64_t PastEnd(int windowEnd, float zoom, std::uint64_t size) {
 
 /// `rowAt(y)` gives the colour of each column of an image row.
 template <typename RowAt>
-void PaintRows(const Samples& columns, const Samples& rows, ColourPicture& picture, RowAt rowAt) {
-    for (std::size_t y = 0; y < picture.SizeY(); ++y) {
-        qvox::Rgb8* const out = picture.Row(y);
-        qvox::Rgb8* const end = out + picture.SizeX();
+void PaintRows(const Samples& columns, const Samples& rows, ColourPicture& painted, RowAt rowAt) {
+    for (std::size_t y = 0; y < painted.SizeY(); ++y) {
+        qvox::Rgb8* const out = painted.Row(y);
+        qvox::Rgb8* const end = out + painted.SizeX();
         if (y < rows.first || y >= rows.Past()) {
             std::fill(out, end, kViewBackground);
             continue;
@@ -65,7 +65,7 @@ int WindowCoordinate(std::uint64_t at, int start, float zoom) {
 
 /// Draws the contour voxels one by one over a rectangle whose sampled part of the image is `part`.
 void DrawContourPoints(const qvox::LabelImage& labels, const ViewPort& port, const WindowRectangle& rectangle,
-                       const PixelRectangle& part, ColourPicture& picture) {
+                       const PixelRectangle& part, ColourPicture& painted) {
     if (part.width == 0 || part.height == 0) return;
     // Voxels past the last one sampled still fall into the last window column or row.
     const std::uint64_t right = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, labels.SizeX());
@@ -74,7 +74,7 @@ void DrawContourPoints(const qvox::LabelImage& labels, const ViewPort& port, con
     for (std::uint64_t row = part.y; row < bottom; ++row) {
         const int windowY = WindowCoordinate(row, port.startY, port.zoom) - rectangle.y;
         if (windowY < 0 || windowY >= rectangle.height) continue;
-        qvox::Rgb8* const out = picture.Row(static_cast<std::uint64_t>(windowY));
+        qvox::Rgb8* const out = painted.Row(static_cast<std::uint64_t>(windowY));
         contour.ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) {
             const int windowX = WindowCoordinate(x, port.startX, port.zoom) - rectangle.x;
             if (windowX >= 0 && windowX < rectangle.width) out[windowX] = LabelColour(label);
@@ -89,19 +89,19 @@ std::int64_t ImageCoordinate(int start, int pixel, float zoom) {
 }
 
 void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
-               const WindowRectangle& rectangle, ColourPicture& picture) {
+               const WindowRectangle& rectangle, ColourPicture& painted) {
     if (rectangle.width <= 0 || rectangle.height <= 0) {
-        picture.Release();
+        painted.Release();
         return;
     }
     const Samples columns = SamplesOf(port.startX, rectangle.x, rectangle.width, port.zoom, grey.SizeX());
     const Samples rows = SamplesOf(port.startY, rectangle.y, rectangle.height, port.zoom, grey.SizeY());
-    picture.Resize(static_cast<std::uint64_t>(rectangle.width), static_cast<std::uint64_t>(rectangle.height), 1);
+    painted.Resize(static_cast<std::uint64_t>(rectangle.width), static_cast<std::uint64_t>(rectangle.height), 1);
     if (grey.SizeZ() > 1) style = LabelStyle::kNone;
     const PixelRectangle part{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(),
                               rows.End() - rows.Begin()};
     if (style == LabelStyle::kRegions) {
-        PaintRows(columns, rows, picture, [&](std::uint64_t y) {
+        PaintRows(columns, rows, painted, [&](std::uint64_t y) {
             return [level = grey.Row(y), label = labels.Row(y)](std::uint64_t x) {
                 return label[x] == 0 ? qvox::Rgb8{level[x], level[x], level[x]} : LabelColour(label[x]);
             };
@@ -110,17 +110,17 @@ void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelSty
     }
     const bool seesImage = part.width > 0 && part.height > 0;
     if (style == LabelStyle::kContours && port.zoom >= 1.0f && seesImage) {
-        ColourPicture painted;
-        PaintLabels(grey, labels, style, part, painted);
-        PaintRows(columns, rows, picture, [&](std::uint64_t y) {
-            return [colour = painted.Row(y - part.y), left = part.x](std::uint64_t x) { return colour[x - left]; };
+        ColourPicture sampled;
+        PaintLabels(grey, labels, style, part, sampled);
+        PaintRows(columns, rows, painted, [&](std::uint64_t y) {
+            return [colour = sampled.Row(y - part.y), left = part.x](std::uint64_t x) { return colour[x - left]; };
         });
         return;
     }
-    PaintRows(columns, rows, picture, [&](std::uint64_t y) {
+    PaintRows(columns, rows, painted, [&](std::uint64_t y) {
         return [level = grey.Row(y)](std::uint64_t x) { return qvox::Rgb8{level[x], level[x], level[x]}; };
     });
-    if (style == LabelStyle::kContours) DrawContourPoints(labels, port, rectangle, part, picture);
+    if (style == LabelStyle::kContours) DrawContourPoints(labels, port, rectangle, part, painted);
 }
 
 }  // namespace Korvane

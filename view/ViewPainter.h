@@ -6,7 +6,7 @@
 
 namespace Korvane {
 
-/// Which part of a picture a window shows: the scroll position in window pixels, and window pixels per image pixel.
+/// Which part of an image a window shows: the scroll position in window pixels, and window pixels per image pixel.
 struct ViewPort {
     int startX = 0;
     int startY = 0;
@@ -21,18 +21,18 @@ struct WindowRectangle {
     int height = 0;
 };
 
-/// What a view shows beside the picture.
+/// The colour of a view beside the image.
 inline constexpr qvox::Rgb8 kViewBackground{150, 150, 150};
 
 /// The image column (or row) that window pixel `pixel` shows; it may lie outside the image.
 std::int64_t ImageCoordinate(int start, int pixel, float zoom);
 
-/// Paints a rectangle of a view. `picture` gets the rectangle's size. Window pixel p shows image pixel
-/// (start + p) / zoom, truncated; what lies beyond the image is kViewBackground. Where the picture is shown smaller
-/// than it is, contour voxels are painted one by one on top, so that thin outlines survive. Of an image with several
-/// planes the first is shown, without labels. Costs about the rectangle's pixels, and for contours below zoom 1 the
-/// image pixels under it. Throws as PaintLabels does.
+/// Paints a rectangle of a view. `painted` gets the rectangle's size. Window pixel p shows image pixel
+/// (start + p) / zoom, truncated; what lies beyond the image is kViewBackground. Where the image is shown smaller than
+/// it is, contour voxels are painted one by one on top, so that thin outlines survive. Of an image with several planes
+/// the first is shown, without labels. Costs about the rectangle's pixels, and for contours below zoom 1 the image
+/// pixels under it. Throws as PaintLabels does.
 void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
-               const WindowRectangle& rectangle, ColourPicture& picture);
+               const WindowRectangle& rectangle, ColourPicture& painted);
 
 }  // namespace Korvane

@@ -29,10 +29,10 @@ struct ImagePoint {
     float y = 0.0f;
 };
 
-/// What the canvas shows of an image. Image sizes of 0 mean that no image is shown.
+/// The part of an image that the canvas shows. Image sizes of 0 mean that no image is shown.
 struct ViewState {
     int zoomLevel = 0;
-    ClientPoint start;  ///< what is scrolled out at the left and the top, in client pixels
+    ClientPoint start;  ///< the extent scrolled out at the left and the top, in client pixels
     ClientSize client;  ///< the visible area
     std::uint64_t imageWidth = 0;
     std::uint64_t imageHeight = 0;

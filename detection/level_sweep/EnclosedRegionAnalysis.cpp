@@ -13,7 +13,7 @@ EnclosedRegionAnalysis::EnclosedRegionAnalysis(const BitPlane& background, int l
       touched_(background, BitPlane(width_, height_)),
       skeleton_(width_, height_),
       distance_(width_, height_),
-      traces_(skeleton_, width_, height_, longBranchPx),
+      paths_(skeleton_, width_, height_, longBranchPx),
       enclosed_(width_, height_),
       candidates_(enclosed_.Grid().Words()),
       rings_(enclosed_.Grid().Words()) {}
@@ -49,12 +49,12 @@ void EnclosedRegionAnalysis::UpdateSkeleton() {
             distance_.Add(word, pixels);
         });
     skeleton_.Update();
-    traces_.Update();
+    paths_.Update();
 }
 
 MarkedBranches EnclosedRegionAnalysis::MarkBranches() {
     // Rows are read from the last one up.
-    return traces_.Marked(touched_.FloodedTiles(), [&](int x0, int y0, int row) {
+    return paths_.Marked(touched_.FloodedTiles(), [&](int x0, int y0, int row) {
         const Word* rows = touched_.FloodedRows(distance_.TileAt(x0, y0));
         __builtin_prefetch(rows + std::max(row - 8, 0));
         return rows[row];
@@ -72,7 +72,7 @@ int EnclosedRegionAnalysis::LargestDistanceOfFlooded() {
 
 void EnclosedRegionAnalysis::MarkCandidates(const std::vector<WordPixels<BitGrid>>& component) {
     const auto linesIn = [&](int column, int y) {
-        const Word lines = traces_.LinesLeftIn(column, y);
+        const Word lines = paths_.LinesLeftIn(column, y);
         return lines == 0 ? lines : lines & touched_.FloodedIn(column, y);
     };
     enclosed_.Find(component, linesIn, [&](std::size_t word, Word inside, Word ring) {
@@ -91,7 +91,7 @@ void EnclosedRegionAnalysis::CheckInvariants() const {
     }
     touched_.CheckInvariants();
     skeleton_.CheckInvariants();
-    traces_.CheckInvariants();
+    paths_.CheckInvariants();
     distance_.CheckInvariants();
     enclosed_.CheckInvariants();
 #endif

@@ -98,7 +98,7 @@ private:
     IncrementalSkeleton skeleton_;
     LargestDistance distance_;
     std::vector<LargestDistance::Part> parts_;
-    BranchPaths traces_;
+    BranchPaths paths_;
     EnclosedArea enclosed_;
     // By words of the grid of enclosed_.
     ZeroedArray<Word> candidates_;

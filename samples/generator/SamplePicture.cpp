@@ -69,22 +69,22 @@ void AddVesicle(qvox::VoxelImage<double>& light, const Vesicle& vesicle, const L
 }
 
 // Specks that are too small to be vesicles, brighter or darker than the film.
-void DrawDebris(std::mt19937& random, qvox::VoxelImage<float>& picture, int perMegapixel) {
-    const double pixels = static_cast<double>(picture.VoxelCount());
+void DrawDebris(std::mt19937& random, qvox::VoxelImage<float>& image, int perMegapixel) {
+    const double pixels = static_cast<double>(image.VoxelCount());
     const int count = static_cast<int>(pixels * perMegapixel / 1e6);
     constexpr std::int64_t kReach = 8;
     for (int i = 0; i < count; ++i) {
-        const std::int64_t x = static_cast<std::int64_t>(OpenUniform(random) * static_cast<double>(picture.SizeX()));
-        const std::int64_t y = static_cast<std::int64_t>(OpenUniform(random) * static_cast<double>(picture.SizeY()));
+        const std::int64_t x = static_cast<std::int64_t>(OpenUniform(random) * static_cast<double>(image.SizeX()));
+        const std::int64_t y = static_cast<std::int64_t>(OpenUniform(random) * static_cast<double>(image.SizeY()));
         const double size = 1.0 + 1.5 * OpenUniform(random);
         const double light = (OpenUniform(random) < 0.5 ? -0.12 : 0.12) * (0.5 + OpenUniform(random));
         for (std::int64_t py = std::max<std::int64_t>(0, y - kReach); py <= y + kReach; ++py) {
             for (std::int64_t px = std::max<std::int64_t>(0, x - kReach); px <= x + kReach; ++px) {
                 const auto column = static_cast<std::uint64_t>(px);
                 const auto row = static_cast<std::uint64_t>(py);
-                if (column >= picture.SizeX() || row >= picture.SizeY()) continue;
+                if (column >= image.SizeX() || row >= image.SizeY()) continue;
                 const double squared = static_cast<double>((px - x) * (px - x) + (py - y) * (py - y));
-                picture(column, row) += static_cast<float>(light * std::exp(-squared / (2.0 * size * size)));
+                image(column, row) += static_cast<float>(light * std::exp(-squared / (2.0 * size * size)));
             }
         }
     }
@@ -153,13 +153,13 @@ qvox::VoxelImage<float> DrawPicture(std::mt19937& random, std::uint64_t width, s
     }
     for (const Vesicle& vesicle : vesicles) AddVesicle(light, vesicle, look);
 
-    qvox::VoxelImage<float> picture;
-    picture.Resize(width, height, 1);
+    qvox::VoxelImage<float> image;
+    image.Resize(width, height, 1);
     for (std::uint64_t i = 0; i < light.VoxelCount(); ++i) {
-        picture[i] = static_cast<float>(light[i] + (look.grain * Gaussian(random) + look.coarseGrain * coarse[i]));
+        image[i] = static_cast<float>(light[i] + (look.grain * Gaussian(random) + look.coarseGrain * coarse[i]));
     }
-    DrawDebris(random, picture, look.debrisPerMegapixel);
-    return picture;
+    DrawDebris(random, image, look.debrisPerMegapixel);
+    return image;
 }
 
 }  // namespace korvane_samples

@@ -18,7 +18,7 @@ struct Vesicle {
     double brightness = 0;  ///< of the inside above the background, grey value 0..1
 };
 
-/// How a picture of negatively stained vesicles looks.
+/// The look of an image of negatively stained vesicles.
 struct Look {
     double background = 0.42;      ///< grey value 0..1 of the stained film
     double unevenness = 0.04;      ///< amplitude of the film's slow variation
@@ -32,7 +32,7 @@ struct Look {
 };
 
 /// Random places for vesicles of the given radii: no two closer than `gapPx` between their rims, all whole inside the
-/// picture. Radii that find no place within a bounded number of tries are left out.
+/// image. Radii that find no place within a bounded number of tries are left out.
 std::vector<Vesicle> PlaceVesicles(std::mt19937& random, std::uint64_t width, std::uint64_t height,
                                    const std::vector<double>& radiiPx, double gapPx);
 

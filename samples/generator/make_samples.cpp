@@ -1,4 +1,4 @@
-// Writes the sample pictures and their ground truth: make_samples FOLDER
+// Writes the sample images and their ground truth: make_samples FOLDER
 
 #include <algorithm>
 #include <cmath>
@@ -59,12 +59,12 @@ std::vector<Sample> Samples() {
 }
 
 template <typename T>
-void Save(const std::string& path, const Sample& sample, const qvox::VoxelImage<float>& picture, float full) {
+void Save(const std::string& path, const Sample& sample, const qvox::VoxelImage<float>& drawn, float full) {
     qvox::VoxelImage<T> image;
-    image.Resize(picture.SizeX(), picture.SizeY(), 1);
+    image.Resize(drawn.SizeX(), drawn.SizeY(), 1);
     image.SetResolution({sample.pixelsPerUm, sample.pixelsPerUm, 0.0f});
-    for (std::uint64_t i = 0; i < picture.VoxelCount(); ++i) {
-        const float light = std::clamp(picture[i], 0.0f, 1.0f);
+    for (std::uint64_t i = 0; i < drawn.VoxelCount(); ++i) {
+        const float light = std::clamp(drawn[i], 0.0f, 1.0f);
         image[i] = static_cast<T>(std::is_floating_point_v<T> ? light : std::floor(light * full + 0.5f));
     }
     qvox::SaveImageFile(path, image);
@@ -74,15 +74,15 @@ void Write(const std::string& folder, const Sample& sample, std::ostream& truth)
     std::mt19937 random(sample.seed);
     const std::vector<Vesicle> vesicles =
         korvane_samples::PlaceVesicles(random, sample.width, sample.height, sample.radiiPx, sample.gapPx);
-    const qvox::VoxelImage<float> picture =
+    const qvox::VoxelImage<float> drawn =
         korvane_samples::DrawPicture(random, sample.width, sample.height, vesicles, sample.look);
     const std::string path = folder + "/" + sample.name;
     if (sample.name.find("_8bit") != std::string::npos) {
-        Save<std::uint8_t>(path, sample, picture, 255.0f);
+        Save<std::uint8_t>(path, sample, drawn, 255.0f);
     } else if (sample.name.find("_16bit") != std::string::npos) {
-        Save<std::uint16_t>(path, sample, picture, 60000.0f);
+        Save<std::uint16_t>(path, sample, drawn, 60000.0f);
     } else {
-        Save<float>(path, sample, picture, 1.0f);
+        Save<float>(path, sample, drawn, 1.0f);
     }
     for (const Vesicle& vesicle : vesicles) {
         char line[160];

@@ -133,6 +133,32 @@ TEST_F(DoubtfulInput, GreyImagesInColourAreCopiedAsGrey) {
     EXPECT_EQ(copy[0], (299 * 3 + 587 * 3 + 114 * 33) / 1000);
 }
 
+TEST_F(DoubtfulInput, AStackIsRefusedWithTheWayToChooseAPage) {
+    TiffBuilder file;
+    for (int page = 0; page < 2; ++page) {
+        file.Page().Grey(32, 32, 8);
+        if (page == 0) file.Text(270, "ImageJ=1.53t\nimages=2\nslices=2\n");
+        const qvox::VoxelImage<std::uint8_t> plane = Vesicles(1, 32, 32);
+        file.AddPiece(std::string(plane.begin(), plane.end()));
+    }
+    file.Write(File("a.tif"));
+    const ProgramResult run = RunProgram({"detect", "--pixel-size", "1.488", File("a.tif")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(Says(run, "2 planes; only an image of one plane can be analysed.'; --page N chooses one)"))
+        << run.messages;
+    EXPECT_FALSE(Says(run, "warning")) << run.messages;
+    EXPECT_EQ(RunProgram({"detect", "--pixel-size", "1.488", "--page", "2", File("a.tif")}).status, 0);
+}
+
+TEST_F(DoubtfulInput, ImagesWithoutLabelsAreNotCountedAsDone) {
+    const std::string image = Save("a.tif", 672.0f);
+    const std::string bare = Save("b.tif", 672.0f);
+    SaveSquares("seg_a.tif");
+    const ProgramResult run = RunProgram({"overlay", image, bare});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(Says(run, "1 image done, 1 left out for want of labels.")) << run.messages;
+}
+
 }  // namespace
 
 }  // namespace korvane_test

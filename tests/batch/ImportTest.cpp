@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "batch/ProgramRunner.h"
@@ -61,6 +62,17 @@ TEST_F(Import, LabelsBeyondTheLargestAreRefused) {
     EXPECT_FALSE(fs::exists(File("seg_a.tif")));
 }
 
+TEST_F(Import, LabelsOfOtherSizesAreRefusedWithBoth) {
+    const std::string image = SaveImage("a.tif");
+    qvox::SaveImageFile(File("a_x.tif"), TwoSquares(95, 80));
+    const ProgramResult run = RunProgram({"import", "--pattern", "{stem}_x.tif", image});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.messages.find("error: Cannot import '" + File("a_x.tif") + "'! (Inconsistent image size)\n'" +
+                                File("a_x.tif") + "' has 95 x 80 pixels; wanted are the image's 96 x 80."),
+              std::string::npos)
+        << run.messages;
+}
+
 TEST_F(Import, ExistingLabelsAreReplacedOnlyByOverwrite) {
     const std::string image = SaveImage("a.tif");
     SaveForeign("a_x.tif", 2.0f);
@@ -70,6 +82,51 @@ TEST_F(Import, ExistingLabelsAreReplacedOnlyByOverwrite) {
     EXPECT_EQ(Contents(File("seg_a.tif")), before);
     EXPECT_EQ(RunProgram({"import", "--overwrite", "--pattern", "{stem}_x.tif", image}).status, 0);
     EXPECT_NE(Contents(File("seg_a.tif")), before);
+}
+
+TEST_F(Import, IsRecordedWithTheFileThatTheLabelsWereMadeFrom) {
+    const std::string image = SaveImage("a.tif");
+    SaveImage("b.tif");
+    SaveForeign("a_x.tif", 1.0f);
+    SaveForeign("b_x.tif", 200.0f);
+    SaveImage("c.tif");
+    EXPECT_EQ(RunProgram({"import", "--pattern", "{stem}_x.tif", folder_.Path().string()}).status, 1);
+    const auto printed = [this] {
+        return nlohmann::json::parse(RunProgram({"record", folder_.Path().string()}).output);
+    };
+    const nlohmann::json document = printed();
+    EXPECT_EQ(document.dump(), nlohmann::json::parse(Contents(File("korvane-run.json"))).dump());
+    EXPECT_EQ(document.at("command"), "import");
+    EXPECT_TRUE(document.at("parameters").is_null());
+    const nlohmann::json& made = document.at("images").at(0);
+    EXPECT_EQ(made.at("labels"), File("seg_a.tif"));
+    EXPECT_EQ(made.at("describesLabels"), true);
+    EXPECT_EQ(made.at("command"), "import");
+    EXPECT_EQ(made.at("objects"), 2);
+    EXPECT_TRUE(made.at("parameters").is_null());
+    EXPECT_EQ(made.at("input").at("bytes"), fs::file_size(image));
+    EXPECT_EQ(made.at("imported").at("path"), File("a_x.tif"));
+    EXPECT_EQ(made.at("imported").at("bytes"), fs::file_size(File("a_x.tif")));
+    EXPECT_EQ(made.at("imported").at("sha256").get<std::string>().size(), 64u);
+    EXPECT_EQ(document.at("images").at(1).at("result"), "failed");
+    EXPECT_EQ(document.at("images").at(2).at("result"), "no label file");
+}
+
+TEST_F(Import, LabelsThatWereMadeOtherwiseAreAWarningAndFailStrictRuns) {
+    const std::string image = SaveImage("a.tif");
+    SaveForeign("a_x.tif", 1.0f);
+    const std::vector<std::string> again{"import", "--pattern", "{stem}_x.tif", image};
+    const std::vector<std::string> strict{"import", "--strict", "--pattern", "{stem}_x.tif", image};
+    ASSERT_EQ(RunProgram(again).status, 0);
+    EXPECT_EQ(RunProgram(strict).status, 0);
+    EXPECT_NE(RunProgram({"detect", image}).messages.find("was made otherwise: command import, now detect. It is kept"),
+              std::string::npos);
+    SaveForeign("a_x.tif", 2.0f);
+    const ProgramResult run = RunProgram(again);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.messages.find("was made otherwise: another imported file. It is kept"), std::string::npos)
+        << run.messages;
+    EXPECT_EQ(RunProgram(strict).status, 1);
 }
 
 TEST_F(Import, APatternNamesTheStemOnceAndNoFolder) {

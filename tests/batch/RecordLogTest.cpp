@@ -33,7 +33,8 @@ RecordEntry Entry(const std::string& labels) {
     entry.path = "/in/" + labels;
     entry.result = "done";
     entry.command = "detect";
-    entry.parameters.areaFraction = 0.2f;
+    entry.parameters.emplace().areaFraction = 0.2f;
+    entry.page = 3;
     entry.pixelSize = {1.488, 2.0};
     entry.pixelSizeSource = "resolution tags";
     entry.objects = 4;
@@ -83,11 +84,25 @@ TEST(RecordEntry, ALineGivesBackItsEntry) {
     ASSERT_TRUE(read);
     EXPECT_EQ(EntryLine(*read), line);
     EXPECT_EQ(read->output->modifiedNs, 1234567890123456789);
-    EXPECT_EQ(read->parameters.areaFraction, 0.2f);
+    EXPECT_EQ(read->parameters->areaFraction, 0.2f);
+    EXPECT_EQ(read->page, 3u);
     EXPECT_NE(line.find("\"areaFraction\":0.2,"), std::string::npos) << line;
     for (std::size_t length = 0; length + 1 < line.size(); ++length) {
         EXPECT_FALSE(ReadEntry(line.substr(0, length))) << length;
     }
+}
+
+TEST(RecordEntry, OfAnImportHasNoParametersAndNamesItsFile) {
+    RecordEntry entry = Entry("seg_a.tif");
+    entry.parameters.reset();
+    entry.imported = UsedFile{"/theirs/a.tif", FileDigest{7, 8, "ab"}};
+    const std::string line = EntryLine(entry);
+    EXPECT_NE(line.find("\"parameters\":null,"), std::string::npos) << line;
+    const auto read = ReadEntry(line);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(EntryLine(*read), line);
+    EXPECT_EQ(read->imported->path, "/theirs/a.tif");
+    EXPECT_EQ(DifferenceText(*read, Entry("seg_a.tif")), "") << "parameters count where both have them";
 }
 
 TEST(RecordEntry, TellsEachWayInWhichLabelsWereMadeOtherwise) {
@@ -95,10 +110,14 @@ TEST(RecordEntry, TellsEachWayInWhichLabelsWereMadeOtherwise) {
     EXPECT_EQ(DifferenceText(made, made), "");
     RecordEntry asked = made;
     asked.command = "segment";
-    asked.parameters.roundnessThreshold = 0.5f;
+    asked.page = 4;
+    asked.parameters->roundnessThreshold = 0.5f;
     asked.pixelSize.y = 3.0;
     EXPECT_EQ(DifferenceText(made, asked),
-              "command detect, now segment, roundness 0.75, now 0.5, pixel height 2 nm, now 3 nm");
+              "command detect, now segment, page 3, now 4, roundness 0.75, now 0.5, pixel height 2 nm, now 3 nm");
+    asked = made;
+    asked.page.reset();
+    EXPECT_EQ(DifferenceText(made, asked), "") << "an entry of an earlier version knows no page";
 }
 
 TEST(RecordLog, KeepsEveryLineOfEightProcesses) {

@@ -10,6 +10,7 @@
 #include "batch/ProgramRunner.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
+#include "support/TiffBuilder.h"
 
 namespace korvane_test {
 
@@ -98,6 +99,29 @@ TEST_F(Record, StrictRunsFailWhereLabelsWereMadeOtherwise) {
     EXPECT_EQ(Detect({"--strict", "--pixel-size", "2"}).status, 1);
     EXPECT_EQ(RunProgram({"segment", "--strict", folder_.File("p0.tif")}).status, 1);
     EXPECT_EQ(Image(0).at("result"), "done");
+}
+
+TEST_F(Record, HoldsThePageThatTheLabelsWereMadeOf) {
+    TiffBuilder file;
+    for (const unsigned seed : {1u, 2u, 3u}) {
+        const qvox::VoxelImage<std::uint8_t> page = Vesicles(seed);
+        file.Page().Grey(96, 80, 8).AddPiece(std::string(page.begin(), page.end()));
+    }
+    file.Write(folder_.File("p0.tif"));
+    const std::vector<std::string> second{"--quiet", "--pixel-size", "1.488", "--page", "2"};
+    ASSERT_EQ(Detect(second).status, 0);
+    EXPECT_EQ(Image(0).at("page"), 2);
+    const std::string difference = "seg_p0.tif' was made otherwise: page 2, now ";
+    EXPECT_EQ(Detect(second).messages.find(difference), std::string::npos);
+    for (const char* page : {"1", "3"}) {
+        const ProgramResult other = Detect({"--pixel-size", "1.488", "--page", page});
+        EXPECT_EQ(other.status, 0);
+        EXPECT_NE(other.messages.find(difference + page + ". It is kept"), std::string::npos) << other.messages;
+        EXPECT_EQ(Detect({"--pixel-size", "1.488", "--page", page, "--strict"}).status, 1);
+    }
+    EXPECT_NE(Detect({"--pixel-size", "1.488"}).messages.find(difference + "1."), std::string::npos)
+        << "the first page is read without a choice";
+    EXPECT_EQ(Image(0).at("page"), 2);
 }
 
 TEST_F(Record, TellsOfLabelsAndImagesThatWereChanged) {

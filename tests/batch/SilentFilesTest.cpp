@@ -177,7 +177,7 @@ TEST_F(SilentFiles, AnUnfitImageIsToldWithItsTypeAndItsPathOnce) {
     colour.Resize(2, 2, 1);
     colour.Zero();
     qvox::SaveImageFile(File("a.tif"), colour);
-    const ProgramResult run = RunProgram({"detect", "--quiet", File("a.tif"), File("none.tif")});
+    const ProgramResult run = RunProgram({"detect", "--quiet", "--jobs", "1", File("a.tif"), File("none.tif")});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.messages, "error: Cannot load the input image '" + File("a.tif") +
                                 "'! (Unsupported pixel type)\nIt holds RGB, 8 bits; wanted is 8-bit, 16-bit or 32-bit "

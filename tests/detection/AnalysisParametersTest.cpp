@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "NominalSizes.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ std::string Limits(const ParameterRange& range) { return Number(range.minimum) +
 std::string Default(const ParameterRange& range) { return Number(AnalysisParameters().*range.field); }
 
 std::vector<std::string> LinesStartingWith(const std::string& file, const std::string& start) {
-    std::ifstream stream(KORVANE_SOURCE_DIR "/docs/" + file);
+    std::ifstream stream(korvane_test::SourceFile("docs/" + file));
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);) {
         if (line.rfind(start, 0) == 0) lines.push_back(line);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -144,6 +145,43 @@ TEST(CandidateDetectionDifferential, MapsEqualThePlainFormWhereManyValuesAreLeve
         korvane_reference::PlainDetectCandidates(edges, plain, scale, clusterSize, silent);
         Korvane::DetectCandidates(edges, shipped, scale, clusterSize, silent);
         ASSERT_TRUE(SameBits(plain, shipped)) << "seed " << seed;
+    }
+}
+
+// Where a network is cleared, the removal looks for what begins there in words of 64 pixels. In this map two pixels
+// stand there that are not connected, one at the first bit of a word, and a removal begins at both.
+TEST(CandidateDetectionDifferential, RemovalsThatBeginAtTheFirstBitOfAWordEqualThePlainForm) {
+    Draw draw(110855);
+    const cv::Size size(draw.Between(14, 40), draw.Between(14, 40));
+    cv::Mat edges = RandomPicture(draw, size);
+    if (draw.OneIn(2)) edges = korvane_test::EdgeMapOf(edges);
+    if (draw.OneIn(2)) {
+        const auto strongest = 0.1f * static_cast<float>(draw.Between(2, 8));
+        ForEachValue(edges, [&](float v) { return v * strongest; });
+    }
+    ASSERT_EQ(draw.Between(0, 3), 1) << "the map is another one";
+    const float upper = Korvane::EdgePercentile(edges, 97.5f);
+    ForEachValue(edges, [&](float v) {
+        if (v >= upper - 1.0f / 65536.0f || draw.OneIn(3)) return v;
+        float level = upper;
+        while (level > v) level = level - 0.005f;
+        return level;
+    });
+    // Behind its own reflection, so that the pixels lie at columns 63 to 65.
+    for (const int place : {47, 48, 49}) {
+        cv::Mat map(edges.rows, place + edges.cols, CV_32F);
+        edges.copyTo(map.colRange(place, map.cols));
+        for (int y = 0; y < map.rows; ++y) {
+            for (int x = 0; x < place; ++x) {
+                map.at<float>(y, x) = edges.at<float>(y, std::min(edges.cols, place - x) - 1);
+            }
+        }
+        Korvane::DetectionObserver silent;
+        cv::Mat plain = cv::Mat::zeros(map.size(), CV_32F);
+        cv::Mat shipped = plain.clone();
+        korvane_reference::PlainDetectCandidates(map, plain, 0.05f, 0.1f, silent);
+        Korvane::DetectCandidates(map, shipped, 0.05f, 0.1f, silent);
+        ASSERT_TRUE(SameBits(plain, shipped)) << "place " << place;
     }
 }
 

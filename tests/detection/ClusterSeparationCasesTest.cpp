@@ -95,6 +95,29 @@ TEST_P(ClusterSeparationCases, TheBlobOfADiscStartsFromTheTopTwoAndAHalfOfItsDis
     }
 }
 
+TEST_P(ClusterSeparationCases, APixelThatRisesByExactlyHalfAPixelIsNoCore) {
+    // The roots of 9970 and 9477 are 2.5 apart in single precision. Both are distances in this disc.
+    cv::Mat map = Discs(206, 206);
+    PaintDisc(map, 102.47, 102.68, 100.39, 255.0f);
+    const cv::Mat distances = korvane_reference::PlainDistanceMap(map);
+    double largest = 0.0;
+    cv::minMaxLoc(distances, nullptr, &largest);
+    const float base = static_cast<float>(largest) - 3.0f;
+    cv::Mat blob = cv::Mat::zeros(map.size(), CV_32F);
+    int exact = 0;
+    for (int y = 0; y < map.rows; ++y) {
+        for (int x = 0; x < map.cols; ++x) {
+            const float rise = distances.at<float>(y, x) - base;
+            exact += rise == 0.5f ? 1 : 0;
+            if (rise > 0.5f) blob.at<float>(y, x) = 1.0f;
+        }
+    }
+    ASSERT_GT(exact, 0);
+    cv::erode(blob, blob, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(3, 3)));
+    cv::dilate(blob, blob, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(6, 6)));
+    EXPECT_TRUE(SameMaps(blob, GetParam().run(map, 1.0f)));
+}
+
 TEST(PlainDistanceMap, EqualsTheShortestWayToAnyZero) {
     cv::RNG random(7);
     cv::Mat map(13, 21, CV_8U);

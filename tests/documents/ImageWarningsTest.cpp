@@ -50,6 +50,24 @@ TEST(AreaLimitWarning, IsGivenUpToTheLargestObjectOfDetection) {
     EXPECT_EQ(AreaLimitWarning(1, 0.0f, parameters), "") << "an undefined size is refused elsewhere";
 }
 
+TEST(GatheredWarnings, AreALineForEachImageUpToTwenty) {
+    GatheredWarnings warnings;
+    EXPECT_EQ(warnings.Text(), "");
+    warnings.Add("/d/a.tif", "is odd.");
+    warnings.Add("/d/b.tif", "");
+    EXPECT_EQ(warnings.Text(), "'/d/a.tif' is odd.");
+    wxString lines = warnings.Text();
+    for (int i = 1; i < 20; ++i) {
+        warnings.Add("/d/c.tif", "is odd too.");
+        lines += "\n'/d/c.tif' is odd too.";
+    }
+    EXPECT_EQ(warnings.Text(), lines);
+    warnings.Add("/d/d.tif", "is odd.");
+    EXPECT_EQ(warnings.Text(), lines + "\nThe same goes for 1 more image.");
+    warnings.Add("/d/d.tif", "is odd.");
+    EXPECT_EQ(warnings.Text(), lines + "\nThe same goes for 2 more images.");
+}
+
 }  // namespace
 
 }  // namespace Korvane

@@ -79,7 +79,7 @@ class OddFiles : public testing::Test {
 protected:
     void SetUp() override {
         KORVANE_NEED_TEST_DATA("odd");
-        std::ifstream file(KORVANE_SOURCE_DIR "/docs/ODD_FILES.md");
+        std::ifstream file(korvane_test::SourceFile("docs/ODD_FILES.md"));
         document_.assign(std::istreambuf_iterator<char>(file), {});
         ASSERT_FALSE(document_.empty());
         for (const Listed& listed : ReadListing()) Open(listed);

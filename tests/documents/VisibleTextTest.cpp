@@ -24,12 +24,13 @@ TEST(VisibleText, LeavesEveryOtherByteAsItIs) {
 
 TEST(VisibleLines, KeepTabsAndLineFeeds) { EXPECT_EQ(VisibleLines("a\tb\r\n"), "a\tb\\r\n"); }
 
-}  // namespace
-
-TEST(VisibleMessage, KeepsTheLineThatTellsWhatAFileHolds) {
-    EXPECT_EQ(VisibleMessage("Cannot load 'a\nb.tif'! (Unsupported pixel type)\nIt holds \x1b."),
-              "Cannot load 'a\\nb.tif'! (Unsupported pixel type)\nIt holds \\x1b.");
-    EXPECT_EQ(VisibleMessage("Cannot load 'a\nb.tif'!"), "Cannot load 'a\\nb.tif'!");
+TEST(VisibleFailure, IsOneLineForEachPart) {
+    const wxString hostile = "Cannot load ')\nb.tif'!";
+    EXPECT_EQ(VisibleFailure({hostile}), "Cannot load ')\\nb.tif'!");
+    EXPECT_EQ(VisibleFailure({hostile, "')\nb.tif' holds \x1b."}),
+              "Cannot load ')\\nb.tif'!\n')\\nb.tif' holds \\x1b.");
 }
+
+}  // namespace
 
 }  // namespace Korvane

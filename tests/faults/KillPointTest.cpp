@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <random>
+#include <set>
 
+#include "RecordLog.h"
 #include "faults/SystemCalls.h"
 #include "faults/WrittenFiles.h"
 
@@ -15,6 +20,12 @@ namespace korvane_test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+/// How many random moments each test tries: KORVANE_KILLS, else 500.
+int Kills() {
+    const char* const wanted = std::getenv("KORVANE_KILLS");
+    return wanted != nullptr ? std::max(1, std::atoi(wanted)) : 500;
+}
 
 class KillPoint : public testing::TestWithParam<FileKind> {
 protected:
@@ -94,8 +105,7 @@ TEST_P(KillPoint, BetweenAnyTwoSystemCallsTheFileIsWhole) {
     }
 }
 
-TEST_P(KillPoint, AtFiveHundredRandomMomentsTheFileIsWhole) {
-    constexpr int kKills = 500;
+TEST_P(KillPoint, AtRandomMomentsTheFileIsWhole) {
     constexpr unsigned kSeed = 20;
     std::mt19937 random(kSeed);
     GetParam().write(Path(), 0);
@@ -105,7 +115,7 @@ TEST_P(KillPoint, AtFiveHundredRandomMomentsTheFileIsWhole) {
     // The moments are spread over the start of the child and some three writes.
     const auto range = static_cast<unsigned>(std::clamp<long>(3 * perWrite, 300, 20000)) + 500;
     int cleanups = 0;
-    for (int i = 0; i < kKills; ++i) {
+    for (int i = 0; i < Kills(); ++i) {
         SCOPED_TRACE(testing::Message() << "kill " << i << ", seed " << kSeed);
         const pid_t child = StartWriter(i % 2 == 0);
         ASSERT_GT(child, 0);
@@ -126,6 +136,64 @@ TEST_P(KillPoint, AtFiveHundredRandomMomentsTheFileIsWhole) {
     // Some kills must have struck in the middle of a write for the rest to mean anything; a quarter do on a machine at
     // rest.
     EXPECT_GE(cleanups, 5);
+}
+
+Korvane::RecordEntry NumberedEntry(int number) {
+    Korvane::RecordEntry entry;
+    entry.labels = "seg_" + std::to_string(number) + ".tif";
+    entry.path = "/images/" + std::to_string(number) + ".tif";
+    entry.result = "done";
+    entry.command = "detect";
+    entry.version = "1";
+    return entry;
+}
+
+TEST(KillPointOfTheRecord, AtRandomMomentsNoLineThatWasWrittenIsLost) {
+    constexpr unsigned kSeed = 21;
+    std::mt19937 random(kSeed);
+    const TemporaryFolder folder;
+    const std::string path = folder.Path().string();
+    // Shared with the children: what they have seen written.
+    void* const memory = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    auto& written = *static_cast<volatile int*>(memory);
+    written = 0;
+    int killedWhileWriting = 0;
+    for (int i = 0; i < Kills(); ++i) {
+        SCOPED_TRACE(testing::Message() << "kill " << i << ", seed " << kSeed);
+        const int before = written;
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (int number = before;; ++number) {
+                Korvane::RecordLock(path).Append(EntryLine(NumberedEntry(number)));
+                written = number + 1;
+            }
+        }
+        usleep(static_cast<useconds_t>(random() % 3000 + 200));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+        const std::set<std::string> there = [&path] {
+            const std::vector<std::string> names = Korvane::RecordIndex(path).Labels();
+            return std::set<std::string>(names.begin(), names.end());
+        }();
+        for (int number = before; number < written; ++number) {
+            EXPECT_EQ(there.count(NumberedEntry(number).labels), 1u) << number;
+        }
+        // The line that the kill struck may be there whole, and the next child writes it again.
+        EXPECT_EQ(there.size() - static_cast<std::size_t>(written),
+                  there.count(NumberedEntry(written).labels));
+        if (written > before) ++killedWhileWriting;
+        if (HasFailure()) break;
+        if (there.size() > 2000) {
+            std::filesystem::remove(folder.File(Korvane::kRecordName));
+            written = 0;
+        }
+    }
+    munmap(memory, sizeof(int));
+    EXPECT_GE(killedWhileWriting, 5);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, KillPoint, testing::ValuesIn(FileKinds()),

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <random>
 
+#include "Calibration.h"
 #include "MeasurementTable.h"
 #include "PathText.h"
 #include "ResultFiles.h"
@@ -44,12 +45,27 @@ void WriteTable(const std::string& path, int which) {
     Korvane::WriteMeasurementTable(Korvane::PathText(path), rows);
 }
 
+/// Copies of one image with another pixel size.
+void WriteCalibratedCopy(const std::string& path, int which) {
+    static const TemporaryFolder folder;
+    static const std::string original = [] {
+        std::mt19937 random(5);
+        std::string file = folder.File("a.tif");
+        qvox::SaveImageFile(file, RandomImage<std::uint16_t>(random, 29, 31, 0, 60000));
+        return file;
+    }();
+    Korvane::CopyChanges changes;
+    changes.pixelsPerUm = which == 0 ? 672.0f : 500.0f;
+    Korvane::WriteCopy(original, path, qvox::VoxelType::kUint16, changes);
+}
+
 }  // namespace
 
 const std::vector<FileKind>& FileKinds() {
     static const std::vector<FileKind> kinds{{"labels", "seg_a.tif", WriteLabels},
                                              {"overlay", "export_a.tif", WriteOverlay},
-                                             {"table", "results.txt", WriteTable}};
+                                             {"table", "results.txt", WriteTable},
+                                             {"calibratedCopy", "calibrated_a.tif", WriteCalibratedCopy}};
     return kinds;
 }
 

@@ -18,7 +18,7 @@ struct FileKind {
 /// For the names of tests.
 inline void PrintTo(const FileKind& kind, std::ostream* stream) { *stream << kind.name; }
 
-/// Label images, overlay pictures, tables. Small ones: a few hundred bytes to a few thousand.
+/// Label images, overlays, tables, calibrated copies. Small ones: a few hundred bytes to a few thousand.
 const std::vector<FileKind>& FileKinds();
 
 /// All bytes of a file; empty when it is not there.

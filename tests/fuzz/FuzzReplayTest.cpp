@@ -11,13 +11,14 @@
 
 #include "fuzz/FuzzSeeds.h"
 #include "fuzz/FuzzTargets.h"
+#include "support/TestData.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using korvane_test::FuzzTarget;
 
-const fs::path kRegressions = KORVANE_SOURCE_DIR "/tests/fuzz/regressions";
+const fs::path kRegressions = korvane_test::SourceFile("tests/fuzz/regressions");
 
 void Feed(const FuzzTarget& target, const std::string& bytes) {
     target.run(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());

@@ -266,7 +266,10 @@ TEST_F(Dialogs, AboutNamesTheProgramItsDateItsPageAndItsMaker) {
     EXPECT_EQ(name.size(), std::string("TEM Korvane (Built Aug 13 2018)").size());
     EXPECT_EQ(name.substr(0, 19), "TEM Korvane (Built ");
     EXPECT_EQ(name.back(), ')');
-    EXPECT_FALSE(TextOf(box, "website").empty());
+    const std::string page = TextOf(box, "website");
+    EXPECT_EQ(page.rfind("file:///", 0), 0u) << page;
+    EXPECT_NE(page.find("/korvane/html/manual.html"), page.npos) << page;
+    EXPECT_EQ(TextOf(box, "comments"), "") << "where the manual is, is said only where there is no page";
     EXPECT_FALSE(TextOf(box, "copyright").empty());
     constexpr int kCancel = -6;
     OfLibrary<void(void*, int)>("gtk_dialog_response")(box, kCancel);

@@ -26,6 +26,7 @@
 #include "Version.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestData.h"
 
 // The program itself, worked from outside by its keys and the mouse as a person works it.
 
@@ -128,7 +129,7 @@ class EndToEnd : public testing::Test {
 protected:
     void SetUp() override {
         for (const char* name : {kFirst, kSecond}) {
-            std::filesystem::copy(std::filesystem::path(KORVANE_SOURCE_DIR "/samples") / name, folder.Path() / name);
+            std::filesystem::copy(korvane_test::SourceFile("samples") / name, folder.Path() / name);
         }
         std::filesystem::create_directory(folder.Path() / "batch");
     }

@@ -16,6 +16,7 @@
 #include "SingleImageCanvas.h"
 #include "WindowLibrary.h"
 #include "files/ImageFile.h"
+#include "support/TestData.h"
 
 namespace korvane_test {
 
@@ -253,7 +254,7 @@ void MainWindow::Key(int code) {
 }
 
 void MainWindow::OpenSamples() {
-    const std::filesystem::path samples(KORVANE_SOURCE_DIR "/samples");
+    const std::filesystem::path samples = korvane_test::SourceFile("samples");
     for (const char* name : {"vesicles_8bit.tif", "neighbours_16bit.tif"}) {
         std::filesystem::copy(samples / name, folder.Path() / name);
     }

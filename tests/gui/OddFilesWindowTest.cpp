@@ -55,7 +55,7 @@ protected:
         }
         std::sort(names_.begin(), names_.end());
         // The first decides the window's size; many of the odd ones are a few pixels wide.
-        names_.insert(names_.begin(), KORVANE_SOURCE_DIR "/samples/vesicles_8bit.tif");
+        names_.insert(names_.begin(), korvane_test::SourceFile("samples/vesicles_8bit.tif").string());
         for (const std::string& name : names_) paths_.push_back(PathText(name));
         wxEventLoopBase::SetActive(&loop_);
         frame_ = new MainFrame;

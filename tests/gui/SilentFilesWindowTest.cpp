@@ -164,4 +164,75 @@ TEST_F(SilentFilesInTheWindow, AnAbsurdPixelHeightIsRefusedBeforeTheAnalysis) {
     EXPECT_TRUE(SameLabels(Labels(), before));
 }
 
+TEST_F(SilentFilesInTheWindow, ImagesOfDoubtfulPixelSizesAreNamedInOneWarning) {
+    qvox::VoxelImage<std::uint8_t> image;
+    image.Resize(64, 64, 1);
+    image.Zero();
+    const auto write = [&](const char* name, float x, float y) {
+        image.SetResolution({x, y, 0.0f});
+        qvox::SaveImageFile(folder.File(name), image);
+    };
+    write("a.tif", 40.0f, 40.0f);
+    write("b.tif", 500.0f, 500.0f);
+    write("c.tif", 500.0f, 400.0f);
+    WriteUncalibrated("d.tif");
+    Open({"a.tif", "b.tif", "c.tif", "d.tif"});
+    EXPECT_EQ(told.warnings,
+              std::vector<wxString>{"'" + PathOf("a.tif") +
+                                    "' has 25 nm per pixel, outside 0.05 to 20 nm: the size may be wrong.\n'" +
+                                    PathOf("c.tif") +
+                                    "' has 2 x 2.5 nm per pixel: width and height differ by 25.0 %, and the analysis "
+                                    "goes by the width."});
+    EXPECT_TRUE(told.errors.empty());
+    EXPECT_EQ(PositionCount(frame->Store()), 4u);
+}
+
+TEST_F(SilentFilesInTheWindow, DetectionNamesImagesThatAreNoLargerThanAnObjectInOneWarning) {
+    WriteRamp(folder.File("a.tif"));
+    WriteRamp(folder.File("b.tif"), 640, 480);
+    WriteRamp(folder.File("c.tif"));
+    Open({"a.tif", "b.tif", "c.tif"});
+    EXPECT_TRUE(told.warnings.empty()) << "the largest object depends on the parameters of detection";
+    const wxString small =
+        "' has 4096 pixels, no more than the largest object of detection (14880): the whole image "
+        "becomes one object, or none.";
+    Run(kDetectAll);
+    EXPECT_EQ(told.warnings, std::vector<wxString>{"'" + PathOf("a.tif") + small + "\n'" + PathOf("c.tif") + small});
+    told.warnings.clear();
+    Key(WXK_PAGEDOWN);
+    Run(kDetectCurrent);
+    EXPECT_TRUE(told.warnings.empty());
+    frame->Parameters().maxRelativeClusterSize = 0.2f;
+    Run(kDetectAll);
+    EXPECT_TRUE(told.warnings.empty());
+    EXPECT_TRUE(told.errors.empty());
+}
+
+TEST_F(SilentFilesInTheWindow, AnOpenedFolderTellsHowManyProductsAreLeftOut) {
+    const std::string series = Folder("series");
+    for (const char* name : {"a.tif", "seg_a.tif", "export_a.tif"}) WriteRamp(series + "/" + name);
+    frame->OpenFiles({PathText(series)});
+    EXPECT_EQ(PositionCount(frame->Store()), 1u);
+    EXPECT_EQ(Status(0), "2 products of earlier runs left out");
+    const Answers yes(wxID_OK);
+    frame->OpenFiles({PathText(series + "/seg_a.tif")});
+    EXPECT_EQ(PositionCount(frame->Store()), 1u);
+    EXPECT_EQ(Status(0), "") << "what is named is opened";
+}
+
+TEST_F(SilentFilesInTheWindow, ATableNamesFilesWhoseNamesBreakItsRows) {
+    for (const char* name : {"a.tif", "b\tb.tif", "c\nc.tif"}) WriteRamp(folder.File(name));
+    frame->OpenFiles({PathOf("a.tif"), PathOf("b\tb.tif"), PathOf("c\nc.tif")});
+    Dab(20, 20);
+    ExportTable("t.txt");
+    EXPECT_TRUE(told.warnings.empty()) << "the others have no rows";
+    Key(WXK_PAGEDOWN);
+    Dab(20, 20);
+    ExportTable("u.txt");
+    EXPECT_EQ(told.warnings,
+              std::vector<wxString>{"'" + PathOf("b\tb.tif") +
+                                    "' has a tab or the end of a line in its name: its rows of the table have other "
+                                    "columns than the rest. Rename the file."});
+}
+
 }  // namespace

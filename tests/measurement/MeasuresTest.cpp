@@ -1,4 +1,5 @@
 #include "Measures.h"
+#include "support/TestData.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ namespace {
 using namespace Korvane;
 
 std::vector<std::string> ManualLines() {
-    std::ifstream file(KORVANE_SOURCE_DIR "/docs/MEASUREMENTS.md");
+    std::ifstream file(korvane_test::SourceFile("docs/MEASUREMENTS.md"));
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) lines.push_back(line);
     return lines;

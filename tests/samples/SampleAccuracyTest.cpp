@@ -15,6 +15,7 @@
 #include "files/ImageFile.h"
 #include "operations/Labelling.h"
 #include "operations/Shape.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -41,7 +42,7 @@ struct Score {
     double medianDiameterRatio = 0;
 };
 
-const std::string kSamples = KORVANE_SOURCE_DIR "/samples/";
+const std::string kSamples = korvane_test::SourceFile("samples").string() + "/";
 
 std::map<std::string, std::vector<TrueVesicle>> ReadTruth() {
     std::map<std::string, std::vector<TrueVesicle>> truth;

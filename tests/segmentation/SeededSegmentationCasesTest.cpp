@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "operations/Shape.h"
 #include "reference/PlainSeededSegmentation.h"
 #include "support/Phantoms.h"
 #include "support/TestImages.h"
@@ -143,6 +144,22 @@ TEST(SeededSegmentationCases, ObjectsThatTouchAreMeasuredKeptAndRemovedTogether)
     LabelImage removed(seeds);
     Korvane::SegmentFromSeeds(raw, removed, kResolution, static_cast<float>(both * 1.001));
     EXPECT_EQ(CountOf(removed, 0), removed.VoxelCount());
+}
+
+TEST(SeededSegmentationCases, AnObjectOfExactlyTheMinimumDiameterIsKept) {
+    // The diameter holds the root of pi. For this size and resolution it happens to be exact in single precision.
+    constexpr float resolution = 61.673893f;
+    constexpr float diameterUm = 0.186582267f;
+    const VoxelImage<float> raw = ToImage(cv::Mat(10, 15, CV_32F, cv::Scalar(10.0)), resolution);
+    LabelImage labels = EmptyLabels(raw);
+    std::fill(labels.begin(), labels.end(), std::uint16_t{4});
+    LabelImage kept(labels);
+    Korvane::SegmentFromSeeds(raw, kept, resolution, diameterUm);
+    ASSERT_EQ(CountOf(kept, 4), 13u * 8u);
+    const double pixelUm = 1.0 / static_cast<double>(resolution);
+    ASSERT_EQ(qvox::EquivalentDiameter(13 * 8 * (pixelUm * pixelUm)), static_cast<double>(diameterUm));
+    Korvane::SegmentFromSeeds(raw, labels, resolution, std::nextafter(diameterUm, 1.0f));
+    EXPECT_EQ(CountOf(labels, 4), 0u);
 }
 
 TEST(SeededSegmentationCases, LabelsEqualToTheBackgroundMarkerAreLost) {

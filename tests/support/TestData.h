@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -8,12 +7,12 @@
 
 namespace korvane_test {
 
-/// Where a part of the test data that are too large for the source tree lies: `odd`, `meta` or `real` inside the folder that
-/// the environment variable KORVANE_TEST_DATA names, else the CMake variable of that name.
-inline std::filesystem::path TestData(const std::string& part) {
-    const char* const folder = std::getenv("KORVANE_TEST_DATA");
-    return std::filesystem::path(folder != nullptr ? folder : KORVANE_TEST_DATA_DEFAULT) / part;
-}
+/// Where a part of the test data that are too large for the source tree lies: `odd`, `meta` or `real` inside the folder
+/// that the environment variable KORVANE_TEST_DATA names, else the CMake variable of that name.
+std::filesystem::path TestData(const std::string& part);
+
+/// A file or folder of the source tree, by its path from the root: `samples`, `docs/MANUAL.md`.
+std::filesystem::path SourceFile(const std::string& part);
 
 }  // namespace korvane_test
 

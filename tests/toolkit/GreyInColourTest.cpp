@@ -25,6 +25,24 @@ protected:
         return qvox::HoldsGreyInColour(path_);
     }
 
+    /// A picture of two pixels whose channels are stored one after the other.
+    bool OfPlanes(const std::string& red, const std::string& green, const std::string& blue) {
+        TiffBuilder file;
+        file.Page().Grey(2, 1, 8).Short(262, 2).Short(277, 3).Short(284, 2).Shorts(258, {8, 8, 8});
+        file.AddPiece(red).AddPiece(green).AddPiece(blue);
+        file.Write(path_);
+        return qvox::HoldsGreyInColour(path_);
+    }
+
+    /// A picture of two pixels of brightness and two colour differences.
+    bool OfDifferences(const std::string& pixels) {
+        TiffBuilder file;
+        file.Page().Grey(2, 1, 8).Short(262, 6).Short(277, 3).Shorts(258, {8, 8, 8}).Shorts(530, {1, 1});
+        file.AddPiece(pixels);
+        file.Write(path_);
+        return qvox::HoldsGreyInColour(path_);
+    }
+
     /// A picture with a palette in which the entries from `coloured` on are red.
     bool OfPalette(std::uint16_t bits, std::uint32_t width, const std::string& pixels, std::size_t coloured) {
         const std::size_t entries = std::size_t{1} << bits;
@@ -58,6 +76,16 @@ TEST_F(GreyInColour, IsRgbWithATransparencyOfItsOwn) {
 TEST_F(GreyInColour, IsRgbOfSixteenBits) {
     EXPECT_TRUE(OfChannels(16, 3, "axaxaxbybyby"));
     EXPECT_FALSE(OfChannels(16, 3, "axaxaxbybybz"));
+}
+
+TEST_F(GreyInColour, IsRgbOfThreeEqualPlanes) {
+    EXPECT_TRUE(OfPlanes("ab", "ab", "ab"));
+    EXPECT_FALSE(OfPlanes("ab", "ab", "aa"));
+}
+
+TEST_F(GreyInColour, IsYCbCrWithoutDifferences) {
+    EXPECT_TRUE(OfDifferences("a\x80\x80z\x80\x80"));
+    EXPECT_FALSE(OfDifferences("a\x80\x80z\x90\x80"));
 }
 
 TEST_F(GreyInColour, IsAPaletteOfWhichGreysAreUsedOnly) {

@@ -114,6 +114,60 @@ TEST_F(PixelSizeInFile, AHeightWithoutAWidthLeavesTheWidthUndefined) {
     EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{0.0f, 672.0f, 0.0f}));
 }
 
+// That one axis is undefined is for the analysis to refuse; the file has told something, and where it stands.
+TEST_F(PixelSizeInFile, OneAxisIsEnoughForAPixelSizeFromTheEntries) {
+    file_.Rational(283, 6720000, 1).Short(296, 3);
+    const ImageFileInfo info = Inspect();
+    EXPECT_EQ(info.resolution, (qvox::PixelResolution{0.0f, 672.0f, 0.0f}));
+    EXPECT_EQ(info.resolutionSource, ResolutionSource::kResolutionTags);
+}
+
+TEST_F(PixelSizeInFile, OneAxisIsEnoughForAPixelSizeFromImageJ) {
+    Set(672, 1, 1);
+    file_.Text(270, "ImageJ=1.53t\nunit=um\nyunit=furlong\n");
+    const ImageFileInfo info = Inspect();
+    EXPECT_EQ(info.resolution, (qvox::PixelResolution{672.0f, 0.0f, 0.0f}));
+    EXPECT_EQ(info.resolutionSource, ResolutionSource::kImageJ);
+}
+
+TEST_F(PixelSizeInFile, OneAxisIsEnoughForAPixelSizeFromOme) {
+    Set(2000000, 1, 3);
+    for (const bool isX : {false, true}) {
+        const std::string x = isX ? "0.5" : "none";
+        const std::string y = isX ? "none" : "0.5";
+        file_.Text(270, "<OME><Image><Pixels PhysicalSizeX=\"" + x + "\" PhysicalSizeY=\"" + y + "\"/></Image></OME>");
+        const ImageFileInfo info = Inspect();
+        EXPECT_EQ(info.resolution, (qvox::PixelResolution{isX ? 2.0f : 0.0f, isX ? 0.0f : 2.0f, 0.0f}));
+        EXPECT_EQ(info.resolutionSource, ResolutionSource::kOmeXml);
+    }
+}
+
+TEST_F(PixelSizeInFile, OneAxisIsEnoughForAPixelSizeOfASavedFile) {
+    qvox::VoxelImage<std::uint8_t> image;
+    image.Resize(1, 1, 1);
+    image.Zero();
+    for (const qvox::PixelResolution size : {qvox::PixelResolution{672.0f, 0.0f, 0.0f}, {0.0f, 672.0f, 0.0f}}) {
+        image.SetResolution(size);
+        qvox::SaveImageFile(path_, image);
+        const ImageFileInfo info = qvox::InspectImageFile(path_);
+        EXPECT_EQ(info.resolution, size);
+        EXPECT_EQ(info.resolutionSource, ResolutionSource::kImageJ);
+    }
+    image.SetResolution({});
+    qvox::SaveImageFile(path_, image);
+    EXPECT_EQ(qvox::InspectImageFile(path_).resolutionSource, ResolutionSource::kNone);
+}
+
+TEST_F(PixelSizeInFile, OnlyOneMicrometreOnBothAxesIsTheDefaultOfOmeWriters) {
+    const std::string ome = "<OME><Image><Pixels/></Image></OME>";
+    for (const auto& [x, y] : {std::pair{10000u, 20000u}, {20000u, 10000u}}) {
+        file_.Rational(282, x, 1).Rational(283, y, 1).Short(296, 3).Text(270, ome);
+        EXPECT_EQ(Inspect().resolutionSource, ResolutionSource::kResolutionTags) << x << " x " << y;
+    }
+    Set(10000, 1, 3);
+    ExpectUndefined();
+}
+
 TEST_F(PixelSizeInFile, ImageJUnits) {
     const std::pair<const char*, float> cases[] = {
         {"nm", 2000.0f}, {"um", 2.0f},    {"\xC2\xB5m", 2.0f}, {"\xCE\xBCm", 2.0f},    {"\\u00B5m", 2.0f},

@@ -16,7 +16,7 @@ namespace qvox {
 
 namespace {
 
-/// The channels of one pixel, in the levels of the picture.
+/// The channels of one pixel, in the levels of the image.
 using Colour = std::array<std::uint16_t, 3>;
 using Palette = std::array<Colour, 256>;
 

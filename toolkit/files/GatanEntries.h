@@ -9,10 +9,10 @@
 
 namespace qvox {
 
-/// The tag of the pixel's width, which tells such an export.
+/// The tag of the pixel's width, which identifies such an export.
 inline constexpr std::uint32_t kGatanScaleXTag = 65009;
 
-/// What a TIFF export of Gatan's DigitalMicrograph says in private tags; absent where a tag was not written.
+/// The private tags of a TIFF export of Gatan's DigitalMicrograph; absent where a tag was not written.
 struct GatanEntries {
     std::optional<double> x;               ///< 65009
     std::optional<double> y;               ///< 65010
@@ -23,7 +23,7 @@ struct GatanEntries {
 };
 
 /// The pixel size of these entries. Nothing when a number or both texts of an axis' unit are absent, when one of the
-/// texts is no length (diffraction patterns are in 1/nm, uncalibrated pictures in nothing), when the texts contradict
+/// texts is no length (diffraction patterns are in 1/nm, uncalibrated images in nothing), when the texts contradict
 /// each other or when the size is not believable.
 std::optional<PixelSizeNm> PixelSizeFromGatan(const GatanEntries& entries);
 

@@ -1,6 +1,7 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -14,8 +15,10 @@ namespace qvox {
 
 namespace {
 
-/// Of which no more is asked than a hint beside a refusal: larger pictures are not looked at.
+/// The answer is only a hint beside a refusal: larger images are not read.
 constexpr std::uint64_t kMostPixels = std::uint64_t{64} << 20;
+/// Of pictures that the library puts together, four bytes a pixel.
+constexpr std::uint64_t kMostShownPixels = std::uint64_t{16} << 20;
 
 /// The voxels of the page that the handle stands on, as they are stored.
 std::unique_ptr<unsigned char[]> Decoded(TiffHandle& file, const TiffPage& page) {
@@ -63,6 +66,26 @@ bool UsesGreysOnly(TiffHandle& file, const TiffPage& page) {
     return std::all_of(bytes.get(), bytes.get() + voxels, [&](unsigned char entry) { return palette.IsGrey(entry); });
 }
 
+/// Channels of one byte that are stored apart, or as brightness and colour differences: the library puts them together.
+bool ShowsGreysOnly(TiffHandle& file, const TiffPage& page) {
+    const std::uint64_t pixels = std::uint64_t{page.width} * page.height;
+    std::array<char, 1024> trouble{};
+    if (pixels > kMostShownPixels || TIFFRGBAImageOK(file.Get(), trouble.data()) == 0) return false;
+    const std::unique_ptr<std::uint32_t[]> shown(new std::uint32_t[pixels]);
+    constexpr int kStopAtErrors = 1;
+    if (TIFFReadRGBAImage(file.Get(), page.width, page.height, shown.get(), kStopAtErrors) == 0) return false;
+    return std::all_of(shown.get(), shown.get() + pixels, [](std::uint32_t colour) {
+        return TIFFGetR(colour) == TIFFGetG(colour) && TIFFGetR(colour) == TIFFGetB(colour);
+    });
+}
+
+/// The codes for which the library is trusted with a picture that it puts together.
+bool IsUsualCompression(std::uint16_t compression) {
+    constexpr std::array<int, 6> kUsual{COMPRESSION_NONE,     COMPRESSION_LZW,           COMPRESSION_JPEG,
+                                        COMPRESSION_PACKBITS, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_DEFLATE};
+    return std::find(kUsual.begin(), kUsual.end(), compression) != kUsual.end();
+}
+
 }  // namespace
 
 bool HoldsGreyInColour(const std::string& path) {
@@ -76,6 +99,10 @@ bool HoldsGreyInColour(const std::string& path) {
     }
     if (page.photometric == PHOTOMETRIC_PALETTE && page.samples == 1 && page.bits <= 8 && !page.greyMap) {
         return UsesGreysOnly(file, page);
+    }
+    const bool isColour = page.photometric == PHOTOMETRIC_RGB || page.photometric == PHOTOMETRIC_YCBCR;
+    if (isColour && page.samples == 3 && page.bits == 8 && IsUsualCompression(page.compression)) {
+        return ShowsGreysOnly(file, page);
     }
     return false;
 }

@@ -59,7 +59,7 @@ std::uint64_t BytesOf(const Description& texts) {
     return bytes;
 }
 
-// What a file's directories say, with the handle standing on the chosen page.
+// The contents of a file's directories, with the handle standing on the chosen page.
 struct OpenedFile {
     TiffPage page;
     std::uint64_t number = 1;  ///< of the page, from 1
@@ -70,8 +70,8 @@ struct OpenedFile {
 };
 
 // The library goes on without an entry whose value lies beyond the end of the file. Without its description or colour
-// map the picture would be another one, and a description in ImageJ's manner shows that a resolution has been cut off.
-// A mere print resolution that leads nowhere is no reason to refuse a picture.
+// map the image would be another one, and a description in ImageJ's manner shows that a resolution has been cut off.
+// A mere print resolution that leads nowhere is no reason to refuse an image.
 void RefuseLostEntry(const TiffHandle& file, const std::string& lost, const std::string& description) {
     if (lost.empty()) return;
     const bool isResolution = lost.find("Resolution") != std::string::npos;

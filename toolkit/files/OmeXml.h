@@ -7,7 +7,7 @@
 
 namespace qvox {
 
-/// What the OME-XML description of a first page says of its first image.
+/// The data of the first image in the OME-XML description of a first page.
 struct OmeFinding {
     ResolutionFinding size;
     StackLayout stack;

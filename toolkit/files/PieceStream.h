@@ -12,7 +12,7 @@ struct StoredPiece {
     std::uint64_t bytes = 0;
     std::uint16_t compression = 1;
     bool bitsReversed = false;  ///< FillOrder 2
-    /// What unpacking may take for Zstandard and LZMA, which want as much as their data ask for.
+    /// The memory that unpacking may take for Zstandard and LZMA, which want as much as their data ask for.
     std::uint64_t memory = std::uint64_t{48} << 20;
 };
 

@@ -71,7 +71,7 @@ PixelSize FromDescriptionAndTags(const std::string& description, const Resolutio
         return size;
     }
     FromTags(size, tags, ome.size.note);
-    // Writers of OME files put exactly 1 um into the entries of a picture whose size they do not know.
+    // Writers of OME files put exactly 1 um into the entries of an image whose pixel size they do not know.
     if (ome.isOme && size.resolution.x == 1.0f && size.resolution.y == 1.0f) {
         Take(size, {{}, ome.size.note + "; 1 um in the resolution entry is its writers' default"},
              ResolutionSource::kNone);

@@ -20,7 +20,7 @@ struct PixelSize {
     std::optional<StoredProperties> stored;  ///< of a file that SaveImageFile wrote
 };
 
-/// Asks the sources in this order: the maker's entries, OME-XML, ImageJ description, resolution entries alone.
+/// Queries the sources in this order: the maker's entries, OME-XML, ImageJ description, resolution entries alone.
 /// `description` is the first page's ImageDescription, `tags` and `vendor` are the chosen page's.
 PixelSize FindPixelSize(const std::string& description, const ResolutionTags& tags, const VendorFinding& vendor = {});
 

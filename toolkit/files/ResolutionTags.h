@@ -29,8 +29,8 @@ ResolutionTags ReadResolutionTags(tiff* file);
 /// NaN value and for a result that a float cannot hold.
 float PixelsPerMicrometre(std::optional<double> pixelsPerUnit, double micrometresPerUnit);
 
-/// What the entries alone say. An absent unit is inch, as the standard has it. Pixels coarser than 1 micrometre are a
-/// print resolution and stay undefined. An absent y is x.
+/// The pixel size by the entries alone. An absent unit is inch, as the standard has it. Pixels coarser than 1
+/// micrometre are a print resolution and stay undefined. An absent y is x.
 ResolutionFinding ResolutionFromTags(const ResolutionTags& tags);
 
 }  // namespace qvox

@@ -15,7 +15,7 @@ namespace {
 const std::string kEntryPrefix = "qvox.entry.";
 const std::string kOrientation = "Orientation";
 
-// What the lines before the entries may take.
+// The most that the lines before the entries may take.
 constexpr std::uint64_t kHeadBytes = 4096;
 
 bool IsEscaped(char c, char alsoEscaped) {

@@ -8,8 +8,8 @@
 
 namespace qvox {
 
-/// What SaveImageFile keeps beside the voxels, in the ImageDescription entry of the first page: a text in ImageJ's
-/// manner (so that ImageJ finds the unit and the stack), followed by lines of this program's own:
+/// The properties that SaveImageFile keeps beside the voxels, in the ImageDescription entry of the first page: a text
+/// in ImageJ's manner (so that ImageJ finds the unit and the stack), followed by lines of this program's own:
 ///     qvox=1
 ///     qvox.resolution=X Y Z      shortest decimal text that gives the float back
 ///     qvox.offset=X Y Z
@@ -22,8 +22,8 @@ struct StoredProperties {
     Description description;
 };
 
-/// What a description may be at most, so that a load stays within its memory: a text from elsewhere, this program's own
-/// text (in which a byte of the former may become three), and the entries of a map.
+/// The largest sizes of a description, so that a load stays within its memory: a text from elsewhere, this program's
+/// own text (in which a byte of the former may become three), and the entries of a map.
 constexpr std::uint64_t kLongestForeignDescription = std::uint64_t{3} << 20;
 constexpr std::uint64_t kLongestOwnDescription = 3 * kLongestForeignDescription + (std::uint64_t{64} << 10);
 constexpr std::uint64_t kMostDescriptionEntries = 9000;

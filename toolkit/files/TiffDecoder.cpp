@@ -15,7 +15,7 @@ namespace qvox {
 
 namespace {
 
-// What a load may hold beside its picture is 64 MiB in all: the lists of strips, one tile, the stored bytes of one
+// A load may hold 64 MiB in all beside its image: the lists of strips, one tile, the stored bytes of one
 // strip or tile, and what unpacking them takes.
 constexpr std::uint64_t kAllowance = std::uint64_t{64} << 20;
 constexpr std::uint64_t kLargestTile = std::uint64_t{16} << 20;
@@ -29,7 +29,7 @@ struct Pieces {
     std::uint32_t across = 1;
     std::uint32_t down = 1;
     bool tiled = false;
-    std::uint64_t unpackerMemory = 0;  ///< what unpacking one of them may take
+    std::uint64_t unpackerMemory = 0;  ///< the memory that unpacking one of them may take
 
     std::uint64_t Count() const { return std::uint64_t{across} * down; }
 };
@@ -56,7 +56,7 @@ Pieces PiecesOf(TiffHandle& file, const TiffPage& page) {
     return pieces;
 }
 
-// What is left for unpacking a piece when everything else is held that a load holds: the entries and two lists of
+// The memory left for unpacking a piece when a load holds everything else: the entries and two lists of
 // strips by the library, one tile, what the caller has, and the buffers and code of reading.
 std::uint64_t UnpackerMemory(const TiffPage& page, const Pieces& pieces, std::uint64_t heldBytes) {
     constexpr std::uint64_t kMost = std::uint64_t{48} << 20;

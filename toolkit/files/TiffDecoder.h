@@ -14,7 +14,7 @@ void CheckStorage(TiffHandle& file, const TiffPage& page);
 
 /// Decodes the page that the handle stands on into `voxels`, width x height x VoxelBytes bytes, row by row, in this
 /// machine's byte order, as stored (no inversion, no palette). Throws ToolkitError when any strip or tile is not whole.
-/// Of the 64 MiB beside the picture the caller holds `heldBytes`, which unpacking leaves to it.
+/// Of the 64 MiB beside the image the caller holds `heldBytes`, which unpacking leaves to it.
 void DecodePage(TiffHandle& file, const TiffPage& page, std::uint64_t heldBytes, unsigned char* voxels);
 
 }  // namespace qvox

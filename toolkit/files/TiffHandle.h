@@ -34,10 +34,10 @@ public:
     bool IsReducedByOldEntry(std::uint64_t directory) const { return source_->IsReducedByOldEntry(directory); }
     const std::string& FirstError() const { return messages_.error; }
     const std::string& LastWarning() const { return messages_.warning; }
-    /// What was said of an entry that matters (description, resolution, colour map) and could not be read, its value
-    /// lying beyond the end of the file; the library merely warns and goes on without it.
+    /// The library's warning of an entry that matters (description, resolution, colour map) and could not be read
+    /// because its value lies beyond the end of the file; the library goes on without it.
     const std::string& LostEntry() const { return messages_.lostEntry; }
-    /// What the library said is forgotten, but not that it had no memory.
+    /// Forgets the library's messages, but not that it had no memory.
     void ForgetMessages();
     /// Throws std::bad_alloc when the library could not get memory at any time, which would pass for a broken file. It
     /// drops the value of an entry without a word then, so that there must also be room for the largest one and its

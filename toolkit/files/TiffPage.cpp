@@ -83,8 +83,8 @@ void Classify(TiffPage& page, TIFF* tiff) {
     }
 }
 
-// Cameras put a colour preview before the picture. A grey page of another kind (signed, complex ...) is the picture
-// itself, and what follows it is something else.
+// Cameras put a colour preview before the image. A grey page of another kind (signed, complex ...) is the image itself,
+// and what follows it is something else.
 bool MayBePreview(const TiffPage& page) {
     const bool grey = page.photometric == -1 || page.photometric == PHOTOMETRIC_MINISBLACK ||
                       page.photometric == PHOTOMETRIC_MINISWHITE;

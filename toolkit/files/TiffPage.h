@@ -39,8 +39,8 @@ TiffPage ReadTiffPage(TiffHandle& file);
 bool IsGrey(VoxelType type);
 
 /// The page to be shown of a file that has just been opened. It is the first one, unless that may be a preview: a
-/// colour picture, a reduced version or a mask. Then it is the first grey one that is neither a reduced version nor a
-/// mask nor smaller than the first page where that one is a full picture; the first page where there is none. The
+/// colour image, a reduced version or a mask. Then it is the first grey one that is neither a reduced version nor a
+/// mask nor smaller than the first page where that one is a full image; the first page where there is none. The
 /// handle then stands on it.
 TiffPage ChoosePage(TiffHandle& file, const TiffPage& first);
 

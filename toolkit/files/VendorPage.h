@@ -13,7 +13,7 @@ namespace qvox {
 
 class TiffHandle;
 
-/// What one vendor block says of the pixel size.
+/// The pixel size by one vendor block.
 struct VendorAnswer {
     enum class Presence { kAbsent, kPresent };
     Presence presence = Presence::kAbsent;

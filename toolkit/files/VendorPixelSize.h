@@ -24,7 +24,7 @@ struct VendorBlock {
 /// All of them, in the order in which they are queried.
 const std::vector<VendorBlock>& VendorBlocks();
 
-/// What the private entries of a microscope's or camera's maker say of the pixel size.
+/// The pixel size by the private entries of a microscope's or camera's maker.
 struct VendorFinding {
     std::optional<PixelSizeNm> size;
     ResolutionSource source = ResolutionSource::kNone;

@@ -24,8 +24,8 @@ constexpr double kGreyRange = 65535.0;
 constexpr float kLargestSigmaPx = 1e5f;
 // From here on the wide Gaussian takes less time than the direct sum.
 constexpr double kWideFromSigmaPx = 3.5;
-// What each early start of a sweep may change a voxel by in all iterations together, in grey levels. There are three:
-// from below, and from both sides of a strip.
+// The most by which each early start of a sweep may change a voxel in all iterations together, in grey levels. There
+// are three: from below, and from both sides of a strip.
 constexpr double kLookaheadError = 1.0 / 512.0;
 constexpr std::ptrdiff_t kBandRows = 16;
 // Of a strip, so that its rings stay in a cache of 2 MiB.
@@ -128,8 +128,8 @@ struct Strip {
     std::ptrdiff_t endOwn;
 };
 
-// Strips overlap by what is too near to their sides: there a direct sum would miss voxels, and the solution along the
-// rows feels where it was begun. Where that is much of a strip, one strip is all of the plane.
+// Strips overlap by the columns too near to their sides: there a direct sum would miss voxels, and the solution along
+// the rows still depends on where it began. Where these are much of a strip, one strip covers the whole plane.
 std::vector<Strip> StripsFor(std::ptrdiff_t width, std::ptrdiff_t radius, float timeStep, std::uint64_t iterations) {
     const std::ptrdiff_t most = kStripColumns / 8;
     const std::ptrdiff_t beside = radius + 2 + Lookahead(static_cast<double>(timeStep), iterations, most);
@@ -167,7 +167,7 @@ StepPlan MakePlan(const Extent& extent, const Strip& strip, PreSmoothing& smooth
     plan.timeStep = timeStep;
     plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, extent.height);
     plan.bandRows = std::max(kBandRows, plan.lookahead / 2);
-    // Chunks fill whole runs of the ring, also where the last one of the picture is not full.
+    // Chunks fill whole runs of the ring, also where the last one of the image is not full.
     plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows,
                               RoundedUp(extent.height, kChunkRows));
     return plan;

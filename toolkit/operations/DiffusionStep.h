@@ -12,10 +12,10 @@ constexpr std::ptrdiff_t kChunkRows = 16;
 constexpr std::ptrdiff_t kMargin = 16;
 /// Rows of the rings of smoothed rows and row couplings: a chunk, two rows beyond it on both sides, a power of two.
 constexpr std::ptrdiff_t kChunkRing = 32;
-/// Rows of the rings of what only the rows next to each other need.
+/// Rows of the rings of values that only adjacent rows need.
 constexpr std::ptrdiff_t kNeighbourRing = 4;
 
-/// What one time step of a strip of columns of one plane needs: parameters and scratch memory. Every row pointer points
+/// The parameters and scratch memory of one time step of a strip of columns of one plane. Every row pointer points
 /// at the strip's first column in its first row; rows are `stride` floats apart, those of the plane `planeStride`,
 /// those of `lines` `lineStride` floats. It holds no standard library type, because the code that reads it is compiled
 /// for several instruction sets.

@@ -51,7 +51,7 @@ KORVANE_INLINE Lanes ExpOfMinus(Lanes q) {
 }
 
 /// Weighted sum over 2 radius + 1 places, outermost pairs first, for kVectors x kLanes columns from x on. Symmetric in
-/// its order, so that a mirrored picture gives the mirrored bits.
+/// its order, so that a mirrored image gives the mirrored bits.
 template <std::size_t kVectors, typename At>
 KORVANE_INLINE void SymmetricSum(const float* weights, std::ptrdiff_t radius, At at, float* out) {
     Lanes sum[kVectors] = {};

@@ -164,7 +164,7 @@ public:
     }
 
 private:
-    /// What a basin of a tile has become part of, and the highest pass on the way to that.
+    /// The basin that one of a tile has become part of, and the highest pass on the way to that.
     struct Basin {
         std::uint16_t climb;
         std::uint16_t part;

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kBins = 65536;
 constexpr std::uint64_t kEach16Bits = 0x0001000100010001u;
 
-/// Counts blocks of 16 voxels of one value at a stroke: a run would otherwise wait, voxel after voxel, for the bin that
+/// Counts blocks of 16 voxels of one value at once: a run would otherwise wait, voxel after voxel, for the bin that
 /// it has just stored.
 void CountVoxels(const std::uint16_t* voxel, std::uint64_t count, std::uint64_t* bins) {
     constexpr std::uint64_t kBlock = 16;

@@ -94,7 +94,7 @@ std::size_t CountStretches(const std::uint16_t* row, std::uint32_t width) {
     return count;
 }
 
-/// Writes the row's runs to `run`, which has room for all its stretches, and returns the end.
+/// Writes the row's runs to `run`, which has room for all of them, and returns the end.
 Run* WriteRuns(const std::uint16_t* row, std::uint32_t width, Run* run) {
     std::uint32_t begin = 0;
     const auto close = [&](std::uint32_t end) {

@@ -5,7 +5,7 @@
 
 namespace qvox {
 
-/// Does what is told by part(0) .. part(count - 1), each once, in any order; at the same time where it likes.
+/// Calls part(0) .. part(count - 1), each once, in any order, possibly at the same time.
 using PartRunner = std::function<void(std::size_t count, const std::function<void(std::size_t)>& part)>;
 void RunOneByOne(std::size_t count, const std::function<void(std::size_t)>& part);
 

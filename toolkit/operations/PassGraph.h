@@ -45,8 +45,8 @@ public:
         Compose();
     }
 
-    /// The passes between what is left of which some lowest way between two regions needs each: at most one less than
-    /// there are regions. The number of passes must fit below the level in `Key`. To be asked for once.
+    /// Those passes between the remaining regions of which some lowest way between two regions needs each: at most one
+    /// less than there are regions. The number of passes must fit below the level in `Key`. To be called once.
     const std::vector<Pass>& NeededPasses() {
         const std::size_t count = open_.size();
         group_.resize(count);

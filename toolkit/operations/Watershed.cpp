@@ -15,7 +15,7 @@ namespace qvox {
 
 namespace {
 
-/// What is known of a voxel, in one signed number. Without a label: its level, the relief's bits mapped to a number of
+/// The state of a voxel in one signed number. Without a label: its level, the relief's bits mapped to a number of
 /// the same order. With one: the label above kLabelled. No float but a NaN maps below kUnlabelled, so the two never
 /// mix.
 constexpr Cell kLabelled = std::numeric_limits<Cell>::min();
@@ -33,7 +33,7 @@ Cell LevelOf(float relief) {
 /// cache.
 class OpenVoxels {
 public:
-    /// No voxel is open. Voxels are numbered row by row; the outermost ones are never asked for.
+    /// No voxel is open. Voxels are numbered row by row; the outermost ones are never queried.
     OpenVoxels(std::size_t voxels, std::size_t stride)
         : stride_(stride), words_(MakeLargePageArray<std::uint64_t>(voxels / 64 + 2)) {
         std::fill_n(words_.get(), voxels / 64 + 2, std::uint64_t{0});
@@ -157,8 +157,8 @@ private:
 
     void Await(std::uint32_t bucket, Waiting entry) { waiting_[ends_[bucket]++] = entry; }
 
-    // What has no open neighbour any more is left out. The others lie anywhere in the image: the cells of their open
-    // neighbours are asked for while they are dealt into slots.
+    // Voxels without an open neighbour are left out. The others lie anywhere in the image: the cells of their open
+    // neighbours are fetched while they are dealt into slots.
     void OpenCurrent() {
         open_.Open(begins_[current_ + 1] - begins_[current_], buckets_.LastBits(current_));
         firstBits_ = buckets_.FirstBits(current_);

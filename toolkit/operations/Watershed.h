@@ -10,7 +10,7 @@ namespace qvox {
 /// Marker-controlled watershed without dam voxels: basins grow from the non-zero marker voxels in increasing order of
 /// relief until every voxel has the label of the marker that floods it first.
 ///
-/// The order is laid down completely. Voxels wait in a queue that is ordered by level, and by arrival among equal
+/// The order is completely specified. Voxels wait in a queue that is ordered by level, and by arrival among equal
 /// levels. First every marker voxel arrives, in raster order, at the level of its own relief. Then, until the queue is
 /// empty, the first voxel is taken out; each of its neighbours that has no label yet, visited in the order of
 /// Neighbourhood8, takes its label and arrives at the larger of its own relief and the level of the voxel taken out.
@@ -21,7 +21,7 @@ namespace qvox {
 /// keep their labels. Without any marker all of it is 0; with one there is no 0 left, since the plane is connected.
 ///
 /// Throws ToolkitError when the sizes differ, or the images are empty, have more than one plane or 2^32 voxels or more.
-/// Cost: near-linear in the voxels; 12 to 16 bytes per voxel beside the result on pictures.
+/// Cost: near-linear in the voxels; 12 to 16 bytes per voxel beside the result on micrographs.
 /// Source: Beucher, Meyer (1993), flooding by an ordered queue as in Meyer (1991), without the dams.
 void WatershedFromMarkers(const VoxelImage<float>& relief, const VoxelImage<std::uint16_t>& markers,
                           VoxelImage<std::uint16_t>& output, Neighbourhood8 neighbourhood);

@@ -55,7 +55,7 @@ private:
 };
 
 /// A labelled voxel that waits in a bucket, which tells the rest of its level: one number, so that it is stored and
-/// loaded at a stroke.
+/// loaded at once.
 class Waiting {
 public:
     Waiting() = default;

@@ -37,16 +37,22 @@ void ForEachBit(Word bits, Use use) {
     }
 }
 
-/// The runs of bits of `open` that contain a bit of `wanted`.
-inline Word RunsContaining(Word wanted, Word open) {
-    // Upwards by the carry of an addition, which propagates to the end of a run of ones; downwards in doubling steps.
+/// The runs of bits of `open` that contain a bit of `wanted`. Inlined by force: the variants of vector code flood with
+/// it and compile it for their own instruction sets.
+inline __attribute__((always_inline)) Word RunsContaining(Word wanted, Word open) {
+    // Upwards by the carry of an addition, which propagates to the end of a run of ones; downwards in doubling steps,
+    // of which three are mostly enough.
     Word found = open & (~(open + (wanted & open)) | wanted);
-    if ((open & found >> 1 & ~found) == 0) {
-        return found;
+    Word through = open;
+    for (int step = 1; step <= 4; step *= 2) {
+        found |= through & found >> step;
+        through &= through >> step;
     }
-    for (int step = 1; step < 64; step *= 2) {
-        found |= open & found >> step;
-        open &= open >> step;
+    if ((open & found >> 1 & ~found) != 0) {
+        for (int step = 8; step <= 32; step *= 2) {
+            found |= through & found >> step;
+            through &= through >> step;
+        }
     }
     return found;
 }

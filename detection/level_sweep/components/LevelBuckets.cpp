@@ -48,7 +48,66 @@ private:
     std::vector<float> bounds_;  // one that no value reaches, then the levels
 };
 
+/// Pixels of a word, and the offset of its westernmost one.
+struct WordPixelsAt {
+    std::int32_t first;
+    Word pixels;
+};
+
 int Count(Word pixels) { return static_cast<int>(std::bitset<64>(pixels).count()); }
+
+/// The open pixels that are not below `lowest`, in raster order.
+std::vector<WordPixelsAt> OpenPixelsFrom(float lowest, const float* edges, const BitPlane& open) {
+    std::vector<WordPixelsAt> wanted;
+    for (int y = 0; y < open.Height(); ++y) {
+        for (int x = 0; x < open.Width(); x += 64) {
+            Word pixels = open[open.Grid().WordAt(x, y)];
+            const std::int32_t first = y * open.Width() + x;
+            pixels &= pixels == 0 ? 0 : AtLeast(edges + first, std::min(64, open.Width() - x), lowest);
+            if (pixels != 0) {
+                wanted.push_back({first, pixels});
+            }
+        }
+    }
+    return wanted;
+}
+
+/// Writes the bucket of each wanted pixel in their order, and adds to the counts of the buckets.
+void FindBuckets(const std::vector<WordPixelsAt>& wanted, const float* edges, const BucketFinder& finder,
+                 std::uint16_t* bucket, std::vector<std::size_t>& counts) {
+    std::array<std::int32_t, 64> guesses;
+    for (const WordPixelsAt& word : wanted) {
+        const float* values = edges + word.first;
+        finder.Guess(values, HighestBit(word.pixels) + 1, guesses.data());
+        for (Word remaining = word.pixels; remaining != 0; remaining &= remaining - 1) {
+            const int i = LowestBit(remaining);
+            *bucket = finder.Find(values[i], guesses[static_cast<std::size_t>(i)]);
+            ++counts[*bucket];
+            ++bucket;
+        }
+    }
+}
+
+/// Makes of counts the sums of all counts before each.
+void SumBefore(std::vector<std::size_t>& counts) {
+    std::size_t sum = 0;
+    for (std::size_t& count : counts) {
+        sum += count;
+        count = sum - count;
+    }
+}
+
+/// Writes the offset of each wanted pixel to the next place of its bucket.
+void Distribute(const std::vector<WordPixelsAt>& wanted, const std::uint16_t* bucket, std::vector<std::size_t> next,
+                std::int32_t* pixels) {
+    for (const WordPixelsAt& word : wanted) {
+        for (Word remaining = word.pixels; remaining != 0; remaining &= remaining - 1) {
+            // As many as FindBuckets wrote, which the analyser cannot see.
+            // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
+            pixels[next[*bucket++]++] = word.first + LowestBit(remaining);
+        }
+    }
+}
 
 }  // namespace
 
@@ -57,51 +116,16 @@ LevelBuckets::LevelBuckets(const float* edges, const BitPlane& open, const std::
     if (levels.empty()) {
         return;
     }
-    struct Wanted {
-        std::int32_t first;  // offset of the word's leftmost pixel
-        Word pixels;
-    };
-    std::vector<Wanted> wanted;
+    const std::vector<WordPixelsAt> wanted = OpenPixelsFrom(levels.back(), edges, open);
     std::size_t total = 0;
-    for (int y = 0; y < open.Height(); ++y) {
-        for (int x = 0; x < open.Width(); x += 64) {
-            Word pixels = open[open.Grid().WordAt(x, y)];
-            const std::int32_t first = y * open.Width() + x;
-            pixels &= pixels == 0 ? 0 : AtLeast(edges + first, std::min(64, open.Width() - x), levels.back());
-            if (pixels != 0) {
-                wanted.push_back({first, pixels});
-                total += static_cast<std::size_t>(Count(pixels));
-            }
-        }
+    for (const WordPixelsAt& word : wanted) {
+        total += static_cast<std::size_t>(Count(word.pixels));
     }
-    const BucketFinder finder(levels, step);
     const qvox::LargePageArray<std::uint16_t> buckets = qvox::MakeLargePageArray<std::uint16_t>(total);
-    std::uint16_t* bucket = buckets.get();
-    std::array<std::int32_t, 64> guesses;
-    for (const Wanted& word : wanted) {
-        const float* values = edges + word.first;
-        finder.Guess(values, HighestBit(word.pixels) + 1, guesses.data());
-        for (Word remaining = word.pixels; remaining != 0; remaining &= remaining - 1) {
-            const int i = LowestBit(remaining);
-            *bucket = finder.Find(values[i], guesses[static_cast<std::size_t>(i)]);
-            ++starts_[*bucket];
-            ++bucket;
-        }
-    }
-    std::size_t sum = 0;
-    for (std::size_t& start : starts_) {
-        sum += start;
-        start = sum - start;
-    }
-    std::vector<std::size_t> next = starts_;
+    FindBuckets(wanted, edges, BucketFinder(levels, step), buckets.get(), starts_);
+    SumBefore(starts_);
     pixels_ = qvox::MakeLargePageArray<std::int32_t>(total);
-    bucket = buckets.get();
-    for (const Wanted& word : wanted) {
-        for (Word remaining = word.pixels; remaining != 0; remaining &= remaining - 1) {
-            // As many as above, which the analyser cannot see. NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
-            pixels_[next[*bucket++]++] = word.first + LowestBit(remaining);
-        }
-    }
+    Distribute(wanted, buckets.get(), starts_, pixels_.get());
 }
 
 }  // namespace level_sweep

@@ -21,7 +21,7 @@ using PixelMask = std::vector<std::uint64_t>;
 struct ComponentSizes {
     std::int64_t minimumAreaPx = 0;  ///< a smaller component is erased
     std::int64_t maximumAreaPx = 0;  ///< a larger one is left alone, unless it is too small as well
-    int longBranchPx = 0;            ///< open branches of the skeleton beyond this length have their ends cleared
+    int longBranchPx = 0;            ///< beyond it, the end of an open branch of the skeleton becomes background again
 };
 
 /// The regions that close as a level sinks through an edge map.
@@ -50,8 +50,9 @@ public:
     /// Removes every open pixel above levels[level]. Levels are taken in their order.
     void RemoveAbove(std::size_t level);
 
-    /// Removes the open pixels above levels[level] that are 8-connected, through open pixels at or above the level, to
-    /// a background pixel. The border of the map is not background. Levels are taken in their order.
+    /// Removes each 8-connected region of open pixels at or above levels[level] in which a pixel above the level is
+    /// adjacent, by a side or a corner, to background. A pixel exactly at the level starts no removal but leaves with
+    /// its region. The border of the map is not background. Levels are taken in their order.
     void RemoveConnected(std::size_t level);
 
     /// Erases or analyses every component that has lost pixels since the last sweep, in raster order of first pixels.

@@ -39,7 +39,7 @@ void ComponentFloods::Run(const std::vector<WordPixels<BitGrid>>& component) {
 void ComponentFloods::FloodFrom(PieceAt at) {
     clusters_.Begin();
     FloodAdjacent(at.tile, MaskOf(at), PieceTiles::BitOf(at), 0);
-    Spread([this](std::int32_t tile, std::size_t mask, Word adjacentToRegions, Word adjacentToPatches) {
+    spread_.Run([this](std::int32_t tile, std::size_t mask, Word adjacentToRegions, Word adjacentToPatches) {
         FloodAdjacent(tile, mask, adjacentToRegions, adjacentToPatches);
     });
     if (clusters_.HasJoined()) {
@@ -61,19 +61,7 @@ void ComponentFloods::FloodAdjacent(std::int32_t tile, std::size_t mask, Word ad
     marks_.NoteFlooded(tile);
     masks.flooded |= found;
     Relabel(tile, mask, found & patches & ~masks.encountered);
-    Wait(tile, masks, found);
-}
-
-void ComponentFloods::Wait(std::int32_t tile, Masks& masks, Word pieces) {
-    masks.waiting |= pieces;
-    if (marks_.Queue(tile)) {
-        tiles_.FetchLinks(tile);
-        for (const std::size_t direction : {TileGrid::kNorth, TileGrid::kSouth}) {
-            if (tiles_.Grid().HasNext(tile, direction)) {
-                marks_.Fetch(tiles_.Grid().Next(tile, direction));
-            }
-        }
-    }
+    spread_.Wait(tile, masks, found);
 }
 
 void ComponentFloods::Relabel(std::int32_t tile, std::size_t mask, Word pieces) {
@@ -115,7 +103,7 @@ void ComponentFloods::TraverseCluster() {
         for (std::size_t i = patches.first; i < patches.end; ++i) {
             TraverseBehind(clusters_.Relabelled()[i]);
         }
-        Spread([this](std::int32_t tile, std::size_t mask, Word adjacentToRegions, Word adjacentToPatches) {
+        spread_.Run([this](std::int32_t tile, std::size_t mask, Word adjacentToRegions, Word adjacentToPatches) {
             TraverseAdjacent(tile, mask, adjacentToRegions, adjacentToPatches);
         });
     }
@@ -128,20 +116,10 @@ void ComponentFloods::TraverseBehind(const FloodClusters::Pieces& patches) {
         const Word found = adjacent & ~(tiles_.PatchesOf(tile, mask) | masks.flooded | masks.encountered);
         masks.encountered |= found;
         if (found != 0) {
-            Wait(tile, masks, found);
+            spread_.Wait(tile, masks, found);
         }
     };
-    const auto mask = static_cast<std::size_t>(patches.mask);
-    const std::size_t masks = tiles_.MaskCount(patches.tile);
-    Sources from;
-    for (std::size_t i = 0; i < masks; ++i) {
-        from.regions[i] = i == mask ? patches.pieces : 0;
-        from.patches[i] = 0;
-    }
-    for (std::size_t i = 0; i < masks; ++i) {
-        reach(patches.tile, i, tiles_.LinkedWith(patches.tile, mask, patches.pieces, i), 0);
-    }
-    SpreadAcross(patches.tile, from, reach);
+    spread_.Once(patches.tile, static_cast<std::size_t>(patches.mask), patches.pieces, reach);
 }
 
 // From regions on to regions, and to patches that no flood has encountered; from these to the same patch only.
@@ -155,85 +133,7 @@ void ComponentFloods::TraverseAdjacent(std::int32_t tile, std::size_t mask, Word
     masks.encountered |= regions;
     Relabel(tile, mask, patches);
     if ((regions | patches) != 0) {
-        Wait(tile, masks, regions | patches);
-    }
-}
-
-template <typename ReachPieces>
-void ComponentFloods::Spread(ReachPieces reach) {
-    Sources from;
-    for (std::size_t i = 0; i < marks_.Queued().size(); ++i) {
-        const std::int32_t tile = marks_.Queued()[i];
-        SpreadInside(tile, from, reach);
-        SpreadAcross(tile, from, reach);
-    }
-    marks_.ClearQueue();
-}
-
-// Takes all that waits in a tile, and reaches the pieces of the same tile adjacent to it.
-template <typename ReachPieces>
-void ComponentFloods::SpreadInside(std::int32_t tile, Sources& from, ReachPieces reach) {
-    const std::size_t count = tiles_.MaskCount(tile);
-    for (std::size_t i = 0; i < count; ++i) {
-        from.regions[i] = from.patches[i] = 0;
-    }
-    for (bool again = true; again;) {
-        again = false;
-        for (std::size_t i = 0; i < count; ++i) {
-            Masks& masks = marks_.Of(tile, i);
-            const Word regions = masks.waiting & ~tiles_.PatchesOf(tile, i);
-            from.regions[i] |= regions;
-            from.patches[i] |= masks.waiting & tiles_.PatchesOf(tile, i);
-            masks.waiting = 0;
-            for (std::size_t k = 0; regions != 0 && k < count; ++k) {
-                reach(tile, k, tiles_.LinkedWith(tile, i, regions, k), 0);
-            }
-            again = again || regions != 0;
-        }
-    }
-    marks_.Processed(tile);
-}
-
-template <typename ReachPieces>
-void ComponentFloods::SpreadAcross(std::int32_t tile, const Sources& from, ReachPieces reach) {
-    const std::size_t masks = tiles_.MaskCount(tile);
-    for (std::size_t direction = 0; direction < TileGrid::kDirections; ++direction) {
-        Word atBorder = 0;
-        for (std::size_t i = 0; i < masks; ++i) {
-            atBorder |= (from.regions[i] | from.patches[i]) & tiles_.AtBorder(tile, i, direction);
-        }
-        if (atBorder != 0) {
-            SpreadAcross(tiles_.ContactsOf(tile, direction), from, masks, reach);
-        }
-    }
-}
-
-template <typename ReachPieces>
-void ComponentFloods::SpreadAcross(const PieceTiles::Contacts& contacts, const Sources& from, std::size_t masks,
-                                   ReachPieces reach) {
-    const std::size_t masksThere = tiles_.MaskCount(contacts.tile);
-    if (masks == 1 && masksThere == 1) {
-        Word adjacentToRegions = 0;
-        Word adjacentToPatches = 0;
-        for (const PieceContacts::Contact* contact = contacts.first; contact != contacts.last; ++contact) {
-            adjacentToRegions |= (from.regions[0] >> contact->here & 1u) << contact->there;
-            adjacentToPatches |= (from.patches[0] >> contact->here & 1u) << contact->there;
-        }
-        reach(contacts.tile, 0, adjacentToRegions, adjacentToPatches);
-        return;
-    }
-    Sources adjacent;
-    for (std::size_t i = 0; i < masksThere; ++i) {
-        adjacent.regions[i] = adjacent.patches[i] = 0;
-    }
-    for (const PieceContacts::Contact* contact = contacts.first; contact != contacts.last; ++contact) {
-        const std::size_t here = contact->here / 64;
-        const std::size_t there = contact->there / 64;
-        adjacent.regions[there] |= (from.regions[here] >> contact->here % 64 & 1u) << contact->there % 64;
-        adjacent.patches[there] |= (from.patches[here] >> contact->here % 64 & 1u) << contact->there % 64;
-    }
-    for (std::size_t i = 0; i < masksThere; ++i) {
-        reach(contacts.tile, i, adjacent.regions[i], adjacent.patches[i]);
+        spread_.Wait(tile, masks, regions | patches);
     }
 }
 

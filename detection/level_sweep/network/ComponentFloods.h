@@ -8,6 +8,7 @@
 #include "network/ComponentRing.h"
 #include "network/FloodClusters.h"
 #include "network/FloodMarks.h"
+#include "network/FloodSpread.h"
 #include "network/PieceTiles.h"
 
 namespace level_sweep {
@@ -40,7 +41,9 @@ public:
 
     /// `tiles` has to outlive it; its pixels must not change between Run and Settle.
     ComponentFloods(PieceTiles& tiles, const BitGrid& grid, int height)
-        : tiles_(tiles), ring_(grid, height), marks_(tiles.Grid()) {}
+        : tiles_(tiles), ring_(grid, height), marks_(tiles.Grid()), spread_(tiles_, marks_) {}
+    ComponentFloods(const ComponentFloods&) = delete;
+    ComponentFloods& operator=(const ComponentFloods&) = delete;
 
     /// Floods from the ring of a component: 4-connected, in raster order.
     /// Cost: proportional to the pieces flooded, traversed or relabelled, and to the tiles of theirs that changed.
@@ -55,35 +58,20 @@ public:
 private:
     using PieceAt = PieceTiles::PieceAt;
     using Masks = FloodMarks::Masks;
-    /// Pieces of a tile to go on from.
-    struct Sources {
-        PieceSet regions;
-        PieceSet patches;
-    };
 
     void FloodFrom(PieceAt at);
     void FloodAdjacent(std::int32_t tile, std::size_t mask, Word adjacentToRegions, Word adjacentToPatches);
     void TraverseCluster();
     void TraverseBehind(const FloodClusters::Pieces& patches);
     void TraverseAdjacent(std::int32_t tile, std::size_t mask, Word adjacentToRegions, Word adjacentToPatches);
-    void Wait(std::int32_t tile, Masks& masks, Word pieces);
     void Relabel(std::int32_t tile, std::size_t mask, Word pieces);
     void JoinClustersOf(std::int32_t tile, std::size_t mask, Word patches);
     Masks& Reach(std::int32_t tile, std::size_t mask) { return marks_.Reach(tile, mask, tiles_.MaskCount(tile)); }
-    /// Calls reach(tile, mask, adjacent to regions, adjacent to patches) for all pieces adjacent to those that wait,
-    /// and to those that it makes wait, until none does.
-    template <typename ReachPieces>
-    void Spread(ReachPieces reach);
-    template <typename ReachPieces>
-    void SpreadInside(std::int32_t tile, Sources& from, ReachPieces reach);
-    template <typename ReachPieces>
-    void SpreadAcross(std::int32_t tile, const Sources& from, ReachPieces reach);
-    template <typename ReachPieces>
-    void SpreadAcross(const PieceTiles::Contacts& contacts, const Sources& from, std::size_t masks, ReachPieces reach);
 
     PieceTiles& tiles_;
     ComponentRing ring_;
     FloodMarks marks_;
+    FloodSpread spread_;
     FloodClusters clusters_;
 };
 

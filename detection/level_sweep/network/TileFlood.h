@@ -23,29 +23,16 @@ struct Band {
 constexpr std::size_t kBands = 32;
 using Bands = std::array<Band, kBands + 2>;  // band k holds rows 2k - 2 and 2k - 1; the outermost are empty
 
-/// The runs of open bits that have a seed; seeds are open. Upwards by the carry of an addition, which runs to the end
-/// of a run of ones, downwards in steps that double; three of them are mostly enough.
+/// The runs of open bits that contain a seed; seeds are open.
 struct BaselineCarry {
     static KORVANE_INLINED Word RunsContaining(Word seeds, Word open) {
-        Word reached = open & (~(open + seeds) | seeds);
-        Word through = open;
-        for (int length = 1; length <= 4; length *= 2) {
-            reached |= through & (reached >> length);
-            through &= through >> length;
-        }
-        if ((open & (reached >> 1) & ~reached) != 0) {
-            for (int length = 8; length <= 32; length *= 2) {
-                reached |= through & (reached >> length);
-                through &= through >> length;
-            }
-        }
-        return reached;
+        return level_sweep::RunsContaining(seeds, open);
     }
 };
 
 /// The addition carries out of each run with a seed, to the place behind its last bit: there are as many such places as
 /// first bits, in the same order. Only for processors with AVX-512: of the others some (AMD Zen, Zen 2) extract and
-/// deposit bit by bit, which takes longer than all of the doubling steps.
+/// deposit bit by bit, which takes longer than the doubling steps.
 struct Bmi2Carry {
     KORVANE_AVX2 static inline Word RunsContaining(Word seeds, Word open) {
         unsigned long long sum = 0;

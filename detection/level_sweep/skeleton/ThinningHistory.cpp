@@ -9,14 +9,14 @@
 namespace level_sweep {
 
 ThinningHistory::ThinningHistory(int width, int height)
-    : grid_(width, height), steps_(grid_), queue_(grid_.Blocks()), states_(grid_.Blocks()) {
+    : grid_(width, height), steps_(grid_), queue_(grid_.Blocks()), differences_(grid_) {
     const auto setBeyond = [&](std::int32_t block) {
         const PixelBlock beyond = grid_.BeyondIn(block);
         if (AnyOf(beyond) != 0) {
             steps_.Set(block) = beyond;
         }
         if (grid_.IsInside(block)) {
-            StateOf(block).isAtBorder = true;
+            differences_.StateOf(block).isAtBorder = true;
         } else {
             queue_.Exclude(block);
         }
@@ -41,35 +41,22 @@ void ThinningHistory::ChangeSet(std::int32_t word, Word pixels, Word wanted) {
     Word& set = steps_.Set(block)[row];
     const Word different = (set ^ wanted) & pixels;
     if (different != 0) {
-        if (StateOf(block).difference == 0) {
-            __builtin_prefetch(&StateOf(block - grid_.Stride()));
-            __builtin_prefetch(&StateOf(block + grid_.Stride()));
+        if (!differences_.Has(block)) {
+            differences_.FetchAround(block);
             steps_.FetchAhead(block, 0);
         }
-        Difference& difference = NoteDifference(block);
+        Difference& difference = differences_.Note(block);
         difference.pixels[row] ^= different;
-        StateOf(block).differingSides = SidesOf(difference.pixels);
+        differences_.UpdateSides(difference);
         set ^= different;
     }
 }
 
-ThinningHistory::Difference& ThinningHistory::NoteDifference(std::int32_t block) {
-    State& state = StateOf(block);
-    if (state.difference == 0) {
-        Difference difference{};
-        difference.block = block;
-        differences_.push_back(difference);
-        state.difference = static_cast<std::int32_t>(differences_.size());
-        state.changedAround = 0;
-    }
-    return DifferenceOf(state);
-}
-
 // Before the turn of a step all earlier ones are settled.
 void ThinningHistory::ProcessChanges() {
-    for (std::size_t i = 0; i < differences_.size(); ++i) {
-        const std::int32_t block = differences_[i].block;
-        const PixelBlock pixels = differences_[i].pixels;
+    for (std::size_t i = 0; i < differences_.All().size(); ++i) {
+        const std::int32_t block = differences_.All()[i].block;
+        const PixelBlock pixels = differences_.All()[i].pixels;
         Queue(block, 1);
         NotifyAround(block, pixels, 0);
     }
@@ -89,14 +76,14 @@ void ThinningHistory::Queue(std::int32_t block, int step) {
 void ThinningHistory::NotifyAround(std::int32_t block, const PixelBlock& pixels, int step) {
     ForEachBlockNear(pixels, [&](int rows, int columns, auto hasNear) {
         const std::int32_t near = block + rows * grid_.Stride() + columns;
-        State& state = StateOf(near);
+        State& state = differences_.StateOf(near);
         if (hasNear(steps_.RemainingAfter(near, step))) {
             Queue(near, step + 1);
             state.changedAround = step;
         } else if (state.difference != 0) {
             // Pixels that it had before count as well; these are not known where its turn in this step is to come.
             const bool isToCome = queue_.IsQueuedFor(near, step);
-            if (isToCome || hasNear(DifferenceOf(state).pixels)) {
+            if (isToCome || hasNear(differences_.Of(state).pixels)) {
                 state.changedAround = step;
             }
         }
@@ -115,7 +102,7 @@ void ThinningHistory::Recompute(std::int32_t block, int step) {
             }
             return;
         }
-        if (!Compare(block, step, current, Thinned(block, step)) && !DiffersAround(block)) {
+        if (!Compare(block, step, current, Thinned(block, step)) && !differences_.AnyAround(block)) {
             return;
         }
     }
@@ -125,22 +112,22 @@ void ThinningHistory::Recompute(std::int32_t block, int step) {
 }
 
 // Each subiteration of a step decides on a pixel by the pixels up to one away, and removes nothing that the step before
-// kept if none of these has changed since. So where the step before removed nothing up to three pixels away from the different
-// ones, the first subiteration removes nothing up to two away from them and the second nothing adjacent to them: they
-// stay different, and everything else happens as before the update. Returns whether that is so; then it also records
-// the step.
+// kept if none of these has changed since. So where the step before removed nothing up to three pixels away from the
+// different ones, the first subiteration removes nothing up to two away from them and the second nothing adjacent to
+// them: they stay different, and everything else happens as before the update. Returns whether that is so; then it also
+// records the step.
 bool ThinningHistory::CarryDifference(std::int32_t block, int step) {
-    const State& state = StateOf(block);
+    const State& state = differences_.StateOf(block);
     if (state.difference == 0) {
         return false;
     }
-    Difference& difference = DifferenceOf(state);
+    Difference& difference = differences_.Of(state);
     const int changed = std::max(difference.changed, state.changedAround);
     if (step - 2 < changed) {
         return false;
     }
     if (difference.nearSince <= changed) {
-        FindNear(block, step, difference);
+        differences_.FindNear(difference, step);
     }
     if (HasRemovedNear(block, step, difference)) {
         return false;
@@ -164,22 +151,11 @@ bool ThinningHistory::HasRemovedNear(std::int32_t block, int step, const Differe
     });
 }
 
-// Only differences in the block and up to two pixels away matter to it.
-void ThinningHistory::FindNear(std::int32_t block, int step, Difference& difference) const {
-    BlockSurroundings different;
-    different.Gather([&](std::ptrdiff_t rows, std::ptrdiff_t columns) {
-        const State& state = StateOf(block + static_cast<std::int32_t>(rows * grid_.Stride() + columns));
-        return state.difference == 0 ? PixelBlock{} : DifferenceOf(state).pixels;
-    });
-    difference.near.Find(different);
-    difference.nearSince = step;
-}
-
 // The pixels of a block that remain after a step, computed from those that remain before it.
 PixelBlock ThinningHistory::Thinned(std::int32_t block, int step) const {
     BlockSurroundings neighbourhood = steps_.SurroundingsAfter(block, step - 1);
     PixelBlock remaining;
-    if (StateOf(block).isAtBorder) {
+    if (differences_.StateOf(block).isAtBorder) {
         const BlockSurroundings beyond = grid_.BeyondAround(block);
         ThinningIteration::Thin(neighbourhood, &beyond, remaining);
     } else {
@@ -192,43 +168,35 @@ PixelBlock ThinningHistory::Thinned(std::int32_t block, int step) const {
 // longer are. Returns whether any is different. Before the update, a step that was not recorded removed nothing:
 // the pixels then differ from `current` by the present difference.
 bool ThinningHistory::Compare(std::int32_t block, int step, const PixelBlock& current, const PixelBlock& remaining) {
-    const bool differed = StateOf(block).difference != 0;
+    const bool differed = differences_.Has(block);
     const PixelBlock* recorded = steps_.Recorded(block, step);
     const PixelBlock before = recorded != nullptr ? *recorded
-                              : differed          ? current ^ DifferenceOf(StateOf(block)).pixels
+                              : differed          ? current ^ differences_.Of(differences_.StateOf(block)).pixels
                                                   : current;
     const PixelBlock pixels = remaining ^ before;
     const Word any = AnyOf(pixels);
     if (any == 0 && !differed) {
         return false;
     }
-    Difference& difference = NoteDifference(block);
+    Difference& difference = differences_.Note(block);
     steps_.Record(block, step, current, remaining);
     const PixelBlock changed = pixels ^ difference.pixels;
     if (AnyOf(changed) != 0) {
         difference.pixels = pixels;
         difference.changed = step;
-        StateOf(block).differingSides = SidesOf(pixels);
+        differences_.UpdateSides(difference);
         NotifyAround(block, changed, step);
     }
     return any != 0;
 }
 
-bool ThinningHistory::DiffersAround(std::int32_t block) const {
-    const std::int32_t north = block - grid_.Stride();
-    const std::int32_t south = block + grid_.Stride();
-    const auto at = [&](std::int32_t near, unsigned side) { return StateOf(near).differingSides & side; };
-    return (at(north - 1, kSouthEast) | at(north, kSouth) | at(north + 1, kSouthWest) | at(block - 1, kEast) |
-            at(block + 1, kWest) | at(south - 1, kNorthEast) | at(south, kNorth) | at(south + 1, kNorthWest)) != 0;
-}
-
 void ThinningHistory::CheckInvariants() const {
     steps_.CheckInvariants();
-    KORVANE_ASSERT(differences_.empty());  // 3
+    KORVANE_ASSERT(differences_.All().empty());  // 3
     int last = 0;
     grid_.ForEachBlock([&](std::int32_t block) { last = std::max(last, steps_.LastStep(block)); });
     grid_.ForEachBlock([&](std::int32_t block) {
-        const State& state = StateOf(block);
+        const State& state = differences_.StateOf(block);
         KORVANE_ASSERT(state.difference == 0 && state.differingSides == 0);  // 3
         KORVANE_ASSERT(!queue_.IsWaiting(block));                            // 3
         const PixelBlock beyond = grid_.BeyondIn(block);

@@ -1,14 +1,11 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <vector>
 
-#include "bits/ZeroedArray.h"
 #include "skeleton/BlockGrid.h"
-#include "skeleton/BlockNeighbourhood.h"
 #include "skeleton/PixelBlock.h"
 #include "skeleton/StepQueue.h"
+#include "skeleton/ThinningDifferences.h"
 #include "skeleton/ThinningSteps.h"
 
 namespace level_sweep {
@@ -54,32 +51,10 @@ public:
     void CheckInvariants() const;
 
 private:
-    /// The part of a block in an update.
-    struct State {
-        std::int32_t difference;       // index + 1 into differences_; 0 if the block is the same as before
-        std::int32_t changedAround;    // the last step in which a difference near the block changed
-        std::uint32_t differingSides;  // sides at which the block differs from before
-        bool isAtBorder;               // BlockGrid::IsAtBorder
-    };
-    struct Difference {
-        std::int32_t block;
-        std::int32_t changed;     // the last step in which `pixels` changed
-        std::int32_t nearSince;   // the step in which `near` was computed
-        PixelBlock pixels;        // set after the last computed step now but not before the update, or the other way
-        BlockNeighbourhood near;  // of the different pixels of this block and around it
-    };
-
-    State& StateOf(std::int32_t block) { return states_[static_cast<std::size_t>(block)]; }
-    const State& StateOf(std::int32_t block) const { return states_[static_cast<std::size_t>(block)]; }
-    Difference& DifferenceOf(const State& state) {
-        return differences_[static_cast<std::size_t>(state.difference) - 1];
-    }
-    const Difference& DifferenceOf(const State& state) const {
-        return differences_[static_cast<std::size_t>(state.difference) - 1];
-    }
+    using State = ThinningDifferences::State;
+    using Difference = ThinningDifferences::Difference;
 
     void ChangeSet(std::int32_t word, Word pixels, Word wanted);
-    Difference& NoteDifference(std::int32_t block);
     void ProcessChanges();
     void Queue(std::int32_t block, int step);
     void NotifyAround(std::int32_t block, const PixelBlock& pixels, int step);
@@ -87,31 +62,25 @@ private:
     PixelBlock Thinned(std::int32_t block, int step) const;
     bool CarryDifference(std::int32_t block, int step);
     bool HasRemovedNear(std::int32_t block, int step, const Difference& difference) const;
-    void FindNear(std::int32_t block, int step, Difference& difference) const;
     bool Compare(std::int32_t block, int step, const PixelBlock& current, const PixelBlock& remaining);
-    bool DiffersAround(std::int32_t block) const;
 
     BlockGrid grid_;
     ThinningSteps steps_;
     StepQueue queue_;
-    ZeroedArray<State> states_;
-    std::vector<Difference> differences_;
+    ThinningDifferences differences_;
 };
 
 template <typename Visit>
 void ThinningHistory::Update(Visit visit) {
     ProcessChanges();
-    for (const Difference& difference : differences_) {
+    for (const Difference& difference : differences_.All()) {
         steps_.Tidy(difference.block);
-        State& state = StateOf(difference.block);
-        state.difference = 0;
-        state.differingSides = 0;
         // A difference after the last step is one for good.
         if (AnyOf(difference.pixels) != 0) {
             visit(grid_.FirstXOf(difference.block), grid_.FirstRowOf(difference.block), difference.pixels);
         }
     }
-    differences_.clear();
+    differences_.Clear();
 }
 
 }  // namespace level_sweep

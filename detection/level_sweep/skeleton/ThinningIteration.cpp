@@ -11,8 +11,9 @@ using Word = BitGrid::Word;
 using ThinFunction = void (*)(BlockSurroundings&, const BlockSurroundings*, PixelBlock&);
 
 // A subiteration removes a pixel if walking around it crosses into the set exactly once, if the smaller of two counts
-// of its neighbours in pairs is 2 or 3, and if the neighbours on the subiteration's side do not keep it. All conditions
-// are evaluated for 64 pixels at a time; p2 .. p9 are the neighbours clockwise from north.
+// of its neighbours in pairs is 2 or 3, and if the neighbours on the subiteration's side do not keep it. It decides on
+// all pixels by the set that it starts with. All conditions are evaluated for 64 pixels at a time; p2 .. p9 are the
+// neighbours clockwise from north.
 #define KORVANE_INLINED inline __attribute__((always_inline))
 
 struct FirstSubiteration {
