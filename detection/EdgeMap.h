@@ -20,8 +20,8 @@ namespace Korvane {
 /// @return one float channel, sizes of `raw`, edge strength 0 .. 1; NaN everywhere when smoothing left no gradient
 /// Border: the Gaussian mirrors the image about its border pixels, the diffusion mirrors it with the border pixel
 /// repeated, the gradient repeats the border pixel. Throws ToolkitError when the image has several planes,
-/// cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is exhausted. Cost: per diffusion step
-/// O(1 + sigma) per pixel; at most four float maps at a time.
+/// cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is exhausted. Cost per pixel: O(1) for each
+/// diffusion step, O(scale) for the first Gaussian; at most four float maps at a time.
 cv::Mat MakeEdgeMap(const qvox::VoxelImage<float>& raw, float scale);
 
 }  // namespace Korvane

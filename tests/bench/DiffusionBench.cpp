@@ -62,6 +62,16 @@ void DiffusionTwiceTheScale(benchmark::State& state) {
 }
 BENCHMARK(DiffusionTwiceTheScale)->Arg(2048)->Unit(benchmark::kMillisecond);
 
+/// Four iterations at one sigma, in whole pixels.
+void DiffusionOfSigma(benchmark::State& state) {
+    const auto sigma = static_cast<float>(state.range(1));
+    Run(state, [sigma](auto& image) { qvox::EdgeEnhancingDiffusion(image, sigma, kContrast, kTimeStep, 4); });
+}
+BENCHMARK(DiffusionOfSigma)
+    ->ArgNames({"size", "sigma"})
+    ->ArgsProduct({{2048}, {2, 5, 10, 21, 50, 100, 200, 500}})
+    ->Unit(benchmark::kMillisecond);
+
 void PlainDiffusion(benchmark::State& state) {
     Run(state, [](auto& image) {
         korvane_reference::PlainEdgeEnhancingDiffusion(image, 5.0f, kContrast, kTimeStep, kIterations);

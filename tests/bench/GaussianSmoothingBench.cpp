@@ -5,6 +5,7 @@
 #include "BenchSupport.h"
 #include "InstructionSet.h"
 #include "operations/GaussianSmoothingWith.h"
+#include "operations/WideGaussian.h"
 #include "reference/PlainGaussianSmoothing.h"
 #include "support/OpenCVThreads.h"
 
@@ -60,6 +61,40 @@ void GaussianSmoothingVariants(benchmark::State& state) {
     });
 }
 
+/// The Gaussian of the diffusion, sigma in whole pixels: tables made once, as there, then one plane after the other.
+void WideGaussianAlone(benchmark::State& state) {
+    const auto variant = static_cast<InstructionSet>(state.range(2));
+    if (!qvox::RunsHere(variant)) return state.SkipWithError("this processor lacks the instruction set");
+    const qvox::VoxelImage<float> source = Waves(static_cast<std::uint64_t>(state.range(0)));
+    qvox::VoxelImage<float> result(source);
+    const auto side = static_cast<std::ptrdiff_t>(source.SizeX());
+    qvox::WideGaussian gaussian({side, side, side}, static_cast<double>(state.range(1)), variant);
+    qvox::WideGaussianRows rows(gaussian, 0, side);
+    constexpr std::ptrdiff_t kRows = 16;
+    korvane_bench::PerPixel(
+        state, source.VoxelCount(), [] {},
+        [&] {
+            gaussian.Prepare(source.begin(), qvox::RunOneByOne);
+            rows.Begin();
+            for (std::ptrdiff_t y = 0; y < side; y += kRows) {
+                float* out[kRows];
+                for (std::ptrdiff_t i = 0; i < kRows; ++i) out[i] = result.Row(static_cast<std::uint64_t>(y + i));
+                rows.Make(y, kRows, out);
+            }
+        });
+}
+
+/// The direct sum at the same sigmas.
+void DirectGaussian(benchmark::State& state) {
+    const auto variant = static_cast<InstructionSet>(state.range(2));
+    if (!qvox::RunsHere(variant)) return state.SkipWithError("this processor lacks the instruction set");
+    const qvox::VoxelImage<float> source = Waves(static_cast<std::uint64_t>(state.range(0)));
+    qvox::VoxelImage<float> result(source);
+    korvane_bench::PerPixel(
+        state, source.VoxelCount(), [] {},
+        [&] { qvox::SmoothWithGaussianWith(variant, source, result, static_cast<double>(state.range(1))); });
+}
+
 void PlainGaussianSmoothing(benchmark::State& state) { Run(state, korvane_reference::PlainSmoothWithGaussian); }
 
 void Shapes(benchmark::internal::Benchmark* bench) {
@@ -73,6 +108,12 @@ BENCHMARK(GaussianSmoothingVariants)
     ->ArgNames({"size", "sigma10", "variant"})
     ->ArgsProduct({{2048}, {15, 30, 100}, {0, 1, 2}})
     ->Unit(benchmark::kMillisecond);
+void Sigmas(benchmark::internal::Benchmark* bench, const std::vector<std::int64_t>& sigmas) {
+    bench->ArgNames({"size", "sigma", "variant"})->Unit(benchmark::kMillisecond);
+    bench->ArgsProduct({{2048}, sigmas, {0, 1, 2}});
+}
+BENCHMARK(WideGaussianAlone)->Apply([](auto* bench) { Sigmas(bench, {3, 4, 5, 7, 10, 21, 50, 100, 200, 500}); });
+BENCHMARK(DirectGaussian)->Apply([](auto* bench) { Sigmas(bench, {2, 3, 4, 5, 7, 10, 21, 50, 200}); });
 BENCHMARK(PlainGaussianSmoothing)->ArgNames({"size", "sigma10"})->Args({512, 15})->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace

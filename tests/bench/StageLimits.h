@@ -21,11 +21,19 @@ struct StageNeeds {
 /// operations for the middle one.
 constexpr double SmoothingOperations(int taps) { return 2.0 * (3.0 * (taps / 2) + 2.0); }
 
-/// At scale 1. Twenty diffusion steps, each with 41 taps and 84 operations for tensor and systems, read and write a map
-/// of floats. Candidate detection, filtering and separation count by their maps alone: what else they need depends on
+/// Multiplications and additions of the wide Gaussian at sigma 5, with cells of 2.25 px: windows of seven weights down
+/// and back on every pixel, across and back on one in 2.25, and twice a filter of 27 weights on one in 2.25 squared.
+constexpr double WideGaussianOperations() {
+    constexpr double kCellPx = 2.25;
+    constexpr double kWindows = 2.0 * (2.0 * 7.0 - 1.0);
+    return kWindows + kWindows / kCellPx + SmoothingOperations(27) / (kCellPx * kCellPx);
+}
+
+/// At scale 1. Twenty diffusion steps, each with a Gaussian and 84 operations for tensor and systems, read and write a
+/// map of floats. Candidate detection, filtering and separation count by their maps alone: what else they need depends on
 /// the picture. The watershed changes one line per pixel, in order of level, and moves relief, cells, queue and labels.
 constexpr std::array<StageNeeds, 7> kStageNeeds{{
-    {"preprocessing", 20 * 8 + 24, 20 * (SmoothingOperations(41) + 84) + SmoothingOperations(13) + 12, 0},
+    {"preprocessing", 20 * 8 + 24, 20 * (WideGaussianOperations() + 84) + SmoothingOperations(13) + 12, 0},
     {"detection of exosomes", 4 + 4, 0, 0},
     {"filtering candidates", 4 + 1, 0, 0},
     {"cluster separation", 1 + 4 + 4 + 4, 0, 0},

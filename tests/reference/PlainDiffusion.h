@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "VoxelImage.h"
+#include "reference/PlainUncutGaussian.h"
 
 namespace korvane_reference {
 
@@ -14,21 +15,18 @@ namespace korvane_reference {
 class PlainDiffusion {
 public:
     PlainDiffusion(std::size_t width, std::size_t height, double sigma, double contrast, double timeStep)
-        : width_(width), height_(height), lambda_(contrast), tau_(timeStep) {
-        const int radius = static_cast<int>(std::ceil(4.0 * sigma));
-        double sum = 0.0;
-        for (int k = -radius; k <= radius; ++k) {
-            kernel_.push_back(k == 0 ? 1.0 : std::exp(-0.5 * (k / sigma) * (k / sigma)));
-            sum += kernel_.back();
-        }
-        for (double& weight : kernel_) weight /= sum;
-    }
+        : width_(width),
+          height_(height),
+          lambda_(contrast),
+          tau_(timeStep),
+          alongX_(width, sigma),
+          alongY_(height, sigma) {}
 
     using Plane = std::vector<double>;
 
     /// One time step; intensities in 0..1.
     Plane Step(const Plane& u) const {
-        const Plane v = Smoothed(u);
+        const Plane v = SmoothedBothWays(u, alongX_, alongY_);
         Plane a(u.size());
         Plane b(u.size());
         Plane c(u.size());
@@ -75,31 +73,6 @@ private:
         return lambda_ == 0 ? 0.0 : 1.0 - std::exp(-3.31488 / std::pow(gradient / lambda_, 8));
     }
 
-    Plane Smoothed(const Plane& u) const {
-        const std::ptrdiff_t radius = static_cast<std::ptrdiff_t>(kernel_.size() / 2);
-        Plane columns(u.size());
-        Plane both(u.size());
-        for (std::ptrdiff_t y = 0; y < Height(); ++y) {
-            for (std::ptrdiff_t x = 0; x < Width(); ++x) {
-                double sum = 0;
-                for (std::ptrdiff_t k = -radius; k <= radius; ++k) {
-                    sum += kernel_[static_cast<std::size_t>(k + radius)] * At(u, x, y + k);
-                }
-                columns[Index(x, y)] = sum;
-            }
-        }
-        for (std::ptrdiff_t y = 0; y < Height(); ++y) {
-            for (std::ptrdiff_t x = 0; x < Width(); ++x) {
-                double sum = 0;
-                for (std::ptrdiff_t k = -radius; k <= radius; ++k) {
-                    sum += kernel_[static_cast<std::size_t>(k + radius)] * At(columns, x + k, y);
-                }
-                both[Index(x, y)] = sum;
-            }
-        }
-        return both;
-    }
-
     /// d/dx (b du/dy) + d/dy (b du/dx). The mirror image of a tensor has -b: nothing flows through the border.
     Plane MixedTerms(const Plane& u, const Plane& b) const {
         const auto flowX = [&](std::ptrdiff_t x, std::ptrdiff_t y) {
@@ -144,7 +117,8 @@ private:
     std::size_t height_;
     double lambda_;
     double tau_;
-    std::vector<double> kernel_;
+    PlainUncutGaussian alongX_;
+    PlainUncutGaussian alongY_;
 };
 
 inline void PlainEdgeEnhancingDiffusion(qvox::VoxelImage<std::uint16_t>& image, float sigma, float contrast,

@@ -319,7 +319,8 @@ TEST(Diffusion, LeavesNoSeamsInWidePictures) {
 
 TEST(Diffusion, EqualsThePlainFormWithinOneGreyLevelOverScales) {
     std::mt19937 random(13);
-    for (const double scale : {0.05, 0.1, 0.37, 0.7, 1.0, 1.4, 2.0}) {
+    // Sigma 0.25 to 50: below and above the sigma from which the smoothing is another one.
+    for (const double scale : {0.05, 0.1, 0.37, 0.69, 0.71, 1.0, 1.4, 2.0, 4.25, 7.0, 10.0}) {
         for (const int length : {0, 1, 3}) {
             const Image noise = SmoothNoise(random, 61, 90, length);
             EXPECT_LE(LargestDifference(PlainlyDiffused(noise, AtScale(scale)), Diffused(noise, AtScale(scale))), 1)

@@ -15,6 +15,7 @@
 using korvane_reference::PlainGaussianSmoothing;
 using qvox::ExpOfMinus;
 using qvox::GaussianWeights;
+using qvox::NearlyUncutGaussianWeights;
 
 namespace {
 
@@ -66,6 +67,28 @@ TEST(GaussianWeights, AreThePlainOnesAndThoseOfOpenCV) {
         }
     }
     EXPECT_LE(differing, weightsInAll / 100000) << "of " << weightsInAll;
+}
+
+// Half the sum of the absolute differences bounds the error in any image of range 1; along both axes it is twice that.
+TEST(GaussianWeights, NearlyUncutOnesAreTheUncutGaussianToAMillionthOfTheRange) {
+    for (double sigma = 0.05; sigma < 12.0; sigma *= 1.07) {
+        const std::vector<float> weights = NearlyUncutGaussianWeights(sigma);
+        long double total = 0.0L;
+        const auto exact = [sigma](int k) {
+            const long double t = static_cast<long double>(k) / static_cast<long double>(sigma);
+            return k == 0 ? 1.0L : std::exp(-0.5L * t * t);
+        };
+        const int reach = static_cast<int>(std::ceil(40.0 * sigma));
+        for (int k = -reach; k <= reach; ++k) total += exact(k);
+        long double differences = 0.0L;
+        for (int k = -reach; k <= reach; ++k) {
+            const auto at = static_cast<std::size_t>(std::abs(k));
+            const long double weight = at < weights.size() ? static_cast<long double>(weights[at]) : 0.0L;
+            differences += std::fabs(weight - exact(k) / total);
+        }
+        ASSERT_LE(differences / 2.0L, 2.5e-7L) << sigma;
+    }
+    EXPECT_EQ(NearlyUncutGaussianWeights(0.0), std::vector<float>{1.0f});
 }
 
 }  // namespace

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
 #include <memory>
-#include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "operations/DiffusionStep.h"
 #include "operations/DiffusionWith.h"
 #include "operations/GaussianWeights.h"
+#include "operations/WideGaussian.h"
 
 namespace qvox {
 
@@ -20,6 +22,8 @@ namespace {
 
 constexpr double kGreyRange = 65535.0;
 constexpr float kLargestSigmaPx = 1e5f;
+// From here on the wide Gaussian takes less time than the direct sum.
+constexpr double kWideFromSigmaPx = 3.5;
 // The most by which each early start of a sweep may change a voxel in all iterations together, in grey levels. There
 // are three: from below, and from both sides of a strip.
 constexpr double kLookaheadError = 1.0 / 512.0;
@@ -40,10 +44,21 @@ void CheckArguments(const VoxelImage<std::uint16_t>& image, float sigmaPx, float
     if (!(timeStep >= 0.0f) || !std::isfinite(timeStep)) fail("time step must be a number and not negative", timeStep);
 }
 
-// Sampled at whole pixels up to four standard deviations.
-std::vector<float> PreSmoothingWeights(double sigmaPx) {
-    return GaussianWeights(sigmaPx, static_cast<std::size_t>(std::ceil(4.0 * sigmaPx)));
-}
+// The Gaussian of a step: a direct sum, whose cost grows with sigma, or the wide Gaussian.
+struct PreSmoothing {
+    PreSmoothing(const WideGaussian::Sizes& sizes, double sigmaPx, InstructionSet set) {
+        if (sigmaPx < kWideFromSigmaPx) {
+            weights = NearlyUncutGaussianWeights(sigmaPx);
+        } else {
+            wide.emplace(sizes, sigmaPx, set);
+        }
+    }
+    std::ptrdiff_t Radius() const { return wide ? 0 : static_cast<std::ptrdiff_t>(weights.size()) - 1; }
+
+    std::vector<float> weights;
+    std::optional<WideGaussian> wide;
+    std::deque<WideGaussianRows> rows;  // one for each strip
+};
 
 // Rows, or columns, after which a guess beside them has faded: each shrinks its error by 2 tau / (1 + 2 tau). No more
 // than `most`. Counted, because logarithms differ between processors in the last bit.
@@ -113,7 +128,7 @@ struct Strip {
     std::ptrdiff_t endOwn;
 };
 
-// Strips overlap by the columns too near to their sides: there the Gaussian would miss voxels, and the solution along
+// Strips overlap by the columns too near to their sides: there a direct sum would miss voxels, and the solution along
 // the rows still depends on where it began. Where these are much of a strip, one strip covers the whole plane.
 std::vector<Strip> StripsFor(std::ptrdiff_t width, std::ptrdiff_t radius, float timeStep, std::uint64_t iterations) {
     const std::ptrdiff_t most = kStripColumns / 8;
@@ -131,7 +146,7 @@ std::vector<Strip> StripsFor(std::ptrdiff_t width, std::ptrdiff_t radius, float 
     return strips;
 }
 
-StepPlan MakePlan(const Extent& extent, const Strip& strip, const std::vector<float>& weights, float contrast,
+StepPlan MakePlan(const Extent& extent, const Strip& strip, PreSmoothing& smoothing, float contrast,
                   float timeStep, std::uint64_t iterations) {
     StepPlan plan;
     plan.width = strip.width;
@@ -140,8 +155,14 @@ StepPlan MakePlan(const Extent& extent, const Strip& strip, const std::vector<fl
     plan.endOwn = strip.endOwn;
     plan.planeStride = StrideFor(extent.width);
     plan.stride = StrideFor(strip.width);
-    plan.weights = weights.data();
-    plan.radius = static_cast<std::ptrdiff_t>(weights.size()) - 1;
+    plan.weights = smoothing.weights.data();
+    plan.radius = smoothing.Radius();
+    if (smoothing.wide) {
+        smoothing.rows.emplace_back(*smoothing.wide, strip.first, strip.width);
+        plan.wide = &smoothing.wide->Plan();
+        plan.wideStrip = &smoothing.rows.back().Strip();
+        plan.expandRows = smoothing.wide->Passes().expandRows;
+    }
     plan.gradientScale = static_cast<float>(0.5 / (std::max(static_cast<double>(contrast), 1e-12) * kGreyRange));
     plan.timeStep = timeStep;
     plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, extent.height);
@@ -194,18 +215,17 @@ void EdgeEnhancingDiffusionWith(InstructionSet set, VoxelImage<std::uint16_t>& i
                                 float contrast, float timeStep, std::uint64_t iterations, const PartRunner& run) {
     CheckArguments(image, preSmoothingSigmaPx, contrast, timeStep);
     if (iterations == 0) return;
-    const std::vector<float> weights = PreSmoothingWeights(static_cast<double>(preSmoothingSigmaPx));
     const Extent extent{static_cast<std::ptrdiff_t>(image.SizeX()), static_cast<std::ptrdiff_t>(image.SizeY())};
-    const std::vector<Strip> strips =
-        StripsFor(extent.width, static_cast<std::ptrdiff_t>(weights.size()) - 1, timeStep, iterations);
+    const std::ptrdiff_t stride = StrideFor(extent.width);
+    PreSmoothing smoothing({extent.width, extent.height, stride}, static_cast<double>(preSmoothingSigmaPx), set);
+    const std::vector<Strip> strips = StripsFor(extent.width, smoothing.Radius(), timeStep, iterations);
     Scratch planes;
     std::vector<Scratch> scratch(strips.size());
     std::vector<StepPlan> plans;
     for (std::size_t i = 0; i < strips.size(); ++i) {
-        plans.push_back(MakePlan(extent, strips[i], weights, contrast, timeStep, iterations));
+        plans.push_back(MakePlan(extent, strips[i], smoothing, contrast, timeStep, iterations));
         TakeScratch(plans[i], scratch[i]);
     }
-    const std::ptrdiff_t stride = StrideFor(extent.width);
     float* u = planes.Floats(extent.height * stride) + kMargin;
     float* next = planes.Floats(extent.height * stride) + kMargin;
     const StepFunction step = Function(set);
@@ -214,6 +234,7 @@ void EdgeEnhancingDiffusionWith(InstructionSet set, VoxelImage<std::uint16_t>& i
         const float origin = Origin(voxels, extent.width * extent.height);
         Spread(extent, stride, voxels, origin, u);
         for (std::uint64_t iteration = 0; iteration < iterations; ++iteration) {
+            if (smoothing.wide) smoothing.wide->Prepare(u, run);
             run(strips.size(), [&](std::size_t i) { step(plans[i], u + strips[i].first, next + strips[i].first); });
             std::swap(u, next);
         }

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "operations/WideGaussianPass.h"
+
 namespace qvox::diffusion {
 
 /// Rows that are solved together, one in each lane.
@@ -26,8 +28,12 @@ struct StepPlan {
     std::ptrdiff_t planeStride = 0;
     std::ptrdiff_t stride = 0;
     std::ptrdiff_t lineStride = 0;
+    /// The Gaussian: rows of a WideGaussian that was prepared, or, where there is none, a direct sum with the weights
+    /// at distance 0 .. radius.
+    const wide_gaussian::Plan* wide = nullptr;
+    wide_gaussian::Strip* wideStrip = nullptr;
+    wide_gaussian::ExpandRows expandRows = nullptr;
     std::ptrdiff_t radius = 0;
-    /// Weights of the Gaussian at distance 0 .. radius.
     const float* weights = nullptr;
     /// Turns a difference over two voxels, in grey levels, into gradient / lambda.
     float gradientScale = 0.0f;

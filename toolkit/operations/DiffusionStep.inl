@@ -14,6 +14,8 @@
 namespace qvox::diffusion {
 namespace {
 
+static_assert(kChunkRows + 2 <= wide_gaussian::kMostRows);
+
 constexpr std::size_t kWidth = KORVANE_DIFFUSION_LANES;
 constexpr std::ptrdiff_t kLanes = KORVANE_DIFFUSION_LANES;
 using Lanes = float __attribute__((vector_size(kLanes * 4)));
@@ -80,8 +82,12 @@ KORVANE_INLINE void SmoothRowAt(const StepPlan& plan, const float* line, float* 
 
 constexpr std::size_t kSumVectors = 4;
 
-/// Gaussian of the rows [first, first + count) of u.
-void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
+KORVANE_INLINE float* SmoothedRow(const StepPlan& plan, std::ptrdiff_t y) {
+    return plan.smoothed + y % kChunkRing * plan.stride;
+}
+
+/// Direct sum over the rows [first, first + count) of u.
+void SumRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
     for (std::ptrdiff_t j = 0; j < count + 2 * plan.radius; ++j) {
         plan.sourceRows[j] = u + Mirrored(first + j - plan.radius, plan.height) * plan.planeStride;
     }
@@ -95,12 +101,26 @@ void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std:
             line[-1 - k] = line[Mirrored(-1 - k, plan.width)];
             line[plan.width + k] = line[Mirrored(plan.width + k, plan.width)];
         }
-        float* out = plan.smoothed + (first + j) % kChunkRing * plan.stride;
+        float* out = SmoothedRow(plan, first + j);
         x = 0;
         for (; x + kBlock <= plan.width; x += kBlock) SmoothRowAt<kSumVectors>(plan, line, out, x);
         for (; x < plan.width; x += kLanes) SmoothRowAt<1>(plan, line, out, x);
-        out[-1] = out[0];
-        out[plan.width] = out[plan.width - 1];
+    }
+}
+
+/// Gaussian of the rows [first, first + count) of u, at most a chunk and two.
+void SmoothRows(const StepPlan& plan, const float* u, std::ptrdiff_t first, std::ptrdiff_t count) {
+    if (plan.wide == nullptr) {
+        SumRows(plan, u, first, count);
+    } else {
+        float* rows[kChunkRows + 2];
+        for (std::ptrdiff_t j = 0; j < count; ++j) rows[j] = SmoothedRow(plan, first + j);
+        plan.expandRows(*plan.wide, *plan.wideStrip, first, count, rows);
+    }
+    for (std::ptrdiff_t j = 0; j < count; ++j) {
+        float* row = SmoothedRow(plan, first + j);
+        row[-1] = row[0];
+        row[plan.width] = row[plan.width - 1];
     }
 }
 
@@ -273,6 +293,7 @@ void Step(const StepPlan& plan, const float* u, float* next) {
     std::ptrdiff_t smoothed = 0;
     std::ptrdiff_t tensors = 0;
     std::ptrdiff_t finished = 0;
+    if (plan.wide != nullptr) plan.wideStrip->blocksMade = 0;
     for (std::ptrdiff_t chunk = 0; chunk < plan.height; chunk += kChunkRows) {
         const std::ptrdiff_t front = chunk + kChunkRows < plan.height ? chunk + kChunkRows : plan.height;
         const std::ptrdiff_t wanted = front + 2 < plan.height ? front + 2 : plan.height;

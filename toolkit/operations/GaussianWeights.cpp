@@ -13,6 +13,7 @@ constexpr double kLn2Low = 0x1.a39ef35793c76p-33;
 constexpr double kLargestExponent = 750.0;
 // Terms of the Taylor series: with |r| <= ln 2 / 2 the next one is below 2^-62.
 constexpr int kTerms = 14;
+constexpr double kNearlyUncutReach = 5.3;
 
 }  // namespace
 
@@ -38,6 +39,10 @@ std::vector<float> GaussianWeights(double sigmaPx, std::size_t radius) {
     weights.reserve(samples.size());
     for (const double sample : samples) weights.push_back(static_cast<float>(sample / sum));
     return weights;
+}
+
+std::vector<float> NearlyUncutGaussianWeights(double sigmaPx) {
+    return GaussianWeights(sigmaPx, static_cast<std::size_t>(std::ceil(kNearlyUncutReach * sigmaPx)));
 }
 
 }  // namespace qvox
