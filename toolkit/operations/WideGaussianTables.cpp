@@ -93,6 +93,7 @@ std::vector<float> MiddleFilter(std::ptrdiff_t cells, double sigmaCells) {
         total += k == 0 ? values[k] : 2.0 * values[k];
     }
     std::vector<float> weights;
+    weights.reserve(values.size());
     for (const double value : values) weights.push_back(static_cast<float>(value / total));
     return weights;
 }
