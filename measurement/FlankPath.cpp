@@ -14,6 +14,8 @@ constexpr int kLargestJump = 2;
 // The path runs on by a quarter turn before the turn that is kept, so that it forgets where it began, and after it, so
 // that its last directions know their neighbours.
 constexpr std::size_t kRunUp = kProfileDirections / 4;
+// Slopes of no more than this share of the grey level are the rounding of the smoothing.
+constexpr float kRoundingShare = 1e-6f;
 constexpr double kLeastShareOfSteepest = 1.0 / 3.0;
 // A direction counts as measured from this share of the path's median slope on.
 constexpr double kLeastShareOfMedian = 0.2;
@@ -28,8 +30,8 @@ std::size_t DirectionOf(std::size_t step) { return (step + kProfileDirections - 
 
 float Larger(float a, float b) { return a > b ? a : b; }
 
-/// The sums of the best paths that end in each sample: row `step` holds those that come from the steps before it, with a
-/// margin on either side that no path enters.
+/// The sums of the best paths that end in each sample: row `step` holds those that come from the steps before it, with
+/// a margin on either side that no path enters.
 class PathSums {
 public:
     explicit PathSums(std::size_t length) : width_(length + 2 * kMargin), sums_((kSteps + 1) * width_, kNowhere) {
@@ -145,7 +147,9 @@ FlankPath FindInnerFlank(const ProfileSet& profiles) {
     FlankPath flank;
     float steepest = 0.0f;
     for (const float slope : profiles.slope) steepest = std::max(steepest, std::fabs(slope));
-    if (!(steepest > 0.0f)) return flank;
+    float brightest = 0.0f;
+    for (const float grey : profiles.grey) brightest = std::max(brightest, std::fabs(grey));
+    if (!(steepest > kRoundingShare * brightest)) return flank;
     const Candidate rising = Follow(profiles, 1.0f, steepest);
     const Candidate falling = Follow(profiles, -1.0f, steepest);
     const Candidate& inner = rising.place <= falling.place ? rising : falling;

@@ -18,8 +18,8 @@ constexpr double kSmallestRadius = 3.0;
 constexpr double kOutlineSigma = kProfileDirections / 24.0;
 // Neighbouring directions that are pooled: some nine of 64 carry the weight.
 constexpr double kPoolingSigma = kProfileDirections / 28.0;
-// Labels lie up to a third of the radius inside of a stained rim, or on its outer flank. Small objects need room for the rim and the
-// background beside it, whatever their radius.
+// Labels lie up to a third of the radius inside of a stained rim, or on its outer flank. Small objects need room for
+// the rim and the background beside it, whatever their radius.
 constexpr double kInwards = 0.45;
 constexpr double kOutwards = 0.7;
 constexpr double kLeastOutwards = 12.0;
@@ -43,16 +43,17 @@ Piece LargestPiece(const qvox::LabelImage& labels, const LabelExtent& extent) {
     for (std::uint64_t y = extent.minY; y <= extent.maxY; ++y) {
         const std::uint16_t* const row = labels.Row(y);
         auto* const out = mask.ptr<std::uint8_t>(static_cast<int>(y - extent.minY) + 1) + 1;
-        for (std::uint64_t x = extent.minX; x <= extent.maxX; ++x) out[x - extent.minX] = row[x] == extent.label ? 1 : 0;
+        for (std::uint64_t x = extent.minX; x <= extent.maxX; ++x)
+            out[x - extent.minX] = row[x] == extent.label ? 1 : 0;
     }
     std::vector<std::vector<cv::Point>> contours;
     cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
-    const auto longest =
-        std::max_element(contours.begin(), contours.end(), [](const auto& a, const auto& b) { return a.size() < b.size(); });
+    const auto longest = std::max_element(contours.begin(), contours.end(),
+                                          [](const auto& a, const auto& b) { return a.size() < b.size(); });
     Piece piece;
     for (const cv::Point& point : *longest) {
-        piece.boundary.push_back({static_cast<double>(extent.minX) + point.x - 1.0,
-                                  static_cast<double>(extent.minY) + point.y - 1.0});
+        piece.boundary.push_back(
+            {static_cast<double>(extent.minX) + point.x - 1.0, static_cast<double>(extent.minY) + point.y - 1.0});
     }
     // Pick's theorem: pixels inside and on the boundary.
     const double steps = static_cast<double>(piece.boundary.size());
@@ -65,9 +66,13 @@ class Field {
 public:
     Field(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
           const qvox::VoxelImage<std::uint8_t>* excluded, std::uint16_t label)
-        : grey_(image.begin()), label_(labels.begin()), excluded_(excluded != nullptr ? excluded->begin() : nullptr),
-          width_(static_cast<std::int64_t>(image.SizeX())), own_(label),
-          lastX_(static_cast<double>(image.SizeX()) - 1.0), lastY_(static_cast<double>(image.SizeY()) - 1.0) {}
+        : grey_(image.begin()),
+          label_(labels.begin()),
+          excluded_(excluded != nullptr ? excluded->begin() : nullptr),
+          width_(static_cast<std::int64_t>(image.SizeX())),
+          own_(label),
+          lastX_(static_cast<double>(image.SizeX()) - 1.0),
+          lastY_(static_cast<double>(image.SizeY()) - 1.0) {}
 
     /// Bilinear grey level; false where there is nothing to be seen.
     bool Sample(double x, double y, float& grey) const {

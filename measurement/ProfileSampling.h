@@ -17,16 +17,16 @@ constexpr int kProfileDirections = 64;
 /// The grey levels along the normals of an outline, one row per direction, from inside to outside. Lengths are in units
 /// of PixelScale::UnitNm().
 struct ProfileSet {
-    double radius = 0.0;        ///< of the disc of the label's area
-    double step = 0.0;          ///< between samples
-    double smoothing = 0.0;     ///< sigma of the Gaussian along the profiles
-    std::size_t length = 0;     ///< samples of a profile
-    std::size_t origin = 0;     ///< the sample on the outline
-    ClosedCurve outline;        ///< smoothed, in units
+    double radius = 0.0;     ///< of the disc of the label's area
+    double step = 0.0;       ///< between samples
+    double smoothing = 0.0;  ///< sigma of the Gaussian along the profiles
+    std::size_t length = 0;  ///< samples of a profile
+    std::size_t origin = 0;  ///< the sample on the outline
+    ClosedCurve outline;     ///< smoothed, in units
     std::vector<CurvePoint> normals;
-    std::vector<float> grey;              ///< smoothed along the profiles and over neighbouring directions
-    std::vector<float> slope;             ///< of `grey` outwards, per unit; 0 at the ends and where nothing is seen
-    std::vector<std::uint8_t> isSeen;     ///< 0 beyond the first other label, excluded pixel, NaN or the image's edge
+    std::vector<float> grey;           ///< smoothed along the profiles and over neighbouring directions
+    std::vector<float> slope;          ///< of `grey` outwards, per unit; 0 at the ends and where nothing is seen
+    std::vector<std::uint8_t> isSeen;  ///< 0 beyond the first other label, excluded pixel, NaN or the image's edge
 
     double Place(std::size_t sample) const {
         return (static_cast<double>(sample) - static_cast<double>(origin)) * step;

@@ -123,8 +123,8 @@ double Taper(const MeanProfile& mean, const Landmarks& marks, double radius, dou
 }
 
 /// The rim's middle from its peak and the middle of its flanks. Blur moves both away from it, to the side of the lower
-/// neighbour, the peak about twice as far where the rim is not resolved; a strong rim is thus found beyond the middle of
-/// the flanks as seen from the peak. A weak one is a fringe beside an edge, and lies between them.
+/// neighbour, the peak about twice as far where the rim is not resolved; a strong rim is thus found beyond the middle
+/// of the flanks as seen from the peak. A weak one is a fringe beside an edge, and lies between them.
 double RimMiddle(double peak, double middle, double overshoot) {
     const double strength = std::clamp((overshoot - kWeakRim) / (kStrongRim - kWeakRim), 0.0, 1.0);
     return middle + (kPeakOfWeakRim + strength * (kPeakOfStrongRim - kPeakOfWeakRim)) * (peak - middle);

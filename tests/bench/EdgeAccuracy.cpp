@@ -8,6 +8,7 @@
 #include <ctime>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -88,7 +89,8 @@ void PrintHead() {
 /// The detected object that overlaps the phantom's best, or none.
 LabelImage DetectedVesicle(const GreyImage& image, const RimPhantom& phantom) {
     LabelImage labels = Detected(image);
-    const auto middle = labels(static_cast<std::uint64_t>(phantom.centreX), static_cast<std::uint64_t>(phantom.centreY));
+    const auto middle =
+        labels(static_cast<std::uint64_t>(phantom.centreX), static_cast<std::uint64_t>(phantom.centreY));
     for (std::uint16_t& label : labels) label = middle != 0 && label == middle ? 1 : 0;
     return labels;
 }

@@ -26,10 +26,10 @@ struct RimPhantom {
     RimShape shape = RimShape::kBand;
     double radiusPx = 25.0;  ///< the truth: of the rim's middle, or the plain edge
     double rimWidthPx = 3.0;
-    double rim = -0.3;    ///< grey of the rim, relative to the background
-    double inside = 0.1;  ///< grey of the inside, relative to the background
-    double blurPx = 1.0;  ///< sigma
-    double noise = 0.03;  ///< standard deviation of the Gaussian noise
+    double rim = -0.3;       ///< grey of the rim, relative to the background
+    double inside = 0.1;     ///< grey of the inside, relative to the background
+    double blurPx = 1.0;     ///< sigma
+    double noise = 0.03;     ///< standard deviation of the Gaussian noise
     double gradientX = 0.0;  ///< of the background, across the image
     double gradientY = 0.0;
     int sizePx = 128;
