@@ -16,9 +16,11 @@ struct PixelScale {
     double UnitNm() const { return std::sqrt(widthNm * heightNm); }
 };
 
+inline bool IsDefined(float pixelsPerUm) { return std::isfinite(pixelsPerUm) && pixelsPerUm > 0.0f; }
+
 inline PixelScale ScaleOf(const qvox::PixelResolution& resolution) {
     const auto size = [](float pixelsPerUm) {
-        return std::isfinite(pixelsPerUm) && pixelsPerUm > 0.0f ? 1000.0 / static_cast<double>(pixelsPerUm) : 1000.0;
+        return IsDefined(pixelsPerUm) ? 1000.0 / static_cast<double>(pixelsPerUm) : 1000.0;
     };
     return {size(resolution.x), size(resolution.y)};
 }
