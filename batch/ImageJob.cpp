@@ -170,7 +170,14 @@ void ImageJob::MakeRows(const Position& position) {
     if (!run_.places.csv) return;
     outcome_.objectRows = DoFileTask(FileTask::kMeasure, Name(), [&] {
         const ObjectTableImage image{files_.input, outcome_.resolution, outcome_.resolutionSource};
-        return run_.objectTable.Rows(image, MeasureEverything(position.image, position.labels));
+        const std::vector<ObjectMeasures> objects = MeasureEverything(position.image, position.labels);
+        const ObjectSelection& selection = run_.objectTable.Selection();
+        if (selection.LeavesOut()) {
+            const auto counts = [&](const ObjectMeasures& object) { return WhyNotCounted(selection, object).empty(); };
+            outcome_.countedObjects =
+                static_cast<std::size_t>(std::count_if(objects.begin(), objects.end(), counts));
+        }
+        return run_.objectTable.Rows(image, objects);
     });
 }
 
@@ -211,8 +218,9 @@ void ImageJob::TellNoLabels() {
 }
 
 wxString ObjectsText(const ImageOutcome& outcome) {
-    return wxString::Format("%lu objects", static_cast<unsigned long>(outcome.objectCount)) + ", " +
-           wxString::FromCDouble(outcome.seconds, 1) + " s";
+    wxString text = wxString::Format("%zu objects", outcome.objectCount);
+    if (outcome.countedObjects) text += wxString::Format(", %zu counted", *outcome.countedObjects);
+    return text + ", " + wxString::FromCDouble(outcome.seconds, 1) + " s";
 }
 
 ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress) {

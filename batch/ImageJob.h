@@ -46,6 +46,7 @@ struct ImageOutcome {
     std::optional<std::uint64_t> page;       ///< of the file, from 1; none before it was looked at
     bool hasFurtherPages = false;            ///< the file has pages that were not read
     std::size_t objectCount = 0;
+    std::optional<std::size_t> countedObjects;  ///< of a selection, where the run makes one
     double seconds = 0.0;
     FailureText error;           ///< set when state is kFailed
     std::vector<wxString> rows;  ///< of the measurement table, when one is made

@@ -17,10 +17,17 @@ namespace {
 
 enum class Content { kNumber, kText };
 
+/// What the fields of a row are made of.
+struct Row {
+    const ObjectTableImage& image;
+    const ObjectMeasures& object;
+    std::string whyNotCounted;
+};
+
 struct Column {
     std::string name;
     Content content;
-    std::function<std::string(const ObjectTableImage&, const ObjectMeasures&)> text;
+    std::function<std::string(const Row&)> text;
 };
 
 /// Nanometres with the digits that a stored resolution has; empty where there is none.
@@ -33,26 +40,32 @@ std::string PixelText(float pixelsPerUm, double nm) {
     return {text.data(), end};
 }
 
+std::string PixelWidth(const Row& row) {
+    return PixelText(row.image.resolution.x, ScaleOf(row.image.resolution).widthNm);
+}
+
+std::string PixelHeight(const Row& row) {
+    return PixelText(row.image.resolution.y, ScaleOf(row.image.resolution).heightNm);
+}
+
 const std::vector<Column>& AllColumns() {
     static const std::vector<Column> columns = [] {
-        using Image = ObjectTableImage;
-        using Object = ObjectMeasures;
         std::vector<Column> all;
-        all.push_back({"image", Content::kText, [](const Image& i, const Object&) { return i.path.utf8_string(); }});
+        const auto addText = [&all](const char* name, const auto& text) { all.push_back({name, Content::kText, text}); };
+        const auto addNumber = [&all](const char* name, const auto& text) {
+            all.push_back({name, Content::kNumber, text});
+        };
+        addText("image", [](const Row& row) { return row.image.path.utf8_string(); });
         for (const ObjectColumn& measure : ObjectColumns()) {
-            all.push_back({measure.name, measure.text != nullptr ? Content::kText : Content::kNumber,
-                           [&measure](const Image&, const Object& o) { return ColumnText(measure, o); }});
+            const Content content = measure.text != nullptr ? Content::kText : Content::kNumber;
+            all.push_back({measure.name, content, [&measure](const Row& r) { return ColumnText(measure, r.object); }});
         }
-        all.push_back({"pixel_size_nm", Content::kNumber, [](const Image& i, const Object&) {
-                           return PixelText(i.resolution.x, ScaleOf(i.resolution).widthNm);
-                       }});
-        all.push_back({"pixel_height_nm", Content::kNumber, [](const Image& i, const Object&) {
-                           return PixelText(i.resolution.y, ScaleOf(i.resolution).heightNm);
-                       }});
-        all.push_back({"pixel_size_source", Content::kText,
-                       [](const Image& i, const Object&) { return i.resolutionSource.utf8_string(); }});
-        all.push_back(
-            {"program_version", Content::kText, [](const Image&, const Object&) { return std::string(kVersion); }});
+        addNumber("counted", [](const Row& row) { return std::string(row.whyNotCounted.empty() ? "1" : "0"); });
+        addText("not_counted_because", [](const Row& row) { return row.whyNotCounted; });
+        addNumber("pixel_size_nm", PixelWidth);
+        addNumber("pixel_height_nm", PixelHeight);
+        addText("pixel_size_source", [](const Row& row) { return row.image.resolutionSource.utf8_string(); });
+        addText("program_version", [](const Row&) { return std::string(kVersion); });
         return all;
     }();
     return columns;
@@ -64,18 +77,20 @@ ObjectTable::ObjectTable() {
     for (std::size_t i = 0; i < AllColumns().size(); ++i) columns_.push_back(i);
 }
 
-ObjectTable::ObjectTable(const std::vector<std::string>& columns) {
+void ObjectTable::ChooseColumns(const std::vector<std::string>& names) {
     const std::vector<Column>& all = AllColumns();
-    for (const std::string& name : columns) {
+    std::vector<std::size_t> chosen;
+    for (const std::string& name : names) {
         const auto found = std::find_if(all.begin(), all.end(), [&](const Column& c) { return c.name == name; });
         if (found == all.end()) throw qvox::ToolkitError("there is no column '" + name + "'");
         const auto index = static_cast<std::size_t>(found - all.begin());
-        if (std::find(columns_.begin(), columns_.end(), index) != columns_.end()) {
+        if (std::find(chosen.begin(), chosen.end(), index) != chosen.end()) {
             throw qvox::ToolkitError("the column '" + name + "' is named twice");
         }
-        columns_.push_back(index);
+        chosen.push_back(index);
     }
-    if (columns_.empty()) throw qvox::ToolkitError("there is no column");
+    if (chosen.empty()) throw qvox::ToolkitError("there is no column");
+    columns_ = std::move(chosen);
 }
 
 std::string ObjectTable::Line(const std::vector<std::string>& fields) const {
@@ -104,9 +119,10 @@ std::string ObjectTable::Rows(const ObjectTableImage& image, const std::vector<O
     std::string rows;
     std::vector<std::string> fields(columns_.size());
     for (const ObjectMeasures& object : objects) {
+        const Row row{image, object, WhyNotCounted(selection_, object)};
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             const Column& column = AllColumns()[columns_[i]];
-            fields[i] = column.text(image, object);
+            fields[i] = column.text(row);
             if (mark_ == DecimalMark::kComma && column.content == Content::kNumber) {
                 std::replace(fields[i].begin(), fields[i].end(), '.', ',');
             }

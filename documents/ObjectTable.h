@@ -7,6 +7,7 @@
 #include <wx/string.h>
 
 #include "ObjectMeasures.h"
+#include "ObjectSelection.h"
 #include "PixelResolution.h"
 
 namespace Korvane {
@@ -29,11 +30,13 @@ class ObjectTable {
 public:
     /// All columns.
     ObjectTable();
-    /// These columns, in this order. Throws ToolkitError for a name that is unknown or comes twice, and for none.
-    explicit ObjectTable(const std::vector<std::string>& columns);
+    /// Keeps these columns, in this order. Throws ToolkitError for a name that is unknown or comes twice, and for none.
+    void ChooseColumns(const std::vector<std::string>& names);
 
-    DecimalMark Mark() const { return mark_; }
     void SetDecimalMark(DecimalMark mark) { mark_ = mark; }
+    /// The columns `counted` and `not_counted_because` go by it.
+    ObjectSelection& Selection() { return selection_; }
+    const ObjectSelection& Selection() const { return selection_; }
 
     /// The names of the columns, with the end of the line.
     std::string Header() const;
@@ -45,6 +48,7 @@ private:
 
     std::vector<std::size_t> columns_;  // in the list of all
     DecimalMark mark_ = DecimalMark::kPoint;
+    ObjectSelection selection_;
 };
 
 /// The names of all columns, in their order.

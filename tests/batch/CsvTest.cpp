@@ -139,6 +139,38 @@ TEST_F(Csv, HasDecimalCommasWhereAskedFor) {
         << text;
 }
 
+TEST_F(Csv, SaysWhichObjectsCountAndLeavesTheLabelsAsTheyAre) {
+    qvox::LabelImage drawn = TwoSquares();
+    for (std::uint64_t y = 40; y < 70; ++y) {
+        for (std::uint64_t x = 10; x < 40; ++x) drawn(x, y) = 700;
+    }
+    qvox::SaveImageFile(folder_.File("seg_a.tif"), drawn);
+    const std::string labels = Contents(folder_.File("seg_a.tif"));
+    const auto rows = [&](std::vector<std::string> options) {
+        options.insert(options.begin(), {"measure", "--csv", "-", "--columns", "label,counted,not_counted_because"});
+        options.push_back(folder_.File("a.tif"));
+        return RunProgram(options);
+    };
+    EXPECT_EQ(rows({}).messages.find("counted"), std::string::npos);
+    // Squares of 15 and 45 nm.
+    const ProgramResult small = rows({"--min-diameter-nm", "30"});
+    EXPECT_EQ(small.output, "label,counted,not_counted_because\r\n3,0,too small\r\n700,1,\r\n");
+    EXPECT_NE(small.messages.find("2 objects, 1 counted, "), std::string::npos) << small.messages;
+    const ProgramResult ferets = rows({"--max-diameter-nm", "30", "--by", "feret_max_nm", "--min-roundness", "2"});
+    EXPECT_EQ(ferets.output,
+              "label,counted,not_counted_because\r\n3,0,not round\r\n700,0,too large; not round\r\n");
+    EXPECT_EQ(rows({"--exclude-edge"}).output, "label,counted,not_counted_because\r\n3,1,\r\n700,1,\r\n");
+    EXPECT_EQ(Contents(folder_.File("seg_a.tif")), labels);
+}
+
+TEST_F(Csv, RefusesLimitsThatAreNone) {
+    for (const char* value : {"-1", "x", "nan", "1,5"}) {
+        EXPECT_EQ(Measure({"--min-diameter-nm", value}).status, 2) << value;
+    }
+    EXPECT_EQ(Measure({"--by", "area_nm2"}).status, 2);
+    EXPECT_EQ(RunProgram({"measure", "--exclude-edge", folder_.Path().string()}).status, 2);
+}
+
 TEST_F(Csv, NeedsAFileForItsOptionsAndColumnsThatExist) {
     EXPECT_EQ(RunProgram({"measure", "--columns", "label", folder_.Path().string()}).status, 2);
     EXPECT_EQ(RunProgram({"measure", "--decimal-comma", folder_.Path().string()}).status, 2);

@@ -28,14 +28,20 @@ ObjectMeasures Object(std::uint16_t label = 7) {
     return object;
 }
 
+ObjectTable TableOf(const Names& columns) {
+    ObjectTable table;
+    table.ChooseColumns(columns);
+    return table;
+}
+
 std::string Rows(const Names& columns, const ObjectTableImage& image = Image()) {
-    return ObjectTable(columns).Rows(image, {Object()});
+    return TableOf(columns).Rows(image, {Object()});
 }
 
 TEST(ObjectTable, HasAColumnForEveryMeasureBetweenTheImageAndItsPixelSize) {
     Names wanted{"image"};
     for (const ObjectColumn& column : ObjectColumns()) wanted.push_back(column.name);
-    for (const char* name : {"pixel_size_nm", "pixel_height_nm", "pixel_size_source", "program_version"}) {
+    for (const char* name : {"counted", "not_counted_because", "pixel_size_nm", "pixel_height_nm", "pixel_size_source", "program_version"}) {
         wanted.push_back(name);
     }
     EXPECT_EQ(ObjectTableColumns(), wanted);
@@ -47,7 +53,7 @@ TEST(ObjectTable, HasAColumnForEveryMeasureBetweenTheImageAndItsPixelSize) {
 }
 
 TEST(ObjectTable, HoldsTheColumnsThatAreChosenInTheirOrder) {
-    const ObjectTable table({"x_px", "label", "image"});
+    const ObjectTable table = TableOf({"x_px", "label", "image"});
     EXPECT_EQ(table.Header(), "x_px,label,image\r\n");
     EXPECT_EQ(table.Rows(Image(), {Object(), Object(8)}), "-1.500,7,/a/b.tif\r\n-1.500,8,/a/b.tif\r\n");
     EXPECT_EQ(table.Rows(Image(), {}), "");
@@ -63,6 +69,13 @@ TEST(ObjectTable, LeavesWhatWasNotMeasuredEmpty) {
     EXPECT_EQ(Rows({"rim_diameter_nm", "rim_kind", "neighbour_nm", "area_nm2"}), ",,,12.000\r\n");
 }
 
+TEST(ObjectTable, SaysWhyAnObjectIsNotCounted) {
+    ObjectTable table = TableOf({"label", "counted", "not_counted_because"});
+    EXPECT_EQ(table.Rows(Image(), {Object()}), "7,1,\r\n");
+    table.Selection().minDiameterNm = 100.0;
+    EXPECT_EQ(table.Rows(Image(), {Object()}), "7,0,too small\r\n");
+}
+
 TEST(ObjectTable, QuotesFieldsWithSeparatorsQuotesAndLineEnds) {
     EXPECT_EQ(Rows({"image"}, Image("/a, b.tif")), "\"/a, b.tif\"\r\n");
     EXPECT_EQ(Rows({"image"}, Image("/\"a\".tif")), "\"/\"\"a\"\".tif\"\r\n");
@@ -72,16 +85,18 @@ TEST(ObjectTable, QuotesFieldsWithSeparatorsQuotesAndLineEnds) {
 }
 
 TEST(ObjectTable, WritesDecimalCommasBetweenSemicolons) {
-    ObjectTable table({"x_px", "program_version", "image"});
+    ObjectTable table = TableOf({"x_px", "program_version", "image"});
     table.SetDecimalMark(DecimalMark::kComma);
     EXPECT_EQ(table.Header(), "x_px;program_version;image\r\n");
     EXPECT_EQ(table.Rows(Image("/a;b.c.tif"), {Object()}), std::string("-1,500;") + kVersion + ";\"/a;b.c.tif\"\r\n");
 }
 
 TEST(ObjectTable, RefusesColumnsThatItHasNotAndOnesThatComeTwice) {
-    EXPECT_THROW(ObjectTable(Names{"label", "Label"}), qvox::ToolkitError);
-    EXPECT_THROW(ObjectTable(Names{"label", "label"}), qvox::ToolkitError);
-    EXPECT_THROW(ObjectTable(Names{}), qvox::ToolkitError);
+    ObjectTable table = TableOf({"x_px"});
+    EXPECT_THROW(table.ChooseColumns({"label", "Label"}), qvox::ToolkitError);
+    EXPECT_THROW(table.ChooseColumns({"label", "label"}), qvox::ToolkitError);
+    EXPECT_THROW(table.ChooseColumns({}), qvox::ToolkitError);
+    EXPECT_EQ(table.Header(), "x_px\r\n");
 }
 
 TEST(ObjectTable, IsDescribedInTheManualBesideItsMeasures) {
