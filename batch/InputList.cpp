@@ -130,6 +130,8 @@ std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& writ
         files.seeds = SegResultPath(files.input, labels);
         files.picture = ExportPath(files.input, output);
         files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
+        files.imageJRegions = RegionsPath(files.input, output, ".zip");
+        files.geoJsonRegions = RegionsPath(files.input, output, ".geojson");
         images.push_back(std::move(files));
     }
     RequireDistinct(places, written, images);

@@ -21,6 +21,8 @@ struct ImageFiles {
     wxString seeds;    ///< seg_NAME that is read by segment, measure and overlay
     wxString picture;  ///< export_NAME
     wxString copy;     ///< that calibrate writes
+    wxString imageJRegions;   ///< rois_NAME.zip
+    wxString geoJsonRegions;  ///< rois_NAME.geojson
 };
 
 /// Those of an image's files that a run writes.
