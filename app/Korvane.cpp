@@ -66,6 +66,17 @@ private:
     std::vector<std::string> files_;
 };
 
+namespace {
+
+/// Prints the answer to a question of the command line; the exit status of the program.
+int Answer(const std::string& text) {
+    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return 0;
+    std::perror("korvane: Cannot write to the standard output");
+    return 1;
+}
+
+}  // namespace
+
 }  // namespace Korvane
 
 int main(int argc, char** argv) {
@@ -79,16 +90,14 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--help" || argument == "-h") {
-            std::puts(
+            return Korvane::Answer(
                 "korvane [FILE|FOLDER...]\n"
                 "korvane --version\n\n"
                 "Finds and measures exosomes in electron micrographs. The TIFF files named, and those\n"
-                "of the folders named, are opened at once. korvane-batch does without a window.");
-            return 0;
+                "of the folders named, are opened at once. korvane-batch does without a window.\n");
         }
         if (argument == "--version") {
-            std::printf("korvane %s\n", Korvane::kVersion);
-            return 0;
+            return Korvane::Answer(std::string("korvane ") + Korvane::kVersion + "\n");
         }
         if (argument.empty() || argument[0] == '-') {
             std::fprintf(stderr, "korvane: unknown option '%s'. Run korvane --help.\n", argument.c_str());

@@ -1,14 +1,17 @@
 #include <wx/init.h>
 #include <wx/log.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "CommandLine.h"
 #include "ExceptionText.h"
 #include "FreedMemory.h"
+#include "ImageRun.h"
 #include "Interrupt.h"
 #include "OptionGroups.h"
 #include "PathText.h"
@@ -22,8 +25,10 @@ void Say(std::FILE* stream, const std::string& bytes) { std::fwrite(bytes.data()
 int Run(const std::vector<std::string>& arguments) {
     const Korvane::CommandLine line = Korvane::ParseCommandLine(arguments);
     if (!line.task) {
-        Say(stdout, line.answer);
-        return Korvane::kExitDone;
+        if (Korvane::WriteOut(stdout, line.answer)) return Korvane::kExitDone;
+        const std::string cause = std::generic_category().message(errno);
+        Say(stderr, "korvane-batch: Cannot write to the standard output! (" + cause + ")\n");
+        return Korvane::kExitSomeFailed;
     }
     Korvane::CatchInterrupts();
     const qvox::FreedMemoryKeeper keeper;

@@ -141,6 +141,11 @@ TEST(BatchRobustness, AnOutputThatTakesNothingIsAFailure) {
     surroundings.standardOutput = "/dev/full";
     EXPECT_EQ(RunProgram({"measure", folder.File("a.tif")}, surroundings).status, 1);
     EXPECT_EQ(RunProgram({"info", folder.File("a.tif")}, surroundings).status, 1);
+    for (const char* question : {"--help", "--version"}) {
+        const ProgramResult answer = RunProgram({question}, surroundings);
+        EXPECT_EQ(answer.status, 1) << question;
+        EXPECT_NE(answer.messages.find("Cannot write to the standard output!"), std::string::npos) << answer.messages;
+    }
 }
 
 TEST(BatchRobustness, AnInterruptLeavesOnlyWholeFiles) {
