@@ -174,8 +174,7 @@ void ImageJob::MakeRows(const Position& position) {
         const ObjectSelection& selection = run_.objectTable.Selection();
         if (selection.LeavesOut()) {
             const auto counts = [&](const ObjectMeasures& object) { return WhyNotCounted(selection, object).empty(); };
-            outcome_.countedObjects =
-                static_cast<std::size_t>(std::count_if(objects.begin(), objects.end(), counts));
+            outcome_.countedObjects = static_cast<std::size_t>(std::count_if(objects.begin(), objects.end(), counts));
         }
         return run_.objectTable.Rows(image, objects);
     });

@@ -151,10 +151,11 @@ int RunImages(const ImageRun& run, const Streams& streams) {
     MakeFolder(run.places.stages);
     RequireNamesFit(run.places, run.written, images);
     const bool toOutput = run.withoutTable == WithoutTable::kStandardOutput;
-    RunTable table({"measurement table", "measurement table", run.places.table, MeasurementHeader() + "\n"}, run.tableRules,
-                   toOutput ? TableKind::kStream : TableKind::kNone, images.size());
-    RunTable objects({"table of objects", "table of objects with these columns", run.places.csv, run.objectTable.Header()}, run.tableRules, TableKind::kNone,
-                     images.size());
+    RunTable table({"measurement table", "measurement table", run.places.table, MeasurementHeader() + "\n"},
+                   run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone, images.size());
+    RunTable objects(
+        {"table of objects", "table of objects with these columns", run.places.csv, run.objectTable.Header()},
+        run.tableRules, TableKind::kNone, images.size());
     if (table.place.Kind() == TableKind::kStream && objects.place.Kind() == TableKind::kStream) {
         throw UsageError("Only one table can go to the standard output.");
     }

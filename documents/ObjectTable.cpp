@@ -35,8 +35,7 @@ std::string PixelText(float pixelsPerUm, double nm) {
     if (!IsDefined(pixelsPerUm)) return "";
     constexpr int kDigits = 7;
     std::array<char, 64> text;
-    const auto end =
-        std::to_chars(text.data(), text.data() + text.size(), nm, std::chars_format::general, kDigits).ptr;
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), nm, std::chars_format::general, kDigits).ptr;
     return {text.data(), end};
 }
 
@@ -51,7 +50,9 @@ std::string PixelHeight(const Row& row) {
 const std::vector<Column>& AllColumns() {
     static const std::vector<Column> columns = [] {
         std::vector<Column> all;
-        const auto addText = [&all](const char* name, const auto& text) { all.push_back({name, Content::kText, text}); };
+        const auto addText = [&all](const char* name, const auto& text) {
+            all.push_back({name, Content::kText, text});
+        };
         const auto addNumber = [&all](const char* name, const auto& text) {
             all.push_back({name, Content::kNumber, text});
         };

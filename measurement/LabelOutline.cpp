@@ -107,7 +107,7 @@ private:
 
     const qvox::LabelImage& labels_;
     const LabelExtent& extent_;
-    std::size_t width_;   // of the grid of corners
+    std::size_t width_;  // of the grid of corners
     std::size_t height_;
     std::vector<std::uint8_t> steps_;  // a bit for each direction that a step leaves a corner in
     std::vector<std::size_t> place_;   // of a corner in the path that is followed

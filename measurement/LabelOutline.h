@@ -10,7 +10,7 @@ namespace Korvane {
 
 /// A region with holes. No ring meets itself; a hole may touch the exterior, or another hole, at single points.
 struct OutlinePolygon {
-    ClosedCurve exterior;  ///< clockwise as seen on the screen
+    ClosedCurve exterior;            ///< clockwise as seen on the screen
     std::vector<ClosedCurve> holes;  ///< anticlockwise
 };
 

@@ -77,8 +77,8 @@ TEST_F(Csv, OfDetectionHoldsNewAndSkippedImages) {
 }
 
 TEST_F(Csv, OfSegmentationIsWritten) {
-    std::vector<std::string> arguments{"segment", "-o",     folder_.File("out"), "--labels",
-                                       folder_.Path().string(), "--csv", path_,  folder_.File("a.tif")};
+    std::vector<std::string> arguments{"segment", "-o",  folder_.File("out"),  "--labels", folder_.Path().string(),
+                                       "--csv",   path_, folder_.File("a.tif")};
     arguments.insert(arguments.end(), columns_.begin(), columns_.end());
     const ProgramResult run = RunProgram(arguments);
     EXPECT_EQ(run.status, 0) << run.messages;
@@ -157,8 +157,7 @@ TEST_F(Csv, SaysWhichObjectsCountAndLeavesTheLabelsAsTheyAre) {
     EXPECT_EQ(small.output, "label,counted,not_counted_because\r\n3,0,too small\r\n700,1,\r\n");
     EXPECT_NE(small.messages.find("2 objects, 1 counted, "), std::string::npos) << small.messages;
     const ProgramResult ferets = rows({"--max-diameter-nm", "30", "--by", "feret_max_nm", "--min-roundness", "2"});
-    EXPECT_EQ(ferets.output,
-              "label,counted,not_counted_because\r\n3,0,not round\r\n700,0,too large; not round\r\n");
+    EXPECT_EQ(ferets.output, "label,counted,not_counted_because\r\n3,0,not round\r\n700,0,too large; not round\r\n");
     EXPECT_EQ(rows({"--exclude-edge"}).output, "label,counted,not_counted_because\r\n3,1,\r\n700,1,\r\n");
     EXPECT_EQ(Contents(folder_.File("seg_a.tif")), labels);
 }

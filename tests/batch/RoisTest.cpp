@@ -16,7 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// An image with the labels 3, of 100 pixels from (40, 10) on, 8, two parts of 36 in all, and 700, of 384 around a hole.
+/// An image with the labels 3, of 100 pixels from (40, 10) on, 8, two parts of 36 in all, and 700, of 384 around a
+/// hole.
 class Rois : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -112,14 +113,16 @@ TEST_F(Rois, AreReadByImageJWithTheirAreasAndPlaces) {
     if (!fs::exists(jar) || !Succeeds("command -v java xvfb-run >/dev/null")) GTEST_SKIP() << "no ImageJ";
     ASSERT_EQ(Run({}).status, 0);
     std::ofstream(folder_.File("m.ijm")) << "newImage('a', '8-bit black', 96, 80, 1);\n"
-                                            "roiManager('Open', '" + archive_ + "');\n"
-                                            "for (i = 0; i < roiManager('count'); i++) {\n"
-                                            "    roiManager('select', i);\n"
-                                            "    getStatistics(area);\n"
-                                            "    getSelectionBounds(x, y, w, h);\n"
-                                            "    print(Roi.getName, area, x, y, w, h);\n"
-                                            "}\n"
-                                            "run('Quit');\n";
+                                            "roiManager('Open', '" +
+                                                archive_ +
+                                                "');\n"
+                                                "for (i = 0; i < roiManager('count'); i++) {\n"
+                                                "    roiManager('select', i);\n"
+                                                "    getStatistics(area);\n"
+                                                "    getSelectionBounds(x, y, w, h);\n"
+                                                "    print(Roi.getName, area, x, y, w, h);\n"
+                                                "}\n"
+                                                "run('Quit');\n";
     const std::string home = folder_.Path().string();
     ASSERT_TRUE(Succeeds("cd " + home + " && HOME=" + home + " timeout 120 xvfb-run -a java -Duser.home=" + home +
                          " -cp " + jar + " ij.ImageJ -batch m.ijm > said 2>errors"))
@@ -132,13 +135,16 @@ TEST_F(Rois, AreValidForShapelyWithTheirAreas) {
     ASSERT_EQ(Run({"--format", "geojson"}).status, 0);
     std::ofstream(folder_.File("c.py")) << "import json\n"
                                            "from shapely.geometry import shape\n"
-                                           "for feature in json.load(open('" + json_ + "'))['features']:\n"
-                                           "    region = shape(feature['geometry'])\n"
-                                           "    print(region.is_valid, region.area, region.bounds)\n";
+                                           "for feature in json.load(open('" +
+                                               json_ +
+                                               "'))['features']:\n"
+                                               "    region = shape(feature['geometry'])\n"
+                                               "    print(region.is_valid, region.area, region.bounds)\n";
     ASSERT_TRUE(Succeeds("/usr/bin/python3 " + folder_.File("c.py") + " > " + folder_.File("said")));
-    EXPECT_EQ(Contents(folder_.File("said")), "True 100.0 (40.0, 10.0, 50.0, 20.0)\n"
-                                              "True 36.0 (60.0, 40.0, 66.0, 53.0)\n"
-                                              "True 384.0 (10.0, 40.0, 30.0, 60.0)\n");
+    EXPECT_EQ(Contents(folder_.File("said")),
+              "True 100.0 (40.0, 10.0, 50.0, 20.0)\n"
+              "True 36.0 (60.0, 40.0, 66.0, 53.0)\n"
+              "True 384.0 (10.0, 40.0, 30.0, 60.0)\n");
 }
 
 }  // namespace

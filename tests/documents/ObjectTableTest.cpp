@@ -41,7 +41,8 @@ std::string Rows(const Names& columns, const ObjectTableImage& image = Image()) 
 TEST(ObjectTable, HasAColumnForEveryMeasureBetweenTheImageAndItsPixelSize) {
     Names wanted{"image"};
     for (const ObjectColumn& column : ObjectColumns()) wanted.push_back(column.name);
-    for (const char* name : {"counted", "not_counted_because", "pixel_size_nm", "pixel_height_nm", "pixel_size_source", "program_version"}) {
+    for (const char* name : {"counted", "not_counted_because", "pixel_size_nm", "pixel_height_nm", "pixel_size_source",
+                             "program_version"}) {
         wanted.push_back(name);
     }
     EXPECT_EQ(ObjectTableColumns(), wanted);

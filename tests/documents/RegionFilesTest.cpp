@@ -26,7 +26,9 @@ ClosedCurve Square(double left, double top, double side) {
 /// The pixels 10 to 13 of the rows 20 to 23.
 ImageRegion Traced() { return {"7", {{Square(9.5, 19.5, 4.0), {}}}}; }
 ImageRegion SubPixel() { return {"8", {{Square(9.75, 19.25, 4.5), {}}}}; }
-ImageRegion WithHole() { return {"9", {{Square(9.5, 19.5, 4.0), {{{11.5, 20.5}, {11.5, 21.5}, {10.5, 21.5}, {10.5, 20.5}}}}}}; }
+ImageRegion WithHole() {
+    return {"9", {{Square(9.5, 19.5, 4.0), {{{11.5, 20.5}, {11.5, 21.5}, {10.5, 21.5}, {10.5, 20.5}}}}}};
+}
 
 std::string Contents(const std::string& path) {
     std::ifstream file(path, std::ios::binary);

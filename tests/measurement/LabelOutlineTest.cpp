@@ -63,8 +63,7 @@ TEST(LabelOutline, PartsAtACornerAndKeepsTheHoleThatTouchesItsExterior) {
 }
 
 TEST(LabelOutline, GivesAnIslandInAHoleItsOwnPolygon) {
-    const auto polygons =
-        Outlines(korvane_test::Draw<std::uint16_t>({"33333", "3...3", "3.3.3", "3...3", "33333"}));
+    const auto polygons = Outlines(korvane_test::Draw<std::uint16_t>({"33333", "3...3", "3.3.3", "3...3", "33333"}));
     ASSERT_EQ(polygons.size(), 2u);
     EXPECT_DOUBLE_EQ(AreaOf(polygons[0]), 16.0);
     EXPECT_DOUBLE_EQ(AreaOf(polygons[1]), 1.0);
