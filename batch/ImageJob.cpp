@@ -6,9 +6,11 @@
 #include "ImageRun.h"
 #include "ImageWarnings.h"
 #include "Interrupt.h"
+#include "LabelPainter.h"
 #include "MeasurementTable.h"
 #include "ObjectMeasures.h"
 #include "PathText.h"
+#include "RimLines.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -39,6 +41,23 @@ void RecordFailure(ImageJob& job) {
     entry.result = outcome.state == ImageState::kFailed ? "failed" : job.Recorder()->ResultWithoutStart();
     entry.error = outcome.error.Lines().utf8_string();
     job.Recorder()->Append(job.Files(), entry);
+}
+
+ColourPicture Painting(const Position& position, OverlayLook look) {
+    const auto paint = [&](const qvox::LabelImage& labels, LabelStyle style) {
+        return PaintPosition(position.image, labels, style);
+    };
+    switch (look) {
+        case OverlayLook::kRegions:
+            return paint(position.labels, LabelStyle::kRegions);
+        case OverlayLook::kRims:
+            return paint(RimLines(position), LabelStyle::kRegions);
+        case OverlayLook::kRaw:
+            return paint(position.labels, LabelStyle::kNone);
+        case OverlayLook::kContours:
+            break;
+    }
+    return paint(position.labels, LabelStyle::kContours);
 }
 
 wxString SummaryOf(const ImageRun& run, const ImageOutcome& outcome) {
@@ -180,9 +199,9 @@ void ImageJob::MakeRows(const Position& position) {
     });
 }
 
-void ImageJob::PaintOverlay(const Position& position, LabelStyle style) {
+void ImageJob::PaintOverlay(const Position& position, OverlayLook look) {
     DoFileTask(FileTask::kExportPicture, Name(), [&] {
-        qvox::SaveImageFile(PathBytes(files_.picture), PaintPosition(position.image, position.labels, style));
+        qvox::SaveImageFile(PathBytes(files_.picture), Painting(position, look));
         return 0;
     });
 }

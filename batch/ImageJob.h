@@ -14,7 +14,7 @@
 #include "FailureText.h"
 #include "ImageLoading.h"
 #include "InputList.h"
-#include "LabelPainter.h"
+#include "OptionGroups.h"
 #include "PathText.h"
 #include "PixelResolution.h"
 #include "PositionStore.h"
@@ -113,7 +113,7 @@ public:
     LabelsFound MeasureFile(const wxString& from);
     /// The rows of the tables that the run makes.
     void MakeRows(const Position& position);
-    void PaintOverlay(const Position& position, LabelStyle style);
+    void PaintOverlay(const Position& position, OverlayLook look);
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
     void Warn(const wxString& text);

@@ -27,7 +27,7 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
         job.MakeRows(position);
-        job.PaintOverlay(position, options.style);
+        job.PaintOverlay(position, options.look);
     } else if (options.places.table || options.places.csv) {
         job.MeasureFile(files.labels);
     }
@@ -76,7 +76,7 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position);
-    if (options.overlay) job.PaintOverlay(position, options.style);
+    if (options.overlay) job.PaintOverlay(position, options.look);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include "DetectionObserver.h"
 #include "ExistingResults.h"
 #include "ImageJob.h"
-#include "LabelPainter.h"
 #include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "TableOptions.h"
@@ -20,7 +19,7 @@ struct LabellingOptions {
     Places places;
     TableRules tableRules;
     ObjectTable objectTable;
-    LabelStyle style = LabelStyle::kContours;
+    OverlayLook look = OverlayLook::kContours;
     ExistingLabels existing = ExistingLabels::kSkip;
     RecordCheck recordCheck = RecordCheck::kWarn;
     bool overlay = false;  ///< write the overlay too

@@ -78,12 +78,17 @@ void AddTable(CLI::App& command, Places& places, const std::string& help) {
     AddPlace(command, "--table", places.table, "FILE", help);
 }
 
-void AddStyle(CLI::App& command, LabelStyle& style) {
-    auto* raw = command.add_flag_callback(
-        "--raw", [&style] { style = LabelStyle::kNone; }, "Overlay: the image only");
-    auto* regions = command.add_flag_callback(
-        "--regions", [&style] { style = LabelStyle::kRegions; }, "Overlay: whole regions instead of contours");
+void AddStyle(CLI::App& command, OverlayLook& look) {
+    const auto add = [&](const char* name, OverlayLook chosen, const char* help) {
+        return command.add_flag_callback(
+            name, [&look, chosen] { look = chosen; }, help);
+    };
+    auto* raw = add("--raw", OverlayLook::kRaw, "Overlay: the image only");
+    auto* regions = add("--regions", OverlayLook::kRegions, "Overlay: whole regions instead of contours");
+    auto* rim = add("--rim", OverlayLook::kRims, "Overlay: the rims that were measured instead of contours");
     raw->excludes(regions);
+    rim->excludes(raw);
+    rim->excludes(regions);
 }
 
 void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help) {

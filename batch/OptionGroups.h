@@ -8,7 +8,6 @@
 
 #include "AnalysisParameters.h"
 #include "ImageList.h"
-#include "LabelPainter.h"
 #include "files/ImageFile.h"
 
 namespace CLI {
@@ -55,6 +54,9 @@ struct GivenPixelSize {
     Holds holds = Holds::kAlways;
 };
 
+/// How an overlay shows the objects.
+enum class OverlayLook { kContours, kRegions, kRims, kRaw };
+
 /// IMAGE, --include, --exclude, --page, --quiet and --verbose.
 void AddInput(CLI::App& command, InputOptions& input);
 
@@ -68,8 +70,8 @@ void AddLabels(CLI::App& command, Places& places);
 /// --table.
 void AddTable(CLI::App& command, Places& places, const std::string& help);
 
-/// --raw and --regions.
-void AddStyle(CLI::App& command, LabelStyle& style);
+/// --raw, --regions and --rim.
+void AddStyle(CLI::App& command, OverlayLook& look);
 
 /// --overwrite.
 void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "CommandTable.h"
-#include "LabelPainter.h"
 #include "OptionGroups.h"
 
 namespace Korvane {
@@ -9,7 +8,7 @@ namespace Korvane {
 struct OverlayOptions {
     InputOptions input;
     Places places;
-    LabelStyle style = LabelStyle::kContours;
+    OverlayLook look = OverlayLook::kContours;
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

@@ -36,7 +36,7 @@ TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
     EXPECT_EQ(options.parameters.maxRelativeClusterSize, 1.0f);
     EXPECT_EQ(options.parameters.relativeExosomeSize, 1.0f);
     EXPECT_EQ(options.existing, ExistingLabels::kSkip);
-    EXPECT_EQ(options.style, LabelStyle::kContours);
+    EXPECT_EQ(options.look, OverlayLook::kContours);
     EXPECT_FALSE(options.overlay);
     const Places& places = options.places;
     EXPECT_FALSE(places.output || places.labels || places.table || places.stages || options.pixelSize.nm);
@@ -133,8 +133,11 @@ TEST(Options, JobsIsAPositiveWholeNumber) {
 }
 
 TEST(Options, StylesExcludeEachOther) {
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).style, LabelStyle::kNone);
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).style, LabelStyle::kRegions);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).look, OverlayLook::kRaw);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).look, OverlayLook::kRegions);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--rim", "a"}).look, OverlayLook::kRims);
+    EXPECT_NE(Refusal({"overlay", "--rim", "--regions", "a"}), "accepted");
+    EXPECT_NE(Refusal({"overlay", "--raw", "--rim", "a"}), "accepted");
     EXPECT_NE(Refusal({"overlay", "--raw", "--regions", "a"}), "accepted");
     EXPECT_NE(Refusal({"detect", "--quiet", "--verbose", "a"}), "accepted");
 }

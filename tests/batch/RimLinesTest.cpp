@@ -1,0 +1,76 @@
+#include "RimLines.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include "LabelPainter.h"
+#include "batch/ProgramRunner.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+
+namespace Korvane {
+
+namespace {
+
+constexpr std::uint16_t kLabel = 5;
+
+/// A dark disc of 20 pixels radius around (45, 40), its label smaller, and a label in the plain background.
+Position Disc() {
+    Position position;
+    position.image.Resize(96, 80, 1);
+    position.labels.Resize(96, 80, 1);
+    position.labels.Zero();
+    for (std::uint64_t y = 0; y < 80; ++y) {
+        for (std::uint64_t x = 0; x < 96; ++x) {
+            const double away = std::hypot(static_cast<double>(x) - 45.0, static_cast<double>(y) - 40.0);
+            position.image(x, y) = away < 20.0 ? 60.0f : 160.0f;
+            if (away < 17.0) position.labels(x, y) = kLabel;
+        }
+    }
+    for (std::uint64_t y = 0; y < 2; ++y) position.labels(80 + y, 5) = 9;
+    return position;
+}
+
+TEST(RimLines, CloseAroundEachObjectThatHasARim) {
+    const Position position = Disc();
+    const qvox::LabelImage lines = RimLines(position);
+    ASSERT_TRUE(lines.SameSizes(position.labels));
+    std::size_t drawn = 0;
+    for (std::uint64_t y = 0; y < 80; ++y) {
+        for (std::uint64_t x = 0; x < 96; ++x) {
+            if (lines(x, y) == 0) continue;
+            ++drawn;
+            EXPECT_EQ(lines(x, y), kLabel);
+            EXPECT_NEAR(std::hypot(static_cast<double>(x) - 45.0, static_cast<double>(y) - 40.0), 20.0, 1.2);
+        }
+    }
+    // A line of side or corner neighbours around a disc of that size.
+    EXPECT_GT(drawn, 100u);
+    EXPECT_LT(drawn, 150u);
+}
+
+TEST(RimLines, ArePaintedInOverlaysInPlaceOfContours) {
+    const korvane_test::TemporaryFolder folder;
+    const Position position = Disc();
+    qvox::VoxelImage<std::uint8_t> image;
+    image.Resize(96, 80, 1);
+    for (std::uint64_t i = 0; i < image.VoxelCount(); ++i) image[i] = static_cast<std::uint8_t>(position.image[i]);
+    qvox::SaveImageFile(folder.File("a.tif"), image);
+    qvox::SaveImageFile(folder.File("seg_a.tif"), position.labels);
+    const auto run = korvane_test::RunProgram({"overlay", "--rim", "--pixel-size", "1.5", folder.File("a.tif")});
+    ASSERT_EQ(run.status, 0) << run.messages;
+    ColourPicture picture;
+    qvox::LoadImageFile(folder.File("export_a.tif"), picture);
+    const ColourPicture wanted = PaintPosition(position.image, RimLines(position), LabelStyle::kRegions);
+    ASSERT_TRUE(picture.SameSizes(wanted));
+    EXPECT_TRUE(std::equal(picture.begin(), picture.end(), wanted.begin()));
+    std::filesystem::remove(folder.File("seg_a.tif"));
+    EXPECT_EQ(korvane_test::RunProgram({"overlay", "--rim", folder.File("a.tif")}).status, 1);
+}
+
+}  // namespace
+
+}  // namespace Korvane
