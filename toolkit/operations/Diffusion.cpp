@@ -95,16 +95,16 @@ void TakeScratch(StepPlan& plan, Scratch& scratch) {
     plan.lines = scratch.Floats((kChunkRows + 2) * plan.lineStride) + mirrored;
     plan.smoothed = scratch.Rows(plan, kChunkRing);
     plan.acrossX = scratch.Rows(plan, 1);
-    plan.couplingX = scratch.Rows(plan, kChunkRing);
+    plan.couplingX = scratch.Rows(plan, kCouplingRing);
     plan.acrossY = scratch.Rows(plan, kNeighbourRing);
     plan.couplingY = scratch.Rows(plan, kNeighbourRing);
     plan.flowX = scratch.Rows(plan, kNeighbourRing);
     plan.flowY = scratch.Rows(plan, kNeighbourRing);
-    plan.rightSide = scratch.Rows(plan, kChunkRows);
+    plan.rightSide = scratch.Rows(plan, kRightSideRing);
     plan.zeros = scratch.Rows(plan, 1);
     plan.below = scratch.Rows(plan, 1);
-    plan.laneFactor = scratch.Floats(plan.stride * kChunkRows);
-    plan.laneValue = scratch.Floats(plan.stride * kChunkRows);
+    plan.laneFactor = scratch.Floats(plan.stride * kRightSideRing);
+    plan.laneValue = scratch.Floats(plan.stride * kRightSideRing);
     plan.factor = scratch.Rows(plan, plan.sweepRing);
     plan.forward = scratch.Rows(plan, plan.sweepRing);
     plan.alongRows = scratch.Rows(plan, plan.sweepRing);
@@ -168,8 +168,9 @@ StepPlan MakePlan(const Extent& extent, const Strip& strip, PreSmoothing& smooth
     plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, extent.height);
     plan.bandRows = std::max(kBandRows, plan.lookahead / 2);
     // Chunks fill whole runs of the ring, also where the last one of the image is not full.
-    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows,
-                              RoundedUp(extent.height, kChunkRows));
+    constexpr std::ptrdiff_t kSolved = kMostChunksAtOnce * kChunkRows;
+    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kSolved) + kSolved,
+                              RoundedUp(extent.height, kSolved));
     return plan;
 }
 
