@@ -47,9 +47,11 @@ struct ImageOutcome {
     std::optional<std::uint64_t> page;       ///< of the file, from 1; none before it was looked at
     bool hasFurtherPages = false;            ///< the file has pages that were not read
     std::size_t objectCount = 0;
+    std::optional<std::size_t> countedObjects;  ///< of a selection, where the run makes one
     double seconds = 0.0;
     FailureText error;           ///< set when state is kFailed
     std::vector<wxString> rows;  ///< of the measurement table, when one is made
+    std::string objectRows;      ///< of the table of objects, when one is made
 };
 
 /// The file that labels were made from beside their image, if any.
@@ -114,10 +116,11 @@ public:
     void KeepLabels(const qvox::LabelImage& labels, const LabelStart& start);
     /// Reads a result file into labels of the image's sizes and notes the number of objects.
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels);
-    /// Measures a result file; of the image itself only the sizes and the pixel size are read.
+    /// Measures a result file; of the image itself only the sizes and the pixel size are read where the run makes no
+    /// table of objects.
     LabelsFound MeasureFile(const wxString& from);
-    /// The labels' rows of the measurement table, where the run makes one.
-    void MakeRows(const qvox::LabelImage& labels);
+    /// The rows of the tables that the run makes.
+    void MakeRows(const Position& position);
     void PaintOverlay(const Position& position, LabelStyle style);
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
@@ -127,6 +130,8 @@ private:
     /// The pixel size that holds for this image: the one given for the run, or the file's.
     template <typename T>
     void SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFileInfo& info);
+    void WarnWithoutPixelSize();
+    void MakeTableRows(const qvox::LabelImage& labels);
     LabelsFound NoteCount(const qvox::LabelImage& labels, LabelsFound found);
 
     const ImageRun& run_;

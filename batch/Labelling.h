@@ -8,6 +8,7 @@
 #include "ExistingResults.h"
 #include "ImageJob.h"
 #include "LabelPainter.h"
+#include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "TableOptions.h"
 #include "operations/PartRunner.h"
@@ -19,6 +20,7 @@ struct LabellingOptions {
     InputOptions input;
     Places places;
     TableRules tableRules;
+    ObjectTable objectTable;
     LabelStyle style = LabelStyle::kContours;
     ExistingLabels existing = ExistingLabels::kSkip;
     RecordCheck recordCheck = RecordCheck::kWarn;

@@ -1,5 +1,6 @@
 #include "SegmentCommand.h"
 
+#include "CsvOptions.h"
 #include "SeededSegmentation.h"
 
 namespace Korvane {
@@ -23,6 +24,7 @@ void AddSegmentOptions(CLI::App& command, SegmentOptions& options) {
     AddStyle(command, options.style);
     AddLabels(command, options.places);
     AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
+    AddCsvOptions(command, options.places, options.objectTable);
     AddLabellingOptions(command, options);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
