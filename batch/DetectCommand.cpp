@@ -29,8 +29,9 @@ int RunDetect(const DetectOptions& options, const Streams& streams) {
         job.Warn(AreaLimitWarning(image.VoxelCount(), image.Resolution().x, options.parameters));
         return true;
     };
-    maker.analyse = [&options](Position& position, DetectionObserver& observer) {
-        DetectExosomes(position.image, position.labels, options.parameters, position.image.Resolution().x, observer);
+    maker.analyse = [&options](Position& position, DetectionObserver& observer, const qvox::PartRunner& run) {
+        DetectExosomes(position.image, position.labels, options.parameters, position.image.Resolution().x, observer,
+                       run);
     };
     return RunLabelling(options, maker, streams);
 }

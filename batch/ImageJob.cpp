@@ -241,8 +241,8 @@ wxString ObjectsText(const ImageOutcome& outcome) {
     return text + ", " + wxString::FromCDouble(outcome.seconds, 1) + " s";
 }
 
-ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress) {
-    ImageJob job(run, files, number, progress);
+ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress) {
+    ImageJob job(run, files, turn, progress);
     ImageOutcome& outcome = job.Outcome();
     try {
         run.work(job);

@@ -22,6 +22,7 @@
 #include "ResultFiles.h"
 #include "RunRecorder.h"
 #include "files/ImageFile.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -75,16 +76,23 @@ auto DoFileTask(FileTask task, const wxString& name, Work work) {
     }
 }
 
+/// An image's part in a run.
+struct ImageTurn {
+    std::size_t number;                ///< its place, from 1
+    const qvox::PartRunner& runParts;  ///< runs the parts of its analysis
+};
+
 /// The work of one run on one image: the steps that the commands' own work is made of. What fails throws ImageFailure.
 class ImageJob {
 public:
-    ImageJob(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress)
-        : run_(run), files_(files), number_(number), progress_(progress) {}
+    ImageJob(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress)
+        : run_(run), files_(files), turn_(turn), progress_(progress) {}
 
     const ImageFiles& Files() const { return files_; }
     wxString Name() const { return FileNameOf(files_.input); }
     /// The image's place in the run, from 1.
-    std::size_t Number() const { return number_; }
+    std::size_t Number() const { return turn_.number; }
+    const qvox::PartRunner& RunParts() const { return turn_.runParts; }
     Progress& Messages() { return progress_; }
     ImageOutcome& Outcome() { return outcome_; }
     /// How many stages the progress has shown of this image.
@@ -128,7 +136,7 @@ private:
 
     const ImageRun& run_;
     const ImageFiles& files_;
-    std::size_t number_;
+    ImageTurn turn_;
     Progress& progress_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ImageOutcome outcome_;
@@ -136,8 +144,7 @@ private:
     std::size_t stagesTold_ = 0;
 };
 
-/// Does a run's work on one image and reports its progress; `number` is its place in the run, from 1. Never throws:
-/// a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
-ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress);
+/// Does a run's work on one image and reports its progress. Never throws: a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
+ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress);
 
 }  // namespace Korvane

@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "CoreDivision.h"
 #include "ImageWarnings.h"
 #include "InputList.h"
 #include "Interrupt.h"
@@ -161,14 +162,18 @@ int RunImages(const ImageRun& run, const Streams& streams) {
     }
 
     const unsigned jobs = run.jobs > 0 ? run.jobs : UsableProcessors();
-    const bool oneByOne = jobs == 1 || images.size() == 1;
-    SetOpenCVThreads(oneByOne ? static_cast<int>(UsableProcessors()) : 1);
+    SetOpenCVThreads(static_cast<int>(UsableProcessors()));
+    CoreDivision division(images.size(), jobs, UsableProcessors());
+    const qvox::PartRunner runParts = [&division](std::size_t count, const std::function<void(std::size_t)>& part) {
+        division.Run(count, part, RunOnOpenCVThreads);
+    };
 
     Progress progress(streams.messages, run.input.verbosity, images.size());
     if (run.MakesTable()) WarnOfBrokenRows(images, progress);
     std::atomic<std::size_t> withFurtherPages{0};
     RunJobs(images.size(), jobs, Interrupted, [&](std::size_t index) {
-        const ImageOutcome outcome = ProcessImage(run, images[index], index + 1, progress);
+        const ImageOutcome outcome = ProcessImage(run, images[index], {index + 1, runParts}, progress);
+        division.ImageDone();
         table.rows.Add(index, outcome.rows);
         objects.rows.AddText(index, outcome.objectRows);
         states[index] = outcome.state;

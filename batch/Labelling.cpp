@@ -39,7 +39,7 @@ wxString PageHint(const Position& position) { return position.image.SizeZ() > 1 
 void Analyse(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker, Position& position) {
     StageWriter observer(options.places, job.Files(), position.image.Resolution(), job.Messages());
     try {
-        maker.analyse(position, observer);
+        maker.analyse(position, observer, job.RunParts());
         job.NoteStages(observer.StagesTold());
     } catch (const RunInterrupted&) {
         job.NoteStages(observer.StagesTold());

@@ -10,6 +10,7 @@
 #include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "TableOptions.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -38,8 +39,8 @@ struct LabelMaker {
     wxString ImageFiles::*startsFrom = nullptr;  ///< the file that `prepare` reads, if any
     /// Puts what the analysis starts from into the labels. False when it is missing: the image is left out.
     std::function<bool(ImageJob& job, Position& position)> prepare;
-    /// Fills the labels; the observer is notified where the analysis has one.
-    std::function<void(Position& position, DetectionObserver& observer)> analyse;
+    /// Fills the labels; the observer is notified where the analysis has one. `run` runs its parts.
+    std::function<void(Position& position, DetectionObserver& observer, const qvox::PartRunner& run)> analyse;
 };
 
 /// Makes, stores and where asked for measures and paints the labels of each image.

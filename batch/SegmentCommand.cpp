@@ -36,9 +36,9 @@ int RunSegment(const SegmentOptions& options, const Streams& streams) {
     maker.verb = "segment the exosomes in";
     maker.startsFrom = &ImageFiles::seeds;
     maker.prepare = ReadSeeds;
-    maker.analyse = [&options](Position& position, DetectionObserver&) {
+    maker.analyse = [&options](Position& position, DetectionObserver&, const qvox::PartRunner& run) {
         SegmentFromSeeds(position.image, position.labels, position.image.Resolution().x,
-                         options.parameters.minObjectDiameterUm);
+                         options.parameters.minObjectDiameterUm, run);
     };
     return RunLabelling(options, maker, streams);
 }
