@@ -144,7 +144,8 @@ private:
     std::size_t stagesTold_ = 0;
 };
 
-/// Does a run's work on one image and reports its progress. Never throws: a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
+/// Does a run's work on one image and reports its progress. Never throws: a failure becomes the outcome's error. Only
+/// the files of this image are written, each complete or absent.
 ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress);
 
 }  // namespace Korvane

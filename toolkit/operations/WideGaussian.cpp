@@ -12,7 +12,7 @@ using namespace wide_gaussian;
 namespace {
 
 // A band adds the rows of six cells that its neighbours add, too.
-constexpr std::ptrdiff_t kFewestCells = 64;
+constexpr std::ptrdiff_t kFewestCells = 48;
 constexpr std::ptrdiff_t kBands = 8;
 
 std::ptrdiff_t Filled(std::ptrdiff_t n) { return (n + kBlock - 1) / kBlock * kBlock; }
@@ -79,11 +79,13 @@ WideGaussian::WideGaussian(const Sizes& sizes, double sigmaPx, InstructionSet se
 
 void WideGaussian::ProvideBands() {
     const std::ptrdiff_t cells = plan_.y.cells;
-    const std::ptrdiff_t each = Filled(std::max((cells + kBands - 1) / kBands, kFewestCells));
-    for (std::ptrdiff_t first = 0; first < cells; first += each) {
+    // Of whole blocks, as many in each as in any other or one more, so that threads end together.
+    const std::ptrdiff_t blocks = Filled(cells) / kBlock;
+    const std::ptrdiff_t bands = std::clamp(cells / kFewestCells, std::ptrdiff_t{1}, kBands);
+    for (std::ptrdiff_t i = 0; i < bands; ++i) {
         Band band;
-        band.firstCell = first;
-        band.endCell = std::min(first + each, cells);
+        band.firstCell = blocks * i / bands * kBlock;
+        band.endCell = std::min(blocks * (i + 1) / bands * kBlock, cells);
         bands_.push_back(band);
     }
     memory_.resize(bands_.size() + 1);
