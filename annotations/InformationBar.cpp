@@ -48,9 +48,12 @@ public:
         return MedianOf(values);
     }
 
+    /// Exactly: the film between vesicles can be even enough for any tolerance.
     bool IsConstant(std::int64_t number) const {
         std::vector<float> values(Row(number), Row(number) + image_.SizeX());
-        return Share(number, MedianOf(values)) >= kConstantRow;
+        const float median = MedianOf(values);
+        const auto same = std::count(values.begin(), values.end(), median);
+        return static_cast<double>(same) >= kConstantRow * static_cast<double>(values.size());
     }
 
 private:

@@ -7,6 +7,7 @@
 #include "MeasureCommand.h"
 #include "OverlayCommand.h"
 #include "RecordCommand.h"
+#include "RoisCommand.h"
 #include "SegmentCommand.h"
 
 namespace Korvane {
@@ -31,6 +32,8 @@ const std::vector<BatchCommand>& BatchCommands() {
          Prepare<MeasureOptions, AddMeasureOptions, RunMeasure>},
         {"overlay", "export_NAME pictures of existing seg_NAME files",
          Prepare<OverlayOptions, AddOverlayOptions, RunOverlay>},
+        {"rois", "Regions of existing seg_NAME files for other programs",
+         Prepare<RoisOptions, AddRoisOptions, RunRois>},
         {"calibrate", "Copies of images with a pixel size stored in them",
          Prepare<CalibrateOptions, AddCalibrateOptions, RunCalibrate>},
         {"import", "seg_NAME files from label images of other programs",

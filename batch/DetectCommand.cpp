@@ -1,5 +1,6 @@
 #include "DetectCommand.h"
 
+#include "CsvOptions.h"
 #include "DetectionDriver.h"
 #include "ImageWarnings.h"
 
@@ -10,6 +11,7 @@ void AddDetectOptions(CLI::App& command, DetectOptions& options) {
     AddOutput(command, options.places);
     AddStyle(command, options.style);
     AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
+    AddCsvOptions(command, options.places, options.objectTable);
     AddLabellingOptions(command, options);
     AddPlace(command, "--stages", options.places.stages, "DIR", "Also write what each stage of detection made");
     AddPixelSizeChoice(command, options.pixelSize);
@@ -27,8 +29,9 @@ int RunDetect(const DetectOptions& options, const Streams& streams) {
         job.Warn(AreaLimitWarning(image.VoxelCount(), image.Resolution().x, options.parameters));
         return true;
     };
-    maker.analyse = [&options](Position& position, DetectionObserver& observer) {
-        DetectExosomes(position.image, position.labels, options.parameters, position.image.Resolution().x, observer);
+    maker.analyse = [&options](Position& position, DetectionObserver& observer, const qvox::PartRunner& run) {
+        DetectExosomes(position.image, position.labels, options.parameters, position.image.Resolution().x, observer,
+                       run);
     };
     return RunLabelling(options, maker, streams);
 }

@@ -7,6 +7,7 @@
 #include "ImageWarnings.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
+#include "ObjectMeasures.h"
 #include "PathText.h"
 #include "ToolkitError.h"
 
@@ -149,16 +150,34 @@ LabelsFound ImageJob::NoteCount(const qvox::LabelImage& labels, LabelsFound foun
     return found;
 }
 
-void ImageJob::MakeRows(const qvox::LabelImage& labels) {
-    if (!run_.MakesTable()) return;
+void ImageJob::WarnWithoutPixelSize() {
     const auto& [x, y, z] = outcome_.resolution;
-    if ((x <= 0.0f || y <= 0.0f) && outcome_.objectCount > 0) {
-        const wxString missing = x <= 0.0f && y <= 0.0f ? "no pixel size: measured as if a pixel were 1000 nm wide."
-                                 : x <= 0.0f            ? "no pixel width: measured as if a pixel were 1000 nm wide."
-                                                        : "no pixel height: measured as if a pixel were 1000 nm high.";
-        progress_.Warning("'" + files_.input + "' stores " + missing + " Give the true one with --pixel-size.");
-    }
+    if ((x > 0.0f && y > 0.0f) || outcome_.objectCount == 0) return;
+    const wxString missing = x <= 0.0f && y <= 0.0f ? "no pixel size: measured as if a pixel were 1000 nm wide."
+                             : x <= 0.0f            ? "no pixel width: measured as if a pixel were 1000 nm wide."
+                                                    : "no pixel height: measured as if a pixel were 1000 nm high.";
+    progress_.Warning("'" + files_.input + "' stores " + missing + " Give the true one with --pixel-size.");
+}
+
+void ImageJob::MakeTableRows(const qvox::LabelImage& labels) {
+    if (run_.MakesTable() || run_.places.csv) WarnWithoutPixelSize();
+    if (!run_.MakesTable()) return;
     outcome_.rows = DoFileTask(FileTask::kMeasure, Name(), [&] { return MeasurementRows(files_.input, labels); });
+}
+
+void ImageJob::MakeRows(const Position& position) {
+    MakeTableRows(position.labels);
+    if (!run_.places.csv) return;
+    outcome_.objectRows = DoFileTask(FileTask::kMeasure, Name(), [&] {
+        const ObjectTableImage image{files_.input, outcome_.resolution, outcome_.resolutionSource};
+        const std::vector<ObjectMeasures> objects = MeasureEverything(position.image, position.labels);
+        const ObjectSelection& selection = run_.objectTable.Selection();
+        if (selection.LeavesOut()) {
+            const auto counts = [&](const ObjectMeasures& object) { return WhyNotCounted(selection, object).empty(); };
+            outcome_.countedObjects = static_cast<std::size_t>(std::count_if(objects.begin(), objects.end(), counts));
+        }
+        return run_.objectTable.Rows(image, objects);
+    });
 }
 
 void ImageJob::PaintOverlay(const Position& position, LabelStyle style) {
@@ -169,6 +188,12 @@ void ImageJob::PaintOverlay(const Position& position, LabelStyle style) {
 }
 
 LabelsFound ImageJob::MeasureFile(const wxString& from) {
+    if (run_.places.csv) {
+        Position position = Load();
+        const LabelsFound found = ReadLabels(from, position.labels);
+        if (found == LabelsFound::kLoaded) MakeRows(position);
+        return found;
+    }
     const qvox::ImageFileInfo info = Inspect();
     qvox::LabelImage labels;
     const LabelsFound found = NoteCount(labels, DoFileTask(FileTask::kLoadResults, Name(), [&] {
@@ -176,7 +201,7 @@ LabelsFound ImageJob::MeasureFile(const wxString& from) {
                                         }));
     labels.SetResolution(info.resolution);
     SettleResolution(labels, info);
-    if (found == LabelsFound::kLoaded) MakeRows(labels);
+    if (found == LabelsFound::kLoaded) MakeTableRows(labels);
     return found;
 }
 
@@ -192,12 +217,13 @@ void ImageJob::TellNoLabels() {
 }
 
 wxString ObjectsText(const ImageOutcome& outcome) {
-    return wxString::Format("%lu objects", static_cast<unsigned long>(outcome.objectCount)) + ", " +
-           wxString::FromCDouble(outcome.seconds, 1) + " s";
+    wxString text = wxString::Format("%zu objects", outcome.objectCount);
+    if (outcome.countedObjects) text += wxString::Format(", %zu counted", *outcome.countedObjects);
+    return text + ", " + wxString::FromCDouble(outcome.seconds, 1) + " s";
 }
 
-ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress) {
-    ImageJob job(run, files, number, progress);
+ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress) {
+    ImageJob job(run, files, turn, progress);
     ImageOutcome& outcome = job.Outcome();
     try {
         run.work(job);

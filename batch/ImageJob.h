@@ -22,6 +22,7 @@
 #include "ResultFiles.h"
 #include "RunRecorder.h"
 #include "files/ImageFile.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -46,9 +47,11 @@ struct ImageOutcome {
     std::optional<std::uint64_t> page;       ///< of the file, from 1; none before it was looked at
     bool hasFurtherPages = false;            ///< the file has pages that were not read
     std::size_t objectCount = 0;
+    std::optional<std::size_t> countedObjects;  ///< of a selection, where the run makes one
     double seconds = 0.0;
     FailureText error;           ///< set when state is kFailed
     std::vector<wxString> rows;  ///< of the measurement table, when one is made
+    std::string objectRows;      ///< of the table of objects, when one is made
 };
 
 /// The file that labels were made from beside their image, if any.
@@ -73,16 +76,23 @@ auto DoFileTask(FileTask task, const wxString& name, Work work) {
     }
 }
 
+/// An image's part in a run.
+struct ImageTurn {
+    std::size_t number;                ///< its place, from 1
+    const qvox::PartRunner& runParts;  ///< runs the parts of its analysis
+};
+
 /// The work of one run on one image: the steps that the commands' own work is made of. What fails throws ImageFailure.
 class ImageJob {
 public:
-    ImageJob(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress)
-        : run_(run), files_(files), number_(number), progress_(progress) {}
+    ImageJob(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress)
+        : run_(run), files_(files), turn_(turn), progress_(progress) {}
 
     const ImageFiles& Files() const { return files_; }
     wxString Name() const { return FileNameOf(files_.input); }
     /// The image's place in the run, from 1.
-    std::size_t Number() const { return number_; }
+    std::size_t Number() const { return turn_.number; }
+    const qvox::PartRunner& RunParts() const { return turn_.runParts; }
     Progress& Messages() { return progress_; }
     ImageOutcome& Outcome() { return outcome_; }
     /// How many stages the progress has shown of this image.
@@ -106,10 +116,11 @@ public:
     void KeepLabels(const qvox::LabelImage& labels, const LabelStart& start);
     /// Reads a result file into labels of the image's sizes and notes the number of objects.
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels);
-    /// Measures a result file; of the image itself only the sizes and the pixel size are read.
+    /// Measures a result file; of the image itself only the sizes and the pixel size are read where the run makes no
+    /// table of objects.
     LabelsFound MeasureFile(const wxString& from);
-    /// The labels' rows of the measurement table, where the run makes one.
-    void MakeRows(const qvox::LabelImage& labels);
+    /// The rows of the tables that the run makes.
+    void MakeRows(const Position& position);
     void PaintOverlay(const Position& position, LabelStyle style);
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
@@ -119,11 +130,13 @@ private:
     /// The pixel size that holds for this image: the one given for the run, or the file's.
     template <typename T>
     void SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFileInfo& info);
+    void WarnWithoutPixelSize();
+    void MakeTableRows(const qvox::LabelImage& labels);
     LabelsFound NoteCount(const qvox::LabelImage& labels, LabelsFound found);
 
     const ImageRun& run_;
     const ImageFiles& files_;
-    std::size_t number_;
+    ImageTurn turn_;
     Progress& progress_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ImageOutcome outcome_;
@@ -131,8 +144,7 @@ private:
     std::size_t stagesTold_ = 0;
 };
 
-/// Does a run's work on one image and reports its progress; `number` is its place in the run, from 1. Never throws:
-/// a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
-ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, std::size_t number, Progress& progress);
+/// Does a run's work on one image and reports its progress. Never throws: a failure becomes the outcome's error. Only the files of this image are written, each complete or absent.
+ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress);
 
 }  // namespace Korvane

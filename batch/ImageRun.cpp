@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
@@ -10,9 +11,11 @@
 #include <system_error>
 #include <vector>
 
+#include "CoreDivision.h"
 #include "ImageWarnings.h"
 #include "InputList.h"
 #include "Interrupt.h"
+#include "MeasurementTable.h"
 #include "PathText.h"
 #include "Progress.h"
 #include "ResultNames.h"
@@ -100,15 +103,24 @@ void WarnOfBrokenRows(const std::vector<ImageFiles>& images, Progress& progress)
     }
 }
 
-/// Record and table of a run whose images are done. False when one could not be written.
-bool WriteEnd(const ImageRun& run, const States& states, const TablePlace& table, RowSpool& rows, std::FILE* output,
+/// A table of a run with its rows.
+struct RunTable {
+    RunTable(const TableContents& contents, const TableRules& rules, TableKind withoutPath, std::size_t images)
+        : place(contents, rules, withoutPath), rows(images, place.SpoolFolder()) {}
+    TablePlace place;
+    RowSpool rows;
+};
+
+/// Record and tables of a run whose images are done. False when one could not be written.
+bool WriteEnd(const ImageRun& run, const States& states, const std::array<RunTable*, 2>& tables, std::FILE* output,
               Progress& progress) {
     std::vector<wxString> failures;
     const bool interrupted = WasInterrupted(states);
     if (run.recorder) failures = run.recorder->Finish(interrupted);
     // A table of a part of the images could be taken for the whole.
-    if (!interrupted) {
-        const wxString failure = table.Write(rows, TableRunOf(states), output);
+    for (RunTable* const table : tables) {
+        if (interrupted) break;
+        const wxString failure = table->place.Write(table->rows, TableRunOf(states), output);
         if (!failure.empty()) failures.push_back(failure);
     }
     for (const wxString& failure : failures) progress.Error({failure});
@@ -140,24 +152,35 @@ int RunImages(const ImageRun& run, const Streams& streams) {
     MakeFolder(run.places.stages);
     RequireNamesFit(run.places, run.written, images);
     const bool toOutput = run.withoutTable == WithoutTable::kStandardOutput;
-    const TablePlace table(run.places, run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone);
-    RowSpool rows(images.size(), table.SpoolFolder());
+    RunTable table({"measurement table", "measurement table", run.places.table, MeasurementHeader() + "\n"},
+                   run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone, images.size());
+    RunTable objects(
+        {"table of objects", "table of objects with these columns", run.places.csv, run.objectTable.Header()},
+        run.tableRules, TableKind::kNone, images.size());
+    if (table.place.Kind() == TableKind::kStream && objects.place.Kind() == TableKind::kStream) {
+        throw UsageError("Only one table can go to the standard output.");
+    }
 
     const unsigned jobs = run.jobs > 0 ? run.jobs : UsableProcessors();
-    const bool oneByOne = jobs == 1 || images.size() == 1;
-    SetOpenCVThreads(oneByOne ? static_cast<int>(UsableProcessors()) : 1);
+    SetOpenCVThreads(static_cast<int>(UsableProcessors()));
+    CoreDivision division(images.size(), jobs, UsableProcessors());
+    const qvox::PartRunner runParts = [&division](std::size_t count, const std::function<void(std::size_t)>& part) {
+        division.Run(count, part, RunOnOpenCVThreads);
+    };
 
     Progress progress(streams.messages, run.input.verbosity, images.size());
     if (run.MakesTable()) WarnOfBrokenRows(images, progress);
     std::atomic<std::size_t> withFurtherPages{0};
     RunJobs(images.size(), jobs, Interrupted, [&](std::size_t index) {
-        const ImageOutcome outcome = ProcessImage(run, images[index], index + 1, progress);
-        rows.Add(index, outcome.rows);
+        const ImageOutcome outcome = ProcessImage(run, images[index], {index + 1, runParts}, progress);
+        division.ImageDone();
+        table.rows.Add(index, outcome.rows);
+        objects.rows.AddText(index, outcome.objectRows);
         states[index] = outcome.state;
         if (outcome.hasFurtherPages) ++withFurtherPages;
     });
     EndGrace();
-    const bool written = WriteEnd(run, states, table, rows, streams.output, progress);
+    const bool written = WriteEnd(run, states, {&table, &objects}, streams.output, progress);
     TellUnread(listing, withFurtherPages, images.size(), progress);
     const int status = StatusOf(states, progress);
     if (status == kExitDone && written) progress.Note(SummaryLine(states));

@@ -10,6 +10,7 @@
 #include "CommandTable.h"
 #include "ImageJob.h"
 #include "InputList.h"
+#include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "RunRecorder.h"
 #include "TableOptions.h"
@@ -29,6 +30,7 @@ struct ImageRun {
     WithoutTable withoutTable = WithoutTable::kNoTable;  ///< where measurements go when no table file is named
     GivenPixelSize pixelSize;                            ///< beside the files'
     TableRules tableRules;
+    ObjectTable objectTable;                ///< that places.csv gets
     unsigned jobs = 0;                      ///< at a time; 0: as many as the process may use processors
     std::shared_ptr<RunRecorder> recorder;  ///< of the folders of labels
     std::function<void(ImageJob& job)> work;

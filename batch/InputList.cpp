@@ -63,13 +63,9 @@ void RequireOwnLabels(const std::vector<ImageFiles>& images) {
     if (!shared.empty()) Refuse("The labels of " + shared + ".");
 }
 
-void RequireDistinct(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images) {
-    std::set<wxString> inputs;
-    for (const ImageFiles& files : images) inputs.insert(PlaceOf(files.input));
-    const Writers writers = RequireDistinctFiles(places, written, images, inputs);
-    RequireOwnLabels(images);
-    if (!places.table) return;
-    const wxString table = PathText(FullPath(*places.table));
+/// A table is none of the files of the images.
+void RequireOwnFile(const wxString& table, const std::vector<ImageFiles>& images, const std::set<wxString>& inputs,
+                    const Writers& writers) {
     const wxString place = PlaceOf(table);
     if (inputs.count(place) > 0 || writers.count(place) > 0) {
         Refuse("The table '" + table + "' would be written over an image of this run.");
@@ -81,6 +77,23 @@ void RequireDistinct(const Places& places, const WrittenFiles& written, const st
         if (place == PlaceOf(ReportPath(FolderOf(files.labels)))) {
             Refuse("The table '" + table + "' would be written where the report of the run goes.");
         }
+    }
+}
+
+bool SamePlace(const std::string& one, const std::string& other) {
+    return PlaceOf(PathText(FullPath(one))) == PlaceOf(PathText(FullPath(other)));
+}
+
+void RequireDistinct(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images) {
+    std::set<wxString> inputs;
+    for (const ImageFiles& files : images) inputs.insert(PlaceOf(files.input));
+    const Writers writers = RequireDistinctFiles(places, written, images, inputs);
+    RequireOwnLabels(images);
+    for (const auto& table : {places.table, places.csv}) {
+        if (table) RequireOwnFile(PathText(FullPath(*table)), images, inputs, writers);
+    }
+    if (places.table && places.csv && *places.table != "-" && SamePlace(*places.table, *places.csv)) {
+        Refuse("Both tables would be written to '" + PathText(FullPath(*places.table)) + "'.");
     }
 }
 
@@ -117,6 +130,8 @@ std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& writ
         files.seeds = SegResultPath(files.input, labels);
         files.picture = ExportPath(files.input, output);
         files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
+        files.imageJRegions = RegionsPath(files.input, output, ".zip");
+        files.geoJsonRegions = RegionsPath(files.input, output, ".geojson");
         images.push_back(std::move(files));
     }
     RequireDistinct(places, written, images);

@@ -17,10 +17,12 @@ ImageListing ExpandInputs(const std::vector<std::string>& arguments, const Folde
 /// Where one image is and where what belongs to it is read and written.
 struct ImageFiles {
     wxString input;
-    wxString labels;   ///< seg_NAME that is written
-    wxString seeds;    ///< seg_NAME that is read by segment, measure and overlay
-    wxString picture;  ///< export_NAME
-    wxString copy;     ///< that calibrate writes
+    wxString labels;          ///< seg_NAME that is written
+    wxString seeds;           ///< seg_NAME that is read by segment, measure and overlay
+    wxString picture;         ///< export_NAME
+    wxString copy;            ///< that calibrate writes
+    wxString imageJRegions;   ///< rois_NAME.zip
+    wxString geoJsonRegions;  ///< rois_NAME.geojson
 };
 
 /// Those of an image's files that a run writes.

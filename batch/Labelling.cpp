@@ -26,9 +26,9 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     if (options.overlay) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
-        job.MakeRows(position.labels);
+        job.MakeRows(position);
         job.PaintOverlay(position, options.style);
-    } else if (options.places.table) {
+    } else if (options.places.table || options.places.csv) {
         job.MeasureFile(files.labels);
     }
 }
@@ -39,7 +39,7 @@ wxString PageHint(const Position& position) { return position.image.SizeZ() > 1 
 void Analyse(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker, Position& position) {
     StageWriter observer(options.places, job.Files(), position.image.Resolution(), job.Messages());
     try {
-        maker.analyse(position, observer);
+        maker.analyse(position, observer, job.RunParts());
         job.NoteStages(observer.StagesTold());
     } catch (const RunInterrupted&) {
         job.NoteStages(observer.StagesTold());
@@ -75,7 +75,7 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     job.KeepLabels(position.labels,
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
     job.Outcome().state = ImageState::kDone;
-    job.MakeRows(position.labels);
+    job.MakeRows(position);
     if (options.overlay) job.PaintOverlay(position, options.style);
 }
 
@@ -96,6 +96,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     run.written.push_back(&ImageFiles::labels);
     if (options.overlay) run.written.push_back(&ImageFiles::picture);
     run.tableRules = options.tableRules;
+    run.objectTable = options.objectTable;
     // Leave to replace labels is leave to replace their table.
     const bool replaces = options.existing == ExistingLabels::kReplace;
     if (replaces && run.tableRules.existing == ExistingTable::kRefuse)

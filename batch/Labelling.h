@@ -8,8 +8,10 @@
 #include "ExistingResults.h"
 #include "ImageJob.h"
 #include "LabelPainter.h"
+#include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "TableOptions.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -18,6 +20,7 @@ struct LabellingOptions {
     InputOptions input;
     Places places;
     TableRules tableRules;
+    ObjectTable objectTable;
     LabelStyle style = LabelStyle::kContours;
     ExistingLabels existing = ExistingLabels::kSkip;
     RecordCheck recordCheck = RecordCheck::kWarn;
@@ -37,8 +40,8 @@ struct LabelMaker {
     wxString ImageFiles::*startsFrom = nullptr;  ///< the file that `prepare` reads, if any
     /// Puts what the analysis starts from into the labels. False when it is missing: the image is left out.
     std::function<bool(ImageJob& job, Position& position)> prepare;
-    /// Fills the labels; the observer is notified where the analysis has one.
-    std::function<void(Position& position, DetectionObserver& observer)> analyse;
+    /// Fills the labels; the observer is notified where the analysis has one. `run` runs its parts.
+    std::function<void(Position& position, DetectionObserver& observer, const qvox::PartRunner& run)> analyse;
 };
 
 /// Makes, stores and where asked for measures and paints the labels of each image.

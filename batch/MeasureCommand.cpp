@@ -1,5 +1,6 @@
 #include "MeasureCommand.h"
 
+#include "CsvOptions.h"
 #include "ImageRun.h"
 
 namespace Korvane {
@@ -20,7 +21,8 @@ void AddMeasureOptions(CLI::App& command, MeasureOptions& options) {
              "Folder of the seg_NAME files when --labels is not given");
     AddLabels(command, options.places);
     AddTableOptions(command, options.places, options.tableRules,
-                    "Write the measurement table there (default: standard output)");
+                    "Write the measurement table there (default: standard output, if there is no --csv)");
+    AddCsvOptions(command, options.places, options.objectTable);
     AddSwitch(
         command, "--overwrite", [&options] { options.tableRules.existing = ExistingTable::kReplace; },
         "The same as --overwrite-table");
@@ -32,8 +34,9 @@ int RunMeasure(const MeasureOptions& options, const Streams& streams) {
     ImageRun run;
     run.input = options.input;
     run.places = options.places;
-    run.withoutTable = WithoutTable::kStandardOutput;
+    run.withoutTable = options.places.csv ? WithoutTable::kNoTable : WithoutTable::kStandardOutput;
     run.tableRules = options.tableRules;
+    run.objectTable = options.objectTable;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.work = MeasureImage;

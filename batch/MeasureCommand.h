@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommandTable.h"
+#include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "TableOptions.h"
 
@@ -10,6 +11,7 @@ struct MeasureOptions {
     InputOptions input;
     Places places;
     TableRules tableRules;
+    ObjectTable objectTable;
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

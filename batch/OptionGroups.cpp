@@ -6,6 +6,8 @@
 #include <cmath>
 #include <sstream>
 
+#include "ParseNumber.h"
+
 namespace Korvane {
 
 namespace {
@@ -20,16 +22,6 @@ std::string NumberText(T value) {
     std::array<char, 64> text;
     const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
     return std::string(text.data(), result.ptr);
-}
-
-/// The whole text as a finite number, with "." as the decimal point in every locale.
-template <typename T>
-std::optional<T> ParseNumber(const std::string& text) {
-    T value{};
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
-    if (result.ec != std::errc() || result.ptr != end || !std::isfinite(value)) return std::nullopt;
-    return value;
 }
 
 }  // namespace

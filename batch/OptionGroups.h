@@ -44,6 +44,7 @@ struct Places {
     std::optional<std::string> output;  ///< none: beside each image
     std::optional<std::string> labels;  ///< none: the output folder, else beside each image
     std::optional<std::string> table;
+    std::optional<std::string> csv;  ///< the table of objects
     std::optional<std::string> stages;
 };
 

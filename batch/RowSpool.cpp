@@ -33,9 +33,13 @@ RowSpool::~RowSpool() {
 }
 
 void RowSpool::Add(std::size_t image, const std::vector<wxString>& rows) {
-    if (rows.empty()) return;
     std::string bytes;
     for (const wxString& row : rows) bytes += row.utf8_string() + "\n";
+    AddText(image, bytes);
+}
+
+void RowSpool::AddText(std::size_t image, const std::string& bytes) {
+    if (bytes.empty()) return;
     const std::lock_guard<std::mutex> lock(mutex_);
     if (error_ != 0) return;
     places_[image] = {filed_ + recent_.size(), bytes.size()};

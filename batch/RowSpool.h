@@ -23,8 +23,10 @@ public:
 
     /// The rows of an image, at most once for each. A failure to keep them is reported by Copy.
     void Add(std::size_t image, const std::vector<wxString>& rows);
+    /// The same for rows that have their line ends.
+    void AddText(std::size_t image, const std::string& bytes);
 
-    /// Gives all rows to `put`, images in order, a line feed after each row; false as soon as `put` is. Throws
+    /// Gives all rows to `put`, images in order, a line feed after each row of Add; false as soon as `put` is. Throws
     /// ToolkitError when rows could not be kept.
     bool Copy(const std::function<bool(const std::string& bytes)>& put);
 

@@ -1,5 +1,6 @@
 #include "SegmentCommand.h"
 
+#include "CsvOptions.h"
 #include "SeededSegmentation.h"
 
 namespace Korvane {
@@ -23,6 +24,7 @@ void AddSegmentOptions(CLI::App& command, SegmentOptions& options) {
     AddStyle(command, options.style);
     AddLabels(command, options.places);
     AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
+    AddCsvOptions(command, options.places, options.objectTable);
     AddLabellingOptions(command, options);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
@@ -34,9 +36,9 @@ int RunSegment(const SegmentOptions& options, const Streams& streams) {
     maker.verb = "segment the exosomes in";
     maker.startsFrom = &ImageFiles::seeds;
     maker.prepare = ReadSeeds;
-    maker.analyse = [&options](Position& position, DetectionObserver&) {
+    maker.analyse = [&options](Position& position, DetectionObserver&, const qvox::PartRunner& run) {
         SegmentFromSeeds(position.image, position.labels, position.image.Resolution().x,
-                         options.parameters.minObjectDiameterUm);
+                         options.parameters.minObjectDiameterUm, run);
     };
     return RunLabelling(options, maker, streams);
 }

@@ -17,7 +17,6 @@
 #include "ExceptionText.h"
 #include "ImageList.h"
 #include "ImageRun.h"
-#include "MeasurementTable.h"
 #include "PathText.h"
 #include "ToolkitError.h"
 #include "files/AtomicFile.h"
@@ -95,19 +94,22 @@ void CopyTable(const std::string& path, qvox::AtomicFile& file) {
     if (last != '\n') file.Write("\n", 1);
 }
 
+std::string WithoutEnd(std::string line) {
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+    return line;
+}
+
 bool HasBytes(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 && status.st_size > 0;
 }
 
-wxString Missing(const wxString& cause) { return "The measurement table is missing! (" + cause + ")"; }
-
 }  // namespace
 
-TablePlace::TablePlace(const Places& places, const TableRules& rules, TableKind withoutPath)
-    : rules_(rules), kind_(withoutPath) {
-    if (!places.table) return;
-    given_ = *places.table;
+TablePlace::TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath)
+    : name_(contents.name), likeIt_(contents.likeIt), header_(contents.header), rules_(rules), kind_(withoutPath) {
+    if (!contents.path) return;
+    given_ = *contents.path;
     path_ = FullPath(given_);
     kind_ = KindOf(given_, path_);
     if (kind_ == TableKind::kFile) RequireFile();
@@ -116,6 +118,8 @@ TablePlace::TablePlace(const Places& places, const TableRules& rules, TableKind 
                          ".");
     }
 }
+
+wxString TablePlace::Missing(const wxString& cause) const { return "The " + name_ + " is missing! (" + cause + ")"; }
 
 bool TablePlace::IsThere() const { return HasBytes(path_); }
 
@@ -141,10 +145,9 @@ void TablePlace::RequireOwnHeader() const {
     std::ifstream file(path_, std::ios::binary);
     std::string line;
     std::getline(file, line);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line == MeasurementHeader()) return;
-    throw UsageError("The table '" + given_ + "' does not begin with the header of a measurement table: rows are not " +
-                     "added to it.");
+    if (WithoutEnd(line) == WithoutEnd(header_)) return;
+    throw UsageError("The table '" + given_ + "' does not begin with the header of a " + likeIt_ +
+                     ": rows are not added to it.");
 }
 
 std::string TablePlace::SpoolFolder() const {
@@ -161,8 +164,8 @@ wxString TablePlace::Write(RowSpool& rows, const TableRun& run, std::FILE* outpu
                 return wxString();
             case TableKind::kStream: {
                 const auto put = [output](const std::string& bytes) { return WriteOut(output, bytes); };
-                if (put(MeasurementHeader() + "\n") && rows.Copy(put)) return wxString();
-                return "Cannot write the measurement table to the standard output! (" + SystemText(errno) + ")";
+                if (put(header_) && rows.Copy(put)) return wxString();
+                return "Cannot write the " + name_ + " to the standard output! (" + SystemText(errno) + ")";
             }
             case TableKind::kDevice:
                 return WriteDevice(rows);
@@ -175,7 +178,7 @@ wxString TablePlace::Write(RowSpool& rows, const TableRun& run, std::FILE* outpu
         }
         const bool keepsOld = rules_.partial == PartialTable::kKeepOld && rules_.existing == ExistingTable::kReplace;
         if (run.hasFailed && keepsOld && IsThere()) {
-            return "The measurement table '" + PathText(path_) + "' is kept as it was: " +
+            return "The " + name_ + " '" + PathText(path_) + "' is kept as it was: " +
                    (run.failed > 0 ? wxString::Format("%zu of %zu images failed", run.failed, run.images)
                                    : wxString("no image could be worked on")) +
                    ". --partial-table writes the rows of the others.";
@@ -195,7 +198,7 @@ wxString TablePlace::WriteFile(RowSpool& rows) const {
     if (adds) {
         CopyTable(path_, file);
     } else {
-        put(MeasurementHeader() + "\n");
+        put(header_);
     }
     rows.Copy(put);
     // A write that failed makes Commit throw with its cause.
@@ -221,7 +224,7 @@ wxString TablePlace::WriteDevice(RowSpool& rows) const {
         return error == 0;
     };
     try {
-        if (put(MeasurementHeader() + "\n")) rows.Copy(put);
+        if (put(header_)) rows.Copy(put);
     } catch (...) {
         std::fclose(device);
         throw;

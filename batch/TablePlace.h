@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include <wx/string.h>
@@ -25,12 +26,20 @@ struct TableRun {
     bool hasFailed = false;  ///< failed images, or none that could be worked on
 };
 
-/// Where the measurement table of a run goes.
+/// A table that a run makes.
+struct TableContents {
+    const char* name;                 ///< "measurement table"
+    const char* likeIt;               ///< what has its header: "measurement table", or more of it
+    std::optional<std::string> path;  ///< as the person gave it
+    std::string header;               ///< with the end of its line
+};
+
+/// Where a table of a run goes.
 class TablePlace {
 public:
     /// Finds out before any work whether the table can be written there. Throws UsageError when it cannot, when a table
     /// is there and the rules give no leave to change it, or when --append finds another table or something else there.
-    TablePlace(const Places& places, const TableRules& rules, TableKind withoutPath);
+    TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath);
 
     TableKind Kind() const { return kind_; }
     /// Where rows can be kept until the table is written.
@@ -47,6 +56,11 @@ private:
     wxString WriteFile(RowSpool& rows) const;
     wxString WriteDevice(RowSpool& rows) const;
 
+    wxString Missing(const wxString& cause) const;
+
+    std::string name_;
+    std::string likeIt_;
+    std::string header_;
     std::string given_;  // as the person gave it
     std::string path_;
     TableRules rules_;

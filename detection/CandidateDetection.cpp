@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <locale>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "LevelSweep.h"
@@ -121,15 +124,15 @@ void CheckMaps(const cv::Mat& edges, const cv::Mat& candidates) {
     }
 }
 
-}  // namespace
+/// Values in each bin over 0 .. 1, the last one for all others.
+using EdgeHistogram = std::vector<std::int64_t>;
 
-float EdgePercentile(const cv::Mat& edges, float percentage) {
+void CountRows(const cv::Mat& edges, const qvox::PartRange& rows, EdgeHistogram& histogram) {
     constexpr int kNoBin = kPercentileBins;
     constexpr auto kLastBin = static_cast<float>(kPercentileBins - 1);
     constexpr int kAtOnce = 256;
-    std::vector<std::int64_t> histogram(kPercentileBins + 1, 0);
     std::array<std::int32_t, kAtOnce> binOf{};
-    for (int y = 0; y < edges.rows; ++y) {
+    for (int y = static_cast<int>(rows.first); y < static_cast<int>(rows.end); ++y) {
         for (int x = 0; x < edges.cols; x += kAtOnce) {
             const float* values = edges.ptr<float>(y) + x;
             const int count = std::min(kAtOnce, edges.cols - x);
@@ -146,6 +149,28 @@ float EdgePercentile(const cv::Mat& edges, float percentage) {
             }
         }
     }
+}
+
+EdgeHistogram CountEdges(const cv::Mat& edges, const qvox::PartRunner& run) {
+    // A histogram costs as much as so many pixels.
+    constexpr std::uint64_t kFewestPixels = std::uint64_t{1} << 20;
+    const std::uint64_t rowCount = static_cast<std::uint64_t>(edges.rows);
+    const std::uint64_t fewest = kFewestPixels / static_cast<std::uint64_t>(std::max(edges.cols, 1)) + 1;
+    std::vector<EdgeHistogram> histograms(qvox::PartsOf(rowCount, fewest));
+    for (EdgeHistogram& histogram : histograms) histogram.assign(kPercentileBins + 1, 0);
+    qvox::RunRanges(rowCount, fewest, run,
+                    [&](const qvox::PartRange& rows) { CountRows(edges, rows, histograms[rows.part]); });
+    EdgeHistogram& all = histograms.front();
+    for (std::size_t i = 1; i < histograms.size(); ++i) {
+        std::transform(all.begin(), all.end(), histograms[i].begin(), all.begin(), std::plus<>{});
+    }
+    return std::move(all);
+}
+
+}  // namespace
+
+float EdgePercentile(const cv::Mat& edges, float percentage, const qvox::PartRunner& run) {
+    const EdgeHistogram histogram = CountEdges(edges, run);
     const double share = static_cast<double>(percentage) / 100.0;
     const auto target = static_cast<std::int64_t>(static_cast<double>(edges.total()) * share);
     std::int64_t sum = 0;
@@ -164,7 +189,7 @@ std::int64_t MaximumComponentArea(float scale, float maxRelativeClusterSize) {
 }
 
 void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, float maxRelativeClusterSize,
-                      DetectionObserver& observer) {
+                      DetectionObserver& observer, const qvox::PartRunner& run) {
     CheckMaps(edges, candidates);
     if (edges.empty()) {
         return;
@@ -172,15 +197,18 @@ void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, fl
     const cv::Mat strengths = edges.isContinuous() ? edges : edges.clone();
     const level_sweep::MapView view{strengths.ptr<float>(), strengths.cols, strengths.rows};
     const level_sweep::ComponentSizes sizes = SizesFor(scale, maxRelativeClusterSize);
-    const float upper = EdgePercentile(strengths, kStrongEdgePercentage);
+    const float upper = EdgePercentile(strengths, kStrongEdgePercentage, run);
     const level_sweep::PixelMask strong = StrongPhase(view, upper, sizes, observer);
     observer.Trace("thresh" + DecimalText(upper));
     const CandidatePixels found = WeakPhase(view, upper, strong, sizes, observer);
     const std::size_t wordsPerRow = (static_cast<std::size_t>(edges.cols) + 63) / 64;
-    for (int y = 0; y < edges.rows; ++y) {
-        const std::size_t first = static_cast<std::size_t>(y) * wordsPerRow;
-        WriteCodes(&found.candidates[first], &found.rings[first], candidates.ptr<float>(y), edges.cols);
-    }
+    qvox::RunRows(static_cast<std::uint64_t>(edges.rows), run, [&](const qvox::PartRange& rows) {
+        for (std::uint64_t y = rows.first; y < rows.end; ++y) {
+            const std::size_t first = static_cast<std::size_t>(y) * wordsPerRow;
+            WriteCodes(&found.candidates[first], &found.rings[first], candidates.ptr<float>(static_cast<int>(y)),
+                       edges.cols);
+        }
+    });
 }
 
 }  // namespace Korvane

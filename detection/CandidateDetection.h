@@ -5,6 +5,7 @@
 #include <opencv2/core.hpp>
 
 #include "DetectionObserver.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -26,9 +27,10 @@ namespace Korvane {
 /// reaches it from a pixel above. An empty map: nothing happens. Throws ToolkitError when a map is not of one float
 /// channel, the sizes differ, or there are more than LevelSweep::kMaxPixels pixels; std::bad_alloc when memory is
 /// exhausted. Cost: proportional to the pixels, and for each analysed component to the network of removed pixels that
-/// it touches, in words of 64 pixels (docs/CANDIDATE_DETECTION.md).
+/// it touches, in words of 64 pixels (docs/CANDIDATE_DETECTION.md). Ranges of rows are the parts that `run` is given;
+/// the levels take one thread.
 void DetectCandidates(const cv::Mat& edges, cv::Mat& candidates, float scale, float maxRelativeClusterSize,
-                      DetectionObserver& observer);
+                      DetectionObserver& observer, const qvox::PartRunner& run = qvox::RunOneByOne);
 
 /// The largest component, in pixels, that can be a candidate.
 std::int64_t MaximumComponentArea(float scale, float maxRelativeClusterSize);
@@ -37,6 +39,6 @@ std::int64_t MaximumComponentArea(float scale, float maxRelativeClusterSize);
 /// which that share of all pixels is reached, or 1 when only the last bin reaches it. Values below 0 count in the first
 /// bin; values above 1 and NaN in none, and where the share is not reached because of them the result is
 /// kPercentileFallback.
-float EdgePercentile(const cv::Mat& edges, float percentage);
+float EdgePercentile(const cv::Mat& edges, float percentage, const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

@@ -10,16 +10,17 @@
 
 #include "NominalSizes.h"
 #include "regions/RegionRuns.h"
+#include "support/ValueRange.h"
 
 namespace Korvane {
 namespace {
 
-RegionRuns CandidateRegions(const cv::Mat& mask) {
-    double min = 0.0;
-    double max = 0.0;
-    cv::minMaxLoc(mask, &min, &max);
-    if (min == 0.0 && max == 1.0) return FindRegions<float>(mask, [](float v) { return v == 1.0f; });
-    return FindRegions<float>(mask, [](float v) { return v > kMaskThreshold; });
+RegionRuns CandidateRegions(const cv::Mat& mask, const qvox::PartRunner& run) {
+    const ValueRange range = FindValueRange(mask, run);
+    if (range.minimum == 0.0 && range.maximum == 1.0) {
+        return FindRegions<float>(mask, [](float v) { return v == 1.0f; }, run);
+    }
+    return FindRegions<float>(mask, [](float v) { return v > kMaskThreshold; }, run);
 }
 
 // Separate loops over plain pointers, which the compiler vectorises.
@@ -155,18 +156,22 @@ int OpeningSize(std::int64_t areaPx, float scale, float areaFraction) {
     return size % 2 == 0 ? size + 1 : size;
 }
 
-void FilterCandidates(const cv::Mat& candidateMask, cv::Mat& filtered, float scale, float areaFraction) {
+void FilterCandidates(const cv::Mat& candidateMask, cv::Mat& filtered, float scale, float areaFraction,
+                      const qvox::PartRunner& run) {
     CV_Assert(candidateMask.type() == CV_32FC1 && filtered.type() == CV_8UC1 &&
               filtered.size() == candidateMask.size());
     if (candidateMask.empty()) return;
-    const RegionRuns regions = CandidateRegions(candidateMask);
-    RegionOpening opening(candidateMask.size(), regions);
-    for (const Region& region : regions.regions) {
-        const float area = static_cast<float>(region.area);
-        if (area > kMaximumCandidateAreaPx * scale) continue;
-        const std::int64_t left = opening.PixelsLeft(region, OpeningSize(region.area, scale, areaFraction));
-        if (left >= 1 && static_cast<float>(left) >= kKeptShare * area) Keep(regions, region, filtered);
-    }
+    const RegionRuns regions = CandidateRegions(candidateMask, run);
+    qvox::RunRanges(regions.regions.size(), kFewestRegionsOfPart, run, [&](const qvox::PartRange& part) {
+        RegionOpening opening(candidateMask.size(), regions);
+        for (std::uint64_t i = part.first; i < part.end; ++i) {
+            const Region& region = regions.regions[i];
+            const float area = static_cast<float>(region.area);
+            if (area > kMaximumCandidateAreaPx * scale) continue;
+            const std::int64_t left = opening.PixelsLeft(region, OpeningSize(region.area, scale, areaFraction));
+            if (left >= 1 && static_cast<float>(left) >= kKeptShare * area) Keep(regions, region, filtered);
+        }
+    });
 }
 
 }  // namespace Korvane

@@ -4,6 +4,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "operations/PartRunner.h"
+
 namespace Korvane {
 
 /// Third stage: keeps the candidate regions that are not too large and compact enough to survive an opening whose size
@@ -21,7 +23,9 @@ namespace Korvane {
 /// @param areaFraction  diameter of the ellipse per diameter of the region, 0 .. 1
 /// Border: a region that touches it counts as going on beyond it. An empty mask keeps nothing. Throws cv::Exception
 /// when types or sizes differ. Cost: one pass over the image and, per region, its bounding box times the opening size.
-void FilterCandidates(const cv::Mat& candidateMask, cv::Mat& filtered, float scale, float areaFraction);
+/// Ranges of rows and groups of regions are the parts that `run` is given.
+void FilterCandidates(const cv::Mat& candidateMask, cv::Mat& filtered, float scale, float areaFraction,
+                      const qvox::PartRunner& run = qvox::RunOneByOne);
 
 /// Side in pixels of the square that holds the ellipse with which a region is opened: the larger of
 /// 2 * floor(r * areaFraction) and floor(kMinimumOpeningPx * scale), r = sqrt(areaPx) / kRootOfPi, plus 1 if even.

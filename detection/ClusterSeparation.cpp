@@ -121,30 +121,52 @@ private:
 
 cv::Mat Ellipse(int side) { return cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(side, side)); }
 
-cv::Mat Cores(const cv::Mat& filtered) {
+cv::Mat Cores(const cv::Mat& filtered, const qvox::PartRunner& run) {
     cv::Mat cores = cv::Mat::zeros(filtered.size(), CV_8UC1);
-    const RegionRuns regions = FindRegions<std::uint8_t>(filtered, [](std::uint8_t v) { return v != 0; });
-    CoreFinder finder(regions, cores);
-    for (const Region& region : regions.regions) {
-        if (static_cast<std::size_t>(region.area) == filtered.total()) {
-            cores.setTo(1);
-        } else {
-            finder.MarkCores(region);
+    const RegionRuns regions = FindRegions<std::uint8_t>(filtered, [](std::uint8_t v) { return v != 0; }, run);
+    qvox::RunRanges(regions.regions.size(), kFewestRegionsOfPart, run, [&](const qvox::PartRange& part) {
+        CoreFinder finder(regions, cores);
+        for (std::uint64_t i = part.first; i < part.end; ++i) {
+            const Region& region = regions.regions[i];
+            if (static_cast<std::size_t>(region.area) == filtered.total()) {
+                cores.setTo(1);
+            } else {
+                finder.MarkCores(region);
+            }
         }
-    }
+    });
     return cores;
+}
+
+/// Calls work(rows) for ranges of rows of an image.
+template <typename Work>
+void RunMatRows(const cv::Mat& image, const qvox::PartRunner& run, Work work) {
+    qvox::RunRows(static_cast<std::uint64_t>(image.rows), run, [&](const qvox::PartRange& rows) {
+        work(cv::Range(static_cast<int>(rows.first), static_cast<int>(rows.end)));
+    });
 }
 
 }  // namespace
 
-cv::Mat SeparateClusters(const cv::Mat& filtered, float scale) {
+cv::Mat SeparateClusters(const cv::Mat& filtered, float scale, const qvox::PartRunner& run) {
     CV_Assert(filtered.type() == CV_8UC1);
     if (filtered.empty()) return cv::Mat(filtered.size(), CV_32FC1);
-    cv::Mat cores = Cores(filtered);
-    cv::erode(cores, cores, Ellipse(kCoreErosionPixels));
-    cv::dilate(cores, cores, Ellipse(static_cast<int>(scale + kBlobGrowthPixels)));
-    cv::Mat blobs;
-    cores.convertTo(blobs, CV_32FC1);
+    cv::Mat cores = Cores(filtered, run);
+    // OpenCV takes the rows around a part of a matrix from the matrix.
+    cv::Mat eroded(cores.size(), CV_8UC1);
+    const cv::Mat specks = Ellipse(kCoreErosionPixels);
+    RunMatRows(cores, run, [&](const cv::Range& rows) {
+        cv::Mat part = eroded.rowRange(rows);
+        cv::erode(cores.rowRange(rows), part, specks);
+    });
+    cv::Mat blobs(cores.size(), CV_32FC1);
+    const cv::Mat growth = Ellipse(static_cast<int>(scale + kBlobGrowthPixels));
+    RunMatRows(cores, run, [&](const cv::Range& rows) {
+        cv::Mat grown;
+        cv::dilate(eroded.rowRange(rows), grown, growth);
+        cv::Mat part = blobs.rowRange(rows);
+        grown.convertTo(part, CV_32FC1);
+    });
     return blobs;
 }
 

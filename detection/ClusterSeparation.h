@@ -2,6 +2,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "operations/PartRunner.h"
+
 namespace Korvane {
 
 /// Fourth stage: turns filtered candidate regions into one compact blob per object, so that touching objects of a
@@ -20,6 +22,7 @@ namespace Korvane {
 /// pixel is one core. Distances are exact, rounded once to float; no result depends on the order of the reconstruction.
 /// Throws cv::Exception when the map is not of 8 bit, std::bad_alloc when memory is exhausted. Cost: a few passes over
 /// the regions' boxes and the image. Reconstruction after Vincent (1993), per region.
-cv::Mat SeparateClusters(const cv::Mat& filtered, float scale);
+/// Ranges of rows and groups of regions are the parts that `run` is given.
+cv::Mat SeparateClusters(const cv::Mat& filtered, float scale, const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

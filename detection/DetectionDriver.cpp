@@ -37,68 +37,70 @@ void ShowByte(DetectionObserver& observer, DetectionStage stage, const cv::Mat& 
 }
 
 /// Turns the candidate map into a mask in place: 1 on candidates, 0 on everything else, rings included.
-void KeepCandidates(cv::Mat& candidates) {
-    for (int y = 0; y < candidates.rows; ++y) {
-        float* row = candidates.ptr<float>(y);
-        std::transform(row, row + candidates.cols, row,
-                       [](float code) { return code == kCandidateCode ? 1.0f : 0.0f; });
-    }
+void KeepCandidates(cv::Mat& candidates, const qvox::PartRunner& run) {
+    qvox::RunRows(static_cast<std::uint64_t>(candidates.rows), run, [&](const qvox::PartRange& rows) {
+        for (std::uint64_t y = rows.first; y < rows.end; ++y) {
+            float* row = candidates.ptr<float>(static_cast<int>(y));
+            std::transform(row, row + candidates.cols, row,
+                           [](float code) { return code == kCandidateCode ? 1.0f : 0.0f; });
+        }
+    });
 }
 
 /// The first four stages. Every map is dropped as soon as the next one is made.
 cv::Mat MakeBlobs(const qvox::VoxelImage<float>& raw, float scale, const AnalysisParameters& parameters,
-                  DetectionObserver& observer) {
+                  DetectionObserver& observer, const qvox::PartRunner& run) {
     Announce(observer, DetectionStage::kEdges);
-    cv::Mat edges = MakeEdgeMap(raw, scale);
+    cv::Mat edges = MakeEdgeMap(raw, scale, run);
     ShowFloat(observer, DetectionStage::kEdges, edges);
 
     Announce(observer, DetectionStage::kCandidates);
-    cv::Mat candidates = cv::Mat::zeros(edges.size(), CV_32FC1);
-    DetectCandidates(edges, candidates, scale, parameters.maxRelativeClusterSize, observer);
+    cv::Mat candidates(edges.size(), CV_32FC1);
+    DetectCandidates(edges, candidates, scale, parameters.maxRelativeClusterSize, observer, run);
     edges.release();
     ShowFloat(observer, DetectionStage::kCandidates, candidates);
 
     Announce(observer, DetectionStage::kFiltered);
-    KeepCandidates(candidates);
+    KeepCandidates(candidates, run);
     cv::Mat filtered = cv::Mat::zeros(candidates.size(), CV_8UC1);
-    FilterCandidates(candidates, filtered, scale, parameters.areaFraction);
+    FilterCandidates(candidates, filtered, scale, parameters.areaFraction, run);
     candidates.release();
     ShowByte(observer, DetectionStage::kFiltered, filtered);
 
     Announce(observer, DetectionStage::kSeparated);
-    cv::Mat blobs = SeparateClusters(filtered, scale);
+    cv::Mat blobs = SeparateClusters(filtered, scale, run);
     ShowFloat(observer, DetectionStage::kSeparated, blobs);
     return blobs;
 }
 
 /// The refinement. It is announced when its relief and markers are there and the flooding begins.
 void GrowObjects(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float scale,
-                 DetectionObserver& observer) {
-    const qvox::VoxelImage<float> relief = RefinementRelief(raw, scale);
+                 DetectionObserver& observer, const qvox::PartRunner& run) {
+    const qvox::VoxelImage<float> relief = RefinementRelief(raw, scale, run);
     if (observer.WantsStage(DetectionStage::kRelief)) observer.StageFloat(DetectionStage::kRelief, relief);
-    const qvox::LabelImage markers = RefinementMarkers(labels, scale);
+    const qvox::LabelImage markers = RefinementMarkers(labels, scale, run);
     if (observer.WantsStage(DetectionStage::kMarkers)) observer.StageLabels(DetectionStage::kMarkers, markers);
     Announce(observer, DetectionStage::kRefined);
-    GrowMarkers(relief, markers, labels);
+    GrowMarkers(relief, markers, labels, run);
 }
 
 }  // namespace
 
 void DetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, const AnalysisParameters& parameters,
-                    float xResolution, DetectionObserver& observer) {
+                    float xResolution, DetectionObserver& observer, const qvox::PartRunner& run) {
     CheckSinglePlane("Detection", raw);
-    CheckIntensities("Detection", raw);
+    CheckIntensities("Detection", raw, run);
     const float scale = CheckedScale("Detection", xResolution, parameters.relativeExosomeSize);
     WithOpenCvMemoryErrors([&] {
-        cv::Mat blobs = MakeBlobs(raw, scale, parameters, observer);
+        cv::Mat blobs = MakeBlobs(raw, scale, parameters, observer, run);
 
         Announce(observer, DetectionStage::kLabelled);
-        LabelBlobs(blobs, labels);
+        LabelBlobs(blobs, labels, run);
         blobs.release();
 
         if (parameters.roundnessThreshold > 0.0f) {
-            GrowObjects(raw, labels, scale, observer);
-            RemoveUnroundObjects(labels, parameters.roundnessThreshold);
+            GrowObjects(raw, labels, scale, observer, run);
+            RemoveUnroundObjects(labels, parameters.roundnessThreshold, run);
         }
     });
 }

@@ -5,6 +5,8 @@
 #include "AnalysisParameters.h"
 #include "DetectionObserver.h"
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 
@@ -25,13 +27,15 @@ namespace Korvane {
 /// @param parameters  edgeContrast and minObjectDiameterUm are not used
 /// @param xResolution pixels per micrometre, > 0
 /// @param observer    is notified of five stages, six with the refinement, and receives the maps that it wants
+/// @param run         runs the parts of a stage; the result does not depend on it
 /// Every nominal size (NominalSizes.h) is multiplied by float(xResolution / 672 * (2 - relativeExosomeSize)). An image
 /// that smoothing makes even has no objects. Throws ToolkitError when the image is empty or has several planes, holds
 /// NaN or infinity, is the same everywhere, when the pixel size is undefined or absurd, or when the objects outnumber
 /// 65535; cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is exhausted. The checks of the input
 /// come before the first progress step and leave `labels` alone; later errors may leave a partial result.
 void DetectExosomes(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, const AnalysisParameters& parameters,
-                    float xResolution, DetectionObserver& observer);
+                    float xResolution, DetectionObserver& observer,
+                    const qvox::PartRunner& run = RunOnOpenCVThreads);
 
 /// The largest area, in pixels, that detection takes for an object or a cluster of them. An image that has no more
 /// pixels is such an area as a whole, before any edge has divided it. Throws ToolkitError as DetectExosomes for a pixel

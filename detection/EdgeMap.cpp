@@ -10,24 +10,24 @@
 #include "operations/GaussianSmoothing.h"
 #include "support/GradientMagnitude.h"
 #include "support/MatConversion.h"
-#include "support/OpenCVThreads.h"
+#include "support/ValueRange.h"
 
 namespace Korvane {
 namespace {
 
 /// (x - minimum) / (maximum - minimum), the difference of the extremes in double precision, the rest in single.
 /// `source` and `result` may be the same. A constant map becomes NaN.
-void Normalise(const cv::Mat& source, cv::Mat& result) {
-    double minimum = 0.0;
-    double maximum = 0.0;
-    cv::minMaxLoc(source, &minimum, &maximum);
-    const auto low = static_cast<float>(minimum);
-    const auto range = static_cast<float>(maximum - minimum);
-    for (int y = 0; y < source.rows; ++y) {
-        const float* from = source.ptr<float>(y);
-        std::transform(from, from + source.cols, result.ptr<float>(y),
-                       [low, range](float value) { return (value - low) / range; });
-    }
+void Normalise(const cv::Mat& source, cv::Mat& result, const qvox::PartRunner& run) {
+    const ValueRange found = FindValueRange(source, run);
+    const auto low = static_cast<float>(found.minimum);
+    const auto range = static_cast<float>(found.maximum - found.minimum);
+    qvox::RunRows(static_cast<std::uint64_t>(source.rows), run, [&](const qvox::PartRange& rows) {
+        for (int y = static_cast<int>(rows.first); y < static_cast<int>(rows.end); ++y) {
+            const float* from = source.ptr<float>(y);
+            std::transform(from, from + source.cols, result.ptr<float>(y),
+                           [low, range](float value) { return (value - low) / range; });
+        }
+    });
 }
 
 double SmoothingSigma(std::uint64_t width, float scale) {
@@ -35,37 +35,36 @@ double SmoothingSigma(std::uint64_t width, float scale) {
     return kSmoothingSigmaPx * static_cast<double>(scale) + bonus;
 }
 
-qvox::VoxelImage<std::uint16_t> Smoothed(const qvox::VoxelImage<float>& raw, float scale) {
+qvox::VoxelImage<std::uint16_t> Smoothed(const qvox::VoxelImage<float>& raw, float scale,
+                                             const qvox::PartRunner& run) {
     qvox::VoxelImage<float> smoothed;
     {
         qvox::VoxelImage<float> normalised;
         normalised.Resize(raw.SizeX(), raw.SizeY(), 1);
         cv::Mat view = ViewAsMat(normalised);
-        Normalise(ViewAsMat(raw), view);
-        qvox::SmoothWithGaussian(normalised, smoothed, SmoothingSigma(raw.SizeX(), scale), RunOnOpenCVThreads);
+        Normalise(ViewAsMat(raw), view, run);
+        qvox::SmoothWithGaussian(normalised, smoothed, SmoothingSigma(raw.SizeX(), scale), run);
     }
     qvox::VoxelImage<std::uint16_t> levels;
-    CopyToSixteenBit(ViewAsMat(smoothed), levels);
+    CopyToSixteenBit(ViewAsMat(smoothed), levels, run);
     return levels;
 }
 
-void Diffuse(qvox::VoxelImage<std::uint16_t>& image, float scale) {
+void Diffuse(qvox::VoxelImage<std::uint16_t>& image, float scale, const qvox::PartRunner& run) {
     qvox::EdgeEnhancingDiffusion(image, kDiffusionSigmaPx * scale, kDiffusionContrast, kDiffusionTimeStep,
-                                 static_cast<std::uint64_t>(kDiffusionSteps * static_cast<double>(scale)),
-                                 RunOnOpenCVThreads);
+                                 static_cast<std::uint64_t>(kDiffusionSteps * static_cast<double>(scale)), run);
 }
 
 }  // namespace
 
-cv::Mat MakeEdgeMap(const qvox::VoxelImage<float>& raw, float scale) {
-    qvox::VoxelImage<std::uint16_t> levels = Smoothed(raw, scale);
-    Diffuse(levels, scale);
-    cv::Mat diffused = ToFloatMat(levels);
+cv::Mat MakeEdgeMap(const qvox::VoxelImage<float>& raw, float scale, const qvox::PartRunner& run) {
+    qvox::VoxelImage<std::uint16_t> levels = Smoothed(raw, scale, run);
+    Diffuse(levels, scale, run);
+    cv::Mat edges;
+    GradientMagnitude(levels, edges, run);
     levels.Release();
-    cv::Mat edges = GradientMagnitude(diffused);
-    diffused.release();
     // 0 / 0 everywhere where smoothing left no gradient: candidate detection finds nothing in such a map.
-    Normalise(edges, edges);
+    Normalise(edges, edges, run);
     return edges;
 }
 

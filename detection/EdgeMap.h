@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -22,6 +23,7 @@ namespace Korvane {
 /// repeated, the gradient repeats the border pixel. Throws ToolkitError when the image has several planes,
 /// cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is exhausted. Cost per pixel: O(1) for each
 /// diffusion step, O(scale) for the first Gaussian; at most four float maps at a time.
-cv::Mat MakeEdgeMap(const qvox::VoxelImage<float>& raw, float scale);
+/// Ranges of rows, bands and strips are the parts that `run` is given.
+cv::Mat MakeEdgeMap(const qvox::VoxelImage<float>& raw, float scale, const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

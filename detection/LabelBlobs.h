@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -13,6 +14,7 @@ namespace Korvane {
 /// @param labels takes the sizes of `blobs`, one plane; its resolution, offset and description stay
 /// Blobs that touch at a corner are one object; the border is nothing special. Throws ToolkitError when there are more
 /// than 65535 blobs. Cost: one pass over the map.
-void LabelBlobs(const cv::Mat& blobs, qvox::LabelImage& labels);
+/// Ranges of rows are the parts that `run` is given; the numbering takes one thread.
+void LabelBlobs(const cv::Mat& blobs, qvox::LabelImage& labels, const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

@@ -11,13 +11,13 @@
 
 namespace Korvane {
 
-qvox::VoxelImage<float> RefinementRelief(const qvox::VoxelImage<float>& raw, float scale) {
-    return SmoothedGradient(raw, kReliefSigmaPx * static_cast<double>(scale));
+qvox::VoxelImage<float> RefinementRelief(const qvox::VoxelImage<float>& raw, float scale, const qvox::PartRunner& run) {
+    return SmoothedGradient(raw, kReliefSigmaPx * static_cast<double>(scale), run);
 }
 
-qvox::LabelImage RefinementMarkers(const qvox::LabelImage& labels, float scale) {
+qvox::LabelImage RefinementMarkers(const qvox::LabelImage& labels, float scale, const qvox::PartRunner& run) {
     const double distance = static_cast<double>(kBackgroundDistancePx) * static_cast<double>(scale);
-    return AddBackgroundMarker(labels, static_cast<int>(distance));
+    return AddBackgroundMarker(labels, static_cast<int>(distance), run);
 }
 
 bool IsRoundEnough(double roundness, float threshold) { return !(static_cast<double>(threshold) > roundness); }
@@ -37,11 +37,11 @@ void RemoveUnroundComponents(qvox::ComponentImage& components, float roundnessTh
     }
 }
 
-void RemoveUnroundObjects(qvox::LabelImage& labels, float roundnessThreshold) {
+void RemoveUnroundObjects(qvox::LabelImage& labels, float roundnessThreshold, const qvox::PartRunner& run) {
     qvox::ComponentImage objects;
     qvox::LabelForegroundRegions(objects, labels, qvox::Neighbourhood8{});
     RemoveUnroundComponents(objects, roundnessThreshold);
-    std::copy(objects.Identifiers().begin(), objects.Identifiers().end(), labels.begin());
+    CopyLabels(objects.Identifiers(), labels, run);
 }
 
 }  // namespace Korvane

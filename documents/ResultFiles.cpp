@@ -22,6 +22,13 @@ wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathS
     return PrefixedPath(inputPath, folder, kOverlayPrefix, style);
 }
 
+wxString RegionsPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending, PathStyle style) {
+    const wxString name = FileNameOf(inputPath, style);
+    const std::size_t dot = name.rfind('.');
+    const wxString stem = dot == wxString::npos || dot == 0 ? name : name.substr(0, dot);
+    return JoinPath(folder ? *folder : FolderOf(inputPath, style), kRegionsPrefix + stem + ending, style);
+}
+
 void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels, const qvox::BeforeRename& beforeRename) {
     qvox::SaveImageFile(PathBytes(resultPath), labels, qvox::FileFormat::kTiff, qvox::TiffCompression::kDeflate,
                         beforeRename);

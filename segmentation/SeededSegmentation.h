@@ -1,6 +1,8 @@
 #pragma once
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 
@@ -17,11 +19,12 @@ namespace Korvane {
 /// @param xResolution         pixels per micrometre, > 0
 /// @param minObjectDiameterUm objects of a smaller equivalent diameter are removed, one of exactly this diameter is
 ///                            kept; objects that touch, whatever their labels, are measured together
+/// @param run                 runs the parts of a step; the result does not depend on it
 /// Border: the Gaussian mirrors the image about its border pixels, the gradient repeats them. Throws ToolkitError when
 /// sizes differ, the image is empty or has several planes, or the pixel size is undefined or absurd; `labels` is then
 /// untouched. cv::Exception for a fault inside OpenCV, std::bad_alloc when memory is exhausted. Cost: O(1 + sigma) per
 /// pixel and one watershed.
 void SegmentFromSeeds(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels, float xResolution,
-                      float minObjectDiameterUm);
+                      float minObjectDiameterUm, const qvox::PartRunner& run = RunOnOpenCVThreads);
 
 }  // namespace Korvane

@@ -1,6 +1,11 @@
 #pragma once
 
+#include <cstdint>
+
 #include <opencv2/core.hpp>
+
+#include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -11,7 +16,12 @@ namespace Korvane {
 /// The result has its size; NaN spreads to the four neighbours. Costs one pass.
 cv::Mat GradientMagnitude(const cv::Mat& source);
 
-/// The same, into a matrix of the source's size that the caller provides and that does not overlap the source.
-void GradientMagnitude(const cv::Mat& source, cv::Mat& result);
+/// The same, into a matrix of the source's size that the caller provides and that does not overlap the source. Ranges
+/// of rows are the parts that `run` is given.
+void GradientMagnitude(const cv::Mat& source, cv::Mat& result, const qvox::PartRunner& run = qvox::RunOneByOne);
+
+/// The same of grey levels of one plane: that of a float matrix that holds them.
+void GradientMagnitude(const qvox::VoxelImage<std::uint16_t>& source, cv::Mat& result,
+                       const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

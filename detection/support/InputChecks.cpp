@@ -3,16 +3,23 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 #include "NominalSizes.h"
 #include "support/MatConversion.h"
+#include "support/ValueRange.h"
 
 namespace Korvane {
 namespace {
 
-void CheckFinite(const std::string& operation, const qvox::VoxelImage<float>& image) {
+void CheckFinite(const std::string& operation, const qvox::VoxelImage<float>& image, const qvox::PartRunner& run) {
+    std::vector<std::uint8_t> finite(qvox::PartsOf(image.SizeY(), qvox::kFewestRowsOfPart), 0);
+    qvox::RunRows(image.SizeY(), run, [&](const qvox::PartRange& rows) {
+        finite[rows.part] = std::all_of(image.Row(rows.first), image.Row(rows.end - 1) + image.SizeX(),
+                                        [](float v) { return std::isfinite(v); });
+    });
+    if (std::count(finite.begin(), finite.end(), 0) == 0) return;
     const auto bad = std::find_if(image.begin(), image.end(), [](float v) { return !std::isfinite(v); });
-    if (bad == image.end()) return;
     const auto at = image.Coordinates(static_cast<std::uint64_t>(bad - image.begin()));
     throw qvox::ToolkitError(operation + ": the image holds an intensity that is not a finite number, at column " +
                              std::to_string(at[0]) + ", row " + std::to_string(at[1]) + ".");
@@ -28,12 +35,11 @@ void CheckSinglePlane(const std::string& operation, const qvox::VoxelImage<float
     }
 }
 
-void CheckIntensities(const std::string& operation, const qvox::VoxelImage<float>& image) {
-    CheckFinite(operation, image);
-    double minimum = 0.0;
-    double maximum = 0.0;
-    cv::minMaxLoc(ViewAsMat(image), &minimum, &maximum);
-    const auto range = static_cast<float>(maximum - minimum);
+void CheckIntensities(const std::string& operation, const qvox::VoxelImage<float>& image,
+                      const qvox::PartRunner& run) {
+    CheckFinite(operation, image, run);
+    const ValueRange found = FindValueRange(ViewAsMat(image), run);
+    const auto range = static_cast<float>(found.maximum - found.minimum);
     if (range > 0.0f && !std::isinf(range)) return;
     throw qvox::ToolkitError(operation + ": the intensity " +
                              (range > 0.0f ? "spans more than a float can hold." : "is the same everywhere.") +

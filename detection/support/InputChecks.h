@@ -6,6 +6,7 @@
 #include <opencv2/core.hpp>
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -13,8 +14,9 @@ namespace Korvane {
 void CheckSinglePlane(const std::string& operation, const qvox::VoxelImage<float>& image);
 
 /// Throws ToolkitError when the image of one plane holds NaN or infinity (the first such pixel is named), is the same
-/// everywhere, or spans more than a float can hold.
-void CheckIntensities(const std::string& operation, const qvox::VoxelImage<float>& image);
+/// everywhere, or spans more than a float can hold. Ranges of rows are the parts that `run` is given.
+void CheckIntensities(const std::string& operation, const qvox::VoxelImage<float>& image,
+                      const qvox::PartRunner& run = qvox::RunOneByOne);
 
 /// xResolution / kReferenceResolution in single precision. Throws ToolkitError when the resolution is undefined (0),
 /// negative or not a number, or so large that the scale would exceed kMaximumScale.

@@ -10,7 +10,7 @@ namespace Korvane {
 namespace {
 
 template <typename T>
-cv::Size MatSize(const qvox::VoxelImage<T>& image) {
+cv::Size SizeOf(const qvox::VoxelImage<T>& image) {
     constexpr auto kMax = static_cast<std::uint64_t>(std::numeric_limits<int>::max());
     if (image.SizeX() > kMax || image.SizeY() > kMax || image.SizeZ() > 1) {
         throw qvox::ToolkitError("Matrix conversion: an image of " + std::to_string(image.SizeX()) + " x " +
@@ -44,32 +44,27 @@ std::uint16_t WrapToSixteenBit(float value) {
 
 }  // namespace
 
-cv::Mat ViewAsMat(qvox::VoxelImage<float>& image) { return cv::Mat(MatSize(image), CV_32FC1, image.begin()); }
+cv::Mat ViewAsMat(qvox::VoxelImage<float>& image) { return cv::Mat(SizeOf(image), CV_32FC1, image.begin()); }
 
 cv::Mat ViewAsMat(const qvox::VoxelImage<float>& image) {
-    return cv::Mat(MatSize(image), CV_32FC1, const_cast<float*>(image.begin()));
+    return cv::Mat(SizeOf(image), CV_32FC1, const_cast<float*>(image.begin()));
 }
 
-cv::Mat ToFloatMat(const qvox::VoxelImage<std::uint16_t>& image) {
-    cv::Mat result(MatSize(image), CV_32FC1);
-    for (int y = 0; y < result.rows; ++y) {
-        const std::uint16_t* from = image.Row(static_cast<std::uint64_t>(y));
-        std::copy(from, from + image.SizeX(), result.ptr<float>(y));
-    }
-    return result;
-}
+cv::Size MatSize(const qvox::VoxelImage<std::uint16_t>& image) { return SizeOf(image); }
 
 void CopyFromMat(const cv::Mat& source, qvox::VoxelImage<float>& image) { CopyRows(source, image); }
 
 void CopyFromMat(const cv::Mat& source, qvox::VoxelImage<std::uint8_t>& image) { CopyRows(source, image); }
 
-void CopyToSixteenBit(const cv::Mat& source, qvox::VoxelImage<std::uint16_t>& image) {
+void CopyToSixteenBit(const cv::Mat& source, qvox::VoxelImage<std::uint16_t>& image, const qvox::PartRunner& run) {
     CV_Assert(source.type() == CV_32FC1);
     ResizeToMat(source, image);
-    for (int y = 0; y < source.rows; ++y) {
-        const float* row = source.ptr<float>(y);
-        std::transform(row, row + source.cols, image.Row(static_cast<std::uint64_t>(y)), WrapToSixteenBit);
-    }
+    qvox::RunRows(image.SizeY(), run, [&](const qvox::PartRange& rows) {
+        for (std::uint64_t y = rows.first; y < rows.end; ++y) {
+            const float* row = source.ptr<float>(static_cast<int>(y));
+            std::transform(row, row + source.cols, image.Row(y), WrapToSixteenBit);
+        }
+    });
 }
 
 }  // namespace Korvane

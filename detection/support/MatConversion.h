@@ -5,6 +5,7 @@
 #include <opencv2/core.hpp>
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -14,8 +15,8 @@ namespace Korvane {
 cv::Mat ViewAsMat(qvox::VoxelImage<float>& image);
 cv::Mat ViewAsMat(const qvox::VoxelImage<float>& image);
 
-/// A float matrix with the voxels of a single-plane 16-bit image. Throws as ViewAsMat.
-cv::Mat ToFloatMat(const qvox::VoxelImage<std::uint16_t>& image);
+/// The size of a matrix with the voxels of a single-plane image. Throws as ViewAsMat.
+cv::Size MatSize(const qvox::VoxelImage<std::uint16_t>& image);
 
 /// Resizes the image to the matrix (one plane) and copies every element; resolution, offset and description stay.
 void CopyFromMat(const cv::Mat& source, qvox::VoxelImage<float>& image);
@@ -23,7 +24,8 @@ void CopyFromMat(const cv::Mat& source, qvox::VoxelImage<std::uint8_t>& image);
 
 /// Resizes the image to the float matrix (one plane) and stores every value x as x * kSixteenBitLevels, truncated
 /// towards zero and taken modulo 65536: 1 wraps to 0. NaN, and products outside the range of a 32-bit integer, become
-/// 0.
-void CopyToSixteenBit(const cv::Mat& source, qvox::VoxelImage<std::uint16_t>& image);
+/// 0. Ranges of rows are the parts that `run` is given.
+void CopyToSixteenBit(const cv::Mat& source, qvox::VoxelImage<std::uint16_t>& image,
+                      const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

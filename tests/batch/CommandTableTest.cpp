@@ -54,6 +54,11 @@ const std::map<std::string, Example>& Examples() {
         {"segment", Writes("seg_a.tif", {"--overwrite"})},
         {"measure", Prints("Filename\tLabel\t")},
         {"overlay", Writes("export_a.tif")},
+        {"rois",
+         {{},
+          [](const TemporaryFolder& folder, const ProgramResult&) {
+              return Contents(folder.File("out/rois_a.zip")).find("700.roi") != std::string::npos;
+          }}},
         {"calibrate", Writes("a.tif", {"--pixel-size", "2", "--force"})},
         {"record", Prints("\"command\": \"detect\"")},
         {"import", Writes("seg_a.tif", {"--pattern", "seg_{stem}.tif"})},

@@ -153,8 +153,8 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({}), "accepted");
     EXPECT_NE(Refusal({"detect"}), "accepted");
     EXPECT_EQ(Refusal({"frobnicate", "a"}),
-              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, calibrate, import, "
-              "info and record.");
+              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, rois, "
+              "calibrate, import, info and record.");
 }
 
 TEST(Options, NamesMayHoldAnything) {

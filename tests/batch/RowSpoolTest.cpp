@@ -27,9 +27,10 @@ TEST(RowSpool, GivesRowsInTheOrderOfTheImagesWhereverTheyWereKept) {
         rows.Add(4, {"e"});
         rows.Add(1, {"b1", "b2"});
         rows.Add(2, {});
+        rows.AddText(3, "d,\r\n");
         rows.Add(0, {"a"});
-        EXPECT_EQ(All(rows), "a\nb1\nb2\ne\n") << inMemory;
-        EXPECT_EQ(All(rows), "a\nb1\nb2\ne\n") << inMemory;
+        EXPECT_EQ(All(rows), "a\nb1\nb2\nd,\r\ne\n") << inMemory;
+        EXPECT_EQ(All(rows), "a\nb1\nb2\nd,\r\ne\n") << inMemory;
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
 }

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
+#include "CoreDivision.h"
 #include "ExceptionText.h"
 #include "ToolkitError.h"
 
@@ -55,6 +57,37 @@ TEST(ExceptionText, NamesTheCauseOfAnyException) {
               wxString("Error='two lines'"));
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(std::bad_alloc())), wxString("Not enough memory"));
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(1)), wxString("Unknown error"));
+}
+
+TEST(CoreDivision, GivesAllProcessorsToTheImagesThatAreLeftOnceTheyAreFewer) {
+    CoreDivision division(4, 3, 3);
+    EXPECT_FALSE(division.MayShare());
+    division.ImageDone();
+    EXPECT_FALSE(division.MayShare());
+    division.ImageDone();
+    EXPECT_TRUE(division.MayShare());
+    division.ImageDone();
+    EXPECT_TRUE(division.MayShare());
+    EXPECT_TRUE(CoreDivision(100, 1, 2).MayShare()) << "one image at a time has all of them";
+    EXPECT_TRUE(CoreDivision(1, 8, 2).MayShare()) << "a single image, too";
+    EXPECT_FALSE(CoreDivision(100, 8, 2).MayShare());
+    EXPECT_FALSE(CoreDivision(1, 1, 1).MayShare());
+}
+
+TEST(CoreDivision, AsksAnewForEachSetOfParts) {
+    CoreDivision division(2, 2, 2);
+    int onAll = 0;
+    const auto countedRunner = [&](std::size_t count, const std::function<void(std::size_t)>& part) {
+        ++onAll;
+        qvox::RunOneByOne(count, part);
+    };
+    std::vector<int> calls(5);
+    division.Run(calls.size(), [&](std::size_t i) { ++calls[i]; }, countedRunner);
+    EXPECT_EQ(onAll, 0);
+    division.ImageDone();
+    division.Run(calls.size(), [&](std::size_t i) { ++calls[i]; }, countedRunner);
+    EXPECT_EQ(onAll, 1);
+    EXPECT_EQ(calls, std::vector<int>(5, 2));
 }
 
 }  // namespace

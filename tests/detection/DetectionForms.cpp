@@ -14,16 +14,23 @@ namespace korvane_test {
 using namespace korvane_reference;
 
 std::vector<GradientForm> GradientForms() {
-    return {{"plain", PlainGradientMagnitude}, {"shipped", Korvane::GradientMagnitude}};
+    return {{"plain", PlainGradientMagnitude}, {"shipped", [](const cv::Mat& source) { return Korvane::GradientMagnitude(source); }}};
 }
 std::vector<CandidateForm> CandidateForms() {
-    return {{"plain", PlainDetectCandidates}, {"shipped", Korvane::DetectCandidates}};
+    return {{"plain", PlainDetectCandidates},
+            {"shipped", [](const cv::Mat& edges, cv::Mat& candidates, float scale, float maxRelativeClusterSize,
+                           Korvane::DetectionObserver& observer) {
+                 Korvane::DetectCandidates(edges, candidates, scale, maxRelativeClusterSize, observer);
+             }}};
 }
 std::vector<FilterForm> FilterForms() {
-    return {{"plain", PlainFilterCandidates}, {"shipped", Korvane::FilterCandidates}};
+    return {{"plain", PlainFilterCandidates},
+            {"shipped", [](const cv::Mat& mask, cv::Mat& filtered, float scale, float areaFraction) {
+                 Korvane::FilterCandidates(mask, filtered, scale, areaFraction);
+             }}};
 }
 std::vector<SeparationForm> SeparationForms() {
-    return {{"plain", PlainSeparateClusters}, {"shipped", Korvane::SeparateClusters}};
+    return {{"plain", PlainSeparateClusters}, {"shipped", [](const cv::Mat& filtered, float scale) { return Korvane::SeparateClusters(filtered, scale); }}};
 }
 
 }  // namespace korvane_test

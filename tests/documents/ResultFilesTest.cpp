@@ -61,6 +61,12 @@ TEST(SegResultPath, OfAFileInTheRootLiesInTheRoot) {
     EXPECT_EQ(SegResultPath("C:\\a.tif", std::nullopt, PathStyle::kWindows), wxString("C:\\seg_a.tif"));
 }
 
+TEST(RegionsPath, HasAnEndingOfItsOwn) {
+    EXPECT_EQ(RegionsPath("x/a.b.tif", "F", ".zip", PathStyle::kElsewhere), wxString("F/rois_a.b.zip"));
+    EXPECT_EQ(RegionsPath("/d.x/a", std::nullopt, ".zip", PathStyle::kElsewhere), wxString("/d.x/rois_a.zip"));
+    EXPECT_EQ(RegionsPath(".tif", std::nullopt, ".geojson", PathStyle::kElsewhere), wxString("rois_.tif.geojson"));
+}
+
 TEST(ExportPath, FollowsTheSameRule) {
     EXPECT_EQ(ExportPath("x\\a.tif", "F", PathStyle::kWindows), wxString("F\\export_a.tif"));
     EXPECT_EQ(ExportPath("/data/a b#%.tif", std::nullopt, PathStyle::kElsewhere), wxString("/data/export_a b#%.tif"));

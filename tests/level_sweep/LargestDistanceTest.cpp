@@ -126,6 +126,47 @@ TEST(LargestDistance, LargestIsRightWhereDistancesExceedATile) {
     EXPECT_GT(most, 200);
 }
 
+/// A frame with a wide inside, into which boxes, rings and discs come and go, some of them deep inside.
+void ChangeDeepInside(std::mt19937& random, cv::Mat& set) {
+    for (int i = Between(random, 1, 2); i > 0; --i) {
+        const cv::Point at(Between(random, 0, set.cols - 1), Between(random, 0, set.rows - 1));
+        const cv::Point other(Between(random, 0, set.cols - 1), Between(random, 0, set.rows - 1));
+        switch (Between(random, 0, 4)) {
+            case 0:
+                cv::rectangle(set, at, other, cv::Scalar(1), cv::FILLED);
+                break;
+            case 1:
+                cv::rectangle(set, at, other, cv::Scalar(Between(random, 0, 1)));
+                break;
+            case 2:
+                cv::circle(set, at, Between(random, 40, 200), cv::Scalar(Between(random, 0, 1)), Between(random, 1, 4));
+                break;
+            case 3:
+                cv::circle(set, at, Between(random, 40, 200), cv::Scalar(1), cv::FILLED);
+                break;
+            default:
+                cv::circle(set, at, Between(random, 0, 6), cv::Scalar(Between(random, 0, 1)), cv::FILLED);
+        }
+    }
+}
+
+TEST(LargestDistance, LargestIsRightInBoxesAndRingsSeveralTilesDeep) {
+    int most = 0;
+    for (std::uint32_t seed = 1; seed <= 15; ++seed) {
+        std::mt19937 random(seed);
+        const cv::Size size(Between(random, 300, 800), Between(random, 130, 600));
+        Follower follower(random, size);
+        cv::Mat wanted = cv::Mat::ones(size, CV_32F);
+        for (int step = 0; step < 25; ++step) {
+            ChangeDeepInside(random, wanted);
+            follower.Follow(wanted);
+            ASSERT_FALSE(HasFatalFailure()) << "seed " << seed << ", step " << step;
+        }
+        most = std::max(most, follower.Most());
+    }
+    EXPECT_GT(most, 400);
+}
+
 void ExpectLargest(level_sweep::LargestDistance& distance, const cv::Mat& set, const cv::Mat& chosen, int expected) {
     EXPECT_EQ(LargestByTransform(set, chosen), expected);
     EXPECT_EQ(distance.Largest(Parts(distance, chosen).All()), expected);
@@ -166,6 +207,24 @@ TEST(LargestDistance, APixelAddedFarFromATileMayMakeADistanceInsideItLarger) {
     ExpectLargest(distance, set, set > 0.0f, 122);
     // The bound of the whole tile is known by now, and larger than what is looked at around a tile for a part of it.
     ExpectLargest(distance, set, withoutSecond, 122);
+}
+
+// The middle of a wide box is outside the set, and then joins it: the distances of the tiles around grow by as much as
+// the distance of the pixel that joined.
+TEST(LargestDistance, APixelThatJoinsDeepInsideTheSetMakesDistancesLargerSeveralTilesAway) {
+    cv::Mat set = cv::Mat::zeros(641, 641, CV_32F);
+    set(cv::Rect(1, 1, 639, 639)) = 1.0f;
+    set.at<float>(320, 320) = 0.0f;
+    cv::Mat known = cv::Mat::zeros(set.size(), CV_32F);
+    level_sweep::LargestDistance distance(set.cols, set.rows);
+    ChangeTo(set, known, distance);
+    ExpectLargest(distance, set, set > 0.0f, 213);
+    set.at<float>(320, 320) = 1.0f;
+    ChangeTo(set, known, distance);
+    ExpectLargest(distance, set, set > 0.0f, 320);
+    set.at<float>(320, 400) = 0.0f;
+    ChangeTo(set, known, distance);
+    ExpectLargest(distance, set, set > 0.0f, 240);
 }
 
 TEST(LargestDistance, NothingAskedForHasNoDistance) {

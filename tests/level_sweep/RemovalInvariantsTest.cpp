@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <random>
 #include <utility>
 #include <vector>
@@ -13,7 +12,6 @@
 #include "components/LockstepSearch.h"
 #include "components/PixelSurroundings.h"
 #include "components/ShrinkingComponents.h"
-#include "distance/CityBlockDistances.h"
 
 namespace {
 
@@ -148,42 +146,6 @@ TEST(ShrinkingComponents, InvariantsHoldAfterEveryRemovalAndEveryTaking) {
             }
             ASSERT_EQ(taken, expected) << "seed " << seed << ", step " << step;
             components.CheckInvariants();
-        }
-    }
-}
-
-TEST(CityBlockDistances, AreTheNearestPixelOutsideTheSetWithinTheBox) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
-        std::mt19937 random(seed);
-        const int width = Between(random, 1, 90);
-        const int height = Between(random, 1, 20);
-        level_sweep::TiledSet set(width, height);
-        std::vector<PixelPosition> outside;
-        const int percent = Between(random, 80, 100);
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                if (Between(random, 0, 99) >= percent) continue;
-                set.RowsOf(set.TileAt(x, y))[y % 64] |= level_sweep::BitGrid::Bit(x);
-            }
-        }
-        const int x0 = Between(random, 0, width - 1);
-        const int y0 = Between(random, 0, height - 1);
-        const level_sweep::PixelBox box{x0, y0, Between(random, x0, width - 1), Between(random, y0, height - 1)};
-        for (int y = box.y0; y <= box.y1; ++y) {
-            for (int x = box.x0; x <= box.x1; ++x) {
-                if (!set.Has(x, y)) outside.push_back({x, y});
-            }
-        }
-        const level_sweep::CityBlockDistances distances(set, box);
-        for (int y = box.y0; y <= box.y1; ++y) {
-            for (int x = box.x0; x <= box.x1; ++x) {
-                int nearest = width + height;
-                for (const PixelPosition& at : outside) {
-                    nearest = std::min(nearest, std::abs(at.x - x) + std::abs(at.y - y));
-                }
-                const int found = *distances.From(x, y);
-                ASSERT_EQ(std::min(found, width + height), nearest) << "seed " << seed << " at " << x << ", " << y;
-            }
         }
     }
 }

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <random>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "reference/PlainSeededSegmentation.h"
 #include "support/Phantoms.h"
 #include "support/TestImages.h"
+#include "support/TestThreads.h"
 
 namespace {
 
@@ -36,6 +39,25 @@ qvox::VoxelImage<float> Square() {
     cv::Mat map = cv::Mat::zeros(40, 40, CV_32FC1);
     map(cv::Rect(12, 12, 16, 16)).setTo(100.0f);
     return korvane_test::ToImage(map);
+}
+
+TEST(SeededSegmentation, EqualsThePlainFormOnAnyNumberOfThreads) {
+    for (const auto& [width, height] :
+         std::vector<std::pair<std::uint64_t, std::uint64_t>>{{1, 1}, {2, 40}, {33, 17}, {71, 95}}) {
+        const auto raw =
+            korvane_test::ToImage(korvane_test::SmoothNoise(9, static_cast<int>(width), static_cast<int>(height), 1.0));
+        qvox::LabelImage seeds = Labels(width, height);
+        for (std::uint64_t y = 8; y < height; y += 13) {
+            for (std::uint64_t x = 5; x < width; x += 11) seeds(x, y) = static_cast<std::uint16_t>(x + y);
+        }
+        qvox::LabelImage expected(seeds);
+        korvane_reference::PlainSegmentFromSeeds(raw, expected, kResolution, 0.05f);
+        korvane_test::ForEachNumberOfThreads([&](unsigned threads, const qvox::PartRunner& run) {
+            qvox::LabelImage actual(seeds);
+            Korvane::SegmentFromSeeds(raw, actual, kResolution, 0.05f, run);
+            EXPECT_TRUE(SameVoxels(expected, actual)) << raw.SizeX() << " x " << raw.SizeY() << " on " << threads;
+        });
+    }
 }
 
 TEST(SeededSegmentation, EqualsThePlainFormOnRandomSeeds) {

@@ -30,9 +30,9 @@ inline double OpenUniform(std::mt19937& random) { return (static_cast<double>(ra
 
 /// Normally distributed, mean 0, deviation 1 (Box and Muller 1958, the cosine alone). Two draws.
 inline double Gaussian(std::mt19937& random) {
-    constexpr double kPi = 3.141592653589793;
+    constexpr double kTwoPi = 2.0 * 3.141592653589793;
     const double radius = std::sqrt(-2.0 * std::log(OpenUniform(random)));
-    return radius * std::cos(2.0 * kPi * OpenUniform(random));
+    return radius * std::cos(kTwoPi * OpenUniform(random));
 }
 
 /// Uniform integer in [low, high], without bias (Lemire 2019: the upper half of a product, unfair lower halves drawn

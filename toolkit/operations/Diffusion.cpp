@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ToolkitError.h"
@@ -72,10 +73,16 @@ std::ptrdiff_t Lookahead(double timeStep, std::uint64_t iterations, std::ptrdiff
 
 class Scratch {
 public:
-    float* Floats(std::ptrdiff_t count) {
-        blocks_.push_back(std::make_unique<float[]>(static_cast<std::size_t>(count) + kMargin));
+    /// At a cache line; undefined.
+    float* RawFloats(std::ptrdiff_t count) {
+        blocks_.emplace_back(new float[static_cast<std::size_t>(count + kMargin)]);
         const auto misaligned = reinterpret_cast<std::uintptr_t>(blocks_.back().get()) % 64 / sizeof(float);
         return blocks_.back().get() + (misaligned == 0 ? 0 : 16 - misaligned);
+    }
+    float* Floats(std::ptrdiff_t count) {
+        float* floats = RawFloats(count);
+        std::fill_n(floats, count, 0.0f);
+        return floats;
     }
     float* Rows(const StepPlan& plan, std::ptrdiff_t rows) { return Floats(rows * plan.stride) + kMargin; }
     const float** Pointers(std::ptrdiff_t count) {
@@ -95,16 +102,16 @@ void TakeScratch(StepPlan& plan, Scratch& scratch) {
     plan.lines = scratch.Floats((kChunkRows + 2) * plan.lineStride) + mirrored;
     plan.smoothed = scratch.Rows(plan, kChunkRing);
     plan.acrossX = scratch.Rows(plan, 1);
-    plan.couplingX = scratch.Rows(plan, kChunkRing);
+    plan.couplingX = scratch.Rows(plan, kCouplingRing);
     plan.acrossY = scratch.Rows(plan, kNeighbourRing);
     plan.couplingY = scratch.Rows(plan, kNeighbourRing);
     plan.flowX = scratch.Rows(plan, kNeighbourRing);
     plan.flowY = scratch.Rows(plan, kNeighbourRing);
-    plan.rightSide = scratch.Rows(plan, kChunkRows);
+    plan.rightSide = scratch.Rows(plan, kRightSideRing);
     plan.zeros = scratch.Rows(plan, 1);
     plan.below = scratch.Rows(plan, 1);
-    plan.laneFactor = scratch.Floats(plan.stride * kChunkRows);
-    plan.laneValue = scratch.Floats(plan.stride * kChunkRows);
+    plan.laneFactor = scratch.Floats(plan.stride * kRightSideRing);
+    plan.laneValue = scratch.Floats(plan.stride * kRightSideRing);
     plan.factor = scratch.Rows(plan, plan.sweepRing);
     plan.forward = scratch.Rows(plan, plan.sweepRing);
     plan.alongRows = scratch.Rows(plan, plan.sweepRing);
@@ -168,8 +175,9 @@ StepPlan MakePlan(const Extent& extent, const Strip& strip, PreSmoothing& smooth
     plan.lookahead = Lookahead(static_cast<double>(timeStep), iterations, extent.height);
     plan.bandRows = std::max(kBandRows, plan.lookahead / 2);
     // Chunks fill whole runs of the ring, also where the last one of the image is not full.
-    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kChunkRows) + 2 * kChunkRows,
-                              RoundedUp(extent.height, kChunkRows));
+    constexpr std::ptrdiff_t kSolved = kMostChunksAtOnce * kChunkRows;
+    plan.sweepRing = std::min(RoundedUp(plan.bandRows + plan.lookahead, kSolved) + kSolved,
+                              RoundedUp(extent.height, kSolved));
     return plan;
 }
 
@@ -181,32 +189,59 @@ StepFunction Function(InstructionSet set) {
 
 // Grey levels are taken relative to the middle of their range: there single precision is finest. The quarter keeps a
 // flat background away from 0, next to which values would fade into subnormal numbers.
-float Origin(const std::uint16_t* voxels, std::ptrdiff_t count) {
-    const auto range = std::minmax_element(voxels, voxels + count);
-    const int middle = (*range.first + *range.second) / 2;
+float Origin(const Extent& extent, const std::uint16_t* voxels, const PartRunner& run) {
+    const auto rowCount = static_cast<std::uint64_t>(extent.height);
+    std::vector<std::pair<std::uint16_t, std::uint16_t>> ranges(PartsOf(rowCount, kFewestRowsOfPart));
+    RunRows(rowCount, run, [&](const PartRange& rows) {
+        const std::uint16_t* first = voxels + static_cast<std::ptrdiff_t>(rows.first) * extent.width;
+        const std::uint16_t* end = voxels + static_cast<std::ptrdiff_t>(rows.end) * extent.width;
+        // Two loops, which the compiler vectorises.
+        std::uint16_t least = *first;
+        std::uint16_t greatest = *first;
+        for (const std::uint16_t* voxel = first; voxel != end; ++voxel) least = std::min(least, *voxel);
+        for (const std::uint16_t* voxel = first; voxel != end; ++voxel) greatest = std::max(greatest, *voxel);
+        ranges[rows.part] = {least, greatest};
+    });
+    std::pair<std::uint16_t, std::uint16_t> all = ranges.front();
+    for (const auto& [least, greatest] : ranges) all = {std::min(all.first, least), std::max(all.second, greatest)};
+    const int middle = (all.first + all.second) / 2;
     return static_cast<float>(middle) + 0.25f;
 }
 
-void Spread(const Extent& extent, std::ptrdiff_t stride, const std::uint16_t* voxels, float origin, float* u) {
-    for (std::ptrdiff_t y = 0; y < extent.height; ++y) {
-        float* row = u + y * stride;
-        for (std::ptrdiff_t x = 0; x < extent.width; ++x)
-            row[x] = static_cast<float>(voxels[y * extent.width + x]) - origin;
-        row[-1] = row[0];
-        row[extent.width] = row[extent.width - 1];
-    }
+// The margins count for nothing, but lanes compute with them.
+void ClearPlane(const Extent& extent, std::ptrdiff_t stride, float* plane, const PartRunner& run) {
+    RunRows(static_cast<std::uint64_t>(extent.height), run, [&](const PartRange& rows) {
+        std::fill(plane + static_cast<std::ptrdiff_t>(rows.first) * stride - kMargin,
+                  plane + static_cast<std::ptrdiff_t>(rows.end) * stride - kMargin, 0.0f);
+    });
 }
 
-void Collect(const Extent& extent, std::ptrdiff_t stride, const float* u, float origin, std::uint16_t* voxels) {
-    for (std::ptrdiff_t y = 0; y < extent.height; ++y) {
-        const float* row = u + y * stride;
-        for (std::ptrdiff_t x = 0; x < extent.width; ++x) {
-            // In double: adding the origin in single precision would round to 1/256 grey level first.
-            const double grey = static_cast<double>(row[x]) + static_cast<double>(origin) + 0.5;
-            const double clamped = grey >= 0.0 ? std::min(grey, kGreyRange) : 0.0;
-            voxels[y * extent.width + x] = static_cast<std::uint16_t>(clamped);
+void Spread(const Extent& extent, std::ptrdiff_t stride, const std::uint16_t* voxels, float origin, float* u,
+            const PartRunner& run) {
+    RunRows(static_cast<std::uint64_t>(extent.height), run, [&](const PartRange& rows) {
+        for (auto y = static_cast<std::ptrdiff_t>(rows.first); y < static_cast<std::ptrdiff_t>(rows.end); ++y) {
+            float* row = u + y * stride;
+            for (std::ptrdiff_t x = 0; x < extent.width; ++x)
+                row[x] = static_cast<float>(voxels[y * extent.width + x]) - origin;
+            row[-1] = row[0];
+            row[extent.width] = row[extent.width - 1];
         }
-    }
+    });
+}
+
+void Collect(const Extent& extent, std::ptrdiff_t stride, const float* u, float origin, std::uint16_t* voxels,
+             const PartRunner& run) {
+    RunRows(static_cast<std::uint64_t>(extent.height), run, [&](const PartRange& rows) {
+        for (auto y = static_cast<std::ptrdiff_t>(rows.first); y < static_cast<std::ptrdiff_t>(rows.end); ++y) {
+            const float* row = u + y * stride;
+            for (std::ptrdiff_t x = 0; x < extent.width; ++x) {
+                // In double: adding the origin in single precision would round to 1/256 grey level first.
+                const double grey = static_cast<double>(row[x]) + static_cast<double>(origin) + 0.5;
+                const double clamped = grey >= 0.0 ? std::min(grey, kGreyRange) : 0.0;
+                voxels[y * extent.width + x] = static_cast<std::uint16_t>(clamped);
+            }
+        }
+    });
 }
 
 }  // namespace
@@ -226,19 +261,21 @@ void EdgeEnhancingDiffusionWith(InstructionSet set, VoxelImage<std::uint16_t>& i
         plans.push_back(MakePlan(extent, strips[i], smoothing, contrast, timeStep, iterations));
         TakeScratch(plans[i], scratch[i]);
     }
-    float* u = planes.Floats(extent.height * stride) + kMargin;
-    float* next = planes.Floats(extent.height * stride) + kMargin;
+    float* u = planes.RawFloats(extent.height * stride) + kMargin;
+    float* next = planes.RawFloats(extent.height * stride) + kMargin;
+    ClearPlane(extent, stride, u, run);
+    ClearPlane(extent, stride, next, run);
     const StepFunction step = Function(set);
     for (std::uint64_t z = 0; z < image.SizeZ(); ++z) {
         std::uint16_t* voxels = image.Row(0, z);
-        const float origin = Origin(voxels, extent.width * extent.height);
-        Spread(extent, stride, voxels, origin, u);
+        const float origin = Origin(extent, voxels, run);
+        Spread(extent, stride, voxels, origin, u, run);
         for (std::uint64_t iteration = 0; iteration < iterations; ++iteration) {
             if (smoothing.wide) smoothing.wide->Prepare(u, run);
             run(strips.size(), [&](std::size_t i) { step(plans[i], u + strips[i].first, next + strips[i].first); });
             std::swap(u, next);
         }
-        Collect(extent, stride, u, origin, voxels);
+        Collect(extent, stride, u, origin, voxels, run);
     }
 }
 

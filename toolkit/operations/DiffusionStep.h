@@ -10,8 +10,13 @@ namespace qvox::diffusion {
 constexpr std::ptrdiff_t kChunkRows = 16;
 /// Floats before and after the columns of each row.
 constexpr std::ptrdiff_t kMargin = 16;
-/// Rows of the rings of smoothed rows and row couplings: a chunk, two rows beyond it on both sides, a power of two.
+/// Rows of the ring of smoothed rows: a chunk, two rows beyond it on both sides, a power of two.
 constexpr std::ptrdiff_t kChunkRing = 32;
+/// Chunks whose rows may be solved together.
+constexpr std::ptrdiff_t kMostChunksAtOnce = 2;
+/// Rows of the rings of row couplings, one of which is made beyond those chunks, and of right sides.
+constexpr std::ptrdiff_t kCouplingRing = (kMostChunksAtOnce + 1) * kChunkRows;
+constexpr std::ptrdiff_t kRightSideRing = kMostChunksAtOnce * kChunkRows;
 /// Rows of the rings of values that only adjacent rows need.
 constexpr std::ptrdiff_t kNeighbourRing = 4;
 
@@ -47,16 +52,16 @@ struct StepPlan {
     float* lines = nullptr;              // kChunkRows + 2 rows: smoothed along columns, mirrored at both ends
     float* smoothed = nullptr;           // kChunkRing rows
     float* acrossX = nullptr;            // 1 row: the tensor's xx element
-    float* couplingX = nullptr;          // kChunkRing rows: 2 tau x diffusivity between x and x + 1
+    float* couplingX = nullptr;          // kCouplingRing rows: 2 tau x diffusivity between x and x + 1
     float* acrossY = nullptr;            // kNeighbourRing rows: the tensor's yy element
     float* couplingY = nullptr;          // kNeighbourRing rows: 2 tau x diffusivity between y and y + 1
     float* flowX = nullptr;              // kNeighbourRing rows: tau / 4 xy element x difference along y
     float* flowY = nullptr;              // kNeighbourRing rows: tau / 4 xy element x difference along x
-    float* rightSide = nullptr;          // kChunkRows rows
+    float* rightSide = nullptr;          // kRightSideRing rows
     float* zeros = nullptr;              // 1 row
     float* below = nullptr;              // 1 row
-    float* laneFactor = nullptr;         // kChunkRows floats per column
-    float* laneValue = nullptr;          // kChunkRows floats per column
+    float* laneFactor = nullptr;         // kRightSideRing floats per column
+    float* laneValue = nullptr;          // kRightSideRing floats per column
     float* factor = nullptr;             // sweepRing rows: forward elimination of the columns
     float* forward = nullptr;            // sweepRing rows
     float* alongRows = nullptr;          // sweepRing rows: solution of the rows

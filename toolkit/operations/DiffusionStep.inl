@@ -3,8 +3,6 @@
 // nothing from the standard library is called: a function compiled for a newer processor must not be the one that the
 // linker keeps for all.
 
-#include <emmintrin.h>
-
 #include <cstdint>
 
 #include "operations/DiffusionStep.h"
@@ -25,8 +23,12 @@ using LooseLanes = float __attribute__((vector_size(kLanes * 4), aligned(4), may
 
 KORVANE_INLINE Lanes Load(const float* p) { return *reinterpret_cast<const LooseLanes*>(p); }
 KORVANE_INLINE void Store(float* p, Lanes v) { *reinterpret_cast<LooseLanes*>(p) = v; }
+KORVANE_INLINE void PrefetchToRead(const float* p) { __builtin_prefetch(p, 0); }
+KORVANE_INLINE void PrefetchToWrite(const float* p) { __builtin_prefetch(p, 1); }
 KORVANE_INLINE Lanes Smaller(Lanes a, Lanes b) { return a < b ? a : b; }
 KORVANE_INLINE Lanes Larger(Lanes a, Lanes b) { return a > b ? a : b; }
+
+KORVANE_INLINE std::ptrdiff_t Lesser(std::ptrdiff_t a, std::ptrdiff_t b) { return a < b ? a : b; }
 
 KORVANE_INLINE std::ptrdiff_t Mirrored(std::ptrdiff_t i, std::ptrdiff_t size) {
     if (i >= 0 && i < size) return i;
@@ -140,7 +142,9 @@ void TensorRow(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
     float* flowY = plan.flowY + y % kNeighbourRing * plan.stride;
     const float mixedScale = plan.timeStep * -0.25f;
     const float gradientScale = plan.gradientScale;
+    const float* ahead = u + (y + 3 < plan.height ? y + 3 : y) * plan.planeStride;
     for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
+        PrefetchToRead(ahead + x);
         const Lanes gx = (Load(v + x + 1) - Load(v + x - 1)) * gradientScale;
         const Lanes gy = (Load(vBelow + x) - Load(vAbove + x)) * gradientScale;
         // Below a quarter of lambda, and from an exponent of 24 on, exp(-q) is lost beside 1 in single precision.
@@ -156,7 +160,7 @@ void TensorRow(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
     // A mirrored tensor has the opposite xy element.
     flowX[-1] = -flowX[0];
     flowX[plan.width] = -flowX[plan.width - 1];
-    float* coupling = plan.couplingX + y % kChunkRing * plan.stride;
+    float* coupling = plan.couplingX + y % kCouplingRing * plan.stride;
     for (std::ptrdiff_t x = 0; x < plan.width; x += kLanes) {
         Store(coupling + x, (Load(acrossX + x) + Load(acrossX + x + 1)) * plan.timeStep);
     }
@@ -181,7 +185,7 @@ void SweepDown(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
     const float* couplingAbove = first ? plan.zeros : neighbour(plan.couplingY, y - 1);
     const float* factorAbove = first ? plan.zeros : sweep(plan.factor, y - 1);
     const float* forwardAbove = first ? plan.zeros : sweep(plan.forward, y - 1);
-    float* rightSide = plan.rightSide + y % kChunkRows * plan.stride;
+    float* rightSide = plan.rightSide + y % kRightSideRing * plan.stride;
     float* coupling = neighbour(plan.couplingY, y);
     float* factor = sweep(plan.factor, y);
     float* forward = sweep(plan.forward, y);
@@ -199,67 +203,166 @@ void SweepDown(const StepPlan& plan, const float* u, std::ptrdiff_t y) {
     }
 }
 
-KORVANE_INLINE void Transpose4(const float* from, std::ptrdiff_t fromStride, float* to, std::ptrdiff_t toStride) {
-    __m128 a = _mm_loadu_ps(from);
-    __m128 b = _mm_loadu_ps(from + fromStride);
-    __m128 c = _mm_loadu_ps(from + 2 * fromStride);
-    __m128 d = _mm_loadu_ps(from + 3 * fromStride);
-    _MM_TRANSPOSE4_PS(a, b, c, d);
-    _mm_storeu_ps(to, a);
-    _mm_storeu_ps(to + toStride, b);
-    _mm_storeu_ps(to + 2 * toStride, c);
-    _mm_storeu_ps(to + 3 * toStride, d);
+using FourLanes = float __attribute__((vector_size(16)));
+using LooseFourLanes = float __attribute__((vector_size(16), aligned(4), may_alias));
+
+KORVANE_INLINE FourLanes LoadFour(const float* p) { return *reinterpret_cast<const LooseFourLanes*>(p); }
+KORVANE_INLINE void StoreFour(float* p, FourLanes v) { *reinterpret_cast<LooseFourLanes*>(p) = v; }
+
+// LoadFourApart, StoreFourApart: four floats of each of the rows 0, 4, 8 ..., one row's after the other's. The others
+// take pairs and halves of each four lanes of a and b.
+#if KORVANE_DIFFUSION_LANES == 16
+KORVANE_INLINE Lanes LoadFourApart(const float* from, std::ptrdiff_t stride) {
+    const auto low = __builtin_shufflevector(LoadFour(from), LoadFour(from + 4 * stride), 0, 1, 2, 3, 4, 5, 6, 7);
+    const auto high =
+        __builtin_shufflevector(LoadFour(from + 8 * stride), LoadFour(from + 12 * stride), 0, 1, 2, 3, 4, 5, 6, 7);
+    return __builtin_shufflevector(low, high, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+}
+KORVANE_INLINE void StoreFourApart(float* to, std::ptrdiff_t stride, Lanes v) {
+    StoreFour(to, __builtin_shufflevector(v, v, 0, 1, 2, 3));
+    StoreFour(to + 4 * stride, __builtin_shufflevector(v, v, 4, 5, 6, 7));
+    StoreFour(to + 8 * stride, __builtin_shufflevector(v, v, 8, 9, 10, 11));
+    StoreFour(to + 12 * stride, __builtin_shufflevector(v, v, 12, 13, 14, 15));
+}
+KORVANE_INLINE Lanes LowPairs(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 0, 16, 1, 17, 4, 20, 5, 21, 8, 24, 9, 25, 12, 28, 13, 29);
+}
+KORVANE_INLINE Lanes HighPairs(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 2, 18, 3, 19, 6, 22, 7, 23, 10, 26, 11, 27, 14, 30, 15, 31);
+}
+KORVANE_INLINE Lanes LowHalves(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 0, 1, 16, 17, 4, 5, 20, 21, 8, 9, 24, 25, 12, 13, 28, 29);
+}
+KORVANE_INLINE Lanes HighHalves(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 2, 3, 18, 19, 6, 7, 22, 23, 10, 11, 26, 27, 14, 15, 30, 31);
+}
+#elif KORVANE_DIFFUSION_LANES == 8
+KORVANE_INLINE Lanes LoadFourApart(const float* from, std::ptrdiff_t stride) {
+    return __builtin_shufflevector(LoadFour(from), LoadFour(from + 4 * stride), 0, 1, 2, 3, 4, 5, 6, 7);
+}
+KORVANE_INLINE void StoreFourApart(float* to, std::ptrdiff_t stride, Lanes v) {
+    StoreFour(to, __builtin_shufflevector(v, v, 0, 1, 2, 3));
+    StoreFour(to + 4 * stride, __builtin_shufflevector(v, v, 4, 5, 6, 7));
+}
+KORVANE_INLINE Lanes LowPairs(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 0, 8, 1, 9, 4, 12, 5, 13);
+}
+KORVANE_INLINE Lanes HighPairs(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 2, 10, 3, 11, 6, 14, 7, 15);
+}
+KORVANE_INLINE Lanes LowHalves(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 0, 1, 8, 9, 4, 5, 12, 13);
+}
+KORVANE_INLINE Lanes HighHalves(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 2, 3, 10, 11, 6, 7, 14, 15);
+}
+#else
+KORVANE_INLINE Lanes LoadFourApart(const float* from, std::ptrdiff_t) { return LoadFour(from); }
+KORVANE_INLINE void StoreFourApart(float* to, std::ptrdiff_t, Lanes v) { StoreFour(to, v); }
+KORVANE_INLINE Lanes LowPairs(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 0, 4, 1, 5);
+}
+KORVANE_INLINE Lanes HighPairs(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 2, 6, 3, 7);
+}
+KORVANE_INLINE Lanes LowHalves(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 0, 1, 4, 5);
+}
+KORVANE_INLINE Lanes HighHalves(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 2, 3, 6, 7);
+}
+#endif
+
+/// Columns turned at a time.
+constexpr std::ptrdiff_t kTurned = 4;
+
+/// Swaps rows and columns in each 4 x 4 block: lane 4 j + i of columns[c] is lane 4 j + c of rows[i].
+KORVANE_INLINE void Turn(const Lanes (&rows)[kTurned], Lanes (&columns)[kTurned]) {
+    const Lanes lowOfFirst = LowPairs(rows[0], rows[1]);
+    const Lanes lowOfLast = LowPairs(rows[2], rows[3]);
+    const Lanes highOfFirst = HighPairs(rows[0], rows[1]);
+    const Lanes highOfLast = HighPairs(rows[2], rows[3]);
+    columns[0] = LowHalves(lowOfFirst, lowOfLast);
+    columns[1] = HighHalves(lowOfFirst, lowOfLast);
+    columns[2] = LowHalves(highOfFirst, highOfLast);
+    columns[3] = HighHalves(highOfFirst, highOfLast);
 }
 
-constexpr std::size_t kLaneVectors = kChunkRows / kLanes;
-/// Columns that are brought into lanes before they are swept: enough that a store has left for the cache when a wider load follows.
-constexpr std::ptrdiff_t kLaneBlock = 64;
+/// Four columns of kLanes rows, a row in each lane.
+KORVANE_INLINE void LoadTurned(const float* from, std::ptrdiff_t stride, Lanes (&columns)[kTurned]) {
+    Lanes rows[kTurned];
+    for (std::ptrdiff_t i = 0; i < kTurned; ++i) rows[i] = LoadFourApart(from + i * stride, stride);
+    Turn(rows, columns);
+}
 
-/// Solves the rows of the chunk that starts at row y, each row in a lane.
-void SolveRows(const StepPlan& plan, std::ptrdiff_t y) {
-    const float* couplings = plan.couplingX + y % kChunkRing * plan.stride;
-    Lanes before[kLaneVectors] = {};
-    Lanes factor[kLaneVectors] = {};
-    Lanes value[kLaneVectors] = {};
-    for (std::ptrdiff_t block = 0; block < plan.width; block += kLaneBlock) {
-        const std::ptrdiff_t end = block + kLaneBlock < plan.width ? block + kLaneBlock : plan.width;
-        for (std::ptrdiff_t x = block; x < end; x += 4) {
-            for (std::ptrdiff_t row = 0; row < kChunkRows; row += 4) {
-                const std::ptrdiff_t at = row * plan.stride + x;
-                Transpose4(couplings + at, plan.stride, plan.laneFactor + x * kChunkRows + row, kChunkRows);
-                Transpose4(plan.rightSide + at, plan.stride, plan.laneValue + x * kChunkRows + row, kChunkRows);
-            }
-        }
-        for (std::ptrdiff_t x = block; x < end; ++x) {
-            for (std::size_t v = 0; v < kLaneVectors; ++v) {
-                float* factorAt = plan.laneFactor + x * kChunkRows + v * kWidth;
-                float* valueAt = plan.laneValue + x * kChunkRows + v * kWidth;
-                const Lanes after = Load(factorAt);
-                const Lanes inverse = 1.0f / ((1.0f + after) + before[v] * (1.0f - factor[v]));
-                factor[v] = after * inverse;
-                value[v] = (Load(valueAt) + before[v] * value[v]) * inverse;
-                before[v] = after;
-                Store(factorAt, factor[v]);
-                Store(valueAt, value[v]);
+KORVANE_INLINE void StoreTurned(const Lanes (&columns)[kTurned], float* to, std::ptrdiff_t stride) {
+    Lanes rows[kTurned];
+    Turn(columns, rows);
+    for (std::ptrdiff_t i = 0; i < kTurned; ++i) StoreFourApart(to + i * stride, stride, rows[i]);
+}
+
+/// Chunks whose rows are solved together. The solution of a row waits for a division in every column; several vectors
+/// of rows fill the time.
+constexpr std::ptrdiff_t kChunksAtOnce = kLanes > 4 ? kMostChunksAtOnce : 1;
+
+/// Forward elimination of the rows from y on, and back. kRowVectors: vectors of rows.
+template <std::size_t kRowVectors>
+KORVANE_INLINE void SolveVectorsOfRows(const StepPlan& plan, std::ptrdiff_t y) {
+    constexpr std::size_t kColumn = kRowVectors * kWidth;  // floats of a column
+    const float* couplings[kRowVectors];
+    const float* rightSides[kRowVectors];
+    float* out[kRowVectors];
+    for (std::size_t v = 0; v < kRowVectors; ++v) {
+        const std::ptrdiff_t row = y + static_cast<std::ptrdiff_t>(v) * kLanes;
+        couplings[v] = plan.couplingX + row % kCouplingRing * plan.stride;
+        rightSides[v] = plan.rightSide + row % kRightSideRing * plan.stride;
+        out[v] = plan.alongRows + row % plan.sweepRing * plan.stride;
+    }
+    float* const laneFactor = plan.laneFactor;
+    float* const laneValue = plan.laneValue;
+    Lanes before[kRowVectors] = {};
+    Lanes factor[kRowVectors] = {};
+    Lanes value[kRowVectors] = {};
+    for (std::ptrdiff_t x = 0; x < plan.width; x += kTurned) {
+        for (std::size_t v = 0; v < kRowVectors; ++v) {
+            Lanes after[kTurned];
+            Lanes right[kTurned];
+            LoadTurned(couplings[v] + x, plan.stride, after);
+            LoadTurned(rightSides[v] + x, plan.stride, right);
+            for (std::ptrdiff_t c = 0; c < kTurned; ++c) {
+                const Lanes inverse = 1.0f / ((1.0f + after[c]) + before[v] * (1.0f - factor[v]));
+                factor[v] = after[c] * inverse;
+                value[v] = (right[c] + before[v] * value[v]) * inverse;
+                before[v] = after[c];
+                Store(laneFactor + static_cast<std::size_t>(x + c) * kColumn + v * kWidth, factor[v]);
+                Store(laneValue + static_cast<std::size_t>(x + c) * kColumn + v * kWidth, value[v]);
             }
         }
     }
-    for (std::size_t v = 0; v < kLaneVectors; ++v) value[v] = Lanes{};
-    float* out = plan.alongRows + y % plan.sweepRing * plan.stride;
-    for (std::ptrdiff_t block = (plan.width - 1) / kLaneBlock * kLaneBlock; block >= 0; block -= kLaneBlock) {
-        const std::ptrdiff_t end = block + kLaneBlock < plan.width ? block + kLaneBlock : plan.width;
-        for (std::ptrdiff_t x = end - 1; x >= block; --x) {
-            for (std::size_t v = 0; v < kLaneVectors; ++v) {
-                float* valueAt = plan.laneValue + x * kChunkRows + v * kWidth;
-                value[v] = Load(valueAt) + Load(plan.laneFactor + x * kChunkRows + v * kWidth) * value[v];
-                Store(valueAt, value[v]);
+    for (std::size_t v = 0; v < kRowVectors; ++v) value[v] = Lanes{};
+    std::ptrdiff_t columns = (plan.width - 1) % kTurned + 1;
+    for (std::ptrdiff_t x = plan.width - columns; x >= 0; x -= kTurned) {
+        for (std::size_t v = 0; v < kRowVectors; ++v) {
+            Lanes solved[kTurned] = {};
+            for (std::ptrdiff_t c = kTurned - 1; c >= 0; --c) {
+                if (c >= columns) continue;
+                const std::size_t at = static_cast<std::size_t>(x + c) * kColumn + v * kWidth;
+                value[v] = Load(laneValue + at) + Load(laneFactor + at) * value[v];
+                solved[c] = value[v];
             }
+            StoreTurned(solved, out[v] + x, plan.stride);
         }
-        for (std::ptrdiff_t x = block; x < end; x += 4) {
-            for (std::ptrdiff_t row = 0; row < kChunkRows; row += 4) {
-                Transpose4(plan.laneValue + x * kChunkRows + row, kChunkRows, out + row * plan.stride + x, plan.stride);
-            }
-        }
+        columns = kTurned;
+    }
+}
+
+/// Solves the rows of one or of kChunksAtOnce chunks, the first of which starts at row y, each row in a lane.
+void SolveRows(const StepPlan& plan, std::ptrdiff_t y, std::ptrdiff_t chunks) {
+    constexpr std::size_t kOfChunk = kChunkRows / kWidth;
+    if (chunks == kChunksAtOnce) {
+        SolveVectorsOfRows<kOfChunk * static_cast<std::size_t>(kChunksAtOnce)>(plan, y);
+    } else {
+        SolveVectorsOfRows<kOfChunk>(plan, y);
     }
 }
 
@@ -277,7 +380,9 @@ void SweepUp(const StepPlan& plan, float* next, std::ptrdiff_t first, std::ptrdi
         } else {
             const float* alongRow = plan.alongRows + slot;
             float* out = next + y * plan.planeStride;
+            const float* ahead = y > first + 1 ? out - 2 * plan.planeStride : out;
             for (std::ptrdiff_t x = plan.firstOwn; x < plan.endOwn; x += kLanes) {
+                PrefetchToWrite(ahead + x);
                 const Lanes alongColumn = Load(forward + x) + Load(factor + x) * Load(below + x);
                 Store(plan.below + x, alongColumn);
                 Store(out + x, (Load(alongRow + x) + alongColumn) * 0.5f);
@@ -294,21 +399,28 @@ void Step(const StepPlan& plan, const float* u, float* next) {
     std::ptrdiff_t tensors = 0;
     std::ptrdiff_t finished = 0;
     if (plan.wide != nullptr) plan.wideStrip->blocksMade = 0;
-    for (std::ptrdiff_t chunk = 0; chunk < plan.height; chunk += kChunkRows) {
-        const std::ptrdiff_t front = chunk + kChunkRows < plan.height ? chunk + kChunkRows : plan.height;
-        const std::ptrdiff_t wanted = front + 2 < plan.height ? front + 2 : plan.height;
-        SmoothRows(plan, u, smoothed, wanted - smoothed);
-        smoothed = wanted;
-        for (std::ptrdiff_t y = chunk; y < front; ++y) {
-            for (; tensors <= y + 1 && tensors < plan.height; ++tensors) TensorRow(plan, u, tensors);
-            SweepDown(plan, u, y);
+    for (std::ptrdiff_t first = 0; first < plan.height; first += kChunksAtOnce * kChunkRows) {
+        std::ptrdiff_t chunks = 0;
+        for (; chunks < kChunksAtOnce && first + chunks * kChunkRows < plan.height; ++chunks) {
+            const std::ptrdiff_t chunk = first + chunks * kChunkRows;
+            const std::ptrdiff_t front = Lesser(chunk + kChunkRows, plan.height);
+            const std::ptrdiff_t wanted = Lesser(front + 2, plan.height);
+            SmoothRows(plan, u, smoothed, wanted - smoothed);
+            smoothed = wanted;
+            for (std::ptrdiff_t y = chunk; y < front; ++y) {
+                for (; tensors <= y + 1 && tensors < plan.height; ++tensors) TensorRow(plan, u, tensors);
+                SweepDown(plan, u, y);
+            }
         }
-        SolveRows(plan, chunk);
-        if (front == plan.height) {
-            SweepUp(plan, next, finished, front, front);
-        } else if (front - finished >= plan.bandRows + plan.lookahead) {
-            SweepUp(plan, next, finished, front - plan.lookahead, front);
-            finished = front - plan.lookahead;
+        SolveRows(plan, first, chunks);
+        for (std::ptrdiff_t chunk = first; chunk < first + chunks * kChunkRows; chunk += kChunkRows) {
+            const std::ptrdiff_t front = Lesser(chunk + kChunkRows, plan.height);
+            if (front == plan.height) {
+                SweepUp(plan, next, finished, front, front);
+            } else if (front - finished >= plan.bandRows + plan.lookahead) {
+                SweepUp(plan, next, finished, front - plan.lookahead, front);
+                finished = front - plan.lookahead;
+            }
         }
     }
 }

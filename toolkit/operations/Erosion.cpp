@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "operations/OperationChecks.h"
@@ -52,58 +54,76 @@ void CutIntervals(const std::int32_t* half, bool* output, std::uint64_t width) {
     }
 }
 
-/// Erodes planes with distances of one integer type. A plane of distances to the nearest false voxel below is made from
-/// the bottom up, then the rows are finished from the top down, with the distances to the one above carried along.
+/// Erodes planes with distances of one integer type. A plane of distances to the nearest false voxel of the column is
+/// made by strips of columns: those to the one below from the bottom up, then from the top down the lesser of them and
+/// those to the one above. Each row then needs its own distances only.
 template <typename Distance>
 class PlaneErosion {
 public:
-    PlaneErosion(const VoxelImage<bool>& input, std::vector<std::int32_t> halfWidths)
+    PlaneErosion(const VoxelImage<bool>& input, std::vector<std::int32_t> halfWidths, const PartRunner& run)
         : width_(input.SizeX()),
           height_(input.SizeY()),
           halfWidths_(std::move(halfWidths)),
           beyond_(static_cast<Distance>(halfWidths_.size() - 1)),
-          above_(width_),
-          half_(width_) {
-        if constexpr (sizeof(Distance) > sizeof(bool)) below_.reset(new Distance[width_ * height_]);
+          run_(run) {
+        if constexpr (sizeof(Distance) > sizeof(bool)) distances_.reset(new Distance[width_ * height_]);
     }
 
     void Erode(const bool* input, bool* output) {
         // Distances of one byte fit into the output itself, row by row ahead of its final values.
-        Distance* below = below_.get();
-        if constexpr (sizeof(Distance) == sizeof(bool)) below = reinterpret_cast<Distance*>(output);
-        std::fill(above_.begin(), above_.end(), beyond_);
-        const Distance* previous = above_.data();
-        for (std::uint64_t y = height_; y-- > 0;) {
-            StepDistances(input + y * width_, previous, below + y * width_, width_, beyond_);
-            previous = below + y * width_;
-        }
-        for (std::uint64_t y = 0; y < height_; ++y) {
-            const Distance* belowRow = below + y * width_;
-            StepDistances(input + y * width_, above_.data(), above_.data(), width_, beyond_);
-            for (std::uint64_t x = 0; x < width_; ++x) half_[x] = halfWidths_[std::min(above_[x], belowRow[x])];
-            CutIntervals(half_.data(), output + y * width_, width_);
-        }
+        Distance* distances = distances_.get();
+        if constexpr (sizeof(Distance) == sizeof(bool)) distances = reinterpret_cast<Distance*>(output);
+        RunRanges(width_, kFewestColumns, run_,
+                  [&](const PartRange& columns) { FillColumns(input, distances, columns); });
+        RunRows(height_, run_, [&](const PartRange& rows) {
+            std::vector<std::int32_t> half(width_);
+            for (std::uint64_t y = rows.first; y < rows.end; ++y) {
+                const Distance* row = distances + y * width_;
+                for (std::uint64_t x = 0; x < width_; ++x) half[x] = halfWidths_[row[x]];
+                CutIntervals(half.data(), output + y * width_, width_);
+            }
+        });
     }
 
 private:
+    // Narrower strips would share cache lines and pages too often.
+    static constexpr std::uint64_t kFewestColumns = 256;
+
+    void FillColumns(const bool* input, Distance* distances, const PartRange& columns) const {
+        const std::uint64_t count = columns.end - columns.first;
+        std::vector<Distance> above(count, beyond_);
+        const Distance* previous = above.data();
+        for (std::uint64_t y = height_; y-- > 0;) {
+            const std::uint64_t at = y * width_ + columns.first;
+            StepDistances(input + at, previous, distances + at, count, beyond_);
+            previous = distances + at;
+        }
+        for (std::uint64_t y = 0; y < height_; ++y) {
+            const std::uint64_t at = y * width_ + columns.first;
+            StepDistances(input + at, above.data(), above.data(), count, beyond_);
+            Distance* row = distances + at;
+            for (std::uint64_t x = 0; x < count; ++x) row[x] = std::min(row[x], above[x]);
+        }
+    }
+
     std::uint64_t width_;
     std::uint64_t height_;
     std::vector<std::int32_t> halfWidths_;
     Distance beyond_;
-    std::unique_ptr<Distance[]> below_;
-    std::vector<Distance> above_;
-    std::vector<std::int32_t> half_;
+    const PartRunner& run_;
+    std::unique_ptr<Distance[]> distances_;
 };
 
 template <typename Distance>
-void ErodePlanes(const VoxelImage<bool>& input, VoxelImage<bool>& output, std::vector<std::int32_t> halfWidths) {
-    PlaneErosion<Distance> erosion(input, std::move(halfWidths));
+void ErodePlanes(const VoxelImage<bool>& input, VoxelImage<bool>& output, std::vector<std::int32_t> halfWidths,
+                 const PartRunner& run) {
+    PlaneErosion<Distance> erosion(input, std::move(halfWidths), run);
     for (std::uint64_t z = 0; z < input.SizeZ(); ++z) erosion.Erode(input.Row(0, z), output.Row(0, z));
 }
 
 }  // namespace
 
-void ErodeMask(const VoxelImage<bool>& input, VoxelImage<bool>& output, int radius) {
+void ErodeMask(const VoxelImage<bool>& input, VoxelImage<bool>& output, int radius, const PartRunner& run) {
     RequireVoxels("ErodeMask", input);
     RequireSeparateOutput("ErodeMask", input, output);
     if (radius < 0) {
@@ -115,11 +135,11 @@ void ErodeMask(const VoxelImage<bool>& input, VoxelImage<bool>& output, int radi
     const std::uint64_t limit = std::min(static_cast<std::uint64_t>(radius), input.SizeY() - 1);
     std::vector<std::int32_t> halfWidths = HalfWidths(radius, static_cast<std::int64_t>(limit));
     if (limit < std::numeric_limits<std::uint8_t>::max()) {
-        ErodePlanes<std::uint8_t>(input, output, std::move(halfWidths));
+        ErodePlanes<std::uint8_t>(input, output, std::move(halfWidths), run);
     } else if (limit < std::numeric_limits<std::uint16_t>::max()) {
-        ErodePlanes<std::uint16_t>(input, output, std::move(halfWidths));
+        ErodePlanes<std::uint16_t>(input, output, std::move(halfWidths), run);
     } else {
-        ErodePlanes<std::uint32_t>(input, output, std::move(halfWidths));
+        ErodePlanes<std::uint32_t>(input, output, std::move(halfWidths), run);
     }
 }
 

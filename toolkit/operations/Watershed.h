@@ -4,6 +4,7 @@
 
 #include "Neighbourhood8.h"
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace qvox {
 
@@ -21,9 +22,11 @@ namespace qvox {
 /// keep their labels. Without any marker all of it is 0; with one there is no 0 left, since the plane is connected.
 ///
 /// Throws ToolkitError when the sizes differ, or the images are empty, have more than one plane or 2^32 voxels or more.
-/// Cost: near-linear in the voxels; 12 to 16 bytes per voxel beside the result on micrographs.
+/// Cost: near-linear in the voxels; 12 to 16 bytes per voxel beside the result on micrographs. What comes before and
+/// after the flood, which takes one thread, is done by the parts that `run` is given.
 /// Source: Beucher, Meyer (1993), flooding by an ordered queue as in Meyer (1991), without the dams.
 void WatershedFromMarkers(const VoxelImage<float>& relief, const VoxelImage<std::uint16_t>& markers,
-                          VoxelImage<std::uint16_t>& output, Neighbourhood8 neighbourhood);
+                          VoxelImage<std::uint16_t>& output, Neighbourhood8 neighbourhood,
+                          const PartRunner& run = RunOneByOne);
 
 }  // namespace qvox

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "VoxelImage.h"
+
+namespace Korvane {
+
+/// The pixels of one label, pieces together: how many there are and the box around them, both ends included.
+struct LabelExtent {
+    std::uint16_t label = 0;
+    std::uint64_t pixels = 0;
+    std::uint64_t minX = 0;
+    std::uint64_t minY = 0;
+    std::uint64_t maxX = 0;
+    std::uint64_t maxY = 0;
+};
+
+/// One entry per label that occurs, in ascending order. Cost: one pass over the image.
+std::vector<LabelExtent> LabelExtents(const qvox::LabelImage& labels);
+
+}  // namespace Korvane
