@@ -27,7 +27,7 @@ constexpr double kHighestCharacter = 0.12;  // of the image's height
 constexpr int kSmallestCharacterPx = 8;     // its area
 constexpr int kSmallestLonePiecePx = 12;
 constexpr double kLoneSolidity = 0.55;      // of a piece alone at most: specks are convex
-constexpr double kCharacterSolidity = 0.8;  // of half the characters of a line at most
+constexpr double kCharacterSolidity = 0.8;  // of half the characters of a line at most; or strokes
 constexpr std::size_t kShortestLine = 3;    // characters
 constexpr double kShortestBar = 0.03;       // of the image's width
 constexpr double kLongestBar = 0.8;         // longer ones are edges of the specimen's support
@@ -157,7 +157,7 @@ private:
                 if (!isUsed[order[next]] && Continues(Box(line.back()), Box(order[next]))) line.push_back(order[next]);
             }
             const auto hollow = std::count_if(line.begin(), line.end(), [this](std::size_t i) {
-                return end_.pieces[i].solidity <= kCharacterSolidity;
+                return end_.pieces[i].solidity <= kCharacterSolidity || Box(i).height >= 3 * Box(i).width;
             });
             if (line.size() < kShortestLine || 2 * static_cast<std::size_t>(hollow) < line.size()) continue;
             for (const std::size_t i : line) isUsed[i] = true;
