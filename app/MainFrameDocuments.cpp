@@ -120,7 +120,11 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
     for (const wxString& path : paths) {
         DoFileTask(FileTask::kLoadInput, path, [&] {
             AppendPosition(store_, LoadPosition(path));
-            doubtful.Add(path, PixelSizeWarning(store_.images.back().Resolution()));
+            const qvox::VoxelImage<float>& image = store_.images.back();
+            doubtful.Add(path, PixelSizeWarning(image.Resolution()));
+            const wxString batch = "korvane-batch detect ";
+            doubtful.Add(path, InformationBarWarning(FindInformationBars(image), batch + "--trim-bar"));
+            doubtful.Add(path, AnnotationWarning(FindAnnotations(image), {}, batch + "--fill-annotations"));
         });
     }
     WarnOf(doubtful);

@@ -45,6 +45,7 @@ struct ImageOutcome {
     wxString resolutionSource;
     std::optional<double> givenPixelSizeNm;  ///< where the run gave it
     std::optional<std::uint64_t> page;       ///< of the file, from 1; none before it was looked at
+    std::string prepared;                    ///< what was left out or filled for the analysis
     bool hasFurtherPages = false;            ///< the file has pages that were not read
     std::size_t objectCount = 0;
     std::optional<std::size_t> countedObjects;  ///< of a selection, where the run makes one

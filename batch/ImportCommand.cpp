@@ -121,7 +121,7 @@ int RunImport(const ImportOptions& options, const Streams& streams) {
     run.written = {&ImageFiles::labels};
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.recorder = std::make_shared<RunRecorder>(RunRecord{"import", std::nullopt, "no label file"});
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{"import", std::nullopt, "no label file", {}});
     run.work = [&options](ImageJob& job) { ImportImage(job, options); };
     return RunImages(run, streams);
 }

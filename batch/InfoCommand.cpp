@@ -36,6 +36,18 @@ wxString InfoLine(const wxString& path, const qvox::ImageFileInfo& info) {
     return line;
 }
 
+/// Bars and writing are looked for in images that the analyses take.
+void WarnOfWriting(const std::string& input, const qvox::ImageFileInfo& info, const InfoOptions& options,
+                   const Streams& streams) {
+    if (!IsInputType(info.type) || info.sizeZ > 1 || options.input.verbosity == Verbosity::kQuiet) return;
+    const Position position = LoadPosition(PathText(input), options.input.reading);
+    for (const wxString& warning : {InformationBarWarning(FindInformationBars(position.image)),
+                                    AnnotationWarning(FindAnnotations(position.image), {})}) {
+        if (warning.empty()) continue;
+        WriteOut(streams.messages, VisibleText("warning: '" + PathText(input) + "' " + warning) + "\n");
+    }
+}
+
 }  // namespace
 
 void AddInfoOptions(CLI::App& command, InfoOptions& options) { AddInput(command, options.input); }
@@ -48,7 +60,10 @@ int RunInfo(const InfoOptions& options, const Streams& streams) {
         FailureText error;
         try {
             const qvox::ImageFileInfo info = qvox::InspectImageFile(input, options.input.reading);
-            if (WriteOut(streams.output, VisibleText(InfoLine(PathText(input), info)) + "\n")) continue;
+            if (WriteOut(streams.output, VisibleText(InfoLine(PathText(input), info)) + "\n")) {
+                WarnOfWriting(input, info, options, streams);
+                continue;
+            }
             error.message =
                 "Cannot write to the standard output! (" + wxString(std::generic_category().message(errno)) + ")";
         } catch (...) {

@@ -71,7 +71,9 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
         throw ImageFailure{{wxString("Cannot ") + maker.verb + " '" + files.input + "'! (" + trouble +
                             "; give the pixel size with --pixel-size NM)"}};
     }
-    Analyse(job, options, maker, position);
+    Preparation preparation(job, options.preparation, position);
+    Analyse(job, options, maker, preparation.Prepared() ? *preparation.Prepared() : position);
+    if (preparation.Prepared()) preparation.PutBack(position);
     job.KeepLabels(position.labels,
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
     job.Outcome().state = ImageState::kDone;
@@ -87,6 +89,7 @@ void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
     command.add_flag("--overlay", options.overlay, "Write export_NAME too");
     AddStrict(command, options.recordCheck);
     AddParameters(command, options.parameters);
+    AddPreparation(command, options.preparation);
 }
 
 int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const Streams& streams) {
@@ -103,7 +106,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
         run.tableRules.existing = ExistingTable::kReplace;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds"});
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds", options.preparation.Text()});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);
 }

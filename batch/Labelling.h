@@ -9,6 +9,7 @@
 #include "ImageJob.h"
 #include "ObjectTable.h"
 #include "OptionGroups.h"
+#include "Preparation.h"
 #include "TableOptions.h"
 #include "operations/PartRunner.h"
 
@@ -25,11 +26,12 @@ struct LabellingOptions {
     RecordCheck recordCheck = RecordCheck::kWarn;
     bool overlay = false;  ///< write the overlay too
     AnalysisParameters parameters;
+    PreparationOptions preparation;
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
-/// --overwrite, --overlay, --strict and the analysis parameters.
+/// --overwrite, --overlay, --strict, the analysis parameters and the preparation.
 void AddLabellingOptions(CLI::App& command, LabellingOptions& options);
 
 /// The differences between the commands that make labels.

@@ -107,6 +107,8 @@ void AddMaking(Json& json, const RecordEntry& entry) {
     json["command"] = entry.command;
     json["page"] = OrNull(entry.page);
     json["parameters"] = ParametersJson(entry.parameters);
+    if (!entry.preparation.empty()) json["preparation"] = entry.preparation;
+    if (!entry.prepared.empty()) json["prepared"] = entry.prepared;
     json["version"] = entry.version;
     json["commit"] = TextOrNull(entry.commit);
     json["started"] = entry.started;
@@ -181,6 +183,8 @@ std::optional<RecordEntry> ReadEntry(const std::string& line) {
         entry.command = Text(json, "command");
         entry.page = Number<std::uint64_t>(json, "page");
         entry.parameters = ReadParameters(json.at("parameters"));
+        entry.preparation = Text(json, "preparation");
+        entry.prepared = Text(json, "prepared");
         entry.pixelSize = {Number<double>(json.at("pixelSizeNm"), "x"), Number<double>(json.at("pixelSizeNm"), "y")};
         entry.pixelSizeSource = Text(json, "pixelSizeSource");
         entry.objects = Number<std::size_t>(json, "objects");
@@ -230,6 +234,8 @@ std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked) {
                           NumberText((*asked.parameters).*name.field));
         }
     }
+    const auto orNone = [](const std::string& preparation) { return preparation.empty() ? "none" : preparation; };
+    AddDifference(text, "preparation", orNone(made.preparation), orNone(asked.preparation));
     AddDifference(text, "pixel width", made.pixelSize.x, asked.pixelSize.x);
     AddDifference(text, "pixel height", made.pixelSize.y, asked.pixelSize.y);
     return text;

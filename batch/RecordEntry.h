@@ -31,6 +31,8 @@ struct RecordEntry {
     std::string command;
     std::optional<AnalysisParameters> parameters;  ///< none: the command has no analysis
     std::optional<std::uint64_t> page;             ///< of the image's file, from 1; none: not known
+    std::string preparation;  ///< options that leave out or fill parts of the image
+    std::string prepared;     ///< the same as it was done
     PixelSizeNm pixelSize;
     std::string pixelSizeSource;  ///< empty: the image was not read
     std::optional<std::size_t> objects;
@@ -73,7 +75,7 @@ std::optional<RecordRun> ReadRun(const std::string& line);
 nlohmann::ordered_json EntryJson(const RecordEntry& entry, const std::string& labelsPath);
 
 /// A text that says in which ways an image's labels were made other than `asked`; empty when they were not. Command,
-/// page, parameters and pixel size count, as far as both know them.
+/// page, parameters, preparation and pixel size count, as far as both know them.
 std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked);
 
 }  // namespace Korvane

@@ -54,6 +54,8 @@ RecordEntry RunRecorder::Entry(const ImageFiles& files, const ImageOutcome& outc
     entry.command = record_.command;
     entry.page = outcome.page;
     entry.parameters = record_.parameters;
+    entry.preparation = record_.preparation;
+    entry.prepared = outcome.prepared;
     entry.pixelSize = {InNm(outcome.resolution.x), InNm(outcome.resolution.y)};
     // A size that was given is recorded as it was given, not as the quotient of its single-precision inverse.
     if (outcome.givenPixelSizeNm) entry.pixelSize = {outcome.givenPixelSizeNm, outcome.givenPixelSizeNm};

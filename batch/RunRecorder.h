@@ -21,6 +21,7 @@ struct RunRecord {
     std::string command;
     std::optional<AnalysisParameters> parameters;  ///< none: without an analysis
     std::string withoutStart;  ///< result of an image that lacks the file which the labels start from
+    std::string preparation;   ///< the options of it; empty without any
 };
 
 /// The present time, UTC, ISO 8601.

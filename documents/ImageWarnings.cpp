@@ -76,6 +76,34 @@ wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const Analysi
            wxString(std::to_string(limit)) + "): the whole image becomes one object, or none.";
 }
 
+wxString AnnotationWarning(const Annotations& annotations, const PixelBox& frame, const wxString& remedy) {
+    if (annotations.Empty()) return {};
+    const PixelBox box = annotations.Bounds();
+    const auto whole = [](std::int64_t number) { return wxString(std::to_string(number)); };
+    wxString text = "has a scale bar or writing at " + whole(frame.x + box.x) + ", " + whole(frame.y + box.y) + " (" +
+                    whole(box.width) + " x " + whole(box.height) + ") that covers " +
+                    wxString(std::to_string(annotations.PixelCount())) + " pixels; use " + remedy + ".";
+    for (const Annotation& piece : annotations.pieces) {
+        if (piece.barLengthPx == 0) continue;
+        text += " The bar is " + whole(piece.barLengthPx) + " pixels long.";
+        break;
+    }
+    return text;
+}
+
+wxString InformationBarText(const InformationBars& bars) {
+    wxString text;
+    if (bars.topRows > 0) text = wxString(std::to_string(bars.topRows)) + " rows at the top";
+    if (bars.topRows > 0 && bars.bottomRows > 0) text += " and ";
+    if (bars.bottomRows > 0) text += wxString(std::to_string(bars.bottomRows)) + " rows at the bottom";
+    return text;
+}
+
+wxString InformationBarWarning(const InformationBars& bars, const wxString& remedy) {
+    if (bars.Empty()) return {};
+    return "has an information bar: " + InformationBarText(bars) + "; use " + remedy + ".";
+}
+
 wxString BrokenRowsWarning(const wxString& path) {
     if (path.find_first_of("\t\n\r") == wxString::npos) return {};
     return "has a tab or the end of a line in its name: its rows of the table have other columns than the rest. Rename "

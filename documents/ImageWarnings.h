@@ -6,6 +6,8 @@
 #include <wx/string.h>
 
 #include "AnalysisParameters.h"
+#include "Annotations.h"
+#include "InformationBar.h"
 #include "PixelResolution.h"
 
 // Warnings about an image that a person should read before believing its results. Each text goes on where the image's
@@ -35,6 +37,15 @@ wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxS
 /// An image that is no larger than the largest object of detection. An undefined or absurd pixel size, which detection
 /// refuses, gives no warning here.
 wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters);
+
+/// Scale bars and writing in the image; `frame`: the part of the image that they were found in, `remedy`: the option
+/// against them.
+wxString AnnotationWarning(const Annotations& annotations, const PixelBox& frame,
+                           const wxString& remedy = "--fill-annotations");
+
+/// Information bars above and below the image. The text alone: "32 rows at the bottom".
+wxString InformationBarWarning(const InformationBars& bars, const wxString& remedy = "--trim-bar");
+wxString InformationBarText(const InformationBars& bars);
 
 /// A path with a tab, a line feed or a carriage return, which stand between the columns and rows of the table.
 wxString BrokenRowsWarning(const wxString& path);
