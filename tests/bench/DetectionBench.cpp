@@ -78,6 +78,17 @@ void BM_Detection(benchmark::State& state) {
         state, Pixels(state), [&] { labels.Release(); }, [&] { Run(raw, labels, parameters, kResolution, observer); });
 }
 
+// On one thread, as the plain forms.
+void FilterOnOne(const cv::Mat& mask, cv::Mat& filtered, float scale, float areaFraction) {
+    Korvane::FilterCandidates(mask, filtered, scale, areaFraction);
+}
+cv::Mat SeparateOnOne(const cv::Mat& filtered, float scale) { return Korvane::SeparateClusters(filtered, scale); }
+void DetectOnOne(const qvox::VoxelImage<float>& raw, qvox::LabelImage& labels,
+                 const Korvane::AnalysisParameters& parameters, float xResolution,
+                 Korvane::DetectionObserver& observer) {
+    Korvane::DetectExosomes(raw, labels, parameters, xResolution, observer, qvox::RunOneByOne);
+}
+
 void Sizes(benchmark::internal::Benchmark* bench) {
     bench->ArgNames({"side", "noise"})->ArgsProduct({{512, 1024, 2048}, {0, 1}})->Unit(benchmark::kMillisecond);
 }
@@ -87,13 +98,13 @@ void SmallOnly(benchmark::internal::Benchmark* bench) {
 
 BENCHMARK(BM_Gradient<Korvane::GradientMagnitude>)->Name("Gradient")->Apply(Sizes);
 BENCHMARK(BM_Gradient<korvane_reference::PlainGradientMagnitude>)->Name("PlainGradient")->Apply(SmallOnly);
-BENCHMARK(BM_CandidateFilter<Korvane::FilterCandidates>)->Name("CandidateFilter")->Apply(Sizes);
+BENCHMARK(BM_CandidateFilter<FilterOnOne>)->Name("CandidateFilter")->Apply(Sizes);
 BENCHMARK(BM_CandidateFilter<korvane_reference::PlainFilterCandidates>)->Name("PlainCandidateFilter")->Apply(SmallOnly);
-BENCHMARK(BM_ClusterSeparation<Korvane::SeparateClusters>)->Name("ClusterSeparation")->Apply(Sizes);
+BENCHMARK(BM_ClusterSeparation<SeparateOnOne>)->Name("ClusterSeparation")->Apply(Sizes);
 BENCHMARK(BM_ClusterSeparation<korvane_reference::PlainSeparateClusters>)
     ->Name("PlainClusterSeparation")
     ->Apply(SmallOnly);
-BENCHMARK(BM_Detection<Korvane::DetectExosomes>)
+BENCHMARK(BM_Detection<DetectOnOne>)
     ->Name("Detection")
     ->ArgNames({"side", "noise", "refined"})
     ->ArgsProduct({{512, 1024, 2048}, {0, 1}, {0, 1}})

@@ -11,6 +11,7 @@ MODULES = [
         ("detection/support/", ["detection_tests", "segmentation_tests", "samples_tests"]),
         ("", ["detection_tests", "segmentation_tests", "samples_tests"]),
     ]),
+    ("annotations", "annotations", [("", ["annotations_tests"])]),
     ("segmentation", "segmentation", [("", ["segmentation_tests"])]),
     ("measurement", "measurement", [("", ["measurement_tests"])]),
     ("documents", "documents", [("", ["documents_tests", "faults_tests", "fuzz_replay_tests"])]),
