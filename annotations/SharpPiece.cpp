@@ -172,6 +172,7 @@ std::optional<SharpPiece> DescribePiece(const cv::Mat1f& levels, const cv::Mat1i
     if (far.size() < kLeastSurroundings) return std::nullopt;
     const float around = Median(far);
     std::vector<float> deviations;
+    deviations.reserve(far.size());
     for (const float level : far) deviations.push_back(std::fabs(level - around));
     const float noise = 1.48f * Median(deviations);
     if (-around < kLeastContrast * range || -around < kLeastContrastToNoise * noise) return std::nullopt;

@@ -40,8 +40,9 @@ public:
     }
 
     CurvePoint PointOf(std::size_t corner) const {
-        return {static_cast<double>(extent_.minX + corner % width_) - 0.5,
-                static_cast<double>(extent_.minY + corner / width_) - 0.5};
+        const std::size_t row = corner / width_;
+        return {static_cast<double>(extent_.minX + corner - row * width_) - 0.5,
+                static_cast<double>(extent_.minY + row) - 0.5};
     }
 
 private:
