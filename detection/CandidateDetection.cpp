@@ -160,11 +160,11 @@ EdgeHistogram CountEdges(const cv::Mat& edges, const qvox::PartRunner& run) {
     for (EdgeHistogram& histogram : histograms) histogram.assign(kPercentileBins + 1, 0);
     qvox::RunRanges(rowCount, fewest, run,
                     [&](const qvox::PartRange& rows) { CountRows(edges, rows, histograms[rows.part]); });
-    EdgeHistogram& all = histograms.front();
+    EdgeHistogram all = std::move(histograms.front());
     for (std::size_t i = 1; i < histograms.size(); ++i) {
         std::transform(all.begin(), all.end(), histograms[i].begin(), all.begin(), std::plus<>{});
     }
-    return std::move(all);
+    return all;
 }
 
 }  // namespace
