@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <opencv2/imgproc.hpp>
+#include <tuple>
 
 #include "SharpPiece.h"
 
@@ -82,6 +83,12 @@ End Describe(const cv::Mat1f& levels, float range) {
                            records(label, cv::CC_STAT_WIDTH), records(label, cv::CC_STAT_HEIGHT));
         if (auto piece = DescribePiece(levels, end.labels, label, box, area, range)) end.pieces.push_back(*piece);
     }
+    // The library's numbers may depend on its threads.
+    const auto place = [](const SharpPiece& piece) {
+        return std::make_tuple(piece.box.y, piece.box.x, piece.box.height, piece.box.width, piece.area);
+    };
+    std::sort(end.pieces.begin(), end.pieces.end(),
+              [&](const SharpPiece& a, const SharpPiece& b) { return place(a) < place(b); });
     return end;
 }
 
