@@ -12,6 +12,7 @@
 
 #include "ExceptionText.h"
 #include "MainFrame.h"
+#include "MessageLog.h"
 #include "PathText.h"
 #include "StandardStreams.h"
 #include "Version.h"
@@ -26,6 +27,7 @@ public:
     bool OnInit() override {
         std::setlocale(LC_NUMERIC, "C");
         AdoptPathConversion();
+        delete wxLog::SetActiveTarget(new MessageLog);
         auto* frame = new MainFrame;
         HideMenusUntilShown(*frame);
         frame->Show();

@@ -7,6 +7,7 @@
 #include <wx/sizer.h>
 #include <wx/statusbr.h>
 
+#include "Accessibility.h"
 #include "CommandTable.h"
 #include "ExceptionText.h"
 #include "ProgramIcon.h"
@@ -68,6 +69,12 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
     CreateStatusBar(static_cast<int>(std::size(kWidths)));
     SetStatusWidths(static_cast<int>(std::size(kWidths)), kWidths);
     FitStatusFont(*GetStatusBar(), kWidths[1]);
+    for (wxWindow* const window : {static_cast<wxWindow*>(GetMenuBar()), static_cast<wxWindow*>(GetStatusBar())}) {
+        window->SetDropTarget(new DroppedFiles(*this));
+    }
+    SetAccessibleName(*canvas_, "Image");
+    SetAccessibleDescription(*canvas_, kNothingOpenText);
+    SetAccessibleName(*GetStatusBar(), "Status");
     RefreshStatusTexts();
     ShowChecks();
     SetSize(500, 500);

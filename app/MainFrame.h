@@ -21,6 +21,17 @@ namespace Korvane {
 
 class SingleImageCanvas;
 
+/// What an analysis has to tell when it is over.
+struct AnalysisNotes {
+    struct Failure {
+        wxString text;
+        wxString cause;
+    };
+    std::vector<Failure> failures;  ///< positions that keep their labels
+    std::vector<wxString> warnings;
+    GatheredWarnings tooSmall;  ///< images that are no larger than one object may be
+};
+
 /// The main window. It owns the positions, the analysis parameters and the state of viewing and editing; every command
 /// of the program arrives here.
 class MainFrame final : public wxFrame, public CanvasOwner {
@@ -133,6 +144,9 @@ private:
     bool HasPositions() const { return PositionCount(store_) > 0; }
     bool Confirm(const wxString& question);
     void Tell(const wxString& text);
+    /// In the status bar's first field.
+    void Say(const wxString& text);
+    void DescribeStatus();
     void RefreshAll();
     void ShowChecks();
     void EnableLater();
@@ -150,7 +164,8 @@ private:
     void CountAgain();
 
     void RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body);
-    void RunDetection(int range, const std::function<void(wxProgressDialog&)>& body);
+    void TellNotes();
+    void NoteFailure(const wxString& task, std::size_t index);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
     void AnalyseEach(const std::function<void(std::size_t)>& analyse);
@@ -162,7 +177,7 @@ private:
     bool onlyContours_ = true;
     bool labelNumbers_ = false;
     AnalysisParameters parameters_;
-    GatheredWarnings tooSmall_;  ///< of the detection that runs: images that are no larger than one object may be
+    AnalysisNotes notes_;
     int zoomLevel_ = 0;
     std::vector<LabelAnchor> anchors_;  ///< of the census' version below
     std::optional<std::uint64_t> anchorsVersion_;

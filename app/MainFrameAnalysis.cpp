@@ -11,6 +11,7 @@
 #include "ExceptionText.h"
 #include "FreedMemory.h"
 #include "MainFrame.h"
+#include "MessageLog.h"
 #include "PixelHeight.h"
 #include "Scopes.h"
 #include "SeededSegmentation.h"
@@ -26,14 +27,11 @@ constexpr int kInitialMaximum = 1000000000;
 /// Its five digits leave room for more positions than anybody opens at once.
 constexpr int kWidestImageNumber = 10000;
 
-/// A position that could not be analysed, with the text for a person.
-struct AnalysisFailure {
-    wxString text;
-};
-
-[[noreturn]] void FailFor(const wxString& task, std::size_t index, const wxString& path) {
-    throw AnalysisFailure{"Cannot " + task + " the position number " + std::to_string(index + 1) + ", '" + path +
-                          "'! (" + ExceptionText(std::current_exception()) + ")"};
+/// The way out for an image whose pixel size is missing or cannot be true; empty where that is not the trouble.
+wxString PixelSizeAdvice(const qvox::PixelResolution& resolution) {
+    if (resolution.x > 0.0f && PixelHeightTrouble(resolution).empty()) return {};
+    return "\nStore the pixel size in a copy of the image: korvane-batch calibrate --pixel-size NM IMAGE. Then open the "
+           "copy.";
 }
 
 /// The toolkit fits the dialog's text to each message, but the new size counts only when events are next handled: after
@@ -65,6 +63,7 @@ void MainFrame::OnParameters(wxCommandEvent&) {
 void MainFrame::RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body) {
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
+    notes_ = {};
     try {
         wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr,
                                   wxPD_APP_MODAL | wxPD_AUTO_HIDE);
@@ -73,10 +72,29 @@ void MainFrame::RunAnalysis(const wxString& message, int range, const std::funct
         progress.SetWindowStyleFlag(progress.GetWindowStyleFlag() | wxSTAY_ON_TOP);
         body(progress);
         progress.Update(progress.GetRange(), wxEmptyString);
-    } catch (const AnalysisFailure& failure) {
-        wxLogError("%s", failure.text);
+    } catch (...) {
+        TellNotes();
+        throw;
     }
     RefreshAll();
+    TellNotes();
+}
+
+/// Not before the progress dialog is gone: it handles events, which would show what is told so far.
+void MainFrame::TellNotes() {
+    for (const AnalysisNotes::Failure& failure : notes_.failures) LogFailure(failure.text, failure.cause);
+    for (const wxString& warning : notes_.warnings) wxLogWarning("%s", warning);
+    const wxString tooSmall = notes_.tooSmall.Text();
+    if (!tooSmall.empty()) wxLogWarning("%s", tooSmall);
+}
+
+/// Keeps the exception that is handled now; the other positions are still analysed.
+void MainFrame::NoteFailure(const wxString& task, std::size_t index) {
+    const wxString cause = ExceptionText(std::current_exception());
+    notes_.failures.push_back({"Cannot " + task + " the position number " + std::to_string(index + 1) + ", '" +
+                                   store_.paths[index] + "'! (" + cause + ")" +
+                                   PixelSizeAdvice(store_.images[index].Resolution()),
+                               cause});
 }
 
 void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
@@ -93,32 +111,30 @@ void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
     SwitchTo(remembered);
 }
 
-void MainFrame::RunDetection(int range, const std::function<void(wxProgressDialog&)>& body) {
-    tooSmall_ = {};
-    RunAnalysis(kDetectionMessage, range, body);
-    const wxString warning = tooSmall_.Text();
-    if (!warning.empty()) wxLogWarning("%s", warning);
-}
-
 void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
     const qvox::VoxelImage<float>& image = store_.images[index];
+    const int begun = progress.GetValue();
     try {
         RequirePixelHeight(image.Resolution());
         // Into a copy: a failure half way leaves the position what it holds, and the canvas never shows half a result.
         qvox::LabelImage result(store_.labelImages[index]);
         DetectionProgress observer(progress);
         DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
-        tooSmall_.Add(store_.paths[index], AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
+        notes_.tooSmall.Add(store_.paths[index], AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
         store_.labelImages[index].Swap(result);
     } catch (...) {
-        FailFor("detect the exosomes in", index, store_.paths[index]);
+        NoteFailure("detect the exosomes in", index);
+        // The number of the image after it is told from the steps done.
+        progress.Update(std::min(begun + kProgressStepsPerPosition, progress.GetRange() - 1));
+        return;
     }
     CountAgain();
 }
 
 void MainFrame::SegmentPosition(std::size_t index) {
     if (CountLabels(store_, index) == 0) {
-        wxLogWarning("The position number %d was not segmented due to missing seeds!", static_cast<int>(index + 1));
+        notes_.warnings.push_back("The position number " + std::to_string(index + 1) +
+                                  " was not segmented due to missing seeds!");
         return;
     }
     const qvox::VoxelImage<float>& image = store_.images[index];
@@ -128,19 +144,20 @@ void MainFrame::SegmentPosition(std::size_t index) {
         SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
         store_.labelImages[index].Swap(result);
     } catch (...) {
-        FailFor("segment the exosomes in", index, store_.paths[index]);
+        NoteFailure("segment the exosomes in", index);
+        return;
     }
     CountAgain();
 }
 
 void MainFrame::OnDetectCurrent(wxCommandEvent&) {
-    RunDetection(kProgressStepsPerPosition + 1,
+    RunAnalysis(kDetectionMessage, kProgressStepsPerPosition + 1,
                  [this](wxProgressDialog& progress) { DetectPosition(store_.current, progress); });
 }
 
 void MainFrame::OnDetectEmpty(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunDetection(count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach([&](std::size_t i) {
             if (CountLabels(store_, i) != 0) {
                 progress.SetRange(progress.GetRange() - kProgressStepsPerPosition);
@@ -153,7 +170,7 @@ void MainFrame::OnDetectEmpty(wxCommandEvent&) {
 
 void MainFrame::OnDetectAll(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunDetection(count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach([&](std::size_t i) { DetectPosition(i, progress); });
     });
 }

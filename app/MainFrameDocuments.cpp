@@ -8,12 +8,14 @@
 #include <wx/log.h>
 #include <wx/settings.h>
 
+#include "Accessibility.h"
 #include "FailureText.h"
 #include "ImageList.h"
 #include "ImageLoading.h"
 #include "ImageWarnings.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
+#include "MessageLog.h"
 #include "OverlayDrawing.h"
 #include "PathText.h"
 #include "Scopes.h"
@@ -37,7 +39,8 @@ bool DoFileTask(FileTask task, const wxString& name, Work work) {
         work();
         return true;
     } catch (...) {
-        wxLogError("%s", FailureMessage(task, name, std::current_exception()));
+        const FailureText failure = TextOfFailure(task, name, std::current_exception());
+        LogFailure(failure.Lines(), failure.cause);
         return false;
     }
 }
@@ -137,6 +140,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
     }
     // The title would go on naming a position that is gone.
     SetTitle(kStartTitle);
+    SetAccessibleDescription(*canvas_, kNothingOpenText);
     canvas_->ShowFromCorner();
     RefreshStatusTexts();
     RefreshAll();

@@ -48,9 +48,14 @@ void MainFrame::OnClearAll(wxCommandEvent&) {
 
 bool MainFrame::HandleEditKey(int key) {
     switch (key) {
-        case WXK_BACK:
-            Finish(UndoEdit(Edited(), editing_));
+        case WXK_BACK: {
+            const EditResult result = UndoEdit(Edited(), editing_);
+            Finish(result);
+            // Whatever came after that stroke is gone with it: a detection, segmentation or labels that were loaded.
+            Say(result == EditResult::kNothing ? "There is no stroke to take back"
+                                               : "The labels from before the last stroke are back");
             return true;
+        }
         case 'c':
             // The menu's check mark stays as it is.
             Finish(FlipDrawingMode(editing_));

@@ -3,6 +3,7 @@
 #include <wx/app.h>
 #include <wx/evtloop.h>
 
+#include "Accessibility.h"
 #include "CommandTable.h"
 #include "MainFrame.h"
 #include "SingleImageCanvas.h"
@@ -100,9 +101,12 @@ void MainFrame::CountAgain() {
 }
 
 void MainFrame::RefreshStatusTexts() {
-    const auto set = [this](int field, const wxString& text) {
+    bool changed = false;
+    const auto set = [&](int field, const wxString& text) {
         // A status bar repaints on every change; most paints change nothing of it.
-        if (GetStatusBar()->GetStatusText(field) != text) SetStatusText(text, field);
+        if (GetStatusBar()->GetStatusText(field) == text) return;
+        SetStatusText(text, field);
+        changed = true;
     };
     StatusFields fields = StatusTextsWithoutPosition();
     if (HasPositions()) {
@@ -110,6 +114,22 @@ void MainFrame::RefreshStatusTexts() {
                               store_.labelCount, editing_.mode});
     }
     for (std::size_t i = 0; i < fields.size(); ++i) set(static_cast<int>(i + 1), fields[i]);
+    if (changed) DescribeStatus();
+}
+
+void MainFrame::Say(const wxString& text) {
+    if (GetStatusBar()->GetStatusText(0) == text) return;
+    SetStatusText(text);
+    DescribeStatus();
+}
+
+void MainFrame::DescribeStatus() {
+    wxString all;
+    for (int i = 0; i < GetStatusBar()->GetFieldsCount(); ++i) {
+        const wxString field = GetStatusBar()->GetStatusText(i);
+        if (!field.empty()) all += (all.empty() ? "" : "; ") + field;
+    }
+    SetAccessibleDescription(*GetStatusBar(), all);
 }
 
 void MainFrame::PointCanvasAt(std::size_t index) {
@@ -120,6 +140,7 @@ void MainFrame::SwitchTo(std::size_t index) {
     if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) return;
     LabelsReplaced(editing_);
     SetTitle(PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring()));
+    SetAccessibleDescription(*canvas_, GetTitle());
     PointCanvasAt(index);
     canvas_->ShowFromCorner();
     RefreshAll();

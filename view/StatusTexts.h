@@ -13,6 +13,9 @@ namespace Korvane {
 /// The frame's title until a position is shown.
 inline constexpr const char* kStartTitle = "TEM Korvane";
 
+/// Told while no position is open.
+inline constexpr const char* kNothingOpenText = "Open images (Ctrl+O) or drop files here";
+
 /// Fields 1 to 5 of the status bar, in order; field 0 belongs to the menus' help texts.
 using StatusFields = std::array<std::string, 5>;
 
