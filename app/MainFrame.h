@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -10,8 +11,11 @@
 
 #include "AnalysisParameters.h"
 #include "CanvasOwner.h"
+#include "CommandTexts.h"
 #include "ImageWarnings.h"
+#include "KnownResults.h"
 #include "LabelEditing.h"
+#include "LabelHistory.h"
 #include "PositionStore.h"
 #include "ResultFiles.h"
 
@@ -20,6 +24,7 @@ class wxProgressDialog;
 namespace Korvane {
 
 class SingleImageCanvas;
+struct AnalysisKind;
 
 /// What an analysis has to tell when it is over.
 struct AnalysisNotes {
@@ -29,6 +34,7 @@ struct AnalysisNotes {
     };
     std::vector<Failure> failures;  ///< positions that keep their labels
     std::vector<wxString> warnings;
+    AnalysisOutcome outcome;
     GatheredWarnings tooSmall;  ///< images that are no larger than one object may be
 };
 
@@ -103,6 +109,11 @@ public:
     void OnSegmentExosomesSingle(wxCommandEvent&);
     void OnSegmentExosomesAll(wxCommandEvent&);
 
+    // Tools.
+
+    void OnUndo(wxCommandEvent&);
+    void OnRedo(wxCommandEvent&);
+
     // Help: both entries come here.
     void OnHelp(wxCommandEvent& event);
 
@@ -121,6 +132,7 @@ public:
     int ZoomLevel() const { return zoomLevel_; }
     int BrushRadius() const { return editing_.brushRadiusPx; }
     AnalysisParameters& Parameters() { return parameters_; }
+    const LabelHistory& History() const { return history_; }
 
 private:
     class CommandScope;
@@ -144,14 +156,18 @@ private:
     bool HasPositions() const { return PositionCount(store_) > 0; }
     bool Confirm(const wxString& question);
     void Tell(const wxString& text);
-    /// In the status bar's first field.
+    /// In the status bar's first field. It stands for some seconds before the pointer's place may replace it, and comes
+    /// back when the pointer leaves.
     void Say(const wxString& text);
+    void ShowFirstField(const wxString& text);
+    void ShowPointer(const wxMouseEvent& event);
     void DescribeStatus();
     void RefreshAll();
     void ShowChecks();
     void EnableLater();
 
-    void ReplacePositions(const std::vector<wxString>& paths);
+    void ReplacePositions(const std::vector<wxString>& paths, std::size_t products = 0);
+    LabelsFound LoadPositionLabels(std::size_t index, const wxString& file);
     void FitToPosition();
     void KeepOnScreen();
     void PointCanvasAt(std::size_t index);
@@ -163,16 +179,31 @@ private:
     void RefreshEdited(const PixelRectangle& part);
     void CountAgain();
 
-    void RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body);
-    void TellNotes();
+    // Every change of labels passes through these.
+    void Changed(std::size_t position, LabelChanges changes);
+    void TakeToolChanges();
+    void LabelsInDoubt();
+    void Travel(ChangeDirection direction);
+    void DiscardContour();
+    std::size_t UnsavedCount() const;
+
+    void RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body);
+    void TellNotes(const AnalysisKind& kind);
     void NoteFailure(const wxString& task, std::size_t index);
+    void NoteResult(std::size_t index, qvox::LabelImage& result);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
-    void AnalyseEach(const std::function<void(std::size_t)>& analyse);
+    void AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse);
 
     PositionStore store_;
     EditingState editing_;
     std::optional<wxPoint> strokeAt_;  ///< where the stroke of the left button was last seen, until its release
+    enum class Drag { kFollowed, kIgnored } drag_ = Drag::kFollowed;  ///< ignored once the contour was discarded
+    LabelHistory history_;
+    KnownResults knownResults_;
+    std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
+    wxString said_;
+    std::chrono::steady_clock::time_point saidAt_;
     bool onlyRaw_ = false;
     bool onlyContours_ = true;
     bool labelNumbers_ = false;

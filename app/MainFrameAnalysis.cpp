@@ -19,10 +19,17 @@
 
 namespace Korvane {
 
+/// One of the two analyses, in the texts about it.
+struct AnalysisKind {
+    const char* message;  ///< of the progress dialog at first
+    const char* what;
+    const char* title;
+};
+
 namespace {
 
-const char* const kDetectionMessage = "this is progress ...";
-const char* const kSegmentationMessage = "Segmentation in progress ...";
+constexpr AnalysisKind kDetection{"this is progress ...", "detection", "Detection"};
+constexpr AnalysisKind kSegmentation{"Segmentation in progress ...", "segmentation", "Segmentation"};
 constexpr int kInitialMaximum = 1000000000;
 /// Its five digits leave room for more positions than anybody opens at once.
 constexpr int kWidestImageNumber = 10000;
@@ -60,12 +67,13 @@ void MainFrame::OnParameters(wxCommandEvent&) {
     if (dialog.ShowModal() == wxID_OK) parameters_ = dialog.Parameters();
 }
 
-void MainFrame::RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body) {
+void MainFrame::RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body) {
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
     notes_ = {};
+    history_.Open(kind.what);
     try {
-        wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr,
+        wxProgressDialog progress("Please wait ...", kind.message, kInitialMaximum, nullptr,
                                   wxPD_APP_MODAL | wxPD_AUTO_HIDE);
         progress.SetRange(range);
         WidenMessage(progress);
@@ -73,35 +81,49 @@ void MainFrame::RunAnalysis(const wxString& message, int range, const std::funct
         body(progress);
         progress.Update(progress.GetRange(), wxEmptyString);
     } catch (...) {
-        TellNotes();
+        TellNotes(kind);
         throw;
     }
+    history_.Close();
     RefreshAll();
-    TellNotes();
+    TellNotes(kind);
 }
 
 /// Not before the progress dialog is gone: it handles events, which would show what is told so far.
-void MainFrame::TellNotes() {
+void MainFrame::TellNotes(const AnalysisKind& kind) {
     for (const AnalysisNotes::Failure& failure : notes_.failures) LogFailure(failure.text, failure.cause);
     for (const wxString& warning : notes_.warnings) wxLogWarning("%s", warning);
     const wxString tooSmall = notes_.tooSmall.Text();
     if (!tooSmall.empty()) wxLogWarning("%s", tooSmall);
+    Say(AnalysedText(kind.title, notes_.outcome));
+}
+
+/// The analysis of a position is done: its labels are replaced, whole.
+void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result) {
+    LabelChanges difference = DifferenceOf(store_.labelImages[index], result);
+    store_.labelImages[index].Swap(result);
+    Changed(index, std::move(difference));
+    const std::size_t objects = CountLabels(store_, index);
+    notes_.outcome.objects.push_back(objects);
+    if (objects == 0) notes_.outcome.nothing.push_back(index);
 }
 
 /// Keeps the exception that is handled now; the other positions are still analysed.
 void MainFrame::NoteFailure(const wxString& task, std::size_t index) {
     const wxString cause = ExceptionText(std::current_exception());
+    notes_.outcome.failed.push_back(index);
     notes_.failures.push_back({"Cannot " + task + " the position number " + std::to_string(index + 1) + ", '" +
                                    store_.paths[index] + "'! (" + cause + ")" +
                                    PixelSizeAdvice(store_.images[index].Resolution()),
                                cause});
 }
 
-void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
+void MainFrame::AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse) {
     const std::size_t remembered = store_.current;
     try {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
             SwitchTo(i);
+            Say(WorkText(store_.paths, i, kind.what));
             analyse(i);
         }
     } catch (...) {
@@ -121,7 +143,7 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
         DetectionProgress observer(progress);
         DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
         notes_.tooSmall.Add(store_.paths[index], AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
-        store_.labelImages[index].Swap(result);
+        NoteResult(index, result);
     } catch (...) {
         NoteFailure("detect the exosomes in", index);
         // The number of the image after it is told from the steps done.
@@ -133,6 +155,7 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
 
 void MainFrame::SegmentPosition(std::size_t index) {
     if (CountLabels(store_, index) == 0) {
+        notes_.outcome.skipped.push_back(index);
         notes_.warnings.push_back("The position number " + std::to_string(index + 1) +
                                   " was not segmented due to missing seeds!");
         return;
@@ -142,7 +165,7 @@ void MainFrame::SegmentPosition(std::size_t index) {
         RequirePixelHeight(image.Resolution());
         qvox::LabelImage result(store_.labelImages[index]);
         SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
-        store_.labelImages[index].Swap(result);
+        NoteResult(index, result);
     } catch (...) {
         NoteFailure("segment the exosomes in", index);
         return;
@@ -151,14 +174,14 @@ void MainFrame::SegmentPosition(std::size_t index) {
 }
 
 void MainFrame::OnDetectCurrent(wxCommandEvent&) {
-    RunAnalysis(kDetectionMessage, kProgressStepsPerPosition + 1,
+    RunAnalysis(kDetection, kProgressStepsPerPosition + 1,
                  [this](wxProgressDialog& progress) { DetectPosition(store_.current, progress); });
 }
 
 void MainFrame::OnDetectEmpty(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
-        AnalyseEach([&](std::size_t i) {
+    RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach(kDetection, [&](std::size_t i) {
             if (CountLabels(store_, i) != 0) {
                 progress.SetRange(progress.GetRange() - kProgressStepsPerPosition);
             } else {
@@ -170,19 +193,19 @@ void MainFrame::OnDetectEmpty(wxCommandEvent&) {
 
 void MainFrame::OnDetectAll(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunAnalysis(kDetectionMessage, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
-        AnalyseEach([&](std::size_t i) { DetectPosition(i, progress); });
+    RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach(kDetection, [&](std::size_t i) { DetectPosition(i, progress); });
     });
 }
 
 void MainFrame::OnSegmentExosomesSingle(wxCommandEvent&) {
-    RunAnalysis(kSegmentationMessage, 1, [this](wxProgressDialog&) { SegmentPosition(store_.current); });
+    RunAnalysis(kSegmentation, 1, [this](wxProgressDialog&) { SegmentPosition(store_.current); });
 }
 
 void MainFrame::OnSegmentExosomesAll(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunAnalysis(kSegmentationMessage, count + 1, [this](wxProgressDialog& progress) {
-        AnalyseEach([&](std::size_t i) {
+    RunAnalysis(kSegmentation, count + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach(kSegmentation, [&](std::size_t i) {
             SegmentPosition(i);
             progress.Update(static_cast<int>(i + 1));
         });

@@ -6,6 +6,7 @@
 #include "Accessibility.h"
 #include "CommandTable.h"
 #include "MainFrame.h"
+#include "PathText.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
 
@@ -118,9 +119,29 @@ void MainFrame::RefreshStatusTexts() {
 }
 
 void MainFrame::Say(const wxString& text) {
+    said_ = text;
+    saidAt_ = std::chrono::steady_clock::now();
+    ShowFirstField(text);
+}
+
+void MainFrame::ShowFirstField(const wxString& text) {
     if (GetStatusBar()->GetStatusText(0) == text) return;
     SetStatusText(text);
     DescribeStatus();
+}
+
+void MainFrame::ShowPointer(const wxMouseEvent& event) {
+    constexpr std::chrono::seconds kToBeRead{3};
+    if (std::chrono::steady_clock::now() - saidAt_ < kToBeRead) return;
+    const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
+    const qvox::LabelImage& labels = store_.labelImages[store_.current];
+    if (event.Leaving() || !Inside(labels, point)) {
+        ShowFirstField(said_);
+        return;
+    }
+    const Pixel pixel = PixelAt(point);
+    const std::uint64_t at = labels.Index(static_cast<std::uint64_t>(pixel.x), static_cast<std::uint64_t>(pixel.y));
+    ShowFirstField(wxString::FromUTF8(PointerText({pixel, store_.images[store_.current][at], labels[at]})));
 }
 
 void MainFrame::DescribeStatus() {
@@ -137,8 +158,13 @@ void MainFrame::PointCanvasAt(std::size_t index) {
 }
 
 void MainFrame::SwitchTo(std::size_t index) {
-    if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) return;
+    if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) {
+        if (!editing_.contourPoints.empty()) Say(kOpenContourText);
+        return;
+    }
     LabelsReplaced(editing_);
+    const wxString name = PositionName(store_.paths, index);
+    if (name != FileNameOf(store_.paths[index])) Say(name);
     SetTitle(PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring()));
     SetAccessibleDescription(*canvas_, GetTitle());
     PointCanvasAt(index);

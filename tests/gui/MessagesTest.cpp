@@ -113,9 +113,9 @@ TEST_F(Messages, BackspaceSaysWhatItPutBack) {
     OpenSmall();
     Dab(20, 20);
     Key(WXK_BACK);
-    EXPECT_EQ(Status(0), "The labels from before the last stroke are back");
+    EXPECT_EQ(Status(0), "The labels from before the last stroke are back; Ctrl+Z undoes that");
     Key(WXK_BACK);
-    EXPECT_EQ(Status(0), "There is no stroke to take back");
+    EXPECT_EQ(Status(0), "There is no stroke to take back; Ctrl+Z undoes other changes");
 }
 
 }  // namespace
