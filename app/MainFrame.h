@@ -3,7 +3,9 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -17,6 +19,7 @@
 #include "LabelEditing.h"
 #include "LabelHistory.h"
 #include "PositionStore.h"
+#include "RecoveryJournal.h"
 #include "ResultFiles.h"
 
 class wxProgressDialog;
@@ -49,6 +52,12 @@ public:
     /// Opens these files, and the images of these folders (see ListImages), in place of all positions, after the
     /// question that opening asks; nothing while a command runs.
     void OpenFiles(const std::vector<wxString>& paths);
+
+    /// Keeps unsaved labels in a journal of this folder from now on, see RecoveryJournal. Before anything is opened.
+    void KeepJournal(const std::string& folder);
+
+    /// Asks about each journal of the folder that a program left behind until one is restored; true when one was.
+    bool OfferRecovery(const std::string& folder);
 
     /// Does something once, after the window was painted for the first time.
     void OnFirstPaint(std::function<void()> work) { afterFirstPaint_ = std::move(work); }
@@ -185,6 +194,14 @@ private:
     void LabelsInDoubt();
     void Travel(ChangeDirection direction);
     void DiscardContour();
+
+    // What outlives a crash.
+    bool WriteJournal(std::uint64_t bytes);
+    void BeginJournal();
+    void LieIn(std::size_t index, const std::optional<FileMark>& file);
+    void ShortenJournal();
+    void ReplaceInJournal();
+    void Restore(const LeftJournal& journal, const std::vector<std::size_t>& images);
     std::size_t UnsavedCount() const;
 
     void RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body);
@@ -202,6 +219,8 @@ private:
     LabelHistory history_;
     KnownResults knownResults_;
     std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
+    std::unique_ptr<RecoveryJournal> journal_;
+    std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last
     wxString said_;
     std::chrono::steady_clock::time_point saidAt_;
     bool onlyRaw_ = false;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include <wx/log.h>
@@ -125,6 +126,7 @@ void MainFrame::AnalyseEach(const AnalysisKind& kind, const std::function<void(s
             SwitchTo(i);
             Say(WorkText(store_.paths, i, kind.what));
             analyse(i);
+            WriteJournal(std::numeric_limits<std::uint64_t>::max());
         }
     } catch (...) {
         SwitchTo(remembered);

@@ -21,6 +21,7 @@
 #include "MessageLog.h"
 #include "OverlayDrawing.h"
 #include "PathText.h"
+#include "RecoveryJournal.h"
 #include "Scopes.h"
 #include "SharedFiles.h"
 #include "SingleImageCanvas.h"
@@ -142,6 +143,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
             doubtful.Add(path, AnnotationWarning(FindAnnotations(image), {}, batch + "--fill-annotations"));
         });
     }
+    BeginJournal();
     WarnOf(doubtful);
     if (HasPositions()) {
         store_.currentLabel = 1;
@@ -215,11 +217,12 @@ void MainFrame::SaveSegmentationResults(const ChosenFolder& folder) {
             if (kept) outcome.kept.push_back(*kept);
             SaveLabels(files[i], store_.labelImages[i]);
             knownResults_.Know(files[i]);
-            unsaved_[i] = 0;
+            LieIn(i, MarkOf(PathBytes(files[i])));
         });
         if (saved) outcome.files.push_back(files[i]);
         outcome.failed += saved ? 0 : 1;
     }
+    ShortenJournal();
     Say(SavedText(outcome));
 }
 
@@ -238,6 +241,7 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
             outcome.failed += read ? 0 : 1;
         }
         history_.Close();
+        ShortenJournal();
         Say(LoadedText(outcome));
     }
     RefreshAll();
@@ -246,12 +250,13 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
 LabelsFound MainFrame::LoadPositionLabels(std::size_t index, const wxString& file) {
     qvox::LabelImage& labels = store_.labelImages[index];
     qvox::LabelImage read;
+    const std::optional<FileMark> mark = MarkOf(PathBytes(file));
     const LabelsFound found = LoadNewLabels(file, {labels.SizeX(), labels.SizeY(), labels.SizeZ()}, read);
     if (found == LabelsFound::kNoFile) return found;
     LabelChanges difference = DifferenceOf(labels, read);
     std::copy(read.begin(), read.end(), labels.begin());
     Changed(index, std::move(difference));
-    unsaved_[index] = 0;
+    LieIn(index, mark);
     knownResults_.Know(file);
     if (index == store_.current) CountAgain();
     return found;

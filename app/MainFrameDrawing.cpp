@@ -128,6 +128,9 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
 void MainFrame::OnIdle(wxIdleEvent& event) {
     event.Skip();
     if (work_ == Work::kRunning || !HasPositions()) return;
+    // A part at a time; more than a person draws in seconds.
+    constexpr std::uint64_t kJournalBytes = std::uint64_t{4} << 20;
+    if (WriteJournal(kJournalBytes)) event.RequestMore();
     // The first stroke would wait for a copy of the whole image; it is made while nobody waits, some milliseconds at a
     // time.
     constexpr std::uint64_t kVoxels = std::uint64_t{1} << 21;

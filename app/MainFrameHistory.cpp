@@ -4,6 +4,7 @@
 #include <wx/utils.h>
 
 #include "MainFrame.h"
+#include "RecoveryJournal.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
 
@@ -12,6 +13,7 @@ namespace Korvane {
 void MainFrame::Changed(std::size_t position, LabelChanges changes) {
     if (changes.Empty()) return;
     unsaved_[position] = 1;
+    if (journal_ != nullptr) journal_->Change(position, changes.Packed());
     history_.Add(position, std::move(changes));
 }
 
@@ -23,6 +25,7 @@ void MainFrame::TakeToolChanges() {
 void MainFrame::LabelsInDoubt() {
     editing_.changes = {};
     history_.Clear();
+    ReplaceInJournal();
 }
 
 std::size_t MainFrame::UnsavedCount() const {
@@ -45,6 +48,9 @@ void MainFrame::Travel(ChangeDirection direction) {
     const auto apply = [&](const HistoryStep::Part& part) {
         positions.push_back(part.position);
         unsaved_[part.position] = 1;
+        if (journal_ != nullptr) {
+            journal_->Change(part.position, undo ? part.changes.Reversed().Packed() : part.changes.Packed());
+        }
         if (part.position == store_.current) {
             RefreshEdited(ApplyToEdited(part.changes, direction, Edited(), editing_));
         } else {

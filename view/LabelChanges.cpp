@@ -136,6 +136,12 @@ void LabelChanges::ForEachReversed(const std::function<void(const LabelRun&)>& v
     }
 }
 
+LabelChanges LabelChanges::Reversed() const {
+    LabelChanges reversed;
+    ForEachReversed([&](const LabelRun& run) { reversed.Add({run.start, run.length, run.after, run.before}); });
+    return reversed;
+}
+
 LabelChanges LabelChanges::FromPacked(const std::vector<std::uint8_t>& bytes, std::uint64_t voxels) {
     LabelChanges changes;
     Reader reader(bytes, 0);

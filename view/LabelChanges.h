@@ -36,6 +36,9 @@ public:
     /// The last change first.
     void ForEachReversed(const std::function<void(const LabelRun&)>& visit) const;
 
+    /// The changes that take these back.
+    LabelChanges Reversed() const;
+
     /// The runs as bytes, the same on every machine, and back. Bytes that are no runs, or runs that reach beyond
     /// `voxels`, throw ToolkitError.
     const std::vector<std::uint8_t>& Packed() const { return bytes_; }
