@@ -14,6 +14,7 @@ MODULES = [
     ("annotations", "annotations", [("", ["annotations_tests"])]),
     ("segmentation", "segmentation", [("", ["segmentation_tests"])]),
     ("measurement", "measurement", [("", ["measurement_tests"])]),
+    ("evaluation", "evaluation", [("", ["evaluation_tests"])]),
     ("documents", "documents", [("", ["documents_tests", "faults_tests", "fuzz_replay_tests"])]),
     ("view", "view", [
         ("view/SingleImageCanvas", ["gui_tests"]),
