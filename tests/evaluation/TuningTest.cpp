@@ -66,7 +66,9 @@ TEST(Tuning, FindsAgainWhatKnownParametersMade) {
     const TuningResult result = TuneParameters(images, Few(90));
     EXPECT_GT(result.objects, 20u);
     EXPECT_LT(result.byDefault.pooled, 0.5);
-    EXPECT_GT(result.fittedScores.pooled, 0.99);
+    EXPECT_GT(result.fittedScores.pooled, 0.99)
+        << result.fitted.relativeExosomeSize << ' ' << result.fitted.maxRelativeClusterSize << ' '
+        << result.fitted.areaFraction << ' ' << result.fitted.roundnessThreshold;
 }
 
 TEST(Tuning, KeepsTheDefaultWhereItIsAsGood) {

@@ -12,6 +12,7 @@ MODULES = [
         ("", ["detection_tests", "segmentation_tests", "samples_tests"]),
     ]),
     ("annotations", "annotations", [("", ["annotations_tests"])]),
+    ("figures", "figures", [("", ["figures_tests"])]),
     ("segmentation", "segmentation", [("", ["segmentation_tests"])]),
     ("measurement", "measurement", [("", ["measurement_tests"])]),
     ("evaluation", "evaluation", [("", ["evaluation_tests"])]),
