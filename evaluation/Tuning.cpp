@@ -36,9 +36,10 @@ private:
     static std::size_t At(int roundness) { return static_cast<std::size_t>(roundness); }
 
     bool GoesOn(const std::string& text) {
-        if (result_.wasEnded) return false;
-        result_.wasEnded = !options_.goesOn({done_, images_.size() > 1 ? images_.size() + 1 : 1, text});
-        return !result_.wasEnded;
+        const TuningStep step = options_.nextStep({done_, images_.size() > 1 ? images_.size() + 1 : 1, text});
+        if (step == TuningStep::kCancel) throw TuningCancelled();
+        if (step == TuningStep::kEndSearch) result_.wasEnded = true;
+        return step == TuningStep::kGoOn;
     }
 
     SearchResult Search(const std::vector<std::size_t>& images, const std::string& text) {

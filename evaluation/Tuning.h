@@ -25,13 +25,22 @@ struct TuningProgress {
     std::string text;  ///< "all images", "without 'a.tif'"
 };
 
+/// Whether and how a search goes on.
+enum class TuningStep {
+    kGoOn,
+    kEndSearch,  ///< the search takes the best so far, the next one begins: TuningResult::wasEnded
+    kCancel,     ///< TuneParameters throws TuningCancelled
+};
+
+struct TuningCancelled {};
+
 struct TuningOptions {
     ScoreChoice score;
     double matchThreshold = kDefaultMatchThreshold;
     std::size_t evaluations = 200;  ///< of each image, in each search
     double designShare = 0.6;       ///< see SearchOptions
-    /// Called on the calling thread between batches of evaluations. False ends the search: TuningResult::wasEnded.
-    std::function<bool(const TuningProgress&)> goesOn = [](const TuningProgress&) { return true; };
+    /// Called on the calling thread between batches of evaluations.
+    std::function<TuningStep(const TuningProgress&)> nextStep = [](const TuningProgress&) { return TuningStep::kGoOn; };
     qvox::PartRunner run = qvox::RunOneByOne;  ///< runs images
 };
 
@@ -79,7 +88,7 @@ struct TuningResult {
     SmallObjectResult smallObjects;
     std::size_t evaluations = 0;  ///< images times points that were computed
     StepCounts steps;             ///< that these took
-    bool wasEnded = false;        ///< by goesOn: less was searched than asked for
+    bool wasEnded = false;        ///< by nextStep: less was searched than asked for
 
     bool HasFewImages() const { return images.size() < kEnoughImages; }
     bool HasFewObjects() const { return objects < kEnoughObjects; }
@@ -92,7 +101,7 @@ struct TuningResult {
 /// afterwards (SmallObjectLimit.h). edgeContrast stays: no result depends on it.
 /// The same images in the same order and the same number of evaluations give the same result for any runner.
 /// Objects at the image's edge take no part. Throws ToolkitError for no image, and as DetectExosomes with the image's
-/// name.
+/// name; TuningCancelled.
 TuningResult TuneParameters(const std::vector<TrainingImage>& images, const TuningOptions& options);
 
 }  // namespace Korvane

@@ -107,14 +107,25 @@ TEST(Tuning, TheRunnerChangesNothing) {
 TEST(Tuning, EndsEarlyWhenItIsTold) {
     TuningOptions options = Few(100);
     int calls = 0;
-    options.goesOn = [&calls](const TuningProgress& progress) {
+    options.nextStep = [&calls](const TuningProgress& progress) {
         EXPECT_LE(progress.stepsDone, progress.steps);
-        return ++calls < 2;
+        return ++calls < 2 ? TuningStep::kGoOn : TuningStep::kEndSearch;
     };
     const TuningResult result = TuneParameters(SmallDiscs(2), options);
     EXPECT_TRUE(result.wasEnded);
     EXPECT_LT(result.evaluations, 60u);
     EXPECT_NE(TuningWarnings(result).front().find("ended early"), std::string::npos);
+}
+
+TEST(Tuning, CanBeCancelled) {
+    TuningOptions options = Few(100);
+    int calls = 0;
+    options.nextStep = [&calls](const TuningProgress&) {
+        ++calls;
+        return TuningStep::kCancel;
+    };
+    EXPECT_THROW(TuneParameters(SmallDiscs(2), options), TuningCancelled);
+    EXPECT_EQ(calls, 1);
 }
 
 TEST(Tuning, AnImageThatCannotBeAnalysedIsNamed) {
