@@ -1,6 +1,7 @@
 #include "CommandTable.h"
 
 #include "CalibrateCommand.h"
+#include "CompareCommand.h"
 #include "DetectCommand.h"
 #include "ImportCommand.h"
 #include "InfoCommand.h"
@@ -9,6 +10,7 @@
 #include "RecordCommand.h"
 #include "RoisCommand.h"
 #include "SegmentCommand.h"
+#include "TuneCommand.h"
 
 namespace Korvane {
 
@@ -34,6 +36,10 @@ const std::vector<BatchCommand>& BatchCommands() {
          Prepare<OverlayOptions, AddOverlayOptions, RunOverlay>},
         {"rois", "Regions of existing seg_NAME files for other programs",
          Prepare<RoisOptions, AddRoisOptions, RunRois>},
+        {"compare", "Scores of existing seg_NAME files beside true labels",
+         Prepare<CompareOptions, AddCompareOptions, RunCompare>},
+        {"tune", "Parameters learnt from images with true labels; writes parameters.json",
+         Prepare<TuneOptions, AddTuneOptions, RunTune>},
         {"calibrate", "Copies of images with a pixel size stored in them",
          Prepare<CalibrateOptions, AddCalibrateOptions, RunCalibrate>},
         {"import", "seg_NAME files from label images of other programs",

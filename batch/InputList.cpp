@@ -130,6 +130,7 @@ std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& writ
         files.seeds = SegResultPath(files.input, labels);
         const bool isPng = places.overlayFormat == OverlayFormat::kPng;
         files.picture = isPng ? ExportPath(files.input, output, ".png") : ExportPath(files.input, output);
+        files.comparison = PrefixedPath(files.input, output, kComparisonPrefix);
         files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
         files.imageJRegions = RegionsPath(files.input, output, ".zip");
         files.geoJsonRegions = RegionsPath(files.input, output, ".geojson");

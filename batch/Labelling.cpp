@@ -91,6 +91,7 @@ void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
                  "Replace existing seg_NAME files and the table (default: such an image is skipped)");
     command.add_flag("--overlay", options.overlay, "Write export_NAME too");
     AddStrict(command, options.recordCheck);
+    AddParametersFile(command, options.parameters, options.parametersFile);
     AddParameters(command, options.parameters);
     AddPreparation(command, options.preparation);
 }
@@ -109,8 +110,8 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
         run.tableRules.existing = ExistingTable::kReplace;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.recorder = std::make_shared<RunRecorder>(
-        RunRecord{maker.command, options.parameters, "no seeds", options.preparation.Text()});
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds",
+                                                           options.preparation.Text(), options.parametersFile});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);
 }

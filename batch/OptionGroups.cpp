@@ -6,7 +6,9 @@
 #include <cmath>
 #include <sstream>
 
+#include "ParametersFile.h"
 #include "ParseNumber.h"
+#include "ToolkitError.h"
 
 namespace Korvane {
 
@@ -111,6 +113,22 @@ void AddStrict(CLI::App& command, RecordCheck& check) {
     AddSwitch(
         command, "--strict", [&check] { check = RecordCheck::kStrict; },
         "Fail images whose existing seg_NAME was made otherwise (default: a warning)");
+}
+
+void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file) {
+    const auto take = [&parameters, &file](const std::string& path) {
+        try {
+            parameters = ReadParametersFile(path).parameters;
+            file = UsedFile{path, DigestOf(path)};
+        } catch (const qvox::ToolkitError& error) {
+            throw CLI::ValidationError("--parameters", error.what());
+        }
+    };
+    command
+        .add_option_function<std::string>("--parameters", take,
+                                          "Take the parameters from this file; the options below win over it")
+        ->type_name("FILE")
+        ->group("Parameters");
 }
 
 void AddParameters(CLI::App& command, AnalysisParameters& parameters) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "AnalysisParameters.h"
+#include "FileDigest.h"
 #include "ImageList.h"
 #include "files/ImageFile.h"
 
@@ -87,6 +88,9 @@ void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string
 
 /// --strict.
 void AddStrict(CLI::App& command, RecordCheck& check);
+
+/// --parameters. Comes before AddParameters, whose options then win over the file wherever they stand on the line.
+void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file);
 
 /// One option for each of kParameterRanges.
 void AddParameters(CLI::App& command, AnalysisParameters& parameters);

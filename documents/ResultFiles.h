@@ -18,6 +18,7 @@ using ChosenFolder = std::optional<wxString>;
 /// Prefixes of the names of the files that are written for an image.
 inline constexpr const char* kLabelsPrefix = "seg_";
 inline constexpr const char* kOverlayPrefix = "export_";
+inline constexpr const char* kComparisonPrefix = "compare_";
 inline constexpr const char* kRegionsPrefix = "rois_";
 inline constexpr const char* kCalibratedPrefix = "calibrated_";  ///< of copies that lie beside their images
 

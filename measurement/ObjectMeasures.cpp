@@ -85,11 +85,6 @@ void AddPieces(const qvox::LabelImage& labels, std::vector<ObjectMeasures>& obje
     }
 }
 
-bool LiesNearFrame(const LabelExtent& extent, const qvox::LabelImage& labels) {
-    return extent.minX <= 1 || extent.minY <= 1 || extent.maxX + 2 >= labels.SizeX() ||
-           extent.maxY + 2 >= labels.SizeY();
-}
-
 }  // namespace
 
 std::vector<ObjectMeasures> MeasureEverything(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,

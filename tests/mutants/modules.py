@@ -12,8 +12,10 @@ MODULES = [
         ("", ["detection_tests", "segmentation_tests", "samples_tests"]),
     ]),
     ("annotations", "annotations", [("", ["annotations_tests"])]),
+    ("figures", "figures", [("", ["figures_tests"])]),
     ("segmentation", "segmentation", [("", ["segmentation_tests"])]),
     ("measurement", "measurement", [("", ["measurement_tests"])]),
+    ("evaluation", "evaluation", [("", ["evaluation_tests"])]),
     ("documents", "documents", [("", ["documents_tests", "faults_tests", "fuzz_replay_tests"])]),
     ("view", "view", [
         ("view/SingleImageCanvas", ["gui_tests"]),
