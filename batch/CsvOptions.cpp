@@ -54,6 +54,12 @@ void AddSelectionOptions(CLI::App& command, ObjectSelection& selection) {
         ->needs(csv)
         ->group(kGroup);
     command
+        .add_flag_callback(
+            "--count-filled", [&selection] { selection.filled = FilledObjects::kCounted; },
+            "Also count objects of which more than a tenth was filled (see Preparation)")
+        ->needs(csv)
+        ->group(kGroup);
+    command
         .add_option_function<std::string>(
             "--by", [&selection](const std::string& name) { selection.diameter = name; },
             "The diameter that the limits mean (default: diameter_nm); objects that have none are not counted")

@@ -23,11 +23,13 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     job.Outcome().state = ImageState::kSkipped;
     job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels + "' exists (--overwrite replaces it).");
     CompareWithRecord(job, options.recordCheck);
-    if (options.overlay) {
+    const bool isPrepared = !options.preparation.Text().empty();
+    if (options.overlay || (options.places.csv && isPrepared)) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
+        if (isPrepared) job.ExcludeFromMeasures(std::move(Preparation(job, options.preparation, position).Excluded()));
         job.MakeRows(position);
-        job.PaintOverlay(position, options.look);
+        if (options.overlay) job.PaintOverlay(position, options.style);
     } else if (options.places.table || options.places.csv) {
         job.MeasureFile(files.labels);
     }
@@ -74,11 +76,12 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     Preparation preparation(job, options.preparation, position);
     Analyse(job, options, maker, preparation.Prepared() ? *preparation.Prepared() : position);
     if (preparation.Prepared()) preparation.PutBack(position);
+    job.ExcludeFromMeasures(std::move(preparation.Excluded()));
     job.KeepLabels(position.labels,
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position);
-    if (options.overlay) job.PaintOverlay(position, options.look);
+    if (options.overlay) job.PaintOverlay(position, options.style);
 }
 
 }  // namespace

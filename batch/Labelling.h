@@ -22,7 +22,7 @@ struct LabellingOptions {
     Places places;
     TableRules tableRules;
     ObjectTable objectTable;
-    OverlayLook look = OverlayLook::kContours;
+    OverlayStyle style;
     ExistingLabels existing = ExistingLabels::kSkip;
     RecordCheck recordCheck = RecordCheck::kWarn;
     bool overlay = false;  ///< write the overlay too

@@ -80,10 +80,10 @@ void AddTable(CLI::App& command, Places& places, const std::string& help) {
     AddPlace(command, "--table", places.table, "FILE", help);
 }
 
-void AddStyle(CLI::App& command, OverlayLook& look) {
+void AddStyle(CLI::App& command, OverlayStyle& style, Places& places) {
     const auto add = [&](const char* name, OverlayLook chosen, const char* help) {
         return command.add_flag_callback(
-            name, [&look, chosen] { look = chosen; }, help);
+            name, [&style, chosen] { style.look = chosen; }, help);
     };
     auto* raw = add("--raw", OverlayLook::kRaw, "Overlay: the image only");
     auto* regions = add("--regions", OverlayLook::kRegions, "Overlay: whole regions instead of contours");
@@ -91,6 +91,17 @@ void AddStyle(CLI::App& command, OverlayLook& look) {
     raw->excludes(regions);
     rim->excludes(raw);
     rim->excludes(regions);
+    command.add_flag("--numbers", style.numbers, "Overlay: the number of each object")->excludes(raw);
+    command.add_flag("--scale-bar", style.scaleBar, "Overlay: a scale bar with its length");
+    command
+        .add_option_function<std::string>(
+            "--overlay-format",
+            [&places](const std::string& name) {
+                places.overlayFormat = name == "png" ? OverlayFormat::kPng : OverlayFormat::kTiff;
+            },
+            "Format of overlays: tiff (default) or png")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"tiff", "png"}));
 }
 
 void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help) {

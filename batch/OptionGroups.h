@@ -39,6 +39,8 @@ struct InputOptions {
     Verbosity verbosity = Verbosity::kNormal;
 };
 
+enum class OverlayFormat { kTiff, kPng };
+
 /// Folders and files that a run reads from and writes to, beside the images.
 struct Places {
     std::optional<std::string> output;  ///< none: beside each image
@@ -46,6 +48,7 @@ struct Places {
     std::optional<std::string> table;
     std::optional<std::string> csv;  ///< the table of objects
     std::optional<std::string> stages;
+    OverlayFormat overlayFormat = OverlayFormat::kTiff;
 };
 
 /// A pixel size given by the user, in nanometres, and when it holds.
@@ -57,6 +60,12 @@ struct GivenPixelSize {
 
 /// How an overlay shows the objects.
 enum class OverlayLook { kContours, kRegions, kRims, kRaw };
+
+struct OverlayStyle {
+    OverlayLook look = OverlayLook::kContours;
+    bool numbers = false;   ///< the objects' labels beside them
+    bool scaleBar = false;  ///< in nanometres, in the lower right corner
+};
 
 /// IMAGE, --include, --exclude, --page, --quiet and --verbose.
 void AddInput(CLI::App& command, InputOptions& input);
@@ -71,8 +80,8 @@ void AddLabels(CLI::App& command, Places& places);
 /// --table.
 void AddTable(CLI::App& command, Places& places, const std::string& help);
 
-/// --raw, --regions and --rim.
-void AddStyle(CLI::App& command, OverlayLook& look);
+/// --raw, --regions, --rim, --numbers, --scale-bar and --overlay-format.
+void AddStyle(CLI::App& command, OverlayStyle& style, Places& places);
 
 /// --overwrite.
 void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help);

@@ -28,6 +28,10 @@ wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, Pa
 /// Where the overlay of an input file is written: "export_" before its name.
 wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
 
+/// The same in another format: `ending` in place of the name's own.
+wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,
+                    PathStyle style = kNativePathStyle);
+
 /// Where the regions of an input file are written: "rois_" before its name, `ending` in place of its own.
 wxString RegionsPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,
                      PathStyle style = kNativePathStyle);

@@ -40,7 +40,7 @@ TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
     EXPECT_EQ(options.parameters.maxRelativeClusterSize, 1.0f);
     EXPECT_EQ(options.parameters.relativeExosomeSize, 1.0f);
     EXPECT_EQ(options.existing, ExistingLabels::kSkip);
-    EXPECT_EQ(options.look, OverlayLook::kContours);
+    EXPECT_EQ(options.style.look, OverlayLook::kContours);
     EXPECT_FALSE(options.overlay);
     const Places& places = options.places;
     EXPECT_FALSE(places.output || places.labels || places.table || places.stages || options.pixelSize.nm);
@@ -143,7 +143,7 @@ TEST(Options, LuminanceIsAWayToGrey) {
 }
 
 TEST(Options, CalibrateNeedsAPixelSize) {
-    EXPECT_EQ(Refusal({"calibrate", "a"}), "--pixel-size is required");
+    EXPECT_EQ(Refusal({"calibrate", "a"}), "--pixel-size or --bar-length-nm is required");
     const auto plain = Parse<CalibrateOptions>({"calibrate", "--pixel-size", "2.5", "a"});
     EXPECT_EQ(plain.pixelSizeNm, 2.5);
     EXPECT_EQ(plain.existing, ExistingLabels::kSkip);
@@ -166,9 +166,9 @@ TEST(Options, JobsIsAPositiveWholeNumber) {
 }
 
 TEST(Options, StylesExcludeEachOther) {
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).look, OverlayLook::kRaw);
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).look, OverlayLook::kRegions);
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--rim", "a"}).look, OverlayLook::kRims);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).style.look, OverlayLook::kRaw);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).style.look, OverlayLook::kRegions);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--rim", "a"}).style.look, OverlayLook::kRims);
     EXPECT_NE(Refusal({"overlay", "--rim", "--regions", "a"}), "accepted");
     EXPECT_NE(Refusal({"overlay", "--raw", "--rim", "a"}), "accepted");
     EXPECT_NE(Refusal({"overlay", "--raw", "--regions", "a"}), "accepted");
@@ -190,7 +190,7 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({"detect"}), "accepted");
     EXPECT_EQ(Refusal({"frobnicate", "a"}),
               "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, rois, "
-              "calibrate, import, info and record.");
+              "compare, tune, calibrate, import, info and record.");
 }
 
 TEST(Options, NamesMayHoldAnything) {
