@@ -59,6 +59,16 @@ const std::map<std::string, Example>& Examples() {
           [](const TemporaryFolder& folder, const ProgramResult&) {
               return Contents(folder.File("out/rois_a.zip")).find("700.roi") != std::string::npos;
           }}},
+        {"compare",
+         {{"--truth", "FOLDER"},
+          [](const TemporaryFolder&, const ProgramResult& run) {
+              return run.output.find("F1") != std::string::npos && run.output.find("1.000") != std::string::npos;
+          }}},
+        {"tune",
+         {{"--truth", "FOLDER", "--evaluations", "1"},
+          [](const TemporaryFolder& folder, const ProgramResult&) {
+              return Contents(folder.File("out")).find("\"areaFraction\"") != std::string::npos;
+          }}},
         {"calibrate", Writes("a.tif", {"--pixel-size", "2", "--force"})},
         {"record", Prints("\"command\": \"detect\"")},
         {"import", Writes("seg_a.tif", {"--pattern", "seg_{stem}.tif"})},
@@ -96,7 +106,9 @@ TEST(BatchCommands, EachDoesItsWork) {
         if (help.find("--labels") != std::string::npos) {
             arguments.insert(arguments.end(), {"--labels", folder.Path().string()});
         }
-        arguments.insert(arguments.end(), example->second.options.begin(), example->second.options.end());
+        for (const std::string& option : example->second.options) {
+            arguments.push_back(option == "FOLDER" ? folder.Path().string() : option);
+        }
         if (std::string(command.name) == "record") {
             // It is about a folder that a run has worked in.
             ASSERT_EQ(RunProgram({"detect", "--overwrite", folder.File("a.tif")}).status, 0);
