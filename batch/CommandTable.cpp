@@ -7,6 +7,7 @@
 #include "MeasureCommand.h"
 #include "OverlayCommand.h"
 #include "RecordCommand.h"
+#include "ReportCommand.h"
 #include "RoisCommand.h"
 #include "SegmentCommand.h"
 
@@ -34,6 +35,8 @@ const std::vector<BatchCommand>& BatchCommands() {
          Prepare<OverlayOptions, AddOverlayOptions, RunOverlay>},
         {"rois", "Regions of existing seg_NAME files for other programs",
          Prepare<RoisOptions, AddRoisOptions, RunRois>},
+        {"report", "Sizes of the objects of existing seg_NAME files: statistics, figures, a page",
+         Prepare<ReportCommandOptions, AddReportOptions, RunReport>},
         {"calibrate", "Copies of images with a pixel size stored in them",
          Prepare<CalibrateOptions, AddCalibrateOptions, RunCalibrate>},
         {"import", "seg_NAME files from label images of other programs",

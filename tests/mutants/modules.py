@@ -16,6 +16,7 @@ MODULES = [
     ("segmentation", "segmentation", [("", ["segmentation_tests"])]),
     ("measurement", "measurement", [("", ["measurement_tests"])]),
     ("documents", "documents", [("", ["documents_tests", "faults_tests", "fuzz_replay_tests"])]),
+    ("report", "report", [("", ["report_tests"])]),
     ("view", "view", [
         ("view/SingleImageCanvas", ["gui_tests"]),
         ("view/OverlayDrawing", ["gui_tests"]),
