@@ -6,8 +6,24 @@
 # The program is asked for its suites after it was linked. Entries are named PROGRAM.SUITE, with the suffix after it; suites
 # named LONG have the label `long`, the others `quick`. The target `korvane_tests` builds all such programs.
 #
-# Under the sanitizers a program's own tests are not optimised: what they call is, and they compile in a third of the time.
+# A program's own tests are not optimised: what they call is. Their common headers are compiled once for each program of
+# several files. Both together halve the time that tests take to compile.
 set(KORVANE_LIST_SUITES ${CMAKE_CURRENT_LIST_DIR}/ListSuites.cmake)
+
+function(korvane_precompile_test_headers program)
+    get_target_property(sources ${program} SOURCES)
+    list(LENGTH sources count)
+    if(count LESS 4)
+        return()
+    endif()
+    get_target_property(already ${program} PRECOMPILE_HEADERS)
+    if(NOT already)
+        target_precompile_headers(${program} PRIVATE
+            <gtest/gtest.h> <algorithm> <filesystem> <fstream> <functional> <map> <random> <sstream>)
+    endif()
+    # The compiler cache asks for it.
+    target_compile_options(${program} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+endfunction()
 
 function(korvane_add_suites program)
     cmake_parse_arguments(ARG "" "SUFFIX;FILTER" "COMMAND;LONG;PROPERTIES" ${ARGN})
@@ -16,9 +32,8 @@ function(korvane_add_suites program)
         add_custom_target(korvane_tests)
     endif()
     add_dependencies(korvane_tests ${program})
-    if(KORVANE_SANITIZE)
-        target_compile_options(${program} PRIVATE -O0)
-    endif()
+    target_compile_options(${program} PRIVATE -O0)
+    korvane_precompile_test_headers(${program})
     if(NOT ARG_FILTER)
         set(ARG_FILTER *)
     endif()
