@@ -1,7 +1,7 @@
 #include "ReportFigures.h"
 
 #include <algorithm>
-#include <cmath>
+#include <charconv>
 
 #include "FigureData.h"
 #include "ReportText.h"
@@ -53,6 +53,14 @@ std::string NumberAxis(std::size_t parts) {
            (parts <= kMostTics ? "set xtics 1\n" : "");
 }
 
+/// A computed value with the digits that are the same on every processor.
+double SevenDigits(double value) {
+    const std::string text = TableNumber(value);
+    double rounded = 0.0;
+    std::from_chars(text.data(), text.data() + text.size(), rounded);
+    return rounded;
+}
+
 ReportFigure Histogram(const ReportNumbers& numbers) {
     const SizeSummary& all = numbers.all;
     FigureData data;
@@ -74,7 +82,8 @@ ReportFigure Histogram(const ReportNumbers& numbers) {
     if (fit) {
         data.BeginBlock({"diameter_nm", "fitted_per_bin"});
         for (const double size : CurvePlaces(all)) {
-            data.Row({size, DensityAt(*fit, size) * static_cast<double>(all.sizes.size()) * numbers.binWidth});
+            const double perBin = DensityAt(*fit, size) * static_cast<double>(all.sizes.size()) * numbers.binWidth;
+            data.Row({size, SevenDigits(perBin)});
         }
         figure.plot += ", \\\n    DATA index 1 using 1:2 with lines lt 1 title " +
                        GnuplotString("log-normal fit, geometric mean " + FixedText(fit->geometricMean, 1) + " nm, SD " +
@@ -110,7 +119,8 @@ ReportFigure Cumulative(const ReportNumbers& numbers) {
     const std::optional<LogNormalFit>& fit = numbers.all.statistics.logNormal;
     if (fit && index == 1) {
         data.BeginBlock({"diameter_nm", "fitted_share_percent"});
-        for (const double size : CurvePlaces(numbers.all)) data.Row({size, 100.0 * ShareBelow(*fit, size)});
+        for (const double size : CurvePlaces(numbers.all))
+            data.Row({size, SevenDigits(100.0 * ShareBelow(*fit, size))});
         figure.plot += ", \\\n    DATA index 1 using 1:2 with lines lt 2 title 'log-normal fit'";
     }
     figure.plot += "\n";

@@ -20,8 +20,8 @@ constexpr const char* kHead =
     "h3{font-size:1.05rem;margin-top:1.4rem}\n"
     ".lead{font-size:1.15rem}.note{border-left:4px solid #444;padding:.1rem .8rem;background:#f2f2f2}\n"
     "table{border-collapse:collapse;margin:.6rem 0;font-size:.85rem}th,td{border:1px solid #999;padding:.2rem .5rem;"
-    "text-align:left;vertical-align:top;overflow-wrap:anywhere}th{background:#eee}\n"
-    "td.number,th.number{text-align:right;white-space:nowrap}.wide{overflow-x:auto}\n"
+    "text-align:left;vertical-align:top}td{overflow-wrap:anywhere}th{background:#eee}\n"
+    "td.number,th.number{text-align:right}td.number{white-space:nowrap}.wide{overflow-x:auto}\n"
     "figure{margin:1.2rem 0;break-inside:avoid}figure svg{width:100%;max-width:46rem;height:auto}\n"
     "figcaption{font-size:.85rem;max-width:46rem}figure.image svg{max-width:100%}\n"
     ".images{display:flex;flex-wrap:wrap;gap:1rem}figure.image{margin:0;max-width:100%}figure.image svg{width:auto}\n"
@@ -103,20 +103,35 @@ const std::vector<SizeRow>& SizeRows() {
     return rows;
 }
 
-std::string SizeTable(const ReportNumbers& numbers) {
-    std::vector<const SizeSummary*> columns{&numbers.all};
-    for (const SizeSummary& group : numbers.ofGroups) columns.push_back(&group);
+using SummaryPlace = std::vector<const SizeSummary*>::const_iterator;
+
+std::string SizeTable(SummaryPlace first, SummaryPlace last) {
     std::string html = "<div class=\"wide\"><table><tr><th></th>";
-    for (const SizeSummary* const summary : columns) {
-        html += "<th class=\"number\">" + HtmlText(summary->name.empty() ? "All images" : summary->name) + "</th>";
+    for (auto summary = first; summary != last; ++summary) {
+        html +=
+            "<th class=\"number\">" + HtmlText((*summary)->name.empty() ? "All images" : (*summary)->name) + "</th>";
     }
     html += "</tr>\n";
     for (const SizeRow& row : SizeRows()) {
         html += "<tr>" + HtmlHeading(row.name);
-        for (const SizeSummary* const summary : columns) html += Number(row.text(*summary));
+        for (auto summary = first; summary != last; ++summary) html += Number(row.text(**summary));
         html += "</tr>\n";
     }
     return html + "</table></div>\n";
+}
+
+/// So many columns side by side fit on a printed page.
+std::string SizeTables(const ReportNumbers& numbers) {
+    constexpr std::ptrdiff_t kMostColumns = 4;
+    std::vector<const SizeSummary*> columns{&numbers.all};
+    for (const SizeSummary& group : numbers.ofGroups) columns.push_back(&group);
+    std::string html;
+    for (auto first = columns.cbegin(); first != columns.cend();) {
+        const auto last = first + std::min(kMostColumns, columns.cend() - first);
+        html += SizeTable(first, last);
+        first = last;
+    }
+    return html;
 }
 
 /// The folder that all images of the report lie below, with its last separator; empty where there is none.
@@ -204,7 +219,7 @@ constexpr const char* kFilesNote =
 
 bool PutPage(const ReportNumbers& numbers, const ReportPageParts& parts, const PutPart& put) {
     if (!put(Opening(numbers))) return false;
-    if (!put("<h2 id=\"sizes\">Sizes</h2>\n" + SizeTable(numbers) + kSizesNote)) return false;
+    if (!put("<h2 id=\"sizes\">Sizes</h2>\n" + SizeTables(numbers) + kSizesNote)) return false;
     if (!put("<h3>For the methods section</h3>\n<p class=\"note\">" + HtmlText(MethodsText(numbers)) + "</p>\n")) {
         return false;
     }

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "ToolkitError.h"
+#include "support/Random.h"
 
 namespace Korvane {
 namespace {
@@ -53,6 +56,26 @@ TEST(GroupByTable, SaysWhatIsWrong) {
     EXPECT_EQ(FailureOf({"/a/1.tif"}, "image,group\n1.tif,A\na/1.tif,B\n"),
               "The table of groups has several groups for '/a/1.tif'.");
     EXPECT_EQ(FailureOf({"/1.tif"}, "image,group\n1.tif\n"), "Line 2 of the table of groups has too few columns.");
+}
+
+TEST(GroupByTable, TakesAnyTextOrSaysWhatIsWrong) {
+    const std::string alphabet = ",;\"\n\r1./ag";
+    std::mt19937 random(1);
+    std::size_t taken = 0;
+    for (int i = 0; i < 5000; ++i) {
+        std::string table = i % 2 == 0 ? "image,group\n" : "group;image;\r\n";
+        const int length = korvane_test::UniformInt(random, 0, 30);
+        for (int k = 0; k < length; ++k) {
+            table += alphabet[static_cast<std::size_t>(korvane_test::UniformInt(random, 0, 9))];
+        }
+        try {
+            EXPECT_EQ(GroupByTable({"/g/1.a"}, table).names.size(), 1u) << table;
+            ++taken;
+        } catch (const qvox::ToolkitError& error) {
+            EXPECT_NE(std::string(error.what()).find("table of groups"), std::string::npos);
+        }
+    }
+    EXPECT_GT(taken, 0u);
 }
 
 }  // namespace
