@@ -14,6 +14,7 @@
 #include "ImageRun.h"
 #include "ImageWarnings.h"
 #include "InformationBar.h"
+#include "Interrupt.h"
 #include "ParseNumber.h"
 #include "Progress.h"
 #include "RecordLog.h"
@@ -195,7 +196,10 @@ int RunReport(const ReportCommandOptions& options, const Streams& streams) {
     };
     const int status = RunImages(run, streams);
     if (status == kExitInterrupted || !builder->HasImages()) return status;
-    return WriteReport(*builder, options, streams) ? status : kExitSomeFailed;
+    const bool isWritten = WriteReport(*builder, options, streams);
+    // An interrupt ends gnuplot too.
+    if (Interrupted()) return kExitInterrupted;
+    return isWritten ? status : kExitSomeFailed;
 }
 
 }  // namespace Korvane

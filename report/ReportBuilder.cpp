@@ -218,31 +218,37 @@ void ReportBuilder::WritePage(const ReportPageParts& parts) {
     file.Commit();
 }
 
+ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxString& step)>& notify) const {
+    const std::optional<Gnuplot> gnuplot = Gnuplot::Find();
+    ReportPageParts parts;
+    if (!gnuplot) parts.figuresNote = kGnuplotIsMissing;
+    if (numbers_.all.sizes.empty()) parts.figuresNote = "No object counts: there is nothing to draw";
+    const std::string folder = FileIn(kFigureFolder);
+    for (const std::string& name : ReportFigureNames()) RemovePictures(folder, name);
+    for (const ReportFigure& figure : ReportFigures(numbers_)) {
+        const std::string& name = figure.figure.name;
+        notify("Drawing " + wxString::FromUTF8(name));
+        WriteFigureSources(figure.figure, folder);
+        if (!gnuplot) continue;
+        try {
+            gnuplot->Draw(figure.figure, folder);
+            const std::string svg = ReadBytes(folder + "/" + name + ".svg");
+            parts.figures.push_back({name, figure.title, figure.caption, InlineSvg(svg, name, figure.title)});
+        } catch (const qvox::ToolkitError& error) {
+            // The tables are worth having without it.
+            parts.figuresNote = error.what();
+        }
+    }
+    return parts;
+}
+
 wxString ReportBuilder::Write(const std::function<void(const wxString& step)>& notify) {
     notify("Computing statistics");
     Summarise(numbers_);
     WriteObjects();
     WriteCompleteFile(FileIn("summary.csv"), SummaryTable(numbers_));
     WriteCompleteFile(FileIn("bins.csv"), BinTable(numbers_));
-    const std::optional<Gnuplot> gnuplot = Gnuplot::Find();
-    ReportPageParts parts;
-    if (!gnuplot) parts.figuresNote = kGnuplotIsMissing;
-    if (numbers_.all.sizes.empty()) parts.figuresNote = "No object counts: there is nothing to draw";
-    const std::string folder = FileIn(kFigureFolder);
-    for (const std::string& name : ReportFigureNames()) {
-        if (!gnuplot || numbers_.all.sizes.empty()) RemovePictures(folder, name);
-    }
-    for (const ReportFigure& figure : ReportFigures(numbers_)) {
-        notify("Drawing " + wxString::FromUTF8(figure.figure.name));
-        if (!gnuplot) {
-            WriteFigureSources(figure.figure, folder);
-            continue;
-        }
-        gnuplot->Draw(figure.figure, folder);
-        const std::string svg = ReadBytes(folder + "/" + figure.figure.name + ".svg");
-        parts.figures.push_back(
-            {figure.figure.name, figure.title, figure.caption, InlineSvg(svg, figure.figure.name, figure.title)});
-    }
+    ReportPageParts parts = DrawFigures(notify);
     parts.thumbnails = [this](const PutPart& put) { return thumbnails_.Copy(put); };
     notify("Writing the page");
     WritePage(parts);

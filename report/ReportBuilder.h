@@ -63,6 +63,7 @@ public:
 
 private:
     void WriteObjects();
+    ReportPageParts DrawFigures(const std::function<void(const wxString& step)>& notify) const;
     void WritePage(const ReportPageParts& parts);
     std::string FileIn(const std::string& name) const;
 

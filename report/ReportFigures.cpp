@@ -46,6 +46,9 @@ std::vector<double> CurvePlaces(const SizeSummary& summary) {
     return places;
 }
 
+/// Whether parts lie so close together that frames of the usual width would hide what is in them.
+bool IsCrowded(std::size_t parts) { return parts > 40; }
+
 /// The axis of parts that have numbers from 1 on.
 std::string NumberAxis(std::size_t parts) {
     constexpr std::size_t kMostTics = 20;
@@ -102,7 +105,8 @@ ReportFigure Cumulative(const ReportNumbers& numbers) {
     made.caption = "Share of the counted objects with at most this diameter.";
     Figure& figure = made.figure;
     figure.name = "cumulative";
-    figure.settings = Labels(DiameterLabel(), "share of objects (%)") + "set yrange [0:100]\nset key bottom right\n";
+    figure.settings =
+        Labels(DiameterLabel(), "share of objects (%)") + "set yrange [0:100]\nset key outside top center horizontal\n";
     std::size_t index = 0;
     for (const SizeSummary* const line : LinesOf(numbers)) {
         data.BeginBlock({"diameter_nm", "share_percent"});
@@ -204,8 +208,8 @@ ReportFigure Boxes(const ReportNumbers& numbers) {
                              : isOfGroups ? "group, by its place in the table"
                                           : "image, by its place in the table",
                              DiameterLabel()) +
-                      NumberAxis(parts.size()) +
-                      "set yrange [0:*]\nset style fill solid 1 border lc rgb '#000000'\nset key off\n";
+                      NumberAxis(parts.size()) + "set yrange [0:*]\nset style fill solid 1 " +
+                      (IsCrowded(parts.size()) ? "noborder" : "border lc rgb '#000000'") + "\nset key off\n";
     figure.settings += "set title " +
                        Title("n = " + std::to_string(numbers.all.sizes.size()) + " objects in " +
                              Counted(numbers.all.images, "image")) +
@@ -214,10 +218,12 @@ ReportFigure Boxes(const ReportNumbers& numbers) {
     if (isNamed)
         figure.settings +=
             "set xtics autofreq noenhanced rotate by " + std::string(parts.size() > 4 ? "-30" : "0") + "\n";
-    figure.plot = "BOX = " + GnuplotNumber(0.5) + "\nplot DATA index 0 using 1:3:2:6:5:(BOX)" + names +
-                  " with candlesticks lt 1 lw 1 fc rgb '#b8c4d0' whiskerbars 0.5, \\\n"
-                  "    DATA index 0 using 1:4:4:4:4:(BOX) with candlesticks lt 1 lw 2, \\\n"
-                  "    DATA index 1 using 1:2 with points pt 6 ps 0.4 lc rgb '#000000'\n";
+    const std::string frame = IsCrowded(parts.size()) ? "lt 1 lw 0.3" : "lt 1 lw 1";
+    figure.plot =
+        "BOX = 0.5\nplot DATA index 0 using 1:3:2:6:5:(BOX)" + names + " with candlesticks " + frame +
+        " fc rgb '#b8c4d0' whiskerbars 0.5, \\\n    DATA index 0 using 1:4:4:4:4:(BOX) with candlesticks lt 1 lw " +
+        (IsCrowded(parts.size()) ? "1" : "2") + ", \\\n    DATA index 1 using 1:2 with points pt 6 ps " +
+        (IsCrowded(parts.size()) ? "0.15" : "0.4") + " lc rgb '#000000'\n";
     figure.data = data.Text();
     return made;
 }
@@ -242,8 +248,11 @@ ReportFigure Order(const ReportNumbers& numbers) {
                       "set key outside top center horizontal\nset yrange [0:*]\n" + NumberAxis(numbers.ofImages.size());
     figure.plot = "plot " + GnuplotNumber(*numbers.all.statistics.median) + " with lines lt 2 title " +
                   GnuplotString("median of all, " + NText(numbers.all)) +
-                  ", \\\n    DATA index 0 using 1:2:(0):($4 - $2) with vectors nohead lt 1 lw 1 notitle"
-                  ", \\\n    DATA index 0 using 1:3 with points lt 1 title 'median of an image (line: middle half)'\n";
+                  ", \\\n    DATA index 0 using 1:2:(0):($4 - $2) with vectors nohead " +
+                  (IsCrowded(numbers.ofImages.size()) ? "lt 1 lw 0.4 lc rgb '#909090'" : "lt 1 lw 1") +
+                  " notitle, \\\n    DATA index 0 using 1:3 with points lt 1" +
+                  (IsCrowded(numbers.ofImages.size()) ? " ps 0.2" : "") +
+                  " title 'median of an image (line: middle half)'\n";
     figure.data = data.Text();
     return made;
 }

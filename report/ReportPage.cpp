@@ -32,7 +32,9 @@ constexpr const char* kHead =
     "stroke-width:2.2px;paint-order:stroke}\n"
     "svg.thumbnail text.bar{text-anchor:start;font-size:11px}svg.thumbnail path.bar{stroke:#fff;stroke-width:4;"
     "filter:drop-shadow(0 0 1px #000)}\n"
-    "@media print{body{margin:0;max-width:none;font-size:11pt}.wide{overflow:visible}table{font-size:7.5pt}}\n"
+    "@media print{body{margin:0;max-width:none;font-size:10.5pt}.wide{overflow:visible}table{font-size:7.5pt}"
+    ".note,tr{break-inside:avoid}h2,h3{break-after:avoid}figure svg{max-width:13.5cm}"
+    "figure.image{flex:0 1 8.4cm}figure.image svg{width:8.4cm}}\n"
     "</style>\n</head>\n<body>\n";
 
 std::string Number(const std::string& text) { return "<td class=\"number\">" + HtmlText(text) + "</td>"; }
@@ -196,7 +198,7 @@ std::string Figures(const ReportPageParts& parts) {
     std::string html = "<h2 id=\"figures\">Figures</h2>\n";
     if (!parts.figuresNote.empty()) html += "<p class=\"note\">" + HtmlText(parts.figuresNote) + ".</p>\n";
     for (const DrawnFigure& figure : parts.figures) {
-        html += "<h3>" + HtmlText(figure.title) + "</h3>\n<figure>" + figure.svg + "<figcaption>" +
+        html += "<figure><h3>" + HtmlText(figure.title) + "</h3>\n" + figure.svg + "<figcaption>" +
                 HtmlText(figure.caption) + " File: figures/" + figure.name + "</figcaption></figure>\n";
     }
     return html;

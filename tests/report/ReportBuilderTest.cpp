@@ -112,7 +112,7 @@ TEST(ReportBuilder, WritesTablesPageAndFigures) {
     }
     if (!Gnuplot::Find()) GTEST_SKIP() << "gnuplot is not installed";
     EXPECT_TRUE(missing.empty());
-    EXPECT_EQ(Occurrences(page, "<figure><svg"), 5u);
+    EXPECT_EQ(Occurrences(page, "<figure><h3>"), 5u);
     EXPECT_TRUE(fs::exists(made / "figures" / "order.pdf"));
     // Nothing is loaded from elsewhere.
     EXPECT_EQ(Occurrences(page, "http"), Occurrences(page, "http://www.w3.org/"));
@@ -147,6 +147,21 @@ TEST(ReportBuilder, SaysWhatIsMissingWithoutGnuplot) {
     EXPECT_TRUE(fs::exists(folder.Path() / "figures" / "boxes.gnuplot"));
     EXPECT_FALSE(fs::exists(folder.Path() / "figures" / "boxes.svg")) << "of the report before";
     EXPECT_EQ(Occurrences(BytesOf(folder.Path() / "summary.csv"), "\r\n"), 7u);
+}
+
+TEST(ReportBuilder, IsMadeWithoutTheFiguresThatGnuplotCannotDraw) {
+    const korvane_test::TemporaryFolder folder;
+    const std::string program = folder.File("gnuplot");
+    std::ofstream(program) << "#!/bin/sh\n[ \"$1\" != --version ] || { echo gnuplot 1; exit; }\necho broken; exit 3\n";
+    fs::permissions(program, fs::perms::owner_all);
+    const std::string path = std::getenv("PATH");
+    ::setenv("PATH", folder.Path().c_str(), 1);
+    const wxString missing = MakeReport(OptionsFor(folder.Path() / "report"));
+    ::setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(missing, "gnuplot cannot draw the figure 'order' (status 3): broken");
+    const std::string page = BytesOf(folder.Path() / "report" / "report.html");
+    EXPECT_NE(page.find("gnuplot cannot draw the figure"), std::string::npos);
+    EXPECT_TRUE(fs::exists(folder.Path() / "report" / "figures" / "order.gnuplot"));
 }
 
 TEST(ReportBuilder, CountsWhatTheSelectionTakes) {
