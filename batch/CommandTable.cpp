@@ -8,6 +8,7 @@
 #include "MeasureCommand.h"
 #include "OverlayCommand.h"
 #include "RecordCommand.h"
+#include "ReportCommand.h"
 #include "RoisCommand.h"
 #include "SegmentCommand.h"
 #include "TuneCommand.h"
@@ -36,6 +37,8 @@ const std::vector<BatchCommand>& BatchCommands() {
          Prepare<OverlayOptions, AddOverlayOptions, RunOverlay>},
         {"rois", "Regions of existing seg_NAME files for other programs",
          Prepare<RoisOptions, AddRoisOptions, RunRois>},
+        {"report", "Sizes of the objects of existing seg_NAME files: statistics, figures, a page",
+         Prepare<ReportCommandOptions, AddReportOptions, RunReport>},
         {"compare", "Scores of existing seg_NAME files beside true labels",
          Prepare<CompareOptions, AddCompareOptions, RunCompare>},
         {"tune", "Parameters learnt from images with true labels; writes parameters.json",

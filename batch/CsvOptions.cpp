@@ -41,35 +41,28 @@ CLI::Option* AddLimit(CLI::App& command, const std::string& name, const std::str
     return command.add_option_function<std::string>(name, take, help)->type_name(type)->group(kGroup);
 }
 
-void AddSelectionOptions(CLI::App& command, ObjectSelection& selection) {
-    auto* const csv = command.get_option("--csv");
-    AddLimit(command, "--min-diameter-nm", "NM", selection.minDiameterNm, "Do not count smaller objects")->needs(csv);
-    AddLimit(command, "--max-diameter-nm", "NM", selection.maxDiameterNm, "Do not count larger objects")->needs(csv);
-    AddLimit(command, "--min-roundness", "NUMBER", selection.minRoundness, "Do not count objects that are less round")
-        ->needs(csv);
-    command
-        .add_flag_callback(
-            "--exclude-edge", [&selection] { selection.atEdge = ObjectsAtEdge::kLeftOut; },
-            "Do not count objects within a pixel of the image's edge")
-        ->needs(csv)
-        ->group(kGroup);
-    command
-        .add_flag_callback(
-            "--count-filled", [&selection] { selection.filled = FilledObjects::kCounted; },
-            "Also count objects of which more than a tenth was filled (see Preparation)")
-        ->needs(csv)
-        ->group(kGroup);
-    command
-        .add_option_function<std::string>(
-            "--by", [&selection](const std::string& name) { selection.diameter = name; },
-            "The diameter that the limits mean (default: diameter_nm); objects that have none are not counted")
-        ->type_name("NAME")
-        ->check(CLI::IsMember(SelectableDiameters()))
-        ->needs(csv)
-        ->group(kGroup);
-}
-
 }  // namespace
+
+std::vector<CLI::Option*> AddSelectionOptions(CLI::App& command, ObjectSelection& selection, const DiameterOption& by) {
+    std::vector<CLI::Option*> options{
+        AddLimit(command, "--min-diameter-nm", "NM", selection.minDiameterNm, "Do not count smaller objects"),
+        AddLimit(command, "--max-diameter-nm", "NM", selection.maxDiameterNm, "Do not count larger objects"),
+        AddLimit(command, "--min-roundness", "NUMBER", selection.minRoundness,
+                 "Do not count objects that are less round")};
+    options.push_back(command.add_flag_callback(
+        "--exclude-edge", [&selection] { selection.atEdge = ObjectsAtEdge::kLeftOut; },
+        "Do not count objects within a pixel of the image's edge"));
+    options.push_back(command.add_flag_callback(
+        "--count-filled", [&selection] { selection.filled = FilledObjects::kCounted; },
+        "Also count objects of which more than a tenth was filled (see Preparation)"));
+    options.push_back(command
+                          .add_option_function<std::string>(
+                              by.names, [&selection](const std::string& name) { selection.diameter = name; }, by.help)
+                          ->type_name("NAME")
+                          ->check(CLI::IsMember(SelectableDiameters())));
+    for (CLI::Option* const option : options) option->group(kGroup);
+    return options;
+}
 
 void AddCsvOptions(CLI::App& command, Places& places, ObjectTable& table) {
     AddPlace(command, "--csv", places.csv, "FILE",
@@ -86,7 +79,7 @@ void AddCsvOptions(CLI::App& command, Places& places, ObjectTable& table) {
             "--decimal-comma", [&table] { table.SetDecimalMark(DecimalMark::kComma); },
             "In --csv decimal commas, and semicolons between the columns")
         ->needs(csv);
-    AddSelectionOptions(command, table.Selection());
+    for (CLI::Option* const option : AddSelectionOptions(command, table.Selection(), {})) option->needs(csv);
 }
 
 }  // namespace Korvane

@@ -129,6 +129,8 @@ public:
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
     void Warn(const wxString& text);
+    /// What was said of the image so far, without its path.
+    const std::vector<wxString>& Warnings() const { return warnings_; }
 
 private:
     /// The pixel size that holds for this image: the one given for the run, or the file's.

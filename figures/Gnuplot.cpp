@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -74,6 +75,14 @@ std::string FirstLines(const std::string& text, std::size_t count) {
     return text.substr(0, end);
 }
 
+/// The first lines beside one another.
+std::string OneLine(const std::string& text, std::size_t lines) {
+    std::string line = FirstLines(text, lines);
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
 }  // namespace
 
 std::optional<Gnuplot> Gnuplot::Find() {
@@ -98,7 +107,7 @@ void Gnuplot::Draw(const Figure& figure, const std::string& folder) const {
     if (ended.status != 0 || svg.empty() || pdf.empty()) {
         constexpr std::size_t kLinesTold = 6;
         throw qvox::ToolkitError("gnuplot cannot draw the figure '" + name + "' (status " +
-                                 std::to_string(ended.status) + "): " + FirstLines(ended.output, kLinesTold));
+                                 std::to_string(ended.status) + "): " + OneLine(ended.output, kLinesTold));
     }
     FixDate(pdf);
     WriteFigureSources(figure, folder);

@@ -7,7 +7,7 @@ korvane_run_packages=(
     libopencv-core-dev libopencv-imgproc-dev
     libwxgtk3.2-dev
     libcli11-dev nlohmann-json3-dev libssl-dev libzip-dev libpng-dev libpango1.0-dev fonts-dejavu-core
-    gnuplot-nox
+    gnuplot-nox libboost-math-dev
     pandoc
 )
 korvane_test_packages=(

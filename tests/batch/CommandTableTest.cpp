@@ -59,6 +59,11 @@ const std::map<std::string, Example>& Examples() {
           [](const TemporaryFolder& folder, const ProgramResult&) {
               return Contents(folder.File("out/rois_a.zip")).find("700.roi") != std::string::npos;
           }}},
+        {"report",
+         {{},
+          [](const TemporaryFolder& folder, const ProgramResult&) {
+              return Contents(folder.File("out/report.html")).find("2 objects counted") != std::string::npos;
+           }}},
         {"compare",
          {{"--truth", "FOLDER"},
           [](const TemporaryFolder&, const ProgramResult& run) {

@@ -189,7 +189,7 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({}), "accepted");
     EXPECT_NE(Refusal({"detect"}), "accepted");
     EXPECT_EQ(Refusal({"frobnicate", "a"}),
-              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, rois, "
+              "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, rois, report, "
               "compare, tune, calibrate, import, info and record.");
 }
 

@@ -17,6 +17,7 @@ MODULES = [
     ("measurement", "measurement", [("", ["measurement_tests"])]),
     ("evaluation", "evaluation", [("", ["evaluation_tests"])]),
     ("documents", "documents", [("", ["documents_tests", "faults_tests", "fuzz_replay_tests"])]),
+    ("report", "report", [("", ["report_tests"])]),
     ("view", "view", [
         ("view/SingleImageCanvas", ["gui_tests"]),
         ("view/OverlayDrawing", ["gui_tests"]),

@@ -1,0 +1,205 @@
+#include "ReportCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "Annotations.h"
+#include "CsvOptions.h"
+#include "ImageGroups.h"
+#include "ImageRun.h"
+#include "ImageWarnings.h"
+#include "InformationBar.h"
+#include "Interrupt.h"
+#include "ParseNumber.h"
+#include "Progress.h"
+#include "RecordLog.h"
+#include "ToolkitError.h"
+
+namespace Korvane {
+
+namespace {
+
+/// The records of the folders of labels, each read once.
+class Records {
+public:
+    std::optional<RecordEntry> Making(const wxString& labels) {
+        return IndexOf(PathBytes(FolderOf(labels)))->Making(PathBytes(FileNameOf(labels)));
+    }
+
+private:
+    std::shared_ptr<const RecordIndex> IndexOf(const std::string& folder) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        std::shared_ptr<const RecordIndex>& index = indices_[folder];
+        if (!index) index = std::make_shared<RecordIndex>(folder);
+        return index;
+    }
+
+    std::mutex mutex_;
+    std::map<std::string, std::shared_ptr<const RecordIndex>> indices_;
+};
+
+std::string ParametersText(const AnalysisParameters& parameters) {
+    std::string text;
+    for (const ParameterRange& range : kParameterRanges) {
+        std::string label = range.label;
+        label.pop_back();
+        text += (text.empty() ? "" : ", ") + label + " " +
+                wxString::FromCDouble(static_cast<double>(parameters.*range.field), range.decimals).utf8_string();
+    }
+    return text;
+}
+
+LabelOrigin OriginOf(const std::optional<RecordEntry>& made) {
+    LabelOrigin origin;
+    if (!made) return origin;
+    origin.command = made->command;
+    origin.program = "Korvane " + made->version;
+    if (made->parameters) origin.parameters = ParametersText(*made->parameters);
+    origin.prepared = made->prepared;
+    return origin;
+}
+
+/// What was written over the image and not seen to when its labels were made.
+void WarnOfAnnotations(ImageJob& job, const qvox::VoxelImage<float>& image) {
+    const PixelBox frame{0, 0, static_cast<std::int64_t>(image.SizeX()), static_cast<std::int64_t>(image.SizeY())};
+    const Annotations annotations = FindAnnotations(image);
+    if (!annotations.Empty()) job.Warn(AnnotationWarning(annotations, frame, "detect --fill-annotations"));
+    const InformationBars bars = FindInformationBars(image);
+    if (!bars.Empty()) job.Warn(InformationBarWarning(bars, "detect --trim-bar"));
+}
+
+void ReportImage(ImageJob& job, ReportBuilder& builder, Records& records) {
+    const std::size_t index = job.Number() - 1;
+    Position position = job.Load();
+    if (job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
+        job.Outcome().state = ImageState::kNoLabels;
+        builder.LeaveOut(index, "there is no '" + job.Files().seeds + "'");
+        job.TellNoLabels();
+        return;
+    }
+    const qvox::PixelResolution& resolution = position.image.Resolution();
+    if (!(resolution.x > 0.0f && resolution.y > 0.0f)) {
+        throw ImageFailure{
+            {"Cannot report on '" + job.Name() + "'! (it has no pixel size; --pixel-size-if-missing gives one)"}};
+    }
+    const LabelOrigin origin = OriginOf(records.Making(job.Files().seeds));
+    if (origin.prepared.empty()) WarnOfAnnotations(job, position.image);
+    DoFileTask(FileTask::kMeasure, job.Name(), [&] {
+        builder.Add(index, {position, job.Outcome().resolutionSource, origin, job.Warnings()});
+        return 0;
+    });
+    job.Outcome().state = ImageState::kDone;
+}
+
+std::string ReadText(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file) throw UsageError("The table of groups '" + path + "' cannot be read.");
+    return text;
+}
+
+ReportOptions OptionsFor(const ReportCommandOptions& options, const std::vector<std::string>& images) {
+    ReportOptions report;
+    report.folder = FullPath(options.folder);
+    std::vector<std::string> texts;
+    for (const std::string& image : images) {
+        report.images.push_back(PathText(image));
+        texts.push_back(report.images.back().utf8_string());
+    }
+    if (options.groupBy) {
+        ImageGroups groups =
+            *options.groupBy == "folder" ? GroupByFolder(texts) : GroupByTable(texts, ReadText(*options.groupBy));
+        report.groups = std::move(groups.names);
+        report.groupOfImage = std::move(groups.ofImage);
+    }
+    report.selection = options.selection;
+    report.binWidthNm = options.binWidthNm;
+    report.existing = options.existing;
+    return report;
+}
+
+/// A report that cannot be begun is a matter of what was asked for.
+std::unique_ptr<ReportBuilder> Begin(const ReportCommandOptions& options) {
+    const ImageListing listing = ExpandInputs(options.input.images, options.input.choice);
+    try {
+        return std::make_unique<ReportBuilder>(OptionsFor(options, listing.images));
+    } catch (const qvox::ToolkitError& error) {
+        throw UsageError(error.what());
+    }
+}
+
+bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, const Streams& streams) {
+    Progress progress(streams.messages, options.input.verbosity, 0);
+    const wxString folder = PathText(FullPath(options.folder));
+    try {
+        const wxString missing = builder.Write([&progress](const wxString& step) { progress.Note(step + "."); });
+        if (!missing.empty()) progress.Warning(missing + ".");
+        progress.Note("The report is '" + JoinPath(folder, kReportPage) + "'.");
+        return true;
+    } catch (const qvox::ToolkitError& error) {
+        progress.Error({"Cannot write the report '" + folder + "'! (" + PathText(error.what()) + ")"});
+        return false;
+    }
+}
+
+}  // namespace
+
+void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
+    AddInput(command, options.input);
+    command.add_option("-o,--output", options.folder, "Folder for the report")->required()->type_name("DIR");
+    AddPlace(command, "--labels", options.labels, "DIR", "Folder to read seg_NAME from (default: beside each image)");
+    AddPlace(command, "--group-by", options.groupBy, "folder|FILE",
+             "Compare the images' folders, or the groups of a table with the columns image and group");
+    const auto takeWidth = [&options](const std::string& text) {
+        options.binWidthNm = ParseNumber<double>(text);
+        if (!options.binWidthNm || !(*options.binWidthNm > 0.0)) {
+            throw CLI::ValidationError("--bin-nm", "needs a number above 0, not '" + text + "'");
+        }
+    };
+    command
+        .add_option_function<std::string>("--bin-nm", takeWidth,
+                                          "Width of the histogram's bins (default: chosen by the sizes)")
+        ->type_name("NM");
+    AddSelectionOptions(command, options.selection,
+                        {"--diameter,--by",
+                         "The diameter of the report, and of the limits (default: diameter_nm); "
+                         "objects that have none are not counted"});
+    AddSwitch(
+        command, "--overwrite", [&options] { options.existing = ExistingReport::kReplace; }, "Replace a report");
+    AddPixelSizeChoice(command, options.pixelSize);
+    AddJobs(command, options.jobs);
+}
+
+int RunReport(const ReportCommandOptions& options, const Streams& streams) {
+    const std::unique_ptr<ReportBuilder> builder = Begin(options);
+    Records records;
+    ImageRun run;
+    run.input = options.input;
+    run.places.labels = options.labels;
+    run.pixelSize = options.pixelSize;
+    run.jobs = options.jobs;
+    run.work = [&builder, &records](ImageJob& job) {
+        try {
+            ReportImage(job, *builder, records);
+        } catch (const ImageFailure& failure) {
+            builder->LeaveOut(job.Number() - 1, failure.text.Lines());
+            throw;
+        } catch (...) {
+            builder->LeaveOut(job.Number() - 1, ExceptionText(std::current_exception(), job.Files().input));
+            throw;
+        }
+    };
+    const int status = RunImages(run, streams);
+    if (status == kExitInterrupted || !builder->HasImages()) return status;
+    const bool isWritten = WriteReport(*builder, options, streams);
+    // An interrupt ends gnuplot too.
+    if (Interrupted()) return kExitInterrupted;
+    return isWritten ? status : kExitSomeFailed;
+}
+
+}  // namespace Korvane

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "CommandTable.h"
+#include "ObjectSelection.h"
+#include "OptionGroups.h"
+#include "ReportBuilder.h"
+
+namespace Korvane {
+
+struct ReportCommandOptions {
+    InputOptions input;
+    std::string folder;
+    std::optional<std::string> labels;
+    std::optional<std::string> groupBy;  ///< "folder", or the path of a table
+    ObjectSelection selection;
+    std::optional<double> binWidthNm;
+    ExistingReport existing = ExistingReport::kRefuse;
+    GivenPixelSize pixelSize;
+    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+};
+
+void AddReportOptions(CLI::App& command, ReportCommandOptions& options);
+
+/// Measures the labels of each image and makes a report of all.
+int RunReport(const ReportCommandOptions& options, const Streams& streams);
+
+}  // namespace Korvane

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <wx/string.h>
+
+#include "ObjectMeasures.h"
+#include "ObjectTable.h"
+#include "Position.h"
+#include "ReportedImage.h"
+#include "RowSpool.h"
+#include "SizeSummary.h"
+
+namespace Korvane {
+
+struct ReportPageParts;
+
+enum class ExistingReport { kRefuse, kReplace };
+
+/// What a report is about and where it goes.
+struct ReportOptions {
+    std::string folder;                     ///< of the files, in the file system's bytes; made where it is not there
+    std::vector<wxString> images;           ///< paths, in the order of the report
+    std::vector<std::string> groups;        ///< names, UTF-8; empty: no groups
+    std::vector<std::size_t> groupOfImage;  ///< as long as `images`, where there are groups
+    ObjectSelection selection;              ///< its diameter is the report's
+    std::optional<double> binWidthNm;       ///< none: chosen by the sizes
+    ExistingReport existing = ExistingReport::kRefuse;
+};
+
+/// An image with its labels, and what is known of them.
+struct ReportSource {
+    const Position& position;
+    wxString pixelSizeSource;
+    LabelOrigin origin;
+    std::vector<wxString> warnings;
+};
+
+/// Makes a report image by image. Of an image nothing is held but the sizes of its objects: their rows and the
+/// thumbnail wait in files without a name.
+class ReportBuilder {
+public:
+    /// Throws ToolkitError where the folder cannot be made, or holds a report that is not to be replaced.
+    explicit ReportBuilder(ReportOptions options);
+
+    /// Measures an image, at most once for each index. Any thread may call it, and several at once. The pixel size is
+    /// defined on both axes. Throws ToolkitError and std::bad_alloc; the image is then left out.
+    void Add(std::size_t image, const ReportSource& source);
+    /// An image that is not part of the report; the last reason counts. Any thread may call it.
+    void LeaveOut(std::size_t image, const wxString& reason);
+    /// Whether an image is part of the report.
+    bool HasImages() const;
+
+    /// Writes objects.csv, summary.csv, bins.csv, figures/ and, last, report.html; each file complete or absent.
+    /// Returns what is missing, for a person; empty where nothing is. `notify` gets what is done next. Throws
+    /// ToolkitError.
+    wxString Write(const std::function<void(const wxString& step)>& notify);
+
+private:
+    void WriteObjects();
+    ReportPageParts DrawFigures(const std::function<void(const wxString& step)>& notify) const;
+    void WritePage(const ReportPageParts& parts);
+    std::string FileIn(const std::string& name) const;
+
+    ReportOptions options_;
+    ReportNumbers numbers_;
+    ObjectTable table_;
+    mutable std::mutex mutex_;  // of numbers_.images
+    RowSpool rows_;
+    RowSpool thumbnails_;
+};
+
+/// Files and folders of a report, inside its folder.
+inline constexpr const char* kReportPage = "report.html";
+
+}  // namespace Korvane

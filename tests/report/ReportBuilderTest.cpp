@@ -1,0 +1,221 @@
+#include "ReportBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "Gnuplot.h"
+#include "RunProgram.h"
+#include "ToolkitError.h"
+#include "support/TemporaryFolder.h"
+
+namespace Korvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string BytesOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Dark discs on a bright ground, 2 nm per pixel. The first touches the edge.
+Position Discs(int number, int firstRadius) {
+    Position position;
+    position.image.Resize(300, 200, 1);
+    position.image.SetResolution({500.0f, 500.0f, 1.0f});
+    std::fill(position.image.begin(), position.image.end(), 100.0f);
+    position.labels.CopyPropertiesFrom(position.image);
+    position.labels.Resize(300, 200, 1);
+    position.labels.Zero();
+    for (int i = 0; i < number; ++i) {
+        const int radius = firstRadius + i;
+        const int cx = i == 0 ? radius : 60 + (i - 1) % 5 * 50;
+        const int cy = 40 + (i - 1 + 5) % 10 / 5 * 80;
+        for (int y = cy - radius; y <= cy + radius; ++y) {
+            for (int x = std::max(0, cx - radius); x <= cx + radius; ++x) {
+                if ((x - cx) * (x - cx) + (y - cy) * (y - cy) > radius * radius) continue;
+                position.image.Row(static_cast<std::uint64_t>(y))[x] = 20.0f;
+                position.labels.Row(static_cast<std::uint64_t>(y))[x] = static_cast<std::uint16_t>(i + 1);
+            }
+        }
+    }
+    return position;
+}
+
+ReportOptions OptionsFor(const fs::path& folder) {
+    ReportOptions options;
+    options.folder = folder.string();
+    options.images = {"/d/a/1.tif", "/d/a/<2>.tif", "/d/b/3.tif", "/d/b/4.tif"};
+    options.groups = {"a", "b & c"};
+    options.groupOfImage = {0, 0, 1, 1};
+    return options;
+}
+
+LabelOrigin Detection() {
+    return {"detect", "Korvane 9.9", "Area fraction (alpha) 0.15", "32 rows at the bottom left out"};
+}
+
+/// Three images of eight, nine and ten objects; the fourth has no labels.
+wxString MakeReport(const ReportOptions& options) {
+    ReportBuilder builder(options);
+    const auto add = [&builder](std::size_t index, int objects) {
+        const Position position = Discs(objects, 9);
+        builder.Add(index, {position, "the file", Detection(), {"has a warning."}});
+    };
+    std::thread other(add, 2, 10);
+    add(1, 9);
+    add(0, 8);
+    other.join();
+    builder.LeaveOut(3, "there is no 'seg_4.tif'");
+    return builder.Write([](const wxString& step) { EXPECT_FALSE(step.empty()); });
+}
+
+std::size_t Occurrences(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+    return count;
+}
+
+TEST(ReportBuilder, WritesTablesPageAndFigures) {
+    const korvane_test::TemporaryFolder folder;
+    const wxString missing = MakeReport(OptionsFor(folder.Path() / "new" / "report"));
+    const fs::path made = folder.Path() / "new" / "report";
+    const std::string objects = BytesOf(made / "objects.csv");
+    EXPECT_EQ(objects.substr(0, 18), "group,image,label,");
+    EXPECT_EQ(Occurrences(objects, "\r\n"), 1u + 8 + 9 + 10);
+    EXPECT_NE(objects.find("\r\nb & c,/d/b/3.tif,10,"), std::string::npos);
+    const std::string summary = BytesOf(made / "summary.csv");
+    EXPECT_EQ(Occurrences(summary, "\r\n"), 1u + 1 + 2 + 3);
+    EXPECT_NE(summary.find("\r\nall,,,3,27,27,0,,3,0.72,37.5,"), std::string::npos) << summary;
+    EXPECT_NE(summary.find("\r\ngroup,a,a,2,17,17,0,,2,0.48,"), std::string::npos) << summary;
+    EXPECT_NE(summary.find("\r\nimage,/d/a/<2>.tif,a,1,9,9,"), std::string::npos) << summary;
+    EXPECT_NE(BytesOf(made / "bins.csv").find("\r\ngroup,b & c,"), std::string::npos);
+    const std::string page = BytesOf(made / "report.html");
+    for (const char* const text :
+         {"27 objects counted in 3 images", "there is no &#39;seg_4.tif&#39;", "1 image left out",
+          "detect, Korvane 9.9: Area fraction (alpha) 0.15", "32 rows at the bottom left out",
+          "2 nm per pixel (the file)", "has a warning.", "3 objects of 27 (11.1 %) touch the edge", "b &amp; c",
+          "Vesicles in 3 electron micrographs", "&lt;2&gt;.tif: 9 objects counted, 0 not", "</html>"}) {
+        EXPECT_NE(page.find(text), std::string::npos) << text;
+    }
+    EXPECT_EQ(page.find("<2>"), std::string::npos);
+    EXPECT_EQ(Occurrences(page, "data:image/png"), 3u);
+    for (const char* const name : {"histogram", "cumulative", "roundness", "boxes", "order"}) {
+        EXPECT_TRUE(fs::exists(made / "figures" / (std::string(name) + ".gnuplot"))) << name;
+        EXPECT_TRUE(fs::exists(made / "figures" / (std::string(name) + ".dat"))) << name;
+    }
+    if (!Gnuplot::Find()) GTEST_SKIP() << "gnuplot is not installed";
+    EXPECT_TRUE(missing.empty());
+    EXPECT_EQ(Occurrences(page, "<figure><h3>"), 5u);
+    EXPECT_TRUE(fs::exists(made / "figures" / "order.pdf"));
+    // Nothing is loaded from elsewhere.
+    EXPECT_EQ(Occurrences(page, "http"), Occurrences(page, "http://www.w3.org/"));
+    EXPECT_EQ(Occurrences(page, "<script"), 0u);
+}
+
+TEST(ReportBuilder, WritesTheSameBytesAgain) {
+    const korvane_test::TemporaryFolder folder;
+    MakeReport(OptionsFor(folder.Path() / "1"));
+    MakeReport(OptionsFor(folder.Path() / "2"));
+    std::size_t files = 0;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder.Path() / "1")) {
+        if (!entry.is_regular_file()) continue;
+        const fs::path name = fs::relative(entry.path(), folder.Path() / "1");
+        EXPECT_EQ(BytesOf(entry.path()), BytesOf(folder.Path() / "2" / name)) << name;
+        ++files;
+    }
+    EXPECT_GE(files, 14u);
+}
+
+TEST(ReportBuilder, SaysWhatIsMissingWithoutGnuplot) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    MakeReport(options);
+    const std::string path = std::getenv("PATH");
+    ::setenv("PATH", "/var/empty", 1);
+    options.existing = ExistingReport::kReplace;
+    const wxString missing = MakeReport(options);
+    ::setenv("PATH", path.c_str(), 1);
+    EXPECT_NE(missing.Find("gnuplot is not installed"), wxNOT_FOUND);
+    EXPECT_NE(BytesOf(folder.Path() / "report.html").find("gnuplot is not installed"), std::string::npos);
+    EXPECT_TRUE(fs::exists(folder.Path() / "figures" / "boxes.gnuplot"));
+    EXPECT_FALSE(fs::exists(folder.Path() / "figures" / "boxes.svg")) << "of the report before";
+    EXPECT_EQ(Occurrences(BytesOf(folder.Path() / "summary.csv"), "\r\n"), 7u);
+}
+
+TEST(ReportBuilder, IsMadeWithoutTheFiguresThatGnuplotCannotDraw) {
+    const korvane_test::TemporaryFolder folder;
+    const std::string program = folder.File("gnuplot");
+    std::ofstream(program) << "#!/bin/sh\n[ \"$1\" != --version ] || { echo gnuplot 1; exit; }\necho broken; exit 3\n";
+    fs::permissions(program, fs::perms::owner_all);
+    const std::string path = std::getenv("PATH");
+    ::setenv("PATH", folder.Path().c_str(), 1);
+    const wxString missing = MakeReport(OptionsFor(folder.Path() / "report"));
+    ::setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(missing, "gnuplot cannot draw the figure 'order' (status 3): broken");
+    const std::string page = BytesOf(folder.Path() / "report" / "report.html");
+    EXPECT_NE(page.find("gnuplot cannot draw the figure"), std::string::npos);
+    EXPECT_TRUE(fs::exists(folder.Path() / "report" / "figures" / "order.gnuplot"));
+}
+
+TEST(ReportBuilder, CountsWhatTheSelectionTakes) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    options.groups.clear();
+    options.groupOfImage.clear();
+    options.selection.minDiameterNm = 45.0;
+    options.selection.atEdge = ObjectsAtEdge::kLeftOut;
+    options.binWidthNm = 4.0;
+    MakeReport(options);
+    // Radii of 9 px (36 nm) upwards: 9, 10 and 11 are too small, and the first lies at the edge.
+    EXPECT_NE(
+        BytesOf(folder.Path() / "summary.csv").find("\r\nall,,,3,27,18,9,at the edge: 3; too small: 9,3,0.72,25,"),
+        std::string::npos)
+        << BytesOf(folder.Path() / "summary.csv");
+    EXPECT_NE(BytesOf(folder.Path() / "bins.csv").find("\r\nall,,44,48,"), std::string::npos);
+    const std::string page = BytesOf(folder.Path() / "report.html");
+    EXPECT_NE(page.find("from 45 nm on, not at the edge of the image"), std::string::npos);
+    EXPECT_NE(page.find("<polygon class=\"other\""), std::string::npos);
+}
+
+TEST(ReportBuilder, MakesAReportWhereNothingCounts) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    options.selection.minDiameterNm = 4500.0;
+    EXPECT_NE(MakeReport(options).Find("nothing to draw"), wxNOT_FOUND);
+    EXPECT_NE(BytesOf(folder.Path() / "report.html").find("0 objects counted in 3 images"), std::string::npos);
+    EXPECT_EQ(BytesOf(folder.Path() / "bins.csv"), "scope,name,from_nm,to_nm,counted,fitted\r\n");
+}
+
+TEST(ReportBuilder, DoesNotReplaceAReportUnasked) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    EXPECT_FALSE(ReportBuilder(options).HasImages());
+    MakeReport(options);
+    EXPECT_THROW(ReportBuilder{options}, qvox::ToolkitError);
+    options.existing = ExistingReport::kReplace;
+    EXPECT_NO_THROW(ReportBuilder{options});
+}
+
+TEST(ReportBuilder, RefusesAFolderThatCannotBe) {
+    const korvane_test::TemporaryFolder folder;
+    std::ofstream(folder.File("file")) << "x";
+    EXPECT_THROW(ReportBuilder{OptionsFor(folder.Path() / "file" / "report")}, qvox::ToolkitError);
+}
+
+TEST(ReportBuilder, RefusesMoreBinsThanAFigureHasRoomFor) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    options.binWidthNm = 1e-6;
+    EXPECT_THROW(MakeReport(options), qvox::ToolkitError);
+    EXPECT_FALSE(fs::exists(folder.Path() / "report.html"));
+}
+
+}  // namespace
+}  // namespace Korvane
