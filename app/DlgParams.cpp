@@ -5,7 +5,8 @@
 #include <wx/statline.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
-#include <wx/valnum.h>
+
+#include "ParameterValidator.h"
 
 namespace Korvane {
 
@@ -41,10 +42,8 @@ DlgParams::DlgParams(wxWindow* parent, const AnalysisParameters& parameters)
     SetSizerAndFit(all);
     for (std::size_t row = 0; row < kParameterRanges.size(); ++row) {
         const ParameterRange& range = kParameterRanges[row];
-        wxFloatingPointValidator<float> validator(range.decimals, &(values_.*range.field),
-                                                  wxNUM_VAL_NO_TRAILING_ZEROES);
-        validator.SetRange(range.minimum, range.maximum);
-        fields_[row]->SetValidator(validator);
+        fields_[row]->SetValidator(ParameterValidator(range, &(values_.*range.field)));
+        fields_[row]->SetToolTip(RangeText(range));
     }
 }
 

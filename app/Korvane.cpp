@@ -12,7 +12,9 @@
 
 #include "ExceptionText.h"
 #include "MainFrame.h"
+#include "MessageLog.h"
 #include "PathText.h"
+#include "RecoveryJournal.h"
 #include "StandardStreams.h"
 #include "Version.h"
 
@@ -26,10 +28,13 @@ public:
     bool OnInit() override {
         std::setlocale(LC_NUMERIC, "C");
         AdoptPathConversion();
+        delete wxLog::SetActiveTarget(new MessageLog);
         auto* frame = new MainFrame;
         HideMenusUntilShown(*frame);
+        recoveryFolder_ = RecoveryFolder();
+        if (!recoveryFolder_.empty()) frame->KeepJournal(recoveryFolder_);
         frame->Show();
-        if (!files_.empty()) OpenWhenShown(*frame);
+        BeginWhenShown(*frame);
         return true;
     }
 
@@ -42,8 +47,11 @@ public:
 private:
     /// A window takes the size of its first position once it knows how much of itself is border, bars and menus: not
     /// before it was painted.
-    void OpenWhenShown(MainFrame& frame) {
-        frame.OnFirstPaint([this, &frame] { frame.OpenFiles(Paths()); });
+    void BeginWhenShown(MainFrame& frame) {
+        frame.OnFirstPaint([this, &frame] {
+            if (!recoveryFolder_.empty() && frame.OfferRecovery(recoveryFolder_)) return;
+            if (!files_.empty()) frame.OpenFiles(Paths());
+        });
     }
 
     /// Where a window manager tells the size of its borders, the toolkit lays a new window out once at next to no size,
@@ -64,6 +72,7 @@ private:
     }
 
     std::vector<std::string> files_;
+    std::string recoveryFolder_;  ///< empty where there is no place for it
 };
 
 namespace {

@@ -7,6 +7,7 @@
 #include <wx/sizer.h>
 #include <wx/statusbr.h>
 
+#include "Accessibility.h"
 #include "CommandTable.h"
 #include "ExceptionText.h"
 #include "ProgramIcon.h"
@@ -68,7 +69,14 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
     CreateStatusBar(static_cast<int>(std::size(kWidths)));
     SetStatusWidths(static_cast<int>(std::size(kWidths)), kWidths);
     FitStatusFont(*GetStatusBar(), kWidths[1]);
+    for (wxWindow* const window : {static_cast<wxWindow*>(GetMenuBar()), static_cast<wxWindow*>(GetStatusBar())}) {
+        window->SetDropTarget(new DroppedFiles(*this));
+    }
+    SetAccessibleName(*canvas_, "Image");
+    SetAccessibleDescription(*canvas_, kNothingOpenText);
+    SetAccessibleName(*GetStatusBar(), "Status");
     RefreshStatusTexts();
+    Say(kNothingOpenText);
     ShowChecks();
     SetSize(500, 500);
     Bind(wxEVT_CHAR_HOOK, &MainFrame::OnCharHook, this);
@@ -96,6 +104,7 @@ void MainFrame::RunAlone(const std::function<void()>& work) {
     } catch (...) {
         // No fault of one command may end the program while positions hold unsaved work.
         wxLogError("%s", "The command was not completed! (" + ExceptionText(std::current_exception()) + ")");
+        LabelsInDoubt();
     }
 }
 
@@ -114,7 +123,11 @@ void MainFrame::OnCommand(wxCommandEvent& event) {
             run();
             return;
         case CommandEnabled::kWithPositions:
-            if (HasPositions()) RunAlone(run);
+            if (HasPositions()) {
+                RunAlone(run);
+            } else if (work_ == Work::kNone) {
+                Say(kNothingOpenText);
+            }
             break;
         case CommandEnabled::kWhenIdle:
             RunAlone(run);
@@ -138,7 +151,8 @@ void MainFrame::ShowChecks() {
 }
 
 bool MainFrame::Confirm(const wxString& question) {
-    wxMessageDialog dialog(this, question, "Confirmation", wxOK | wxCANCEL | wxCENTRE);
+    wxMessageDialog dialog(this, question, "Confirmation", wxOK | wxCANCEL | wxCANCEL_DEFAULT | wxCENTRE);
+    dialog.SetExtendedMessage(UnsavedText(UnsavedCount()));
     return dialog.ShowModal() == wxID_OK;
 }
 

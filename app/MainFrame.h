@@ -1,8 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -10,9 +13,13 @@
 
 #include "AnalysisParameters.h"
 #include "CanvasOwner.h"
+#include "CommandTexts.h"
 #include "ImageWarnings.h"
+#include "KnownResults.h"
 #include "LabelEditing.h"
+#include "LabelHistory.h"
 #include "PositionStore.h"
+#include "RecoveryJournal.h"
 #include "ResultFiles.h"
 
 class wxProgressDialog;
@@ -20,6 +27,19 @@ class wxProgressDialog;
 namespace Korvane {
 
 class SingleImageCanvas;
+struct AnalysisKind;
+
+/// What an analysis has to tell when it is over.
+struct AnalysisNotes {
+    struct Failure {
+        wxString text;
+        wxString cause;
+    };
+    std::vector<Failure> failures;  ///< positions that keep their labels
+    std::vector<wxString> warnings;
+    AnalysisOutcome outcome;
+    GatheredWarnings tooSmall;  ///< images that are no larger than one object may be
+};
 
 /// The main window. It owns the positions, the analysis parameters and the state of viewing and editing; every command
 /// of the program arrives here.
@@ -32,6 +52,12 @@ public:
     /// Opens these files, and the images of these folders (see ListImages), in place of all positions, after the
     /// question that opening asks; nothing while a command runs.
     void OpenFiles(const std::vector<wxString>& paths);
+
+    /// Keeps unsaved labels in a journal of this folder from now on, see RecoveryJournal. Before anything is opened.
+    void KeepJournal(const std::string& folder);
+
+    /// Asks about each journal of the folder that a program left behind until one is restored; true when one was.
+    bool OfferRecovery(const std::string& folder);
 
     /// Does something once, after the window was painted for the first time.
     void OnFirstPaint(std::function<void()> work) { afterFirstPaint_ = std::move(work); }
@@ -92,6 +118,11 @@ public:
     void OnSegmentExosomesSingle(wxCommandEvent&);
     void OnSegmentExosomesAll(wxCommandEvent&);
 
+    // Tools.
+
+    void OnUndo(wxCommandEvent&);
+    void OnRedo(wxCommandEvent&);
+
     // Help: both entries come here.
     void OnHelp(wxCommandEvent& event);
 
@@ -110,6 +141,7 @@ public:
     int ZoomLevel() const { return zoomLevel_; }
     int BrushRadius() const { return editing_.brushRadiusPx; }
     AnalysisParameters& Parameters() { return parameters_; }
+    const LabelHistory& History() const { return history_; }
 
 private:
     class CommandScope;
@@ -133,11 +165,18 @@ private:
     bool HasPositions() const { return PositionCount(store_) > 0; }
     bool Confirm(const wxString& question);
     void Tell(const wxString& text);
+    /// In the status bar's first field. It stands for some seconds before the pointer's place may replace it, and comes
+    /// back when the pointer leaves.
+    void Say(const wxString& text);
+    void ShowFirstField(const wxString& text);
+    void ShowPointer(const wxMouseEvent& event);
+    void DescribeStatus();
     void RefreshAll();
     void ShowChecks();
     void EnableLater();
 
-    void ReplacePositions(const std::vector<wxString>& paths);
+    void ReplacePositions(const std::vector<wxString>& paths, std::size_t products = 0);
+    LabelsFound LoadPositionLabels(std::size_t index, const wxString& file);
     void FitToPosition();
     void KeepOnScreen();
     void PointCanvasAt(std::size_t index);
@@ -149,20 +188,46 @@ private:
     void RefreshEdited(const PixelRectangle& part);
     void CountAgain();
 
-    void RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body);
-    void RunDetection(int range, const std::function<void(wxProgressDialog&)>& body);
+    // Every change of labels passes through these.
+    void Changed(std::size_t position, LabelChanges changes);
+    void TakeToolChanges();
+    void LabelsInDoubt();
+    void Travel(ChangeDirection direction);
+    void DiscardContour();
+
+    // What outlives a crash.
+    bool WriteJournal(std::uint64_t bytes);
+    void BeginJournal();
+    void LieIn(std::size_t index, const std::optional<FileMark>& file);
+    void ShortenJournal();
+    void ReplaceInJournal();
+    void Restore(const LeftJournal& journal, const std::vector<std::size_t>& images);
+    std::size_t UnsavedCount() const;
+
+    void RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body);
+    void TellNotes(const AnalysisKind& kind);
+    void NoteFailure(const wxString& task, std::size_t index);
+    void NoteResult(std::size_t index, qvox::LabelImage& result);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
-    void AnalyseEach(const std::function<void(std::size_t)>& analyse);
+    void AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse);
 
     PositionStore store_;
     EditingState editing_;
     std::optional<wxPoint> strokeAt_;  ///< where the stroke of the left button was last seen, until its release
+    enum class Drag { kFollowed, kIgnored } drag_ = Drag::kFollowed;  ///< ignored once the contour was discarded
+    LabelHistory history_;
+    KnownResults knownResults_;
+    std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
+    std::unique_ptr<RecoveryJournal> journal_;
+    std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last
+    wxString said_;
+    std::chrono::steady_clock::time_point saidAt_;
     bool onlyRaw_ = false;
     bool onlyContours_ = true;
     bool labelNumbers_ = false;
     AnalysisParameters parameters_;
-    GatheredWarnings tooSmall_;  ///< of the detection that runs: images that are no larger than one object may be
+    AnalysisNotes notes_;
     int zoomLevel_ = 0;
     std::vector<LabelAnchor> anchors_;  ///< of the census' version below
     std::optional<std::uint64_t> anchorsVersion_;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include <wx/log.h>
@@ -11,6 +12,7 @@
 #include "ExceptionText.h"
 #include "FreedMemory.h"
 #include "MainFrame.h"
+#include "MessageLog.h"
 #include "PixelHeight.h"
 #include "Scopes.h"
 #include "SeededSegmentation.h"
@@ -18,22 +20,26 @@
 
 namespace Korvane {
 
+/// One of the two analyses, in the texts about it.
+struct AnalysisKind {
+    const char* message;  ///< of the progress dialog at first
+    const char* what;
+    const char* title;
+};
+
 namespace {
 
-const char* const kDetectionMessage = "this is progress ...";
-const char* const kSegmentationMessage = "Segmentation in progress ...";
+constexpr AnalysisKind kDetection{"this is progress ...", "detection", "Detection"};
+constexpr AnalysisKind kSegmentation{"Segmentation in progress ...", "segmentation", "Segmentation"};
 constexpr int kInitialMaximum = 1000000000;
 /// Its five digits leave room for more positions than anybody opens at once.
 constexpr int kWidestImageNumber = 10000;
 
-/// A position that could not be analysed, with the text for a person.
-struct AnalysisFailure {
-    wxString text;
-};
-
-[[noreturn]] void FailFor(const wxString& task, std::size_t index, const wxString& path) {
-    throw AnalysisFailure{"Cannot " + task + " the position number " + std::to_string(index + 1) + ", '" + path +
-                          "'! (" + ExceptionText(std::current_exception()) + ")"};
+/// The way out for an image whose pixel size is missing or cannot be true; empty where that is not the trouble.
+wxString PixelSizeAdvice(const qvox::PixelResolution& resolution) {
+    if (resolution.x > 0.0f && PixelHeightTrouble(resolution).empty()) return {};
+    return "\nStore the pixel size in a copy of the image: korvane-batch calibrate --pixel-size NM IMAGE. Then open the "
+           "copy.";
 }
 
 /// The toolkit fits the dialog's text to each message, but the new size counts only when events are next handled: after
@@ -62,29 +68,65 @@ void MainFrame::OnParameters(wxCommandEvent&) {
     if (dialog.ShowModal() == wxID_OK) parameters_ = dialog.Parameters();
 }
 
-void MainFrame::RunAnalysis(const wxString& message, int range, const std::function<void(wxProgressDialog&)>& body) {
+void MainFrame::RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body) {
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
+    notes_ = {};
+    history_.Open(kind.what);
     try {
-        wxProgressDialog progress("Please wait ...", message, kInitialMaximum, nullptr,
+        wxProgressDialog progress("Please wait ...", kind.message, kInitialMaximum, nullptr,
                                   wxPD_APP_MODAL | wxPD_AUTO_HIDE);
         progress.SetRange(range);
         WidenMessage(progress);
         progress.SetWindowStyleFlag(progress.GetWindowStyleFlag() | wxSTAY_ON_TOP);
         body(progress);
         progress.Update(progress.GetRange(), wxEmptyString);
-    } catch (const AnalysisFailure& failure) {
-        wxLogError("%s", failure.text);
+    } catch (...) {
+        TellNotes(kind);
+        throw;
     }
+    history_.Close();
     RefreshAll();
+    TellNotes(kind);
 }
 
-void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
+/// Not before the progress dialog is gone: it handles events, which would show what is told so far.
+void MainFrame::TellNotes(const AnalysisKind& kind) {
+    for (const AnalysisNotes::Failure& failure : notes_.failures) LogFailure(failure.text, failure.cause);
+    for (const wxString& warning : notes_.warnings) wxLogWarning("%s", warning);
+    const wxString tooSmall = notes_.tooSmall.Text();
+    if (!tooSmall.empty()) wxLogWarning("%s", tooSmall);
+    Say(AnalysedText(kind.title, notes_.outcome));
+}
+
+/// The analysis of a position is done: its labels are replaced, whole.
+void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result) {
+    LabelChanges difference = DifferenceOf(store_.labelImages[index], result);
+    store_.labelImages[index].Swap(result);
+    Changed(index, std::move(difference));
+    const std::size_t objects = CountLabels(store_, index);
+    notes_.outcome.objects.push_back(objects);
+    if (objects == 0) notes_.outcome.nothing.push_back(index);
+}
+
+/// Keeps the exception that is handled now; the other positions are still analysed.
+void MainFrame::NoteFailure(const wxString& task, std::size_t index) {
+    const wxString cause = ExceptionText(std::current_exception());
+    notes_.outcome.failed.push_back(index);
+    notes_.failures.push_back({"Cannot " + task + " the position number " + std::to_string(index + 1) + ", '" +
+                                   store_.paths[index] + "'! (" + cause + ")" +
+                                   PixelSizeAdvice(store_.images[index].Resolution()),
+                               cause});
+}
+
+void MainFrame::AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse) {
     const std::size_t remembered = store_.current;
     try {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
             SwitchTo(i);
+            Say(WorkText(store_.paths, i, kind.what));
             analyse(i);
+            WriteJournal(std::numeric_limits<std::uint64_t>::max());
         }
     } catch (...) {
         SwitchTo(remembered);
@@ -93,32 +135,31 @@ void MainFrame::AnalyseEach(const std::function<void(std::size_t)>& analyse) {
     SwitchTo(remembered);
 }
 
-void MainFrame::RunDetection(int range, const std::function<void(wxProgressDialog&)>& body) {
-    tooSmall_ = {};
-    RunAnalysis(kDetectionMessage, range, body);
-    const wxString warning = tooSmall_.Text();
-    if (!warning.empty()) wxLogWarning("%s", warning);
-}
-
 void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
     const qvox::VoxelImage<float>& image = store_.images[index];
+    const int begun = progress.GetValue();
     try {
         RequirePixelHeight(image.Resolution());
         // Into a copy: a failure half way leaves the position what it holds, and the canvas never shows half a result.
         qvox::LabelImage result(store_.labelImages[index]);
         DetectionProgress observer(progress);
         DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
-        tooSmall_.Add(store_.paths[index], AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
-        store_.labelImages[index].Swap(result);
+        notes_.tooSmall.Add(store_.paths[index], AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
+        NoteResult(index, result);
     } catch (...) {
-        FailFor("detect the exosomes in", index, store_.paths[index]);
+        NoteFailure("detect the exosomes in", index);
+        // The number of the image after it is told from the steps done.
+        progress.Update(std::min(begun + kProgressStepsPerPosition, progress.GetRange() - 1));
+        return;
     }
     CountAgain();
 }
 
 void MainFrame::SegmentPosition(std::size_t index) {
     if (CountLabels(store_, index) == 0) {
-        wxLogWarning("The position number %d was not segmented due to missing seeds!", static_cast<int>(index + 1));
+        notes_.outcome.skipped.push_back(index);
+        notes_.warnings.push_back("The position number " + std::to_string(index + 1) +
+                                  " was not segmented due to missing seeds!");
         return;
     }
     const qvox::VoxelImage<float>& image = store_.images[index];
@@ -126,22 +167,23 @@ void MainFrame::SegmentPosition(std::size_t index) {
         RequirePixelHeight(image.Resolution());
         qvox::LabelImage result(store_.labelImages[index]);
         SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
-        store_.labelImages[index].Swap(result);
+        NoteResult(index, result);
     } catch (...) {
-        FailFor("segment the exosomes in", index, store_.paths[index]);
+        NoteFailure("segment the exosomes in", index);
+        return;
     }
     CountAgain();
 }
 
 void MainFrame::OnDetectCurrent(wxCommandEvent&) {
-    RunDetection(kProgressStepsPerPosition + 1,
+    RunAnalysis(kDetection, kProgressStepsPerPosition + 1,
                  [this](wxProgressDialog& progress) { DetectPosition(store_.current, progress); });
 }
 
 void MainFrame::OnDetectEmpty(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunDetection(count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
-        AnalyseEach([&](std::size_t i) {
+    RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach(kDetection, [&](std::size_t i) {
             if (CountLabels(store_, i) != 0) {
                 progress.SetRange(progress.GetRange() - kProgressStepsPerPosition);
             } else {
@@ -153,19 +195,19 @@ void MainFrame::OnDetectEmpty(wxCommandEvent&) {
 
 void MainFrame::OnDetectAll(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunDetection(count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
-        AnalyseEach([&](std::size_t i) { DetectPosition(i, progress); });
+    RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach(kDetection, [&](std::size_t i) { DetectPosition(i, progress); });
     });
 }
 
 void MainFrame::OnSegmentExosomesSingle(wxCommandEvent&) {
-    RunAnalysis(kSegmentationMessage, 1, [this](wxProgressDialog&) { SegmentPosition(store_.current); });
+    RunAnalysis(kSegmentation, 1, [this](wxProgressDialog&) { SegmentPosition(store_.current); });
 }
 
 void MainFrame::OnSegmentExosomesAll(wxCommandEvent&) {
     const int count = static_cast<int>(PositionCount(store_));
-    RunAnalysis(kSegmentationMessage, count + 1, [this](wxProgressDialog& progress) {
-        AnalyseEach([&](std::size_t i) {
+    RunAnalysis(kSegmentation, count + 1, [this](wxProgressDialog& progress) {
+        AnalyseEach(kSegmentation, [&](std::size_t i) {
             SegmentPosition(i);
             progress.Update(static_cast<int>(i + 1));
         });

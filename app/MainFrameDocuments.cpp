@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <exception>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
 #include <wx/busyinfo.h>
 #include <wx/dirdlg.h>
@@ -8,14 +11,17 @@
 #include <wx/log.h>
 #include <wx/settings.h>
 
+#include "Accessibility.h"
 #include "FailureText.h"
 #include "ImageList.h"
 #include "ImageLoading.h"
 #include "ImageWarnings.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
+#include "MessageLog.h"
 #include "OverlayDrawing.h"
 #include "PathText.h"
+#include "RecoveryJournal.h"
 #include "Scopes.h"
 #include "SharedFiles.h"
 #include "SingleImageCanvas.h"
@@ -37,7 +43,8 @@ bool DoFileTask(FileTask task, const wxString& name, Work work) {
         work();
         return true;
     } catch (...) {
-        wxLogError("%s", FailureMessage(task, name, std::current_exception()));
+        const FailureText failure = TextOfFailure(task, name, std::current_exception());
+        LogFailure(failure.Lines(), failure.cause);
         return false;
     }
 }
@@ -57,6 +64,11 @@ bool HaveOwnFiles(const PositionStore& store, const std::vector<wxString>& files
     wxLogError("%s", "Cannot " + task + "! (" + shared + ". Nothing was " +
                          (use == FileUse::kWrite ? "written." : "loaded.") + ")");
     return false;
+}
+
+bool LiesThere(const wxString& file) {
+    std::error_code unreachable;
+    return std::filesystem::exists(PathBytes(file), unreachable);
 }
 
 void WarnOf(const GatheredWarnings& warnings) {
@@ -104,22 +116,26 @@ void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
         if (images.empty()) return;
         if (HasPositions() && !Confirm(kOpenQuestion)) return;
         const DisabledScope disabled(*this);
-        ReplacePositions(images);
-        if (listing.products > 0) SetStatusText(ProductsText(listing.products) + " left out");
+        ReplacePositions(images, listing.products);
     });
 }
 
-void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
+void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t products) {
     const wxBusyCursor busy;
     editing_.contourPoints.clear();
     LabelsReplaced(editing_);
     canvas_->SetImages(nullptr, nullptr);
     RemoveAllPositions(store_);
-    SetStatusText(wxEmptyString);
+    history_.Clear();
+    unsaved_.clear();
     GatheredWarnings doubtful;
+    OpenOutcome outcome;
+    outcome.products = products;
     for (const wxString& path : paths) {
         DoFileTask(FileTask::kLoadInput, path, [&] {
             AppendPosition(store_, LoadPosition(path));
+            unsaved_.resize(PositionCount(store_));
+            if (LiesThere(SegResultPath(path, std::nullopt))) ++outcome.withResults;
             const qvox::VoxelImage<float>& image = store_.images.back();
             doubtful.Add(path, PixelSizeWarning(image.Resolution()));
             const wxString batch = "korvane-batch detect ";
@@ -127,16 +143,22 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths) {
             doubtful.Add(path, AnnotationWarning(FindAnnotations(image), {}, batch + "--fill-annotations"));
         });
     }
+    BeginJournal();
     WarnOf(doubtful);
     if (HasPositions()) {
         store_.currentLabel = 1;
         store_.current = 0;
         FitToPosition();
         SwitchTo(0);
+        outcome.opened = PositionCount(store_);
+        outcome.failed = paths.size() - outcome.opened;
+        Say(OpenedText(outcome));
         return;
     }
     // The title would go on naming a position that is gone.
     SetTitle(kStartTitle);
+    SetAccessibleDescription(*canvas_, kNothingOpenText);
+    Say(kNothingOpenText);
     canvas_->ShowFromCorner();
     RefreshStatusTexts();
     RefreshAll();
@@ -188,24 +210,56 @@ void MainFrame::SaveSegmentationResults(const ChosenFolder& folder) {
     const std::vector<wxString> files = FilesOf(store_, folder, SegResultPath);
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "save the segmentation results")) return;
     const wxBusyInfo busy("Saving segmentation results...", this);
+    FilesOutcome outcome;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        DoFileTask(FileTask::kSaveResults, FileNameOf(store_.paths[i]),
-                   [&] { SaveLabels(files[i], store_.labelImages[i]); });
+        const bool saved = DoFileTask(FileTask::kSaveResults, FileNameOf(store_.paths[i]), [&] {
+            const std::optional<wxString> kept = knownResults_.Keep(files[i], store_.labelImages[i]);
+            if (kept) outcome.kept.push_back(*kept);
+            SaveLabels(files[i], store_.labelImages[i]);
+            knownResults_.Know(files[i]);
+            LieIn(i, MarkOf(PathBytes(files[i])));
+        });
+        if (saved) outcome.files.push_back(files[i]);
+        outcome.failed += saved ? 0 : 1;
     }
+    ShortenJournal();
+    Say(SavedText(outcome));
 }
 
 void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
     const std::vector<wxString> files = FilesOf(store_, folder, SegResultPath);
     if (HaveOwnFiles(store_, files, FileUse::kRead, "load the segmentation results") && HasPositions()) {
         const wxBusyInfo busy("Loading segmentation results...", this);
+        FilesOutcome outcome;
+        history_.Open("loading of results");
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-            DoFileTask(FileTask::kLoadResults, FileNameOf(store_.paths[i]), [&] {
-                const LabelsFound found = LoadLabels(files[i], store_.labelImages[i]);
-                if (found == LabelsFound::kLoaded && i == store_.current) CountAgain();
-            });
+            LabelsFound found = LabelsFound::kNoFile;
+            const bool read = DoFileTask(FileTask::kLoadResults, FileNameOf(store_.paths[i]),
+                                         [&] { found = LoadPositionLabels(i, files[i]); });
+            if (found == LabelsFound::kLoaded) outcome.files.push_back(files[i]);
+            outcome.missing += read && found == LabelsFound::kNoFile ? 1 : 0;
+            outcome.failed += read ? 0 : 1;
         }
+        history_.Close();
+        ShortenJournal();
+        Say(LoadedText(outcome));
     }
     RefreshAll();
+}
+
+LabelsFound MainFrame::LoadPositionLabels(std::size_t index, const wxString& file) {
+    qvox::LabelImage& labels = store_.labelImages[index];
+    qvox::LabelImage read;
+    const std::optional<FileMark> mark = MarkOf(PathBytes(file));
+    const LabelsFound found = LoadNewLabels(file, {labels.SizeX(), labels.SizeY(), labels.SizeZ()}, read);
+    if (found == LabelsFound::kNoFile) return found;
+    LabelChanges difference = DifferenceOf(labels, read);
+    std::copy(read.begin(), read.end(), labels.begin());
+    Changed(index, std::move(difference));
+    LieIn(index, mark);
+    knownResults_.Know(file);
+    if (index == store_.current) CountAgain();
+    return found;
 }
 
 void MainFrame::OnExportTable(wxCommandEvent&) {
@@ -228,7 +282,9 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
             rows.insert(rows.end(), measured.begin(), measured.end());
         });
     }
-    WriteMeasurementTable(MeasurementTablePath(dialog.GetPath()), rows);
+    const wxString table = MeasurementTablePath(dialog.GetPath());
+    WriteMeasurementTable(table, rows);
+    Say("Exported " + std::to_string(rows.size()) + (rows.size() == 1 ? " object to " : " objects to ") + table);
     WarnOfUncalibrated(uncalibrated);
     WarnOf(broken);
 }
@@ -255,9 +311,14 @@ void MainFrame::ImageExport(const ChosenFolder& folder) {
     const std::vector<wxString> files = FilesOf(store_, folder, ExportPath);
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "export the image results")) return;
     const wxBusyInfo busy("Exporting image results...", this);
+    FilesOutcome outcome;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportOverlay(i, files[i]); });
+        const bool exported =
+            DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportOverlay(i, files[i]); });
+        if (exported) outcome.files.push_back(files[i]);
+        outcome.failed += exported ? 0 : 1;
     }
+    Say(ExportedText(outcome));
 }
 
 }  // namespace Korvane

@@ -6,6 +6,7 @@
 #include "MainFrame.h"
 #include "OverlayGeometry.h"
 #include "SingleImageCanvas.h"
+#include "StatusTexts.h"
 
 namespace Korvane {
 
@@ -33,7 +34,13 @@ void MainFrame::OnIncreaseRadius(wxCommandEvent&) { Finish(IncreaseBrushRadius(e
 
 void MainFrame::OnContourMode(wxCommandEvent&) { Finish(FlipDrawingMode(editing_)); }
 
-void MainFrame::OnClearCurrent(wxCommandEvent&) { Finish(ClearLabels(Edited(), editing_)); }
+void MainFrame::OnClearCurrent(wxCommandEvent&) {
+    history_.Open("clearing");
+    Finish(ClearLabels(Edited(), editing_));
+    TakeToolChanges();
+    history_.Close();
+    Say("The labels of this position are cleared");
+}
 
 void MainFrame::OnClearAll(wxCommandEvent&) {
     // A stroke that is being drawn would go on into labels that are gone.
@@ -41,22 +48,43 @@ void MainFrame::OnClearAll(wxCommandEvent&) {
     if (!Confirm("All unsaved results will be irretrievably lost for all positions! Do you really want to continue?")) {
         return;
     }
+    history_.Open("clearing of all positions");
+    for (std::size_t i = 0; i < PositionCount(store_); ++i) Changed(i, ClearingOf(store_.labelImages[i]));
+    history_.Close();
     ClearAllLabels(store_);
     LabelsReplaced(editing_);
     RefreshAll();
+    Say("The labels of all positions are cleared");
 }
 
 bool MainFrame::HandleEditKey(int key) {
     switch (key) {
-        case WXK_BACK:
-            Finish(UndoEdit(Edited(), editing_));
+        case WXK_BACK: {
+            history_.Open("Backspace");
+            const EditResult result = UndoEdit(Edited(), editing_);
+            TakeToolChanges();
+            history_.Close();
+            Finish(result);
+            // Whatever came after that stroke is gone with it: a detection, segmentation or labels that were loaded.
+            Say(result == EditResult::kNothing
+                    ? "There is no stroke to take back; Ctrl+Z undoes other changes"
+                    : "The labels from before the last stroke are back; Ctrl+Z undoes that");
+            return true;
+        }
+        case WXK_ESCAPE:
+            if (editing_.contourPoints.empty()) return false;
+            DiscardContour();
             return true;
         case 'c':
             // The menu's check mark stays as it is.
             Finish(FlipDrawingMode(editing_));
             return true;
         case 'r':
+            if (!editing_.contourPoints.empty()) Say(kOpenContourText);
+            history_.Open("repainting");
             RefreshEdited(RepaintComponent(Edited(), editing_, canvas_->ImagePointUnder(canvas_->PointerAnywhere())));
+            TakeToolChanges();
+            history_.Close();
             return true;
         default:
             return false;
@@ -72,28 +100,37 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
     // stroke was a drag to there all the same.
     const bool lateDrag = strokeAt_.has_value() && event.LeftUp() && event.GetPosition() != *strokeAt_;
     if (event.LeftUp()) strokeAt_.reset();
+    if (event.Leaving() && HasPositions()) ShowPointer(event);
     if (!IsEnabled() || !canvas_->HasImage() || !HasPositions() || !canvas_->PointerInside()) return;
     RunAlone([&] {
         const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
         if (event.RightUp()) Finish(PickLabel(Edited(), editing_, point));
         // The second press of a double click comes as that only.
         if (event.LeftDown() || event.LeftDClick()) {
+            drag_ = Drag::kFollowed;
+            history_.Open(DrawsContours() ? "contour" : "brush stroke");
             RefreshEdited(PressLeft(Edited(), editing_, point));
             strokeAt_ = event.GetPosition();
-        } else if ((event.LeftIsDown() && !event.Entering()) || lateDrag) {
+        } else if (drag_ == Drag::kFollowed && ((event.LeftIsDown() && !event.Entering()) || lateDrag)) {
             RefreshEdited(DragLeft(Edited(), editing_, point));
             if (strokeAt_) strokeAt_ = event.GetPosition();
         }
         if (event.LeftIsDown() || lateDrag) canvas_->RefreshPixels(ContourTip(editing_, Edited().labels));
         // What is filled holds all of the line that was on the screen.
         if (event.LeftUp()) RefreshEdited(ReleaseLeft(Edited(), editing_));
+        TakeToolChanges();
+        if (event.LeftUp()) history_.Close();
         RefreshStatusTexts();
+        ShowPointer(event);
     });
 }
 
 void MainFrame::OnIdle(wxIdleEvent& event) {
     event.Skip();
     if (work_ == Work::kRunning || !HasPositions()) return;
+    // A part at a time; more than a person draws in seconds.
+    constexpr std::uint64_t kJournalBytes = std::uint64_t{4} << 20;
+    if (WriteJournal(kJournalBytes)) event.RequestMore();
     // The first stroke would wait for a copy of the whole image; it is made while nobody waits, some milliseconds at a
     // time.
     constexpr std::uint64_t kVoxels = std::uint64_t{1} << 21;

@@ -3,8 +3,10 @@
 #include <wx/app.h>
 #include <wx/evtloop.h>
 
+#include "Accessibility.h"
 #include "CommandTable.h"
 #include "MainFrame.h"
+#include "PathText.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
 
@@ -100,9 +102,12 @@ void MainFrame::CountAgain() {
 }
 
 void MainFrame::RefreshStatusTexts() {
-    const auto set = [this](int field, const wxString& text) {
+    bool changed = false;
+    const auto set = [&](int field, const wxString& text) {
         // A status bar repaints on every change; most paints change nothing of it.
-        if (GetStatusBar()->GetStatusText(field) != text) SetStatusText(text, field);
+        if (GetStatusBar()->GetStatusText(field) == text) return;
+        SetStatusText(text, field);
+        changed = true;
     };
     StatusFields fields = StatusTextsWithoutPosition();
     if (HasPositions()) {
@@ -110,6 +115,42 @@ void MainFrame::RefreshStatusTexts() {
                               store_.labelCount, editing_.mode});
     }
     for (std::size_t i = 0; i < fields.size(); ++i) set(static_cast<int>(i + 1), fields[i]);
+    if (changed) DescribeStatus();
+}
+
+void MainFrame::Say(const wxString& text) {
+    said_ = text;
+    saidAt_ = std::chrono::steady_clock::now();
+    ShowFirstField(text);
+}
+
+void MainFrame::ShowFirstField(const wxString& text) {
+    if (GetStatusBar()->GetStatusText(0) == text) return;
+    SetStatusText(text);
+    DescribeStatus();
+}
+
+void MainFrame::ShowPointer(const wxMouseEvent& event) {
+    constexpr std::chrono::seconds kToBeRead{3};
+    if (std::chrono::steady_clock::now() - saidAt_ < kToBeRead) return;
+    const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
+    const qvox::LabelImage& labels = store_.labelImages[store_.current];
+    if (event.Leaving() || !Inside(labels, point)) {
+        ShowFirstField(said_);
+        return;
+    }
+    const Pixel pixel = PixelAt(point);
+    const std::uint64_t at = labels.Index(static_cast<std::uint64_t>(pixel.x), static_cast<std::uint64_t>(pixel.y));
+    ShowFirstField(wxString::FromUTF8(PointerText({pixel, store_.images[store_.current][at], labels[at]})));
+}
+
+void MainFrame::DescribeStatus() {
+    wxString all;
+    for (int i = 0; i < GetStatusBar()->GetFieldsCount(); ++i) {
+        const wxString field = GetStatusBar()->GetStatusText(i);
+        if (!field.empty()) all += (all.empty() ? "" : "; ") + field;
+    }
+    SetAccessibleDescription(*GetStatusBar(), all);
 }
 
 void MainFrame::PointCanvasAt(std::size_t index) {
@@ -117,9 +158,15 @@ void MainFrame::PointCanvasAt(std::size_t index) {
 }
 
 void MainFrame::SwitchTo(std::size_t index) {
-    if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) return;
+    if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) {
+        if (!editing_.contourPoints.empty()) Say(kOpenContourText);
+        return;
+    }
     LabelsReplaced(editing_);
+    const wxString name = PositionName(store_.paths, index);
+    if (name != FileNameOf(store_.paths[index])) Say(name);
     SetTitle(PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring()));
+    SetAccessibleDescription(*canvas_, GetTitle());
     PointCanvasAt(index);
     canvas_->ShowFromCorner();
     RefreshAll();

@@ -1,14 +1,18 @@
 #include "CalibrateCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <system_error>
 
+#include "Annotations.h"
 #include "Calibration.h"
 #include "ExceptionText.h"
 #include "ImageRun.h"
 #include "ImageWarnings.h"
+#include "ParseNumber.h"
 #include "PathText.h"
 
 namespace Korvane {
@@ -28,6 +32,26 @@ void RequireReplaceable(const ImageJob& job, const CalibrateOptions& options, co
                                    PathText(info.resolutionNote) + "); --force replaces it");
 }
 
+/// The size of a pixel of the image whose own scale bar is this long.
+double PixelSizeByBar(const ImageJob& job, const qvox::ReadOptions& reading, double barLengthNm) {
+    const Annotations found = DoFileTask(FileTask::kLoadInput, job.Files().input, [&] {
+        return FindAnnotations(LoadPosition(job.Files().input, reading).image);
+    });
+    std::int64_t length = 0;
+    for (const Annotation& piece : found.pieces) {
+        if (piece.kind != Annotation::Kind::kScaleBar) continue;
+        if (length != 0 && piece.barLengthPx != length) {
+            throw Failure(job.Files(),
+                          wxString::Format("It has scale bars of %lld and of %lld pixels; give "
+                                           "--pixel-size",
+                                           static_cast<long long>(length), static_cast<long long>(piece.barLengthPx)));
+        }
+        length = piece.barLengthPx;
+    }
+    if (length == 0) throw Failure(job.Files(), "No scale bar is found in it; give --pixel-size");
+    return barLengthNm / static_cast<double>(length);
+}
+
 void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     const ImageFiles& files = job.Files();
     std::error_code unreachable;
@@ -41,6 +65,10 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     CopyChanges changes;
     changes.reading = options.input.reading;
     changes.reading.colour = options.colour;
+    if (options.barLengthNm) {
+        const double nm = PixelSizeByBar(job, options.input.reading, *options.barLengthNm);
+        changes.pixelsPerUm = static_cast<float>(1000.0 / nm);
+    }
     if (options.pixelSizeNm) changes.pixelsPerUm = static_cast<float>(1000.0 / *options.pixelSizeNm);
     RequireReplaceable(job, options, info, changes);
     try {
@@ -65,7 +93,19 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
 void AddCalibrateOptions(CLI::App& command, CalibrateOptions& options) {
     AddInput(command, options.input);
     AddPixelSize(command, options.pixelSizeNm,
-                 "The pixel size to store, in nanometres (needed unless --grey is given: the file's own is kept)");
+                 "The pixel size to store, in nanometres (needed unless --bar-length-nm or --grey is given: --grey "
+                 "keeps the file's own)");
+    const auto takeLength = [&options](const std::string& text) {
+        options.barLengthNm = ParseNumber<double>(text);
+        if (!options.barLengthNm || !(*options.barLengthNm > 0.0) || !std::isfinite(*options.barLengthNm)) {
+            throw CLI::ValidationError("--bar-length-nm", "needs nanometres greater than 0, not '" + text + "'");
+        }
+    };
+    command
+        .add_option_function<std::string>("--bar-length-nm", takeLength,
+                                          "Store the pixel size that makes each image's own scale bar this long")
+        ->type_name("NM")
+        ->excludes("--pixel-size");
     AddPlace(command, "-o,--output", options.places.output, "DIR",
              "Folder for the copies, under the images' own names (default: calibrated_NAME beside each image)");
     AddOverwrite(command, options.existing, "Replace existing copies (default: such an image is skipped)");
@@ -84,8 +124,8 @@ void AddCalibrateOptions(CLI::App& command, CalibrateOptions& options) {
             "With --grey: take the luminance where channels differ (default: such an image is refused)")
         ->needs(grey);
     command.parse_complete_callback([&options] {
-        const bool hasTask = options.pixelSizeNm || options.colour != qvox::ColourRule::kRefuse;
-        if (!hasTask) throw CLI::RequiredError("--pixel-size");
+        const bool hasTask = options.pixelSizeNm || options.barLengthNm || options.colour != qvox::ColourRule::kRefuse;
+        if (!hasTask) throw CLI::RequiredError("--pixel-size or --bar-length-nm");
     });
     AddJobs(command, options.jobs);
 }

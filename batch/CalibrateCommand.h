@@ -13,6 +13,7 @@ struct CalibrateOptions {
     InputOptions input;
     Places places;
     std::optional<double> pixelSizeNm;  ///< to store; may be missing only where colours become grey
+    std::optional<double> barLengthNm;  ///< of the image's own scale bar, which gives the pixel size
     ExistingLabels existing = ExistingLabels::kSkip;
     ExistingPixelSize existingPixelSize = ExistingPixelSize::kRefuse;
     qvox::ColourRule colour = qvox::ColourRule::kRefuse;

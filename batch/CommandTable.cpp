@@ -1,6 +1,7 @@
 #include "CommandTable.h"
 
 #include "CalibrateCommand.h"
+#include "CompareCommand.h"
 #include "DetectCommand.h"
 #include "ImportCommand.h"
 #include "InfoCommand.h"
@@ -10,6 +11,7 @@
 #include "ReportCommand.h"
 #include "RoisCommand.h"
 #include "SegmentCommand.h"
+#include "TuneCommand.h"
 
 namespace Korvane {
 
@@ -37,6 +39,10 @@ const std::vector<BatchCommand>& BatchCommands() {
          Prepare<RoisOptions, AddRoisOptions, RunRois>},
         {"report", "Sizes of the objects of existing seg_NAME files: statistics, figures, a page",
          Prepare<ReportCommandOptions, AddReportOptions, RunReport>},
+        {"compare", "Scores of existing seg_NAME files beside true labels",
+         Prepare<CompareOptions, AddCompareOptions, RunCompare>},
+        {"tune", "Parameters learnt from images with true labels; writes parameters.json",
+         Prepare<TuneOptions, AddTuneOptions, RunTune>},
         {"calibrate", "Copies of images with a pixel size stored in them",
          Prepare<CalibrateOptions, AddCalibrateOptions, RunCalibrate>},
         {"import", "seg_NAME files from label images of other programs",

@@ -52,6 +52,9 @@ std::vector<CLI::Option*> AddSelectionOptions(CLI::App& command, ObjectSelection
     options.push_back(command.add_flag_callback(
         "--exclude-edge", [&selection] { selection.atEdge = ObjectsAtEdge::kLeftOut; },
         "Do not count objects within a pixel of the image's edge"));
+    options.push_back(command.add_flag_callback(
+        "--count-filled", [&selection] { selection.filled = FilledObjects::kCounted; },
+        "Also count objects of which more than a tenth was filled (see Preparation)"));
     options.push_back(command
                           .add_option_function<std::string>(
                               by.names, [&selection](const std::string& name) { selection.diameter = name; }, by.help)

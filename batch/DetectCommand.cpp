@@ -9,7 +9,7 @@ namespace Korvane {
 void AddDetectOptions(CLI::App& command, DetectOptions& options) {
     AddInput(command, options.input);
     AddOutput(command, options.places);
-    AddStyle(command, options.look);
+    AddStyle(command, options.style, options.places);
     AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
     AddCsvOptions(command, options.places, options.objectTable);
     AddLabellingOptions(command, options);

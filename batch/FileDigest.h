@@ -13,6 +13,12 @@ struct FileDigest {
     std::string sha256;           ///< in hexadecimal, as sha256sum prints it
 };
 
+/// A file that a result was made from beside its image, as it was then.
+struct UsedFile {
+    std::string path;
+    FileDigest digest;
+};
+
 /// The digest of an open file from its first byte on; the descriptor's position is not used. Throws ToolkitError.
 FileDigest DigestOf(int descriptor);
 

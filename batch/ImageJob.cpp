@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "CompleteFile.h"
 #include "ImageRun.h"
 #include "ImageWarnings.h"
 #include "Interrupt.h"
-#include "LabelPainter.h"
 #include "MeasurementTable.h"
 #include "ObjectMeasures.h"
+#include "OverlayPainting.h"
 #include "PathText.h"
-#include "RimLines.h"
+#include "PngEncoding.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -41,23 +42,6 @@ void RecordFailure(ImageJob& job) {
     entry.result = outcome.state == ImageState::kFailed ? "failed" : job.Recorder()->ResultWithoutStart();
     entry.error = outcome.error.Lines().utf8_string();
     job.Recorder()->Append(job.Files(), entry);
-}
-
-ColourPicture Painting(const Position& position, OverlayLook look) {
-    const auto paint = [&](const qvox::LabelImage& labels, LabelStyle style) {
-        return PaintPosition(position.image, labels, style);
-    };
-    switch (look) {
-        case OverlayLook::kRegions:
-            return paint(position.labels, LabelStyle::kRegions);
-        case OverlayLook::kRims:
-            return paint(RimLines(position), LabelStyle::kRegions);
-        case OverlayLook::kRaw:
-            return paint(position.labels, LabelStyle::kNone);
-        case OverlayLook::kContours:
-            break;
-    }
-    return paint(position.labels, LabelStyle::kContours);
 }
 
 wxString SummaryOf(const ImageRun& run, const ImageOutcome& outcome) {
@@ -188,20 +172,25 @@ void ImageJob::MakeRows(const Position& position) {
     MakeTableRows(position.labels);
     if (!run_.places.csv) return;
     outcome_.objectRows = DoFileTask(FileTask::kMeasure, Name(), [&] {
-        const ObjectTableImage image{files_.input, outcome_.resolution, outcome_.resolutionSource};
-        const std::vector<ObjectMeasures> objects = MeasureEverything(position.image, position.labels);
+        const ObjectTableImage image{files_.input, outcome_.resolution, outcome_.resolutionSource, outcome_.prepared};
+        const std::vector<ObjectMeasures> objects = MeasureEverything(position.image, position.labels, Profiles());
         const ObjectSelection& selection = run_.objectTable.Selection();
-        if (selection.LeavesOut()) {
-            const auto counts = [&](const ObjectMeasures& object) { return WhyNotCounted(selection, object).empty(); };
-            outcome_.countedObjects = static_cast<std::size_t>(std::count_if(objects.begin(), objects.end(), counts));
-        }
+        const auto counts = [&](const ObjectMeasures& object) { return WhyNotCounted(selection, object).empty(); };
+        const auto counted = static_cast<std::size_t>(std::count_if(objects.begin(), objects.end(), counts));
+        if (selection.LeavesOut() || counted < objects.size()) outcome_.countedObjects = counted;
         return run_.objectTable.Rows(image, objects);
     });
 }
 
-void ImageJob::PaintOverlay(const Position& position, OverlayLook look) {
+void ImageJob::PaintOverlay(const Position& position, const OverlayStyle& style) {
     DoFileTask(FileTask::kExportPicture, Name(), [&] {
-        qvox::SaveImageFile(PathBytes(files_.picture), Painting(position, look));
+        const ColourPicture painted = PaintOverlayOf(position, style, Profiles());
+        const std::string path = PathBytes(files_.picture);
+        if (run_.places.overlayFormat == OverlayFormat::kPng) {
+            WriteCompleteFile(path, EncodePng(painted));
+        } else {
+            qvox::SaveImageFile(path, painted);
+        }
         return 0;
     });
 }

@@ -10,6 +10,7 @@
 
 #include <wx/string.h>
 
+#include "EdgeProfiles.h"
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "ImageLoading.h"
@@ -122,7 +123,9 @@ public:
     LabelsFound MeasureFile(const wxString& from);
     /// The rows of the tables that the run makes.
     void MakeRows(const Position& position);
-    void PaintOverlay(const Position& position, OverlayLook look);
+    void PaintOverlay(const Position& position, const OverlayStyle& style);
+    /// Pixels other than 0 were filled or left out: edges are not measured there. Of the image's sizes.
+    void ExcludeFromMeasures(qvox::VoxelImage<std::uint8_t> excluded) { excluded_ = std::move(excluded); }
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
     void Warn(const wxString& text);
@@ -143,7 +146,10 @@ private:
     Progress& progress_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ImageOutcome outcome_;
-    std::vector<wxString> warnings_;  // said of this image
+    EdgeProfileOptions Profiles() const { return {excluded_.Empty() ? nullptr : &excluded_}; }
+
+    qvox::VoxelImage<std::uint8_t> excluded_;  // empty: nothing is
+    std::vector<wxString> warnings_;           // said of this image
     std::size_t stagesTold_ = 0;
 };
 

@@ -128,7 +128,9 @@ std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& writ
         files.input = PathText(input);
         files.labels = SegResultPath(files.input, output);
         files.seeds = SegResultPath(files.input, labels);
-        files.picture = ExportPath(files.input, output);
+        const bool isPng = places.overlayFormat == OverlayFormat::kPng;
+        files.picture = isPng ? ExportPath(files.input, output, ".png") : ExportPath(files.input, output);
+        files.comparison = PrefixedPath(files.input, output, kComparisonPrefix);
         files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
         files.imageJRegions = RegionsPath(files.input, output, ".zip");
         files.geoJsonRegions = RegionsPath(files.input, output, ".geojson");

@@ -20,6 +20,7 @@ struct ImageFiles {
     wxString labels;          ///< seg_NAME that is written
     wxString seeds;           ///< seg_NAME that is read by segment, measure and overlay
     wxString picture;         ///< export_NAME
+    wxString comparison;      ///< compare_NAME
     wxString copy;            ///< that calibrate writes
     wxString imageJRegions;   ///< rois_NAME.zip
     wxString geoJsonRegions;  ///< rois_NAME.geojson

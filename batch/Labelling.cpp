@@ -23,11 +23,13 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     job.Outcome().state = ImageState::kSkipped;
     job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels + "' exists (--overwrite replaces it).");
     CompareWithRecord(job, options.recordCheck);
-    if (options.overlay) {
+    const bool isPrepared = !options.preparation.Text().empty();
+    if (options.overlay || (options.places.csv && isPrepared)) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
+        if (isPrepared) job.ExcludeFromMeasures(std::move(Preparation(job, options.preparation, position).Excluded()));
         job.MakeRows(position);
-        job.PaintOverlay(position, options.look);
+        if (options.overlay) job.PaintOverlay(position, options.style);
     } else if (options.places.table || options.places.csv) {
         job.MeasureFile(files.labels);
     }
@@ -74,11 +76,12 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     Preparation preparation(job, options.preparation, position);
     Analyse(job, options, maker, preparation.Prepared() ? *preparation.Prepared() : position);
     if (preparation.Prepared()) preparation.PutBack(position);
+    job.ExcludeFromMeasures(std::move(preparation.Excluded()));
     job.KeepLabels(position.labels,
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position);
-    if (options.overlay) job.PaintOverlay(position, options.look);
+    if (options.overlay) job.PaintOverlay(position, options.style);
 }
 
 }  // namespace
@@ -88,6 +91,7 @@ void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
                  "Replace existing seg_NAME files and the table (default: such an image is skipped)");
     command.add_flag("--overlay", options.overlay, "Write export_NAME too");
     AddStrict(command, options.recordCheck);
+    AddParametersFile(command, options.parameters, options.parametersFile);
     AddParameters(command, options.parameters);
     AddPreparation(command, options.preparation);
 }
@@ -106,7 +110,8 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
         run.tableRules.existing = ExistingTable::kReplace;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds", options.preparation.Text()});
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds",
+                                                           options.preparation.Text(), options.parametersFile});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include "AnalysisParameters.h"
 #include "CommandTable.h"
@@ -21,17 +22,18 @@ struct LabellingOptions {
     Places places;
     TableRules tableRules;
     ObjectTable objectTable;
-    OverlayLook look = OverlayLook::kContours;
+    OverlayStyle style;
     ExistingLabels existing = ExistingLabels::kSkip;
     RecordCheck recordCheck = RecordCheck::kWarn;
     bool overlay = false;  ///< write the overlay too
     AnalysisParameters parameters;
+    std::optional<UsedFile> parametersFile;  ///< that some of them were read from
     PreparationOptions preparation;
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };
 
-/// --overwrite, --overlay, --strict, the analysis parameters and the preparation.
+/// --overwrite, --overlay, --strict, --parameters, the analysis parameters and the preparation.
 void AddLabellingOptions(CLI::App& command, LabellingOptions& options);
 
 /// The differences between the commands that make labels.

@@ -6,7 +6,9 @@
 #include <cmath>
 #include <sstream>
 
+#include "ParametersFile.h"
 #include "ParseNumber.h"
+#include "ToolkitError.h"
 
 namespace Korvane {
 
@@ -78,10 +80,10 @@ void AddTable(CLI::App& command, Places& places, const std::string& help) {
     AddPlace(command, "--table", places.table, "FILE", help);
 }
 
-void AddStyle(CLI::App& command, OverlayLook& look) {
+void AddStyle(CLI::App& command, OverlayStyle& style, Places& places) {
     const auto add = [&](const char* name, OverlayLook chosen, const char* help) {
         return command.add_flag_callback(
-            name, [&look, chosen] { look = chosen; }, help);
+            name, [&style, chosen] { style.look = chosen; }, help);
     };
     auto* raw = add("--raw", OverlayLook::kRaw, "Overlay: the image only");
     auto* regions = add("--regions", OverlayLook::kRegions, "Overlay: whole regions instead of contours");
@@ -89,6 +91,17 @@ void AddStyle(CLI::App& command, OverlayLook& look) {
     raw->excludes(regions);
     rim->excludes(raw);
     rim->excludes(regions);
+    command.add_flag("--numbers", style.numbers, "Overlay: the number of each object")->excludes(raw);
+    command.add_flag("--scale-bar", style.scaleBar, "Overlay: a scale bar with its length");
+    command
+        .add_option_function<std::string>(
+            "--overlay-format",
+            [&places](const std::string& name) {
+                places.overlayFormat = name == "png" ? OverlayFormat::kPng : OverlayFormat::kTiff;
+            },
+            "Format of overlays: tiff (default) or png")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"tiff", "png"}));
 }
 
 void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help) {
@@ -100,6 +113,22 @@ void AddStrict(CLI::App& command, RecordCheck& check) {
     AddSwitch(
         command, "--strict", [&check] { check = RecordCheck::kStrict; },
         "Fail images whose existing seg_NAME was made otherwise (default: a warning)");
+}
+
+void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file) {
+    const auto take = [&parameters, &file](const std::string& path) {
+        try {
+            parameters = ReadParametersFile(path).parameters;
+            file = UsedFile{path, DigestOf(path)};
+        } catch (const qvox::ToolkitError& error) {
+            throw CLI::ValidationError("--parameters", error.what());
+        }
+    };
+    command
+        .add_option_function<std::string>("--parameters", take,
+                                          "Take the parameters from this file; the options below win over it")
+        ->type_name("FILE")
+        ->group("Parameters");
 }
 
 void AddParameters(CLI::App& command, AnalysisParameters& parameters) {

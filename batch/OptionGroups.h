@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "AnalysisParameters.h"
+#include "FileDigest.h"
 #include "ImageList.h"
 #include "files/ImageFile.h"
 
@@ -38,6 +39,8 @@ struct InputOptions {
     Verbosity verbosity = Verbosity::kNormal;
 };
 
+enum class OverlayFormat { kTiff, kPng };
+
 /// Folders and files that a run reads from and writes to, beside the images.
 struct Places {
     std::optional<std::string> output;  ///< none: beside each image
@@ -45,6 +48,7 @@ struct Places {
     std::optional<std::string> table;
     std::optional<std::string> csv;  ///< the table of objects
     std::optional<std::string> stages;
+    OverlayFormat overlayFormat = OverlayFormat::kTiff;
 };
 
 /// A pixel size given by the user, in nanometres, and when it holds.
@@ -56,6 +60,12 @@ struct GivenPixelSize {
 
 /// How an overlay shows the objects.
 enum class OverlayLook { kContours, kRegions, kRims, kRaw };
+
+struct OverlayStyle {
+    OverlayLook look = OverlayLook::kContours;
+    bool numbers = false;   ///< the objects' labels beside them
+    bool scaleBar = false;  ///< in nanometres, in the lower right corner
+};
 
 /// IMAGE, --include, --exclude, --page, --quiet and --verbose.
 void AddInput(CLI::App& command, InputOptions& input);
@@ -70,14 +80,17 @@ void AddLabels(CLI::App& command, Places& places);
 /// --table.
 void AddTable(CLI::App& command, Places& places, const std::string& help);
 
-/// --raw, --regions and --rim.
-void AddStyle(CLI::App& command, OverlayLook& look);
+/// --raw, --regions, --rim, --numbers, --scale-bar and --overlay-format.
+void AddStyle(CLI::App& command, OverlayStyle& style, Places& places);
 
 /// --overwrite.
 void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string& help);
 
 /// --strict.
 void AddStrict(CLI::App& command, RecordCheck& check);
+
+/// --parameters. Comes before AddParameters, whose options then win over the file wherever they stand on the line.
+void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file);
 
 /// One option for each of kParameterRanges.
 void AddParameters(CLI::App& command, AnalysisParameters& parameters);

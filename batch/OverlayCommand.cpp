@@ -6,15 +6,15 @@ namespace Korvane {
 
 namespace {
 
-void DrawExisting(ImageJob& job, OverlayLook look) {
+void DrawExisting(ImageJob& job, const OverlayStyle& style) {
     Position position = job.Load();
     job.Outcome().state = ImageState::kDone;
-    if (look != OverlayLook::kRaw && job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
+    if (style.look != OverlayLook::kRaw && job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
         job.Outcome().state = ImageState::kNoLabels;
         job.TellNoLabels();
         return;
     }
-    job.PaintOverlay(position, look);
+    job.PaintOverlay(position, style);
 }
 
 }  // namespace
@@ -22,7 +22,7 @@ void DrawExisting(ImageJob& job, OverlayLook look) {
 void AddOverlayOptions(CLI::App& command, OverlayOptions& options) {
     AddInput(command, options.input);
     AddOutput(command, options.places);
-    AddStyle(command, options.look);
+    AddStyle(command, options.style, options.places);
     AddLabels(command, options.places);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
@@ -35,7 +35,7 @@ int RunOverlay(const OverlayOptions& options, const Streams& streams) {
     run.written = {&ImageFiles::picture};
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.work = [&options](ImageJob& job) { DrawExisting(job, options.look); };
+    run.work = [&options](ImageJob& job) { DrawExisting(job, options.style); };
     return RunImages(run, streams);
 }
 

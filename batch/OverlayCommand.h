@@ -8,7 +8,7 @@ namespace Korvane {
 struct OverlayOptions {
     InputOptions input;
     Places places;
-    OverlayLook look = OverlayLook::kContours;
+    OverlayStyle style;
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

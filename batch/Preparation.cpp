@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "AnnotationFilling.h"
@@ -94,12 +95,15 @@ PixelBox ChooseBox(ImageJob& job, const PreparationOptions& options, const qvox:
     return box;
 }
 
-void Fill(ImageJob& job, qvox::VoxelImage<float>& image, const qvox::VoxelImage<bool>& mask, std::string& done) {
+/// Adds the pixels to those that are filled.
+void Fill(ImageJob& job, qvox::VoxelImage<float>& image, const qvox::VoxelImage<bool>& mask,
+          qvox::VoxelImage<bool>& filled, std::string& done) {
     const qvox::VoxelImage<bool> wide = WidenMask(mask, kFillMarginPx);
     const auto pixels = std::count(wide.begin(), wide.end(), true);
     if (static_cast<std::uint64_t>(pixels) == wide.VoxelCount()) Refuse(job, "the annotations cover the whole image");
     if (pixels == 0) return;
     FillAnnotations(image, wide);
+    std::transform(wide.begin(), wide.end(), filled.begin(), filled.begin(), std::logical_or<>());
     List(done, std::to_string(pixels) + " pixels of annotations filled");
 }
 
@@ -154,23 +158,36 @@ Preparation::Preparation(ImageJob& job, const PreparationOptions& options, const
     Position part;
     part.labels.SetResolution(image.Resolution());
     part.image = isWhole ? image : Cropped(image, box_);
+    qvox::VoxelImage<bool> filled;
+    filled.Resize(part.image.SizeX(), part.image.SizeY(), 1);
+    filled.Zero();
     if (options.mask) {
         const qvox::VoxelImage<bool> mask = ReadMask(*options.mask);
         if (!mask.SameSizes(image)) {
             Refuse(job, "'" + *options.mask + "' has " + std::to_string(mask.SizeX()) + " x " +
-                            std::to_string(mask.SizeY()) + " pixels, the image " + std::to_string(image.SizeX()) + " x " +
-                            std::to_string(image.SizeY()));
+                            std::to_string(mask.SizeY()) + " pixels, the image " + std::to_string(image.SizeX()) +
+                            " x " + std::to_string(image.SizeY()));
         }
-        Fill(job, part.image, isWhole ? mask : Cropped(mask, box_), done);
+        Fill(job, part.image, isWhole ? mask : Cropped(mask, box_), filled, done);
     }
     const Annotations found = FindAnnotations(part.image);
-    if (!found.Empty() && options.fillsAnnotations) Fill(job, part.image, found.mask, done);
+    if (!found.Empty() && options.fillsAnnotations) Fill(job, part.image, found.mask, filled, done);
     if (!found.Empty() && !options.fillsAnnotations) job.Warn(AnnotationWarning(found, box_));
     if (done.empty()) return;
     job.Outcome().prepared = done;
+    Exclude(position, filled);
     if (!position.labels.Empty()) part.labels = isWhole ? position.labels : Cropped(position.labels, box_);
     part.labels.SetResolution(position.labels.Resolution());
     prepared_ = std::move(part);
+}
+
+void Preparation::Exclude(const Position& position, const qvox::VoxelImage<bool>& filled) {
+    excluded_.Resize(position.image.SizeX(), position.image.SizeY(), 1);
+    std::fill(excluded_.begin(), excluded_.end(), std::uint8_t{1});
+    for (std::uint64_t y = 0; y < filled.SizeY(); ++y) {
+        const bool* const row = filled.Row(y);
+        std::copy(row, row + filled.SizeX(), excluded_.Row(static_cast<std::uint64_t>(box_.y) + y) + box_.x);
+    }
 }
 
 void Preparation::PutBack(Position& position) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -34,13 +35,18 @@ public:
     /// Throws ImageFailure where the region does not fit, nothing is left or the mask cannot be used.
     Preparation(ImageJob& job, const PreparationOptions& options, const Position& position);
 
+    /// Pixels other than 0 are filled or left out; empty where none is.
+    qvox::VoxelImage<std::uint8_t>& Excluded() { return excluded_; }
     /// The prepared image with its labels; none: the position is analysed as it is.
     std::optional<Position>& Prepared() { return prepared_; }
     /// The labels in the frame of the whole image.
     void PutBack(Position& position) const;
 
 private:
+    void Exclude(const Position& position, const qvox::VoxelImage<bool>& filled);
+
     PixelBox box_;
+    qvox::VoxelImage<std::uint8_t> excluded_;
     std::optional<Position> prepared_;
 };
 

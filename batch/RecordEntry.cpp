@@ -13,18 +13,23 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 struct ParameterName {
-    const char* key;
     const char* text;
     float AnalysisParameters::*field;
+
+    const char* Key() const {
+        const auto* range = kParameterRanges.begin();
+        while (range->field != field) ++range;
+        return range->key;
+    }
 };
 
 constexpr std::array<ParameterName, 6> kParameterNames{{
-    {"edgeContrast", "edge contrast", &AnalysisParameters::edgeContrast},
-    {"areaFraction", "area fraction", &AnalysisParameters::areaFraction},
-    {"roundnessThreshold", "roundness", &AnalysisParameters::roundnessThreshold},
-    {"minObjectDiameterUm", "minimum diameter", &AnalysisParameters::minObjectDiameterUm},
-    {"maxRelativeClusterSize", "maximum cluster size", &AnalysisParameters::maxRelativeClusterSize},
-    {"relativeExosomeSize", "exosome size", &AnalysisParameters::relativeExosomeSize},
+    {"edge contrast", &AnalysisParameters::edgeContrast},
+    {"area fraction", &AnalysisParameters::areaFraction},
+    {"roundness", &AnalysisParameters::roundnessThreshold},
+    {"minimum diameter", &AnalysisParameters::minObjectDiameterUm},
+    {"maximum cluster size", &AnalysisParameters::maxRelativeClusterSize},
+    {"exosome size", &AnalysisParameters::relativeExosomeSize},
 }};
 
 template <typename T>
@@ -92,7 +97,7 @@ std::optional<UsedFile> ReadUsedFile(const Json& json, const char* key) {
 std::optional<AnalysisParameters> ReadParameters(const Json& json) {
     if (json.is_null()) return std::nullopt;
     AnalysisParameters parameters;
-    for (const ParameterName& name : kParameterNames) parameters.*name.field = json.at(name.key).get<float>();
+    for (const ParameterName& name : kParameterNames) parameters.*name.field = json.at(name.Key()).get<float>();
     return parameters;
 }
 
@@ -107,6 +112,7 @@ void AddMaking(Json& json, const RecordEntry& entry) {
     json["command"] = entry.command;
     json["page"] = OrNull(entry.page);
     json["parameters"] = ParametersJson(entry.parameters);
+    if (entry.parametersFile) json["parametersFile"] = UsedFileJson(*entry.parametersFile);
     if (!entry.preparation.empty()) json["preparation"] = entry.preparation;
     if (!entry.prepared.empty()) json["prepared"] = entry.prepared;
     json["version"] = entry.version;
@@ -150,7 +156,7 @@ void AddDifference(std::string& text, const std::string& name, const std::option
 Json ParametersJson(const std::optional<AnalysisParameters>& parameters) {
     if (!parameters) return nullptr;
     Json json;
-    for (const ParameterName& name : kParameterNames) json[name.key] = Shortest((*parameters).*name.field);
+    for (const ParameterName& name : kParameterNames) json[name.Key()] = Shortest((*parameters).*name.field);
     return json;
 }
 
@@ -183,6 +189,7 @@ std::optional<RecordEntry> ReadEntry(const std::string& line) {
         entry.command = Text(json, "command");
         entry.page = Number<std::uint64_t>(json, "page");
         entry.parameters = ReadParameters(json.at("parameters"));
+        entry.parametersFile = ReadUsedFile(json, "parametersFile");
         entry.preparation = Text(json, "preparation");
         entry.prepared = Text(json, "prepared");
         entry.pixelSize = {Number<double>(json.at("pixelSizeNm"), "x"), Number<double>(json.at("pixelSizeNm"), "y")};

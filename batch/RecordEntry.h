@@ -17,12 +17,6 @@ struct PixelSizeNm {
     std::optional<double> y;
 };
 
-/// A file that labels were made from beside their image, as it was then.
-struct UsedFile {
-    std::string path;
-    FileDigest digest;
-};
-
 /// How one image's labels were made, or why they were not: one line of a folder's record. All text is UTF-8.
 struct RecordEntry {
     std::string labels;  ///< name of the label file in the record's folder
@@ -30,6 +24,7 @@ struct RecordEntry {
     std::string result;  ///< "done", "failed", "no seeds" or "no label file"
     std::string command;
     std::optional<AnalysisParameters> parameters;  ///< none: the command has no analysis
+    std::optional<UsedFile> parametersFile;        ///< that some of the parameters were read from
     std::optional<std::uint64_t> page;             ///< of the image's file, from 1; none: not known
     std::string preparation;  ///< options that leave out or fill parts of the image
     std::string prepared;     ///< the same as it was done

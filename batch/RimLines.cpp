@@ -4,15 +4,14 @@
 #include <cmath>
 #include <vector>
 
-#include "EdgeProfiles.h"
 #include "operations/Line.h"
 
 namespace Korvane {
 
-qvox::LabelImage RimLines(const Position& position) {
+qvox::LabelImage RimLines(const Position& position, const EdgeProfileOptions& profiles) {
     const qvox::LabelImage& labels = position.labels;
     const std::vector<LabelExtent> extents = LabelExtents(labels);
-    const std::vector<EdgeMeasurement> edges = MeasureEdges(position.image, labels, extents);
+    const std::vector<EdgeMeasurement> edges = MeasureEdges(position.image, labels, extents, profiles);
     qvox::LabelImage lines;
     lines.Resize(labels.SizeX(), labels.SizeY(), labels.SizeZ());
     lines.Zero();

@@ -54,6 +54,7 @@ RecordEntry RunRecorder::Entry(const ImageFiles& files, const ImageOutcome& outc
     entry.command = record_.command;
     entry.page = outcome.page;
     entry.parameters = record_.parameters;
+    entry.parametersFile = record_.parametersFile;
     entry.preparation = record_.preparation;
     entry.prepared = outcome.prepared;
     entry.pixelSize = {InNm(outcome.resolution.x), InNm(outcome.resolution.y)};

@@ -22,6 +22,7 @@ struct RunRecord {
     std::optional<AnalysisParameters> parameters;  ///< none: without an analysis
     std::string withoutStart;  ///< result of an image that lacks the file which the labels start from
     std::string preparation;   ///< the options of it; empty without any
+    std::optional<UsedFile> parametersFile = {};  ///< that some of the parameters were read from
 };
 
 /// The present time, UTC, ISO 8601.

@@ -21,7 +21,7 @@ bool ReadSeeds(ImageJob& job, Position& position) {
 void AddSegmentOptions(CLI::App& command, SegmentOptions& options) {
     AddInput(command, options.input);
     AddOutput(command, options.places);
-    AddStyle(command, options.look);
+    AddStyle(command, options.style, options.places);
     AddLabels(command, options.places);
     AddTableOptions(command, options.places, options.tableRules, "Write the measurement table there");
     AddCsvOptions(command, options.places, options.objectTable);

@@ -18,6 +18,7 @@ struct AnalysisParameters {
 /// What a person may enter for one parameter, both ends included.
 struct ParameterRange {
     float AnalysisParameters::*field;
+    const char* key;    ///< in records and parameter files
     const char* label;  ///< the text beside the value in the parameters dialog
     int decimals;
     float minimum;
@@ -26,12 +27,12 @@ struct ParameterRange {
 
 /// In the order in which a person meets them.
 inline constexpr std::array<ParameterRange, 6> kParameterRanges{{
-    {&AnalysisParameters::edgeContrast, "Edge contrast (lambda):", 4, 0.0f, 1.0f},
-    {&AnalysisParameters::areaFraction, "Area fraction (alpha):", 2, 0.0f, 1.0f},
-    {&AnalysisParameters::roundnessThreshold, "Roundness threshold:", 2, 0.0f, 1.0f},
-    {&AnalysisParameters::maxRelativeClusterSize, "Maximum relative cluster size:", 2, 0.1f, 1.9f},
-    {&AnalysisParameters::relativeExosomeSize, "Relative size of expected exosomes:", 2, 0.1f, 1.9f},
-    {&AnalysisParameters::minObjectDiameterUm, "Minimum object diameter (in um):", 3, 0.0f, 0.5f},
+    {&AnalysisParameters::edgeContrast, "edgeContrast", "Edge contrast (lambda):", 4, 0.0f, 1.0f},
+    {&AnalysisParameters::areaFraction, "areaFraction", "Area fraction (alpha):", 2, 0.0f, 1.0f},
+    {&AnalysisParameters::roundnessThreshold, "roundnessThreshold", "Roundness threshold:", 2, 0.0f, 1.0f},
+    {&AnalysisParameters::maxRelativeClusterSize, "maxRelativeClusterSize", "Maximum relative cluster size:", 2, 0.1f, 1.9f},
+    {&AnalysisParameters::relativeExosomeSize, "relativeExosomeSize", "Relative size of expected exosomes:", 2, 0.1f, 1.9f},
+    {&AnalysisParameters::minObjectDiameterUm, "minObjectDiameterUm", "Minimum object diameter (in um):", 3, 0.0f, 0.5f},
 }};
 
 }  // namespace Korvane

@@ -30,13 +30,13 @@ wxString LoadingCause(const wxString& name, const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const UnfitFile& unfit) {
-        return wxString("(") + unfit.what() + ")";
+        return unfit.what();
     } catch (const qvox::ToolkitError& error) {
-        return "(Error='" + ErrorTextBeside(name, error) + "')";
+        return "Error='" + ErrorTextBeside(name, error) + "'";
     } catch (const std::bad_alloc&) {
-        return "(Not enough memory)";
+        return "Not enough memory";
     } catch (...) {
-        return "(Unknown error)";
+        return "Unknown error";
     }
 }
 
@@ -44,29 +44,34 @@ wxString WritingCause(const wxString& name, const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const qvox::ToolkitError& error) {
-        return "(Error='" + ErrorTextBeside(name, error) + "')";
+        return "Error='" + ErrorTextBeside(name, error) + "'";
     } catch (...) {
-        return "(Unknown error)";
+        return "Unknown error";
     }
 }
 
+wxString CauseOf(FileTask task, const wxString& name, const std::exception_ptr& failure) {
+    const bool writes = task == FileTask::kSaveResults || task == FileTask::kExportPicture;
+    return writes ? WritingCause(name, failure) : LoadingCause(name, failure);
+}
+
 /// Joined rather than formatted: a "%" in a file name stays what it is.
-wxString MessageOf(FileTask task, const wxString& name, const std::exception_ptr& failure) {
+wxString TaskText(FileTask task, const wxString& name) {
     switch (task) {
         case FileTask::kLoadInput:
-            return "Cannot load the input image '" + name + "'! " + LoadingCause(name, failure);
+            return "Cannot load the input image '" + name + "'! ";
         case FileTask::kImportLabels:
-            return "Cannot import '" + name + "'! " + LoadingCause(name, failure);
+            return "Cannot import '" + name + "'! ";
         case FileTask::kLoadResults:
-            return "Cannot load the segmentation results for '" + name + "'! " + LoadingCause(name, failure);
+            return "Cannot load the segmentation results for '" + name + "'! ";
         case FileTask::kSaveResults:
-            return "Cannot save the segmentation results for '" + name + "'! " + WritingCause(name, failure);
+            return "Cannot save the segmentation results for '" + name + "'! ";
         case FileTask::kMeasure:
-            return "Cannot measure the objects of '" + name + "'! " + LoadingCause(name, failure);
+            return "Cannot measure the objects of '" + name + "'! ";
         case FileTask::kExportPicture:
             break;
     }
-    return "Cannot export the image results for '" + name + "'! " + WritingCause(name, failure);
+    return "Cannot export the image results for '" + name + "'! ";
 }
 
 }  // namespace
@@ -78,7 +83,8 @@ InconsistentImageSize OtherSizes(const std::string& path, const std::array<std::
 }
 
 FailureText TextOfFailure(FileTask task, const wxString& name, const std::exception_ptr& failure) {
-    return {MessageOf(task, name, failure), DetailOf(failure)};
+    const wxString cause = CauseOf(task, name, failure);
+    return {TaskText(task, name) + "(" + cause + ")", DetailOf(failure), cause};
 }
 
 wxString FailureMessage(FileTask task, const wxString& name, const std::exception_ptr& failure) {

@@ -54,6 +54,7 @@ enum class FileTask {
 struct FailureText {
     wxString message;
     wxString detail = {};  ///< of an UnfitFile; mostly empty
+    wxString cause = {};   ///< what the message ends with, alone
 
     /// Both, with a line feed between them.
     wxString Lines() const { return detail.empty() ? message : message + "\n" + detail; }

@@ -66,6 +66,7 @@ const std::vector<Column>& AllColumns() {
         addNumber("pixel_size_nm", PixelWidth);
         addNumber("pixel_height_nm", PixelHeight);
         addText("pixel_size_source", [](const Row& row) { return row.image.resolutionSource.utf8_string(); });
+        addText("prepared", [](const Row& row) { return row.image.prepared; });
         addText("program_version", [](const Row&) { return std::string(kVersion); });
         return all;
     }();

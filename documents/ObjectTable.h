@@ -17,6 +17,7 @@ struct ObjectTableImage {
     wxString path;
     qvox::PixelResolution resolution;  ///< that the measures were made with
     wxString resolutionSource;
+    std::string prepared = {};  ///< what was filled or left out for the analysis
 };
 
 enum class DecimalMark {

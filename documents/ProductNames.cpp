@@ -7,7 +7,7 @@ namespace Korvane {
 
 const std::vector<std::string_view>& ProductPrefixes() {
     static const std::vector<std::string_view> prefixes = [] {
-        std::vector<std::string_view> all{kLabelsPrefix, kOverlayPrefix, kCalibratedPrefix};
+        std::vector<std::string_view> all{kLabelsPrefix, kOverlayPrefix, kComparisonPrefix, kCalibratedPrefix};
         for (const DetectionStageRow& row : kDetectionStages) {
             if (!row.filePrefix.empty()) all.push_back(row.filePrefix);
         }

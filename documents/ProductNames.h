@@ -6,7 +6,7 @@
 
 namespace Korvane {
 
-/// Prefixes of the names of files that the programs write for an image: labels, overlays, calibrated copies, and
+/// Prefixes of the names of files that the programs write for an image: labels, overlays, comparisons, calibrated copies, and
 /// the maps of the stages of detection.
 const std::vector<std::string_view>& ProductPrefixes();
 

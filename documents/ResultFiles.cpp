@@ -10,6 +10,18 @@
 
 namespace Korvane {
 
+namespace {
+
+wxString PathWithEnding(const wxString& inputPath, const ChosenFolder& folder, const wxString& prefix,
+                        const wxString& ending, PathStyle style) {
+    const wxString name = FileNameOf(inputPath, style);
+    const std::size_t dot = name.rfind('.');
+    const wxString stem = dot == wxString::npos || dot == 0 ? name : name.substr(0, dot);
+    return JoinPath(folder ? *folder : FolderOf(inputPath, style), prefix + stem + ending, style);
+}
+
+}  // namespace
+
 wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& prefix, PathStyle style) {
     return JoinPath(folder ? *folder : FolderOf(inputPath, style), prefix + FileNameOf(inputPath, style), style);
 }
@@ -22,11 +34,12 @@ wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathS
     return PrefixedPath(inputPath, folder, kOverlayPrefix, style);
 }
 
+wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending, PathStyle style) {
+    return PathWithEnding(inputPath, folder, kOverlayPrefix, ending, style);
+}
+
 wxString RegionsPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending, PathStyle style) {
-    const wxString name = FileNameOf(inputPath, style);
-    const std::size_t dot = name.rfind('.');
-    const wxString stem = dot == wxString::npos || dot == 0 ? name : name.substr(0, dot);
-    return JoinPath(folder ? *folder : FolderOf(inputPath, style), kRegionsPrefix + stem + ending, style);
+    return PathWithEnding(inputPath, folder, kRegionsPrefix, ending, style);
 }
 
 void SaveLabels(const wxString& resultPath, const qvox::LabelImage& labels, const qvox::BeforeRename& beforeRename) {

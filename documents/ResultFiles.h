@@ -18,6 +18,7 @@ using ChosenFolder = std::optional<wxString>;
 /// Prefixes of the names of the files that are written for an image.
 inline constexpr const char* kLabelsPrefix = "seg_";
 inline constexpr const char* kOverlayPrefix = "export_";
+inline constexpr const char* kComparisonPrefix = "compare_";
 inline constexpr const char* kRegionsPrefix = "rois_";
 inline constexpr const char* kCalibratedPrefix = "calibrated_";  ///< of copies that lie beside their images
 
@@ -26,6 +27,10 @@ wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, Pa
 
 /// Where the overlay of an input file is written: "export_" before its name.
 wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
+
+/// The same in another format: `ending` in place of the name's own.
+wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,
+                    PathStyle style = kNativePathStyle);
 
 /// Where the regions of an input file are written: "rois_" before its name, `ending` in place of its own.
 wxString RegionsPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,

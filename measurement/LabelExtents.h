@@ -20,4 +20,8 @@ struct LabelExtent {
 /// One entry per label that occurs, in ascending order. Cost: one pass over the image.
 std::vector<LabelExtent> LabelExtents(const qvox::LabelImage& labels);
 
+/// True when the label has pixels on the image's outermost rows and columns or beside them. Detection never labels the
+/// outermost ones, so a vesicle that they cut ends beside them.
+bool LiesNearFrame(const LabelExtent& extent, const qvox::LabelImage& labels);
+
 }  // namespace Korvane

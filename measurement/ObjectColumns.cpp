@@ -82,6 +82,7 @@ const std::vector<ObjectColumn>& ObjectColumns() {
         {"touches_edge", "", 0, "position", [](const Object& o) -> Value { return o.touchesEdge ? 1.0 : 0.0; },
          nullptr},
         {"neighbour_nm", "nm", 3, "position", [](const Object& o) { return o.neighbourDistanceNm; }, nullptr},
+        {"filled_share", "", 3, "filled-share", [](const Object& o) -> Value { return o.filledShare; }, nullptr},
     };
     return columns;
 }

@@ -38,6 +38,18 @@ void MeasureGrey(const qvox::VoxelImage<float>& image, const qvox::LabelImage& l
     object.greySd = extent.pixels > 1 ? std::sqrt(squares / (count - 1.0)) : 0.0;
 }
 
+double ShareOf(const qvox::VoxelImage<std::uint8_t>& excluded, const qvox::LabelImage& labels,
+               const LabelExtent& extent) {
+    std::uint64_t pixels = 0;
+    for (std::uint64_t y = extent.minY; y <= extent.maxY; ++y) {
+        const std::uint16_t* const row = labels.Row(y);
+        const std::uint8_t* const isExcluded = excluded.Row(y);
+        for (std::uint64_t x = extent.minX; x <= extent.maxX; ++x)
+            pixels += row[x] == extent.label && isExcluded[x] != 0 ? 1 : 0;
+    }
+    return static_cast<double>(pixels) / static_cast<double>(extent.pixels);
+}
+
 /// Distances of the centroids. They are sorted by x, so that only neighbours within the best distance so far are met.
 void MeasureNeighbours(std::vector<ObjectMeasures>& objects) {
     std::vector<std::size_t> order(objects.size());
@@ -73,11 +85,6 @@ void AddPieces(const qvox::LabelImage& labels, std::vector<ObjectMeasures>& obje
     }
 }
 
-bool LiesNearFrame(const LabelExtent& extent, const qvox::LabelImage& labels) {
-    return extent.minX <= 1 || extent.minY <= 1 || extent.maxX + 2 >= labels.SizeX() ||
-           extent.maxY + 2 >= labels.SizeY();
-}
-
 }  // namespace
 
 std::vector<ObjectMeasures> MeasureEverything(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
@@ -96,6 +103,7 @@ std::vector<ObjectMeasures> MeasureEverything(const qvox::VoxelImage<float>& ima
         object.hull = HullOf(labels, extents[i]);
         object.touchesEdge = LiesNearFrame(extents[i], labels);
         MeasureGrey(image, labels, object);
+        if (options.excluded != nullptr) object.filledShare = ShareOf(*options.excluded, labels, extents[i]);
     }
     AddPieces(labels, objects);
     MeasureNeighbours(objects);

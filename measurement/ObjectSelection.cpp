@@ -39,6 +39,7 @@ std::string WhyNotCounted(const ObjectSelection& selection, const ObjectMeasures
     const double roundness = qvox::Roundness(object.areaNm2, object.perimeterNm);
     if (selection.minRoundness && roundness < *selection.minRoundness) add("not round");
     if (selection.atEdge == ObjectsAtEdge::kLeftOut && object.touchesEdge) add("at the edge");
+    if (selection.filled == FilledObjects::kLeftOut && object.filledShare > kMostFilledShare) add("filled");
     return reasons;
 }
 

@@ -6,8 +6,8 @@ korvane_run_packages=(
     libtiff-dev zlib1g-dev libzstd-dev liblzma-dev libpugixml-dev
     libopencv-core-dev libopencv-imgproc-dev
     libwxgtk3.2-dev
-    libcli11-dev nlohmann-json3-dev libssl-dev libzip-dev
-    gnuplot-nox libboost-math-dev libpng-dev
+    libcli11-dev nlohmann-json3-dev libssl-dev libzip-dev libpng-dev libpango1.0-dev fonts-dejavu-core
+    gnuplot-nox libboost-math-dev
     pandoc
 )
 korvane_test_packages=(

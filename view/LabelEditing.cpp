@@ -29,14 +29,17 @@ bool InsideRange(float value, std::uint64_t size) {
 }
 
 /// Gives a label to a part of a row, notifying the census run by run.
-void SetRun(LabelImage& labels, LabelCensus& census, std::uint16_t label, std::uint64_t x, std::uint64_t end,
+void SetRun(LabelImage& labels, EditingState& state, std::uint16_t label, std::uint64_t x, std::uint64_t end,
             std::uint64_t y) {
     std::uint16_t* const row = labels.Row(y);
     while (x < end) {
         const std::uint16_t before = row[x];
         const std::uint64_t start = x;
-        for (; x < end && row[x] == before; ++x) row[x] = label;
-        census.Replace(before, label, start, y, x - start);
+        while (x < end && row[x] == before) ++x;
+        // First, as it can fail: what is not recorded is not changed.
+        state.changes.Add({labels.Index(start, y), x - start, before, label});
+        std::fill(row + start, row + x, label);
+        state.census.Replace(before, label, start, y, x - start);
     }
 }
 
@@ -188,7 +191,7 @@ PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pix
         const std::int64_t first = std::max(centre.x - reach, left);
         const std::int64_t end = std::min(centre.x + reach + 1, right);
         if (first >= end) continue;
-        SetRun(labels, state.census, position.currentLabel, static_cast<std::uint64_t>(first),
+        SetRun(labels, state, position.currentLabel, static_cast<std::uint64_t>(first),
                static_cast<std::uint64_t>(end), static_cast<std::uint64_t>(y));
     }
     position.labelCount = state.census.ObjectCount();
@@ -209,7 +212,7 @@ PixelRectangle FillContour(EditedPosition position, EditingState& state) {
         for (std::uint64_t x = 0; x < box.width;) {
             const std::uint64_t start = x;
             while (x < box.width && inside[x] == kContourValue) ++x;
-            SetRun(position.labels, state.census, position.currentLabel, box.x + start, box.x + x, box.y + row);
+            SetRun(position.labels, state, position.currentLabel, box.x + start, box.x + x, box.y + row);
             while (x < box.width && inside[x] != kContourValue) ++x;
         }
     }
@@ -235,25 +238,56 @@ PixelRectangle RepaintComponent(EditedPosition position, EditingState& state, co
         state.census.Forget();
         throw;
     }
-    const PixelRectangle changed = state.undo.Settle(labels, position.undoLabels, state.census);
+    const PixelRectangle changed = state.undo.Settle(labels, position.undoLabels, state.census, state.changes);
     Count(position, state);
     return changed;
 }
 
 EditResult UndoEdit(EditedPosition position, EditingState& state) {
     if (position.undoLabels.Empty()) return EditResult::kNothing;
-    state.undo.Restore(position.labels, position.undoLabels, state.census);
+    state.undo.Restore(position.labels, position.undoLabels, state.census, state.changes);
     return EditResult::kRepaint;
 }
 
 EditResult ClearLabels(EditedPosition position, EditingState& state) {
     TakeUndoCopy(position, state);
     state.undo.MarkAll();
+    state.changes.Append(ClearingOf(position.labels));
     position.labels.Zero();
     position.labelCount = 0;
     position.currentLabel = 1;
     state.census.Forget();
     return EditResult::kRepaint;
+}
+
+PixelRectangle ApplyToEdited(const LabelChanges& changes, ChangeDirection direction, EditedPosition position,
+                             EditingState& state) {
+    state.census.Ensure(position.labels);
+    std::uint64_t left = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t top = left;
+    std::uint64_t right = 0;
+    std::uint64_t bottom = 0;
+    const bool undo = direction == ChangeDirection::kUndo;
+    const auto apply = [&](const LabelRun& run) {
+        const auto [x, y, z] = position.labels.Coordinates(run.start);
+        static_cast<void>(z);
+        const std::uint16_t from = undo ? run.after : run.before;
+        const std::uint16_t to = undo ? run.before : run.after;
+        std::fill_n(position.labels.begin() + run.start, run.length, to);
+        state.census.Replace(from, to, x, y, run.length);
+        state.undo.Mark({x, y, run.length, 1});
+        left = std::min(left, x);
+        right = std::max(right, x + run.length);
+        top = std::min(top, y);
+        bottom = std::max(bottom, y + 1);
+    };
+    if (undo) {
+        changes.ForEachReversed(apply);
+    } else {
+        changes.ForEach(apply);
+    }
+    position.labelCount = state.census.ObjectCount();
+    return right == 0 ? PixelRectangle{} : PixelRectangle{left, top, right - left, bottom - top};
 }
 
 void LabelsReplaced(EditingState& state) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "LabelCensus.h"
+#include "LabelChanges.h"
 #include "LabelPainter.h"
 #include "UndoBase.h"
 #include "ViewTransform.h"
@@ -37,6 +38,7 @@ struct EditingState {
     std::vector<std::uint64_t> contourPoints;  ///< linear indices of voxels, in the order drawn
     LabelCensus census;                        ///< of the current position; see LabelCensus::Forget
     UndoBase undo;                             ///< of the current position; see UndoBase::Forget
+    LabelChanges changes;                      ///< made by the tools since the window took them last
 };
 
 /// The members of the current position that the tools change; they belong to the position store.
@@ -115,6 +117,11 @@ EditResult UndoEdit(EditedPosition position, EditingState& state);
 
 /// Undo copy, then no labels, count 0 and current label 1.
 EditResult ClearLabels(EditedPosition position, EditingState& state);
+
+/// Takes changes of the current position's labels back, or makes them again, keeps the census and the undo copy's marks
+/// true and counts the labels. Costs what is changed, after the census was taken once.
+PixelRectangle ApplyToEdited(const LabelChanges& changes, ChangeDirection direction, EditedPosition position,
+                             EditingState& state);
 
 /// To be called after whatever else changed the labels or the current position (switch, open, load, detection,
 /// clearing all): everything kept about them is void.

@@ -26,6 +26,17 @@ std::string PixelSize(const qvox::PixelResolution& resolution) {
 
 }  // namespace
 
+std::string PointerText(const PointerFacts& facts) {
+    std::array<char, 64> grey{};
+    constexpr int kDigits = 6;
+    const auto end =
+        std::to_chars(grey.data(), grey.data() + grey.size(), facts.grey, std::chars_format::general, kDigits);
+    std::string text = std::to_string(facts.at.x) + ", " + std::to_string(facts.at.y) + ": grey " +
+                       std::string(grey.data(), end.ptr);
+    if (facts.label != 0) text += ", label " + std::to_string(facts.label);
+    return text;
+}
+
 StatusFields StatusTexts(const StatusFacts& facts) {
     const bool contour = facts.mode == DrawingMode::kContour;
     return {PixelSize(facts.resolution), "Label: " + std::to_string(facts.currentLabel),

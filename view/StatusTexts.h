@@ -13,6 +13,22 @@ namespace Korvane {
 /// The frame's title until a position is shown.
 inline constexpr const char* kStartTitle = "TEM Korvane";
 
+/// Told while no position is open.
+inline constexpr const char* kNothingOpenText = "Open images (Ctrl+O) or drop files here";
+
+/// Told when something is refused because a contour is being drawn.
+inline constexpr const char* kOpenContourText = "A contour is open: Esc discards it";
+
+/// What lies under the pointer.
+struct PointerFacts {
+    Pixel at;
+    float grey = 0.0f;
+    std::uint16_t label = 0;
+};
+
+/// "12, 7: grey 143, label 3", without the label on the background.
+std::string PointerText(const PointerFacts& facts);
+
 /// Fields 1 to 5 of the status bar, in order; field 0 belongs to the menus' help texts.
 using StatusFields = std::array<std::string, 5>;
 

@@ -27,9 +27,16 @@ struct Box {
     }
 };
 
+/// What is to know of every run that differs.
+struct Told {
+    LabelCensus& census;
+    LabelChanges& changes;
+    Box box = {};
+};
+
 /// Goes over the runs of a row that went from one label to another; whether there was any.
 bool TellRow(const std::uint16_t* before, const std::uint16_t* after, std::uint64_t x, std::uint64_t end,
-             std::uint64_t y, LabelCensus& census, Box& box) {
+             std::uint64_t y, std::uint64_t width, Told& told) {
     if (std::equal(before + x, before + end, after + x)) return false;
     while (x < end) {
         const std::uint64_t start = x;
@@ -38,18 +45,18 @@ bool TellRow(const std::uint16_t* before, const std::uint16_t* after, std::uint6
         for (; x < end && before[x] == from && after[x] == to; ++x) {
         }
         if (from == to) continue;
-        if (census.Taken()) census.Replace(from, to, start, y, x - start);
-        box.Add(start, x, y);
+        told.changes.Add({y * width + start, x - start, from, to});
+        if (told.census.Taken()) told.census.Replace(from, to, start, y, x - start);
+        told.box.Add(start, x, y);
     }
     return true;
 }
 
 /// The same for a rectangle.
-bool TellChanges(const LabelImage& before, const LabelImage& after, const PixelRectangle& part, LabelCensus& census,
-                 Box& box) {
+bool TellChanges(const LabelImage& before, const LabelImage& after, const PixelRectangle& part, Told& told) {
     bool any = false;
     for (std::uint64_t y = part.y; y < part.y + part.height; ++y) {
-        any = TellRow(before.Row(y), after.Row(y), part.x, part.x + part.width, y, census, box) || any;
+        any = TellRow(before.Row(y), after.Row(y), part.x, part.x + part.width, y, before.SizeX(), told) || any;
     }
     return any;
 }
@@ -123,18 +130,20 @@ void UndoBase::MarkAll() {
     firstMark_ = 0;
 }
 
-PixelRectangle UndoBase::Settle(const LabelImage& labels, const LabelImage& undo, LabelCensus& census) {
+PixelRectangle UndoBase::Settle(const LabelImage& labels, const LabelImage& undo, LabelCensus& census,
+                                LabelChanges& changes) {
     Fit(labels, undo);
-    Box box;
+    Told told{census, changes};
     for (std::size_t tile = firstMark_; tile < marks_.size(); ++tile) {
         if (marks_[tile] == 0) continue;
-        marks_[tile] = TellChanges(undo, labels, TileAt(tile), census, box) ? 1 : 0;
+        marks_[tile] = TellChanges(undo, labels, TileAt(tile), told) ? 1 : 0;
     }
-    return box.Rectangle();
+    return told.box.Rectangle();
 }
 
-void UndoBase::Restore(LabelImage& labels, LabelImage& undo, LabelCensus& census) {
+void UndoBase::Restore(LabelImage& labels, LabelImage& undo, LabelCensus& census, LabelChanges& changes) {
     if (!undo.SameSizes(labels) || labels.SizeZ() > 1) {
+        if (undo.SameSizes(labels)) changes.Append(DifferenceOf(labels, undo));
         labels.Swap(undo);
         undo.Release();
         census.Forget();
@@ -142,11 +151,9 @@ void UndoBase::Restore(LabelImage& labels, LabelImage& undo, LabelCensus& census
         return;
     }
     Fit(labels, undo);
-    if (census.Taken()) {
-        Box box;
-        for (std::size_t tile = firstMark_; tile < marks_.size(); ++tile) {
-            if (marks_[tile] != 0) TellChanges(labels, undo, TileAt(tile), census, box);
-        }
+    Told told{census, changes};
+    for (std::size_t tile = firstMark_; tile < marks_.size(); ++tile) {
+        if (marks_[tile] != 0) TellChanges(labels, undo, TileAt(tile), told);
     }
     labels.Swap(undo);
     spare_.Swap(undo);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "LabelCensus.h"
+#include "LabelChanges.h"
 #include "LabelPainter.h"
 #include "VoxelImage.h"
 
@@ -24,13 +25,14 @@ public:
     void MarkAll();
 
     /// Finds out in which of the marked tiles the labels do differ from the copy and keeps the marks of those only. The
-    /// census, if it was taken of the copy's labels, becomes one of the labels. Gives the box of what differs, of width
-    /// 0 when nothing does. One pass over the marked tiles.
-    PixelRectangle Settle(const qvox::LabelImage& labels, const qvox::LabelImage& undo, LabelCensus& census);
+    /// census, if it was taken of the copy's labels, becomes one of the labels; what differs is added to `changes`.
+    /// Gives the box of what differs, of width 0 when nothing does. One pass over the marked tiles.
+    PixelRectangle Settle(const qvox::LabelImage& labels, const qvox::LabelImage& undo, LabelCensus& census,
+                          LabelChanges& changes);
 
     /// Gives the copy back: `labels` becomes what `undo` was, which is left empty. The census becomes one of the labels
-    /// as they are then. Costs the marked tiles.
-    void Restore(qvox::LabelImage& labels, qvox::LabelImage& undo, LabelCensus& census);
+    /// as they are then; what differs is added to `changes`. Costs the marked tiles.
+    void Restore(qvox::LabelImage& labels, qvox::LabelImage& undo, LabelCensus& census, LabelChanges& changes);
 
     enum class Progress { kMore, kDone };
 

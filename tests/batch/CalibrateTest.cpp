@@ -68,6 +68,36 @@ TEST_F(Calibrate, CopiesEveryTypeWithAllPlanesAndTheSizeGiven) {
     EXPECT_NE(info.output.find("7 x 5 x 3, 16-bit grey, 2.5 nm per pixel"), std::string::npos) << info.output;
 }
 
+TEST_F(Calibrate, TheImagesOwnScaleBarGivesThePixelSizeWithItsLength) {
+    const auto save = [this](const char* name, std::initializer_list<std::uint64_t> lengths) {
+        qvox::VoxelImage<std::uint8_t> image;
+        image.Resize(300, 200, 1);
+        for (std::uint64_t i = 0; i < image.VoxelCount(); ++i)
+            image[i] = static_cast<std::uint8_t>(90 + (7919 * i >> 3) % 31);
+        std::uint64_t top = 150;
+        for (const std::uint64_t length : lengths) {
+            for (std::uint64_t y = top; y < top + 5; ++y) std::fill_n(image.Row(y) + 40, length, std::uint8_t{255});
+            top += 20;
+        }
+        qvox::SaveImageFile(File(name), image);
+        return File(name);
+    };
+    const std::string one = save("one.tif", {80});
+    const ProgramResult run = RunProgram({"calibrate", "--bar-length-nm", "100", "-o", File("out"), one});
+    ASSERT_EQ(run.status, 0) << run.messages;
+    EXPECT_NE(run.messages.find("one.tif: 1.25 nm per pixel"), std::string::npos) << run.messages;
+    ExpectCopy<std::uint8_t>(one, File("out/one.tif"), {800.0f, 800.0f, 0.0f});
+    const auto refusal = [&](const std::string& image) {
+        const ProgramResult refused = RunProgram({"calibrate", "--bar-length-nm", "100", "-o", File("out"), image});
+        EXPECT_EQ(refused.status, 1);
+        return refused.messages;
+    };
+    EXPECT_NE(refusal(save("none.tif", {})).find("No scale bar is found in it"), std::string::npos);
+    EXPECT_NE(refusal(save("two.tif", {80, 60})).find("scale bars of 80 and of 60 pixels"), std::string::npos);
+    EXPECT_EQ(RunProgram({"calibrate", "--bar-length-nm", "0", one}).status, 2);
+    EXPECT_EQ(RunProgram({"calibrate", "--bar-length-nm", "1", "--pixel-size", "1", one}).status, 2);
+}
+
 TEST_F(Calibrate, WithoutAFolderTheCopyLiesBesideItsImage) {
     const std::string image = Save<std::uint8_t>("a.tif", 1);
     const std::string before = Contents(image);

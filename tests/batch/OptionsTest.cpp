@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "CalibrateCommand.h"
 #include "CommandLine.h"
 #include "DetectCommand.h"
 #include "OverlayCommand.h"
+#include "ParametersFile.h"
 #include "SegmentCommand.h"
+#include "support/TemporaryFolder.h"
 
 namespace Korvane {
 
@@ -36,7 +40,7 @@ TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
     EXPECT_EQ(options.parameters.maxRelativeClusterSize, 1.0f);
     EXPECT_EQ(options.parameters.relativeExosomeSize, 1.0f);
     EXPECT_EQ(options.existing, ExistingLabels::kSkip);
-    EXPECT_EQ(options.look, OverlayLook::kContours);
+    EXPECT_EQ(options.style.look, OverlayLook::kContours);
     EXPECT_FALSE(options.overlay);
     const Places& places = options.places;
     EXPECT_FALSE(places.output || places.labels || places.table || places.stages || options.pixelSize.nm);
@@ -60,6 +64,35 @@ TEST(Options, EachParameterReachesItsField) {
     EXPECT_EQ(options.parameters.maxRelativeClusterSize, 0.4f);
     EXPECT_EQ(options.parameters.relativeExosomeSize, 0.5f);
     EXPECT_EQ(options.parameters.minObjectDiameterUm, 0.45f);
+}
+
+TEST(Options, SingleParametersWinOverTheParametersFile) {
+    const korvane_test::TemporaryFolder folder;
+    const std::string file = folder.File("p.json");
+    WriteParametersFile(file, ReadParametersText("{\"areaFraction\": 0.2, \"roundnessThreshold\": 0.5}", "text"));
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"detect", "--parameters", file, "--roundness", "0.25", "a.tif"},
+          std::vector<std::string>{"detect", "--roundness", "0.25", "a.tif", "--parameters", file}}) {
+        const auto options = Parse<DetectOptions>(arguments);
+        EXPECT_EQ(options.parameters.areaFraction, 0.2f);
+        EXPECT_EQ(options.parameters.roundnessThreshold, 0.25f);
+        EXPECT_EQ(options.parameters.relativeExosomeSize, 1.0f);
+        ASSERT_TRUE(options.parametersFile);
+        EXPECT_EQ(options.parametersFile->path, file);
+        EXPECT_EQ(options.parametersFile->digest.sha256.size(), 64u);
+    }
+    EXPECT_FALSE(Parse<SegmentOptions>({"segment", "a.tif"}).parametersFile);
+}
+
+TEST(Options, AParametersFileThatCannotBeUsedIsWrongUsage) {
+    const korvane_test::TemporaryFolder folder;
+    const std::string file = folder.File("p.json");
+    EXPECT_EQ(Refusal({"detect", "--parameters", file, "a.tif"}),
+              "--parameters: Cannot read '" + file + "': the file cannot be opened.");
+    std::ofstream(file) << "{\"areaFraction\": 2}";
+    EXPECT_EQ(Refusal({"segment", "--parameters", file, "a.tif"}),
+              "--parameters: '" + file +
+                  "' cannot be used as a parameters file: \"areaFraction\" needs a number from 0 to 1, not 2.");
 }
 
 TEST(Options, BothEndsOfEachRangeAreAccepted) {
@@ -110,7 +143,7 @@ TEST(Options, LuminanceIsAWayToGrey) {
 }
 
 TEST(Options, CalibrateNeedsAPixelSize) {
-    EXPECT_EQ(Refusal({"calibrate", "a"}), "--pixel-size is required");
+    EXPECT_EQ(Refusal({"calibrate", "a"}), "--pixel-size or --bar-length-nm is required");
     const auto plain = Parse<CalibrateOptions>({"calibrate", "--pixel-size", "2.5", "a"});
     EXPECT_EQ(plain.pixelSizeNm, 2.5);
     EXPECT_EQ(plain.existing, ExistingLabels::kSkip);
@@ -133,9 +166,9 @@ TEST(Options, JobsIsAPositiveWholeNumber) {
 }
 
 TEST(Options, StylesExcludeEachOther) {
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).look, OverlayLook::kRaw);
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).look, OverlayLook::kRegions);
-    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--rim", "a"}).look, OverlayLook::kRims);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).style.look, OverlayLook::kRaw);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).style.look, OverlayLook::kRegions);
+    EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--rim", "a"}).style.look, OverlayLook::kRims);
     EXPECT_NE(Refusal({"overlay", "--rim", "--regions", "a"}), "accepted");
     EXPECT_NE(Refusal({"overlay", "--raw", "--rim", "a"}), "accepted");
     EXPECT_NE(Refusal({"overlay", "--raw", "--regions", "a"}), "accepted");

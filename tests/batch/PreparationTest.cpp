@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
 #include <string>
+#include <vector>
 
 #include "ProgramRunner.h"
 #include "files/ImageFile.h"
@@ -85,6 +87,41 @@ TEST_F(Preparation, ABarIsWarnedOfAndFillingItBringsTheVesiclesBack) {
     const std::string record = korvane_test::Contents(folder_.File("korvane-run.json"));
     EXPECT_NE(record.find("\"preparation\": \"--fill-annotations\""), std::string::npos) << record;
     EXPECT_NE(record.find("1340 pixels of annotations filled"), std::string::npos) << record;
+}
+
+TEST_F(Preparation, AnObjectThatWasFilledIsFlaggedInTheTableOfObjectsAndNotCounted) {
+    Save(folder_.File("a.tif"), Vesicles());
+    Detect({});
+    const qvox::LabelImage labels = Labels(folder_.File("seg_a.tif"));
+    // A mask over a quarter of the first object's pixels, before it is widened.
+    cv::Mat mask = cv::Mat::zeros(kHeight, kWidth, CV_32F);
+    const auto of1 = std::count(labels.begin(), labels.end(), 1);
+    std::ptrdiff_t marked = 0;
+    for (std::uint64_t i = 0; i < labels.VoxelCount() && 4 * marked < of1; ++i) {
+        if (labels[i] != 1) continue;
+        mask.at<float>(static_cast<int>(i) / kWidth, static_cast<int>(i) % kWidth) = 1.0f;
+        ++marked;
+    }
+    Save(folder_.File("m.tif"), mask);
+    const std::vector<std::string> filling = {
+        "--annotations", folder_.File("m.tif"),
+        "--csv",         "-",
+        "--columns",     "label,filled_share,counted,not_counted_because,prepared"};
+    const auto rowOf1 = [](const ProgramResult& run) {
+        const std::size_t at = run.output.find("\n1,");
+        return at == std::string::npos ? run.output : run.output.substr(at + 1, run.output.find('\n', at + 1) - at);
+    };
+    const ProgramResult made = Detect(filling);
+    ASSERT_EQ(made.status, 0) << made.messages;
+    EXPECT_NE(rowOf1(made).find(",0,filled,"), std::string::npos) << made.output;
+    EXPECT_NE(rowOf1(made).find("pixels of annotations filled"), std::string::npos) << made.output;
+    EXPECT_NE(made.messages.find(" counted"), std::string::npos) << made.messages;
+    // The same rows for labels that are kept.
+    std::vector<std::string> kept = filling;
+    kept.insert(kept.begin(), {"detect", folder_.File("a.tif")});
+    EXPECT_EQ(RunProgram(kept).output, made.output);
+    kept.emplace_back("--count-filled");
+    EXPECT_NE(rowOf1(RunProgram(kept)).find(",1,,"), std::string::npos);
 }
 
 TEST_F(Preparation, ALabelFileThatWasMadeWithoutItIsNamed) {

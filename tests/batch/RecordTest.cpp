@@ -58,6 +58,21 @@ TEST_F(Record, TellsHowEachImagesLabelsWereMade) {
     EXPECT_EQ(Printed().dump(), nlohmann::json::parse(Contents(folder_.File("korvane-run.json"))).dump());
 }
 
+TEST_F(Record, NamesTheParametersFileWithItsChecksum) {
+    AddImages(1);
+    const std::string file = folder_.File("p.json");
+    std::ofstream(file) << "{\"areaFraction\": 0.2, \"roundnessThreshold\": 0.5}";
+    ASSERT_EQ(Detect({"--parameters", file, "--roundness", "0.7"}).status, 0);
+    const nlohmann::json image = Image(0);
+    EXPECT_EQ(image.at("parameters").at("areaFraction").dump(), "0.2");
+    EXPECT_EQ(image.at("parameters").at("roundnessThreshold").dump(), "0.7");
+    EXPECT_EQ(image.at("parametersFile").at("path"), file);
+    EXPECT_EQ(image.at("parametersFile").at("bytes"), fs::file_size(file));
+    EXPECT_EQ(image.at("parametersFile").at("sha256").get<std::string>().size(), 64u);
+    ASSERT_EQ(Detect({"--overwrite"}).status, 0);
+    EXPECT_FALSE(Image(0).contains("parametersFile"));
+}
+
 TEST_F(Record, EachPixelSizeIsRecordedAsItWasGiven) {
     AddImages(1);
     for (const char* size : {"1.488", "1.1", "0.7", "2.345678"}) {

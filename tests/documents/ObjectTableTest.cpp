@@ -42,7 +42,7 @@ TEST(ObjectTable, HasAColumnForEveryMeasureBetweenTheImageAndItsPixelSize) {
     Names wanted{"image"};
     for (const ObjectColumn& column : ObjectColumns()) wanted.push_back(column.name);
     for (const char* name : {"counted", "not_counted_because", "pixel_size_nm", "pixel_height_nm", "pixel_size_source",
-                             "program_version"}) {
+                             "prepared", "program_version"}) {
         wanted.push_back(name);
     }
     EXPECT_EQ(ObjectTableColumns(), wanted);
@@ -51,6 +51,13 @@ TEST(ObjectTable, HasAColumnForEveryMeasureBetweenTheImageAndItsPixelSize) {
     EXPECT_EQ(ObjectTable().Header(), header + "\r\n");
     const std::string row = ObjectTable().Rows(Image(), {Object()});
     EXPECT_EQ(static_cast<std::size_t>(std::count(row.begin(), row.end(), ',')) + 1, wanted.size());
+}
+
+TEST(ObjectTable, SaysWhatWasFilledOrLeftOut) {
+    ObjectTableImage image = Image();
+    EXPECT_EQ(Rows({"prepared"}, image), "\r\n");
+    image.prepared = "region 0,0,9,9; 20 rows at the top left out";
+    EXPECT_EQ(Rows({"prepared"}, image), "\"region 0,0,9,9; 20 rows at the top left out\"\r\n");
 }
 
 TEST(ObjectTable, HoldsTheColumnsThatAreChosenInTheirOrder) {

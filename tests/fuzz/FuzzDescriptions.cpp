@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "ParametersFile.h"
+#include "ToolkitError.h"
 #include "files/ImageJDescription.h"
 #include "files/OmeXml.h"
 #include "files/PixelSize.h"
@@ -72,6 +74,22 @@ void FuzzStoredDescription(const std::uint8_t* bytes, std::size_t count) {
                 "what was read can be stored");
     }
     FindAll(text);
+}
+
+void FuzzParameters(const std::uint8_t* bytes, std::size_t count) {
+    Korvane::ParametersFile file;
+    try {
+        file = Korvane::ReadParametersText({reinterpret_cast<const char*>(bytes), count}, "p.json");
+    } catch (const qvox::ToolkitError&) {
+        return;
+    }
+    const Korvane::ParametersFile again = Korvane::ReadParametersText(Korvane::ParametersText(file), "p.json");
+    for (const Korvane::ParameterRange& range : Korvane::kParameterRanges) {
+        const float value = file.parameters.*range.field;
+        Promise(value >= range.minimum && value <= range.maximum, "a parameter lies in its range");
+        Promise(value == again.parameters.*range.field, "what is written is read again");
+    }
+    Promise(file.comment == again.comment, "a comment stays");
 }
 
 }  // namespace korvane_test

@@ -36,6 +36,7 @@ void FuzzTiff(const std::uint8_t* bytes, std::size_t count);
 void FuzzLabels(const std::uint8_t* bytes, std::size_t count);
 void FuzzImageJ(const std::uint8_t* bytes, std::size_t count);
 void FuzzOme(const std::uint8_t* bytes, std::size_t count);
+void FuzzParameters(const std::uint8_t* bytes, std::size_t count);
 void FuzzStoredDescription(const std::uint8_t* bytes, std::size_t count);
 void FuzzUnpacking(const std::uint8_t* bytes, std::size_t count);
 void FuzzSis(const std::uint8_t* bytes, std::size_t count);

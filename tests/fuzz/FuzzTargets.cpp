@@ -14,6 +14,7 @@ const std::vector<FuzzTarget>& FuzzTargets() {
         {"jeol", FuzzJeol},
         {"labels", FuzzLabels},
         {"ome", FuzzOme},
+        {"parameters", FuzzParameters},
         {"sis", FuzzSis},
         {"stored", FuzzStoredDescription},
         {"tiff", FuzzTiff},

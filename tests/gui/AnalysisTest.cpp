@@ -278,6 +278,7 @@ TEST_F(Analysis, AFaultNamesItsPositionAndLeavesTheOthersAndTheWindow) {
     }
     const qvox::LabelImage before = Labels();
     Run(kDetectAll);
+    EXPECT_FALSE(SameLabels(frame->Store().labelImages[2], before)) << "the one after it is analysed";
     ASSERT_EQ(told.errors.size(), 1u);
     EXPECT_TRUE(told.errors[0].StartsWith("Cannot detect the exosomes in the position number 2, '" +
                                           PathOf("even.tif") + "'! (Error='"))
@@ -286,12 +287,40 @@ TEST_F(Analysis, AFaultNamesItsPositionAndLeavesTheOthersAndTheWindow) {
     EXPECT_TRUE(frame->IsEnabled());
     EXPECT_EQ(frame->Store().current, 2u);
     EXPECT_TRUE(SameLabels(frame->Store().labelImages[1], before)) << "what failed keeps its labels";
-    EXPECT_TRUE(SameLabels(frame->Store().labelImages[2], before));
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_TRUE(frame->Store().labelImages[i].SameSizes(frame->Store().images[i]));
     }
     Run(kIncreaseRadius);
     EXPECT_EQ(frame->BrushRadius(), 11);
+}
+
+TEST_F(Analysis, EveryFailureIsToldWhenTheOthersAreDoneAndAMissingPixelSizeWithAWayOut) {
+    WriteEven("even.tif");
+    WriteRamp(folder.File("good.tif"));
+    qvox::VoxelImage<std::uint8_t> bare;
+    qvox::LoadImageFile(folder.File("good.tif"), bare);
+    bare.SetResolution({});
+    qvox::SaveImageFile(folder.File("bare.tif"), bare);
+    Open({"even.tif", "bare.tif", "good.tif"});
+    for (std::size_t i = 0; i < 3; ++i) {
+        Dab(20, 20);
+        Key(WXK_PAGEDOWN);
+    }
+    const qvox::LabelImage before = Labels();
+    for (const auto& [command, task] : {std::pair{kDetectAll, "detect"}, std::pair{kSegmentAll, "segment"}}) {
+        told.errors.clear();
+        if (command == kSegmentAll) Dab(20, 20);
+        Run(command);
+        ASSERT_EQ(told.errors.size(), command == kDetectAll ? 2u : 1u);
+        const wxString start = wxString("Cannot ") + task + " the exosomes in the position number ";
+        EXPECT_TRUE(told.errors.front().StartsWith(start + (command == kDetectAll ? "1, '" : "2, '")));
+        EXPECT_TRUE(told.errors.back().StartsWith(start + "2, '" + PathOf("bare.tif") + "'! (Error='"));
+        EXPECT_TRUE(told.errors.back().EndsWith("Store the pixel size in a copy of the image: korvane-batch calibrate "
+                                                "--pixel-size NM IMAGE. Then open the copy."));
+        EXPECT_EQ(told.errors.front().find("calibrate") == wxString::npos, command == kDetectAll);
+        EXPECT_TRUE(SameLabels(frame->Store().labelImages[1], before));
+        EXPECT_FALSE(SameLabels(frame->Store().labelImages[2], before)) << task;
+    }
 }
 
 TEST_F(Analysis, NothingIsEnteredWhileACommandRuns) {

@@ -1,4 +1,6 @@
 #include <array>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -12,6 +14,7 @@
 
 #include "CommandChecks.h"
 #include "CommandTable.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -72,10 +75,38 @@ const std::vector<Expected> kExpected{
      "Run the automatic exosome segmentation routine for the current position."},
     {"&Analysis", 20026, "Segment exosomes (all positions)\tCtrl+Shift+R", wxITEM_NORMAL,
      "Run the automatic exosome segmentation routine for all positions."},
+    {"&Tools", 20101, "Undo\tCtrl+Z", wxITEM_NORMAL,
+     "Take the last change of labels back, at whatever position it was."},
+    {"&Tools", 20102, "Redo\tCtrl+Y", wxITEM_NORMAL, "Make the change of labels again that was taken back last."},
     {"&Help", 20029, "Controls", wxITEM_NORMAL, "Show the list of predefined actions."},
     {"&Help", 0, "", wxITEM_SEPARATOR, ""},
     {"&Help", 20030, "About", wxITEM_NORMAL, "Display information about this application."},
 };
+
+TEST(MenuBar, KeepsItsFiveFirstMenusAsTheyWereSaved) {
+    // The dump was made when there was nothing between Analysis and Help.
+    std::ifstream file(korvane_test::SourceFile("tests/gui/five_menus.txt"));
+    const std::string saved{std::istreambuf_iterator<char>(file), {}};
+    ASSERT_GT(saved.size(), 2000u);
+    const std::unique_ptr<wxMenuBar> bar(Korvane::MakeMenuBar());
+    std::string dump;
+    for (std::size_t m = 0; m < bar->GetMenuCount(); ++m) {
+        const wxString name = bar->GetMenuLabel(m);
+        if (name == "&Results" || name == "&Tools") {
+            EXPECT_TRUE(m > 3 && m + 1 < bar->GetMenuCount()) << name << " lies between Analysis and Help";
+            continue;
+        }
+        for (const wxMenuItem* item : bar->GetMenu(m)->GetMenuItems()) {
+            const int id = item->IsSeparator() ? 0 : item->GetId();
+            const wxString label = item->IsSeparator() ? wxString() : item->GetItemLabel();
+            dump += (name + "|" + std::to_string(id) + "|" + label + "|" + std::to_string(item->GetKind()) + "|" +
+                     item->GetHelp())
+                        .utf8_string() +
+                    "\n";
+        }
+    }
+    EXPECT_EQ(dump, saved);
+}
 
 TEST(MenuBar, HasExactlyTheKnownEntriesInTheirOrder) {
     const std::unique_ptr<wxMenuBar> bar(Korvane::MakeMenuBar());
@@ -98,7 +129,8 @@ TEST(MenuBar, HasExactlyTheKnownEntriesInTheirOrder) {
 TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
     const std::vector<int> ids{20001, 20002, 20003, 20004, 20005, 20006, 20007, 20008, 20009, 20014,
                                20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
-                               20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029};
+                               20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029,
+                               20101, 20102};
     const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
     for (const wxEventType type :
          {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS), wxEventType(wxEVT_MOUSEWHEEL),
@@ -136,7 +168,7 @@ TEST(CommandTable, EveryKeyIsOneThatTheWindowLibraryKnows) {
         ASSERT_NE(key, nullptr) << command.text;
         EXPECT_TRUE(keys.emplace(key->GetFlags(), key->GetKeyCode()).second) << command.text;
     }
-    EXPECT_EQ(keys.size(), 27u);
+    EXPECT_EQ(keys.size(), 29u);
 }
 
 TEST(CommandTable, OnlyThePositionsCommandsWaitForOne) {

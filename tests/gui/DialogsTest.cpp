@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <wx/button.h>
+#include <wx/msgdlg.h>
 #include <wx/sizer.h>
 #include <wx/statbox.h>
 #include <wx/statline.h>
@@ -31,15 +32,16 @@ struct Field {
     const char* shown;  ///< of the default
     std::vector<const char*> accepted;
     std::vector<const char*> refused;
+    const char* range;
 };
 
 const std::array<Field, 6> kFields{{
-    {10001, "Edge contrast (lambda):", "0.005", {"0", "1", "0.0001"}, {"1.0001", "", ".", "2"}},
-    {10002, "Area fraction (alpha):", "0.15", {"0", "1", "0.99"}, {"1.01", "", "7"}},
-    {10003, "Roundness threshold:", "0.75", {"0", "1", "0.5"}, {"1.01", "", "10"}},
-    {10005, "Maximum relative cluster size:", "1", {"0.1", "1.9", "1"}, {"0.09", "1.91", "0", ""}},
-    {10006, "Relative size of expected exosomes:", "1", {"0.1", "1.9", "1.25"}, {"0.09", "1.91", "0", ""}},
-    {10007, "Minimum object diameter (in um):", "0.03", {"0", "0.5", "0.125"}, {"0.51", "0.501", "1", ""}},
+    {10001, "Edge contrast (lambda):", "0.005", {"0", "1", "0.0001"}, {"1.0001", "", ".", "2"}, "0 to 1, with at most 4 decimals"},
+    {10002, "Area fraction (alpha):", "0.15", {"0", "1", "0.99"}, {"1.01", "", "7"}, "0 to 1, with at most 2 decimals"},
+    {10003, "Roundness threshold:", "0.75", {"0", "1", "0.5"}, {"1.01", "", "10"}, "0 to 1, with at most 2 decimals"},
+    {10005, "Maximum relative cluster size:", "1", {"0.1", "1.9", "1"}, {"0.09", "1.91", "0", ""}, "0.1 to 1.9, with at most 2 decimals"},
+    {10006, "Relative size of expected exosomes:", "1", {"0.1", "1.9", "1.25"}, {"0.09", "1.91", "0", ""}, "0.1 to 1.9, with at most 2 decimals"},
+    {10007, "Minimum object diameter (in um):", "0.03", {"0", "0.5", "0.125"}, {"0.51", "0.501", "1", ""}, "0 to 0.5, with at most 3 decimals"},
 }};
 
 wxTextCtrl& FieldOf(wxWindow& dialog, int id) {
@@ -139,9 +141,10 @@ TEST_F(Dialogs, OkKeepsTheDialogOpenOverATextOutsideItsRange) {
     const auto before = Values(frame->Parameters());
     for (const Field& field : kFields) {
         for (const char* text : field.refused) {
-            Answers answers(wxID_NONE);
+            Answers answers([](wxDialog& dialog) {
+                return dynamic_cast<wxMessageDialog*>(&dialog) == nullptr ? int{wxID_NONE} : int{wxID_OK};
+            });
             answers.Act([&](wxDialog& dialog) {
-                // A message of the validator's own would be answered by the next line.
                 FieldOf(dialog, field.id).ChangeValue(text);
                 Press(dialog, wxID_OK);
                 EXPECT_TRUE(dialog.IsModal() && dialog.IsShown()) << field.label << " '" << text << "'";
@@ -149,6 +152,10 @@ TEST_F(Dialogs, OkKeepsTheDialogOpenOverATextOutsideItsRange) {
                 return true;
             });
             Run(kParameters);
+            const wxString name = wxString(field.label).BeforeLast(':');
+            ASSERT_EQ(answers.texts.size(), 1u) << field.label << " '" << text << "'";
+            EXPECT_EQ(answers.texts[0], name + ": please enter a number from " + field.range + ".");
+            EXPECT_EQ(answers.captions[0], wxString("Validation conflict"));
         }
     }
     EXPECT_EQ(Values(frame->Parameters()), before);

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <wx/dnd.h>
 #include <wx/frame.h>
+#include <wx/menu.h>
+#include <wx/statusbr.h>
 
 #include "CommandTable.h"
 #include "MainWindow.h"
@@ -318,6 +320,16 @@ TEST_F(Documents, DroppedFilesAreOpenedAfterTheSameQuestion) {
     EXPECT_EQ(frame->Store().paths, std::vector<wxString>{PathOf("dropped.tif")});
     EXPECT_TRUE(frame->IsEnabled());
     EXPECT_EQ(frame->GetTitle(), "Position [1/1] - " + PathOf("dropped.tif"));
+    for (wxWindow* const window : {static_cast<wxWindow*>(frame->GetMenuBar()),
+                                   static_cast<wxWindow*>(frame->GetStatusBar())}) {
+        auto* const other = dynamic_cast<wxFileDropTarget*>(window->GetDropTarget());
+        ASSERT_NE(other, nullptr);
+        wxArrayString name;
+        name.Add(PathOf(window == frame->GetStatusBar() ? "a.tif" : "b.tif"));
+        other->OnDropFiles(1, 1, name);
+        Pump();
+        EXPECT_EQ(frame->Store().paths, std::vector<wxString>{name[0]});
+    }
 }
 
 TEST_F(Documents, QuitClosesWithoutAQuestionWhenNothingIsOpenAndAfterOk) {

@@ -93,6 +93,8 @@ const std::vector<CommandKey> kOtherKeys{
     {'D', wxMOD_CONTROL, kDetectCurrent},
     {'D', wxMOD_CONTROL | wxMOD_SHIFT, kDetectAll},
     {'D', wxMOD_CONTROL | wxMOD_ALT, kDetectEmpty},
+    {'Z', wxMOD_CONTROL, kUndo},
+    {'Y', wxMOD_CONTROL, kRedo},
 };
 
 TEST_F(Keys, EveryCommandKeyRunsItsCommandOncePerPress) {
@@ -235,7 +237,8 @@ TEST_F(Keys, NoneReachesTheWindowWhileADialogIsOpen) {
             simulator.Char('1');
         }
         // The digit comes last of all.
-        if (field->GetValue() != "1") return false;
+        if (!field->GetValue().EndsWith("1")) return false;
+        EXPECT_EQ(field->GetValue(), "ceur-1");
         dialog.EndModal(wxID_CANCEL);
         return true;
     });

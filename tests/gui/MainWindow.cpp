@@ -209,6 +209,9 @@ void MainWindow::AwaitShown() {
     frame->Canvas().Refresh(false);
     EXPECT_TRUE(Await([&] { return painted && frame->IsActive(); })) << "the window did not appear";
     frame->Canvas().Unbind(wxEVT_PAINT, onPaint);
+    // The toolkit forgets the handler at the next event, which must not be one that paints inside of another.
+    frame->Canvas().Refresh(false);
+    frame->Canvas().Update();
 }
 
 void MainWindow::Run(int id) {

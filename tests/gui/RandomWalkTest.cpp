@@ -146,6 +146,23 @@ protected:
         }
     }
 
+    /// All the way back and forth again: the labels are what they were.
+    void UndoAllAndRedoAll() {
+        const std::vector<qvox::LabelImage> before = frame->Store().labelImages;
+        if (!frame->StateOfCanvas().editing->contourPoints.empty() || before.empty()) return;
+        const auto run = [this](int id) {
+            wxCommandEvent event(wxEVT_MENU, id);
+            frame->ProcessWindowEvent(event);
+        };
+        int steps = 0;
+        for (; frame->History().CanUndo(); ++steps) run(kUndo);
+        undone = false;
+        for (int i = 0; i < steps; ++i) run(kRedo);
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            EXPECT_TRUE(SameLabels(frame->Store().labelImages[i], before[i])) << steps << " steps, position " << i;
+        }
+    }
+
     void AnyEvent() {
         const int kind = Draw(0, 999);
         last = std::to_string(kind);
@@ -163,6 +180,8 @@ protected:
             AnyParameters();
         } else if (kind < 992) {
             AnyFiles();
+        } else if (kind < 994) {
+            UndoAllAndRedoAll();
         } else {
             Pump();
         }

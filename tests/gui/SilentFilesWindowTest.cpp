@@ -156,9 +156,9 @@ TEST_F(SilentFilesInTheWindow, AnAbsurdPixelHeightIsRefusedBeforeTheAnalysis) {
     Run(kSegmentCurrent);
     ASSERT_EQ(told.errors.size(), 2u);
     for (const wxString& error : told.errors) {
-        EXPECT_TRUE(
-            error.EndsWith("! (Error='The file stores pixels 1.488 nm wide and 1000.000 nm high, which cannot be "
-                           "true.')"))
+        EXPECT_NE(error.find("! (Error='The file stores pixels 1.488 nm wide and 1000.000 nm high, which cannot be "
+                             "true.')\nStore the pixel size in a copy of the image: "),
+                  wxString::npos)
             << error;
     }
     EXPECT_TRUE(SameLabels(Labels(), before));
@@ -213,11 +213,11 @@ TEST_F(SilentFilesInTheWindow, AnOpenedFolderTellsHowManyProductsAreLeftOut) {
     for (const char* name : {"a.tif", "seg_a.tif", "export_a.tif"}) WriteRamp(series + "/" + name);
     frame->OpenFiles({PathText(series)});
     EXPECT_EQ(PositionCount(frame->Store()), 1u);
-    EXPECT_EQ(Status(0), "2 products of earlier runs left out");
+    EXPECT_EQ(Status(0), "Opened 1 image; results lie beside it: Ctrl+L loads them; 2 products of earlier runs left out");
     const Answers yes(wxID_OK);
     frame->OpenFiles({PathText(series + "/seg_a.tif")});
     EXPECT_EQ(PositionCount(frame->Store()), 1u);
-    EXPECT_EQ(Status(0), "") << "what is named is opened";
+    EXPECT_EQ(Status(0), "Opened 1 image") << "what is named is opened";
 }
 
 TEST_F(SilentFilesInTheWindow, ATableNamesFilesWhoseNamesBreakItsRows) {

@@ -48,6 +48,18 @@ TEST(ObjectSelection, GoesByTheDiameterThatIsChosenAndCountsItsLimits) {
     EXPECT_EQ(WhyNotCounted(selection, Object()), "too small");
 }
 
+TEST(ObjectSelection, DoesNotCountWhatWasFilledByMoreThanATenthUnlessTold) {
+    ObjectSelection selection;
+    ObjectMeasures object = Object();
+    object.filledShare = 0.1;
+    EXPECT_EQ(WhyNotCounted(selection, object), "");
+    object.filledShare = 0.1001;
+    EXPECT_FALSE(selection.LeavesOut());
+    EXPECT_EQ(WhyNotCounted(selection, object), "filled");
+    selection.filled = FilledObjects::kCounted;
+    EXPECT_EQ(WhyNotCounted(selection, object), "");
+}
+
 TEST(ObjectSelection, DoesNotCountWhatWasNotMeasured) {
     ObjectSelection selection;
     selection.diameter = "rim_diameter_nm";

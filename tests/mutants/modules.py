@@ -15,6 +15,7 @@ MODULES = [
     ("figures", "figures", [("", ["figures_tests"])]),
     ("segmentation", "segmentation", [("", ["segmentation_tests"])]),
     ("measurement", "measurement", [("", ["measurement_tests"])]),
+    ("evaluation", "evaluation", [("", ["evaluation_tests"])]),
     ("documents", "documents", [("", ["documents_tests", "faults_tests", "fuzz_replay_tests"])]),
     ("report", "report", [("", ["report_tests"])]),
     ("view", "view", [

@@ -184,6 +184,24 @@ TEST(ReportBuilder, CountsWhatTheSelectionTakes) {
     EXPECT_NE(page.find("<polygon class=\"other\""), std::string::npos);
 }
 
+TEST(ReportBuilder, DoesNotCountWhatWasFilled) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    options.images.resize(1);
+    options.groups.clear();
+    ReportBuilder builder(options);
+    const Position position = Discs(8, 9);
+    qvox::VoxelImage<std::uint8_t> excluded;
+    excluded.CopyPropertiesFrom(position.labels);
+    excluded.Resize(300, 200, 1);
+    std::transform(position.labels.begin(), position.labels.end(), excluded.begin(),
+                   [](std::uint16_t label) { return static_cast<std::uint8_t>(label == 3 ? 255 : 0); });
+    builder.Add(0, {position, "the file", {}, {}, &excluded});
+    builder.Write([](const wxString&) {});
+    EXPECT_NE(BytesOf(folder.Path() / "summary.csv").find("\r\nall,,,1,8,7,1,filled: 1,1,"), std::string::npos)
+        << BytesOf(folder.Path() / "summary.csv");
+}
+
 TEST(ReportBuilder, MakesAReportWhereNothingCounts) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());

@@ -1,0 +1,77 @@
+#include <algorithm>
+#include <utility>
+
+#include <wx/utils.h>
+
+#include "MainFrame.h"
+#include "RecoveryJournal.h"
+#include "SingleImageCanvas.h"
+#include "StatusTexts.h"
+
+namespace Korvane {
+
+void MainFrame::Changed(std::size_t position, LabelChanges changes) {
+    if (changes.Empty()) return;
+    unsaved_[position] = 1;
+    if (journal_ != nullptr) journal_->Change(position, changes.Packed());
+    history_.Add(position, std::move(changes));
+}
+
+void MainFrame::TakeToolChanges() {
+    if (HasPositions()) Changed(store_.current, std::exchange(editing_.changes, {}));
+}
+
+/// A command failed on its way: labels may have changed in a way that was not recorded.
+void MainFrame::LabelsInDoubt() {
+    editing_.changes = {};
+    history_.Clear();
+    ReplaceInJournal();
+}
+
+std::size_t MainFrame::UnsavedCount() const {
+    return static_cast<std::size_t>(std::count(unsaved_.begin(), unsaved_.end(), 1));
+}
+
+void MainFrame::OnUndo(wxCommandEvent&) { Travel(ChangeDirection::kUndo); }
+
+void MainFrame::OnRedo(wxCommandEvent&) { Travel(ChangeDirection::kRedo); }
+
+void MainFrame::Travel(ChangeDirection direction) {
+    const bool undo = direction == ChangeDirection::kUndo;
+    if (!editing_.contourPoints.empty()) return Say(kOpenContourText);
+    // A stroke that is being drawn would go on into labels that it did not begin in.
+    if (wxGetMouseState().LeftIsDown()) return Say("Release the mouse button first");
+    const HistoryStep* const step = undo ? history_.Undo() : history_.Redo();
+    if (step == nullptr) return Say(undo ? "There is nothing to undo" : "There is nothing to redo");
+    if (!step->Holds(store_.current)) SwitchTo(step->parts.front().position);
+    std::vector<std::size_t> positions;
+    const auto apply = [&](const HistoryStep::Part& part) {
+        positions.push_back(part.position);
+        unsaved_[part.position] = 1;
+        if (journal_ != nullptr) {
+            journal_->Change(part.position, undo ? part.changes.Reversed().Packed() : part.changes.Packed());
+        }
+        if (part.position == store_.current) {
+            RefreshEdited(ApplyToEdited(part.changes, direction, Edited(), editing_));
+        } else {
+            ApplyChanges(part.changes, direction, store_.labelImages[part.position]);
+        }
+    };
+    if (undo) {
+        std::for_each(step->parts.rbegin(), step->parts.rend(), apply);
+    } else {
+        std::for_each(step->parts.begin(), step->parts.end(), apply);
+    }
+    RefreshStatusTexts();
+    Say(TravelText(undo ? "Undone: " : "Redone: ", step->what, positions, PositionCount(store_)));
+}
+
+void MainFrame::DiscardContour() {
+    editing_.contourPoints.clear();
+    strokeAt_.reset();
+    drag_ = Drag::kIgnored;
+    RefreshAll();
+    Say("The contour is discarded");
+}
+
+}  // namespace Korvane

@@ -1,0 +1,130 @@
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include <wx/msgdlg.h>
+
+#include "ExceptionText.h"
+#include "MainFrame.h"
+#include "PathText.h"
+#include "Recovery.h"
+#include "RecoveryJournal.h"
+#include "Scopes.h"
+#include "SingleImageCanvas.h"
+
+namespace Korvane {
+
+void MainFrame::KeepJournal(const std::string& folder) {
+    try {
+        journal_ = std::make_unique<RecoveryJournal>(folder);
+    } catch (const std::exception&) {
+        Say("Labels cannot be restored after a crash (" + ExceptionText(std::current_exception()) + ")");
+    }
+}
+
+/// A failure to write is told once; the work goes on without a journal.
+bool MainFrame::WriteJournal(std::uint64_t bytes) {
+    if (journal_ == nullptr) return false;
+    try {
+        return journal_->Write(bytes) == RecoveryJournal::Progress::kMore;
+    } catch (const std::exception&) {
+        Say("Labels cannot be restored after a crash (" + ExceptionText(std::current_exception()) + ")");
+        return false;
+    }
+}
+
+void MainFrame::BeginJournal() {
+    results_.assign(PositionCount(store_), std::nullopt);
+    if (journal_ == nullptr) return;
+    std::vector<JournalImage> images;
+    for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+        const std::string path = PathBytes(store_.paths[i]);
+        images.push_back({MarkOf(path).value_or(FileMark{path}), store_.images[i].SizeX(), store_.images[i].SizeY()});
+    }
+    journal_->Begin(std::move(images));
+}
+
+/// The labels of a position are those of this file now.
+void MainFrame::LieIn(std::size_t index, const std::optional<FileMark>& file) {
+    unsaved_[index] = 0;
+    results_[index] = file;
+    if (journal_ != nullptr && file) journal_->Base(index, *file);
+}
+
+/// Saving is over: with nothing unsaved there is nothing to restore.
+void MainFrame::ShortenJournal() {
+    if (journal_ != nullptr && UnsavedCount() == 0) journal_->Saved(results_);
+}
+
+/// Writes the labels of positions whose changes were not recorded as a whole.
+void MainFrame::ReplaceInJournal() {
+    if (journal_ == nullptr) return;
+    try {
+        for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+            if (i != store_.current && unsaved_[i] == 0) continue;
+            journal_->Replace(i, ClearingOf(store_.labelImages[i]).Reversed().Packed());
+            unsaved_[i] = 1;
+        }
+    } catch (const std::bad_alloc&) {
+        // Rather none than one that leads to other labels.
+        journal_.reset();
+    }
+}
+
+bool MainFrame::OfferRecovery(const std::string& folder) {
+    bool restored = false;
+    RunAlone([&] {
+        for (LeftJournal& journal : LeftJournals(folder)) {
+            const RecoveryOffer offer = OfferOf(journal);
+            wxMessageDialog dialog(this, offer.text, "Restore labels", wxYES_NO | wxCANCEL | wxCENTRE);
+            dialog.SetYesNoCancelLabels("Restore", "Discard", "Later");
+            const int answer = dialog.ShowModal();
+            if (answer == wxID_NO) journal.Remove();
+            if (answer != wxID_YES) continue;
+            Restore(journal, offer.images);
+            // Kept while anything of it is not restored; and only one series can be open.
+            if (offer.lost == 0) journal.Remove();
+            restored = true;
+            break;
+        }
+    });
+    return restored;
+}
+
+void MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_t>& images) {
+    const DisabledScope disabled(*this);
+    std::vector<wxString> paths;
+    for (const std::size_t i : images) paths.push_back(PathText(journal.Positions()[i].image.file.path));
+    ReplacePositions(paths);
+    history_.Open("recovery");
+    std::size_t count = 0;
+    for (const std::size_t i : images) {
+        const RecoveredPosition& position = journal.Positions()[i];
+        const auto found =
+            std::find(store_.paths.begin(), store_.paths.end(), PathText(position.image.file.path));
+        if (found == store_.paths.end() || (position.runs.empty() && !position.base)) continue;
+        const auto index = static_cast<std::size_t>(found - store_.paths.begin());
+        try {
+            const qvox::LabelImage labels = RecoveredLabels(position);
+            if (!labels.SameSizes(store_.labelImages[index])) continue;
+            Changed(index, DifferenceOf(store_.labelImages[index], labels));
+            std::copy(labels.begin(), labels.end(), store_.labelImages[index].begin());
+        } catch (const qvox::ToolkitError&) {
+            // The question told it already.
+            continue;
+        }
+        if (position.base) knownResults_.Know(PathText(position.base->path));
+        if (position.runs.empty()) LieIn(index, position.base);
+        count += position.runs.empty() ? 0u : 1u;
+    }
+    history_.Close();
+    if (HasPositions()) CountAgain();
+    RefreshAll();
+    WriteJournal(std::numeric_limits<std::uint64_t>::max());
+    Say("Restored the labels of " + std::to_string(count) + (count == 1 ? " position" : " positions") +
+        "; they are not saved yet");
+}
+
+}  // namespace Korvane

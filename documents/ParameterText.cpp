@@ -1,0 +1,30 @@
+#include "ParameterText.h"
+
+#include <charconv>
+#include <cmath>
+#include <string>
+#include <system_error>
+
+namespace Korvane {
+
+std::optional<float> ParameterFromText(const wxString& text, const ParameterRange& range) {
+    std::string digits = wxString(text).Trim(true).Trim(false).utf8_string();
+    if (const std::size_t comma = digits.find(','); comma != std::string::npos) digits[comma] = '.';
+    const char* first = digits.data();
+    const char* const end = first + digits.size();
+    // A sign that from_chars does not know.
+    if (first != end && *first == '+' && first + 1 != end && first[1] != '-') ++first;
+    double value = 0.0;
+    const std::from_chars_result read = std::from_chars(first, end, value);
+    if (read.ec != std::errc() || read.ptr != end) return std::nullopt;
+    const auto number = static_cast<float>(value);
+    if (!(number >= range.minimum && number <= range.maximum)) return std::nullopt;
+    // The quotient is rounded as the text was: the two are equal exactly when no decimal is lost.
+    double unit = 1.0;
+    for (int i = 0; i < range.decimals; ++i) unit *= 10.0;
+    if (std::round(value * unit) / unit != value) return std::nullopt;
+    // "-0" is in the range and would be shown with its sign.
+    return number == 0.0f ? 0.0f : number;
+}
+
+}  // namespace Korvane

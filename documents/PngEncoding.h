@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "VoxelImage.h"
+
+namespace Korvane {
+
+/// The bytes of a PNG file with this image, 8 bits a channel, and its pixel size where both axes have one. The same
+/// image always gives the same bytes. Throws ToolkitError for an image of several planes or none, and where the library
+/// fails.
+std::string EncodePng(const qvox::VoxelImage<qvox::Rgb8>& image);
+
+}  // namespace Korvane

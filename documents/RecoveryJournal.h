@@ -1,0 +1,120 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Korvane {
+
+/// A file as it was at a time: it is taken for unchanged while its size and time of change are these.
+struct FileMark {
+    std::string path;
+    std::uint64_t bytes = 0;
+    std::int64_t modifiedNs = 0;
+};
+bool operator==(const FileMark& a, const FileMark& b);
+
+/// The mark of a file as it is now; none when there is no such file.
+std::optional<FileMark> MarkOf(const std::string& path);
+
+/// One open image.
+struct JournalImage {
+    FileMark file;
+    std::uint64_t width = 0;
+    std::uint64_t height = 0;
+};
+
+/// Writes changes of labels as they are made into a file that outlives the program's death. The file lies in a folder
+/// for the user alone, is locked while the program lives, and is gone once nothing is unsaved.
+///
+/// A record is complete or, torn by the death of the program in the middle of a write, the last one and ignored. What
+/// was written survives the program, its display and its session; a loss of power may cost what the system had not yet
+/// brought to the disk.
+class RecoveryJournal {
+public:
+    /// Makes the folder if it is not there; the file comes with the first change. Throws ToolkitError.
+    explicit RecoveryJournal(std::string folder);
+    /// Removes the file: the program ends as its user wants.
+    ~RecoveryJournal();
+    RecoveryJournal(const RecoveryJournal&) = delete;
+    RecoveryJournal& operator=(const RecoveryJournal&) = delete;
+
+    /// Other images were opened, with labels of 0; all that was written is void.
+    void Begin(std::vector<JournalImage> images);
+
+    // What happened to a position's labels: runs as LabelChanges packs them. Kept until Write.
+
+    void Change(std::size_t position, const std::vector<std::uint8_t>& runs);
+    /// The labels are these runs over 0, whatever they were.
+    void Replace(std::size_t position, const std::vector<std::uint8_t>& runs);
+    /// The labels are those of a result file.
+    void Base(std::size_t position, const FileMark& labels);
+
+    /// Nothing is unsaved: the file starts anew, with the result files that the labels now lie in.
+    void Saved(const std::vector<std::optional<FileMark>>& results);
+
+    enum class Progress { kMore, kDone };
+
+    /// Writes at least `bytes` of what waits, as far as there is so much. Throws ToolkitError; the journal then keeps
+    /// nothing any more.
+    Progress Write(std::uint64_t bytes);
+
+    bool Waiting() const { return !waiting_.empty(); }
+
+private:
+    void Put(std::uint8_t kind, std::size_t position, const std::vector<std::uint8_t>& payload);
+    void Open();
+    void Close();
+
+    std::string folder_;
+    std::string path_;
+    int descriptor_ = -1;
+    std::vector<JournalImage> images_;
+    std::deque<std::vector<std::uint8_t>> waiting_;
+    std::vector<std::vector<std::uint8_t>> bases_;  ///< written before the first change; records
+    enum class State { kClean, kChanged, kFailed } state_ = State::kClean;
+};
+
+/// One position of a journal.
+struct RecoveredPosition {
+    JournalImage image;
+    std::optional<FileMark> base;  ///< the result file that the labels lay in; else they begin at 0
+    std::vector<std::vector<std::uint8_t>> runs;  ///< the changes since, in their order
+};
+
+/// A journal that a program left behind when it died. It stays locked while this lives, so that no other program offers
+/// it too.
+class LeftJournal {
+public:
+    ~LeftJournal();
+    LeftJournal(LeftJournal&& other) noexcept;
+    LeftJournal& operator=(LeftJournal&&) = delete;
+    LeftJournal(const LeftJournal&) = delete;
+
+    const std::vector<RecoveredPosition>& Positions() const { return positions_; }
+    /// When the last change was written, in seconds since 1970.
+    std::int64_t WrittenAt() const { return writtenAt_; }
+    /// Its labels are elsewhere now, or not wanted.
+    void Remove();
+
+private:
+    friend std::vector<LeftJournal> LeftJournals(const std::string& folder);
+    LeftJournal(std::string path, int descriptor) : path_(std::move(path)), descriptor_(descriptor) {}
+    bool Read();
+
+    std::string path_;
+    int descriptor_;
+    std::vector<RecoveredPosition> positions_;
+    std::int64_t writtenAt_ = 0;
+};
+
+/// The journals of programs that are no more, the oldest first. Those without changes are removed on the way.
+std::vector<LeftJournal> LeftJournals(const std::string& folder);
+
+/// The folder of the user's journals: korvane/recovery under XDG_STATE_HOME, or under ~/.local/state. Empty where
+/// neither is known.
+std::string RecoveryFolder();
+
+}  // namespace Korvane

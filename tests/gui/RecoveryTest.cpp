@@ -1,0 +1,176 @@
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <wx/msgdlg.h>
+
+#include "CommandTable.h"
+#include "MainWindow.h"
+#include "PathText.h"
+#include "RecoveryJournal.h"
+#include "SingleImageCanvas.h"
+
+// Labels that were not saved when the program died, at its next start.
+
+namespace {
+
+using namespace Korvane;
+using namespace korvane_test;
+
+namespace fs = std::filesystem;
+
+class Recovery : public MainWindow {
+protected:
+    Recovery() { frame->KeepJournal(Journals()); }
+
+    std::string Journals() const { return folder.File("state"); }
+    std::string Left() const { return folder.File("left"); }
+
+    static std::vector<std::string> FilesIn(const std::string& place) {
+        std::vector<std::string> files;
+        std::error_code none;
+        for (const fs::directory_entry& entry : fs::directory_iterator(place, none)) files.push_back(entry.path());
+        return files;
+    }
+
+    /// The journal as a program that dies now would leave it: unlocked, in a folder of its own.
+    void Die() {
+        // What waits is written when the window has nothing else to do.
+        Pump();
+        fs::create_directory(Left());
+        for (const std::string& file : FilesIn(Journals())) {
+            fs::copy_file(file, Left() + "/" + fs::path(file).filename().string());
+        }
+    }
+
+    /// A program that is started after it, with an answer to its question.
+    struct Next {
+        explicit Next(const std::string& journals, int answer) {
+            window->Show();
+            Pump();
+            const Answers answers([&](wxDialog& dialog) {
+                const auto& question = dynamic_cast<wxMessageDialog&>(dialog);
+                asked.push_back(question.GetMessage());
+                buttons = question.GetYesLabel() + "/" + question.GetNoLabel() + "/" + question.GetCancelLabel();
+                return answer;
+            });
+            restored = window->OfferRecovery(journals);
+            Pump();
+        }
+        ~Next() {
+            window->Destroy();
+            Pump();
+        }
+        Next(const Next&) = delete;
+        Next& operator=(const Next&) = delete;
+
+        MainFrame* window = new MainFrame;
+        std::vector<wxString> asked;
+        wxString buttons;
+        bool restored = false;
+    };
+
+    void ExpectSame(const MainFrame& next) const {
+        ASSERT_EQ(next.Store().paths, frame->Store().paths);
+        for (std::size_t i = 0; i < next.Store().paths.size(); ++i) {
+            EXPECT_TRUE(SameLabels(next.Store().labelImages[i], frame->Store().labelImages[i])) << i;
+        }
+    }
+};
+
+TEST_F(Recovery, RestoresWhatWasDrawnDetectedUndoneAndLoaded) {
+    OpenSamples();
+    AwaitShown();
+    Dab(20, 20);
+    Run(kSaveResults);
+    EXPECT_TRUE(FilesIn(Journals()).empty());
+    Run(kNextLabel);
+    Dab(60, 60);
+    Dab(90, 60);
+    Run(kUndo);
+    Key(WXK_PAGEDOWN);
+    Run(kDetectCurrent);
+    Die();
+    ASSERT_EQ(FilesIn(Left()).size(), 1u);
+    const Next next(Left(), wxID_YES);
+    ASSERT_EQ(next.asked.size(), 1u);
+    EXPECT_TRUE(next.asked[0].StartsWith("Korvane ended on "));
+    EXPECT_NE(next.asked[0].find(PathOf("vesicles_8bit.tif") + ": 2 objects"), wxString::npos) << next.asked[0];
+    EXPECT_NE(next.asked[0].find(PathOf("neighbours_16bit.tif") + ": " + std::to_string(CountLabels(Labels())) +
+                                 " objects"),
+              wxString::npos)
+        << next.asked[0];
+    EXPECT_EQ(next.buttons, "Restore/Discard/Later");
+    EXPECT_TRUE(next.restored);
+    ExpectSame(*next.window);
+    EXPECT_EQ(next.window->GetStatusBar()->GetStatusText(0),
+              "Restored the labels of 2 positions; they are not saved yet");
+    EXPECT_TRUE(FilesIn(Left()).empty());
+}
+
+TEST_F(Recovery, WhatIsRestoredIsKeptForTheNextDeath) {
+    OpenSmall();
+    AwaitShown();
+    Dab(20, 20);
+    Die();
+    {
+        Next next(Left(), wxID_CANCEL);
+        EXPECT_FALSE(next.restored);
+        EXPECT_EQ(FilesIn(Left()).size(), 1u) << "later";
+    }
+    auto* const second = new MainFrame;
+    second->KeepJournal(folder.File("second"));
+    second->Show();
+    Pump();
+    const Answers yes(wxID_YES);
+    EXPECT_TRUE(second->OfferRecovery(Left()));
+    ASSERT_EQ(FilesIn(folder.File("second")).size(), 1u);
+    fs::copy(folder.File("second"), folder.File("third"));
+    const Next next(folder.File("third"), wxID_YES);
+    EXPECT_TRUE(next.restored);
+    ExpectSame(*next.window);
+    second->Destroy();
+    Pump();
+    EXPECT_TRUE(FilesIn(folder.File("second")).empty()) << "it ended as its user wanted";
+}
+
+TEST_F(Recovery, ImagesThatAreGoneOrChangedAreNamedAndTheirLabelsStayKept) {
+    OpenSmall();
+    AwaitShown();
+    for (int i = 0; i < 3; ++i) {
+        Dab(20, 20);
+        Key(WXK_PAGEDOWN);
+    }
+    Die();
+    fs::remove(folder.File("a.tif"));
+    WriteRamp(folder.File("b.tif"), 9, 7);
+    const Next next(Left(), wxID_YES);
+    ASSERT_EQ(next.asked.size(), 1u);
+    EXPECT_NE(next.asked[0].find(PathOf("a.tif") + ": the image is gone"), wxString::npos) << next.asked[0];
+    EXPECT_NE(next.asked[0].find(PathOf("b.tif") + ": the image has changed since"), wxString::npos);
+    EXPECT_EQ(next.window->Store().paths, std::vector<wxString>{PathOf("c.tif")});
+    EXPECT_TRUE(SameLabels(next.window->Store().labelImages[0], Labels()));
+    EXPECT_EQ(FilesIn(Left()).size(), 1u);
+}
+
+TEST_F(Recovery, DiscardedOrSavedThereIsNothingToRestore) {
+    OpenSmall();
+    AwaitShown();
+    Dab(20, 20);
+    Die();
+    {
+        const Next next(Left(), wxID_NO);
+        EXPECT_FALSE(next.restored);
+        EXPECT_EQ(PositionCount(next.window->Store()), 0u);
+    }
+    EXPECT_TRUE(FilesIn(Left()).empty());
+    EXPECT_EQ(FilesIn(Journals()).size(), 1u);
+    Run(kSaveResults);
+    EXPECT_TRUE(FilesIn(Journals()).empty());
+    const Next next(Journals(), wxID_YES);
+    EXPECT_TRUE(next.asked.empty());
+}
+
+}  // namespace

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "LabelChanges.h"
+
+namespace Korvane {
+
+/// The changes that one command, key or stroke made, at one position or several.
+struct HistoryStep {
+    struct Part {
+        std::size_t position;
+        LabelChanges changes;
+    };
+    std::string what;  ///< "brush stroke", "detection"
+    std::vector<Part> parts;
+
+    bool Holds(std::size_t position) const;
+    std::size_t Bytes() const;
+};
+
+/// Every change of labels since the positions were opened, as far as they fit into a limit of memory: the oldest are
+/// dropped first. The labels themselves lie elsewhere; whoever changes them adds what changed.
+///
+/// Invariant: from the labels as they are, the undoable steps taken back in turn lead to the labels as they were.
+class LabelHistory {
+public:
+    static constexpr std::size_t kMostBytes = std::size_t{256} << 20;
+
+    explicit LabelHistory(std::size_t mostBytes = kMostBytes) : mostBytes_(mostBytes) {}
+
+    /// Begins a step. One that is open is closed.
+    void Open(std::string what);
+    /// Adds what was changed to the open step; without one it is a step of its own. What was undone is then no longer
+    /// to be redone. A step that alone exceeds the limit is not kept, nor is any before it.
+    void Add(std::size_t position, LabelChanges changes);
+    /// Ends the step. One without changes is none.
+    void Close();
+
+    /// The step that was made last, or undone last: whoever asks applies it to the labels. Null without any. It stays
+    /// where it is until the next call.
+    const HistoryStep* Undo();
+    const HistoryStep* Redo();
+
+    bool CanUndo() const { return !done_.empty(); }
+    bool CanRedo() const { return !undone_.empty(); }
+    std::size_t Bytes() const { return bytes_; }
+
+    /// Labels changed in a way that nobody recorded, or are gone.
+    void Clear();
+
+private:
+    void DropOldest();
+
+    std::size_t mostBytes_;
+    std::deque<HistoryStep> done_;     ///< the last one is open while open_
+    std::vector<HistoryStep> undone_;  ///< the one to be redone next is the last
+    std::optional<std::string> open_;  ///< what a step is that is open
+    bool begun_ = false;               ///< the open step is the last of done_
+    bool tooLarge_ = false;            ///< the open step is not kept
+    std::size_t bytes_ = 0;
+};
+
+}  // namespace Korvane
