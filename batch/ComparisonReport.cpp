@@ -97,21 +97,6 @@ std::string AgreementText(const Totals& totals) {
     return text + " (" + std::to_string(agreement.count) + " matched).\n";
 }
 
-/// "Missed: 3 never a candidate, 1 filtered out." over the images whose stages are known.
-std::string MistakesText(const ComparisonReport& report, std::vector<FaultyStage> StageAttribution::*list,
-                         const char* title, const char* (*textOf)(FaultyStage)) {
-    std::map<FaultyStage, std::size_t> counts;
-    for (const ComparedImage& image : report.images) {
-        if (!image.stages) continue;
-        for (const FaultyStage stage : (*image.stages).*list) ++counts[stage];
-    }
-    std::string text;
-    for (const auto& [stage, count] : counts) {
-        text += (text.empty() ? std::string(title) + ": " : ", ") + std::to_string(count) + " " + textOf(stage);
-    }
-    return text.empty() ? text : text + ".\n";
-}
-
 /// As RFC 4180 has it.
 std::string CsvField(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
@@ -170,6 +155,22 @@ bool IsAtEdge(const LabelComparison& comparison, const ObjectRow& row) {
     return FoundAtEdge(comparison.objects, *row.found);
 }
 
+/// "Missed: 3 never a candidate, 1 filtered out." of the objects away from the edge whose stages are known.
+std::string MistakesText(const ComparisonReport& report, const std::string& result, const char* title,
+                         const char* (*textOf)(FaultyStage)) {
+    std::map<FaultyStage, std::size_t> counts;
+    for (const ComparedImage& image : report.images) {
+        for (const ObjectRow& row : ObjectRows(image)) {
+            if (row.result == result && row.stage && !IsAtEdge(image.comparison, row)) ++counts[*row.stage];
+        }
+    }
+    std::string text;
+    for (const auto& [stage, count] : counts) {
+        text += (text.empty() ? std::string(title) + ": " : ", ") + std::to_string(count) + " " + textOf(stage);
+    }
+    return text.empty() ? text : text + ".\n";
+}
+
 std::string LabelText(const std::vector<EvaluatedObject>& objects, const std::optional<std::size_t>& index) {
     return index ? std::to_string(objects[*index].label) : std::string();
 }
@@ -214,8 +215,8 @@ Json ObjectsJson(const ComparedImage& image) {
 std::string ComparisonText(const ComparisonReport& report) {
     const Totals totals = TotalsOf(report);
     return ScoresText(report, totals) + AgreementText(totals) +
-           MistakesText(report, &StageAttribution::missed, "Missed", MissedText) +
-           MistakesText(report, &StageAttribution::extra, "False", ExtraText);
+           MistakesText(report, "missed", "Missed", MissedText) +
+           MistakesText(report, "false", "False", ExtraText);
 }
 
 std::string ComparisonCsv(const ComparisonReport& report) {

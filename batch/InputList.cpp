@@ -129,7 +129,8 @@ std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& writ
         files.labels = SegResultPath(files.input, output);
         files.seeds = SegResultPath(files.input, labels);
         const bool isPng = places.overlayFormat == OverlayFormat::kPng;
-        files.picture = isPng ? ExportPath(files.input, output, ".png") : ExportPath(files.input, output);
+        files.picture =
+            isPng ? ExportPathWithEnding(files.input, output, ".png") : ExportPath(files.input, output);
         files.comparison = PrefixedPath(files.input, output, kComparisonPrefix);
         files.copy = PrefixedPath(files.input, output, output ? "" : kCalibratedPrefix);
         files.imageJRegions = RegionsPath(files.input, output, ".zip");

@@ -34,7 +34,8 @@ wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathS
     return PrefixedPath(inputPath, folder, kOverlayPrefix, style);
 }
 
-wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending, PathStyle style) {
+wxString ExportPathWithEnding(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,
+                              PathStyle style) {
     return PathWithEnding(inputPath, folder, kOverlayPrefix, ending, style);
 }
 

@@ -29,8 +29,8 @@ wxString SegResultPath(const wxString& inputPath, const ChosenFolder& folder, Pa
 wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, PathStyle style = kNativePathStyle);
 
 /// The same in another format: `ending` in place of the name's own.
-wxString ExportPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,
-                    PathStyle style = kNativePathStyle);
+wxString ExportPathWithEnding(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,
+                              PathStyle style = kNativePathStyle);
 
 /// Where the regions of an input file are written: "rois_" before its name, `ending` in place of its own.
 wxString RegionsPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& ending,

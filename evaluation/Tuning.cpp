@@ -76,7 +76,7 @@ private:
             for (const std::size_t other : all) {
                 if (other != image) others.push_back(other);
             }
-            const SearchResult found = Search(others, "without '" + images_[image].name + "'");
+            const SearchResult found = Search(others, "all but '" + images_[image].name + "'");
             table_.Evaluate({found.point}, {image});
             result_.images[image].heldOut = table_.At(image, found.point)[At(found.best.roundness)];
             result_.images[image].heldOutParameters = ParametersAt(found.point, found.best.roundness);

@@ -22,7 +22,7 @@ inline constexpr std::size_t kEnoughObjects = 30;
 struct TuningProgress {
     std::size_t stepsDone = 0;
     std::size_t steps = 0;
-    std::string text;  ///< "all images", "without 'a.tif'"
+    std::string text;  ///< that a search learns from: "all images", "all but 'a.tif'"
 };
 
 /// Whether and how a search goes on.

@@ -63,6 +63,16 @@ const std::map<std::string, Example>& Examples() {
          {{},
           [](const TemporaryFolder& folder, const ProgramResult&) {
               return Contents(folder.File("out/report.html")).find("2 objects counted") != std::string::npos;
+           }}},
+        {"compare",
+         {{"--truth", "FOLDER"},
+          [](const TemporaryFolder&, const ProgramResult& run) {
+              return run.output.find("F1") != std::string::npos && run.output.find("1.000") != std::string::npos;
+          }}},
+        {"tune",
+         {{"--truth", "FOLDER", "--evaluations", "1"},
+          [](const TemporaryFolder& folder, const ProgramResult&) {
+              return Contents(folder.File("out")).find("\"areaFraction\"") != std::string::npos;
           }}},
         {"calibrate", Writes("a.tif", {"--pixel-size", "2", "--force"})},
         {"record", Prints("\"command\": \"detect\"")},
@@ -101,7 +111,9 @@ TEST(BatchCommands, EachDoesItsWork) {
         if (help.find("--labels") != std::string::npos) {
             arguments.insert(arguments.end(), {"--labels", folder.Path().string()});
         }
-        arguments.insert(arguments.end(), example->second.options.begin(), example->second.options.end());
+        for (const std::string& option : example->second.options) {
+            arguments.push_back(option == "FOLDER" ? folder.Path().string() : option);
+        }
         if (std::string(command.name) == "record") {
             // It is about a folder that a run has worked in.
             ASSERT_EQ(RunProgram({"detect", "--overwrite", folder.File("a.tif")}).status, 0);

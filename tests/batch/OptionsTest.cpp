@@ -190,7 +190,7 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({"detect"}), "accepted");
     EXPECT_EQ(Refusal({"frobnicate", "a"}),
               "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, rois, report, "
-              "calibrate, import, info and record.");
+              "compare, tune, calibrate, import, info and record.");
 }
 
 TEST(Options, NamesMayHoldAnything) {
