@@ -6,7 +6,7 @@ namespace {
 
 using namespace Korvane;
 
-constexpr ParameterRange kRange{nullptr, "", 2, 0.1f, 1.9f};
+constexpr ParameterRange kRange{nullptr, "", "", 2, 0.1f, 1.9f};
 
 TEST(ParameterText, TakesEitherSeparatorAnExponentASignAndSpaces) {
     EXPECT_EQ(ParameterFromText("0.5", kRange), 0.5f);
