@@ -234,7 +234,7 @@ ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxStri
         if (!gnuplot) continue;
         try {
             gnuplot->Draw(figure.figure, folder);
-            const std::string svg = ReadBytes(folder + "/" + name + ".svg");
+            const std::string svg = ReadBytes(std::filesystem::path(folder) / (name + ".svg"));
             parts.figures.push_back({name, figure.title, figure.caption, InlineSvg(svg, name, figure.title)});
         } catch (const qvox::ToolkitError& error) {
             // The tables are worth having without it.

@@ -228,8 +228,8 @@ TEST(ReportBuilder, WritesTablesThatPandasAndRReadAlike) {
         PrintedBy({"/usr/bin/python3", "-c",
                    "import pandas; o = pandas.read_csv('objects.csv'); s = pandas.read_csv('summary.csv'); "
                    "b = pandas.read_csv('bins.csv'); "
-                   "print(len(o), s.counted[0], b.counted[b.scope == 'all'].sum(), '%.4f' % (o.diameter_nm.mean() - "
-                   "s.mean_nm[0]))"},
+                   "print(len(o), s.counted[0], b.counted[b.scope == 'all'].sum(), "
+                   "'%.2f' % abs(o.diameter_nm.mean() - s.mean_nm[0]))"},
                   folder.Path());
     const std::string r =
         PrintedBy({"/usr/bin/Rscript", "-e",
