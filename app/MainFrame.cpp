@@ -12,6 +12,7 @@
 #include "ExceptionText.h"
 #include "ProgramIcon.h"
 #include "SingleImageCanvas.h"
+#include "StatusBar.h"
 #include "StatusTexts.h"
 
 namespace Korvane {
@@ -82,6 +83,13 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
     Bind(wxEVT_CHAR_HOOK, &MainFrame::OnCharHook, this);
     Bind(wxEVT_IDLE, &MainFrame::OnIdle, this);
     canvas_->SetFocus();
+}
+
+wxStatusBar* MainFrame::OnCreateStatusBar(int fields, long style, wxWindowID id, const wxString& name) {
+    // The tip is set with the text, see ShowFirstField.
+    auto* bar = new StatusBar(this, id, style & ~wxSTB_SHOW_TIPS, name);
+    bar->SetFieldsCount(fields);
+    return bar;
 }
 
 /// Marks the frame as at work; nothing else is begun meanwhile.

@@ -14,6 +14,7 @@
 #include "AnalysisParameters.h"
 #include "CanvasOwner.h"
 #include "CommandTexts.h"
+#include "DisplayRange.h"
 #include "ImageWarnings.h"
 #include "KnownResults.h"
 #include "LabelEditing.h"
@@ -122,6 +123,14 @@ public:
 
     void OnUndo(wxCommandEvent&);
     void OnRedo(wxCommandEvent&);
+    void OnDisplayRange(wxCommandEvent&);
+    void OnBrighter(wxCommandEvent&);
+    void OnDarker(wxCommandEvent&);
+    void OnWholeRange(wxCommandEvent&);
+    void OnFitToWindow(wxCommandEvent&);
+    void OnZoomToObject(wxCommandEvent&);
+    void OnLoadParameters(wxCommandEvent&);
+    void OnSaveParameters(wxCommandEvent&);
 
     // Help: both entries come here.
     void OnHelp(wxCommandEvent& event);
@@ -142,6 +151,9 @@ public:
     int BrushRadius() const { return editing_.brushRadiusPx; }
     AnalysisParameters& Parameters() { return parameters_; }
     const LabelHistory& History() const { return history_; }
+
+protected:
+    wxStatusBar* OnCreateStatusBar(int fields, long style, wxWindowID id, const wxString& name) override;
 
 private:
     class CommandScope;
@@ -168,6 +180,7 @@ private:
     /// In the status bar's first field. It stands for some seconds before the pointer's place may replace it, and comes
     /// back when the pointer leaves.
     void Say(const wxString& text);
+    void SayOfPosition(std::size_t index);
     void ShowFirstField(const wxString& text);
     void ShowPointer(const wxMouseEvent& event);
     void DescribeStatus();
@@ -193,6 +206,7 @@ private:
     void TakeToolChanges();
     void LabelsInDoubt();
     void Travel(ChangeDirection direction);
+    void ShowRange(const DisplayRange& range);
     void DiscardContour();
 
     // What outlives a crash.
@@ -221,8 +235,10 @@ private:
     std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
     std::unique_ptr<RecoveryJournal> journal_;
     std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last
+    std::vector<wxString> burntIn_;                 ///< by position: annotations in the image, as text
     wxString said_;
     std::chrono::steady_clock::time_point saidAt_;
+    DisplayRange displayRange_;
     bool onlyRaw_ = false;
     bool onlyContours_ = true;
     bool labelNumbers_ = false;

@@ -38,8 +38,8 @@ constexpr int kWidestImageNumber = 10000;
 /// The way out for an image whose pixel size is missing or cannot be true; empty where that is not the trouble.
 wxString PixelSizeAdvice(const qvox::PixelResolution& resolution) {
     if (resolution.x > 0.0f && PixelHeightTrouble(resolution).empty()) return {};
-    return "\nStore the pixel size in a copy of the image: korvane-batch calibrate --pixel-size NM IMAGE. Then open the "
-           "copy.";
+    return "\nStore the pixel size in a copy of the image: korvane-batch calibrate --pixel-size NM IMAGE. "
+           "Then open the copy.";
 }
 
 /// The toolkit fits the dialog's text to each message, but the new size counts only when events are next handled: after
@@ -144,7 +144,8 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
         qvox::LabelImage result(store_.labelImages[index]);
         DetectionProgress observer(progress);
         DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
-        notes_.tooSmall.Add(store_.paths[index], AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
+        notes_.tooSmall.Add(store_.paths[index],
+                            AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
         NoteResult(index, result);
     } catch (...) {
         NoteFailure("detect the exosomes in", index);

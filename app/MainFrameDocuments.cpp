@@ -128,6 +128,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     RemoveAllPositions(store_);
     history_.Clear();
     unsaved_.clear();
+    burntIn_.clear();
     GatheredWarnings doubtful;
     OpenOutcome outcome;
     outcome.products = products;
@@ -135,12 +136,16 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
         DoFileTask(FileTask::kLoadInput, path, [&] {
             AppendPosition(store_, LoadPosition(path));
             unsaved_.resize(PositionCount(store_));
+            burntIn_.resize(PositionCount(store_));
             if (LiesThere(SegResultPath(path, std::nullopt))) ++outcome.withResults;
             const qvox::VoxelImage<float>& image = store_.images.back();
             doubtful.Add(path, PixelSizeWarning(image.Resolution()));
             const wxString batch = "korvane-batch detect ";
-            doubtful.Add(path, InformationBarWarning(FindInformationBars(image), batch + "--trim-bar"));
-            doubtful.Add(path, AnnotationWarning(FindAnnotations(image), {}, batch + "--fill-annotations"));
+            const InformationBars bars = FindInformationBars(image);
+            const Annotations annotations = FindAnnotations(image);
+            doubtful.Add(path, InformationBarWarning(bars, batch + "--trim-bar"));
+            doubtful.Add(path, AnnotationWarning(annotations, {}, batch + "--fill-annotations"));
+            burntIn_.back() = BurntInText(bars, annotations);
         });
     }
     BeginJournal();
@@ -152,7 +157,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
         SwitchTo(0);
         outcome.opened = PositionCount(store_);
         outcome.failed = paths.size() - outcome.opened;
-        Say(OpenedText(outcome));
+        Say(OpenedText(outcome) + (burntIn_[0].empty() ? wxString() : "; " + burntIn_[0]));
         return;
     }
     // The title would go on naming a position that is gone.

@@ -21,8 +21,10 @@ void MainFrame::TakeToolChanges() {
     if (HasPositions()) Changed(store_.current, std::exchange(editing_.changes, {}));
 }
 
-/// A command failed on its way: labels may have changed in a way that was not recorded.
+/// A command failed on its way. If it was one that changes labels, which opens a step and closes it at its end, some
+/// may have changed unrecorded.
 void MainFrame::LabelsInDoubt() {
+    if (!history_.IsOpen() && editing_.changes.Empty()) return;
     editing_.changes = {};
     history_.Clear();
     ReplaceInJournal();
@@ -43,6 +45,8 @@ void MainFrame::Travel(ChangeDirection direction) {
     if (wxGetMouseState().LeftIsDown()) return Say("Release the mouse button first");
     const HistoryStep* const step = undo ? history_.Undo() : history_.Redo();
     if (step == nullptr) return Say(undo ? "There is nothing to undo" : "There is nothing to redo");
+    // An open step is what tells that labels are being changed, see LabelsInDoubt.
+    history_.Open("");
     if (!step->Holds(store_.current)) SwitchTo(step->parts.front().position);
     std::vector<std::size_t> positions;
     const auto apply = [&](const HistoryStep::Part& part) {
@@ -62,6 +66,7 @@ void MainFrame::Travel(ChangeDirection direction) {
     } else {
         std::for_each(step->parts.begin(), step->parts.end(), apply);
     }
+    history_.Close();
     RefreshStatusTexts();
     Say(TravelText(undo ? "Undone: " : "Redone: ", step->what, positions, PositionCount(store_)));
 }

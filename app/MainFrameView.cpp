@@ -125,8 +125,16 @@ void MainFrame::Say(const wxString& text) {
 }
 
 void MainFrame::ShowFirstField(const wxString& text) {
-    if (GetStatusBar()->GetStatusText(0) == text) return;
+    wxStatusBar& bar = *GetStatusBar();
+    if (bar.GetStatusText(0) == text) return;
     SetStatusText(text);
+    wxRect field;
+    // The toolkit has tips for texts that are cut off on one platform only.
+    if (bar.GetFieldRect(0, field) && bar.GetTextExtent(text).x > field.width) {
+        bar.SetToolTip(text);
+    } else {
+        bar.UnsetToolTip();
+    }
     DescribeStatus();
 }
 
@@ -163,8 +171,7 @@ void MainFrame::SwitchTo(std::size_t index) {
         return;
     }
     LabelsReplaced(editing_);
-    const wxString name = PositionName(store_.paths, index);
-    if (name != FileNameOf(store_.paths[index])) Say(name);
+    SayOfPosition(index);
     SetTitle(PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring()));
     SetAccessibleDescription(*canvas_, GetTitle());
     PointCanvasAt(index);
@@ -176,6 +183,14 @@ void MainFrame::SwitchTo(std::size_t index) {
     }
     // The yield alone leaves the paint to the next frame of the display, which may come after a long analysis.
     canvas_->Update();
+}
+
+/// What the title does not show: which of several images of one name it is, and what was burnt into it.
+void MainFrame::SayOfPosition(std::size_t index) {
+    const wxString name = PositionName(store_.paths, index);
+    const bool ambiguous = name != FileNameOf(store_.paths[index]);
+    if (!ambiguous && burntIn_[index].empty()) return;
+    Say((ambiguous ? name : wxString()) + (ambiguous && !burntIn_[index].empty() ? "; " : "") + burntIn_[index]);
 }
 
 void MainFrame::SetZoomLevel(int level) {

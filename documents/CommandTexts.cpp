@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "ImageList.h"
+#include "ImageWarnings.h"
 #include "PathText.h"
 
 namespace Korvane {
@@ -14,15 +15,13 @@ wxString Counted(std::size_t count, const char* one, const char* more) {
     return std::to_string(count) + " " + (count == 1 ? one : more);
 }
 
-wxString FailedText(std::size_t failed) {
-    return failed == 0 ? wxString() : ", " + std::to_string(failed) + " failed";
-}
+wxString FailedText(std::size_t failed) { return failed == 0 ? wxString() : ", " + std::to_string(failed) + " failed"; }
 
 /// The folder of all these files; "their folders" where they have several.
 wxString FoldersText(const std::vector<wxString>& files) {
     const wxString folder = FolderOf(files.front());
-    const bool one = std::all_of(files.begin(), files.end(),
-                                 [&](const wxString& file) { return FolderOf(file) == folder; });
+    const bool one =
+        std::all_of(files.begin(), files.end(), [&](const wxString& file) { return FolderOf(file) == folder; });
     if (!one) return "the folders of the images";
     return folder.empty() ? wxString("the current folder") : folder;
 }
@@ -76,9 +75,7 @@ wxString LoadedText(const FilesOutcome& outcome) {
     return text;
 }
 
-wxString ExportedText(const FilesOutcome& outcome) {
-    return DoneText("Exported ", "image", "images", " to ", outcome);
-}
+wxString ExportedText(const FilesOutcome& outcome) { return DoneText("Exported ", "image", "images", " to ", outcome); }
 
 wxString AnalysedText(const wxString& task, const AnalysisOutcome& outcome) {
     wxString text = task + ": ";
@@ -94,10 +91,20 @@ wxString AnalysedText(const wxString& task, const AnalysisOutcome& outcome) {
     return text;
 }
 
+wxString BurntInText(const InformationBars& bars, const Annotations& annotations) {
+    if (bars.Empty() && annotations.Empty()) return {};
+    wxString text = "Burnt in: " + InformationBarText(bars);
+    if (annotations.Empty()) return text;
+    const PixelBox box = annotations.Bounds();
+    if (!bars.Empty()) text += "; ";
+    text << "scale bar or writing at " << box.x << ", " << box.y << " (" << box.width << " x " << box.height << ")";
+    return text;
+}
+
 wxString PositionName(const std::vector<wxString>& paths, std::size_t index) {
     const wxString name = FileNameOf(paths[index]);
-    const auto same = std::count_if(paths.begin(), paths.end(),
-                                    [&](const wxString& path) { return FileNameOf(path) == name; });
+    const auto same =
+        std::count_if(paths.begin(), paths.end(), [&](const wxString& path) { return FileNameOf(path) == name; });
     return same > 1 ? name + " in " + FolderOf(paths[index]) : name;
 }
 
@@ -106,8 +113,7 @@ wxString WorkText(const std::vector<wxString>& paths, std::size_t index, const w
            PositionName(paths, index) + ": " + task;
 }
 
-wxString TravelText(const wxString& done, const wxString& what, std::vector<std::size_t> positions,
-                    std::size_t count) {
+wxString TravelText(const wxString& done, const wxString& what, std::vector<std::size_t> positions, std::size_t count) {
     std::sort(positions.begin(), positions.end());
     positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
     if (count < 2) return done + what;

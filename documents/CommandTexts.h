@@ -6,6 +6,9 @@
 
 #include <wx/string.h>
 
+#include "Annotations.h"
+#include "InformationBar.h"
+
 // What the window's status bar says after a command: what was done, where, and what failed.
 
 namespace Korvane {
@@ -23,8 +26,8 @@ wxString OpenedText(const OpenOutcome& outcome);
 struct FilesOutcome {
     std::vector<wxString> files;  ///< those that were written or read, with their folders
     std::size_t failed = 0;
-    std::vector<wxString> kept;   ///< saving: files under which older results were kept
-    std::size_t missing = 0;      ///< loading: positions without a file
+    std::vector<wxString> kept;  ///< saving: files under which older results were kept
+    std::size_t missing = 0;     ///< loading: positions without a file
 };
 wxString SavedText(const FilesOutcome& outcome);
 wxString LoadedText(const FilesOutcome& outcome);
@@ -39,6 +42,10 @@ struct AnalysisOutcome {
 };
 /// `task` begins the text: "Detection".
 wxString AnalysedText(const wxString& task, const AnalysisOutcome& outcome);
+
+/// What was burnt into an image and may be taken for objects: "Burnt in: 32 rows at the bottom". Empty where nothing
+/// was found.
+wxString BurntInText(const InformationBars& bars, const Annotations& annotations);
 
 /// The name of a position's image among the others: with its folder where another has the same name.
 wxString PositionName(const std::vector<wxString>& paths, std::size_t index);

@@ -20,8 +20,8 @@ inline bool operator==(const LabelRun& a, const LabelRun& b) {
     return a.start == b.start && a.length == b.length && a.before == b.before && a.after == b.after;
 }
 
-/// What was changed in the labels of one image, run by run in the order of the changes; a voxel can be in several. Packed:
-/// a run takes 2 to 14 bytes, mostly 3 or 4.
+/// What was changed in the labels of one image, run by run in the order of the changes; a voxel can be in several.
+/// Packed: a run takes 2 to 14 bytes, mostly 3 or 4.
 class LabelChanges {
 public:
     void Add(const LabelRun& run);

@@ -46,6 +46,7 @@ public:
     const HistoryStep* Undo();
     const HistoryStep* Redo();
 
+    bool IsOpen() const { return open_.has_value(); }
     bool CanUndo() const { return !done_.empty(); }
     bool CanRedo() const { return !undone_.empty(); }
     std::size_t Bytes() const { return bytes_; }

@@ -48,4 +48,37 @@ NumberPlace PlaceNumber(const LabelAnchor& anchor, float scale, const ClientSize
             {Centred(anchor.x, scale, extent.width, 0), Centred(anchor.y, scale, extent.height, 0)}};
 }
 
+PixelRectangle BoxOfLabel(const qvox::LabelImage& labels, std::uint16_t label) {
+    std::uint64_t left = labels.SizeX();
+    std::uint64_t right = 0;
+    std::uint64_t top = labels.SizeY();
+    std::uint64_t bottom = 0;
+    for (std::uint64_t y = 0; y < labels.SizeY(); ++y) {
+        const std::uint16_t* const row = labels.Row(y);
+        for (std::uint64_t x = 0; x < labels.SizeX(); ++x) {
+            if (row[x] != label) continue;
+            left = std::min(left, x);
+            right = std::max(right, x + 1);
+            top = std::min(top, y);
+            bottom = y + 1;
+        }
+    }
+    return right == 0 ? PixelRectangle{} : PixelRectangle{left, top, right - left, bottom - top};
+}
+
+int ZoomLevelFor(const PixelRectangle& part, const ViewState& view) {
+    ViewState around = view;
+    around.imageWidth = 2 * part.width;
+    around.imageHeight = 2 * part.height;
+    return FittedZoomLevel(around);
+}
+
+ClientPoint StartCentring(const PixelRectangle& part, const ViewState& view) {
+    const auto zoom = static_cast<double>(ZoomFactor(view.zoomLevel));
+    const auto start = [zoom](std::uint64_t from, std::uint64_t length, int client) {
+        return static_cast<int>((static_cast<double>(from) + static_cast<double>(length) / 2.0) * zoom) - client / 2;
+    };
+    return {start(part.x, part.width, view.client.width), start(part.y, part.height, view.client.height)};
+}
+
 }  // namespace Korvane

@@ -35,4 +35,13 @@ struct NumberPlace {
 /// Centres a text of the given extent on an anchor; halves of the extent are rounded down, coordinates truncated.
 NumberPlace PlaceNumber(const LabelAnchor& anchor, float scale, const ClientSize& extent);
 
+/// The smallest rectangle with all voxels of a label; of width 0 when there are none. One pass.
+PixelRectangle BoxOfLabel(const qvox::LabelImage& labels, std::uint16_t label);
+
+/// The largest zoom level at which a part of the image takes at most half of the client area each way.
+int ZoomLevelFor(const PixelRectangle& part, const ViewState& view);
+
+/// Where the view must start for the part to be in its middle, not clamped.
+ClientPoint StartCentring(const PixelRectangle& part, const ViewState& view);
+
 }  // namespace Korvane

@@ -53,9 +53,27 @@ void SingleImageCanvas::SetImages(const qvox::VoxelImage<float>* raw, const qvox
     labels_ = nullptr;
     grey_.Release();
     if (raw == nullptr || labels == nullptr) return;
-    ConvertToGrey(*raw, grey_);
+    ConvertShown(*raw);
     raw_ = raw;
     labels_ = labels;
+}
+
+void SingleImageCanvas::ConvertShown(const qvox::VoxelImage<float>& raw) {
+    if (IsWhole(range_)) {
+        ConvertToGrey(raw, grey_);
+        return;
+    }
+    const IntensityDistribution intensities(raw);
+    ConvertRangeToGrey(raw, intensities.Percentile(range_.lowPercent), intensities.Percentile(range_.highPercent),
+                       grey_);
+}
+
+void SingleImageCanvas::SetDisplayRange(const DisplayRange& range) {
+    if (range == range_) return;
+    range_ = range;
+    if (raw_ == nullptr) return;
+    ConvertShown(*raw_);
+    Refresh(false);
 }
 
 ViewState SingleImageCanvas::View() const {

@@ -7,6 +7,7 @@
 #include <wx/scrolwin.h>
 
 #include "CanvasOwner.h"
+#include "DisplayRange.h"
 #include "LabelPainter.h"
 #include "OverlayDrawing.h"
 #include "ViewPainter.h"
@@ -21,6 +22,8 @@ public:
 
     /// Shows an image with its labels; null for both shows nothing. The grey levels are worked out here, once.
     void SetImages(const qvox::VoxelImage<float>* raw, const qvox::LabelImage* labels);
+    /// The intensities shown from black to white, now and of later images. Converts the image anew.
+    void SetDisplayRange(const DisplayRange& range);
     bool HasImage() const { return raw_ != nullptr; }
 
     /// What is shown now.
@@ -52,6 +55,7 @@ public:
     void RefreshOutline();
 
 private:
+    void ConvertShown(const qvox::VoxelImage<float>& raw);
     void OnPaint(wxPaintEvent& event);
     void OnMouse(wxMouseEvent& event);
     void PaintDamage(wxDC& dc, const CanvasState& state, const std::vector<LabelAnchor>& anchors);
@@ -65,6 +69,7 @@ private:
     const qvox::VoxelImage<float>* raw_ = nullptr;
     const qvox::LabelImage* labels_ = nullptr;
     GreyPicture grey_;
+    DisplayRange range_;
     ColourPicture painted_;
     OverlayDrawing overlay_;
     std::vector<LabelAnchor> shownAnchors_;  ///< of the numbers on the screen

@@ -19,6 +19,13 @@ std::string PixelNm(float pxPerUm) {
     return std::string(text.data(), end.ptr);
 }
 
+std::string ShortNumber(double number) {
+    std::array<char, 64> text{};
+    constexpr int kDigits = 6;
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general, kDigits);
+    return std::string(text.data(), end.ptr);
+}
+
 std::string PixelSize(const qvox::PixelResolution& resolution) {
     if (!Known(resolution.x) || !Known(resolution.y)) return "Pixel size: unknown";
     return "Pixel size: " + PixelNm(resolution.x) + "x" + PixelNm(resolution.y) + " nm";
@@ -27,14 +34,14 @@ std::string PixelSize(const qvox::PixelResolution& resolution) {
 }  // namespace
 
 std::string PointerText(const PointerFacts& facts) {
-    std::array<char, 64> grey{};
-    constexpr int kDigits = 6;
-    const auto end =
-        std::to_chars(grey.data(), grey.data() + grey.size(), facts.grey, std::chars_format::general, kDigits);
     std::string text = std::to_string(facts.at.x) + ", " + std::to_string(facts.at.y) + ": grey " +
-                       std::string(grey.data(), end.ptr);
+                       ShortNumber(static_cast<double>(facts.grey));
     if (facts.label != 0) text += ", label " + std::to_string(facts.label);
     return text;
+}
+
+std::string RangeText(const DisplayRange& range) {
+    return "from percentile " + ShortNumber(range.lowPercent) + " to " + ShortNumber(range.highPercent);
 }
 
 StatusFields StatusTexts(const StatusFacts& facts) {

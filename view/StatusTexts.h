@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "DisplayRange.h"
 #include "LabelEditing.h"
 #include "PixelResolution.h"
 
@@ -28,6 +29,9 @@ struct PointerFacts {
 
 /// "12, 7: grey 143, label 3", without the label on the background.
 std::string PointerText(const PointerFacts& facts);
+
+/// "from percentile 0.5 to 98".
+std::string RangeText(const DisplayRange& range);
 
 /// Fields 1 to 5 of the status bar, in order; field 0 belongs to the menus' help texts.
 using StatusFields = std::array<std::string, 5>;

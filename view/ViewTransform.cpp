@@ -95,6 +95,15 @@ ZoomChange ChangeZoom(const ViewState& view, int requestedLevel, const ClientPoi
     return change;
 }
 
+int FittedZoomLevel(const ViewState& view) {
+    ViewState tried = view;
+    for (tried.zoomLevel = kMaxZoomLevel; tried.zoomLevel > kMinZoomLevel; --tried.zoomLevel) {
+        const ClientSize size = VirtualSize(tried);
+        if (size.width <= view.client.width && size.height <= view.client.height) break;
+    }
+    return tried.zoomLevel;
+}
+
 ClientPoint KeyboardScrolled(const ViewState& view, ScrollDirection direction) {
     ClientPoint start = view.start;
     switch (direction) {

@@ -73,6 +73,9 @@ struct ZoomChange {
 /// level stays. Without an image, size and start are 0 and nothing is to be scrolled.
 ZoomChange ChangeZoom(const ViewState& view, int requestedLevel, const ClientPoint& pointer);
 
+/// The largest level at which the whole image is visible without scrolling; kMinZoomLevel where none is small enough.
+int FittedZoomLevel(const ViewState& view);
+
 enum class ScrollDirection { kLeft, kRight, kUp, kDown };
 
 /// Where an arrow key scrolls to, not clamped.

@@ -24,8 +24,9 @@ TEST(CommandTexts, SavingNamesTheFolderFailuresAndWhatWasKept) {
     EXPECT_EQ(SavedText(saved),
               "Saved 3 label files in the folders of the images, 1 failed; the older one was kept as seg_a.tif.bak");
     saved.kept.emplace_back("/d/seg_b.tif.bak");
-    EXPECT_EQ(SavedText(saved), "Saved 3 label files in the folders of the images, 1 failed; 2 older ones were kept, "
-                                "the first as seg_a.tif.bak");
+    EXPECT_EQ(SavedText(saved),
+              "Saved 3 label files in the folders of the images, 1 failed; 2 older ones were kept, "
+              "the first as seg_a.tif.bak");
     EXPECT_EQ(SavedText({{}, 2, {}, 0}), "Saved 0 label files, 2 failed");
     EXPECT_EQ(SavedText({{"seg_a.tif"}, 0, {}, 0}), "Saved 1 label file in the current folder");
 }
@@ -58,6 +59,15 @@ TEST(CommandTexts, UndoNamesThePositionsWhereThereAreSeveral) {
     EXPECT_EQ(TravelText("Undone: ", "brush stroke", {0}, 1), "Undone: brush stroke");
     EXPECT_EQ(TravelText("Undone: ", "brush stroke", {2, 2}, 3), "Undone: brush stroke at position 3");
     EXPECT_EQ(TravelText("Redone: ", "detection", {2, 0, 1}, 3), "Redone: detection at 3 positions");
+}
+
+TEST(CommandTexts, WhatIsBurntInIsNamedWithItsPlace) {
+    EXPECT_EQ(BurntInText({}, {}), "");
+    EXPECT_EQ(BurntInText({0, 32}, {}), "Burnt in: 32 rows at the bottom");
+    Annotations annotations;
+    annotations.pieces.push_back({Annotation::Kind::kScaleBar, {10, 20, 30, 4}, 120, 30});
+    EXPECT_EQ(BurntInText({}, annotations), "Burnt in: scale bar or writing at 10, 20 (30 x 4)");
+    EXPECT_EQ(BurntInText({8, 0}, annotations), "Burnt in: 8 rows at the top; scale bar or writing at 10, 20 (30 x 4)");
 }
 
 TEST(CommandTexts, UnsavedPositionsAreCounted) {

@@ -78,6 +78,21 @@ const std::vector<Expected> kExpected{
     {"&Tools", 20101, "Undo\tCtrl+Z", wxITEM_NORMAL,
      "Take the last change of labels back, at whatever position it was."},
     {"&Tools", 20102, "Redo\tCtrl+Y", wxITEM_NORMAL, "Make the change of labels again that was taken back last."},
+    {"&Tools", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Tools", 20103, "Display range...\tCtrl+K", wxITEM_NORMAL,
+     "Choose the intensities that are shown from black to white."},
+    {"&Tools", 20104, "Brighter\tCtrl+B", wxITEM_NORMAL, "Show the image brighter."},
+    {"&Tools", 20105, "Darker\tCtrl+Shift+B", wxITEM_NORMAL, "Show the image darker."},
+    {"&Tools", 20106, "Reset display range\tCtrl+Alt+B", wxITEM_NORMAL,
+     "Show all intensities, from the smallest to the largest."},
+    {"&Tools", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Tools", 20107, "Fit to window\tCtrl+F", wxITEM_NORMAL, "Zoom so that the whole image is visible."},
+    {"&Tools", 20108, "Zoom to object\tCtrl+G", wxITEM_NORMAL,
+     "Show the object under the pointer, or that of the current label, in the middle."},
+    {"&Tools", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Tools", 20110, "Load parameters...", wxITEM_NORMAL,
+     "Take the parameters of the analysis from a file, as korvane-batch does."},
+    {"&Tools", 20111, "Save parameters...", wxITEM_NORMAL, "Write the parameters of the analysis to a file."},
     {"&Help", 20029, "Controls", wxITEM_NORMAL, "Show the list of predefined actions."},
     {"&Help", 0, "", wxITEM_SEPARATOR, ""},
     {"&Help", 20030, "About", wxITEM_NORMAL, "Display information about this application."},
@@ -129,8 +144,8 @@ TEST(MenuBar, HasExactlyTheKnownEntriesInTheirOrder) {
 TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
     const std::vector<int> ids{20001, 20002, 20003, 20004, 20005, 20006, 20007, 20008, 20009, 20014,
                                20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
-                               20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029,
-                               20101, 20102};
+                               20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029, 20101,
+                               20102, 20103, 20104, 20105, 20106, 20107, 20108, 20110, 20111};
     const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
     for (const wxEventType type :
          {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS), wxEventType(wxEVT_MOUSEWHEEL),
@@ -168,13 +183,13 @@ TEST(CommandTable, EveryKeyIsOneThatTheWindowLibraryKnows) {
         ASSERT_NE(key, nullptr) << command.text;
         EXPECT_TRUE(keys.emplace(key->GetFlags(), key->GetKeyCode()).second) << command.text;
     }
-    EXPECT_EQ(keys.size(), 29u);
+    EXPECT_EQ(keys.size(), 35u);
 }
 
 TEST(CommandTable, OnlyThePositionsCommandsWaitForOne) {
     const std::set<int> always{20009};
-    const std::set<int> whenIdle{20001, 20010, 20012, 20013, 20014, 20015, 20016,
-                                 20018, 20019, 20020, 20021, 20029, 20030};
+    const std::set<int> whenIdle{20001, 20010, 20012, 20013, 20014, 20015, 20016, 20018,
+                                 20019, 20020, 20021, 20029, 20030, 20110, 20111};
     for (const Korvane::Command& command : Korvane::kCommands) {
         const Korvane::CommandEnabled wanted = always.count(command.id) != 0 ? Korvane::CommandEnabled::kAlways
                                                : whenIdle.count(command.id) != 0

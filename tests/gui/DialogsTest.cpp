@@ -36,12 +36,18 @@ struct Field {
 };
 
 const std::array<Field, 6> kFields{{
-    {10001, "Edge contrast (lambda):", "0.005", {"0", "1", "0.0001"}, {"1.0001", "", ".", "2"}, "0 to 1, with at most 4 decimals"},
-    {10002, "Area fraction (alpha):", "0.15", {"0", "1", "0.99"}, {"1.01", "", "7"}, "0 to 1, with at most 2 decimals"},
-    {10003, "Roundness threshold:", "0.75", {"0", "1", "0.5"}, {"1.01", "", "10"}, "0 to 1, with at most 2 decimals"},
-    {10005, "Maximum relative cluster size:", "1", {"0.1", "1.9", "1"}, {"0.09", "1.91", "0", ""}, "0.1 to 1.9, with at most 2 decimals"},
-    {10006, "Relative size of expected exosomes:", "1", {"0.1", "1.9", "1.25"}, {"0.09", "1.91", "0", ""}, "0.1 to 1.9, with at most 2 decimals"},
-    {10007, "Minimum object diameter (in um):", "0.03", {"0", "0.5", "0.125"}, {"0.51", "0.501", "1", ""}, "0 to 0.5, with at most 3 decimals"},
+    {10001, "Edge contrast (lambda):", "0.005", {"0", "1", "0.0001"}, {"1.0001", "", ".", "2"},
+     "0 to 1, with at most 4 decimals"},
+    {10002, "Area fraction (alpha):", "0.15", {"0", "1", "0.99"}, {"1.01", "", "7"},
+     "0 to 1, with at most 2 decimals"},
+    {10003, "Roundness threshold:", "0.75", {"0", "1", "0.5"}, {"1.01", "", "10"},
+     "0 to 1, with at most 2 decimals"},
+    {10005, "Maximum relative cluster size:", "1", {"0.1", "1.9", "1"}, {"0.09", "1.91", "0", ""},
+     "0.1 to 1.9, with at most 2 decimals"},
+    {10006, "Relative size of expected exosomes:", "1", {"0.1", "1.9", "1.25"}, {"0.09", "1.91", "0", ""},
+     "0.1 to 1.9, with at most 2 decimals"},
+    {10007, "Minimum object diameter (in um):", "0.03", {"0", "0.5", "0.125"}, {"0.51", "0.501", "1", ""},
+     "0 to 0.5, with at most 3 decimals"},
 }};
 
 wxTextCtrl& FieldOf(wxWindow& dialog, int id) {

@@ -128,6 +128,8 @@ private:
 class EndToEnd : public testing::Test {
 protected:
     void SetUp() override {
+        // Programs that are killed at a test's end leave journals, which the next start would ask about.
+        setenv("XDG_STATE_HOME", folder.File("state").c_str(), 1);
         for (const char* name : {kFirst, kSecond}) {
             std::filesystem::copy(korvane_test::SourceFile("samples") / name, folder.Path() / name);
         }

@@ -95,6 +95,12 @@ const std::vector<CommandKey> kOtherKeys{
     {'D', wxMOD_CONTROL | wxMOD_ALT, kDetectEmpty},
     {'Z', wxMOD_CONTROL, kUndo},
     {'Y', wxMOD_CONTROL, kRedo},
+    {'K', wxMOD_CONTROL, kDisplayRange},
+    {'B', wxMOD_CONTROL, kBrighter},
+    {'B', wxMOD_CONTROL | wxMOD_SHIFT, kDarker},
+    {'B', wxMOD_CONTROL | wxMOD_ALT, kWholeRange},
+    {'F', wxMOD_CONTROL, kFitToWindow},
+    {'G', wxMOD_CONTROL, kZoomToObject},
 };
 
 TEST_F(Keys, EveryCommandKeyRunsItsCommandOncePerPress) {

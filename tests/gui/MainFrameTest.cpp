@@ -34,7 +34,8 @@ TEST_F(MainWindow, NoCommandShowsOrChangesAnythingWithoutAPosition) {
         if (command.id == kQuit || command.id == kAbout) continue;
         Run(command.id);
     }
-    EXPECT_EQ(answers.titles, (std::vector<wxString>{"Select images to be analyzed...", "Parameters", "Controls"}));
+    EXPECT_EQ(answers.titles, (std::vector<wxString>{"Select images to be analyzed...", "Parameters",
+                                                     "Load parameters...", "Save parameters...", "Controls"}));
     EXPECT_TRUE(told.errors.empty());
     EXPECT_TRUE(frame->IsEnabled());
     EXPECT_EQ(PositionCount(frame->Store()), 0u);
@@ -52,7 +53,7 @@ TEST_F(MainWindow, EveryCommandAsksWhatItAsksWithPositionsAndCancelChangesNothin
     EXPECT_EQ(answers.titles,
               (std::vector<wxString>{"Confirmation", "Confirmation", "Confirmation", "Save segmentation results to...",
                                      "Export quantitative results to...", "Export image results to...", "Confirmation",
-                                     "Controls"}));
+                                     "Display range", "Load parameters...", "Save parameters...", "Controls"}));
     EXPECT_EQ(
         answers.texts,
         (std::vector<wxString>{

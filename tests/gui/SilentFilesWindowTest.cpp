@@ -213,7 +213,8 @@ TEST_F(SilentFilesInTheWindow, AnOpenedFolderTellsHowManyProductsAreLeftOut) {
     for (const char* name : {"a.tif", "seg_a.tif", "export_a.tif"}) WriteRamp(series + "/" + name);
     frame->OpenFiles({PathText(series)});
     EXPECT_EQ(PositionCount(frame->Store()), 1u);
-    EXPECT_EQ(Status(0), "Opened 1 image; results lie beside it: Ctrl+L loads them; 2 products of earlier runs left out");
+    EXPECT_EQ(Status(0), "Opened 1 image; results lie beside it: Ctrl+L loads them; 2 products of earlier runs "
+                         "left out");
     const Answers yes(wxID_OK);
     frame->OpenFiles({PathText(series + "/seg_a.tif")});
     EXPECT_EQ(PositionCount(frame->Store()), 1u);

@@ -283,8 +283,10 @@ TEST(LabelHistory, WhateverTheToolsDoIsUndoneAndRedoneAndTheCountsStayTrue) {
 TEST(LabelHistory, AStepWithoutChangesIsNone) {
     LabelHistory history;
     history.Open("stroke");
+    EXPECT_TRUE(history.IsOpen());
     history.Add(0, {});
     history.Close();
+    EXPECT_FALSE(history.IsOpen());
     EXPECT_FALSE(history.CanUndo());
     EXPECT_EQ(history.Undo(), nullptr);
     EXPECT_EQ(history.Redo(), nullptr);

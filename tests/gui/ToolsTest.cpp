@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <fstream>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <wx/button.h>
+#include <wx/spinctrl.h>
+
+#include "CommandTable.h"
+#include "DisplayRangeDialog.h"
+#include "MainWindow.h"
+#include "ScreenReader.h"
+#include "SingleImageCanvas.h"
+#include "files/ImageFile.h"
+#include "support/Random.h"
+
+// The entries of the menu Tools that change what is seen and nothing else.
+
+namespace {
+
+using namespace Korvane;
+using namespace korvane_test;
+
+using Tools = MainWindow;
+
+TEST_F(Tools, BrighterDarkerAndResetChangeTheGreyLevelsShownAndNoLabelOrFile) {
+    OpenSmall();
+    AwaitShown();
+    Dab(20, 20);
+    const qvox::LabelImage before(Labels());
+    Run(kExportPictures);
+    qvox::VoxelImage<qvox::Rgb8> exported;
+    qvox::LoadImageFile(folder.File("export_a.tif"), exported);
+    Run(kBrighter);
+    EXPECT_EQ(Status(0), "Display range: from percentile 0 to 99.5");
+    Run(kDarker);
+    EXPECT_EQ(Status(0), "Display range: all intensities");
+    for (int i = 0; i < 6; ++i) Run(kDarker);
+    EXPECT_EQ(Status(0), "Display range: from percentile 16 to 100");
+    Run(kExportPictures);
+    qvox::VoxelImage<qvox::Rgb8> again;
+    qvox::LoadImageFile(folder.File("export_a.tif"), again);
+    EXPECT_TRUE(std::equal(exported.begin(), exported.end(), again.begin(),
+                           [](const auto& a, const auto& b) { return a.r == b.r && a.g == b.g && a.b == b.b; }));
+    EXPECT_TRUE(SameLabels(Labels(), before));
+    Run(kWholeRange);
+    EXPECT_EQ(Status(0), "Display range: all intensities");
+}
+
+TEST_F(Tools, TheDialogShowsARangeAtOnceAndCancelTakesItBack) {
+    OpenSmall();
+    AwaitShown();
+    Answers answers(wxID_NONE);
+    const auto choose = [&](int button) {
+        answers.Act([&, button](wxDialog& dialog) {
+            EXPECT_NE(dynamic_cast<DisplayRangeDialog*>(&dialog), nullptr);
+            wxSpinCtrlDouble* high = nullptr;
+            for (wxWindow* const child : dialog.GetChildren()) {
+                if (auto* const spin = dynamic_cast<wxSpinCtrlDouble*>(child)) high = spin;
+            }
+            if (high == nullptr) return false;
+            high->SetValue(60.0);
+            wxSpinDoubleEvent changed(wxEVT_SPINCTRLDOUBLE, high->GetId(), 60.0);
+            changed.SetEventObject(high);
+            high->GetEventHandler()->ProcessEvent(changed);
+            EXPECT_EQ(Status(0), "Display range: from percentile 0 to 60");
+            dialog.EndModal(button);
+            return true;
+        });
+        Run(kDisplayRange);
+    };
+    choose(wxID_CANCEL);
+    EXPECT_EQ(Status(0), "Display range: all intensities");
+    choose(wxID_OK);
+    EXPECT_EQ(Status(0), "Display range: from percentile 0 to 60");
+}
+
+TEST_F(Tools, FitAndZoomToObject) {
+    OpenSamples();
+    AwaitShown();
+    Run(kFitToWindow);
+    const ViewState all = frame->Canvas().View();
+    const ClientSize size = VirtualSize(all);
+    EXPECT_LE(size.width, all.client.width);
+    EXPECT_LE(size.height, all.client.height);
+    Run(kZoomToObject);
+    EXPECT_EQ(Status(0), "There is no object under the pointer, nor one with the current label");
+    frame->SetZoomLevel(0);
+    Dab(150, 150);
+    Mouse(wxEVT_LEAVE_WINDOW, 0, 0, false);
+    Run(kZoomToObject);
+    EXPECT_EQ(Status(0), "Object 1");
+    const ViewState object = frame->Canvas().View();
+    EXPECT_GT(object.zoomLevel, 0);
+    const ImagePoint middle = ClientToImage(object, {object.client.width / 2, object.client.height / 2});
+    EXPECT_NEAR(middle.x, 150.0f, 2.0f);
+    EXPECT_NEAR(middle.y, 150.0f, 2.0f);
+}
+
+TEST_F(Tools, ParametersAreSavedAndLoadedThroughFiles) {
+    frame->Parameters().areaFraction = 0.25f;
+    frame->Parameters().relativeExosomeSize = 1.3f;
+    Answers answers(wxID_NONE);
+    answers.Act(ChooseNew(folder.File("p.json")));
+    Run(kSaveParameters);
+    EXPECT_EQ(Status(0), "Saved parameters to " + PathOf("p.json"));
+    frame->Parameters() = AnalysisParameters();
+    answers.Act(Choose({folder.File("p.json")}));
+    Run(kLoadParameters);
+    EXPECT_EQ(Status(0), "Loaded parameters from " + PathOf("p.json"));
+    EXPECT_EQ(frame->Parameters().areaFraction, 0.25f);
+    EXPECT_EQ(frame->Parameters().relativeExosomeSize, 1.3f);
+    EXPECT_EQ(frame->Parameters().roundnessThreshold, 0.75f);
+    std::ofstream(folder.File("p.json")) << "{\"area-fraction\": 7}";
+    Run(kLoadParameters);
+    ASSERT_EQ(told.errors.size(), 1u);
+    EXPECT_TRUE(told.errors[0].StartsWith("Cannot load the parameters from '" + PathOf("p.json") + "'! (Error='"))
+        << told.errors[0];
+    EXPECT_EQ(frame->Parameters().areaFraction, 0.25f);
+}
+
+TEST_F(Tools, WhatIsBurntIntoAnImageIsSaidWhenItIsShown) {
+    WriteRamp(folder.File("plain.tif"), 300, 300);
+    qvox::VoxelImage<std::uint8_t> image;
+    image.Resize(300, 300, 1);
+    std::mt19937 random(2);
+    for (std::uint8_t& voxel : image) voxel = static_cast<std::uint8_t>(UniformInt(random, 60, 140));
+    for (std::uint64_t y = 270; y < 276; ++y) {
+        std::fill_n(image.Row(y) + 20, 80, std::uint8_t{255});
+    }
+    image.SetResolution({200.0f, 200.0f, 0.0f});
+    qvox::SaveImageFile(folder.File("bar.tif"), image);
+    Open({"plain.tif", "bar.tif"});
+    EXPECT_EQ(Status(0), "Opened 2 images");
+    Key(WXK_PAGEDOWN);
+    EXPECT_EQ(Status(0), "Burnt in: scale bar or writing at 20, 270 (80 x 6)");
+}
+
+}  // namespace
