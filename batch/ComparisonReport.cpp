@@ -138,7 +138,9 @@ std::vector<ObjectRow> ObjectRows(const ComparedImage& image) {
     const ObjectMatching& matching = image.comparison.matching;
     const double none = std::nan("");
     std::vector<ObjectRow> rows;
-    for (const ObjectMatch& match : matching.matches) rows.push_back({"matched", match.truth, match.found, match.iou, {}});
+    for (const ObjectMatch& match : matching.matches) {
+        rows.push_back({"matched", match.truth, match.found, match.iou, {}});
+    }
     for (std::size_t i = 0; i < matching.missed.size(); ++i) {
         rows.push_back({"missed", matching.missed[i], {}, none, {}});
         if (image.stages) rows.back().stage = image.stages->missed[i];

@@ -8,12 +8,9 @@
 #include <mutex>
 #include <utility>
 
-#include "Annotations.h"
 #include "CsvOptions.h"
 #include "ImageGroups.h"
 #include "ImageRun.h"
-#include "ImageWarnings.h"
-#include "InformationBar.h"
 #include "Interrupt.h"
 #include "ParseNumber.h"
 #include "Progress.h"
@@ -64,16 +61,7 @@ LabelOrigin OriginOf(const std::optional<RecordEntry>& made) {
     return origin;
 }
 
-/// What was written over the image and not seen to when its labels were made.
-void WarnOfAnnotations(ImageJob& job, const qvox::VoxelImage<float>& image) {
-    const PixelBox frame{0, 0, static_cast<std::int64_t>(image.SizeX()), static_cast<std::int64_t>(image.SizeY())};
-    const Annotations annotations = FindAnnotations(image);
-    if (!annotations.Empty()) job.Warn(AnnotationWarning(annotations, frame, "detect --fill-annotations"));
-    const InformationBars bars = FindInformationBars(image);
-    if (!bars.Empty()) job.Warn(InformationBarWarning(bars, "detect --trim-bar"));
-}
-
-void ReportImage(ImageJob& job, ReportBuilder& builder, Records& records) {
+void ReportImage(ImageJob& job, const PreparationOptions& options, ReportBuilder& builder, Records& records) {
     const std::size_t index = job.Number() - 1;
     Position position = job.Load();
     if (job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
@@ -87,10 +75,18 @@ void ReportImage(ImageJob& job, ReportBuilder& builder, Records& records) {
         throw ImageFailure{
             {"Cannot report on '" + job.Name() + "'! (it has no pixel size; --pixel-size-if-missing gives one)"}};
     }
-    const LabelOrigin origin = OriginOf(records.Making(job.Files().seeds));
-    if (origin.prepared.empty()) WarnOfAnnotations(job, position.image);
+    const std::optional<RecordEntry> made = records.Making(job.Files().seeds);
+    LabelOrigin origin = OriginOf(made);
+    if (made && made->preparation != options.Text() && !made->preparation.empty()) {
+        job.Warn("was analysed with '" + wxString::FromUTF8(made->preparation) +
+                 "'. With the same options here, objects that were filled are known and do not count.");
+    }
+    Preparation preparation(job, options, position);
+    if (origin.prepared.empty()) origin.prepared = job.Outcome().prepared;
+    const qvox::VoxelImage<std::uint8_t>& excluded = preparation.Excluded();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
-        builder.Add(index, {position, job.Outcome().resolutionSource, origin, job.Warnings()});
+        builder.Add(index, {position, job.Outcome().resolutionSource, origin, job.Warnings(),
+                            excluded.Empty() ? nullptr : &excluded});
         return 0;
     });
     job.Outcome().state = ImageState::kDone;
@@ -171,6 +167,7 @@ void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
                          "objects that have none are not counted"});
     AddSwitch(
         command, "--overwrite", [&options] { options.existing = ExistingReport::kReplace; }, "Replace a report");
+    AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
@@ -183,9 +180,9 @@ int RunReport(const ReportCommandOptions& options, const Streams& streams) {
     run.places.labels = options.labels;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.work = [&builder, &records](ImageJob& job) {
+    run.work = [&options, &builder, &records](ImageJob& job) {
         try {
-            ReportImage(job, *builder, records);
+            ReportImage(job, options.preparation, *builder, records);
         } catch (const ImageFailure& failure) {
             builder->LeaveOut(job.Number() - 1, failure.text.Lines());
             throw;

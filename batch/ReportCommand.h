@@ -6,6 +6,7 @@
 #include "CommandTable.h"
 #include "ObjectSelection.h"
 #include "OptionGroups.h"
+#include "Preparation.h"
 #include "ReportBuilder.h"
 
 namespace Korvane {
@@ -18,6 +19,7 @@ struct ReportCommandOptions {
     ObjectSelection selection;
     std::optional<double> binWidthNm;
     ExistingReport existing = ExistingReport::kRefuse;
+    PreparationOptions preparation;  ///< that the labels were made with: its pixels are not measured
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

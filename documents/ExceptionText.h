@@ -15,6 +15,9 @@ namespace Korvane {
 /// In a message that names the file `named` itself, a path that is the same is left out of the cause.
 wxString ExceptionText(const std::exception_ptr& failure, const wxString& named = wxEmptyString);
 
+/// Whether a failure is want of memory, of this program or of OpenCV.
+bool IsOutOfMemory(const std::exception_ptr& failure);
+
 /// The text of an error in a message that names the file `named` itself.
 wxString ErrorTextBeside(const wxString& named, const qvox::ToolkitError& error);
 

@@ -1,7 +1,5 @@
 #include "FailureText.h"
 
-#include <new>
-
 #include "ExceptionText.h"
 #include "PathText.h"
 #include "ToolkitError.h"
@@ -27,14 +25,13 @@ wxString DetailOf(const std::exception_ptr& failure) {
 }
 
 wxString LoadingCause(const wxString& name, const std::exception_ptr& failure) {
+    if (IsOutOfMemory(failure)) return "Not enough memory";
     try {
         std::rethrow_exception(failure);
     } catch (const UnfitFile& unfit) {
         return unfit.what();
     } catch (const qvox::ToolkitError& error) {
         return "Error='" + ErrorTextBeside(name, error) + "'";
-    } catch (const std::bad_alloc&) {
-        return "Not enough memory";
     } catch (...) {
         return "Unknown error";
     }

@@ -54,8 +54,10 @@ TalliesByRoundness EvaluationTable::Evaluated(std::size_t image, const Parameter
             tallies[at] = stay == before ? tallies[at - 1] : TallyAtRoundness(objects, threshold, matchThreshold_);
             before = stay;
         }
-    } catch (const qvox::ToolkitError&) {
-        if (point == ParameterPoint()) throw;
+    } catch (const qvox::ToolkitError& error) {
+        if (point == ParameterPoint()) {
+            throw qvox::ToolkitError("'" + images_[image].name + "': " + error.what());
+        }
         Tally nothing;
         nothing.missed = tallies_[image].at(ParameterPoint())[0].TrueObjects();
         tallies.fill(nothing);

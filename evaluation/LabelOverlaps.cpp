@@ -34,6 +34,7 @@ LabelOverlaps FindOverlaps(const qvox::LabelImage& truth, const qvox::LabelImage
         throw qvox::ToolkitError("Comparison of labels: the true labels have " + sizes(truth) +
                                  " pixels, those that were found " + sizes(found) + ".");
     }
+    if (truth.SizeZ() > 1) throw qvox::ToolkitError("Comparison of labels: the labels have several planes.");
     LabelOverlaps result;
     std::vector<std::size_t> truthIndex;
     std::vector<std::size_t> foundIndex;

@@ -35,7 +35,7 @@ struct LabelOverlaps {
     std::vector<ObjectOverlap> overlaps;  ///< in ascending order of truth, then found; none without a common pixel
 };
 
-/// Throws ToolkitError when the sizes differ. Cost: one pass over the images and the sorting of the pairs that occur.
+/// Throws ToolkitError when the sizes differ or there are several planes. Cost: one pass over the images and the sorting of the pairs that occur.
 LabelOverlaps FindOverlaps(const qvox::LabelImage& truth, const qvox::LabelImage& found);
 
 /// Common pixels per pixels of either, 0 .. 1.

@@ -74,8 +74,8 @@ public:
     Search(const PointScorer& score, const SearchOptions& options) : score_(score), options_(options) {}
 
     SearchResult Run() {
-        const auto designed = static_cast<std::size_t>(options_.designShare * static_cast<double>(options_.evaluations));
-        ScoreDesign(DesignPoints(std::max<std::size_t>(designed, 1)));
+        const double designed = options_.designShare * static_cast<double>(options_.evaluations);
+        ScoreDesign(DesignPoints(std::max<std::size_t>(static_cast<std::size_t>(designed), 1)));
         while (MayGoOn()) {
             const std::optional<Scored> start = NextStart();
             if (!start) break;
@@ -93,7 +93,8 @@ private:
     void ScoreNew(std::vector<ParameterPoint> points) {
         std::vector<ParameterPoint> fresh;
         for (const ParameterPoint& point : points) {
-            const bool isKnown = scored_.count(point) > 0 || std::find(fresh.begin(), fresh.end(), point) != fresh.end();
+            const bool isKnown =
+                scored_.count(point) > 0 || std::find(fresh.begin(), fresh.end(), point) != fresh.end();
             if (!isKnown && scored_.size() + fresh.size() < options_.evaluations) fresh.push_back(point);
         }
         if (fresh.empty()) return;

@@ -111,10 +111,12 @@ std::vector<std::string> ScoreLines(const TuningResult& result, const ScoreChoic
                              {Three(Score(image.byDefault, choice)), Three(Score(image.fitted, choice)),
                               heldOut(Score(image.heldOut, choice))}));
     }
-    lines.push_back(Line("mean", width,
-                         {Three(result.byDefault.mean), Three(result.fittedScores.mean), heldOut(result.heldOut.mean)}));
-    lines.push_back(Line("all together", width, {Three(result.byDefault.pooled), Three(result.fittedScores.pooled),
-                                                 heldOut(result.heldOut.pooled)}));
+    const auto addSum = [&](const char* name, double TuningScores::*score) {
+        lines.push_back(Line(name, width, {Three(result.byDefault.*score), Three(result.fittedScores.*score),
+                                           heldOut(result.heldOut.*score)}));
+    };
+    addSum("mean", &TuningScores::mean);
+    addSum("all together", &TuningScores::pooled);
     return lines;
 }
 

@@ -66,6 +66,7 @@ std::string SelectionText(const ObjectSelection& selection) {
     if (selection.maxDiameterNm) add("up to " + TableNumber(selection.maxDiameterNm) + " nm");
     if (selection.minRoundness) add("roundness of at least " + TableNumber(selection.minRoundness));
     if (selection.atEdge == ObjectsAtEdge::kLeftOut) add("not at the edge of the image");
+    if (selection.filled == FilledObjects::kCounted) add("filled ones included");
     return text;
 }
 
@@ -155,7 +156,7 @@ std::string ReportBuilder::FileIn(const std::string& name) const { return option
 void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     const Position& position = source.position;
     const ObjectColumn& diameter = ColumnNamed(numbers_.diameter);
-    const std::vector<ObjectMeasures> objects = MeasureEverything(position.image, position.labels);
+    const std::vector<ObjectMeasures> objects = MeasureEverything(position.image, position.labels, {source.excluded});
     ReportedImage image = numbers_.images[index];
     const PixelScale scale = ScaleOf(position.image.Resolution());
     image.widthPx = position.image.SizeX();
@@ -165,7 +166,8 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     image.pixelSizeSource = source.pixelSizeSource.utf8_string();
     image.origin = source.origin;
     for (const wxString& warning : source.warnings) image.warnings.push_back(warning.utf8_string());
-    const ObjectTableImage tableImage{options_.images[index], position.image.Resolution(), source.pixelSizeSource};
+    const ObjectTableImage tableImage{options_.images[index], position.image.Resolution(), source.pixelSizeSource,
+                                      source.origin.prepared};
     const std::string group = numbers_.groups.empty() ? "" : CsvField(numbers_.groups[image.group]) + ",";
     std::string rows;
     std::vector<ThumbnailObject> drawn;
@@ -232,7 +234,7 @@ ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxStri
         if (!gnuplot) continue;
         try {
             gnuplot->Draw(figure.figure, folder);
-            const std::string svg = ReadBytes(folder + "/" + name + ".svg");
+            const std::string svg = ReadBytes(std::filesystem::path(folder) / (name + ".svg"));
             parts.figures.push_back({name, figure.title, figure.caption, InlineSvg(svg, name, figure.title)});
         } catch (const qvox::ToolkitError& error) {
             // The tables are worth having without it.

@@ -39,6 +39,7 @@ struct ReportSource {
     wxString pixelSizeSource;
     LabelOrigin origin;
     std::vector<wxString> warnings;
+    const qvox::VoxelImage<std::uint8_t>* excluded = nullptr;  ///< pixels other than 0 were filled; null: none
 };
 
 /// Makes a report image by image. Of an image nothing is held but the sizes of its objects: their rows and the

@@ -106,6 +106,9 @@ TEST_F(Report, TellsHowTheLabelsWereMadeAndWhatCounts) {
     const ProgramResult run = RunProgram({"report", "-o", In("out"), "--labels", In("labels"), "--diameter",
                                           "rim_diameter_nm", "--max-diameter-nm", "90", In("images/early")});
     ASSERT_EQ(run.status, 0) << run.messages;
+    EXPECT_NE(run.messages.find("was analysed with '--region 0,0,90,80'. With the same options here"),
+              std::string::npos)
+        << run.messages;
     const std::string page = Contents(In("out/report.html"));
     EXPECT_NE(page.find("Area fraction (alpha) 0.25"), std::string::npos);
     EXPECT_NE(page.find("<td>region 0,0,90,80</td><td>2</td>"), std::string::npos);

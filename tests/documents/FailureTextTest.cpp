@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <opencv2/core.hpp>
 
 #include "ExceptionText.h"
 #include "ToolkitError.h"
@@ -60,6 +61,20 @@ TEST(FailureMessage, HasAPathOnce) {
               "Cannot load the segmentation results for 'a.tif'! (Error='Cannot read '/d/a.tif': it is empty.')");
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(error), "/d/a.tif"), "Error='it is empty.'");
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(error)), "Error='Cannot read '/d/a.tif': it is empty.'");
+}
+
+TEST(FailureMessage, OfExhaustedMemoryIsTheSameWhicheverLibraryReportsIt) {
+    const auto own = std::make_exception_ptr(std::bad_alloc());
+    const auto matrices =
+        std::make_exception_ptr(cv::Exception(cv::Error::StsNoMem, "Failed to allocate 8 bytes", "", "alloc.cpp", 1));
+    const auto other = std::make_exception_ptr(cv::Exception(cv::Error::StsBadArg, "bad", "", "alloc.cpp", 1));
+    for (const auto& failure : {own, matrices}) {
+        EXPECT_TRUE(IsOutOfMemory(failure));
+        EXPECT_EQ(ExceptionText(failure), "Not enough memory");
+        EXPECT_NE(FailureMessage(FileTask::kMeasure, "a.tif", failure).Find("(Not enough memory)"), wxNOT_FOUND);
+    }
+    EXPECT_FALSE(IsOutOfMemory(other));
+    EXPECT_EQ(ExceptionText(other).Find("Not enough memory"), wxNOT_FOUND);
 }
 
 TEST(FailureMessage, OfMeasuringNamesThePosition) {

@@ -6,8 +6,7 @@ namespace {
 
 using namespace Korvane;
 
-/// Of two decimals, from 0.1 to 1.9.
-constexpr ParameterRange kRange = kParameterRanges[3];
+constexpr ParameterRange kRange{nullptr, "", "", 2, 0.1f, 1.9f};
 
 TEST(ParameterText, TakesEitherSeparatorAnExponentASignAndSpaces) {
     EXPECT_EQ(ParameterFromText("0.5", kRange), 0.5f);

@@ -69,7 +69,8 @@ TEST(ParametersFile, UnknownKeysAreRefusedByName) {
 
 TEST(ParametersFile, ValuesOutOfRangeAreRefusedByName) {
     ExpectRefused("{\"areaFraction\": 1.01}", "\"areaFraction\" needs a number from 0 to 1, not 1.01.");
-    ExpectRefused("{\"relativeExosomeSize\": 0.09}", "\"relativeExosomeSize\" needs a number from 0.1 to 1.9, not 0.09.");
+    ExpectRefused("{\"relativeExosomeSize\": 0.09}",
+                  "\"relativeExosomeSize\" needs a number from 0.1 to 1.9, not 0.09.");
     ExpectRefused("{\"minObjectDiameterUm\": -1}", "\"minObjectDiameterUm\" needs a number from 0 to 0.5, not -1.");
     for (const std::string value : {"\"0.2\"", "null", "true"}) {
         ExpectRefused("{\"areaFraction\": " + value + "}",

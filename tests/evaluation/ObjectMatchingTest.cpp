@@ -137,6 +137,10 @@ TEST(LabelComparison, ObjectsAtTheEdgeAreCountedApart) {
 
 TEST(LabelComparison, ImagesOfOtherSizesAreRefused) {
     EXPECT_THROW(CompareLabels(Draw<std::uint16_t>({"11"}), Draw<std::uint16_t>({"1", "1"})), qvox::ToolkitError);
+    qvox::LabelImage stack;
+    stack.Resize(2, 2, 2);
+    stack.Zero();
+    EXPECT_THROW(CompareLabels(stack, stack), qvox::ToolkitError);
 }
 
 }  // namespace

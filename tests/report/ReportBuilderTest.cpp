@@ -184,6 +184,24 @@ TEST(ReportBuilder, CountsWhatTheSelectionTakes) {
     EXPECT_NE(page.find("<polygon class=\"other\""), std::string::npos);
 }
 
+TEST(ReportBuilder, DoesNotCountWhatWasFilled) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    options.images.resize(1);
+    options.groups.clear();
+    ReportBuilder builder(options);
+    const Position position = Discs(8, 9);
+    qvox::VoxelImage<std::uint8_t> excluded;
+    excluded.CopyPropertiesFrom(position.labels);
+    excluded.Resize(300, 200, 1);
+    std::transform(position.labels.begin(), position.labels.end(), excluded.begin(),
+                   [](std::uint16_t label) { return static_cast<std::uint8_t>(label == 3 ? 255 : 0); });
+    builder.Add(0, {position, "the file", {}, {}, &excluded});
+    builder.Write([](const wxString&) {});
+    EXPECT_NE(BytesOf(folder.Path() / "summary.csv").find("\r\nall,,,1,8,7,1,filled: 1,1,"), std::string::npos)
+        << BytesOf(folder.Path() / "summary.csv");
+}
+
 TEST(ReportBuilder, MakesAReportWhereNothingCounts) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());
@@ -191,6 +209,39 @@ TEST(ReportBuilder, MakesAReportWhereNothingCounts) {
     EXPECT_NE(MakeReport(options).Find("nothing to draw"), wxNOT_FOUND);
     EXPECT_NE(BytesOf(folder.Path() / "report.html").find("0 objects counted in 3 images"), std::string::npos);
     EXPECT_EQ(BytesOf(folder.Path() / "bins.csv"), "scope,name,from_nm,to_nm,counted,fitted\r\n");
+}
+
+/// What a program prints of the tables in `folder`; empty where it is not installed.
+std::string PrintedBy(const std::vector<std::string>& program, const fs::path& folder) {
+    try {
+        const ProgramEnd ended = RunProgram(program, folder.string(), std::chrono::milliseconds(120000));
+        return ended.status == 0 ? ended.output : "";
+    } catch (const qvox::ToolkitError&) {
+        return "";
+    }
+}
+
+TEST(ReportBuilder, WritesTablesThatPandasAndRReadAlike) {
+    const korvane_test::TemporaryFolder folder;
+    MakeReport(OptionsFor(folder.Path()));
+    const std::string pandas =
+        PrintedBy({"/usr/bin/python3", "-c",
+                   "import pandas; o = pandas.read_csv('objects.csv'); s = pandas.read_csv('summary.csv'); "
+                   "b = pandas.read_csv('bins.csv'); "
+                   "print(len(o), s.counted[0], b.counted[b.scope == 'all'].sum(), "
+                   "'%.2f' % abs(o.diameter_nm.mean() - s.mean_nm[0]))"},
+                  folder.Path());
+    const std::string r =
+        PrintedBy({"/usr/bin/Rscript", "-e",
+                   "o <- read.csv('objects.csv'); s <- read.csv('summary.csv'); b <- read.csv('bins.csv'); "
+                   "cat(sprintf('%d %d %d %.2f\\n', nrow(o), s$counted[1], sum(b$counted[b$scope == 'all']), "
+                   "abs(mean(o$diameter_nm) - s$mean_nm[1])))"},
+                  folder.Path());
+    if (pandas.empty() && r.empty()) GTEST_SKIP() << "neither pandas nor R is installed";
+    for (const std::string& printed : {pandas, r}) {
+        if (printed.empty()) continue;
+        EXPECT_EQ(printed, "27 27 27 0.00\n");
+    }
 }
 
 TEST(ReportBuilder, DoesNotReplaceAReportUnasked) {
