@@ -62,8 +62,8 @@ TEST(CommandTexts, UndoNamesThePositionsWhereThereAreSeveral) {
 }
 
 TEST(CommandTexts, WhatIsBurntInIsNamedWithItsPlace) {
-    EXPECT_EQ(BurntInText({}, {}), "");
-    EXPECT_EQ(BurntInText({0, 32}, {}), "Burnt in: 32 rows at the bottom");
+    EXPECT_EQ(BurntInText({}, Annotations()), "");
+    EXPECT_EQ(BurntInText({0, 32}, Annotations()), "Burnt in: 32 rows at the bottom");
     Annotations annotations;
     annotations.pieces.push_back({Annotation::Kind::kScaleBar, {10, 20, 30, 4}, 120, 30});
     EXPECT_EQ(BurntInText({}, annotations), "Burnt in: scale bar or writing at 10, 20 (30 x 4)");
