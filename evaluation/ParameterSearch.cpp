@@ -90,7 +90,7 @@ private:
     bool MayGoOn() const { return scored_.size() < options_.evaluations && options_.goesOn(); }
 
     /// Scores those points that are new, as far as the budget goes.
-    void ScoreNew(std::vector<ParameterPoint> points) {
+    void ScoreNew(const std::vector<ParameterPoint>& points) {
         std::vector<ParameterPoint> fresh;
         for (const ParameterPoint& point : points) {
             const bool isKnown =

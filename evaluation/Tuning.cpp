@@ -51,6 +51,7 @@ private:
             [&](const std::vector<ParameterPoint>& points) {
                 table_.Evaluate(points, images);
                 std::vector<PointScore> scores;
+                scores.reserve(points.size());
                 for (const ParameterPoint& point : points) scores.push_back(table_.Best(images, point, options_.score));
                 return scores;
             },

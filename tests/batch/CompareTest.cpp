@@ -148,7 +148,7 @@ protected:
         }
     }
     ProgramResult Run(std::vector<std::string> options) const {
-        options.insert(options.begin(), {"tune", "--truth", folder_.File("truth"), "--evaluations", "12"});
+        options.insert(options.begin(), {"tune", "--truth", folder_.File("truth"), "--evaluations", "3"});
         options.push_back(folder_.Path().string());
         return RunProgram(options);
     }

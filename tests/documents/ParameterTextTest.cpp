@@ -6,7 +6,8 @@ namespace {
 
 using namespace Korvane;
 
-constexpr ParameterRange kRange{nullptr, "", "", 2, 0.1f, 1.9f};
+/// Of two decimals, from 0.1 to 1.9.
+constexpr ParameterRange kRange = kParameterRanges[3];
 
 TEST(ParameterText, TakesEitherSeparatorAnExponentASignAndSpaces) {
     EXPECT_EQ(ParameterFromText("0.5", kRange), 0.5f);
