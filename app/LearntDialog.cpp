@@ -19,7 +19,7 @@ namespace {
 constexpr int kBorder = 8;
 constexpr int kWidth = 640;
 constexpr int kMostTableLines = 14;
-constexpr int kTextHeight = 230;
+constexpr int kTextHeight = 270;
 
 wxString Joined(const std::vector<std::string>& lines, const char* between) {
     wxString text;
