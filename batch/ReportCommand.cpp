@@ -1,11 +1,13 @@
 #include "ReportCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <utility>
 
 #include "CsvOptions.h"
@@ -102,13 +104,17 @@ void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuild
     const qvox::VoxelImage<std::uint8_t>& excluded = preparation.Excluded();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
         builder.Add(index, {position, job.Outcome().resolutionSource, origin, job.Warnings(),
-                            excluded.Empty() ? nullptr : &excluded});
+                            excluded.Empty() ? nullptr : &excluded, preparation.Part()});
         return 0;
     });
     job.Outcome().state = ImageState::kDone;
 }
 
 std::string ReadText(const std::string& path) {
+    std::error_code unreachable;
+    if (std::filesystem::is_directory(path, unreachable)) {
+        throw UsageError("--group-by: '" + path + "' is a folder; the word folder groups by the images' folders.");
+    }
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     if (!file) throw UsageError("The table of groups '" + path + "' cannot be read.");
