@@ -11,6 +11,7 @@
 
 #include <wx/frame.h>
 
+#include "AnalysedLabels.h"
 #include "AnalysisParameters.h"
 #include "CanvasOwner.h"
 #include "CommandTexts.h"
@@ -131,6 +132,7 @@ public:
     void OnZoomToObject(wxCommandEvent&);
     void OnLoadParameters(wxCommandEvent&);
     void OnSaveParameters(wxCommandEvent&);
+    void OnLearnParameters(wxCommandEvent&);
 
     // Help: both entries come here.
     void OnHelp(wxCommandEvent& event);
@@ -225,6 +227,7 @@ private:
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
     void AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse);
+    void LearnFrom(const std::vector<std::size_t>& positions, std::size_t evaluations);
 
     PositionStore store_;
     EditingState editing_;
@@ -232,6 +235,7 @@ private:
     enum class Drag { kFollowed, kIgnored } drag_ = Drag::kFollowed;  ///< ignored once the contour was discarded
     LabelHistory history_;
     KnownResults knownResults_;
+    AnalysedLabels analysed_;
     std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
     std::unique_ptr<RecoveryJournal> journal_;
     std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last

@@ -103,6 +103,7 @@ void MainFrame::TellNotes(const AnalysisKind& kind) {
 void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result) {
     LabelChanges difference = DifferenceOf(store_.labelImages[index], result);
     store_.labelImages[index].Swap(result);
+    analysed_.Remember(index, store_.labelImages[index]);
     Changed(index, std::move(difference));
     const std::size_t objects = CountLabels(store_, index);
     notes_.outcome.objects.push_back(objects);

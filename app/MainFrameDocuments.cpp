@@ -127,6 +127,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     canvas_->SetImages(nullptr, nullptr);
     RemoveAllPositions(store_);
     history_.Clear();
+    analysed_.Clear();
     unsaved_.clear();
     burntIn_.clear();
     GatheredWarnings doubtful;

@@ -93,6 +93,8 @@ const std::vector<Expected> kExpected{
     {"&Tools", 20110, "Load parameters...", wxITEM_NORMAL,
      "Take the parameters of the analysis from a file, as korvane-batch does."},
     {"&Tools", 20111, "Save parameters...", wxITEM_NORMAL, "Write the parameters of the analysis to a file."},
+    {"&Tools", 20112, "Learn parameters from corrected positions...", wxITEM_NORMAL,
+     "Search for the parameters with which detection comes closest to corrected labels."},
     {"&Help", 20029, "Controls", wxITEM_NORMAL, "Show the list of predefined actions."},
     {"&Help", 0, "", wxITEM_SEPARATOR, ""},
     {"&Help", 20030, "About", wxITEM_NORMAL, "Display information about this application."},
@@ -145,7 +147,7 @@ TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
     const std::vector<int> ids{20001, 20002, 20003, 20004, 20005, 20006, 20007, 20008, 20009, 20014,
                                20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
                                20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029, 20101,
-                               20102, 20103, 20104, 20105, 20106, 20107, 20108, 20110, 20111};
+                               20102, 20103, 20104, 20105, 20106, 20107, 20108, 20110, 20111, 20112};
     const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
     for (const wxEventType type :
          {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS), wxEventType(wxEVT_MOUSEWHEEL),

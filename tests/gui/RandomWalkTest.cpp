@@ -125,6 +125,8 @@ protected:
         if (command.id == kQuit && PositionCount(frame->Store()) == 0) return;
         // Analyses cost more than all else.
         if (std::string(command.menu) == "&Analysis" && Draw(0, 9) != 0) return;
+        // A search runs detection some hundred times.
+        if (command.id == kLearnParameters) return;
         last += command.text;
         wxCommandEvent event(wxEVT_MENU, command.id);
         frame->ProcessWindowEvent(event);
