@@ -1,6 +1,7 @@
 #include "CalibrateCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <exception>
@@ -32,10 +33,33 @@ void RequireReplaceable(const ImageJob& job, const CalibrateOptions& options, co
                                    PathText(info.resolutionNote) + "); --force replaces it");
 }
 
+template <typename T>
+qvox::VoxelImage<float> LoadAsFloat(const std::string& path, const qvox::ReadOptions& reading) {
+    qvox::VoxelImage<T> image;
+    qvox::LoadImageFile(path, image, reading);
+    qvox::VoxelImage<float> grey;
+    grey.Resize(image.SizeX(), image.SizeY(), image.SizeZ());
+    std::transform(image.begin(), image.end(), grey.begin(), [](T value) { return static_cast<float>(value); });
+    return grey;
+}
+
+/// The image, or what becomes of its colours.
+qvox::VoxelImage<float> LoadGrey(const std::string& path, const qvox::ReadOptions& reading) {
+    const qvox::VoxelType type = qvox::InspectImageFile(path, reading).type;
+    switch (IsInputType(type) ? type : qvox::GreyTypeOf(path, reading)) {
+        case qvox::VoxelType::kUint8:
+            return LoadAsFloat<std::uint8_t>(path, reading);
+        case qvox::VoxelType::kUint16:
+            return LoadAsFloat<std::uint16_t>(path, reading);
+        default:
+            return LoadAsFloat<float>(path, reading);
+    }
+}
+
 /// The size of a pixel of the image whose own scale bar is this long.
 double PixelSizeByBar(const ImageJob& job, const qvox::ReadOptions& reading, double barLengthNm) {
     const Annotations found = DoFileTask(FileTask::kLoadInput, job.Files().input, [&] {
-        return FindAnnotations(LoadPosition(job.Files().input, reading).image);
+        return FindAnnotations(LoadGrey(PathBytes(job.Files().input), reading));
     });
     std::int64_t length = 0;
     for (const Annotation& piece : found.pieces) {
@@ -66,7 +90,7 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     changes.reading = options.input.reading;
     changes.reading.colour = options.colour;
     if (options.barLengthNm) {
-        const double nm = PixelSizeByBar(job, options.input.reading, *options.barLengthNm);
+        const double nm = PixelSizeByBar(job, changes.reading, *options.barLengthNm);
         changes.pixelsPerUm = static_cast<float>(1000.0 / nm);
     }
     if (options.pixelSizeNm) changes.pixelsPerUm = static_cast<float>(1000.0 / *options.pixelSizeNm);

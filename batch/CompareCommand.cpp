@@ -8,9 +8,9 @@
 #include <system_error>
 #include <utility>
 
-#include "CompleteFile.h"
 #include "ComparisonOverlay.h"
 #include "ComparisonReport.h"
+#include "CompleteFile.h"
 #include "Gnuplot.h"
 #include "ImageRun.h"
 #include "ParseNumber.h"
@@ -65,19 +65,27 @@ void FindStages(ImageJob& job, const CompareOptions& options, const Position& po
     }
     if (!(position.image.Resolution().x > 0.0f)) {
         result.whyNoStages = "no pixel size";
+        job.Warn(
+            "has no pixel size: it is compared without diameters and the stages at fault. --pixel-size gives one.");
         return;
     }
     const AnalysisParameters parameters = MakingParameters(job, options);
-    const StageMaps maps =
-        DetectWithStages(position.image, parameters, position.image.Resolution().x, job.RunParts());
-    if (!std::equal(maps.labels.begin(), maps.labels.end(), position.labels.begin(), position.labels.end())) {
-        result.whyNoStages = "detection with these parameters makes other labels";
-        job.Warn("is compared without the stages at fault: its labels are not those of detection with the recorded "
-                 "or given parameters.");
+    StageMaps maps;
+    try {
+        maps = DetectWithStages(position.image, parameters, position.image.Resolution().x, job.RunParts());
+    } catch (const qvox::ToolkitError& error) {
+        result.whyNoStages = error.what();
+        job.Warn("is compared without the stages at fault: " + PathText(error.what()));
         return;
     }
-    result.stages =
-        AttributeToStages(result.comparison, truth, position.labels, maps, parameters.roundnessThreshold);
+    if (!std::equal(maps.labels.begin(), maps.labels.end(), position.labels.begin(), position.labels.end())) {
+        result.whyNoStages = "detection with these parameters makes other labels";
+        job.Warn(
+            "is compared without the stages at fault: its labels are not those of detection with the recorded "
+            "or given parameters.");
+        return;
+    }
+    result.stages = AttributeToStages(result.comparison, truth, position.labels, maps, parameters.roundnessThreshold);
 }
 
 void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findings) {
@@ -91,6 +99,10 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
         job.Outcome().state = ImageState::kNoLabels;
         job.TellNoLabels();
         return;
+    }
+    if (IsTruthOf(job, options.truth, job.Files().seeds)) {
+        throw ImageFailure{
+            {"'" + job.Files().seeds + "' is found and true labels in one; --labels names the folder of those found"}};
     }
     ComparedImage result;
     result.path = job.Files().input.utf8_string();
@@ -153,16 +165,20 @@ void MakeFigureFolder(const std::optional<std::string>& folder) {
 
 /// False when something could not be written.
 bool WriteReport(const ComparisonReport& report, const CompareOptions& options, const Streams& streams) {
-    try {
-        if (options.csv) WriteCompleteFile(*options.csv, ComparisonCsv(report));
-        if (options.objects) WriteCompleteFile(*options.objects, ComparedObjectsCsv(report));
-        if (options.json) WriteCompleteFile(*options.json, ComparisonJson(report));
-        if (options.figure) DrawFigure(report, *options.figure, streams);
-    } catch (const qvox::ToolkitError& error) {
-        WriteOut(streams.messages, std::string("error: ") + error.what() + "\n");
-        return false;
-    }
-    return WriteOut(streams.output, ComparisonText(report));
+    bool isWritten = WriteOut(streams.output, ComparisonText(report));
+    const auto attempt = [&](const auto& write) {
+        try {
+            write();
+        } catch (const qvox::ToolkitError& error) {
+            WriteOut(streams.messages, std::string("error: ") + error.what() + "\n");
+            isWritten = false;
+        }
+    };
+    if (options.csv) attempt([&] { WriteCompleteFile(*options.csv, ComparisonCsv(report)); });
+    if (options.objects) attempt([&] { WriteCompleteFile(*options.objects, ComparedObjectsCsv(report)); });
+    if (options.json) attempt([&] { WriteCompleteFile(*options.json, ComparisonJson(report)); });
+    if (options.figure) attempt([&] { DrawFigure(report, *options.figure, streams); });
+    return isWritten;
 }
 
 void AddThreshold(CLI::App& command, double& threshold) {
@@ -174,8 +190,7 @@ void AddThreshold(CLI::App& command, double& threshold) {
         threshold = *value;
     };
     command
-        .add_option_function<std::string>("--threshold", take,
-                                          "Least intersection over union of a match, default 0.5")
+        .add_option_function<std::string>("--threshold", take, "Least intersection over union of a match, default 0.5")
         ->type_name("NUMBER");
 }
 

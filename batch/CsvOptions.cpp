@@ -61,6 +61,10 @@ std::vector<CLI::Option*> AddSelectionOptions(CLI::App& command, ObjectSelection
                           ->type_name("NAME")
                           ->check(CLI::IsMember(SelectableDiameters())));
     for (CLI::Option* const option : options) option->group(kGroup);
+    command.parse_complete_callback([&selection] {
+        if (selection.minDiameterNm && selection.maxDiameterNm && *selection.minDiameterNm > *selection.maxDiameterNm)
+            throw CLI::ValidationError("--min-diameter-nm", "is above --max-diameter-nm: no object would count");
+    });
     return options;
 }
 

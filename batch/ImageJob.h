@@ -124,8 +124,14 @@ public:
     /// The rows of the tables that the run makes.
     void MakeRows(const Position& position);
     void PaintOverlay(const Position& position, const OverlayStyle& style);
-    /// Pixels other than 0 were filled or left out: edges are not measured there. Of the image's sizes.
-    void ExcludeFromMeasures(qvox::VoxelImage<std::uint8_t> excluded) { excluded_ = std::move(excluded); }
+    /// Measures see only what a preparation has left: pixels of `excluded` other than 0, of the image's sizes, and
+    /// what lies beyond `part` are not looked at.
+    void RestrictMeasures(qvox::VoxelImage<std::uint8_t> excluded, const std::optional<ImagePart>& part) {
+        excluded_ = std::move(excluded);
+        part_ = part;
+    }
+    /// What measures may look at.
+    EdgeProfileOptions Profiles() const { return {excluded_.Empty() ? nullptr : &excluded_, part_}; }
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
     void Warn(const wxString& text);
@@ -146,9 +152,8 @@ private:
     Progress& progress_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ImageOutcome outcome_;
-    EdgeProfileOptions Profiles() const { return {excluded_.Empty() ? nullptr : &excluded_}; }
-
     qvox::VoxelImage<std::uint8_t> excluded_;  // empty: nothing is
+    std::optional<ImagePart> part_;            // none: all of the image
     std::vector<wxString> warnings_;           // said of this image
     std::size_t stagesTold_ = 0;
 };

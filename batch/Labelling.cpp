@@ -27,7 +27,7 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     if (options.overlay || (options.places.csv && isPrepared)) {
         Position position = job.Load();
         if (job.ReadLabels(files.labels, position.labels) == LabelsFound::kNoFile) return;
-        if (isPrepared) job.ExcludeFromMeasures(std::move(Preparation(job, options.preparation, position).Excluded()));
+        RestrictMeasures(job, options.preparation, position);
         job.MakeRows(position);
         if (options.overlay) job.PaintOverlay(position, options.style);
     } else if (options.places.table || options.places.csv) {
@@ -76,7 +76,7 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     Preparation preparation(job, options.preparation, position);
     Analyse(job, options, maker, preparation.Prepared() ? *preparation.Prepared() : position);
     if (preparation.Prepared()) preparation.PutBack(position);
-    job.ExcludeFromMeasures(std::move(preparation.Excluded()));
+    job.RestrictMeasures(std::move(preparation.Excluded()), preparation.Part());
     job.KeepLabels(position.labels,
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
     job.Outcome().state = ImageState::kDone;
@@ -89,7 +89,9 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
 void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
     AddOverwrite(command, options.existing,
                  "Replace existing seg_NAME files and the table (default: such an image is skipped)");
-    command.add_flag("--overlay", options.overlay, "Write export_NAME too");
+    auto* const overlay = command.add_flag("--overlay", options.overlay, "Write export_NAME too");
+    for (const char* const name : {"--raw", "--regions", "--rim", "--numbers", "--scale-bar", "--overlay-format"})
+        command.get_option(name)->needs(overlay);
     AddStrict(command, options.recordCheck);
     AddParametersFile(command, options.parameters, options.parametersFile);
     AddParameters(command, options.parameters);
@@ -110,8 +112,8 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
         run.tableRules.existing = ExistingTable::kReplace;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds",
-                                                           options.preparation.Text(), options.parametersFile});
+    run.recorder = std::make_shared<RunRecorder>(
+        RunRecord{maker.command, options.parameters, "no seeds", options.preparation.Text(), options.parametersFile});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);
 }

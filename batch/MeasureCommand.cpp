@@ -7,8 +7,19 @@ namespace Korvane {
 
 namespace {
 
-void MeasureImage(ImageJob& job) {
-    const LabelsFound found = job.MeasureFile(job.Files().seeds);
+/// The table of objects looks at the image too.
+LabelsFound MeasureWithImage(ImageJob& job, const PreparationOptions& preparation) {
+    Position position = job.Load();
+    const LabelsFound found = job.ReadLabels(job.Files().seeds, position.labels);
+    if (found != LabelsFound::kLoaded) return found;
+    RestrictMeasures(job, preparation, position);
+    job.MakeRows(position);
+    return found;
+}
+
+void MeasureImage(ImageJob& job, const MeasureOptions& options) {
+    const LabelsFound found =
+        options.places.csv ? MeasureWithImage(job, options.preparation) : job.MeasureFile(job.Files().seeds);
     job.Outcome().state = found == LabelsFound::kLoaded ? ImageState::kDone : ImageState::kNoLabels;
     if (found != LabelsFound::kLoaded) job.TellNoLabels();
 }
@@ -26,6 +37,7 @@ void AddMeasureOptions(CLI::App& command, MeasureOptions& options) {
     AddSwitch(
         command, "--overwrite", [&options] { options.tableRules.existing = ExistingTable::kReplace; },
         "The same as --overwrite-table");
+    AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
@@ -39,7 +51,7 @@ int RunMeasure(const MeasureOptions& options, const Streams& streams) {
     run.objectTable = options.objectTable;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.work = MeasureImage;
+    run.work = [&options](ImageJob& job) { MeasureImage(job, options); };
     return RunImages(run, streams);
 }
 

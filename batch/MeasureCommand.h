@@ -3,6 +3,7 @@
 #include "CommandTable.h"
 #include "ObjectTable.h"
 #include "OptionGroups.h"
+#include "Preparation.h"
 #include "TableOptions.h"
 
 namespace Korvane {
@@ -12,6 +13,7 @@ struct MeasureOptions {
     Places places;
     TableRules tableRules;
     ObjectTable objectTable;
+    PreparationOptions preparation;  ///< that the labels were made with; for the table of objects
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

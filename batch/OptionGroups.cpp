@@ -115,7 +115,8 @@ void AddStrict(CLI::App& command, RecordCheck& check) {
         "Fail images whose existing seg_NAME was made otherwise (default: a warning)");
 }
 
-void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file) {
+void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file,
+                       const std::string& help) {
     const auto take = [&parameters, &file](const std::string& path) {
         try {
             parameters = ReadParametersFile(path).parameters;
@@ -125,8 +126,7 @@ void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::o
         }
     };
     command
-        .add_option_function<std::string>("--parameters", take,
-                                          "Take the parameters from this file; the options below win over it")
+        .add_option_function<std::string>("--parameters", take, help)
         ->type_name("FILE")
         ->group("Parameters");
 }

@@ -90,7 +90,8 @@ void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string
 void AddStrict(CLI::App& command, RecordCheck& check);
 
 /// --parameters. Comes before AddParameters, whose options then win over the file wherever they stand on the line.
-void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file);
+void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file,
+                       const std::string& help = "Take the parameters from this file; the options below win over it");
 
 /// One option for each of kParameterRanges.
 void AddParameters(CLI::App& command, AnalysisParameters& parameters);

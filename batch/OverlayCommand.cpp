@@ -6,7 +6,8 @@ namespace Korvane {
 
 namespace {
 
-void DrawExisting(ImageJob& job, const OverlayStyle& style) {
+void DrawExisting(ImageJob& job, const OverlayOptions& options) {
+    const OverlayStyle& style = options.style;
     Position position = job.Load();
     job.Outcome().state = ImageState::kDone;
     if (style.look != OverlayLook::kRaw && job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
@@ -14,6 +15,7 @@ void DrawExisting(ImageJob& job, const OverlayStyle& style) {
         job.TellNoLabels();
         return;
     }
+    if (style.look == OverlayLook::kRims) RestrictMeasures(job, options.preparation, position);
     job.PaintOverlay(position, style);
 }
 
@@ -24,6 +26,7 @@ void AddOverlayOptions(CLI::App& command, OverlayOptions& options) {
     AddOutput(command, options.places);
     AddStyle(command, options.style, options.places);
     AddLabels(command, options.places);
+    AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }
@@ -35,7 +38,7 @@ int RunOverlay(const OverlayOptions& options, const Streams& streams) {
     run.written = {&ImageFiles::picture};
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.work = [&options](ImageJob& job) { DrawExisting(job, options.style); };
+    run.work = [&options](ImageJob& job) { DrawExisting(job, options); };
     return RunImages(run, streams);
 }
 

@@ -2,6 +2,7 @@
 
 #include "CommandTable.h"
 #include "OptionGroups.h"
+#include "Preparation.h"
 
 namespace Korvane {
 
@@ -9,6 +10,7 @@ struct OverlayOptions {
     InputOptions input;
     Places places;
     OverlayStyle style;
+    PreparationOptions preparation;  ///< that the labels were made with; for rims
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

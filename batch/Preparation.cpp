@@ -175,15 +175,20 @@ Preparation::Preparation(ImageJob& job, const PreparationOptions& options, const
     if (!found.Empty() && !options.fillsAnnotations) job.Warn(AnnotationWarning(found, box_));
     if (done.empty()) return;
     job.Outcome().prepared = done;
-    Exclude(position, filled);
+    NoteFilled(position, filled);
+    if (!isWhole) {
+        part_ = ImagePart{static_cast<std::uint64_t>(box_.x), static_cast<std::uint64_t>(box_.y),
+                          static_cast<std::uint64_t>(box_.width), static_cast<std::uint64_t>(box_.height)};
+    }
     if (!position.labels.Empty()) part.labels = isWhole ? position.labels : Cropped(position.labels, box_);
     part.labels.SetResolution(position.labels.Resolution());
     prepared_ = std::move(part);
 }
 
-void Preparation::Exclude(const Position& position, const qvox::VoxelImage<bool>& filled) {
+void Preparation::NoteFilled(const Position& position, const qvox::VoxelImage<bool>& filled) {
+    if (std::find(filled.begin(), filled.end(), true) == filled.end()) return;
     excluded_.Resize(position.image.SizeX(), position.image.SizeY(), 1);
-    std::fill(excluded_.begin(), excluded_.end(), std::uint8_t{1});
+    excluded_.Zero();
     for (std::uint64_t y = 0; y < filled.SizeY(); ++y) {
         const bool* const row = filled.Row(y);
         std::copy(row, row + filled.SizeX(), excluded_.Row(static_cast<std::uint64_t>(box_.y) + y) + box_.x);
@@ -201,6 +206,12 @@ void Preparation::PutBack(Position& position) const {
         std::copy(row, row + part.SizeX(), whole.Row(static_cast<std::uint64_t>(box_.y) + y) + box_.x);
     }
     position.labels = std::move(whole);
+}
+
+void RestrictMeasures(ImageJob& job, const PreparationOptions& options, const Position& position) {
+    if (options.Text().empty()) return;
+    Preparation preparation(job, options, position);
+    job.RestrictMeasures(std::move(preparation.Excluded()), preparation.Part());
 }
 
 }  // namespace Korvane

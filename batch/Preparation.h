@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Annotations.h"
+#include "LabelExtents.h"
 #include "PositionStore.h"
 
 namespace CLI {
@@ -35,7 +36,9 @@ public:
     /// Throws ImageFailure where the region does not fit, nothing is left or the mask cannot be used.
     Preparation(ImageJob& job, const PreparationOptions& options, const Position& position);
 
-    /// Pixels other than 0 are filled or left out; empty where none is.
+    /// The part that is analysed; none: all of the image.
+    const std::optional<ImagePart>& Part() const { return part_; }
+    /// Pixels other than 0 are filled; empty where none is.
     qvox::VoxelImage<std::uint8_t>& Excluded() { return excluded_; }
     /// The prepared image with its labels; none: the position is analysed as it is.
     std::optional<Position>& Prepared() { return prepared_; }
@@ -43,11 +46,15 @@ public:
     void PutBack(Position& position) const;
 
 private:
-    void Exclude(const Position& position, const qvox::VoxelImage<bool>& filled);
+    void NoteFilled(const Position& position, const qvox::VoxelImage<bool>& filled);
 
     PixelBox box_;
+    std::optional<ImagePart> part_;
     qvox::VoxelImage<std::uint8_t> excluded_;
     std::optional<Position> prepared_;
 };
+
+/// Lets a job's measures see only what the options leave of its image; all of it without options.
+void RestrictMeasures(ImageJob& job, const PreparationOptions& options, const Position& position);
 
 }  // namespace Korvane

@@ -1,11 +1,13 @@
 #include "ReportCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <utility>
 
 #include "CsvOptions.h"
@@ -61,7 +63,22 @@ LabelOrigin OriginOf(const std::optional<RecordEntry>& made) {
     return origin;
 }
 
-void ReportImage(ImageJob& job, const PreparationOptions& options, ReportBuilder& builder, Records& records) {
+/// Says how labels were made otherwise than with the parameters of the file.
+void CompareParameters(ImageJob& job, const std::optional<RecordEntry>& made, const ReportCommandOptions& options) {
+    if (!options.parametersFile) return;
+    const wxString file = "'" + PathText(options.parametersFile->path) + "'";
+    if (!made || !made->parameters) {
+        job.Warn("has labels of which no record tells whether they were made with " + file + ".");
+        return;
+    }
+    RecordEntry wanted = *made;
+    wanted.parameters = options.parameters;
+    const std::string differences = DifferenceText(*made, wanted);
+    if (!differences.empty()) job.Warn("has labels that were not made with " + file + ": " + differences + ".");
+}
+
+void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuilder& builder, Records& records) {
+    const PreparationOptions& options = command.preparation;
     const std::size_t index = job.Number() - 1;
     Position position = job.Load();
     if (job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
@@ -77,6 +94,7 @@ void ReportImage(ImageJob& job, const PreparationOptions& options, ReportBuilder
     }
     const std::optional<RecordEntry> made = records.Making(job.Files().seeds);
     LabelOrigin origin = OriginOf(made);
+    CompareParameters(job, made, command);
     if (made && made->preparation != options.Text() && !made->preparation.empty()) {
         job.Warn("was analysed with '" + wxString::FromUTF8(made->preparation) +
                  "'. With the same options here, objects that were filled are known and do not count.");
@@ -86,13 +104,17 @@ void ReportImage(ImageJob& job, const PreparationOptions& options, ReportBuilder
     const qvox::VoxelImage<std::uint8_t>& excluded = preparation.Excluded();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
         builder.Add(index, {position, job.Outcome().resolutionSource, origin, job.Warnings(),
-                            excluded.Empty() ? nullptr : &excluded});
+                            excluded.Empty() ? nullptr : &excluded, preparation.Part()});
         return 0;
     });
     job.Outcome().state = ImageState::kDone;
 }
 
 std::string ReadText(const std::string& path) {
+    std::error_code unreachable;
+    if (std::filesystem::is_directory(path, unreachable)) {
+        throw UsageError("--group-by: '" + path + "' is a folder; the word folder groups by the images' folders.");
+    }
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     if (!file) throw UsageError("The table of groups '" + path + "' cannot be read.");
@@ -167,6 +189,8 @@ void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
                          "objects that have none are not counted"});
     AddSwitch(
         command, "--overwrite", [&options] { options.existing = ExistingReport::kReplace; }, "Replace a report");
+    AddParametersFile(command, options.parameters, options.parametersFile,
+                      "Warn of labels that were not made with the parameters of this file");
     AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
@@ -182,7 +206,7 @@ int RunReport(const ReportCommandOptions& options, const Streams& streams) {
     run.jobs = options.jobs;
     run.work = [&options, &builder, &records](ImageJob& job) {
         try {
-            ReportImage(job, options.preparation, *builder, records);
+            ReportImage(job, options, *builder, records);
         } catch (const ImageFailure& failure) {
             builder->LeaveOut(job.Number() - 1, failure.text.Lines());
             throw;

@@ -19,6 +19,8 @@ struct ReportCommandOptions {
     ObjectSelection selection;
     std::optional<double> binWidthNm;
     ExistingReport existing = ExistingReport::kRefuse;
+    AnalysisParameters parameters;            ///< of the file below
+    std::optional<UsedFile> parametersFile;  ///< with the parameters that the labels should have been made with
     PreparationOptions preparation;  ///< that the labels were made with: its pixels are not measured
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors

@@ -23,9 +23,10 @@ std::vector<ImageRegion> LabelRegions(const Position& position) {
 }
 
 /// Of the objects whose edge was found.
-std::vector<ImageRegion> CurveRegions(const Position& position, ClosedCurve EdgeMeasurement::*curve) {
+std::vector<ImageRegion> CurveRegions(const Position& position, ClosedCurve EdgeMeasurement::*curve,
+                                      const EdgeProfileOptions& profiles) {
     const std::vector<LabelExtent> extents = LabelExtents(position.labels);
-    std::vector<EdgeMeasurement> edges = MeasureEdges(position.image, position.labels, extents);
+    std::vector<EdgeMeasurement> edges = MeasureEdges(position.image, position.labels, extents, profiles);
     std::vector<ImageRegion> regions;
     for (std::size_t i = 0; i < extents.size(); ++i) {
         ClosedCurve& line = edges[i].*curve;
@@ -34,12 +35,13 @@ std::vector<ImageRegion> CurveRegions(const Position& position, ClosedCurve Edge
     return regions;
 }
 
-std::vector<ImageRegion> RegionsOf(const Position& position, RegionOutline outline) {
+std::vector<ImageRegion> RegionsOf(const Position& position, RegionOutline outline,
+                                   const EdgeProfileOptions& profiles) {
     switch (outline) {
         case RegionOutline::kEdge:
-            return CurveRegions(position, &EdgeMeasurement::edgeCurve);
+            return CurveRegions(position, &EdgeMeasurement::edgeCurve, profiles);
         case RegionOutline::kRim:
-            return CurveRegions(position, &EdgeMeasurement::rimCurve);
+            return CurveRegions(position, &EdgeMeasurement::rimCurve, profiles);
         case RegionOutline::kLabel:
             break;
     }
@@ -57,8 +59,9 @@ void WriteRegionsOf(ImageJob& job, const RoisOptions& options) {
         job.TellNoLabels();
         return;
     }
-    const std::vector<ImageRegion> regions =
-        DoFileTask(FileTask::kMeasure, job.Name(), [&] { return RegionsOf(position, options.outline); });
+    if (options.outline != RegionOutline::kLabel) RestrictMeasures(job, options.preparation, position);
+    const std::vector<ImageRegion> regions = DoFileTask(
+        FileTask::kMeasure, job.Name(), [&] { return RegionsOf(position, options.outline, job.Profiles()); });
     const std::size_t missing = job.Outcome().objectCount - regions.size();
     if (missing > 0) {
         job.Warn(wxString::Format("has %zu %s whose edge was not found: %s left out.", missing,
@@ -87,6 +90,7 @@ void AddRoisOptions(CLI::App& command, RoisOptions& options) {
     command.add_option("--outline", options.outline, "The line that is written: label (default), edge or rim")
         ->transform(CLI::Transformer(outlines))
         ->type_name("LINE");
+    AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
 }

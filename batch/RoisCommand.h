@@ -2,6 +2,7 @@
 
 #include "CommandTable.h"
 #include "OptionGroups.h"
+#include "Preparation.h"
 #include "RegionFiles.h"
 
 namespace Korvane {
@@ -14,6 +15,7 @@ struct RoisOptions {
     Places places;
     RegionFormat format = RegionFormat::kImageJ;
     RegionOutline outline = RegionOutline::kLabel;
+    PreparationOptions preparation;  ///< that the labels were made with; for edges and rims
     GivenPixelSize pixelSize;
     unsigned jobs = 0;  ///< 0: as many as the process may use processors
 };

@@ -29,6 +29,12 @@ void CheckTruth(const std::string& folder, InputOptions& input) {
     if (hasFolders) input.choice.exclude.push_back(std::string("*") + kTruthEnding);
 }
 
+bool IsTruthOf(const ImageJob& job, const std::string& folder, const wxString& labels) {
+    const wxString own = SegResultPath(job.Files().input, PathText(FullPath(folder)));
+    std::error_code unreachable;
+    return std::filesystem::equivalent(PathBytes(own), PathBytes(labels), unreachable);
+}
+
 bool ReadTruth(ImageJob& job, const std::string& folder, qvox::LabelImage& truth) {
     const wxString own = SegResultPath(job.Files().input, PathText(FullPath(folder)));
     if (DoFileTask(FileTask::kLoadResults, own, [&] { return LoadLabels(own, truth); }) == LabelsFound::kLoaded) {

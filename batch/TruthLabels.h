@@ -16,6 +16,9 @@ void AddTruth(CLI::App& command, std::string& folder);
 /// the folders that `input` names.
 void CheckTruth(const std::string& folder, InputOptions& input);
 
+/// Whether this label file is what ReadTruth reads for the job's image.
+bool IsTruthOf(const ImageJob& job, const std::string& folder, const wxString& labels);
+
 /// Reads the true labels of the job's image from the folder: seg_NAME as this program saves it or, where there is none,
 /// NAME_labels.tif by the rules of `import`. False, with a warning, when there is neither; throws ImageFailure.
 bool ReadTruth(ImageJob& job, const std::string& folder, qvox::LabelImage& truth);

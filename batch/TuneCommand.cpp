@@ -79,9 +79,7 @@ public:
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
         const double done = static_cast<double>(progress.stepsDone);
         const double share =
-            progress.steps < 2
-                ? 1.0
-                : kMainShare + (1.0 - kMainShare) * done / static_cast<double>(progress.steps - 1);
+            progress.steps < 2 ? 1.0 : kMainShare + (1.0 - kMainShare) * done / static_cast<double>(progress.steps - 1);
         return seconds < *options_.budgetSeconds * share ? TuningStep::kGoOn : TuningStep::kEndSearch;
     }
 
@@ -101,7 +99,7 @@ std::string Join(const std::vector<std::string>& lines) {
 std::string Comment(const TuningResult& result, const TuneOptions& options) {
     const std::string images = result.images.size() == 1 ? " image" : " images";
     const std::string text = "korvane-batch tune, " + std::to_string(result.images.size()) + images + " with " +
-                       std::to_string(result.objects) + " objects. " + VerdictText(result);
+                             std::to_string(result.objects) + " objects. " + VerdictText(result);
     const bool isUnproven = result.verdict != TuningVerdict::kTaken && options.unproven == UnprovenValues::kLearnt;
     return isUnproven ? text + " The learnt ones were asked for." : text;
 }
@@ -112,21 +110,26 @@ bool Report(const TuningResult& result, const TuneOptions& options, const Stream
         WriteOut(streams.messages, "warning: " + warning + "\n");
     }
     const bool takesLearnt = options.unproven == UnprovenValues::kLearnt;
+    std::string text = Join(ScoreLines(result, options.score)) + "\n" + Join(ParameterLines(result, options.score)) +
+                       "\n" + VerdictText(result) + "\n" + SharingText(result) + "\n";
+    text += options.budgetSeconds ? "Only --evaluations without --budget gives the same values again.\n"
+                                  : "The same images and --evaluations give the same values again.\n";
+    // A search takes minutes: what it found is told even where it cannot be kept.
+    const bool isTold = WriteOut(streams.output, text);
     try {
         WriteParametersFile(options.output, {takesLearnt ? result.fitted : result.chosen, Comment(result, options)});
     } catch (const qvox::ToolkitError& error) {
         WriteOut(streams.messages, std::string("error: ") + error.what() + "\n");
         return false;
     }
-    std::string text = Join(ScoreLines(result, options.score)) + "\n" + Join(ParameterLines(result, options.score)) +
-                       "\n" + VerdictText(result) + "\n" + SharingText(result) + "\n";
-    text += options.budgetSeconds ? "Only --evaluations without --budget gives the same values again.\n"
-                                  : "The same images and --evaluations give the same values again.\n";
-    return WriteOut(streams.output, text + "The parameters are in '" + options.output + "'.\n");
+    return WriteOut(streams.output, "The parameters are in '" + options.output + "'.\n") && isTold;
 }
 
 void RequireOutput(const TuneOptions& options) {
     std::error_code failure;
+    if (std::filesystem::is_directory(options.output, failure)) {
+        throw UsageError("'" + options.output + "' is a folder; -o names the file of parameters.");
+    }
     if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(options.output, failure)) {
         throw UsageError("'" + options.output + "' exists; --overwrite replaces it.");
     }
@@ -178,9 +181,10 @@ void AddTuneOptions(CLI::App& command, TuneOptions& options) {
         command, "--panoptic", [&options] { options.score.kind = ScoreKind::kPanopticQuality; },
         "Learn for the panoptic quality instead of F1");
     AddNumber(
-        command, "--recall-weight", "a number above 0, up to 100",
-        [](double number) { return number > 0.0 && number <= 100.0; }, options.score.recallWeight,
+        command, "--recall-weight", "a number from 0.01 to 100",
+        [](double number) { return number >= 0.01 && number <= 100.0; }, options.score.recallWeight,
         "How much more recall counts than precision in F, default 1");
+    command.get_option("--recall-weight")->excludes("--panoptic");
     AddNumber(
         command, "--threshold", "a number above 0, up to 1",
         [](double number) { return number > 0.0 && number <= 1.0; }, options.threshold,
@@ -218,7 +222,8 @@ int RunTune(const TuneOptions& options, const Streams& streams) {
     tuning.evaluations = options.evaluations;
     tuning.nextStep = [&steps](const TuningProgress& progress) { return steps.Next(progress); };
     tuning.run = [jobs](std::size_t count, const std::function<void(std::size_t)>& part) {
-        RunJobs(count, jobs, [] { return false; }, part);
+        RunJobs(
+            count, jobs, [] { return false; }, part);
     };
     try {
         return Report(TuneParameters(images, tuning), options, streams) ? kExitDone : kExitSomeFailed;

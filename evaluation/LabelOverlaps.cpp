@@ -18,7 +18,8 @@ std::vector<EvaluatedObject> ObjectsOf(const qvox::LabelImage& labels, std::vect
     index.assign(65536, 0);
     for (const LabelExtent& extent : LabelExtents(labels)) {
         index[extent.label] = objects.size();
-        const ObjectPlace place = LiesNearFrame(extent, labels) ? ObjectPlace::kAtEdge : ObjectPlace::kInside;
+        const ObjectPlace place =
+            LiesNearFrame(extent, WholePart(labels)) ? ObjectPlace::kAtEdge : ObjectPlace::kInside;
         objects.push_back({extent.label, extent.pixels, place});
     }
     return objects;

@@ -145,7 +145,10 @@ private:
         const std::vector<qvox::LabelImage> labels = table_.Labels(result_.chosen);
         result_.smallObjects =
             LearnSmallObjectLimit(images_, labels, {options_.score, options_.matchThreshold, options_.run});
-        result_.chosen.minObjectDiameterUm = result_.smallObjects.limitUm;
+        // Defaults that are kept are kept whole.
+        if (result_.verdict == TuningVerdict::kTaken) {
+            result_.chosen.minObjectDiameterUm = result_.smallObjects.limitUm;
+        }
         result_.fitted.minObjectDiameterUm = result_.smallObjects.fittedUm;
     }
 

@@ -56,14 +56,18 @@ constexpr std::array<Meaning, 4> kMeanings{{
 }};
 
 const char* MeaningOf(const ParameterEffect& effect) {
-    const auto* const meaning =
-        std::find_if(kMeanings.begin(), kMeanings.end(),
-                     [&](const Meaning& candidate) { return candidate.field == effect.parameter->field; });
+    const auto* const meaning = std::find_if(kMeanings.begin(), kMeanings.end(), [&](const Meaning& candidate) {
+        return candidate.field == effect.parameter->field;
+    });
     return effect.to > effect.from ? meaning->larger : meaning->smaller;
 }
 
 std::string Count(std::size_t count, const char* what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string Only(std::size_t count, const char* what) {
+    return std::string(count == 1 ? "There is only " : "There are only ") + Count(count, what);
 }
 
 /// "3 more objects found, 1 more false": from the first tally to the second.
@@ -112,8 +116,9 @@ std::vector<std::string> ScoreLines(const TuningResult& result, const ScoreChoic
                               heldOut(Score(image.heldOut, choice))}));
     }
     const auto addSum = [&](const char* name, double TuningScores::*score) {
-        lines.push_back(Line(name, width, {Three(result.byDefault.*score), Three(result.fittedScores.*score),
-                                           heldOut(result.heldOut.*score)}));
+        lines.push_back(
+            Line(name, width,
+                 {Three(result.byDefault.*score), Three(result.fittedScores.*score), heldOut(result.heldOut.*score)}));
     };
     addSum("mean", &TuningScores::mean);
     addSum("all together", &TuningScores::pooled);
@@ -124,6 +129,7 @@ std::vector<std::string> ParameterLines(const TuningResult& result, const ScoreC
     Tally fitted;
     for (const TunedImage& image : result.images) fitted += image.fitted;
     std::vector<std::string> lines;
+    if (result.verdict != TuningVerdict::kTaken) lines.emplace_back("Learnt, but not taken:");
     for (const ParameterRange& range : kParameterRanges) {
         if (range.field == &AnalysisParameters::edgeContrast) continue;
         if (range.field == &AnalysisParameters::minObjectDiameterUm) {
@@ -147,11 +153,11 @@ std::vector<std::string> TuningWarnings(const TuningResult& result) {
     std::vector<std::string> warnings;
     if (result.wasEnded) warnings.emplace_back("The search was ended early: another run may find other values.");
     if (result.HasFewImages()) {
-        warnings.push_back("There are only " + Count(result.images.size(), "image") + " to learn from; " +
-                           std::to_string(kEnoughImages) + " or more show what to expect of others.");
+        warnings.push_back(Only(result.images.size(), "image") + " to learn from; " + std::to_string(kEnoughImages) +
+                           " or more show what to expect of others.");
     }
     if (result.HasFewObjects()) {
-        warnings.push_back("There are only " + Count(result.objects, "object") + " away from the images' edges; " +
+        warnings.push_back(Only(result.objects, "object") + " away from the images' edges; " +
                            std::to_string(kEnoughObjects) + " or more are needed for scores to mean much.");
     }
     return warnings;

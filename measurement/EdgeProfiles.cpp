@@ -57,7 +57,7 @@ ClosedCurve InPixels(ClosedCurve curve, const PixelScale& scale) {
 EdgeMeasurement MeasureEdge(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
                             const LabelExtent& extent, const EdgeProfileOptions& options) {
     EdgeMeasurement edge;
-    const ProfileSet profiles = SampleProfiles(image, labels, options.excluded, extent);
+    const ProfileSet profiles = SampleProfiles(image, labels, options.excluded, extent, options.part);
     if (profiles.length == 0) return edge;
     const FlankPath flank = FindInnerFlank(profiles);
     edge.measuredShare = static_cast<double>(flank.measured) / kProfileDirections;

@@ -32,14 +32,14 @@ constexpr double kLeastMeasuredShare = 0.5;
 /// What profiles may look at.
 struct EdgeProfileOptions {
     const qvox::VoxelImage<std::uint8_t>* excluded = nullptr;  ///< pixels other than 0 end a profile; null: none
+    std::optional<ImagePart> part = std::nullopt;              ///< beyond it is nothing, as beyond the image; none: all
 };
 
 /// The edges of the labels in `extents`, in their order. Profiles in 64 directions, from 0.45 radii inside the label's
-/// outline to 0.7 radii (at least 12 pixels) outside, end at other labels, at the image's edge, at NaN and at excluded
-/// pixels. Of a label with several pieces the largest is measured. Lengths respect pixels that are not square. The rule
-/// and its accuracy: docs/MEASUREMENTS.md.
-/// Throws ToolkitError unless image, labels and excluded pixels have the same sizes, one plane. Cost: some 0.1 ms per
-/// object, whatever its size.
+/// outline to 0.7 radii (at least 12 pixels) outside, end at other labels, at the edge of the image or its part, at NaN
+/// and at excluded pixels. Of a label with several pieces the largest is measured. Lengths respect pixels that are not
+/// square. The rule and its accuracy: docs/MEASUREMENTS.md. Throws ToolkitError unless image, labels and excluded
+/// pixels have the same sizes, one plane. Cost: some 0.1 ms per object, whatever its size.
 std::vector<EdgeMeasurement> MeasureEdges(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
                                           const std::vector<LabelExtent>& extents,
                                           const EdgeProfileOptions& options = {});

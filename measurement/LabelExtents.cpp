@@ -41,9 +41,9 @@ std::vector<LabelExtent> LabelExtents(const qvox::LabelImage& labels) {
     return extents;
 }
 
-bool LiesNearFrame(const LabelExtent& extent, const qvox::LabelImage& labels) {
-    return extent.minX <= 1 || extent.minY <= 1 || extent.maxX + 2 >= labels.SizeX() ||
-           extent.maxY + 2 >= labels.SizeY();
+bool LiesNearFrame(const LabelExtent& extent, const ImagePart& part) {
+    return extent.minX <= part.x + 1 || extent.minY <= part.y + 1 || extent.maxX + 2 >= part.x + part.width ||
+           extent.maxY + 2 >= part.y + part.height;
 }
 
 }  // namespace Korvane

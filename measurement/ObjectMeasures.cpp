@@ -33,6 +33,7 @@ void MeasureGrey(const qvox::VoxelImage<float>& image, const qvox::LabelImage& l
         object.greyMax = std::max(object.greyMax, grey);
     });
     object.greyMean = sum / count;
+    if (!std::isfinite(object.greyMean)) object.greyMin = object.greyMax = object.greyMean;
     double squares = 0.0;
     forEach([&](double grey) { squares += (grey - object.greyMean) * (grey - object.greyMean); });
     object.greySd = extent.pixels > 1 ? std::sqrt(squares / (count - 1.0)) : 0.0;
@@ -101,7 +102,7 @@ std::vector<ObjectMeasures> MeasureEverything(const qvox::VoxelImage<float>& ima
         object.xNm = object.moments.xPx * scale.widthNm;
         object.yNm = object.moments.yPx * scale.heightNm;
         object.hull = HullOf(labels, extents[i]);
-        object.touchesEdge = LiesNearFrame(extents[i], labels);
+        object.touchesEdge = LiesNearFrame(extents[i], options.part.value_or(WholePart(labels)));
         MeasureGrey(image, labels, object);
         if (options.excluded != nullptr) object.filledShare = ShareOf(*options.excluded, labels, extents[i]);
     }

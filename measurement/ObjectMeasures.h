@@ -27,8 +27,8 @@ struct ObjectMeasures {
     double greySd = 0.0;
     double greyMin = 0.0;
     double greyMax = 0.0;
-    bool touchesEdge = false;                   ///< lies within one pixel of the image's first or last column or row
-    double filledShare = 0.0;                   ///< of its pixels, those excluded from edge profiles, 0 to 1
+    bool touchesEdge = false;  ///< within one pixel of the first or last column or row that was analysed
+    double filledShare = 0.0;  ///< of its pixels, those excluded from edge profiles, 0 to 1
     std::optional<double> neighbourDistanceNm;  ///< of the centroids; empty for an only object
 };
 

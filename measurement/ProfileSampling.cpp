@@ -65,18 +65,20 @@ Piece LargestPiece(const qvox::LabelImage& labels, const LabelExtent& extent) {
 class Field {
 public:
     Field(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
-          const qvox::VoxelImage<std::uint8_t>* excluded, std::uint16_t label)
+          const qvox::VoxelImage<std::uint8_t>* excluded, const ImagePart& part, std::uint16_t label)
         : grey_(image.begin()),
           label_(labels.begin()),
           excluded_(excluded != nullptr ? excluded->begin() : nullptr),
           width_(static_cast<std::int64_t>(image.SizeX())),
           own_(label),
-          lastX_(static_cast<double>(image.SizeX()) - 1.0),
-          lastY_(static_cast<double>(image.SizeY()) - 1.0) {}
+          firstX_(static_cast<double>(part.x)),
+          firstY_(static_cast<double>(part.y)),
+          lastX_(static_cast<double>(part.x + part.width) - 1.0),
+          lastY_(static_cast<double>(part.y + part.height) - 1.0) {}
 
     /// Bilinear grey level; false where there is nothing to be seen.
     bool Sample(double x, double y, float& grey) const {
-        if (!(x >= 0.0 && y >= 0.0 && x <= lastX_ && y <= lastY_)) return false;
+        if (!(x >= firstX_ && y >= firstY_ && x <= lastX_ && y <= lastY_)) return false;
         const auto left = static_cast<std::int64_t>(x);
         const auto top = static_cast<std::int64_t>(y);
         const auto partX = static_cast<float>(x - static_cast<double>(left));
@@ -102,6 +104,8 @@ private:
     const std::uint8_t* excluded_;
     std::int64_t width_;
     std::uint16_t own_;
+    double firstX_;
+    double firstY_;
     double lastX_;
     double lastY_;
 };
@@ -200,7 +204,8 @@ void SmoothAndDifferentiate(ProfileSet& set) {
 }  // namespace
 
 ProfileSet SampleProfiles(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
-                          const qvox::VoxelImage<std::uint8_t>* excluded, const LabelExtent& extent) {
+                          const qvox::VoxelImage<std::uint8_t>* excluded, const LabelExtent& extent,
+                          const std::optional<ImagePart>& part) {
     ProfileSet set;
     Piece piece = LargestPiece(labels, extent);
     set.radius = std::sqrt(piece.pixels / kPi);
@@ -219,7 +224,7 @@ ProfileSet SampleProfiles(const qvox::VoxelImage<float>& image, const qvox::Labe
     set.grey.assign(samples, 0.0f);
     set.slope.assign(samples, 0.0f);
     set.isSeen.assign(samples, 0);
-    SampleRays(Field(image, labels, excluded, extent.label), scale, set);
+    SampleRays(Field(image, labels, excluded, part.value_or(WholePart(labels)), extent.label), scale, set);
     SmoothAndDifferentiate(set);
     return set;
 }

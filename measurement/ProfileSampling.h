@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "ClosedCurve.h"
@@ -37,9 +38,10 @@ struct ProfileSet {
 };
 
 /// The profiles of a label, whose largest piece is taken where it has several. `excluded` may be null; its pixels other
-/// than 0 are not looked at. The images have the same sizes and are one plane. Empty (length 0) where the piece is
-/// smaller than a disc of 3 units radius.
+/// than 0 are not looked at, nor is anything beyond `part`, where it is given. The images have the same sizes and are
+/// one plane. Empty (length 0) where the piece is smaller than a disc of 3 units radius.
 ProfileSet SampleProfiles(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
-                          const qvox::VoxelImage<std::uint8_t>* excluded, const LabelExtent& extent);
+                          const qvox::VoxelImage<std::uint8_t>* excluded, const LabelExtent& extent,
+                          const std::optional<ImagePart>& part = std::nullopt);
 
 }  // namespace Korvane

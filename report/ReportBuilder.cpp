@@ -39,16 +39,24 @@ void MakeFolder(const std::string& path) {
 
 /// The folder of the rows that wait, after it was made and found free.
 std::string PreparedFolder(const ReportOptions& options) {
-    MakeFolder(options.folder);
-    MakeFolder(options.folder + "/" + kFigureFolder);
-    if (options.existing == ExistingReport::kReplace) return options.folder;
+    const std::string figures = options.folder + "/" + kFigureFolder;
+    const auto makeFolders = [&] {
+        MakeFolder(options.folder);
+        MakeFolder(figures);
+        return options.folder;
+    };
+    if (options.existing == ExistingReport::kReplace) return makeFolders();
+    std::error_code unreachable;
+    if (std::filesystem::exists(figures, unreachable) && !std::filesystem::is_empty(figures, unreachable)) {
+        throw qvox::ToolkitError("'" + figures + "' holds files already; --overwrite replaces those of a report.");
+    }
     for (const char* const name : {kReportPage, "objects.csv", "summary.csv", "bins.csv"}) {
         const std::string path = options.folder + "/" + name;
         std::error_code failure;
         if (!std::filesystem::exists(std::filesystem::symlink_status(path, failure))) continue;
         throw qvox::ToolkitError("'" + path + "' exists already; --overwrite replaces a report.");
     }
-    return options.folder;
+    return makeFolders();
 }
 
 const ObjectColumn& ColumnNamed(const std::string& name) {
@@ -67,6 +75,21 @@ std::string SelectionText(const ObjectSelection& selection) {
     if (selection.minRoundness) add("roundness of at least " + TableNumber(selection.minRoundness));
     if (selection.atEdge == ObjectsAtEdge::kLeftOut) add("not at the edge of the image");
     if (selection.filled == FilledObjects::kCounted) add("filled ones included");
+    return text;
+}
+
+/// What no option asked for and still left objects out.
+std::string SelectionByResult(const ReportNumbers& numbers) {
+    const auto leftOut = [&numbers](const char* reason) {
+        return std::any_of(numbers.images.begin(), numbers.images.end(),
+                           [reason](const ReportedImage& image) { return image.leftOut.count(reason) > 0; });
+    };
+    std::string text;
+    const auto add = [&](const char* part) {
+        text += (text.empty() && numbers.selection.empty() ? "" : ", ") + std::string(part);
+    };
+    if (leftOut("not measured")) add("only those of which this diameter could be measured");
+    if (leftOut("filled")) add("none of which annotations cover more than a tenth");
     return text;
 }
 
@@ -156,12 +179,14 @@ std::string ReportBuilder::FileIn(const std::string& name) const { return option
 void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     const Position& position = source.position;
     const ObjectColumn& diameter = ColumnNamed(numbers_.diameter);
-    const std::vector<ObjectMeasures> objects = MeasureEverything(position.image, position.labels, {source.excluded});
+    const std::vector<ObjectMeasures> objects =
+        MeasureEverything(position.image, position.labels, {source.excluded, source.part});
     ReportedImage image = numbers_.images[index];
     const PixelScale scale = ScaleOf(position.image.Resolution());
     image.widthPx = position.image.SizeX();
     image.heightPx = position.image.SizeY();
-    image.areaUm2 = static_cast<double>(position.image.VoxelCount()) * scale.widthNm * scale.heightNm * 1e-6;
+    const ImagePart part = source.part.value_or(WholePart(position.labels));
+    image.areaUm2 = static_cast<double>(part.width * part.height) * scale.widthNm * scale.heightNm * 1e-6;
     image.pixelSize = PixelSizeText(position.image.Resolution()).utf8_string();
     image.pixelSizeSource = source.pixelSizeSource.utf8_string();
     image.origin = source.origin;
@@ -246,6 +271,7 @@ ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxStri
 
 wxString ReportBuilder::Write(const std::function<void(const wxString& step)>& notify) {
     notify("Computing statistics");
+    numbers_.selection += SelectionByResult(numbers_);
     Summarise(numbers_);
     WriteObjects();
     WriteCompleteFile(FileIn("summary.csv"), SummaryTable(numbers_));

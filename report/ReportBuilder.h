@@ -40,6 +40,7 @@ struct ReportSource {
     LabelOrigin origin;
     std::vector<wxString> warnings;
     const qvox::VoxelImage<std::uint8_t>* excluded = nullptr;  ///< pixels other than 0 were filled; null: none
+    std::optional<ImagePart> part = std::nullopt;              ///< that was analysed; none: all of the image
 };
 
 /// Makes a report image by image. Of an image nothing is held but the sizes of its objects: their rows and the

@@ -50,7 +50,8 @@ std::string OriginText(const LabelOrigin& origin) {
 
 /// The same as a part of a sentence.
 std::string OutlinedText(const LabelOrigin& origin) {
-    return origin.command.empty() ? "drawn or corrected by hand" : OriginText(origin);
+    const std::string made = origin.command.empty() ? "how is not recorded: fill it in" : OriginText(origin);
+    return made + (origin.prepared.empty() ? "" : "; " + origin.prepared);
 }
 
 std::string PixelSizeOf(const ReportedImage& image) { return image.pixelSize + " (" + image.pixelSizeSource + ")"; }

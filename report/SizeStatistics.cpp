@@ -31,6 +31,8 @@ double MeanOf(const std::vector<double>& values) {
 }
 
 double SdOf(const std::vector<double>& values, double mean) {
+    // The mean of equal numbers may be off by a rounding.
+    if (std::all_of(values.begin(), values.end(), [&](double value) { return value == values.front(); })) return 0.0;
     const double squares = SumOf(values, mean, [](double d) { return d * d; });
     return std::sqrt(squares / static_cast<double>(values.size() - 1));
 }

@@ -193,6 +193,16 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
               "compare, tune, calibrate, import, info and record.");
 }
 
+TEST(Options, ThatWouldDoNothingAreRefused) {
+    EXPECT_NE(Refusal({"detect", "--numbers", "a"}).find("--overlay"), std::string::npos);
+    EXPECT_NE(Refusal({"detect", "--overlay-format", "png", "a"}).find("--overlay"), std::string::npos);
+    EXPECT_EQ(Refusal({"detect", "--overlay", "--numbers", "a"}), "accepted");
+    EXPECT_NE(Refusal({"report", "-o", "r", "--min-diameter-nm", "90", "--max-diameter-nm", "80", "a"})
+                  .find("no object would count"),
+              std::string::npos);
+    EXPECT_EQ(Refusal({"report", "-o", "r", "--min-diameter-nm", "80", "--max-diameter-nm", "80", "a"}), "accepted");
+}
+
 TEST(Options, NamesMayHoldAnything) {
     const auto options =
         Parse<DetectOptions>({"detect", "-o", "out dir#%", "--", "-a.tif", "\xC3\xBC b.tif", "\xFF.tif"});

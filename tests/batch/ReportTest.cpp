@@ -77,6 +77,24 @@ TEST_F(Report, SaysWhichImagesAreLeftOutAndWhy) {
     EXPECT_EQ(Run({"-o", In("out"), "--overwrite", "--pixel-size-if-missing", "2"}).status, 0);
 }
 
+TEST_F(Report, WarnsOfLabelsThatWereMadeWithOtherParametersThanThoseOfTheFile) {
+    std::ofstream(In("p.json")) << "{\"areaFraction\": 0.2}";
+    const auto warnings = [this](const std::string& fraction) {
+        RunProgram({"detect", "--overwrite", "--pixel-size", "2", "--area-fraction", fraction, In("images/late")});
+        const ProgramResult run =
+            RunProgram({"report", "-o", In("out"), "--overwrite", "--parameters", In("p.json"), In("images/late"),
+                        In("images/early/1.tif")});
+        EXPECT_NE(run.messages.find("early/1.tif' has labels of which no record tells"), std::string::npos)
+            << run.messages;
+        return run.messages;
+    };
+    const std::string others = warnings("0.3");
+    EXPECT_NE(others.find("late/1.tif' has labels that were not made with '" + In("p.json") + "': "), std::string::npos)
+        << others;
+    EXPECT_NE(others.find("0.3, now 0.2"), std::string::npos) << others;
+    EXPECT_EQ(warnings("0.2").find("that were not made with"), std::string::npos);
+}
+
 TEST_F(Report, IsNotMadeOfNothing) {
     for (const char* const name : {"early/seg_1.tif", "early/seg_2.tif", "late/seg_1.tif"}) {
         fs::remove(In("images/") + name);
