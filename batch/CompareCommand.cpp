@@ -101,8 +101,8 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
         return;
     }
     if (IsTruthOf(job, options.truth, job.Files().seeds)) {
-        throw ImageFailure{
-            {"'" + job.Files().seeds + "' is found and true labels in one; --labels names the folder of those found"}};
+        job.Warn("is compared with itself: '" + job.Files().seeds +
+                 "' is found and true labels in one. --labels names the folder of those found.");
     }
     ComparedImage result;
     result.path = job.Files().input.utf8_string();
