@@ -12,6 +12,7 @@
 #include <wx/settings.h>
 
 #include "Accessibility.h"
+#include "ExceptionText.h"
 #include "FailureText.h"
 #include "ImageList.h"
 #include "ImageLoading.h"
@@ -74,6 +75,22 @@ bool LiesThere(const wxString& file) {
 void WarnOf(const GatheredWarnings& warnings) {
     const wxString text = warnings.Text();
     if (!text.empty()) wxLogWarning("%s", text);
+}
+
+/// The status text on bars and writing in an image, which are warned of as well. Where there is no memory to look for
+/// them the image is open all the same, and nothing is said.
+wxString LookForBurntIn(const wxString& path, const qvox::VoxelImage<float>& image, GatheredWarnings& warnings) {
+    try {
+        const wxString batch = "korvane-batch detect ";
+        const InformationBars bars = FindInformationBars(image);
+        const Annotations annotations = FindAnnotations(image);
+        warnings.Add(path, InformationBarWarning(bars, batch + "--trim-bar"));
+        warnings.Add(path, AnnotationWarning(annotations, {}, batch + "--fill-annotations"));
+        return BurntInText(bars, annotations);
+    } catch (...) {
+        if (!IsOutOfMemory(std::current_exception())) throw;
+        return {};
+    }
 }
 
 /// One warning that names the positions whose sizes in the table are not in nanometres.
@@ -141,12 +158,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
             if (LiesThere(SegResultPath(path, std::nullopt))) ++outcome.withResults;
             const qvox::VoxelImage<float>& image = store_.images.back();
             doubtful.Add(path, PixelSizeWarning(image.Resolution()));
-            const wxString batch = "korvane-batch detect ";
-            const InformationBars bars = FindInformationBars(image);
-            const Annotations annotations = FindAnnotations(image);
-            doubtful.Add(path, InformationBarWarning(bars, batch + "--trim-bar"));
-            doubtful.Add(path, AnnotationWarning(annotations, {}, batch + "--fill-annotations"));
-            burntIn_.back() = BurntInText(bars, annotations);
+            burntIn_.back() = LookForBurntIn(path, image, doubtful);
         });
     }
     BeginJournal();
