@@ -75,7 +75,8 @@ void EvaluationTable::Evaluate(const std::vector<ParameterPoint>& points, const 
     });
     RunImages(images, [&](std::size_t image) {
         for (const ParameterPoint& point : ordered) {
-            if (tallies_[image].count(point) == 0) tallies_[image].emplace(point, Evaluated(image, point));
+            if (tallies_[image].count(point) > 0) continue;
+            tallies_[image].emplace(point, Evaluated(image, point));
         }
     });
 }
