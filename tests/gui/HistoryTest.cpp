@@ -233,6 +233,7 @@ using Kept = History;
 
 TEST_F(Kept, ResultsThatWereNeverSeenAreKeptWhenLabelsAreSavedOverThem) {
     OpenSmall();
+    AwaitShown();
     Dab(20, 20);
     Run(kSaveResults);
     const Answers yes(wxID_OK);
