@@ -82,6 +82,7 @@ void MainFrame::LearnFrom(const std::vector<std::size_t>& positions, std::size_t
     std::optional<TuningResult> result;
     try {
         std::vector<TrainingImage> images;
+        images.reserve(positions.size());
         for (const std::size_t i : positions) {
             images.push_back(
                 {PositionName(store_.paths, i).utf8_string(), store_.images[i], store_.labelImages[i]});

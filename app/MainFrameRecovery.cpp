@@ -96,6 +96,7 @@ bool MainFrame::OfferRecovery(const std::string& folder) {
 void MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_t>& images) {
     const DisabledScope disabled(*this);
     std::vector<wxString> paths;
+    paths.reserve(images.size());
     for (const std::size_t i : images) paths.push_back(PathText(journal.Positions()[i].image.file.path));
     ReplacePositions(paths);
     history_.Open("recovery");

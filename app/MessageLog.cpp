@@ -43,7 +43,8 @@ bool HoldsLongWord(const wxString& message) {
     constexpr std::size_t kLongest = 80;
     std::size_t length = 0;
     for (const wxUniChar character : message) {
-        length = character == ' ' || character == '\n' ? 0 : length + 1;
+        const auto code = character.GetValue();
+        length = code == U' ' || code == U'\n' ? 0 : length + 1;
         if (length > kLongest) return true;
     }
     return false;
