@@ -186,7 +186,9 @@ StageAttribution AttributeToStages(const LabelComparison& comparison, const qvox
             stage = FaultyStage::kCandidates;
         } else if (static_cast<double>(kept[object.label]) < needed) {
             stage = FaultyStage::kFilter;
-        } else if (index.countInTruth.count(object.label) == 0) {
+        } else if (const auto blobsIn = index.countInTruth.find(object.label);
+                   blobsIn == index.countInTruth.end() || blobsIn->second > 1) {
+            // None is left of it, or it was cut into several.
             stage = FaultyStage::kSeparation;
         }
         result.missed.push_back(stage);

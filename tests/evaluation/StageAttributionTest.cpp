@@ -75,7 +75,10 @@ TEST_F(Attribution, PiecesOfAnObjectAreOfSeparation) {
     Square(found_, 11, 11, std::uint16_t{2}, 6);
     Square(maps_.blobs, 7, 7, true, 2);
     Square(maps_.blobs, 13, 13, true, 2);
+    Square(maps_.candidates, 5, 5, true, 12);
+    Square(maps_.filtered, 5, 5, true, 12);
     EXPECT_EQ(Attributed().extra, (std::vector<FaultyStage>{FaultyStage::kSeparation, FaultyStage::kSeparation}));
+    EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kSeparation});
 }
 
 TEST_F(Attribution, AnObjectOverTwoIsOfSeparation) {
