@@ -233,8 +233,12 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
     const int status = RunImages(run, streams);
     if (status == kExitInterrupted) return status;
     ComparisonReport report{findings.Take(), options.threshold};
-    // Where images failed, the scores of the others could be taken for those of all.
-    if (report.images.empty() || status != kExitDone) return status;
+    if (report.images.empty()) return status;
+    // The scores of the others could be taken for those of all.
+    if (status != kExitDone) {
+        WriteOut(streams.messages, "warning: Images failed: the scores are those of the other " +
+                                       std::to_string(report.images.size()) + ".\n");
+    }
     return WriteReport(report, options, streams) ? status : kExitSomeFailed;
 }
 

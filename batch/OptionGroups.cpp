@@ -8,6 +8,7 @@
 
 #include "ParametersFile.h"
 #include "ParseNumber.h"
+#include "ShortestText.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -17,14 +18,6 @@ namespace {
 /// Option names of the parameters, in the order of kParameterRanges.
 constexpr std::array<const char*, kParameterRanges.size()> kParameterOptions{
     {"--edge-contrast", "--area-fraction", "--roundness", "--max-cluster-size", "--exosome-size", "--min-diameter"}};
-
-/// The shortest decimal that gives this number again; the same in every locale.
-template <typename T>
-std::string NumberText(T value) {
-    std::array<char, 64> text;
-    const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
-    return std::string(text.data(), result.ptr);
-}
 
 }  // namespace
 
@@ -125,20 +118,17 @@ void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::o
             throw CLI::ValidationError("--parameters", error.what());
         }
     };
-    command
-        .add_option_function<std::string>("--parameters", take, help)
-        ->type_name("FILE")
-        ->group("Parameters");
+    command.add_option_function<std::string>("--parameters", take, help)->type_name("FILE")->group("Parameters");
 }
 
 void AddParameters(CLI::App& command, AnalysisParameters& parameters) {
     for (std::size_t i = 0; i < kParameterRanges.size(); ++i) {
         const ParameterRange& range = kParameterRanges[i];
         const std::string name = kParameterOptions[i];
-        const std::string limits = NumberText(range.minimum) + " to " + NumberText(range.maximum);
+        const std::string limits = qvox::ShortestText(range.minimum) + " to " + qvox::ShortestText(range.maximum);
         std::string help = range.label;
         help.pop_back();
-        help += ", " + limits + ", default " + NumberText(AnalysisParameters().*range.field);
+        help += ", " + limits + ", default " + qvox::ShortestText(AnalysisParameters().*range.field);
         const auto take = [&parameters, range, name, limits](const std::string& text) {
             const std::optional<float> value = ParseNumber<float>(text);
             if (!value || *value < range.minimum || *value > range.maximum) {

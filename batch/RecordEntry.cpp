@@ -1,10 +1,11 @@
 #include "RecordEntry.h"
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <utility>
+
+#include "ShortestText.h"
 
 namespace Korvane {
 
@@ -31,20 +32,6 @@ constexpr std::array<ParameterName, 6> kParameterNames{{
     {"maximum cluster size", &AnalysisParameters::maxRelativeClusterSize},
     {"exosome size", &AnalysisParameters::relativeExosomeSize},
 }};
-
-template <typename T>
-std::string NumberText(T value) {
-    std::array<char, 64> text;
-    return std::string(text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr);
-}
-
-/// A float as the shortest decimal that stands for it: 0.15, not 0.15000000596046448.
-double Shortest(float value) {
-    const std::string text = NumberText(value);
-    double number = 0.0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
-}
 
 template <typename T>
 Json OrNull(const std::optional<T>& value) {
@@ -147,8 +134,8 @@ void AddDifference(std::string& text, const std::string& name, const std::string
 void AddDifference(std::string& text, const std::string& name, const std::optional<double>& made,
                    const std::optional<double>& asked) {
     if (!made || !asked || std::abs(*made - *asked) <= 1e-6 * *asked) return;
-    AddDifference(text, name, NumberText(static_cast<float>(*made)) + " nm",
-                  NumberText(static_cast<float>(*asked)) + " nm");
+    AddDifference(text, name, qvox::ShortestText(static_cast<float>(*made)) + " nm",
+                  qvox::ShortestText(static_cast<float>(*asked)) + " nm");
 }
 
 }  // namespace
@@ -156,7 +143,8 @@ void AddDifference(std::string& text, const std::string& name, const std::option
 Json ParametersJson(const std::optional<AnalysisParameters>& parameters) {
     if (!parameters) return nullptr;
     Json json;
-    for (const ParameterName& name : kParameterNames) json[name.Key()] = Shortest((*parameters).*name.field);
+    for (const ParameterName& name : kParameterNames)
+        json[name.Key()] = qvox::ShortestDouble((*parameters).*name.field);
     return json;
 }
 
@@ -234,11 +222,12 @@ Json EntryJson(const RecordEntry& entry, const std::string& labelsPath) {
 std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked) {
     std::string text;
     AddDifference(text, "command", made.command, asked.command);
-    if (made.page && asked.page) AddDifference(text, "page", NumberText(*made.page), NumberText(*asked.page));
+    if (made.page && asked.page)
+        AddDifference(text, "page", qvox::ShortestText(*made.page), qvox::ShortestText(*asked.page));
     if (made.parameters && asked.parameters) {
         for (const ParameterName& name : kParameterNames) {
-            AddDifference(text, name.text, NumberText((*made.parameters).*name.field),
-                          NumberText((*asked.parameters).*name.field));
+            AddDifference(text, name.text, qvox::ShortestText((*made.parameters).*name.field),
+                          qvox::ShortestText((*asked.parameters).*name.field));
         }
     }
     const auto orNone = [](const std::string& preparation) { return preparation.empty() ? "none" : preparation; };

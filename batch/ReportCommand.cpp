@@ -155,10 +155,16 @@ bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, co
     Progress progress(streams.messages, options.input.verbosity, 0);
     const wxString folder = PathText(FullPath(options.folder));
     try {
-        const wxString missing = builder.Write([&progress](const wxString& step) { progress.Note(step + "."); });
+        const wxString missing = builder.Write([&progress](const wxString& step) {
+            if (Interrupted()) throw RunInterrupted();
+            progress.Note(step + ".");
+        });
         if (!missing.empty()) progress.Warning(missing + ".");
         progress.Note("The report is '" + JoinPath(folder, kReportPage) + "'.");
         return true;
+    } catch (const RunInterrupted&) {
+        progress.Warning("Interrupted: no report is written.");
+        return false;
     } catch (const qvox::ToolkitError& error) {
         progress.Error({"Cannot write the report '" + folder + "'! (" + PathText(error.what()) + ")"});
         return false;

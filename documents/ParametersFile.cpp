@@ -1,8 +1,6 @@
 #include "ParametersFile.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <fstream>
@@ -10,6 +8,7 @@
 #include <set>
 
 #include "CompleteFile.h"
+#include "ShortestText.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -23,19 +22,6 @@ constexpr const char* kCommentKey = "comment";
 constexpr std::size_t kLargestFileBytes = std::size_t{64} << 10;
 /// A number up to here becomes a float whatever it is.
 constexpr double kBeyondAllRanges = 1e30;
-
-std::string NumberText(float value) {
-    std::array<char, 64> text;
-    return std::string(text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr);
-}
-
-/// The double whose shortest decimal is that of the float: 0.15, not 0.15000000596046448.
-double Shortest(float value) {
-    const std::string text = NumberText(value);
-    double number = 0.0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
-}
 
 [[noreturn]] void Refuse(const std::string& name, const std::string& cause) {
     throw qvox::ToolkitError("'" + name + "' cannot be used as a parameters file: " + cause + ".");
@@ -82,8 +68,8 @@ float ReadValue(const Json& json, const ParameterRange& range, const std::string
         const auto value = static_cast<float>(json.get<double>());
         if (value >= range.minimum && value <= range.maximum) return value;
     }
-    Refuse(name, Quoted(range.key) + " needs a number from " + NumberText(range.minimum) + " to " +
-                     NumberText(range.maximum) + ", not " +
+    Refuse(name, Quoted(range.key) + " needs a number from " + qvox::ShortestText(range.minimum) + " to " +
+                     qvox::ShortestText(range.maximum) + ", not " +
                      json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
@@ -125,7 +111,8 @@ ParametersFile ReadParametersFile(const std::string& path) {
 std::string ParametersText(const ParametersFile& file) {
     Json json;
     if (!file.comment.empty()) json[kCommentKey] = file.comment;
-    for (const ParameterRange& range : kParameterRanges) json[range.key] = Shortest(file.parameters.*range.field);
+    for (const ParameterRange& range : kParameterRanges)
+        json[range.key] = qvox::ShortestDouble(file.parameters.*range.field);
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

@@ -51,10 +51,9 @@ png_uint_32 PixelsPerMetre(float pixelsPerUm) {
     return number >= 1.0 && number <= double{PNG_UINT_31_MAX} ? static_cast<png_uint_32>(number) : 0;
 }
 
-}  // namespace
-
-std::string EncodePng(const qvox::VoxelImage<qvox::Rgb8>& image) {
-    static_assert(sizeof(qvox::Rgb8) == 3, "rows are handed to the library as they are");
+/// Rows are handed to the library as they are.
+template <typename T>
+std::string Encode(const qvox::VoxelImage<T>& image, int colourType) {
     constexpr std::uint64_t kLargest = PNG_UINT_31_MAX;
     if (image.Empty() || image.SizeZ() != 1 || image.SizeX() > kLargest || image.SizeY() > kLargest) {
         throw qvox::ToolkitError("PNG: the format takes one plane of up to 2147483647 pixels a side");
@@ -63,7 +62,7 @@ std::string EncodePng(const qvox::VoxelImage<qvox::Rgb8>& image) {
     Encoder encoder(bytes);
     png_set_user_limits(encoder.Png(), PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_set_IHDR(encoder.Png(), encoder.Info(), static_cast<png_uint_32>(image.SizeX()),
-                 static_cast<png_uint_32>(image.SizeY()), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 static_cast<png_uint_32>(image.SizeY()), 8, colourType, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     const png_uint_32 x = PixelsPerMetre(image.Resolution().x);
     const png_uint_32 y = PixelsPerMetre(image.Resolution().y);
@@ -74,5 +73,14 @@ std::string EncodePng(const qvox::VoxelImage<qvox::Rgb8>& image) {
     png_write_end(encoder.Png(), nullptr);
     return bytes;
 }
+
+}  // namespace
+
+std::string EncodePng(const qvox::VoxelImage<qvox::Rgb8>& image) {
+    static_assert(sizeof(qvox::Rgb8) == 3, "three bytes a pixel");
+    return Encode(image, PNG_COLOR_TYPE_RGB);
+}
+
+std::string EncodePng(const qvox::VoxelImage<std::uint8_t>& image) { return Encode(image, PNG_COLOR_TYPE_GRAY); }
 
 }  // namespace Korvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "VoxelImage.h"
@@ -10,5 +11,6 @@ namespace Korvane {
 /// image always gives the same bytes. Throws ToolkitError for an image of several planes or none, and where the library
 /// fails.
 std::string EncodePng(const qvox::VoxelImage<qvox::Rgb8>& image);
+std::string EncodePng(const qvox::VoxelImage<std::uint8_t>& image);
 
 }  // namespace Korvane

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "ShortestText.h"
+
 namespace Korvane {
 
 namespace {
@@ -17,11 +19,6 @@ std::string Decimals(double value, int decimals) {
 }
 
 std::string Three(double value) { return Decimals(value, 3); }
-
-std::string Shortest(float value) {
-    std::array<char, 64> text;
-    return std::string(text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr);
-}
 
 std::string Padded(std::string text, std::size_t width) {
     if (text.size() < width) text.append(width - text.size(), ' ');
@@ -81,18 +78,18 @@ std::string ChangeText(const Tally& from, const Tally& to) {
 }
 
 std::string EffectLine(const ParameterEffect& effect, const Tally& fitted, const ScoreChoice& choice) {
-    return Name(*effect.parameter) + ": " + Shortest(effect.from) + " -> " + Shortest(effect.to) + " (" +
-           MeaningOf(effect) + "). By itself: " + ChangeText(effect.without, fitted) + ", " + ScoreName(choice) + " " +
-           Three(Score(effect.without, choice)) + " -> " + Three(Score(fitted, choice)) + ".";
+    return Name(*effect.parameter) + ": " + qvox::ShortestText(effect.from) + " -> " + qvox::ShortestText(effect.to) +
+           " (" + MeaningOf(effect) + "). By itself: " + ChangeText(effect.without, fitted) + ", " + ScoreName(choice) +
+           " " + Three(Score(effect.without, choice)) + " -> " + Three(Score(fitted, choice)) + ".";
 }
 
 std::string SmallObjectLine(const ParameterRange& range, const SmallObjectResult& result) {
     const std::string by = "on images held out " + Three(result.byDefault) + " -> " + Three(result.heldOut);
     if (result.limitUm != AnalysisParameters().minObjectDiameterUm) {
-        return Name(range) + ": " + Shortest(AnalysisParameters().minObjectDiameterUm) + " -> " +
-               Shortest(result.limitUm) + ". Only seeded segmentation reads it; " + by + ".";
+        return Name(range) + ": " + qvox::ShortestText(AnalysisParameters().minObjectDiameterUm) + " -> " +
+               qvox::ShortestText(result.limitUm) + ". Only seeded segmentation reads it; " + by + ".";
     }
-    return Name(range) + ": stays at " + Shortest(result.limitUm) +
+    return Name(range) + ": stays at " + qvox::ShortestText(result.limitUm) +
            ". Only seeded segmentation reads it; no other value is better beyond the scatter (" + by + ").";
 }
 
@@ -101,7 +98,7 @@ std::string SmallObjectLine(const ParameterRange& range, const SmallObjectResult
 std::string ScoreName(const ScoreChoice& choice) {
     if (choice.kind == ScoreKind::kPanopticQuality) return "panoptic quality";
     if (choice.recallWeight == 1.0) return "F1";
-    return "F (recall counts " + Shortest(static_cast<float>(choice.recallWeight)) + " times)";
+    return "F (recall counts " + qvox::ShortestText(static_cast<float>(choice.recallWeight)) + " times)";
 }
 
 std::vector<std::string> ScoreLines(const TuningResult& result, const ScoreChoice& choice) {
@@ -142,7 +139,7 @@ std::vector<std::string> ParameterLines(const TuningResult& result, const ScoreC
         if (effect != result.effects.end()) {
             lines.push_back(EffectLine(*effect, fitted, choice));
         } else {
-            lines.push_back(Name(range) + ": stays at " + Shortest(AnalysisParameters().*range.field) +
+            lines.push_back(Name(range) + ": stays at " + qvox::ShortestText(AnalysisParameters().*range.field) +
                             ", no other value was better.");
         }
     }

@@ -46,15 +46,15 @@ std::string PreparedFolder(const ReportOptions& options) {
         return options.folder;
     };
     if (options.existing == ExistingReport::kReplace) return makeFolders();
-    std::error_code unreachable;
-    if (std::filesystem::exists(figures, unreachable) && !std::filesystem::is_empty(figures, unreachable)) {
-        throw qvox::ToolkitError("'" + figures + "' holds files already; --overwrite replaces those of a report.");
-    }
     for (const char* const name : {kReportPage, "objects.csv", "summary.csv", "bins.csv"}) {
         const std::string path = options.folder + "/" + name;
         std::error_code failure;
         if (!std::filesystem::exists(std::filesystem::symlink_status(path, failure))) continue;
         throw qvox::ToolkitError("'" + path + "' exists already; --overwrite replaces a report.");
+    }
+    std::error_code unreachable;
+    if (std::filesystem::exists(figures, unreachable) && !std::filesystem::is_empty(figures, unreachable)) {
+        throw qvox::ToolkitError("'" + figures + "' holds files already; --overwrite replaces those of a report.");
     }
     return makeFolders();
 }
@@ -251,7 +251,9 @@ ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxStri
     if (!gnuplot) parts.figuresNote = kGnuplotIsMissing;
     if (numbers_.all.sizes.empty()) parts.figuresNote = "No object counts: there is nothing to draw";
     const std::string folder = FileIn(kFigureFolder);
-    for (const std::string& name : ReportFigureNames()) RemovePictures(folder, name);
+    if (!gnuplot || numbers_.all.sizes.empty()) {
+        for (const std::string& name : ReportFigureNames()) RemovePictures(folder, name);
+    }
     for (const ReportFigure& figure : ReportFigures(numbers_)) {
         const std::string& name = figure.figure.name;
         notify("Drawing " + wxString::FromUTF8(name));
@@ -262,7 +264,10 @@ ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxStri
             const std::string svg = ReadBytes(std::filesystem::path(folder) / (name + ".svg"));
             parts.figures.push_back({name, figure.title, figure.caption, InlineSvg(svg, name, figure.title)});
         } catch (const qvox::ToolkitError& error) {
+            // An interrupt ends gnuplot as well; then there is to be no report.
+            notify("Going on without " + wxString::FromUTF8(name));
             // The tables are worth having without it.
+            RemovePictures(folder, name);
             parts.figuresNote = error.what();
         }
     }
@@ -273,10 +278,11 @@ wxString ReportBuilder::Write(const std::function<void(const wxString& step)>& n
     notify("Computing statistics");
     numbers_.selection += SelectionByResult(numbers_);
     Summarise(numbers_);
+    ReportPageParts parts = DrawFigures(notify);
+    notify("Writing the tables");
     WriteObjects();
     WriteCompleteFile(FileIn("summary.csv"), SummaryTable(numbers_));
     WriteCompleteFile(FileIn("bins.csv"), BinTable(numbers_));
-    ReportPageParts parts = DrawFigures(notify);
     parts.thumbnails = [this](const PutPart& put) { return thumbnails_.Copy(put); };
     notify("Writing the page");
     WritePage(parts);

@@ -58,9 +58,9 @@ public:
     /// Whether an image is part of the report.
     bool HasImages() const;
 
-    /// Writes objects.csv, summary.csv, bins.csv, figures/ and, last, report.html; each file complete or absent.
-    /// Returns what is missing, for a person; empty where nothing is. `notify` gets what is done next. Throws
-    /// ToolkitError.
+    /// Writes figures/, objects.csv, summary.csv, bins.csv and, last, report.html; each file complete or absent.
+    /// Returns what is missing, for a person; empty where nothing is. `notify` gets what is done next; what it throws
+    /// ends the work, and a page that was there is then as it was. Throws ToolkitError.
     wxString Write(const std::function<void(const wxString& step)>& notify);
 
 private:

@@ -42,15 +42,14 @@ std::string CsvLine(const std::vector<std::string>& fields) {
     return line + "\r\n";
 }
 
-std::string Base64(const std::vector<std::uint8_t>& bytes) {
+std::string Base64(const std::string& bytes) {
     static constexpr const char* kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
     text.reserve((bytes.size() + 2) / 3 * 4);
     for (std::size_t i = 0; i < bytes.size(); i += 3) {
         const std::size_t left = bytes.size() - i;
-        const std::uint32_t group = (std::uint32_t{bytes[i]} << 16U) |
-                                    (left > 1 ? std::uint32_t{bytes[i + 1]} << 8U : 0U) |
-                                    (left > 2 ? std::uint32_t{bytes[i + 2]} : 0U);
+        const auto at = [&](std::size_t k) { return std::uint32_t{static_cast<unsigned char>(bytes[i + k])}; };
+        const std::uint32_t group = (at(0) << 16U) | (left > 1 ? at(1) << 8U : 0U) | (left > 2 ? at(2) : 0U);
         text += kDigits[group >> 18U];
         text += kDigits[(group >> 12U) & 63U];
         text += left > 1 ? kDigits[(group >> 6U) & 63U] : '=';

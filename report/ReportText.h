@@ -23,7 +23,7 @@ std::string CsvLine(const std::vector<std::string>& fields);
 std::string CsvField(const std::string& field);
 
 /// Bytes as text, RFC 4648.
-std::string Base64(const std::vector<std::uint8_t>& bytes);
+std::string Base64(const std::string& bytes);
 
 /// "1 object", "2 objects"
 std::string Counted(std::size_t count, const std::string& thing);

@@ -1,24 +1,18 @@
 #include "Thumbnail.h"
 
-#include <png.h>
-
 #include <algorithm>
 #include <cmath>
 
 #include "InlineSvg.h"
 #include "PixelScale.h"
+#include "PngEncoding.h"
 #include "ReportText.h"
-#include "ToolkitError.h"
 
 namespace Korvane {
 
 namespace {
 
-struct SmallImage {
-    unsigned width = 0;
-    unsigned height = 0;
-    std::vector<std::uint8_t> grey;
-};
+using SmallImage = qvox::VoxelImage<std::uint8_t>;
 
 /// Every pixel of the small image is the mean of those under it.
 std::vector<float> Means(const qvox::VoxelImage<float>& image, unsigned width, unsigned height) {
@@ -48,24 +42,24 @@ std::vector<float> Means(const qvox::VoxelImage<float>& image, unsigned width, u
 
 SmallImage Reduced(const qvox::VoxelImage<float>& image, unsigned widthPx) {
     const PixelScale scale = ScaleOf(image.Resolution());
-    SmallImage small;
-    small.width = static_cast<unsigned>(std::min<std::uint64_t>(widthPx, image.SizeX()));
-    const double height = static_cast<double>(small.width) * static_cast<double>(image.SizeY()) * scale.heightNm /
-                          (static_cast<double>(image.SizeX()) * scale.widthNm);
-    small.height = static_cast<unsigned>(std::clamp(std::floor(height + 0.5), 1.0, 8.0 * widthPx));
-    const std::vector<float> means = Means(image, small.width, small.height);
+    const auto width = static_cast<unsigned>(std::min<std::uint64_t>(widthPx, image.SizeX()));
+    const double exactHeight = static_cast<double>(width) * static_cast<double>(image.SizeY()) * scale.heightNm /
+                               (static_cast<double>(image.SizeX()) * scale.widthNm);
+    const auto height = static_cast<unsigned>(std::clamp(std::floor(exactHeight + 0.5), 1.0, 8.0 * widthPx));
+    const std::vector<float> means = Means(image, width, height);
     std::vector<float> ordered;
     std::copy_if(means.begin(), means.end(), std::back_inserter(ordered), [](float v) { return std::isfinite(v); });
     std::sort(ordered.begin(), ordered.end());
     const float low = ordered.empty() ? 0.0f : ordered[ordered.size() / 100];
     const float high = ordered.empty() ? 1.0f : ordered[ordered.size() - 1 - ordered.size() / 100];
     const float span = high > low ? high - low : 1.0f;
-    small.grey.reserve(means.size());
-    for (const float mean : means) {
+    SmallImage small;
+    small.Resize(width, height, 1);
+    std::transform(means.begin(), means.end(), small.begin(), [&](float mean) {
         // 64 levels: the eye sees no difference in a thumbnail, and the file is half as large.
         const float level = std::isfinite(mean) ? std::clamp((mean - low) / span, 0.0f, 1.0f) : 0.0f;
-        small.grey.push_back(static_cast<std::uint8_t>(std::floor(level * 63.0f + 0.5f) * 255.0f / 63.0f));
-    }
+        return static_cast<std::uint8_t>(std::floor(level * 63.0f + 0.5f) * 255.0f / 63.0f);
+    });
     return small;
 }
 
@@ -87,7 +81,7 @@ std::string PolygonText(const ClosedCurve& outline, double xScale, double yScale
 }
 
 /// A bar of 1, 2 or 5 times a power of ten nanometres, at most a third of the width.
-std::string ScaleBar(double thumbnailNm, unsigned width, unsigned height) {
+std::string ScaleBar(double thumbnailNm, std::uint64_t width, std::uint64_t height) {
     double length = 0.0;
     for (const double unit : {1e-1, 1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7}) {
         for (const double times : {1.0, 2.0, 5.0}) {
@@ -95,41 +89,25 @@ std::string ScaleBar(double thumbnailNm, unsigned width, unsigned height) {
         }
     }
     if (length <= 0.0) return "";
-    const double pixels = length / thumbnailNm * width;
-    const std::string y = FixedText(height - 6.0, 1);
+    const double pixels = length / thumbnailNm * static_cast<double>(width);
+    const std::string y = FixedText(static_cast<double>(height) - 6.0, 1);
     return "<path class=\"bar\" d=\"M6," + y + "h" + FixedText(pixels, 1) + "\"/><text class=\"bar\" x=\"6\" y=\"" +
-           FixedText(height - 12.0, 1) + "\">" + TableNumber(length) + " nm</text>";
+           FixedText(static_cast<double>(height) - 12.0, 1) + "\">" + TableNumber(length) + " nm</text>";
 }
 
 }  // namespace
 
-std::vector<std::uint8_t> GreyPng(const std::vector<std::uint8_t>& grey, unsigned width, unsigned height) {
-    png_image header{};
-    header.version = PNG_IMAGE_VERSION;
-    header.width = width;
-    header.height = height;
-    header.format = PNG_FORMAT_GRAY;
-    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(header);
-    std::vector<std::uint8_t> bytes(size);
-    if (png_image_write_to_memory(&header, bytes.data(), &size, 0, grey.data(), static_cast<png_int_32>(width),
-                                  nullptr) == 0) {
-        throw qvox::ToolkitError(std::string("A thumbnail cannot be made: ") + header.message + ".");
-    }
-    bytes.resize(size);
-    return bytes;
-}
-
 std::string ThumbnailSvg(const qvox::VoxelImage<float>& image, const std::vector<ThumbnailObject>& objects,
                          unsigned widthPx, const std::string& title) {
     const SmallImage small = Reduced(image, widthPx);
-    const std::string width = std::to_string(small.width);
-    const std::string height = std::to_string(small.height);
+    const std::string width = std::to_string(small.SizeX());
+    const std::string height = std::to_string(small.SizeY());
     std::string svg = "<svg class=\"thumbnail\" role=\"img\" aria-label=\"" + HtmlText(title) + "\" width=\"" + width +
                       "\" height=\"" + height + "\" viewBox=\"0 0 " + width + " " + height + "\"><image width=\"" +
-                      width + "\" height=\"" + height + "\" href=\"data:image/png;base64," +
-                      Base64(GreyPng(small.grey, small.width, small.height)) + "\"/>";
-    const double xScale = static_cast<double>(small.width) / static_cast<double>(image.SizeX());
-    const double yScale = static_cast<double>(small.height) / static_cast<double>(image.SizeY());
+                      width + "\" height=\"" + height + "\" href=\"data:image/png;base64," + Base64(EncodePng(small)) +
+                      "\"/>";
+    const double xScale = static_cast<double>(small.SizeX()) / static_cast<double>(image.SizeX());
+    const double yScale = static_cast<double>(small.SizeY()) / static_cast<double>(image.SizeY());
     for (const ThumbnailObject& object : objects) {
         const std::string kind = object.isCounted ? "counted" : "other";
         if (!object.outline.empty()) {
@@ -139,7 +117,7 @@ std::string ThumbnailSvg(const qvox::VoxelImage<float>& image, const std::vector
                FixedText((object.yPx + 0.5) * yScale + 3.0, 1) + "\">" + std::to_string(object.label) + "</text>";
     }
     const double widthNm = static_cast<double>(image.SizeX()) * ScaleOf(image.Resolution()).widthNm;
-    return svg + ScaleBar(widthNm, small.width, small.height) + "</svg>";
+    return svg + ScaleBar(widthNm, small.SizeX(), small.SizeY()) + "</svg>";
 }
 
 unsigned ThumbnailWidth(std::size_t images) { return images <= 24 ? 480 : images <= 120 ? 320 : 240; }

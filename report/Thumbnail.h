@@ -27,7 +27,4 @@ std::string ThumbnailSvg(const qvox::VoxelImage<float>& image, const std::vector
 /// The width for a page with so many images: all thumbnails together stay within some 40 MB.
 unsigned ThumbnailWidth(std::size_t images);
 
-/// Grey levels row by row as the bytes of a PNG file.
-std::vector<std::uint8_t> GreyPng(const std::vector<std::uint8_t>& grey, unsigned width, unsigned height);
-
 }  // namespace Korvane

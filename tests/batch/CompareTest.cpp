@@ -183,6 +183,8 @@ TEST_F(Tune, KeepsTheDefaultsOfOneImageUnlessTheLearntOnesAreAskedFor) {
     ASSERT_EQ(run.status, 0) << run.messages;
     EXPECT_NE(run.output.find("The default parameters are kept: one image"), std::string::npos) << run.output;
     EXPECT_EQ(nlohmann::json::parse(Contents(file)).at("relativeExosomeSize"), 1.0);
+    EXPECT_EQ(nlohmann::json::parse(Contents(file)).at("minObjectDiameterUm"), 0.03);
+    EXPECT_NE(run.output.find("Learnt, but not taken:"), std::string::npos) << run.output;
     const ProgramResult kept = Run({"-o", file, "--overwrite", "--keep-learnt", "--budget", "20", "--panoptic"});
     ASSERT_EQ(kept.status, 0) << kept.messages;
     EXPECT_NE(kept.output.find("Only --evaluations without --budget"), std::string::npos);

@@ -160,6 +160,13 @@ TEST_F(Csv, SaysWhichObjectsCountAndLeavesTheLabelsAsTheyAre) {
     EXPECT_EQ(ferets.output, "label,counted,not_counted_because\r\n3,0,not round\r\n700,0,too large; not round\r\n");
     EXPECT_EQ(rows({"--exclude-edge"}).output, "label,counted,not_counted_because\r\n3,1,\r\n700,1,\r\n");
     EXPECT_EQ(Contents(folder_.File("seg_a.tif")), labels);
+    // One pixel away from the frame.
+    for (std::uint64_t y = 1; y < 9; ++y) {
+        for (std::uint64_t x = 60; x < 70; ++x) drawn(x, y) = 900;
+    }
+    qvox::SaveImageFile(folder_.File("seg_a.tif"), drawn);
+    EXPECT_NE(rows({"--exclude-edge"}).output.find("900,0,at the edge\r\n"), std::string::npos);
+    EXPECT_NE(rows({}).output.find("900,1,\r\n"), std::string::npos);
 }
 
 TEST_F(Csv, RefusesLimitsThatAreNone) {

@@ -124,6 +124,23 @@ TEST_F(Preparation, AnObjectThatWasFilledIsFlaggedInTheTableOfObjectsAndNotCount
     EXPECT_NE(rowOf1(RunProgram(kept)).find(",1,,"), std::string::npos);
 }
 
+TEST_F(Preparation, ARegionGivesTheMeasuresOfTheCroppedFile) {
+    Save(folder_.File("a.tif"), Vesicles());
+    Save(folder_.File("part.tif"), Vesicles()(cv::Rect(60, 40, 300, 280)).clone());
+    const std::vector<std::string> table{"--csv", "-", "--exclude-edge", "--columns",
+                                         "label,diameter_nm,edge_diameter_nm,rim_diameter_nm,touches_edge,counted"};
+    std::vector<std::string> cropped{"detect", folder_.File("part.tif")};
+    cropped.insert(cropped.end(), table.begin(), table.end());
+    std::vector<std::string> region{"--region", "60,40,300,280"};
+    region.insert(region.end(), table.begin(), table.end());
+    const ProgramResult part = RunProgram(cropped);
+    EXPECT_NE(part.output.find(",1,0\r\n"), std::string::npos) << "an object is cut: " << part.output;
+    EXPECT_EQ(Detect(region).output, part.output);
+    // The same of the labels that are there now.
+    region.insert(region.begin(), {"measure", folder_.File("a.tif")});
+    EXPECT_EQ(RunProgram(region).output, part.output);
+}
+
 TEST_F(Preparation, ALabelFileThatWasMadeWithoutItIsNamed) {
     Save(folder_.File("a.tif"), Vesicles());
     Detect({});

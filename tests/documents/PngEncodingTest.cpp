@@ -39,6 +39,21 @@ TEST(PngEncoding, GivesThePixelsBack) {
     EXPECT_EQ(EncodePng(image), bytes);
 }
 
+TEST(PngEncoding, GivesGreyLevelsBack) {
+    qvox::VoxelImage<std::uint8_t> image;
+    image.Resize(3, 2, 1);
+    const std::vector<std::uint8_t> levels{0, 50, 100, 150, 200, 255};
+    std::copy(levels.begin(), levels.end(), image.begin());
+    const std::string bytes = EncodePng(image);
+    png_image read = {};
+    read.version = PNG_IMAGE_VERSION;
+    ASSERT_NE(png_image_begin_read_from_memory(&read, bytes.data(), bytes.size()), 0);
+    EXPECT_EQ(read.format, static_cast<png_uint_32>(PNG_FORMAT_GRAY));
+    std::vector<std::uint8_t> pixels(PNG_IMAGE_SIZE(read));
+    ASSERT_NE(png_image_finish_read(&read, nullptr, pixels.data(), 0, nullptr), 0);
+    EXPECT_EQ(pixels, levels);
+}
+
 TEST(PngEncoding, StoresThePixelSizeInPixelsPerMetre) {
     qvox::VoxelImage<qvox::Rgb8> image = Gradient();
     EXPECT_EQ(EncodePng(image).find("pHYs"), std::string::npos);

@@ -184,6 +184,50 @@ TEST(ReportBuilder, CountsWhatTheSelectionTakes) {
     EXPECT_NE(page.find("<polygon class=\"other\""), std::string::npos);
 }
 
+TEST(ReportBuilder, AnInterruptLeavesThePageAndTheTablesThatAreThere) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    MakeReport(options);
+    std::vector<std::string> before;
+    const std::vector<std::string> files{"report.html", "objects.csv", "summary.csv", "bins.csv"};
+    for (const std::string& name : files) before.push_back(BytesOf(folder.Path() / name));
+    options.existing = ExistingReport::kReplace;
+    options.images.resize(1);
+    options.groups.clear();
+    struct Interrupt {};
+    for (const char* const step : {"Drawing order", "Writing the tables"}) {
+        ReportBuilder builder(options);
+        builder.Add(0, {Discs(4, 12), "the file", {}, {}});
+        const auto interrupt = [step](const wxString& told) {
+            if (told == step) throw Interrupt();
+        };
+        EXPECT_THROW(builder.Write(interrupt), Interrupt);
+        for (std::size_t i = 0; i < files.size(); ++i) EXPECT_EQ(BytesOf(folder.Path() / files[i]), before[i]) << step;
+    }
+}
+
+TEST(ReportBuilder, RefusesAFolderWithFiguresOfOthers) {
+    const korvane_test::TemporaryFolder folder;
+    fs::create_directories(folder.Path() / "figures");
+    std::ofstream(folder.Path() / "figures" / "histogram.svg") << "mine";
+    EXPECT_THROW(ReportBuilder{OptionsFor(folder.Path())}, qvox::ToolkitError);
+    EXPECT_EQ(BytesOf(folder.Path() / "figures" / "histogram.svg"), "mine");
+}
+
+TEST(ReportBuilder, TakesTheAreaOfThePartThatWasAnalysed) {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options = OptionsFor(folder.Path());
+    options.images.resize(1);
+    options.groups.clear();
+    ReportBuilder builder(options);
+    const Position position = Discs(8, 9);
+    builder.Add(0, {position, "the file", {}, {}, nullptr, ImagePart{0, 0, 300, 150}});
+    builder.Write([](const wxString&) {});
+    // 300 x 150 pixels of 2 nm.
+    EXPECT_NE(BytesOf(folder.Path() / "summary.csv").find(",0.18,"), std::string::npos)
+        << BytesOf(folder.Path() / "summary.csv");
+}
+
 TEST(ReportBuilder, DoesNotCountWhatWasFilled) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());

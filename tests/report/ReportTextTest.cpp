@@ -21,7 +21,7 @@ TEST(ReportText, QuotesFieldsThatNeedIt) {
 }
 
 TEST(ReportText, WritesBytesAsText) {
-    const auto encoded = [](const std::string& text) { return Base64({text.begin(), text.end()}); };
+    const auto encoded = [](const std::string& text) { return Base64(text); };
     EXPECT_EQ(encoded(""), "");
     EXPECT_EQ(encoded("f"), "Zg==");
     EXPECT_EQ(encoded("fo"), "Zm8=");

@@ -1,7 +1,6 @@
 #include "Thumbnail.h"
 
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include "ReportText.h"
 
@@ -17,20 +16,6 @@ qvox::VoxelImage<float> Ramp(std::uint64_t width, std::uint64_t height) {
         for (std::uint64_t x = 0; x < width; ++x) image.Row(y)[x] = static_cast<float>(x);
     }
     return image;
-}
-
-TEST(GreyPng, IsReadBackAsItWas) {
-    const std::vector<std::uint8_t> grey{0, 50, 100, 150, 200, 255};
-    const std::vector<std::uint8_t> bytes = GreyPng(grey, 3, 2);
-    png_image header{};
-    header.version = PNG_IMAGE_VERSION;
-    ASSERT_NE(png_image_begin_read_from_memory(&header, bytes.data(), bytes.size()), 0) << header.message;
-    EXPECT_EQ(header.width, 3u);
-    EXPECT_EQ(header.height, 2u);
-    header.format = PNG_FORMAT_GRAY;
-    std::vector<std::uint8_t> read(6);
-    ASSERT_NE(png_image_finish_read(&header, nullptr, read.data(), 0, nullptr), 0) << header.message;
-    EXPECT_EQ(read, grey);
 }
 
 TEST(ThumbnailSvg, ShowsOutlinesNumbersAndAScaleBarAtTheSmallSize) {
