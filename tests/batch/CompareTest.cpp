@@ -44,6 +44,22 @@ protected:
     TemporaryFolder folder_;
 };
 
+TEST_F(Compare, ScoresTheImagesThatDidNotFailAndSaysSo) {
+    std::ofstream(folder_.File("b.tif")) << "no image";
+    const ProgramResult run = Run({"--json", folder_.File("s.json"), folder_.File("b.tif")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.messages.find("the scores are those of the other 1."), std::string::npos) << run.messages;
+    EXPECT_NE(run.output.find("Diameter, found - true: bias 0.00 nm (1 matched).\n"), std::string::npos) << run.output;
+    EXPECT_EQ(nlohmann::json::parse(Contents(folder_.File("s.json"))).at("images").size(), 1u);
+}
+
+TEST_F(Compare, IsToldWhateverCannotBeWritten) {
+    const ProgramResult run = Run({"--csv", "/dev/full", "--overwrite", "--json", folder_.File("s.json")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.output.find("(1 matched)"), std::string::npos) << run.output;
+    EXPECT_EQ(nlohmann::json::parse(Contents(folder_.File("s.json"))).at("images").size(), 1u);
+}
+
 TEST_F(Compare, WritesScoresAndObjects) {
     const ProgramResult run =
         Run({"--json", folder_.File("s.json"), "--csv", folder_.File("s.csv"), "--objects", folder_.File("o.csv")});
