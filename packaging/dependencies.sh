@@ -13,6 +13,7 @@ korvane_run_packages=(
 korvane_test_packages=(
     libgtest-dev libbenchmark-dev xvfb xauth openbox xdotool libx11-dev locales
     qemu-user-static
+    snakemake
 )
 # The fuzz targets; the engine comes with the compiler's run-time library.
 korvane_fuzz_packages=(
