@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "FailureText.h"
+#include "InspectedImage.h"
 #include "PathText.h"
 
 namespace Korvane {
@@ -66,10 +67,13 @@ qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image) {
 }
 
 Position LoadPosition(const wxString& path, const qvox::ReadOptions& options) {
+    return LoadInspected(path, qvox::InspectImageFile(PathBytes(path), options), options);
+}
+
+Position LoadInspected(const wxString& path, const qvox::ImageFileInfo& info, const qvox::ReadOptions& options) {
     const std::string bytes = PathBytes(path);
     Position position;
     position.path = path;
-    const qvox::ImageFileInfo info = qvox::InspectImageFile(bytes, options);
     switch (info.type) {
         case qvox::VoxelType::kUint8:
             LoadConverted<std::uint8_t>(bytes, position.image, options);
