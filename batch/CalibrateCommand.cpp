@@ -152,6 +152,7 @@ void AddCalibrateOptions(CLI::App& command, CalibrateOptions& options) {
         if (!hasTask) throw CLI::RequiredError("--pixel-size or --bar-length-nm");
     });
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunCalibrate(const CalibrateOptions& options, const Streams& streams) {
@@ -160,6 +161,9 @@ int RunCalibrate(const CalibrateOptions& options, const Streams& streams) {
     run.places = options.places;
     run.written = {&ImageFiles::copy};
     run.jobs = options.jobs;
+    run.dryRun.word = "copy";
+    if (options.existing == ExistingLabels::kSkip) run.dryRun.kept = &ImageFiles::copy;
+    run.dryRun.takesAnyType = options.colour != qvox::ColourRule::kRefuse;
     run.work = [&options](ImageJob& job) { CalibrateImage(job, options); };
     run.doneText = [](const ImageOutcome& outcome) { return PixelSizeText(outcome.resolution); };
     return RunImages(run, streams);

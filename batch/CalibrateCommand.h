@@ -17,7 +17,7 @@ struct CalibrateOptions {
     ExistingLabels existing = ExistingLabels::kSkip;
     ExistingPixelSize existingPixelSize = ExistingPixelSize::kRefuse;
     qvox::ColourRule colour = qvox::ColourRule::kRefuse;
-    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+    JobOptions jobs;
 };
 
 void AddCalibrateOptions(CLI::App& command, CalibrateOptions& options);

@@ -6,6 +6,7 @@
 #include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "MeasureCommand.h"
+#include "MergeCommand.h"
 #include "OverlayCommand.h"
 #include "RecordCommand.h"
 #include "ReportCommand.h"
@@ -48,6 +49,7 @@ const std::vector<BatchCommand>& BatchCommands() {
         {"import", "seg_NAME files from label images of other programs",
          Prepare<ImportOptions, AddImportOptions, RunImport>},
         {"info", "Size, voxel type, pixel size and where it was found", Prepare<InfoOptions, AddInfoOptions, RunInfo>},
+        {"merge", "One table, record or report of those of shards", Prepare<MergeOptions, AddMergeOptions, RunMerge>},
         {"record", "How the labels of a folder were made, as one JSON document",
          Prepare<RecordOptions, AddRecordOptions, RunRecordCommand>},
     };

@@ -231,7 +231,8 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
     Findings findings;
     run.work = [&](ImageJob& job) { CompareImage(job, options, findings); };
     const int status = RunImages(run, streams);
-    if (status == kExitInterrupted) return status;
+    const bool endsEarly = status == kExitSomeFailed && options.jobs.afterFailure == AfterFailure::kEnd;
+    if (status == kExitInterrupted || endsEarly) return status;
     ComparisonReport report{findings.Take(), options.threshold};
     if (report.images.empty()) return status;
     // The scores of the others could be taken for those of all.

@@ -26,7 +26,7 @@ struct CompareOptions {
     AnalysisParameters parameters;  ///< of the labels whose record does not tell
     std::optional<UsedFile> parametersFile;
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;
+    JobOptions jobs;
 };
 
 void AddCompareOptions(CLI::App& command, CompareOptions& options);

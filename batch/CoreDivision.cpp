@@ -1,8 +1,20 @@
 #include "CoreDivision.h"
 
 #include <algorithm>
+#include <string>
+
+#include "Processors.h"
 
 namespace Korvane {
+
+CoreShares ShareOut(const JobOptions& jobs) {
+    if (jobs.images && jobs.threads && *jobs.images > *jobs.threads) {
+        throw UsageError("--jobs " + std::to_string(*jobs.images) + " needs as many --threads, not " +
+                         std::to_string(*jobs.threads) + ".");
+    }
+    const unsigned threads = jobs.threads ? *jobs.threads : UsableProcessors();
+    return {jobs.images.value_or(threads), threads};
+}
 
 bool CoreDivision::MayShare() const { return std::min(left_.load(), jobs_) < processors_; }
 

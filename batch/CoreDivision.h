@@ -4,9 +4,20 @@
 #include <cstddef>
 #include <functional>
 
+#include "OptionGroups.h"
 #include "operations/PartRunner.h"
 
 namespace Korvane {
+
+/// How a run uses the processors.
+struct CoreShares {
+    unsigned images;   ///< at a time
+    unsigned threads;  ///< of all of them together
+};
+
+/// What the options ask for; without them, as many of both as the process may use processors. Throws UsageError for
+/// more images at a time than threads.
+CoreShares ShareOut(const JobOptions& jobs);
 
 /// Divides the processors between the images of a run by how many are not done yet: while these are enough to keep all
 /// processors busy, each image takes one thread; once fewer are left, their parts run on all processors.

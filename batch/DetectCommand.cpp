@@ -16,12 +16,14 @@ void AddDetectOptions(CLI::App& command, DetectOptions& options) {
     AddPlace(command, "--stages", options.places.stages, "DIR", "Also write what each stage of detection made");
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunDetect(const DetectOptions& options, const Streams& streams) {
     LabelMaker maker;
     maker.command = "detect";
     maker.verb = "detect the exosomes in";
+    maker.cost = {450.0, 40.0};
     maker.prepare = [&options](ImageJob& job, Position& position) {
         const qvox::VoxelImage<float>& image = position.image;
         // A stack is refused whatever its sizes.

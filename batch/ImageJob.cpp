@@ -6,6 +6,7 @@
 #include "CompleteFile.h"
 #include "ImageRun.h"
 #include "ImageWarnings.h"
+#include "InspectedImage.h"
 #include "Interrupt.h"
 #include "MeasurementTable.h"
 #include "ObjectMeasures.h"
@@ -136,9 +137,10 @@ void ImageJob::KeepLabels(const qvox::LabelImage& labels, const LabelStart& star
 }
 
 Position ImageJob::Load() {
+    turn_.deadline.Check();
     const qvox::ImageFileInfo info = Inspect();
     Position position = DoFileTask(FileTask::kLoadInput, files_.input,
-                                   [this] { return LoadPosition(files_.input, run_.input.reading); });
+                                   [&] { return LoadInspected(files_.input, info, run_.input.reading); });
     SettleResolution(position.image, info);
     position.labels.SetResolution(position.image.Resolution());
     return position;
@@ -239,6 +241,8 @@ ImageOutcome ProcessImage(const ImageRun& run, const ImageFiles& files, const Im
         outcome.state = ImageState::kAbandoned;
     } catch (const ImageFailure& failure) {
         outcome.error = failure.text;
+    } catch (const TimeLimitReached& limit) {
+        outcome.error.message = "Cannot work on '" + files.input + "'! (" + wxString(limit.what()) + ")";
     } catch (...) {
         outcome.error.message =
             "Cannot work on '" + files.input + "'! (" + ExceptionText(std::current_exception(), files.input) + ")";

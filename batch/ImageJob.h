@@ -4,17 +4,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <wx/string.h>
 
+#include "Deadline.h"
 #include "EdgeProfiles.h"
 #include "ExceptionText.h"
 #include "FailureText.h"
+#include "FilePlan.h"
 #include "ImageLoading.h"
-#include "InputList.h"
 #include "OptionGroups.h"
 #include "PathText.h"
 #include "PixelResolution.h"
@@ -82,6 +84,7 @@ auto DoFileTask(FileTask task, const wxString& name, Work work) {
 struct ImageTurn {
     std::size_t number;                ///< its place, from 1
     const qvox::PartRunner& runParts;  ///< runs the parts of its analysis
+    Deadline deadline;
 };
 
 /// The work of one run on one image: the steps that the commands' own work is made of. What fails throws ImageFailure.
@@ -89,12 +92,16 @@ class ImageJob {
 public:
     ImageJob(const ImageRun& run, const ImageFiles& files, const ImageTurn& turn, Progress& progress)
         : run_(run), files_(files), turn_(turn), progress_(progress) {}
+    ImageJob(const ImageJob&) = delete;
+    ImageJob& operator=(const ImageJob&) = delete;
 
     const ImageFiles& Files() const { return files_; }
     wxString Name() const { return FileNameOf(files_.input); }
     /// The image's place in the run, from 1.
     std::size_t Number() const { return turn_.number; }
-    const qvox::PartRunner& RunParts() const { return turn_.runParts; }
+    const qvox::PartRunner& RunParts() const { return runParts_; }
+    /// To be checked between the steps of the work, as long as none of its results is written.
+    const Deadline& TimeLeft() const { return turn_.deadline; }
     Progress& Messages() { return progress_; }
     ImageOutcome& Outcome() { return outcome_; }
     /// How many stages the progress has shown of this image.
@@ -150,6 +157,11 @@ private:
     const ImageFiles& files_;
     ImageTurn turn_;
     Progress& progress_;
+    // Each set of parts begins on the thread of the image, which may leave.
+    qvox::PartRunner runParts_ = [this](std::size_t count, const std::function<void(std::size_t)>& part) {
+        turn_.deadline.Check();
+        turn_.runParts(count, part);
+    };
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ImageOutcome outcome_;
     qvox::VoxelImage<std::uint8_t> excluded_;  // empty: nothing is

@@ -7,8 +7,11 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <functional>
+#include <set>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "CoreDivision.h"
@@ -41,6 +44,21 @@ void MakeFolder(const std::optional<std::string>& folder) {
     }
 }
 
+/// The folders that the run writes into. Those below them mirror the ones of the images.
+void MakeFolders(const ImageRun& run, const FilePlan& plan) {
+    const std::optional<std::string> output = run.written.empty() ? std::nullopt : run.places.output;
+    MakeFolder(output);
+    MakeFolder(run.places.stages);
+    std::set<wxString> subfolders;
+    for (std::size_t i = 0; i < plan.Count(); ++i) {
+        const wxString subfolder = plan.Files(i).subfolder;
+        if (subfolder.empty() || !subfolders.insert(subfolder).second) continue;
+        for (const auto& folder : {output, run.places.stages}) {
+            if (folder) MakeFolder(PathBytes(*FolderFor(folder, subfolder)));
+        }
+    }
+}
+
 void RequireLabelsFolder(const Places& places) {
     std::error_code failure;
     if (places.labels && !std::filesystem::is_directory(*places.labels, failure)) {
@@ -66,38 +84,48 @@ wxString SummaryLine(const States& states) {
     return line + wxString::Format(", %zu of them skipped; --overwrite replaces the files that exist.", skipped);
 }
 
-bool WasInterrupted(const States& states) {
+/// True when images were not begun or not ended.
+bool IsPartial(const States& states) {
     // An interrupt that came after the last image has nothing to cut short.
     return Count(states, ImageState::kNotStarted) + Count(states, ImageState::kAbandoned) > 0;
 }
 
-int StatusOf(const States& states, Progress& progress) {
-    if (WasInterrupted(states)) {
+/// A part of the images may well have none with labels; all of them point to a wrong folder.
+bool HasNoLabels(const ImageRun& run, const States& states) {
+    return !run.input.shard && Count(states, ImageState::kNoLabels) == states.size();
+}
+
+int StatusOf(const ImageRun& run, const States& states, Progress& progress) {
+    if (IsPartial(states) && Interrupted()) {
         progress.Note("Interrupted: what is not done is left as it was.");
         return kExitInterrupted;
     }
     const std::size_t failed = Count(states, ImageState::kFailed);
     if (failed > 0) {
-        progress.Error({wxString::Format("%zu of %zu images failed.", failed, states.size())});
+        wxString text = wxString::Format("%zu of %zu images failed", failed, states.size());
+        const std::size_t notBegun = Count(states, ImageState::kNotStarted);
+        if (notBegun > 0) text += wxString::Format(", %zu were not begun", notBegun);
+        progress.Error({text + "."});
         return kExitSomeFailed;
     }
-    if (Count(states, ImageState::kNoLabels) == states.size()) {
+    if (HasNoLabels(run, states)) {
         progress.Error({"None of the images has labels to work on."});
         return kExitSomeFailed;
     }
     return kExitDone;
 }
 
-TableRun TableRunOf(const States& states) {
-    TableRun run;
-    run.images = states.size();
-    run.failed = Count(states, ImageState::kFailed);
-    run.hasFailed = run.failed > 0 || Count(states, ImageState::kNoLabels) == run.images;
-    return run;
+TableRun TableRunOf(const ImageRun& run, const States& states) {
+    TableRun end;
+    end.images = states.size();
+    end.failed = Count(states, ImageState::kFailed);
+    end.hasFailed = end.failed > 0 || HasNoLabels(run, states);
+    return end;
 }
 
-void WarnOfBrokenRows(const std::vector<ImageFiles>& images, Progress& progress) {
-    for (const ImageFiles& files : images) {
+void WarnOfBrokenRows(const FilePlan& plan, Progress& progress) {
+    for (std::size_t i = 0; i < plan.Count(); ++i) {
+        const ImageFiles files = plan.Files(i);
         const wxString warning = BrokenRowsWarning(files.input);
         if (!warning.empty()) progress.Warning("'" + files.input + "' " + warning);
     }
@@ -115,12 +143,14 @@ struct RunTable {
 bool WriteEnd(const ImageRun& run, const States& states, const std::array<RunTable*, 2>& tables, std::FILE* output,
               Progress& progress) {
     std::vector<wxString> failures;
-    const bool interrupted = WasInterrupted(states);
-    if (run.recorder) failures = run.recorder->Finish(interrupted);
+    const bool isPartial = IsPartial(states);
+    // Each of many shards in one folder would look at the labels of all.
+    const RunDocument document = run.input.shard ? RunDocument::kLeft : RunDocument::kWritten;
+    if (run.recorder) failures = run.recorder->Finish(isPartial, document);
     // A table of a part of the images could be taken for the whole.
     for (RunTable* const table : tables) {
-        if (interrupted) break;
-        const wxString failure = table->place.Write(table->rows, TableRunOf(states), output);
+        if (isPartial) break;
+        const wxString failure = table->place.Write(table->rows, TableRunOf(run, states), output);
         if (!failure.empty()) failures.push_back(failure);
     }
     for (const wxString& failure : failures) progress.Error({failure});
@@ -136,6 +166,44 @@ void TellUnread(const ImageListing& listing, std::size_t withFurtherPages, std::
                                       withFurtherPages, images, withFurtherPages == 1 ? "has" : "have"));
 }
 
+void TellImages(const ImageRun& run, const FilePlan& plan, Progress& progress) {
+    const ImageListing& listing = plan.Listing();
+    const std::string shard = ShardText(run.input.shard, plan.Count(), listing.images.size());
+    if (!shard.empty()) progress.Note(PathText(shard));
+    for (const std::string& link : listing.notEntered) progress.Warning(PathText(link));
+    if (run.MakesTable()) WarnOfBrokenRows(plan, progress);
+}
+
+struct RunRows {
+    RowSpool& table;
+    RowSpool& objects;
+};
+
+/// Works on the images; returns how many of them have pages that were not read.
+std::size_t DoImages(const ImageRun& run, const FilePlan& plan, const CoreShares& shares, const RunRows& rows,
+                     States& states, Progress& progress) {
+    SetOpenCVThreads(static_cast<int>(shares.threads));
+    CoreDivision division(plan.Count(), shares.images, shares.threads);
+    const qvox::PartRunner runParts = [&division](std::size_t count, const std::function<void(std::size_t)>& part) {
+        division.Run(count, part, RunOnOpenCVThreads);
+    };
+    std::atomic<std::size_t> withFurtherPages{0};
+    std::atomic<bool> hasFailed{false};
+    const bool endsEarly = run.jobs.afterFailure == AfterFailure::kEnd;
+    const auto stop = [&] { return Interrupted() || (endsEarly && hasFailed); };
+    RunJobs(plan.Count(), shares.images, stop, [&](std::size_t index) {
+        const ImageTurn turn{index + 1, runParts, Deadline(run.jobs.timeLimitSeconds)};
+        const ImageOutcome outcome = ProcessImage(run, plan.Files(index), turn, progress);
+        division.ImageDone();
+        rows.table.Add(index, outcome.rows);
+        rows.objects.AddText(index, outcome.objectRows);
+        states[index] = outcome.state;
+        if (outcome.state == ImageState::kFailed) hasFailed = true;
+        if (outcome.hasFurtherPages) ++withFurtherPages;
+    });
+    return withFurtherPages;
+}
+
 }  // namespace
 
 bool WriteOut(std::FILE* stream, const std::string& text) {
@@ -144,45 +212,35 @@ bool WriteOut(std::FILE* stream, const std::string& text) {
 }
 
 int RunImages(const ImageRun& run, const Streams& streams) {
-    const ImageListing listing = ExpandInputs(run.input.images, run.input.choice);
-    const std::vector<ImageFiles> images = PlanFiles(run.places, run.written, listing.images);
-    States states(images.size(), ImageState::kNotStarted);
+    const FilePlan plan(run.places, run.written,
+                        run.listing ? *run.listing : ExpandInputs(run.input, run.places.output), run.input.shard);
+    const CoreShares shares = ShareOut(run.jobs);
     RequireLabelsFolder(run.places);
-    if (!run.written.empty()) MakeFolder(run.places.output);
-    MakeFolder(run.places.stages);
-    RequireNamesFit(run.places, run.written, images);
+    if (run.jobs.dryRun) {
+        Progress progress(streams.messages, run.input.verbosity, 0);
+        TellImages(run, plan, progress);
+        return PrintDryRun(run, plan, streams);
+    }
+    MakeFolders(run, plan);
+    RequireNamesFit(plan);
     const bool toOutput = run.withoutTable == WithoutTable::kStandardOutput;
     RunTable table({"measurement table", "measurement table", run.places.table, MeasurementHeader() + "\n"},
-                   run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone, images.size());
+                   run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone, plan.Count());
     RunTable objects(
         {"table of objects", "table of objects with these columns", run.places.csv, run.objectTable.Header()},
-        run.tableRules, TableKind::kNone, images.size());
+        run.tableRules, TableKind::kNone, plan.Count());
     if (table.place.Kind() == TableKind::kStream && objects.place.Kind() == TableKind::kStream) {
         throw UsageError("Only one table can go to the standard output.");
     }
 
-    const unsigned jobs = run.jobs > 0 ? run.jobs : UsableProcessors();
-    SetOpenCVThreads(static_cast<int>(UsableProcessors()));
-    CoreDivision division(images.size(), jobs, UsableProcessors());
-    const qvox::PartRunner runParts = [&division](std::size_t count, const std::function<void(std::size_t)>& part) {
-        division.Run(count, part, RunOnOpenCVThreads);
-    };
-
-    Progress progress(streams.messages, run.input.verbosity, images.size());
-    if (run.MakesTable()) WarnOfBrokenRows(images, progress);
-    std::atomic<std::size_t> withFurtherPages{0};
-    RunJobs(images.size(), jobs, Interrupted, [&](std::size_t index) {
-        const ImageOutcome outcome = ProcessImage(run, images[index], {index + 1, runParts}, progress);
-        division.ImageDone();
-        table.rows.Add(index, outcome.rows);
-        objects.rows.AddText(index, outcome.objectRows);
-        states[index] = outcome.state;
-        if (outcome.hasFurtherPages) ++withFurtherPages;
-    });
+    Progress progress(streams.messages, run.input.verbosity, plan.Count());
+    TellImages(run, plan, progress);
+    States states(plan.Count(), ImageState::kNotStarted);
+    const std::size_t withFurtherPages = DoImages(run, plan, shares, {table.rows, objects.rows}, states, progress);
     EndGrace();
     const bool written = WriteEnd(run, states, {&table, &objects}, streams.output, progress);
-    TellUnread(listing, withFurtherPages, images.size(), progress);
-    const int status = StatusOf(states, progress);
+    TellUnread(plan.Listing(), withFurtherPages, plan.Count(), progress);
+    const int status = StatusOf(run, states, progress);
     if (status == kExitDone && written) progress.Note(SummaryLine(states));
     return status == kExitDone && !written ? kExitSomeFailed : status;
 }

@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "CommandTable.h"
+#include "DryRun.h"
+#include "FilePlan.h"
 #include "ImageJob.h"
-#include "InputList.h"
+#include "ImageList.h"
 #include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "RunRecorder.h"
@@ -25,13 +27,15 @@ wxString ObjectsText(const ImageOutcome& outcome);
 /// A run of one command over images, one job each.
 struct ImageRun {
     InputOptions input;
+    std::optional<ImageListing> listing;  ///< the images of `input`, where they are known
     Places places;
     WrittenFiles written;                                ///< by the jobs
     WithoutTable withoutTable = WithoutTable::kNoTable;  ///< where measurements go when no table file is named
     GivenPixelSize pixelSize;                            ///< beside the files'
     TableRules tableRules;
-    ObjectTable objectTable;                ///< that places.csv gets
-    unsigned jobs = 0;                      ///< at a time; 0: as many as the process may use processors
+    ObjectTable objectTable;  ///< that places.csv gets
+    JobOptions jobs;
+    DryRunRules dryRun;
     std::shared_ptr<RunRecorder> recorder;  ///< of the folders of labels
     std::function<void(ImageJob& job)> work;
     std::function<wxString(const ImageOutcome& outcome)> doneText = ObjectsText;  ///< of an image that is done

@@ -42,9 +42,10 @@ std::string ForeignName(const std::string& pattern, const std::string& image) {
 
 wxString ForeignPath(const ImportOptions& options, const ImageFiles& files) {
     const std::string image = PathBytes(files.input);
-    const std::filesystem::path folder = options.places.labels ? std::filesystem::path(FullPath(*options.places.labels))
-                                                               : std::filesystem::path(image).parent_path();
-    return PathText((folder / ForeignName(options.pattern, image)).string());
+    const std::filesystem::path folder = std::filesystem::path(image).parent_path();
+    const ChosenFolder chosen = FolderFor(options.places.labels, files.subfolder);
+    const std::filesystem::path place = chosen ? std::filesystem::path(PathBytes(*chosen)) : folder;
+    return PathText((place / ForeignName(options.pattern, image)).string());
 }
 
 void ImportImage(ImageJob& job, const ImportOptions& options) {
@@ -110,6 +111,7 @@ void AddImportOptions(CLI::App& command, ImportOptions& options) {
     AddStrict(command, options.recordCheck);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunImport(const ImportOptions& options, const Streams& streams) {
@@ -121,6 +123,9 @@ int RunImport(const ImportOptions& options, const Streams& streams) {
     run.written = {&ImageFiles::labels};
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    run.dryRun.word = "import";
+    run.dryRun.cost = {30.0, 20.0};
+    if (options.existing == ExistingLabels::kSkip) run.dryRun.kept = &ImageFiles::labels;
     run.recorder = std::make_shared<RunRecorder>(RunRecord{"import", std::nullopt, "no label file", {}});
     run.work = [&options](ImageJob& job) { ImportImage(job, options); };
     return RunImages(run, streams);

@@ -14,7 +14,7 @@ struct ImportOptions {
     ExistingLabels existing = ExistingLabels::kSkip;
     RecordCheck recordCheck = RecordCheck::kWarn;
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+    JobOptions jobs;
 };
 
 void AddImportOptions(CLI::App& command, ImportOptions& options);

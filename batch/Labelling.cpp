@@ -39,11 +39,14 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
 wxString PageHint(const Position& position) { return position.image.SizeZ() > 1 ? "; --page N chooses one" : ""; }
 
 void Analyse(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker, Position& position) {
-    StageWriter observer(options.places, job.Files(), position.image.Resolution(), job.Messages());
+    StageWriter observer(options.places, job.Files(), position.image.Resolution(), job.Messages(), job.TimeLeft());
     try {
         maker.analyse(position, observer, job.RunParts());
         job.NoteStages(observer.StagesTold());
     } catch (const RunInterrupted&) {
+        job.NoteStages(observer.StagesTold());
+        throw;
+    } catch (const TimeLimitReached&) {
         job.NoteStages(observer.StagesTold());
         throw;
     } catch (...) {
@@ -76,6 +79,7 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     Preparation preparation(job, options.preparation, position);
     Analyse(job, options, maker, preparation.Prepared() ? *preparation.Prepared() : position);
     if (preparation.Prepared()) preparation.PutBack(position);
+    job.TimeLeft().Check();
     job.RestrictMeasures(std::move(preparation.Excluded()), preparation.Part());
     job.KeepLabels(position.labels,
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
@@ -112,6 +116,11 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
         run.tableRules.existing = ExistingTable::kReplace;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    run.dryRun.word = "analyse";
+    run.dryRun.isAnalysis = true;
+    run.dryRun.cost = maker.cost;
+    run.dryRun.needed = maker.startsFrom;
+    if (!replaces) run.dryRun.kept = &ImageFiles::labels;
     run.recorder = std::make_shared<RunRecorder>(
         RunRecord{maker.command, options.parameters, "no seeds", options.preparation.Text(), options.parametersFile});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };

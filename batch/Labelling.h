@@ -6,6 +6,7 @@
 #include "AnalysisParameters.h"
 #include "CommandTable.h"
 #include "DetectionObserver.h"
+#include "DryRun.h"
 #include "ExistingResults.h"
 #include "ImageJob.h"
 #include "ObjectTable.h"
@@ -30,7 +31,7 @@ struct LabellingOptions {
     std::optional<UsedFile> parametersFile;  ///< that some of them were read from
     PreparationOptions preparation;
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+    JobOptions jobs;
 };
 
 /// --overwrite, --overlay, --strict, --parameters, the analysis parameters and the preparation.
@@ -38,8 +39,9 @@ void AddLabellingOptions(CLI::App& command, LabellingOptions& options);
 
 /// The differences between the commands that make labels.
 struct LabelMaker {
-    const char* command;                         ///< for the record of the run
-    const char* verb;                            ///< "Cannot VERB 'NAME'!"
+    const char* command;  ///< for the record of the run
+    const char* verb;     ///< "Cannot VERB 'NAME'!"
+    RunCost cost;
     wxString ImageFiles::*startsFrom = nullptr;  ///< the file that `prepare` reads, if any
     /// Puts what the analysis starts from into the labels. False when it is missing: the image is left out.
     std::function<bool(ImageJob& job, Position& position)> prepare;

@@ -40,6 +40,7 @@ void AddMeasureOptions(CLI::App& command, MeasureOptions& options) {
     AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunMeasure(const MeasureOptions& options, const Streams& streams) {
@@ -51,6 +52,8 @@ int RunMeasure(const MeasureOptions& options, const Streams& streams) {
     run.objectTable = options.objectTable;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    run.dryRun.word = "measure";
+    run.dryRun.needed = &ImageFiles::seeds;
     run.work = [&options](ImageJob& job) { MeasureImage(job, options); };
     return RunImages(run, streams);
 }

@@ -15,7 +15,7 @@ struct MeasureOptions {
     ObjectTable objectTable;
     PreparationOptions preparation;  ///< that the labels were made with; for the table of objects
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+    JobOptions jobs;
 };
 
 void AddMeasureOptions(CLI::App& command, MeasureOptions& options);

@@ -4,8 +4,11 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <sstream>
+#include <utility>
 
+#include "ListFile.h"
 #include "ParametersFile.h"
 #include "ParseNumber.h"
 #include "ShortestText.h"
@@ -15,23 +18,76 @@ namespace Korvane {
 
 namespace {
 
+constexpr unsigned kMostJobs = 1024;
+
 /// Option names of the parameters, in the order of kParameterRanges.
 constexpr std::array<const char*, kParameterRanges.size()> kParameterOptions{
     {"--edge-contrast", "--area-fraction", "--roundness", "--max-cluster-size", "--exosome-size", "--min-diameter"}};
 
-}  // namespace
+enum class NoImages { kRefused, kTaken };
 
-void AddInput(CLI::App& command, InputOptions& input) {
-    command.add_option("IMAGE", input.images, "TIFF files, or folders of them")->required()->type_name("");
+/// The list is read when the whole line is known: --null may stand behind it.
+void AddList(CLI::App& command, InputOptions& input, NoImages none) {
+    auto* const list = command.add_option("--files-from",
+                                          "More images: a file that names one in each line; - reads "
+                                          "the standard input");
+    list->type_name("FILE");
+    auto* const null = command.add_flag("-0,--null", "The names in this file end in zero bytes");
+    null->needs(list);
+    command.final_callback([&input, list, null, none] {
+        if (list->count() == 0) {
+            if (input.images.empty() && none == NoImages::kRefused) throw CLI::RequiredError("IMAGE");
+            return;
+        }
+        try {
+            ListedImages listed =
+                ReadListFile(list->as<std::string>(), null->count() > 0 ? ListSeparator::kNull : ListSeparator::kLine);
+            input.images.insert(input.images.end(), listed.others.begin(), listed.others.end());
+            input.listed = std::move(listed.files);
+        } catch (const qvox::ToolkitError& error) {
+            throw CLI::ValidationError("--files-from", error.what());
+        }
+    });
+}
+
+/// --recursive, --include and --exclude.
+void AddFolderChoice(CLI::App& command, FolderChoice& choice, const std::string& recursive) {
+    AddSwitch(
+        command, "--recursive", [&choice] { choice.subfolders = Subfolders::kEntered; }, recursive);
     const auto addGlobs = [&command](const char* name, std::vector<std::string>& globs, const char* help) {
         command.add_option(name, globs, help)
             ->type_name("GLOB")
             ->expected(1)
+            ->allow_extra_args(false)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     };
-    addGlobs("--include", input.choice.include,
+    addGlobs("--include", choice.include,
              "Of folders, only files whose names match; \"seg_*\" and the like also take products of earlier runs");
-    addGlobs("--exclude", input.choice.exclude, "Of folders, no files whose names match");
+    addGlobs("--exclude", choice.exclude, "Of folders, no files whose names match");
+}
+
+void AddShard(CLI::App& command, std::optional<Shard>& shard) {
+    const auto take = [&shard](const std::string& text) {
+        try {
+            shard = ParseShard(text, [](const char* name) { return std::getenv(name); });
+        } catch (const qvox::ToolkitError& error) {
+            throw CLI::ValidationError("--shard", error.what());
+        }
+    };
+    command
+        .add_option_function<std::string>("--shard", take,
+                                          "Work on part I of N of the images only; slurm: on that of this array task")
+        ->type_name("I/N");
+}
+
+}  // namespace
+
+void AddInput(CLI::App& command, InputOptions& input) {
+    command.add_option("IMAGE", input.images, "TIFF files, or folders of them")->type_name("");
+    AddList(command, input, NoImages::kRefused);
+    AddFolderChoice(command, input.choice,
+                    "Of folders, also the images in their subfolders; the output folder gets the same subfolders");
+    AddShard(command, input.shard);
     const auto takePage = [&input](const std::string& text) {
         const char* const end = text.data() + text.size();
         const auto result = std::from_chars(text.data(), end, input.reading.page);
@@ -43,10 +99,24 @@ void AddInput(CLI::App& command, InputOptions& input) {
         .add_option_function<std::string>("--page", takePage,
                                           "Read this page of each file (default: the first that is no preview)")
         ->type_name("N");
+    AddVerbosity(command, input.verbosity);
+}
+
+void AddKnownImages(CLI::App& command, InputOptions& input) {
+    command.add_option("--images", input.images, "The images that are to be there: TIFF files, or folders of them")
+        ->type_name("IMAGE")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    AddList(command, input, NoImages::kTaken);
+    AddFolderChoice(command, input.choice, "Of folders, also the images in their subfolders");
+}
+
+void AddVerbosity(CLI::App& command, Verbosity& verbosity) {
     auto* quiet = command.add_flag_callback(
-        "--quiet", [&input] { input.verbosity = Verbosity::kQuiet; }, "Say nothing but warnings and errors");
+        "--quiet", [&verbosity] { verbosity = Verbosity::kQuiet; }, "Say nothing but warnings and errors");
     auto* verbose = command.add_flag_callback(
-        "--verbose", [&input] { input.verbosity = Verbosity::kVerbose; }, "Tell each step and level");
+        "--verbose", [&verbosity] { verbosity = Verbosity::kVerbose; }, "Tell each step and level");
     quiet->excludes(verbose);
 }
 
@@ -180,18 +250,42 @@ void AddPixelSizeChoice(CLI::App& command, GivenPixelSize& given) {
     always->excludes(missing);
 }
 
-void AddJobs(CLI::App& command, unsigned& jobs) {
-    const auto take = [&jobs](const std::string& text) {
-        const char* const end = text.data() + text.size();
-        const auto result = std::from_chars(text.data(), end, jobs);
-        if (result.ec != std::errc() || result.ptr != end || jobs < 1 || jobs > 1024) {
-            throw CLI::ValidationError("--jobs", "needs a whole number from 1 to 1024, not '" + text + "'");
+void AddJobs(CLI::App& command, JobOptions& jobs) {
+    const auto addCount = [&command](const char* name, std::optional<unsigned>& count, const char* help) {
+        const auto take = [name, &count](const std::string& text) {
+            count = ParseNumber<unsigned>(text);
+            if (!count || *count < 1 || *count > kMostJobs) {
+                throw CLI::ValidationError(name, "needs a whole number from 1 to 1024, not '" + text + "'");
+            }
+        };
+        command.add_option_function<std::string>(name, take, help)->type_name("N");
+    };
+    addCount("--jobs", jobs.images, "Images worked on at a time (default: as many as threads)");
+    addCount("--threads", jobs.threads,
+             "Threads of all images together (default: the processors that the process may use)");
+    auto* const ends = command.add_flag_callback(
+        "--fail-fast", [&jobs] { jobs.afterFailure = AfterFailure::kEnd; },
+        "Begin no image after one has failed; then no table is written");
+    command
+        .add_flag_callback(
+            "--keep-going", [&jobs] { jobs.afterFailure = AfterFailure::kGoOn; },
+            "Work on the others when an image fails (the default)")
+        ->excludes(ends);
+    const auto takeLimit = [&jobs](const std::string& text) {
+        jobs.timeLimitSeconds = ParseNumber<double>(text);
+        if (!jobs.timeLimitSeconds || !(*jobs.timeLimitSeconds > 0.0) || !std::isfinite(*jobs.timeLimitSeconds)) {
+            throw CLI::ValidationError("--time-limit", "needs seconds above 0, not '" + text + "'");
         }
     };
     command
-        .add_option_function<std::string>("--jobs", take,
-                                          "Images worked on at a time (default: the processors that may be used)")
-        ->type_name("N");
+        .add_option_function<std::string>("--time-limit", takeLimit,
+                                          "An image that takes longer fails; the others are done")
+        ->type_name("SECONDS");
+}
+
+void AddDryRun(CLI::App& command, JobOptions& jobs) {
+    command.add_flag("--dry-run", jobs.dryRun,
+                     "Write nothing: print what would be done with each image, and how long it may take");
 }
 
 void AddSwitch(CLI::App& command, const std::string& name, const std::function<void()>& action,

@@ -9,6 +9,7 @@
 #include "AnalysisParameters.h"
 #include "FileDigest.h"
 #include "ImageList.h"
+#include "Shard.h"
 #include "files/ImageFile.h"
 
 namespace CLI {
@@ -34,7 +35,9 @@ enum class RecordCheck { kWarn, kStrict };
 /// The images of a run. Paths are the file system's bytes.
 struct InputOptions {
     std::vector<std::string> images;  ///< files and folders, as given
+    std::vector<std::string> listed;  ///< files of a list, after those
     FolderChoice choice;              ///< of the folders' files
+    std::optional<Shard> shard;       ///< the part of them that is worked on; none: all
     qvox::ReadOptions reading;        ///< which page of each file
     Verbosity verbosity = Verbosity::kNormal;
 };
@@ -67,8 +70,13 @@ struct OverlayStyle {
     bool scaleBar = false;  ///< in nanometres, in the lower right corner
 };
 
-/// IMAGE, --include, --exclude, --page, --quiet and --verbose.
+/// IMAGE, --files-from, --null, --recursive, --shard, --include, --exclude, --page, --quiet and --verbose.
 void AddInput(CLI::App& command, InputOptions& input);
+/// The same images without working on them: --images, --files-from, --null, --recursive, --include and --exclude; none
+/// may be given.
+void AddKnownImages(CLI::App& command, InputOptions& input);
+/// --quiet and --verbose.
+void AddVerbosity(CLI::App& command, Verbosity& verbosity);
 
 /// An option that names a folder or a file; "-o,--output" for one with a short name, `type` for the help.
 void AddPlace(CLI::App& command, const std::string& names, std::optional<std::string>& place, const std::string& type,
@@ -102,8 +110,26 @@ void AddPixelSize(CLI::App& command, std::optional<double>& pixelSizeNm, const s
 /// --pixel-size and --pixel-size-if-missing, of which one may be given.
 void AddPixelSizeChoice(CLI::App& command, GivenPixelSize& given);
 
-/// --jobs.
-void AddJobs(CLI::App& command, unsigned& jobs);
+/// What a failed image means to the images after it.
+enum class AfterFailure {
+    kGoOn,
+    kEnd,  ///< none is begun any more
+};
+
+/// How a run goes about its images.
+struct JobOptions {
+    std::optional<unsigned> images;   ///< at a time; none: as many as threads
+    std::optional<unsigned> threads;  ///< of all images together; none: the processors that may be used
+    AfterFailure afterFailure = AfterFailure::kGoOn;
+    std::optional<double> timeLimitSeconds;  ///< of each image
+    bool dryRun = false;                     ///< only say what would be done
+};
+
+/// --jobs, --threads, --fail-fast, --keep-going and --time-limit.
+void AddJobs(CLI::App& command, JobOptions& jobs);
+
+/// --dry-run.
+void AddDryRun(CLI::App& command, JobOptions& jobs);
 
 /// A switch that calls `action` where it is given.
 void AddSwitch(CLI::App& command, const std::string& name, const std::function<void()>& action,

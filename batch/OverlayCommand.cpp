@@ -29,6 +29,7 @@ void AddOverlayOptions(CLI::App& command, OverlayOptions& options) {
     AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunOverlay(const OverlayOptions& options, const Streams& streams) {
@@ -38,6 +39,8 @@ int RunOverlay(const OverlayOptions& options, const Streams& streams) {
     run.written = {&ImageFiles::picture};
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    run.dryRun.word = "draw";
+    if (options.style.look != OverlayLook::kRaw) run.dryRun.needed = &ImageFiles::seeds;
     run.work = [&options](ImageJob& job) { DrawExisting(job, options); };
     return RunImages(run, streams);
 }

@@ -12,7 +12,7 @@ struct OverlayOptions {
     OverlayStyle style;
     PreparationOptions preparation;  ///< that the labels were made with; for rims
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+    JobOptions jobs;
 };
 
 void AddOverlayOptions(CLI::App& command, OverlayOptions& options);

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "FilePlan.h"
 #include "ImageList.h"
-#include "InputList.h"
 #include "PathText.h"
 #include "files/AtomicFile.h"
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
@@ -93,10 +94,13 @@ std::vector<std::string> RecordIndex::Labels() const {
 }
 
 std::string RecordIndex::Line(const Place& place) const {
-    std::ifstream file(RecordPath(folder_), std::ios::binary);
     std::string line(place.length, '\0');
-    file.seekg(static_cast<std::streamoff>(place.offset));
-    file.read(line.data(), static_cast<std::streamsize>(line.size()));
+    const int file = ::open(RecordPath(folder_).c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) return {};
+    // A shorter line is no entry any more.
+    const ssize_t got = ::pread(file, line.data(), line.size(), static_cast<off_t>(place.offset));
+    ::close(file);
+    line.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     return line;
 }
 

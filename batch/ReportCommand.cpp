@@ -13,10 +13,13 @@
 #include "CsvOptions.h"
 #include "ImageGroups.h"
 #include "ImageRun.h"
+#include "InputList.h"
 #include "Interrupt.h"
 #include "ParseNumber.h"
 #include "Progress.h"
 #include "RecordLog.h"
+#include "ReportPart.h"
+#include "ReportWriting.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -121,11 +124,28 @@ std::string ReadText(const std::string& path) {
     return text;
 }
 
-ReportOptions OptionsFor(const ReportCommandOptions& options, const std::vector<std::string>& images) {
+/// Keeps the images of the shard. Groups are those of all images.
+void TakeShard(ReportOptions& report, const ImageListing& listing, const Shard& shard) {
+    ReportShare share;
+    share.name = std::to_string(shard.number) + "/" + std::to_string(shard.count);
+    share.imagesOfAll = listing.images.size();
+    std::vector<std::size_t> groups;
+    for (std::size_t i = 0; i < listing.images.size(); ++i) {
+        if (!shard.Holds(listing.keys[i])) continue;
+        std::swap(report.images[share.places.size()], report.images[i]);
+        if (!report.groupOfImage.empty()) groups.push_back(report.groupOfImage[i]);
+        share.places.push_back(i);
+    }
+    report.images.resize(share.places.size());
+    report.groupOfImage = std::move(groups);
+    report.share = std::move(share);
+}
+
+ReportOptions OptionsFor(const ReportCommandOptions& options, const ImageListing& listing) {
     ReportOptions report;
     report.folder = FullPath(options.folder);
     std::vector<std::string> texts;
-    for (const std::string& image : images) {
+    for (const std::string& image : listing.images) {
         report.images.push_back(PathText(image));
         texts.push_back(report.images.back().utf8_string());
     }
@@ -138,14 +158,14 @@ ReportOptions OptionsFor(const ReportCommandOptions& options, const std::vector<
     report.selection = options.selection;
     report.binWidthNm = options.binWidthNm;
     report.existing = options.existing;
+    if (options.input.shard) TakeShard(report, listing, *options.input.shard);
     return report;
 }
 
 /// A report that cannot be begun is a matter of what was asked for.
-std::unique_ptr<ReportBuilder> Begin(const ReportCommandOptions& options) {
-    const ImageListing listing = ExpandInputs(options.input.images, options.input.choice);
+std::unique_ptr<ReportBuilder> Begin(const ReportCommandOptions& options, const ImageListing& listing) {
     try {
-        return std::make_unique<ReportBuilder>(OptionsFor(options, listing.images));
+        return std::make_unique<ReportBuilder>(OptionsFor(options, listing));
     } catch (const qvox::ToolkitError& error) {
         throw UsageError(error.what());
     }
@@ -153,20 +173,16 @@ std::unique_ptr<ReportBuilder> Begin(const ReportCommandOptions& options) {
 
 bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, const Streams& streams) {
     Progress progress(streams.messages, options.input.verbosity, 0);
-    const wxString folder = PathText(FullPath(options.folder));
+    const std::string folder = FullPath(options.folder);
+    if (!options.input.shard) return WriteWholeReport(builder, folder, progress);
     try {
-        const wxString missing = builder.Write([&progress](const wxString& step) {
-            if (Interrupted()) throw RunInterrupted();
-            progress.Note(step + ".");
-        });
-        if (!missing.empty()) progress.Warning(missing + ".");
-        progress.Note("The report is '" + JoinPath(folder, kReportPage) + "'.");
+        builder.WritePart();
+        progress.Note("The part of the report is '" + PathText(folder + "/" + kReportPartName) +
+                      "'; merge makes the report of all parts.");
         return true;
-    } catch (const RunInterrupted&) {
-        progress.Warning("Interrupted: no report is written.");
-        return false;
     } catch (const qvox::ToolkitError& error) {
-        progress.Error({"Cannot write the report '" + folder + "'! (" + PathText(error.what()) + ")"});
+        progress.Error(
+            {"Cannot write the part of the report '" + PathText(folder) + "'! (" + PathText(error.what()) + ")"});
         return false;
     }
 }
@@ -203,10 +219,11 @@ void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
 }
 
 int RunReport(const ReportCommandOptions& options, const Streams& streams) {
-    const std::unique_ptr<ReportBuilder> builder = Begin(options);
-    Records records;
     ImageRun run;
     run.input = options.input;
+    run.listing = ExpandInputs(options.input, options.folder);
+    const std::unique_ptr<ReportBuilder> builder = Begin(options, *run.listing);
+    Records records;
     run.places.labels = options.labels;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
@@ -216,13 +233,18 @@ int RunReport(const ReportCommandOptions& options, const Streams& streams) {
         } catch (const ImageFailure& failure) {
             builder->LeaveOut(job.Number() - 1, failure.text.Lines());
             throw;
+        } catch (const TimeLimitReached& limit) {
+            builder->LeaveOut(job.Number() - 1, limit.what());
+            throw;
         } catch (...) {
             builder->LeaveOut(job.Number() - 1, ExceptionText(std::current_exception(), job.Files().input));
             throw;
         }
     };
     const int status = RunImages(run, streams);
-    if (status == kExitInterrupted || !builder->HasImages()) return status;
+    if (status == kExitSomeFailed && options.jobs.afterFailure == AfterFailure::kEnd) return status;
+    // A part without an image says that none is missing.
+    if (status == kExitInterrupted || !(builder->HasImages() || options.input.shard)) return status;
     const bool isWritten = WriteReport(*builder, options, streams);
     // An interrupt ends gnuplot too.
     if (Interrupted()) return kExitInterrupted;

@@ -23,7 +23,7 @@ struct ReportCommandOptions {
     std::optional<UsedFile> parametersFile;  ///< with the parameters that the labels should have been made with
     PreparationOptions preparation;  ///< that the labels were made with: its pixels are not measured
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+    JobOptions jobs;
 };
 
 void AddReportOptions(CLI::App& command, ReportCommandOptions& options);

@@ -39,14 +39,11 @@ void RequireNameFits(NameLimits& limits, const wxString& path, const wxString& i
 
 }  // namespace
 
-void RequireNamesFit(const Places& places, const WrittenFiles& written, const std::vector<ImageFiles>& images) {
+void RequireNamesFit(const FilePlan& plan) {
     NameLimits limits;
-    for (const ImageFiles& files : images) {
-        for (const auto file : written) RequireNameFits(limits, files.*file, files.input);
-        if (!places.stages) continue;
-        for (const DetectionStageRow& row : kDetectionStages) {
-            if (!row.filePrefix.empty()) RequireNameFits(limits, StagePath(places, files, row.stage), files.input);
-        }
+    for (std::size_t i = 0; i < plan.Count(); ++i) {
+        const ImageFiles files = plan.Files(i);
+        for (const wxString& path : plan.WrittenFor(files)) RequireNameFits(limits, path, files.input);
     }
 }
 

@@ -93,6 +93,7 @@ void AddRoisOptions(CLI::App& command, RoisOptions& options) {
     AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunRois(const RoisOptions& options, const Streams& streams) {
@@ -102,6 +103,8 @@ int RunRois(const RoisOptions& options, const Streams& streams) {
     run.written = {FileOf(options.format)};
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    run.dryRun.word = "write";
+    run.dryRun.needed = &ImageFiles::seeds;
     run.work = [&options](ImageJob& job) { WriteRegionsOf(job, options); };
     return RunImages(run, streams);
 }

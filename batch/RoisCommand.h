@@ -17,7 +17,7 @@ struct RoisOptions {
     RegionOutline outline = RegionOutline::kLabel;
     PreparationOptions preparation;  ///< that the labels were made with; for edges and rims
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;  ///< 0: as many as the process may use processors
+    JobOptions jobs;
 };
 
 void AddRoisOptions(CLI::App& command, RoisOptions& options);

@@ -18,8 +18,13 @@ namespace Korvane {
 
 namespace {
 
-/// The shortest decimal of single precision: files store no more.
-std::optional<double> InNm(float perUm) {
+std::string FolderBytes(const ImageFiles& files) { return PathBytes(FolderOf(files.labels)); }
+
+std::string LabelsName(const ImageFiles& files) { return FileNameOf(files.labels).utf8_string(); }
+
+}  // namespace
+
+std::optional<double> PixelSizeInNm(float perUm) {
     if (!(perUm > 0.0f)) return std::nullopt;
     std::array<char, 64> text;
     // The quotient in double precision, rounded once.
@@ -29,12 +34,6 @@ std::optional<double> InNm(float perUm) {
     std::from_chars(text.data(), end, number);
     return number;
 }
-
-std::string FolderBytes(const ImageFiles& files) { return PathBytes(FolderOf(files.labels)); }
-
-std::string LabelsName(const ImageFiles& files) { return FileNameOf(files.labels).utf8_string(); }
-
-}  // namespace
 
 std::string TimeText() {
     const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -57,7 +56,7 @@ RecordEntry RunRecorder::Entry(const ImageFiles& files, const ImageOutcome& outc
     entry.parametersFile = record_.parametersFile;
     entry.preparation = record_.preparation;
     entry.prepared = outcome.prepared;
-    entry.pixelSize = {InNm(outcome.resolution.x), InNm(outcome.resolution.y)};
+    entry.pixelSize = {PixelSizeInNm(outcome.resolution.x), PixelSizeInNm(outcome.resolution.y)};
     // A size that was given is recorded as it was given, not as the quotient of its single-precision inverse.
     if (outcome.givenPixelSizeNm) entry.pixelSize = {outcome.givenPixelSizeNm, outcome.givenPixelSizeNm};
     entry.pixelSizeSource = outcome.resolutionSource.utf8_string();
@@ -106,14 +105,14 @@ bool RunRecorder::Knows(const ImageFiles& files) {
     return IndexOf(files).Newest(LabelsName(files)).has_value();
 }
 
-std::vector<wxString> RunRecorder::Finish(bool interrupted) {
+std::vector<wxString> RunRecorder::Finish(bool interrupted, RunDocument document) {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (auto& [path, folder] : folders_) {
         if (!folder.hasEntries) continue;
         try {
             RecordLock record(path);
             record.Append(RunLine({record_.command, record_.parameters, kVersion, kCommit, started_, interrupted}));
-            WriteDocument(record, path);
+            if (document == RunDocument::kWritten) WriteDocument(record, path);
         } catch (...) {
             NoteFailure(folder);
         }

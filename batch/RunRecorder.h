@@ -9,7 +9,7 @@
 #include <wx/string.h>
 
 #include "AnalysisParameters.h"
-#include "InputList.h"
+#include "FilePlan.h"
 #include "RecordLog.h"
 
 namespace Korvane {
@@ -24,6 +24,13 @@ struct RunRecord {
     std::string preparation;   ///< the options of it; empty without any
     std::optional<UsedFile> parametersFile = {};  ///< that some of the parameters were read from
 };
+
+/// Nanometres of pixels per micrometre, as the shortest decimal of single precision: files store no more. None where
+/// the number is not above 0.
+std::optional<double> PixelSizeInNm(float perUm);
+
+/// Whether the end of a run writes korvane-run.json.
+enum class RunDocument { kWritten, kLeft };
 
 /// The present time, UTC, ISO 8601.
 std::string TimeText();
@@ -46,9 +53,10 @@ public:
     /// True when the record knows the label file's name, however it was made.
     bool Knows(const ImageFiles& files);
 
-    /// Notes the end of the run in each folder that it wrote into, and prints their records to korvane-run.json.
-    /// Returns the texts of everything that could not be recorded.
-    std::vector<wxString> Finish(bool interrupted);
+    /// Notes the end of the run in each folder that it wrote into, and where asked for prints their records to
+    /// korvane-run.json, which looks at every label file of the folder. Returns the texts of everything that could not
+    /// be recorded.
+    std::vector<wxString> Finish(bool interrupted, RunDocument document = RunDocument::kWritten);
 
 private:
     struct Folder {

@@ -28,12 +28,14 @@ void AddSegmentOptions(CLI::App& command, SegmentOptions& options) {
     AddLabellingOptions(command, options);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunSegment(const SegmentOptions& options, const Streams& streams) {
     LabelMaker maker;
     maker.command = "segment";
     maker.verb = "segment the exosomes in";
+    maker.cost = {150.0, 32.0};
     maker.startsFrom = &ImageFiles::seeds;
     maker.prepare = ReadSeeds;
     maker.analyse = [&options](Position& position, DetectionObserver&, const qvox::PartRunner& run) {

@@ -6,20 +6,17 @@
 
 namespace Korvane {
 
-namespace {
+StageWriter::StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
+                         Progress& progress, const Deadline& deadline)
+    : places_(places), files_(files), resolution_(resolution), progress_(progress), deadline_(deadline) {}
 
-void LeaveWhenInterrupted() {
+void StageWriter::LeaveInTime() const {
     if (Interrupted()) throw RunInterrupted();
+    deadline_.Check();
 }
 
-}  // namespace
-
-StageWriter::StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
-                         Progress& progress)
-    : places_(places), files_(files), resolution_(resolution), progress_(progress) {}
-
 void StageWriter::BeginStage(DetectionStage stage, const StageProgress& progress) {
-    LeaveWhenInterrupted();
+    LeaveInTime();
     progressValue_ = progress.value;
     ++stagesTold_;
     progress_.StageBegun();
@@ -27,7 +24,7 @@ void StageWriter::BeginStage(DetectionStage stage, const StageProgress& progress
 }
 
 void StageWriter::Trace(const std::string& line) {
-    LeaveWhenInterrupted();
+    LeaveInTime();
     progress_.Trace(FileNameOf(files_.input) + ": " + wxString::FromUTF8(line));
 }
 

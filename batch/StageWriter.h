@@ -2,18 +2,20 @@
 
 #include <cstddef>
 
+#include "Deadline.h"
 #include "DetectionObserver.h"
-#include "InputList.h"
+#include "FilePlan.h"
 #include "Progress.h"
 
 namespace Korvane {
 
 /// Observes the detection of one image: moves the progress bar, passes trace lines on, writes the stages' maps when
-/// they are asked for, and leaves detection with RunInterrupted when the run was interrupted.
+/// they are asked for, and leaves detection with RunInterrupted when the run was interrupted, with TimeLimitReached
+/// when the image's time is over.
 class StageWriter : public DetectionObserver {
 public:
     StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
-                Progress& progress);
+                Progress& progress, const Deadline& deadline);
 
     /// How often a stage was announced.
     std::size_t StagesTold() const { return stagesTold_; }
@@ -27,6 +29,7 @@ public:
     void StageLabels(DetectionStage stage, const qvox::LabelImage& map) override;
 
 private:
+    void LeaveInTime() const;
     template <typename T>
     void Save(DetectionStage stage, const qvox::VoxelImage<T>& map);
 
@@ -34,6 +37,7 @@ private:
     const ImageFiles& files_;
     qvox::PixelResolution resolution_;
     Progress& progress_;
+    const Deadline& deadline_;
     std::size_t stagesTold_ = 0;
     int progressValue_ = 0;
 };

@@ -30,19 +30,19 @@ void CheckTruth(const std::string& folder, InputOptions& input) {
 }
 
 bool IsTruthOf(const ImageJob& job, const std::string& folder, const wxString& labels) {
-    const wxString own = SegResultPath(job.Files().input, PathText(FullPath(folder)));
+    const wxString own = SegResultPath(job.Files().input, FolderFor(folder, job.Files().subfolder));
     std::error_code unreachable;
     return std::filesystem::equivalent(PathBytes(own), PathBytes(labels), unreachable);
 }
 
 bool ReadTruth(ImageJob& job, const std::string& folder, qvox::LabelImage& truth) {
-    const wxString own = SegResultPath(job.Files().input, PathText(FullPath(folder)));
+    const wxString own = SegResultPath(job.Files().input, FolderFor(folder, job.Files().subfolder));
     if (DoFileTask(FileTask::kLoadResults, own, [&] { return LoadLabels(own, truth); }) == LabelsFound::kLoaded) {
         return true;
     }
     const std::filesystem::path image(PathBytes(job.Files().input));
-    const std::filesystem::path other =
-        std::filesystem::path(FullPath(folder)) / (image.stem().string() + kTruthEnding);
+    const std::filesystem::path other = std::filesystem::path(PathBytes(*FolderFor(folder, job.Files().subfolder))) /
+                                        (image.stem().string() + kTruthEnding);
     std::error_code unreachable;
     if (!std::filesystem::exists(other, unreachable)) {
         job.Warn("is left out: there is neither '" + own + "' nor '" + PathText(other.string()) + "'.");

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "CoreDivision.h"
 #include "ImageRun.h"
 #include "Interrupt.h"
 #include "LabelExtents.h"
@@ -213,7 +214,7 @@ int RunTune(const TuneOptions& options, const Streams& streams) {
     if (status != kExitDone) return status;
 
     const std::vector<TrainingImage> images = lessons.Take();
-    const unsigned jobs = options.jobs > 0 ? options.jobs : UsableProcessors();
+    const unsigned jobs = ShareOut(options.jobs).images;
     SetOpenCVThreads(1);
     Steps steps(options, streams);
     TuningOptions tuning;

@@ -25,7 +25,7 @@ struct TuneOptions {
     std::size_t evaluations = 200;
     std::optional<double> budgetSeconds;
     GivenPixelSize pixelSize;
-    unsigned jobs = 0;
+    JobOptions jobs;
 };
 
 void AddTuneOptions(CLI::App& command, TuneOptions& options);

@@ -1,7 +1,5 @@
 #include "WorkQueue.h"
 
-#include <sched.h>
-
 #include <algorithm>
 #include <atomic>
 #include <system_error>
@@ -9,14 +7,6 @@
 #include <vector>
 
 namespace Korvane {
-
-unsigned UsableProcessors() {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    // The fixed-size mask is refused on machines of more than 1024 processors; the count of all is then as good.
-    if (sched_getaffinity(0, sizeof(set), &set) == 0) return static_cast<unsigned>(std::max(1, CPU_COUNT(&set)));
-    return std::max(1u, std::thread::hardware_concurrency());
-}
 
 void RunJobs(std::size_t count, unsigned workers, const std::function<bool()>& stop,
              const std::function<void(std::size_t)>& work) {

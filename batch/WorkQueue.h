@@ -5,9 +5,6 @@
 
 namespace Korvane {
 
-/// Processors that this process may run on, at least 1.
-unsigned UsableProcessors();
-
 /// Calls work(i) once for each i below `count`, at most `workers` at a time, started in ascending order, until all are
 /// done or `stop` says true. Returns when the last call has. `work` must not throw; with one worker, or when the system
 /// gives no thread, it runs on the calling thread.

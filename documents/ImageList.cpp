@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
-#include <set>
 #include <string_view>
 #include <system_error>
+#include <unordered_map>
 #include <utility>
 
 #include "ProductNames.h"
@@ -35,9 +35,7 @@ bool EndsWithAnyCase(const std::string& text, std::string_view ending) {
                       [](char wanted, char found) { return wanted == Lower(found); });
 }
 
-bool IsImageName(const std::string& name) {
-    return name.front() != '.' && (EndsWithAnyCase(name, ".tif") || EndsWithAnyCase(name, ".tiff"));
-}
+bool IsImageName(const std::string& name) { return name.front() != '.' && HasImageEnding(name); }
 
 bool Matches(const std::string& name, const std::string& pattern) {
     return ::fnmatch(pattern.c_str(), name.c_str(), FNM_NOESCAPE) == 0;
@@ -68,34 +66,123 @@ std::string CountText(std::size_t number, const char* one, const char* several) 
     return std::to_string(number) + " " + (number == 1 ? one : several);
 }
 
-/// The images of a folder. What is left out is counted in `listing`.
-std::vector<std::string> ImagesOfFolder(const std::string& folder, const FolderChoice& choice, ImageListing& listing) {
-    ImageListing here;
-    std::error_code failure;
-    std::filesystem::directory_iterator entry(folder, failure);
-    while (!failure && entry != std::filesystem::directory_iterator()) {
-        std::error_code vanished;
-        const std::string name = entry->path().filename().string();
-        if (IsImageName(name) && !entry->is_directory(vanished)) {
-            const Verdict verdict = Judge(name, choice);
-            if (verdict == Verdict::kTaken) here.images.push_back(name);
-            if (verdict == Verdict::kProduct) ++here.products;
-            if (verdict == Verdict::kUnchosen) ++here.unchosen;
+/// The images of a folder and, where they are entered, of its subfolders.
+class FolderWalk {
+public:
+    struct Image {
+        std::string subfolder;
+        std::string name;
+    };
+
+    FolderWalk(std::string folder, const FolderChoice& choice) : folder_(std::move(folder)), choice_(choice) {
+        std::error_code unreachable;
+        root_ = std::filesystem::canonical(folder_, unreachable);
+        if (!choice.results.empty()) results_ = std::filesystem::weakly_canonical(choice.results, unreachable);
+        Enter({});
+    }
+
+    std::vector<Image> images;
+    ImageListing others;  ///< what is left out
+
+private:
+    void Enter(const std::filesystem::path& subfolder) {
+        const std::filesystem::path here = std::filesystem::path(folder_) / subfolder;
+        std::vector<std::string> names;
+        std::vector<std::string> folders;
+        std::error_code failure;
+        std::filesystem::directory_iterator entry(subfolder.empty() ? std::filesystem::path(folder_) : here, failure);
+        while (!failure && entry != std::filesystem::directory_iterator()) {
+            std::error_code vanished;
+            const std::string name = entry->path().filename().string();
+            if (entry->is_directory(vanished)) {
+                if (IsEntered(*entry, subfolder / name)) folders.push_back(name);
+            } else if (IsImageName(name)) {
+                Take(name, names);
+            }
+            entry.increment(failure);
         }
-        entry.increment(failure);
+        if (failure) {
+            throw qvox::ToolkitError("The folder '" + (subfolder.empty() ? folder_ : here.string()) +
+                                     "' cannot be read: " + failure.message() + ".");
+        }
+        std::sort(names.begin(), names.end(), NaturalLess);
+        std::sort(folders.begin(), folders.end(), NaturalLess);
+        for (std::string& name : names) images.push_back({subfolder.string(), std::move(name)});
+        for (const std::string& folder : folders) Enter(subfolder / folder);
     }
-    if (failure) throw qvox::ToolkitError("The folder '" + folder + "' cannot be read: " + failure.message() + ".");
-    if (here.images.empty()) {
-        const std::string leftOut = LeftOutText(here);
-        throw qvox::ToolkitError("The folder '" + folder + "' holds no image (*.tif, *.tiff)." +
-                                 (leftOut.empty() ? "" : " " + leftOut + " A file that is named is always taken."));
+
+    void Take(const std::string& name, std::vector<std::string>& names) {
+        const Verdict verdict = Judge(name, choice_);
+        if (verdict == Verdict::kTaken) names.push_back(name);
+        if (verdict == Verdict::kProduct) ++others.products;
+        if (verdict == Verdict::kUnchosen) ++others.unchosen;
     }
-    listing.products += here.products;
-    listing.unchosen += here.unchosen;
-    std::sort(here.images.begin(), here.images.end(), NaturalLess);
-    for (std::string& name : here.images) name = (std::filesystem::path(folder) / name).string();
-    return here.images;
+
+    bool IsEntered(const std::filesystem::directory_entry& entry, const std::filesystem::path& subfolder) {
+        if (choice_.subfolders == Subfolders::kPassedOver || subfolder.filename().string().front() == '.') return false;
+        std::error_code failure;
+        if (!entry.is_symlink(failure)) return results_.empty() || root_ / subfolder != results_;
+        const std::filesystem::path target = std::filesystem::canonical(entry.path(), failure);
+        const auto holds = [](const std::filesystem::path& outer, const std::filesystem::path& inner) {
+            return std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
+        };
+        const char* cause = "leads out of the folder";
+        // The folder's own images would be found again: once more, or without end.
+        if (holds(root_, target)) cause = "leads to a folder that is entered anyway";
+        if (holds(target, root_ / subfolder)) cause = "leads back to a folder that it lies in";
+        others.notEntered.push_back("The link '" + entry.path().string() + "' is not followed: it " + cause + ", '" +
+                                    target.string() + "'.");
+        return false;
+    }
+
+    std::string folder_;  // as given
+    const FolderChoice& choice_;
+    std::filesystem::path root_;
+    std::filesystem::path results_;
+};
+
+FolderWalk Walk(const std::string& folder, const FolderChoice& choice) {
+    FolderWalk walk(folder, choice);
+    if (!walk.images.empty()) return walk;
+    const std::string leftOut = LeftOutText(walk.others);
+    throw qvox::ToolkitError("The folder '" + folder + "' holds no image (*.tif, *.tiff)." +
+                             (leftOut.empty() ? "" : " " + leftOut + " A file that is named is always taken."));
 }
+
+/// Collects images, each once.
+class Collector {
+public:
+    explicit Collector(ImageListing& listing) : listing_(listing) {}
+
+    void Add(const std::string& path, const std::string& subfolder = {}) {
+        std::string full = FullPath(path);
+        const std::uint64_t key = PathKey(path);
+        const auto [known, isNew] = known_.try_emplace(full, listing_.images.size());
+        if (!isNew) {
+            listing_.keys[known->second] = std::min(listing_.keys[known->second], key);
+            return;
+        }
+        listing_.images.push_back(std::move(full));
+        listing_.subfolders.push_back(subfolder);
+        listing_.keys.push_back(key);
+    }
+
+    void AddFolder(const std::string& folder, const FolderChoice& choice) {
+        const FolderWalk walk = Walk(folder, choice);
+        listing_.fromFolders = true;
+        listing_.products += walk.others.products;
+        listing_.unchosen += walk.others.unchosen;
+        listing_.notEntered.insert(listing_.notEntered.end(), walk.others.notEntered.begin(),
+                                   walk.others.notEntered.end());
+        for (const FolderWalk::Image& image : walk.images) {
+            Add((std::filesystem::path(folder) / image.subfolder / image.name).string(), image.subfolder);
+        }
+    }
+
+private:
+    ImageListing& listing_;
+    std::unordered_map<std::string, std::size_t> known_;
+};
 
 }  // namespace
 
@@ -130,24 +217,31 @@ std::string FullPath(const std::string& path) {
     return text;
 }
 
-ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice) {
+bool HasImageEnding(const std::string& name) { return EndsWithAnyCase(name, ".tif") || EndsWithAnyCase(name, ".tiff"); }
+
+ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice,
+                        const std::vector<std::string>& files) {
     ImageListing listing;
-    std::set<std::string> known;
-    const auto add = [&](const std::string& path) {
-        std::string full = FullPath(path);
-        if (known.insert(full).second) listing.images.push_back(std::move(full));
-    };
+    Collector collector(listing);
     for (const std::string& argument : arguments) {
         if (argument.empty()) throw qvox::ToolkitError("An image needs a name.");
         std::error_code unreachable;
         if (std::filesystem::is_directory(argument, unreachable)) {
-            listing.fromFolders = true;
-            for (const std::string& image : ImagesOfFolder(argument, choice, listing)) add(image);
+            collector.AddFolder(argument, choice);
         } else {
-            add(argument);
+            collector.Add(argument);
         }
     }
+    for (const std::string& file : files) collector.Add(file);
     return listing;
+}
+
+std::uint64_t PathKey(const std::string& path) {
+    std::uint64_t hash = 14695981039346656037u;
+    for (const char c : std::filesystem::path(path).lexically_normal().string()) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    }
+    return hash ^ (hash >> 32u);
 }
 
 std::string ProductsText(std::size_t count) {

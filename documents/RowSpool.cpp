@@ -79,12 +79,21 @@ std::string RowSpool::Read(const Place& place) const {
     return bytes;
 }
 
+void RowSpool::RequireKept() const {
+    if (error_ == 0) return;
+    throw qvox::ToolkitError("Rows cannot be kept in '" + folder_ + "': " + std::generic_category().message(error_) +
+                             ".");
+}
+
+std::string RowSpool::Of(std::size_t image) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    RequireKept();
+    return places_[image].length > 0 ? Read(places_[image]) : std::string();
+}
+
 bool RowSpool::Copy(const std::function<bool(const std::string& bytes)>& put) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (error_ != 0) {
-        throw qvox::ToolkitError("Rows cannot be kept in '" + folder_ +
-                                 "': " + std::generic_category().message(error_) + ".");
-    }
+    RequireKept();
     for (const Place& place : places_) {
         if (place.length > 0 && !put(Read(place))) return false;
     }

@@ -30,7 +30,11 @@ public:
     /// ToolkitError when rows could not be kept.
     bool Copy(const std::function<bool(const std::string& bytes)>& put);
 
+    /// The rows of one image. Throws ToolkitError as Copy does.
+    std::string Of(std::size_t image);
+
 private:
+    void RequireKept() const;
     struct Place {
         std::uint64_t offset = 0;
         std::uint64_t length = 0;

@@ -15,6 +15,18 @@ wxString PlaceOf(const wxString& path) {
     return unreachable ? path : PathText(place.string());
 }
 
+wxString PlaceFinder::Of(const wxString& path) {
+    std::error_code unreachable;
+    return std::filesystem::is_symlink(PathBytes(path), unreachable) ? PlaceOf(path) : OfName(path);
+}
+
+wxString PlaceFinder::OfName(const wxString& path) {
+    const wxString folder = FolderOf(path);
+    const auto [place, isNew] = folders_.try_emplace(folder);
+    if (isNew) place->second = PlaceOf(folder);
+    return JoinPath(place->second, FileNameOf(path));
+}
+
 wxString SharedFileText(const std::vector<wxString>& inputs, const std::vector<wxString>& files, FileUse use) {
     std::map<wxString, std::size_t> users;
     for (std::size_t i = 0; i < files.size(); ++i) {

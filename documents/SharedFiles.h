@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <vector>
 
 #include <wx/string.h>
@@ -8,6 +9,17 @@ namespace Korvane {
 
 /// Where a path leads to in the end. Two paths that differ may be one file through a link.
 wxString PlaceOf(const wxString& path);
+
+/// PlaceOf for many files: looks at each folder once, and of a file only whether it is a link.
+class PlaceFinder {
+public:
+    wxString Of(const wxString& path);
+    /// The same without a look at the file: as if it were no link.
+    wxString OfName(const wxString& path);
+
+private:
+    std::map<wxString, wxString> folders_;
+};
 
 /// The use that is made of the files that belong to inputs.
 enum class FileUse {

@@ -17,10 +17,12 @@
 #include "PixelScale.h"
 #include "ReportFigures.h"
 #include "ReportPage.h"
+#include "ReportPart.h"
 #include "ReportTables.h"
 #include "ReportText.h"
 #include "Thumbnail.h"
 #include "ToolkitError.h"
+#include "Version.h"
 #include "files/AtomicFile.h"
 #include "operations/Shape.h"
 
@@ -45,6 +47,15 @@ std::string PreparedFolder(const ReportOptions& options) {
         MakeFolder(figures);
         return options.folder;
     };
+    if (options.share) {
+        const std::string part = options.folder + "/" + kReportPartName;
+        std::error_code unreachable;
+        if (options.existing == ExistingReport::kRefuse && std::filesystem::exists(part, unreachable)) {
+            throw qvox::ToolkitError("'" + part + "' exists already; --overwrite replaces it.");
+        }
+        MakeFolder(options.folder);
+        return options.folder;
+    }
     if (options.existing == ExistingReport::kReplace) return makeFolders();
     for (const char* const name : {kReportPage, "objects.csv", "summary.csv", "bins.csv"}) {
         const std::string path = options.folder + "/" + name;
@@ -211,12 +222,11 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     image.objects = objects.size();
     image.leftOutBecause.clear();
     rows_.AddText(index, rows);
-    thumbnails_.AddText(index,
-                        "<figure class=\"image\">" +
-                            ThumbnailSvg(position.image, drawn, ThumbnailWidth(numbers_.images.size()), image.name) +
-                            "<figcaption>" + HtmlText(image.name) + ": " + Counted(image.counted.size(), "object") +
-                            " counted, " + std::to_string(image.objects - image.counted.size()) +
-                            " not</figcaption></figure>\n");
+    thumbnails_.AddText(
+        index, "<figure class=\"image\">" +
+                   ThumbnailSvg(position.image, drawn, ThumbnailWidth(ImagesOfAll()), image.name) + "<figcaption>" +
+                   HtmlText(image.name) + ": " + Counted(image.counted.size(), "object") + " counted, " +
+                   std::to_string(image.objects - image.counted.size()) + " not</figcaption></figure>\n");
     const std::lock_guard<std::mutex> lock(mutex_);
     numbers_.images[index] = std::move(image);
 }
@@ -230,6 +240,30 @@ bool ReportBuilder::HasImages() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return std::any_of(numbers_.images.begin(), numbers_.images.end(),
                        [](const ReportedImage& image) { return image.leftOutBecause.empty(); });
+}
+
+void ReportBuilder::AddKnown(std::size_t index, const ReportPartImage& known) {
+    rows_.AddText(index, known.rows);
+    thumbnails_.AddText(index, known.thumbnail);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    numbers_.images[index] = known.image;
+}
+
+void ReportBuilder::WritePart() {
+    ReportPartHead head;
+    head.version = kVersion;
+    head.selection = options_.selection;
+    head.binWidth = numbers_.binWidth;
+    head.groups = numbers_.groups;
+    head.images = ImagesOfAll();
+    if (options_.share) head.part = options_.share->name;
+    StreamedFile file(FileIn(kReportPartName));
+    file.Put(HeadLine(head));
+    for (std::size_t i = 0; i < numbers_.images.size(); ++i) {
+        const std::size_t place = options_.share ? options_.share->places[i] : i;
+        file.Put(ImageLine({place, numbers_.images[i], rows_.Of(i), thumbnails_.Of(i)}));
+    }
+    file.Commit();
 }
 
 void ReportBuilder::WriteObjects() {

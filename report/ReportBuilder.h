@@ -19,8 +19,16 @@
 namespace Korvane {
 
 struct ReportPageParts;
+struct ReportPartImage;
 
 enum class ExistingReport { kRefuse, kReplace };
+
+/// A report of some of the images, to be merged with those of the others.
+struct ReportShare {
+    std::string name;                 ///< "3/16"
+    std::size_t imagesOfAll = 0;      ///< of all parts
+    std::vector<std::size_t> places;  ///< of the part's images among them
+};
 
 /// What a report is about and where it goes.
 struct ReportOptions {
@@ -31,6 +39,7 @@ struct ReportOptions {
     ObjectSelection selection;              ///< its diameter is the report's
     std::optional<double> binWidthNm;       ///< none: chosen by the sizes
     ExistingReport existing = ExistingReport::kRefuse;
+    std::optional<ReportShare> share;  ///< none: it is the whole report
 };
 
 /// An image with its labels, and what is known of them.
@@ -55,6 +64,8 @@ public:
     void Add(std::size_t image, const ReportSource& source);
     /// An image that is not part of the report; the last reason counts. Any thread may call it.
     void LeaveOut(std::size_t image, const wxString& reason);
+    /// An image as a part of the report tells of it.
+    void AddKnown(std::size_t image, const ReportPartImage& known);
     /// Whether an image is part of the report.
     bool HasImages() const;
 
@@ -63,7 +74,11 @@ public:
     /// ends the work, and a page that was there is then as it was. Throws ToolkitError.
     wxString Write(const std::function<void(const wxString& step)>& notify);
 
+    /// Writes the one file that a part of a report is (ReportPart.h), complete or not at all. Throws ToolkitError.
+    void WritePart();
+
 private:
+    std::size_t ImagesOfAll() const { return options_.share ? options_.share->imagesOfAll : options_.images.size(); }
     void WriteObjects();
     ReportPageParts DrawFigures(const std::function<void(const wxString& step)>& notify) const;
     void WritePage(const ReportPageParts& parts);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
 #include <map>
 #include <set>
@@ -75,6 +76,11 @@ const std::map<std::string, Example>& Examples() {
               return Contents(folder.File("out")).find("\"areaFraction\"") != std::string::npos;
           }}},
         {"calibrate", Writes("a.tif", {"--pixel-size", "2", "--force"})},
+        {"merge",
+         {{},
+          [](const TemporaryFolder& folder, const ProgramResult&) {
+              return Contents(folder.File("out")) == "image,label\r\nx.tif,1\r\n";
+          }}},
         {"record", Prints("\"command\": \"detect\"")},
         {"import", Writes("seg_a.tif", {"--pattern", "seg_{stem}.tif"})},
         {"info", Prints("a.tif: 96 x 80, 8-bit grey, 1.4881 nm per pixel")},
@@ -118,6 +124,9 @@ TEST(BatchCommands, EachDoesItsWork) {
             // It is about a folder that a run has worked in.
             ASSERT_EQ(RunProgram({"detect", "--overwrite", folder.File("a.tif")}).status, 0);
             arguments.push_back(folder.Path().string());
+        } else if (std::string(command.name) == "merge") {
+            std::ofstream(folder.File("part.csv"), std::ios::binary) << "image,label\r\nx.tif,1\r\n";
+            arguments = {"merge", "--output", folder.File("out"), folder.File("part.csv")};
         } else {
             arguments.push_back(folder.File("a.tif"));
         }

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <random>
 
+#include "FilePlan.h"
 #include "PathText.h"
 #include "support/TemporaryFolder.h"
 
@@ -19,6 +20,22 @@ using korvane_test::TemporaryFolder;
 void Touch(const std::string& path) { std::ofstream(path) << "x"; }
 
 const WrittenFiles kLabels{&ImageFiles::labels};
+
+/// The files of images that were named, once they were found to be distinct.
+std::vector<ImageFiles> PlanFiles(const Places& places, const WrittenFiles& written,
+                                  const std::vector<std::string>& inputs) {
+    const FilePlan plan(places, written, ListImages(inputs));
+    std::vector<ImageFiles> files;
+    for (std::size_t i = 0; i < plan.Count(); ++i) files.push_back(plan.Files(i));
+    return files;
+}
+
+FolderChoice Choose(const std::vector<std::string>& include, const std::vector<std::string>& exclude) {
+    FolderChoice choice;
+    choice.include = include;
+    choice.exclude = exclude;
+    return choice;
+}
 
 std::string Refusal(const Places& places, const std::vector<std::string>& inputs,
                     const WrittenFiles& written = kLabels) {
@@ -98,14 +115,14 @@ TEST(ExpandInputs, PatternsDecideWhichFilesOfFoldersAreTaken) {
         return found;
     };
     using Names = std::vector<std::string>;
-    EXPECT_EQ(names({{"a*"}, {}}), (Names{"a1.tif", "a2.tif"}));
-    EXPECT_EQ(names({{"*1.tif"}, {}}), (Names{"a1.tif", "b1.tif"})) << "a pattern for images takes no products";
-    EXPECT_EQ(names({{"calibrated_*"}, {}}), (Names{"calibrated_a1.tif"}));
-    EXPECT_EQ(names({{"a*", "b?.tif"}, {"?2.*"}}), (Names{"a1.tif", "b1.tif"}));
-    EXPECT_EQ(LeftOutText(ExpandInputs({folder.Path().string()}, {{}, {"b*"}})),
+    EXPECT_EQ(names(Choose({"a*"}, {})), (Names{"a1.tif", "a2.tif"}));
+    EXPECT_EQ(names(Choose({"*1.tif"}, {})), (Names{"a1.tif", "b1.tif"})) << "a pattern for images takes no products";
+    EXPECT_EQ(names(Choose({"calibrated_*"}, {})), (Names{"calibrated_a1.tif"}));
+    EXPECT_EQ(names(Choose({"a*", "b?.tif"}, {"?2.*"})), (Names{"a1.tif", "b1.tif"}));
+    EXPECT_EQ(LeftOutText(ExpandInputs({folder.Path().string()}, Choose({}, {"b*"}))),
               "2 files of folders left out: 1 product of an earlier run, 1 by name patterns.");
     EXPECT_EQ(LeftOutText(ExpandInputs({folder.File("a1.tif")})), "");
-    EXPECT_THROW(ExpandInputs({folder.File("a1.tif")}, {{"a*"}, {}}), UsageError)
+    EXPECT_THROW(ExpandInputs({folder.File("a1.tif")}, Choose({"a*"}, {})), UsageError)
         << "nothing that it could choose from";
 }
 

@@ -44,7 +44,7 @@ TEST(Options, DefaultsAreThoseOfTheParametersDialog) {
     EXPECT_FALSE(options.overlay);
     const Places& places = options.places;
     EXPECT_FALSE(places.output || places.labels || places.table || places.stages || options.pixelSize.nm);
-    EXPECT_EQ(options.jobs, 0u);
+    EXPECT_EQ(options.jobs.images, std::nullopt);
 }
 
 TEST(Options, EveryCommandIsUnderstood) {
@@ -159,7 +159,7 @@ TEST(Options, CalibrateNeedsAPixelSize) {
 }
 
 TEST(Options, JobsIsAPositiveWholeNumber) {
-    EXPECT_EQ(Parse<DetectOptions>({"detect", "--jobs", "3", "a"}).jobs, 3u);
+    EXPECT_EQ(Parse<DetectOptions>({"detect", "--jobs", "3", "a"}).jobs.images, 3u);
     for (const char* value : {"0", "-1", "1.5", "many", "99999999999"}) {
         EXPECT_NE(Refusal({"detect", "--jobs", value, "a"}), "accepted") << value;
     }
@@ -190,7 +190,7 @@ TEST(Options, WithoutCommandOrImageAreRefused) {
     EXPECT_NE(Refusal({"detect"}), "accepted");
     EXPECT_EQ(Refusal({"frobnicate", "a"}),
               "There is no command 'frobnicate'; the commands are detect, segment, measure, overlay, rois, report, "
-              "compare, tune, calibrate, import, info and record.");
+              "compare, tune, calibrate, import, info, merge and record.");
 }
 
 TEST(Options, ThatWouldDoNothingAreRefused) {

@@ -49,7 +49,7 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const Surround
     process_ = ::fork();
     if (process_ < 0) throw std::runtime_error("cannot start a process");
     if (process_ > 0) return;
-    ::dup2(::open("/dev/null", O_RDONLY), 0);
+    ::dup2(::open(surroundings.standardInput.c_str(), O_RDONLY), 0);
     ::dup2(::open(output.c_str(), O_WRONLY), 1);
     ::dup2(::open(messagesPath_.c_str(), O_WRONLY), 2);
     for (const char digit : surroundings.closedStreams) ::close(digit - '0');

@@ -19,6 +19,7 @@ struct ProgramResult {
 struct Surroundings {
     std::vector<std::string> environment{"LC_ALL=C"};
     std::string workingFolder = "/";
+    std::string standardInput = "/dev/null";
     std::string standardOutput;         ///< write it to this file instead of collecting it
     unsigned long maxFileBytes = 0;     ///< longest file that the run may write; 0: no limit
     unsigned long maxAddressBytes = 0;  ///< most memory that the run may have; 0: no limit

@@ -49,8 +49,6 @@ TEST(RunJobs, OfNothingReturns) {
     RunJobs(0, 4, kNever, [](std::size_t) { FAIL() << "there is no job"; });
 }
 
-TEST(UsableProcessors, AreAtLeastOne) { EXPECT_GE(UsableProcessors(), 1u); }
-
 TEST(ExceptionText, NamesTheCauseOfAnyException) {
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(qvox::ToolkitError("broken"))), wxString("Error='broken'"));
     EXPECT_EQ(ExceptionText(std::make_exception_ptr(std::runtime_error("two\nlines\n"))),

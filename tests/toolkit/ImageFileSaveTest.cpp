@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -185,6 +187,64 @@ TEST(AtomicFile, RemovesWhatKilledProcessesLeftInTheFolderAndNothingElse) {
     qvox::SaveImageFile(folder.File("a.tif"), Picture(1, 5));
     for (const std::string& name : removed) EXPECT_FALSE(fs::exists(folder.File(name))) << name;
     for (const std::string& name : kept) EXPECT_TRUE(fs::exists(folder.File(name))) << name;
+}
+
+TEST(AtomicFile, LeavesFilesOfAnotherMachineUntilTheyAreForgotten) {
+    const TemporaryFolder folder;
+    // The machine is part of the number; this one's is none of both, or the first would be removed.
+    const std::string dead = std::to_string(std::numeric_limits<int>::max());
+    const std::string fresh = folder.File(".korvane-" + dead + "-999999999000.tmp");
+    const std::string old = folder.File(".korvane-" + dead + "-999999999001.tmp");
+    for (const std::string& path : {fresh, old}) std::ofstream(path) << "half";
+    fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::minutes(11));
+    qvox::SaveImageFile(folder.File("a.tif"), Picture(1, 5));
+    EXPECT_TRUE(fs::exists(fresh));
+    EXPECT_FALSE(fs::exists(old));
+}
+
+TEST(AtomicFile, LooksForLeftoversInALargeFolderLessOftenTheMoreFilesItHasWritten) {
+    const TemporaryFolder folder;
+    for (int i = 0; i < 80; ++i) std::ofstream(folder.File(std::to_string(i))) << "other";
+    const std::string leftover = folder.File(".korvane-" + std::to_string(std::numeric_limits<int>::max()) + "-0.tmp");
+    std::string removals;
+    for (int file = 1; file <= 9; ++file) {
+        std::ofstream(leftover) << "half";
+        qvox::SaveImageFile(folder.File("a.tif"), Picture(1, 5));
+        if (!fs::exists(leftover)) removals += std::to_string(file) + " ";
+    }
+    EXPECT_EQ(removals, "1 2 4 8 ");
+}
+
+TEST(AtomicFile, HoldsWhatWasWrittenInAnyOrder) {
+    const TemporaryFolder folder;
+    std::string wanted(900000, '\0');
+    qvox::AtomicFile file(folder.File("a"));
+    std::mt19937 random(7);
+    std::size_t end = 0;
+    for (int i = 0; i < 400; ++i) {
+        // Behind the end, over what is there, and small changes at the start.
+        const std::size_t count = 1 + random() % 4000;
+        const std::size_t at = i % 5 == 4 ? random() % 16 : i % 7 == 6 ? random() % (end + 1) : end;
+        const std::string bytes(count, static_cast<char>('a' + i % 26));
+        ASSERT_EQ(file.Seek(static_cast<std::int64_t>(at), SEEK_SET), static_cast<std::int64_t>(at));
+        ASSERT_EQ(file.Write(bytes.data(), count), static_cast<std::ptrdiff_t>(count));
+        wanted.replace(at, count, bytes);
+        end = std::max(end, at + count);
+        if (i % 50 == 49) {
+            std::string back(100, ' ');
+            const std::size_t from = random() % end;
+            file.Seek(static_cast<std::int64_t>(from), SEEK_SET);
+            const std::ptrdiff_t got = file.Read(back.data(), back.size());
+            ASSERT_GT(got, 0);
+            EXPECT_EQ(back.substr(0, static_cast<std::size_t>(got)),
+                      wanted.substr(from, static_cast<std::size_t>(got)));
+        }
+    }
+    EXPECT_EQ(file.Seek(0, SEEK_END), static_cast<std::int64_t>(end));
+    file.Commit();
+    std::ifstream stream(folder.File("a"), std::ios::binary);
+    const std::string written{std::istreambuf_iterator<char>(stream), {}};
+    EXPECT_EQ(written == wanted.substr(0, end), true);
 }
 
 TEST(ImageFileSave, AKilledWriterLeavesTheOldFileOrTheNewOne) {

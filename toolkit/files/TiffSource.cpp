@@ -18,6 +18,9 @@ namespace qvox {
 
 namespace {
 
+constexpr std::size_t kBlockBytes = 8192;
+constexpr std::size_t kBlocks = 4;
+
 constexpr std::size_t kMostPages = 65536;
 constexpr std::uint64_t kMostEntries = 65535;
 constexpr std::size_t kMostHidden = 1000;
@@ -113,14 +116,44 @@ bool TiffSource::HasChanged() const {
 
 bool TiffSource::ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const {
     if (offset > bytes_ || count > bytes_ - offset) return false;
+    return Fetch(offset, target, count) == static_cast<std::ptrdiff_t>(count);
+}
+
+const TiffSource::Block& TiffSource::BlockAt(std::uint64_t number) const {
+    for (const Block& block : blocks_) {
+        if (block.number == number) return block;
+    }
+    if (blocks_.size() < kBlocks) blocks_.emplace_back();
+    Block& block = blocks_[nextBlock_];
+    nextBlock_ = (nextBlock_ + 1) % kBlocks;
+    block.number = number;
+    block.bytes.resize(kBlockBytes);
+    ssize_t got = 0;
+    do {
+        got = pread(fd_, block.bytes.data(), kBlockBytes, static_cast<off_t>(number * kBlockBytes));
+    } while (got < 0 && errno == EINTR);
+    block.bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    return block;
+}
+
+std::ptrdiff_t TiffSource::Fetch(std::uint64_t offset, unsigned char* target, std::size_t count) const {
+    const std::uint64_t within = offset % kBlockBytes;
+    if (count > 0 && within + count <= kBlockBytes) {
+        const Block& block = BlockAt(offset / kBlockBytes);
+        if (within + count <= block.bytes.size()) {
+            std::memcpy(target, block.bytes.data() + within, count);
+            return static_cast<std::ptrdiff_t>(count);
+        }
+    }
     std::size_t done = 0;
     while (done < count) {
         const ssize_t got = pread(fd_, target + done, count - done, static_cast<off_t>(offset + done));
         if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return false;
+        if (got < 0 && done == 0) return -1;
+        if (got <= 0) break;
         done += static_cast<std::size_t>(got);
     }
-    return true;
+    return static_cast<std::ptrdiff_t>(done);
 }
 
 bool TiffSource::ReadEntries(const Layout& layout, std::uint64_t directory, Entries& entries) const {
@@ -235,14 +268,9 @@ void TiffSource::Walk() {
 
 std::ptrdiff_t TiffSource::Read(void* target, std::size_t count) {
     auto* const bytes = static_cast<unsigned char*>(target);
-    std::size_t done = 0;
-    while (done < count) {
-        const ssize_t got = pread(fd_, bytes + done, count - done, static_cast<off_t>(at_ + done));
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0 && done == 0) return -1;
-        if (got <= 0) break;
-        done += static_cast<std::size_t>(got);
-    }
+    const std::ptrdiff_t got = Fetch(at_, bytes, count);
+    if (got < 0) return -1;
+    const auto done = static_cast<std::size_t>(got);
     for (const Patch& patch : patches_) {
         const std::uint64_t begin = std::max(patch.offset, at_);
         const std::uint64_t end = std::min(patch.offset + patch.bytes.size(), at_ + done);

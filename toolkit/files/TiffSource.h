@@ -71,6 +71,17 @@ private:
     bool NoteKind(const Layout& layout, const Entries& entries);
     void HideEntry(const Layout& layout, std::uint64_t offset, unsigned type);
     bool ReadAt(std::uint64_t offset, unsigned char* target, std::size_t count) const;
+    /// As pread(2), but interruptions: less than `count` only at the end of the file.
+    std::ptrdiff_t Fetch(std::uint64_t offset, unsigned char* target, std::size_t count) const;
+    struct Block {
+        std::uint64_t number = 0;
+        std::vector<unsigned char> bytes;
+    };
+    const Block& BlockAt(std::uint64_t number) const;
+
+    // Parts of the file that were read last: entries lie close together, and each call may go to a file server.
+    mutable std::vector<Block> blocks_;
+    mutable std::size_t nextBlock_ = 0;
 
     int fd_ = -1;
     std::uint64_t bytes_ = 0;

@@ -1,0 +1,177 @@
+#include "MergedRecords.h"
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <unordered_map>
+#include <utility>
+
+#include "RecordDocument.h"
+#include "RecordLog.h"
+#include "TablePart.h"
+#include "ToolkitError.h"
+#include "files/AtomicFile.h"
+
+namespace Korvane {
+
+namespace {
+
+using Fact = MergedRecords::Fact;
+
+std::string RecordPath(const std::string& folder) { return folder + "/" + kRecordName; }
+
+/// Gives each whole line of a record with its offset.
+void ForEachLine(const std::string& folder,
+                 const std::function<void(const std::string& line, std::uint64_t offset)>& look) {
+    std::ifstream file(RecordPath(folder), std::ios::binary);
+    if (!file) throw qvox::ToolkitError("There is no record in the folder '" + folder + "'.");
+    std::string line;
+    // A last line without its end was torn.
+    for (std::uint64_t offset = 0; std::getline(file, line) && !file.eof(); offset += line.size() + 1) {
+        look(line, offset);
+    }
+}
+
+std::vector<Fact> FactsOf(const std::string& folder, std::uint32_t number) {
+    std::vector<Fact> facts;
+    std::unordered_map<std::uint64_t, std::size_t> places;
+    ForEachLine(folder, [&](const std::string& line, std::uint64_t offset) {
+        const std::optional<RecordEntry> entry = ReadEntry(line);
+        if (!entry) return;
+        const Fact fact{ImageKey(entry->path), ImageKey(entry->labels),       offset, number,
+                        entry->MadeLabels(),   entry->objects.value_or(1) > 0};
+        const auto [place, isNew] = places.try_emplace(fact.labels, facts.size());
+        if (isNew) {
+            facts.push_back(fact);
+        } else if (fact.madeLabels || !facts[place->second].madeLabels) {
+            facts[place->second] = fact;
+        }
+    });
+    return facts;
+}
+
+/// Without what images may differ in.
+RecordEntry Making(RecordEntry entry) {
+    entry.page.reset();
+    entry.pixelSize = {};
+    return entry;
+}
+
+std::string VersionText(const RecordEntry& entry) {
+    return entry.version + (entry.commit.empty() ? "" : " (" + entry.commit + ")");
+}
+
+}  // namespace
+
+MergedRecords::MergedRecords(std::vector<std::string> folders) : folders_(std::move(folders)) {
+    for (std::size_t i = 0; i < folders_.size(); ++i) {
+        const std::vector<Fact> facts = FactsOf(folders_[i], static_cast<std::uint32_t>(i));
+        facts_.insert(facts_.end(), facts.begin(), facts.end());
+    }
+    for (std::size_t i = 0; i < facts_.size(); ++i) {
+        byImage_.emplace_back(facts_[i].image, static_cast<std::uint32_t>(i));
+    }
+    std::sort(byImage_.begin(), byImage_.end());
+}
+
+const Fact* MergedRecords::Of(const std::string& imagePath) const {
+    const std::uint64_t key = ImageKey(imagePath);
+    const Fact* found = nullptr;
+    const auto first = std::lower_bound(byImage_.begin(), byImage_.end(), std::make_pair(key, std::uint32_t{0}));
+    for (auto at = first; at != byImage_.end() && at->first == key; ++at) {
+        const Fact& fact = facts_[at->second];
+        if (found == nullptr || fact.madeLabels) found = &fact;
+    }
+    return found;
+}
+
+RecordEntry MergedRecords::Entry(const Fact& fact) const {
+    std::ifstream file(RecordPath(folders_[fact.folder]), std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(fact.offset));
+    std::string line;
+    std::getline(file, line);
+    return ReadEntry(line).value_or(RecordEntry{});
+}
+
+void MergedRecords::RequireOneWay(MergeProblems& problems) const {
+    std::optional<RecordEntry> first;
+    std::vector<std::uint64_t> offsets;
+    for (std::uint32_t folder = 0; folder < folders_.size(); ++folder) {
+        offsets.clear();
+        for (const Fact& fact : facts_) {
+            if (fact.folder == folder && fact.madeLabels) offsets.push_back(fact.offset);
+        }
+        std::sort(offsets.begin(), offsets.end());
+        ForEachLine(folders_[folder], [&](const std::string& line, std::uint64_t offset) {
+            if (!std::binary_search(offsets.begin(), offsets.end(), offset)) return;
+            const RecordEntry entry = Making(ReadEntry(line).value_or(RecordEntry{}));
+            if (!first) first = entry;
+            std::string difference = DifferenceText(entry, *first);
+            if (VersionText(entry) != VersionText(*first)) {
+                difference += (difference.empty() ? "" : ", ") + ("version " + VersionText(entry)) + ", now " +
+                              VersionText(*first);
+            }
+            if (difference.empty()) return;
+            // "A, now B" is said of one file in time; here it is of two images.
+            for (std::size_t at = difference.find(", now "); at != std::string::npos; at = difference.find(", now ")) {
+                difference.replace(at, 6, " against ");
+            }
+            problems.Add("were made otherwise", "The labels of '" + entry.path +
+                                                    "' were made in another way than those of '" + first->path +
+                                                    "': " + difference + ".");
+        });
+    }
+}
+
+void MergedRecords::RequireDistinct(MergeProblems& problems) const {
+    const auto folderOf = [this](const Fact& fact) { return "'" + folders_[fact.folder] + "'"; };
+    const auto compare = [&](std::uint64_t Fact::*key, const char* kind, const auto& nameOf) {
+        std::vector<const Fact*> sorted;
+        for (const Fact& fact : facts_) {
+            if (fact.madeLabels) sorted.push_back(&fact);
+        }
+        std::stable_sort(sorted.begin(), sorted.end(),
+                         [key](const Fact* a, const Fact* b) { return a->*key < b->*key; });
+        for (std::size_t i = 0; i + 1 < sorted.size(); ++i) {
+            const Fact& one = *sorted[i];
+            const Fact& other = *sorted[i + 1];
+            if (one.*key != other.*key) continue;
+            const std::string name = nameOf(Entry(one));
+            if (name == nameOf(Entry(other))) {
+                problems.Add(kind, "'" + name + "' is in " + folderOf(one) + " and in " + folderOf(other) + ".");
+            }
+        }
+    };
+    compare(&Fact::image, "come twice", [](const RecordEntry& entry) { return entry.path; });
+    compare(&Fact::labels, "have one name of labels", [](const RecordEntry& entry) { return entry.labels; });
+}
+
+void MergedRecords::Write(const std::string& folder) const {
+    RecordRun run;
+    bool isInterrupted = false;
+    {
+        qvox::AtomicFile file(RecordPath(folder));
+        for (const std::string& part : folders_) {
+            bool hasEnd = false;
+            ForEachLine(part, [&](const std::string& line, std::uint64_t) {
+                if (const std::optional<RecordRun> end = ReadRun(line)) {
+                    run = *end;
+                    hasEnd = !end->interrupted;
+                    return;
+                }
+                if (!ReadEntry(line)) return;
+                hasEnd = false;
+                file.Write((line + "\n").data(), line.size() + 1);
+            });
+            isInterrupted = isInterrupted || !hasEnd;
+        }
+        run.interrupted = isInterrupted;
+        const std::string end = RunLine(run);
+        file.Write(end.data(), end.size());
+        // A write that failed makes Commit throw with its cause.
+        file.Commit();
+    }
+    WriteDocument(RecordLock(folder), folder);
+}
+
+}  // namespace Korvane

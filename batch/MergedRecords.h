@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "MergeProblems.h"
+#include "RecordEntry.h"
+
+namespace Korvane {
+
+/// What the records of folders tell of images. Of an entry little more than its place is held.
+class MergedRecords {
+public:
+    /// Reads the records of folders, in this order. Throws ToolkitError for a folder without one.
+    explicit MergedRecords(std::vector<std::string> folders);
+
+    /// One label file, or the attempt to make it: the newest entry that made labels, else the newest.
+    struct Fact {
+        std::uint64_t image;   ///< key of its path
+        std::uint64_t labels;  ///< key of the label file's name
+        std::uint64_t offset;  ///< of the line in its record
+        std::uint32_t folder;
+        bool madeLabels;
+        bool hasObjects;
+    };
+    /// In the order of the records' lines.
+    const std::vector<Fact>& Facts() const { return facts_; }
+    /// The fact about an image; null where there is none.
+    const Fact* Of(const std::string& imagePath) const;
+    RecordEntry Entry(const Fact& fact) const;
+    const std::vector<std::string>& Folders() const { return folders_; }
+
+    /// Adds a problem for each image whose labels were made in another way than the first one's: command, parameters,
+    /// preparation, version.
+    void RequireOneWay(MergeProblems& problems) const;
+    /// Adds a problem for each image, and each label file, that two folders have.
+    void RequireDistinct(MergeProblems& problems) const;
+    /// Writes the entries of all folders, as they are, into the record of another one. Throws ToolkitError.
+    void Write(const std::string& folder) const;
+
+private:
+    std::vector<std::string> folders_;
+    std::vector<Fact> facts_;
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> byImage_;
+};
+
+}  // namespace Korvane

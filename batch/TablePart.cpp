@@ -1,0 +1,91 @@
+#include "TablePart.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+#include <system_error>
+
+#include "MeasurementTable.h"
+#include "ToolkitError.h"
+
+namespace Korvane {
+
+RowReader::RowReader(const std::string& path) : path_(path), file_(path, std::ios::binary) {
+    if (!file_) {
+        throw qvox::ToolkitError("Cannot read '" + path + "': " + std::generic_category().message(errno) + ".");
+    }
+    if (!ReadRow()) throw qvox::ToolkitError("'" + path + "' is empty: a table has a line with its columns.");
+    header_ = row_;
+    std::string line = header_;
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+    if (line == MeasurementHeader()) return;
+    separator_ = line.find(';') != std::string::npos ? ';' : ',';
+    row_ = line;
+    imageColumn_ = ColumnNamed("image");
+    versionColumn_ = ColumnNamed("program_version");
+    if (imageColumn_ >= 0) return;
+    throw qvox::ToolkitError("'" + path +
+                             "' is neither a measurement table nor a table of objects with the column image.");
+}
+
+bool RowReader::ReadRow() {
+    row_.clear();
+    offset_ = next_;
+    length_ = 0;
+    std::string line;
+    bool isOpen = false;
+    while (std::getline(file_, line)) {
+        const bool hasEnd = !file_.eof();
+        length_ += line.size() + (hasEnd ? 1 : 0);
+        row_ += line + "\n";
+        // The header tells whether fields may be in quotes; of a measurement table none is.
+        const bool hasQuotes = separator_ != '\t' || header_.empty();
+        if (hasQuotes && std::count(line.begin(), line.end(), '"') % 2 == 1) isOpen = !isOpen;
+        if (!isOpen) break;
+    }
+    if (file_.bad()) {
+        throw qvox::ToolkitError("Cannot read '" + path_ + "': " + std::generic_category().message(errno) + ".");
+    }
+    next_ += length_;
+    return !row_.empty();
+}
+
+void RowReader::GoTo(std::uint64_t offset) {
+    file_.clear();
+    file_.seekg(static_cast<std::streamoff>(offset));
+    next_ = offset;
+}
+
+std::string RowReader::Field(int column) const {
+    std::string field;
+    int at = 0;
+    bool isQuoted = false;
+    for (std::size_t i = 0; i < row_.size() && at <= column; ++i) {
+        const char c = row_[i];
+        if (IsCsv() && c == '"') {
+            if (isQuoted && i + 1 < row_.size() && row_[i + 1] == '"') {
+                if (at == column) field += c;
+                ++i;
+            } else {
+                isQuoted = !isQuoted;
+            }
+        } else if (!isQuoted && (c == separator_ || c == '\n' || c == '\r')) {
+            ++at;
+        } else if (at == column) {
+            field += c;
+        }
+    }
+    return field;
+}
+
+int RowReader::ColumnNamed(const std::string& name) const {
+    const auto columns = static_cast<int>(std::count(row_.begin(), row_.end(), separator_));
+    for (int column = 0; column <= columns; ++column) {
+        if (Field(column) == name) return column;
+    }
+    return -1;
+}
+
+std::uint64_t ImageKey(const std::string& path) { return std::hash<std::string>()(path); }
+
+}  // namespace Korvane

@@ -1,0 +1,187 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "batch/ProgramRunner.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+
+namespace korvane_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Jobs : public ::testing::Test {
+protected:
+    std::string File(const std::string& name) const {
+        fs::create_directories(fs::path(folder_.File(name)).parent_path());
+        return folder_.File(name);
+    }
+    std::string Image(const std::string& name, float perUm = 672.0f) const {
+        qvox::SaveImageFile(File(name), Vesicles(1, 96, 80, perUm));
+        return File(name);
+    }
+    std::string Broken(const std::string& name) const {
+        std::ofstream(File(name)) << "no image";
+        return File(name);
+    }
+    TemporaryFolder folder_;
+};
+
+TEST_F(Jobs, FailFastBeginsNoImageAfterAFailure) {
+    Broken("in/a.tif");
+    Image("in/b.tif");
+    Image("in/c.tif");
+    const ProgramResult fast = RunProgram(
+        {"detect", "--fail-fast", "--jobs", "1", "--table", File("table.txt"), "-o", File("fast"), File("in")});
+    EXPECT_EQ(fast.status, 1);
+    EXPECT_NE(fast.messages.find("error: 1 of 3 images failed, 2 were not begun.\n"), std::string::npos)
+        << fast.messages;
+    EXPECT_FALSE(fs::exists(File("fast/seg_b.tif")));
+    EXPECT_FALSE(fs::exists(File("table.txt"))) << "a part could be taken for the whole";
+    for (const std::string& option : {std::string("--keep-going"), std::string("--quiet")}) {
+        const std::string out = File("out" + option);
+        const ProgramResult run = RunProgram({"detect", option, "--jobs", "1", "-o", out, File("in")});
+        EXPECT_EQ(run.status, 1);
+        EXPECT_NE(run.messages.find("error: 1 of 3 images failed.\n"), std::string::npos) << run.messages;
+        EXPECT_TRUE(fs::exists(out + "/seg_c.tif"));
+    }
+    EXPECT_EQ(RunProgram({"detect", "--fail-fast", "--keep-going", File("in")}).status, 2);
+}
+
+TEST_F(Jobs, AnImageThatTakesTooLongFailsAndLeavesNothing) {
+    Image("in/a.tif");
+    Image("in/b.tif");
+    const ProgramResult run =
+        RunProgram({"detect", "--time-limit", "0.0001", "--overlay", "-o", File("out"), File("in")});
+    EXPECT_EQ(run.status, 1);
+    for (const char* const name : {"a.tif", "b.tif"}) {
+        const std::string text = "error: Cannot work on '" + File(std::string("in/") + name) +
+                                 "'! (It took longer than the --time-limit of 1e-04 s)\n";
+        EXPECT_NE(run.messages.find(text), std::string::npos) << run.messages;
+        EXPECT_FALSE(fs::exists(File(std::string("out/seg_") + name)));
+        EXPECT_FALSE(fs::exists(File(std::string("out/export_") + name)));
+    }
+    EXPECT_NE(run.messages.find("2 of 2 images failed."), std::string::npos);
+    const nlohmann::json record = nlohmann::json::parse(RunProgram({"record", File("out")}).output);
+    EXPECT_EQ(record.at("images").at(0).at("result"), "failed");
+    EXPECT_EQ(RunProgram({"detect", "--time-limit", "300", "-o", File("out"), File("in")}).status, 0);
+    EXPECT_TRUE(fs::exists(File("out/seg_a.tif")));
+    const std::vector<std::string> wrong{"0", "-1", "x", "nan", ""};
+    for (const std::string& seconds : wrong) {
+        EXPECT_EQ(RunProgram({"detect", "--time-limit", seconds, File("in")}).status, 2) << seconds;
+    }
+}
+
+TEST_F(Jobs, TimeLimitsHoldForEveryCommandThatWorksOnImages) {
+    Image("a.tif");
+    qvox::SaveImageFile(File("seg_a.tif"), TwoSquares());
+    const std::vector<std::vector<std::string>> commands{
+        {"segment", "-o", File("out"), "--labels", folder_.Path().string()},
+        {"measure", "--csv", "-"},
+        {"overlay", "-o", File("out")},
+        {"rois", "-o", File("out")},
+        {"report", "-o", File("report")}};
+    for (std::vector<std::string> command : commands) {
+        command.insert(command.end(), {"--time-limit", "0.000001", File("a.tif")});
+        const ProgramResult run = RunProgram(command);
+        EXPECT_EQ(run.status, 1) << command.front();
+        EXPECT_NE(run.messages.find("It took longer than the --time-limit of 1e-06 s"), std::string::npos)
+            << command.front() << ": " << run.messages;
+    }
+}
+
+TEST_F(Jobs, ThreadsAndJobsMakeNoDifferenceToResults) {
+    Image("in/a.tif");
+    Image("in/b.tif");
+    EXPECT_EQ(RunProgram({"detect", "--threads", "1", "-o", File("one"), File("in")}).status, 0);
+    EXPECT_EQ(RunProgram({"detect", "--threads", "4", "--jobs", "1", "-o", File("four"), File("in")}).status, 0);
+    EXPECT_EQ(Contents(File("one/seg_a.tif")), Contents(File("four/seg_a.tif")));
+    EXPECT_EQ(RunProgram({"detect", "--threads", "1", "--jobs", "2", File("in")}).status, 2);
+    EXPECT_EQ(RunProgram({"detect", "--threads", "0", File("in")}).status, 2);
+}
+
+TEST_F(Jobs, ADryRunSaysWhatWouldBeDoneAndWritesNothing) {
+    const std::string done = Image("in/done.tif");
+    const std::string fresh = Image("in/fresh.tif");
+    const std::string bare = Image("in/bare.tif", 0.0f);
+    const std::string broken = Broken("in/broken.tif");
+    qvox::SaveImageFile(File("out/seg_done.tif"), TwoSquares());
+    const auto dry = [this](std::vector<std::string> options) {
+        options.insert(options.begin() + 1, {"--dry-run", "--jobs", "1", "-o", File("out")});
+        options.push_back(File("in"));
+        return RunProgram(options);
+    };
+    const ProgramResult run = dry({"detect", "--table", File("table.txt")});
+    EXPECT_EQ(run.status, 1) << "one image would be refused";
+    EXPECT_NE(run.output.find(done + ": skip: '" + File("out/seg_done.tif") + "' exists\n"), std::string::npos);
+    EXPECT_NE(run.output.find(fresh + ": analyse: 0.01 megapixels\n"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find(bare + ": refuse: it stores no pixel size; give it with --pixel-size NM\n"),
+              std::string::npos);
+    EXPECT_NE(run.output.find(broken + ": refuse: "), std::string::npos) << run.output;
+    EXPECT_NE(
+        run.output.find("\n1 to analyse, 1 to skip, 0 to leave out, 2 to refuse. Estimate with 1 at a time: 1 s, "),
+        std::string::npos)
+        << run.output;
+    EXPECT_FALSE(fs::exists(File("table.txt")));
+    EXPECT_FALSE(fs::exists(File("out/korvane-record.jsonl")));
+    EXPECT_NE(dry({"detect", "--overwrite", "--pixel-size", "1.5"}).output.find("\n3 to analyse, 0 to skip"),
+              std::string::npos);
+    EXPECT_NE(dry({"overlay"}).output.find("\n1 to draw, 0 to skip, 3 to leave out, 0 to refuse."), std::string::npos);
+    EXPECT_FALSE(fs::exists(File("out/export_done.tif")));
+    EXPECT_EQ(RunProgram({"detect", "--dry-run", "-o", folder_.File("none"), fresh}).status, 0);
+    EXPECT_FALSE(fs::exists(folder_.File("none")));
+}
+
+TEST_F(Jobs, ADryRunAgreesWithTheRun) {
+    Image("in/a.tif");
+    Image("in/b.tif");
+    qvox::SaveImageFile(File("out/seg_b.tif"), TwoSquares());
+    for (const char* const command : {"detect", "segment", "calibrate", "rois"}) {
+        std::vector<std::string> arguments{command, "-o", File("out"), File("in")};
+        if (arguments.front() == "calibrate") arguments.insert(arguments.end(), {"--pixel-size", "1.488", "--force"});
+        std::vector<std::string> dryArguments = arguments;
+        dryArguments.emplace_back("--dry-run");
+        const ProgramResult dry = RunProgram(dryArguments);
+        const ProgramResult run = RunProgram(arguments);
+        EXPECT_EQ(dry.status, run.status) << command;
+        const bool skips = dry.output.find(" 1 to skip") != std::string::npos;
+        EXPECT_EQ(skips, run.messages.find("b.tif: skipped") != std::string::npos) << command << run.messages;
+    }
+}
+
+TEST_F(Jobs, InfoPrintsOneJsonDocument) {
+    Image("in/a.tif");
+    Image("in/b.tif", 2000.0f * 20.0f);
+    Broken("in/c.tif");
+    const ProgramResult run = RunProgram({"info", "--json", File("in")});
+    EXPECT_EQ(run.status, 1);
+    const nlohmann::json document = nlohmann::json::parse(run.output);
+    EXPECT_EQ(document.at("program"), "korvane-batch");
+    const nlohmann::json& images = document.at("images");
+    ASSERT_EQ(images.size(), 3u);
+    const nlohmann::json& first = images.at(0);
+    EXPECT_EQ(first.at("path"), File("in/a.tif"));
+    EXPECT_EQ(first.at("width"), 96);
+    EXPECT_EQ(first.at("height"), 80);
+    EXPECT_EQ(first.at("planes"), 1);
+    EXPECT_EQ(first.at("page"), 1);
+    EXPECT_EQ(first.at("pages"), 1);
+    EXPECT_EQ(first.at("supported"), true);
+    EXPECT_NEAR(first.at("pixelSizeNm").at("x").get<double>(), 1.488, 0.001);
+    EXPECT_FALSE(first.at("pixelSizeSource").get<std::string>().empty());
+    EXPECT_EQ(first.at("warnings"), nlohmann::json::array());
+    EXPECT_NE(images.at(1).at("warnings").at(0).get<std::string>().find("outside 0.05 to 20 nm"), std::string::npos);
+    EXPECT_EQ(images.at(2).at("path"), File("in/c.tif"));
+    EXPECT_FALSE(images.at(2).at("error").get<std::string>().empty());
+    EXPECT_EQ(nlohmann::json::parse(RunProgram({"info", "--json", File("in/c.tif")}).output).at("images").size(), 1u);
+}
+
+}  // namespace
+
+}  // namespace korvane_test

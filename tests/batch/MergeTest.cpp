@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "batch/ProgramRunner.h"
+#include "files/ImageFile.h"
+#include "support/TemporaryFolder.h"
+
+namespace korvane_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kShards = 3;
+
+/// Images in two folders, of which one has no object, and the results of a run over all and of one for each shard.
+class Merge : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* const name : {"in/a2.tif", "in/a10.tif", "in/b/a1.tif", "in/b/c 1.tif", "in/b/d,1.tif"}) {
+            qvox::SaveImageFile(File(name), Vesicles(static_cast<unsigned>(names_.size()) + 1));
+            names_.emplace_back(name);
+        }
+        qvox::VoxelImage<std::uint8_t> empty = Vesicles(1, 260, 200);
+        for (std::uint64_t i = 0; i < empty.VoxelCount(); ++i) empty[i] = static_cast<std::uint8_t>(90 + i % 7);
+        qvox::SaveImageFile(File("in/b/z.tif"), empty);
+        names_.emplace_back("in/b/z.tif");
+    }
+    std::string File(const std::string& name) const {
+        fs::create_directories(fs::path(folder_.File(name)).parent_path());
+        return folder_.File(name);
+    }
+    static std::string Part(int number) { return std::to_string(number) + "/" + std::to_string(kShards); }
+    /// In the folder of the test: its name would be part of the keys that decide about shards.
+    ProgramResult RunThere(const std::vector<std::string>& arguments) const {
+        Surroundings surroundings;
+        surroundings.workingFolder = folder_.Path().string();
+        return RunProgram(arguments, surroundings);
+    }
+    /// A run over all images and one over each shard; {} in an option stands for the number of the shard, 0 for all.
+    void Run(const std::vector<std::string>& options, int shards = kShards) const {
+        for (int shard = 0; shard <= shards; ++shard) {
+            std::vector<std::string> arguments;
+            for (std::string option : options) {
+                const std::size_t at = option.find("{}");
+                if (at != std::string::npos) option.replace(at, 2, std::to_string(shard));
+                arguments.push_back(option);
+            }
+            if (shard > 0) arguments.insert(arguments.end(), {"--shard", Part(shard)});
+            arguments.insert(arguments.end(), {"--recursive", "in"});
+            const ProgramResult run = RunThere(arguments);
+            ASSERT_EQ(run.status, 0) << run.messages;
+        }
+    }
+    ProgramResult MergeInto(const std::string& output, const std::vector<std::string>& parts,
+                            const std::vector<std::string>& options = {}) const {
+        std::vector<std::string> arguments{"merge", "-o", output};
+        arguments.insert(arguments.end(), parts.begin(), parts.end());
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return RunProgram(arguments);
+    }
+    std::vector<std::string> Parts(const std::string& before, const std::string& behind = "") const {
+        std::vector<std::string> parts;
+        for (int shard = kShards; shard >= 1; --shard) parts.push_back(File(before + std::to_string(shard) + behind));
+        return parts;
+    }
+    std::vector<std::string> All() const { return {"--images", File("in"), "--recursive"}; }
+    std::vector<std::string> With(std::vector<std::string> options, const std::vector<std::string>& more) const {
+        options.insert(options.end(), more.begin(), more.end());
+        return options;
+    }
+    TemporaryFolder folder_;
+    std::vector<std::string> names_;
+};
+
+TEST_F(Merge, TablesOfShardsAreThoseOfARunOverAllImages) {
+    Run({"detect", "-o", File("out"), "--table", File("t{}.txt"), "--csv", File("c{}.csv")});
+    ASSERT_NE(Contents(File("c0.csv")).find("d,1.tif"), std::string::npos);
+    const std::vector<std::string> labels{"--labels", File("out"), "--labels", File("out/b")};
+    const ProgramResult csv = MergeInto(File("all.csv"), Parts("c", ".csv"), With(All(), labels));
+    EXPECT_EQ(csv.status, 0) << csv.messages;
+    EXPECT_EQ(Contents(File("all.csv")), Contents(File("c0.csv")));
+    const ProgramResult table = MergeInto(File("all.txt"), Parts("t", ".txt"), With(All(), labels));
+    EXPECT_EQ(table.status, 0) << table.messages;
+    EXPECT_EQ(Contents(File("all.txt")), Contents(File("t0.txt")));
+    // Without the images they come in natural order, which is that of the run here.
+    EXPECT_EQ(MergeInto(File("natural.csv"), Parts("c", ".csv")).status, 0);
+    EXPECT_EQ(Contents(File("natural.csv")), Contents(File("c0.csv")));
+
+    const ProgramResult again = MergeInto(File("all.csv"), Parts("c", ".csv"));
+    EXPECT_EQ(again.status, 2);
+    EXPECT_NE(again.messages.find("exists already; --overwrite replaces it."), std::string::npos) << again.messages;
+    EXPECT_EQ(MergeInto(File("all.csv"), Parts("c", ".csv"), {"--overwrite"}).status, 0);
+
+    const ProgramResult unsure = MergeInto(File("unsure.csv"), Parts("c", ".csv"), All());
+    EXPECT_EQ(unsure.status, 1);
+    EXPECT_NE(
+        unsure.messages.find("'" + File("in/b/z.tif") + "' has no rows: it is missing, or has no object. --labels"),
+        std::string::npos)
+        << unsure.messages;
+    EXPECT_FALSE(fs::exists(File("unsure.csv")));
+}
+
+TEST_F(Merge, ATableThatLacksImagesOrHasThemTwiceIsNotWritten) {
+    Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")});
+    const std::vector<std::string> labels{"--labels", File("out"), "--labels", File("out/b")};
+    const std::string whole = Contents(File("c0.csv"));
+    const std::size_t second = whole.find(File("in/a10.tif"));
+    ASSERT_NE(second, std::string::npos);
+    std::ofstream(File("first.csv"), std::ios::binary) << whole.substr(0, second);
+    std::ofstream(File("rest.csv"), std::ios::binary) << whole.substr(0, whole.find('\n') + 1) << whole.substr(second);
+
+    const ProgramResult missing = MergeInto(File("m.csv"), {File("rest.csv")}, With(All(), labels));
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.messages.find("error: '" + File("in/a2.tif") + "' is missing, although its labels were made.\n"),
+              std::string::npos)
+        << missing.messages;
+    EXPECT_EQ(missing.messages.find("z.tif"), std::string::npos) << "has no object, and is not missing";
+    const ProgramResult twice = MergeInto(File("m.csv"), {File("c0.csv"), File("first.csv")});
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_NE(twice.messages.find("error: '" + File("in/a2.tif") + "' is in '" + File("c0.csv") + "' and in '" +
+                                  File("first.csv") + "'.\n"),
+              std::string::npos)
+        << twice.messages;
+    const ProgramResult other = MergeInto(File("m.csv"), {File("c0.csv")}, {"--images", File("in/b")});
+    EXPECT_EQ(other.status, 1);
+    EXPECT_NE(other.messages.find("'" + File("in/a2.tif") + "' of '" + File("c0.csv") + "' is none of the images."),
+              std::string::npos)
+        << other.messages;
+    EXPECT_FALSE(fs::exists(File("m.csv")));
+    std::ofstream(File("x.csv")) << "image,other\n";
+    EXPECT_NE(MergeInto(File("m.csv"), {File("c0.csv"), File("x.csv")}).messages.find("has other columns than"),
+              std::string::npos);
+    std::ofstream(File("y.csv")) << "name,other\n";
+    EXPECT_NE(MergeInto(File("m.csv"), {File("y.csv")}).messages.find("is neither a measurement table nor"),
+              std::string::npos);
+}
+
+TEST_F(Merge, LabelsOfOtherParametersAreRefused) {
+    Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")}, 0);
+    ASSERT_EQ(
+        RunProgram({"detect", "--overwrite", "--exosome-size", "1.2", "-o", File("out"), File("in/a2.tif")}).status, 0);
+    const ProgramResult run =
+        MergeInto(File("m.csv"), {File("c0.csv")}, {"--labels", File("out"), "--labels", File("out/b")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.messages.find("were made in another way than those of"), std::string::npos) << run.messages;
+    EXPECT_NE(run.messages.find("exosome size"), std::string::npos) << run.messages;
+    EXPECT_FALSE(fs::exists(File("m.csv")));
+}
+
+TEST_F(Merge, RecordsOfFoldersBecomeOne) {
+    for (int shard = 1; shard <= kShards; ++shard) {
+        ASSERT_EQ(
+            RunProgram({"detect", "-o", File("part" + std::to_string(shard)), "--shard", Part(shard), File("in/b")})
+                .status,
+            0);
+    }
+    std::vector<std::string> parts;
+    for (const std::string& part : Parts("part")) {
+        if (fs::exists(part + "/korvane-record.jsonl")) parts.push_back(part);
+    }
+    ASSERT_GE(parts.size(), 2u);
+    const ProgramResult run = MergeInto(File("all"), parts, {"--images", File("in/b")});
+    ASSERT_EQ(run.status, 0) << run.messages;
+    // The labels are moved by hand; then the record tells how each was made.
+    for (const std::string& part : parts) {
+        for (const auto& entry : fs::directory_iterator(part)) {
+            const std::string name = entry.path().filename().string();
+            if (name.rfind("seg_", 0) == 0) fs::rename(entry.path(), File("all/" + name));
+        }
+    }
+    const nlohmann::json record = nlohmann::json::parse(RunProgram({"record", File("all")}).output);
+    EXPECT_EQ(record.at("interrupted"), false);
+    ASSERT_EQ(record.at("images").size(), 4u);
+    for (const nlohmann::json& image : record.at("images")) EXPECT_EQ(image.at("describesLabels"), true);
+
+    const ProgramResult missing = MergeInto(File("less"), {parts.front()}, {"--images", File("in/b")});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.messages.find("is missing: no record tells of its labels."), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder_.File("less")));
+    fs::copy(parts.front(), File("copy"));
+    const ProgramResult twice = MergeInto(File("less"), {parts.front(), File("copy")});
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_NE(twice.messages.find("' is in '" + parts.front() + "' and in '" + File("copy") + "'."), std::string::npos)
+        << twice.messages;
+    EXPECT_EQ(MergeInto(File("all"), parts).status, 2) << "there is a record";
+}
+
+TEST_F(Merge, TheReportOfPartsIsThatOfAllImages) {
+    Run({"detect", "-o", File("out")}, 0);
+    // Every file of it: page, tables, figures with their data.
+    Run({"report", "--labels", File("out"), "-o", File("r{}"), "--group-by", "folder", "--min-roundness", "0.3"});
+    const ProgramResult run = MergeInto(File("r"), Parts("r"), All());
+    ASSERT_EQ(run.status, 0) << run.messages;
+    std::size_t files = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(File("r0"))) {
+        if (!entry.is_regular_file()) continue;
+        const std::string name = fs::relative(entry.path(), File("r0")).string();
+        EXPECT_EQ(Contents(File("r/" + name)) == Contents(entry.path().string()), true) << name;
+        ++files;
+    }
+    EXPECT_GE(files, 10u);
+    EXPECT_EQ(MergeInto(File("r"), Parts("r")).status, 2) << "there is a report";
+
+    const ProgramResult missing = MergeInto(File("less"), {File("r1"), File("r2")}, All());
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.messages.find(".tif' is missing."), std::string::npos) << missing.messages;
+    fs::copy(File("r1"), File("copy"));
+    const ProgramResult twice = MergeInto(File("less"), With(Parts("r"), {File("copy")}));
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_FALSE(fs::exists(folder_.File("less")));
+    ASSERT_EQ(RunThere({"report", "--recursive", "--labels", File("out"), "-o", File("r1"), "--overwrite", "--shard",
+                        "1/3", "in"})
+                  .status,
+              0);
+    const ProgramResult other = MergeInto(File("less"), Parts("r"));
+    EXPECT_NE(other.messages.find("is of another report than"), std::string::npos) << other.messages;
+}
+
+TEST_F(Merge, PartsOfDifferentKindsAreRefused) {
+    std::ofstream(File("c.csv")) << "image,other\n";
+    fs::create_directories(File("empty"));
+    EXPECT_NE(MergeInto(File("m"), {File("c.csv"), File("c.csv")}).messages.find("is given twice."), std::string::npos);
+    EXPECT_NE(MergeInto(File("c.csv"), {File("c.csv")}).messages.find("is a part and would be replaced."),
+              std::string::npos);
+    EXPECT_NE(MergeInto(File("m"), {File("empty")}).messages.find("holds neither a record of labels nor"),
+              std::string::npos);
+    std::ofstream(File("rec/korvane-record.jsonl")) << "";
+    EXPECT_NE(MergeInto(File("m"), {File("c.csv"), File("rec")}).messages.find("are of different kinds"),
+              std::string::npos);
+}
+
+}  // namespace
+
+}  // namespace korvane_test
