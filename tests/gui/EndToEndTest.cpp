@@ -23,7 +23,7 @@
 
 #include "MeasurementTable.h"
 #include "PathText.h"
-#include "Version.h"
+#include "ProgramVersion.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestData.h"
@@ -303,7 +303,7 @@ TEST_F(EndToEnd, AClosedStandardStreamCostsNothing) {
 TEST_F(EndToEnd, TheVersionIsToldWithoutADisplay) {
     const auto [text, well] = Shell("env -u DISPLAY '" KORVANE_PROGRAM "' --version");
     EXPECT_TRUE(well);
-    EXPECT_EQ(text, std::string("korvane ") + Korvane::kVersion + "\n");
+    EXPECT_EQ(text, "korvane " + Korvane::VersionText() + "\n");
 }
 
 TEST_F(EndToEnd, FilesOnTheCommandLineAreOpenedUnderAnyName) {
