@@ -21,6 +21,10 @@ void AnalysedLabels::Remember(std::size_t position, const qvox::LabelImage& labe
     digests_[position] = DigestOf(labels);
 }
 
+void AnalysedLabels::RemovePosition(std::size_t position) {
+    if (position < digests_.size()) digests_.erase(digests_.begin() + static_cast<std::ptrdiff_t>(position));
+}
+
 bool AnalysedLabels::AreAsMade(std::size_t position, const qvox::LabelImage& labels) const {
     return position < digests_.size() && digests_[position] == DigestOf(labels);
 }
