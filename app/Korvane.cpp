@@ -14,9 +14,9 @@
 #include "MainFrame.h"
 #include "MessageLog.h"
 #include "PathText.h"
+#include "ProgramVersion.h"
 #include "RecoveryJournal.h"
 #include "StandardStreams.h"
-#include "Version.h"
 
 namespace Korvane {
 
@@ -108,7 +108,7 @@ int main(int argc, char** argv) {
                 "of the folders named, are opened at once. korvane-batch does without a window.\n");
         }
         if (argument == "--version") {
-            return Korvane::Answer(std::string("korvane ") + Korvane::kVersion + "\n");
+            return Korvane::Answer("korvane " + Korvane::VersionText() + "\n");
         }
         if (argument.empty() || argument[0] == '-') {
             std::fprintf(stderr, "korvane: unknown option '%s'. Run korvane --help.\n", argument.c_str());

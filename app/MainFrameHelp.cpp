@@ -9,6 +9,7 @@
 #include "MainFrame.h"
 #include "ManualPlace.h"
 #include "ProgramIcon.h"
+#include "ProgramVersion.h"
 
 namespace Korvane {
 
@@ -16,6 +17,7 @@ void MainFrame::OnHelp(wxCommandEvent& event) {
     if (event.GetId() == kAbout) {
         wxAboutDialogInfo about;
         about.SetName(wxString("TEM Korvane (Built ") + BuildDate() + ")");
+        about.SetVersion(VersionText());
         // There is no page on the web, and an address that leads nowhere helps nobody: the manual is the page.
         const wxFileName program(wxStandardPaths::Get().GetExecutablePath());
         const ManualPlace manual = FindManual(program.GetPath());

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "OptionGroups.h"
-#include "Version.h"
+#include "ProgramVersion.h"
 
 namespace Korvane {
 
@@ -26,7 +26,7 @@ std::string CommandNames() {
 
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
     CLI::App app("Finds and measures exosomes in electron micrographs, without a window.", "korvane-batch");
-    app.set_version_flag("--version", std::string("korvane-batch ") + kVersion);
+    app.set_version_flag("--version", "korvane-batch " + VersionText());
     app.require_subcommand(1);
     std::map<std::string, std::unique_ptr<ParsedCommand>> tasks;
     for (const BatchCommand& command : BatchCommands()) {

@@ -7,10 +7,10 @@
 #include <exception>
 #include <utility>
 
-#include "Commit.h"
 #include "ExceptionText.h"
 #include "ImageJob.h"
 #include "PathText.h"
+#include "ProgramVersion.h"
 #include "RecordDocument.h"
 #include "Version.h"
 
@@ -62,7 +62,7 @@ RecordEntry RunRecorder::Entry(const ImageFiles& files, const ImageOutcome& outc
     entry.pixelSizeSource = outcome.resolutionSource.utf8_string();
     entry.seconds = outcome.seconds;
     entry.version = kVersion;
-    entry.commit = kCommit;
+    entry.commit = ProgramCommit();
     entry.started = started_;
     entry.time = TimeText();
     return entry;
@@ -111,7 +111,8 @@ std::vector<wxString> RunRecorder::Finish(bool interrupted, RunDocument document
         if (!folder.hasEntries) continue;
         try {
             RecordLock record(path);
-            record.Append(RunLine({record_.command, record_.parameters, kVersion, kCommit, started_, interrupted}));
+            record.Append(
+                RunLine({record_.command, record_.parameters, kVersion, ProgramCommit(), started_, interrupted}));
             if (document == RunDocument::kWritten) WriteDocument(record, path);
         } catch (...) {
             NoteFailure(folder);

@@ -24,7 +24,9 @@ function(korvane_wx_target target)
 endfunction()
 
 korvane_wx_target(korvane_wx_base base)
-korvane_wx_target(korvane_wx_gui core base)
+if(KORVANE_WINDOW)
+    korvane_wx_target(korvane_wx_gui core base)
+endif()
 
 # Linked PRIVATE by every target without windows: hides the window half of the toolkit's headers.
 add_library(korvane_wx_windowless INTERFACE)

@@ -19,6 +19,14 @@ korvane_test_packages=(
 korvane_fuzz_packages=(
     clang libclang-rt-14-dev
 )
+# Building and checking packages (./run --install, ./test --packages); the libraries for Python's examples at the end.
+korvane_package_packages=(
+    python3 python3-dev python3-numpy pybind11-dev dpkg-dev librsvg2-bin file
+)
+korvane_package_check_packages=(
+    lintian appstream desktop-file-utils man-db bash-completion git
+    python3-skimage python3-pandas python3-dask
+)
 korvane_check_packages=(
     clang-tidy cppcheck
 )

@@ -5,7 +5,6 @@
 #include "InlineSvg.h"
 #include "ReportQuality.h"
 #include "ReportText.h"
-#include "Version.h"
 
 namespace Korvane {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "InlineSvg.h"
+#include "ProgramVersion.h"
 #include "ReportText.h"
-#include "Version.h"
 
 namespace Korvane {
 
@@ -122,7 +122,7 @@ std::string MethodsText(const ReportNumbers& numbers) {
     const Tally sizes = TallyOf(numbers, [](const ReportedImage& image) { return image.pixelSize; });
     std::string text = "Vesicles in " + Counted(all.images, "electron micrograph") + " (" + Listed(sizes) + "; " +
                        FixedText(all.areaUm2, 2) + " µm²) were outlined (" + Listed(origins) +
-                       ") and measured with Korvane " + kVersion + "; the size is the " +
+                       ") and measured with Korvane " + VersionText() + "; the size is the " +
                        DiameterText(numbers.diameter) + ", and of " + Counted(all.objects, "object") + " " +
                        std::to_string(all.sizes.size()) + " were counted (" +
                        (numbers.selection.empty() ? "no selection" : numbers.selection) + ").";
@@ -157,7 +157,7 @@ std::string QualitySection(const ReportNumbers& numbers) {
         TallyTable("Left out of the images, or filled, before the analysis", TallyOf(numbers, [](const auto& image) {
                        return image.origin.prepared.empty() ? std::string("nothing") : image.origin.prepared;
                    }));
-    html += "<p>Measured by Korvane " + std::string(kVersion) + ".</p>\n";
+    html += "<p>Measured by Korvane " + VersionText() + ".</p>\n";
     html += "<h3>Objects</h3>\n" + EdgeText(numbers) + NotCounted(numbers);
     html += "<h3>Warnings</h3>\n" + Warnings(numbers);
     return html;

@@ -37,6 +37,9 @@ inline bool operator==(const VoxelOffset& a, const VoxelOffset& b) { return a.x 
 /// Text values by text key, as a file carried them; copied along, never interpreted.
 using Description = std::map<std::string, std::string>;
 
+template <typename T>
+class BorrowedImage;
+
 /// A dense raster of voxels of one type, stored row by row: x (column) fastest, then y (row), then z (plane),
 /// with the origin at the top left. It owns its voxels; copying copies them.
 /// An image whose sizes are all 0 is empty. Moving leaves the source empty.
@@ -88,7 +91,7 @@ public:
     void Resize(std::uint64_t x, std::uint64_t y, std::uint64_t z) {
         const std::uint64_t count = CheckedCount(x, y, z);
         if (count != VoxelCount()) {
-            voxels_ = count == 0 ? nullptr : std::unique_ptr<T[]>(new T[count]);
+            voxels_ = count == 0 ? Voxels() : Voxels(new T[count]);
         }
         sizeX_ = x;
         sizeY_ = y;
@@ -179,6 +182,25 @@ public:
     }
 
 private:
+    friend class BorrowedImage<T>;
+
+    /// Frees the voxels, unless they are someone else's.
+    struct Freeing {
+        bool isBorrowed = false;
+        void operator()(T* voxels) const {
+            if (!isBorrowed) delete[] voxels;
+        }
+    };
+    using Voxels = std::unique_ptr<T[], Freeing>;
+
+    void Borrow(T* voxels, std::uint64_t x, std::uint64_t y) {
+        CheckedCount(x, y, 1);
+        voxels_ = Voxels(voxels, Freeing{true});
+        sizeX_ = x;
+        sizeY_ = y;
+        sizeZ_ = 1;
+    }
+
     std::uint64_t Checked(std::uint64_t index) const {
         KORVANE_ASSERT(index < VoxelCount());
         return index;
@@ -205,7 +227,7 @@ private:
     std::uint64_t sizeX_ = 0;
     std::uint64_t sizeY_ = 0;
     std::uint64_t sizeZ_ = 0;
-    std::unique_ptr<T[]> voxels_;
+    Voxels voxels_;
     VoxelOffset offset_;
     PixelResolution resolution_;
     Description description_;

@@ -17,6 +17,7 @@
 #include "ControlsDialog.h"
 #include "DlgParams.h"
 #include "MainWindow.h"
+#include "ProgramVersion.h"
 #include "WindowLibrary.h"
 
 // The dialogs themselves, shown and worked as a person would.
@@ -279,6 +280,7 @@ TEST_F(Dialogs, AboutNamesTheProgramItsDateItsPageAndItsMaker) {
     EXPECT_EQ(name.size(), std::string("TEM Korvane (Built Aug 13 2018)").size());
     EXPECT_EQ(name.substr(0, 19), "TEM Korvane (Built ");
     EXPECT_EQ(name.back(), ')');
+    EXPECT_EQ(TextOf(box, "version"), VersionText());
     const std::string page = TextOf(box, "website");
     EXPECT_EQ(page.rfind("file:///", 0), 0u) << page;
     EXPECT_NE(page.find("/korvane/html/manual.html"), page.npos) << page;

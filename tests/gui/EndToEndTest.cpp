@@ -24,8 +24,8 @@
 #include "LabelChanges.h"
 #include "MeasurementTable.h"
 #include "PathText.h"
+#include "ProgramVersion.h"
 #include "RecoveryJournal.h"
-#include "Version.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestData.h"
@@ -430,7 +430,7 @@ TEST_F(EndToEnd, WhatWasDrawnOutlivesTheDisplay) {
 TEST_F(EndToEnd, TheVersionIsToldWithoutADisplay) {
     const auto [text, well] = Shell("env -u DISPLAY '" KORVANE_PROGRAM "' --version");
     EXPECT_TRUE(well);
-    EXPECT_EQ(text, std::string("korvane ") + Korvane::kVersion + "\n");
+    EXPECT_EQ(text, "korvane " + Korvane::VersionText() + "\n");
 }
 
 TEST_F(EndToEnd, FilesOnTheCommandLineAreOpenedUnderAnyName) {

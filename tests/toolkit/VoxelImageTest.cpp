@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
+#include "BorrowedImage.h"
 #include "support/TestImages.h"
 
 using qvox::VoxelImage;
@@ -96,6 +98,27 @@ TEST(VoxelImage, MovingLeavesTheSourceEmpty) {
     const VoxelImage<std::uint16_t> taken(std::move(image));
     EXPECT_TRUE(image.Empty());
     EXPECT_EQ(taken[1], 2);
+}
+
+TEST(BorrowedImage, ShowsVoxelsOfSomeoneElseAndLeavesThemAlone) {
+    std::array<std::uint16_t, 6> voxels{1, 2, 3, 4, 5, 6};
+    VoxelImage<std::uint16_t> copy;
+    {
+        qvox::BorrowedImage<std::uint16_t> borrowed(voxels.data(), 3, 2);
+        borrowed.SetResolution({2.0f, 3.0f, 0.0f});
+        const VoxelImage<std::uint16_t>& image = borrowed.Image();
+        EXPECT_EQ(image.begin(), voxels.data());
+        EXPECT_EQ(image(2, 1), 6);
+        EXPECT_EQ(image.SizeX() * 100 + image.SizeY() * 10 + image.SizeZ(), 321u);
+        copy = image;
+        EXPECT_NE(copy.begin(), voxels.data());
+    }
+    voxels[5] = 7;
+    EXPECT_EQ(copy(2, 1), 6);
+    EXPECT_EQ(copy.Resolution().y, 3.0f);
+    copy.Resize(1, 1, 1);
+    copy[0] = 9;
+    EXPECT_EQ(voxels[0], 1);
 }
 
 }  // namespace
