@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kProcesses = 4;
-constexpr unsigned kImages = 6;
+constexpr unsigned kImages = 4;
 
 TEST(SharedFolder, ProcessesThatWriteTheSameFilesAtOnceHarmNone) {
     const TemporaryFolder folder;

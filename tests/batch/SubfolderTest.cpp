@@ -106,7 +106,7 @@ TEST_F(Subfolder, ResultsMirrorTheFoldersOfTheImages) {
     for (const char* const group : {"group,in,in", "group,day1,day1", "group,x,x"}) {
         EXPECT_NE(summary.find(group), std::string::npos) << summary;
     }
-    const ProgramResult copies = RunProgram({"calibrate", "--recursive", "--pixel-size", "1.488", "-o",
+    const ProgramResult copies = RunProgram({"calibrate", "--recursive", "--force", "--pixel-size", "1.488", "-o",
                                              File("in/copies"), "--exclude", "none", File("in")});
     EXPECT_EQ(copies.status, 0) << copies.messages;
     EXPECT_TRUE(fs::exists(File("in/copies/day2/x/a.tif")));
