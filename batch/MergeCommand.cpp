@@ -88,8 +88,36 @@ std::string MissingText(const std::string& image, const MergedRecords* records) 
     return missing + (fact->madeLabels ? ", although its labels were made." : ": its labels were not made.");
 }
 
-std::optional<MergedRecords> RecordsOf(const std::vector<std::string>& folders) {
-    if (folders.empty()) return std::nullopt;
+/// The folders of a tree that have a record, in natural order; the folder itself where none has. Links to folders are
+/// not followed.
+std::vector<std::string> FoldersWithRecords(const std::string& tree) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> found;
+    if (IsThere(tree + "/" + kRecordName)) found.push_back(tree);
+    std::error_code failure;
+    fs::recursive_directory_iterator entry(tree, failure);
+    for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
+        std::error_code unreachable;
+        const std::string folder = entry->path().string();
+        if (!entry->is_symlink(unreachable) && entry->is_directory(unreachable) && IsThere(folder + "/" + kRecordName)) {
+            found.push_back(folder);
+        }
+    }
+    if (failure) throw qvox::ToolkitError("The folder '" + tree + "' cannot be read: " + failure.message() + ".");
+    if (found.empty()) return {tree};
+    std::sort(found.begin(), found.end(), NaturalLess);
+    return found;
+}
+
+std::optional<MergedRecords> RecordsOf(const MergeOptions& options) {
+    if (options.labels.empty()) return std::nullopt;
+    if (options.input.choice.subfolders == Subfolders::kPassedOver) return MergedRecords(options.labels);
+    std::vector<std::string> folders;
+    for (const std::string& tree : options.labels) {
+        for (const std::string& folder : FoldersWithRecords(tree)) {
+            if (std::find(folders.begin(), folders.end(), folder) == folders.end()) folders.push_back(folder);
+        }
+    }
     return MergedRecords(folders);
 }
 
@@ -129,7 +157,7 @@ int MergeTables(const MergeOptions& options, Progress& progress) {
     RequireNew(options, options.output);
     MergeProblems problems;
     MergedTable table(options.parts, problems);
-    const std::optional<MergedRecords> records = RecordsOf(options.labels);
+    const std::optional<MergedRecords> records = RecordsOf(options);
     const MergedRecords* const known = records ? &*records : nullptr;
     if (const std::optional<ImageListing> listing = KnownImages(options)) {
         RequireAllImages(table, *listing, known, problems);
