@@ -172,15 +172,15 @@ TEST_F(MemoryFaults, WithoutRoomForAnUndoCopyAClearedPositionStillComesBack) {
 TEST_F(MemoryFaults, APictureForWhichThereIsNoRoomIsNamedAndTheOthersOpen) {
     told.errors.clear();
     qvox::VoxelImage<std::uint8_t> large;
-    large.Resize(3600, 3600, 1);
+    large.Resize(2800, 2800, 1);
     large.Zero();
     qvox::SaveImageFile(folder.File("large.tif"), large);
     fs::copy(folder.File("small.tif"), folder.File("b.tif"));
     large.Release();
     Run(kSaveResults);
-    const MemoryLimit limit(90 * kMebibyte);
+    const MemoryLimit limit(36 * kMebibyte);
     const Answers answers(wxID_OK);
-    // Its intensities would fit alone, but leave nothing to work with.
+    // With what was open given back it would fit alone, but leave nothing to work with.
     Open({"small.tif", "large.tif", "b.tif"});
     ASSERT_EQ(told.errors.size(), 1u);
     EXPECT_EQ(told.errors[0], "Cannot load the input image '" + PathOf("large.tif") + "'! (Not enough memory)");
