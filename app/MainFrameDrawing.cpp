@@ -137,6 +137,8 @@ void MainFrame::OnIdle(wxIdleEvent& event) {
     // A part at a time; more than a person draws in seconds.
     constexpr std::uint64_t kJournalBytes = std::uint64_t{4} << 20;
     if (WriteJournal(kJournalBytes)) event.RequestMore();
+    // Not while memory is wanted for images that are read.
+    if (!reader_.IsIdle()) return;
     // The first stroke would wait for a copy of the whole image; it is made while nobody waits, some milliseconds at a
     // time.
     constexpr std::uint64_t kVoxels = std::uint64_t{1} << 21;

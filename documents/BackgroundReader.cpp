@@ -1,10 +1,27 @@
 #include "BackgroundReader.h"
 
+#ifdef __linux__
+#include <sys/resource.h>
+#endif
+
 #include <utility>
 
 #include "ExceptionText.h"
 
 namespace Korvane {
+
+namespace {
+
+/// The thread that calls gives way to others, that of the window first of all.
+void StandBack() {
+#ifdef __linux__
+    constexpr int kNiceness = 10;
+    // A niceness is a thread's own there. Where it is refused, the thread is as urgent as others.
+    static_cast<void>(setpriority(PRIO_PROCESS, 0, kNiceness));
+#endif
+}
+
+}  // namespace
 
 BurntIn FindBurntIn(const qvox::VoxelImage<float>& image) {
     try {
@@ -82,6 +99,7 @@ BackgroundReader::Result BackgroundReader::Do(const Job& job) {
 }
 
 void BackgroundReader::Run() {
+    StandBack();
     std::unique_lock<std::mutex> lock(mutex_);
     while (true) {
         changed_.wait(lock, [this] { return isStopping_ || (!jobs_.empty() && results_.size() < kMostAhead); });

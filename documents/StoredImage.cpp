@@ -68,9 +68,9 @@ qvox::VoxelImage<float> TakeIntensities(StoredImage stored) {
     return stored.Visit([](const auto& read) { return Converted(read); });
 }
 
-std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(std::shared_ptr<const StoredImage> stored) {
+std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(const std::shared_ptr<const StoredImage>& stored) {
     if (const auto* const floats = std::get_if<qvox::VoxelImage<float>>(&stored->voxels_)) {
-        return {std::move(stored), floats};
+        return {stored, floats};
     }
     return stored->Visit(
         [](const auto& read) { return std::make_shared<const qvox::VoxelImage<float>>(Converted(read)); });

@@ -34,7 +34,8 @@ public:
 
 private:
     friend qvox::VoxelImage<float> TakeIntensities(StoredImage stored);
-    friend std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(std::shared_ptr<const StoredImage> stored);
+    friend std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(
+        const std::shared_ptr<const StoredImage>& stored);
 
     Voxels voxels_;
 };
@@ -48,6 +49,6 @@ StoredImage LoadStoredImage(const std::string& path, const qvox::ImageFileInfo& 
 /// The values as they are, with resolution, offset and description. Those of a float image are moved or shared, others
 /// converted.
 qvox::VoxelImage<float> TakeIntensities(StoredImage stored);
-std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(std::shared_ptr<const StoredImage> stored);
+std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(const std::shared_ptr<const StoredImage>& stored);
 
 }  // namespace Korvane

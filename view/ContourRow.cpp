@@ -23,30 +23,30 @@ bool AllBackground(const std::uint16_t* labels, std::uint64_t count) {
 
 }  // namespace
 
-const std::vector<std::uint16_t>& ContourRow::At(std::uint64_t y) {
-    constexpr std::uint64_t kBlock = 64;
+bool ContourRow::MarkBlock(std::uint64_t y, std::uint64_t begin, std::uint64_t end) {
     const std::uint16_t* here = labels_.Row(y);
+    if (AllBackground(here + begin, end - begin)) return false;
     // A row repeated in the place of one beyond the border adds no difference that the row itself does not show.
     const std::uint16_t* above = y > 0 ? labels_.Row(y - 1) : here;
     const std::uint16_t* below = y + 1 < labels_.SizeY() ? labels_.Row(y + 1) : here;
     const std::uint64_t lastX = labels_.SizeX() - 1;
-    const std::uint64_t end = firstX_ + differs_.size();
     std::uint16_t* const differs = differs_.data();
     const std::uint64_t firstX = firstX_;
-    for (const std::uint64_t x : {firstX, end - 1}) {
-        const std::uint64_t left = x > 0 ? x - 1 : x;
-        const std::uint64_t right = x < lastX ? x + 1 : x;
-        differs[x - firstX] = Difference(above, here, below, left, x, right);
+    if (begin == 0) differs[0] = Difference(above, here, below, 0, 0, std::min<std::uint64_t>(1, lastX));
+    if (end > lastX) differs[lastX - firstX] = Difference(above, here, below, lastX > 0 ? lastX - 1 : 0, lastX, lastX);
+    const std::uint64_t innerEnd = std::min(end, lastX);
+    for (std::uint64_t x = std::max<std::uint64_t>(begin, 1); x < innerEnd; ++x) {
+        differs[x - firstX] = Difference(above, here, below, x - 1, x, x + 1);
     }
-    for (std::uint64_t block = firstX + 1; block + 1 < end; block += kBlock) {
-        const std::uint64_t blockEnd = std::min(block + kBlock, end - 1);
-        if (AllBackground(here + block, blockEnd - block)) {
-            std::fill(differs + (block - firstX), differs + (blockEnd - firstX), std::uint16_t{0});
-            continue;
-        }
-        for (std::uint64_t x = block; x < blockEnd; ++x) {
-            differs[x - firstX] = Difference(above, here, below, x - 1, x, x + 1);
-        }
+    return true;
+}
+
+const std::vector<std::uint16_t>& ContourRow::At(std::uint64_t y) {
+    const std::uint64_t end = firstX_ + differs_.size();
+    for (std::uint64_t block = firstX_; block < end; block += kBlock) {
+        const std::uint64_t blockEnd = std::min(block + kBlock, end);
+        if (MarkBlock(y, block, blockEnd)) continue;
+        std::fill(differs_.data() + (block - firstX_), differs_.data() + (blockEnd - firstX_), std::uint16_t{0});
     }
     return differs_;
 }

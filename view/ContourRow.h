@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -19,26 +20,28 @@ public:
     /// neighbours; runs of background cost a look at the row only.
     const std::vector<std::uint16_t>& At(std::uint64_t y);
 
-    /// Calls visit(x, y, label) for every contour voxel of row y, from left to right.
+    /// Calls visit(x, y, label) for every contour voxel of row y, from left to right. Of background it takes a look at
+    /// the row only.
     template <typename Visit>
     void ForEach(std::uint64_t y, Visit visit) {
-        const std::uint16_t* const marks = At(y).data();
-        const std::uint16_t* const label = labels_.Row(y) + firstX_;
-        const std::uint64_t width = differs_.size();
-        for (std::uint64_t x = 0; x < width;) {
-            // Marks are sparse.
-            if (x + kStep <= width && (marks[x] | marks[x + 1] | marks[x + 2] | marks[x + 3] | marks[x + 4] |
-                                       marks[x + 5] | marks[x + 6] | marks[x + 7]) == 0) {
-                x += kStep;
-                continue;
+        const std::uint16_t* const label = labels_.Row(y);
+        const std::uint64_t end = firstX_ + differs_.size();
+        for (std::uint64_t block = firstX_; block < end; block += kBlock) {
+            const std::uint64_t blockEnd = std::min(block + kBlock, end);
+            if (!MarkBlock(y, block, blockEnd)) continue;
+            const std::uint16_t* const marks = differs_.data() + (block - firstX_);
+            for (std::uint64_t x = block; x < blockEnd; ++x) {
+                if (marks[x - block] != 0) visit(x, y, label[x]);
             }
-            if (marks[x] != 0) visit(firstX_ + x, y, label[x]);
-            ++x;
         }
     }
 
 private:
-    static constexpr std::uint64_t kStep = 8;
+    static constexpr std::uint64_t kBlock = 64;
+
+    /// Marks the contour voxels of columns begin .. end of a row, which lie in the part. False, and nothing marked,
+    /// where they are background.
+    bool MarkBlock(std::uint64_t y, std::uint64_t begin, std::uint64_t end);
 
     const qvox::LabelImage& labels_;
     std::uint64_t firstX_;

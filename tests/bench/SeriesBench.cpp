@@ -5,6 +5,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -28,6 +29,13 @@ namespace fs = std::filesystem;
 
 double MillisecondsSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+/// What this thread took of the processor, without the waits for other programs.
+double ThreadMilliseconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return 1e3 * static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_nsec);
 }
 
 /// A line of this process' status, in megabytes.
@@ -140,6 +148,7 @@ private:
 
     void Switch(const char* what, const std::vector<std::size_t>& indices) {
         std::vector<double> times;
+        std::vector<double> cpu;
         for (const std::size_t index : indices) {
             // A person looks at an image for a moment.
             for (const auto shown = Clock::now(); MillisecondsSince(shown) < 300.0;) {
@@ -148,12 +157,16 @@ private:
                 wxMilliSleep(2);
             }
             const auto start = Clock::now();
+            const double cpuBefore = ThreadMilliseconds();
             frame_->SwitchTo(index);
             Finish();
             times.push_back(MillisecondsSince(start));
+            cpu.push_back(ThreadMilliseconds() - cpuBefore);
         }
         std::sort(times.begin(), times.end());
-        std::printf("%s: median %.0f ms, longest %.0f ms\n", what, times[times.size() / 2], times.back());
+        std::sort(cpu.begin(), cpu.end());
+        std::printf("%s: median %.0f ms, longest %.0f ms; of the processor %.0f and %.0f ms\n", what,
+                    times[times.size() / 2], times.back(), cpu[cpu.size() / 2], cpu.back());
     }
 
     static void Report(const char* when) {

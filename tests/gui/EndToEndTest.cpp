@@ -186,6 +186,16 @@ protected:
 
     static void Do(const std::string& words) { ASSERT_TRUE(Shell("xdotool " + words).second) << "xdotool " << words; }
 
+    /// The visible window of a title; it may come and go while the program starts.
+    static std::string AwaitWindow(const Program& program, const std::string& title) {
+        std::string window;
+        EXPECT_TRUE(Await([&] {
+            window = program.Window(title);
+            return !window.empty();
+        })) << title;
+        return window;
+    }
+
     /// Ends the program by its key and says yes to the question.
     static void Quit(Program& program, const std::string& window) {
         Do("windowactivate --sync " + window);
@@ -392,8 +402,7 @@ TEST_F(EndToEnd, WhatWasDrawnOutlivesSignalsAndIsRestored) {
     for (const int number : {SIGHUP, SIGKILL, SIGTERM}) {
         std::filesystem::remove_all(Journals());
         Program program({folder.File(kFirst)}, folder.File("output.txt"));
-        ASSERT_TRUE(Await([&] { return !program.Window("Position [1/1] - ").empty(); }));
-        const std::string window = program.Window("Position [1/1] - ");
+        const std::string window = AwaitWindow(program, "Position [1/1] - ");
         Do("windowactivate --sync " + window);
         DrawUntilKept(window, kDiscs);
         program.Signal(number);
@@ -401,10 +410,9 @@ TEST_F(EndToEnd, WhatWasDrawnOutlivesSignalsAndIsRestored) {
         EXPECT_EQ(KeptVoxels(), kDiscs * kDisc) << number;
     }
     Program next({}, folder.File("output.txt"));
-    ASSERT_TRUE(Await([&] { return !next.Window("Restore labels").empty(); }));
-    Do("windowactivate --sync " + next.Window("Restore labels"));
-    PressUntil(next, "alt+r", "Position [1/1] - ");
-    const std::string window = next.Window("Position [1/1] - ");
+    Do("windowactivate --sync " + AwaitWindow(next, "Restore labels"));
+    PressUntil(next, "Return", "Position [1/1] - ");
+    const std::string window = AwaitWindow(next, "Position [1/1] - ");
     Do("windowactivate --sync " + window);
     const std::string saved = folder.File(std::string("seg_") + kFirst);
     ASSERT_TRUE(Await([&] {
@@ -420,8 +428,7 @@ TEST_F(EndToEnd, WhatWasDrawnOutlivesSignalsAndIsRestored) {
 TEST_F(EndToEnd, WhatWasDrawnOutlivesTheDisplay) {
     OwnDisplay display;
     Program program({folder.File(kFirst)}, folder.File("output.txt"));
-    ASSERT_TRUE(Await([&] { return !program.Window("Position [1/1] - ").empty(); }));
-    DrawUntilKept(program.Window("Position [1/1] - "), 3);
+    DrawUntilKept(AwaitWindow(program, "Position [1/1] - "), 3);
     display.Lose();
     ASSERT_TRUE(program.Died());
     EXPECT_EQ(KeptVoxels(), 3 * 305);

@@ -172,15 +172,16 @@ TEST_F(MemoryFaults, WithoutRoomForAnUndoCopyAClearedPositionStillComesBack) {
 TEST_F(MemoryFaults, APictureForWhichThereIsNoRoomIsNamedAndTheOthersOpen) {
     told.errors.clear();
     qvox::VoxelImage<std::uint8_t> large;
-    large.Resize(3600, 3600, 1);
+    large.Resize(4000, 4000, 1);
     large.Zero();
     qvox::SaveImageFile(folder.File("large.tif"), large);
     fs::copy(folder.File("small.tif"), folder.File("b.tif"));
     large.Release();
     Run(kSaveResults);
-    const MemoryLimit limit(90 * kMebibyte);
+    frame->ReadAtOnceUpTo(std::uint64_t{1} << 25);
+    const MemoryLimit limit(72 * kMebibyte);
     const Answers answers(wxID_OK);
-    // Its intensities would fit alone, but leave nothing to work with.
+    // With what was open given back it would fit alone, but leave nothing to work with.
     Open({"small.tif", "large.tif", "b.tif"});
     ASSERT_EQ(told.errors.size(), 1u);
     EXPECT_EQ(told.errors[0], "Cannot load the input image '" + PathOf("large.tif") + "'! (Not enough memory)");

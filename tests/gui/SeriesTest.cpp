@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -24,13 +25,17 @@ namespace fs = std::filesystem;
 
 class Series : public MainWindow {
 protected:
-    /// All but the first image are read later; the fourth has a head that is as it should be, and ends too early.
+    /// All but the first image are read later; the fourth has a head that is as it should be, and damaged voxels.
     void OpenSeries() {
         frame->ReadAtOnceUpTo(64 * 64);
         for (const char* name : {"a.tif", "b.tif", "c.tif", "e.tif"}) WriteRamp(folder.File(name));
         std::mt19937 random(2);
-        qvox::SaveImageFile(folder.File("d.tif"), RandomImage<std::uint8_t>(random, 64, 64, 0, 255));
-        fs::resize_file(folder.File("d.tif"), 64 * 64 / 2);
+        qvox::SaveImageFile(folder.File("d.tif"), RandomImage<std::uint8_t>(random, 64, 64, 0, 15));
+        std::fstream broken(folder.File("d.tif"), std::ios::binary | std::ios::in | std::ios::out);
+        // Where the voxels begin.
+        broken.seekp(8);
+        broken << std::string(64, '\xff');
+        broken.close();
         frame->OpenFiles({PathOf("a.tif"), PathOf("b.tif"), PathOf("c.tif"), PathOf("d.tif"), PathOf("e.tif")});
     }
 
@@ -63,7 +68,10 @@ TEST_F(Series, KeepsWhatIsDrawnBehindAnImageThatTurnsOutToBeBroken) {
     frame->KeepJournal(folder.File("state"));
     AwaitShown();
     OpenSeries();
-    Key(WXK_END);
+    // Before anything that was read can be handed over.
+    frame->SwitchTo(4);
+    EXPECT_EQ(frame->GetTitle(), "Position [5/5] - " + PathOf("e.tif"));
+    frame->Enable();
     Dab(20, 20);
     const qvox::LabelImage drawn = Labels();
     AwaitRead();
@@ -111,6 +119,7 @@ TEST_F(Series, CanBeReplacedWhileItIsRead) {
     OpenSeries();
     const Answers yes(wxID_OK);
     Open({"c.tif", "e.tif"});
+    told.errors.clear();
     EXPECT_EQ(frame->Store().paths, (std::vector<wxString>{PathOf("c.tif"), PathOf("e.tif")}));
     EXPECT_EQ(Status(0), "Opened 2 images");
     for (int i = 0; i < 20; ++i) Pump();
