@@ -11,16 +11,20 @@
 
 #include "ObjectMeasures.h"
 #include "ObjectTable.h"
-#include "Position.h"
 #include "ReportedImage.h"
 #include "RowSpool.h"
 #include "SizeSummary.h"
+#include "VoxelImage.h"
 
 namespace Korvane {
 
 struct ReportPageParts;
 
 enum class ExistingReport { kRefuse, kReplace };
+
+/// The first file or folder of a report that is there already; empty where a folder is free for one, or not there. Paths
+/// are in the file system's bytes.
+std::string ExistingReportFile(const std::string& folder);
 
 /// What a report is about and where it goes.
 struct ReportOptions {
@@ -35,7 +39,8 @@ struct ReportOptions {
 
 /// An image with its labels, and what is known of them.
 struct ReportSource {
-    const Position& position;
+    const qvox::VoxelImage<float>& image;
+    const qvox::LabelImage& labels;
     wxString pixelSizeSource;
     LabelOrigin origin;
     std::vector<wxString> warnings;
