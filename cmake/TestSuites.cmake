@@ -1,13 +1,14 @@
 # One entry of ctest for each suite of a test program, so that `ctest -R NAME` finds it. One for each test would start too
 # many processes; those with a window need a display each.
 #
-# korvane_add_suites(PROGRAM [COMMAND WRAPPER...] [SUFFIX TEXT] [FILTER GTEST_FILTER] [LONG SUITE...]
+# korvane_add_suites(PROGRAM [COMPUTES] [COMMAND WRAPPER...] [SUFFIX TEXT] [FILTER GTEST_FILTER] [LONG SUITE...]
 #                    [PROPERTIES NAME VALUE...])
 # The program is asked for its suites after it was linked. Entries are named PROGRAM.SUITE, with the suffix after it; suites
 # named LONG have the label `long`, the others `quick`. The target `korvane_tests` builds all such programs.
 #
 # A program's own tests are not optimised: what they call is. Their common headers are compiled once for each program of
-# several files. Both together halve the time that tests take to compile.
+# several files. Both together halve the time that tests take to compile. Tests that spend their time in templates of the
+# module that they try are optimised like it: COMPUTES.
 set(KORVANE_LIST_SUITES ${CMAKE_CURRENT_LIST_DIR}/ListSuites.cmake)
 
 function(korvane_precompile_test_headers program)
@@ -26,13 +27,15 @@ function(korvane_precompile_test_headers program)
 endfunction()
 
 function(korvane_add_suites program)
-    cmake_parse_arguments(ARG "" "SUFFIX;FILTER" "COMMAND;LONG;PROPERTIES" ${ARGN})
+    cmake_parse_arguments(ARG "COMPUTES" "SUFFIX;FILTER" "COMMAND;LONG;PROPERTIES" ${ARGN})
     set(entries ${CMAKE_CURRENT_BINARY_DIR}/${program}${ARG_SUFFIX}_suites.cmake)
     if(NOT TARGET korvane_tests)
         add_custom_target(korvane_tests)
     endif()
     add_dependencies(korvane_tests ${program})
-    target_compile_options(${program} PRIVATE -O0)
+    if(NOT ARG_COMPUTES)
+        target_compile_options(${program} PRIVATE -O0)
+    endif()
     korvane_precompile_test_headers(${program})
     if(NOT ARG_FILTER)
         set(ARG_FILTER *)
