@@ -96,7 +96,8 @@ StageExplanation::StageExplanation(StageRecord record, const qvox::LabelImage& l
     const std::vector<EvaluatedObject>& truth = comparison_.objects.truth;
     const std::vector<EvaluatedObject>& found = comparison_.objects.found;
     const ObjectMatching& matching = comparison_.matching;
-    for (std::size_t i = 0; i < matching.missed.size(); ++i) lostAt_[truth[matching.missed[i]].label] = stages.missed[i];
+    for (std::size_t i = 0; i < matching.missed.size(); ++i)
+        lostAt_[truth[matching.missed[i]].label] = stages.missed[i];
     for (std::size_t i = 0; i < matching.extra.size(); ++i) extra_[found[matching.extra[i]].label] = stages.extra[i];
     for (const ObjectMatch& match : matching.matches) {
         matched_[truth[match.truth].label] = {found[match.found].label, match.iou};
@@ -147,21 +148,20 @@ std::string StageExplanation::WhyFilteredOut(std::uint64_t candidate) const {
     const Region region = RegionAt(candidate, [this](std::uint64_t i) {
         return record_.candidates[i] == static_cast<std::uint8_t>(kCandidateCode);
     });
-    const float scale =
-        CheckedScale("Detection", record_.xResolution, record_.parameters.relativeExosomeSize);
+    const float scale = CheckedScale("Detection", record_.xResolution, record_.parameters.relativeExosomeSize);
     const float most = kMaximumCandidateAreaPx * scale;
     const std::string candidateText = "its candidate region of " + Number(region.pixels) + " px was filtered out: ";
     if (static_cast<float>(region.pixels) > most) {
         return candidateText + "it is larger than " + Number(static_cast<std::uint64_t>(most)) + " px";
     }
-    const int opening =
-        OpeningSize(static_cast<std::int64_t>(region.pixels), scale, record_.parameters.areaFraction);
+    const int opening = OpeningSize(static_cast<std::int64_t>(region.pixels), scale, record_.parameters.areaFraction);
     return candidateText + "less than 90 % of it is left by an opening of " + std::to_string(opening) +
            " px, so it is too thin or too ragged";
 }
 
 std::string StageExplanation::WhyNotKept(const Region& region) const {
-    if (!region.hasBlob) return "its region of " + Number(region.pixels) + " px is too thin for a blob in cluster separation";
+    if (!region.hasBlob)
+        return "its region of " + Number(region.pixels) + " px is too thin for a blob in cluster separation";
     if (!region.found.empty()) {
         return "its region became " + ObjectsText(region.found) + ", whose border the refinement drew elsewhere";
     }
@@ -172,7 +172,8 @@ std::string StageExplanation::WhyNotKept(const Region& region) const {
 std::string StageExplanation::WhyLost(std::uint16_t label, FaultyStage stage) const {
     const Shares& shares = shares_.at(label);
     const auto percent = [&](std::uint64_t part) {
-        return std::to_string(std::lround(100.0 * static_cast<double>(part) / static_cast<double>(shares.pixels))) + " %";
+        return std::to_string(std::lround(100.0 * static_cast<double>(part) / static_cast<double>(shares.pixels))) +
+               " %";
     };
     switch (stage) {
         case FaultyStage::kCandidates:

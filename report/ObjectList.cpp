@@ -18,9 +18,9 @@ namespace Korvane {
 namespace {
 
 constexpr std::size_t kPositionColumn = 0;
-constexpr std::array kMeasures{"label",        "diameter_nm",   "edge_diameter_nm", "rim_diameter_nm",
-                               "feret_max_nm", "feret_min_nm",  "roundness",        "touches_edge",
-                               "grey_mean",    "contrast",      "measured_share"};
+constexpr std::array kMeasures{"label",        "diameter_nm",  "edge_diameter_nm", "rim_diameter_nm",
+                               "feret_max_nm", "feret_min_nm", "roundness",        "touches_edge",
+                               "grey_mean",    "contrast",     "measured_share"};
 constexpr const char* kReasonColumn = "not_counted_because";
 
 /// The columns of the table of objects that are shown, in their order.

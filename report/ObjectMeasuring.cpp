@@ -70,9 +70,8 @@ void ObjectMeasuring::Copy(std::size_t position, const qvox::VoxelImage<float>& 
     voxels -= CopyPart(image, copies_->image, imageCopied_, voxels);
     CopyPart(labels, copies_->labels, labelsCopied_, voxels);
     if (imageCopied_ < image.VoxelCount() || labelsCopied_ < labels.VoxelCount()) return;
-    running_ = std::async(std::launch::async, [copies = copies_.get()] {
-        return MeasurePosition(copies->image, copies->labels);
-    });
+    running_ = std::async(std::launch::async,
+                          [copies = copies_.get()] { return MeasurePosition(copies->image, copies->labels); });
 }
 
 std::optional<ObjectMeasuring::Measured> ObjectMeasuring::Take() {

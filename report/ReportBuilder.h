@@ -22,8 +22,8 @@ struct ReportPageParts;
 
 enum class ExistingReport { kRefuse, kReplace };
 
-/// The first file or folder of a report that is there already; empty where a folder is free for one, or not there. Paths
-/// are in the file system's bytes.
+/// The first file or folder of a report that a folder holds already; empty where it is free for one, or not there.
+/// Paths are in the file system's bytes.
 std::string ExistingReportFile(const std::string& folder);
 
 /// What a report is about and where it goes.

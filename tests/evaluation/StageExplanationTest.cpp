@@ -74,21 +74,26 @@ TEST_F(Explained, ALostObjectNamesTheStageAndTheReason) {
     Kept(50, 10);
     Label(65, 10, 4);
     Blob(65, 10);
-    EXPECT_EQ(Object(1), "Object 1 is lost (never a candidate): candidates cover 0 % of it, too little: edges do not "
-                         "close around it.");
-    EXPECT_EQ(Object(2),
-              "Object 2 is lost (filtered out): its candidate region of 64 px was filtered out: less than 90 % of it is "
-              "left by an opening of 11 px, so it is too thin or too ragged.");
-    EXPECT_EQ(Object(3), "Object 3 is lost (lost in cluster separation): it was cut into several blobs, or none of its "
-                         "own was left.");
-    EXPECT_EQ(Object(4), "Object 4 is lost (lost in the refinement): the refinement grew its blob to another border, or "
-                         "dropped it as less round than 0.75.");
+    EXPECT_EQ(Object(1),
+              "Object 1 is lost (never a candidate): candidates cover 0 % of it, too little: edges do not "
+              "close around it.");
+    EXPECT_EQ(
+        Object(2),
+        "Object 2 is lost (filtered out): its candidate region of 64 px was filtered out: less than 90 % of it is "
+        "left by an opening of 11 px, so it is too thin or too ragged.");
+    EXPECT_EQ(Object(3),
+              "Object 3 is lost (lost in cluster separation): it was cut into several blobs, or none of its "
+              "own was left.");
+    EXPECT_EQ(Object(4),
+              "Object 4 is lost (lost in the refinement): the refinement grew its blob to another border, or "
+              "dropped it as less round than 0.75.");
 }
 
 TEST_F(Explained, APlaceWithoutALabelSaysHowFarItCame) {
     record.edges(5, 5) = 51;
-    EXPECT_EQ(Place(5, 5), "No object: never a candidate. Edges do not enclose this place in an area of at most 50000 "
-                           "px; its own edge strength is 0.20.");
+    EXPECT_EQ(Place(5, 5),
+              "No object: never a candidate. Edges do not enclose this place in an area of at most 50000 "
+              "px; its own edge strength is 0.20.");
     record.candidates(6, 5) = static_cast<std::uint8_t>(kRingCode);
     EXPECT_EQ(Place(6, 5), "No object: this is the ring that keeps candidates apart.");
     Candidate(30, 10);
@@ -97,8 +102,9 @@ TEST_F(Explained, APlaceWithoutALabelSaysHowFarItCame) {
     Kept(50, 10);
     EXPECT_EQ(Place(51, 11), "No object: its region of 64 px is too thin for a blob in cluster separation.");
     Square(record.separated, 53, 13, std::uint8_t{1}, 2);
-    EXPECT_EQ(Place(51, 11), "No object: in the refinement its object was less round than 0.75, or nothing was left of "
-                             "it.");
+    EXPECT_EQ(Place(51, 11),
+              "No object: in the refinement its object was less round than 0.75, or nothing was left of "
+              "it.");
     record.found(54, 14) = 6;
     EXPECT_EQ(Place(51, 11), "No object: its region became object 6, whose border the refinement drew elsewhere.");
 }
@@ -106,15 +112,15 @@ TEST_F(Explained, APlaceWithoutALabelSaysHowFarItCame) {
 TEST_F(Explained, ALargeCandidateIsNamedAsSuch) {
     record.xResolution = kReferenceResolution / 100.0f;
     Square(record.candidates, 10, 5, static_cast<std::uint8_t>(kCandidateCode), 30);
-    EXPECT_EQ(Place(20, 20),
-              "No object: its candidate region of 900 px was filtered out: it is larger than 500 px.");
+    EXPECT_EQ(Place(20, 20), "No object: its candidate region of 900 px was filtered out: it is larger than 500 px.");
 }
 
 TEST_F(Explained, AnObjectThatOnlyTheDetectionHasIsNamed) {
     Blob(10, 10);
     Square(record.found, 10, 10, std::uint16_t{7});
-    EXPECT_EQ(Place(12, 12), "The detection finds object 7 here, which the labels do not have (a candidate where "
-                             "nothing is, if they are right).");
+    EXPECT_EQ(Place(12, 12),
+              "The detection finds object 7 here, which the labels do not have (a candidate where "
+              "nothing is, if they are right).");
     Label(11, 10, 2);
     EXPECT_EQ(Place(10, 12), "The detection finds object 7 here, a little larger than its label.");
 }
