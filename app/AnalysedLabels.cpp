@@ -22,6 +22,10 @@ void AnalysedLabels::Remember(std::size_t position, const qvox::LabelImage& labe
     made_[position] = Made{DigestOf(labels), std::move(origin)};
 }
 
+void AnalysedLabels::RemovePosition(std::size_t position) {
+    if (position < made_.size()) made_.erase(made_.begin() + static_cast<std::ptrdiff_t>(position));
+}
+
 bool AnalysedLabels::AreAsMade(std::size_t position, const qvox::LabelImage& labels) const {
     return position < made_.size() && made_[position] && made_[position]->digest == DigestOf(labels);
 }

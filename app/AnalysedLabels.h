@@ -13,6 +13,8 @@ namespace Korvane {
 class AnalysedLabels {
 public:
     void Clear() { made_.clear(); }
+    /// The position is not open any more; those behind it move up.
+    void RemovePosition(std::size_t position);
     void Remember(std::size_t position, const qvox::LabelImage& labels, LabelOrigin origin);
 
     /// Whether a position holds the labels that its last analysis made. False for one that was never analysed.

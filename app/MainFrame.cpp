@@ -1,5 +1,6 @@
 #include "MainFrame.h"
 
+#include <wx/app.h>
 #include <wx/dnd.h>
 #include <wx/log.h>
 #include <wx/menu.h>
@@ -59,7 +60,7 @@ const wxEventTable* MainFrame::GetEventTable() const { return &kEventTable; }
 
 wxEventHashTable& MainFrame::GetEventHashTable() const { return eventHashTable_; }
 
-MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle) {
+MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle), reader_([] { wxWakeUpIdle(); }) {
     SetIcons(ProgramIcons());
     SetMenuBar(MakeMenuBar());
     auto* all = new wxBoxSizer(wxVERTICAL);

@@ -14,9 +14,11 @@
 
 #include "AnalysedLabels.h"
 #include "AnalysisParameters.h"
+#include "BackgroundReader.h"
 #include "CanvasOwner.h"
 #include "CommandTexts.h"
 #include "DisplayRange.h"
+#include "FailureText.h"
 #include "ImageWarnings.h"
 #include "KnownResults.h"
 #include "LabelEditing.h"
@@ -50,6 +52,16 @@ struct AnalysisNotes {
     GatheredWarnings tooSmall;  ///< images that are no larger than one object may be
 };
 
+/// What opening a series has to tell when all of it was read.
+struct SeriesNotes {
+    OpenOutcome outcome;
+    std::vector<FailureText> failures;  ///< images that are no positions
+    GatheredWarnings doubtful;
+    wxString said;       ///< by the reading itself, last
+    bool isRead = true;      ///< every image, and told
+    bool isSearched = true;  ///< for what was burnt in, and told
+};
+
 /// The main window. It owns the positions, the analysis parameters and the state of viewing and editing; every command
 /// of the program arrives here.
 class MainFrame final : public wxFrame, public CanvasOwner {
@@ -68,6 +80,9 @@ public:
 
     /// Asks about each journal of the folder that a program left behind until one is restored; true when one was.
     bool OfferRecovery(const std::string& folder);
+
+    /// When images are opened, so many voxels of them in all are read before the window shows the first.
+    void ReadAtOnceUpTo(std::uint64_t voxels) { readAtOnceVoxels_ = voxels; }
 
     /// Does something once, after the window was painted for the first time.
     void OnFirstPaint(std::function<void()> work) { afterFirstPaint_ = std::move(work); }
@@ -212,6 +227,7 @@ private:
     void SayOfPosition(std::size_t index);
     /// What is shown where nothing but labels and tools are.
     CanvasState StateOfLabels() const;
+    bool HasBeenRead() const { return std::chrono::steady_clock::now() - saidAt_ >= kToBeRead; }
     void ShowFirstField(const wxString& text);
     void ShowPointer(const wxMouseEvent& event);
     void DescribeStatus();
@@ -219,11 +235,31 @@ private:
     void ShowChecks();
     void EnableLater();
 
+    // What is read after opening.
+    PositionImages::Intensities ReadAtOnce(std::size_t index, std::uint64_t& readVoxels, GatheredWarnings& warnings);
+    void ShowFirst();
+    BackgroundReader::Job JobFor(std::size_t index) const;
+    BackgroundReader::Job SearchFor(std::size_t index) const;
+    void PlanReading();
+    void TakeRead();
+    void ReadOn();
+    void ReadOneHere();
+    /// All images are read when it returns, and those that cannot be are no positions any more.
+    void FinishReading();
+    std::size_t UnreadCount() const;
+    wxString WithBurntIn(const wxString& text) const;
+    wxString ProgressText() const;
+    void SayProgress();
+    void TellFailures();
+    void SayOpened();
+    void NoteBurntIn(std::size_t index, const BurntIn& burntIn, GatheredWarnings& warnings);
+    void RemoveUnreadable(std::size_t index, const std::exception_ptr& failure);
+
     void ReplacePositions(const std::vector<wxString>& paths, std::size_t products = 0);
     LabelsFound LoadPositionLabels(std::size_t index, const wxString& file);
+    wxString TitleOf(std::size_t index) const;
     void FitToPosition();
     void KeepOnScreen();
-    void PointCanvasAt(std::size_t index);
     enum class BarDrawn { kNotWanted, kDrawn, kNoRoom };
     BarDrawn ExportOverlay(std::size_t index, const wxString& file);
     ChosenFolder AskForFolder(const wxString& title);
@@ -256,6 +292,7 @@ private:
     void NoteResult(std::size_t index, qvox::LabelImage& result, const char* command);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
+    void ShowForAnalysis(std::size_t index);
     void AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse);
 
     // The panel of objects.
@@ -282,6 +319,9 @@ private:
     void WriteReport(ReportOptions options, const std::vector<wxString>& whyNot);
     void LearnFrom(const std::vector<std::size_t>& positions, std::size_t evaluations);
 
+    /// For so long a text in the status bar is not replaced by one that nobody asked for.
+    static constexpr std::chrono::seconds kToBeRead{3};
+
     PositionStore store_;
     EditingState editing_;
     std::optional<wxPoint> strokeAt_;  ///< where the stroke of the left button was last seen, until its release
@@ -292,7 +332,9 @@ private:
     std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
     std::unique_ptr<RecoveryJournal> journal_;
     std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last
-    std::vector<wxString> burntIn_;                 ///< by position: annotations in the image, as text
+    std::vector<std::optional<wxString>> burntIn_;  ///< by position: annotations in the image, as text; once searched
+    SeriesNotes series_;
+    std::uint64_t readAtOnceVoxels_ = std::uint64_t{1} << 23;  ///< takes a fraction of a second
     wxString said_;
     std::chrono::steady_clock::time_point saidAt_;
     DisplayRange displayRange_;
@@ -310,6 +352,7 @@ private:
     std::function<void()> afterFirstPaint_;
     std::function<void(const wxString&)> openPage_ = [](const wxString& page) { wxLaunchDefaultBrowser(page); };
     SingleImageCanvas* canvas_ = nullptr;
+    BackgroundReader reader_;
     ObjectsPanel* objects_ = nullptr;
     StagesBar* stagesBar_ = nullptr;
     std::unique_ptr<StagesView> stages_;

@@ -103,10 +103,9 @@ void MainFrame::TellNotes(const AnalysisKind& kind) {
 
 /// The analysis of a position is done: its labels are replaced, whole.
 void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result, const char* command) {
-    LabelChanges difference = DifferenceOf(store_.labelImages[index], result);
-    store_.labelImages[index].Swap(result);
-    analysed_.Remember(index, store_.labelImages[index],
-                       {command, std::string("Korvane ") + kVersion, ParametersText(parameters_), ""});
+    LabelChanges difference = DifferenceOf(*store_.images.LabelsOf(index), result);
+    analysed_.Remember(index, result, {command, std::string("Korvane ") + kVersion, ParametersText(parameters_), ""});
+    store_.images.SetLabels(index, result);
     Changed(index, std::move(difference));
     const std::size_t objects = CountLabels(store_, index);
     notes_.outcome.objects.push_back(objects);
@@ -119,15 +118,24 @@ void MainFrame::NoteFailure(const wxString& task, std::size_t index) {
     notes_.outcome.failed.push_back(index);
     notes_.failures.push_back({"Cannot " + task + " the position number " + std::to_string(index + 1) + ", '" +
                                    store_.paths[index] + "'! (" + cause + ")" +
-                                   PixelSizeAdvice(store_.images[index].Resolution()),
+                                   PixelSizeAdvice(store_.images.Resolution(index)),
                                cause});
+}
+
+/// An image that cannot be shown cannot be analysed either, which then tells why.
+void MainFrame::ShowForAnalysis(std::size_t index) {
+    try {
+        SwitchTo(index);
+    } catch (const std::exception&) {
+        return;
+    }
 }
 
 void MainFrame::AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse) {
     const std::size_t remembered = store_.current;
     try {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-            SwitchTo(i);
+            ShowForAnalysis(i);
             Say(WorkText(store_.paths, i, kind.what));
             analyse(i);
             WriteJournal(std::numeric_limits<std::uint64_t>::max());
@@ -140,12 +148,13 @@ void MainFrame::AnalyseEach(const AnalysisKind& kind, const std::function<void(s
 }
 
 void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
-    const qvox::VoxelImage<float>& image = store_.images[index];
     const int begun = progress.GetValue();
     try {
+        const PositionImages::Intensities intensities = store_.images.IntensitiesOf(index);
+        const qvox::VoxelImage<float>& image = *intensities;
         RequirePixelHeight(image.Resolution());
         // Into a copy: a failure half way leaves the position what it holds, and the canvas never shows half a result.
-        qvox::LabelImage result(store_.labelImages[index]);
+        qvox::LabelImage result(*store_.images.LabelsOf(index));
         DetectionProgress observer(progress);
         DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
         notes_.tooSmall.Add(store_.paths[index],
@@ -167,10 +176,11 @@ void MainFrame::SegmentPosition(std::size_t index) {
                                   " was not segmented due to missing seeds!");
         return;
     }
-    const qvox::VoxelImage<float>& image = store_.images[index];
     try {
+        const PositionImages::Intensities intensities = store_.images.IntensitiesOf(index);
+        const qvox::VoxelImage<float>& image = *intensities;
         RequirePixelHeight(image.Resolution());
-        qvox::LabelImage result(store_.labelImages[index]);
+        qvox::LabelImage result(*store_.images.LabelsOf(index));
         SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
         NoteResult(index, result, "segment");
     } catch (...) {
@@ -186,6 +196,7 @@ void MainFrame::OnDetectCurrent(wxCommandEvent&) {
 }
 
 void MainFrame::OnDetectEmpty(wxCommandEvent&) {
+    FinishReading();
     const int count = static_cast<int>(PositionCount(store_));
     RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach(kDetection, [&](std::size_t i) {
@@ -199,6 +210,7 @@ void MainFrame::OnDetectEmpty(wxCommandEvent&) {
 }
 
 void MainFrame::OnDetectAll(wxCommandEvent&) {
+    FinishReading();
     const int count = static_cast<int>(PositionCount(store_));
     RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach(kDetection, [&](std::size_t i) { DetectPosition(i, progress); });
@@ -210,6 +222,7 @@ void MainFrame::OnSegmentExosomesSingle(wxCommandEvent&) {
 }
 
 void MainFrame::OnSegmentExosomesAll(wxCommandEvent&) {
+    FinishReading();
     const int count = static_cast<int>(PositionCount(store_));
     RunAnalysis(kSegmentation, count + 1, [this](wxProgressDialog& progress) {
         AnalyseEach(kSegmentation, [&](std::size_t i) {

@@ -17,7 +17,6 @@
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "ImageList.h"
-#include "ImageLoading.h"
 #include "ImageWarnings.h"
 #include "MainFrame.h"
 #include "MeasurementTable.h"
@@ -77,27 +76,6 @@ bool LiesThere(const wxString& file) {
     return std::filesystem::exists(PathBytes(file), unreachable);
 }
 
-void WarnOf(const GatheredWarnings& warnings) {
-    const wxString text = warnings.Text();
-    if (!text.empty()) wxLogWarning("%s", text);
-}
-
-/// The status text on bars and writing in an image, which are warned of as well. Where there is no memory to look for
-/// them the image is open all the same, and nothing is said.
-wxString LookForBurntIn(const wxString& path, const qvox::VoxelImage<float>& image, GatheredWarnings& warnings) {
-    try {
-        const wxString batch = "korvane-batch detect ";
-        const InformationBars bars = FindInformationBars(image);
-        const Annotations annotations = FindAnnotations(image);
-        warnings.Add(path, InformationBarWarning(bars, batch + "--trim-bar"));
-        warnings.Add(path, AnnotationWarning(annotations, {}, batch + "--fill-annotations"));
-        return BurntInText(bars, annotations);
-    } catch (...) {
-        if (!IsOutOfMemory(std::current_exception())) throw;
-        return {};
-    }
-}
-
 /// The scale bar of the batch tool's overlays; false where there is none.
 bool DrawScaleBar(ColourPicture& image, const qvox::PixelResolution& resolution) {
     if (!IsDefined(resolution.x)) return false;
@@ -152,6 +130,7 @@ void MainFrame::OpenFiles(const std::vector<wxString>& paths) {
 
 void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t products) {
     const wxBusyCursor busy;
+    reader_.Stop();
     editing_.contourPoints.clear();
     LabelsReplaced(editing_);
     canvas_->SetImages(nullptr, nullptr);
@@ -163,31 +142,34 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     framed_ = {};
     LeaveStages();
     objects_->Reset(0);
-    GatheredWarnings doubtful;
-    OpenOutcome outcome;
+    series_ = {};
+    OpenOutcome& outcome = series_.outcome;
     outcome.products = products;
+    GatheredWarnings doubtful;
+    std::uint64_t readVoxels = 0;
+    PositionImages::Intensities first;  // held until it is shown, so that it is not made twice
     for (const wxString& path : paths) {
         DoFileTask(FileTask::kLoadInput, path, [&] {
-            AppendPosition(store_, LoadPosition(path));
+            AppendPosition(store_, path);
+            const std::size_t index = PositionCount(store_) - 1;
             unsaved_.resize(PositionCount(store_));
             burntIn_.resize(PositionCount(store_));
+            PositionImages::Intensities image = ReadAtOnce(index, readVoxels, doubtful);
+            if (index == 0) first = std::move(image);
             if (LiesThere(SegResultPath(path, std::nullopt))) ++outcome.withResults;
-            const qvox::VoxelImage<float>& image = store_.images.back();
-            doubtful.Add(path, PixelSizeWarning(image.Resolution()));
-            burntIn_.back() = LookForBurntIn(path, image, doubtful);
         });
     }
     BeginJournal();
     objects_->Reset(PositionCount(store_));
     WarnOf(doubtful);
+    outcome.opened = PositionCount(store_);
+    outcome.failed = paths.size() - outcome.opened;
+    ShowFirst();
     if (HasPositions()) {
-        store_.currentLabel = 1;
-        store_.current = 0;
-        FitToPosition();
-        SwitchTo(0);
-        outcome.opened = PositionCount(store_);
-        outcome.failed = paths.size() - outcome.opened;
-        Say(OpenedText(outcome) + (burntIn_[0].empty() ? wxString() : "; " + burntIn_[0]));
+        series_.isRead = UnreadCount() == 0;
+        series_.isSearched = std::all_of(burntIn_.begin(), burntIn_.end(), [](const auto& text) { return text.has_value(); });
+        series_.said = WithBurntIn(OpenedText(outcome));
+        Say(series_.said);
         return;
     }
     // The title would go on naming a position that is gone.
@@ -199,11 +181,27 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     RefreshAll();
 }
 
+/// The first that can be shown; those before it are no positions.
+void MainFrame::ShowFirst() {
+    store_.currentLabel = 1;
+    while (HasPositions()) {
+        try {
+            FitToPosition();
+            SwitchTo(0);
+            break;
+        } catch (...) {
+            canvas_->SetImages(nullptr, nullptr);
+            RemoveUnreadable(0, std::current_exception());
+        }
+    }
+    TellFailures();
+}
+
 void MainFrame::FitToPosition() {
-    const qvox::VoxelImage<float>& image = store_.images[store_.current];
     const ClientSize screen{wxSystemSettings::GetMetric(wxSYS_SCREEN_X, this),
                             wxSystemSettings::GetMetric(wxSYS_SCREEN_Y, this)};
-    const ClientSize fitted = FittedClientSize(screen, image.SizeX(), image.SizeY());
+    const ClientSize fitted =
+        FittedClientSize(screen, store_.images.SizeX(store_.current), store_.images.SizeY(store_.current));
     SetClientSize(fitted.width + ObjectsWidth(), fitted.height);
     KeepOnScreen();
 }
@@ -242,15 +240,17 @@ void MainFrame::OnSaveResultsTo(wxCommandEvent&) {
 
 void MainFrame::SaveSegmentationResults(const ChosenFolder& folder) {
     if (!HasPositions()) return;
+    FinishReading();
     const std::vector<wxString> files = FilesOf(store_, folder, SegResultPath);
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "save the segmentation results")) return;
     const wxBusyInfo busy("Saving segmentation results...", this);
     FilesOutcome outcome;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         const bool saved = DoFileTask(FileTask::kSaveResults, FileNameOf(store_.paths[i]), [&] {
-            const std::optional<wxString> kept = knownResults_.Keep(files[i], store_.labelImages[i]);
+            const PositionImages::Labels labels = store_.images.LabelsOf(i);
+            const std::optional<wxString> kept = knownResults_.Keep(files[i], *labels);
             if (kept) outcome.kept.push_back(*kept);
-            SaveLabels(files[i], store_.labelImages[i]);
+            SaveLabels(files[i], *labels);
             knownResults_.Know(files[i]);
             LieIn(i, MarkOf(PathBytes(files[i])));
         });
@@ -283,13 +283,14 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
 }
 
 LabelsFound MainFrame::LoadPositionLabels(std::size_t index, const wxString& file) {
-    qvox::LabelImage& labels = store_.labelImages[index];
+    const PositionImages& images = store_.images;
     qvox::LabelImage read;
     const std::optional<FileMark> mark = MarkOf(PathBytes(file));
-    const LabelsFound found = LoadNewLabels(file, {labels.SizeX(), labels.SizeY(), labels.SizeZ()}, read);
+    const LabelsFound found =
+        LoadNewLabels(file, {images.SizeX(index), images.SizeY(index), images.SizeZ(index)}, read);
     if (found == LabelsFound::kNoFile) return found;
-    LabelChanges difference = DifferenceOf(labels, read);
-    std::copy(read.begin(), read.end(), labels.begin());
+    LabelChanges difference = DifferenceOf(*images.LabelsOf(index), read);
+    store_.images.SetLabels(index, read);
     Changed(index, std::move(difference));
     LieIn(index, mark);
     knownResults_.Know(file);
@@ -302,6 +303,7 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
                         "Text files (*.txt)|*.txt", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
     dialog.Centre(wxBOTH);
     if (dialog.ShowModal() != wxID_OK) return;
+    FinishReading();
     std::vector<wxString> rows;
     std::vector<wxString> uncalibrated;
     GatheredWarnings broken;
@@ -309,8 +311,8 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
         const wxString name = FileNameOf(store_.paths[i]);
         // One that cannot be measured, having more objects than can be told apart, costs its own rows only.
         DoFileTask(FileTask::kMeasure, name, [&] {
-            std::vector<wxString> measured = MeasurementRows(store_.paths[i], store_.labelImages[i]);
-            const qvox::PixelResolution& resolution = store_.labelImages[i].Resolution();
+            std::vector<wxString> measured = MeasurementRows(store_.paths[i], *store_.images.LabelsOf(i));
+            const qvox::PixelResolution& resolution = store_.images.Resolution(i);
             const bool calibrated = resolution.x > 0.0f && resolution.y > 0.0f;
             if (!calibrated && !measured.empty()) uncalibrated.push_back(name);
             if (!measured.empty()) broken.Add(store_.paths[i], BrokenRowsWarning(store_.paths[i]));
@@ -331,11 +333,12 @@ void MainFrame::OnExportImagesTo(wxCommandEvent&) {
 }
 
 MainFrame::BarDrawn MainFrame::ExportOverlay(std::size_t index, const wxString& file) {
-    const qvox::LabelImage& labels = store_.labelImages[index];
+    const PositionImages::Labels held = store_.images.LabelsOf(index);
+    const qvox::LabelImage& labels = *held;
     CanvasState state = StateOfLabels();
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
     if (index != store_.current) state.editing = nullptr;
-    ColourPicture image = PaintPosition(store_.images[index], labels, state.style);
+    ColourPicture image = PaintPosition(*store_.images.IntensitiesOf(index), labels, state.style);
     OverlayDrawing overlay;
     overlay.Draw(image, labels, LabelAnchors(labels), state, OverlayPort());
     BarDrawn drawn = BarDrawn::kNotWanted;
@@ -346,6 +349,7 @@ MainFrame::BarDrawn MainFrame::ExportOverlay(std::size_t index, const wxString& 
 
 void MainFrame::ImageExport(const ChosenFolder& folder) {
     if (!HasPositions()) return;
+    FinishReading();
     const std::vector<wxString> files = FilesOf(store_, folder, ExportPath);
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "export the image results")) return;
     const wxBusyInfo busy("Exporting image results...", this);

@@ -11,7 +11,7 @@
 namespace Korvane {
 
 EditedPosition MainFrame::Edited() {
-    return {store_.labelImages[store_.current], store_.undoLabels, store_.currentLabel, store_.labelCount};
+    return {store_.images.ShownLabels(), store_.undoLabels, store_.currentLabel, store_.labelCount};
 }
 
 /// Does for the window what a command of the tools left to do.
@@ -49,7 +49,9 @@ void MainFrame::OnClearAll(wxCommandEvent&) {
         return;
     }
     history_.Open("clearing of all positions");
-    for (std::size_t i = 0; i < PositionCount(store_); ++i) Changed(i, ClearingOf(store_.labelImages[i]));
+    for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+        if (CountLabels(store_, i) > 0) Changed(i, ClearingOf(*store_.images.LabelsOf(i)));
+    }
     history_.Close();
     ClearAllLabels(store_);
     LabelsReplaced(editing_);
@@ -67,10 +69,13 @@ bool MainFrame::HandleEditKey(int key) {
     switch (key) {
         case WXK_BACK: {
             history_.Open("Backspace");
-            const EditResult result = UndoEdit(Edited(), editing_);
+            PixelRectangle changed;
+            const EditResult result = UndoEdit(Edited(), editing_, &changed);
             TakeToolChanges();
             history_.Close();
-            Finish(result);
+            // What is beside it looks as before.
+            RefreshEdited(changed);
+            RefreshStatusTexts();
             // Whatever came after that stroke is gone with it: a detection, segmentation or labels that were loaded.
             Say(result == EditResult::kNothing
                     ? "There is no stroke to take back; Ctrl+Z undoes other changes"
@@ -138,6 +143,7 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
 void MainFrame::OnIdle(wxIdleEvent& event) {
     event.Skip();
     if (work_ == Work::kRunning || !HasPositions()) return;
+    ReadOn();
     // A part at a time; more than a person draws in seconds.
     constexpr std::uint64_t kJournalBytes = std::uint64_t{4} << 20;
     if (WriteJournal(kJournalBytes)) event.RequestMore();

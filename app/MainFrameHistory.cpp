@@ -63,7 +63,9 @@ void MainFrame::Travel(ChangeDirection direction) {
         if (part.position == store_.current) {
             RefreshEdited(ApplyToEdited(part.changes, direction, Edited(), editing_));
         } else {
-            ApplyChanges(part.changes, direction, store_.labelImages[part.position]);
+            qvox::LabelImage labels = *store_.images.LabelsOf(part.position);
+            ApplyChanges(part.changes, direction, labels);
+            store_.images.SetLabels(part.position, labels);
         }
     };
     if (undo) {

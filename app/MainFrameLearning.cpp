@@ -58,11 +58,11 @@ void MainFrame::OnLearnParameters(wxCommandEvent&) {
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         const std::size_t objects = CountLabels(store_, i);
         if (objects == 0) continue;
-        if (!HasPixelSize(store_.images[i].Resolution())) {
+        if (!HasPixelSize(store_.images.Resolution(i))) {
             ++withoutPixelSize;
             continue;
         }
-        const bool isAsMade = analysed_.AreAsMade(i, store_.labelImages[i]);
+        const bool isAsMade = analysed_.AreAsMade(i, *store_.images.LabelsOf(i));
         choices.push_back({i,
                            PositionName(store_.paths, i) + ": " + ObjectsText(objects) +
                                (isAsMade ? ", as the analysis left them" : ", corrected"),
@@ -84,8 +84,8 @@ void MainFrame::LearnFrom(const std::vector<std::size_t>& positions, std::size_t
         std::vector<TrainingImage> images;
         images.reserve(positions.size());
         for (const std::size_t i : positions) {
-            images.push_back(
-                {PositionName(store_.paths, i).utf8_string(), store_.images[i], store_.labelImages[i]});
+            images.push_back({PositionName(store_.paths, i).utf8_string(), *store_.images.IntensitiesOf(i),
+                              *store_.images.LabelsOf(i)});
         }
         result = Learn(this, images, evaluations);
     } catch (...) {

@@ -44,8 +44,8 @@ void MainFrame::MakeObjectsPanel() {
     ObjectsPanelLinks links;
     links.current = [this] { return store_.current; };
     links.isAtWork = [this] { return work_ == Work::kRunning || history_.IsOpen(); };
-    links.image = [this](std::size_t i) -> const qvox::VoxelImage<float>& { return store_.images[i]; };
-    links.labels = [this](std::size_t i) -> const qvox::LabelImage& { return store_.labelImages[i]; };
+    links.image = [this](std::size_t i) { return store_.images.IntensitiesOf(i); };
+    links.labels = [this](std::size_t i) { return store_.images.LabelsOf(i); };
     links.show = [this](std::size_t position, const LabelExtent& extent) {
         RunAlone([&] { ShowObject(position, extent); });
     };
@@ -122,7 +122,7 @@ void MainFrame::ShowObject(std::size_t position, const LabelExtent& extent) {
 /// The object at a point that was picked on the canvas: its row, and a frame.
 void MainFrame::ChooseObjectAt(const ImagePoint& point) {
     if (!ShowsObjects()) return;
-    const qvox::LabelImage& labels = store_.labelImages[store_.current];
+    const qvox::LabelImage& labels = store_.images.ShownLabels();
     if (!Inside(labels, point)) return;
     const Pixel pixel = PixelAt(point);
     const std::uint16_t label = labels(static_cast<std::uint64_t>(pixel.x), static_cast<std::uint64_t>(pixel.y));
@@ -139,11 +139,13 @@ void MainFrame::RemoveObjects(const std::vector<ObjectKey>& objects) {
     for (const ObjectKey& key : objects) byPosition[key.position].push_back(key.label);
     history_.Open("deletion of objects");
     for (const auto& [position, labels] : byPosition) {
-        LabelChanges changes = RemovalOf(store_.labelImages[position], labels);
+        LabelChanges changes = RemovalOf(*store_.images.LabelsOf(position), labels);
         if (position == store_.current) {
             RefreshEdited(ApplyToEdited(changes, ChangeDirection::kRedo, Edited(), editing_));
         } else {
-            ApplyChanges(changes, ChangeDirection::kRedo, store_.labelImages[position]);
+            qvox::LabelImage changed(*store_.images.LabelsOf(position));
+            ApplyChanges(changes, ChangeDirection::kRedo, changed);
+            store_.images.SetLabels(position, changed);
         }
         Changed(position, std::move(changes));
     }
@@ -160,6 +162,7 @@ void MainFrame::ExportObjects() {
     dialog.Centre(wxBOTH);
     if (dialog.ShowModal() != wxID_OK) return;
     const wxString path = dialog.GetPath();
+    FinishReading();
     std::vector<std::size_t> positions;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         if (objects_->List().Which() == ListedPositions::kAll || i == store_.current) positions.push_back(i);
@@ -191,11 +194,11 @@ std::size_t MainFrame::WriteObjects(const wxString& path, const std::vector<std:
             const std::size_t i = positions[done];
             if (run.IsCancelled()) throw TableCancelled();
             run.Show(static_cast<int>(done), WorkText(store_.paths, i, "measuring").utf8_string());
-            const qvox::VoxelImage<float>& image = store_.images[i];
-            const std::vector<ObjectMeasures> objects = MeasureEverything(image, store_.labelImages[i]);
+            const PositionImages::Intensities image = store_.images.IntensitiesOf(i);
+            const std::vector<ObjectMeasures> objects = MeasureEverything(*image, *store_.images.LabelsOf(i));
             rows += objects.size();
             const wxString& file = store_.paths[i];
-            text += table.Rows({file, image.Resolution(), PixelSizeSource(file, image.Resolution())}, objects);
+            text += table.Rows({file, image->Resolution(), PixelSizeSource(file, image->Resolution())}, objects);
         }
     });
     WriteCompleteFile(PathBytes(path), text);

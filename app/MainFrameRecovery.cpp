@@ -40,8 +40,7 @@ void MainFrame::BeginJournal() {
     if (journal_ == nullptr) return;
     std::vector<JournalImage> images;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        const std::string path = PathBytes(store_.paths[i]);
-        images.push_back({MarkOf(path).value_or(FileMark{path}), store_.images[i].SizeX(), store_.images[i].SizeY()});
+        images.push_back({store_.images.Mark(i), store_.images.SizeX(i), store_.images.SizeY(i)});
     }
     journal_->Begin(std::move(images));
 }
@@ -64,7 +63,7 @@ void MainFrame::ReplaceInJournal() {
     try {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
             if (i != store_.current && unsaved_[i] == 0) continue;
-            journal_->Replace(i, ClearingOf(store_.labelImages[i]).Reversed().Packed());
+            journal_->Replace(i, ClearingOf(*store_.images.LabelsOf(i)).Reversed().Packed());
             unsaved_[i] = 1;
         }
     } catch (const std::bad_alloc&) {
@@ -108,10 +107,11 @@ void MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_
         if (found == store_.paths.end() || (position.runs.empty() && !position.base)) continue;
         const auto index = static_cast<std::size_t>(found - store_.paths.begin());
         try {
-            const qvox::LabelImage labels = RecoveredLabels(position);
-            if (!labels.SameSizes(store_.labelImages[index])) continue;
-            Changed(index, DifferenceOf(store_.labelImages[index], labels));
-            std::copy(labels.begin(), labels.end(), store_.labelImages[index].begin());
+            qvox::LabelImage labels = RecoveredLabels(position);
+            const PositionImages::Labels before = store_.images.LabelsOf(index);
+            if (!labels.SameSizes(*before)) continue;
+            Changed(index, DifferenceOf(*before, labels));
+            store_.images.SetLabels(index, labels);
         } catch (const qvox::ToolkitError&) {
             // The question told it already.
             continue;

@@ -1,6 +1,7 @@
 #include <atomic>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -42,14 +43,16 @@ struct MeasuringFailure {
 
 /// Why a position is not part of a report; empty where it is.
 wxString MainFrame::WhyNotReported(std::size_t index) const {
-    const qvox::PixelResolution& resolution = store_.images[index].Resolution();
+    const qvox::PixelResolution& resolution = store_.images.Resolution(index);
     if (!IsDefined(resolution.x) || !IsDefined(resolution.y)) return "it has no pixel size";
-    const bool isLooked = analysed_.AreAsMade(index, store_.labelImages[index]) || results_[index].has_value();
+    const bool isLooked = analysed_.AreAsMade(index, *store_.images.LabelsOf(index)) || results_[index].has_value();
     if (CountLabels(store_, index) == 0 && !isLooked) return "it has no labels";
     return {};
 }
 
 void MainFrame::OnReport(wxCommandEvent&) {
+    FinishReading();
+    if (!HasPositions()) return;
     std::vector<wxString> whyNot;
     std::vector<wxString> withoutSize;
     std::size_t reported = 0;
@@ -98,18 +101,26 @@ void MainFrame::WriteReport(ReportOptions options, const std::vector<wxString>& 
         BackgroundRun run(dialog);
         ReportBuilder builder(std::move(options));
         std::atomic<int> measured{0};
+        std::mutex reading;
         const auto measure = [&](std::size_t i) {
             if (run.IsCancelled()) return;
             if (!whyNot[i].empty()) return builder.LeaveOut(i, whyNot[i]);
             run.Show(measured, WorkText(store_.paths, i, "measuring").utf8_string());
             try {
-                const qvox::VoxelImage<float>& image = store_.images[i];
-                ReportSource source{image,
-                                    store_.labelImages[i],
-                                    PixelSizeSource(store_.paths[i], image.Resolution()),
-                                    analysed_.OriginOf(i, store_.labelImages[i]),
+                PositionImages::Intensities image;
+                PositionImages::Labels labels;
+                {
+                    // They are read or unpacked for one thread at a time.
+                    const std::lock_guard<std::mutex> lock(reading);
+                    image = store_.images.IntensitiesOf(i);
+                    labels = store_.images.LabelsOf(i);
+                }
+                ReportSource source{*image,
+                                    *labels,
+                                    PixelSizeSource(store_.paths[i], image->Resolution()),
+                                    analysed_.OriginOf(i, *labels),
                                     {}};
-                const wxString doubtful = PixelSizeWarning(image.Resolution());
+                const wxString doubtful = PixelSizeWarning(image->Resolution());
                 if (!doubtful.empty()) source.warnings.push_back(doubtful);
                 builder.Add(i, source);
             } catch (const std::exception&) {

@@ -58,14 +58,14 @@ void MainFrame::StepStage(int by) {
 void MainFrame::ComputeStages() {
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
-    const qvox::VoxelImage<float>& image = store_.images[store_.current];
+    const qvox::VoxelImage<float>& image = store_.images.ShownIntensities();
     try {
         RequirePixelHeight(image.Resolution());
         wxProgressDialog progress("Please wait ...", ProgressMessage(DetectionStage::kCandidates, 1),
                                   kProgressStepsPerPosition + 2, this, wxPD_APP_MODAL | wxPD_AUTO_HIDE);
         DetectionProgress observer(progress);
         StageRecord record = RecordStages(image, parameters_, image.Resolution().x, observer, RunOnOpenCVThreads);
-        stages_ = std::make_unique<StagesView>(std::move(record), store_.labelImages[store_.current]);
+        stages_ = std::make_unique<StagesView>(std::move(record), store_.images.ShownLabels());
     } catch (...) {
         const wxString cause = ExceptionText(std::current_exception());
         LogFailure("Cannot show the stages of the position number " + std::to_string(store_.current + 1) + ", '" +
@@ -105,7 +105,7 @@ void MainFrame::LeaveStages() {
 }
 
 void MainFrame::ExplainPlace(const ImagePoint& point) {
-    const qvox::LabelImage& labels = store_.labelImages[store_.current];
+    const qvox::LabelImage& labels = store_.images.ShownLabels();
     if (!Inside(labels, point)) return;
     const Pixel pixel = PixelAt(point);
     const auto x = static_cast<std::uint64_t>(pixel.x);

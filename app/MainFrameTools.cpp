@@ -31,7 +31,7 @@ void MainFrame::ShowRange(const DisplayRange& range) {
 
 void MainFrame::OnDisplayRange(wxCommandEvent&) {
     const DisplayRange before = displayRange_;
-    const IntensityDistribution intensities(store_.images[store_.current]);
+    const IntensityDistribution intensities(store_.images.ShownIntensities());
     DisplayRangeDialog dialog(this, intensities, before, [this](const DisplayRange& range) { ShowRange(range); });
     if (dialog.ShowModal() != wxID_OK) ShowRange(before);
 }
@@ -45,7 +45,7 @@ void MainFrame::OnWholeRange(wxCommandEvent&) { ShowRange(DisplayRange()); }
 void MainFrame::OnFitToWindow(wxCommandEvent&) { SetZoomLevel(FittedZoomLevel(canvas_->View())); }
 
 void MainFrame::OnZoomToObject(wxCommandEvent&) {
-    const qvox::LabelImage& labels = store_.labelImages[store_.current];
+    const qvox::LabelImage& labels = store_.images.ShownLabels();
     // The object under the pointer, else the one of the current label.
     std::uint16_t label = store_.currentLabel;
     const ImagePoint point = canvas_->ImagePointUnder(canvas_->Pointer());
@@ -65,7 +65,7 @@ void MainFrame::OnZoomToObject(wxCommandEvent&) {
 void MainFrame::OnScaleBar(wxCommandEvent&) {
     scaleBar_ = !scaleBar_;
     RefreshAll();
-    if (scaleBar_ && HasPositions() && !IsDefined(store_.images[store_.current].Resolution().x)) {
+    if (scaleBar_ && HasPositions() && !IsDefined(store_.images.Resolution(store_.current).x)) {
         Say("There is no scale bar: the pixel size of this position is not known");
     }
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 
 #include <wx/app.h>
@@ -94,7 +95,7 @@ CanvasState MainFrame::StateOfCanvas() const {
     CanvasState state = StateOfLabels();
     state.framed = framed_;
     if (scaleBar_ && HasPositions()) {
-        const qvox::PixelResolution& resolution = store_.images[store_.current].Resolution();
+        const qvox::PixelResolution& resolution = store_.images.Resolution(store_.current);
         if (IsDefined(resolution.x)) state.barPixelWidthNm = ScaleOf(resolution).widthNm;
     }
     if (stages_ == nullptr) return state;
@@ -106,7 +107,7 @@ CanvasState MainFrame::StateOfCanvas() const {
 }
 
 const std::vector<LabelAnchor>& MainFrame::NumberAnchors() {
-    editing_.census.Ensure(store_.labelImages[store_.current]);
+    editing_.census.Ensure(store_.images.ShownLabels());
     if (anchorsVersion_ != editing_.census.Version()) {
         anchors_ = editing_.census.Anchors();
         anchorsVersion_ = editing_.census.Version();
@@ -129,7 +130,7 @@ void MainFrame::RefreshStatusTexts() {
     };
     StatusFields fields = StatusTextsWithoutPosition();
     if (HasPositions()) {
-        fields = StatusTexts({store_.images[store_.current].Resolution(), store_.currentLabel, editing_.brushRadiusPx,
+        fields = StatusTexts({store_.images.Resolution(store_.current), store_.currentLabel, editing_.brushRadiusPx,
                               store_.labelCount, editing_.mode});
     }
     for (std::size_t i = 0; i < fields.size(); ++i) set(static_cast<int>(i + 1), fields[i]);
@@ -157,17 +158,16 @@ void MainFrame::ShowFirstField(const wxString& text) {
 }
 
 void MainFrame::ShowPointer(const wxMouseEvent& event) {
-    constexpr std::chrono::seconds kToBeRead{3};
-    if (std::chrono::steady_clock::now() - saidAt_ < kToBeRead) return;
+    if (!HasBeenRead()) return;
     const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
-    const qvox::LabelImage& labels = store_.labelImages[store_.current];
+    const qvox::LabelImage& labels = store_.images.ShownLabels();
     if (event.Leaving() || !Inside(labels, point)) {
         ShowFirstField(said_);
         return;
     }
     const Pixel pixel = PixelAt(point);
     const std::uint64_t at = labels.Index(static_cast<std::uint64_t>(pixel.x), static_cast<std::uint64_t>(pixel.y));
-    ShowFirstField(wxString::FromUTF8(PointerText({pixel, store_.images[store_.current][at], labels[at]})));
+    ShowFirstField(wxString::FromUTF8(PointerText({pixel, store_.images.ShownIntensities()[at], labels[at]})));
 }
 
 void MainFrame::DescribeStatus() {
@@ -179,23 +179,27 @@ void MainFrame::DescribeStatus() {
     SetAccessibleDescription(*GetStatusBar(), all);
 }
 
-void MainFrame::PointCanvasAt(std::size_t index) {
-    canvas_->SetImages(&store_.images[index], &store_.labelImages[index]);
-}
-
 void MainFrame::SwitchTo(std::size_t index) {
-    if (!SwitchToPosition(store_, index, editing_.contourPoints.size())) {
-        if (!editing_.contourPoints.empty()) Say(kOpenContourText);
+    if (!editing_.contourPoints.empty()) {
+        if (index < PositionCount(store_)) Say(kOpenContourText);
         return;
+    }
+    try {
+        if (!SwitchToPosition(store_, index, 0)) return;
+    } catch (...) {
+        if (store_.images.WasRead(index)) throw;
+        // Never read before: it is no position, and the one that takes its place is shown.
+        RemoveUnreadable(index, std::current_exception());
+        return SwitchTo(std::min(index, PositionCount(store_) - 1));
     }
     LabelsReplaced(editing_);
     framed_ = {};
     LeaveStages();
     if (ShowsObjects()) objects_->CurrentChanged();
     SayOfPosition(index);
-    SetTitle(PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring()));
+    SetTitle(TitleOf(index));
     SetAccessibleDescription(*canvas_, GetTitle());
-    PointCanvasAt(index);
+    canvas_->SetImages(&store_.images.ShownIntensities(), &store_.images.ShownLabels());
     canvas_->ShowFromCorner();
     RefreshAll();
     // Painted before the handler returns; what the person does meanwhile waits its turn, so nothing is entered twice.
@@ -204,14 +208,20 @@ void MainFrame::SwitchTo(std::size_t index) {
     }
     // The yield alone leaves the paint to the next frame of the display, which may come after a long analysis.
     canvas_->Update();
+    PlanReading();
+}
+
+wxString MainFrame::TitleOf(std::size_t index) const {
+    return PositionTitle(index, PositionCount(store_), store_.paths[index].ToStdWstring());
 }
 
 /// What the title does not show: which of several images of one name it is, and what was burnt into it.
 void MainFrame::SayOfPosition(std::size_t index) {
     const wxString name = PositionName(store_.paths, index);
     const bool ambiguous = name != FileNameOf(store_.paths[index]);
-    if (!ambiguous && burntIn_[index].empty()) return;
-    Say((ambiguous ? name : wxString()) + (ambiguous && !burntIn_[index].empty() ? "; " : "") + burntIn_[index]);
+    const wxString burntIn = burntIn_[index].value_or(wxString());
+    if (!ambiguous && burntIn.empty()) return;
+    Say((ambiguous ? name : wxString()) + (ambiguous && !burntIn.empty() ? "; " : "") + burntIn);
 }
 
 void MainFrame::SetZoomLevel(int level) {

@@ -115,4 +115,9 @@ void MessageLog::DoShowMultipleLogMessages(const wxArrayString& messages, const 
     ShowMessages(title, shown);
 }
 
+void WarnOf(const GatheredWarnings& warnings) {
+    const wxString text = warnings.Text();
+    if (!text.empty()) wxLogWarning("%s", text);
+}
+
 }  // namespace Korvane

@@ -5,6 +5,8 @@
 #include <wx/dialog.h>
 #include <wx/log.h>
 
+#include "ImageWarnings.h"
+
 class wxTextCtrl;
 
 namespace Korvane {
@@ -43,5 +45,8 @@ protected:
 private:
     std::vector<ShownMessage> causes_;
 };
+
+/// Warns of several images in one message; of none where there is nothing to warn of.
+void WarnOf(const GatheredWarnings& warnings);
 
 }  // namespace Korvane

@@ -1,6 +1,7 @@
 #include "ObjectsPanel.h"
 
 #include <algorithm>
+#include <exception>
 #include <new>
 #include <string>
 #include <utility>
@@ -153,22 +154,27 @@ wxListView& ObjectsPanel::Table() { return *table_; }
 wxString ObjectsPanel::Statistics() const { return statistics_->GetLabel(); }
 
 void ObjectsPanel::Reset(std::size_t positions) {
+    held_.reset();
     measuring_.Reset(positions);
     list_.Clear();
     Refill();
 }
 
 void ObjectsPanel::Changed(std::size_t position) {
+    held_.reset();
     measuring_.Changed(position);
     changedAt_ = std::chrono::steady_clock::now();
 }
 
 void ObjectsPanel::ChangedAll() {
+    held_.reset();
     measuring_.ChangedAll();
     changedAt_ = std::chrono::steady_clock::now();
 }
 
 void ObjectsPanel::CurrentChanged() {
+    // What is shown now is another one: its labels are no copy any more.
+    held_.reset();
     const ListedPositions which = which_->GetSelection() == 0 ? ListedPositions::kCurrent : ListedPositions::kAll;
     // Among all positions the rows stay the same.
     if (which == ListedPositions::kAll && list_.Which() == which) return;
@@ -205,16 +211,25 @@ void ObjectsPanel::OnTick() {
 void ObjectsPanel::CopyNext() {
     if (std::chrono::steady_clock::now() - changedAt_ < kQuiet) return;
     const std::optional<std::size_t> next = measuring_.Next(list_.Which(), links_.current());
-    if (!next) return;
+    if (!next) return held_.reset();
     try {
-        measuring_.Copy(*next, links_.image(*next), links_.labels(*next), kVoxelsPerTick);
+        if (!held_ || held_->position != *next) held_ = Held{*next, links_.image(*next), links_.labels(*next)};
+        measuring_.Copy(*next, held_->image, *held_->labels, kVoxelsPerTick);
     } catch (const std::bad_alloc&) {
-        measuring_.GiveUp(*next);
-        MeasuredPosition failed;
-        failed.failure = "Not enough memory";
-        list_.Set(*next, std::move(failed));
-        Refill();
+        GiveUp(*next, "Not enough memory");
+    } catch (const std::exception& error) {
+        // Its file is gone, or another one by now.
+        GiveUp(*next, error.what());
     }
+}
+
+void ObjectsPanel::GiveUp(std::size_t position, const std::string& cause) {
+    held_.reset();
+    measuring_.GiveUp(position);
+    MeasuredPosition failed;
+    failed.failure = cause;
+    list_.Set(position, std::move(failed));
+    Refill();
 }
 
 std::optional<double> ObjectsPanel::NumberIn(wxTextCtrl& field) {

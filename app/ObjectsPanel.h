@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <future>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -27,10 +28,10 @@ class SizeHistogram;
 
 /// What the panel needs of the window around it.
 struct ObjectsPanelLinks {
-    std::function<std::size_t()> current;  ///< the position that is shown
-    std::function<bool()> isAtWork;        ///< a command runs: labels may be changing
-    std::function<const qvox::VoxelImage<float>&(std::size_t position)> image;
-    std::function<const qvox::LabelImage&(std::size_t position)> labels;
+    std::function<std::size_t()> current;                               ///< the position that is shown
+    std::function<bool()> isAtWork;                                     ///< a command runs: labels may be changing
+    std::function<ObjectMeasuring::Image(std::size_t position)> image;  ///< these two may throw
+    std::function<std::shared_ptr<const qvox::LabelImage>(std::size_t position)> labels;
     std::function<void(std::size_t position, const LabelExtent& extent)> show;  ///< a row was chosen
     std::function<void(const std::vector<ObjectKey>& objects)> remove;
     std::function<void()> exportTable;
@@ -77,6 +78,7 @@ private:
     wxSizer* MakeButtons();
     void OnTick();
     void CopyNext();
+    void GiveUp(std::size_t position, const std::string& cause);
     void FiltersChanged();
     void SortBy(std::size_t column);
     void Refill();
@@ -91,6 +93,13 @@ private:
     ObjectList list_;
     ObjectMeasuring measuring_;
     std::chrono::steady_clock::time_point changedAt_;
+    /// What is being copied: of a position that is not shown it is made for this.
+    struct Held {
+        std::size_t position = 0;
+        ObjectMeasuring::Image image;
+        std::shared_ptr<const qvox::LabelImage> labels;
+    };
+    std::optional<Held> held_;
     std::future<SizeOverview> overview_;
     enum class Overview { kShown, kWanted } wantedOverview_ = Overview::kShown;
     std::size_t sortColumn_ = 1;

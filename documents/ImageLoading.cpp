@@ -1,39 +1,30 @@
 #include "ImageLoading.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 
 #include "FailureText.h"
 #include "PathText.h"
+#include "StoredImage.h"
 
 namespace Korvane {
 
 namespace {
 
-template <typename T>
-void LoadConverted(const std::string& path, qvox::VoxelImage<float>& image, const qvox::ReadOptions& options) {
-    qvox::VoxelImage<T> read;
-    qvox::LoadImageFile(path, read, options);
-    image.CopyPropertiesFrom(read);
-    image.Resize(read.SizeX(), read.SizeY(), read.SizeZ());
-    std::transform(read.begin(), read.end(), image.begin(), [](T value) { return static_cast<float>(value); });
-}
-
 /// The memory left free beside every position: saving, the undo copy of a usual image and the windows that report
 /// failures need memory too.
 constexpr std::size_t kWorkingBytes = std::size_t{64} << 20;
 
-/// Throws std::bad_alloc when the working memory is not there. It is allocated and given back; no more than one page of
-/// it is touched, without which the compiler may leave the allocation out.
+}  // namespace
+
 void RequireWorkingMemory() {
+    // It is allocated and given back. No more than one page of it is touched, without which the compiler may leave the
+    // allocation out.
     qvox::VoxelImage<std::uint8_t> working;
     working.Resize(kWorkingBytes, 1, 1);
     *static_cast<volatile std::uint8_t*>(working.begin()) = 0;
 }
-
-}  // namespace
 
 void RefuseInputType(const std::string& path, const qvox::ImageFileInfo& info) {
     std::string detail = "It holds " + info.typeText + "; wanted is 8-bit, 16-bit or 32-bit float grey.";
@@ -66,23 +57,9 @@ qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image) {
 }
 
 Position LoadPosition(const wxString& path, const qvox::ReadOptions& options) {
-    const std::string bytes = PathBytes(path);
     Position position;
     position.path = path;
-    const qvox::ImageFileInfo info = qvox::InspectImageFile(bytes, options);
-    switch (info.type) {
-        case qvox::VoxelType::kUint8:
-            LoadConverted<std::uint8_t>(bytes, position.image, options);
-            break;
-        case qvox::VoxelType::kUint16:
-            LoadConverted<std::uint16_t>(bytes, position.image, options);
-            break;
-        case qvox::VoxelType::kFloat32:
-            qvox::LoadImageFile(bytes, position.image, options);
-            break;
-        default:
-            RefuseInputType(bytes, info);
-    }
+    position.image = TakeIntensities(LoadStoredImage(PathBytes(path), options));
     position.labels = EmptyLabelsFor(position.image);
     RequireWorkingMemory();
     return position;

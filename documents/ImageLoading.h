@@ -22,6 +22,9 @@ Position LoadPosition(const wxString& path, const qvox::ReadOptions& options = {
 /// True for the voxel types that LoadPosition reads.
 bool IsInputType(qvox::VoxelType type);
 
+/// Throws std::bad_alloc when the memory to work with what is open is not there, see LoadPosition.
+void RequireWorkingMemory();
+
 /// A zero label image that belongs to `image`: its sizes, resolution, offset and description.
 qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image);
 

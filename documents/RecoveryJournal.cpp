@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <numeric>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -83,12 +84,20 @@ void RecoveryJournal::Begin(std::vector<JournalImage> images) {
     waiting_.clear();
     bases_.assign(images.size(), {});
     images_ = std::move(images);
+    numbers_.resize(images_.size());
+    std::iota(numbers_.begin(), numbers_.end(), 0u);
     if (state_ != State::kFailed) state_ = State::kClean;
+}
+
+void RecoveryJournal::RemovePosition(std::size_t position) {
+    // The image stays in the file's head, and without changes.
+    bases_[numbers_[position]].clear();
+    numbers_.erase(numbers_.begin() + static_cast<std::ptrdiff_t>(position));
 }
 
 void RecoveryJournal::Put(std::uint8_t kind, std::size_t position, const std::vector<std::uint8_t>& payload) {
     if (state_ == State::kFailed) return;
-    waiting_.push_back(PackRecord({kind, static_cast<std::uint32_t>(position), payload}));
+    waiting_.push_back(PackRecord({kind, numbers_[position], payload}));
     state_ = State::kChanged;
 }
 
@@ -102,11 +111,10 @@ void RecoveryJournal::Replace(std::size_t position, const std::vector<std::uint8
 
 void RecoveryJournal::Base(std::size_t position, const FileMark& labels) {
     if (state_ == State::kFailed) return;
-    const std::vector<std::uint8_t> record =
-        PackRecord({kBaseRecord, static_cast<std::uint32_t>(position), PackMark(labels)});
+    const std::vector<std::uint8_t> record = PackRecord({kBaseRecord, numbers_[position], PackMark(labels)});
     // Alone it is nothing that could be lost.
     if (state_ == State::kClean) {
-        bases_[position] = record;
+        bases_[numbers_[position]] = record;
     } else {
         waiting_.push_back(record);
     }
@@ -117,7 +125,7 @@ void RecoveryJournal::Saved(const std::vector<std::optional<FileMark>>& results)
     Close();
     waiting_.clear();
     state_ = State::kClean;
-    for (std::size_t i = 0; i < results.size() && i < bases_.size(); ++i) {
+    for (std::size_t i = 0; i < results.size() && i < numbers_.size(); ++i) {
         if (results[i]) Base(i, *results[i]);
     }
 }

@@ -44,6 +44,9 @@ public:
     /// Other images were opened, with labels of 0; all that was written is void.
     void Begin(std::vector<JournalImage> images);
 
+    /// The position is not open any more; those behind it move up. Only while nothing of it was written.
+    void RemovePosition(std::size_t position);
+
     // What happened to a position's labels: runs as LabelChanges packs them. Kept until Write.
 
     void Change(std::size_t position, const std::vector<std::uint8_t>& runs);
@@ -72,8 +75,9 @@ private:
     std::string path_;
     int descriptor_ = -1;
     std::vector<JournalImage> images_;
+    std::vector<std::uint32_t> numbers_;  ///< by position: which of images_ it is
     std::deque<std::vector<std::uint8_t>> waiting_;
-    std::vector<std::vector<std::uint8_t>> bases_;  ///< written before the first change; records
+    std::vector<std::vector<std::uint8_t>> bases_;  ///< by image; written before the first change; records
     enum class State { kClean, kChanged, kFailed } state_ = State::kClean;
 };
 

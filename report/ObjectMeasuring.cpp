@@ -6,20 +6,6 @@
 
 namespace Korvane {
 
-namespace {
-
-/// Copies up to `most` of what is not copied yet; returns how many voxels that were.
-template <typename T>
-std::uint64_t CopyPart(const qvox::VoxelImage<T>& from, qvox::VoxelImage<T>& into, std::uint64_t& copied,
-                       std::uint64_t most) {
-    const std::uint64_t count = std::min(most, from.VoxelCount() - copied);
-    std::copy(from.begin() + copied, from.begin() + copied + count, into.begin() + copied);
-    copied += count;
-    return count;
-}
-
-}  // namespace
-
 void ObjectMeasuring::Reset(std::size_t positions) {
     versions_.assign(positions, 1);
     measured_.assign(positions, 0);
@@ -44,34 +30,32 @@ std::optional<std::size_t> ObjectMeasuring::Next(ListedPositions which, std::siz
     return running_.valid() ? std::nullopt : Unmeasured(which, current);
 }
 
-void ObjectMeasuring::Begin(std::size_t position, const qvox::VoxelImage<float>& image,
-                            const qvox::LabelImage& labels) {
+void ObjectMeasuring::Begin(std::size_t position, const Image& image, const qvox::LabelImage& labels) {
     const bool isOther = !copies_ || position_ != position || copiesGeneration_ != generation_;
     if (!isOther && version_ == versions_[position]) return;
     if (isOther) {
         copies_.reset();
         auto copies = std::make_unique<Copies>();
-        copies->image.CopyPropertiesFrom(image);
-        copies->image.Resize(image.SizeX(), image.SizeY(), image.SizeZ());
         copies->labels.CopyPropertiesFrom(labels);
         copies->labels.Resize(labels.SizeX(), labels.SizeY(), labels.SizeZ());
         copies_ = std::move(copies);
         position_ = position;
         copiesGeneration_ = generation_;
-        imageCopied_ = 0;
     }
+    copies_->image = image;
     version_ = versions_[position];
-    labelsCopied_ = 0;
+    copied_ = 0;
 }
 
-void ObjectMeasuring::Copy(std::size_t position, const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
+void ObjectMeasuring::Copy(std::size_t position, const Image& image, const qvox::LabelImage& labels,
                            std::uint64_t voxels) {
     Begin(position, image, labels);
-    voxels -= CopyPart(image, copies_->image, imageCopied_, voxels);
-    CopyPart(labels, copies_->labels, labelsCopied_, voxels);
-    if (imageCopied_ < image.VoxelCount() || labelsCopied_ < labels.VoxelCount()) return;
+    const std::uint64_t end = std::min(labels.VoxelCount(), copied_ + voxels);
+    std::copy(labels.begin() + copied_, labels.begin() + end, copies_->labels.begin() + copied_);
+    copied_ = end;
+    if (copied_ < labels.VoxelCount()) return;
     running_ = std::async(std::launch::async,
-                          [copies = copies_.get()] { return MeasurePosition(copies->image, copies->labels); });
+                          [copies = copies_.get()] { return MeasurePosition(*copies->image, copies->labels); });
 }
 
 std::optional<ObjectMeasuring::Measured> ObjectMeasuring::Take() {
@@ -79,6 +63,7 @@ std::optional<ObjectMeasuring::Measured> ObjectMeasuring::Take() {
         return std::nullopt;
     }
     Measured measured{position_, running_.get()};
+    copies_->image.reset();
     const bool isOfOthers = copiesGeneration_ != generation_;
     if (isOfOthers || version_ != versions_[position_]) return std::nullopt;
     measured_[position_] = version_;

@@ -12,10 +12,12 @@
 
 namespace Korvane {
 
-/// Keeps the measures of positions true while their labels change, without making anybody wait: image and labels are
-/// copied a part at a time, and the copies are measured on a thread of their own. One thread uses this.
+/// Keeps the measures of positions true while their labels change, without making anybody wait: the labels are
+/// copied a part at a time, and the copy is measured on a thread of its own. One thread uses this.
 class ObjectMeasuring {
 public:
+    using Image = std::shared_ptr<const qvox::VoxelImage<float>>;
+
     /// So many positions are open, none of them measured.
     void Reset(std::size_t positions);
     /// The labels of a position changed; it may be called in the middle of a stroke.
@@ -31,9 +33,8 @@ public:
 
     /// Copies the next `voxels` of the position that Next names; begins to measure when they are all copied. What was
     /// copied of labels that changed since, or of another position, is copied again.
-    /// Throws std::bad_alloc.
-    void Copy(std::size_t position, const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
-              std::uint64_t voxels);
+    /// The image is held as it is until it is measured. Throws std::bad_alloc.
+    void Copy(std::size_t position, const Image& image, const qvox::LabelImage& labels, std::uint64_t voxels);
 
     struct Measured {
         std::size_t position;
@@ -47,12 +48,12 @@ public:
 
 private:
     struct Copies {
-        qvox::VoxelImage<float> image;
+        Image image;
         qvox::LabelImage labels;
     };
 
     std::optional<std::size_t> Unmeasured(ListedPositions which, std::size_t current) const;
-    void Begin(std::size_t position, const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels);
+    void Begin(std::size_t position, const Image& image, const qvox::LabelImage& labels);
 
     std::vector<std::uint64_t> versions_;  ///< by position, from 1
     std::vector<std::uint64_t> measured_;  ///< the version that was measured last; 0: none
@@ -62,8 +63,7 @@ private:
     std::size_t position_ = 0;  ///< of the copies
     std::uint64_t version_ = 0;
     std::uint64_t copiesGeneration_ = 0;
-    std::uint64_t imageCopied_ = 0;  ///< voxels
-    std::uint64_t labelsCopied_ = 0;
+    std::uint64_t copied_ = 0;               ///< voxels of the labels
     std::future<MeasuredPosition> running_;  ///< measures the copies, which nobody touches meanwhile
 };
 

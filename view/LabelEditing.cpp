@@ -243,9 +243,10 @@ PixelRectangle RepaintComponent(EditedPosition position, EditingState& state, co
     return changed;
 }
 
-EditResult UndoEdit(EditedPosition position, EditingState& state) {
+EditResult UndoEdit(EditedPosition position, EditingState& state, PixelRectangle* changed) {
     if (position.undoLabels.Empty()) return EditResult::kNothing;
-    state.undo.Restore(position.labels, position.undoLabels, state.census, state.changes);
+    const PixelRectangle box = state.undo.Restore(position.labels, position.undoLabels, state.census, state.changes);
+    if (changed != nullptr) *changed = box;
     return EditResult::kRepaint;
 }
 

@@ -112,8 +112,9 @@ PixelRectangle FillContour(EditedPosition position, EditingState& state);
 PixelRectangle RepaintComponent(EditedPosition position, EditingState& state, const ImagePoint& point);
 
 /// Gives the undo copy back and leaves it empty; kNothing when it is. The label count stays until the next edit. Costs
-/// what was changed since the copy was taken.
-EditResult UndoEdit(EditedPosition position, EditingState& state);
+/// what was changed since the copy was taken; `changed`, where it is given, becomes the box of it, of width 0 when
+/// nothing was.
+EditResult UndoEdit(EditedPosition position, EditingState& state, PixelRectangle* changed = nullptr);
 
 /// Undo copy, then no labels, count 0 and current label 1.
 EditResult ClearLabels(EditedPosition position, EditingState& state);

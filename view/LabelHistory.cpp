@@ -1,6 +1,7 @@
 #include "LabelHistory.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace Korvane {
@@ -75,6 +76,23 @@ const HistoryStep* LabelHistory::Redo() {
     done_.push_back(std::move(undone_.back()));
     undone_.pop_back();
     return &done_.back();
+}
+
+void LabelHistory::RemovePosition(std::size_t position) {
+    Close();
+    const auto forget = [=](HistoryStep& step) {
+        const auto isGone = [=](const HistoryStep::Part& part) { return part.position == position; };
+        step.parts.erase(std::remove_if(step.parts.begin(), step.parts.end(), isGone), step.parts.end());
+        for (HistoryStep::Part& part : step.parts) part.position -= part.position > position ? 1 : 0;
+    };
+    const auto isEmpty = [](const HistoryStep& step) { return step.parts.empty(); };
+    std::for_each(done_.begin(), done_.end(), forget);
+    std::for_each(undone_.begin(), undone_.end(), forget);
+    done_.erase(std::remove_if(done_.begin(), done_.end(), isEmpty), done_.end());
+    undone_.erase(std::remove_if(undone_.begin(), undone_.end(), isEmpty), undone_.end());
+    const auto add = [](std::size_t bytes, const HistoryStep& step) { return bytes + step.Bytes(); };
+    bytes_ = std::accumulate(undone_.begin(), undone_.end(),
+                             std::accumulate(done_.begin(), done_.end(), std::size_t{0}, add), add);
 }
 
 void LabelHistory::Clear() {

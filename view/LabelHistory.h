@@ -51,6 +51,10 @@ public:
     bool CanRedo() const { return !undone_.empty(); }
     std::size_t Bytes() const { return bytes_; }
 
+    /// The position is not open any more: what was changed there is forgotten, and those behind it move up. Between
+    /// steps.
+    void RemovePosition(std::size_t position);
+
     /// Labels changed in a way that nobody recorded, or are gone.
     void Clear();
 

@@ -141,14 +141,14 @@ PixelRectangle UndoBase::Settle(const LabelImage& labels, const LabelImage& undo
     return told.box.Rectangle();
 }
 
-void UndoBase::Restore(LabelImage& labels, LabelImage& undo, LabelCensus& census, LabelChanges& changes) {
+PixelRectangle UndoBase::Restore(LabelImage& labels, LabelImage& undo, LabelCensus& census, LabelChanges& changes) {
     if (!undo.SameSizes(labels) || labels.SizeZ() > 1) {
         if (undo.SameSizes(labels)) changes.Append(DifferenceOf(labels, undo));
         labels.Swap(undo);
         undo.Release();
         census.Forget();
         Forget();
-        return;
+        return WholeImage(labels);
     }
     Fit(labels, undo);
     Told told{census, changes};
@@ -161,6 +161,7 @@ void UndoBase::Restore(LabelImage& labels, LabelImage& undo, LabelCensus& census
     // The marks say where the two differ, whichever is which.
     labels_ = labels.begin();
     buffer_ = spare_.begin();
+    return told.box.Rectangle();
 }
 
 UndoBase::Progress UndoBase::Prepare(const LabelImage& labels, const LabelImage& undo, std::uint64_t voxels) {

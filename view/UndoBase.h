@@ -31,8 +31,9 @@ public:
                           LabelChanges& changes);
 
     /// Gives the copy back: `labels` becomes what `undo` was, which is left empty. The census becomes one of the labels
-    /// as they are then; what differs is added to `changes`. Costs the marked tiles.
-    void Restore(qvox::LabelImage& labels, qvox::LabelImage& undo, LabelCensus& census, LabelChanges& changes);
+    /// as they are then; what differs is added to `changes`. Gives the box of what differs, of width 0 when nothing
+    /// does. Costs the marked tiles.
+    PixelRectangle Restore(qvox::LabelImage& labels, qvox::LabelImage& undo, LabelCensus& census, LabelChanges& changes);
 
     enum class Progress { kMore, kDone };
 

@@ -142,8 +142,7 @@ TEST(AppendPosition, CountsOnlyWhatWasLoaded) {
     EXPECT_EQ(failures, 1);
     ASSERT_EQ(PositionCount(store), 2u);
     EXPECT_EQ(store.paths[1], PathText(folder.File("3.tif")));
-    EXPECT_EQ(store.images.size(), 2u);
-    EXPECT_EQ(store.labelImages.size(), 2u);
+    EXPECT_EQ(store.images.Count(), 2u);
 }
 
 }  // namespace

@@ -22,20 +22,26 @@ PositionStore StoreOf(std::size_t count) {
     return store;
 }
 
+void SetLabel(PositionStore& store, std::size_t index, std::uint64_t voxel, std::uint16_t label) {
+    qvox::LabelImage labels = *store.images.LabelsOf(index);
+    labels[voxel] = label;
+    store.images.SetLabels(index, labels);
+}
+
 TEST(CountLabels, CountsValuesNotTheLargestOne) {
     PositionStore store = StoreOf(1);
     EXPECT_EQ(CountLabels(store, 0), 0u);
-    store.labelImages[0][0] = 1;
-    store.labelImages[0][2] = 5;
-    store.labelImages[0][3] = 5;
-    store.labelImages[0][5] = 900;
+    SetLabel(store, 0, 0, 1);
+    SetLabel(store, 0, 2, 5);
+    SetLabel(store, 0, 3, 5);
+    SetLabel(store, 0, 5, 900);
     EXPECT_EQ(CountLabels(store, 0), 3u);
     EXPECT_EQ(CountLabels(store, 1), 0u);
 }
 
 TEST(CountLabels, CountsTheLargestLabelOfAll) {
     PositionStore store = StoreOf(1);
-    store.labelImages[0][5] = 65535;
+    SetLabel(store, 0, 5, 65535);
     EXPECT_EQ(CountLabels(store, 0), 1u);
 }
 
@@ -63,7 +69,7 @@ TEST(SwitchToPosition, RefusesAnIndexBeyondTheLast) {
 
 TEST(SwitchToPosition, IsRefusedWhileAContourIsOpen) {
     PositionStore store = StoreOf(2);
-    store.undoLabels = store.labelImages[0];
+    store.undoLabels = *store.images.LabelsOf(0);
     EXPECT_FALSE(SwitchToPosition(store, 1, 1));
     EXPECT_EQ(store.current, 0u);
     EXPECT_FALSE(store.undoLabels.Empty());
@@ -71,9 +77,9 @@ TEST(SwitchToPosition, IsRefusedWhileAContourIsOpen) {
 
 TEST(SwitchToPosition, RecountsTheLabelsAndForgetsTheUndoCopy) {
     PositionStore store = StoreOf(2);
-    store.labelImages[1][0] = 4;
-    store.labelImages[1][1] = 9;
-    store.undoLabels = store.labelImages[0];
+    SetLabel(store, 1, 0, 4);
+    SetLabel(store, 1, 1, 9);
+    store.undoLabels = *store.images.LabelsOf(0);
     ASSERT_TRUE(SwitchToPosition(store, 1, 0));
     EXPECT_EQ(store.labelCount, 2u);
     EXPECT_TRUE(store.undoLabels.Empty());
@@ -81,8 +87,8 @@ TEST(SwitchToPosition, RecountsTheLabelsAndForgetsTheUndoCopy) {
 
 TEST(ClearAllLabels, LeavesTheUndoCopyAlone) {
     PositionStore store = StoreOf(2);
-    store.labelImages[0][1] = 7;
-    store.labelImages[1][1] = 8;
+    SetLabel(store, 0, 1, 7);
+    SetLabel(store, 1, 1, 8);
     store.labelCount = 1;
     store.currentLabel = 3;
     ClearAllLabels(store);
@@ -104,8 +110,7 @@ TEST(RemoveAllPositions, EmptiesTheSequences) {
     store.current = 2;
     RemoveAllPositions(store);
     EXPECT_EQ(PositionCount(store), 0u);
-    EXPECT_TRUE(store.images.empty());
-    EXPECT_TRUE(store.labelImages.empty());
+    EXPECT_EQ(store.images.Count(), 0u);
     EXPECT_EQ(store.current, 0u);
 }
 

@@ -265,4 +265,29 @@ TEST_F(Journal, AKillAtAnyMomentCostsNoEditThatWasWritten) {
     EXPECT_EQ(restored, kills);
 }
 
+TEST(RecoveryJournal, KeepsImagesApartWhenOneIsNoLongerOpen) {
+    const korvane_test::TemporaryFolder folder;
+    RecoveryJournal journal(folder.File("journals"));
+    journal.Begin(Images());
+    journal.RemovePosition(0);
+    LabelChanges changes;
+    changes.Add({5, 4, 0, 9});
+    journal.Base(0, {"seg_b", 1, 1});
+    journal.Change(1, changes.Packed());
+    journal.Write(kAll);
+    std::string path;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder.File("journals"))) {
+        path = entry.path().string();
+    }
+    std::ifstream file(path, std::ios::binary);
+    const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
+    std::vector<RecoveredPosition> positions;
+    ASSERT_TRUE(UnpackJournal(bytes, positions));
+    ASSERT_EQ(positions.size(), 3u);
+    EXPECT_TRUE(positions[0].runs.empty() && !positions[0].base);
+    EXPECT_TRUE(positions[1].runs.empty() && positions[1].base);
+    ASSERT_EQ(positions[2].runs.size(), 1u);
+    EXPECT_EQ(positions[2].runs[0], changes.Packed());
+}
+
 }  // namespace

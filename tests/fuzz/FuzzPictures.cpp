@@ -112,18 +112,20 @@ Korvane::PositionStore StoreFor(const std::string& path, std::uint64_t sizeX, st
 }
 
 void LoadLabelsInto(Korvane::PositionStore& store) {
-    const qvox::LabelImage before = store.labelImages[0];
+    const qvox::LabelImage before = *store.images.LabelsOf(0);
+    qvox::LabelImage labels = before;
     const std::size_t countBefore = store.labelCount;
     bool loaded = false;
     try {
-        loaded = Korvane::LoadLabels(store.paths[0], store.labelImages[0]) == Korvane::LabelsFound::kLoaded;
+        loaded = Korvane::LoadLabels(store.paths[0], labels) == Korvane::LabelsFound::kLoaded;
         Promise(loaded, "a file that is there is loaded or refused");
     } catch (const qvox::ToolkitError&) {
     } catch (const Korvane::UnsupportedPixelType&) {
     } catch (const Korvane::InconsistentImageSize&) {
     }
+    store.images.SetLabels(0, labels);
     Korvane::RecountLabels(store);
-    const qvox::LabelImage& after = store.labelImages[0];
+    const qvox::LabelImage after = *store.images.LabelsOf(0);
     Promise(after.SameSizes(before), "labels keep their sizes");
     Promise(after.Resolution() == before.Resolution() && after.Metadata() == before.Metadata(),
             "labels keep their resolution and description");

@@ -217,7 +217,7 @@ TEST_F(Analysis, DetectionOfEmptyPositionsPassesOverTheOthersAndLowersTheEnd) {
     watch.meanwhile = [&] { frame->Canvas().Refresh(false); };
     Run(kDetectEmpty);
     EXPECT_EQ(watch.ranges, (std::vector<int>{16, 11}));
-    EXPECT_TRUE(SameLabels(frame->Store().labelImages[1], kept));
+    EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(1), kept));
     EXPECT_EQ(frame->Store().current, 2u);
     EXPECT_EQ(frame->GetTitle(), "Position [3/3] - " + PathOf("c.tif"));
 }
@@ -247,9 +247,9 @@ TEST_F(Analysis, PositionsWithoutSeedsAreNamedAndTheOthersSegmented) {
     Dab(32, 32);
     Run(kSegmentAll);
     EXPECT_EQ(told.warnings, std::vector<wxString>{"The position number 2 was not segmented due to missing seeds!"});
-    EXPECT_FALSE(SameLabels(frame->Store().labelImages[0], seeds));
-    EXPECT_FALSE(SameLabels(frame->Store().labelImages[2], seeds));
-    EXPECT_TRUE(SameLabels(frame->Store().labelImages[0], frame->Store().labelImages[2]));
+    EXPECT_FALSE(SameLabels(*frame->Store().images.LabelsOf(0), seeds));
+    EXPECT_FALSE(SameLabels(*frame->Store().images.LabelsOf(2), seeds));
+    EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(0), *frame->Store().images.LabelsOf(2)));
     EXPECT_EQ(frame->Store().current, 2u);
     Key(WXK_PAGEUP);
     Run(kSegmentCurrent);
@@ -278,7 +278,7 @@ TEST_F(Analysis, AFaultNamesItsPositionAndLeavesTheOthersAndTheWindow) {
     }
     const qvox::LabelImage before = Labels();
     Run(kDetectAll);
-    EXPECT_FALSE(SameLabels(frame->Store().labelImages[2], before)) << "the one after it is analysed";
+    EXPECT_FALSE(SameLabels(*frame->Store().images.LabelsOf(2), before)) << "the one after it is analysed";
     ASSERT_EQ(told.errors.size(), 1u);
     EXPECT_TRUE(told.errors[0].StartsWith("Cannot detect the exosomes in the position number 2, '" +
                                           PathOf("even.tif") + "'! (Error='"))
@@ -286,9 +286,9 @@ TEST_F(Analysis, AFaultNamesItsPositionAndLeavesTheOthersAndTheWindow) {
     EXPECT_EQ(ProgressWatch::Shown(), nullptr);
     EXPECT_TRUE(frame->IsEnabled());
     EXPECT_EQ(frame->Store().current, 2u);
-    EXPECT_TRUE(SameLabels(frame->Store().labelImages[1], before)) << "what failed keeps its labels";
+    EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(1), before)) << "what failed keeps its labels";
     for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_TRUE(frame->Store().labelImages[i].SameSizes(frame->Store().images[i]));
+        EXPECT_TRUE(frame->Store().images.LabelsOf(i)->SameSizes(*frame->Store().images.IntensitiesOf(i)));
     }
     Run(kIncreaseRadius);
     EXPECT_EQ(frame->BrushRadius(), 11);
@@ -318,8 +318,8 @@ TEST_F(Analysis, EveryFailureIsToldWhenTheOthersAreDoneAndAMissingPixelSizeWithA
         EXPECT_TRUE(told.errors.back().EndsWith("Store the pixel size in a copy of the image: korvane-batch calibrate "
                                                 "--pixel-size NM IMAGE. Then open the copy."));
         EXPECT_EQ(told.errors.front().find("calibrate") == wxString::npos, command == kDetectAll);
-        EXPECT_TRUE(SameLabels(frame->Store().labelImages[1], before));
-        EXPECT_FALSE(SameLabels(frame->Store().labelImages[2], before)) << task;
+        EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(1), before));
+        EXPECT_FALSE(SameLabels(*frame->Store().images.LabelsOf(2), before)) << task;
     }
 }
 

@@ -91,7 +91,8 @@ TEST_F(Documents, CancellingTheQuestionOrTheChooserChangesNothing) {
     Dab(20, 20);
     Key(WXK_PAGEDOWN);
     Dab(30, 30);
-    const PositionStore before = frame->Store();
+    const std::vector<wxString> paths = frame->Store().paths;
+    const std::vector<qvox::LabelImage> before = AllLabels(frame->Store());
     for (const int questions : {wxID_CANCEL, wxID_OK}) {
         const Answers answers(
             [&](wxDialog& dialog) { return dialog.GetTitle() == "Confirmation" ? questions : wxID_CANCEL; });
@@ -100,10 +101,10 @@ TEST_F(Documents, CancellingTheQuestionOrTheChooserChangesNothing) {
             if (questions == wxID_OK && (command == kLoadResults || command == kClearAll)) continue;
             Run(command);
             EXPECT_TRUE(frame->IsEnabled());
-            ASSERT_EQ(frame->Store().paths, before.paths);
+            ASSERT_EQ(frame->Store().paths, paths);
             EXPECT_EQ(frame->Store().current, 1u);
             for (std::size_t i = 0; i < 3; ++i) {
-                EXPECT_TRUE(SameLabels(frame->Store().labelImages[i], before.labelImages[i]));
+                EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(i), before[i]));
             }
         }
     }
@@ -148,7 +149,7 @@ TEST_F(Documents, ResultsGoToAFolderAndComeBackFromIt) {
     Dab(20, 20);
     Key(WXK_PAGEDOWN);
     Dab(40, 30);
-    const PositionStore before = frame->Store();
+    const std::vector<qvox::LabelImage> before = AllLabels(frame->Store());
     const std::string out = Folder("results");
     Answers answers(OkToQuestions);
     answers.Act(Choose({out}));
@@ -167,9 +168,9 @@ TEST_F(Documents, ResultsGoToAFolderAndComeBackFromIt) {
     answers.titles.clear();
     Run(kLoadResultsFrom);
     EXPECT_EQ(answers.titles, (std::vector<wxString>{"Confirmation", "Load segmentation results from..."}));
-    EXPECT_TRUE(SameLabels(frame->Store().labelImages[0], before.labelImages[0]));
-    EXPECT_TRUE(SameLabels(frame->Store().labelImages[1], before.labelImages[1]));
-    EXPECT_TRUE(SameLabels(frame->Store().labelImages[2], kept));
+    EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(0), before[0]));
+    EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(1), before[1]));
+    EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(2), kept));
     EXPECT_EQ(frame->Store().currentLabel, label);
     EXPECT_EQ(frame->Store().labelCount, 1u);
     EXPECT_TRUE(told.errors.empty());
@@ -257,7 +258,8 @@ TEST_F(Documents, PicturesGoBesideTheImagesOrToAFolderAndTheViewStays) {
         qvox::VoxelImage<qvox::Rgb8> picture;
         qvox::LoadImageFile(out + "/" + name, picture);
         ColourPicture wanted;
-        wanted = PaintPosition(frame->Store().images[i], frame->Store().labelImages[i], LabelStyle::kContours);
+        const PositionImages& images = frame->Store().images;
+        wanted = PaintPosition(*images.IntensitiesOf(i), *images.LabelsOf(i), LabelStyle::kContours);
         ASSERT_TRUE(picture.SameSizes(wanted));
         EXPECT_TRUE(std::equal(picture.begin(), picture.end(), wanted.begin())) << name;
     }

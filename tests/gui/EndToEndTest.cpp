@@ -21,8 +21,10 @@
 
 #include <gtest/gtest.h>
 
+#include "LabelChanges.h"
 #include "MeasurementTable.h"
 #include "PathText.h"
+#include "RecoveryJournal.h"
 #include "Version.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
@@ -96,6 +98,14 @@ public:
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
 
+    void Signal(int number) const { kill(process_, number); }
+
+    /// Whether it ended, in whatever way.
+    bool Died() {
+        ended_ = ended_ || Await([&] { return waitpid(process_, nullptr, WNOHANG) == process_; });
+        return ended_;
+    }
+
     /// The file behind one of its descriptors, empty when that is closed.
     std::string FileBehind(int descriptor) const {
         std::error_code none;
@@ -123,6 +133,44 @@ public:
 private:
     pid_t process_ = -1;
     bool ended_ = false;
+};
+
+/// A display that can be lost.
+class OwnDisplay {
+public:
+    OwnDisplay() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe(ends), 0);
+        const std::string end = std::to_string(ends[1]);
+        std::vector<std::string> words{"Xvfb", "-displayfd", end, "-screen", "0", "900x800x24", "-nolisten", "tcp"};
+        std::vector<char*> arguments;
+        for (std::string& word : words) arguments.push_back(word.data());
+        arguments.push_back(nullptr);
+        EXPECT_EQ(posix_spawnp(&process_, "Xvfb", nullptr, nullptr, arguments.data(), environ), 0);
+        close(ends[1]);
+        std::string number = ":";
+        for (char digit = 0; read(ends[0], &digit, 1) == 1 && digit != '\n';) number += digit;
+        close(ends[0]);
+        before_ = std::getenv("DISPLAY");
+        setenv("DISPLAY", number.c_str(), 1);
+    }
+    ~OwnDisplay() {
+        Lose();
+        setenv("DISPLAY", before_.c_str(), 1);
+    }
+    OwnDisplay(const OwnDisplay&) = delete;
+    OwnDisplay& operator=(const OwnDisplay&) = delete;
+
+    void Lose() {
+        if (process_ <= 0) return;
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+        process_ = -1;
+    }
+
+private:
+    pid_t process_ = -1;
+    std::string before_;
 };
 
 class EndToEnd : public testing::Test {
@@ -164,6 +212,44 @@ protected:
             "'" KORVANE_BATCH_PROGRAM "' detect --quiet -o '" + folder.File("batch") + "' '" + folder.File(name) + "'";
         EXPECT_TRUE(Shell(command).second) << command;
         return Labels(folder.File(std::string("batch/seg_") + name));
+    }
+
+    std::string Journals() const { return folder.File("state/korvane/recovery"); }
+
+    std::uintmax_t JournalBytes() const {
+        std::error_code none;
+        std::uintmax_t bytes = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(Journals(), none)) bytes += entry.file_size(none);
+        return bytes;
+    }
+
+    /// Draws discs beside each other; each is in the journal when it returns, which took no longer than may be lost.
+    void DrawUntilKept(const std::string& window, int discs) {
+        constexpr std::chrono::seconds kMostLost{5};
+        for (int i = 0; i < discs; ++i) {
+            const std::uintmax_t before = JournalBytes();
+            const std::string place = std::to_string(60 + 50 * i) + " 120";
+            // The window may not have been ready; what is drawn twice changes nothing.
+            EXPECT_TRUE(Await([&] {
+                Shell("xdotool mousemove --window " + window + " " + place + " mousedown 1 mouseup 1");
+                return Await([&] { return JournalBytes() > before; }, i == 0 ? kPatience : kMostLost);
+            }, i == 0 ? kLimit : kMostLost)) << "disc " << i;
+        }
+    }
+
+    /// Voxels that a journal left behind would restore.
+    std::ptrdiff_t KeptVoxels() const {
+        const std::vector<Korvane::LeftJournal> left = Korvane::LeftJournals(Journals());
+        if (left.size() != 1) return -1;
+        const Korvane::RecoveredPosition& position = left[0].Positions().at(0);
+        qvox::LabelImage labels;
+        labels.Resize(position.image.width, position.image.height, 1);
+        labels.Zero();
+        for (const std::vector<std::uint8_t>& runs : position.runs) {
+            ApplyChanges(Korvane::LabelChanges::FromPacked(runs, labels.VoxelCount()), Korvane::ChangeDirection::kRedo,
+                         labels);
+        }
+        return std::count(labels.begin(), labels.end(), std::uint16_t{1});
     }
 
     static qvox::LabelImage Labels(const std::string& path) {
@@ -298,6 +384,47 @@ TEST_F(EndToEnd, AClosedStandardStreamCostsNothing) {
         })) << closed;
         Quit(program, window);
     }
+}
+
+TEST_F(EndToEnd, WhatWasDrawnOutlivesSignalsAndIsRestored) {
+    constexpr int kDiscs = 3;
+    constexpr std::ptrdiff_t kDisc = 305;
+    for (const int number : {SIGHUP, SIGKILL, SIGTERM}) {
+        std::filesystem::remove_all(Journals());
+        Program program({folder.File(kFirst)}, folder.File("output.txt"));
+        ASSERT_TRUE(Await([&] { return !program.Window("Position [1/1] - ").empty(); }));
+        const std::string window = program.Window("Position [1/1] - ");
+        Do("windowactivate --sync " + window);
+        DrawUntilKept(window, kDiscs);
+        program.Signal(number);
+        ASSERT_TRUE(program.Died()) << number;
+        EXPECT_EQ(KeptVoxels(), kDiscs * kDisc) << number;
+    }
+    Program next({}, folder.File("output.txt"));
+    ASSERT_TRUE(Await([&] { return !next.Window("Restore labels").empty(); }));
+    Do("windowactivate --sync " + next.Window("Restore labels"));
+    PressUntil(next, "alt+r", "Position [1/1] - ");
+    const std::string window = next.Window("Position [1/1] - ");
+    Do("windowactivate --sync " + window);
+    const std::string saved = folder.File(std::string("seg_") + kFirst);
+    ASSERT_TRUE(Await([&] {
+        Shell("xdotool key ctrl+s");
+        return Await([&] { return std::filesystem::exists(saved); }, kPatience);
+    }));
+    const qvox::LabelImage labels = Labels(saved);
+    EXPECT_EQ(std::count(labels.begin(), labels.end(), std::uint16_t{1}), kDiscs * kDisc);
+    EXPECT_EQ(JournalBytes(), 0u) << "with everything saved there is nothing left to restore";
+    Quit(next, window);
+}
+
+TEST_F(EndToEnd, WhatWasDrawnOutlivesTheDisplay) {
+    OwnDisplay display;
+    Program program({folder.File(kFirst)}, folder.File("output.txt"));
+    ASSERT_TRUE(Await([&] { return !program.Window("Position [1/1] - ").empty(); }));
+    DrawUntilKept(program.Window("Position [1/1] - "), 3);
+    display.Lose();
+    ASSERT_TRUE(program.Died());
+    EXPECT_EQ(KeptVoxels(), 3 * 305);
 }
 
 TEST_F(EndToEnd, TheVersionIsToldWithoutADisplay) {

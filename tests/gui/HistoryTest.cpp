@@ -22,11 +22,11 @@ using namespace korvane_test;
 
 class History : public MainWindow {
 protected:
-    std::vector<qvox::LabelImage> All() const { return frame->Store().labelImages; }
+    std::vector<qvox::LabelImage> All() const { return AllLabels(frame->Store()); }
 
     void ExpectAll(const std::vector<qvox::LabelImage>& wanted, const std::string& step) const {
         for (std::size_t i = 0; i < wanted.size(); ++i) {
-            EXPECT_TRUE(SameLabels(frame->Store().labelImages[i], wanted[i])) << step << ", position " << i;
+            EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(i), wanted[i])) << step << ", position " << i;
         }
     }
 };

@@ -294,6 +294,12 @@ void WriteRamp(const std::string& path, unsigned width, unsigned height) {
     qvox::SaveImageFile(path, image);
 }
 
+std::vector<qvox::LabelImage> AllLabels(const Korvane::PositionStore& store) {
+    std::vector<qvox::LabelImage> all;
+    for (std::size_t i = 0; i < PositionCount(store); ++i) all.push_back(*store.images.LabelsOf(i));
+    return all;
+}
+
 bool SameLabels(const qvox::LabelImage& a, const qvox::LabelImage& b) {
     return a.SameSizes(b) && std::equal(a.begin(), a.end(), b.begin());
 }

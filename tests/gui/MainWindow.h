@@ -102,7 +102,7 @@ protected:
     void OpenSmall();
     void Open(const std::vector<std::string>& names);
 
-    const qvox::LabelImage& Labels() const { return frame->Store().labelImages[frame->Store().current]; }
+    const qvox::LabelImage& Labels() const { return frame->Store().images.ShownLabels(); }
     wxString Status(int field) const;
     bool Checked(int id) const;
     wxString PathOf(const std::string& name) const;
@@ -118,6 +118,9 @@ bool IsGoing(wxWindow* window);
 
 /// A ramp of grey levels with a pixel size of 5 nm, written to a file.
 void WriteRamp(const std::string& path, unsigned width = 64, unsigned height = 64);
+
+/// Copies of the labels of all positions.
+std::vector<qvox::LabelImage> AllLabels(const Korvane::PositionStore& store);
 
 /// Whether two label images have the same sizes and labels.
 bool SameLabels(const qvox::LabelImage& a, const qvox::LabelImage& b);

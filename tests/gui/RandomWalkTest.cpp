@@ -150,7 +150,7 @@ protected:
 
     /// All the way back and forth again: the labels are what they were.
     void UndoAllAndRedoAll() {
-        const std::vector<qvox::LabelImage> before = frame->Store().labelImages;
+        const std::vector<qvox::LabelImage> before = AllLabels(frame->Store());
         if (!frame->StateOfCanvas().editing->contourPoints.empty() || before.empty()) return;
         const auto run = [this](int id) {
             wxCommandEvent event(wxEVT_MENU, id);
@@ -161,7 +161,7 @@ protected:
         undone = false;
         for (int i = 0; i < steps; ++i) run(kRedo);
         for (std::size_t i = 0; i < before.size(); ++i) {
-            EXPECT_TRUE(SameLabels(frame->Store().labelImages[i], before[i])) << steps << " steps, position " << i;
+            EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(i), before[i])) << steps << " steps, position " << i;
         }
     }
 
@@ -192,13 +192,16 @@ protected:
     std::string Broken() const {
         const PositionStore& store = frame->Store();
         const std::size_t count = store.paths.size();
-        if (store.images.size() != count || store.labelImages.size() != count) return "the sequences differ in length";
+        if (store.images.Count() != count) return "the sequences differ in length";
         if (count > 0 && store.current >= count) return "no such position is current";
         if (count == 0 && frame->Canvas().HasImage()) return "an image is shown that is gone";
+        if (count > 0 && !store.images.Shows(store.current)) return "the current position is not the shown one";
         for (std::size_t i = 0; i < count; ++i) {
-            if (!store.labelImages[i].SameSizes(store.images[i])) return "labels and image differ in size";
+            if (!store.images.LabelsOf(i)->SameSizes(*store.images.IntensitiesOf(i))) {
+                return "labels and image differ in size";
+            }
         }
-        if (!store.undoLabels.Empty() && !store.undoLabels.SameSizes(store.labelImages[store.current])) {
+        if (!store.undoLabels.Empty() && !store.undoLabels.SameSizes(store.images.ShownLabels())) {
             return "the undo copy is of another position";
         }
         if (!undone && store.labelCount != CountLabels(store, store.current)) return "the objects are miscounted";
@@ -206,7 +209,7 @@ protected:
         if (frame->BrushRadius() < 1 || frame->BrushRadius() > 99) return "the radius is out of range";
         const CanvasState state = frame->StateOfCanvas();
         for (const std::uint64_t point : state.editing->contourPoints) {
-            if (count == 0 || point >= store.labelImages[store.current].VoxelCount())
+            if (count == 0 || point >= store.images.ShownLabels().VoxelCount())
                 return "a contour leaves the image";
         }
         return "";

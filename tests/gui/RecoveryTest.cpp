@@ -75,7 +75,7 @@ protected:
     void ExpectSame(const MainFrame& next) const {
         ASSERT_EQ(next.Store().paths, frame->Store().paths);
         for (std::size_t i = 0; i < next.Store().paths.size(); ++i) {
-            EXPECT_TRUE(SameLabels(next.Store().labelImages[i], frame->Store().labelImages[i])) << i;
+            EXPECT_TRUE(SameLabels(*next.Store().images.LabelsOf(i), *frame->Store().images.LabelsOf(i))) << i;
         }
     }
 };
@@ -151,7 +151,7 @@ TEST_F(Recovery, ImagesThatAreGoneOrChangedAreNamedAndTheirLabelsStayKept) {
     EXPECT_NE(next.asked[0].find(PathOf("a.tif") + ": the image is gone"), wxString::npos) << next.asked[0];
     EXPECT_NE(next.asked[0].find(PathOf("b.tif") + ": the image has changed since"), wxString::npos);
     EXPECT_EQ(next.window->Store().paths, std::vector<wxString>{PathOf("c.tif")});
-    EXPECT_TRUE(SameLabels(next.window->Store().labelImages[0], Labels()));
+    EXPECT_TRUE(SameLabels(*next.window->Store().images.LabelsOf(0), Labels()));
     EXPECT_EQ(FilesIn(Left()).size(), 1u);
 }
 

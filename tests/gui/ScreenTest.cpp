@@ -50,7 +50,7 @@ protected:
     ColourPicture Wanted() {
         const PositionStore& store = frame->Store();
         GreyPicture grey;
-        ConvertToGrey(store.images[store.current], grey);
+        ConvertToGrey(store.images.ShownIntensities(), grey);
         const wxPoint start = frame->Canvas().GetViewStart();
         const wxSize size = frame->Canvas().GetClientSize();
         ColourPicture picture;

@@ -83,14 +83,14 @@ TEST_F(SilentFilesInTheWindow, TwoPositionsOfOneNameAreNotLoadedFromOneFolder) {
     OpenTwoOfOneName();
     const std::string out = Folder("out");
     for (const char* name : {"seg_a.tif", "seg_b.tif"}) {
-        qvox::SaveImageFile(out + "/" + name, frame->Store().labelImages[0]);
+        qvox::SaveImageFile(out + "/" + name, *frame->Store().images.LabelsOf(0));
     }
-    const PositionStore before = frame->Store();
+    const std::vector<qvox::LabelImage> before = AllLabels(frame->Store());
     frame->LoadSegmentationResults(PathText(out));
     EXPECT_EQ(told.errors, std::vector<wxString>{"Cannot load the segmentation results! " + BothNamed() +
                                                  "read from '" + PathText(out) + "/seg_a.tif'. Nothing was loaded.)"});
     for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_TRUE(SameLabels(frame->Store().labelImages[i], before.labelImages[i])) << i;
+        EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(i), before[i])) << i;
     }
 }
 
@@ -130,13 +130,13 @@ TEST_F(SilentFilesInTheWindow, APositionOfTooManyPiecesCostsOnlyItselfInTheTable
     Open({"a.tif", "b.tif", "c.tif"});
     const Answers yes(wxID_OK);
     Run(kLoadResults);
-    ASSERT_TRUE(SameLabels(frame->Store().labelImages[1], grid));
+    ASSERT_TRUE(SameLabels(*frame->Store().images.LabelsOf(1), grid));
     Dab(20, 20);
     Key(WXK_END);
     Dab(40, 40);
     ExportTable("t.txt");
-    std::vector<wxString> rows = MeasurementRows(PathOf("a.tif"), frame->Store().labelImages[0]);
-    rows.push_back(MeasurementRows(PathOf("c.tif"), frame->Store().labelImages[2]).at(0));
+    std::vector<wxString> rows = MeasurementRows(PathOf("a.tif"), *frame->Store().images.LabelsOf(0));
+    rows.push_back(MeasurementRows(PathOf("c.tif"), *frame->Store().images.LabelsOf(2)).at(0));
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(Contents("t.txt"), MeasurementTableText(rows));
     ASSERT_EQ(told.errors.size(), 1u);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -40,6 +41,7 @@ struct Picture {
             }
         }
     }
+    ObjectMeasuring::Image Shared() const { return std::make_shared<const qvox::VoxelImage<float>>(image); }
     MeasuredPosition Measured() const { return MeasurePosition(image, labels); }
 
     qvox::VoxelImage<float> image;
@@ -167,7 +169,7 @@ protected:
         for (;;) {
             if (const auto next = measuring.Next(ListedPositions::kAll, position)) {
                 EXPECT_EQ(*next, position);
-                measuring.Copy(*next, of.image, of.labels, 1000);
+                measuring.Copy(*next, of.Shared(), of.labels, 1000);
             }
             if (auto measured = measuring.Take()) return std::move(*measured);
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -191,13 +193,13 @@ TEST_F(Measuring, GivesTheMeasuresOfTheLabelsInParts) {
 
 TEST_F(Measuring, LabelsThatChangeMeanwhileAreCopiedAgain) {
     measuring.Reset(1);
-    measuring.Copy(0, picture.image, picture.labels, 6000);
+    measuring.Copy(0, picture.Shared(), picture.labels, 3000);
     picture.Draw({30, 60, 5, 6});
     measuring.Changed(0);
     EXPECT_EQ(Wait(0, picture).measures.objects.size(), 4u);
     // While they are being measured, too.
     measuring.Changed(0);
-    measuring.Copy(0, picture.image, picture.labels, 100000);
+    measuring.Copy(0, picture.Shared(), picture.labels, 100000);
     EXPECT_EQ(measuring.Next(ListedPositions::kAll, 0), std::nullopt);
     picture.Draw({31, 70, 5, 6});
     measuring.Changed(0);
@@ -207,7 +209,7 @@ TEST_F(Measuring, LabelsThatChangeMeanwhileAreCopiedAgain) {
 
 TEST_F(Measuring, ResultsOfPositionsThatAreGoneAreDropped) {
     measuring.Reset(1);
-    measuring.Copy(0, picture.image, picture.labels, 100000);
+    measuring.Copy(0, picture.Shared(), picture.labels, 100000);
     measuring.Reset(1);
     const Picture other({{3, 20, 20, 9}});
     const ObjectMeasuring::Measured measured = Wait(0, other);

@@ -363,4 +363,40 @@ TEST(LabelHistory, AChangeEndsWhatCouldBeRedone) {
     EXPECT_FALSE(history.CanRedo());
 }
 
+LabelChanges ChangeAt(std::uint64_t start) {
+    LabelChanges changes;
+    changes.Add({start, 3, 0, 7});
+    return changes;
+}
+
+TEST(LabelHistory, ForgetsAPositionThatIsGone) {
+    LabelHistory history;
+    history.Open("loading of results");
+    for (std::size_t position = 0; position < 3; ++position) history.Add(position, ChangeAt(10 * position));
+    history.Close();
+    history.Add(1, ChangeAt(50));
+    history.Add(2, ChangeAt(60));
+    history.Add(1, ChangeAt(70));
+    history.Undo();
+    history.RemovePosition(1);
+    EXPECT_EQ(history.Redo(), nullptr) << "it was of that position alone";
+    const HistoryStep* step = history.Undo();
+    ASSERT_NE(step, nullptr);
+    EXPECT_EQ(step->parts.at(0).position, 1u) << "the one behind it has moved up";
+    EXPECT_EQ(step->parts.at(0).changes.Packed(), ChangeAt(60).Packed());
+    step = history.Undo();
+    ASSERT_NE(step, nullptr);
+    ASSERT_EQ(step->parts.size(), 2u);
+    EXPECT_EQ(step->parts[0].position, 0u);
+    EXPECT_EQ(step->parts[1].position, 1u);
+    EXPECT_EQ(step->parts[1].changes.Packed(), ChangeAt(20).Packed());
+    EXPECT_EQ(history.Undo(), nullptr);
+    history.Clear();
+    history.Add(0, ChangeAt(1));
+    const std::size_t alone = history.Bytes();
+    history.Add(1, ChangeAt(1));
+    history.RemovePosition(1);
+    EXPECT_LE(history.Bytes(), alone + 64) << "what was forgotten is not counted";
+}
+
 }  // namespace

@@ -59,7 +59,16 @@ struct Session {
 
     void Undo() {
         const LabelImage expected = plainUndo ? *plainUndo : labels;
-        EXPECT_EQ(UndoEdit(Position(), state), plainUndo ? EditResult::kRepaint : EditResult::kNothing);
+        const qvox::LabelImage shown = labels;
+        PixelRectangle box;
+        EXPECT_EQ(UndoEdit(Position(), state, &box), plainUndo ? EditResult::kRepaint : EditResult::kNothing);
+        std::uint64_t outside = 0;
+        for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) {
+            if (shown.begin()[i] == labels.begin()[i]) continue;
+            const auto [x, y, z] = labels.Coordinates(i);
+            outside += x - box.x < box.width && y - box.y < box.height && z == 0 ? 0u : 1u;
+        }
+        EXPECT_EQ(outside, 0u) << "changes outside the box";
         ASSERT_TRUE(SameVoxels(expected, labels));
         plainUndo.reset();
     }

@@ -1,0 +1,75 @@
+#include "StoredImage.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+
+#include "ImageLoading.h"
+
+namespace Korvane {
+
+namespace {
+
+template <typename T>
+StoredImage Load(const std::string& path, const qvox::ReadOptions& options) {
+    qvox::VoxelImage<T> image;
+    qvox::LoadImageFile(path, image, options);
+    return StoredImage(std::move(image));
+}
+
+template <typename T>
+qvox::VoxelImage<float> Converted(const qvox::VoxelImage<T>& read) {
+    qvox::VoxelImage<float> image;
+    image.CopyPropertiesFrom(read);
+    image.Resize(read.SizeX(), read.SizeY(), read.SizeZ());
+    std::transform(read.begin(), read.end(), image.begin(), [](T value) { return static_cast<float>(value); });
+    return image;
+}
+
+}  // namespace
+
+std::size_t StoredImage::Bytes() const {
+    return Visit([](const auto& image) { return image.VoxelCount() * sizeof(*image.begin()); });
+}
+
+std::uint32_t StoredImage::Checksum() const {
+    return Visit([this](const auto& image) {
+        const std::array<std::uint64_t, 4> head{image.SizeX(), image.SizeY(), image.SizeZ(), voxels_.index()};
+        const auto sum = [](uLong begun, const void* bytes, std::size_t count) {
+            // The library takes a null pointer for a question about the first value.
+            return count == 0 ? begun : crc32_z(begun, static_cast<const Bytef*>(bytes), count);
+        };
+        const uLong begun = sum(0, head.data(), sizeof(head));
+        return static_cast<std::uint32_t>(sum(begun, image.begin(), image.VoxelCount() * sizeof(*image.begin())));
+    });
+}
+
+StoredImage LoadStoredImage(const std::string& path, const qvox::ReadOptions& options) {
+    const qvox::ImageFileInfo info = qvox::InspectImageFile(path, options);
+    switch (info.type) {
+        case qvox::VoxelType::kUint8:
+            return Load<std::uint8_t>(path, options);
+        case qvox::VoxelType::kUint16:
+            return Load<std::uint16_t>(path, options);
+        case qvox::VoxelType::kFloat32:
+            return Load<float>(path, options);
+        default:
+            RefuseInputType(path, info);
+    }
+}
+
+qvox::VoxelImage<float> TakeIntensities(StoredImage stored) {
+    if (auto* const floats = std::get_if<qvox::VoxelImage<float>>(&stored.voxels_)) return std::move(*floats);
+    return stored.Visit([](const auto& read) { return Converted(read); });
+}
+
+std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(std::shared_ptr<const StoredImage> stored) {
+    if (const auto* const floats = std::get_if<qvox::VoxelImage<float>>(&stored->voxels_)) {
+        return {std::move(stored), floats};
+    }
+    return stored->Visit(
+        [](const auto& read) { return std::make_shared<const qvox::VoxelImage<float>>(Converted(read)); });
+}
+
+}  // namespace Korvane
