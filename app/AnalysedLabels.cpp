@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string_view>
+#include <utility>
 
 namespace Korvane {
 
@@ -16,17 +17,21 @@ std::size_t DigestOf(const qvox::LabelImage& labels) {
 
 }  // namespace
 
-void AnalysedLabels::Remember(std::size_t position, const qvox::LabelImage& labels) {
-    if (digests_.size() <= position) digests_.resize(position + 1);
-    digests_[position] = DigestOf(labels);
+void AnalysedLabels::Remember(std::size_t position, const qvox::LabelImage& labels, LabelOrigin origin) {
+    if (made_.size() <= position) made_.resize(position + 1);
+    made_[position] = Made{DigestOf(labels), std::move(origin)};
 }
 
 void AnalysedLabels::RemovePosition(std::size_t position) {
-    if (position < digests_.size()) digests_.erase(digests_.begin() + static_cast<std::ptrdiff_t>(position));
+    if (position < made_.size()) made_.erase(made_.begin() + static_cast<std::ptrdiff_t>(position));
 }
 
 bool AnalysedLabels::AreAsMade(std::size_t position, const qvox::LabelImage& labels) const {
-    return position < digests_.size() && digests_[position] == DigestOf(labels);
+    return position < made_.size() && made_[position] && made_[position]->digest == DigestOf(labels);
+}
+
+LabelOrigin AnalysedLabels::OriginOf(std::size_t position, const qvox::LabelImage& labels) const {
+    return AreAsMade(position, labels) ? made_[position]->origin : LabelOrigin();
 }
 
 }  // namespace Korvane

@@ -11,8 +11,11 @@
 #include "Accessibility.h"
 #include "CommandTable.h"
 #include "ExceptionText.h"
+#include "ObjectsPanel.h"
 #include "ProgramIcon.h"
 #include "SingleImageCanvas.h"
+#include "StagesBar.h"
+#include "StagesView.h"
 #include "StatusBar.h"
 #include "StatusTexts.h"
 
@@ -60,13 +63,19 @@ wxEventHashTable& MainFrame::GetEventHashTable() const { return eventHashTable_;
 MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle), reader_([] { wxWakeUpIdle(); }) {
     SetIcons(ProgramIcons());
     SetMenuBar(MakeMenuBar());
-    auto* sizer = new wxBoxSizer(wxVERTICAL);
+    auto* all = new wxBoxSizer(wxVERTICAL);
+    auto* sizer = new wxBoxSizer(wxHORIZONTAL);
     canvas_ = new SingleImageCanvas(this, *this);
     canvas_->SetDoubleBuffered(true);
     canvas_->SetVirtualSize(0, 0);
     canvas_->SetDropTarget(new DroppedFiles(*this));
     sizer->Add(canvas_, 1, wxEXPAND);
-    SetSizer(sizer);
+    MakeObjectsPanel();
+    sizer->Add(objects_, 0, wxEXPAND);
+    MakeStagesBar();
+    all->Add(stagesBar_, 0, wxEXPAND);
+    all->Add(sizer, 1, wxEXPAND);
+    SetSizer(all);
     constexpr int kWidths[] = {-1, 120, 60, 60, 80, 100};
     CreateStatusBar(static_cast<int>(std::size(kWidths)));
     SetStatusWidths(static_cast<int>(std::size(kWidths)), kWidths);
@@ -85,6 +94,8 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle), reader_([] { w
     Bind(wxEVT_IDLE, &MainFrame::OnIdle, this);
     canvas_->SetFocus();
 }
+
+MainFrame::~MainFrame() = default;
 
 wxStatusBar* MainFrame::OnCreateStatusBar(int fields, long style, wxWindowID id, const wxString& name) {
     // The tip is set with the text, see ShowFirstField.

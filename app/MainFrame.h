@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <wx/frame.h>
+#include <wx/utils.h>
 
 #include "AnalysedLabels.h"
 #include "AnalysisParameters.h"
@@ -30,8 +31,14 @@ class wxProgressDialog;
 
 namespace Korvane {
 
+class ObjectsPanel;
 class SingleImageCanvas;
+class StagesBar;
+class StagesView;
 struct AnalysisKind;
+struct LabelExtent;
+struct ObjectKey;
+struct ReportOptions;
 
 /// What an analysis has to tell when it is over.
 struct AnalysisNotes {
@@ -60,6 +67,7 @@ struct SeriesNotes {
 class MainFrame final : public wxFrame, public CanvasOwner {
 public:
     MainFrame();
+    ~MainFrame() override;
 
     // Calls that come from elsewhere than a command.
 
@@ -135,6 +143,18 @@ public:
     void OnSegmentExosomesSingle(wxCommandEvent&);
     void OnSegmentExosomesAll(wxCommandEvent&);
 
+    // Results.
+
+    void OnReport(wxCommandEvent&);
+    void OnObjects(wxCommandEvent&);
+    bool ShowsObjects() const;
+    void OnStages(wxCommandEvent&);
+    void OnNextStage(wxCommandEvent&);
+    void OnPreviousStage(wxCommandEvent&);
+    bool ShowsStages() const { return stages_ != nullptr; }
+    /// Takes the place of the browser: gets the address of a page.
+    void OpenPagesBy(std::function<void(const wxString&)> open) { openPage_ = std::move(open); }
+
     // Tools.
 
     void OnUndo(wxCommandEvent&);
@@ -145,6 +165,10 @@ public:
     void OnWholeRange(wxCommandEvent&);
     void OnFitToWindow(wxCommandEvent&);
     void OnZoomToObject(wxCommandEvent&);
+    void OnScaleBar(wxCommandEvent&);
+    void OnScaleBarInExports(wxCommandEvent&);
+    bool ShowsScaleBar() const { return scaleBar_; }
+    bool ExportsScaleBar() const { return scaleBarInExports_; }
     void OnLoadParameters(wxCommandEvent&);
     void OnSaveParameters(wxCommandEvent&);
     void OnLearnParameters(wxCommandEvent&);
@@ -164,6 +188,9 @@ public:
 
     const PositionStore& Store() const { return store_; }
     SingleImageCanvas& Canvas() { return *canvas_; }
+    ObjectsPanel& Objects() { return *objects_; }
+    const StagesView* Stages() const { return stages_.get(); }
+    StagesBar& BarOfStages() { return *stagesBar_; }
     int ZoomLevel() const { return zoomLevel_; }
     int BrushRadius() const { return editing_.brushRadiusPx; }
     AnalysisParameters& Parameters() { return parameters_; }
@@ -198,6 +225,8 @@ private:
     /// back when the pointer leaves.
     void Say(const wxString& text);
     void SayOfPosition(std::size_t index);
+    /// What is shown where nothing but labels and tools are.
+    CanvasState StateOfLabels() const;
     bool HasBeenRead() const { return std::chrono::steady_clock::now() - saidAt_ >= kToBeRead; }
     void ShowFirstField(const wxString& text);
     void ShowPointer(const wxMouseEvent& event);
@@ -231,7 +260,8 @@ private:
     wxString TitleOf(std::size_t index) const;
     void FitToPosition();
     void KeepOnScreen();
-    void ExportOverlay(std::size_t index, const wxString& file);
+    enum class BarDrawn { kNotWanted, kDrawn, kNoRoom };
+    BarDrawn ExportOverlay(std::size_t index, const wxString& file);
     ChosenFolder AskForFolder(const wxString& title);
 
     EditedPosition Edited();
@@ -259,11 +289,34 @@ private:
     void RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body);
     void TellNotes(const AnalysisKind& kind);
     void NoteFailure(const wxString& task, std::size_t index);
-    void NoteResult(std::size_t index, qvox::LabelImage& result);
+    void NoteResult(std::size_t index, qvox::LabelImage& result, const char* command);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
     void ShowForAnalysis(std::size_t index);
     void AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse);
+
+    // The panel of objects.
+    void MakeObjectsPanel();
+    int ObjectsWidth() const;
+    void Grow(const wxSize& by);
+    void ObjectsChanged(std::size_t position);
+    void ShowObject(std::size_t position, const LabelExtent& extent);
+    void ChooseObjectAt(const ImagePoint& point);
+    void RemoveObjects(const std::vector<ObjectKey>& objects);
+    void ExportObjects();
+    std::size_t WriteObjects(const wxString& path, const std::vector<std::size_t>& positions);
+    bool TakePanelKey(wxKeyEvent& event);
+
+    // The stages of detection: while they are shown nothing can be drawn, and what changes labels ends them.
+    void MakeStagesBar();
+    void ComputeStages();
+    void StepStage(int by);
+    void ShowStage();
+    void LeaveStages();
+    void ExplainPlace(const ImagePoint& point);
+
+    wxString WhyNotReported(std::size_t index) const;
+    void WriteReport(ReportOptions options, const std::vector<wxString>& whyNot);
     void LearnFrom(const std::vector<std::size_t>& positions, std::size_t evaluations);
 
     /// For so long a text in the status bar is not replaced by one that nobody asked for.
@@ -288,6 +341,8 @@ private:
     bool onlyRaw_ = false;
     bool onlyContours_ = true;
     bool labelNumbers_ = false;
+    bool scaleBar_ = false;
+    bool scaleBarInExports_ = false;
     AnalysisParameters parameters_;
     AnalysisNotes notes_;
     int zoomLevel_ = 0;
@@ -295,8 +350,13 @@ private:
     std::optional<std::uint64_t> anchorsVersion_;
     enum class Work { kNone, kRunning } work_ = Work::kNone;
     std::function<void()> afterFirstPaint_;
+    std::function<void(const wxString&)> openPage_ = [](const wxString& page) { wxLaunchDefaultBrowser(page); };
     SingleImageCanvas* canvas_ = nullptr;
     BackgroundReader reader_;
+    ObjectsPanel* objects_ = nullptr;
+    StagesBar* stagesBar_ = nullptr;
+    std::unique_ptr<StagesView> stages_;
+    PixelRectangle framed_;  ///< the object that was chosen in the panel
 };
 
 }  // namespace Korvane

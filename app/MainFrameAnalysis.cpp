@@ -13,10 +13,12 @@
 #include "FreedMemory.h"
 #include "MainFrame.h"
 #include "MessageLog.h"
+#include "ParameterText.h"
 #include "PixelHeight.h"
 #include "Scopes.h"
 #include "SeededSegmentation.h"
 #include "SingleImageCanvas.h"
+#include "Version.h"
 
 namespace Korvane {
 
@@ -100,9 +102,9 @@ void MainFrame::TellNotes(const AnalysisKind& kind) {
 }
 
 /// The analysis of a position is done: its labels are replaced, whole.
-void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result) {
+void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result, const char* command) {
     LabelChanges difference = DifferenceOf(*store_.images.LabelsOf(index), result);
-    analysed_.Remember(index, result);
+    analysed_.Remember(index, result, {command, std::string("Korvane ") + kVersion, ParametersText(parameters_), ""});
     store_.images.SetLabels(index, result);
     Changed(index, std::move(difference));
     const std::size_t objects = CountLabels(store_, index);
@@ -157,7 +159,7 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
         DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
         notes_.tooSmall.Add(store_.paths[index],
                             AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
-        NoteResult(index, result);
+        NoteResult(index, result, "detect");
     } catch (...) {
         NoteFailure("detect the exosomes in", index);
         // The number of the image after it is told from the steps done.
@@ -180,7 +182,7 @@ void MainFrame::SegmentPosition(std::size_t index) {
         RequirePixelHeight(image.Resolution());
         qvox::LabelImage result(*store_.images.LabelsOf(index));
         SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
-        NoteResult(index, result);
+        NoteResult(index, result, "segment");
     } catch (...) {
         NoteFailure("segment the exosomes in", index);
         return;

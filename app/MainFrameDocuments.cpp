@@ -12,6 +12,8 @@
 #include <wx/settings.h>
 
 #include "Accessibility.h"
+#include "CommandTexts.h"
+#include "DrawnText.h"
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "ImageList.h"
@@ -19,9 +21,12 @@
 #include "MainFrame.h"
 #include "MeasurementTable.h"
 #include "MessageLog.h"
+#include "ObjectsPanel.h"
 #include "OverlayDrawing.h"
 #include "PathText.h"
+#include "PixelScale.h"
 #include "RecoveryJournal.h"
+#include "ScaleBar.h"
 #include "Scopes.h"
 #include "SharedFiles.h"
 #include "SingleImageCanvas.h"
@@ -69,6 +74,14 @@ bool HaveOwnFiles(const PositionStore& store, const std::vector<wxString>& files
 bool LiesThere(const wxString& file) {
     std::error_code unreachable;
     return std::filesystem::exists(PathBytes(file), unreachable);
+}
+
+/// The scale bar of the batch tool's overlays; false where there is none.
+bool DrawScaleBar(ColourPicture& image, const qvox::PixelResolution& resolution) {
+    if (!IsDefined(resolution.x)) return false;
+    const std::optional<ScaleBar> bar = PlaceScaleBar(image.SizeX(), image.SizeY(), ScaleOf(resolution).widthNm);
+    if (bar) PaintScaleBar(image, *bar, DrawText(bar->text, bar->textHeightPx));
+    return bar.has_value();
 }
 
 /// One warning that names the positions whose sizes in the table are not in nanometres.
@@ -126,6 +139,9 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     analysed_.Clear();
     unsaved_.clear();
     burntIn_.clear();
+    framed_ = {};
+    LeaveStages();
+    objects_->Reset(0);
     series_ = {};
     OpenOutcome& outcome = series_.outcome;
     outcome.products = products;
@@ -144,6 +160,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
         });
     }
     BeginJournal();
+    objects_->Reset(PositionCount(store_));
     WarnOf(doubtful);
     outcome.opened = PositionCount(store_);
     outcome.failed = paths.size() - outcome.opened;
@@ -185,7 +202,7 @@ void MainFrame::FitToPosition() {
                             wxSystemSettings::GetMetric(wxSYS_SCREEN_Y, this)};
     const ClientSize fitted =
         FittedClientSize(screen, store_.images.SizeX(store_.current), store_.images.SizeY(store_.current));
-    SetClientSize(fitted.width, fitted.height);
+    SetClientSize(fitted.width + ObjectsWidth(), fitted.height);
     KeepOnScreen();
 }
 
@@ -315,16 +332,19 @@ void MainFrame::OnExportImagesTo(wxCommandEvent&) {
     if (const ChosenFolder folder = AskForFolder("Export image results to...")) ImageExport(folder);
 }
 
-void MainFrame::ExportOverlay(std::size_t index, const wxString& file) {
+MainFrame::BarDrawn MainFrame::ExportOverlay(std::size_t index, const wxString& file) {
     const PositionImages::Labels held = store_.images.LabelsOf(index);
     const qvox::LabelImage& labels = *held;
-    CanvasState state = StateOfCanvas();
+    CanvasState state = StateOfLabels();
     // The open contour belongs to the current position only: in another its points would lie elsewhere, or nowhere.
     if (index != store_.current) state.editing = nullptr;
     ColourPicture image = PaintPosition(*store_.images.IntensitiesOf(index), labels, state.style);
     OverlayDrawing overlay;
     overlay.Draw(image, labels, LabelAnchors(labels), state, OverlayPort());
+    BarDrawn drawn = BarDrawn::kNotWanted;
+    if (scaleBarInExports_) drawn = DrawScaleBar(image, labels.Resolution()) ? BarDrawn::kDrawn : BarDrawn::kNoRoom;
     qvox::SaveImageFile(PathBytes(file), image);
+    return drawn;
 }
 
 void MainFrame::ImageExport(const ChosenFolder& folder) {
@@ -334,13 +354,17 @@ void MainFrame::ImageExport(const ChosenFolder& folder) {
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "export the image results")) return;
     const wxBusyInfo busy("Exporting image results...", this);
     FilesOutcome outcome;
+    std::vector<wxString> withoutBar;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        const bool exported =
-            DoFileTask(FileTask::kExportPicture, FileNameOf(store_.paths[i]), [&] { ExportOverlay(i, files[i]); });
+        const wxString name = FileNameOf(store_.paths[i]);
+        const bool exported = DoFileTask(FileTask::kExportPicture, name, [&] {
+            if (ExportOverlay(i, files[i]) == BarDrawn::kNoRoom) withoutBar.push_back(name);
+        });
         if (exported) outcome.files.push_back(files[i]);
         outcome.failed += exported ? 0 : 1;
     }
     Say(ExportedText(outcome));
+    if (!withoutBar.empty()) wxLogWarning("%s", WithoutScaleBarText(withoutBar));
 }
 
 }  // namespace Korvane

@@ -60,6 +60,12 @@ void MainFrame::OnClearAll(wxCommandEvent&) {
 }
 
 bool MainFrame::HandleEditKey(int key) {
+    if (ShowsStages()) {
+        const bool isEdit = key == WXK_BACK || key == 'r';
+        if (key == WXK_ESCAPE) LeaveStages();
+        if (isEdit) Say("The stages of detection are shown: Esc ends that");
+        if (isEdit || key == WXK_ESCAPE) return true;
+    }
     switch (key) {
         case WXK_BACK: {
             history_.Open("Backspace");
@@ -109,7 +115,11 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
     if (!IsEnabled() || !canvas_->HasImage() || !HasPositions() || !canvas_->PointerInside()) return;
     RunAlone([&] {
         const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
-        if (event.RightUp()) Finish(PickLabel(Edited(), editing_, point));
+        if (ShowsStages()) return ExplainPlace(point);
+        if (event.RightUp()) {
+            Finish(PickLabel(Edited(), editing_, point));
+            ChooseObjectAt(point);
+        }
         // The second press of a double click comes as that only.
         if (event.LeftDown() || event.LeftDClick()) {
             drag_ = Drag::kFollowed;

@@ -4,6 +4,7 @@
 #include <wx/utils.h>
 
 #include "MainFrame.h"
+#include "ObjectsPanel.h"
 #include "RecoveryJournal.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
@@ -13,6 +14,7 @@ namespace Korvane {
 void MainFrame::Changed(std::size_t position, LabelChanges changes) {
     if (changes.Empty()) return;
     unsaved_[position] = 1;
+    ObjectsChanged(position);
     if (journal_ != nullptr) journal_->Change(position, changes.Packed());
     history_.Add(position, std::move(changes));
 }
@@ -27,6 +29,8 @@ void MainFrame::LabelsInDoubt() {
     if (!history_.IsOpen() && editing_.changes.Empty()) return;
     editing_.changes = {};
     history_.Clear();
+    LeaveStages();
+    if (ShowsObjects()) objects_->ChangedAll();
     ReplaceInJournal();
 }
 
@@ -52,6 +56,7 @@ void MainFrame::Travel(ChangeDirection direction) {
     const auto apply = [&](const HistoryStep::Part& part) {
         positions.push_back(part.position);
         unsaved_[part.position] = 1;
+        ObjectsChanged(part.position);
         if (journal_ != nullptr) {
             journal_->Change(part.position, undo ? part.changes.Reversed().Packed() : part.changes.Packed());
         }

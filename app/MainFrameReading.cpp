@@ -8,6 +8,7 @@
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "MainFrame.h"
+#include "ObjectsPanel.h"
 #include "MessageLog.h"
 #include "PathText.h"
 
@@ -114,6 +115,7 @@ void MainFrame::RemoveUnreadable(std::size_t index, const std::exception_ptr& fa
     history_.RemovePosition(index);
     analysed_.RemovePosition(index);
     if (journal_ != nullptr) journal_->RemovePosition(index);
+    objects_->Reset(PositionCount(store_));
     if (HasPositions()) SetTitle(TitleOf(store_.current));
 }
 

@@ -10,6 +10,7 @@
 #include "OverlayGeometry.h"
 #include "ParametersFile.h"
 #include "PathText.h"
+#include "PixelScale.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
 
@@ -60,6 +61,16 @@ void MainFrame::OnZoomToObject(wxCommandEvent&) {
     RefreshAll();
     Say("Object " + std::to_string(label));
 }
+
+void MainFrame::OnScaleBar(wxCommandEvent&) {
+    scaleBar_ = !scaleBar_;
+    RefreshAll();
+    if (scaleBar_ && HasPositions() && !IsDefined(store_.images.Resolution(store_.current).x)) {
+        Say("There is no scale bar: the pixel size of this position is not known");
+    }
+}
+
+void MainFrame::OnScaleBarInExports(wxCommandEvent&) { scaleBarInExports_ = !scaleBarInExports_; }
 
 void MainFrame::OnLoadParameters(wxCommandEvent&) {
     wxFileDialog dialog(this, "Load parameters...", wxEmptyString, wxEmptyString, kParametersFilter,

@@ -7,8 +7,11 @@
 #include "Accessibility.h"
 #include "CommandTable.h"
 #include "MainFrame.h"
+#include "ObjectsPanel.h"
 #include "PathText.h"
+#include "PixelScale.h"
 #include "SingleImageCanvas.h"
+#include "StagesView.h"
 #include "StatusTexts.h"
 
 namespace Korvane {
@@ -78,13 +81,28 @@ void MainFrame::OnOnlyContours(wxCommandEvent&) {
     RefreshAll();
 }
 
-CanvasState MainFrame::StateOfCanvas() const {
+CanvasState MainFrame::StateOfLabels() const {
     CanvasState state;
     state.style = onlyRaw_ ? LabelStyle::kNone : onlyContours_ ? LabelStyle::kContours : LabelStyle::kRegions;
     state.numbers = labelNumbers_ ? CanvasState::Numbers::kShown : CanvasState::Numbers::kHidden;
     state.zoomLevel = zoomLevel_;
     state.currentLabel = store_.currentLabel;
     state.editing = &editing_;
+    return state;
+}
+
+CanvasState MainFrame::StateOfCanvas() const {
+    CanvasState state = StateOfLabels();
+    state.framed = framed_;
+    if (scaleBar_ && HasPositions()) {
+        const qvox::PixelResolution& resolution = store_.images.Resolution(store_.current);
+        if (IsDefined(resolution.x)) state.barPixelWidthNm = ScaleOf(resolution).widthNm;
+    }
+    if (stages_ == nullptr) return state;
+    if (stages_->IsMap()) state.style = LabelStyle::kNone;
+    // Numbers and tools are of the labels, which are not shown.
+    state.numbers = CanvasState::Numbers::kHidden;
+    state.outline = CanvasState::Outline::kHidden;
     return state;
 }
 
@@ -175,6 +193,9 @@ void MainFrame::SwitchTo(std::size_t index) {
         return SwitchTo(std::min(index, PositionCount(store_) - 1));
     }
     LabelsReplaced(editing_);
+    framed_ = {};
+    LeaveStages();
+    if (ShowsObjects()) objects_->CurrentChanged();
     SayOfPosition(index);
     SetTitle(TitleOf(index));
     SetAccessibleDescription(*canvas_, GetTitle());
@@ -264,7 +285,8 @@ bool MainFrame::HandleViewKey(int key) {
 
 void MainFrame::OnChar(wxKeyEvent& event) {
     bool handled = false;
-    if (IsEnabled() && HasPositions()) {
+    // With Alt a letter opens a menu: Alt+R is not R.
+    if (IsEnabled() && HasPositions() && !event.AltDown()) {
         RunAlone([&] { handled = HandleViewKey(KeyOf(event)) || HandleEditKey(event.GetKeyCode()); });
     }
     if (!handled) event.Skip();
@@ -285,10 +307,24 @@ bool MainFrame::HandleBareKey(wxKeyEvent& event) {
     return handled;
 }
 
+/// While the panel beside the image has the keyboard its keys are its own.
+bool MainFrame::TakePanelKey(wxKeyEvent& event) {
+    wxWindow* const focus = wxWindow::FindFocus();
+    if (!ShowsObjects() || focus == nullptr || !objects_->IsDescendant(focus)) return false;
+    const bool bare = !event.HasAnyModifiers();
+    if (bare && event.GetKeyCode() == WXK_ESCAPE) {
+        canvas_->SetFocus();
+    } else if (!bare || !objects_->TakeKey(event.GetKeyCode())) {
+        event.Skip();
+    }
+    return true;
+}
+
 void MainFrame::OnCharHook(wxKeyEvent& event) {
     // Menu keys without a modifier do not fire from a drawn window, and a scrolled one takes pages and arrows; so they
     // are caught before either sees them. What is handled here goes no further: each press counts once. Dialogs are
     // windows of their own and keep their keys.
+    if (TakePanelKey(event)) return;
     const bool bare = !event.ControlDown() && !event.AltDown() && !event.MetaDown();
     if (!bare || !IsEnabled() || !HandleBareKey(event)) event.Skip();
 }

@@ -15,6 +15,7 @@
 #include "ImageRun.h"
 #include "InputList.h"
 #include "Interrupt.h"
+#include "ParameterText.h"
 #include "ParseNumber.h"
 #include "Progress.h"
 #include "RecordLog.h"
@@ -44,17 +45,6 @@ private:
     std::mutex mutex_;
     std::map<std::string, std::shared_ptr<const RecordIndex>> indices_;
 };
-
-std::string ParametersText(const AnalysisParameters& parameters) {
-    std::string text;
-    for (const ParameterRange& range : kParameterRanges) {
-        std::string label = range.label;
-        label.pop_back();
-        text += (text.empty() ? "" : ", ") + label + " " +
-                wxString::FromCDouble(static_cast<double>(parameters.*range.field), range.decimals).utf8_string();
-    }
-    return text;
-}
 
 LabelOrigin OriginOf(const std::optional<RecordEntry>& made) {
     LabelOrigin origin;
@@ -106,7 +96,7 @@ void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuild
     if (origin.prepared.empty()) origin.prepared = job.Outcome().prepared;
     const qvox::VoxelImage<std::uint8_t>& excluded = preparation.Excluded();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
-        builder.Add(index, {position, job.Outcome().resolutionSource, origin, job.Warnings(),
+        builder.Add(index, {position.image, position.labels, job.Outcome().resolutionSource, origin, job.Warnings(),
                             excluded.Empty() ? nullptr : &excluded, preparation.Part()});
         return 0;
     });

@@ -45,6 +45,17 @@ wxString NumbersText(const std::vector<std::size_t>& positions) {
     return text;
 }
 
+/// "'a.tif', 'b.tif' and 3 more".
+wxString NamesText(const std::vector<wxString>& names) {
+    constexpr std::size_t kMostNames = 20;
+    wxString list;
+    for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
+        list += (i == 0 ? "'" : ", '") + names[i] + "'";
+    }
+    if (names.size() > kMostNames) list << " and " << names.size() - kMostNames << " more";
+    return list;
+}
+
 }  // namespace
 
 wxString OpenedText(const OpenOutcome& outcome) {
@@ -125,6 +136,21 @@ wxString UnsavedText(std::size_t positions) {
     if (positions == 0) return "No position has unsaved changes.";
     return positions == 1 ? wxString("1 position has unsaved changes.")
                           : std::to_string(positions) + " positions have unsaved changes.";
+}
+
+wxString NothingToReportText(std::size_t withoutPixelSize, std::size_t positions) {
+    if (withoutPixelSize == 0) return "There are no labels to report on: detect some, or load them";
+    if (withoutPixelSize == positions) return "A report needs the pixel size, which no position has";
+    return "A report needs labels and the pixel size, and no position has both";
+}
+
+wxString NotReportedText(const std::vector<wxString>& names) {
+    return "The report leaves out positions without a pixel size: " + NamesText(names) + ".";
+}
+
+wxString WithoutScaleBarText(const std::vector<wxString>& names) {
+    return "Without a scale bar, as the pixel size is unknown or the image has no room for it: " + NamesText(names) +
+           ".";
 }
 
 }  // namespace Korvane

@@ -57,6 +57,15 @@ wxString WorkText(const std::vector<wxString>& paths, std::size_t index, const w
 /// more than once.
 wxString TravelText(const wxString& done, const wxString& what, std::vector<std::size_t> positions, std::size_t count);
 
+/// Why there is nothing to report on: of `positions`, so many have no pixel size and the others no labels.
+wxString NothingToReportText(std::size_t withoutPixelSize, std::size_t positions);
+
+/// The warning that names positions which a report leaves out because they have no pixel size.
+wxString NotReportedText(const std::vector<wxString>& names);
+
+/// The warning that names images which were exported without the scale bar that was asked for.
+wxString WithoutScaleBarText(const std::vector<wxString>& names);
+
 /// The second text of a question whose answer may lose labels.
 wxString UnsavedText(std::size_t positions);
 

@@ -27,4 +27,15 @@ std::optional<float> ParameterFromText(const wxString& text, const ParameterRang
     return number == 0.0f ? 0.0f : number;
 }
 
+std::string ParametersText(const AnalysisParameters& parameters) {
+    std::string text;
+    for (const ParameterRange& range : kParameterRanges) {
+        std::string label = range.label;
+        label.pop_back();
+        text += (text.empty() ? "" : ", ") + label + " " +
+                wxString::FromCDouble(static_cast<double>(parameters.*range.field), range.decimals).utf8_string();
+    }
+    return text;
+}
+
 }  // namespace Korvane

@@ -41,12 +41,6 @@ void MakeFolder(const std::string& path) {
 
 /// The folder of the rows that wait, after it was made and found free.
 std::string PreparedFolder(const ReportOptions& options) {
-    const std::string figures = options.folder + "/" + kFigureFolder;
-    const auto makeFolders = [&] {
-        MakeFolder(options.folder);
-        MakeFolder(figures);
-        return options.folder;
-    };
     if (options.share) {
         const std::string part = options.folder + "/" + kReportPartName;
         std::error_code unreachable;
@@ -56,18 +50,16 @@ std::string PreparedFolder(const ReportOptions& options) {
         MakeFolder(options.folder);
         return options.folder;
     }
-    if (options.existing == ExistingReport::kReplace) return makeFolders();
-    for (const char* const name : {kReportPage, "objects.csv", "summary.csv", "bins.csv"}) {
-        const std::string path = options.folder + "/" + name;
-        std::error_code failure;
-        if (!std::filesystem::exists(std::filesystem::symlink_status(path, failure))) continue;
-        throw qvox::ToolkitError("'" + path + "' exists already; --overwrite replaces a report.");
+    const std::string existing = ExistingReportFile(options.folder);
+    if (options.existing == ExistingReport::kRefuse && !existing.empty()) {
+        const bool isFolder = std::filesystem::path(existing).filename() == kFigureFolder;
+        throw qvox::ToolkitError("'" + existing +
+                                 (isFolder ? "' holds files already; --overwrite replaces those of a report."
+                                           : "' exists already; --overwrite replaces a report."));
     }
-    std::error_code unreachable;
-    if (std::filesystem::exists(figures, unreachable) && !std::filesystem::is_empty(figures, unreachable)) {
-        throw qvox::ToolkitError("'" + figures + "' holds files already; --overwrite replaces those of a report.");
-    }
-    return makeFolders();
+    MakeFolder(options.folder);
+    MakeFolder(options.folder + "/" + kFigureFolder);
+    return options.folder;
 }
 
 const ObjectColumn& ColumnNamed(const std::string& name) {
@@ -166,6 +158,18 @@ void RemovePictures(const std::string& folder, const std::string& name) {
 
 }  // namespace
 
+std::string ExistingReportFile(const std::string& folder) {
+    std::error_code unreachable;
+    for (const char* const name : {kReportPage, "objects.csv", "summary.csv", "bins.csv"}) {
+        const std::string path = folder + "/" + name;
+        if (std::filesystem::exists(std::filesystem::symlink_status(path, unreachable))) return path;
+    }
+    const std::string figures = folder + "/" + kFigureFolder;
+    const bool holdsFigures =
+        std::filesystem::exists(figures, unreachable) && !std::filesystem::is_empty(figures, unreachable);
+    return holdsFigures ? figures : "";
+}
+
 ReportBuilder::ReportBuilder(ReportOptions options)
     : options_(std::move(options)),
       rows_(options_.images.size(), PreparedFolder(options_)),
@@ -188,21 +192,20 @@ ReportBuilder::ReportBuilder(ReportOptions options)
 std::string ReportBuilder::FileIn(const std::string& name) const { return options_.folder + "/" + name; }
 
 void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
-    const Position& position = source.position;
     const ObjectColumn& diameter = ColumnNamed(numbers_.diameter);
     const std::vector<ObjectMeasures> objects =
-        MeasureEverything(position.image, position.labels, {source.excluded, source.part});
+        MeasureEverything(source.image, source.labels, {source.excluded, source.part});
     ReportedImage image = numbers_.images[index];
-    const PixelScale scale = ScaleOf(position.image.Resolution());
-    image.widthPx = position.image.SizeX();
-    image.heightPx = position.image.SizeY();
-    const ImagePart part = source.part.value_or(WholePart(position.labels));
+    const PixelScale scale = ScaleOf(source.image.Resolution());
+    image.widthPx = source.image.SizeX();
+    image.heightPx = source.image.SizeY();
+    const ImagePart part = source.part.value_or(WholePart(source.labels));
     image.areaUm2 = static_cast<double>(part.width * part.height) * scale.widthNm * scale.heightNm * 1e-6;
-    image.pixelSize = PixelSizeText(position.image.Resolution()).utf8_string();
+    image.pixelSize = PixelSizeText(source.image.Resolution()).utf8_string();
     image.pixelSizeSource = source.pixelSizeSource.utf8_string();
     image.origin = source.origin;
     for (const wxString& warning : source.warnings) image.warnings.push_back(warning.utf8_string());
-    const ObjectTableImage tableImage{options_.images[index], position.image.Resolution(), source.pixelSizeSource,
+    const ObjectTableImage tableImage{options_.images[index], source.image.Resolution(), source.pixelSizeSource,
                                       source.origin.prepared};
     const std::string group = numbers_.groups.empty() ? "" : CsvField(numbers_.groups[image.group]) + ",";
     std::string rows;
@@ -216,7 +219,7 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
         }
         if (object.touchesEdge) ++image.atEdge;
         drawn.push_back({object.extent.label, object.moments.xPx, object.moments.yPx,
-                         OutlineFor(numbers_.diameter, object, position.labels), reasons.empty()});
+                         OutlineFor(numbers_.diameter, object, source.labels), reasons.empty()});
         rows += group + table_.Rows(tableImage, {object});
     }
     image.objects = objects.size();
@@ -224,7 +227,7 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     rows_.AddText(index, rows);
     thumbnails_.AddText(
         index, "<figure class=\"image\">" +
-                   ThumbnailSvg(position.image, drawn, ThumbnailWidth(ImagesOfAll()), image.name) + "<figcaption>" +
+                   ThumbnailSvg(source.image, drawn, ThumbnailWidth(ImagesOfAll()), image.name) + "<figcaption>" +
                    HtmlText(image.name) + ": " + Counted(image.counted.size(), "object") + " counted, " +
                    std::to_string(image.objects - image.counted.size()) + " not</figcaption></figure>\n");
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -11,10 +11,10 @@
 
 #include "ObjectMeasures.h"
 #include "ObjectTable.h"
-#include "Position.h"
 #include "ReportedImage.h"
 #include "RowSpool.h"
 #include "SizeSummary.h"
+#include "VoxelImage.h"
 
 namespace Korvane {
 
@@ -30,6 +30,10 @@ struct ReportShare {
     std::vector<std::size_t> places;  ///< of the part's images among them
 };
 
+/// The first file or folder of a report that a folder holds already; empty where it is free for one, or not there.
+/// Paths are in the file system's bytes.
+std::string ExistingReportFile(const std::string& folder);
+
 /// What a report is about and where it goes.
 struct ReportOptions {
     std::string folder;                     ///< of the files, in the file system's bytes; made where it is not there
@@ -44,7 +48,8 @@ struct ReportOptions {
 
 /// An image with its labels, and what is known of them.
 struct ReportSource {
-    const Position& position;
+    const qvox::VoxelImage<float>& image;
+    const qvox::LabelImage& labels;
     wxString pixelSizeSource;
     LabelOrigin origin;
     std::vector<wxString> warnings;

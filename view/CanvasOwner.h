@@ -17,6 +17,9 @@ struct CanvasState {
     enum class Numbers { kHidden, kShown } numbers = Numbers::kHidden;
     int zoomLevel = 0;
     std::uint16_t currentLabel = 1;
+    PixelRectangle framed;                  ///< drawn a frame around, unless its width is 0
+    double barPixelWidthNm = 0.0;           ///< of the scale bar; 0: none is drawn
+    enum class Outline { kShown, kHidden } outline = Outline::kShown;  ///< of the tool under the pointer
     const EditingState* editing = nullptr;  ///< null where neither outline nor open contour is to be drawn
 };
 

@@ -182,6 +182,21 @@ LabelChanges ClearingOf(const qvox::LabelImage& labels) {
     return changes;
 }
 
+LabelChanges RemovalOf(const qvox::LabelImage& labels, const std::vector<std::uint16_t>& removed) {
+    std::vector<bool> isRemoved(65536, false);
+    for (const std::uint16_t label : removed) isRemoved[label] = label != 0;
+    LabelChanges changes;
+    const std::uint64_t count = labels.VoxelCount();
+    for (std::uint64_t start = 0; start < count;) {
+        const std::uint16_t label = labels[start];
+        std::uint64_t end = start + 1;
+        while (end < count && labels[end] == label) ++end;
+        if (isRemoved[label]) changes.Add({start, end - start, label, 0});
+        start = end;
+    }
+    return changes;
+}
+
 void ApplyChanges(const LabelChanges& changes, ChangeDirection direction, qvox::LabelImage& labels) {
     const bool undo = direction == ChangeDirection::kUndo;
     const auto apply = [&](const LabelRun& run) {

@@ -65,6 +65,9 @@ LabelChanges ClearingOf(const qvox::LabelImage& labels);
 
 enum class ChangeDirection { kUndo, kRedo };
 
+/// What removing some of the labels changes. One pass.
+LabelChanges RemovalOf(const qvox::LabelImage& labels, const std::vector<std::uint16_t>& removed);
+
 /// Takes changes back, or makes them again. The labels are those after them, or before them.
 void ApplyChanges(const LabelChanges& changes, ChangeDirection direction, qvox::LabelImage& labels);
 

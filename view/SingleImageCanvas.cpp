@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include <wx/dcclient.h>
 #include <wx/image.h>
@@ -10,6 +11,7 @@
 #include <wx/utils.h>
 
 #include "OverlayGeometry.h"
+#include "ScaleBar.h"
 
 namespace Korvane {
 
@@ -39,6 +41,15 @@ SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
                              wxEVT_LEFT_UP, wxEVT_RIGHT_DOWN, wxEVT_RIGHT_UP}) {
         Bind(type, &SingleImageCanvas::OnMouse, this);
     }
+    // What was scrolled would carry the scale bar with it.
+    const auto scrolled = [this](wxScrollWinEvent& event) {
+        event.Skip();
+        if (owner_.StateOfCanvas().barPixelWidthNm > 0.0) CallAfter([this] { Refresh(false); });
+    };
+    for (const auto& type : {wxEVT_SCROLLWIN_THUMBTRACK, wxEVT_SCROLLWIN_THUMBRELEASE, wxEVT_SCROLLWIN_LINEUP,
+                             wxEVT_SCROLLWIN_LINEDOWN, wxEVT_SCROLLWIN_PAGEUP, wxEVT_SCROLLWIN_PAGEDOWN}) {
+        Bind(type, scrolled);
+    }
     Bind(wxEVT_MOUSEWHEEL, [this](wxMouseEvent& event) {
         pointer_ = event.GetPosition();
         owner_.OnMouseWheel(event);
@@ -51,11 +62,17 @@ SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
 void SingleImageCanvas::SetImages(const qvox::VoxelImage<float>* raw, const qvox::LabelImage* labels) {
     raw_ = nullptr;
     labels_ = nullptr;
+    ShowInstead(nullptr, nullptr);
     grey_.Release();
     if (raw == nullptr || labels == nullptr) return;
     ConvertShown(*raw);
     raw_ = raw;
     labels_ = labels;
+}
+
+void SingleImageCanvas::ShowInstead(const GreyPicture* grey, const qvox::LabelImage* labels) {
+    otherGrey_ = grey;
+    otherLabels_ = labels;
 }
 
 void SingleImageCanvas::ConvertShown(const qvox::VoxelImage<float>& raw) {
@@ -152,8 +169,12 @@ void SingleImageCanvas::RefreshInside(const wxRect& rectangle) {
 
 int SingleImageCanvas::Density() const { return std::max(1, static_cast<int>(std::lround(GetContentScaleFactor()))); }
 
+bool SingleImageCanvas::HasOutline(const CanvasState& state) const {
+    return PointerInside() && state.editing != nullptr && state.outline == CanvasState::Outline::kShown;
+}
+
 wxRect SingleImageCanvas::OutlineRectangle(const CanvasState& state) const {
-    if (raw_ == nullptr || !PointerInside() || state.editing == nullptr) return {};
+    if (raw_ == nullptr || !HasOutline(state)) return {};
     const ToolOutline outline = OutlineAt(View(), *state.editing, {pointer_.x, pointer_.y});
     const auto reach = static_cast<int>(static_cast<float>(outline.radiusPx + 2) * ZoomFactor(state.zoomLevel)) + 3;
     wxRect around(pointer_, wxSize(1, 1));
@@ -179,10 +200,12 @@ void SingleImageCanvas::PaintRectangle(wxDC& dc, const wxRect& box, const Canvas
     const wxPoint start = GetViewStart();
     const int density = Density();
     const float zoom = ZoomFactor(state.zoomLevel);
+    const GreyPicture& grey = otherGrey_ != nullptr ? *otherGrey_ : grey_;
+    const qvox::LabelImage& labels = otherLabels_ != nullptr ? *otherLabels_ : *labels_;
     // In the pixels of the screen, of which there can be several to one of the window.
-    PaintView(grey_, *labels_, state.style, {start.x * density, start.y * density, zoom * static_cast<float>(density)},
+    PaintView(grey, labels, state.style, {start.x * density, start.y * density, zoom * static_cast<float>(density)},
               {box.x * density, box.y * density, box.width * density, box.height * density}, painted_);
-    overlay_.Draw(painted_, *labels_, anchors, state, {box.GetPosition() + start, zoom, density});
+    overlay_.Draw(painted_, labels, anchors, state, {box.GetPosition() + start, zoom, density});
     static_assert(sizeof(qvox::Rgb8) == 3, "the painted rows are handed over as they are");
     const wxImage image(box.GetSize() * density, reinterpret_cast<unsigned char*>(painted_.begin()), true);
     dc.DrawBitmap(wxBitmap(image, wxBITMAP_SCREEN_DEPTH, density), box.GetPosition());
@@ -197,11 +220,57 @@ void SingleImageCanvas::PaintDamage(wxDC& dc, const CanvasState& state, const st
 }
 
 void SingleImageCanvas::DrawOutline(wxDC& dc, const CanvasState& state) {
-    if (!PointerInside() || state.editing == nullptr) return;
+    if (!HasOutline(state)) return;
     const ToolOutline outline = OutlineAt(View(), *state.editing, {pointer_.x, pointer_.y});
     dc.SetPen(wxPen(PenColour(state.currentLabel), 1));
     dc.SetBrush(*wxTRANSPARENT_BRUSH);
     dc.DrawCircle(PointOf(outline.centre), outline.radiusPx);
+}
+
+/// In the corner of what is seen of the image, as long as the zoom makes it.
+void SingleImageCanvas::DrawScaleBar(wxDC& dc, const CanvasState& state) const {
+    if (!(state.barPixelWidthNm > 0.0)) return;
+    const ViewState view = View();
+    const ClientSize all = VirtualSize(view);
+    const auto width = static_cast<std::uint64_t>(std::min(view.client.width, all.width));
+    const auto height = static_cast<std::uint64_t>(std::min(view.client.height, all.height));
+    const auto zoom = static_cast<double>(ZoomFactor(view.zoomLevel));
+    const std::optional<ScaleBar> bar = PlaceScaleBar(width, height, state.barPixelWidthNm / zoom);
+    if (!bar) return;
+    wxRect shown(static_cast<int>(bar->bar.x), static_cast<int>(bar->bar.y), static_cast<int>(bar->bar.width),
+                 static_cast<int>(bar->bar.height));
+    dc.SetPen(*wxBLACK_PEN);
+    dc.SetBrush(*wxWHITE_BRUSH);
+    dc.DrawRectangle(wxRect(shown).Inflate(1));
+    const wxString text = wxString::FromUTF8(bar->text);
+    dc.SetFont(wxFontInfo(wxSize(0, bar->textHeightPx)).Bold());
+    const wxSize extent = dc.GetTextExtent(text);
+    const int rightmost = static_cast<int>(width) - extent.x - 2;
+    const wxPoint place(std::min(shown.x + (shown.width - extent.x) / 2, rightmost),
+                        shown.y - static_cast<int>(bar->textGap) - extent.y);
+    dc.SetTextForeground(*wxBLACK);
+    dc.DrawText(text, place + wxPoint(1, 1));
+    dc.SetTextForeground(*wxWHITE);
+    dc.DrawText(text, place);
+}
+
+/// In pixels of the scaled image, so that its lines are as thick at every zoom. White between black is seen on every
+/// ground.
+void SingleImageCanvas::DrawFrame(wxDC& dc, const CanvasState& state) {
+    const PixelRectangle& part = state.framed;
+    if (part.width == 0) return;
+    const auto zoom = static_cast<double>(ZoomFactor(state.zoomLevel));
+    const auto scaled = [zoom](std::uint64_t length) {
+        return static_cast<int>(std::lround(static_cast<double>(length) * zoom));
+    };
+    constexpr int kGap = 4;
+    wxRect frame(scaled(part.x), scaled(part.y), scaled(part.width), scaled(part.height));
+    frame.Inflate(kGap);
+    dc.SetBrush(*wxTRANSPARENT_BRUSH);
+    dc.SetPen(wxPen(*wxBLACK, 3));
+    dc.DrawRectangle(frame);
+    dc.SetPen(wxPen(*wxWHITE, 1));
+    dc.DrawRectangle(frame);
 }
 
 void SingleImageCanvas::OnPaint(wxPaintEvent&) {
@@ -221,7 +290,9 @@ void SingleImageCanvas::OnPaint(wxPaintEvent&) {
         }
         PaintDamage(dc, state, shownAnchors_);
         owner_.RefreshStatusTexts();
+        DrawScaleBar(dc, state);
         DoPrepareDC(dc);
+        DrawFrame(dc, state);
         const auto zoom = static_cast<double>(ZoomFactor(state.zoomLevel));
         dc.SetUserScale(zoom, zoom);
         DrawOutline(dc, state);

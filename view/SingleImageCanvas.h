@@ -25,6 +25,9 @@ public:
     /// The intensities shown from black to white, now and of later images. Converts the image anew.
     void SetDisplayRange(const DisplayRange& range);
     bool HasImage() const { return raw_ != nullptr; }
+    /// Shows grey levels and labels of the image's sizes in place of its own, which come back for null and whenever
+    /// other images are shown. Both must outlive that.
+    void ShowInstead(const GreyPicture* grey, const qvox::LabelImage* labels);
 
     /// What is shown now.
     ViewState View() const;
@@ -63,11 +66,16 @@ private:
     void RefreshInside(const wxRect& rectangle);
     int Density() const;
     void DrawOutline(wxDC& dc, const CanvasState& state);
+    void DrawScaleBar(wxDC& dc, const CanvasState& state) const;
+    static void DrawFrame(wxDC& dc, const CanvasState& state);
+    bool HasOutline(const CanvasState& state) const;
     wxRect OutlineRectangle(const CanvasState& state) const;
 
     CanvasOwner& owner_;
     const qvox::VoxelImage<float>* raw_ = nullptr;
     const qvox::LabelImage* labels_ = nullptr;
+    const GreyPicture* otherGrey_ = nullptr;
+    const qvox::LabelImage* otherLabels_ = nullptr;
     GreyPicture grey_;
     DisplayRange range_;
     ColourPicture painted_;

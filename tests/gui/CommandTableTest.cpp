@@ -75,6 +75,17 @@ const std::vector<Expected> kExpected{
      "Run the automatic exosome segmentation routine for the current position."},
     {"&Analysis", 20026, "Segment exosomes (all positions)\tCtrl+Shift+R", wxITEM_NORMAL,
      "Run the automatic exosome segmentation routine for all positions."},
+    {"&Results", 20114, "Objects\tCtrl+T", wxITEM_CHECK,
+     "Show the table of objects beside the image, with histogram and statistics."},
+    {"&Results", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Results", 20115, "Show detection stages\tCtrl+J", wxITEM_CHECK,
+     "Show what each stage of detection makes of this position."},
+    {"&Results", 20116, "Next stage\tCtrl+N", wxITEM_NORMAL, "Show the next stage of detection."},
+    {"&Results", 20117, "Previous stage\tCtrl+Shift+N", wxITEM_NORMAL,
+     "Show the stage of detection before this one."},
+    {"&Results", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Results", 20113, "Report...\tCtrl+Shift+E", wxITEM_NORMAL,
+     "Write a report on all positions, as korvane-batch does, and show it in the browser."},
     {"&Tools", 20101, "Undo\tCtrl+Z", wxITEM_NORMAL,
      "Take the last change of labels back, at whatever position it was."},
     {"&Tools", 20102, "Redo\tCtrl+Y", wxITEM_NORMAL, "Make the change of labels again that was taken back last."},
@@ -89,6 +100,10 @@ const std::vector<Expected> kExpected{
     {"&Tools", 20107, "Fit to window\tCtrl+F", wxITEM_NORMAL, "Zoom so that the whole image is visible."},
     {"&Tools", 20108, "Zoom to object\tCtrl+G", wxITEM_NORMAL,
      "Show the object under the pointer, or that of the current label, in the middle."},
+    {"&Tools", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Tools", 20118, "Scale bar\tCtrl+U", wxITEM_CHECK, "Show a scale bar in the corner of the window."},
+    {"&Tools", 20119, "Scale bar in exported images", wxITEM_CHECK,
+     "Draw a scale bar into the images that are exported."},
     {"&Tools", 0, "", wxITEM_SEPARATOR, ""},
     {"&Tools", 20110, "Load parameters...", wxITEM_NORMAL,
      "Take the parameters of the analysis from a file, as korvane-batch does."},
@@ -147,7 +162,8 @@ TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
     const std::vector<int> ids{20001, 20002, 20003, 20004, 20005, 20006, 20007, 20008, 20009, 20014,
                                20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
                                20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029, 20101,
-                               20102, 20103, 20104, 20105, 20106, 20107, 20108, 20110, 20111, 20112};
+                               20102, 20103, 20104, 20105, 20106, 20107, 20108, 20110, 20111, 20112,
+                               20113, 20114, 20115, 20116, 20117, 20118, 20119};
     const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
     for (const wxEventType type :
          {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS), wxEventType(wxEVT_MOUSEWHEEL),
@@ -185,13 +201,13 @@ TEST(CommandTable, EveryKeyIsOneThatTheWindowLibraryKnows) {
         ASSERT_NE(key, nullptr) << command.text;
         EXPECT_TRUE(keys.emplace(key->GetFlags(), key->GetKeyCode()).second) << command.text;
     }
-    EXPECT_EQ(keys.size(), 35u);
+    EXPECT_EQ(keys.size(), 41u);
 }
 
 TEST(CommandTable, OnlyThePositionsCommandsWaitForOne) {
     const std::set<int> always{20009};
     const std::set<int> whenIdle{20001, 20010, 20012, 20013, 20014, 20015, 20016, 20018,
-                                 20019, 20020, 20021, 20029, 20030, 20110, 20111};
+                                 20019, 20020, 20021, 20029, 20030, 20110, 20111, 20114, 20118, 20119};
     for (const Korvane::Command& command : Korvane::kCommands) {
         const Korvane::CommandEnabled wanted = always.count(command.id) != 0 ? Korvane::CommandEnabled::kAlways
                                                : whenIdle.count(command.id) != 0

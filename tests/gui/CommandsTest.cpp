@@ -61,6 +61,10 @@ TEST_F(Commands, EachLeavesTheWindowEnabledAndTheChecksTrueWithAndWithoutPositio
             SCOPED_TRACE(command.text);
             Run(command.id);
             EXPECT_TRUE(frame->IsEnabled());
+            EXPECT_EQ(Checked(kObjects), frame->ShowsObjects());
+            EXPECT_EQ(Checked(kStages), frame->ShowsStages());
+            // While stages are shown, the canvas shows what these entries do not say.
+            if (frame->ShowsStages()) continue;
             const CanvasState state = frame->StateOfCanvas();
             EXPECT_EQ(Checked(kOnlyRaw), state.style == LabelStyle::kNone);
             EXPECT_EQ(Checked(kLabelNumbers), state.numbers == CanvasState::Numbers::kShown);

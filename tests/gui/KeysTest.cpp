@@ -101,6 +101,12 @@ const std::vector<CommandKey> kOtherKeys{
     {'B', wxMOD_CONTROL | wxMOD_ALT, kWholeRange},
     {'F', wxMOD_CONTROL, kFitToWindow},
     {'G', wxMOD_CONTROL, kZoomToObject},
+    {'U', wxMOD_CONTROL, kScaleBar},
+    {'E', wxMOD_CONTROL | wxMOD_SHIFT, kReport},
+    {'T', wxMOD_CONTROL, kObjects},
+    {'J', wxMOD_CONTROL, kStages},
+    {'N', wxMOD_CONTROL, kNextStage},
+    {'N', wxMOD_CONTROL | wxMOD_SHIFT, kPreviousStage},
 };
 
 TEST_F(Keys, EveryCommandKeyRunsItsCommandOncePerPress) {

@@ -78,7 +78,7 @@ protected:
         const bool brush = frame->StateOfCanvas().editing->mode == DrawingMode::kBrush;
         Mouse(type, point.x, point.y, leftDown);
         const bool press = type == wxEVT_LEFT_DOWN || type == wxEVT_LEFT_DCLICK;
-        if (press && brush && frame->Canvas().PointerInside()) undone = false;
+        if (press && brush && frame->Canvas().PointerInside() && !frame->ShowsStages()) undone = false;
     }
 
     void AnyKey() {
@@ -124,7 +124,7 @@ protected:
         // Without a position it asks nothing, and the window would be gone.
         if (command.id == kQuit && PositionCount(frame->Store()) == 0) return;
         // Analyses cost more than all else.
-        if (std::string(command.menu) == "&Analysis" && Draw(0, 9) != 0) return;
+        if ((std::string(command.menu) == "&Analysis" || command.id == kStages) && Draw(0, 9) != 0) return;
         // A search runs detection some hundred times.
         if (command.id == kLearnParameters) return;
         last += command.text;

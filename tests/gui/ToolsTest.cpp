@@ -98,6 +98,38 @@ TEST_F(Tools, FitAndZoomToObject) {
     EXPECT_NEAR(middle.y, 150.0f, 2.0f);
 }
 
+TEST_F(Tools, TheScaleBarIsInExportedImagesWhenAskedFor) {
+    WriteRamp(folder.File("wide.tif"), 400, 200);
+    Open({"wide.tif"});
+    AwaitShown();
+    const auto exported = [&] {
+        Run(kExportPictures);
+        qvox::VoxelImage<qvox::Rgb8> image;
+        qvox::LoadImageFile(folder.File("export_wide.tif"), image);
+        return image;
+    };
+    const qvox::VoxelImage<qvox::Rgb8> before = exported();
+    Run(kScaleBar);
+    EXPECT_TRUE(Checked(kScaleBar));
+    const auto same = [](const auto& a, const auto& b) { return a.r == b.r && a.g == b.g && a.b == b.b; };
+    qvox::VoxelImage<qvox::Rgb8> after = exported();
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), after.begin(), same)) << "that of the window is not exported";
+    Run(kScaleBarInExports);
+    after = exported();
+    // 500 nm at 5 nm per pixel, in the lower right corner.
+    const std::uint64_t row = 200 - 5 - 2;
+    std::uint64_t white = 0;
+    for (std::uint64_t x = 290; x < 400; ++x) {
+        const qvox::Rgb8& pixel = after(x, row);
+        white += pixel.r == 255 && pixel.g == 255 && pixel.b == 255 ? 1 : 0;
+    }
+    EXPECT_EQ(white, 100u);
+    Run(kScaleBarInExports);
+    after = exported();
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), after.begin(), same));
+    EXPECT_TRUE(told.warnings.empty());
+}
+
 TEST_F(Tools, ParametersAreSavedAndLoadedThroughFiles) {
     frame->Parameters().areaFraction = 0.25f;
     frame->Parameters().relativeExosomeSize = 1.3f;

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Gnuplot.h"
+#include "Position.h"
 #include "RunProgram.h"
 #include "ToolkitError.h"
 #include "support/TemporaryFolder.h"
@@ -66,7 +67,7 @@ wxString MakeReport(const ReportOptions& options) {
     ReportBuilder builder(options);
     const auto add = [&builder](std::size_t index, int objects) {
         const Position position = Discs(objects, 9);
-        builder.Add(index, {position, "the file", Detection(), {"has a warning."}});
+        builder.Add(index, {position.image, position.labels, "the file", Detection(), {"has a warning."}});
     };
     std::thread other(add, 2, 10);
     add(1, 9);
@@ -197,7 +198,8 @@ TEST(ReportBuilder, AnInterruptLeavesThePageAndTheTablesThatAreThere) {
     struct Interrupt {};
     for (const char* const step : {"Drawing order", "Writing the tables"}) {
         ReportBuilder builder(options);
-        builder.Add(0, {Discs(4, 12), "the file", {}, {}});
+        const Position position = Discs(4, 12);
+        builder.Add(0, {position.image, position.labels, "the file", {}, {}});
         const auto interrupt = [step](const wxString& told) {
             if (told == step) throw Interrupt();
         };
@@ -221,7 +223,7 @@ TEST(ReportBuilder, TakesTheAreaOfThePartThatWasAnalysed) {
     options.groups.clear();
     ReportBuilder builder(options);
     const Position position = Discs(8, 9);
-    builder.Add(0, {position, "the file", {}, {}, nullptr, ImagePart{0, 0, 300, 150}});
+    builder.Add(0, {position.image, position.labels, "the file", {}, {}, nullptr, ImagePart{0, 0, 300, 150}});
     builder.Write([](const wxString&) {});
     // 300 x 150 pixels of 2 nm.
     EXPECT_NE(BytesOf(folder.Path() / "summary.csv").find(",0.18,"), std::string::npos)
@@ -240,7 +242,7 @@ TEST(ReportBuilder, DoesNotCountWhatWasFilled) {
     excluded.Resize(300, 200, 1);
     std::transform(position.labels.begin(), position.labels.end(), excluded.begin(),
                    [](std::uint16_t label) { return static_cast<std::uint8_t>(label == 3 ? 255 : 0); });
-    builder.Add(0, {position, "the file", {}, {}, &excluded});
+    builder.Add(0, {position.image, position.labels, "the file", {}, {}, &excluded});
     builder.Write([](const wxString&) {});
     EXPECT_NE(BytesOf(folder.Path() / "summary.csv").find("\r\nall,,,1,8,7,1,filled: 1,1,"), std::string::npos)
         << BytesOf(folder.Path() / "summary.csv");

@@ -48,6 +48,23 @@ std::vector<LabelRun> RunsOf(const LabelChanges& changes) {
     return runs;
 }
 
+TEST(LabelChanges, RemovalTakesSomeLabelsAndNoOther) {
+    std::mt19937 random(11);
+    for (int i = 0; i < 50; ++i) {
+        const LabelImage before = RandomLabels(random, 1 + Below(random, 30), 1 + Below(random, 20));
+        const std::vector<std::uint16_t> removed{before[0], before[before.VoxelCount() / 2], 0};
+        LabelImage after(before);
+        ApplyChanges(RemovalOf(before, removed), ChangeDirection::kRedo, after);
+        for (std::uint64_t at = 0; at < before.VoxelCount(); ++at) {
+            const bool isRemoved = std::find(removed.begin(), removed.end(), before[at]) != removed.end();
+            ASSERT_EQ(after[at], isRemoved ? 0 : before[at]);
+        }
+        ApplyChanges(RemovalOf(before, removed), ChangeDirection::kUndo, after);
+        EXPECT_TRUE(Same(after, before));
+    }
+    EXPECT_TRUE(RemovalOf(Blank(3, 3), {0}).Empty());
+}
+
 TEST(LabelChanges, KeepTheirRunsInOrderForwardsAndBackwards) {
     std::mt19937 random(7);
     LabelChanges changes;
