@@ -15,6 +15,12 @@ namespace {
 
 std::string Quoted(const std::string& text) { return "'" + text + "'"; }
 
+std::string VersionText(const std::string& image, const std::string& part, const std::string& made,
+                        const std::string& first) {
+    return "The rows of " + Quoted(image) + " in " + Quoted(part) + " are of version " + made + ", the first ones of " +
+           first + ".";
+}
+
 /// The place in the listing for the path of a row.
 class ListedPlaces {
 public:
@@ -70,9 +76,7 @@ MergedTable::MergedTable(const std::vector<std::string>& parts, MergeProblems& p
             const std::string made = reader.Version();
             if (version.empty()) version = made;
             if (made == version) continue;
-            problems.Add("were measured by another version", "The rows of " + Quoted(image) + " in " + Quoted(path) +
-                                                                 " are of version " + made + ", the first ones of " +
-                                                                 version + ".");
+            problems.Add("were measured by another version", VersionText(image, path, made, version));
         }
     }
     RequireDistinct(problems);
