@@ -8,8 +8,8 @@
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "MainFrame.h"
-#include "ObjectsPanel.h"
 #include "MessageLog.h"
+#include "ObjectsPanel.h"
 #include "PathText.h"
 
 // Of a long series only the first images are read when it is opened. This reads the others.

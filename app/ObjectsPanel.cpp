@@ -94,6 +94,14 @@ ObjectsPanel::ObjectsPanel(wxWindow* parent, ObjectsPanelLinks links)
     });
 }
 
+bool ObjectsPanel::Layout() {
+    if (GetSizer() == nullptr) return false;
+    wxSize size = GetClientSize();
+    size.IncTo(GetMinSize());
+    GetSizer()->SetDimension(wxPoint(), size);
+    return true;
+}
+
 wxSizer* ObjectsPanel::MakeFilters() {
     auto* rows = new wxBoxSizer(wxVERTICAL);
     auto* first = new wxBoxSizer(wxHORIZONTAL);

@@ -43,6 +43,9 @@ class ObjectsPanel final : public wxPanel {
 public:
     ObjectsPanel(wxWindow* parent, ObjectsPanelLinks links);
 
+    /// In a window that is too small the controls keep their sizes and are cut: the toolkit warns of squeezed ones.
+    bool Layout() override;
+
     // Notifications of the window.
 
     /// Other positions are open.

@@ -47,6 +47,14 @@ StagesBar::StagesBar(wxWindow* parent, Links links) : wxPanel(parent) {
     SetSizer(all);
 }
 
+bool StagesBar::Layout() {
+    if (GetSizer() == nullptr) return false;
+    wxSize size = GetClientSize();
+    size.IncTo(GetSizer()->GetMinSize());
+    GetSizer()->SetDimension(wxPoint(), size);
+    return true;
+}
+
 void StagesBar::ShowStage(const wxString& text) {
     stage_->SetLabel(text);
     stage_->SetToolTip(text);

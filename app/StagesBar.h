@@ -19,6 +19,9 @@ public:
     };
     StagesBar(wxWindow* parent, Links links);
 
+    /// As ObjectsPanel::Layout.
+    bool Layout() override;
+
     void ShowStage(const wxString& text);
     void Explain(const wxString& text);
     /// By how much the window grew when this was shown.
