@@ -290,7 +290,7 @@ private:
     void LieIn(std::size_t index, const std::optional<FileMark>& file);
     void ShortenJournal();
     void ReplaceInJournal();
-    void Restore(const LeftJournal& journal, const std::vector<std::size_t>& images);
+    bool Restore(const LeftJournal& journal, const std::vector<std::size_t>& images);
     std::size_t UnsavedCount() const;
 
     void RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body);
@@ -301,6 +301,7 @@ private:
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
     void ShowForAnalysis(std::size_t index);
+    void ShowAgain(std::size_t index);
     void AnalyseEach(const AnalysisKind& kind, const std::function<void(std::size_t)>& analyse);
 
     // The panel of objects.

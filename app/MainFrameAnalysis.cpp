@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "DetectionProgress.h"
 #include "DlgParams.h"
 #include "ExceptionText.h"
+#include "FailureText.h"
 #include "FreedMemory.h"
 #include "ImagePreparation.h"
 #include "MainFrame.h"
@@ -143,10 +145,21 @@ void MainFrame::AnalyseEach(const AnalysisKind& kind, const std::function<void(s
             WriteJournal(std::numeric_limits<std::uint64_t>::max());
         }
     } catch (...) {
-        SwitchTo(remembered);
-        throw;
+        const std::exception_ptr failure = std::current_exception();
+        ShowAgain(remembered);
+        std::rethrow_exception(failure);
     }
-    SwitchTo(remembered);
+    ShowAgain(remembered);
+}
+
+/// An image that has gone meanwhile is told; what was done to labels stands.
+void MainFrame::ShowAgain(std::size_t index) {
+    try {
+        SwitchTo(index);
+    } catch (...) {
+        const FailureText text = TextOfFailure(FileTask::kLoadInput, store_.paths[index], std::current_exception());
+        LogFailure(text.Lines(), text.cause);
+    }
 }
 
 void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {

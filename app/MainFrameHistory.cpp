@@ -1,9 +1,13 @@
 #include <algorithm>
+#include <exception>
+#include <optional>
 #include <utility>
 
 #include <wx/utils.h>
 
+#include "FailureText.h"
 #include "MainFrame.h"
+#include "MessageLog.h"
 #include "ObjectsPanel.h"
 #include "RecoveryJournal.h"
 #include "SingleImageCanvas.h"
@@ -51,7 +55,18 @@ void MainFrame::Travel(ChangeDirection direction) {
     if (step == nullptr) return Say(undo ? "There is nothing to undo" : "There is nothing to redo");
     // An open step is what tells that labels are being changed, see LabelsInDoubt.
     history_.Open("");
-    if (!step->Holds(store_.current)) SwitchTo(step->parts.front().position);
+    std::optional<FailureText> notShown;
+    if (!step->Holds(store_.current)) {
+        const std::size_t position = step->parts.front().position;
+        // It changes: it stays a position even if its image turns out to be unreadable now.
+        unsaved_[position] = 1;
+        try {
+            SwitchTo(position);
+        } catch (...) {
+            // Labels are there without their image.
+            notShown = TextOfFailure(FileTask::kLoadInput, store_.paths[position], std::current_exception());
+        }
+    }
     std::vector<std::size_t> positions;
     const auto apply = [&](const HistoryStep::Part& part) {
         positions.push_back(part.position);
@@ -75,6 +90,7 @@ void MainFrame::Travel(ChangeDirection direction) {
     }
     history_.Close();
     RefreshStatusTexts();
+    if (notShown) LogFailure(notShown->Lines(), notShown->cause);
     Say(TravelText(undo ? "Undone: " : "Redone: ", step->what, positions, PositionCount(store_)));
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include <wx/evtloop.h>
+#include <wx/utils.h>
 
 #include "BackgroundReader.h"
 #include "ExceptionText.h"
@@ -169,6 +170,8 @@ void MainFrame::SayOpened() {
 
 /// When nothing else is to be done.
 void MainFrame::ReadOn() {
+    // A position that goes in the middle of a stroke would end its step of the history.
+    if (history_.IsOpen() && wxGetMouseState().LeftIsDown()) return;
     TakeRead();
     if (!series_.isRead) {
         if (UnreadCount() > 0) return SayProgress();

@@ -3,11 +3,13 @@
 #include <limits>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include <wx/msgdlg.h>
 
 #include "ExceptionText.h"
 #include "MainFrame.h"
+#include "MessageLog.h"
 #include "PathText.h"
 #include "Recovery.h"
 #include "RecoveryJournal.h"
@@ -82,9 +84,8 @@ bool MainFrame::OfferRecovery(const std::string& folder) {
             const int answer = dialog.ShowModal();
             if (answer == wxID_NO) journal.Remove();
             if (answer != wxID_YES) continue;
-            Restore(journal, offer.images);
             // Kept while anything of it is not restored; and only one series can be open.
-            if (offer.lost == 0) journal.Remove();
+            if (Restore(journal, offer.images) && offer.lost == 0) journal.Remove();
             restored = true;
             break;
         }
@@ -92,7 +93,8 @@ bool MainFrame::OfferRecovery(const std::string& folder) {
     return restored;
 }
 
-void MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_t>& images) {
+/// False when labels are missing, or are in no new journal yet.
+bool MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_t>& images) {
     const DisabledScope disabled(*this);
     std::vector<wxString> paths;
     paths.reserve(images.size());
@@ -100,20 +102,28 @@ void MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_
     ReplacePositions(paths);
     history_.Open("recovery");
     std::size_t count = 0;
+    std::vector<wxString> missing;
     for (const std::size_t i : images) {
         const RecoveredPosition& position = journal.Positions()[i];
-        const auto found =
-            std::find(store_.paths.begin(), store_.paths.end(), PathText(position.image.file.path));
-        if (found == store_.paths.end() || (position.runs.empty() && !position.base)) continue;
+        const wxString path = PathText(position.image.file.path);
+        const auto found = std::find(store_.paths.begin(), store_.paths.end(), path);
+        if (position.runs.empty() && !position.base) continue;
+        if (found == store_.paths.end()) {
+            missing.push_back(path);
+            continue;
+        }
         const auto index = static_cast<std::size_t>(found - store_.paths.begin());
         try {
             qvox::LabelImage labels = RecoveredLabels(position);
             const PositionImages::Labels before = store_.images.LabelsOf(index);
-            if (!labels.SameSizes(*before)) continue;
+            if (!labels.SameSizes(*before)) {
+                missing.push_back(path);
+                continue;
+            }
             Changed(index, DifferenceOf(*before, labels));
             store_.images.SetLabels(index, labels);
         } catch (const qvox::ToolkitError&) {
-            // The question told it already.
+            missing.push_back(path);
             continue;
         }
         if (position.base) knownResults_.Know(PathText(position.base->path));
@@ -124,8 +134,15 @@ void MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_
     if (HasPositions()) CountAgain();
     RefreshAll();
     WriteJournal(std::numeric_limits<std::uint64_t>::max());
+    const bool isKept = missing.empty() && journal_ != nullptr && journal_->IsComplete();
+    for (const wxString& path : missing) {
+        const wxString cause = "its image cannot be opened or has other sizes; the next start offers them again";
+        LogFailure("Cannot restore the labels of '" + path + "'! (" + cause + ")", cause);
+    }
+    if (journal_ == nullptr || !journal_->IsComplete()) return isKept;
     Say("Restored the labels of " + std::to_string(count) + (count == 1 ? " position" : " positions") +
         "; they are not saved yet");
+    return isKept;
 }
 
 }  // namespace Korvane

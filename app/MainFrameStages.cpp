@@ -5,6 +5,7 @@
 
 #include <wx/progdlg.h>
 #include <wx/sizer.h>
+#include <wx/utils.h>
 
 #include "CommandTable.h"
 #include "DetectionProgress.h"
@@ -41,6 +42,8 @@ void MainFrame::MakeStagesBar() {
 void MainFrame::OnStages(wxCommandEvent&) {
     if (ShowsStages()) return LeaveStages();
     if (!editing_.contourPoints.empty()) return Say(kOpenContourText);
+    // The release of a stroke would not reach the tool.
+    if (wxGetMouseState().LeftIsDown()) return Say("Release the mouse button first");
     ComputeStages();
     ShowStage();
 }

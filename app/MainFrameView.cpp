@@ -199,12 +199,13 @@ void MainFrame::SwitchTo(std::size_t index) {
     }
     LabelsReplaced(editing_);
     framed_ = {};
+    SetTitle(TitleOf(index));
+    SetAccessibleDescription(*canvas_, GetTitle());
+    // Before anything that may paint: the former images are gone.
+    canvas_->SetImages(&store_.images.ShownIntensities(), &store_.images.ShownLabels());
     LeaveStages();
     if (ShowsObjects()) objects_->CurrentChanged();
     SayOfPosition(index);
-    SetTitle(TitleOf(index));
-    SetAccessibleDescription(*canvas_, GetTitle());
-    canvas_->SetImages(&store_.images.ShownIntensities(), &store_.images.ShownLabels());
     canvas_->ShowFromCorner();
     RefreshAll();
     // Painted before the handler returns; what the person does meanwhile waits its turn, so nothing is entered twice.

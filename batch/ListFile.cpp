@@ -20,6 +20,8 @@ ListedImages ReadNames(std::istream& stream, ListSeparator separator, const std:
     ListedImages listed;
     std::string name;
     for (std::size_t number = 1; std::getline(stream, name, end); ++number) {
+        // Some editors begin a file with a mark of its encoding.
+        if (number == 1 && separator == ListSeparator::kLine && name.rfind("\xEF\xBB\xBF", 0) == 0) name.erase(0, 3);
         if (separator == ListSeparator::kLine && !name.empty() && name.back() == '\r') name.pop_back();
         const std::string place =
             (separator == ListSeparator::kNull ? "Name " : "Line ") + std::to_string(number) + " of " + list;

@@ -1,11 +1,14 @@
 #include "MergedRecords.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <system_error>
 #include <unordered_map>
 #include <utility>
 
+#include "FileDigest.h"
 #include "RecordDocument.h"
 #include "RecordLog.h"
 #include "TablePart.h"
@@ -30,6 +33,13 @@ void ForEachLine(const std::string& folder,
     for (std::uint64_t offset = 0; std::getline(file, line) && !file.eof(); offset += line.size() + 1) {
         look(line, offset);
     }
+}
+
+/// True of labels that are no longer those that the entry tells of: somebody corrected them, and how they were made
+/// says nothing about them.
+bool IsCorrected(const std::string& path, const RecordEntry& entry) {
+    std::error_code unreachable;
+    return entry.output && std::filesystem::exists(path, unreachable) && !IsUnchanged(path, *entry.output);
 }
 
 std::vector<Fact> FactsOf(const std::string& folder, std::uint32_t number) {
@@ -105,6 +115,7 @@ void MergedRecords::RequireOneWay(MergeProblems& problems) const {
         ForEachLine(folders_[folder], [&](const std::string& line, std::uint64_t offset) {
             if (!std::binary_search(offsets.begin(), offsets.end(), offset)) return;
             const RecordEntry entry = Making(ReadEntry(line).value_or(RecordEntry{}));
+            if (IsCorrected(folders_[folder] + "/" + entry.labels, entry)) return;
             if (!first) first = entry;
             std::string difference = DifferenceText(entry, *first);
             if (VersionText(entry) != VersionText(*first)) {

@@ -33,7 +33,7 @@ public:
     const std::vector<std::string>& Folders() const { return folders_; }
 
     /// Adds a problem for each image whose labels were made in another way than the first one's: command, parameters,
-    /// preparation, version.
+    /// preparation, version. Labels that were corrected since are passed over.
     void RequireOneWay(MergeProblems& problems) const;
     /// Adds a problem for each image, and each label file, that two folders have.
     void RequireDistinct(MergeProblems& problems) const;

@@ -36,6 +36,7 @@ bool RowReader::ReadRow() {
     bool isOpen = false;
     while (std::getline(file_, line)) {
         const bool hasEnd = !file_.eof();
+        if (!hasEnd) throw qvox::ToolkitError("'" + path_ + "' ends in the middle of a row: it was cut off.");
         length_ += line.size() + (hasEnd ? 1 : 0);
         row_ += line + "\n";
         // The header tells whether fields may be in quotes; of a measurement table none is.

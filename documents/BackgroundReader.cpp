@@ -37,7 +37,13 @@ void BackgroundReader::Read(std::vector<Job> jobs) {
         const std::lock_guard<std::mutex> lock(mutex_);
         jobs_.assign(std::make_move_iterator(jobs.begin()), std::make_move_iterator(jobs.end()));
         results_.reserve(kMostAhead);
-        if (!thread_.joinable() && !jobs_.empty()) thread_ = std::thread([this] { Run(); });
+        try {
+            if (!thread_.joinable() && !jobs_.empty()) thread_ = std::thread([this] { Run(); });
+        } catch (...) {
+            // Nobody would do them, and whoever waits for them would wait for ever.
+            jobs_.clear();
+            throw;
+        }
     }
     changed_.notify_all();
 }

@@ -21,9 +21,8 @@ bool HoldsTheSame(const wxString& path, const qvox::LabelImage& labels) {
     try {
         const LabelsFound found = LoadNewLabels(path, {labels.SizeX(), labels.SizeY(), labels.SizeZ()}, read);
         return found == LabelsFound::kLoaded && std::equal(read.begin(), read.end(), labels.begin());
-    } catch (const std::bad_alloc&) {
-        throw;
     } catch (const std::exception&) {
+        // Without memory for a look neither: a copy too many harms nobody.
         return false;
     }
 }
@@ -51,9 +50,12 @@ std::optional<wxString> KnownResults::Keep(const wxString& path, const qvox::Lab
     const std::string bytes = PathBytes(path);
     std::error_code unreachable;
     if (known_.count(bytes) > 0 || !fs::exists(bytes, unreachable) || HoldsTheSame(path, labels)) return std::nullopt;
+    // Of a link what it leads to: that is what saving replaces.
+    const fs::path file = fs::canonical(bytes, unreachable);
+    const std::string replaced = unreachable ? bytes : file.string();
     for (int number = 1;; ++number) {
         const std::string name = bytes + ".bak" + (number == 1 ? "" : std::to_string(number));
-        if (GiveSecondName(bytes, name)) return PathText(name);
+        if (GiveSecondName(replaced, name)) return PathText(name);
     }
 }
 

@@ -91,7 +91,8 @@ void PositionImages::Check(Entry& entry, const StoredImage& stored) const {
         const bool same = image.SizeX() == entry.sizeX && image.SizeY() == entry.sizeY &&
                           image.SizeZ() == entry.sizeZ && image.Resolution() == entry.resolution;
         if (!same) RefuseChanged(entry.path);
-        if (entry.wasRead) return;
+        // Read, but neither kept nor noted: a failure came between.
+        if (entry.wasRead && entry.checksum) return;
         const std::optional<FileMark> mark = MarkOf(entry.path);
         if (!mark || !(*mark == entry.mark)) RefuseChanged(entry.path);
         entry.offset = image.Offset();
@@ -145,10 +146,11 @@ PositionImages::Intensities PositionImages::IntensitiesOf(std::size_t index) con
     Intensities intensities = entry.intensities.lock();
     if (intensities) return intensities;
     const std::shared_ptr<const StoredImage> stored = Stored(entry);
+    // First: whatever fails then, the image is in memory or its checksum is known.
+    Keep(index, stored);
     intensities = ShareIntensities(stored);
     RequireWorkingMemory();
     entry.intensities = intensities;
-    Keep(index, stored);
     return intensities;
 }
 

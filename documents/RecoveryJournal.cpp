@@ -86,7 +86,7 @@ void RecoveryJournal::Begin(std::vector<JournalImage> images) {
     images_ = std::move(images);
     numbers_.resize(images_.size());
     std::iota(numbers_.begin(), numbers_.end(), 0u);
-    if (state_ != State::kFailed) state_ = State::kClean;
+    state_ = State::kClean;
 }
 
 void RecoveryJournal::RemovePosition(std::size_t position) {
@@ -121,7 +121,6 @@ void RecoveryJournal::Base(std::size_t position, const FileMark& labels) {
 }
 
 void RecoveryJournal::Saved(const std::vector<std::optional<FileMark>>& results) {
-    if (state_ == State::kFailed) return;
     Close();
     waiting_.clear();
     state_ = State::kClean;

@@ -60,11 +60,13 @@ public:
 
     enum class Progress { kMore, kDone };
 
-    /// Writes at least `bytes` of what waits, as far as there is so much. Throws ToolkitError; the journal then keeps
-    /// nothing any more.
+    /// Writes at least `bytes` of what waits, as far as there is so much. Throws ToolkitError; the journal then takes
+    /// nothing until Begin or Saved.
     Progress Write(std::uint64_t bytes);
 
     bool Waiting() const { return !waiting_.empty(); }
+    /// Whether all that was given is in the file.
+    bool IsComplete() const { return waiting_.empty() && state_ != State::kFailed; }
 
 private:
     void Put(std::uint8_t kind, std::size_t position, const std::vector<std::uint8_t>& payload);

@@ -8,7 +8,7 @@ of threads.
     import korvane
     image = korvane.read("micrograph.tif")
     labels = korvane.detect(image.pixels, image.pixel_size_nm)
-    table = korvane.measure(labels, image.pixels, image.pixel_size_nm)
+    table = korvane.measure(labels, image.pixels, pixel_size_nm=image.pixel_size_nm)
     print(table["diameter_nm"].mean())
     korvane.write("seg_micrograph.tif", labels, like=image)
 
@@ -135,6 +135,8 @@ def read(path, page=None):
 
     page is the number of the page, from 1; None is the first that is no preview. A stack has a third dimension.
     """
+    if page is not None and page < 1:
+        raise ValueError(f"page is a number from 1, not {page}")
     return Image(*_korvane.read(os.fsencode(path), page or 0))
 
 

@@ -56,6 +56,8 @@ TEST_F(ListFile, LinesNameImagesAndFoldersBesideThoseOfTheCommandLine) {
     // The last line may lack its end, and a list of another system ends lines otherwise.
     const std::string list = List("./a b.tif\r\n" + File("c.tif") + "\ne.tif");
     EXPECT_EQ(Images(Info({"--files-from", list})), "a b.tif c.tif e.tif");
+    EXPECT_EQ(Images(Info({"--files-from", List("\xEF\xBB\xBF" "c.tif\n")})), "c.tif") << "a mark of the encoding";
+    List("./a b.tif\r\n" + File("c.tif") + "\ne.tif");
     EXPECT_EQ(Images(Info({"--files-from", list, "e.tif"})), "e.tif a b.tif c.tif");
     EXPECT_EQ(Images(Info({"--files-from=-"}, list)), "a b.tif c.tif e.tif");
     EXPECT_EQ(Images(Info({"--files-from", "-"}, list)), "a b.tif c.tif e.tif");

@@ -153,6 +153,21 @@ TEST_F(Merge, LabelsOfOtherParametersAreRefused) {
     EXPECT_NE(run.messages.find("were made in another way than those of"), std::string::npos) << run.messages;
     EXPECT_NE(run.messages.find("exosome size"), std::string::npos) << run.messages;
     EXPECT_FALSE(fs::exists(File("m.csv")));
+    // Once they are corrected, how they were made says nothing about them.
+    std::ofstream(File("out/seg_a2.tif"), std::ios::binary | std::ios::app) << 'x';
+    EXPECT_EQ(MergeInto(File("m.csv"), {File("c0.csv")}, {"--labels", File("out"), "--labels", File("out/b")}).status,
+              0);
+}
+
+TEST_F(Merge, ATableThatWasCutOffIsRefused) {
+    Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")}, 0);
+    const std::string whole = Contents(File("c0.csv"));
+    std::ofstream(File("cut.csv"), std::ios::binary) << whole.substr(0, whole.size() - 20);
+    const ProgramResult run = MergeInto(File("m.csv"), {File("cut.csv")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.messages.find("cut.csv' ends in the middle of a row: it was cut off."), std::string::npos)
+        << run.messages;
+    EXPECT_FALSE(fs::exists(File("m.csv")));
 }
 
 TEST_F(Merge, RecordsOfFoldersBecomeOne) {

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include "CoreDivision.h"
@@ -23,6 +25,19 @@ TEST(RunJobs, DoesEachJobOnce) {
         RunJobs(calls.size(), workers, kNever, [&](std::size_t index) { ++calls[index]; });
         for (const std::atomic<int>& count : calls) EXPECT_EQ(count.load(), 1) << workers << " workers";
     }
+}
+
+TEST(RunJobs, RunsAsManyAtATimeAsThereAreWorkers) {
+    std::atomic<int> begun{0};
+    // Each waits for the others; alone it would wait until it gives up.
+    std::atomic<int> together{0};
+    RunJobs(3, 3, kNever, [&](std::size_t) {
+        ++begun;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (begun < 3 && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+        if (begun == 3) ++together;
+    });
+    EXPECT_EQ(together.load(), 3);
 }
 
 TEST(RunJobs, NeverRunsMoreThanTheWorkersAtATime) {

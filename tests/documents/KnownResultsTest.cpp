@@ -43,6 +43,16 @@ TEST_F(KnownResultsTest, AFileThatWasNeverSeenAndDiffersGetsASecondName) {
     EXPECT_EQ(ValueOf("seg_a.tif"), 2);
 }
 
+TEST_F(KnownResultsTest, OfALinkTheFileThatItLeadsToIsKept) {
+    const wxString elsewhere = PathText(folder.File("elsewhere.tif"));
+    SaveLabels(elsewhere, Labels(1));
+    std::filesystem::create_symlink("elsewhere.tif", folder.File("seg_a.tif"));
+    EXPECT_EQ(known.Keep(path, Labels(2)), path + ".bak");
+    SaveLabels(path, Labels(2));
+    EXPECT_EQ(ValueOf("elsewhere.tif"), 2);
+    EXPECT_EQ(ValueOf("seg_a.tif.bak"), 1);
+}
+
 TEST_F(KnownResultsTest, AnEarlierKeptFileIsNotReplaced) {
     SaveLabels(path, Labels(1));
     ASSERT_TRUE(known.Keep(path, Labels(2)));

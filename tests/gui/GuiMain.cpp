@@ -50,6 +50,12 @@ struct LogField {
 constexpr const char* kOfTheToolkit[] = {
     "gtk_distribute_natural_allocation: assertion 'extra_space >= 0'",
     "gtk_box_gadget_distribute: assertion 'size >= 0' failed in GtkScrollbar",
+    // A file dialog that is closed before its library has listed the folder, from that library's own idle handler.
+    "gtk_tree_view_get_selection: assertion 'GTK_IS_TREE_VIEW (tree_view)'",
+    "gtk_tree_view_get_model: assertion 'GTK_IS_TREE_VIEW (tree_view)'",
+    "gtk_tree_selection_unselect_all: assertion 'GTK_IS_TREE_SELECTION (selection)'",
+    "gtk_tree_selection_get_mode: assertion 'GTK_IS_TREE_SELECTION (selection)'",
+    "gtk_tree_selection_get_selected: assertion 'GTK_IS_TREE_SELECTION (selection)'",
 };
 
 /// Errors, criticals and warnings of the window libraries are faults of ours.

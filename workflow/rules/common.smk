@@ -1,5 +1,6 @@
 # Which images there are and how korvane-batch is called for them.
 import os
+import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(workflow.basedir, "scripts"))
@@ -13,18 +14,17 @@ PARTS = os.path.join(RESULTS, "parts")
 TOOL = config["program"]
 NUMBERS = range(1, config["parts"] + 1)
 
-IMAGES = image_files.images_of(config["images"], config["recursive"], RESULTS)
+IMAGES = image_files.images_of(config["images"], config["recursive"], RESULTS, config["exclude"])
 if not IMAGES:
     raise WorkflowError(f"There are no TIFF files in {config['images']}")
-
-def of_part(number):
-    return [image for image in IMAGES if image_files.part_of(image.path, config["parts"]) == int(number)]
 
 def option(name, key):
     return [name, str(config[key])] if config.get(key) is not None else []
 
 SIZE = option("--pixel-size-if-missing", "pixel_size_if_missing_nm")
-GIVEN = (["--recursive"] if config["recursive"] else []) + config["images"]
+EXCLUDED = [word for pattern in config["exclude"] for word in ("--exclude", pattern)]
+CHOICE = (["--recursive"] if config["recursive"] else []) + EXCLUDED
+GIVEN = CHOICE + config["images"]
 DETECT = SIZE + option("--parameters", "parameters_file") + config["detect"]
 MEASURE = SIZE + config["measure"]
 GROUP_TABLE = [config["groups"]] if config["groups"] not in ("none", "folder") else []
@@ -35,28 +35,26 @@ def options_text():
     if "parameters_file" in config:
         with open(config["parameters_file"]) as file:
             parameters = file.read()
-    return f"{DETECT!r}\n{parameters}"
+    # Rows of two versions of the program are not merged.
+    version = subprocess.run([TOOL, "--version"], check=True, capture_output=True, text=True).stdout
+    return f"{DETECT!r}\n{parameters}\n{version}"
 
 # Jobs of a run read this file too: they find what was written when it began.
 if workflow.mode == Mode.default:
-    for number in NUMBERS:
-        image_files.write_if_changed(os.path.join(LISTS, f"{number}.txt"), image_files.listing(of_part(number), LABELS))
+    for number, images in image_files.parts_of(IMAGES, config["parts"]).items():
+        image_files.write_if_changed(os.path.join(LISTS, f"{number}.txt"), image_files.listing(images, LABELS))
     image_files.write_if_changed(os.path.join(LISTS, "options.txt"), options_text())
     # Rows of images that are gone must go too.
     image_files.write_if_changed(os.path.join(LISTS, "all.txt"), "".join(f"{image.path!r}\n" for image in IMAGES))
 
 # Every image has to be in exactly one part, with or without objects; else the merge fails and says which is not.
-EXPECTED = (["--recursive"] if config["recursive"] else []) + [
-    word for folder in config["images"] for word in ("--images", folder)]
+EXPECTED = CHOICE + [word for folder in config["images"] for word in ("--images", folder)]
 
 def memory_mb(wildcards, attempt):
     return config["memory_mb"] * 2 ** (attempt - 1)
 
 def minutes(wildcards, attempt):
     return config["minutes"] * 2 ** (attempt - 1)
-
-def part_images(wildcards):
-    return [(image.path, image.below) for image in of_part(wildcards.part)]
 
 def shard(wildcards):
     return f"{wildcards.part}/{config['parts']}"

@@ -3,11 +3,14 @@
 The rules are those of korvane-batch: a folder stands for its TIFF files but for names that begin with a dot and products
 of earlier runs, links to folders are not followed, and an image's part follows from its path.
 """
+import fnmatch
+import hashlib
 import json
 import os
 
 # What the programs' products begin with; a picture of such a name is not analysed.
-PRODUCTS = ("seg_", "export_", "calibrated_", "candidates_", "edges_", "filtered_", "separated_", "relief_", "markers_")
+PRODUCTS = ("seg_", "export_", "calibrated_", "compare_", "candidates_", "edges_", "filtered_", "separated_", "relief_",
+            "markers_")
 RECORD = "korvane-record.jsonl"
 
 
@@ -25,8 +28,8 @@ def is_image(name):
     return name.lower().endswith((".tif", ".tiff")) and not name.startswith((".",) + PRODUCTS)
 
 
-def images_of(folders, recursive, results):
-    """All images, sorted by path. Raises OSError for a folder that cannot be read."""
+def images_of(folders, recursive, results, exclude=()):
+    """All images whose names match none of the patterns `exclude`, sorted by path. Raises OSError for a folder that cannot be read."""
     found = []
     results = os.path.realpath(results)
 
@@ -37,7 +40,8 @@ def images_of(folders, recursive, results):
                     inner = not entry.name.startswith(".") and os.path.realpath(entry.path) != results
                     if recursive and inner:
                         enter(entry.path, os.path.join(below, entry.name))
-                elif is_image(entry.name) and not os.path.isdir(entry.path):
+                elif (is_image(entry.name) and not os.path.isdir(entry.path) and
+                      not any(fnmatch.fnmatchcase(entry.name, pattern) for pattern in exclude)):
                     found.append(Image(entry.path, below))
 
     for folder in folders:
@@ -55,9 +59,12 @@ def path_key(path):
     return key ^ key >> 32
 
 
-def part_of(path, parts):
-    """The part from 1 that `korvane-batch --shard I/N` puts the image into."""
-    return path_key(path) % parts + 1
+def parts_of(images, parts):
+    """Number from 1 -> the images that `korvane-batch --shard NUMBER/PARTS` works on."""
+    found = {number: [] for number in range(1, parts + 1)}
+    for image in images:
+        found[path_key(image.path) % parts + 1].append(image)
+    return found
 
 
 def state(path):
@@ -70,10 +77,15 @@ def state(path):
 
 
 def listing(images, labels):
-    """A line for each image: its path, and size and time of the image and of its labels."""
-    def words(path):
-        return "%d %d" % (state(path) or (0, 0))
-    return "".join(f"{json.dumps(image.path)} {words(image.path)} {words(image.labels(labels))}\n" for image in images)
+    """A line for each image: its path, its folder below the one that was given, size and time of it and its labels."""
+    return "".join(json.dumps([image.path, image.below, state(image.path), state(image.labels(labels))]) + "\n"
+                   for image in images)
+
+
+def listed(path):
+    """The images of a file that `listing` made."""
+    with open(path) as file:
+        return [Image(*json.loads(line)[:2]) for line in file]
 
 
 def write_if_changed(path, text):
@@ -108,6 +120,17 @@ def records(folder):
     return found
 
 
+def is_as_recorded(path, recorded):
+    """Whether a file is the one that a record tells of. Its bytes are read only where its time does not settle it."""
+    now = state(path)
+    if now is None or now[0] != recorded["bytes"]:
+        return False
+    if now[1] == recorded["modifiedNs"]:
+        return True
+    with open(path, "rb") as file:
+        return hashlib.sha256(file.read()).hexdigest() == recorded["sha256"]
+
+
 def free_name(path):
     """The path, or with 2, 3 ... behind it where that is taken."""
     name, number = path, 1
@@ -126,8 +149,7 @@ def put_aside_stale(images, labels, settings_time):
     said, known = [], {}
     for image in images:
         path = image.labels(labels)
-        now = state(path)
-        if now is None:
+        if state(path) is None:
             continue
         folder, name = os.path.split(path)
         if folder not in known:
@@ -136,8 +158,8 @@ def put_aside_stale(images, labels, settings_time):
         if entry is None or "input" not in entry or "output" not in entry:
             said.append(f"{path}: kept, there is no record of how it was made")
             continue
-        same_image = state(image.path) == (entry["input"]["bytes"], entry["input"]["modifiedNs"])
-        as_made = now == (entry["output"]["bytes"], entry["output"]["modifiedNs"])
+        same_image = is_as_recorded(image.path, entry["input"])
+        as_made = is_as_recorded(path, entry["output"])
         if same_image and (not as_made or entry["output"]["modifiedNs"] >= settings_time):
             if not as_made:
                 said.append(f"{path}: kept, it was corrected by hand")

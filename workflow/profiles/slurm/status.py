@@ -9,17 +9,23 @@ RUNNING = ("PENDING", "CONFIGURING", "COMPLETING", "RUNNING", "SUSPENDED", "PREE
            "REQUEUE_FED", "RESIZING", "STAGE_OUT", "SIGNALING", "STOPPED")
 
 
-def answer(*command):
-    result = subprocess.run(command, capture_output=True, text=True)
-    return result.stdout if result.returncode == 0 else ""
+def run(*command):
+    return subprocess.run(command, capture_output=True, text=True)
 
 
 def state(job):
-    found = re.search(r"\bJobState=(\w+)", answer("scontrol", "show", "job", "-o", job))
+    told = run("scontrol", "show", "job", "-o", job)
+    found = re.search(r"\bJobState=(\w+)", told.stdout)
     if found:
         return found.group(1)
-    words = answer("sacct", "-j", job, "-n", "-X", "-P", "-o", "State").split()
-    return words[0] if words else ""
+    try:
+        words = run("sacct", "-j", job, "-n", "-X", "-P", "-o", "State").stdout.split()
+    except FileNotFoundError:
+        words = []
+    if words:
+        return words[0]
+    # Forgotten by all: how it ended is not known, and the workflow tries it again.
+    return "UNKNOWN" if "Invalid job id" in told.stderr else ""
 
 
 def main():
