@@ -15,10 +15,12 @@
 #include "AnalysedLabels.h"
 #include "AnalysisParameters.h"
 #include "BackgroundReader.h"
+#include "BurntInMarks.h"
 #include "CanvasOwner.h"
 #include "CommandTexts.h"
 #include "DisplayRange.h"
 #include "FailureText.h"
+#include "ImagePreparation.h"
 #include "ImageWarnings.h"
 #include "KnownResults.h"
 #include "LabelEditing.h"
@@ -36,6 +38,7 @@ class SingleImageCanvas;
 class StagesBar;
 class StagesView;
 struct AnalysisKind;
+struct CopiedImage;
 struct LabelExtent;
 struct ObjectKey;
 struct ReportOptions;
@@ -172,6 +175,10 @@ public:
     void OnLoadParameters(wxCommandEvent&);
     void OnSaveParameters(wxCommandEvent&);
     void OnLearnParameters(wxCommandEvent&);
+    void OnFillBurntIn(wxCommandEvent&);
+    bool FillsBurntIn() const { return fillsBurntIn_; }
+    void OnAnalysisRegion(wxCommandEvent&);
+    void OnStorePixelSize(wxCommandEvent&);
 
     // Help: both entries come here.
     void OnHelp(wxCommandEvent& event);
@@ -289,7 +296,8 @@ private:
     void RunAnalysis(const AnalysisKind& kind, int range, const std::function<void(wxProgressDialog&)>& body);
     void TellNotes(const AnalysisKind& kind);
     void NoteFailure(const wxString& task, std::size_t index);
-    void NoteResult(std::size_t index, qvox::LabelImage& result, const char* command);
+    /// `origin`: of the result, but for what every one has.
+    void NoteResult(std::size_t index, qvox::LabelImage& result, LabelOrigin origin);
     void DetectPosition(std::size_t index, wxProgressDialog& progress);
     void SegmentPosition(std::size_t index);
     void ShowForAnalysis(std::size_t index);
@@ -316,6 +324,12 @@ private:
     void LeaveStages();
     void ExplainPlace(const ImagePoint& point);
 
+    // What is left out of an image before it is analysed, and the pixel size.
+    PreparationRules RulesFor(std::size_t index) const;
+    std::vector<std::size_t> PositionsOfSize(std::size_t index) const;
+    PixelRectangle RegionShown() const;
+    bool MayStorePixelSize(const std::vector<CopiedImage>& copies);
+
     wxString WhyNotReported(std::size_t index) const;
     void WriteReport(ReportOptions options, const std::vector<wxString>& whyNot);
     void LearnFrom(const std::vector<std::size_t>& positions, std::size_t evaluations);
@@ -333,7 +347,9 @@ private:
     std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
     std::unique_ptr<RecoveryJournal> journal_;
     std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last
-    std::vector<std::optional<wxString>> burntIn_;  ///< by position: annotations in the image, as text; once searched
+    std::vector<std::optional<BurntInMarks>> burntIn_;  ///< by position: once searched
+    std::vector<std::optional<PixelBox>> regions_;      ///< by position: the part that is analysed; none: all of it
+    bool fillsBurntIn_ = false;
     SeriesNotes series_;
     std::uint64_t readAtOnceVoxels_ = std::uint64_t{1} << 23;  ///< takes a fraction of a second
     wxString said_;

@@ -13,6 +13,7 @@
 #include "ExceptionText.h"
 #include "FailureText.h"
 #include "FreedMemory.h"
+#include "ImagePreparation.h"
 #include "MainFrame.h"
 #include "MessageLog.h"
 #include "ParameterText.h"
@@ -42,8 +43,7 @@ constexpr int kWidestImageNumber = 10000;
 /// The way out for an image whose pixel size is missing or cannot be true; empty where that is not the trouble.
 wxString PixelSizeAdvice(const qvox::PixelResolution& resolution) {
     if (resolution.x > 0.0f && PixelHeightTrouble(resolution).empty()) return {};
-    return "\nStore the pixel size in a copy of the image: korvane-batch calibrate --pixel-size NM IMAGE. "
-           "Then open the copy.";
+    return "\nTools > Store pixel size... stores it in a copy of the image and opens the copy.";
 }
 
 /// The toolkit fits the dialog's text to each message, but the new size counts only when events are next handled: after
@@ -104,9 +104,11 @@ void MainFrame::TellNotes(const AnalysisKind& kind) {
 }
 
 /// The analysis of a position is done: its labels are replaced, whole.
-void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result, const char* command) {
+void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result, LabelOrigin origin) {
     LabelChanges difference = DifferenceOf(*store_.images.LabelsOf(index), result);
-    analysed_.Remember(index, result, {command, std::string("Korvane ") + kVersion, ParametersText(parameters_), ""});
+    origin.program = std::string("Korvane ") + kVersion;
+    origin.parameters = ParametersText(parameters_);
+    analysed_.Remember(index, result, std::move(origin));
     store_.images.SetLabels(index, result);
     Changed(index, std::move(difference));
     const std::size_t objects = CountLabels(store_, index);
@@ -169,10 +171,14 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
         // Into a copy: a failure half way leaves the position what it holds, and the canvas never shows half a result.
         qvox::LabelImage result(*store_.images.LabelsOf(index));
         DetectionProgress observer(progress);
-        DetectExosomes(image, result, parameters_, image.Resolution().x, observer);
+        LabelOrigin origin{"detect", "", "", ""};
+        origin.prepared = AnalysePrepared(RulesFor(index), image, result,
+                                          [&](const qvox::VoxelImage<float>& part, qvox::LabelImage& labels) {
+                                              DetectExosomes(part, labels, parameters_, part.Resolution().x, observer);
+                                          });
         notes_.tooSmall.Add(store_.paths[index],
                             AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
-        NoteResult(index, result, "detect");
+        NoteResult(index, result, std::move(origin));
     } catch (...) {
         NoteFailure("detect the exosomes in", index);
         // The number of the image after it is told from the steps done.
@@ -194,8 +200,13 @@ void MainFrame::SegmentPosition(std::size_t index) {
         const qvox::VoxelImage<float>& image = *intensities;
         RequirePixelHeight(image.Resolution());
         qvox::LabelImage result(*store_.images.LabelsOf(index));
-        SegmentFromSeeds(image, result, image.Resolution().x, parameters_.minObjectDiameterUm);
-        NoteResult(index, result, "segment");
+        LabelOrigin origin{"segment", "", "", ""};
+        origin.prepared = AnalysePrepared(RulesFor(index), image, result,
+                                          [&](const qvox::VoxelImage<float>& part, qvox::LabelImage& labels) {
+                                              SegmentFromSeeds(part, labels, part.Resolution().x,
+                                                               parameters_.minObjectDiameterUm);
+                                          });
+        NoteResult(index, result, std::move(origin));
     } catch (...) {
         NoteFailure("segment the exosomes in", index);
         return;

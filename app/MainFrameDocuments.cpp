@@ -139,6 +139,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     analysed_.Clear();
     unsaved_.clear();
     burntIn_.clear();
+    regions_.clear();
     framed_ = {};
     LeaveStages();
     objects_->Reset(0);
@@ -154,6 +155,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
             const std::size_t index = PositionCount(store_) - 1;
             unsaved_.resize(PositionCount(store_));
             burntIn_.resize(PositionCount(store_));
+            regions_.resize(PositionCount(store_));
             PositionImages::Intensities image = ReadAtOnce(index, readVoxels, doubtful);
             if (index == 0) first = std::move(image);
             if (LiesThere(SegResultPath(path, std::nullopt))) ++outcome.withResults;

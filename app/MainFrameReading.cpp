@@ -17,18 +17,12 @@
 
 namespace Korvane {
 
-namespace {
-
-/// How the search for burnt-in marks is made good in the batch tool.
-const wxString kBatch = "korvane-batch detect ";
-
-}  // namespace
-
 void MainFrame::NoteBurntIn(std::size_t index, const BurntIn& burntIn, GatheredWarnings& warnings) {
     const wxString& path = store_.paths[index];
-    warnings.Add(path, InformationBarWarning(burntIn.bars, kBatch + "--trim-bar"));
-    warnings.Add(path, AnnotationWarning(burntIn.annotations, {}, kBatch + "--fill-annotations"));
-    burntIn_[index] = BurntInText(burntIn.bars, burntIn.annotations);
+    warnings.Add(path, InformationBarWarning(burntIn.bars, "Tools > Analysis region"));
+    warnings.Add(path, AnnotationWarning(burntIn.annotations, {}, "Tools > Fill bars and writing"));
+    burntIn_[index] = MarksOf(burntIn, store_.images.SizeX(index), store_.images.SizeY(index));
+    if (store_.images.Shows(index)) RefreshAll();
 }
 
 /// As much as the limit allows is read when it is opened, and told of then; always the first image.
@@ -52,6 +46,7 @@ PositionImages::Intensities MainFrame::ReadAtOnce(std::size_t index, std::uint64
         RemovePosition(store_, index);
         unsaved_.pop_back();
         burntIn_.pop_back();
+        regions_.pop_back();
         throw;
     }
 }
@@ -101,7 +96,7 @@ void MainFrame::RemoveUnreadable(std::size_t index, const std::exception_ptr& fa
     if (unsaved_[index] != 0) {
         // Labels that were restored after a crash can still be saved.
         store_.images.GiveUp(index);
-        burntIn_[index] = wxString();
+        burntIn_[index] = BurntInMarks();
         return;
     }
     ++series_.outcome.failed;
@@ -112,6 +107,7 @@ void MainFrame::RemoveUnreadable(std::size_t index, const std::exception_ptr& fa
     RemovePosition(store_, index);
     erase(unsaved_);
     erase(burntIn_);
+    erase(regions_);
     erase(results_);
     history_.RemovePosition(index);
     analysed_.RemovePosition(index);
@@ -145,7 +141,7 @@ std::size_t MainFrame::UnreadCount() const {
 }
 
 wxString MainFrame::WithBurntIn(const wxString& text) const {
-    const wxString burntIn = burntIn_[store_.current].value_or(wxString());
+    const wxString burntIn = burntIn_[store_.current].value_or(BurntInMarks()).text;
     return burntIn.empty() ? text : text + "; " + burntIn;
 }
 

@@ -11,6 +11,7 @@
 #include "DetectionProgress.h"
 #include "ExceptionText.h"
 #include "FreedMemory.h"
+#include "ImagePreparation.h"
 #include "MainFrame.h"
 #include "MessageLog.h"
 #include "PixelHeight.h"
@@ -61,8 +62,13 @@ void MainFrame::StepStage(int by) {
 void MainFrame::ComputeStages() {
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
-    const qvox::VoxelImage<float>& image = store_.images.ShownIntensities();
     try {
+        PreparationRules rules;
+        rules.fillsAnnotations = fillsBurntIn_;
+        PreparedImage prepared;
+        if (fillsBurntIn_) prepared = PreparedImage(rules, store_.images.ShownIntensities(), qvox::LabelImage(), {});
+        const qvox::VoxelImage<float>& image =
+            prepared.Prepared() ? prepared.Prepared()->image : store_.images.ShownIntensities();
         RequirePixelHeight(image.Resolution());
         wxProgressDialog progress("Please wait ...", ProgressMessage(DetectionStage::kCandidates, 1),
                                   kProgressStepsPerPosition + 2, this, wxPD_APP_MODAL | wxPD_AUTO_HIDE);

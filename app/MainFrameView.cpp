@@ -94,6 +94,11 @@ CanvasState MainFrame::StateOfLabels() const {
 CanvasState MainFrame::StateOfCanvas() const {
     CanvasState state = StateOfLabels();
     state.framed = framed_;
+    if (HasPositions() && !onlyRaw_ && !ShowsStages()) {
+        const std::optional<BurntInMarks>& marks = burntIn_[store_.current];
+        if (marks) state.marks = &marks->boxes;
+        state.region = RegionShown();
+    }
     if (scaleBar_ && HasPositions()) {
         const qvox::PixelResolution& resolution = store_.images.Resolution(store_.current);
         if (IsDefined(resolution.x)) state.barPixelWidthNm = ScaleOf(resolution).widthNm;
@@ -220,7 +225,7 @@ wxString MainFrame::TitleOf(std::size_t index) const {
 void MainFrame::SayOfPosition(std::size_t index) {
     const wxString name = PositionName(store_.paths, index);
     const bool ambiguous = name != FileNameOf(store_.paths[index]);
-    const wxString burntIn = burntIn_[index].value_or(wxString());
+    const wxString burntIn = burntIn_[index].value_or(BurntInMarks()).text;
     if (!ambiguous && burntIn.empty()) return;
     Say((ambiguous ? name : wxString()) + (ambiguous && !burntIn.empty() ? "; " : "") + burntIn);
 }

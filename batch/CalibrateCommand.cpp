@@ -7,6 +7,7 @@
 #include <exception>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include "Annotations.h"
 #include "Calibration.h"
@@ -61,19 +62,15 @@ double PixelSizeByBar(const ImageJob& job, const qvox::ReadOptions& reading, dou
     const Annotations found = DoFileTask(FileTask::kLoadInput, job.Files().input, [&] {
         return FindAnnotations(LoadGrey(PathBytes(job.Files().input), reading));
     });
-    std::int64_t length = 0;
-    for (const Annotation& piece : found.pieces) {
-        if (piece.kind != Annotation::Kind::kScaleBar) continue;
-        if (length != 0 && piece.barLengthPx != length) {
-            throw Failure(job.Files(),
-                          wxString::Format("It has scale bars of %lld and of %lld pixels; give "
-                                           "--pixel-size",
-                                           static_cast<long long>(length), static_cast<long long>(piece.barLengthPx)));
-        }
-        length = piece.barLengthPx;
+    const std::vector<std::int64_t> lengths = BarLengthsPx(found.pieces);
+    if (lengths.empty()) throw Failure(job.Files(), "No scale bar is found in it; give --pixel-size");
+    if (lengths.size() > 1) {
+        throw Failure(job.Files(),
+                      wxString::Format("It has scale bars of %lld and of %lld pixels; give "
+                                       "--pixel-size",
+                                       static_cast<long long>(lengths[0]), static_cast<long long>(lengths[1])));
     }
-    if (length == 0) throw Failure(job.Files(), "No scale bar is found in it; give --pixel-size");
-    return barLengthNm / static_cast<double>(length);
+    return barLengthNm / static_cast<double>(lengths.front());
 }
 
 void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {

@@ -7,7 +7,9 @@
 
 namespace Korvane {
 
-std::optional<float> ParameterFromText(const wxString& text, const ParameterRange& range) {
+namespace {
+
+std::optional<double> NumberFromText(const wxString& text) {
     std::string digits = wxString(text).Trim(true).Trim(false).utf8_string();
     if (const std::size_t comma = digits.find(','); comma != std::string::npos) digits[comma] = '.';
     const char* first = digits.data();
@@ -17,6 +19,20 @@ std::optional<float> ParameterFromText(const wxString& text, const ParameterRang
     double value = 0.0;
     const std::from_chars_result read = std::from_chars(first, end, value);
     if (read.ec != std::errc() || read.ptr != end) return std::nullopt;
+    return value;
+}
+
+}  // namespace
+
+std::optional<double> PositiveNumberFromText(const wxString& text) {
+    const std::optional<double> number = NumberFromText(text);
+    return number && *number > 0.0 && std::isfinite(*number) ? number : std::nullopt;
+}
+
+std::optional<float> ParameterFromText(const wxString& text, const ParameterRange& range) {
+    const std::optional<double> typed = NumberFromText(text);
+    if (!typed) return std::nullopt;
+    const double value = *typed;
     const auto number = static_cast<float>(value);
     if (!(number >= range.minimum && number <= range.maximum)) return std::nullopt;
     // The quotient is rounded as the text was: the two are equal exactly when no decimal is lost.

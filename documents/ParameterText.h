@@ -13,6 +13,9 @@ namespace Korvane {
 /// one, spaces around it. None for other texts, beyond the range, and with more decimals than the parameter has.
 std::optional<float> ParameterFromText(const wxString& text, const ParameterRange& range);
 
+/// A number greater than 0, typed the same way; none for other texts.
+std::optional<double> PositiveNumberFromText(const wxString& text);
+
 /// All parameters, for a person: "Edge contrast (lambda) 0.0050, Area fraction (alpha) 0.15, ...".
 std::string ParametersText(const AnalysisParameters& parameters);
 

@@ -18,6 +18,8 @@ struct CanvasState {
     int zoomLevel = 0;
     std::uint16_t currentLabel = 1;
     PixelRectangle framed;                  ///< drawn a frame around, unless its width is 0
+    const std::vector<PixelRectangle>* marks = nullptr;  ///< outlined as not part of the specimen; null: none
+    PixelRectangle region;                  ///< outlined as the part that is analysed, unless its width is 0
     double barPixelWidthNm = 0.0;           ///< of the scale bar; 0: none is drawn
     enum class Outline { kShown, kHidden } outline = Outline::kShown;  ///< of the tool under the pointer
     const EditingState* editing = nullptr;  ///< null where neither outline nor open contour is to be drawn

@@ -24,6 +24,30 @@ wxColour PenColour(std::uint16_t currentLabel) {
 
 wxPoint PointOf(const Pixel& pixel) { return {static_cast<int>(pixel.x), static_cast<int>(pixel.y)}; }
 
+const wxColour kMarkColour(255, 200, 0);
+const wxColour kRegionColour(0, 220, 255);
+
+struct FrameStyle {
+    wxColour colour;
+    int gap;  ///< between the part and its frame
+};
+
+/// In pixels of the scaled image, so that its lines are as thick at every zoom. A bright line between black ones is
+/// seen on every ground.
+void DrawAround(wxDC& dc, const PixelRectangle& part, int zoomLevel, const FrameStyle& style) {
+    const auto zoom = static_cast<double>(ZoomFactor(zoomLevel));
+    const auto scaled = [zoom](std::uint64_t length) {
+        return static_cast<int>(std::lround(static_cast<double>(length) * zoom));
+    };
+    wxRect frame(scaled(part.x), scaled(part.y), scaled(part.width), scaled(part.height));
+    frame.Inflate(style.gap);
+    dc.SetBrush(*wxTRANSPARENT_BRUSH);
+    dc.SetPen(wxPen(*wxBLACK, 3));
+    dc.DrawRectangle(frame);
+    dc.SetPen(wxPen(style.colour, 1));
+    dc.DrawRectangle(frame);
+}
+
 }  // namespace
 
 SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
@@ -254,23 +278,18 @@ void SingleImageCanvas::DrawScaleBar(wxDC& dc, const CanvasState& state) const {
     dc.DrawText(text, place);
 }
 
-/// In pixels of the scaled image, so that its lines are as thick at every zoom. White between black is seen on every
-/// ground.
 void SingleImageCanvas::DrawFrame(wxDC& dc, const CanvasState& state) {
-    const PixelRectangle& part = state.framed;
-    if (part.width == 0) return;
-    const auto zoom = static_cast<double>(ZoomFactor(state.zoomLevel));
-    const auto scaled = [zoom](std::uint64_t length) {
-        return static_cast<int>(std::lround(static_cast<double>(length) * zoom));
-    };
+    if (state.framed.width == 0) return;
     constexpr int kGap = 4;
-    wxRect frame(scaled(part.x), scaled(part.y), scaled(part.width), scaled(part.height));
-    frame.Inflate(kGap);
-    dc.SetBrush(*wxTRANSPARENT_BRUSH);
-    dc.SetPen(wxPen(*wxBLACK, 3));
-    dc.DrawRectangle(frame);
-    dc.SetPen(wxPen(*wxWHITE, 1));
-    dc.DrawRectangle(frame);
+    DrawAround(dc, state.framed, state.zoomLevel, {*wxWHITE, kGap});
+}
+
+void SingleImageCanvas::DrawMarks(wxDC& dc, const CanvasState& state) {
+    if (state.marks != nullptr) {
+        constexpr int kGap = 2;
+        for (const PixelRectangle& mark : *state.marks) DrawAround(dc, mark, state.zoomLevel, {kMarkColour, kGap});
+    }
+    if (state.region.width > 0) DrawAround(dc, state.region, state.zoomLevel, {kRegionColour, 0});
 }
 
 void SingleImageCanvas::OnPaint(wxPaintEvent&) {
@@ -292,6 +311,7 @@ void SingleImageCanvas::OnPaint(wxPaintEvent&) {
         owner_.RefreshStatusTexts();
         DrawScaleBar(dc, state);
         DoPrepareDC(dc);
+        DrawMarks(dc, state);
         DrawFrame(dc, state);
         const auto zoom = static_cast<double>(ZoomFactor(state.zoomLevel));
         dc.SetUserScale(zoom, zoom);

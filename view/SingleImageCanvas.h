@@ -68,6 +68,7 @@ private:
     void DrawOutline(wxDC& dc, const CanvasState& state);
     void DrawScaleBar(wxDC& dc, const CanvasState& state) const;
     static void DrawFrame(wxDC& dc, const CanvasState& state);
+    static void DrawMarks(wxDC& dc, const CanvasState& state);
     bool HasOutline(const CanvasState& state) const;
     wxRect OutlineRectangle(const CanvasState& state) const;
 

@@ -47,4 +47,13 @@ TEST(ParameterText, EveryNumberThatAFieldShowsIsTaken) {
     }
 }
 
+TEST(PositiveNumber, IsTypedWithEitherSeparatorAndIsAboveZero) {
+    EXPECT_EQ(PositiveNumberFromText("1.488"), 1.488);
+    EXPECT_EQ(PositiveNumberFromText(" 1,488 "), 1.488);
+    EXPECT_EQ(PositiveNumberFromText("2e2"), 200.0);
+    for (const char* const text : {"", "0", "-1", "nm", "1 nm", "inf", "nan", "1,000.5"}) {
+        EXPECT_EQ(PositiveNumberFromText(text), std::nullopt) << text;
+    }
+}
+
 }  // namespace

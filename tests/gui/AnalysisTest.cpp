@@ -315,9 +315,9 @@ TEST_F(Analysis, EveryFailureIsToldWhenTheOthersAreDoneAndAMissingPixelSizeWithA
         const wxString start = wxString("Cannot ") + task + " the exosomes in the position number ";
         EXPECT_TRUE(told.errors.front().StartsWith(start + (command == kDetectAll ? "1, '" : "2, '")));
         EXPECT_TRUE(told.errors.back().StartsWith(start + "2, '" + PathOf("bare.tif") + "'! (Error='"));
-        EXPECT_TRUE(told.errors.back().EndsWith("Store the pixel size in a copy of the image: korvane-batch calibrate "
-                                                "--pixel-size NM IMAGE. Then open the copy."));
-        EXPECT_EQ(told.errors.front().find("calibrate") == wxString::npos, command == kDetectAll);
+        EXPECT_TRUE(told.errors.back().EndsWith("Tools > Store pixel size... stores it in a copy of the image and "
+                                                "opens the copy."));
+        EXPECT_EQ(told.errors.front().find("Store pixel size") == wxString::npos, command == kDetectAll);
         EXPECT_TRUE(SameLabels(*frame->Store().images.LabelsOf(1), before));
         EXPECT_FALSE(SameLabels(*frame->Store().images.LabelsOf(2), before)) << task;
     }

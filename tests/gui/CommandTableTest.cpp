@@ -110,6 +110,13 @@ const std::vector<Expected> kExpected{
     {"&Tools", 20111, "Save parameters...", wxITEM_NORMAL, "Write the parameters of the analysis to a file."},
     {"&Tools", 20112, "Learn parameters from corrected positions...", wxITEM_NORMAL,
      "Search for the parameters with which detection comes closest to corrected labels."},
+    {"&Tools", 0, "", wxITEM_SEPARATOR, ""},
+    {"&Tools", 20120, "Fill bars and writing", wxITEM_CHECK,
+     "Let detection and segmentation continue the image over scale bars and writing."},
+    {"&Tools", 20121, "Analysis region...", wxITEM_NORMAL,
+     "Choose the part of this position that detection and segmentation look at."},
+    {"&Tools", 20122, "Store pixel size...", wxITEM_NORMAL,
+     "Store the pixel size in a copy of the image, and open that."},
     {"&Help", 20029, "Controls", wxITEM_NORMAL, "Show the list of predefined actions."},
     {"&Help", 0, "", wxITEM_SEPARATOR, ""},
     {"&Help", 20030, "About", wxITEM_NORMAL, "Display information about this application."},
@@ -163,7 +170,7 @@ TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
                                20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
                                20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029, 20101,
                                20102, 20103, 20104, 20105, 20106, 20107, 20108, 20110, 20111, 20112,
-                               20113, 20114, 20115, 20116, 20117, 20118, 20119};
+                               20113, 20114, 20115, 20116, 20117, 20118, 20119, 20120, 20121, 20122};
     const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
     for (const wxEventType type :
          {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS), wxEventType(wxEVT_MOUSEWHEEL),
@@ -207,7 +214,7 @@ TEST(CommandTable, EveryKeyIsOneThatTheWindowLibraryKnows) {
 TEST(CommandTable, OnlyThePositionsCommandsWaitForOne) {
     const std::set<int> always{20009};
     const std::set<int> whenIdle{20001, 20010, 20012, 20013, 20014, 20015, 20016, 20018,
-                                 20019, 20020, 20021, 20029, 20030, 20110, 20111, 20114, 20118, 20119};
+                                 20019, 20020, 20021, 20029, 20030, 20110, 20111, 20114, 20118, 20119, 20120};
     for (const Korvane::Command& command : Korvane::kCommands) {
         const Korvane::CommandEnabled wanted = always.count(command.id) != 0 ? Korvane::CommandEnabled::kAlways
                                                : whenIdle.count(command.id) != 0

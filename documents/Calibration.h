@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "Annotations.h"
 #include "PixelResolution.h"
 #include "files/ImageFile.h"
 
@@ -10,6 +13,9 @@ namespace Korvane {
 
 /// True when both axes have this many pixels per micrometre, to 1e-6 of it.
 bool HasPixelSize(const qvox::PixelResolution& resolution, float pixelsPerUm);
+
+/// The lengths of the scale bars among the pieces, in pixels; each once, in the pieces' order.
+std::vector<std::int64_t> BarLengthsPx(const std::vector<Annotation>& pieces);
 
 /// The changes of a copy against its image.
 struct CopyChanges {

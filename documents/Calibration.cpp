@@ -1,5 +1,6 @@
 #include "Calibration.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -22,6 +23,16 @@ void Copy(const std::string& from, const std::string& to, const CopyChanges& cha
 bool HasPixelSize(const qvox::PixelResolution& resolution, float pixelsPerUm) {
     const auto same = [pixelsPerUm](float perUm) { return std::abs(perUm - pixelsPerUm) <= 1e-6f * pixelsPerUm; };
     return same(resolution.x) && same(resolution.y);
+}
+
+std::vector<std::int64_t> BarLengthsPx(const std::vector<Annotation>& pieces) {
+    std::vector<std::int64_t> lengths;
+    for (const Annotation& piece : pieces) {
+        if (piece.kind != Annotation::Kind::kScaleBar) continue;
+        const bool isKnown = std::find(lengths.begin(), lengths.end(), piece.barLengthPx) != lengths.end();
+        if (!isKnown) lengths.push_back(piece.barLengthPx);
+    }
+    return lengths;
 }
 
 void WriteCopy(const std::string& from, const std::string& to, qvox::VoxelType type, const CopyChanges& changes) {
