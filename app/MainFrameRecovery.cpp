@@ -139,7 +139,8 @@ bool MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_
         const wxString cause = "its image cannot be opened or has other sizes; the next start offers them again";
         LogFailure("Cannot restore the labels of '" + path + "'! (" + cause + ")", cause);
     }
-    if (journal_ == nullptr || !journal_->IsComplete()) return isKept;
+    // Else it was said why nothing is kept any more.
+    if (journal_ != nullptr && !journal_->IsComplete()) return isKept;
     Say("Restored the labels of " + std::to_string(count) + (count == 1 ? " position" : " positions") +
         "; they are not saved yet");
     return isKept;

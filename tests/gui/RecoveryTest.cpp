@@ -48,6 +48,7 @@ protected:
     /// A program that is started after it, with an answer to its question.
     struct Next {
         explicit Next(const std::string& journals, int answer) {
+            window->KeepJournal(journals + "-of-the-next");
             window->Show();
             Pump();
             const Answers answers([&](wxDialog& dialog) {
