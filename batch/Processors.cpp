@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -91,12 +92,12 @@ std::optional<unsigned> CpuQuota(const std::string& root) {
         const std::string controllers = line.substr(first + 1, second - first - 1);
         const std::string group = line.substr(second + 1);
         if (group.empty() || group.front() != '/') continue;
-        const std::string mounts = root + "/sys/fs/cgroup";
-        if (controllers.empty()) Lower(least, LeastShare(mounts, group, UnifiedShare));
+        const std::filesystem::path mounts = root + "/sys/fs/cgroup";
+        if (controllers.empty()) Lower(least, LeastShare(mounts.string(), group, UnifiedShare));
         if (!HasCpu(controllers)) continue;
         // Systems name the mount after the controllers, and link the single name to it.
-        Lower(least, LeastShare(mounts + "/" + controllers, group, ControllerShare));
-        Lower(least, LeastShare(mounts + "/cpu", group, ControllerShare));
+        Lower(least, LeastShare((mounts / controllers).string(), group, ControllerShare));
+        Lower(least, LeastShare((mounts / "cpu").string(), group, ControllerShare));
     }
     if (!least || *least > 65536.0) return std::nullopt;
     return std::max(1u, static_cast<unsigned>(std::ceil(*least)));
