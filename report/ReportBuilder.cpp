@@ -161,7 +161,7 @@ void RemovePictures(const std::string& folder, const std::string& name) {
 std::string ExistingReportFile(const std::string& folder) {
     std::error_code unreachable;
     for (const char* const name : {kReportPage, "objects.csv", "summary.csv", "bins.csv"}) {
-        const std::string path = folder + "/" + name;
+        std::string path = folder + "/" + name;
         if (std::filesystem::exists(std::filesystem::symlink_status(path, unreachable))) return path;
     }
     const std::string figures = folder + "/" + kFigureFolder;

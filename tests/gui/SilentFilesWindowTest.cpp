@@ -157,7 +157,7 @@ TEST_F(SilentFilesInTheWindow, AnAbsurdPixelHeightIsRefusedBeforeTheAnalysis) {
     ASSERT_EQ(told.errors.size(), 2u);
     for (const wxString& error : told.errors) {
         EXPECT_NE(error.find("! (Error='The file stores pixels 1.488 nm wide and 1000.000 nm high, which cannot be "
-                             "true.')\nStore the pixel size in a copy of the image: "),
+                             "true.')\nTools > Store pixel size... "),
                   wxString::npos)
             << error;
     }
