@@ -20,6 +20,14 @@ struct DiscOptions {
     float grain = 0.04f;  ///< of the discs' contrast
 };
 
+/// Paints a square; the corner lies at (x, y).
+template <typename T>
+void Square(qvox::VoxelImage<T>& image, std::uint64_t x, std::uint64_t y, T value, std::uint64_t side) {
+    for (std::uint64_t dy = 0; dy < side; ++dy) {
+        for (std::uint64_t dx = 0; dx < side; ++dx) image(x + dx, y + dy) = value;
+    }
+}
+
 inline Korvane::TrainingImage DiscImage(unsigned seed, const DiscOptions& options = {}) {
     std::mt19937 random(seed);
     Korvane::TrainingImage result;

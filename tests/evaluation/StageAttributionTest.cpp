@@ -11,13 +11,7 @@ namespace Korvane {
 
 namespace {
 
-/// Paints a square of 6 x 6 pixels; the corner lies at (x, y).
-template <typename T>
-void Square(qvox::VoxelImage<T>& image, std::uint64_t x, std::uint64_t y, T value, std::uint64_t side = 6) {
-    for (std::uint64_t dy = 0; dy < side; ++dy) {
-        for (std::uint64_t dx = 0; dx < side; ++dx) image(x + dx, y + dy) = value;
-    }
-}
+using korvane_test::Square;
 
 class Attribution : public ::testing::Test {
 protected:
@@ -44,9 +38,9 @@ protected:
 TEST_F(Attribution, AMissedObjectIsTheFirstStagesThatLacksIt) {
     for (std::uint64_t i = 0; i < 4; ++i) {
         const std::uint64_t x = 5 + 10 * i;
-        Square(truth_, x, 5, static_cast<std::uint16_t>(i + 1));
-        if (i > 0) Square(maps_.candidates, x, 5, true);
-        if (i > 1) Square(maps_.filtered, x, 5, true);
+        Square(truth_, x, 5, static_cast<std::uint16_t>(i + 1), 6);
+        if (i > 0) Square(maps_.candidates, x, 5, true, 6);
+        if (i > 1) Square(maps_.filtered, x, 5, true, 6);
         if (i > 2) Square(maps_.blobs, x + 2, 7, true, 2);
     }
     const std::vector<FaultyStage> stages = Attributed().missed;
@@ -56,7 +50,7 @@ TEST_F(Attribution, AMissedObjectIsTheFirstStagesThatLacksIt) {
 }
 
 TEST_F(Attribution, AFewCandidatePixelsAreNoCandidate) {
-    Square(truth_, 5, 5, std::uint16_t{1});
+    Square(truth_, 5, 5, std::uint16_t{1}, 6);
     Square(maps_.candidates, 5, 5, true, 2);
     EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kCandidates});
     Square(maps_.candidates, 5, 5, true, 3);
@@ -64,7 +58,7 @@ TEST_F(Attribution, AFewCandidatePixelsAreNoCandidate) {
 }
 
 TEST_F(Attribution, AnObjectWhereNothingIsWasACandidate) {
-    Square(found_, 5, 5, std::uint16_t{1});
+    Square(found_, 5, 5, std::uint16_t{1}, 6);
     Square(maps_.blobs, 7, 7, true, 2);
     EXPECT_EQ(Attributed().extra, std::vector<FaultyStage>{FaultyStage::kCandidates});
 }
@@ -82,8 +76,8 @@ TEST_F(Attribution, PiecesOfAnObjectAreOfSeparation) {
 }
 
 TEST_F(Attribution, AnObjectOverTwoIsOfSeparation) {
-    Square(truth_, 5, 5, std::uint16_t{1});
-    Square(truth_, 11, 5, std::uint16_t{2});
+    Square(truth_, 5, 5, std::uint16_t{1}, 6);
+    Square(truth_, 11, 5, std::uint16_t{2}, 6);
     Square(found_, 5, 4, std::uint16_t{1}, 8);
     Square(found_, 10, 4, std::uint16_t{1}, 8);
     Square(maps_.blobs, 10, 7, true, 2);
@@ -91,7 +85,7 @@ TEST_F(Attribution, AnObjectOverTwoIsOfSeparation) {
 }
 
 TEST_F(Attribution, AnObjectThatGrewTooFarIsOfTheRefinement) {
-    Square(truth_, 10, 10, std::uint16_t{1});
+    Square(truth_, 10, 10, std::uint16_t{1}, 6);
     Square(found_, 5, 5, std::uint16_t{1}, 18);
     Square(maps_.blobs, 12, 12, true, 2);
     EXPECT_EQ(Attributed().extra, std::vector<FaultyStage>{FaultyStage::kRefinement});

@@ -13,12 +13,7 @@ namespace Korvane {
 
 namespace {
 
-template <typename T>
-void Square(qvox::VoxelImage<T>& image, std::uint64_t x, std::uint64_t y, T value, std::uint64_t side = 8) {
-    for (std::uint64_t dy = 0; dy < side; ++dy) {
-        for (std::uint64_t dx = 0; dx < side; ++dx) image(x + dx, y + dy) = value;
-    }
-}
+using korvane_test::Square;
 
 /// Maps of 80 x 40 pixels without anything, at the reference resolution.
 class Explained : public ::testing::Test {
@@ -39,17 +34,17 @@ protected:
 
     /// An area that got as far as the stages told.
     void Candidate(std::uint64_t x, std::uint64_t y) {
-        Square(record.candidates, x, y, static_cast<std::uint8_t>(kCandidateCode));
+        Square(record.candidates, x, y, static_cast<std::uint8_t>(kCandidateCode), 8);
     }
     void Kept(std::uint64_t x, std::uint64_t y) {
         Candidate(x, y);
-        Square(record.filtered, x, y, kKeptCode);
+        Square(record.filtered, x, y, kKeptCode, 8);
     }
     void Blob(std::uint64_t x, std::uint64_t y) {
         Kept(x, y);
         Square(record.separated, x + 2, y + 2, std::uint8_t{1}, 4);
     }
-    void Label(std::uint64_t x, std::uint64_t y, std::uint16_t label) { Square(labels, x, y, label); }
+    void Label(std::uint64_t x, std::uint64_t y, std::uint16_t label) { Square(labels, x, y, label, 8); }
 
     std::string Object(std::uint16_t label) const { return StageExplanation(record, labels).OfObject(label); }
     std::string Place(std::uint64_t x, std::uint64_t y) const { return StageExplanation(record, labels).OfPlace(x, y); }
@@ -61,7 +56,7 @@ protected:
 TEST_F(Explained, AnObjectThatIsFoundNamesItsLikeAndTheOverlap) {
     Label(10, 10, 3);
     Blob(10, 10);
-    Square(record.found, 10, 10, std::uint16_t{7});
+    Square(record.found, 10, 10, std::uint16_t{7}, 8);
     EXPECT_EQ(Object(3), "Object 3 is found: object 7 of the detection agrees with it (overlap 1.00).");
     EXPECT_EQ(Object(4), "Object 4 is not there.");
 }
@@ -117,7 +112,7 @@ TEST_F(Explained, ALargeCandidateIsNamedAsSuch) {
 
 TEST_F(Explained, AnObjectThatOnlyTheDetectionHasIsNamed) {
     Blob(10, 10);
-    Square(record.found, 10, 10, std::uint16_t{7});
+    Square(record.found, 10, 10, std::uint16_t{7}, 8);
     EXPECT_EQ(Place(12, 12),
               "The detection finds object 7 here, which the labels do not have (a candidate where "
               "nothing is, if they are right).");

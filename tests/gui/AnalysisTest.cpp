@@ -74,14 +74,6 @@ private:
 
 class Analysis : public MainWindow {
 protected:
-    void WriteEven(const std::string& name) {
-        qvox::VoxelImage<std::uint8_t> even;
-        even.Resize(64, 64, 1);
-        even.Zero();
-        even.SetResolution({200.0f, 200.0f, 0.0f});
-        qvox::SaveImageFile(folder.File(name), even);
-    }
-
     /// korvane-batch with these arguments.
     void RunBatch(const std::string& arguments) {
         const std::string command =
@@ -269,7 +261,7 @@ TEST_F(Analysis, WithoutPositionsNothingIsShown) {
 
 TEST_F(Analysis, AFaultNamesItsPositionAndLeavesTheOthersAndTheWindow) {
     WriteRamp(folder.File("good.tif"));
-    WriteEven("even.tif");
+    korvane_test::WriteEven(folder.File("even.tif"));
     WriteRamp(folder.File("last.tif"));
     Open({"good.tif", "even.tif", "last.tif"});
     for (std::size_t i = 0; i < 3; ++i) {
@@ -295,7 +287,7 @@ TEST_F(Analysis, AFaultNamesItsPositionAndLeavesTheOthersAndTheWindow) {
 }
 
 TEST_F(Analysis, EveryFailureIsToldWhenTheOthersAreDoneAndAMissingPixelSizeWithAWayOut) {
-    WriteEven("even.tif");
+    korvane_test::WriteEven(folder.File("even.tif"));
     WriteRamp(folder.File("good.tif"));
     qvox::VoxelImage<std::uint8_t> bare;
     qvox::LoadImageFile(folder.File("good.tif"), bare);

@@ -300,11 +300,7 @@ TEST_F(Learning, WithoutLabelsOrPixelSizeNothingIsLearnt) {
 }
 
 TEST_F(Learning, AnImageThatCannotBeAnalysedIsNamed) {
-    qvox::VoxelImage<std::uint8_t> even;
-    even.Resize(64, 64, 1);
-    even.Zero();
-    even.SetResolution({200.0f, 200.0f, 0.0f});
-    qvox::SaveImageFile(folder.File("even.tif"), even);
+    korvane_test::WriteEven(folder.File("even.tif"));
     Open({"even.tif"});
     Dab(20, 20);
     Learn(2, [&](LearntDialog& dialog) { Press(dialog, wxID_CLOSE); });

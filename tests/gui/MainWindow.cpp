@@ -286,6 +286,14 @@ wxString MainWindow::PathOf(const std::string& name) const { return PathText(fol
 
 bool IsGoing(wxWindow* window) { return wxPendingDelete.Member(window); }
 
+void WriteEven(const std::string& path) {
+    qvox::VoxelImage<std::uint8_t> even;
+    even.Resize(64, 64, 1);
+    even.Zero();
+    even.SetResolution({200.0f, 200.0f, 0.0f});
+    qvox::SaveImageFile(path, even);
+}
+
 void WriteRamp(const std::string& path, unsigned width, unsigned height) {
     qvox::VoxelImage<std::uint8_t> image;
     image.Resize(width, height, 1);

@@ -116,6 +116,8 @@ protected:
 /// Whether a window was told to go; it does so when the toolkit next has time.
 bool IsGoing(wxWindow* window);
 
+/// An image without any contrast, of 5 nm per pixel, which cannot be detected in.
+void WriteEven(const std::string& path);
 /// A ramp of grey levels with a pixel size of 5 nm, written to a file.
 void WriteRamp(const std::string& path, unsigned width = 64, unsigned height = 64);
 

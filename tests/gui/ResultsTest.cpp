@@ -343,11 +343,7 @@ TEST_F(Results, TheStagesAreSteppedThroughAndSayWhatBecameOfAPlace) {
 }
 
 TEST_F(Results, StagesThatCannotBeMadeAreTold) {
-    qvox::VoxelImage<std::uint8_t> even;
-    even.Resize(64, 64, 1);
-    even.Zero();
-    even.SetResolution({200.0f, 200.0f, 0.0f});
-    qvox::SaveImageFile(folder.File("even.tif"), even);
+    korvane_test::WriteEven(folder.File("even.tif"));
     Open({"even.tif"});
     Run(kStages);
     EXPECT_FALSE(frame->ShowsStages());
