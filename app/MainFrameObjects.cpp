@@ -86,11 +86,15 @@ void MainFrame::OnObjects(wxCommandEvent&) {
     RefreshAll();
 }
 
-/// By as much as the screen has room for.
+/// By as much as the screen has room for, and never to less than menus and an image need: the window may have been made
+/// smaller since it grew.
 void MainFrame::Grow(const wxSize& by) {
     if (IsMaximized() || IsFullScreen()) return;
     wxSize size = GetSize() + by;
     size.DecTo(wxDisplay(this).GetClientArea().GetSize());
+    wxSize least = FromDIP(wxSize(360, 300));
+    least.DecTo(GetSize());
+    size.IncTo(least);
     SetSize(size);
     KeepOnScreen();
 }

@@ -342,6 +342,17 @@ TEST_F(Results, TheStagesAreSteppedThroughAndSayWhatBecameOfAPlace) {
     EXPECT_FALSE(frame->ShowsStages());
 }
 
+TEST_F(Results, HidingThePanelLeavesAWindowThatWasMadeNarrowUsable) {
+    OpenSmall();
+    Run(kObjects);
+    frame->SetSize(400, 500);
+    Pump();
+    const int width = frame->GetSize().x;
+    Run(kObjects);
+    Pump();
+    EXPECT_GE(frame->GetSize().x, std::min(width, 360));
+}
+
 TEST_F(Results, StagesThatCannotBeMadeAreTold) {
     korvane_test::WriteEven(folder.File("even.tif"));
     Open({"even.tif"});
