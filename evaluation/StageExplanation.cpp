@@ -110,17 +110,47 @@ StageExplanation::StageExplanation(StageRecord record, const qvox::LabelImage& l
     for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) {
         Shares* const shares = byLabel[labels[i]];
         if (labels[i] == 0 || !maps.candidates[i]) continue;
-        if (shares->candidates++ == 0) shares->firstCandidate = i;
+        ++shares->candidates;
+    }
+    ChooseLostCandidates(labels);
+}
+
+/// An object may reach into the region of a neighbour, which was filtered out for reasons of its own.
+void StageExplanation::ChooseLostCandidates(const qvox::LabelImage& labels) {
+    std::map<std::uint16_t, std::vector<std::uint64_t>> lost;
+    for (const auto& [label, stage] : lostAt_) {
+        if (stage == FaultyStage::kFilter) lost[label];
+    }
+    if (lost.empty()) return;
+    for (std::uint64_t i = 0; i < labels.VoxelCount(); ++i) {
+        const bool isLost = record_.candidates[i] == static_cast<std::uint8_t>(kCandidateCode) &&
+                            record_.filtered[i] == 0 && labels[i] != 0;
+        if (!isLost) continue;
+        if (const auto found = lost.find(labels[i]); found != lost.end()) found->second.push_back(i);
+    }
+    for (auto& [label, pixels] : lost) {
+        std::size_t most = 0;
+        while (pixels.size() > most) {
+            const std::uint64_t start = pixels.front();
+            std::vector<bool> isInside;
+            CandidateRegionAt(start, isInside);
+            const auto rest = std::remove_if(pixels.begin(), pixels.end(), [&](std::uint64_t i) { return isInside[i]; });
+            const auto inside = static_cast<std::size_t>(pixels.end() - rest);
+            if (inside > most) shares_[label].lostCandidate = start;
+            most = std::max(most, inside);
+            pixels.erase(rest, pixels.end());
+        }
     }
 }
 
 template <typename Holds>
-StageExplanation::Region StageExplanation::RegionAt(std::uint64_t start, Holds holds) const {
+StageExplanation::Region StageExplanation::RegionAt(std::uint64_t start, Holds holds,
+                                                    std::vector<bool>& isInside) const {
     const std::uint64_t width = record_.candidates.SizeX();
     const std::uint64_t height = record_.candidates.SizeY();
-    std::vector<bool> isSeen(width * height, false);
+    isInside.assign(width * height, false);
     std::vector<std::uint64_t> open{start};
-    isSeen[start] = true;
+    isInside[start] = true;
     Region region;
     std::set<std::uint16_t> found;
     while (!open.empty()) {
@@ -134,8 +164,8 @@ StageExplanation::Region StageExplanation::RegionAt(std::uint64_t start, Holds h
         for (std::uint64_t v = y > 0 ? y - 1 : 0; v <= std::min(y + 1, height - 1); ++v) {
             for (std::uint64_t u = x > 0 ? x - 1 : 0; u <= std::min(x + 1, width - 1); ++u) {
                 const std::uint64_t next = v * width + u;
-                if (isSeen[next] || !holds(next)) continue;
-                isSeen[next] = true;
+                if (isInside[next] || !holds(next)) continue;
+                isInside[next] = true;
                 open.push_back(next);
             }
         }
@@ -144,10 +174,16 @@ StageExplanation::Region StageExplanation::RegionAt(std::uint64_t start, Holds h
     return region;
 }
 
-std::string StageExplanation::WhyFilteredOut(std::uint64_t candidate) const {
-    const Region region = RegionAt(candidate, [this](std::uint64_t i) {
+StageExplanation::Region StageExplanation::CandidateRegionAt(std::uint64_t start, std::vector<bool>& isInside) const {
+    const auto isCandidate = [this](std::uint64_t i) {
         return record_.candidates[i] == static_cast<std::uint8_t>(kCandidateCode);
-    });
+    };
+    return RegionAt(start, isCandidate, isInside);
+}
+
+std::string StageExplanation::WhyFilteredOut(std::uint64_t candidate) const {
+    std::vector<bool> isInside;
+    const Region region = CandidateRegionAt(candidate, isInside);
     const float scale = CheckedScale("Detection", record_.xResolution, record_.parameters.relativeExosomeSize);
     const float most = kMaximumCandidateAreaPx * scale;
     const std::string candidateText = "its candidate region of " + Number(region.pixels) + " px was filtered out: ";
@@ -180,7 +216,7 @@ std::string StageExplanation::WhyLost(std::uint16_t label, FaultyStage stage) co
             return "candidates cover " + percent(shares.candidates) +
                    " of it, too little: edges do not close around it";
         case FaultyStage::kFilter:
-            return WhyFilteredOut(shares.firstCandidate);
+            return WhyFilteredOut(shares.lostCandidate);
         case FaultyStage::kSeparation:
             return "it was cut into several blobs, or none of its own was left";
         case FaultyStage::kRefinement:
@@ -221,7 +257,9 @@ std::string StageExplanation::OfPlace(std::uint64_t x, std::uint64_t y) const {
                Hundredths(static_cast<double>(record_.edges[at]) / 255.0) + ".";
     }
     if (record_.filtered[at] == 0) return "No object: " + WhyFilteredOut(at) + ".";
-    const Region region = RegionAt(at, [this](std::uint64_t i) { return record_.filtered[i] != 0; });
+    std::vector<bool> isInside;
+    const Region region = RegionAt(
+        at, [this](std::uint64_t i) { return record_.filtered[i] != 0; }, isInside);
     return "No object: " + WhyNotKept(region) + ".";
 }
 

@@ -56,11 +56,13 @@ private:
     struct Shares {
         std::uint64_t pixels = 0;
         std::uint64_t candidates = 0;
-        std::uint64_t firstCandidate = 0;  ///< index of a pixel; of use only where there are candidates
+        std::uint64_t lostCandidate = 0;  ///< index of a pixel of the region that holds most of what the filter took
     };
 
     template <typename Holds>
-    Region RegionAt(std::uint64_t start, Holds holds) const;
+    Region RegionAt(std::uint64_t start, Holds holds, std::vector<bool>& isInside) const;
+    Region CandidateRegionAt(std::uint64_t start, std::vector<bool>& isInside) const;
+    void ChooseLostCandidates(const qvox::LabelImage& labels);
     std::string WhyFilteredOut(std::uint64_t candidate) const;
     std::string WhyLost(std::uint16_t label, FaultyStage stage) const;
     std::string WhyNotKept(const Region& region) const;

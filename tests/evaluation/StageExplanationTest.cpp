@@ -84,6 +84,18 @@ TEST_F(Explained, ALostObjectNamesTheStageAndTheReason) {
               "dropped it as less round than 0.75.");
 }
 
+TEST_F(Explained, AFilteredObjectIsExplainedByItsOwnRegionAndNotByTheNeighboursThatItReachesInto) {
+    Label(30, 10, 2);
+    // The upper rows of the object lie in a wide region of a neighbour, its lower ones in one of its own.
+    for (std::uint64_t x = 20; x < 60; ++x) {
+        for (std::uint64_t y = 8; y < 12; ++y) record.candidates(x, y) = static_cast<std::uint8_t>(kCandidateCode);
+    }
+    for (std::uint64_t x = 30; x < 38; ++x) {
+        for (std::uint64_t y = 13; y < 18; ++y) record.candidates(x, y) = static_cast<std::uint8_t>(kCandidateCode);
+    }
+    EXPECT_NE(Object(2).find("its candidate region of 40 px was filtered out"), std::string::npos) << Object(2);
+}
+
 TEST_F(Explained, APlaceWithoutALabelSaysHowFarItCame) {
     record.edges(5, 5) = 51;
     EXPECT_EQ(Place(5, 5),
