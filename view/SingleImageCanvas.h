@@ -8,6 +8,7 @@
 #include <wx/scrolwin.h>
 
 #include "CanvasOwner.h"
+#include "ContourIndex.h"
 #include "DisplayRange.h"
 #include "GreyLevels.h"
 #include "LabelPainter.h"
@@ -86,6 +87,7 @@ private:
     GreyLevels levels_;
     std::optional<IntensityDistribution> intensities_;
     DisplayRange range_;
+    ContourIndex contours_;
     ColourPicture painted_;
     OverlayDrawing overlay_;
     std::vector<LabelAnchor> shownAnchors_;  ///< of the numbers on the screen
