@@ -117,7 +117,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.dryRun.word = "analyse";
-    run.dryRun.isAnalysis = true;
+    run.dryRun.needs = DryRunNeeds::kAnalysis;
     run.dryRun.cost = maker.cost;
     run.dryRun.needed = maker.startsFrom;
     if (!replaces) run.dryRun.kept = &ImageFiles::labels;
