@@ -18,6 +18,7 @@
 #include "ReportPart.h"
 #include "ReportWriting.h"
 #include "SharedFiles.h"
+#include "TablePart.h"
 #include "ToolkitError.h"
 #include "Version.h"
 
@@ -193,8 +194,8 @@ int MergeRecords(const MergeOptions& options, Progress& progress) {
 
 /// Where the images of a report are in its parts.
 struct ReportPlaces {
-    std::vector<std::string> paths;  // by place
-    std::vector<std::size_t> part;   // by place; the number of parts: none
+    std::vector<std::uint32_t> part;  // by place; the number of parts: none
+    std::vector<std::uint64_t> keys;  // of the paths, by place
     ReportPartHead head;
 };
 
@@ -204,8 +205,8 @@ ReportPlaces LookThroughParts(const std::vector<std::string>& parts, MergeProble
         ReportPartReader reader(parts[part]);
         if (part == 0) {
             found.head = reader.Head();
-            found.paths.resize(found.head.images);
-            found.part.resize(found.head.images, parts.size());
+            found.keys.resize(found.head.images);
+            found.part.resize(found.head.images, static_cast<std::uint32_t>(parts.size()));
         }
         const std::string difference = PartDifference(reader.Head(), found.head);
         if (!difference.empty()) {
@@ -214,13 +215,13 @@ ReportPlaces LookThroughParts(const std::vector<std::string>& parts, MergeProble
         }
         ReportPartImage image;
         while (reader.Next(image)) {
-            if (image.place >= found.paths.size()) throw qvox::ToolkitError("'" + parts[part] + "' is damaged.");
-            const std::size_t earlier = std::exchange(found.part[image.place], part);
+            if (image.place >= found.part.size()) throw qvox::ToolkitError("'" + parts[part] + "' is damaged.");
+            const std::uint32_t earlier = std::exchange(found.part[image.place], static_cast<std::uint32_t>(part));
             if (earlier < parts.size()) {
                 problems.Add("come twice",
                              "'" + image.image.path + "' is in '" + parts[earlier] + "' and in '" + parts[part] + "'.");
             }
-            found.paths[image.place] = image.image.path;
+            found.keys[image.place] = ImageKey(image.image.path);
         }
     }
     return found;
@@ -228,18 +229,19 @@ ReportPlaces LookThroughParts(const std::vector<std::string>& parts, MergeProble
 
 void RequireAllImages(const MergeOptions& options, const ReportPlaces& found, MergeProblems& problems) {
     const std::optional<ImageListing> listing = KnownImages(options);
-    const bool isListed = listing && listing->images.size() == found.paths.size();
+    const bool isListed = listing && listing->images.size() == found.part.size();
     if (listing && !isListed) {
-        problems.Add("differ", "The report is of " + std::to_string(found.paths.size()) + " images, not of the " +
+        problems.Add("differ", "The report is of " + std::to_string(found.part.size()) + " images, not of the " +
                                    std::to_string(listing->images.size()) + " given.");
     }
-    for (std::size_t place = 0; place < found.paths.size(); ++place) {
+    for (std::size_t place = 0; place < found.part.size(); ++place) {
         const std::string wanted = isListed ? TextOf(listing->images[place]) : std::string();
         if (found.part[place] == options.parts.size()) {
             const std::string name = isListed ? "'" + wanted + "'" : "Image " + std::to_string(place + 1);
             problems.Add("are missing", name + " is missing.");
-        } else if (isListed && found.paths[place] != wanted) {
-            problems.Add("differ", "'" + found.paths[place] + "' stands where '" + wanted + "' is to be.");
+        } else if (isListed && found.keys[place] != ImageKey(wanted)) {
+            problems.Add("differ", "Another image stands in '" + options.parts[found.part[place]] + "' where '" +
+                                       wanted + "' is to be.");
         }
     }
 }
@@ -255,9 +257,11 @@ int MergeReports(const MergeOptions& options, Progress& progress) {
     if (Tell(problems, options, progress)) return kExitSomeFailed;
     ReportOptions report;
     report.folder = FullPath(options.output);
-    for (const std::string& path : found.paths) report.images.push_back(wxString::FromUTF8(path));
+    // All of them come from the parts, with their paths.
+    report.images = {found.part.size(), [](std::size_t) { return wxString(); }};
     report.groups = found.head.groups;
-    if (!report.groups.empty()) report.groupOfImage.resize(found.paths.size(), 0);
+    if (!report.groups.empty()) report.groupOfImage.resize(found.part.size(), 0);
+    report.thumbnails = found.head.thumbnails;
     report.selection = found.head.selection;
     if (found.head.binWidth > 0.0) report.binWidthNm = found.head.binWidth;
     if (options.existing == ExistingLabels::kReplace) report.existing = ExistingReport::kReplace;

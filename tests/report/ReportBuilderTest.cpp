@@ -193,7 +193,7 @@ TEST(ReportBuilder, AnInterruptLeavesThePageAndTheTablesThatAreThere) {
     const std::vector<std::string> files{"report.html", "objects.csv", "summary.csv", "bins.csv"};
     for (const std::string& name : files) before.push_back(BytesOf(folder.Path() / name));
     options.existing = ExistingReport::kReplace;
-    options.images.resize(1);
+    options.images = {"/d/a/1.tif"};
     options.groups.clear();
     struct Interrupt {};
     for (const char* const step : {"Drawing order", "Writing the tables"}) {
@@ -219,7 +219,7 @@ TEST(ReportBuilder, RefusesAFolderWithFiguresOfOthers) {
 TEST(ReportBuilder, TakesTheAreaOfThePartThatWasAnalysed) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());
-    options.images.resize(1);
+    options.images = {"/d/a/1.tif"};
     options.groups.clear();
     ReportBuilder builder(options);
     const Position position = Discs(8, 9);
@@ -233,7 +233,7 @@ TEST(ReportBuilder, TakesTheAreaOfThePartThatWasAnalysed) {
 TEST(ReportBuilder, DoesNotCountWhatWasFilled) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());
-    options.images.resize(1);
+    options.images = {"/d/a/1.tif"};
     options.groups.clear();
     ReportBuilder builder(options);
     const Position position = Discs(8, 9);
