@@ -94,6 +94,8 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle), reader_([] { w
     SetSize(500, 500);
     Bind(wxEVT_CHAR_HOOK, &MainFrame::OnCharHook, this);
     Bind(wxEVT_IDLE, &MainFrame::OnIdle, this);
+    // It comes to the program, not to its window.
+    wxTheApp->Bind(wxEVT_END_SESSION, &MainFrame::OnEndSession, this);
     canvas_->SetFocus();
 }
 

@@ -106,6 +106,7 @@ public:
     void OnMouseWheel(wxMouseEvent& event) override;
     void OnChar(wxKeyEvent& event) override;
     void OnClose(wxCloseEvent& event);
+    void OnEndSession(wxCloseEvent& event);
 
     // Documents.
 
@@ -310,6 +311,7 @@ private:
     void LieIn(std::size_t index, const std::optional<FileMark>& file);
     void ShortenJournal();
     void ReplaceInJournal();
+    void OfferForeign(const std::vector<std::string>& files);
     bool Restore(const LeftJournal& journal, const std::vector<std::size_t>& images);
     std::size_t UnsavedCount() const;
 

@@ -5,6 +5,7 @@
 #include "CommandTable.h"
 #include "MainFrame.h"
 #include "OverlayGeometry.h"
+#include "RecoveryJournal.h"
 #include "SingleImageCanvas.h"
 #include "StatusTexts.h"
 
@@ -155,8 +156,6 @@ void MainFrame::OnIdle(wxIdleEvent& event) {
     event.Skip();
     if (work_ == Work::kRunning || !HasPositions()) return;
     ReadOn();
-    // A part at a time; more than a person draws in seconds.
-    constexpr std::uint64_t kJournalBytes = std::uint64_t{4} << 20;
     if (WriteJournal(kJournalBytes)) event.RequestMore();
     // Not while memory is wanted for images that are read.
     if (!reader_.IsIdle()) return;

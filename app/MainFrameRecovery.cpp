@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 #include <exception>
 #include <limits>
 #include <new>
@@ -37,12 +38,22 @@ bool MainFrame::WriteJournal(std::uint64_t bytes) {
     }
 }
 
+/// Nobody can be asked any more; the next start offers what is not saved.
+void MainFrame::OnEndSession(wxCloseEvent&) {
+    WriteJournal(std::numeric_limits<std::uint64_t>::max());
+    if (journal_ != nullptr) journal_->Leave();
+    journal_.reset();
+    // In the middle of a command the session ends the program.
+    if (work_ != Work::kRunning) Destroy();
+}
+
 void MainFrame::BeginJournal() {
     results_.assign(PositionCount(store_), std::nullopt);
     if (journal_ == nullptr) return;
     std::vector<JournalImage> images;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
-        images.push_back({store_.images.Mark(i), store_.images.SizeX(i), store_.images.SizeY(i)});
+        images.push_back(
+            {store_.images.Mark(i), store_.images.SizeX(i), store_.images.SizeY(i), store_.images.SizeZ(i)});
     }
     journal_->Begin(std::move(images));
 }
@@ -74,10 +85,25 @@ void MainFrame::ReplaceInJournal() {
     }
 }
 
+/// What this version cannot read is left to the one that wrote it, unless nobody wants it.
+void MainFrame::OfferForeign(const std::vector<std::string>& files) {
+    if (files.empty()) return;
+    wxString text =
+        "Another version of Korvane ended before labels were saved, and left them in files that this version "
+        "cannot read. That version can restore them.\n";
+    for (const std::string& file : files) text += "\n" + PathText(file);
+    wxMessageDialog dialog(this, text, "Restore labels", wxYES_NO | wxNO_DEFAULT | wxCENTRE);
+    dialog.SetYesNoLabels("Discard", "Later");
+    if (dialog.ShowModal() != wxID_YES) return;
+    for (const std::string& file : files) std::remove(file.c_str());
+}
+
 bool MainFrame::OfferRecovery(const std::string& folder) {
     bool restored = false;
     RunAlone([&] {
-        for (LeftJournal& journal : LeftJournals(folder)) {
+        LeftWork left = FindLeftWork(folder);
+        OfferForeign(left.foreign);
+        for (LeftJournal& journal : left.journals) {
             const RecoveryOffer offer = OfferOf(journal);
             wxMessageDialog dialog(this, offer.text, "Restore labels", wxYES_NO | wxCANCEL | wxCENTRE);
             dialog.SetYesNoCancelLabels("Restore", "Discard", "Later");

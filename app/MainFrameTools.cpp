@@ -31,8 +31,8 @@ void MainFrame::ShowRange(const DisplayRange& range) {
 
 void MainFrame::OnDisplayRange(wxCommandEvent&) {
     const DisplayRange before = displayRange_;
-    const IntensityDistribution intensities(store_.images.ShownIntensities());
-    DisplayRangeDialog dialog(this, intensities, before, [this](const DisplayRange& range) { ShowRange(range); });
+    DisplayRangeDialog dialog(this, canvas_->Intensities(), before,
+                              [this](const DisplayRange& range) { ShowRange(range); });
     if (dialog.ShowModal() != wxID_OK) ShowRange(before);
 }
 

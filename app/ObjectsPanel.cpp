@@ -24,6 +24,8 @@ namespace {
 
 constexpr int kWidth = 400;
 constexpr int kHeight = 560;
+/// On a screen that has no more, the table still shows some rows, and the buttons below it.
+constexpr int kLeastHeight = 450;
 constexpr int kBorder = 4;
 constexpr int kTickMs = 30;
 constexpr int kFieldWidth = 60;
@@ -98,7 +100,7 @@ ObjectsPanel::ObjectsPanel(wxWindow* parent, ObjectsPanelLinks links)
 bool ObjectsPanel::Layout() {
     if (GetSizer() == nullptr) return false;
     wxSize size = GetClientSize();
-    size.IncTo(GetMinSize());
+    size.IncTo(wxSize(GetMinSize().x, FromDIP(kLeastHeight)));
     GetSizer()->SetDimension(wxPoint(), size);
     return true;
 }

@@ -33,14 +33,15 @@ qvox::LabelImage RecoveredLabels(const RecoveredPosition& position) {
     qvox::LabelImage labels;
     const std::uint64_t width = position.image.width;
     const std::uint64_t height = position.image.height;
+    const std::uint64_t depth = position.image.depth;
     if (position.base) {
         const std::string& path = position.base->path;
         const std::optional<FileMark> now = MarkOf(path);
         const bool same = now && *now == *position.base &&
-                          LoadNewLabels(PathText(path), {width, height, 1}, labels) == LabelsFound::kLoaded;
+                          LoadNewLabels(PathText(path), {width, height, depth}, labels) == LabelsFound::kLoaded;
         if (!same) throw qvox::ToolkitError("The labels began with those of '" + path + "', which has changed since.");
     } else {
-        labels.Resize(width, height, 1);
+        labels.Resize(width, height, depth);
         labels.Zero();
     }
     for (const std::vector<std::uint8_t>& runs : position.runs) {

@@ -194,6 +194,20 @@ void AddThreshold(CLI::App& command, double& threshold) {
         ->type_name("NUMBER");
 }
 
+DryRunRules DryRunOf(const CompareOptions& options) {
+    DryRunRules rules;
+    rules.word = "compare";
+    rules.needed = &ImageFiles::seeds;
+    rules.lacks = [&options](const ImageFiles& files) { return MissingTruth(files, options.truth); };
+    rules.needs = DryRunNeeds::kPlane;
+    // Most of the time goes into the detection that finds the stages.
+    if (options.stages) rules.cost = {450.0, 40.0};
+    for (const std::optional<std::string>& file : {options.csv, options.objects, options.json, options.figure}) {
+        if (file) rules.writes.push_back(PathText(FullPath(*file)));
+    }
+    return rules;
+}
+
 }  // namespace
 
 void AddCompareOptions(CLI::App& command, CompareOptions& options) {
@@ -215,6 +229,7 @@ void AddCompareOptions(CLI::App& command, CompareOptions& options) {
     AddParameters(command, options.parameters);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunCompare(const CompareOptions& options, const Streams& streams) {
@@ -223,14 +238,16 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
     ImageRun run;
     run.input = options.input;
     CheckTruth(options.truth, run.input);
-    MakeFigureFolder(options.figure);
+    if (!options.jobs.dryRun) MakeFigureFolder(options.figure);
     run.places = options.places;
     if (options.overlay) run.written.push_back(&ImageFiles::comparison);
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    run.dryRun = DryRunOf(options);
     Findings findings;
     run.work = [&](ImageJob& job) { CompareImage(job, options, findings); };
     const int status = RunImages(run, streams);
+    if (options.jobs.dryRun) return status;
     const bool endsEarly = status == kExitSomeFailed && options.jobs.afterFailure == AfterFailure::kEnd;
     if (status == kExitInterrupted || endsEarly) return status;
     ComparisonReport report{findings.Take(), options.threshold};

@@ -12,7 +12,7 @@ CoreShares ShareOut(const JobOptions& jobs) {
         throw UsageError("--jobs " + std::to_string(*jobs.images) + " needs as many --threads, not " +
                          std::to_string(*jobs.threads) + ".");
     }
-    const unsigned threads = jobs.threads ? *jobs.threads : UsableProcessors();
+    const unsigned threads = jobs.threads ? *jobs.threads : qvox::UsableProcessors();
     return {jobs.images.value_or(threads), threads};
 }
 

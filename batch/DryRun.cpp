@@ -39,13 +39,14 @@ bool IsThere(const wxString& path) {
 /// Why an analysis would not take the image; empty when it would.
 wxString Trouble(const ImageRun& run, const qvox::ImageFileInfo& info) {
     if (!IsInputType(info.type) && !run.dryRun.takesAnyType) return "unsupported type " + PathText(info.typeText);
-    if (!run.dryRun.isAnalysis) return {};
+    if (run.dryRun.needs == DryRunNeeds::kAnyImage) return {};
     if (info.sizeZ > 1) return "it is a stack; --page N chooses one of its planes";
+    if (run.dryRun.needs == DryRunNeeds::kPlane) return {};
     const bool isGiven = run.pixelSize.nm && (run.pixelSize.holds == GivenPixelSize::Holds::kAlways ||
                                               info.resolution.x <= 0.0f || info.resolution.y <= 0.0f);
     if (isGiven) return {};
     if (info.resolution.x <= 0.0f) return "it stores no pixel size; give it with --pixel-size NM";
-    return PathText(PixelHeightTrouble(info.resolution));
+    return run.dryRun.needs == DryRunNeeds::kAnalysis ? PathText(PixelHeightTrouble(info.resolution)) : wxString();
 }
 
 DryImage Look(const ImageRun& run, const ImageFiles& files) {
@@ -56,6 +57,8 @@ DryImage Look(const ImageRun& run, const ImageFiles& files) {
     if (rules.needed != nullptr && !IsThere(files.*rules.needed)) {
         return {DryState::kLeftOut, "leave out: there is no '" + files.*rules.needed + "'"};
     }
+    const wxString lacking = rules.lacks ? rules.lacks(files) : wxString();
+    if (!lacking.empty()) return {DryState::kLeftOut, "leave out: " + lacking};
     try {
         const qvox::ImageFileInfo info = qvox::InspectImageFile(PathBytes(files.input), run.input.reading);
         const wxString trouble = Trouble(run, info);
@@ -98,8 +101,10 @@ wxString SummaryText(const ImageRun& run, const DrySums& sums) {
     const CoreShares shares = ShareOut(run.jobs);
     const auto atATime = static_cast<double>(std::min<std::size_t>(shares.images, works));
     // The largest image ends last, and its stages use further threads in part only.
-    const double seconds = 1e-9 * cost.nsPerPixel * std::max(sums.largest, sums.pixels / atATime);
-    const double memory = kProgramMiB + atATime * sums.largest * cost.bytesPerPixel / 1048576.0;
+    const double seconds =
+        std::min(1e-9 * cost.nsPerPixel * std::max(sums.largest, sums.pixels / atATime), cost.mostSeconds);
+    const double held = cost.holds == RunCost::Holds::kAllImages ? sums.pixels : atATime * sums.largest;
+    const double memory = kProgramMiB + held * cost.bytesPerPixel / 1048576.0;
     return text + wxString::Format(" Estimate with %.0f at a time: ", atATime) + DurationText(seconds) +
            wxString::Format(", %.0f MiB of memory.", std::ceil(memory / 10.0) * 10.0);
 }
@@ -117,6 +122,9 @@ int PrintDryRun(const ImageRun& run, const FilePlan& plan, const Streams& stream
         isPrinted = WriteOut(streams.output, VisibleText(files.input + ": " + image.text) + "\n");
     }
     isPrinted = isPrinted && WriteOut(streams.output, VisibleText(SummaryText(run, sums)) + "\n");
+    for (const wxString& path : run.dryRun.writes) {
+        isPrinted = isPrinted && WriteOut(streams.output, VisibleText("To write: '" + path + "'") + "\n");
+    }
     return isPrinted && sums.Of(DryState::kRefused) == 0 ? kExitDone : kExitSomeFailed;
 }
 

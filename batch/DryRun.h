@@ -1,5 +1,9 @@
 #pragma once
 
+#include <functional>
+#include <limits>
+#include <vector>
+
 #include <wx/string.h>
 
 #include "CommandTable.h"
@@ -13,6 +17,16 @@ struct ImageRun;
 struct RunCost {
     double nsPerPixel = 60.0;     ///< of one thread
     double bytesPerPixel = 12.0;  ///< at the peak
+    enum class Holds { kImagesAtWork, kAllImages } holds = Holds::kImagesAtWork;
+    double mostSeconds = std::numeric_limits<double>::infinity();  ///< that the run takes in any case
+};
+
+/// Images that a run refuses.
+enum class DryRunNeeds {
+    kAnyImage,
+    kPlane,             ///< stacks
+    kPlaneOfKnownSize,  ///< and images without a pixel size
+    kAnalysis,          ///< and those whose pixels are far from square
 };
 
 /// What a run does with an image, as far as it can be told without doing it.
@@ -20,8 +34,11 @@ struct DryRunRules {
     const char* word = "work on";            ///< "measure"
     wxString ImageFiles::*kept = nullptr;    ///< an image that has this file is skipped
     wxString ImageFiles::*needed = nullptr;  ///< an image that lacks this file is left out
-    bool isAnalysis = false;                 ///< refuses stacks and images without a pixel size
-    bool takesAnyType = false;               ///< also colours
+    /// Why an image is left out for want of another file; empty where it is not.
+    std::function<wxString(const ImageFiles& files)> lacks;
+    DryRunNeeds needs = DryRunNeeds::kAnyImage;
+    bool takesAnyType = false;     ///< also colours
+    std::vector<wxString> writes;  ///< for all images together
     RunCost cost;
 };
 

@@ -70,6 +70,8 @@ FileDigest Digest(int descriptor, const std::string& file) {
         if (count == 0) break;
         Require(EVP_DigestUpdate(sum.get(), piece.data(), static_cast<std::size_t>(count)) == 1);
         at += count;
+        // A short piece that ends where the file does is the last one.
+        if (count < static_cast<ssize_t>(piece.size()) && static_cast<std::uint64_t>(at) == digest.bytes) break;
     }
     std::array<unsigned char, EVP_MAX_MD_SIZE> bytes;
     unsigned length = 0;

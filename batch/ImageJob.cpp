@@ -68,9 +68,13 @@ qvox::ImageFileInfo ImageJob::InspectAnyType() {
     qvox::ImageFileInfo info = DoFileTask(FileTask::kLoadInput, files_.input, [this] {
         return qvox::InspectImageFile(PathBytes(files_.input), run_.input.reading);
     });
+    NoteInfo(info);
+    return info;
+}
+
+void ImageJob::NoteInfo(const qvox::ImageFileInfo& info) {
     outcome_.page = info.page;
     outcome_.hasFurtherPages = run_.input.reading.page == 0 && qvox::HasFurtherPages(info);
-    return info;
 }
 
 qvox::ImageFileInfo ImageJob::Inspect() {
@@ -138,10 +142,14 @@ void ImageJob::KeepLabels(const qvox::LabelImage& labels, const LabelStart& star
 
 Position ImageJob::Load() {
     turn_.deadline.Check();
-    const qvox::ImageFileInfo info = Inspect();
-    Position position = DoFileTask(FileTask::kLoadInput, files_.input,
-                                   [&] { return LoadInspected(files_.input, info, run_.input.reading); });
-    SettleResolution(position.image, info);
+    // The file is opened once: on a shared file system each look at it is a message to a server.
+    Position position = DoFileTask(FileTask::kLoadInput, files_.input, [this] {
+        qvox::OpenImageFile file(PathBytes(files_.input), run_.input.reading);
+        NoteInfo(file.Info());
+        Position loaded = LoadOpened(files_.input, file);
+        SettleResolution(loaded.image, file.Info());
+        return loaded;
+    });
     position.labels.SetResolution(position.image.Resolution());
     return position;
 }

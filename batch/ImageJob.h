@@ -146,6 +146,7 @@ public:
     const std::vector<wxString>& Warnings() const { return warnings_; }
 
 private:
+    void NoteInfo(const qvox::ImageFileInfo& info);
     /// The pixel size that holds for this image: the one given for the run, or the file's.
     template <typename T>
     void SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFileInfo& info);

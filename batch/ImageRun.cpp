@@ -146,6 +146,9 @@ bool WriteEnd(const ImageRun& run, const States& states, const std::array<RunTab
     const bool isPartial = IsPartial(states);
     // Each of many shards in one folder would look at the labels of all.
     const RunDocument document = run.input.shard ? RunDocument::kLeft : RunDocument::kWritten;
+    if (run.recorder && run.input.shard && run.places.output && states.empty()) {
+        run.recorder->RecordNoImages(FullPath(*run.places.output));
+    }
     if (run.recorder) failures = run.recorder->Finish(isPartial, document);
     // A table of a part of the images could be taken for the whole.
     for (RunTable* const table : tables) {

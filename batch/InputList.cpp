@@ -5,7 +5,7 @@
 namespace Korvane {
 
 ImageListing ExpandInputs(const std::vector<std::string>& arguments, const FolderChoice& choice,
-                          const std::vector<std::string>& files) {
+                          const PathList& files) {
     try {
         ImageListing listing = ListImages(arguments, choice, files);
         if (listing.fromFolders) return listing;

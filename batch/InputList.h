@@ -12,7 +12,7 @@ namespace Korvane {
 
 /// ListImages, with a UsageError for what it refuses and for patterns where no folder is among the arguments.
 ImageListing ExpandInputs(const std::vector<std::string>& arguments, const FolderChoice& choice = {},
-                          const std::vector<std::string>& files = {});
+                          const PathList& files = {});
 
 /// The images that a run was asked for, those of other shards included. What it makes goes below `output`, which is
 /// not looked through for images.

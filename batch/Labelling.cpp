@@ -39,7 +39,7 @@ void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
 wxString PageHint(const Position& position) { return position.image.SizeZ() > 1 ? "; --page N chooses one" : ""; }
 
 void Analyse(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker, Position& position) {
-    StageWriter observer(options.places, job.Files(), position.image.Resolution(), job.Messages(), job.TimeLeft());
+    StageWriter observer(options.places, job.Files(), position.image, job.Messages(), job.TimeLeft());
     try {
         maker.analyse(position, observer, job.RunParts());
         job.NoteStages(observer.StagesTold());
@@ -117,7 +117,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.dryRun.word = "analyse";
-    run.dryRun.isAnalysis = true;
+    run.dryRun.needs = DryRunNeeds::kAnalysis;
     run.dryRun.cost = maker.cost;
     run.dryRun.needed = maker.startsFrom;
     if (!replaces) run.dryRun.kept = &ImageFiles::labels;

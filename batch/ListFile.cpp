@@ -30,7 +30,11 @@ ListedImages ReadNames(std::istream& stream, ListSeparator separator, const std:
         if (name.find('\0') != std::string::npos) {
             throw qvox::ToolkitError(place + " holds a zero byte; --null reads lists whose names end in one.");
         }
-        (HasImageEnding(name) ? listed.files : listed.others).push_back(name);
+        if (HasImageEnding(name)) {
+            listed.files.push_back(name);
+        } else {
+            listed.others.push_back(name);
+        }
     }
     if (stream.bad()) {
         throw qvox::ToolkitError("Cannot read " + list + ": " + std::generic_category().message(errno) + ".");

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "PathList.h"
+
 namespace Korvane {
 
 /// What ends the name of an image in a list.
@@ -13,7 +15,7 @@ enum class ListSeparator {
 
 /// The names of a list of images, split by what has to be looked at.
 struct ListedImages {
-    std::vector<std::string> files;   ///< end in .tif or .tiff: taken as files without a look at the file system
+    PathList files;                   ///< end in .tif or .tiff: taken as files without a look at the file system
     std::vector<std::string> others;  ///< may be folders
 };
 

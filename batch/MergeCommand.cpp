@@ -2,53 +2,65 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
 
+#include "ImageRun.h"
 #include "InputList.h"
 #include "MergeProblems.h"
 #include "MergedRecords.h"
+#include "MergedReport.h"
 #include "MergedTable.h"
 #include "PathText.h"
 #include "Progress.h"
 #include "RecordLog.h"
 #include "ReportPart.h"
-#include "ReportWriting.h"
 #include "SharedFiles.h"
 #include "ToolkitError.h"
-#include "Version.h"
+#include "files/AtomicFile.h"
 
 namespace Korvane {
 
 namespace {
 
-enum class PartKind { kTable, kRecord, kReport };
+/// What parts hold. A folder of labels may also be that of a part of a report.
+struct PartKinds {
+    bool tables = false;
+    bool records = false;
+    bool reports = false;
+};
+
+bool operator!=(const PartKinds& a, const PartKinds& b) {
+    return a.tables != b.tables || a.records != b.records || a.reports != b.reports;
+}
 
 bool IsThere(const std::string& path) {
     std::error_code unreachable;
     return std::filesystem::exists(path, unreachable);
 }
 
-PartKind KindOf(const std::string& part) {
+PartKinds KindsOf(const std::string& part) {
     std::error_code unreachable;
-    if (!std::filesystem::is_directory(part, unreachable)) return PartKind::kTable;
-    if (IsThere(part + "/" + kReportPartName)) return PartKind::kReport;
-    if (IsThere(part + "/" + kRecordName)) return PartKind::kRecord;
+    PartKinds kinds;
+    kinds.tables = !std::filesystem::is_directory(part, unreachable);
+    kinds.reports = !kinds.tables && IsThere(part + "/" + kReportPartName);
+    kinds.records = !kinds.tables && IsThere(part + "/" + kRecordName);
+    if (kinds.tables || kinds.records || kinds.reports) return kinds;
     throw UsageError("The folder '" + part + "' holds neither a record of labels nor a part of a report.");
 }
 
-PartKind KindOfAll(const std::vector<std::string>& parts) {
-    const PartKind kind = KindOf(parts.front());
+PartKinds KindsOfAll(const std::vector<std::string>& parts) {
+    const PartKinds kinds = KindsOf(parts.front());
     for (const std::string& part : parts) {
-        if (KindOf(part) != kind) {
+        if (KindsOf(part) != kinds) {
             throw UsageError("'" + parts.front() + "' and '" + part + "' are of different kinds: tables, records and " +
                              "reports are merged one by one.");
         }
     }
-    return kind;
+    return kinds;
 }
 
 std::string PlaceBytes(const std::string& path) { return PathBytes(PlaceOf(PathText(FullPath(path)))); }
@@ -149,12 +161,30 @@ void RequireRecords(const MergedTable& table, const MergedRecords& records, Merg
 bool Tell(const MergeProblems& problems, const MergeOptions& options, Progress& progress) {
     for (const std::string& text : problems.Texts()) progress.Error({wxString::FromUTF8(text)});
     if (problems.Empty()) return false;
-    progress.Error({"'" + PathText(options.output) + "' is not written."});
+    progress.Error({options.output == "-" ? wxString("No table is written.")
+                                          : "'" + PathText(options.output) + "' is not written."});
     return true;
 }
 
-int MergeTables(const MergeOptions& options, Progress& progress) {
-    RequireNew(options, options.output);
+/// The standard output gets the table piece by piece, a file as a whole or not at all.
+void WriteTable(const MergedTable& table, const std::string& output, const Streams& streams) {
+    if (output == "-") {
+        table.Write([&streams](const std::string& bytes) {
+            if (!WriteOut(streams.output, bytes)) {
+                throw qvox::ToolkitError("Cannot write to the standard output: " +
+                                         std::generic_category().message(errno) + ".");
+            }
+        });
+        return;
+    }
+    qvox::AtomicFile file(output);
+    table.Write([&file](const std::string& bytes) { file.Write(bytes.data(), bytes.size()); });
+    // A write that failed makes Commit throw with its cause.
+    file.Commit();
+}
+
+int MergeTables(const MergeOptions& options, const Streams& streams, Progress& progress) {
+    if (options.output != "-") RequireNew(options, options.output);
     MergeProblems problems;
     MergedTable table(options.parts, problems);
     const std::optional<MergedRecords> records = RecordsOf(options);
@@ -164,128 +194,51 @@ int MergeTables(const MergeOptions& options, Progress& progress) {
     }
     if (known != nullptr) RequireRecords(table, *known, problems);
     if (Tell(problems, options, progress)) return kExitSomeFailed;
-    table.Write(options.output);
+    WriteTable(table, options.output, streams);
     return kExitDone;
 }
 
-int MergeRecords(const MergeOptions& options, Progress& progress) {
-    RequireNew(options, options.output + "/" + kRecordName);
-    const MergedRecords records(options.parts);
-    MergeProblems problems;
+MergedRecords CheckedRecords(const MergeOptions& options, const std::optional<ImageListing>& listing,
+                             MergeProblems& problems) {
+    MergedRecords records(options.parts);
     records.RequireDistinct(problems);
     records.RequireOneWay(problems);
-    if (const std::optional<ImageListing> listing = KnownImages(options)) {
-        for (const std::string& path : listing->images) {
-            const std::string image = TextOf(path);
-            const MergedRecords::Fact* const fact = records.Of(image);
-            if (fact == nullptr || !fact->madeLabels) problems.Add("are missing", MissingText(image, &records));
-        }
+    if (!listing) return records;
+    for (const std::string& path : listing->images) {
+        const std::string image = TextOf(path);
+        const MergedRecords::Fact* const fact = records.Of(image);
+        if (fact == nullptr || !fact->madeLabels) problems.Add("are missing", MissingText(image, &records));
     }
-    if (Tell(problems, options, progress)) return kExitSomeFailed;
+    return records;
+}
+
+void MakeOutputFolder(const std::string& folder) {
     std::error_code failure;
-    std::filesystem::create_directories(options.output, failure);
-    if (failure) {
-        throw UsageError("The folder '" + options.output + "' cannot be created: " + failure.message() + ".");
-    }
-    records.Write(options.output);
-    return kExitDone;
+    std::filesystem::create_directories(folder, failure);
+    if (!failure) return;
+    throw UsageError("The folder '" + folder + "' cannot be created: " + failure.message() + ".");
 }
 
-/// Where the images of a report are in its parts.
-struct ReportPlaces {
-    std::vector<std::string> paths;  // by place
-    std::vector<std::size_t> part;   // by place; the number of parts: none
-    ReportPartHead head;
-};
-
-ReportPlaces LookThroughParts(const std::vector<std::string>& parts, MergeProblems& problems) {
-    ReportPlaces found;
-    for (std::size_t part = 0; part < parts.size(); ++part) {
-        ReportPartReader reader(parts[part]);
-        if (part == 0) {
-            found.head = reader.Head();
-            found.paths.resize(found.head.images);
-            found.part.resize(found.head.images, parts.size());
-        }
-        const std::string difference = PartDifference(reader.Head(), found.head);
-        if (!difference.empty()) {
-            throw qvox::ToolkitError("'" + parts[part] + "' is of another report than '" + parts[0] +
-                                     "': " + difference + ".");
-        }
-        ReportPartImage image;
-        while (reader.Next(image)) {
-            if (image.place >= found.paths.size()) throw qvox::ToolkitError("'" + parts[part] + "' is damaged.");
-            const std::size_t earlier = std::exchange(found.part[image.place], part);
-            if (earlier < parts.size()) {
-                problems.Add("come twice",
-                             "'" + image.image.path + "' is in '" + parts[earlier] + "' and in '" + parts[part] + "'.");
-            }
-            found.paths[image.place] = image.image.path;
-        }
-    }
-    return found;
-}
-
-void RequireAllImages(const MergeOptions& options, const ReportPlaces& found, MergeProblems& problems) {
-    const std::optional<ImageListing> listing = KnownImages(options);
-    const bool isListed = listing && listing->images.size() == found.paths.size();
-    if (listing && !isListed) {
-        problems.Add("differ", "The report is of " + std::to_string(found.paths.size()) + " images, not of the " +
-                                   std::to_string(listing->images.size()) + " given.");
-    }
-    for (std::size_t place = 0; place < found.paths.size(); ++place) {
-        const std::string wanted = isListed ? TextOf(listing->images[place]) : std::string();
-        if (found.part[place] == options.parts.size()) {
-            const std::string name = isListed ? "'" + wanted + "'" : "Image " + std::to_string(place + 1);
-            problems.Add("are missing", name + " is missing.");
-        } else if (isListed && found.paths[place] != wanted) {
-            problems.Add("differ", "'" + found.paths[place] + "' stands where '" + wanted + "' is to be.");
-        }
-    }
-}
-
-int MergeReports(const MergeOptions& options, Progress& progress) {
+/// Records, reports, or both of the same folders. Nothing is written unless all of it can be.
+int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& progress) {
+    if (kinds.records) RequireNew(options, options.output + "/" + kRecordName);
+    const auto existing =
+        options.existing == ExistingLabels::kReplace ? ExistingReport::kReplace : ExistingReport::kRefuse;
+    const std::string thereIs = kinds.reports ? ExistingReportFile(options.output) : "";
+    if (!thereIs.empty()) RequireNew(options, thereIs);
     MergeProblems problems;
-    ReportPlaces found = LookThroughParts(options.parts, problems);
-    if (found.head.version != kVersion) {
-        throw qvox::ToolkitError("The parts are of version " + found.head.version + ", this program is version " +
-                                 kVersion + ".");
+    const std::optional<ImageListing> listing = KnownImages(options);
+    std::optional<MergedRecords> records;
+    if (kinds.records) records = CheckedRecords(options, listing, problems);
+    std::optional<MergedReport> report;
+    if (kinds.reports) {
+        report.emplace(options.parts, problems);
+        report->RequireAllImages(listing, problems);
     }
-    RequireAllImages(options, found, problems);
     if (Tell(problems, options, progress)) return kExitSomeFailed;
-    ReportOptions report;
-    report.folder = FullPath(options.output);
-    for (const std::string& path : found.paths) report.images.push_back(wxString::FromUTF8(path));
-    report.groups = found.head.groups;
-    if (!report.groups.empty()) report.groupOfImage.resize(found.paths.size(), 0);
-    report.selection = found.head.selection;
-    if (found.head.binWidth > 0.0) report.binWidthNm = found.head.binWidth;
-    if (options.existing == ExistingLabels::kReplace) report.existing = ExistingReport::kReplace;
-    std::unique_ptr<ReportBuilder> builder;
-    try {
-        builder = std::make_unique<ReportBuilder>(std::move(report));
-    } catch (const qvox::ToolkitError& error) {
-        throw UsageError(error.what());
-    }
-    for (const std::string& part : options.parts) {
-        ReportPartReader reader(part);
-        ReportPartImage image;
-        while (reader.Next(image)) builder->AddKnown(image.place, image);
-    }
-    if (!builder->HasImages()) throw qvox::ToolkitError("None of the parts has an image to report on.");
-    return WriteWholeReport(*builder, FullPath(options.output), progress) ? kExitDone : kExitSomeFailed;
-}
-
-int Merge(const MergeOptions& options, PartKind kind, Progress& progress) {
-    switch (kind) {
-        case PartKind::kTable:
-            return MergeTables(options, progress);
-        case PartKind::kRecord:
-            return MergeRecords(options, progress);
-        case PartKind::kReport:
-            break;
-    }
-    return MergeReports(options, progress);
+    MakeOutputFolder(options.output);
+    if (records) records->Write(options.output);
+    return !report || report->Write(options.output, existing, progress) ? kExitDone : kExitSomeFailed;
 }
 
 }  // namespace
@@ -296,7 +249,7 @@ void AddMergeOptions(CLI::App& command, MergeOptions& options) {
                     "Tables, folders of labels with their records, or reports of shards; all of one kind")
         ->required()
         ->type_name("");
-    command.add_option("-o,--output", options.output, "The table, the folder for the record, or for the report")
+    command.add_option("-o,--output", options.output, "The table (- is the standard output), or the folder for the record and the report")
         ->required()
         ->type_name("PLACE");
     AddKnownImages(command, options.input);
@@ -311,12 +264,16 @@ void AddMergeOptions(CLI::App& command, MergeOptions& options) {
 
 int RunMerge(const MergeOptions& options, const Streams& streams) {
     RequireParts(options);
-    const PartKind kind = KindOfAll(options.parts);
-    if (kind != PartKind::kTable && !options.labels.empty()) throw UsageError("--labels is for tables.");
+    const PartKinds kinds = KindsOfAll(options.parts);
+    if (!kinds.tables && !options.labels.empty()) throw UsageError("--labels is for tables.");
+    if (!kinds.tables && options.output == "-") {
+        throw UsageError("Only tables can go to the standard output; -o names the folder for records and reports.");
+    }
     Progress progress(streams.messages, options.input.verbosity, 0);
     try {
-        const int status = Merge(options, kind, progress);
-        if (status == kExitDone) {
+        const int status =
+            kinds.tables ? MergeTables(options, streams, progress) : MergeFolders(options, kinds, progress);
+        if (status == kExitDone && options.output != "-") {
             progress.Note(wxString::Format("%zu parts are merged in '", options.parts.size()) +
                           PathText(options.output) + "'.");
         }

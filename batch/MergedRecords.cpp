@@ -9,8 +9,10 @@
 #include <utility>
 
 #include "FileDigest.h"
+#include "PathText.h"
 #include "RecordDocument.h"
 #include "RecordLog.h"
+#include "ResultFiles.h"
 #include "TablePart.h"
 #include "ToolkitError.h"
 #include "files/AtomicFile.h"
@@ -60,6 +62,14 @@ std::vector<Fact> FactsOf(const std::string& folder, std::uint32_t number) {
     return facts;
 }
 
+/// How many parts the ends of two paths have in common.
+std::size_t SharedParts(const std::string& a, const std::string& b) {
+    const auto [endA, endB] = std::mismatch(a.rbegin(), a.rend(), b.rbegin(), b.rend());
+    const auto shared = std::count(a.rbegin(), endA, '/');
+    const bool isWhole = (endA == a.rend() || *endA == '/') && (endB == b.rend() || *endB == '/');
+    return static_cast<std::size_t>(shared) + (isWhole ? 1 : 0);
+}
+
 /// Without what images may differ in.
 RecordEntry Making(RecordEntry entry) {
     entry.page.reset();
@@ -92,7 +102,32 @@ const Fact* MergedRecords::Of(const std::string& imagePath) const {
         const Fact& fact = facts_[at->second];
         if (found == nullptr || fact.madeLabels) found = &fact;
     }
-    return found;
+    return found != nullptr ? found : OfMoved(imagePath);
+}
+
+const Fact* MergedRecords::OfMoved(const std::string& imagePath) const {
+    if (byLabels_.empty()) {
+        for (std::size_t i = 0; i < facts_.size(); ++i) {
+            byLabels_.emplace_back(facts_[i].labels, static_cast<std::uint32_t>(i));
+        }
+        std::sort(byLabels_.begin(), byLabels_.end());
+    }
+    const std::uint64_t key = ImageKey(kLabelsPrefix + imagePath.substr(imagePath.rfind('/') + 1));
+    const Fact* found = nullptr;
+    std::size_t longest = 0;
+    bool isTie = false;
+    auto at = std::lower_bound(byLabels_.begin(), byLabels_.end(), std::make_pair(key, std::uint32_t{0}));
+    for (; at != byLabels_.end() && at->first == key; ++at) {
+        const std::string recorded = Entry(facts_[at->second]).path;
+        const std::size_t shared = SharedParts(recorded, imagePath);
+        std::error_code unreachable;
+        if (shared < longest || shared == 0) continue;
+        if (std::filesystem::exists(PathBytes(wxString::FromUTF8(recorded)), unreachable)) continue;
+        isTie = shared == longest;
+        longest = shared;
+        found = &facts_[at->second];
+    }
+    return isTie ? nullptr : found;
 }
 
 RecordEntry MergedRecords::Entry(const Fact& fact) const {

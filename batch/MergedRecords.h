@@ -27,7 +27,8 @@ public:
     };
     /// In the order of the records' lines.
     const std::vector<Fact>& Facts() const { return facts_; }
-    /// The fact about an image; null where there is none.
+    /// The fact about an image; null where there is none. Where images were moved after they were recorded, that of the
+    /// image that is no longer there and whose path ends as this one, in more folders than any other.
     const Fact* Of(const std::string& imagePath) const;
     RecordEntry Entry(const Fact& fact) const;
     const std::vector<std::string>& Folders() const { return folders_; }
@@ -41,9 +42,12 @@ public:
     void Write(const std::string& folder) const;
 
 private:
+    const Fact* OfMoved(const std::string& imagePath) const;
+
     std::vector<std::string> folders_;
     std::vector<Fact> facts_;
     std::vector<std::pair<std::uint64_t, std::uint32_t>> byImage_;
+    mutable std::vector<std::pair<std::uint64_t, std::uint32_t>> byLabels_;  // filled when an image was moved
 };
 
 }  // namespace Korvane

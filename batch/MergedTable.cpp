@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <numeric>
 #include <queue>
+#include <system_error>
 #include <utility>
 
 #include "PathText.h"
 #include "ToolkitError.h"
-#include "files/AtomicFile.h"
 
 namespace Korvane {
 
@@ -52,45 +54,94 @@ private:
     std::vector<std::pair<std::uint64_t, std::uint32_t>> keys_;
 };
 
+/// The numbers below `count` by what they stand for; those of equal keys in their order.
+template <typename Key>
+std::vector<std::uint32_t> SortedBy(std::size_t count, Key key) {
+    std::vector<std::uint32_t> numbers(count);
+    std::iota(numbers.begin(), numbers.end(), 0u);
+    std::sort(numbers.begin(), numbers.end(), [&key](std::uint32_t a, std::uint32_t b) {
+        return key(a) != key(b) ? key(a) < key(b) : a < b;
+    });
+    return numbers;
+}
+
+/// What to do about an image that is not where the table says.
+std::string MovedHint(const std::string& image) {
+    std::error_code unreachable;
+    if (std::filesystem::exists(PathBytes(wxString::FromUTF8(image)), unreachable)) return "";
+    return " It is not there any more: if it was moved, measure writes the table with its new place.";
+}
+
+/// Sees rows of an image that come again: labels ascend, so a smaller one begins a second set.
+class RowLabels {
+public:
+    explicit RowLabels(const RowReader& reader) : reader_(reader) {}
+    /// Once for each image.
+    bool ComeAgain(bool isNewImage) {
+        const unsigned long label = reader_.Label();
+        if (isNewImage) hasTold_ = false;
+        const bool again = !isNewImage && !hasTold_ && label > 0 && last_ > 0 &&
+                           (label < last_ || (label == last_ && !reader_.HasPieces()));
+        last_ = label;
+        hasTold_ = hasTold_ || again;
+        return again;
+    }
+
+private:
+    const RowReader& reader_;
+    unsigned long last_ = 0;
+    bool hasTold_ = false;
+};
+
 }  // namespace
 
 MergedTable::MergedTable(const std::vector<std::string>& parts, MergeProblems& problems) {
     std::string version;
     for (const std::string& path : parts) {
         parts_.push_back(std::make_unique<RowReader>(path));
-        RowReader& reader = *parts_.back();
-        const auto part = static_cast<std::uint32_t>(parts_.size() - 1);
-        if (reader.Header() != parts_.front()->Header()) {
+        if (parts_.back()->Header() != parts_.front()->Header()) {
             throw qvox::ToolkitError(Quoted(path) + " has other columns than " + Quoted(parts.front()) + ".");
         }
-        std::string last;
-        while (reader.Next()) {
-            const std::string image = reader.Image();
-            const bool isNew = blocks_.empty() || blocks_.back().part != part || image != last;
-            if (!isNew) {
-                blocks_.back().length += reader.Length();
-                continue;
-            }
-            last = image;
-            blocks_.push_back({ImageKey(image), reader.Offset(), reader.Length(), part, 0});
-            const std::string made = reader.Version();
-            if (version.empty()) version = made;
-            if (made == version) continue;
-            problems.Add("were measured by another version", VersionText(image, path, made, version));
-        }
+        ReadPart(static_cast<std::uint32_t>(parts_.size() - 1), version, problems);
     }
     RequireDistinct(problems);
 }
 
+void MergedTable::ReadPart(std::uint32_t part, std::string& version, MergeProblems& problems) {
+    RowReader& reader = *parts_[part];
+    std::string last;
+    RowLabels labels(reader);
+    while (reader.Next()) {
+        const std::string image = reader.Image();
+        const bool isNew = blocks_.empty() || blocks_.back().part != part || image != last;
+        if (labels.ComeAgain(isNew)) {
+            problems.Add("have rows that come twice",
+                         "The rows of " + Quoted(image) + " come twice in " + Quoted(reader.Path()) + ".");
+        }
+        if (!isNew) {
+            blocks_.back().length += reader.Length();
+            continue;
+        }
+        last = image;
+        blocks_.push_back({ImageKey(image), reader.Offset(), reader.Length(), part, 0});
+        const std::string made = reader.Version();
+        if (version.empty()) version = made;
+        if (made == version) continue;
+        problems.Add("were measured by another version", VersionText(image, reader.Path(), made, version));
+    }
+}
+
 void MergedTable::RequireDistinct(MergeProblems& problems) const {
-    std::vector<RowBlock> sorted = blocks_;
-    std::stable_sort(sorted.begin(), sorted.end(), [](const RowBlock& a, const RowBlock& b) { return a.key < b.key; });
+    const std::vector<std::uint32_t> sorted =
+        SortedBy(blocks_.size(), [this](std::uint32_t block) { return blocks_[block].key; });
     for (std::size_t i = 0; i + 1 < sorted.size(); ++i) {
-        if (sorted[i].key != sorted[i + 1].key) continue;
-        const std::string image = ImageOf(sorted[i]);
-        if (image != ImageOf(sorted[i + 1])) continue;
-        const std::string& one = parts_[sorted[i].part]->Path();
-        const std::string& other = parts_[sorted[i + 1].part]->Path();
+        const RowBlock& first = blocks_[sorted[i]];
+        const RowBlock& second = blocks_[sorted[i + 1]];
+        if (first.key != second.key) continue;
+        const std::string image = ImageOf(first);
+        if (image != ImageOf(second)) continue;
+        const std::string& one = parts_[first.part]->Path();
+        const std::string& other = parts_[second.part]->Path();
         problems.Add("come twice", Quoted(image) +
                                        (one == other ? " comes twice in " + Quoted(one)
                                                      : " is in " + Quoted(one) + " and in " + Quoted(other)) +
@@ -112,12 +163,10 @@ std::vector<std::size_t> MergedTable::Arrange(const ImageListing& listing, Merge
         if (places.Find(image, block.image)) {
             hasRows[block.image] = true;
         } else {
-            problems.Add("are none of those asked for",
-                         Quoted(image) + " of " + Quoted(parts_[block.part]->Path()) + " is none of the images.");
+            problems.Add("are none of those asked for", Quoted(image) + " of " + Quoted(parts_[block.part]->Path()) +
+                                                            " is none of the images." + MovedHint(image));
         }
     }
-    std::stable_sort(blocks_.begin(), blocks_.end(),
-                     [](const RowBlock& a, const RowBlock& b) { return a.image < b.image; });
     isArranged_ = true;
     std::vector<std::size_t> without;
     for (std::size_t i = 0; i < hasRows.size(); ++i) {
@@ -126,48 +175,48 @@ std::vector<std::size_t> MergedTable::Arrange(const ImageListing& listing, Merge
     return without;
 }
 
-std::vector<RowBlock> MergedTable::InNaturalOrder() const {
+std::vector<std::uint32_t> MergedTable::InListedOrder() const {
+    return SortedBy(blocks_.size(), [this](std::uint32_t block) { return blocks_[block].image; });
+}
+
+std::vector<std::uint32_t> MergedTable::InNaturalOrder() const {
     struct Front {
         std::string image;
-        std::size_t block;
+        std::uint32_t block;
     };
     const auto isLater = [](const Front& a, const Front& b) { return NaturalLess(b.image, a.image); };
     std::priority_queue<Front, std::vector<Front>, decltype(isLater)> fronts(isLater);
-    for (std::size_t i = 0; i < blocks_.size(); ++i) {
+    for (std::uint32_t i = 0; i < blocks_.size(); ++i) {
         if (i == 0 || blocks_[i].part != blocks_[i - 1].part) fronts.push({ImageOf(blocks_[i]), i});
     }
-    std::vector<RowBlock> ordered;
+    std::vector<std::uint32_t> ordered;
     ordered.reserve(blocks_.size());
     while (!fronts.empty()) {
-        const std::size_t block = fronts.top().block;
+        const std::uint32_t block = fronts.top().block;
         fronts.pop();
-        ordered.push_back(blocks_[block]);
+        ordered.push_back(block);
         const bool hasNext = block + 1 < blocks_.size() && blocks_[block + 1].part == blocks_[block].part;
         if (hasNext) fronts.push({ImageOf(blocks_[block + 1]), block + 1});
     }
     return ordered;
 }
 
-void MergedTable::Write(const std::string& path) const {
-    qvox::AtomicFile file(path);
+void MergedTable::Write(const std::function<void(const std::string& bytes)>& put) const {
     std::string pending = parts_.front()->Header();
-    const auto flush = [&] {
-        file.Write(pending.data(), pending.size());
-        pending.clear();
-    };
     constexpr std::size_t kPiece = std::size_t{1} << 20;
-    for (const RowBlock& block : isArranged_ ? blocks_ : InNaturalOrder()) {
+    for (const std::uint32_t number : isArranged_ ? InListedOrder() : InNaturalOrder()) {
+        const RowBlock& block = blocks_[number];
         RowReader& reader = *parts_[block.part];
         reader.GoTo(block.offset);
         for (std::uint64_t done = 0; done < block.length; done += reader.Length()) {
             if (!reader.Next()) throw qvox::ToolkitError(Quoted(reader.Path()) + " was changed while it was read.");
             pending += reader.Row();
         }
-        if (pending.size() >= kPiece) flush();
+        if (pending.size() < kPiece) continue;
+        put(pending);
+        pending.clear();
     }
-    flush();
-    // A write that failed makes Commit throw with its cause.
-    file.Commit();
+    put(pending);
 }
 
 }  // namespace Korvane

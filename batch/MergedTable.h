@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,18 +30,20 @@ public:
         for (const RowBlock& block : blocks_) look(ImageOf(block));
     }
 
-    /// Writes the whole table, complete or not at all. Without Arrange, images come in natural order of their paths, as
-    /// far as those of each part do. Throws ToolkitError.
-    void Write(const std::string& path) const;
+    /// Gives the bytes of the whole table to `put`. Without Arrange, images come in natural order of their paths, as far
+    /// as those of each part do. Throws ToolkitError.
+    void Write(const std::function<void(const std::string& bytes)>& put) const;
 
 private:
+    void ReadPart(std::uint32_t part, std::string& version, MergeProblems& problems);
     void RequireDistinct(MergeProblems& problems) const;
     std::string ImageOf(const RowBlock& block) const;
-    std::vector<RowBlock> InNaturalOrder() const;
+    std::vector<std::uint32_t> InNaturalOrder() const;
+    std::vector<std::uint32_t> InListedOrder() const;
 
     std::vector<std::unique_ptr<RowReader>> parts_;
     bool isArranged_ = false;
-    std::vector<RowBlock> blocks_;  // part by part, or in the order of the listing
+    std::deque<RowBlock> blocks_;  // part by part
 };
 
 }  // namespace Korvane

@@ -35,7 +35,7 @@ enum class RecordCheck { kWarn, kStrict };
 /// The images of a run. Paths are the file system's bytes.
 struct InputOptions {
     std::vector<std::string> images;  ///< files and folders, as given
-    std::vector<std::string> listed;  ///< files of a list, after those
+    PathList listed;                  ///< files of a list, after those
     FolderChoice choice;              ///< of the folders' files
     std::optional<Shard> shard;       ///< the part of them that is worked on; none: all
     qvox::ReadOptions reading;        ///< which page of each file

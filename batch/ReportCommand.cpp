@@ -122,31 +122,34 @@ void TakeShard(ReportOptions& report, const ImageListing& listing, const Shard& 
     std::vector<std::size_t> groups;
     for (std::size_t i = 0; i < listing.images.size(); ++i) {
         if (!shard.Holds(listing.keys[i])) continue;
-        std::swap(report.images[share.places.size()], report.images[i]);
         if (!report.groupOfImage.empty()) groups.push_back(report.groupOfImage[i]);
         share.places.push_back(i);
     }
-    report.images.resize(share.places.size());
+    report.images = {share.places.size(),
+                     [&listing, places = share.places](std::size_t i) { return PathText(listing.images[places[i]]); }};
     report.groupOfImage = std::move(groups);
     report.share = std::move(share);
 }
 
+ImageGroups GroupsOf(const std::string& groupBy, const ImageListing& listing) {
+    std::vector<std::string> texts;
+    for (const std::string& image : listing.images) texts.push_back(PathText(image).utf8_string());
+    return groupBy == "folder" ? GroupByFolder(texts) : GroupByTable(texts, ReadText(groupBy));
+}
+
+/// The listing stays as long as the report.
 ReportOptions OptionsFor(const ReportCommandOptions& options, const ImageListing& listing) {
     ReportOptions report;
     report.folder = FullPath(options.folder);
-    std::vector<std::string> texts;
-    for (const std::string& image : listing.images) {
-        report.images.push_back(PathText(image));
-        texts.push_back(report.images.back().utf8_string());
-    }
+    report.images = {listing.images.size(), [&listing](std::size_t i) { return PathText(listing.images[i]); }};
     if (options.groupBy) {
-        ImageGroups groups =
-            *options.groupBy == "folder" ? GroupByFolder(texts) : GroupByTable(texts, ReadText(*options.groupBy));
+        ImageGroups groups = GroupsOf(*options.groupBy, listing);
         report.groups = std::move(groups.names);
         report.groupOfImage = std::move(groups.ofImage);
     }
     report.selection = options.selection;
     report.binWidthNm = options.binWidthNm;
+    report.thumbnails = options.thumbnails;
     report.existing = options.existing;
     if (options.input.shard) TakeShard(report, listing, *options.input.shard);
     return report;
@@ -177,6 +180,34 @@ bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, co
     }
 }
 
+void AddThumbnails(CLI::App& command, std::size_t& thumbnails) {
+    const auto take = [&thumbnails](const std::string& text) {
+        const std::optional<std::size_t> number = ParseNumber<std::size_t>(text);
+        if (!number) throw CLI::ValidationError("--thumbnails", "needs a whole number, not '" + text + "'");
+        thumbnails = *number;
+    };
+    command
+        .add_option_function<std::string>("--thumbnails", take,
+                                          "Images shown on the page, at equal distances in the list (default: " +
+                                              std::to_string(kUsualThumbnails) + ")")
+        ->type_name("N");
+}
+
+/// Refuses what the report would be refused for, and prints what it would be made from.
+int TryReport(const ReportCommandOptions& options, ImageRun run, const Streams& streams) {
+    const ReportOptions report = OptionsFor(options, *run.listing);
+    try {
+        RequireFree(report);
+    } catch (const qvox::ToolkitError& error) {
+        throw UsageError(error.what());
+    }
+    run.dryRun.word = "report on";
+    run.dryRun.needed = &ImageFiles::seeds;
+    run.dryRun.needs = DryRunNeeds::kPlaneOfKnownSize;
+    for (const std::string& path : ReportFiles(report)) run.dryRun.writes.push_back(PathText(path));
+    return RunImages(run, streams);
+}
+
 }  // namespace
 
 void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
@@ -195,6 +226,7 @@ void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
         .add_option_function<std::string>("--bin-nm", takeWidth,
                                           "Width of the histogram's bins (default: chosen by the sizes)")
         ->type_name("NM");
+    AddThumbnails(command, options.thumbnails);
     AddSelectionOptions(command, options.selection,
                         {"--diameter,--by",
                          "The diameter of the report, and of the limits (default: diameter_nm); "
@@ -206,17 +238,19 @@ void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
     AddPreparation(command, options.preparation);
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunReport(const ReportCommandOptions& options, const Streams& streams) {
     ImageRun run;
     run.input = options.input;
     run.listing = ExpandInputs(options.input, options.folder);
-    const std::unique_ptr<ReportBuilder> builder = Begin(options, *run.listing);
-    Records records;
     run.places.labels = options.labels;
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
+    if (options.jobs.dryRun) return TryReport(options, std::move(run), streams);
+    const std::unique_ptr<ReportBuilder> builder = Begin(options, *run.listing);
+    Records records;
     run.work = [&options, &builder, &records](ImageJob& job) {
         try {
             ReportImage(job, options, *builder, records);

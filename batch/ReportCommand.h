@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -18,6 +19,7 @@ struct ReportCommandOptions {
     std::optional<std::string> groupBy;  ///< "folder", or the path of a table
     ObjectSelection selection;
     std::optional<double> binWidthNm;
+    std::size_t thumbnails = kUsualThumbnails;
     ExistingReport existing = ExistingReport::kRefuse;
     AnalysisParameters parameters;            ///< of the file below
     std::optional<UsedFile> parametersFile;  ///< with the parameters that the labels should have been made with

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <ctime>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "ExceptionText.h"
@@ -103,6 +105,12 @@ std::optional<RecordEntry> RunRecorder::Making(const ImageFiles& files) {
 bool RunRecorder::Knows(const ImageFiles& files) {
     const std::lock_guard<std::mutex> lock(mutex_);
     return IndexOf(files).Newest(LabelsName(files)).has_value();
+}
+
+void RunRecorder::RecordNoImages(const std::string& folder) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::error_code unreachable;
+    if (!std::filesystem::exists(folder + "/" + kRecordName, unreachable)) folders_[folder].hasEntries = true;
 }
 
 std::vector<wxString> RunRecorder::Finish(bool interrupted, RunDocument document) {

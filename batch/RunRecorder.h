@@ -53,6 +53,10 @@ public:
     /// True when the record knows the label file's name, however it was made.
     bool Knows(const ImageFiles& files);
 
+    /// The folder of labels of a shard without images gets a record too, where it has none: it tells merge that no image
+    /// is missing.
+    void RecordNoImages(const std::string& folder);
+
     /// Notes the end of the run in each folder that it wrote into, and where asked for prints their records to
     /// korvane-run.json, which looks at every label file of the folder. Returns the texts of everything that could not
     /// be recorded.

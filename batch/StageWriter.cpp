@@ -1,14 +1,22 @@
 #include "StageWriter.h"
 
+#include <utility>
+
 #include "Interrupt.h"
 #include "PathText.h"
 #include "files/ImageFile.h"
+#include "files/StoredDescription.h"
 
 namespace Korvane {
 
-StageWriter::StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
+StageWriter::StageWriter(const Places& places, const ImageFiles& files, const qvox::VoxelImage<float>& raw,
                          Progress& progress, const Deadline& deadline)
-    : places_(places), files_(files), resolution_(resolution), progress_(progress), deadline_(deadline) {}
+    : places_(places),
+      files_(files),
+      resolution_(raw.Resolution()),
+      orientation_(qvox::OrientationOf(raw.Metadata())),
+      progress_(progress),
+      deadline_(deadline) {}
 
 void StageWriter::LeaveInTime() const {
     if (Interrupted()) throw RunInterrupted();
@@ -35,6 +43,9 @@ void StageWriter::Save(DetectionStage stage, const qvox::VoxelImage<T>& map) {
     const std::string path = PathBytes(StagePath(places_, files_, stage));
     qvox::VoxelImage<T> scaled(map);
     scaled.SetResolution(resolution_);
+    qvox::Description description = scaled.Metadata();
+    qvox::SetOrientation(description, orientation_);
+    scaled.SetMetadata(std::move(description));
     qvox::SaveImageFile(path, scaled);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "Deadline.h"
 #include "DetectionObserver.h"
@@ -14,8 +15,9 @@ namespace Korvane {
 /// when the image's time is over.
 class StageWriter : public DetectionObserver {
 public:
-    StageWriter(const Places& places, const ImageFiles& files, const qvox::PixelResolution& resolution,
-                Progress& progress, const Deadline& deadline);
+    /// The maps get the pixel size and the orientation of the image `raw`.
+    StageWriter(const Places& places, const ImageFiles& files, const qvox::VoxelImage<float>& raw, Progress& progress,
+                const Deadline& deadline);
 
     /// How often a stage was announced.
     std::size_t StagesTold() const { return stagesTold_; }
@@ -36,6 +38,7 @@ private:
     const Places& places_;
     const ImageFiles& files_;
     qvox::PixelResolution resolution_;
+    std::uint16_t orientation_;
     Progress& progress_;
     const Deadline& deadline_;
     std::size_t stagesTold_ = 0;

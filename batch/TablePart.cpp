@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "MeasurementTable.h"
+#include "ParseNumber.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -23,6 +24,7 @@ RowReader::RowReader(const std::string& path) : path_(path), file_(path, std::io
     row_ = line;
     imageColumn_ = ColumnNamed("image");
     versionColumn_ = ColumnNamed("program_version");
+    labelColumn_ = ColumnNamed("label");
     if (imageColumn_ >= 0) return;
     throw qvox::ToolkitError("'" + path +
                              "' is neither a measurement table nor a table of objects with the column image.");
@@ -77,6 +79,10 @@ std::string RowReader::Field(int column) const {
         }
     }
     return field;
+}
+
+unsigned long RowReader::Label() const {
+    return labelColumn_ < 0 ? 0 : ParseNumber<unsigned long>(Field(labelColumn_)).value_or(0);
 }
 
 int RowReader::ColumnNamed(const std::string& name) const {

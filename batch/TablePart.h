@@ -34,6 +34,11 @@ public:
     /// The version of the program that measured; empty where the table does not tell.
     std::string Version() const { return versionColumn_ < 0 ? std::string() : Field(versionColumn_); }
 
+    /// The row's label, from 1; 0 where the table has no column of them.
+    unsigned long Label() const;
+    /// Whether a label may have several rows: one for each of its pieces.
+    bool HasPieces() const { return !IsCsv(); }
+
 private:
     bool ReadRow();
     std::string Field(int column) const;
@@ -46,6 +51,7 @@ private:
     char separator_ = '\t';
     int imageColumn_ = 0;
     int versionColumn_ = -1;
+    int labelColumn_ = 1;
     std::uint64_t next_ = 0;
     std::uint64_t offset_ = 0;
     std::uint64_t length_ = 0;

@@ -35,21 +35,41 @@ bool IsTruthOf(const ImageJob& job, const std::string& folder, const wxString& l
     return std::filesystem::equivalent(PathBytes(own), PathBytes(labels), unreachable);
 }
 
+namespace {
+
+/// Of another program.
+wxString ForeignTruth(const ImageFiles& files, const std::string& folder) {
+    const std::filesystem::path image(PathBytes(files.input));
+    return JoinPath(*FolderFor(folder, files.subfolder), PathText(image.stem().string() + kTruthEnding));
+}
+
+bool IsThere(const wxString& path) {
+    std::error_code unreachable;
+    return std::filesystem::exists(PathBytes(path), unreachable);
+}
+
+}  // namespace
+
+wxString MissingTruth(const ImageFiles& files, const std::string& folder) {
+    const wxString own = SegResultPath(files.input, FolderFor(folder, files.subfolder));
+    const wxString other = ForeignTruth(files, folder);
+    if (IsThere(own) || IsThere(other)) return {};
+    return "there is neither '" + own + "' nor '" + other + "'";
+}
+
 bool ReadTruth(ImageJob& job, const std::string& folder, qvox::LabelImage& truth) {
     const wxString own = SegResultPath(job.Files().input, FolderFor(folder, job.Files().subfolder));
     if (DoFileTask(FileTask::kLoadResults, own, [&] { return LoadLabels(own, truth); }) == LabelsFound::kLoaded) {
         return true;
     }
-    const std::filesystem::path image(PathBytes(job.Files().input));
-    const std::filesystem::path other = std::filesystem::path(PathBytes(*FolderFor(folder, job.Files().subfolder))) /
-                                        (image.stem().string() + kTruthEnding);
-    std::error_code unreachable;
-    if (!std::filesystem::exists(other, unreachable)) {
-        job.Warn("is left out: there is neither '" + own + "' nor '" + PathText(other.string()) + "'.");
+    const wxString missing = MissingTruth(job.Files(), folder);
+    if (!missing.empty()) {
+        job.Warn("is left out: " + missing + ".");
         return false;
     }
-    DoFileTask(FileTask::kImportLabels, PathText(other.string()), [&] {
-        LoadForeignLabels(PathText(other.string()), truth);
+    const wxString other = ForeignTruth(job.Files(), folder);
+    DoFileTask(FileTask::kImportLabels, other, [&] {
+        LoadForeignLabels(other, truth);
         return 0;
     });
     return true;

@@ -167,6 +167,20 @@ void AddEvaluations(CLI::App& command, std::size_t& evaluations) {
         ->type_name("N");
 }
 
+/// Each image is tried with each combination, in the search over all images and in about as many more in the others.
+DryRunRules DryRunOf(const TuneOptions& options) {
+    DryRunRules rules;
+    rules.word = "learn from";
+    rules.lacks = [&options](const ImageFiles& files) { return MissingTruth(files, options.truth); };
+    rules.needs = DryRunNeeds::kPlaneOfKnownSize;
+    rules.cost.nsPerPixel = 170.0 * static_cast<double>(options.evaluations);
+    rules.cost.bytesPerPixel = 150.0;
+    rules.cost.holds = RunCost::Holds::kAllImages;
+    if (options.budgetSeconds) rules.cost.mostSeconds = *options.budgetSeconds;
+    rules.writes.push_back(PathText(FullPath(options.output)));
+    return rules;
+}
+
 }  // namespace
 
 void AddTuneOptions(CLI::App& command, TuneOptions& options) {
@@ -196,6 +210,7 @@ void AddTuneOptions(CLI::App& command, TuneOptions& options) {
         "End after so many seconds; what is found then depends on the machine");
     AddPixelSizeChoice(command, options.pixelSize);
     AddJobs(command, options.jobs);
+    AddDryRun(command, options.jobs);
 }
 
 int RunTune(const TuneOptions& options, const Streams& streams) {
@@ -208,10 +223,11 @@ int RunTune(const TuneOptions& options, const Streams& streams) {
     run.doneText = [](const ImageOutcome& outcome) {
         return wxString::Format("%zu true objects", outcome.objectCount);
     };
+    run.dryRun = DryRunOf(options);
     Lessons lessons;
     run.work = [&](ImageJob& job) { ReadLesson(job, options, lessons); };
     const int status = RunImages(run, streams);
-    if (status != kExitDone) return status;
+    if (status != kExitDone || options.jobs.dryRun) return status;
 
     const std::vector<TrainingImage> images = lessons.Take();
     const unsigned jobs = ShareOut(options.jobs).images;

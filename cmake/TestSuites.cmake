@@ -2,9 +2,9 @@
 # many processes; those with a window need a display each.
 #
 # korvane_add_suites(PROGRAM [COMPUTES] [COMMAND WRAPPER...] [SUFFIX TEXT] [FILTER GTEST_FILTER] [LONG SUITE...]
-#                    [PROPERTIES NAME VALUE...])
+#                    [SERIAL SUITE...] [PROPERTIES NAME VALUE...])
 # The program is asked for its suites after it was linked. Entries are named PROGRAM.SUITE, with the suffix after it; suites
-# named LONG have the label `long`, the others `quick`. The target `korvane_tests` builds all such programs.
+# named LONG have the label `long`, the others `quick`; nothing runs beside those named SERIAL. The target `korvane_tests` builds all such programs.
 #
 # A program's own tests are not optimised: what they call is. Their common headers are compiled once for each program of
 # several files. Both together halve the time that tests take to compile. Tests that spend their time in templates of the
@@ -27,7 +27,7 @@ function(korvane_precompile_test_headers program)
 endfunction()
 
 function(korvane_add_suites program)
-    cmake_parse_arguments(ARG "COMPUTES" "SUFFIX;FILTER" "COMMAND;LONG;PROPERTIES" ${ARGN})
+    cmake_parse_arguments(ARG "COMPUTES" "SUFFIX;FILTER" "COMMAND;LONG;SERIAL;PROPERTIES" ${ARGN})
     set(entries ${CMAKE_CURRENT_BINARY_DIR}/${program}${ARG_SUFFIX}_suites.cmake)
     if(NOT TARGET korvane_tests)
         add_custom_target(korvane_tests)
@@ -43,10 +43,12 @@ function(korvane_add_suites program)
     # A list inside an argument would come apart on its way.
     list(JOIN ARG_COMMAND "|" wrapper)
     list(JOIN ARG_LONG "|" long)
+    list(JOIN ARG_SERIAL "|" serial)
     list(JOIN ARG_PROPERTIES "|" properties)
     add_custom_command(TARGET ${program} POST_BUILD
         COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:${program}> -DNAME=${program} -DSUFFIX=${ARG_SUFFIX}
-            "-DWRAPPER=${wrapper}" "-DFILTER=${ARG_FILTER}" "-DLONG=${long}" "-DPROPERTIES=${properties}"
+            "-DWRAPPER=${wrapper}" "-DFILTER=${ARG_FILTER}" "-DLONG=${long}" "-DSERIAL=${serial}"
+            "-DPROPERTIES=${properties}"
             -DOUTPUT=${entries} -P ${KORVANE_LIST_SUITES}
         BYPRODUCTS ${entries}
         VERBATIM)

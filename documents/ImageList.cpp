@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
+#include <limits>
 #include <string_view>
 #include <system_error>
-#include <unordered_map>
 #include <utility>
 
 #include "ProductNames.h"
@@ -155,14 +156,14 @@ public:
     explicit Collector(ImageListing& listing) : listing_(listing) {}
 
     void Add(const std::string& path, const std::string& subfolder = {}) {
-        std::string full = FullPath(path);
+        const std::string full = FullPath(path);
         const std::uint64_t key = PathKey(path);
-        const auto [known, isNew] = known_.try_emplace(full, listing_.images.size());
-        if (!isNew) {
-            listing_.keys[known->second] = std::min(listing_.keys[known->second], key);
+        const std::size_t place = PlaceOf(full);
+        if (place < listing_.images.size()) {
+            listing_.keys[place] = std::min(listing_.keys[place], key);
             return;
         }
-        listing_.images.push_back(std::move(full));
+        listing_.images.push_back(full);
         listing_.subfolders.push_back(subfolder);
         listing_.keys.push_back(key);
     }
@@ -180,8 +181,40 @@ public:
     }
 
 private:
+    /// The place of a path in the listing; that of the next one when it is new. The paths are not held again: of each a
+    /// slot of the table holds the place, and one at most in two slots is taken.
+    std::size_t PlaceOf(const std::string& path) {
+        const std::size_t next = listing_.images.size();
+        if (2 * next >= slots_.size()) Grow();
+        const std::size_t hash = std::hash<std::string>()(path);
+        std::size_t slot = FirstFree(hash, [&](std::uint32_t place) {
+            return hashes_[place] == hash && listing_.images[place] == path;
+        });
+        if (slots_[slot] != kFree) return slots_[slot];
+        slots_[slot] = static_cast<std::uint32_t>(next);
+        hashes_.push_back(hash);
+        return next;
+    }
+
+    /// The first slot for a hash that is free or holds a place that `isIt`.
+    template <typename IsIt>
+    std::size_t FirstFree(std::size_t hash, IsIt isIt) const {
+        std::size_t slot = hash % slots_.size();
+        while (slots_[slot] != kFree && !isIt(slots_[slot])) slot = (slot + 1) % slots_.size();
+        return slot;
+    }
+
+    void Grow() {
+        slots_.assign(std::max<std::size_t>(64, 2 * slots_.size()), kFree);
+        for (std::size_t place = 0; place < hashes_.size(); ++place) {
+            slots_[FirstFree(hashes_[place], [](std::uint32_t) { return false; })] = static_cast<std::uint32_t>(place);
+        }
+    }
+
+    static constexpr std::uint32_t kFree = std::numeric_limits<std::uint32_t>::max();
     ImageListing& listing_;
-    std::unordered_map<std::string, std::size_t> known_;
+    std::vector<std::uint32_t> slots_;
+    std::vector<std::size_t> hashes_;  // of the paths
 };
 
 }  // namespace
@@ -220,7 +253,7 @@ std::string FullPath(const std::string& path) {
 bool HasImageEnding(const std::string& name) { return EndsWithAnyCase(name, ".tif") || EndsWithAnyCase(name, ".tiff"); }
 
 ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice,
-                        const std::vector<std::string>& files) {
+                        const PathList& files) {
     ImageListing listing;
     Collector collector(listing);
     for (const std::string& argument : arguments) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "PathList.h"
+
 namespace Korvane {
 
 /// True when `a` comes before `b` in natural order: digits compare by the number they form, of any length, letters
@@ -33,8 +35,8 @@ std::uint64_t PathKey(const std::string& path);
 
 /// The images that were asked for, and how many TIFF files of folders were left out.
 struct ImageListing {
-    std::vector<std::string> images;
-    std::vector<std::string> subfolders;  ///< of each: its folder below the one that stands for it; mostly empty
+    PathList images;
+    PathList subfolders;  ///< of each: its folder below the one that stands for it; mostly empty
     /// Of each: the PathKey of its path as it was asked for, folder and name in it as they were given; of a path that
     /// came several times, the smallest. So it depends neither on the order of the arguments nor on the working folder.
     std::vector<std::uint64_t> keys;
@@ -53,7 +55,7 @@ struct ImageListing {
 /// exist is listed: it fails when its turn comes, and the others are done. `files` follow the arguments and are taken
 /// as files without a look at the file system.
 ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice = {},
-                        const std::vector<std::string>& files = {});
+                        const PathList& files = {});
 
 /// "6 products of earlier runs".
 std::string ProductsText(std::size_t count);

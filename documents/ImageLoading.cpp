@@ -58,13 +58,14 @@ qvox::LabelImage EmptyLabelsFor(const qvox::VoxelImage<float>& image) {
 }
 
 Position LoadPosition(const wxString& path, const qvox::ReadOptions& options) {
-    return LoadInspected(path, qvox::InspectImageFile(PathBytes(path), options), options);
+    qvox::OpenImageFile file(PathBytes(path), options);
+    return LoadOpened(path, file);
 }
 
-Position LoadInspected(const wxString& path, const qvox::ImageFileInfo& info, const qvox::ReadOptions& options) {
+Position LoadOpened(const wxString& path, qvox::OpenImageFile& file) {
     Position position;
     position.path = path;
-    position.image = TakeIntensities(LoadStoredImage(PathBytes(path), info, options));
+    position.image = TakeIntensities(LoadStoredImage(PathBytes(path), file));
     position.labels = EmptyLabelsFor(position.image);
     RequireWorkingMemory();
     return position;

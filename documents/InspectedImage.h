@@ -3,11 +3,11 @@
 #include <wx/string.h>
 
 #include "Position.h"
-#include "files/ImageFile.h"
+#include "files/OpenImageFile.h"
 
 namespace Korvane {
 
-/// LoadPosition of a file that InspectImageFile has told of already with the same options: it is looked at once less.
-Position LoadInspected(const wxString& path, const qvox::ImageFileInfo& info, const qvox::ReadOptions& options);
+/// LoadPosition of a file that is open already, and is closed then.
+Position LoadOpened(const wxString& path, qvox::OpenImageFile& file);
 
 }  // namespace Korvane

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace Korvane {
@@ -12,7 +13,11 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::string_view kMagic = "Korvane journal 1\n";
+/// The number behind it, up to the end of the line, is that of the format.
+constexpr std::string_view kMagic = "Korvane journal ";
+constexpr std::string_view kFormat = "2\n";
+/// Its images have one plane each.
+constexpr std::string_view kFormatOfPlanes = "1\n";
 constexpr std::uint8_t kHeadRecord = 0;
 /// Kind, position, length of the payload, checksum.
 constexpr std::size_t kRecordHead = 1 + 4 + 8 + 4;
@@ -82,15 +87,19 @@ std::optional<JournalRecord> TakeRecord(const Bytes& bytes, std::size_t& at) {
     return JournalRecord{*kind, *position, Bytes(payload, payload + *length)};
 }
 
-bool TakeHead(const JournalRecord& record, std::vector<RecoveredPosition>& positions) {
+/// The sizes that a head tells of each image.
+enum class HeadSizes { kTwo, kThree };
+
+bool TakeHead(const JournalRecord& record, HeadSizes sizes, std::vector<RecoveredPosition>& positions) {
     if (record.kind != kHeadRecord) return false;
     Taker taker(record.payload.data(), record.payload.size());
     for (std::uint32_t i = 0; i < record.position; ++i) {
         const auto mark = taker.TakeMark();
         const auto width = taker.Take<std::uint64_t>();
         const auto height = taker.Take<std::uint64_t>();
-        if (!mark || !width || !height) return false;
-        positions.push_back({{*mark, *width, *height}, std::nullopt, {}});
+        const auto depth = sizes == HeadSizes::kThree ? taker.Take<std::uint64_t>() : std::optional<std::uint64_t>(1);
+        if (!mark || !width || !height || !depth) return false;
+        positions.push_back({{*mark, *width, *height, *depth}, std::nullopt, {}});
     }
     return true;
 }
@@ -128,8 +137,10 @@ Bytes PackHead(const std::vector<JournalImage>& images) {
         PutMark(payload, image.file);
         Put(payload, image.width);
         Put(payload, image.height);
+        Put(payload, image.depth);
     }
-    Bytes bytes(kMagic.begin(), kMagic.end());
+    const std::string begin = std::string(kMagic) + std::string(kFormat);
+    Bytes bytes(begin.begin(), begin.end());
     const Bytes record = PackRecord({kHeadRecord, static_cast<std::uint32_t>(images.size()), payload});
     bytes.insert(bytes.end(), record.begin(), record.end());
     return bytes;
@@ -141,18 +152,27 @@ Bytes PackMark(const FileMark& mark) {
     return bytes;
 }
 
-bool UnpackJournal(const Bytes& bytes, std::vector<RecoveredPosition>& positions) {
+JournalContent UnpackJournal(const Bytes& bytes, std::vector<RecoveredPosition>& positions) {
     positions.clear();
-    if (bytes.size() < kMagic.size() || !std::equal(kMagic.begin(), kMagic.end(), bytes.begin())) return false;
-    std::size_t at = kMagic.size();
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    std::size_t at = kMagic.size() + kFormat.size();
+    // A beginning that was cut short has nothing behind it.
+    const std::string_view magic = text.substr(0, kMagic.size());
+    if (magic != kMagic.substr(0, magic.size())) return JournalContent::kForeign;
+    if (text.size() < at) return JournalContent::kNothing;
+    const std::string_view format = text.substr(kMagic.size(), kFormat.size());
+    if (format != kFormat && format != kFormatOfPlanes) return JournalContent::kForeign;
     const std::optional<JournalRecord> head = TakeRecord(bytes, at);
-    if (!head || !TakeHead(*head, positions)) return false;
+    if (!head || !TakeHead(*head, format == kFormat ? HeadSizes::kThree : HeadSizes::kTwo, positions)) {
+        return JournalContent::kNothing;
+    }
     while (std::optional<JournalRecord> record = TakeRecord(bytes, at)) {
-        if (record->position >= positions.size()) return false;
+        if (record->position >= positions.size()) break;
         TakeInto(positions[record->position], std::move(*record));
     }
-    return std::any_of(positions.begin(), positions.end(),
-                       [](const RecoveredPosition& position) { return !position.runs.empty(); });
+    const bool hasChanges = std::any_of(positions.begin(), positions.end(),
+                                        [](const RecoveredPosition& position) { return !position.runs.empty(); });
+    return hasChanges ? JournalContent::kChanges : JournalContent::kNothing;
 }
 
 }  // namespace Korvane

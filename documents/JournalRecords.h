@@ -23,8 +23,7 @@ std::vector<std::uint8_t> PackRecord(const JournalRecord& record);
 std::vector<std::uint8_t> PackHead(const std::vector<JournalImage>& images);
 std::vector<std::uint8_t> PackMark(const FileMark& mark);
 
-/// The positions of a journal. Reads up to the first record that is torn or damaged. False when the head is, or when no
-/// position has changes.
-bool UnpackJournal(const std::vector<std::uint8_t>& bytes, std::vector<RecoveredPosition>& positions);
+/// The positions of a journal. Reads up to the first record that is torn or damaged; of a damaged head nothing is left.
+JournalContent UnpackJournal(const std::vector<std::uint8_t>& bytes, std::vector<RecoveredPosition>& positions);
 
 }  // namespace Korvane

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <numeric>
 #include <string_view>
 #include <system_error>
@@ -32,9 +33,9 @@ constexpr mode_t kUserAlone = 0600;
     throw qvox::FileError(qvox::FileError::Task::kWrite, path, std::strerror(errno));
 }
 
-void WriteAll(int descriptor, const std::vector<std::uint8_t>& bytes, const std::string& path) {
-    for (std::size_t done = 0; done < bytes.size();) {
-        const ssize_t written = write(descriptor, bytes.data() + done, bytes.size() - done);
+void WriteAll(int descriptor, const std::uint8_t* bytes, std::size_t count, const std::string& path) {
+    for (std::size_t done = 0; done < count;) {
+        const ssize_t written = write(descriptor, bytes + done, count - done);
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) Fail(path);
         done += static_cast<std::size_t>(written);
@@ -81,7 +82,7 @@ void RecoveryJournal::Close() {
 
 void RecoveryJournal::Begin(std::vector<JournalImage> images) {
     Close();
-    waiting_.clear();
+    DropWaiting();
     bases_.assign(images.size(), {});
     images_ = std::move(images);
     numbers_.resize(images_.size());
@@ -122,7 +123,7 @@ void RecoveryJournal::Base(std::size_t position, const FileMark& labels) {
 
 void RecoveryJournal::Saved(const std::vector<std::optional<FileMark>>& results) {
     Close();
-    waiting_.clear();
+    DropWaiting();
     state_ = State::kClean;
     for (std::size_t i = 0; i < results.size() && i < numbers_.size(); ++i) {
         if (results[i]) Base(i, *results[i]);
@@ -136,23 +137,41 @@ void RecoveryJournal::Open() {
     if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) Fail(path_);
     std::vector<std::uint8_t> head = PackHead(images_);
     for (const std::vector<std::uint8_t>& base : bases_) head.insert(head.end(), base.begin(), base.end());
-    WriteAll(descriptor_, head, path_);
+    WriteAll(descriptor_, head.data(), head.size(), path_);
 }
 
 RecoveryJournal::Progress RecoveryJournal::Write(std::uint64_t bytes) {
     if (state_ != State::kChanged) return Progress::kDone;
     try {
         if (descriptor_ < 0) Open();
-        for (std::uint64_t written = 0; written < bytes && !waiting_.empty(); waiting_.pop_front()) {
-            WriteAll(descriptor_, waiting_.front(), path_);
-            written += waiting_.front().size();
+        for (std::uint64_t left = bytes; left > 0 && !waiting_.empty();) {
+            const std::vector<std::uint8_t>& first = waiting_.front();
+            const std::size_t count = std::min<std::uint64_t>(left, first.size() - writtenOfFirst_);
+            WriteAll(descriptor_, first.data() + writtenOfFirst_, count, path_);
+            left -= count;
+            writtenOfFirst_ += count;
+            if (writtenOfFirst_ < first.size()) break;
+            waiting_.pop_front();
+            writtenOfFirst_ = 0;
         }
     } catch (...) {
         state_ = State::kFailed;
-        waiting_.clear();
+        DropWaiting();
         throw;
     }
     return waiting_.empty() ? Progress::kDone : Progress::kMore;
+}
+
+void RecoveryJournal::DropWaiting() {
+    waiting_.clear();
+    writtenOfFirst_ = 0;
+}
+
+void RecoveryJournal::Leave() {
+    Write(std::numeric_limits<std::uint64_t>::max());
+    if (descriptor_ >= 0) close(descriptor_);
+    descriptor_ = -1;
+    state_ = State::kFailed;
 }
 
 LeftJournal::~LeftJournal() {
@@ -167,7 +186,7 @@ LeftJournal::LeftJournal(LeftJournal&& other) noexcept
 
 void LeftJournal::Remove() { unlink(path_.c_str()); }
 
-bool LeftJournal::Read() {
+JournalContent LeftJournal::Read() {
     std::vector<std::uint8_t> bytes(fs::file_size(path_));
     std::size_t read = 0;
     while (read < bytes.size()) {
@@ -182,7 +201,7 @@ bool LeftJournal::Read() {
     return UnpackJournal(bytes, positions_);
 }
 
-std::vector<LeftJournal> LeftJournals(const std::string& folder) {
+LeftWork FindLeftWork(const std::string& folder) {
     std::vector<std::string> paths;
     std::error_code failure;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder, failure)) {
@@ -190,16 +209,22 @@ std::vector<LeftJournal> LeftJournals(const std::string& folder) {
     }
     // Their names begin with their time.
     std::sort(paths.begin(), paths.end());
-    std::vector<LeftJournal> left;
+    LeftWork left;
     for (const std::string& path : paths) {
         const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (descriptor < 0) continue;
         LeftJournal journal(path, descriptor);
         if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) continue;
-        if (journal.Read()) {
-            left.push_back(std::move(journal));
-        } else {
-            journal.Remove();
+        switch (journal.Read()) {
+            case JournalContent::kChanges:
+                left.journals.push_back(std::move(journal));
+                break;
+            case JournalContent::kNothing:
+                journal.Remove();
+                break;
+            case JournalContent::kForeign:
+                left.foreign.push_back(path);
+                break;
         }
     }
     return left;

@@ -24,7 +24,11 @@ struct JournalImage {
     FileMark file;
     std::uint64_t width = 0;
     std::uint64_t height = 0;
+    std::uint64_t depth = 1;  ///< planes
 };
+
+/// What an idle moment of the window may write: some milliseconds, and more than a person draws in seconds.
+inline constexpr std::uint64_t kJournalBytes = std::uint64_t{4} << 20;
 
 /// Writes changes of labels as they are made into a file that outlives the program's death. The file lies in a folder
 /// for the user alone, is locked while the program lives, and is gone once nothing is unsaved.
@@ -60,9 +64,13 @@ public:
 
     enum class Progress { kMore, kDone };
 
-    /// Writes at least `bytes` of what waits, as far as there is so much. Throws ToolkitError; the journal then takes
-    /// nothing until Begin or Saved.
+    /// Writes `bytes` of what waits, as far as there is so much, in the middle of a record too. Throws ToolkitError; the
+    /// journal then takes nothing until Begin or Saved.
     Progress Write(std::uint64_t bytes);
+
+    /// Writes all that waits, and the file outlives this: its program is ended by others, and its user was not asked.
+    /// Takes nothing more. Throws as Write does.
+    void Leave();
 
     bool Waiting() const { return !waiting_.empty(); }
     /// Whether all that was given is in the file.
@@ -70,6 +78,7 @@ public:
 
 private:
     void Put(std::uint8_t kind, std::size_t position, const std::vector<std::uint8_t>& payload);
+    void DropWaiting();
     void Open();
     void Close();
 
@@ -79,6 +88,7 @@ private:
     std::vector<JournalImage> images_;
     std::vector<std::uint32_t> numbers_;  ///< by position: which of images_ it is
     std::deque<std::vector<std::uint8_t>> waiting_;
+    std::size_t writtenOfFirst_ = 0;  ///< bytes of the first that waits
     std::vector<std::vector<std::uint8_t>> bases_;  ///< by image; written before the first change; records
     enum class State { kClean, kChanged, kFailed } state_ = State::kClean;
 };
@@ -86,8 +96,15 @@ private:
 /// One position of a journal.
 struct RecoveredPosition {
     JournalImage image;
-    std::optional<FileMark> base;  ///< the result file that the labels lay in; else they begin at 0
+    std::optional<FileMark> base;                 ///< the result file that the labels lay in; else they begin at 0
     std::vector<std::vector<std::uint8_t>> runs;  ///< the changes since, in their order
+};
+
+/// What the bytes of a journal are.
+enum class JournalContent {
+    kChanges,
+    kNothing,  ///< no position has changes
+    kForeign,  ///< of another version of the program, which may be able to read them
 };
 
 /// A journal that a program left behind when it died. It stays locked while this lives, so that no other program offers
@@ -106,9 +123,9 @@ public:
     void Remove();
 
 private:
-    friend std::vector<LeftJournal> LeftJournals(const std::string& folder);
+    friend struct LeftWork FindLeftWork(const std::string& folder);
     LeftJournal(std::string path, int descriptor) : path_(std::move(path)), descriptor_(descriptor) {}
-    bool Read();
+    JournalContent Read();
 
     std::string path_;
     int descriptor_;
@@ -116,8 +133,14 @@ private:
     std::int64_t writtenAt_ = 0;
 };
 
-/// The journals of programs that are no more, the oldest first. Those without changes are removed on the way.
-std::vector<LeftJournal> LeftJournals(const std::string& folder);
+/// Of programs that are no more.
+struct LeftWork {
+    std::vector<LeftJournal> journals;  ///< the oldest first
+    std::vector<std::string> foreign;   ///< files of another version of the program, which stay as they are
+};
+
+/// Removes journals without changes on the way.
+LeftWork FindLeftWork(const std::string& folder);
 
 /// The folder of the user's journals: korvane/recovery under XDG_STATE_HOME, or under ~/.local/state. Empty where
 /// neither is known.

@@ -12,9 +12,9 @@ namespace Korvane {
 namespace {
 
 template <typename T>
-StoredImage Load(const std::string& path, const qvox::ReadOptions& options) {
+StoredImage Load(qvox::OpenImageFile& file) {
     qvox::VoxelImage<T> image;
-    qvox::LoadImageFile(path, image, options);
+    file.Load(image);
     return StoredImage(std::move(image));
 }
 
@@ -46,20 +46,20 @@ std::uint32_t StoredImage::Checksum() const {
 }
 
 StoredImage LoadStoredImage(const std::string& path, const qvox::ReadOptions& options) {
-    return LoadStoredImage(path, qvox::InspectImageFile(path, options), options);
+    qvox::OpenImageFile file(path, options);
+    return LoadStoredImage(path, file);
 }
 
-StoredImage LoadStoredImage(const std::string& path, const qvox::ImageFileInfo& info,
-                            const qvox::ReadOptions& options) {
-    switch (info.type) {
+StoredImage LoadStoredImage(const std::string& path, qvox::OpenImageFile& file) {
+    switch (file.Info().type) {
         case qvox::VoxelType::kUint8:
-            return Load<std::uint8_t>(path, options);
+            return Load<std::uint8_t>(file);
         case qvox::VoxelType::kUint16:
-            return Load<std::uint16_t>(path, options);
+            return Load<std::uint16_t>(file);
         case qvox::VoxelType::kFloat32:
-            return Load<float>(path, options);
+            return Load<float>(file);
         default:
-            RefuseInputType(path, info);
+            RefuseInputType(path, file.Info());
     }
 }
 

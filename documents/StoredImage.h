@@ -8,7 +8,7 @@
 #include <variant>
 
 #include "VoxelImage.h"
-#include "files/ImageFile.h"
+#include "files/OpenImageFile.h"
 
 namespace Korvane {
 
@@ -43,8 +43,8 @@ private:
 /// Reads one input file: 8-bit, 16-bit and float grey. Throws UnsupportedPixelType for any other voxel type,
 /// ToolkitError for a file that cannot be read, std::bad_alloc.
 StoredImage LoadStoredImage(const std::string& path, const qvox::ReadOptions& options = {});
-/// The same for a file that InspectImageFile has told of with these options.
-StoredImage LoadStoredImage(const std::string& path, const qvox::ImageFileInfo& info, const qvox::ReadOptions& options);
+/// The same for a file that is open already, and is closed then.
+StoredImage LoadStoredImage(const std::string& path, qvox::OpenImageFile& file);
 
 /// The values as they are, with resolution, offset and description. Those of a float image are moved or shared, others
 /// converted.

@@ -25,6 +25,7 @@
 #include "ParametersFile.h"
 #include "PathText.h"
 #include "PixelHeight.h"
+#include "Processors.h"
 #include "ProgramVersion.h"
 #include "ResultFiles.h"
 #include "SeededSegmentation.h"
@@ -372,6 +373,7 @@ PYBIND11_MODULE(_korvane, module) {
     module.def("write", &Write);
     module.def("read_parameters", &ReadParameters);
     module.def("default_parameters", [] { return DictOf(AnalysisParameters()); });
+    module.def("usable_processors", &qvox::UsableProcessors);
     module.def("set_threads", [](int count) {
         if (count < 1) throw py::value_error("set_threads: wanted is a number from 1 on");
         SetOpenCVThreads(count);

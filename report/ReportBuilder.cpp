@@ -1,6 +1,7 @@
 #include "ReportBuilder.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -32,6 +33,7 @@ namespace {
 
 constexpr const char* kUsualDiameter = "diameter_nm";
 constexpr const char* kFigureFolder = "figures";
+constexpr std::array<const char*, 4> kReportFiles{kReportPage, "objects.csv", "summary.csv", "bins.csv"};
 
 void MakeFolder(const std::string& path) {
     std::error_code failure;
@@ -41,24 +43,9 @@ void MakeFolder(const std::string& path) {
 
 /// The folder of the rows that wait, after it was made and found free.
 std::string PreparedFolder(const ReportOptions& options) {
-    if (options.share) {
-        const std::string part = options.folder + "/" + kReportPartName;
-        std::error_code unreachable;
-        if (options.existing == ExistingReport::kRefuse && std::filesystem::exists(part, unreachable)) {
-            throw qvox::ToolkitError("'" + part + "' exists already; --overwrite replaces it.");
-        }
-        MakeFolder(options.folder);
-        return options.folder;
-    }
-    const std::string existing = ExistingReportFile(options.folder);
-    if (options.existing == ExistingReport::kRefuse && !existing.empty()) {
-        const bool isFolder = std::filesystem::path(existing).filename() == kFigureFolder;
-        throw qvox::ToolkitError("'" + existing +
-                                 (isFolder ? "' holds files already; --overwrite replaces those of a report."
-                                           : "' exists already; --overwrite replaces a report."));
-    }
+    RequireFree(options);
     MakeFolder(options.folder);
-    MakeFolder(options.folder + "/" + kFigureFolder);
+    if (!options.share) MakeFolder(options.folder + "/" + kFigureFolder);
     return options.folder;
 }
 
@@ -83,16 +70,13 @@ std::string SelectionText(const ObjectSelection& selection) {
 
 /// What no option asked for and still left objects out.
 std::string SelectionByResult(const ReportNumbers& numbers) {
-    const auto leftOut = [&numbers](const char* reason) {
-        return std::any_of(numbers.images.begin(), numbers.images.end(),
-                           [reason](const ReportedImage& image) { return image.leftOut.count(reason) > 0; });
-    };
     std::string text;
-    const auto add = [&](const char* part) {
+    const auto add = [&](const char* reason, const char* part) {
+        if (numbers.all.leftOut.count(reason) == 0) return;
         text += (text.empty() && numbers.selection.empty() ? "" : ", ") + std::string(part);
     };
-    if (leftOut("not measured")) add("only those of which this diameter could be measured");
-    if (leftOut("filled")) add("none of which annotations cover more than a tenth");
+    add("not measured", "only those of which this diameter could be measured");
+    add("filled", "none of which annotations cover more than a tenth");
     return text;
 }
 
@@ -160,7 +144,7 @@ void RemovePictures(const std::string& folder, const std::string& name) {
 
 std::string ExistingReportFile(const std::string& folder) {
     std::error_code unreachable;
-    for (const char* const name : {kReportPage, "objects.csv", "summary.csv", "bins.csv"}) {
+    for (const char* const name : kReportFiles) {
         std::string path = folder + "/" + name;
         if (std::filesystem::exists(std::filesystem::symlink_status(path, unreachable))) return path;
     }
@@ -170,32 +154,91 @@ std::string ExistingReportFile(const std::string& folder) {
     return holdsFigures ? figures : "";
 }
 
+void RequireFree(const ReportOptions& options) {
+    if (options.existing == ExistingReport::kReplace) return;
+    if (options.share) {
+        const std::string part = options.folder + "/" + kReportPartName;
+        std::error_code unreachable;
+        if (!std::filesystem::exists(part, unreachable)) return;
+        throw qvox::ToolkitError("'" + part + "' exists already; --overwrite replaces it.");
+    }
+    const std::string existing = ExistingReportFile(options.folder);
+    if (existing.empty()) return;
+    const bool isFolder = std::filesystem::path(existing).filename() == kFigureFolder;
+    throw qvox::ToolkitError("'" + existing +
+                             (isFolder ? "' holds files already; --overwrite replaces those of a report."
+                                       : "' exists already; --overwrite replaces a report."));
+}
+
+std::vector<std::string> ReportFiles(const ReportOptions& options) {
+    if (options.share) return {options.folder + "/" + kReportPartName};
+    std::vector<std::string> files;
+    for (const char* const name : kReportFiles) files.push_back(options.folder + "/" + name);
+    files.push_back(options.folder + "/" + kFigureFolder);
+    return files;
+}
+
 ReportBuilder::ReportBuilder(ReportOptions options)
     : options_(std::move(options)),
-      rows_(options_.images.size(), PreparedFolder(options_)),
-      thumbnails_(options_.images.size(), options_.folder) {
+      isPart_(options_.images.count, false),
+      images_(options_.images.count, PreparedFolder(options_)),
+      rows_(options_.images.count, options_.folder),
+      thumbnails_(options_.images.count, options_.folder) {
     numbers_.groups = options_.groups;
     numbers_.diameter = options_.selection.diameter.value_or(kUsualDiameter);
     numbers_.selection = SelectionText(options_.selection);
     numbers_.binWidth = options_.binWidthNm.value_or(0.0);
-    numbers_.images.resize(options_.images.size());
-    for (std::size_t i = 0; i < options_.images.size(); ++i) {
-        ReportedImage& image = numbers_.images[i];
-        image.path = options_.images[i].utf8_string();
-        image.name = FileNameOf(options_.images[i]).utf8_string();
-        image.group = options_.groups.empty() ? 0 : options_.groupOfImage.at(i);
-    }
+    numbers_.imagesGiven = options_.images.count;
     ColumnNamed(numbers_.diameter);
     table_.Selection() = options_.selection;
 }
 
 std::string ReportBuilder::FileIn(const std::string& name) const { return options_.folder + "/" + name; }
 
+ReportedImage ReportBuilder::Blank(std::size_t index) const {
+    const wxString path = options_.images.path(index);
+    ReportedImage image;
+    image.path = path.utf8_string();
+    image.name = FileNameOf(path).utf8_string();
+    image.group = options_.groups.empty() ? 0 : options_.groupOfImage.at(index);
+    return image;
+}
+
+ReportedImage ReportBuilder::ImageAt(std::size_t index) {
+    const std::string kept = images_.Of(index);
+    return kept.empty() ? Blank(index) : ReadImageLine(kept, options_.folder).image;
+}
+
+void ReportBuilder::Keep(std::size_t index, const ReportedImage& image) {
+    images_.AddText(index, ImageLine({index, image, {}, {}}));
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isPart_[index] = image.leftOutBecause.empty();
+}
+
+void ReportBuilder::EachImage(const std::function<void(const ReportedImage& image)>& look) {
+    for (std::size_t i = 0; i < options_.images.count; ++i) look(ImageAt(i));
+}
+
+/// Images at equal distances, the first one among them.
+bool ReportBuilder::HasThumbnail(std::size_t index) const {
+    const std::size_t place = options_.share ? options_.share->places[index] : index;
+    return place * Thumbnails() % ImagesOfAll() < Thumbnails();
+}
+
+std::string ReportBuilder::ThumbnailsNote() const {
+    if (Thumbnails() == 0) return "<p>No thumbnails of the images were asked for.</p>\n";
+    std::string note =
+        "<p>Yellow: counted objects, with their labels; white and dashed: objects that do not count.</p>\n";
+    if (Thumbnails() == ImagesOfAll()) return note;
+    return note + "<p>Of the " + std::to_string(ImagesOfAll()) + " images " + std::to_string(Thumbnails()) +
+           ", at equal distances in their list, are shown; korvane-batch report --thumbnails changes the number.</p>\n";
+}
+
 void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     const ObjectColumn& diameter = ColumnNamed(numbers_.diameter);
     const std::vector<ObjectMeasures> objects =
         MeasureEverything(source.image, source.labels, {source.excluded, source.part});
-    ReportedImage image = numbers_.images[index];
+    ReportedImage image = Blank(index);
     const PixelScale scale = ScaleOf(source.image.Resolution());
     image.widthPx = source.image.SizeX();
     image.heightPx = source.image.SizeY();
@@ -205,10 +248,11 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     image.pixelSizeSource = source.pixelSizeSource.utf8_string();
     image.origin = source.origin;
     for (const wxString& warning : source.warnings) image.warnings.push_back(warning.utf8_string());
-    const ObjectTableImage tableImage{options_.images[index], source.image.Resolution(), source.pixelSizeSource,
+    const ObjectTableImage tableImage{options_.images.path(index), source.image.Resolution(), source.pixelSizeSource,
                                       source.origin.prepared};
     const std::string group = numbers_.groups.empty() ? "" : CsvField(numbers_.groups[image.group]) + ",";
     std::string rows;
+    const bool hasThumbnail = HasThumbnail(index);
     std::vector<ThumbnailObject> drawn;
     for (const ObjectMeasures& object : objects) {
         const std::string reasons = WhyNotCounted(options_.selection, object);
@@ -218,38 +262,40 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
             image.counted.push_back({*size, qvox::Roundness(object.areaNm2, object.perimeterNm)});
         }
         if (object.touchesEdge) ++image.atEdge;
-        drawn.push_back({object.extent.label, object.moments.xPx, object.moments.yPx,
-                         OutlineFor(numbers_.diameter, object, source.labels), reasons.empty()});
+        if (hasThumbnail) {
+            drawn.push_back({object.extent.label, object.moments.xPx, object.moments.yPx,
+                             OutlineFor(numbers_.diameter, object, source.labels), reasons.empty()});
+        }
         rows += group + table_.Rows(tableImage, {object});
     }
     image.objects = objects.size();
     image.leftOutBecause.clear();
     rows_.AddText(index, rows);
-    thumbnails_.AddText(
-        index, "<figure class=\"image\">" +
-                   ThumbnailSvg(source.image, drawn, ThumbnailWidth(ImagesOfAll()), image.name) + "<figcaption>" +
-                   HtmlText(image.name) + ": " + Counted(image.counted.size(), "object") + " counted, " +
-                   std::to_string(image.objects - image.counted.size()) + " not</figcaption></figure>\n");
-    const std::lock_guard<std::mutex> lock(mutex_);
-    numbers_.images[index] = std::move(image);
+    if (hasThumbnail) {
+        thumbnails_.AddText(
+            index, "<figure class=\"image\">" +
+                       ThumbnailSvg(source.image, drawn, ThumbnailWidth(Thumbnails()), image.name) + "<figcaption>" +
+                       HtmlText(image.name) + ": " + Counted(image.counted.size(), "object") + " counted, " +
+                       std::to_string(image.objects - image.counted.size()) + " not</figcaption></figure>\n");
+    }
+    Keep(index, image);
 }
 
-void ReportBuilder::LeaveOut(std::size_t image, const wxString& reason) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    numbers_.images[image].leftOutBecause = reason.utf8_string();
+void ReportBuilder::LeaveOut(std::size_t index, const wxString& reason) {
+    ReportedImage image = Blank(index);
+    image.leftOutBecause = reason.utf8_string();
+    Keep(index, image);
 }
 
 bool ReportBuilder::HasImages() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return std::any_of(numbers_.images.begin(), numbers_.images.end(),
-                       [](const ReportedImage& image) { return image.leftOutBecause.empty(); });
+    return std::find(isPart_.begin(), isPart_.end(), true) != isPart_.end();
 }
 
 void ReportBuilder::AddKnown(std::size_t index, const ReportPartImage& known) {
     rows_.AddText(index, known.rows);
     thumbnails_.AddText(index, known.thumbnail);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    numbers_.images[index] = known.image;
+    Keep(index, known.image);
 }
 
 void ReportBuilder::WritePart() {
@@ -259,12 +305,13 @@ void ReportBuilder::WritePart() {
     head.binWidth = numbers_.binWidth;
     head.groups = numbers_.groups;
     head.images = ImagesOfAll();
+    head.thumbnails = options_.thumbnails;
     if (options_.share) head.part = options_.share->name;
     StreamedFile file(FileIn(kReportPartName));
     file.Put(HeadLine(head));
-    for (std::size_t i = 0; i < numbers_.images.size(); ++i) {
+    for (std::size_t i = 0; i < options_.images.count; ++i) {
         const std::size_t place = options_.share ? options_.share->places[i] : i;
-        file.Put(ImageLine({place, numbers_.images[i], rows_.Of(i), thumbnails_.Of(i)}));
+        file.Put(ImageLine({place, ImageAt(i), rows_.Of(i), thumbnails_.Of(i)}));
     }
     file.Commit();
 }
@@ -313,13 +360,23 @@ ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxStri
 
 wxString ReportBuilder::Write(const std::function<void(const wxString& step)>& notify) {
     notify("Computing statistics");
+    const auto eachImage = [this](const auto& look) { EachImage(look); };
+    SummariseAll(numbers_, eachImage);
     numbers_.selection += SelectionByResult(numbers_);
-    Summarise(numbers_);
+    StreamedFile summary(FileIn("summary.csv"));
+    summary.Put(SummaryHead(numbers_));
+    constexpr std::size_t kToldAfter = 50000;
+    std::size_t done = 0;
+    SummariseImages(numbers_, eachImage, [&](const SizeSummary& image) {
+        summary.Put(SummaryLine(image));
+        if (++done % kToldAfter == 0) notify(wxString::Format("Computing statistics of images: %zu done", done));
+    });
     ReportPageParts parts = DrawFigures(notify);
     notify("Writing the tables");
     WriteObjects();
-    WriteCompleteFile(FileIn("summary.csv"), SummaryTable(numbers_));
+    summary.Commit();
     WriteCompleteFile(FileIn("bins.csv"), BinTable(numbers_));
+    parts.thumbnailsNote = ThumbnailsNote();
     parts.thumbnails = [this](const PutPart& put) { return thumbnails_.Copy(put); };
     notify("Writing the page");
     WritePage(parts);

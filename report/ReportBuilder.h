@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <mutex>
@@ -11,6 +12,7 @@
 
 #include "ObjectMeasures.h"
 #include "ObjectTable.h"
+#include "ReportImages.h"
 #include "ReportedImage.h"
 #include "RowSpool.h"
 #include "SizeSummary.h"
@@ -20,6 +22,9 @@ namespace Korvane {
 
 struct ReportPageParts;
 struct ReportPartImage;
+
+/// With more of them a page would be larger than some 40 MB.
+inline constexpr std::size_t kUsualThumbnails = 500;
 
 enum class ExistingReport { kRefuse, kReplace };
 
@@ -37,11 +42,12 @@ std::string ExistingReportFile(const std::string& folder);
 /// What a report is about and where it goes.
 struct ReportOptions {
     std::string folder;                     ///< of the files, in the file system's bytes; made where it is not there
-    std::vector<wxString> images;           ///< paths, in the order of the report
+    ReportImages images;                    ///< in the order of the report
     std::vector<std::string> groups;        ///< names, UTF-8; empty: no groups
     std::vector<std::size_t> groupOfImage;  ///< as long as `images`, where there are groups
     ObjectSelection selection;              ///< its diameter is the report's
     std::optional<double> binWidthNm;       ///< none: chosen by the sizes
+    std::size_t thumbnails = kUsualThumbnails;  ///< at most so many, at equal distances in the list of images
     ExistingReport existing = ExistingReport::kRefuse;
     std::optional<ReportShare> share;  ///< none: it is the whole report
 };
@@ -57,7 +63,12 @@ struct ReportSource {
     std::optional<ImagePart> part = std::nullopt;              ///< that was analysed; none: all of the image
 };
 
-/// Makes a report image by image. Of an image nothing is held but the sizes of its objects: their rows and the
+/// Throws ToolkitError where the folder holds a report that is not to be replaced.
+void RequireFree(const ReportOptions& options);
+/// The files that a report writes, without the figures', and the folder of these.
+std::vector<std::string> ReportFiles(const ReportOptions& options);
+
+/// Makes a report image by image. Of an image nothing is held: what is known of it, the rows of its objects and the
 /// thumbnail wait in files without a name.
 class ReportBuilder {
 public:
@@ -83,7 +94,14 @@ public:
     void WritePart();
 
 private:
-    std::size_t ImagesOfAll() const { return options_.share ? options_.share->imagesOfAll : options_.images.size(); }
+    std::size_t ImagesOfAll() const { return options_.share ? options_.share->imagesOfAll : options_.images.count; }
+    std::size_t Thumbnails() const { return std::min(options_.thumbnails, ImagesOfAll()); }
+    bool HasThumbnail(std::size_t image) const;
+    std::string ThumbnailsNote() const;
+    ReportedImage Blank(std::size_t image) const;
+    ReportedImage ImageAt(std::size_t image);
+    void Keep(std::size_t index, const ReportedImage& image);
+    void EachImage(const std::function<void(const ReportedImage& image)>& look);
     void WriteObjects();
     ReportPageParts DrawFigures(const std::function<void(const wxString& step)>& notify) const;
     void WritePage(const ReportPageParts& parts);
@@ -92,7 +110,9 @@ private:
     ReportOptions options_;
     ReportNumbers numbers_;
     ObjectTable table_;
-    mutable std::mutex mutex_;  // of numbers_.images
+    mutable std::mutex mutex_;  // of isPart_
+    std::vector<bool> isPart_;
+    RowSpool images_;
     RowSpool rows_;
     RowSpool thumbnails_;
 };

@@ -98,6 +98,12 @@ ReportFigure Histogram(const ReportNumbers& numbers) {
     return made;
 }
 
+/// Of more steps than a figure can show some are left out, at equal distances; the last one is always there.
+bool IsStep(std::size_t i, std::size_t steps) {
+    const std::size_t shown = std::min(steps, ReportNumbers::kMostPoints);
+    return (i + 1) * shown / steps > i * shown / steps;
+}
+
 ReportFigure Cumulative(const ReportNumbers& numbers) {
     FigureData data;
     ReportFigure made;
@@ -113,7 +119,7 @@ ReportFigure Cumulative(const ReportNumbers& numbers) {
         const auto n = static_cast<double>(line->sizes.size());
         data.Row({line->sizes.front(), 0.0});
         for (std::size_t i = 0; i < line->sizes.size(); ++i) {
-            data.Row({line->sizes[i], 100.0 * static_cast<double>(i + 1) / n});
+            if (IsStep(i, line->sizes.size())) data.Row({line->sizes[i], 100.0 * static_cast<double>(i + 1) / n});
         }
         figure.plot += (index == 0 ? "plot " : ", \\\n    ") + std::string("DATA index ") + IndexText(index) +
                        " using 1:2 with steps lt " + IndexText(index + 1) + " title " +
@@ -136,9 +142,10 @@ ReportFigure Shapes(const ReportNumbers& numbers) {
     FigureData data;
     ReportFigure made;
     made.title = "Diameter and roundness";
+    const std::size_t every = numbers.objectsPerShape;
     made.caption =
-        "Every counted object. Roundness is 1 for a circle; it falls where objects are oblong, bent or stuck "
-        "together.";
+        (every == 1 ? "Every counted object" : "One of every " + std::to_string(every) + " counted objects") +
+        std::string(". Roundness is 1 for a circle; it falls where objects are oblong, bent or stuck together.");
     Figure& figure = made.figure;
     figure.name = "roundness";
     figure.settings = Labels(DiameterLabel(), "roundness (no unit)") + "set key outside top center horizontal\n";
@@ -146,10 +153,9 @@ ReportFigure Shapes(const ReportNumbers& numbers) {
     std::size_t index = 0;
     for (const SizeSummary* const line : lines) {
         data.BeginBlock({"diameter_nm", "roundness"});
-        for (const ReportedImage& image : numbers.images) {
-            const bool isPart = line->name.empty() || numbers.groups[image.group] == line->name;
-            if (!image.leftOutBecause.empty() || !isPart) continue;
-            for (const ReportedObject& object : image.counted) data.Row({object.diameterNm, object.roundness});
+        for (const ShapePoint& point : numbers.shapes) {
+            if (!line->name.empty() && numbers.groups[point.group] != line->name) continue;
+            data.Row({point.object.diameterNm, point.object.roundness});
         }
         figure.plot += (index == 0 ? "plot " : ", \\\n    ") + std::string("DATA index ") + IndexText(index) +
                        " using 1:2 with points lt " + IndexText(index + 1) + " title " +
@@ -172,87 +178,139 @@ void AddBox(FigureData& boxes, double place, const SizeSummary& summary) {
                NameOf(summary) + ", " + NText(summary)});
 }
 
-void AddFarSizes(FigureData& points, double place, const SizeSummary& summary) {
-    const double low = Quantile(summary.sizes, 0.25);
-    const double high = Quantile(summary.sizes, 0.75);
-    const double reach = kWhisker * (high - low);
-    for (const double size : summary.sizes) {
-        if (size < low - reach || size > high + reach) points.Row({place, size});
+/// Parts of the report side by side along an axis: groups, or the images, several of which share a place where they
+/// are too many.
+struct PartsInRow {
+    const std::vector<SizeSummary>& parts;
+    bool isOfGroups;
+    std::size_t perPlace;  // images or groups
+    std::size_t all;
+
+    /// Of a part among all images, counted from 1.
+    double PlaceOf(std::size_t part) const {
+        const std::size_t first = part * perPlace;
+        return static_cast<double>(first + 1) + static_cast<double>(std::min(perPlace, all - first) - 1) / 2.0;
     }
+    std::string AxisText() const {
+        const std::string axis = std::string(isOfGroups ? "group" : "image") + ", by its place in the table";
+        return perPlace == 1 ? axis : axis + " (" + std::to_string(perPlace) + " images together)";
+    }
+    /// "an image", "50 images that follow one another"
+    std::string OneText() const {
+        if (isOfGroups) return "a group";
+        return perPlace == 1 ? "an image" : std::to_string(perPlace) + " images that follow one another";
+    }
+};
+
+PartsInRow ImagesInRow(const ReportNumbers& numbers) {
+    return {numbers.ofRuns, false, numbers.imagesPerRun, numbers.all.images};
 }
 
-ReportFigure Boxes(const ReportNumbers& numbers) {
-    const bool isOfGroups = !numbers.ofGroups.empty();
-    const std::vector<SizeSummary>& parts = isOfGroups ? numbers.ofGroups : numbers.ofImages;
+PartsInRow GroupsOrImages(const ReportNumbers& numbers) {
+    const std::size_t groups = numbers.ofGroups.size();
+    if (groups == 0 || groups > ReportNumbers::kMostRuns) return ImagesInRow(numbers);
+    return {numbers.ofGroups, true, 1, groups};
+}
+
+struct FarSize {
+    double place;
+    double size;
+};
+
+std::vector<FarSize> FarSizes(const PartsInRow& row) {
+    std::vector<FarSize> far;
+    for (std::size_t i = 0; i < row.parts.size(); ++i) {
+        const std::vector<double>& sizes = row.parts[i].sizes;
+        if (sizes.empty()) continue;
+        const double low = Quantile(sizes, 0.25);
+        const double high = Quantile(sizes, 0.75);
+        const double reach = kWhisker * (high - low);
+        for (const double size : sizes) {
+            if (size < low - reach || size > high + reach) far.push_back({row.PlaceOf(i), size});
+        }
+    }
+    return far;
+}
+
+std::string BoxData(const PartsInRow& row, const std::vector<FarSize>& far) {
     FigureData data;
     data.BeginBlock(
         {"place", "whisker_low_nm", "quarter_nm", "median_nm", "three_quarters_nm", "whisker_high_nm", "name"});
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (!parts[i].sizes.empty()) AddBox(data, static_cast<double>(i + 1), parts[i]);
+    for (std::size_t i = 0; i < row.parts.size(); ++i) {
+        if (!row.parts[i].sizes.empty()) AddBox(data, row.PlaceOf(i), row.parts[i]);
     }
     data.BeginBlock({"place", "far_size_nm"});
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (!parts[i].sizes.empty()) AddFarSizes(data, static_cast<double>(i + 1), parts[i]);
+    for (std::size_t i = 0; i < far.size(); ++i) {
+        if (IsStep(i, far.size())) data.Row({far[i].place, far[i].size});
     }
     data.Row({-1.0, -1.0});  // gnuplot wants a point in every block; this one lies outside the axes
+    return data.Text();
+}
+
+ReportFigure Boxes(const ReportNumbers& numbers) {
+    const PartsInRow row = GroupsOrImages(numbers);
+    const std::vector<FarSize> far = FarSizes(row);
+    const bool isCrowded = IsCrowded(row.parts.size());
     ReportFigure made;
-    made.title = isOfGroups ? "Sizes by group" : "Sizes by image";
-    made.caption = std::string("Box: quarter, median and three quarters of the sizes of a") +
-                   (isOfGroups ? " group" : "n image") +
-                   "; whiskers: the farthest sizes within 1.5 heights of the box; points: sizes beyond them.";
+    made.title = row.isOfGroups ? "Sizes by group" : "Sizes by image";
+    made.caption = "Box: quarter, median and three quarters of the sizes of " + row.OneText() +
+                   "; whiskers: the farthest sizes within 1.5 heights of the box; points: " +
+                   (far.size() > ReportNumbers::kMostPoints ? "some of the " : "") + "sizes beyond them.";
     Figure& figure = made.figure;
     figure.name = "boxes";
+    figure.data = BoxData(row, far);
     constexpr std::size_t kMostNames = 12;
-    const bool isNamed = isOfGroups && parts.size() <= kMostNames;
-    figure.settings = Labels(isNamed      ? ""
-                             : isOfGroups ? "group, by its place in the table"
-                                          : "image, by its place in the table",
-                             DiameterLabel()) +
-                      NumberAxis(parts.size()) + "set yrange [0:*]\nset style fill solid 1 " +
-                      (IsCrowded(parts.size()) ? "noborder" : "border lc rgb '#000000'") + "\nset key off\n";
+    const bool isNamed = row.isOfGroups && row.parts.size() <= kMostNames;
+    figure.settings = Labels(isNamed ? "" : row.AxisText(), DiameterLabel()) + NumberAxis(row.all) +
+                      "set yrange [0:*]\nset style fill solid 1 " +
+                      (isCrowded ? "noborder" : "border lc rgb '#000000'") + "\nset key off\n";
     figure.settings += "set title " +
                        Title("n = " + std::to_string(numbers.all.sizes.size()) + " objects in " +
                              Counted(numbers.all.images, "image")) +
                        "\n";
     const std::string names = isNamed ? ":xticlabels(7)" : "";
-    if (isNamed)
+    if (isNamed) {
         figure.settings +=
-            "set xtics autofreq noenhanced rotate by " + std::string(parts.size() > 4 ? "-30" : "0") + "\n";
-    const std::string frame = IsCrowded(parts.size()) ? "lt 1 lw 0.3" : "lt 1 lw 1";
-    figure.plot =
-        "BOX = 0.5\nplot DATA index 0 using 1:3:2:6:5:(BOX)" + names + " with candlesticks " + frame +
-        " fc rgb '#b8c4d0' whiskerbars 0.5, \\\n    DATA index 0 using 1:4:4:4:4:(BOX) with candlesticks lt 1 lw " +
-        (IsCrowded(parts.size()) ? "1" : "2") + ", \\\n    DATA index 1 using 1:2 with points pt 6 ps " +
-        (IsCrowded(parts.size()) ? "0.15" : "0.4") + " lc rgb '#000000'\n";
-    figure.data = data.Text();
+            "set xtics autofreq noenhanced rotate by " + std::string(row.parts.size() > 4 ? "-30" : "0") + "\n";
+    }
+    const std::string frame = isCrowded ? "lt 1 lw 0.3" : "lt 1 lw 1";
+    figure.plot = "BOX = " + GnuplotNumber(0.5 * static_cast<double>(row.perPlace)) +
+                  "\nplot DATA index 0 using 1:3:2:6:5:(BOX)" + names + " with candlesticks " + frame +
+                  " fc rgb '#b8c4d0' whiskerbars 0.5, \\\n    DATA index 0 using 1:4:4:4:4:(BOX) with candlesticks "
+                  "lt 1 lw " +
+                  (isCrowded ? "1" : "2") + ", \\\n    DATA index 1 using 1:2 with points pt 6 ps " +
+                  (isCrowded ? "0.15" : "0.4") + " lc rgb '#000000'\n";
     return made;
 }
 
 ReportFigure Order(const ReportNumbers& numbers) {
+    const PartsInRow row = ImagesInRow(numbers);
     FigureData data;
     data.BeginBlock({"image", "quarter_nm", "median_nm", "three_quarters_nm"});
-    for (std::size_t i = 0; i < numbers.ofImages.size(); ++i) {
-        const std::vector<double>& sizes = numbers.ofImages[i].sizes;
+    for (std::size_t i = 0; i < row.parts.size(); ++i) {
+        const std::vector<double>& sizes = row.parts[i].sizes;
         if (sizes.empty()) continue;
-        data.Row({static_cast<double>(i + 1), Quantile(sizes, 0.25), Quantile(sizes, 0.5), Quantile(sizes, 0.75)});
+        data.Row({row.PlaceOf(i), Quantile(sizes, 0.25), Quantile(sizes, 0.5), Quantile(sizes, 0.75)});
     }
+    const bool isCrowded = IsCrowded(row.parts.size());
     ReportFigure made;
     made.title = "Sizes in the order of the images";
     made.caption =
-        "Median (point) and the middle half of the sizes (line) of every image, in the order of the list; "
+        "Median (point) and the middle half of the sizes (line) of " +
+        (row.perPlace == 1 ? "every image" : row.OneText()) +
+        ", in the order of the list; "
         "dashed: the median of all. Where files are named in the order in which they were taken, a slope or a "
         "step here is drift.";
     Figure& figure = made.figure;
     figure.name = "order";
-    figure.settings = Labels("image, by its place in the table", DiameterLabel()) +
-                      "set key outside top center horizontal\nset yrange [0:*]\n" + NumberAxis(numbers.ofImages.size());
+    figure.settings = Labels(row.AxisText(), DiameterLabel()) +
+                      "set key outside top center horizontal\nset yrange [0:*]\n" + NumberAxis(row.all);
     figure.plot = "plot " + GnuplotNumber(*numbers.all.statistics.median) + " with lines lt 2 title " +
                   GnuplotString("median of all, " + NText(numbers.all)) +
                   ", \\\n    DATA index 0 using 1:2:(0):($4 - $2) with vectors nohead " +
-                  (IsCrowded(numbers.ofImages.size()) ? "lt 1 lw 0.4 lc rgb '#909090'" : "lt 1 lw 1") +
-                  " notitle, \\\n    DATA index 0 using 1:3 with points lt 1" +
-                  (IsCrowded(numbers.ofImages.size()) ? " ps 0.2" : "") +
-                  " title 'median of an image (line: middle half)'\n";
+                  (isCrowded ? "lt 1 lw 0.4 lc rgb '#909090'" : "lt 1 lw 1") +
+                  " notitle, \\\n    DATA index 0 using 1:3 with points lt 1" + (isCrowded ? " ps 0.2" : "") +
+                  " title 'median of " + row.OneText() + " (line: middle half)'\n";
     figure.data = data.Text();
     return made;
 }

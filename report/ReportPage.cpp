@@ -104,6 +104,13 @@ const std::vector<SizeRow>& SizeRows() {
     return rows;
 }
 
+/// Says that a table holds the first of many things only; empty where it holds all.
+std::string FirstText(const std::string& things, std::size_t shown, std::size_t all) {
+    if (shown >= all) return "";
+    return "<p>These are the first " + std::to_string(shown) + " of " + std::to_string(all) + " " + things +
+           "; summary.csv has all of them.</p>\n";
+}
+
 using SummaryPlace = std::vector<const SizeSummary*>::const_iterator;
 
 std::string SizeTable(SummaryPlace first, SummaryPlace last) {
@@ -124,15 +131,18 @@ std::string SizeTable(SummaryPlace first, SummaryPlace last) {
 /// So many columns side by side fit on a printed page.
 std::string SizeTables(const ReportNumbers& numbers) {
     constexpr std::ptrdiff_t kMostColumns = 4;
+    constexpr std::size_t kMostGroups = 500;
     std::vector<const SizeSummary*> columns{&numbers.all};
-    for (const SizeSummary& group : numbers.ofGroups) columns.push_back(&group);
+    for (const SizeSummary& group : numbers.ofGroups) {
+        if (columns.size() <= kMostGroups) columns.push_back(&group);
+    }
     std::string html;
     for (auto first = columns.cbegin(); first != columns.cend();) {
         const auto last = first + std::min(kMostColumns, columns.cend() - first);
         html += SizeTable(first, last);
         first = last;
     }
-    return html;
+    return html + FirstText("groups", columns.size() - 1, numbers.ofGroups.size());
 }
 
 /// The folder that all images of the report lie below, with its last separator; empty where there is none.
@@ -172,7 +182,7 @@ bool PutImageTable(const ReportNumbers& numbers, const PutPart& put) {
     for (std::size_t i = 0; i < numbers.ofImages.size(); ++i) {
         if (!put(ImageTableRow(i + 1, numbers.ofImages[i], folder, hasGroups))) return false;
     }
-    return put("</table></div>\n");
+    return put("</table></div>\n" + FirstText("images", numbers.ofImages.size(), numbers.all.images));
 }
 
 std::string Opening(const ReportNumbers& numbers) {
@@ -225,9 +235,9 @@ bool PutPage(const ReportNumbers& numbers, const ReportPageParts& parts, const P
         return false;
     }
     if (!put(Figures(parts)) || !PutImageTable(numbers, put)) return false;
-    const std::string outlines =
-        "<p>Yellow: counted objects, with their labels; white and dashed: objects that do not count.</p>\n";
-    if (!put(outlines + "<div class=\"images\">\n") || !parts.thumbnails(put) || !put("</div>\n")) return false;
+    if (!put(parts.thumbnailsNote + "<div class=\"images\">\n") || !parts.thumbnails(put) || !put("</div>\n")) {
+        return false;
+    }
     return put(QualitySection(numbers) + kFilesNote + "</body>\n</html>\n");
 }
 

@@ -23,6 +23,7 @@ struct DrawnFigure {
 struct ReportPageParts {
     std::vector<DrawnFigure> figures;
     std::string figuresNote;  ///< what is missing, and why; empty: nothing
+    std::string thumbnailsNote;  ///< above the thumbnails, HTML
     /// Gives the thumbnails, image by image, to `put`; false as soon as `put` is.
     std::function<bool(const PutPart& put)> thumbnails;
 };

@@ -53,6 +53,7 @@ ReportPartHead HeadOf(const Json& json) {
     head.binWidth = json.at("binWidth").get<double>();
     head.groups = json.at("groups").get<std::vector<std::string>>();
     head.images = json.at("images").get<std::size_t>();
+    head.thumbnails = json.at("thumbnails").get<std::size_t>();
     head.part = json.at("part").get<std::string>();
     return head;
 }
@@ -94,6 +95,7 @@ std::string HeadLine(const ReportPartHead& head) {
     json["binWidth"] = head.binWidth;
     json["groups"] = head.groups;
     json["images"] = head.images;
+    json["thumbnails"] = head.thumbnails;
     json["part"] = head.part;
     return Dump(json);
 }
@@ -126,6 +128,14 @@ std::string ImageLine(const ReportPartImage& part) {
     return Dump(json);
 }
 
+ReportPartImage ReadImageLine(const std::string& line, const std::string& place) {
+    try {
+        return ImageOf(Json::parse(line));
+    } catch (const Json::exception&) {
+        throw qvox::ToolkitError("'" + place + "' has a line that is no image of a report.");
+    }
+}
+
 struct ReportPartReader::File {
     std::ifstream stream;
     std::string line;
@@ -149,12 +159,8 @@ ReportPartReader::~ReportPartReader() = default;
 
 bool ReportPartReader::Next(ReportPartImage& image) {
     if (!std::getline(file_->stream, file_->line)) return false;
-    try {
-        image = ImageOf(Json::parse(file_->line));
-        return true;
-    } catch (const Json::exception&) {
-        throw qvox::ToolkitError("'" + path_ + "' has a line that is no image of a report.");
-    }
+    image = ReadImageLine(file_->line, path_);
+    return true;
 }
 
 std::string PartDifference(const ReportPartHead& one, const ReportPartHead& other) {
@@ -163,6 +169,7 @@ std::string PartDifference(const ReportPartHead& one, const ReportPartHead& othe
         return std::to_string(one.images) + " images against " + std::to_string(other.images);
     }
     if (SelectionJson(one.selection) != SelectionJson(other.selection)) return "another choice of objects";
+    if (one.thumbnails != other.thumbnails) return "another number of thumbnails";
     if (one.binWidth != other.binWidth) return "another width of bins";
     return one.groups == other.groups ? "" : "other groups";
 }

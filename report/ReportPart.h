@@ -22,7 +22,8 @@ struct ReportPartHead {
     ObjectSelection selection;
     double binWidth = 0.0;  ///< 0: chosen by the sizes
     std::vector<std::string> groups;
-    std::size_t images = 0;  ///< of all parts
+    std::size_t images = 0;      ///< of all parts
+    std::size_t thumbnails = 0;  ///< most of them, in all parts
     std::string part;        ///< "3/16"
 };
 
@@ -36,6 +37,8 @@ struct ReportPartImage {
 
 std::string HeadLine(const ReportPartHead& head);
 std::string ImageLine(const ReportPartImage& image);
+/// The same bits again. Throws ToolkitError, which names `place`, for a line that holds no image.
+ReportPartImage ReadImageLine(const std::string& line, const std::string& place);
 
 /// Reads the part in a folder line by line; one image at a time is held.
 class ReportPartReader {

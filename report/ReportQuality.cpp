@@ -1,8 +1,6 @@
 #include "ReportQuality.h"
 
-#include <map>
-#include <set>
-#include <vector>
+#include <cstddef>
 
 #include "InlineSvg.h"
 #include "ProgramVersion.h"
@@ -12,69 +10,37 @@ namespace Korvane {
 
 namespace {
 
-/// How many images have a text, in the order in which it first comes.
-class Tally {
-public:
-    void Add(const std::string& text) {
-        if (counts_[text]++ == 0) order_.push_back(text);
-    }
-    const std::vector<std::string>& Texts() const { return order_; }
-    std::size_t Count(const std::string& text) const { return counts_.at(text); }
-
-private:
-    std::vector<std::string> order_;
-    std::map<std::string, std::size_t> counts_;
-};
-
-std::string TallyTable(const char* what, const Tally& tally) {
+std::string TallyTable(const char* what, const TextTally& tally) {
     std::string html = "<table><tr>" + HtmlHeading(what) + HtmlHeading("Images") + "</tr>\n";
     for (const std::string& text : tally.Texts()) {
         html += "<tr>" + HtmlCell(text) + HtmlCell(std::to_string(tally.Count(text))) + "</tr>\n";
     }
+    if (tally.Others() > 0) html += "<tr>" + HtmlCell("others") + HtmlCell(std::to_string(tally.Others())) + "</tr>\n";
     return html + "</table>\n";
 }
 
-template <typename Text>
-Tally TallyOf(const ReportNumbers& numbers, Text text) {
-    Tally tally;
-    for (const ReportedImage& image : numbers.images) {
-        if (image.leftOutBecause.empty()) tally.Add(text(image));
+/// A row that names how many of them the table does not have.
+std::string FurtherRow(std::size_t count, const char* thing) {
+    return "<tr>" + HtmlCell("and " + Counted(count, thing) + " more") + HtmlCell("") + "</tr>\n";
+}
+
+std::string NamedTable(const NamedImages& named, const char* thing, const std::string& heads) {
+    std::string html = "<table><tr>" + heads + "</tr>\n";
+    for (const NamedImages::Line& line : named.first) {
+        html += "<tr>" + HtmlCell(line.path) + HtmlCell(line.text) + "</tr>\n";
     }
-    return tally;
-}
-
-std::string OriginText(const LabelOrigin& origin) {
-    if (origin.command.empty()) return "no record: drawn or changed by hand, or made elsewhere";
-    return origin.command + ", " + origin.program + (origin.parameters.empty() ? "" : ": " + origin.parameters);
-}
-
-/// The same as a part of a sentence.
-std::string OutlinedText(const LabelOrigin& origin) {
-    const std::string made = origin.command.empty() ? "how is not recorded: fill it in" : OriginText(origin);
-    return made + (origin.prepared.empty() ? "" : "; " + origin.prepared);
-}
-
-std::string PixelSizeOf(const ReportedImage& image) { return image.pixelSize + " (" + image.pixelSizeSource + ")"; }
-
-std::string LeftOutImages(const ReportNumbers& numbers) {
-    if (numbers.LeftOutImages() == 0) return "<p>No image was left out.</p>\n";
-    std::string html = "<table><tr>" + HtmlHeading("Image left out") + HtmlHeading("Why") + "</tr>\n";
-    for (const ReportedImage& image : numbers.images) {
-        if (image.leftOutBecause.empty()) continue;
-        html += "<tr>" + HtmlCell(image.path) + HtmlCell(image.leftOutBecause) + "</tr>\n";
-    }
+    if (named.count > named.first.size()) html += FurtherRow(named.count - named.first.size(), thing);
     return html + "</table>\n";
 }
 
-std::string Warnings(const ReportNumbers& numbers) {
-    std::string rows;
-    for (const ReportedImage& image : numbers.images) {
-        for (const std::string& warning : image.warnings) {
-            rows += "<tr>" + HtmlCell(image.path) + HtmlCell(warning) + "</tr>\n";
-        }
-    }
-    if (rows.empty()) return "<p>There were no warnings.</p>\n";
-    return "<table><tr>" + HtmlHeading("Image") + HtmlHeading("Warning") + "</tr>\n" + rows + "</table>\n";
+std::string LeftOutImages(const NamedImages& leftOut) {
+    if (leftOut.count == 0) return "<p>No image was left out.</p>\n";
+    return NamedTable(leftOut, "image", HtmlHeading("Image left out") + HtmlHeading("Why"));
+}
+
+std::string Warnings(const NamedImages& warnings) {
+    if (warnings.count == 0) return "<p>There were no warnings.</p>\n";
+    return NamedTable(warnings, "warning", HtmlHeading("Image") + HtmlHeading("Warning"));
 }
 
 std::string EdgeText(const ReportNumbers& numbers) {
@@ -99,9 +65,15 @@ std::string NotCounted(const ReportNumbers& numbers) {
     return html + "</table>\n";
 }
 
-std::string Listed(const Tally& tally) {
+/// As a part of a sentence, which nobody reads when it is a page long.
+std::string Listed(const TextTally& tally) {
+    constexpr std::size_t kMostInSentence = 40;
     std::string text;
-    for (const std::string& entry : tally.Texts()) text += (text.empty() ? "" : "; ") + entry;
+    std::size_t listed = 0;
+    for (const std::string& entry : tally.Texts()) {
+        if (listed++ == kMostInSentence) return text + "; and others";
+        text += (text.empty() ? "" : "; ") + entry;
+    }
     return text;
 }
 
@@ -118,10 +90,9 @@ std::string HtmlHeading(const std::string& text) { return "<th>" + HtmlText(text
 std::string MethodsText(const ReportNumbers& numbers) {
     const SizeSummary& all = numbers.all;
     const SizeStatistics& s = all.statistics;
-    const Tally origins = TallyOf(numbers, [](const ReportedImage& image) { return OutlinedText(image.origin); });
-    const Tally sizes = TallyOf(numbers, [](const ReportedImage& image) { return image.pixelSize; });
-    std::string text = "Vesicles in " + Counted(all.images, "electron micrograph") + " (" + Listed(sizes) + "; " +
-                       FixedText(all.areaUm2, 2) + " µm²) were outlined (" + Listed(origins) +
+    const QualityFacts& facts = numbers.quality;
+    std::string text = "Vesicles in " + Counted(all.images, "electron micrograph") + " (" + Listed(facts.pixelSizes) + "; " +
+                       FixedText(all.areaUm2, 2) + " µm²) were outlined (" + Listed(facts.outlined) +
                        ") and measured with Korvane " + VersionText() + "; the size is the " +
                        DiameterText(numbers.diameter) + ", and of " + Counted(all.objects, "object") + " " +
                        std::to_string(all.sizes.size()) + " were counted (" +
@@ -141,25 +112,20 @@ std::string MethodsText(const ReportNumbers& numbers) {
 
 std::string QualitySection(const ReportNumbers& numbers) {
     std::string html = "<h2 id=\"quality\">Quality</h2>\n<h3>Pixel sizes</h3>\n";
-    const Tally sizes = TallyOf(numbers, PixelSizeOf);
-    if (sizes.Texts().size() > 1) {
+    const QualityFacts& facts = numbers.quality;
+    if (facts.sizeSources.Texts().size() > 1) {
         html +=
             "<p>The images do not all have one pixel size. Make sure that each is right before they are put "
             "together.</p>\n";
     }
-    html += TallyTable("Pixel size and where it was found", sizes);
+    html += TallyTable("Pixel size and where it was found", facts.sizeSources);
     html += "<h3>Images</h3>\n<p>" + std::to_string(numbers.all.images) + " of " +
-            Counted(numbers.images.size(), "image") + " are part of this report.</p>\n" + LeftOutImages(numbers);
-    html += "<h3>How the labels were made</h3>\n" +
-            TallyTable("Command and parameters",
-                       TallyOf(numbers, [](const ReportedImage& image) { return OriginText(image.origin); }));
-    html +=
-        TallyTable("Left out of the images, or filled, before the analysis", TallyOf(numbers, [](const auto& image) {
-                       return image.origin.prepared.empty() ? std::string("nothing") : image.origin.prepared;
-                   }));
+            Counted(numbers.imagesGiven, "image") + " are part of this report.</p>\n" + LeftOutImages(facts.leftOut);
+    html += "<h3>How the labels were made</h3>\n" + TallyTable("Command and parameters", facts.origins);
+    html += TallyTable("Left out of the images, or filled, before the analysis", facts.prepared);
     html += "<p>Measured by Korvane " + VersionText() + ".</p>\n";
     html += "<h3>Objects</h3>\n" + EdgeText(numbers) + NotCounted(numbers);
-    html += "<h3>Warnings</h3>\n" + Warnings(numbers);
+    html += "<h3>Warnings</h3>\n" + Warnings(facts.warnings);
     return html;
 }
 

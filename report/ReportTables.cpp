@@ -77,12 +77,6 @@ const std::vector<SummaryColumn>& Columns() {
     return columns;
 }
 
-std::string SummaryLine(const SizeSummary& summary) {
-    std::vector<std::string> fields;
-    for (const SummaryColumn& column : Columns()) fields.push_back(column.text(summary));
-    return CsvLine(fields);
-}
-
 std::string BinLines(const SizeSummary& summary, double width) {
     std::string lines;
     const std::optional<LogNormalFit>& fit = summary.statistics.logNormal;
@@ -98,12 +92,17 @@ std::string BinLines(const SizeSummary& summary, double width) {
 
 }  // namespace
 
-std::string SummaryTable(const ReportNumbers& numbers) {
+std::string SummaryLine(const SizeSummary& summary) {
+    std::vector<std::string> fields;
+    for (const SummaryColumn& column : Columns()) fields.push_back(column.text(summary));
+    return CsvLine(fields);
+}
+
+std::string SummaryHead(const ReportNumbers& numbers) {
     std::vector<std::string> names;
     for (const SummaryColumn& column : Columns()) names.emplace_back(column.name);
     std::string table = CsvLine(names) + SummaryLine(numbers.all);
     for (const SizeSummary& summary : numbers.ofGroups) table += SummaryLine(summary);
-    for (const SizeSummary& summary : numbers.ofImages) table += SummaryLine(summary);
     return table;
 }
 

@@ -6,9 +6,12 @@
 
 namespace Korvane {
 
-/// summary.csv: a line for all images together, for each group and for each image. Columns: docs/MEASUREMENTS.md,
-/// "Statistics of the report".
-std::string SummaryTable(const ReportNumbers& numbers);
+/// The beginning of summary.csv: names of columns, a line for all images together and for each group. Columns:
+/// docs/MEASUREMENTS.md, "Statistics of the report".
+std::string SummaryHead(const ReportNumbers& numbers);
+
+/// A line of summary.csv, for an image.
+std::string SummaryLine(const SizeSummary& summary);
 
 /// bins.csv: the bins of the histogram, of all images together and of each group, with the counts of the fits.
 std::string BinTable(const ReportNumbers& numbers);

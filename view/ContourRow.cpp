@@ -32,13 +32,23 @@ bool ContourRow::MarkBlock(std::uint64_t y, std::uint64_t begin, std::uint64_t e
     const std::uint64_t lastX = labels_.SizeX() - 1;
     std::uint16_t* const differs = differs_.data();
     const std::uint64_t firstX = firstX_;
-    if (begin == 0) differs[0] = Difference(above, here, below, 0, 0, std::min<std::uint64_t>(1, lastX));
-    if (end > lastX) differs[lastX - firstX] = Difference(above, here, below, lastX > 0 ? lastX - 1 : 0, lastX, lastX);
+    std::uint16_t any = 0;
+    if (begin == 0) {
+        any = Difference(above, here, below, 0, 0, std::min<std::uint64_t>(1, lastX));
+        differs[0] = any;
+    }
+    if (end > lastX) {
+        const std::uint16_t last = Difference(above, here, below, lastX > 0 ? lastX - 1 : 0, lastX, lastX);
+        differs[lastX - firstX] = last;
+        any = static_cast<std::uint16_t>(any | last);
+    }
     const std::uint64_t innerEnd = std::min(end, lastX);
     for (std::uint64_t x = std::max<std::uint64_t>(begin, 1); x < innerEnd; ++x) {
-        differs[x - firstX] = Difference(above, here, below, x - 1, x, x + 1);
+        const std::uint16_t difference = Difference(above, here, below, x - 1, x, x + 1);
+        differs[x - firstX] = difference;
+        any = static_cast<std::uint16_t>(any | difference);
     }
-    return true;
+    return any != 0;
 }
 
 const std::vector<std::uint16_t>& ContourRow::At(std::uint64_t y) {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "GreyLevels.h"
+
 namespace Korvane {
 
 namespace {
@@ -91,13 +93,9 @@ double IntensityDistribution::Place(float intensity) const {
 void ConvertRangeToGrey(const qvox::VoxelImage<float>& raw, float black, float white, GreyPicture& grey) {
     grey.CopyPropertiesFrom(raw);
     grey.Resize(raw.SizeX(), raw.SizeY(), raw.SizeZ());
-    const float range = white - black;
-    const float scale = range > 0.0f ? 255.0f / range : 0.0f;
-    std::transform(raw.begin(), raw.end(), grey.begin(), [=](float value) {
-        if (value >= white) return std::uint8_t{255};
-        const float level = (value - black) * scale;
-        return static_cast<std::uint8_t>(static_cast<int>(level >= 0.0f && level <= 255.0f ? level : 0.0f));
-    });
+    const float scale = RangeScale(black, white);
+    std::transform(raw.begin(), raw.end(), grey.begin(),
+                   [=](float value) { return RangeLevel(value, black, white, scale); });
 }
 
 }  // namespace Korvane

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "ContourRow.h"
+#include "GreyLevels.h"
 #include "LabelCensus.h"
 #include "LabelColours.h"
 #include "files/StoredDescription.h"
@@ -63,9 +64,7 @@ void ConvertToGrey(const qvox::VoxelImage<float>& raw, GreyPicture& grey) {
     std::uint8_t* out = grey.begin();
     const std::uint64_t count = raw.VoxelCount();
     for (std::uint64_t i = 0; i < count; ++i) {
-        const float level = (in[i] - min) / range * 255.0f;
-        // The comparison is false for NaN; the conversion of a value beyond the byte would be undefined.
-        out[i] = static_cast<std::uint8_t>(static_cast<int>(level >= 0.0f && level <= 255.0f ? level : 0.0f));
+        out[i] = WholeRangeLevel(in[i], min, range);
     }
 }
 

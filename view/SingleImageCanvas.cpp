@@ -88,10 +88,14 @@ void SingleImageCanvas::SetImages(const qvox::VoxelImage<float>* raw, const qvox
     raw_ = nullptr;
     labels_ = nullptr;
     ShowInstead(nullptr, nullptr);
-    grey_.Release();
+    levels_ = {};
+    wholeLevels_ = {};
+    intensities_.reset();
+    contours_.Forget();
     if (raw == nullptr || labels == nullptr) return;
-    ConvertShown(*raw);
     raw_ = raw;
+    wholeLevels_ = GreyLevels(*raw);
+    SetLevels();
     labels_ = labels;
 }
 
@@ -100,21 +104,25 @@ void SingleImageCanvas::ShowInstead(const GreyPicture* grey, const qvox::LabelIm
     otherLabels_ = labels;
 }
 
-void SingleImageCanvas::ConvertShown(const qvox::VoxelImage<float>& raw) {
+const IntensityDistribution& SingleImageCanvas::Intensities() {
+    if (!intensities_) intensities_.emplace(*raw_);
+    return *intensities_;
+}
+
+void SingleImageCanvas::SetLevels() {
     if (IsWhole(range_)) {
-        ConvertToGrey(raw, grey_);
+        levels_ = wholeLevels_;
         return;
     }
-    const IntensityDistribution intensities(raw);
-    ConvertRangeToGrey(raw, intensities.Percentile(range_.lowPercent), intensities.Percentile(range_.highPercent),
-                       grey_);
+    const IntensityDistribution& intensities = Intensities();
+    levels_ = GreyLevels(*raw_, intensities.Percentile(range_.lowPercent), intensities.Percentile(range_.highPercent));
 }
 
 void SingleImageCanvas::SetDisplayRange(const DisplayRange& range) {
     if (range == range_) return;
     range_ = range;
     if (raw_ == nullptr) return;
-    ConvertShown(*raw_);
+    SetLevels();
     Refresh(false);
 }
 
@@ -231,13 +239,18 @@ void SingleImageCanvas::PaintRectangle(wxDC& dc, const wxRect& box, const Canvas
     const wxPoint start = GetViewStart();
     const int density = Density();
     const float zoom = ZoomFactor(state.zoomLevel);
-    const GreyPicture& grey = otherGrey_ != nullptr ? *otherGrey_ : grey_;
+    const GreyLevels grey = otherGrey_ != nullptr ? GreyLevels(*otherGrey_) : levels_;
     const qvox::LabelImage& labels = otherLabels_ != nullptr ? *otherLabels_ : *labels_;
     // In the pixels of the screen, of which there can be several to one of the window.
     const ViewPort port{start.x * density, start.y * density, zoom * static_cast<float>(density)};
-    const WindowRectangle part{box.x * density, box.y * density, box.width * density, box.height * density};
-    PaintView(grey, labels, state.style, port, part, painted_);
-    if (state.handMarks != nullptr) PaintMarks(*state.handMarks, port, part, painted_);
+    const WindowRectangle rectangle{box.x * density, box.y * density, box.width * density, box.height * density};
+    if (otherLabels_ == nullptr && state.editing != nullptr && labels.SizeZ() == 1) {
+        contours_.Use(labels, state.editing->census.Version());
+        PaintView(grey, contours_, state.style, port, rectangle, painted_);
+    } else {
+        PaintView(grey, labels, state.style, port, rectangle, painted_);
+    }
+    if (state.handMarks != nullptr) PaintMarks(*state.handMarks, port, rectangle, painted_);
     overlay_.Draw(painted_, labels, anchors, state, {box.GetPosition() + start, zoom, density});
     static_assert(sizeof(qvox::Rgb8) == 3, "the painted rows are handed over as they are");
     const wxImage image(box.GetSize() * density, reinterpret_cast<unsigned char*>(painted_.begin()), true);

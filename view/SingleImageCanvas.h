@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include <wx/dc.h>
@@ -7,7 +8,9 @@
 #include <wx/scrolwin.h>
 
 #include "CanvasOwner.h"
+#include "ContourIndex.h"
 #include "DisplayRange.h"
+#include "GreyLevels.h"
 #include "LabelPainter.h"
 #include "OverlayDrawing.h"
 #include "OverlayGeometry.h"
@@ -21,10 +24,13 @@ class SingleImageCanvas : public wxScrolled<wxPanel> {
 public:
     SingleImageCanvas(wxWindow* parent, CanvasOwner& owner);
 
-    /// Shows an image with its labels; null for both shows nothing. The grey levels are worked out here, once.
+    /// Shows an image with its labels; null for both shows nothing. Takes one look at all of the image.
     void SetImages(const qvox::VoxelImage<float>* raw, const qvox::LabelImage* labels);
-    /// The intensities shown from black to white, now and of later images. Converts the image anew.
+    /// The intensities shown from black to white, now and of later images. The first range of an image that is not the
+    /// whole one costs two looks at all of it.
     void SetDisplayRange(const DisplayRange& range);
+    /// Of the image shown, counted once. Only while there is one.
+    const IntensityDistribution& Intensities();
     bool HasImage() const { return raw_ != nullptr; }
     /// Shows grey levels and labels of the image's sizes in place of its own, which come back for null and whenever
     /// other images are shown. Both must outlive that.
@@ -59,7 +65,7 @@ public:
     void RefreshOutline();
 
 private:
-    void ConvertShown(const qvox::VoxelImage<float>& raw);
+    void SetLevels();
     void OnPaint(wxPaintEvent& event);
     void OnMouse(wxMouseEvent& event);
     void PaintDamage(wxDC& dc, const CanvasState& state, const std::vector<LabelAnchor>& anchors);
@@ -79,8 +85,11 @@ private:
     const qvox::LabelImage* labels_ = nullptr;
     const GreyPicture* otherGrey_ = nullptr;
     const qvox::LabelImage* otherLabels_ = nullptr;
-    GreyPicture grey_;
+    GreyLevels wholeLevels_;
+    GreyLevels levels_;
+    std::optional<IntensityDistribution> intensities_;
     DisplayRange range_;
+    ContourIndex contours_;
     ColourPicture painted_;
     OverlayDrawing overlay_;
     std::vector<LabelAnchor> shownAnchors_;  ///< of the numbers on the screen

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "ContourRow.h"
 #include "LabelColours.h"
+#include "ToolkitError.h"
 
 namespace Korvane {
 
@@ -41,9 +43,41 @@ std::uint64_t PastEnd(int windowEnd, float zoom, std::uint64_t size) {
         std::clamp<std::int64_t>(ImageCoordinate(0, windowEnd, zoom) + 1, 0, static_cast<std::int64_t>(size)));
 }
 
-/// `rowAt(y)` gives the colour of each column of an image row.
-template <typename RowAt>
-void PaintRows(const Samples& columns, const Samples& rows, ColourPicture& painted, RowAt rowAt) {
+/// Paints the rows of a rectangle of a view, without contours that are drawn voxel by voxel.
+class RowPainter {
+public:
+    RowPainter(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const Samples& columns)
+        : grey_(grey), labels_(labels), style_(style), columns_(columns), levels_(columns.at.size()) {
+        if (style != LabelStyle::kContours || columns.at.empty()) return;
+        contour_.emplace(labels, columns.Begin(), columns.End() - columns.Begin());
+    }
+
+    void Paint(std::uint64_t y, qvox::Rgb8* out) {
+        grey_.Sample(y, columns_.at, levels_.data());
+        for (const std::uint8_t level : levels_) *out++ = {level, level, level};
+        out -= levels_.size();
+        if (style_ == LabelStyle::kRegions) Colour(labels_.Row(y), 0, labels_.Row(y), out);
+        if (contour_) Colour(contour_->At(y).data(), columns_.Begin(), labels_.Row(y), out);
+    }
+
+private:
+    /// Colours the pixels that show a marked voxel. The marks begin at column `first`.
+    void Colour(const std::uint16_t* marks, std::uint64_t first, const std::uint16_t* labels, qvox::Rgb8* out) const {
+        for (const std::uint64_t x : columns_.at) {
+            if (marks[x - first] != 0) *out = LabelColour(labels[x]);
+            ++out;
+        }
+    }
+
+    const GreyLevels& grey_;
+    const qvox::LabelImage& labels_;
+    LabelStyle style_;
+    const Samples& columns_;
+    std::vector<std::uint8_t> levels_;
+    std::optional<ContourRow> contour_;
+};
+
+void PaintRows(const Samples& columns, const Samples& rows, RowPainter painter, ColourPicture& painted) {
     for (std::size_t y = 0; y < painted.SizeY(); ++y) {
         qvox::Rgb8* const out = painted.Row(y);
         qvox::Rgb8* const end = out + painted.SizeX();
@@ -51,11 +85,15 @@ void PaintRows(const Samples& columns, const Samples& rows, ColourPicture& paint
             std::fill(out, end, kViewBackground);
             continue;
         }
-        const auto colourAt = rowAt(rows.at[y - rows.first]);
+        const std::size_t row = y - rows.first;
+        // Enlarged, an image's row is shown by several.
+        if (row > 0 && rows.at[row] == rows.at[row - 1]) {
+            std::copy(out - painted.SizeX(), out, out);
+            continue;
+        }
         std::fill(out, out + columns.first, kViewBackground);
-        qvox::Rgb8* inside = out + columns.first;
-        for (const std::uint64_t x : columns.at) *inside++ = colourAt(x);
-        std::fill(inside, end, kViewBackground);
+        painter.Paint(rows.at[row], out + columns.first);
+        std::fill(out + columns.Past(), end, kViewBackground);
     }
 }
 
@@ -64,32 +102,33 @@ int WindowCoordinate(std::uint64_t at, int start, float zoom) {
 }
 
 /// Draws the contour voxels one by one over a rectangle whose sampled part of the image is `part`.
+/// `eachVoxel(row, begin, end, visit)` calls visit(x, label) for those of a row.
+template <typename EachVoxel>
 void DrawContourPoints(const qvox::LabelImage& labels, const ViewPort& port, const WindowRectangle& rectangle,
-                       const PixelRectangle& part, ColourPicture& painted) {
+                       const PixelRectangle& part, ColourPicture& painted, EachVoxel eachVoxel) {
     if (part.width == 0 || part.height == 0) return;
     // Voxels past the last one sampled still fall into the last window column or row.
     const std::uint64_t right = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, labels.SizeX());
     const std::uint64_t bottom = PastEnd(port.startY + rectangle.y + rectangle.height, port.zoom, labels.SizeY());
-    ContourRow contour(labels, part.x, right - part.x);
+    std::vector<int> windowColumns(right - part.x);
+    for (std::size_t i = 0; i < windowColumns.size(); ++i) {
+        windowColumns[i] = WindowCoordinate(part.x + i, port.startX, port.zoom) - rectangle.x;
+    }
     for (std::uint64_t row = part.y; row < bottom; ++row) {
         const int windowY = WindowCoordinate(row, port.startY, port.zoom) - rectangle.y;
         if (windowY < 0 || windowY >= rectangle.height) continue;
         qvox::Rgb8* const out = painted.Row(static_cast<std::uint64_t>(windowY));
-        contour.ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) {
-            const int windowX = WindowCoordinate(x, port.startX, port.zoom) - rectangle.x;
+        eachVoxel(row, part.x, right, [&](std::uint64_t x, std::uint16_t label) {
+            const int windowX = windowColumns[x - part.x];
             if (windowX >= 0 && windowX < rectangle.width) out[windowX] = LabelColour(label);
         });
     }
 }
 
-}  // namespace
-
-std::int64_t ImageCoordinate(int start, int pixel, float zoom) {
-    return static_cast<std::int64_t>(std::floor(static_cast<float>(start + pixel) / zoom));
-}
-
-void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
-               const WindowRectangle& rectangle, ColourPicture& painted) {
+/// `drawContours(part)` draws those that RowPainter leaves out.
+template <typename DrawContours>
+void Paint(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
+           const WindowRectangle& rectangle, ColourPicture& painted, DrawContours drawContours) {
     if (rectangle.width <= 0 || rectangle.height <= 0) {
         painted.Release();
         return;
@@ -98,29 +137,43 @@ void PaintView(const GreyPicture& grey, const qvox::LabelImage& labels, LabelSty
     const Samples rows = SamplesOf(port.startY, rectangle.y, rectangle.height, port.zoom, grey.SizeY());
     painted.Resize(static_cast<std::uint64_t>(rectangle.width), static_cast<std::uint64_t>(rectangle.height), 1);
     if (grey.SizeZ() > 1) style = LabelStyle::kNone;
-    const PixelRectangle part{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(),
-                              rows.End() - rows.Begin()};
-    if (style == LabelStyle::kRegions) {
-        PaintRows(columns, rows, painted, [&](std::uint64_t y) {
-            return [level = grey.Row(y), label = labels.Row(y)](std::uint64_t x) {
-                return label[x] == 0 ? qvox::Rgb8{level[x], level[x], level[x]} : LabelColour(label[x]);
-            };
-        });
-        return;
+    const bool hasSizes = labels.SizeX() == grey.SizeX() && labels.SizeY() == grey.SizeY() && labels.SizeZ() <= 1;
+    if (style != LabelStyle::kNone && !hasSizes) {
+        throw qvox::ToolkitError("Painting a view: the image and its labels differ in size.");
     }
-    const bool seesImage = part.width > 0 && part.height > 0;
-    if (style == LabelStyle::kContours && port.zoom >= 1.0f && seesImage) {
-        ColourPicture sampled;
-        PaintLabels(grey, labels, style, part, sampled);
-        PaintRows(columns, rows, painted, [&](std::uint64_t y) {
-            return [colour = sampled.Row(y - part.y), left = part.x](std::uint64_t x) { return colour[x - left]; };
-        });
-        return;
-    }
-    PaintRows(columns, rows, painted, [&](std::uint64_t y) {
-        return [level = grey.Row(y)](std::uint64_t x) { return qvox::Rgb8{level[x], level[x], level[x]}; };
+    // Where several voxels share a pixel of the window, those of contours are drawn on top, all of them.
+    const bool isReduced = style == LabelStyle::kContours && port.zoom < 1.0f;
+    PaintRows(columns, rows, RowPainter(grey, labels, isReduced ? LabelStyle::kNone : style, columns), painted);
+    if (!isReduced) return;
+    drawContours(
+        PixelRectangle{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(), rows.End() - rows.Begin()});
+}
+
+}  // namespace
+
+std::int64_t ImageCoordinate(int start, int pixel, float zoom) {
+    return static_cast<std::int64_t>(std::floor(static_cast<float>(start + pixel) / zoom));
+}
+
+void PaintView(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
+               const WindowRectangle& rectangle, ColourPicture& painted) {
+    Paint(grey, labels, style, port, rectangle, painted, [&](const PixelRectangle& part) {
+        const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
+            ContourRow(labels, begin, end - begin)
+                .ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) { visit(x, label); });
+        };
+        DrawContourPoints(labels, port, rectangle, part, painted, eachVoxel);
     });
-    if (style == LabelStyle::kContours) DrawContourPoints(labels, port, rectangle, part, painted);
+}
+
+void PaintView(const GreyLevels& grey, ContourIndex& labels, LabelStyle style, const ViewPort& port,
+               const WindowRectangle& rectangle, ColourPicture& painted) {
+    Paint(grey, labels.Labels(), style, port, rectangle, painted, [&](const PixelRectangle& part) {
+        const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
+            labels.ForEach(row, begin, end, visit);
+        };
+        DrawContourPoints(labels.Labels(), port, rectangle, part, painted, eachVoxel);
+    });
 }
 
 }  // namespace Korvane

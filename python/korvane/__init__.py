@@ -171,9 +171,10 @@ def default_parameters():
 def set_threads(count):
     """How many threads one call may use, for the whole process; no result depends on it.
 
-    At first it is the number of processors that the process may use.
+    At first it is the number of processors that the process may use, by its affinity, the CPU quota of its control
+    groups and SLURM_CPUS_PER_TASK, as for korvane-batch.
     """
     _korvane.set_threads(count)
 
 
-set_threads(len(os.sched_getaffinity(0)))
+set_threads(_korvane.usable_processors())

@@ -6,6 +6,7 @@ import inspect
 import os
 import pickle
 import subprocess
+import sys
 import tempfile
 import threading
 import unittest
@@ -214,9 +215,17 @@ class Arrays(unittest.TestCase):
                     area = abs(np.dot(x, np.roll(y, -1)) - np.dot(y, np.roll(x, -1))) / 2 * size[0] * size[1]
                     self.assertAlmostEqual(2 * np.sqrt(area / np.pi), diameter, delta=0.005 * diameter)
 
+    def test_threads_are_those_of_the_task(self):
+        program = "import korvane; print(korvane._korvane.usable_processors())"
+        def usable(**variables):
+            return int(subprocess.run([sys.executable, "-c", program], env={**os.environ, **variables}, check=True,
+                                      capture_output=True, text=True).stdout)
+        self.assertEqual(usable(SLURM_CPUS_PER_TASK="1"), 1)
+        self.assertLessEqual(usable(SLURM_CPUS_PER_TASK="100000"), len(os.sched_getaffinity(0)))
+
     def test_threads_work_at_the_same_time(self):
         """The interpreter goes on while an image is worked on, and results do not depend on the number of threads."""
-        self.addCleanup(korvane.set_threads, len(os.sched_getaffinity(0)))
+        self.addCleanup(korvane.set_threads, korvane._korvane.usable_processors())
         results, steps = [], 0
         for threads in (1, 3):
             korvane.set_threads(threads)

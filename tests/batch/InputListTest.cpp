@@ -96,7 +96,7 @@ TEST(ExpandInputs, ProductsOfEarlierRunsInAFolderAreLeftOutAndCounted) {
                                             "filtered_", "separated_", "relief_",     "markers_", "marks_"};
     for (const std::string& prefix : prefixes) Touch(folder.File(prefix + "a.tif"));
     const ImageListing listing = ExpandInputs({folder.Path().string()});
-    EXPECT_EQ(listing.images, (std::vector<std::string>{folder.File("a.tif"), folder.File("segment.tif")}));
+    EXPECT_TRUE(listing.images == (std::vector<std::string>{folder.File("a.tif"), folder.File("segment.tif")}));
     EXPECT_EQ(listing.products, prefixes.size());
     EXPECT_EQ(LeftOutText(listing), "10 files of folders left out: 10 products of earlier runs.");
     for (const std::string& prefix : prefixes) {

@@ -138,6 +138,48 @@ TEST_F(Jobs, ADryRunSaysWhatWouldBeDoneAndWritesNothing) {
     EXPECT_FALSE(fs::exists(folder_.File("none")));
 }
 
+TEST_F(Jobs, ADryRunOfAReportComparisonOrSearchNamesWhatItWouldWrite) {
+    const std::string labelled = Image("in/a.tif");
+    const std::string unlabelled = Image("in/b.tif");
+    const std::string bare = Image("in/bare.tif", 0.0f);
+    for (const char* const name : {"out/seg_a.tif", "out/seg_bare.tif", "truth/seg_a.tif", "truth/b_labels.tif"}) {
+        qvox::SaveImageFile(File(name), TwoSquares());
+    }
+    const auto dry = [this](std::vector<std::string> options) {
+        options.insert(options.end(), {"--dry-run", "--jobs", "1", File("in")});
+        return RunProgram(options);
+    };
+    const ProgramResult report = dry({"report", "--labels", File("out"), "-o", folder_.File("report")});
+    EXPECT_EQ(report.status, 1) << "one image would be refused";
+    EXPECT_NE(report.output.find(labelled + ": report on: 0.01 megapixels\n"), std::string::npos) << report.output;
+    EXPECT_NE(report.output.find(unlabelled + ": leave out: there is no '"), std::string::npos) << report.output;
+    EXPECT_NE(report.output.find(bare + ": refuse: it stores no pixel size"), std::string::npos) << report.output;
+    EXPECT_NE(report.output.find("\nTo write: '" + folder_.File("report") + "/report.html'\n"), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder_.File("report")));
+    std::ofstream(File("old/report.html")) << "x";
+    EXPECT_EQ(dry({"report", "--labels", File("out"), "-o", File("old")}).status, 2) << "there is a report";
+
+    const ProgramResult compared = dry({"compare", "--labels", File("out"), "--truth", File("truth"), "--csv",
+                                        folder_.File("s.csv"), "--figure", folder_.File("figure")});
+    EXPECT_EQ(compared.status, 0) << compared.messages;
+    EXPECT_NE(compared.output.find(bare + ": leave out: there is neither '"), std::string::npos) << compared.output;
+    EXPECT_NE(compared.output.find("\n1 to compare, 0 to skip, 2 to leave out, 0 to refuse."), std::string::npos)
+        << compared.output;
+    EXPECT_NE(compared.output.find("\nTo write: '" + folder_.File("s.csv") + "'\n"), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder_.File("s.csv")));
+    EXPECT_FALSE(fs::exists(folder_.File("figure")));
+
+    const ProgramResult tuned =
+        dry({"tune", "--truth", File("truth"), "-o", folder_.File("p.json"), "--budget", "3"});
+    EXPECT_EQ(tuned.status, 0) << tuned.messages;
+    EXPECT_NE(tuned.output.find("\n2 to learn from, 0 to skip, 1 to leave out, 0 to refuse. Estimate with 1 at a "
+                                "time: "),
+              std::string::npos)
+        << tuned.output;
+    EXPECT_NE(tuned.output.find("\nTo write: '" + folder_.File("p.json") + "'\n"), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder_.File("p.json")));
+}
+
 TEST_F(Jobs, ADryRunAgreesWithTheRun) {
     Image("in/a.tif");
     Image("in/b.tif");

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "MeasurementTable.h"
 #include "batch/ProgramRunner.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
@@ -237,6 +238,104 @@ TEST_F(Merge, TheReportOfPartsIsThatOfAllImages) {
               0);
     const ProgramResult other = MergeInto(File("less"), Parts("r"));
     EXPECT_NE(other.messages.find("is of another report than"), std::string::npos) << other.messages;
+}
+
+TEST(MergeOfRows, ThatComeTwiceInOnePartIsRefused) {
+    const TemporaryFolder folder;
+    const auto merged = [&folder](const std::string& header, const std::string& separator,
+                                  const std::vector<std::string>& labels) {
+        std::ofstream table(folder.File("part"), std::ios::binary);
+        table << header << "\n";
+        for (const std::string& label : labels) table << "/in/a.tif" << separator << label << "\n";
+        table.close();
+        return RunProgram({"merge", "--overwrite", "-o", folder.File("all"), folder.File("part")});
+    };
+    const ProgramResult twice = merged("image,label", ",", {"1", "2", "1", "2"});
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_NE(twice.messages.find("The rows of '/in/a.tif' come twice in '" + folder.File("part") + "'.\n"),
+              std::string::npos)
+        << twice.messages;
+    EXPECT_FALSE(fs::exists(folder.File("all")));
+    EXPECT_EQ(merged("image,label", ",", {"3", "3"}).status, 1);
+    EXPECT_EQ(merged("image,label", ",", {"1", "2", "30"}).status, 0);
+    EXPECT_EQ(merged("image,area_nm2", ",", {"2", "1"}).status, 0) << "without a column of labels nothing is known";
+    // A label of several pieces has several rows of the measurement table.
+    EXPECT_EQ(merged(Korvane::MeasurementHeader(), "\t", {"1", "2", "2", "3"}).status, 0);
+    EXPECT_EQ(merged(Korvane::MeasurementHeader(), "\t", {"1", "2", "1", "2"}).status, 1);
+}
+
+TEST_F(Merge, FindsTheRecordsOfImagesThatWereMoved) {
+    // Two images of one name: the folders tell them apart.
+    fs::copy(File("in/a2.tif"), File("in/b/a2.tif"));
+    Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")}, 0);
+    fs::rename(File("in"), File("moved/in"));
+    const std::vector<std::string> known{"--images", File("moved/in"), "--recursive", "--labels", File("out")};
+    const ProgramResult old = MergeInto(File("m.csv"), {File("c0.csv")}, known);
+    EXPECT_EQ(old.status, 1);
+    EXPECT_NE(old.messages.find("is none of the images. It is not there any more: if it was moved, measure writes"),
+              std::string::npos)
+        << old.messages;
+    ASSERT_EQ(RunProgram({"measure", "--recursive", "--labels", File("out"), "--csv", File("new.csv"), File("moved/in")})
+                  .status,
+              0);
+    const ProgramResult run = MergeInto(File("m.csv"), {File("new.csv")}, known);
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_EQ(Contents(File("m.csv")), Contents(File("new.csv")));
+    // An image that is really new has no labels, whatever its name is.
+    qvox::SaveImageFile(File("moved/in/new/a99.tif"), Vesicles(1));
+    const ProgramResult more = MergeInto(File("more.csv"), {File("new.csv")}, known);
+    EXPECT_NE(more.messages.find("a99.tif' is missing: no record tells of its labels."), std::string::npos)
+        << more.messages;
+}
+
+TEST_F(Merge, ATableGoesToTheStandardOutput) {
+    Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")});
+    const ProgramResult run = MergeInto("-", Parts("c", ".csv"), {"--quiet"});
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_EQ(run.output, Contents(File("c0.csv")));
+    EXPECT_TRUE(run.messages.empty()) << run.messages;
+    EXPECT_FALSE(fs::exists("-"));
+    const ProgramResult records = MergeInto("-", {File("out")});
+    EXPECT_EQ(records.status, 2);
+    EXPECT_NE(records.messages.find("Only tables can go to the standard output"), std::string::npos)
+        << records.messages;
+}
+
+TEST_F(Merge, APartWithoutImagesIsAPart) {
+    const std::string one = "in/a2.tif";
+    std::vector<std::string> parts;
+    std::vector<std::string> tables;
+    for (int shard = 1; shard <= 2; ++shard) {
+        const std::string number = std::to_string(shard);
+        parts.push_back(File("part" + number));
+        tables.push_back(File("c" + number + ".csv"));
+        const ProgramResult run =
+            RunThere({"detect", "-o", parts.back(), "--csv", tables.back(), "--shard", number + "/2", one});
+        ASSERT_EQ(run.status, 0) << run.messages;
+        ASSERT_EQ(
+            RunThere({"report", "--labels", parts.back(), "-o", parts.back(), "--shard", number + "/2", one}).status,
+            0);
+        EXPECT_TRUE(fs::exists(parts.back() + "/korvane-record.jsonl"));
+    }
+    const ProgramResult table = MergeInto(File("all.csv"), tables, {"--images", File(one)});
+    EXPECT_EQ(table.status, 0) << table.messages;
+    // The folders are parts of the record and of the report.
+    const ProgramResult both = MergeInto(File("all"), parts, {"--images", File(one)});
+    EXPECT_EQ(both.status, 0) << both.messages;
+    const nlohmann::json record = nlohmann::json::parse(RunProgram({"record", File("all")}).output);
+    EXPECT_EQ(record.at("images").size(), 1u);
+    EXPECT_EQ(record.at("interrupted"), false);
+    EXPECT_TRUE(fs::exists(File("all/report.html")));
+    EXPECT_EQ(MergeInto(File("all"), parts).status, 2) << "both are there";
+
+    // What is wrong with one of them keeps the other from being written.
+    const ProgramResult more = MergeInto(File("more"), parts, {"--images", File(one), "--images", File("in/a10.tif")});
+    EXPECT_EQ(more.status, 1);
+    EXPECT_NE(more.messages.find("a10.tif' is missing"), std::string::npos) << more.messages;
+    EXPECT_FALSE(fs::exists(folder_.File("more")));
+    // Of a folder of labels alone nothing is said about the report.
+    fs::remove(parts.front() + "/report-part.jsonl");
+    EXPECT_NE(MergeInto(File("more"), parts).messages.find("are of different kinds"), std::string::npos);
 }
 
 TEST_F(Merge, PartsOfDifferentKindsAreRefused) {

@@ -13,6 +13,9 @@ namespace Korvane {
 namespace {
 
 using korvane_test::TemporaryFolder;
+using qvox::CpuQuota;
+using qvox::LeastProcessors;
+using qvox::UsableProcessors;
 
 /// A machine's files of control groups.
 class Quota : public ::testing::Test {

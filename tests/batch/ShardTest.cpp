@@ -99,10 +99,11 @@ TEST(Shard, KeysDependNeitherOnTheOrderNorOnRepeatedArguments) {
     const std::string here = (std::filesystem::current_path() / "a.tif").string();
     const auto keyOf = [](const std::vector<std::string>& arguments) {
         const Korvane::ImageListing listing = ListImages(arguments);
-        const auto found = std::find_if(listing.images.begin(), listing.images.end(), [](const std::string& path) {
+        const std::vector<std::string> images(listing.images.begin(), listing.images.end());
+        const auto found = std::find_if(images.begin(), images.end(), [](const std::string& path) {
             return path.find("/a.tif") != std::string::npos;
         });
-        return listing.keys[static_cast<std::size_t>(found - listing.images.begin())];
+        return listing.keys[static_cast<std::size_t>(found - images.begin())];
     };
     EXPECT_EQ(keyOf({"a.tif", "b.tif", here}), keyOf({here, "b.tif", "a.tif"}));
     EXPECT_EQ(keyOf({"a.tif"}), keyOf({"b.tif", "./a.tif"}));

@@ -172,6 +172,26 @@ TEST_F(SilentFiles, OverlaysKeepTheOrientationOfTheirImage) {
     EXPECT_EQ(labels.Metadata().at("Orientation"), "6");
 }
 
+template <typename T>
+std::string StoredOrientation(const std::string& path) {
+    qvox::VoxelImage<T> image;
+    qvox::LoadImageFile(path, image);
+    const auto found = image.Metadata().find("Orientation");
+    return found == image.Metadata().end() ? "1" : found->second;
+}
+
+TEST_F(SilentFiles, StageImagesKeepTheOrientationOfTheirImage) {
+    qvox::VoxelImage<std::uint8_t> turned = Vesicles(1);
+    turned.SetMetadata({{"Orientation", "8"}});
+    qvox::SaveImageFile(File("a.tif"), turned);
+    ASSERT_EQ(RunProgram({"detect", "--stages", File("stages"), File("a.tif")}).status, 0);
+    for (const char* stage : {"edges", "candidates", "separated", "relief"}) {
+        EXPECT_EQ(StoredOrientation<float>(File(std::string("stages/") + stage + "_a.tif")), "8") << stage;
+    }
+    EXPECT_EQ(StoredOrientation<std::uint8_t>(File("stages/filtered_a.tif")), "8");
+    EXPECT_EQ(StoredOrientation<std::uint16_t>(File("stages/markers_a.tif")), "8");
+}
+
 TEST_F(SilentFiles, AnUnfitImageIsToldWithItsTypeAndItsPathOnce) {
     qvox::VoxelImage<qvox::Rgb8> colour;
     colour.Resize(2, 2, 1);

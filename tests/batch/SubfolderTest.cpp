@@ -48,7 +48,7 @@ TEST_F(Subfolder, AreEnteredInNaturalOrderAfterTheFoldersOwnImages) {
     }
     const Korvane::ImageListing listing = List(File("in"));
     EXPECT_EQ(Below("in", listing), "z.tif b2/1.tif b2/c/2.tif b10/a.tif x.tif/y.tif ");
-    EXPECT_EQ(listing.subfolders, (std::vector<std::string>{"", "b2", "b2/c", "b10", "x.tif"}));
+    EXPECT_TRUE(listing.subfolders == (std::vector<std::string>{"", "b2", "b2/c", "b10", "x.tif"}));
     EXPECT_EQ(listing.products, 1u);
     EXPECT_EQ(Below("in", Korvane::ListImages({File("in")})), "z.tif ");
     EXPECT_EQ(Below("in", List(File("in"), File("in/b2"))), "z.tif b10/a.tif x.tif/y.tif ") << "results lie in b2";

@@ -20,8 +20,10 @@
 #include <wx/utils.h>
 
 #include "CommandTable.h"
+#include "LabelChanges.h"
 #include "MainFrame.h"
 #include "PathText.h"
+#include "RecoveryJournal.h"
 #include "SingleImageCanvas.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
@@ -139,6 +141,17 @@ public:
         Finish();
     }
 
+    /// Until the search for bars and writing has ended, whose thread takes its share of the processor and the caches.
+    void AwaitRest() {
+        constexpr double kAtRestMs = 10.0;
+        for (double used = kAtRestMs; used >= kAtRestMs;) {
+            const double before = CpuMilliseconds();
+            wxMilliSleep(300);
+            Idle();
+            used = CpuMilliseconds() - before;
+        }
+    }
+
     /// Paints what is to be painted and waits until the display server has drawn it.
     void Finish() {
         frame_->Canvas().Update();
@@ -206,6 +219,7 @@ void TimeEach(benchmark::State& state, Prepare prepare, Step step) {
     }
     state.counters["median_ms"] = Quantile(times, 0.5);
     state.counters["p95_ms"] = Quantile(times, 0.95);
+    state.counters["longest_ms"] = Quantile(times, 1.0);
     // Without the waits for the display server and for other programs.
     state.counters["cpu_median_ms"] = Quantile(cpu, 0.5);
     state.counters["cpu_p95_ms"] = Quantile(cpu, 0.95);
@@ -300,6 +314,19 @@ void ScrollBench(benchmark::State& state) {
         });
 }
 
+/// The keys for brighter and darker, there and back; the first counts the image's intensities.
+void ContrastBench(benchmark::State& state) {
+    scene->GoTo(Level(state));
+    TimeEach(
+        state, [](int) {},
+        [](int i) {
+            wxCommandEvent event(wxEVT_MENU, i % 10 < 5 ? kBrighter : kDarker);
+            scene->Frame().ProcessWindowEvent(event);
+        });
+    wxCommandEvent whole(wxEVT_MENU, kWholeRange);
+    scene->Frame().ProcessWindowEvent(whole);
+}
+
 void Register() {
     const auto add = [](const char* name, void (*bench)(benchmark::State&)) {
         benchmark::RegisterBenchmark(name, bench)
@@ -317,11 +344,36 @@ void Register() {
     add("pointer", PointerBench);
     add("contour", ContourBench);
     add("undo", UndoBench);
+    add("contrast", ContrastBench);
     benchmark::RegisterBenchmark("press after loading", PressAfterLoadingBench)
         ->Arg(0)
         ->Iterations(5)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
+}
+
+/// What all labels at once cost the window's thread in the recovery journal: packed when the command ends, written a
+/// part at a time when nothing else is to be done.
+void PrintJournalCost(const qvox::LabelImage& labels) {
+    const korvane_test::TemporaryFolder folder;
+    qvox::LabelImage none;
+    none.Resize(labels.SizeX(), labels.SizeY(), 1);
+    none.Zero();
+    const LabelChanges changes = DifferenceOf(none, labels);
+    RecoveryJournal journal(folder.File("journals"));
+    journal.Begin({{{"large.tif", 1, 1}, labels.SizeX(), labels.SizeY()}});
+    const auto start = Clock::now();
+    const std::vector<std::uint8_t>& runs = changes.Packed();
+    journal.Change(0, runs);
+    const double packed = MillisecondsSince(start);
+    double longest = 0.0;
+    for (bool more = true; more;) {
+        const auto begin = Clock::now();
+        more = journal.Write(kJournalBytes) == RecoveryJournal::Progress::kMore;
+        longest = std::max(longest, MillisecondsSince(begin));
+    }
+    std::printf("journal of all labels: %zu bytes packed in %.1f ms, a part of at most %llu bytes written in %.1f ms\n",
+                runs.size(), packed, static_cast<unsigned long long>(kJournalBytes), longest);
 }
 
 class BenchApp : public wxApp {
@@ -341,8 +393,15 @@ public:
         std::printf("opened and painted: %.0f ms; with %d labels and numbers: %.0f ms; window %d x %d\n",
                     window.OpenedMs(), kLabels, window.OpenedWithLabelsMs(), window.Client().x, window.Client().y);
         std::fflush(stdout);
+        window.AwaitRest();
         Register();
         benchmark::RunSpecifiedBenchmarks();
+        PrintJournalCost(window.Frame().Store().images.ShownLabels());
+        // As many runs as labels can have: every voxel another one than its neighbours.
+        qvox::LabelImage noise;
+        noise.Resize(kSize, kSize / 8, 1);
+        for (std::uint64_t i = 0; i < noise.VoxelCount(); ++i) noise[i] = static_cast<std::uint16_t>(1 + i % 60000);
+        PrintJournalCost(noise);
         std::printf("peak memory: %.0f MB\n", PeakMegabytes());
         return 0;
     }

@@ -75,23 +75,20 @@ Labels Recovered(const LeftJournal& journal) {
 }
 
 bool Same(const Labels& a, const Labels& b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& x, const auto& y) {
-        return std::equal(x.begin(), x.end(), y.begin(), y.end());
-    });
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](const auto& x, const auto& y) { return std::equal(x.begin(), x.end(), y.begin(), y.end()); });
 }
 
 class Journal : public testing::Test {
 protected:
     std::string Folder() const { return folder.File("state/recovery"); }
 
-    std::vector<fs::path> Files() const {
-        return {fs::directory_iterator(Folder()), fs::directory_iterator()};
-    }
+    std::vector<fs::path> Files() const { return {fs::directory_iterator(Folder()), fs::directory_iterator()}; }
 
     /// As if the program had died: the same bytes under another name, which nobody has locked.
     std::vector<LeftJournal> AfterDeath() const {
         for (const fs::path& file : Files()) fs::copy_file(file, file.string() + ".0.journal");
-        return LeftJournals(Folder());
+        return std::move(FindLeftWork(Folder()).journals);
     }
 
     korvane_test::TemporaryFolder folder;
@@ -110,7 +107,7 @@ TEST_F(Journal, WhatWasWrittenComesBackPositionByPosition) {
         if (i % 3 == 0) journal.Write(kAll);
     }
     EXPECT_EQ(journal.Write(kAll), RecoveryJournal::Progress::kDone);
-    EXPECT_TRUE(LeftJournals(Folder()).empty()) << "the program lives";
+    EXPECT_TRUE(FindLeftWork(Folder()).journals.empty()) << "the program lives";
     const std::vector<LeftJournal> left = AfterDeath();
     ASSERT_EQ(left.size(), 1u);
     ASSERT_EQ(left[0].Positions().size(), kPositions);
@@ -181,7 +178,8 @@ TEST_F(Journal, ATornOrDamagedEndCostsNothingBeforeIt) {
     for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
         const std::vector<std::uint8_t> torn(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(cut));
         const std::size_t wanted = cut == whole.size() ? 2 : cut >= whole.size() - last ? 1 : 0;
-        ASSERT_EQ(UnpackJournal(torn, positions), wanted > 0) << cut;
+        ASSERT_EQ(UnpackJournal(torn, positions), wanted > 0 ? JournalContent::kChanges : JournalContent::kNothing)
+            << cut;
         if (wanted > 0) {
             ASSERT_EQ(positions[0].runs.size(), wanted) << cut;
         }
@@ -189,9 +187,98 @@ TEST_F(Journal, ATornOrDamagedEndCostsNothingBeforeIt) {
     for (std::size_t at = 0; at < whole.size(); ++at) {
         std::vector<std::uint8_t> damaged = whole;
         damaged[at] ^= 0x10;
-        if (!UnpackJournal(damaged, positions)) continue;
+        if (UnpackJournal(damaged, positions) != JournalContent::kChanges) continue;
         ASSERT_LT(positions[0].runs.size(), 2u) << "byte " << at;
     }
+}
+
+TEST_F(Journal, IsWrittenInPiecesOfAnySize) {
+    RecoveryJournal journal(Folder());
+    journal.Begin(Images());
+    std::mt19937 random(5);
+    Labels labels = Blank();
+    for (int i = 0; i < 20; ++i) {
+        std::size_t position = 0;
+        const LabelChanges changes = Edit(labels, random, position);
+        journal.Change(position, changes.Packed());
+    }
+    journal.Write(7);
+    const std::uintmax_t begun = fs::file_size(Files()[0]);
+    int pieces = 1;
+    for (; journal.Write(7) == RecoveryJournal::Progress::kMore; ++pieces) {
+        ASSERT_EQ(fs::file_size(Files()[0]), begun + 7 * static_cast<std::uintmax_t>(pieces));
+    }
+    EXPECT_GT(pieces, 100);
+    EXPECT_TRUE(Same(Recovered(AfterDeath().at(0)), labels));
+}
+
+TEST_F(Journal, OutlivesAProgramThatIsEndedByOthers) {
+    Labels labels = Blank();
+    {
+        RecoveryJournal journal(Folder());
+        journal.Begin(Images());
+        std::mt19937 random(6);
+        std::size_t position = 0;
+        const LabelChanges changes = Edit(labels, random, position);
+        journal.Change(position, changes.Packed());
+        journal.Leave();
+        journal.Change(position, changes.Packed());
+        EXPECT_FALSE(journal.Waiting());
+    }
+    const LeftWork left = FindLeftWork(Folder());
+    ASSERT_EQ(left.journals.size(), 1u);
+    EXPECT_TRUE(Same(Recovered(left.journals[0]), labels));
+}
+
+TEST_F(Journal, OfAnotherVersionIsNamedAndStaysAsItIs) {
+    fs::create_directories(Folder());
+    const std::vector<std::string> files{Folder() + "/1.journal", Folder() + "/2.journal", Folder() + "/3.journal",
+                                         Folder() + "/4.journal"};
+    std::ofstream(files[0]) << "Korvane journal 3\nwhatever";
+    std::ofstream(files[1]) << "something else";
+    std::ofstream(files[2]) << "Korvane jou";
+    std::ofstream(files[3]) << "Korvane journal 2\ndamaged";
+    for (int i = 0; i < 2; ++i) {
+        const LeftWork left = FindLeftWork(Folder());
+        EXPECT_TRUE(left.journals.empty());
+        EXPECT_EQ(left.foreign, (std::vector<std::string>{files[0], files[1]}));
+    }
+    EXPECT_FALSE(fs::exists(files[2])) << "it ended before anything was in it";
+    EXPECT_FALSE(fs::exists(files[3]));
+}
+
+TEST_F(Journal, OfTheFormatWithoutPlanesIsRead) {
+    std::vector<std::uint8_t> head;
+    const auto put = [&head](std::uint64_t number, int bytes) {
+        for (int i = 0; i < bytes; ++i) head.push_back(static_cast<std::uint8_t>(number >> (8 * i)));
+    };
+    put(1, 4);
+    head.push_back('a');
+    for (const std::uint64_t number : {7u, 8u, 48u, 32u}) put(number, 8);
+    std::vector<std::uint8_t> bytes;
+    for (const char letter : std::string("Korvane journal 1\n")) bytes.push_back(static_cast<std::uint8_t>(letter));
+    for (const JournalRecord& record : {JournalRecord{0, 1, head}, JournalRecord{kChangeRecord, 0, {0, 2, 0, 1}}}) {
+        const std::vector<std::uint8_t> packed = PackRecord(record);
+        bytes.insert(bytes.end(), packed.begin(), packed.end());
+    }
+    std::vector<RecoveredPosition> positions;
+    ASSERT_EQ(UnpackJournal(bytes, positions), JournalContent::kChanges);
+    ASSERT_EQ(positions.size(), 1u);
+    const JournalImage& image = positions[0].image;
+    EXPECT_TRUE((image.file == FileMark{"a", 7, 8}));
+    EXPECT_EQ(image.width, 48u);
+    EXPECT_EQ(image.height, 32u);
+    EXPECT_EQ(image.depth, 1u);
+}
+
+TEST_F(Journal, HoldsThePlanesOfAStack) {
+    RecoveryJournal journal(Folder());
+    journal.Begin({{{"/d/stack.tif", 1, 2}, 4, 5, 6}});
+    journal.Change(0, {0, 2, 0, 1});
+    journal.Write(kAll);
+    const std::vector<LeftJournal> left = AfterDeath();
+    ASSERT_EQ(left.size(), 1u);
+    EXPECT_EQ(left[0].Positions()[0].image.depth, 6u);
 }
 
 TEST_F(Journal, APlaceThatCannotBeWrittenIsToldOnceAndThenLeftAlone) {
@@ -245,7 +332,7 @@ TEST_F(Journal, AKillAtAnyMomentCostsNoEditThatWasWritten) {
         while (read(ends[0], &told, sizeof told) == ssize_t{sizeof told}) {
         }
         close(ends[0]);
-        std::vector<LeftJournal> left = LeftJournals(Folder());
+        std::vector<LeftJournal> left = std::move(FindLeftWork(Folder()).journals);
         ASSERT_EQ(left.size(), 1u);
         // The edits told, and at most one more: that which was being told.
         std::mt19937 again(seed);
@@ -282,7 +369,7 @@ TEST(RecoveryJournal, KeepsImagesApartWhenOneIsNoLongerOpen) {
     std::ifstream file(path, std::ios::binary);
     const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
     std::vector<RecoveredPosition> positions;
-    ASSERT_TRUE(UnpackJournal(bytes, positions));
+    ASSERT_EQ(UnpackJournal(bytes, positions), JournalContent::kChanges);
     ASSERT_EQ(positions.size(), 3u);
     EXPECT_TRUE(positions[0].runs.empty() && !positions[0].base);
     EXPECT_TRUE(positions[1].runs.empty() && positions[1].base);

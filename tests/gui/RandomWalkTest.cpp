@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <random>
 #include <string>
@@ -12,6 +14,9 @@
 
 #include "CommandTable.h"
 #include "MainWindow.h"
+#include "PathText.h"
+#include "Recovery.h"
+#include "RecoveryJournal.h"
 #include "SingleImageCanvas.h"
 #include "files/ImageFile.h"
 #include "support/Random.h"
@@ -22,6 +27,8 @@ namespace {
 
 using namespace Korvane;
 using namespace korvane_test;
+
+namespace fs = std::filesystem;
 
 unsigned long FromEnvironment(const char* name, unsigned long otherwise) {
     const char* const text = std::getenv(name);
@@ -216,7 +223,30 @@ protected:
         return "";
     }
 
+    /// What a program that died now would have restored; empty when that is what is shown.
+    std::string LostByDeath() {
+        Pump();
+        const std::string left = folder.File("left");
+        fs::remove_all(left);
+        fs::copy(folder.File("state"), left);
+        const LeftWork work = FindLeftWork(left);
+        if (!work.foreign.empty() || work.journals.size() > 1) return "there is more than one journal";
+        if (work.journals.empty()) return "";
+        ++journalsRead;
+        for (const RecoveredPosition& position : work.journals[0].Positions()) {
+            const auto& paths = frame->Store().paths;
+            const auto found = std::find(paths.begin(), paths.end(), PathText(position.image.file.path));
+            if (found == paths.end()) return "an image of the journal is not open";
+            const auto index = static_cast<std::size_t>(found - paths.begin());
+            if (!SameLabels(RecoveredLabels(position), *frame->Store().images.LabelsOf(index))) {
+                return "other labels than those of position " + std::to_string(index);
+            }
+        }
+        return "";
+    }
+
     std::mt19937 random;
+    int journalsRead = 0;
     std::string last;  ///< the event, for a person who looks for a fault
     bool leftDown = false;
     bool undone = false;  ///< the count shown may be that from before an undo
@@ -229,6 +259,7 @@ TEST_F(RandomWalk, LeavesTheWindowWhole) {
     random.seed(static_cast<unsigned>(seed));
     WritePictures();
     const Answers answers([this](wxDialog& dialog) { return AnswerTo(dialog); });
+    frame->KeepJournal(folder.File("state"));
     Open({"a.tif", "b.tif", "c.tif"});
     for (unsigned long i = 0; i < events && !HasFailure(); ++i) {
         AnyEvent();
@@ -237,8 +268,13 @@ TEST_F(RandomWalk, LeavesTheWindowWhole) {
             ASSERT_TRUE(frame->IsEnabled()) << "event " << i << " of seed " << seed;
         }
         ASSERT_EQ(Broken(), "") << last << "event " << i << " of seed " << seed;
+        if (i % 250 == 0) {
+            ASSERT_EQ(LostByDeath(), "") << "event " << i << " of seed " << seed;
+        }
         ASSERT_FALSE(HasFailure()) << "event " << i << " of seed " << seed;
     }
+    std::cout << journalsRead << " journals gave back the labels that were shown" << std::endl;
+    EXPECT_TRUE(events < 1000 || journalsRead > 0);
 }
 
 }  // namespace

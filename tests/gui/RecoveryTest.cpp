@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <wx/app.h>
 #include <wx/msgdlg.h>
 
 #include "CommandTable.h"
@@ -11,6 +12,7 @@
 #include "PathText.h"
 #include "RecoveryJournal.h"
 #include "SingleImageCanvas.h"
+#include "files/ImageFile.h"
 
 // Labels that were not saved when the program died, at its next start.
 
@@ -99,9 +101,9 @@ TEST_F(Recovery, RestoresWhatWasDrawnDetectedUndoneAndLoaded) {
     ASSERT_EQ(next.asked.size(), 1u);
     EXPECT_TRUE(next.asked[0].StartsWith("Korvane ended on "));
     EXPECT_NE(next.asked[0].find(PathOf("vesicles_8bit.tif") + ": 2 objects"), wxString::npos) << next.asked[0];
-    EXPECT_NE(next.asked[0].find(PathOf("neighbours_16bit.tif") + ": " + std::to_string(CountLabels(Labels())) +
-                                 " objects"),
-              wxString::npos)
+    EXPECT_NE(
+        next.asked[0].find(PathOf("neighbours_16bit.tif") + ": " + std::to_string(CountLabels(Labels())) + " objects"),
+        wxString::npos)
         << next.asked[0];
     EXPECT_EQ(next.buttons, "Restore/Discard/Later");
     EXPECT_TRUE(next.restored);
@@ -172,6 +174,75 @@ TEST_F(Recovery, DiscardedOrSavedThereIsNothingToRestore) {
     EXPECT_TRUE(FilesIn(Journals()).empty());
     const Next next(Journals(), wxID_YES);
     EXPECT_TRUE(next.asked.empty());
+}
+
+TEST_F(Recovery, TheEndOfTheSessionKeepsWhatIsNotSavedWithoutAQuestion) {
+    OpenSmall();
+    AwaitShown();
+    Dab(20, 20);
+    Run(kNextLabel);
+    Dab(40, 40);
+    const std::vector<qvox::LabelImage> labels = AllLabels(frame->Store());
+    const std::vector<wxString> paths = frame->Store().paths;
+    {
+        const Answers none(wxID_CANCEL);
+        wxTheApp->QueueEvent(new wxCloseEvent(wxEVT_QUERY_END_SESSION));
+        wxTheApp->QueueEvent(new wxCloseEvent(wxEVT_END_SESSION));
+        const MainFrame* const ended = frame;
+        ASSERT_TRUE(Await([&] { return wxTopLevelWindows.Find(ended) == nullptr; }));
+        EXPECT_TRUE(none.titles.empty());
+    }
+    // Another takes its place, for the fixture's end.
+    frame = new MainFrame;
+    frame->Show();
+    ASSERT_EQ(FilesIn(Journals()).size(), 1u);
+    const Next next(Journals(), wxID_YES);
+    EXPECT_TRUE(next.restored);
+    EXPECT_EQ(next.window->Store().paths, paths);
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        EXPECT_TRUE(SameLabels(*next.window->Store().images.LabelsOf(i), labels[i])) << i;
+    }
+    EXPECT_TRUE(FilesIn(Journals()).empty());
+}
+
+TEST_F(Recovery, LabelsOfAStackComeBack) {
+    qvox::VoxelImage<std::uint8_t> stack;
+    stack.Resize(20, 16, 3);
+    for (std::uint64_t i = 0; i < stack.VoxelCount(); ++i) stack[i] = static_cast<std::uint8_t>(i % 251);
+    qvox::SaveImageFile(folder.File("stack.tif"), stack);
+    qvox::LabelImage labels;
+    labels.Resize(20, 16, 3);
+    labels.Zero();
+    for (std::uint64_t i = 330; i < 700; ++i) labels[i] = static_cast<std::uint16_t>(i / 100);
+    qvox::SaveImageFile(folder.File("seg_stack.tif"), labels);
+    Open({"stack.tif"});
+    AwaitShown();
+    ASSERT_EQ(PositionCount(frame->Store()), 1u);
+    frame->LoadSegmentationResults(std::nullopt);
+    ASSERT_TRUE(SameLabels(Labels(), labels));
+    Run(kClearCurrent);
+    Die();
+    const Next next(Left(), wxID_YES);
+    EXPECT_TRUE(next.restored);
+    ExpectSame(*next.window);
+    EXPECT_TRUE(FilesIn(Left()).empty());
+}
+
+TEST_F(Recovery, FilesOfAnotherVersionStayUntilTheyAreDiscarded) {
+    fs::create_directory(Left());
+    const std::string file = Left() + "/9.journal";
+    std::ofstream(file) << "Korvane journal 99\nwhatever";
+    {
+        const Next next(Left(), wxID_NO);
+        ASSERT_EQ(next.asked.size(), 1u);
+        EXPECT_TRUE(next.asked[0].StartsWith("Another version of Korvane ended before labels were saved"));
+        EXPECT_NE(next.asked[0].find(PathText(file)), wxString::npos) << next.asked[0];
+        EXPECT_FALSE(next.restored);
+    }
+    EXPECT_TRUE(fs::exists(file));
+    const Next next(Left(), wxID_YES);
+    EXPECT_FALSE(fs::exists(file));
+    EXPECT_FALSE(next.restored);
 }
 
 }  // namespace

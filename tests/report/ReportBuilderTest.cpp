@@ -11,6 +11,7 @@
 
 #include "Gnuplot.h"
 #include "Position.h"
+#include "ReportPart.h"
 #include "RunProgram.h"
 #include "ToolkitError.h"
 #include "support/TemporaryFolder.h"
@@ -193,7 +194,7 @@ TEST(ReportBuilder, AnInterruptLeavesThePageAndTheTablesThatAreThere) {
     const std::vector<std::string> files{"report.html", "objects.csv", "summary.csv", "bins.csv"};
     for (const std::string& name : files) before.push_back(BytesOf(folder.Path() / name));
     options.existing = ExistingReport::kReplace;
-    options.images.resize(1);
+    options.images = {"/d/a/1.tif"};
     options.groups.clear();
     struct Interrupt {};
     for (const char* const step : {"Drawing order", "Writing the tables"}) {
@@ -219,7 +220,7 @@ TEST(ReportBuilder, RefusesAFolderWithFiguresOfOthers) {
 TEST(ReportBuilder, TakesTheAreaOfThePartThatWasAnalysed) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());
-    options.images.resize(1);
+    options.images = {"/d/a/1.tif"};
     options.groups.clear();
     ReportBuilder builder(options);
     const Position position = Discs(8, 9);
@@ -233,7 +234,7 @@ TEST(ReportBuilder, TakesTheAreaOfThePartThatWasAnalysed) {
 TEST(ReportBuilder, DoesNotCountWhatWasFilled) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());
-    options.images.resize(1);
+    options.images = {"/d/a/1.tif"};
     options.groups.clear();
     ReportBuilder builder(options);
     const Position position = Discs(8, 9);
@@ -287,6 +288,69 @@ TEST(ReportBuilder, WritesTablesThatPandasAndRReadAlike) {
     for (const std::string& printed : {pandas, r}) {
         if (printed.empty()) continue;
         EXPECT_EQ(printed, "27 27 27 0.00\n");
+    }
+}
+
+/// An image as a part of a report would tell of it, with two objects.
+ReportPartImage Known(std::size_t place) {
+    ReportPartImage known;
+    known.place = place;
+    known.image.path = "/d/" + std::to_string(place) + ".tif";
+    known.image.name = std::to_string(place) + ".tif";
+    known.image.leftOutBecause.clear();
+    known.image.areaUm2 = 1.0;
+    known.image.pixelSize = std::to_string(place) + " nm per pixel";
+    known.image.pixelSizeSource = "the file";
+    known.image.warnings = {"is doubtful."};
+    const double size = 50.0 + static_cast<double>(place % 17);
+    known.image.counted = {{size, 0.9}, {size + 20.0, 0.8}};
+    known.image.objects = 2;
+    known.rows = std::to_string(place) + ",1\r\n";
+    if (place % 2 == 0) known.thumbnail = "<figure class=\"image\"></figure>\n";
+    return known;
+}
+
+TEST(ReportBuilder, BoundsThePageAndTheFiguresOfManyImages) {
+    constexpr std::size_t kImages = 5200;
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options;
+    options.folder = folder.Path().string();
+    options.images = {kImages, [](std::size_t) { return wxString(); }};
+    ReportBuilder builder(options);
+    for (std::size_t i = kImages; i > 0; --i) builder.AddKnown(i - 1, Known(i - 1));
+    builder.Write([](const wxString&) {});
+    EXPECT_EQ(Occurrences(BytesOf(folder.Path() / "summary.csv"), "\r\n"), 2u + kImages);
+    EXPECT_EQ(Occurrences(BytesOf(folder.Path() / "objects.csv"), "\r\n"), 1u + kImages);
+    const std::string page = BytesOf(folder.Path() / "report.html");
+    for (const char* const text :
+         {"10400 objects counted in 5200 images", "These are the first 5000 of 5200 images; summary.csv has all",
+          "<td>4999.tif</td>", "and 4200 warnings more", "<td>others</td><td>4200</td>",
+          "Of the 5200 images 500, at equal distances in their list, are shown"}) {
+        EXPECT_NE(page.find(text), std::string::npos) << text;
+    }
+    EXPECT_EQ(page.find("<td>5000.tif</td>"), std::string::npos);
+    // Six images share a place: 1 to 6 that of 3.5.
+    const std::string order = BytesOf(folder.Path() / "figures" / "order.dat");
+    EXPECT_EQ(Occurrences(order, "\n"), 1u + (kImages + 5) / 6);
+    EXPECT_NE(order.find("\n3.5\t"), std::string::npos) << order.substr(0, 200);
+    EXPECT_NE(BytesOf(folder.Path() / "figures" / "order.gnuplot").find("(6 images together)"), std::string::npos);
+    EXPECT_NE(BytesOf(folder.Path() / "figures" / "boxes.gnuplot").find("BOX = 3\n"), std::string::npos);
+}
+
+TEST(ReportBuilder, ShowsAsManyImagesAsAreAskedFor) {
+    for (const std::size_t wanted : {0u, 1u, 2u, 9u}) {
+        const korvane_test::TemporaryFolder folder;
+        ReportOptions options = OptionsFor(folder.Path());
+        options.thumbnails = wanted;
+        MakeReport(options);
+        const std::string page = BytesOf(folder.Path() / "report.html");
+        // Of the four images the first and the third are at equal distances; the fourth is left out.
+        EXPECT_EQ(Occurrences(page, "data:image/png"), std::min<std::size_t>(wanted, 3)) << wanted;
+        EXPECT_EQ(page.find("at equal distances") == std::string::npos, wanted == 0 || wanted == 9) << wanted;
+        if (wanted == 2) {
+            EXPECT_NE(page.find("<figcaption>1.tif: "), std::string::npos);
+            EXPECT_NE(page.find("<figcaption>3.tif: "), std::string::npos);
+        }
     }
 }
 

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "GreyLevels.h"
 #include "OverlayGeometry.h"
 #include "support/Random.h"
 
@@ -128,6 +129,54 @@ TEST(ZoomToObject, ShowsItsBoxInTheMiddle) {
     const ImagePoint middle = ClientToImage(view, {100, 100});
     EXPECT_NEAR(middle.x, 125.0f, 0.5f);
     EXPECT_NEAR(middle.y, 70.0f, 0.5f);
+}
+
+/// Images with every kind of value, among them some that have no grey level.
+qvox::VoxelImage<float> OddImage(std::mt19937& random) {
+    qvox::VoxelImage<float> image = Image(static_cast<std::uint64_t>(korvane_test::UniformInt(random, 1, 70)),
+                                          static_cast<std::uint64_t>(korvane_test::UniformInt(random, 1, 9)));
+    const int kind = korvane_test::UniformInt(random, 0, 4);
+    for (float& value : image) {
+        value = static_cast<float>(korvane_test::UniformInt(random, -500, 500)) * (kind == 1 ? 1e36f : 0.37f);
+        if (kind == 2 && korvane_test::UniformInt(random, 0, 5) == 0) value = std::numeric_limits<float>::quiet_NaN();
+        if (kind == 3 && korvane_test::UniformInt(random, 0, 90) == 0) value = std::numeric_limits<float>::infinity();
+        if (kind == 4) value = korvane_test::UniformInt(random, 0, 1) == 0 ? 0.0f : -0.0f;
+    }
+    if (korvane_test::UniformInt(random, 0, 9) == 0) {
+        std::fill(image.begin(), image.end(), std::numeric_limits<float>::quiet_NaN());
+    }
+    return image;
+}
+
+TEST(GreyLevels, AreThoseOfTheImageThatIsConvertedAsAWhole) {
+    for (unsigned seed = 0; seed < 600; ++seed) {
+        std::mt19937 random(seed);
+        const qvox::VoxelImage<float> image = OddImage(random);
+        const float black = static_cast<float>(korvane_test::UniformInt(random, -300, 300)) * 0.5f;
+        const float white = black + static_cast<float>(korvane_test::UniformInt(random, 0, 300)) * 0.5f;
+        GreyPicture whole;
+        ConvertToGrey(image, whole);
+        GreyPicture range;
+        ConvertRangeToGrey(image, black, white, range);
+        std::vector<std::uint64_t> columns;
+        for (std::uint64_t x = 0; x < image.SizeX(); ++x) {
+            for (int i = korvane_test::UniformInt(random, 0, 12); i > 0; --i) columns.push_back(x);
+        }
+        std::vector<std::uint8_t> levels(columns.size());
+        const auto expectRowsOf = [&](const GreyPicture& wanted, const GreyLevels& sampled) {
+            ASSERT_EQ(sampled.SizeX(), image.SizeX());
+            ASSERT_EQ(sampled.SizeY(), image.SizeY());
+            for (std::uint64_t y = 0; y < image.SizeY(); ++y) {
+                sampled.Sample(y, columns, levels.data());
+                for (std::size_t i = 0; i < columns.size(); ++i) {
+                    ASSERT_EQ(levels[i], wanted(columns[i], y)) << "seed " << seed << ", " << columns[i] << ", " << y;
+                }
+            }
+        };
+        expectRowsOf(whole, GreyLevels(image));
+        expectRowsOf(range, GreyLevels(image, black, white));
+        expectRowsOf(range, GreyLevels(range));
+    }
 }
 
 }  // namespace

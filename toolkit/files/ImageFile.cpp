@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "files/ColourToGrey.h"
+#include "files/OpenImageFile.h"
 #include "files/PixelSize.h"
 #include "files/StoredDescription.h"
 #include "files/TiffDecoder.h"
@@ -177,12 +179,7 @@ void CheckPlanes(TiffHandle& file, const OpenedFile& opened) {
     }
 }
 
-}  // namespace
-
-ImageFileInfo InspectImageFile(const std::string& path, const ReadOptions& options) {
-    TiffHandle file(path);
-    OpenedFile opened = Examine(file, options);
-    file.ThrowIfChanged();
+ImageFileInfo InfoOf(const TiffHandle& file, const OpenedFile& opened) {
     ImageFileInfo info;
     info.type = opened.page.type;
     info.typeText = opened.page.typeText;
@@ -194,8 +191,33 @@ ImageFileInfo InspectImageFile(const std::string& path, const ReadOptions& optio
     info.fullPages = file.FullPages();
     info.resolution = opened.size.resolution;
     info.resolutionSource = opened.size.source;
-    info.resolutionNote = std::move(opened.size.note);
+    info.resolutionNote = opened.size.note;
     return info;
+}
+
+}  // namespace
+
+struct OpenImageFile::State {
+    State(const std::string& path, const ReadOptions& wanted)
+        : options(wanted), file(path), opened(Examine(file, wanted)) {}
+    ReadOptions options;
+    TiffHandle file;
+    OpenedFile opened;
+};
+
+OpenImageFile::OpenImageFile(const std::string& path, const ReadOptions& options)
+    : state_(std::make_unique<State>(path, options)) {
+    info_ = InfoOf(state_->file, state_->opened);
+}
+
+OpenImageFile::~OpenImageFile() = default;
+
+void OpenImageFile::ThrowIfChanged() const { state_->file.ThrowIfChanged(); }
+
+ImageFileInfo InspectImageFile(const std::string& path, const ReadOptions& options) {
+    const OpenImageFile file(path, options);
+    file.ThrowIfChanged();
+    return file.Info();
 }
 
 bool HasFurtherPages(const ImageFileInfo& info) { return info.fullPages > info.sizeZ; }
@@ -216,9 +238,11 @@ VoxelType ProbeVoxelType(const std::string& path, FileFormat format) {
 }
 
 template <typename T>
-void LoadImageFile(const std::string& path, VoxelImage<T>& image, const ReadOptions& options) {
-    TiffHandle file(path);
-    OpenedFile opened = Examine(file, options);
+void OpenImageFile::Load(VoxelImage<T>& image) {
+    const std::unique_ptr<State> state = std::move(state_);
+    const ReadOptions& options = state->options;
+    TiffHandle& file = state->file;
+    OpenedFile& opened = state->opened;
     const bool isConverted = options.colour != ColourRule::kRefuse && GreyTypeOf(opened.page) == TypeOf<T>();
     if (opened.page.type != TypeOf<T>() && !isConverted) {
         file.ForgetMessages();
@@ -249,6 +273,15 @@ void LoadImageFile(const std::string& path, VoxelImage<T>& image, const ReadOpti
     image.SetMetadata(std::move(entries));
 }
 
+template <typename T>
+void LoadImageFile(const std::string& path, VoxelImage<T>& image, const ReadOptions& options) {
+    OpenImageFile(path, options).Load(image);
+}
+
+template void OpenImageFile::Load(VoxelImage<std::uint8_t>&);
+template void OpenImageFile::Load(VoxelImage<std::uint16_t>&);
+template void OpenImageFile::Load(VoxelImage<float>&);
+template void OpenImageFile::Load(VoxelImage<Rgb8>&);
 template void LoadImageFile(const std::string&, VoxelImage<std::uint8_t>&, const ReadOptions&);
 template void LoadImageFile(const std::string&, VoxelImage<std::uint16_t>&, const ReadOptions&);
 template void LoadImageFile(const std::string&, VoxelImage<float>&, const ReadOptions&);

@@ -44,6 +44,9 @@ if workflow.mode == Mode.default:
     for number, images in image_files.parts_of(IMAGES, config["parts"]).items():
         image_files.write_if_changed(os.path.join(LISTS, f"{number}.txt"), image_files.listing(images, LABELS))
     image_files.write_if_changed(os.path.join(LISTS, "options.txt"), options_text())
+    # Tables and parts of a report name images by their full paths: they are made again where the folders were moved.
+    places = "".join(f"{os.path.abspath(folder)!r}\n" for folder in config["images"])
+    image_files.write_if_changed(os.path.join(LISTS, "places.txt"), places)
     # Rows of images that are gone must go too.
     image_files.write_if_changed(os.path.join(LISTS, "all.txt"), "".join(f"{image.path!r}\n" for image in IMAGES))
 

@@ -3,19 +3,29 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 #include <thread>
 #include <vector>
 
-#include "ParseNumber.h"
-
-namespace Korvane {
+namespace qvox {
 
 namespace {
+
+/// The whole text as a number; none for any other text.
+template <typename T>
+std::optional<T> NumberIn(const std::string& text) {
+    T value{};
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || rest != end) return std::nullopt;
+    return value;
+}
 
 unsigned Affinity() {
     cpu_set_t set;
@@ -34,8 +44,8 @@ std::string FirstWord(const std::string& path) {
 
 /// Microseconds of processors in each period. None for "max", -1 and what is not there.
 std::optional<double> Share(const std::string& quota, const std::string& period) {
-    const std::optional<double> used = ParseNumber<double>(quota);
-    const std::optional<double> of = ParseNumber<double>(period);
+    const std::optional<double> used = NumberIn<double>(quota);
+    const std::optional<double> of = NumberIn<double>(period);
     if (!used || !of || !(*used > 0.0) || !(*of > 0.0)) return std::nullopt;
     return *used / *of;
 }
@@ -107,7 +117,7 @@ unsigned LeastProcessors(unsigned affinity, std::optional<unsigned> quota, const
     unsigned least = affinity;
     if (quota) least = std::min(least, *quota);
     if (cpusPerTask != nullptr) {
-        const std::optional<unsigned> task = ParseNumber<unsigned>(cpusPerTask);
+        const std::optional<unsigned> task = NumberIn<unsigned>(cpusPerTask);
         if (task && *task > 0) least = std::min(least, *task);
     }
     return std::max(1u, least);
@@ -115,4 +125,4 @@ unsigned LeastProcessors(unsigned affinity, std::optional<unsigned> quota, const
 
 unsigned UsableProcessors() { return LeastProcessors(Affinity(), CpuQuota(), std::getenv("SLURM_CPUS_PER_TASK")); }
 
-}  // namespace Korvane
+}  // namespace qvox

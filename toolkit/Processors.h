@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace Korvane {
+namespace qvox {
 
 /// The processors that this process may use, at least 1: those that it may run on, at most as many as the CPU quota of
 /// its control groups and SLURM_CPUS_PER_TASK allow.
@@ -17,4 +17,4 @@ std::optional<unsigned> CpuQuota(const std::string& root = "");
 /// The least of the limits, at least 1. A text that is not a number above 0 is none.
 unsigned LeastProcessors(unsigned affinity, std::optional<unsigned> quota, const char* cpusPerTask);
 
-}  // namespace Korvane
+}  // namespace qvox
