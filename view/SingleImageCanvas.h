@@ -13,6 +13,7 @@
 #include "GreyLevels.h"
 #include "LabelPainter.h"
 #include "OverlayDrawing.h"
+#include "OverlayGeometry.h"
 #include "ViewPainter.h"
 
 namespace Korvane {
@@ -76,6 +77,7 @@ private:
     static void DrawFrame(wxDC& dc, const CanvasState& state);
     static void DrawMarks(wxDC& dc, const CanvasState& state);
     bool HasOutline(const CanvasState& state) const;
+    ToolOutline OutlineUnderPointer(const CanvasState& state) const;
     wxRect OutlineRectangle(const CanvasState& state) const;
 
     CanvasOwner& owner_;
