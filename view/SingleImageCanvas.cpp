@@ -243,14 +243,14 @@ void SingleImageCanvas::PaintRectangle(wxDC& dc, const wxRect& box, const Canvas
     const qvox::LabelImage& labels = otherLabels_ != nullptr ? *otherLabels_ : *labels_;
     // In the pixels of the screen, of which there can be several to one of the window.
     const ViewPort port{start.x * density, start.y * density, zoom * static_cast<float>(density)};
-    const WindowRectangle part{box.x * density, box.y * density, box.width * density, box.height * density};
+    const WindowRectangle rectangle{box.x * density, box.y * density, box.width * density, box.height * density};
     if (otherLabels_ == nullptr && state.editing != nullptr && labels.SizeZ() == 1) {
         contours_.Use(labels, state.editing->census.Version());
-        PaintView(grey, contours_, state.style, port, part, painted_);
+        PaintView(grey, contours_, state.style, port, rectangle, painted_);
     } else {
-        PaintView(grey, labels, state.style, port, part, painted_);
+        PaintView(grey, labels, state.style, port, rectangle, painted_);
     }
-    if (state.handMarks != nullptr) PaintMarks(*state.handMarks, port, part, painted_);
+    if (state.handMarks != nullptr) PaintMarks(*state.handMarks, port, rectangle, painted_);
     overlay_.Draw(painted_, labels, anchors, state, {box.GetPosition() + start, zoom, density});
     static_assert(sizeof(qvox::Rgb8) == 3, "the painted rows are handed over as they are");
     const wxImage image(box.GetSize() * density, reinterpret_cast<unsigned char*>(painted_.begin()), true);
