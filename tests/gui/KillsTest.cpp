@@ -54,6 +54,18 @@ protected:
         return std::filesystem::directory_iterator(Journals(), none) != std::filesystem::directory_iterator();
     }
 
+    /// The window with its image; empty when it does not come.
+    static std::string AwaitWindow(const Program& program) {
+        std::string window;
+        Await([&] {
+            window = program.Window("Position [1/1] - ");
+            return !window.empty();
+        });
+        // It may still be given its size and place, by which the first disc would lie elsewhere.
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        return window;
+    }
+
     /// A click of the brush at the place of a disc.
     static bool Paint(const std::string& window, int disc) {
         const int x = 60 + disc % kColumns * kSpacing;
@@ -128,19 +140,13 @@ TEST_F(WindowKills, CostAtMostWhatWasPaintedInTheLastFiveSecondsAndNothingElse) 
     for (int kill = 0; kill < kills; ++kill) {
         std::filesystem::remove_all(Journals());
         Program program({folder.File(kImage)}, folder.File("output.txt"));
-        std::string window;
-        const bool isShown = Await([&] {
-            window = program.Window("Position [1/1] - ");
-            return !window.empty();
-        });
-        if (!isShown) {
+        const std::string window = AwaitWindow(program);
+        if (window.empty()) {
             // A machine that is busy with much else; nothing was painted that could be lost.
             ++notShown;
             ASSERT_LE(notShown, 1 + kills / 50) << "of " << kill + 1 << " starts, seed " << seed;
             continue;
         }
-        // It may still be given its size and place, by which the first disc would lie elsewhere.
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
         // The window may not have been ready for the first; twice at one place it is the same.
         ASSERT_TRUE(Await([&] {
             Paint(window, 0);
