@@ -80,6 +80,8 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle), reader_([] { w
     CreateStatusBar(static_cast<int>(std::size(kWidths)));
     SetStatusWidths(static_cast<int>(std::size(kWidths)), kWidths);
     FitStatusFont(*GetStatusBar(), kWidths[1]);
+    dynamic_cast<StatusBar&>(*GetStatusBar())
+        .NameFields({"Message", "Pixel size", "Current label", "Brush radius", "Objects", "Drawing mode"});
     for (wxWindow* const window : {static_cast<wxWindow*>(GetMenuBar()), static_cast<wxWindow*>(GetStatusBar())}) {
         window->SetDropTarget(new DroppedFiles(*this));
     }
@@ -123,6 +125,8 @@ void MainFrame::RunAlone(const std::function<void()>& work) {
     const CommandScope scope(*this);
     try {
         work();
+        TellDropped();
+        TellReadFailures();
     } catch (...) {
         // No fault of one command may end the program while positions hold unsaved work.
         wxLogError("%s", "The command was not completed! (" + ExceptionText(std::current_exception()) + ")");

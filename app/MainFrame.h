@@ -17,9 +17,11 @@
 #include "BackgroundReader.h"
 #include "BurntInMarks.h"
 #include "CanvasOwner.h"
+#include "CanvasTool.h"
 #include "CommandTexts.h"
 #include "DisplayRange.h"
 #include "FailureText.h"
+#include "HandMarks.h"
 #include "ImagePreparation.h"
 #include "ImageWarnings.h"
 #include "KnownResults.h"
@@ -41,6 +43,7 @@ struct AnalysisKind;
 struct CopiedImage;
 struct LabelExtent;
 struct ObjectKey;
+struct ReadImage;
 struct ReportOptions;
 
 /// What an analysis has to tell when it is over.
@@ -86,6 +89,12 @@ public:
 
     /// When images are opened, so many voxels of them in all are read before the window shows the first.
     void ReadAtOnceUpTo(std::uint64_t voxels) { readAtOnceVoxels_ = voxels; }
+
+    /// So many bytes of changes can be undone. Before anything is changed.
+    void KeepHistoryWithin(std::size_t bytes) { history_ = LabelHistory(bytes); }
+
+    /// A dialog with Cancel comes when a command waits for so long until all images are read.
+    void ShowReadingAfter(std::chrono::milliseconds time) { dialogAfter_ = time; }
 
     /// Does something once, after the window was painted for the first time.
     void OnFirstPaint(std::function<void()> work) { afterFirstPaint_ = std::move(work); }
@@ -178,6 +187,10 @@ public:
     void OnLearnParameters(wxCommandEvent&);
     void OnFillBurntIn(wxCommandEvent&);
     bool FillsBurntIn() const { return fillsBurntIn_; }
+    void OnMarkBurntIn(wxCommandEvent&);
+    bool MarksBurntIn() const { return drag_.tool == CanvasTool::kMarks; }
+    void OnLoadMarks(wxCommandEvent&);
+    void OnSaveMarks(wxCommandEvent&);
     void OnAnalysisRegion(wxCommandEvent&);
     void OnStorePixelSize(wxCommandEvent&);
 
@@ -203,6 +216,8 @@ public:
     int BrushRadius() const { return editing_.brushRadiusPx; }
     AnalysisParameters& Parameters() { return parameters_; }
     const LabelHistory& History() const { return history_; }
+    const HandMarks& Marks() const { return prepared_[store_.current].marks; }
+    const ToolDrag& Tool() const { return drag_; }
 
 protected:
     wxStatusBar* OnCreateStatusBar(int fields, long style, wxWindowID id, const wxString& name) override;
@@ -233,6 +248,7 @@ private:
     /// back when the pointer leaves.
     void Say(const wxString& text);
     void SayOfPosition(std::size_t index);
+    void SayWork(std::size_t index, const wxString& task);
     /// What is shown where nothing but labels and tools are.
     CanvasState StateOfLabels() const;
     bool HasBeenRead() const { return std::chrono::steady_clock::now() - saidAt_ >= kToBeRead; }
@@ -252,8 +268,11 @@ private:
     void TakeRead();
     void ReadOn();
     void ReadOneHere();
-    /// All images are read when it returns, and those that cannot be are no positions any more.
-    void FinishReading();
+    /// All images are read when it returns true, and those that cannot be are no positions any more. False where a
+    /// person cancelled it.
+    bool FinishReading();
+    void TellReadFailures();
+    void TellDropped();
     std::size_t UnreadCount() const;
     wxString WithBurntIn(const wxString& text) const;
     wxString ProgressText() const;
@@ -274,6 +293,7 @@ private:
 
     EditedPosition Edited();
     void Finish(EditResult result, const char* whenMaximumReached = "");
+    EditResult ChangeRadius(EditResult (*change)(EditingState& state));
     void RefreshEdited(const PixelRectangle& part);
     void CountAgain();
 
@@ -308,6 +328,7 @@ private:
 
     // The panel of objects.
     void MakeObjectsPanel();
+    std::function<ReadImage()> ReaderOf(std::size_t index) const;
     int ObjectsWidth() const;
     void Grow(const wxSize& by);
     void ObjectsChanged(std::size_t position);
@@ -326,8 +347,21 @@ private:
     void LeaveStages();
     void ExplainPlace(const ImagePoint& point);
 
+    // What the left button does other than drawing labels.
+    void UseTool(CanvasTool tool);
+    bool LeaveTool();
+    bool DragTool(const wxMouseEvent& event);
+    void DragMarks(const wxMouseEvent& event, const Pixel& pixel);
+    void DragShape(const wxMouseEvent& event, const Pixel& pixel);
+    void TakeShape(const ToolDrag& drawn);
+    PixelRectangle ApplyMarks(const HistoryStep::Part& part, ChangeDirection direction);
+    void SayMarks();
+
     // What is left out of an image before it is analysed, and the pixel size.
     PreparationRules RulesFor(std::size_t index) const;
+    void PreparationChanged(const std::vector<std::size_t>& positions);
+    void ChooseRegion(const std::optional<PixelBox>& drawn);
+    void AskForPixelSize(const std::optional<std::int64_t>& linePx);
     std::vector<std::size_t> PositionsOfSize(std::size_t index) const;
     PixelRectangle RegionShown() const;
     bool MayStorePixelSize(const std::vector<CopiedImage>& copies);
@@ -342,19 +376,27 @@ private:
     PositionStore store_;
     EditingState editing_;
     std::optional<wxPoint> strokeAt_;  ///< where the stroke of the left button was last seen, until its release
-    enum class Drag { kFollowed, kIgnored } drag_ = Drag::kFollowed;  ///< ignored once the contour was discarded
+    enum class Stroke { kFollowed, kIgnored } stroke_ = Stroke::kFollowed;  ///< ignored once the contour was discarded
+    ToolDrag drag_;
     LabelHistory history_;
+    enum class Dropped { kUntold, kTold } dropped_ = Dropped::kUntold;  ///< the oldest steps of the history
     KnownResults knownResults_;
     AnalysedLabels analysed_;
     std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
     std::unique_ptr<RecoveryJournal> journal_;
     std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last
     std::vector<std::optional<BurntInMarks>> burntIn_;  ///< by position: once searched
-    std::vector<std::optional<PixelBox>> regions_;      ///< by position: the part that is analysed; none: all of it
+    struct Preparation {
+        std::optional<PixelBox> region;  ///< the part that is analysed; none: all of it
+        HandMarks marks;
+    };
+    std::vector<Preparation> prepared_;  ///< by position
     bool fillsBurntIn_ = false;
     SeriesNotes series_;
     std::uint64_t readAtOnceVoxels_ = std::uint64_t{1} << 23;  ///< takes a fraction of a second
+    std::chrono::milliseconds dialogAfter_{500};
     wxString said_;
+    wxString pointerText_;  ///< while it is shown instead
     std::chrono::steady_clock::time_point saidAt_;
     DisplayRange displayRange_;
     bool onlyRaw_ = false;

@@ -220,7 +220,7 @@ void MainFrame::OnDetectCurrent(wxCommandEvent&) {
 }
 
 void MainFrame::OnDetectEmpty(wxCommandEvent&) {
-    FinishReading();
+    if (!FinishReading()) return;
     const int count = static_cast<int>(PositionCount(store_));
     RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach(kDetection, [&](std::size_t i) {
@@ -234,7 +234,7 @@ void MainFrame::OnDetectEmpty(wxCommandEvent&) {
 }
 
 void MainFrame::OnDetectAll(wxCommandEvent&) {
-    FinishReading();
+    if (!FinishReading()) return;
     const int count = static_cast<int>(PositionCount(store_));
     RunAnalysis(kDetection, count * kProgressStepsPerPosition + 1, [this](wxProgressDialog& progress) {
         AnalyseEach(kDetection, [&](std::size_t i) { DetectPosition(i, progress); });
@@ -246,7 +246,7 @@ void MainFrame::OnSegmentExosomesSingle(wxCommandEvent&) {
 }
 
 void MainFrame::OnSegmentExosomesAll(wxCommandEvent&) {
-    FinishReading();
+    if (!FinishReading()) return;
     const int count = static_cast<int>(PositionCount(store_));
     RunAnalysis(kSegmentation, count + 1, [this](wxProgressDialog& progress) {
         AnalyseEach(kSegmentation, [&](std::size_t i) {

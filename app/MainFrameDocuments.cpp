@@ -10,6 +10,7 @@
 #include <wx/filedlg.h>
 #include <wx/log.h>
 #include <wx/settings.h>
+#include <wx/statusbr.h>
 
 #include "Accessibility.h"
 #include "CommandTexts.h"
@@ -136,10 +137,12 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     canvas_->SetImages(nullptr, nullptr);
     RemoveAllPositions(store_);
     history_.Clear();
+    dropped_ = Dropped::kUntold;
     analysed_.Clear();
     unsaved_.clear();
     burntIn_.clear();
-    regions_.clear();
+    prepared_.clear();
+    LeaveTool();
     framed_ = {};
     LeaveStages();
     objects_->Reset(0);
@@ -155,7 +158,7 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
             const std::size_t index = PositionCount(store_) - 1;
             unsaved_.resize(PositionCount(store_));
             burntIn_.resize(PositionCount(store_));
-            regions_.resize(PositionCount(store_));
+            prepared_.resize(PositionCount(store_));
             PositionImages::Intensities image = ReadAtOnce(index, readVoxels, doubtful);
             if (index == 0) first = std::move(image);
             if (LiesThere(SegResultPath(path, std::nullopt))) ++outcome.withResults;
@@ -240,14 +243,21 @@ void MainFrame::OnSaveResultsTo(wxCommandEvent&) {
     if (const ChosenFolder folder = AskForFolder("Save segmentation results to...")) SaveSegmentationResults(folder);
 }
 
+/// While a command handles no events: the text is painted at once.
+void MainFrame::SayWork(std::size_t index, const wxString& task) {
+    Say(WorkText(store_.paths, index, task));
+    GetStatusBar()->Update();
+}
+
 void MainFrame::SaveSegmentationResults(const ChosenFolder& folder) {
     if (!HasPositions()) return;
-    FinishReading();
+    if (!FinishReading()) return;
     const std::vector<wxString> files = FilesOf(store_, folder, SegResultPath);
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "save the segmentation results")) return;
     const wxBusyInfo busy("Saving segmentation results...", this);
     FilesOutcome outcome;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+        SayWork(i, "saving");
         const bool saved = DoFileTask(FileTask::kSaveResults, FileNameOf(store_.paths[i]), [&] {
             const PositionImages::Labels labels = store_.images.LabelsOf(i);
             const std::optional<wxString> kept = knownResults_.Keep(files[i], *labels);
@@ -270,6 +280,7 @@ void MainFrame::LoadSegmentationResults(const ChosenFolder& folder) {
         FilesOutcome outcome;
         history_.Open("loading of results");
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
+            SayWork(i, "loading");
             LabelsFound found = LabelsFound::kNoFile;
             const bool read = DoFileTask(FileTask::kLoadResults, FileNameOf(store_.paths[i]),
                                          [&] { found = LoadPositionLabels(i, files[i]); });
@@ -305,12 +316,13 @@ void MainFrame::OnExportTable(wxCommandEvent&) {
                         "Text files (*.txt)|*.txt", wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
     dialog.Centre(wxBOTH);
     if (dialog.ShowModal() != wxID_OK) return;
-    FinishReading();
+    if (!FinishReading()) return;
     std::vector<wxString> rows;
     std::vector<wxString> uncalibrated;
     GatheredWarnings broken;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         const wxString name = FileNameOf(store_.paths[i]);
+        SayWork(i, "measuring");
         // One that cannot be measured, having more objects than can be told apart, costs its own rows only.
         DoFileTask(FileTask::kMeasure, name, [&] {
             std::vector<wxString> measured = MeasurementRows(store_.paths[i], *store_.images.LabelsOf(i));
@@ -351,7 +363,7 @@ MainFrame::BarDrawn MainFrame::ExportOverlay(std::size_t index, const wxString& 
 
 void MainFrame::ImageExport(const ChosenFolder& folder) {
     if (!HasPositions()) return;
-    FinishReading();
+    if (!FinishReading()) return;
     const std::vector<wxString> files = FilesOf(store_, folder, ExportPath);
     if (!HaveOwnFiles(store_, files, FileUse::kWrite, "export the image results")) return;
     const wxBusyInfo busy("Exporting image results...", this);
@@ -359,6 +371,7 @@ void MainFrame::ImageExport(const ChosenFolder& folder) {
     std::vector<wxString> withoutBar;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         const wxString name = FileNameOf(store_.paths[i]);
+        SayWork(i, "exporting");
         const bool exported = DoFileTask(FileTask::kExportPicture, name, [&] {
             if (ExportOverlay(i, files[i]) == BarDrawn::kNoRoom) withoutBar.push_back(name);
         });

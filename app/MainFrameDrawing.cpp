@@ -29,9 +29,18 @@ void MainFrame::OnEmptyLabel(wxCommandEvent&) { Finish(EmptyLabel(store_.current
 
 void MainFrame::OnUniqueLabel(wxCommandEvent&) { Finish(UniqueLabel(Edited(), editing_), kNoUniqueLabelText); }
 
-void MainFrame::OnDecreaseRadius(wxCommandEvent&) { Finish(DecreaseBrushRadius(editing_)); }
+/// Marks are made with the brush, whatever labels are drawn with.
+EditResult MainFrame::ChangeRadius(EditResult (*change)(EditingState& state)) {
+    const DrawingMode mode = editing_.mode;
+    if (MarksBurntIn()) editing_.mode = DrawingMode::kBrush;
+    const EditResult result = change(editing_);
+    editing_.mode = mode;
+    return result;
+}
 
-void MainFrame::OnIncreaseRadius(wxCommandEvent&) { Finish(IncreaseBrushRadius(editing_)); }
+void MainFrame::OnDecreaseRadius(wxCommandEvent&) { Finish(ChangeRadius(DecreaseBrushRadius)); }
+
+void MainFrame::OnIncreaseRadius(wxCommandEvent&) { Finish(ChangeRadius(IncreaseBrushRadius)); }
 
 void MainFrame::OnContourMode(wxCommandEvent&) { Finish(FlipDrawingMode(editing_)); }
 
@@ -84,6 +93,7 @@ bool MainFrame::HandleEditKey(int key) {
             return true;
         }
         case WXK_ESCAPE:
+            if (LeaveTool()) return true;
             if (editing_.contourPoints.empty()) return false;
             DiscardContour();
             return true;
@@ -113,7 +123,8 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
     const bool lateDrag = strokeAt_.has_value() && event.LeftUp() && event.GetPosition() != *strokeAt_;
     if (event.LeftUp()) strokeAt_.reset();
     if (event.Leaving() && HasPositions()) ShowPointer(event);
-    if (!IsEnabled() || !canvas_->HasImage() || !HasPositions() || !canvas_->PointerInside()) return;
+    if (!IsEnabled() || !canvas_->HasImage() || !HasPositions()) return;
+    if (DragTool(event) || !canvas_->PointerInside()) return;
     RunAlone([&] {
         const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
         if (ShowsStages()) return ExplainPlace(point);
@@ -123,11 +134,11 @@ void MainFrame::OnCanvasMouse(wxMouseEvent& event) {
         }
         // The second press of a double click comes as that only.
         if (event.LeftDown() || event.LeftDClick()) {
-            drag_ = Drag::kFollowed;
+            stroke_ = Stroke::kFollowed;
             history_.Open(DrawsContours() ? "contour" : "brush stroke");
             RefreshEdited(PressLeft(Edited(), editing_, point));
             strokeAt_ = event.GetPosition();
-        } else if (drag_ == Drag::kFollowed && ((event.LeftIsDown() && !event.Entering()) || lateDrag)) {
+        } else if (stroke_ == Stroke::kFollowed && ((event.LeftIsDown() && !event.Entering()) || lateDrag)) {
             RefreshEdited(DragLeft(Edited(), editing_, point));
             if (strokeAt_) strokeAt_ = event.GetPosition();
         }

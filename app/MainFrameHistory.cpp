@@ -27,6 +27,13 @@ void MainFrame::TakeToolChanges() {
     if (HasPositions()) Changed(store_.current, std::exchange(editing_.changes, {}));
 }
 
+/// Once: from then on it goes without saying.
+void MainFrame::TellDropped() {
+    if (!history_.TakeDropped() || dropped_ == Dropped::kTold) return;
+    dropped_ = Dropped::kTold;
+    Say(said_ + (said_.empty() ? "" : "; ") + "the oldest changes can no longer be undone, as memory for them is full");
+}
+
 /// A command failed on its way. If it was one that changes labels, which opens a step and closes it at its end, some
 /// may have changed unrecorded.
 void MainFrame::LabelsInDoubt() {
@@ -58,8 +65,8 @@ void MainFrame::Travel(ChangeDirection direction) {
     std::optional<FailureText> notShown;
     if (!step->Holds(store_.current)) {
         const std::size_t position = step->parts.front().position;
-        // It changes: it stays a position even if its image turns out to be unreadable now.
-        unsaved_[position] = 1;
+        // Its labels change: it stays a position even if its image turns out to be unreadable now.
+        if (step->parts.front().layer == ChangedLayer::kLabels) unsaved_[position] = 1;
         try {
             SwitchTo(position);
         } catch (...) {
@@ -70,6 +77,7 @@ void MainFrame::Travel(ChangeDirection direction) {
     std::vector<std::size_t> positions;
     const auto apply = [&](const HistoryStep::Part& part) {
         positions.push_back(part.position);
+        if (part.layer == ChangedLayer::kMarks) return RefreshEdited(ApplyMarks(part, direction));
         unsaved_[part.position] = 1;
         ObjectsChanged(part.position);
         if (journal_ != nullptr) {
@@ -97,7 +105,7 @@ void MainFrame::Travel(ChangeDirection direction) {
 void MainFrame::DiscardContour() {
     editing_.contourPoints.clear();
     strokeAt_.reset();
-    drag_ = Drag::kIgnored;
+    stroke_ = Stroke::kIgnored;
     RefreshAll();
     Say("The contour is discarded");
 }

@@ -6,6 +6,7 @@
 #include <wx/progdlg.h>
 
 #include "ExceptionText.h"
+#include "ImagePreparation.h"
 #include "LearnDialog.h"
 #include "LearningProgress.h"
 #include "LearntDialog.h"
@@ -84,8 +85,18 @@ void MainFrame::LearnFrom(const std::vector<std::size_t>& positions, std::size_t
         std::vector<TrainingImage> images;
         images.reserve(positions.size());
         for (const std::size_t i : positions) {
-            images.push_back({PositionName(store_.paths, i).utf8_string(), *store_.images.IntensitiesOf(i),
-                              *store_.images.LabelsOf(i)});
+            const PositionImages::Intensities image = store_.images.IntensitiesOf(i);
+            const PositionImages::Labels labels = store_.images.LabelsOf(i);
+            TrainingImage training{PositionName(store_.paths, i).utf8_string(), *image, *labels};
+            // What detection would see of it.
+            const PreparationRules rules = RulesFor(i);
+            PreparedImage prepared;
+            if (rules.Any()) prepared = PreparedImage(rules, *image, *labels, {});
+            if (prepared.Prepared()) {
+                training.image = std::move(prepared.Prepared()->image);
+                training.truth = std::move(prepared.Prepared()->labels);
+            }
+            images.push_back(std::move(training));
         }
         result = Learn(this, images, evaluations);
     } catch (...) {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <exception>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "CompleteFile.h"
 #include "ExceptionText.h"
 #include "FailureText.h"
+#include "ImagePreparation.h"
 #include "MainFrame.h"
 #include "MessageLog.h"
 #include "ObjectTable.h"
@@ -32,8 +34,27 @@ namespace {
 
 struct TableCancelled {};
 
+EdgeProfileOptions ProfileOptionsFor(PreparedImage& prepared) {
+    return {prepared.Excluded().Empty() ? nullptr : &prepared.Excluded(), prepared.Part()};
+}
+
 PixelRectangle BoxOf(const LabelExtent& extent) {
     return {extent.minX, extent.minY, extent.maxX - extent.minX + 1, extent.maxY - extent.minY + 1};
+}
+
+/// With what an analysis would be given of the image: objects over filled pixels, and at the edge of the part, are known.
+ObjectMeasuring::Measure MeasureWith(const PreparationRules& rules) {
+    return [rules](const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels) {
+        PreparedImage prepared;
+        try {
+            if (rules.Any()) prepared = PreparedImage(rules, image, qvox::LabelImage(), {});
+        } catch (...) {
+            MeasuredPosition failed;
+            failed.failure = ExceptionText(std::current_exception()).utf8_string();
+            return failed;
+        }
+        return MeasurePosition(image, labels, ProfileOptionsFor(prepared));
+    };
 }
 
 const char* const kTableFilter = "Comma-separated values (*.csv)|*.csv|All files (*)|*";
@@ -44,8 +65,13 @@ void MainFrame::MakeObjectsPanel() {
     ObjectsPanelLinks links;
     links.current = [this] { return store_.current; };
     links.isAtWork = [this] { return work_ == Work::kRunning || history_.IsOpen(); };
+    links.read = [this](std::size_t i) { return ReaderOf(i); };
+    links.take = [this](std::size_t i, const std::shared_ptr<const StoredImage>& stored) {
+        store_.images.Take(i, stored);
+    };
     links.image = [this](std::size_t i) { return store_.images.IntensitiesOf(i); };
     links.labels = [this](std::size_t i) { return store_.images.LabelsOf(i); };
+    links.measure = [this](std::size_t i) { return MeasureWith(RulesFor(i)); };
     links.show = [this](std::size_t position, const LabelExtent& extent) {
         RunAlone([&] { ShowObject(position, extent); });
     };
@@ -53,6 +79,19 @@ void MainFrame::MakeObjectsPanel() {
     links.exportTable = [this] { RunAlone([&] { ExportObjects(); }); };
     objects_ = new ObjectsPanel(this, std::move(links));
     objects_->Hide();
+}
+
+/// Reads the image of a position that is not shown, on any thread.
+std::function<ReadImage()> MainFrame::ReaderOf(std::size_t index) const {
+    if (store_.images.Shows(index)) return nullptr;
+    if (std::shared_ptr<const StoredImage> kept = store_.images.KeptOf(index)) {
+        return [kept] { return ReadImage{nullptr, ShareIntensities(kept)}; };
+    }
+    if (store_.images.IsInMemory(index)) return nullptr;
+    return [path = PathBytes(store_.paths[index])] {
+        auto stored = std::make_shared<const StoredImage>(LoadStoredImage(path));
+        return ReadImage{stored, ShareIntensities(stored)};
+    };
 }
 
 bool MainFrame::ShowsObjects() const { return objects_ != nullptr && objects_->IsShown(); }
@@ -166,7 +205,7 @@ void MainFrame::ExportObjects() {
     dialog.Centre(wxBOTH);
     if (dialog.ShowModal() != wxID_OK) return;
     const wxString path = dialog.GetPath();
-    FinishReading();
+    if (!FinishReading()) return;
     std::vector<std::size_t> positions;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         if (objects_->List().Which() == ListedPositions::kAll || i == store_.current) positions.push_back(i);
@@ -199,10 +238,16 @@ std::size_t MainFrame::WriteObjects(const wxString& path, const std::vector<std:
             if (run.IsCancelled()) throw TableCancelled();
             run.Show(static_cast<int>(done), WorkText(store_.paths, i, "measuring").utf8_string());
             const PositionImages::Intensities image = store_.images.IntensitiesOf(i);
-            const std::vector<ObjectMeasures> objects = MeasureEverything(*image, *store_.images.LabelsOf(i));
+            const PreparationRules rules = RulesFor(i);
+            PreparedImage prepared;
+            if (rules.Any()) prepared = PreparedImage(rules, *image, qvox::LabelImage(), {});
+            const std::vector<ObjectMeasures> objects =
+                MeasureEverything(*image, *store_.images.LabelsOf(i), ProfileOptionsFor(prepared));
             rows += objects.size();
             const wxString& file = store_.paths[i];
-            text += table.Rows({file, image->Resolution(), PixelSizeSource(file, image->Resolution())}, objects);
+            text += table.Rows({file, image->Resolution(), PixelSizeSource(file, image->Resolution()),
+                                prepared.Text()},
+                               objects);
         }
     });
     WriteCompleteFile(PathBytes(path), text);

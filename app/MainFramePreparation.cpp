@@ -1,7 +1,10 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <memory>
+#include <numeric>
 #include <system_error>
+#include <vector>
 
 #include <wx/msgdlg.h>
 
@@ -10,6 +13,7 @@
 #include "ExceptionText.h"
 #include "MainFrame.h"
 #include "MessageLog.h"
+#include "ObjectsPanel.h"
 #include "PathText.h"
 #include "PixelSizeDialog.h"
 #include "RegionDialog.h"
@@ -63,19 +67,34 @@ wxString RegionText(const std::optional<PixelBox>& region) {
 
 void MainFrame::OnFillBurntIn(wxCommandEvent&) {
     fillsBurntIn_ = !fillsBurntIn_;
+    std::vector<std::size_t> all(PositionCount(store_));
+    std::iota(all.begin(), all.end(), std::size_t{0});
+    PreparationChanged(all);
     Say(fillsBurntIn_ ? "Detection and segmentation fill scale bars and writing from now on"
                       : "Detection and segmentation take scale bars and writing as they are");
 }
 
+/// What is measured or explained of these positions may be another by now.
+void MainFrame::PreparationChanged(const std::vector<std::size_t>& positions) {
+    LeaveStages();
+    if (!ShowsObjects()) return;
+    for (const std::size_t i : positions) objects_->Changed(i);
+}
+
 PreparationRules MainFrame::RulesFor(std::size_t index) const {
+    const Preparation& prepared = prepared_[index];
     PreparationRules rules;
     rules.fillsAnnotations = fillsBurntIn_;
-    rules.region = regions_[index];
+    rules.region = prepared.region;
+    if (fillsBurntIn_ && !prepared.marks.Empty()) {
+        rules.mask = std::make_shared<const qvox::VoxelImage<bool>>(
+            prepared.marks.Mask(store_.images.SizeX(index), store_.images.SizeY(index)));
+    }
     return rules;
 }
 
 PixelRectangle MainFrame::RegionShown() const {
-    const std::optional<PixelBox>& region = regions_[store_.current];
+    const std::optional<PixelBox>& region = prepared_[store_.current].region;
     if (!region) return {};
     return {static_cast<std::uint64_t>(region->x), static_cast<std::uint64_t>(region->y),
             static_cast<std::uint64_t>(region->width), static_cast<std::uint64_t>(region->height)};
@@ -90,9 +109,12 @@ std::vector<std::size_t> MainFrame::PositionsOfSize(std::size_t index) const {
     return positions;
 }
 
-void MainFrame::OnAnalysisRegion(wxCommandEvent&) {
+void MainFrame::OnAnalysisRegion(wxCommandEvent&) { ChooseRegion(prepared_[store_.current].region); }
+
+/// `drawn`: what the dialog begins with.
+void MainFrame::ChooseRegion(const std::optional<PixelBox>& drawn) {
     const std::size_t index = store_.current;
-    const std::optional<PixelBox> before = regions_[index];
+    const std::optional<PixelBox> before = prepared_[index].region;
     const std::vector<std::size_t> ofThisSize = PositionsOfSize(index);
     RegionDialog::Image image;
     image.width = static_cast<std::int64_t>(store_.images.SizeX(index));
@@ -100,18 +122,23 @@ void MainFrame::OnAnalysisRegion(wxCommandEvent&) {
     image.bars = FindInformationBars(store_.images.ShownIntensities());
     image.ofThisSize = ofThisSize.size();
     const auto choose = [this, index](const std::optional<PixelBox>& region) {
-        regions_[index] = region;
+        prepared_[index].region = region;
         RefreshAll();
     };
-    RegionDialog dialog(this, image, before, choose);
-    if (dialog.ShowModal() != wxID_OK) return choose(before);
+    choose(drawn);
+    RegionDialog dialog(this, image, drawn, choose);
+    const int answer = dialog.ShowModal();
+    if (answer != wxID_OK) choose(before);
+    if (answer == RegionDialog::kDraw) return UseTool(CanvasTool::kRegion);
+    if (answer != wxID_OK) return;
     choose(dialog.Chosen());
     wxString places;
     if (dialog.IsForAll()) {
-        for (const std::size_t i : ofThisSize) regions_[i] = regions_[index];
+        for (const std::size_t i : ofThisSize) prepared_[i].region = prepared_[index].region;
         places = ", at " + std::to_string(ofThisSize.size()) + " positions";
     }
-    Say("Detection and segmentation look at " + RegionText(regions_[index]) + places);
+    PreparationChanged(dialog.IsForAll() ? ofThisSize : std::vector<std::size_t>{index});
+    Say("Detection and segmentation look at " + RegionText(prepared_[index].region) + places);
 }
 
 /// Asks whether files may be replaced and labels lost.
@@ -131,16 +158,22 @@ bool MainFrame::MayStorePixelSize(const std::vector<CopiedImage>& copies) {
                                       "lost!\nDo you really want to continue?");
 }
 
-void MainFrame::OnStorePixelSize(wxCommandEvent&) {
+void MainFrame::OnStorePixelSize(wxCommandEvent&) { AskForPixelSize(std::nullopt); }
+
+/// `linePx`: of the line that was drawn over the scale bar.
+void MainFrame::AskForPixelSize(const std::optional<std::int64_t>& linePx) {
     const std::size_t index = store_.current;
     PixelSizeDialog::Image image;
     image.name = PositionName(store_.paths, index);
     image.size = PixelSizeText(store_.images.Resolution(index));
     image.barLengthsPx = burntIn_[index] ? burntIn_[index]->barLengthsPx
                                          : BarLengthsPx(FindAnnotations(store_.images.ShownIntensities()).pieces);
+    image.linePx = linePx;
     image.openImages = PositionCount(store_);
     PixelSizeDialog dialog(this, image);
-    if (dialog.ShowModal() != wxID_OK) return;
+    const int answer = dialog.ShowModal();
+    if (answer == PixelSizeDialog::kDraw) return UseTool(CanvasTool::kLine);
+    if (answer != wxID_OK) return;
     const double sizeNm = dialog.SizeNm().value();
     std::vector<CopiedImage> copies;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
@@ -161,10 +194,10 @@ void MainFrame::OnStorePixelSize(wxCommandEvent&) {
         }
     }
     if (written == 0) return Say("No pixel size was stored");
-    const std::vector<std::optional<PixelBox>> regions = regions_;
+    const std::vector<Preparation> prepared = prepared_;
     ReplacePositions(paths);
     // The images have the same pixels as before.
-    if (PositionCount(store_) == regions.size()) regions_ = regions;
+    if (PositionCount(store_) == prepared.size()) prepared_ = prepared;
     if (index > 0 && index < PositionCount(store_)) SwitchTo(index);
     Say("Stored " + wxString::FromCDouble(sizeNm) + " nm per pixel in " +
         (written == 1 && copies.size() == 1 ? FileNameOf(copies.front().to) : std::to_string(written) + " copies") +

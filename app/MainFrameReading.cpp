@@ -1,8 +1,11 @@
 #include <algorithm>
+#include <chrono>
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include <wx/evtloop.h>
+#include <wx/progdlg.h>
 #include <wx/utils.h>
 
 #include "BackgroundReader.h"
@@ -46,7 +49,7 @@ PositionImages::Intensities MainFrame::ReadAtOnce(std::size_t index, std::uint64
         RemovePosition(store_, index);
         unsaved_.pop_back();
         burntIn_.pop_back();
-        regions_.pop_back();
+        prepared_.pop_back();
         throw;
     }
 }
@@ -107,7 +110,7 @@ void MainFrame::RemoveUnreadable(std::size_t index, const std::exception_ptr& fa
     RemovePosition(store_, index);
     erase(unsaved_);
     erase(burntIn_);
-    erase(regions_);
+    erase(prepared_);
     erase(results_);
     history_.RemovePosition(index);
     analysed_.RemovePosition(index);
@@ -150,12 +153,12 @@ wxString MainFrame::ProgressText() const {
     return "Reading images: " + std::to_string(count - UnreadCount()) + " of " + std::to_string(count);
 }
 
-/// Does not replace what was said just now.
+/// Does not replace what was said just now, and stands behind what lies under the pointer.
 void MainFrame::SayProgress() {
     if (!HasBeenRead()) return;
     series_.said = WithBurntIn(ProgressText());
     said_ = series_.said;
-    ShowFirstField(said_);
+    ShowFirstField(pointerText_.empty() ? said_ : pointerText_ + "; " + ProgressText());
 }
 
 void MainFrame::TellFailures() {
@@ -200,8 +203,9 @@ void MainFrame::ReadOneHere() {
     }
 }
 
-void MainFrame::FinishReading() {
-    if (UnreadCount() == 0) return;
+/// What a person does meanwhile waits its turn, but for Cancel in the dialog, which comes when reading takes long.
+bool MainFrame::FinishReading() {
+    if (UnreadCount() == 0) return true;
     std::vector<BackgroundReader::Job> jobs;
     for (std::size_t i = 0; i < PositionCount(store_); ++i) {
         if (!store_.images.WasRead(i)) jobs.push_back(JobFor(i));
@@ -211,18 +215,39 @@ void MainFrame::FinishReading() {
     } catch (const std::exception&) {
         // They are read below.
     }
-    while (UnreadCount() > 0) {
+    const auto begun = std::chrono::steady_clock::now();
+    std::unique_ptr<wxProgressDialog> dialog;
+    bool isCancelled = false;
+    while (UnreadCount() > 0 && !isCancelled) {
         if (reader_.IsIdle()) ReadOneHere();
         constexpr std::chrono::milliseconds kAtOnce{50};
         reader_.WaitFor(kAtOnce);
         TakeRead();
         Say(ProgressText());
-        // Paints; what the person does meanwhile waits its turn.
-        if (wxEventLoopBase* const loop = wxEventLoopBase::GetActive(); loop != nullptr && !loop->IsYielding()) {
+        if (dialog == nullptr && std::chrono::steady_clock::now() - begun > dialogAfter_ && UnreadCount() > 0) {
+            dialog = std::make_unique<wxProgressDialog>("Please wait ...", ProgressText(),
+                                                        static_cast<int>(PositionCount(store_)), this,
+                                                        wxPD_APP_MODAL | wxPD_AUTO_HIDE | wxPD_CAN_ABORT);
+        }
+        const std::size_t count = PositionCount(store_);
+        const std::size_t unread = UnreadCount();
+        if (dialog != nullptr && unread > 0) {
+            // An image that is no position any more may be missing from the count by now.
+            dialog->SetRange(static_cast<int>(count));
+            isCancelled = !dialog->Update(static_cast<int>(count - unread), ProgressText());
+        } else if (wxEventLoopBase* const loop = wxEventLoopBase::GetActive(); loop != nullptr && !loop->IsYielding()) {
+            // Paints.
             loop->YieldFor(wxEVT_CATEGORY_UI);
         }
     }
     PlanReading();
+    if (isCancelled) Say("Cancelled while images were being read: nothing was done");
+    return !isCancelled;
+}
+
+/// At the end of a command, so that one message tells of what failed in it and of images that could not be read.
+void MainFrame::TellReadFailures() {
+    if (!series_.failures.empty() && UnreadCount() == 0) TellFailures();
 }
 
 }  // namespace Korvane

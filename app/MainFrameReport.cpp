@@ -14,6 +14,7 @@
 #include "CommandTexts.h"
 #include "ExceptionText.h"
 #include "FailureText.h"
+#include "ImagePreparation.h"
 #include "ImageWarnings.h"
 #include "MainFrame.h"
 #include "MessageLog.h"
@@ -51,7 +52,7 @@ wxString MainFrame::WhyNotReported(std::size_t index) const {
 }
 
 void MainFrame::OnReport(wxCommandEvent&) {
-    FinishReading();
+    if (!FinishReading()) return;
     if (!HasPositions()) return;
     std::vector<wxString> whyNot;
     std::vector<wxString> withoutSize;
@@ -115,11 +116,17 @@ void MainFrame::WriteReport(ReportOptions options, const std::vector<wxString>& 
                     image = store_.images.IntensitiesOf(i);
                     labels = store_.images.LabelsOf(i);
                 }
+                const PreparationRules rules = RulesFor(i);
+                PreparedImage prepared;
+                if (rules.Any()) prepared = PreparedImage(rules, *image, qvox::LabelImage(), {});
                 ReportSource source{*image,
                                     *labels,
                                     PixelSizeSource(store_.paths[i], image->Resolution()),
                                     analysed_.OriginOf(i, *labels),
-                                    {}};
+                                    {},
+                                    prepared.Excluded().Empty() ? nullptr : &prepared.Excluded(),
+                                    prepared.Part()};
+                if (source.origin.prepared.empty()) source.origin.prepared = prepared.Text();
                 const wxString doubtful = PixelSizeWarning(image->Resolution());
                 if (!doubtful.empty()) source.warnings.push_back(doubtful);
                 builder.Add(i, source);

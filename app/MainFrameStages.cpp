@@ -63,18 +63,23 @@ void MainFrame::ComputeStages() {
     const DisabledScope disabled(*this);
     const qvox::FreedMemoryKeeper keeper;
     try {
-        PreparationRules rules;
-        rules.fillsAnnotations = fillsBurntIn_;
+        const qvox::VoxelImage<float>& whole = store_.images.ShownIntensities();
+        const qvox::LabelImage& wholeLabels = store_.images.ShownLabels();
+        const PreparationRules rules = RulesFor(store_.current);
         PreparedImage prepared;
-        if (fillsBurntIn_) prepared = PreparedImage(rules, store_.images.ShownIntensities(), qvox::LabelImage(), {});
-        const qvox::VoxelImage<float>& image =
-            prepared.Prepared() ? prepared.Prepared()->image : store_.images.ShownIntensities();
+        if (rules.Any()) prepared = PreparedImage(rules, whole, wholeLabels, {});
+        const bool isPrepared = prepared.Prepared().has_value();
+        const qvox::VoxelImage<float>& image = isPrepared ? prepared.Prepared()->image : whole;
+        const qvox::LabelImage& labels = isPrepared ? prepared.Prepared()->labels : wholeLabels;
+        AnalysedFrame frame{{}, whole.SizeX(), whole.SizeY()};
+        frame.part = {0, 0, static_cast<std::int64_t>(frame.width), static_cast<std::int64_t>(frame.height)};
+        if (isPrepared) frame.part = prepared.Box();
         RequirePixelHeight(image.Resolution());
         wxProgressDialog progress("Please wait ...", ProgressMessage(DetectionStage::kCandidates, 1),
                                   kProgressStepsPerPosition + 2, this, wxPD_APP_MODAL | wxPD_AUTO_HIDE);
         DetectionProgress observer(progress);
         StageRecord record = RecordStages(image, parameters_, image.Resolution().x, observer, RunOnOpenCVThreads);
-        stages_ = std::make_unique<StagesView>(std::move(record), store_.images.ShownLabels());
+        stages_ = std::make_unique<StagesView>(std::move(record), labels, frame);
     } catch (...) {
         const wxString cause = ExceptionText(std::current_exception());
         LogFailure("Cannot show the stages of the position number " + std::to_string(store_.current + 1) + ", '" +
@@ -119,9 +124,7 @@ void MainFrame::ExplainPlace(const ImagePoint& point) {
     const Pixel pixel = PixelAt(point);
     const auto x = static_cast<std::uint64_t>(pixel.x);
     const auto y = static_cast<std::uint64_t>(pixel.y);
-    const StageExplanation& explanation = stages_->Explanation();
-    const std::uint16_t label = labels(x, y);
-    stagesBar_->Explain(wxString::FromUTF8(label != 0 ? explanation.OfObject(label) : explanation.OfPlace(x, y)));
+    stagesBar_->Explain(stages_->Explain(x, y, labels(x, y)));
 }
 
 }  // namespace Korvane

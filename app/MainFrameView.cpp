@@ -98,7 +98,11 @@ CanvasState MainFrame::StateOfCanvas() const {
         const std::optional<BurntInMarks>& marks = burntIn_[store_.current];
         if (marks) state.marks = &marks->boxes;
         state.region = RegionShown();
+        state.handMarks = &prepared_[store_.current].marks;
+        state.drawn = drag_.Shape();
     }
+    if (MarksBurntIn()) state.pen = CanvasState::Pen::kMark;
+    if (drag_.DrawsShape()) state.outline = CanvasState::Outline::kHidden;
     if (scaleBar_ && HasPositions()) {
         const qvox::PixelResolution& resolution = store_.images.Resolution(store_.current);
         if (IsDefined(resolution.x)) state.barPixelWidthNm = ScaleOf(resolution).widthNm;
@@ -145,6 +149,7 @@ void MainFrame::RefreshStatusTexts() {
 void MainFrame::Say(const wxString& text) {
     said_ = text;
     saidAt_ = std::chrono::steady_clock::now();
+    pointerText_.clear();
     ShowFirstField(text);
 }
 
@@ -167,12 +172,14 @@ void MainFrame::ShowPointer(const wxMouseEvent& event) {
     const ImagePoint point = canvas_->ImagePointUnder(event.GetPosition());
     const qvox::LabelImage& labels = store_.images.ShownLabels();
     if (event.Leaving() || !Inside(labels, point)) {
+        pointerText_.clear();
         ShowFirstField(said_);
         return;
     }
     const Pixel pixel = PixelAt(point);
     const std::uint64_t at = labels.Index(static_cast<std::uint64_t>(pixel.x), static_cast<std::uint64_t>(pixel.y));
-    ShowFirstField(wxString::FromUTF8(PointerText({pixel, store_.images.ShownIntensities()[at], labels[at]})));
+    pointerText_ = wxString::FromUTF8(PointerText({pixel, store_.images.ShownIntensities()[at], labels[at]}));
+    ShowFirstField(UnreadCount() == 0 ? pointerText_ : pointerText_ + "; " + ProgressText());
 }
 
 void MainFrame::DescribeStatus() {
@@ -198,6 +205,9 @@ void MainFrame::SwitchTo(std::size_t index) {
         return SwitchTo(std::min(index, PositionCount(store_) - 1));
     }
     LabelsReplaced(editing_);
+    // A drag does not go on in another image.
+    if (drag_.DrawsShape()) LeaveTool();
+    drag_.from.reset();
     framed_ = {};
     SetTitle(TitleOf(index));
     SetAccessibleDescription(*canvas_, GetTitle());

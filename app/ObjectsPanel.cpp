@@ -63,6 +63,7 @@ ObjectsPanel::ObjectsPanel(wxWindow* parent, ObjectsPanelLinks links)
     : wxPanel(parent, wxID_ANY, wxDefaultPosition, parent->FromDIP(wxSize(kWidth, -1))),
       links_(std::move(links)),
       timer_(this) {
+    measuring_.MeasureBy(links_.measure);
     SetMinSize(FromDIP(wxSize(kWidth, kHeight)));
     auto* all = new wxBoxSizer(wxVERTICAL);
     all->Add(MakeFilters(), 0, wxEXPAND | wxALL, kBorder);
@@ -165,6 +166,7 @@ wxString ObjectsPanel::Statistics() const { return statistics_->GetLabel(); }
 
 void ObjectsPanel::Reset(std::size_t positions) {
     held_.reset();
+    if (reading_) reading_->position.reset();
     measuring_.Reset(positions);
     list_.Clear();
     Refill();
@@ -223,7 +225,11 @@ void ObjectsPanel::CopyNext() {
     const std::optional<std::size_t> next = measuring_.Next(list_.Which(), links_.current());
     if (!next) return held_.reset();
     try {
-        if (!held_ || held_->position != *next) held_ = Held{*next, links_.image(*next), links_.labels(*next)};
+        if (!held_ || held_->position != *next) {
+            ObjectMeasuring::Image image = Image(*next);
+            if (image == nullptr) return;
+            held_ = Held{*next, std::move(image), links_.labels(*next)};
+        }
         measuring_.Copy(*next, held_->image, *held_->labels, kVoxelsPerTick);
     } catch (const std::bad_alloc&) {
         GiveUp(*next, "Not enough memory");
@@ -231,6 +237,24 @@ void ObjectsPanel::CopyNext() {
         // Its file is gone, or another one by now.
         GiveUp(*next, error.what());
     }
+}
+
+/// Null while it is being read: the window does not wait for it. Throws what reading throws.
+ObjectMeasuring::Image ObjectsPanel::Image(std::size_t position) {
+    if (reading_) {
+        if (reading_->image.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return nullptr;
+        Reading read = std::move(*reading_);
+        reading_.reset();
+        if (read.position == position) {
+            ReadImage image = read.image.get();
+            if (image.stored != nullptr) links_.take(position, image.stored);
+            return image.image;
+        }
+    }
+    std::function<ReadImage()> read = links_.read(position);
+    if (!read) return links_.image(position);
+    reading_ = Reading{position, std::async(std::launch::async, std::move(read))};
+    return nullptr;
 }
 
 void ObjectsPanel::GiveUp(std::size_t position, const std::string& cause) {

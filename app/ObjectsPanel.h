@@ -13,6 +13,7 @@
 
 #include "ObjectList.h"
 #include "ObjectMeasuring.h"
+#include "StoredImage.h"
 
 class wxButton;
 class wxCheckBox;
@@ -26,12 +27,22 @@ namespace Korvane {
 
 class SizeHistogram;
 
+/// An image that was read or converted on another thread.
+struct ReadImage {
+    std::shared_ptr<const StoredImage> stored;  ///< null where it was in memory
+    ObjectMeasuring::Image image;
+};
+
 /// What the panel needs of the window around it.
 struct ObjectsPanelLinks {
     std::function<std::size_t()> current;                               ///< the position that is shown
     std::function<bool()> isAtWork;                                     ///< a command runs: labels may be changing
-    std::function<ObjectMeasuring::Image(std::size_t position)> image;  ///< these two may throw
+    /// What reads an image on any thread; empty where it is at hand. What it returns is to be handed to `take`.
+    std::function<std::function<ReadImage()>(std::size_t position)> read;
+    std::function<void(std::size_t position, const std::shared_ptr<const StoredImage>& stored)> take;
+    std::function<ObjectMeasuring::Image(std::size_t position)> image;  ///< these, and `take`, may throw
     std::function<std::shared_ptr<const qvox::LabelImage>(std::size_t position)> labels;
+    std::function<ObjectMeasuring::Measure(std::size_t position)> measure;
     std::function<void(std::size_t position, const LabelExtent& extent)> show;  ///< a row was chosen
     std::function<void(const std::vector<ObjectKey>& objects)> remove;
     std::function<void()> exportTable;
@@ -81,6 +92,7 @@ private:
     wxSizer* MakeButtons();
     void OnTick();
     void CopyNext();
+    ObjectMeasuring::Image Image(std::size_t position);
     void GiveUp(std::size_t position, const std::string& cause);
     void FiltersChanged();
     void SortBy(std::size_t column);
@@ -103,6 +115,12 @@ private:
         std::shared_ptr<const qvox::LabelImage> labels;
     };
     std::optional<Held> held_;
+    /// One image at a time.
+    struct Reading {
+        std::optional<std::size_t> position;  ///< none once others are open
+        std::future<ReadImage> image;
+    };
+    std::optional<Reading> reading_;
     std::future<SizeOverview> overview_;
     enum class Overview { kShown, kWanted } wantedOverview_ = Overview::kShown;
     std::size_t sortColumn_ = 1;

@@ -32,12 +32,21 @@ const char* const kExplanation =
 const char* const kWanted = "Please enter numbers greater than 0, such as 1.488.";
 
 /// A bar is a whole number of pixels long or was measured between two of them.
-wxString BarNote(const std::vector<std::int64_t>& lengthsPx) {
-    if (lengthsPx.empty()) return "No scale bar was found in this image: measure how many pixels long it is.";
+wxString BarNote(const PixelSizeDialog::Image& image) {
+    const std::vector<std::int64_t>& lengthsPx = image.barLengthsPx;
+    if (image.linePx) return "The line was drawn. A pixel more or less changes every diameter.";
+    if (lengthsPx.empty()) return "No scale bar was found in this image: draw a line over it, from end to end.";
     if (lengthsPx.size() == 1) return "The bar was found in this image. A pixel more or less changes every diameter.";
     wxString text = "Bars of several lengths were found in this image:";
     for (const std::int64_t length : lengthsPx) text += " " + std::to_string(length);
     return text + " pixels.";
+}
+
+/// The bar that is meant; none where there is none, or the choice among several.
+std::optional<std::int64_t> BarLengthPx(const PixelSizeDialog::Image& image) {
+    if (image.linePx) return image.linePx;
+    if (image.barLengthsPx.size() != 1) return std::nullopt;
+    return image.barLengthsPx.front();
 }
 
 std::optional<double> PositiveNumber(const wxTextCtrl& field) { return PositiveNumberFromText(field.GetValue()); }
@@ -67,7 +76,7 @@ PixelSizeDialog::PixelSizeDialog(wxWindow* parent, const Image& image)
     store->SetDefault();
     SetSizerAndFit(all);
     Bind(wxEVT_BUTTON, &PixelSizeDialog::OnStore, this, wxID_OK);
-    const bool hasBar = image.barLengthsPx.size() == 1;
+    const bool hasBar = BarLengthPx(image).has_value();
     (hasBar ? byBar_ : byNumber_)->SetValue(true);
     (hasBar ? barNm_ : numberNm_)->SetFocus();
     ShowSize();
@@ -99,8 +108,12 @@ void PixelSizeDialog::AddRows(wxSizer& all, const Image& image) {
     barPx_ = AddField(*bar, kBarPx, "pixels is");
     barNm_ = AddField(*bar, kBarNm, "nm long");
     all.Add(bar, 0, wxLEFT | wxRIGHT | wxTOP, kBorder);
-    if (image.barLengthsPx.size() == 1) barPx_->ChangeValue(std::to_string(image.barLengthsPx.front()));
-    auto* note = new wxStaticText(this, wxID_ANY, BarNote(image.barLengthsPx));
+    const std::optional<std::int64_t> length = BarLengthPx(image);
+    if (length) barPx_->ChangeValue(std::to_string(*length));
+    bar->Add(new wxButton(this, kDraw, "Draw a line..."), 0, wxALIGN_CENTER_VERTICAL | wxLEFT, kBorder);
+    Bind(
+        wxEVT_BUTTON, [this](wxCommandEvent&) { EndModal(kDraw); }, kDraw);
+    auto* note = new wxStaticText(this, wxID_ANY, BarNote(image));
     note->Wrap(FromDIP(kTextWidth));
     all.Add(note, 0, wxLEFT | wxRIGHT | wxTOP, kBorder);
     for (wxRadioButton* const choice : {byNumber_, byBar_}) {

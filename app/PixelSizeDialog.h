@@ -20,6 +20,7 @@ public:
         wxString name;
         wxString size;                           ///< what the file stores, as text
         std::vector<std::int64_t> barLengthsPx;  ///< of the scale bars that were found
+        std::optional<std::int64_t> linePx = std::nullopt;  ///< as long as a line that was drawn over the bar
         std::size_t openImages = 1;
     };
 
@@ -29,6 +30,8 @@ public:
     static constexpr int kBarPx = wxID_HIGHEST + 4;
     static constexpr int kBarNm = wxID_HIGHEST + 5;
     static constexpr int kForAll = wxID_HIGHEST + 6;
+    /// Ends the dialog: a line is to be drawn over the scale bar.
+    static constexpr int kDraw = wxID_HIGHEST + 7;
 
     PixelSizeDialog(wxWindow* parent, const Image& image);
 

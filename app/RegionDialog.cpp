@@ -62,7 +62,10 @@ void RegionDialog::AddButtons(wxSizer& all) {
     });
     auto* whole = new wxButton(this, kWhole, "Whole image");
     whole->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Put({0, 0, image_.width, image_.height}); });
-    for (wxButton* const button : {withoutBars, whole}) shortcuts->Add(button, 0, wxALL, kBorder);
+    auto* draw = new wxButton(this, kDraw, "Draw...");
+    draw->SetToolTip("Closes this dialog until a rectangle was dragged over the image");
+    draw->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { EndModal(kDraw); });
+    for (wxButton* const button : {draw, withoutBars, whole}) shortcuts->Add(button, 0, wxALL, kBorder);
     all.Add(shortcuts);
     if (image_.bars.Empty()) {
         all.Add(new wxStaticText(this, wxID_ANY, "No information bar was found in this image."), 0,

@@ -32,6 +32,8 @@ public:
     static constexpr int kWithoutBars = wxID_HIGHEST + 1;
     static constexpr int kWhole = wxID_HIGHEST + 2;
     static constexpr int kForAll = wxID_HIGHEST + 3;
+    /// Ends the dialog: the region is to be drawn on the image.
+    static constexpr int kDraw = wxID_HIGHEST + 8;
     /// Of the fields for x, y, width and height, in this order.
     static constexpr std::array<int, 4> kFields{wxID_HIGHEST + 4, wxID_HIGHEST + 5, wxID_HIGHEST + 6, wxID_HIGHEST + 7};
 

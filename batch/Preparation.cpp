@@ -28,26 +28,18 @@ std::optional<PixelBox> ReadBox(const std::string& text) {
     return box;
 }
 
-qvox::VoxelImage<bool> ReadMask(const std::string& path) {
-    return DoFileTask(FileTask::kLoadInput, PathText(path), [&path] {
-        const Position file = LoadPosition(PathText(path), {});
-        qvox::VoxelImage<bool> mask;
-        mask.Resize(file.image.SizeX(), file.image.SizeY(), file.image.SizeZ());
-        std::transform(file.image.begin(), file.image.end(), mask.begin(), [](float value) { return value != 0.0f; });
-        return mask;
-    });
-}
-
 /// `position`: read by the job.
 PreparedImage Prepare(ImageJob& job, const PreparationOptions& options, const Position& position) {
     PreparationLinks links;
     links.warn = [&job](const wxString& warning) { job.Warn(warning); };
-    if (options.mask) {
-        links.maskName = *options.mask;
-        links.readMask = [&options] { return ReadMask(*options.mask); };
+    PreparationRules rules = options;
+    if (options.maskFile) {
+        links.maskName = *options.maskFile;
+        rules.mask = DoFileTask(FileTask::kLoadInput, PathText(*options.maskFile),
+                                [&] { return ReadAnnotationMask(*options.maskFile); });
     }
     try {
-        return PreparedImage(options, position.image, position.labels, links);
+        return PreparedImage(rules, position.image, position.labels, links);
     } catch (const PreparationError& error) {
         throw ImageFailure{{"Cannot prepare '" + job.Files().input + "'! (" + std::string(error.what()) + ")"}};
     }
@@ -59,7 +51,7 @@ std::string PreparationOptions::Text() const {
     std::string text;
     const auto add = [&text](const std::string& option) { text += (text.empty() ? "" : " ") + option; };
     if (fillsAnnotations) add("--fill-annotations");
-    if (mask) add("--annotations " + *mask);
+    if (maskFile) add("--annotations " + *maskFile);
     if (trimsBars) add("--trim-bar");
     if (region) add("--region " + BoxText(*region));
     return text;
@@ -73,7 +65,7 @@ void AddPreparation(CLI::App& command, PreparationOptions& options) {
         ->group("Preparation");
     command
         .add_option_function<std::string>(
-            "--annotations", [&options](const std::string& path) { options.mask = path; },
+            "--annotations", [&options](const std::string& path) { options.maskFile = path; },
             "The same where this image, of the same sizes, is not 0")
         ->type_name("FILE")
         ->group("Preparation");

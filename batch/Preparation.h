@@ -16,7 +16,7 @@ class ImageJob;
 
 /// The same with what only the command line has.
 struct PreparationOptions : PreparationRules {
-    std::optional<std::string> mask;  ///< an image file whose pixels other than 0 are filled
+    std::optional<std::string> maskFile;  ///< an image file whose pixels other than 0 are filled
 
     /// The options as they are given; empty without any.
     std::string Text() const;

@@ -5,8 +5,11 @@
 #include <utility>
 
 #include "AnnotationFilling.h"
+#include "ImageLoading.h"
 #include "ImageWarnings.h"
 #include "InformationBar.h"
+#include "PathText.h"
+#include "files/ImageFile.h"
 
 namespace Korvane {
 
@@ -42,6 +45,25 @@ std::string BoxText(const PixelBox& box) {
            std::to_string(box.height);
 }
 
+std::shared_ptr<const qvox::VoxelImage<bool>> ReadAnnotationMask(const std::string& path) {
+    const Position file = LoadPosition(PathText(path), {});
+    auto mask = std::make_shared<qvox::VoxelImage<bool>>();
+    mask->Resize(file.image.SizeX(), file.image.SizeY(), file.image.SizeZ());
+    std::transform(file.image.begin(), file.image.end(), mask->begin(), [](float value) { return value != 0.0f; });
+    return mask;
+}
+
+void WriteAnnotationMask(const std::string& path, const qvox::VoxelImage<bool>& mask,
+                         const qvox::PixelResolution& resolution) {
+    constexpr std::uint8_t kFilled = 255;
+    qvox::VoxelImage<std::uint8_t> file;
+    file.SetResolution(resolution);
+    file.Resize(mask.SizeX(), mask.SizeY(), mask.SizeZ());
+    std::transform(mask.begin(), mask.end(), file.begin(),
+                   [](bool isFilled) { return isFilled ? kFilled : std::uint8_t{0}; });
+    qvox::SaveImageFile(path, file);
+}
+
 PreparedImage::PreparedImage(const PreparationRules& rules, const qvox::VoxelImage<float>& image,
                              const qvox::LabelImage& labels, const PreparationLinks& links)
     : wholeWidth_(image.SizeX()), wholeHeight_(image.SizeY()) {
@@ -54,8 +76,8 @@ PreparedImage::PreparedImage(const PreparationRules& rules, const qvox::VoxelIma
     qvox::VoxelImage<bool> filled;
     filled.Resize(part.image.SizeX(), part.image.SizeY(), 1);
     filled.Zero();
-    if (links.readMask) {
-        const qvox::VoxelImage<bool> mask = links.readMask();
+    if (rules.mask) {
+        const qvox::VoxelImage<bool>& mask = *rules.mask;
         if (!mask.SameSizes(image)) {
             throw PreparationError("'" + links.maskName + "' has " + SizeText(mask.SizeX(), mask.SizeY()) +
                                    " pixels, the image " + SizeText(wholeWidth_, wholeHeight_));
@@ -146,8 +168,7 @@ qvox::LabelImage PreparedImage::WholeLabels() const {
 std::string AnalysePrepared(const PreparationRules& rules, const qvox::VoxelImage<float>& image,
                             qvox::LabelImage& labels, const LabelAnalysis& analyse) {
     PreparedImage prepared;
-    const bool hasRules = rules.fillsAnnotations || rules.trimsBars || rules.region;
-    if (hasRules) prepared = PreparedImage(rules, image, labels, {});
+    if (rules.Any()) prepared = PreparedImage(rules, image, labels, {});
     if (!prepared.Prepared()) {
         analyse(image, labels);
         return {};

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -19,6 +20,9 @@ struct PreparationRules {
     bool fillsAnnotations = false;   ///< those that are found
     bool trimsBars = false;          ///< information bars
     std::optional<PixelBox> region;  ///< only this part is analysed
+    std::shared_ptr<const qvox::VoxelImage<bool>> mask = {};  ///< of pixels that are filled; null: there is none
+
+    bool Any() const { return fillsAnnotations || trimsBars || region || mask; }
 };
 
 /// "10,20,300,200": x, y, width and height.
@@ -31,10 +35,15 @@ struct PreparationError : std::runtime_error {
 
 /// What a preparation gets from outside, and tells.
 struct PreparationLinks {
-    std::function<void(const wxString&)> warn;         ///< of what is left as it is; empty: nobody wants to know
-    std::function<qvox::VoxelImage<bool>()> readMask;  ///< of pixels that are filled; empty: there is none
-    std::string maskName;
+    std::function<void(const wxString&)> warn;  ///< of what is left as it is; empty: nobody wants to know
+    std::string maskName;                       ///< for messages
 };
+
+/// A mask for PreparationRules: true where an image file of any grey type is not 0. Throws as LoadPosition.
+std::shared_ptr<const qvox::VoxelImage<bool>> ReadAnnotationMask(const std::string& path);
+/// Writes a mask as such a file, 255 where it is true, with the resolution given. Throws as SaveImageFile.
+void WriteAnnotationMask(const std::string& path, const qvox::VoxelImage<bool>& mask,
+                         const qvox::PixelResolution& resolution);
 
 /// The part of an image that an analysis gets, with its labels.
 class PreparedImage {
@@ -57,6 +66,8 @@ public:
     std::optional<Position>& Prepared() { return prepared_; }
     /// The labels of Prepared() in the frame of the whole image, 0 outside the part.
     qvox::LabelImage WholeLabels() const;
+    /// The part, and the whole image where there is no other.
+    const PixelBox& Box() const { return box_; }
 
 private:
     PixelBox ChooseBox(const PreparationRules& rules, const qvox::VoxelImage<float>& image,

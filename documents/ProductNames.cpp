@@ -7,7 +7,8 @@ namespace Korvane {
 
 const std::vector<std::string_view>& ProductPrefixes() {
     static const std::vector<std::string_view> prefixes = [] {
-        std::vector<std::string_view> all{kLabelsPrefix, kOverlayPrefix, kComparisonPrefix, kCalibratedPrefix};
+        std::vector<std::string_view> all{kLabelsPrefix, kOverlayPrefix, kComparisonPrefix, kCalibratedPrefix,
+                                          kMarksPrefix};
         for (const DetectionStageRow& row : kDetectionStages) {
             if (!row.filePrefix.empty()) all.push_back(row.filePrefix);
         }

@@ -20,6 +20,7 @@ inline constexpr const char* kLabelsPrefix = "seg_";
 inline constexpr const char* kOverlayPrefix = "export_";
 inline constexpr const char* kComparisonPrefix = "compare_";
 inline constexpr const char* kRegionsPrefix = "rois_";
+inline constexpr const char* kMarksPrefix = "marks_";            ///< of masks over bars and writing
 inline constexpr const char* kCalibratedPrefix = "calibrated_";  ///< of copies that lie beside their images
 
 /// Where the labels of an input file are kept: "seg_" before its name.

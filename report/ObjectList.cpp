@@ -55,16 +55,18 @@ void AddReasons(const std::string& reasons, std::map<std::string, std::size_t>& 
 
 }  // namespace
 
-MeasuredPosition MeasurePosition(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels) {
+MeasuredPosition MeasurePosition(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
+                                 const EdgeProfileOptions& options) {
     MeasuredPosition measured;
     const qvox::PixelResolution& resolution = labels.Resolution();
     if (IsDefined(resolution.x) && IsDefined(resolution.y)) {
         measured.pixelSize = MeasuredPosition::PixelSize::kKnown;
         const PixelScale scale = ScaleOf(resolution);
-        measured.areaUm2 = static_cast<double>(labels.SizeX() * labels.SizeY()) * scale.widthNm * scale.heightNm * 1e-6;
+        const ImagePart part = options.part.value_or(ImagePart{0, 0, labels.SizeX(), labels.SizeY()});
+        measured.areaUm2 = static_cast<double>(part.width * part.height) * scale.widthNm * scale.heightNm * 1e-6;
     }
     try {
-        measured.objects = MeasureEverything(image, labels);
+        measured.objects = MeasureEverything(image, labels, options);
         for (ObjectMeasures& object : measured.objects) {
             object.edge.edgeCurve = {};
             object.edge.rimCurve = {};

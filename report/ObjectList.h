@@ -32,7 +32,8 @@ struct MeasuredPosition {
 };
 
 /// Measures as MeasureEverything, but never throws: what fails is told in the result. Curves are not kept.
-MeasuredPosition MeasurePosition(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels);
+MeasuredPosition MeasurePosition(const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
+                                 const EdgeProfileOptions& options = {});
 
 enum class ListedPositions { kCurrent, kAll };
 enum class SortOrder { kAscending, kDescending };

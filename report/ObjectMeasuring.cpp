@@ -54,8 +54,11 @@ void ObjectMeasuring::Copy(std::size_t position, const Image& image, const qvox:
     std::copy(labels.begin() + copied_, labels.begin() + end, copies_->labels.begin() + copied_);
     copied_ = end;
     if (copied_ < labels.VoxelCount()) return;
-    running_ = std::async(std::launch::async,
-                          [copies = copies_.get()] { return MeasurePosition(*copies->image, copies->labels); });
+    Measure measure = [](const auto& copy, const auto& copiedLabels) { return MeasurePosition(copy, copiedLabels); };
+    if (measureOf_) measure = measureOf_(position);
+    running_ = std::async(std::launch::async, [copies = copies_.get(), measure = std::move(measure)] {
+        return measure(*copies->image, copies->labels);
+    });
 }
 
 std::optional<ObjectMeasuring::Measured> ObjectMeasuring::Take() {

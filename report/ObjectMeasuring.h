@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "ObjectList.h"
@@ -17,6 +19,12 @@ namespace Korvane {
 class ObjectMeasuring {
 public:
     using Image = std::shared_ptr<const qvox::VoxelImage<float>>;
+
+    /// Measures copies of an image and its labels, on any thread; never throws.
+    using Measure = std::function<MeasuredPosition(const qvox::VoxelImage<float>&, const qvox::LabelImage&)>;
+
+    /// `measureOf` is called for a position when its measuring begins; MeasurePosition without it.
+    void MeasureBy(std::function<Measure(std::size_t position)> measureOf) { measureOf_ = std::move(measureOf); }
 
     /// So many positions are open, none of them measured.
     void Reset(std::size_t positions);
@@ -55,6 +63,7 @@ private:
     std::optional<std::size_t> Unmeasured(ListedPositions which, std::size_t current) const;
     void Begin(std::size_t position, const Image& image, const qvox::LabelImage& labels);
 
+    std::function<Measure(std::size_t position)> measureOf_;
     std::vector<std::uint64_t> versions_;  ///< by position, from 1
     std::vector<std::uint64_t> measured_;  ///< the version that was measured last; 0: none
     std::uint64_t generation_ = 0;         ///< of the positions that are open

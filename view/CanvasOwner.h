@@ -5,6 +5,7 @@
 
 #include <wx/event.h>
 
+#include "HandMarks.h"
 #include "LabelEditing.h"
 #include "LabelPainter.h"
 #include "VoxelImage.h"
@@ -19,9 +20,12 @@ struct CanvasState {
     std::uint16_t currentLabel = 1;
     PixelRectangle framed;                  ///< drawn a frame around, unless its width is 0
     const std::vector<PixelRectangle>* marks = nullptr;  ///< outlined as not part of the specimen; null: none
+    const HandMarks* handMarks = nullptr;   ///< painted in the same colour; null: none
     PixelRectangle region;                  ///< outlined as the part that is analysed, unless its width is 0
+    PixelRectangle drawn;                   ///< the same for what the pointer draws just now
     double barPixelWidthNm = 0.0;           ///< of the scale bar; 0: none is drawn
     enum class Outline { kShown, kHidden } outline = Outline::kShown;  ///< of the tool under the pointer
+    enum class Pen { kLabel, kMark } pen = Pen::kLabel;  ///< the brush that marks has its own colour, and no contour mode
     const EditingState* editing = nullptr;  ///< null where neither outline nor open contour is to be drawn
 };
 

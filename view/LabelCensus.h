@@ -39,7 +39,7 @@ public:
     /// As LabelAnchors gives them. Takes a look at each possible label, not at the image.
     std::vector<LabelAnchor> Anchors() const;
 
-    /// Changes whenever the census does: what was drawn from it can be kept while this stays.
+    /// Changes whenever the census or a label does: what was drawn from them can be kept while this stays.
     std::uint64_t Version() const { return version_; }
 
 private:

@@ -21,7 +21,7 @@ void LabelHistory::Open(std::string what) {
     open_ = std::move(what);
 }
 
-void LabelHistory::Add(std::size_t position, LabelChanges changes) {
+void LabelHistory::Add(std::size_t position, LabelChanges changes, ChangedLayer layer) {
     if (changes.Empty()) return;
     for (const HistoryStep& step : undone_) bytes_ -= step.Bytes();
     undone_.clear();
@@ -35,10 +35,11 @@ void LabelHistory::Add(std::size_t position, LabelChanges changes) {
     }
     HistoryStep& step = done_.back();
     bytes_ -= step.Bytes();
-    if (!step.parts.empty() && step.parts.back().position == position) {
+    const bool goesOn = !step.parts.empty() && step.parts.back().position == position && step.parts.back().layer == layer;
+    if (goesOn) {
         step.parts.back().changes.Append(changes);
     } else {
-        step.parts.push_back({position, std::move(changes)});
+        step.parts.push_back({position, std::move(changes), layer});
     }
     bytes_ += step.Bytes();
     DropOldest();
@@ -53,6 +54,7 @@ void LabelHistory::DropOldest() {
         }
         bytes_ -= done_.front().Bytes();
         done_.pop_front();
+        dropped_ = true;
     }
 }
 
@@ -99,6 +101,7 @@ void LabelHistory::Clear() {
     Close();
     done_.clear();
     undone_.clear();
+    dropped_ = false;
     bytes_ = 0;
 }
 

@@ -4,17 +4,22 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "LabelChanges.h"
 
 namespace Korvane {
 
+/// Of what a change is: of labels, or of the marks on what is not part of the specimen.
+enum class ChangedLayer { kLabels, kMarks };
+
 /// The changes that one command, key or stroke made, at one position or several.
 struct HistoryStep {
     struct Part {
         std::size_t position;
         LabelChanges changes;
+        ChangedLayer layer = ChangedLayer::kLabels;
     };
     std::string what;  ///< "brush stroke", "detection"
     std::vector<Part> parts;
@@ -37,7 +42,7 @@ public:
     void Open(std::string what);
     /// Adds what was changed to the open step; without one it is a step of its own. What was undone is then no longer
     /// to be redone. A step that alone exceeds the limit is not kept, nor is any before it.
-    void Add(std::size_t position, LabelChanges changes);
+    void Add(std::size_t position, LabelChanges changes, ChangedLayer layer = ChangedLayer::kLabels);
     /// Ends the step. One without changes is none.
     void Close();
 
@@ -50,6 +55,8 @@ public:
     bool CanUndo() const { return !done_.empty(); }
     bool CanRedo() const { return !undone_.empty(); }
     std::size_t Bytes() const { return bytes_; }
+    /// Whether steps were dropped for want of room since the last call that said so, or since Clear.
+    bool TakeDropped() { return std::exchange(dropped_, false); }
 
     /// The position is not open any more: what was changed there is forgotten, and those behind it move up. Between
     /// steps.
@@ -67,6 +74,7 @@ private:
     std::optional<std::string> open_;  ///< what a step is that is open
     bool begun_ = false;               ///< the open step is the last of done_
     bool tooLarge_ = false;            ///< the open step is not kept
+    bool dropped_ = false;             ///< steps, since somebody was told
     std::size_t bytes_ = 0;
 };
 

@@ -10,6 +10,7 @@
 #include <wx/region.h>
 #include <wx/utils.h>
 
+#include "MarkPainter.h"
 #include "OverlayGeometry.h"
 #include "ScaleBar.h"
 
@@ -24,7 +25,7 @@ wxColour PenColour(std::uint16_t currentLabel) {
 
 wxPoint PointOf(const Pixel& pixel) { return {static_cast<int>(pixel.x), static_cast<int>(pixel.y)}; }
 
-const wxColour kMarkColour(255, 200, 0);
+const wxColour kFrameOfMarks(kMarkColour.r, kMarkColour.g, kMarkColour.b);
 const wxColour kRegionColour(0, 220, 255);
 
 struct FrameStyle {
@@ -90,6 +91,7 @@ void SingleImageCanvas::SetImages(const qvox::VoxelImage<float>* raw, const qvox
     levels_ = {};
     wholeLevels_ = {};
     intensities_.reset();
+    contours_.Forget();
     if (raw == nullptr || labels == nullptr) return;
     raw_ = raw;
     wholeLevels_ = GreyLevels(*raw);
@@ -204,9 +206,15 @@ bool SingleImageCanvas::HasOutline(const CanvasState& state) const {
     return PointerInside() && state.editing != nullptr && state.outline == CanvasState::Outline::kShown;
 }
 
+ToolOutline SingleImageCanvas::OutlineUnderPointer(const CanvasState& state) const {
+    ToolOutline outline = OutlineAt(View(), *state.editing, {pointer_.x, pointer_.y});
+    if (state.pen == CanvasState::Pen::kMark) outline.radiusPx = state.editing->brushRadiusPx;
+    return outline;
+}
+
 wxRect SingleImageCanvas::OutlineRectangle(const CanvasState& state) const {
     if (raw_ == nullptr || !HasOutline(state)) return {};
-    const ToolOutline outline = OutlineAt(View(), *state.editing, {pointer_.x, pointer_.y});
+    const ToolOutline outline = OutlineUnderPointer(state);
     const auto reach = static_cast<int>(static_cast<float>(outline.radiusPx + 2) * ZoomFactor(state.zoomLevel)) + 3;
     wxRect around(pointer_, wxSize(1, 1));
     return around.Inflate(reach);
@@ -234,8 +242,15 @@ void SingleImageCanvas::PaintRectangle(wxDC& dc, const wxRect& box, const Canvas
     const GreyLevels grey = otherGrey_ != nullptr ? GreyLevels(*otherGrey_) : levels_;
     const qvox::LabelImage& labels = otherLabels_ != nullptr ? *otherLabels_ : *labels_;
     // In the pixels of the screen, of which there can be several to one of the window.
-    PaintView(grey, labels, state.style, {start.x * density, start.y * density, zoom * static_cast<float>(density)},
-              {box.x * density, box.y * density, box.width * density, box.height * density}, painted_);
+    const ViewPort port{start.x * density, start.y * density, zoom * static_cast<float>(density)};
+    const WindowRectangle rectangle{box.x * density, box.y * density, box.width * density, box.height * density};
+    if (otherLabels_ == nullptr && state.editing != nullptr && labels.SizeZ() == 1) {
+        contours_.Use(labels, state.editing->census.Version());
+        PaintView(grey, contours_, state.style, port, rectangle, painted_);
+    } else {
+        PaintView(grey, labels, state.style, port, rectangle, painted_);
+    }
+    if (state.handMarks != nullptr) PaintMarks(*state.handMarks, port, rectangle, painted_);
     overlay_.Draw(painted_, labels, anchors, state, {box.GetPosition() + start, zoom, density});
     static_assert(sizeof(qvox::Rgb8) == 3, "the painted rows are handed over as they are");
     const wxImage image(box.GetSize() * density, reinterpret_cast<unsigned char*>(painted_.begin()), true);
@@ -252,8 +267,9 @@ void SingleImageCanvas::PaintDamage(wxDC& dc, const CanvasState& state, const st
 
 void SingleImageCanvas::DrawOutline(wxDC& dc, const CanvasState& state) {
     if (!HasOutline(state)) return;
-    const ToolOutline outline = OutlineAt(View(), *state.editing, {pointer_.x, pointer_.y});
-    dc.SetPen(wxPen(PenColour(state.currentLabel), 1));
+    const ToolOutline outline = OutlineUnderPointer(state);
+    const bool marks = state.pen == CanvasState::Pen::kMark;
+    dc.SetPen(wxPen(marks ? kFrameOfMarks : PenColour(state.currentLabel), 1));
     dc.SetBrush(*wxTRANSPARENT_BRUSH);
     dc.DrawCircle(PointOf(outline.centre), outline.radiusPx);
 }
@@ -294,9 +310,10 @@ void SingleImageCanvas::DrawFrame(wxDC& dc, const CanvasState& state) {
 void SingleImageCanvas::DrawMarks(wxDC& dc, const CanvasState& state) {
     if (state.marks != nullptr) {
         constexpr int kGap = 2;
-        for (const PixelRectangle& mark : *state.marks) DrawAround(dc, mark, state.zoomLevel, {kMarkColour, kGap});
+        for (const PixelRectangle& mark : *state.marks) DrawAround(dc, mark, state.zoomLevel, {kFrameOfMarks, kGap});
     }
     if (state.region.width > 0) DrawAround(dc, state.region, state.zoomLevel, {kRegionColour, 0});
+    if (state.drawn.width > 0) DrawAround(dc, state.drawn, state.zoomLevel, {kRegionColour, 0});
 }
 
 void SingleImageCanvas::OnPaint(wxPaintEvent&) {

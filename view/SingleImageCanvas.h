@@ -8,10 +8,12 @@
 #include <wx/scrolwin.h>
 
 #include "CanvasOwner.h"
+#include "ContourIndex.h"
 #include "DisplayRange.h"
 #include "GreyLevels.h"
 #include "LabelPainter.h"
 #include "OverlayDrawing.h"
+#include "OverlayGeometry.h"
 #include "ViewPainter.h"
 
 namespace Korvane {
@@ -75,6 +77,7 @@ private:
     static void DrawFrame(wxDC& dc, const CanvasState& state);
     static void DrawMarks(wxDC& dc, const CanvasState& state);
     bool HasOutline(const CanvasState& state) const;
+    ToolOutline OutlineUnderPointer(const CanvasState& state) const;
     wxRect OutlineRectangle(const CanvasState& state) const;
 
     CanvasOwner& owner_;
@@ -86,6 +89,7 @@ private:
     GreyLevels levels_;
     std::optional<IntensityDistribution> intensities_;
     DisplayRange range_;
+    ContourIndex contours_;
     ColourPicture painted_;
     OverlayDrawing overlay_;
     std::vector<LabelAnchor> shownAnchors_;  ///< of the numbers on the screen

@@ -46,7 +46,11 @@ bool TellRow(const std::uint16_t* before, const std::uint16_t* after, std::uint6
         }
         if (from == to) continue;
         told.changes.Add({y * width + start, x - start, from, to});
-        if (told.census.Taken()) told.census.Replace(from, to, start, y, x - start);
+        if (told.census.Taken()) {
+            told.census.Replace(from, to, start, y, x - start);
+        } else {
+            told.census.Forget();
+        }
         told.box.Add(start, x, y);
     }
     return true;

@@ -102,8 +102,10 @@ int WindowCoordinate(std::uint64_t at, int start, float zoom) {
 }
 
 /// Draws the contour voxels one by one over a rectangle whose sampled part of the image is `part`.
+/// `eachVoxel(row, begin, end, visit)` calls visit(x, label) for those of a row.
+template <typename EachVoxel>
 void DrawContourPoints(const qvox::LabelImage& labels, const ViewPort& port, const WindowRectangle& rectangle,
-                       const PixelRectangle& part, ColourPicture& painted) {
+                       const PixelRectangle& part, ColourPicture& painted, EachVoxel eachVoxel) {
     if (part.width == 0 || part.height == 0) return;
     // Voxels past the last one sampled still fall into the last window column or row.
     const std::uint64_t right = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, labels.SizeX());
@@ -112,16 +114,39 @@ void DrawContourPoints(const qvox::LabelImage& labels, const ViewPort& port, con
     for (std::size_t i = 0; i < windowColumns.size(); ++i) {
         windowColumns[i] = WindowCoordinate(part.x + i, port.startX, port.zoom) - rectangle.x;
     }
-    ContourRow contour(labels, part.x, right - part.x);
     for (std::uint64_t row = part.y; row < bottom; ++row) {
         const int windowY = WindowCoordinate(row, port.startY, port.zoom) - rectangle.y;
         if (windowY < 0 || windowY >= rectangle.height) continue;
         qvox::Rgb8* const out = painted.Row(static_cast<std::uint64_t>(windowY));
-        contour.ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) {
+        eachVoxel(row, part.x, right, [&](std::uint64_t x, std::uint16_t label) {
             const int windowX = windowColumns[x - part.x];
             if (windowX >= 0 && windowX < rectangle.width) out[windowX] = LabelColour(label);
         });
     }
+}
+
+/// `drawContours(part)` draws those that RowPainter leaves out.
+template <typename DrawContours>
+void Paint(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
+           const WindowRectangle& rectangle, ColourPicture& painted, DrawContours drawContours) {
+    if (rectangle.width <= 0 || rectangle.height <= 0) {
+        painted.Release();
+        return;
+    }
+    const Samples columns = SamplesOf(port.startX, rectangle.x, rectangle.width, port.zoom, grey.SizeX());
+    const Samples rows = SamplesOf(port.startY, rectangle.y, rectangle.height, port.zoom, grey.SizeY());
+    painted.Resize(static_cast<std::uint64_t>(rectangle.width), static_cast<std::uint64_t>(rectangle.height), 1);
+    if (grey.SizeZ() > 1) style = LabelStyle::kNone;
+    const bool hasSizes = labels.SizeX() == grey.SizeX() && labels.SizeY() == grey.SizeY() && labels.SizeZ() <= 1;
+    if (style != LabelStyle::kNone && !hasSizes) {
+        throw qvox::ToolkitError("Painting a view: the image and its labels differ in size.");
+    }
+    // Where several voxels share a pixel of the window, those of contours are drawn on top, all of them.
+    const bool isReduced = style == LabelStyle::kContours && port.zoom < 1.0f;
+    PaintRows(columns, rows, RowPainter(grey, labels, isReduced ? LabelStyle::kNone : style, columns), painted);
+    if (!isReduced) return;
+    drawContours(
+        PixelRectangle{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(), rows.End() - rows.Begin()});
 }
 
 }  // namespace
@@ -132,24 +157,23 @@ std::int64_t ImageCoordinate(int start, int pixel, float zoom) {
 
 void PaintView(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
                const WindowRectangle& rectangle, ColourPicture& painted) {
-    if (rectangle.width <= 0 || rectangle.height <= 0) {
-        painted.Release();
-        return;
-    }
-    const Samples columns = SamplesOf(port.startX, rectangle.x, rectangle.width, port.zoom, grey.SizeX());
-    const Samples rows = SamplesOf(port.startY, rectangle.y, rectangle.height, port.zoom, grey.SizeY());
-    painted.Resize(static_cast<std::uint64_t>(rectangle.width), static_cast<std::uint64_t>(rectangle.height), 1);
-    if (grey.SizeZ() > 1) style = LabelStyle::kNone;
-    const PixelRectangle part{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(),
-                              rows.End() - rows.Begin()};
-    const bool hasSizes = labels.SizeX() == grey.SizeX() && labels.SizeY() == grey.SizeY() && labels.SizeZ() <= 1;
-    if (style != LabelStyle::kNone && !hasSizes) {
-        throw qvox::ToolkitError("Painting a view: the image and its labels differ in size.");
-    }
-    // Where several voxels share a pixel of the window, those of contours are drawn on top, all of them.
-    const bool isReduced = style == LabelStyle::kContours && port.zoom < 1.0f;
-    PaintRows(columns, rows, RowPainter(grey, labels, isReduced ? LabelStyle::kNone : style, columns), painted);
-    if (isReduced) DrawContourPoints(labels, port, rectangle, part, painted);
+    Paint(grey, labels, style, port, rectangle, painted, [&](const PixelRectangle& part) {
+        const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
+            ContourRow(labels, begin, end - begin)
+                .ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) { visit(x, label); });
+        };
+        DrawContourPoints(labels, port, rectangle, part, painted, eachVoxel);
+    });
+}
+
+void PaintView(const GreyLevels& grey, ContourIndex& labels, LabelStyle style, const ViewPort& port,
+               const WindowRectangle& rectangle, ColourPicture& painted) {
+    Paint(grey, labels.Labels(), style, port, rectangle, painted, [&](const PixelRectangle& part) {
+        const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
+            labels.ForEach(row, begin, end, visit);
+        };
+        DrawContourPoints(labels.Labels(), port, rectangle, part, painted, eachVoxel);
+    });
 }
 
 }  // namespace Korvane

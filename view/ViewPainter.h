@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "ContourIndex.h"
 #include "GreyLevels.h"
 #include "LabelPainter.h"
 
@@ -34,6 +35,10 @@ std::int64_t ImageCoordinate(int start, int pixel, float zoom);
 /// the first is shown, without labels. Costs about the rectangle's pixels, and for contours below zoom 1 the image
 /// pixels under it. Throws ToolkitError when labels are to be painted and their sizes are not the image's.
 void PaintView(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
+               const WindowRectangle& rectangle, ColourPicture& painted);
+
+/// The same, of labels whose contours are remembered from call to call. The index uses the labels.
+void PaintView(const GreyLevels& grey, ContourIndex& labels, LabelStyle style, const ViewPort& port,
                const WindowRectangle& rectangle, ColourPicture& painted);
 
 }  // namespace Korvane

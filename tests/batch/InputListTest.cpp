@@ -93,12 +93,12 @@ TEST(ExpandInputs, ProductsOfEarlierRunsInAFolderAreLeftOutAndCounted) {
     Touch(folder.File("a.tif"));
     Touch(folder.File("segment.tif"));
     const std::vector<std::string> prefixes{"seg_",      "export_",    "calibrated_", "edges_",  "candidates_",
-                                            "filtered_", "separated_", "relief_",     "markers_"};
+                                            "filtered_", "separated_", "relief_",     "markers_", "marks_"};
     for (const std::string& prefix : prefixes) Touch(folder.File(prefix + "a.tif"));
     const ImageListing listing = ExpandInputs({folder.Path().string()});
     EXPECT_TRUE(listing.images == (std::vector<std::string>{folder.File("a.tif"), folder.File("segment.tif")}));
     EXPECT_EQ(listing.products, prefixes.size());
-    EXPECT_EQ(LeftOutText(listing), "9 files of folders left out: 9 products of earlier runs.");
+    EXPECT_EQ(LeftOutText(listing), "10 files of folders left out: 10 products of earlier runs.");
     for (const std::string& prefix : prefixes) {
         EXPECT_EQ(ExpandInputs({folder.File(prefix + "a.tif")}).images.size(), 1u) << "named itself";
     }

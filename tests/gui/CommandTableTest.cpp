@@ -113,6 +113,12 @@ const std::vector<Expected> kExpected{
     {"&Tools", 0, "", wxITEM_SEPARATOR, ""},
     {"&Tools", 20120, "Fill bars and writing", wxITEM_CHECK,
      "Let detection and segmentation continue the image over scale bars and writing."},
+    {"&Tools", 20123, "Mark bars and writing\tCtrl+M", wxITEM_CHECK,
+     "Mark bars and writing that were not found by dragging; with Shift erase marks."},
+    {"&Tools", 20124, "Load marks...", wxITEM_NORMAL,
+     "Replace the marks of this position by those of an image that is not 0 where marked."},
+    {"&Tools", 20125, "Save marks...", wxITEM_NORMAL,
+     "Write the marks of this position to an image, as korvane-batch takes it with --annotations."},
     {"&Tools", 20121, "Analysis region...", wxITEM_NORMAL,
      "Choose the part of this position that detection and segmentation look at."},
     {"&Tools", 20122, "Store pixel size...", wxITEM_NORMAL,
@@ -170,7 +176,8 @@ TEST(EventTable, ListsWindowEventsFirstAndThenEveryCommandOnce) {
                                20015, 20016, 20017, 20018, 20019, 20020, 20021, 20022, 20023, 20024,
                                20025, 20026, 20027, 20028, 20012, 20013, 20010, 20030, 20029, 20101,
                                20102, 20103, 20104, 20105, 20106, 20107, 20108, 20110, 20111, 20112,
-                               20113, 20114, 20115, 20116, 20117, 20118, 20119, 20120, 20121, 20122};
+                               20113, 20114, 20115, 20116, 20117, 20118, 20119, 20120, 20121, 20122,
+                               20123, 20124, 20125};
     const wxEventTableEntry* entry = Korvane::MainFrameEventEntries();
     for (const wxEventType type :
          {wxEventType(wxEVT_KILL_FOCUS), wxEventType(wxEVT_SET_FOCUS), wxEventType(wxEVT_MOUSEWHEEL),

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -117,6 +118,22 @@ TEST_F(History, RealKeysUndoAndRedo) {
     ASSERT_TRUE(Await([&] { return CountLabels(Labels()) == 0; }));
     simulator.Char('Y', wxMOD_CONTROL);
     ASSERT_TRUE(Await([&] { return SameLabels(Labels(), painted); }));
+}
+
+TEST_F(History, SaysOnceThatTheOldestChangesAreForgotten) {
+    frame->KeepHistoryWithin(2000);
+    OpenSmall();
+    AwaitShown();
+    const wxString wanted = "the oldest changes can no longer be undone, as memory for them is full";
+    std::vector<wxString> said;
+    for (int x = 5; x < 60; x += 5) {
+        Dab(x, 5 + x % 7);
+        said.push_back(Status(0));
+        Run(kClearCurrent);
+        said.push_back(Status(0));
+    }
+    EXPECT_EQ(std::count_if(said.begin(), said.end(), [&](const wxString& text) { return text.EndsWith(wanted); }), 1);
+    EXPECT_FALSE(said.back().EndsWith(wanted));
 }
 
 TEST_F(History, AnOpenContourRefusesUntilEscapeDiscardsIt) {

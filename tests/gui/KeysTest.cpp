@@ -102,6 +102,7 @@ const std::vector<CommandKey> kOtherKeys{
     {'F', wxMOD_CONTROL, kFitToWindow},
     {'G', wxMOD_CONTROL, kZoomToObject},
     {'U', wxMOD_CONTROL, kScaleBar},
+    {'M', wxMOD_CONTROL, kMarkBurntIn},
     {'E', wxMOD_CONTROL | wxMOD_SHIFT, kReport},
     {'T', wxMOD_CONTROL, kObjects},
     {'J', wxMOD_CONTROL, kStages},

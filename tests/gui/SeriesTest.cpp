@@ -1,3 +1,4 @@
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -5,6 +6,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <wx/progdlg.h>
 
 #include "CommandTable.h"
 #include "MainWindow.h"
@@ -112,6 +114,60 @@ TEST_F(Series, IsReadToItsEndBeforeACommandOverAllPositions) {
     EXPECT_TRUE(Status(0).StartsWith("Saved 4 label files")) << Status(0);
     AwaitRead();
     EXPECT_TRUE(Status(0).StartsWith("Saved 4 label files")) << "what was said of a command stays";
+}
+
+/// Presses Cancel in a progress dialog as soon as it is shown.
+class CancelAtOnce final : public wxEventFilter {
+public:
+    CancelAtOnce() { wxEvtHandler::AddFilter(this); }
+    ~CancelAtOnce() override { wxEvtHandler::RemoveFilter(this); }
+    CancelAtOnce(const CancelAtOnce&) = delete;
+    CancelAtOnce& operator=(const CancelAtOnce&) = delete;
+
+    int FilterEvent(wxEvent& event) override {
+        // It is shown while it is being made.
+        auto* const dialog = dynamic_cast<wxGenericProgressDialog*>(event.GetEventObject());
+        if (event.GetEventType() != wxEVT_SHOW || dialog == nullptr) return Event_Skip;
+        messages.push_back(dialog->GetMessage());
+        wxCommandEvent press(wxEVT_BUTTON, wxID_CANCEL);
+        press.SetEventObject(dialog->FindWindow(wxID_CANCEL));
+        dialog->FindWindow(wxID_CANCEL)->GetEventHandler()->ProcessEvent(press);
+        return Event_Skip;
+    }
+
+    std::vector<wxString> messages;
+};
+
+TEST_F(Series, ReadingBeforeACommandCanBeCancelledAndGoesOnLater) {
+    AwaitShown();
+    OpenSeries();
+    frame->ShowReadingAfter(std::chrono::milliseconds(0));
+    {
+        const CancelAtOnce cancel;
+        Run(kSaveResults);
+        ASSERT_EQ(cancel.messages.size(), 1u);
+        EXPECT_TRUE(cancel.messages[0].StartsWith("Reading images: ")) << cancel.messages[0];
+    }
+    EXPECT_EQ(Status(0), "Cancelled while images were being read: nothing was done");
+    EXPECT_FALSE(fs::exists(folder.File("seg_a.tif")));
+    EXPECT_TRUE(frame->IsEnabled());
+    AwaitRead();
+    Run(kSaveResults);
+    EXPECT_TRUE(fs::exists(folder.File("seg_e.tif")));
+}
+
+TEST_F(Series, ImagesThatCannotBeReadAreToldWithTheFailuresOfTheCommandThatWaitedForThem) {
+    AwaitShown();
+    OpenSeries();
+    wxCommandEvent event(wxEVT_MENU, kSaveResults);
+    fs::create_directory(folder.File("seg_b.tif"));
+    frame->ProcessWindowEvent(event);
+    // Nothing was due in between, so that both stand in one message.
+    ASSERT_EQ(told.errors.size(), 2u);
+    EXPECT_NE(told.errors[0].find("b.tif"), wxString::npos) << told.errors[0];
+    EXPECT_NE(told.errors[1].find("d.tif"), wxString::npos) << told.errors[1];
+    for (int i = 0; i < 20; ++i) Pump();
+    EXPECT_EQ(told.errors.size(), 2u) << "told once";
 }
 
 TEST_F(Series, CanBeReplacedWhileItIsRead) {

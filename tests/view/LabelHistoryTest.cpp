@@ -330,6 +330,23 @@ TEST(LabelHistory, TheOldestStepsAreDroppedFirstAndTheLimitHolds) {
     }
     EXPECT_GT(kept, 4);
     EXPECT_LT(kept, 20);
+    EXPECT_TRUE(history.TakeDropped());
+    EXPECT_FALSE(history.TakeDropped()) << "told";
+}
+
+TEST(LabelHistory, ChangesOfLabelsAndOfMarksAreApartInOneStep) {
+    LabelHistory history;
+    history.Open("both");
+    history.Add(0, Noise(3));
+    history.Add(0, Noise(4), ChangedLayer::kMarks);
+    history.Add(0, Noise(5), ChangedLayer::kMarks);
+    history.Close();
+    const HistoryStep* const step = history.Undo();
+    ASSERT_EQ(step->parts.size(), 2u);
+    EXPECT_EQ(step->parts[0].layer, ChangedLayer::kLabels);
+    EXPECT_EQ(step->parts[1].layer, ChangedLayer::kMarks);
+    EXPECT_EQ(step->parts[1].changes.RunCount(), Noise(4).RunCount() + Noise(5).RunCount());
+    EXPECT_FALSE(history.TakeDropped());
 }
 
 TEST(LabelHistory, AStepBeyondTheLimitTakesAllBeforeItAlongAndNotTheNext) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -110,6 +111,36 @@ TEST(ViewPainter, AnEmptyRectanglePaintsNothing) {
     ColourPicture painted;
     PaintView(picture.grey, picture.labels, LabelStyle::kRegions, {0, 0, 1.0f}, {0, 0, 0, 10}, painted);
     EXPECT_TRUE(painted.Empty());
+}
+
+TEST(ViewPainter, RememberedContoursAreThoseOfTheLabelsThroughScrollsZoomsAndEdits) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        std::mt19937 random(seed);
+        const std::uint64_t width = 1 + random() % 300;
+        const std::uint64_t height = 1 + random() % 120;
+        Picture picture = BlockPicture(width, height, random);
+        ContourIndex index;
+        std::uint64_t version = 0;
+        for (int round = 0; round < 25; ++round) {
+            if (random() % 4 == 0) {
+                const std::uint64_t at = random() % (width * height);
+                const std::uint64_t end = std::min(at + random() % 100, width * height);
+                for (std::uint64_t i = at; i < end; ++i) picture.labels[i] = static_cast<std::uint16_t>(random() % 3);
+                ++version;
+            }
+            const float zoom = ZoomFactor(static_cast<int>(random() % 27) - 13);
+            const ViewPort port{RandomStart(width, zoom, random), RandomStart(height, zoom, random), zoom};
+            const WindowRectangle box{static_cast<int>(random() % 20), static_cast<int>(random() % 20),
+                                      1 + static_cast<int>(random() % 150), 1 + static_cast<int>(random() % 90)};
+            ColourPicture wanted;
+            PaintView(picture.grey, picture.labels, LabelStyle::kContours, port, box, wanted);
+            ColourPicture painted;
+            index.Use(picture.labels, version);
+            PaintView(picture.grey, index, LabelStyle::kContours, port, box, painted);
+            ASSERT_TRUE(painted.SameSizes(wanted));
+            ASSERT_TRUE(std::equal(wanted.begin(), wanted.end(), painted.begin())) << "seed " << seed << ", " << round;
+        }
+    }
 }
 
 }  // namespace
