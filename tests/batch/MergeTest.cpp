@@ -174,13 +174,13 @@ TEST_F(Merge, ATableThatWasCutOffIsRefused) {
 TEST_F(Merge, RecordsOfFoldersBecomeOne) {
     for (int shard = 1; shard <= kShards; ++shard) {
         ASSERT_EQ(
-            RunProgram({"detect", "-o", File("part" + std::to_string(shard)), "--shard", Part(shard), File("in/b")})
-                .status,
+            RunThere({"detect", "-o", File("part" + std::to_string(shard)), "--shard", Part(shard), "in/b"}).status,
             0);
     }
     std::vector<std::string> parts;
     for (const std::string& part : Parts("part")) {
-        if (fs::exists(part + "/korvane-record.jsonl")) parts.push_back(part);
+        // Shards of a few images may have none.
+        if (Contents(part + "/korvane-record.jsonl").find("seg_") != std::string::npos) parts.push_back(part);
     }
     ASSERT_GE(parts.size(), 2u);
     const ProgramResult run = MergeInto(File("all"), parts, {"--images", File("in/b")});
