@@ -215,7 +215,7 @@ TEST(CommandTable, EveryKeyIsOneThatTheWindowLibraryKnows) {
         ASSERT_NE(key, nullptr) << command.text;
         EXPECT_TRUE(keys.emplace(key->GetFlags(), key->GetKeyCode()).second) << command.text;
     }
-    EXPECT_EQ(keys.size(), 41u);
+    EXPECT_EQ(keys.size(), 42u);
 }
 
 TEST(CommandTable, OnlyThePositionsCommandsWaitForOne) {

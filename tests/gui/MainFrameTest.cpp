@@ -53,8 +53,8 @@ TEST_F(MainWindow, EveryCommandAsksWhatItAsksWithPositionsAndCancelChangesNothin
     EXPECT_EQ(answers.titles,
               (std::vector<wxString>{"Confirmation", "Confirmation", "Confirmation", "Save segmentation results to...",
                                      "Export quantitative results to...", "Export image results to...", "Confirmation",
-                                     "Display range", "Load parameters...", "Save parameters...", "Analysis region",
-                                     "Store pixel size", "Controls"}));
+                                     "Display range", "Load parameters...", "Save parameters...", "Load marks...",
+                                     "Analysis region", "Store pixel size", "Controls"}));
     EXPECT_EQ(
         answers.texts,
         (std::vector<wxString>{
