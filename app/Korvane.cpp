@@ -25,6 +25,16 @@ class MainApp : public wxApp {
 public:
     explicit MainApp(std::vector<std::string> files) : files_(std::move(files)) {}
 
+    /// Without a display the library would tell so in a dialog, for which it has no display, and abort.
+    bool Initialize(int& count, wxChar** words) override {
+        wxLogStderr text;
+        wxLog* const before = wxLog::SetActiveTarget(&text);
+        const bool isReady = wxApp::Initialize(count, words);
+        wxLog::SetActiveTarget(before);
+        if (!isReady) std::fputs("korvane needs a display; korvane-batch works without one.\n", stderr);
+        return isReady;
+    }
+
     bool OnInit() override {
         std::setlocale(LC_NUMERIC, "C");
         AdoptPathConversion();
@@ -119,5 +129,5 @@ int main(int argc, char** argv) {
     rest.push_back(nullptr);
     int count = 1;
     wxApp::SetInstance(new Korvane::MainApp(std::move(files)));
-    return wxEntry(count, rest.data());
+    return wxEntry(count, rest.data()) == 0 ? 0 : 1;
 }

@@ -138,6 +138,7 @@ public:
         std::string number = ":";
         for (char digit = 0; read(ends[0], &digit, 1) == 1 && digit != '\n';) number += digit;
         close(ends[0]);
+        EXPECT_GT(number.size(), 1u) << "no display could be started";
         before_ = std::getenv("DISPLAY");
         setenv("DISPLAY", number.c_str(), 1);
     }
