@@ -173,6 +173,7 @@ void RequireFree(const ReportOptions& options) {
 std::vector<std::string> ReportFiles(const ReportOptions& options) {
     if (options.share) return {options.folder + "/" + kReportPartName};
     std::vector<std::string> files;
+    files.reserve(std::size(kReportFiles) + 1);
     for (const char* const name : kReportFiles) files.push_back(options.folder + "/" + name);
     files.push_back(options.folder + "/" + kFigureFolder);
     return files;
