@@ -42,7 +42,7 @@ PixelRectangle BoxOf(const LabelExtent& extent) {
     return {extent.minX, extent.minY, extent.maxX - extent.minX + 1, extent.maxY - extent.minY + 1};
 }
 
-/// With what an analysis would be given of the image: objects over filled pixels, and at the edge of the part, are known.
+/// With what an analysis would be given of the image: objects over filled pixels and at the edge of the part are known.
 ObjectMeasuring::Measure MeasureWith(const PreparationRules& rules) {
     return [rules](const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels) {
         PreparedImage prepared;

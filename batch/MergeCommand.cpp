@@ -249,7 +249,9 @@ void AddMergeOptions(CLI::App& command, MergeOptions& options) {
                     "Tables, folders of labels with their records, or reports of shards; all of one kind")
         ->required()
         ->type_name("");
-    command.add_option("-o,--output", options.output, "The table (- is the standard output), or the folder for the record and the report")
+    command
+        .add_option("-o,--output", options.output,
+                    "The table (- is the standard output), or the folder for the record and the report")
         ->required()
         ->type_name("PLACE");
     AddKnownImages(command, options.input);

@@ -4,7 +4,8 @@
 # korvane_add_suites(PROGRAM [COMPUTES] [COMMAND WRAPPER...] [SUFFIX TEXT] [FILTER GTEST_FILTER] [LONG SUITE...]
 #                    [SERIAL SUITE...] [PROPERTIES NAME VALUE...])
 # The program is asked for its suites after it was linked. Entries are named PROGRAM.SUITE, with the suffix after it; suites
-# named LONG have the label `long`, the others `quick`; nothing runs beside those named SERIAL. The target `korvane_tests` builds all such programs.
+# named LONG have the label `long`, the others `quick`; nothing runs beside those named SERIAL. The target
+# `korvane_tests` builds all such programs.
 #
 # A program's own tests are not optimised: what they call is. Their common headers are compiled once for each program of
 # several files. Both together halve the time that tests take to compile. Tests that spend their time in templates of the

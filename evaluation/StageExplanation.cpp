@@ -134,7 +134,8 @@ void StageExplanation::ChooseLostCandidates(const qvox::LabelImage& labels) {
             const std::uint64_t start = pixels.front();
             std::vector<bool> isInside;
             CandidateRegionAt(start, isInside);
-            const auto rest = std::remove_if(pixels.begin(), pixels.end(), [&](std::uint64_t i) { return isInside[i]; });
+            const auto rest =
+                std::remove_if(pixels.begin(), pixels.end(), [&](std::uint64_t i) { return isInside[i]; });
             const auto inside = static_cast<std::size_t>(pixels.end() - rest);
             if (inside > most) shares_[label].lostCandidate = start;
             most = std::max(most, inside);

@@ -91,7 +91,8 @@ std::string MethodsText(const ReportNumbers& numbers) {
     const SizeSummary& all = numbers.all;
     const SizeStatistics& s = all.statistics;
     const QualityFacts& facts = numbers.quality;
-    std::string text = "Vesicles in " + Counted(all.images, "electron micrograph") + " (" + Listed(facts.pixelSizes) + "; " +
+    std::string text = "Vesicles in " + Counted(all.images, "electron micrograph") + " (" +
+                       Listed(facts.pixelSizes) + "; " +
                        FixedText(all.areaUm2, 2) + " µm²) were outlined (" + Listed(facts.outlined) +
                        ") and measured with Korvane " + VersionText() + "; the size is the " +
                        DiameterText(numbers.diameter) + ", and of " + Counted(all.objects, "object") + " " +

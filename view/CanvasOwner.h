@@ -25,7 +25,7 @@ struct CanvasState {
     PixelRectangle drawn;                   ///< the same for what the pointer draws just now
     double barPixelWidthNm = 0.0;           ///< of the scale bar; 0: none is drawn
     enum class Outline { kShown, kHidden } outline = Outline::kShown;  ///< of the tool under the pointer
-    enum class Pen { kLabel, kMark } pen = Pen::kLabel;  ///< the brush that marks has its own colour, and no contour mode
+    enum class Pen { kLabel, kMark } pen = Pen::kLabel;  ///< the brush that marks has its own colour and no contour
     const EditingState* editing = nullptr;  ///< null where neither outline nor open contour is to be drawn
 };
 

@@ -62,14 +62,6 @@ Runs Common(const Runs& runs, const Run& part) {
     return common;
 }
 
-/// How far a disc of PaintDisc reaches to each side in the row at `dy`; none where it does not reach that row.
-std::optional<std::int64_t> Reach(std::int64_t radius, std::int64_t dy) {
-    if (dy <= -radius || dy >= radius) return std::nullopt;
-    std::int64_t reach = radius - 1;
-    while (reach > 0 && reach * reach + dy * dy >= radius * radius) --reach;
-    return reach;
-}
-
 /// Points of the brush's way, close enough for its discs to overlap.
 std::vector<Pixel> Way(const Pixel& from, const Pixel& to, std::int64_t radius) {
     const std::int64_t dx = to.x - from.x;
@@ -133,10 +125,9 @@ PixelRectangle HandMarks::Paint(const Dab& dab, LabelChanges& changes) {
     for (const Pixel& centre : Way(dab.from, dab.to, radius)) {
         const std::int64_t bottom = within(centre.y + radius, height);
         for (std::int64_t y = within(centre.y - radius + 1, height); y < bottom; ++y) {
-            const std::optional<std::int64_t> reach = Reach(radius, y - centre.y);
-            if (!reach) continue;
-            const Run part{static_cast<std::uint64_t>(within(centre.x - *reach, width)),
-                           static_cast<std::uint64_t>(within(centre.x + *reach + 1, width))};
+            const std::int64_t reach = DiscReach(radius, y - centre.y);
+            const Run part{static_cast<std::uint64_t>(within(centre.x - reach, width)),
+                           static_cast<std::uint64_t>(within(centre.x + reach + 1, width))};
             Set(static_cast<std::uint64_t>(y), part, dab.stroke, dab.width, &changes);
         }
     }

@@ -169,6 +169,12 @@ EditResult PickLabel(EditedPosition position, const EditingState& state, const I
     return EditResult::kRepaint;
 }
 
+std::int64_t DiscReach(std::int64_t radius, std::int64_t dy) {
+    std::int64_t reach = radius - 1;
+    while (reach > 0 && reach * reach + dy * dy >= radius * radius) --reach;
+    return reach;
+}
+
 PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pixel& centre) {
     Count(position, state);
     LabelImage& labels = position.labels;
@@ -186,8 +192,7 @@ PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pix
     state.undo.Mark(box);
     for (std::int64_t y = top; y < bottom; ++y) {
         const std::int64_t dy = y - centre.y;
-        std::int64_t reach = radius - 1;
-        while (reach > 0 && reach * reach + dy * dy >= radius * radius) --reach;
+        const std::int64_t reach = DiscReach(radius, dy);
         const std::int64_t first = std::max(centre.x - reach, left);
         const std::int64_t end = std::min(centre.x + reach + 1, right);
         if (first >= end) continue;

@@ -96,6 +96,9 @@ PixelRectangle ReleaseLeft(EditedPosition position, EditingState& state);
 /// being drawn.
 EditResult PickLabel(EditedPosition position, const EditingState& state, const ImagePoint& point);
 
+/// How far the brush's disc, dx^2 + dy^2 < radius^2, reaches to each side in the row at `dy`, less than `radius` away.
+std::int64_t DiscReach(std::int64_t radius, std::int64_t dy);
+
 /// Gives a disc the current label: the voxels with dx^2 + dy^2 < radius^2, clipped to the image, and counts the labels.
 /// Costs one pass over the disc's box, after the census was taken once.
 PixelRectangle PaintDisc(EditedPosition position, EditingState& state, const Pixel& centre);

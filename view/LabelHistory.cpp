@@ -35,7 +35,8 @@ void LabelHistory::Add(std::size_t position, LabelChanges changes, ChangedLayer 
     }
     HistoryStep& step = done_.back();
     bytes_ -= step.Bytes();
-    const bool goesOn = !step.parts.empty() && step.parts.back().position == position && step.parts.back().layer == layer;
+    const bool goesOn =
+        !step.parts.empty() && step.parts.back().position == position && step.parts.back().layer == layer;
     if (goesOn) {
         step.parts.back().changes.Append(changes);
     } else {

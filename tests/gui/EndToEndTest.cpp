@@ -297,7 +297,8 @@ TEST_F(EndToEnd, TheVersionIsToldWithoutADisplay) {
 
 TEST_F(EndToEnd, AMissingDisplayIsToldInsteadOfAborting) {
     for (const char* display : {"-u DISPLAY", "DISPLAY=:65432"}) {
-        const std::string text = Shell(std::string("env ") + display + " '" KORVANE_PROGRAM "' 2>&1; echo status $?").first;
+        const std::string command = std::string("env ") + display + " '" KORVANE_PROGRAM "' 2>&1; echo status $?";
+        const std::string text = Shell(command).first;
         EXPECT_NE(text.find("korvane needs a display; korvane-batch works without one.\nstatus 1\n"), std::string::npos)
             << text;
     }

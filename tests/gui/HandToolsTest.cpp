@@ -43,6 +43,15 @@ protected:
         Drag({100, 100}, {180, 130});
     }
 
+    void DetectFilledPart() {
+        SaveMarked("a.tif");
+        Open({"a.tif"});
+        AwaitShown();
+        Run(kFillBurntIn);
+        ChooseRegion({60, 40, 300, 280});
+        Run(kDetectCurrent);
+    }
+
     ColourPicture Seen() {
         const wxRect client = frame->Canvas().GetScreenRect();
         return ReadScreen(client.x, client.y, static_cast<unsigned>(client.width),
@@ -272,12 +281,7 @@ TEST_F(HandTools, ALineOverTheBarGivesThePixelSize) {
 }
 
 TEST_F(HandTools, TheStagesAreThoseOfThePartThatDetectionLooksAt) {
-    SaveMarked("a.tif");
-    Open({"a.tif"});
-    AwaitShown();
-    Run(kFillBurntIn);
-    ChooseRegion({60, 40, 300, 280});
-    Run(kDetectCurrent);
+    DetectFilledPart();
     Run(kStages);
     ASSERT_TRUE(frame->ShowsStages());
     const StagesView& stages = *frame->Stages();
@@ -291,18 +295,16 @@ TEST_F(HandTools, TheStagesAreThoseOfThePartThatDetectionLooksAt) {
     const auto at = Labels().Coordinates(static_cast<std::uint64_t>(object - Labels().begin()));
     const wxString text = stages.Explain(at[0], at[1], *object);
     EXPECT_TRUE(text.StartsWith("Object " + std::to_string(*object) + " is found")) << text;
-    // They explain another detection once the region is another.
     Run(kMarkBurntIn);
     EXPECT_FALSE(frame->ShowsStages()) << "drawing needs the image";
+    Run(kStages);
+    ASSERT_TRUE(frame->ShowsStages());
+    ChooseRegion({50, 40, 300, 280});
+    EXPECT_FALSE(frame->ShowsStages()) << "they explain another detection now";
 }
 
 TEST_F(HandTools, PanelAndReportKnowWhatWasFilledAndLeftOut) {
-    SaveMarked("a.tif");
-    Open({"a.tif"});
-    AwaitShown();
-    Run(kFillBurntIn);
-    ChooseRegion({60, 40, 300, 280});
-    Run(kDetectCurrent);
+    DetectFilledPart();
     Run(kObjects);
     MarkAPart();
     ASSERT_TRUE(Await([&] { return frame->Objects().IsUpToDate(); }));

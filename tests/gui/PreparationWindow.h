@@ -57,7 +57,8 @@ protected:
     void SaveMarked(const std::string& name, Size size = Size::kStored) {
         VesicleOptions options;
         options.noise = 0.02f;
-        cv::Mat map = Stored(Vesicles(3, static_cast<int>(kMarkedWidth), static_cast<int>(kMarkedHeight), options), Depth::k16Bit);
+        cv::Mat map = Stored(Vesicles(3, static_cast<int>(kMarkedWidth), static_cast<int>(kMarkedHeight), options),
+                             Depth::k16Bit);
         cv::rectangle(map, kBar, 65535.0, cv::FILLED);
         qvox::VoxelImage<std::uint16_t> image;
         image.Resize(kMarkedWidth, kMarkedHeight, 1);

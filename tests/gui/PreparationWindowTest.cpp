@@ -92,7 +92,9 @@ TEST_F(PreparationWindow, AnInformationBarIsLeftOutOnRequest) {
     SaveMarked("a.tif");
     qvox::VoxelImage<std::uint16_t> image;
     qvox::LoadImageFile(folder.File("a.tif"), image);
-    for (std::uint64_t y = kMarkedHeight - 30; y < kMarkedHeight; ++y) std::fill_n(image.Row(y), kMarkedWidth, std::uint16_t{0});
+    for (std::uint64_t y = kMarkedHeight - 30; y < kMarkedHeight; ++y) {
+        std::fill_n(image.Row(y), kMarkedWidth, std::uint16_t{0});
+    }
     qvox::SaveImageFile(folder.File("a.tif"), image);
     Open({"a.tif"});
     Answers answers(wxID_NONE);
