@@ -15,16 +15,11 @@ set(KORVANE_LIST_SUITES ${CMAKE_CURRENT_LIST_DIR}/ListSuites.cmake)
 function(korvane_precompile_test_headers program)
     get_target_property(sources ${program} SOURCES)
     list(LENGTH sources count)
-    if(count LESS 4)
-        return()
-    endif()
     get_target_property(already ${program} PRECOMPILE_HEADERS)
-    if(NOT already)
-        target_precompile_headers(${program} PRIVATE
-            <gtest/gtest.h> <algorithm> <filesystem> <fstream> <functional> <map> <random> <sstream>)
+    if(count GREATER_EQUAL 4 AND NOT already)
+        korvane_precompile_headers(${program}
+            <gtest/gtest.h> <algorithm> <filesystem> <fstream> <functional> <map> <memory> <random> <sstream>)
     endif()
-    # The compiler cache asks for it.
-    target_compile_options(${program} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 endfunction()
 
 function(korvane_add_suites program)
