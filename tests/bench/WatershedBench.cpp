@@ -6,6 +6,7 @@
 #include "BenchImages.h"
 #include "BenchSupport.h"
 #include "WatershedPictures.h"
+#include "operations/QueueFlood.h"
 #include "reference/PlainWatershed.h"
 
 namespace {
@@ -66,6 +67,19 @@ void WatershedPlateau(benchmark::State& state) {
     Flood(state, relief, DiscLabels(size, DiscPlaces(size, VesicleCount(size), 1), 0.1));
 }
 
+/// By the queue on the picture of WatershedVesicles.
+void WatershedVesiclesQueue(benchmark::State& state) {
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const auto places = DiscPlaces(size, VesicleCount(size), 1);
+    const qvox::VoxelImage<float> relief = VesicleRelief(size, places, 2);
+    const qvox::LabelImage markers = WithBorderMarker(DiscLabels(size, places, 0.5));
+    qvox::LabelImage output;
+    output.Resize(size, size, 1);
+    output.Zero();
+    PerPixel(
+        state, markers.VoxelCount(), [] {}, [&] { qvox::LabelByQueue(relief, markers, output, qvox::RunOneByOne); });
+}
+
 /// The plain version on the picture of WatershedVesicles, for the ratio.
 void WatershedVesiclesPlain(benchmark::State& state) {
     const auto size = static_cast<std::size_t>(state.range(0));
@@ -83,6 +97,7 @@ void Sizes(benchmark::internal::Benchmark* benchmark) {
 }
 
 BENCHMARK(WatershedVesicles)->Apply(Sizes);
+BENCHMARK(WatershedVesiclesQueue)->Apply(Sizes);
 BENCHMARK(WatershedVesiclesPlain)->Apply(Sizes);
 BENCHMARK(WatershedPointMarkers)->Apply(Sizes);
 BENCHMARK(WatershedManyMarkers)->Apply(Sizes);

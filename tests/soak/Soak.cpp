@@ -1,4 +1,5 @@
-// Compares what is shipped with its plain form on random pictures until the time is up: soak MINUTES [FIRST_SEED]
+// Compares what is shipped, on one to three threads, with its plain form on random pictures until the time is up:
+// soak MINUTES [FIRST_SEED]
 // Every picture has a seed of its own; the first that differs is named with its seed and ends the run.
 
 #include <array>
@@ -37,6 +38,7 @@
 #include "support/Phantoms.h"
 #include "support/Random.h"
 #include "support/TestImages.h"
+#include "support/TestThreads.h"
 
 namespace {
 
@@ -52,10 +54,14 @@ public:
     bool OneIn(int n) { return Between(1, n) == 1; }
     std::uint32_t Seed() { return static_cast<std::uint32_t>(random_()); }
     float Fraction() { return korvane_test::Uniform(random_); }
+    qvox::PartRunner Threads() { return korvane_test::RunOnThreads(static_cast<unsigned>(Between(1, 3))); }
 
 private:
     std::mt19937 random_;
 };
+
+/// That of 20 to 0.15 nm per pixel, each factor as often as the others.
+float AnyScale(Choice& choice) { return 0.0744f * std::exp(4.896f * choice.Fraction()); }
 
 /// Mostly small; widths around multiples of vector lengths, single rows and columns among them.
 cv::Size RandomSize(Choice& choice) {
@@ -125,12 +131,13 @@ bool StagesAgree(Choice& choice) {
     const float scale = RandomScale(choice);
     const float clusterSize = choice.OneIn(3) ? (choice.OneIn(2) ? 0.1f : 1.9f) : 0.1f + 1.8f * choice.Fraction();
     const float areaFraction = choice.OneIn(3) ? (choice.OneIn(2) ? 0.0f : 1.0f) : 0.5f * choice.Fraction();
+    const qvox::PartRunner run = choice.Threads();
     cv::Mat plain = cv::Mat::zeros(edges.size(), CV_32F);
     cv::Mat shipped = plain.clone();
     TraceKeeper plainTrace;
     TraceKeeper shippedTrace;
     korvane_reference::PlainDetectCandidates(edges, plain, scale, clusterSize, plainTrace);
-    Korvane::DetectCandidates(edges, shipped, scale, clusterSize, shippedTrace);
+    Korvane::DetectCandidates(edges, shipped, scale, clusterSize, shippedTrace, run);
     if (!Same(plain, shipped, "candidates")) return false;
     if (plainTrace.lines != shippedTrace.lines) return std::printf("the traces differ\n"), false;
 
@@ -139,16 +146,18 @@ bool StagesAgree(Choice& choice) {
     cv::Mat plainFiltered = cv::Mat::zeros(edges.size(), CV_8U);
     cv::Mat filtered = plainFiltered.clone();
     korvane_reference::PlainFilterCandidates(mask, plainFiltered, scale, areaFraction);
-    Korvane::FilterCandidates(mask, filtered, scale, areaFraction);
+    Korvane::FilterCandidates(mask, filtered, scale, areaFraction, run);
     if (!Same(plainFiltered, filtered, "filtered")) return false;
     const cv::Mat blobs = korvane_test::Above(edges, 0.3f + 0.4f * choice.Fraction());
     cv::Mat foreground;
     blobs.convertTo(foreground, CV_8U, 255.0);
+    cv::Mat gradient;
+    Korvane::GradientMagnitude(edges, gradient, run);
     return Same(korvane_reference::PlainSeparateClusters(plainFiltered, scale),
-                Korvane::SeparateClusters(filtered, scale), "separated") &&
+                Korvane::SeparateClusters(filtered, scale, run), "separated") &&
            Same(korvane_reference::PlainSeparateClusters(foreground, scale),
-                Korvane::SeparateClusters(foreground, scale), "separated, any map") &&
-           Same(korvane_reference::PlainGradientMagnitude(edges.clone()).clone(), Korvane::GradientMagnitude(edges),
+                Korvane::SeparateClusters(foreground, scale, run), "separated, any map") &&
+           Same(korvane_reference::PlainGradientMagnitude(edges.clone()).clone(), gradient,
                 "gradient");
 }
 
@@ -196,7 +205,8 @@ bool OperationsAgree(Choice& choice) {
     const VoxelImage<float> relief = ToImage(RandomEdges(choice, RandomSize(choice)));
     const LabelImage seeds = RandomSeeds(choice, relief);
     LabelImage basins;
-    qvox::WatershedFromMarkers(relief, seeds, basins, qvox::Neighbourhood8{});
+    const qvox::PartRunner run = choice.Threads();
+    qvox::WatershedFromMarkers(relief, seeds, basins, qvox::Neighbourhood8{}, run);
     if (!Same(korvane_reference::PlainWatershed(relief, seeds), basins, "watershed")) return false;
     VoxelImage<std::uint16_t> grey;
     VoxelImage<bool> mask;
@@ -211,7 +221,7 @@ bool OperationsAgree(Choice& choice) {
     qvox::FillHoles(grey, filled);
     VoxelImage<bool> eroded;
     const int radius = choice.Between(0, 20);
-    qvox::ErodeMask(mask, eroded, radius);
+    qvox::ErodeMask(mask, eroded, radius, run);
     return Same(korvane_reference::PlainHoleFilling(grey), filled, "hole filling") &&
            Same(korvane_reference::PlainErosion(mask, radius), eroded, "erosion");
 }
@@ -224,7 +234,8 @@ bool WholeAgrees(Choice& choice) {
     look.noise = 0.15f * choice.Fraction();
     const cv::Mat picture = korvane_test::Vesicles(choice.Seed(), choice.Between(2, 120), choice.Between(2, 120), look);
     const VoxelImage<float> raw = ToImage(picture);
-    const float resolution = Korvane::kReferenceResolution * RandomScale(choice);
+    const float resolution = Korvane::kReferenceResolution * AnyScale(choice);
+    const qvox::PartRunner run = choice.Threads();
     Korvane::AnalysisParameters parameters;
     parameters.roundnessThreshold = choice.OneIn(4) ? 0.0f : choice.Fraction();
     parameters.areaFraction = 0.4f * choice.Fraction();
@@ -233,13 +244,13 @@ bool WholeAgrees(Choice& choice) {
     LabelImage plain;
     LabelImage shipped;
     korvane_reference::PlainDetectExosomes(raw, plain, parameters, resolution, silent);
-    Korvane::DetectExosomes(raw, shipped, parameters, resolution, silent);
+    Korvane::DetectExosomes(raw, shipped, parameters, resolution, silent, run);
     if (!Same(plain, shipped, "labels")) return false;
     LabelImage plainSeeds = RandomSeeds(choice, raw);
     LabelImage seeds(plainSeeds);
     const float diameterUm = 0.1f * choice.Fraction();
     korvane_reference::PlainSegmentFromSeeds(raw, plainSeeds, resolution, diameterUm);
-    Korvane::SegmentFromSeeds(raw, seeds, resolution, diameterUm);
+    Korvane::SegmentFromSeeds(raw, seeds, resolution, diameterUm, run);
     return Same(plainSeeds, seeds, "seeded segmentation");
 }
 

@@ -13,10 +13,12 @@
 #include "support/Random.h"
 #include "support/TestImages.h"
 #include "support/TrialSizes.h"
+#include "toolkit/RandomMarkers.h"
 
 namespace {
 
 using korvane_test::Draw;
+using korvane_test::RandomMarkers;
 using korvane_test::SameVoxels;
 using qvox::LabelImage;
 using qvox::Neighbourhood8;
@@ -36,15 +38,6 @@ Relief Flat(std::uint64_t width, std::uint64_t height, float value) {
     relief.Resize(width, height, 1);
     for (float& v : relief) v = value;
     return relief;
-}
-
-LabelImage RandomMarkers(std::mt19937& random, std::uint64_t width, std::uint64_t height, unsigned oneIn) {
-    LabelImage markers;
-    markers.Resize(width, height, 1);
-    for (std::uint16_t& v : markers) {
-        v = random() % oneIn == 0 ? static_cast<std::uint16_t>(1 + random() % 65535) : std::uint16_t{0};
-    }
-    return markers;
 }
 
 float FromBits(std::uint32_t bits) {

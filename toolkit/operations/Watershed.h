@@ -22,8 +22,9 @@ namespace qvox {
 /// keep their labels. Without any marker all of it is 0; with one there is no 0 left, since the plane is connected.
 ///
 /// Throws ToolkitError when the sizes differ, or the images are empty, have more than one plane or 2^32 voxels or more.
-/// Cost: near-linear in the voxels; 12 to 16 bytes per voxel beside the result on micrographs. What comes before and
-/// after the flood, which takes one thread, is done by the parts that `run` is given.
+/// Cost: near-linear in the voxels; 9 bytes per voxel beside the result on micrographs, by the parts that `run` is given
+/// (BasinLabels.h). Where the order of arrival decides between two labels the queue floods all again: 12 to 16 bytes per
+/// voxel, and one thread but for what comes before and after the flood.
 /// Source: Beucher, Meyer (1993), flooding by an ordered queue as in Meyer (1991), without the dams.
 void WatershedFromMarkers(const VoxelImage<float>& relief, const VoxelImage<std::uint16_t>& markers,
                           VoxelImage<std::uint16_t>& output, Neighbourhood8 neighbourhood,

@@ -5,10 +5,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace qvox {
+#include "operations/WatershedLevels.h"
 
-/// A level of a watershed's relief as a whole number.
-using Cell = std::int32_t;
+namespace qvox {
 
 /// Maps levels to buckets, in the same order, so that each bucket receives about as many voxels of this image. A
 /// level's upper 16 bits choose a band; a band is divided by further bits the finer, the more voxels it holds. So
