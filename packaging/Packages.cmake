@@ -123,7 +123,8 @@ set(CPACK_DEBIAN_BATCH_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_BATCH_PACKAGE_SHLIBDEPS ON)
 # Figures are drawn by gnuplot, texts in overlays with the font.
 set(CPACK_DEBIAN_BATCH_PACKAGE_DEPENDS "gnuplot-nox | gnuplot, fonts-dejavu-core")
-set(CPACK_DEBIAN_BATCH_PACKAGE_SUGGESTS "korvane-doc")
+# The workflow, which is part of it, is run by snakemake; its Slurm profile has a script of Python.
+set(CPACK_DEBIAN_BATCH_PACKAGE_SUGGESTS "korvane-doc, snakemake, python3:any")
 set(CPACK_DEBIAN_BATCH_DESCRIPTION "Finds and measures exosomes in electron micrographs, without a window
 ${about}
 This package has the batch tool. It needs no display.")
@@ -131,7 +132,8 @@ This package has the batch tool. It needs no display.")
 set(CPACK_DEBIAN_WINDOW_PACKAGE_NAME korvane)
 set(CPACK_DEBIAN_WINDOW_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_WINDOW_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_WINDOW_PACKAGE_RECOMMENDS "korvane-doc")
+# Figures of a report are drawn by gnuplot; without it the report says that they are missing.
+set(CPACK_DEBIAN_WINDOW_PACKAGE_RECOMMENDS "korvane-doc, gnuplot-nox | gnuplot")
 set(CPACK_DEBIAN_WINDOW_PACKAGE_SUGGESTS "korvane-batch")
 set(CPACK_DEBIAN_WINDOW_DESCRIPTION "Finds and measures exosomes in electron micrographs
 ${about}

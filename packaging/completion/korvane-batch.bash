@@ -21,7 +21,7 @@ _korvane_batch() {
     if [[ $prev == -* ]]; then
         term=$(sed -n "s/^\(.*,\)\{0,1\}$prev\(,[^ ]*\)\{0,1\} \(.*\)/\3/p" <<<"$terms" | head -n 1)
         case $term in
-            FILE* | "folder|FILE"*) _filedir; return ;;
+            FILE* | PLACE* | "folder|FILE"*) _filedir; return ;;
             DIR*) _filedir -d; return ;;
             *:\{*\}*)
                 term=${term#*:\{}
@@ -32,6 +32,11 @@ _korvane_batch() {
     fi
     if [[ $cur == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$(sed 's/ .*//; /^-/!d; s/,/ /g' <<<"$terms")" -- "$cur")
+        return
+    fi
+    # What is merged are tables and folders.
+    if [[ $command == merge ]]; then
+        _filedir
         return
     fi
     _filedir '@(tif|tiff)'
