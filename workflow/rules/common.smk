@@ -1,5 +1,6 @@
 # Which images there are and how korvane-batch is called for them.
 import os
+import shlex
 import subprocess
 import sys
 
@@ -14,10 +15,6 @@ PARTS = os.path.join(RESULTS, "parts")
 TOOL = config["program"]
 NUMBERS = range(1, config["parts"] + 1)
 
-IMAGES = image_files.images_of(config["images"], config["recursive"], RESULTS, config["exclude"])
-if not IMAGES:
-    raise WorkflowError(f"There are no TIFF files in {config['images']}")
-
 def option(name, key):
     return [name, str(config[key])] if config.get(key) is not None else []
 
@@ -30,17 +27,29 @@ MEASURE = SIZE + config["measure"]
 GROUP_TABLE = [config["groups"]] if config["groups"] not in ("none", "folder") else []
 REPORT = SIZE + config["report"] + ([] if config["groups"] == "none" else ["--group-by", config["groups"]])
 
+def version_text():
+    # Of a container the image tells; the tool need not be outside.
+    in_container = workflow.use_singularity
+    if in_container:
+        return f"{config['container']!r} {image_files.state(config['container'])!r}\n"
+    try:
+        return subprocess.run([TOOL, "--version"], check=True, capture_output=True, text=True).stdout
+    except (OSError, subprocess.CalledProcessError) as error:
+        raise WorkflowError(f"The batch tool cannot be run: {error}. The key program of the configuration names it.")
+
 def options_text():
     parameters = ""
     if "parameters_file" in config:
         with open(config["parameters_file"]) as file:
             parameters = file.read()
     # Rows of two versions of the program are not merged.
-    version = subprocess.run([TOOL, "--version"], check=True, capture_output=True, text=True).stdout
-    return f"{DETECT!r}\n{parameters}\n{version}"
+    return f"{DETECT!r}\n{parameters}\n{version_text()}"
 
-# Jobs of a run read this file too: they find what was written when it began.
+# Jobs of a run read this file too: they find what was written when it began, and do not walk the folders again.
 if workflow.mode == Mode.default:
+    IMAGES = image_files.images_of(config["images"], config["recursive"], RESULTS, config["exclude"])
+    if not IMAGES:
+        raise WorkflowError(f"There are no TIFF files in {config['images']}")
     for number, images in image_files.parts_of(IMAGES, config["parts"]).items():
         image_files.write_if_changed(os.path.join(LISTS, f"{number}.txt"), image_files.listing(images, LABELS))
     image_files.write_if_changed(os.path.join(LISTS, "options.txt"), options_text())
@@ -65,5 +74,8 @@ def shard(wildcards):
 def folder_of_output(wildcards, output):
     return os.path.dirname(output[0])
 
-def folders_of_parts(wildcards, input):
-    return [os.path.dirname(part) for part in input.parts]
+# The files of all parts, for the shell to spell out: as words of the command they would make it longer than a command
+# may be.
+def of_all_parts(before, behind):
+    quoted = shlex.quote(os.path.join(PARTS, before))
+    return f"{quoted}{{1..{config['parts']}}}{behind}"

@@ -13,6 +13,7 @@ import images as image_files  # noqa: E402
 
 
 def main():
+    sys.stdout.reconfigure(errors="surrogateescape")  # names may be any bytes
     listing, options, labels, output, *command = sys.argv[1:]
     images = image_files.listed(listing)
     for sentence in image_files.put_aside_stale(images, labels, os.stat(options).st_mtime_ns):

@@ -7,6 +7,7 @@ import fnmatch
 import hashlib
 import json
 import os
+import re
 
 # What the programs' products begin with; a picture of such a name is not analysed.
 PRODUCTS = ("seg_", "export_", "calibrated_", "compare_", "candidates_", "edges_", "filtered_", "separated_", "relief_",
@@ -50,9 +51,10 @@ def images_of(folders, recursive, results, exclude=()):
 
 
 def path_key(path):
-    """64-bit FNV-1a (Fowler, Noll, Vo) of the path without "." and doubled separators, halves combined."""
-    words = [word for word in path.split("/") if word not in ("", ".")]
-    plain = ("/" if path.startswith("/") else "") + "/".join(words)
+    """64-bit FNV-1a (Fowler, Noll, Vo) of the path without ".", "..", and doubled separators, halves combined."""
+    plain = os.path.normpath(path)
+    if plain.startswith("//"):
+        plain = plain[1:]
     key = 0xCBF29CE484222325
     for byte in os.fsencode(plain):
         key = (key ^ byte) * 0x100000001B3 & 0xFFFFFFFFFFFFFFFF
@@ -104,15 +106,21 @@ def write_if_changed(path, text):
     os.replace(temporary, path)
 
 
+def file_name(recorded):
+    """The name of a file as Python has it. Records are text: a byte that is no UTF-8 stands in them as the character
+    U+100000 + byte."""
+    return re.sub("[\U00100080-\U001000ff]", lambda byte: chr(ord(byte[0]) - 0x100000 + 0xDC00), recorded)
+
+
 def records(folder):
     """Name of each label file -> the last entry about it in the folder's record."""
     found = {}
     try:
-        with open(os.path.join(folder, RECORD)) as file:
+        with open(os.path.join(folder, RECORD), encoding="utf-8", errors="replace") as file:
             for line in file:
                 try:
                     entry = json.loads(line)
-                    found[entry["labels"]] = entry
+                    found[file_name(entry["labels"])] = entry
                 except (ValueError, KeyError, TypeError):
                     continue  # a line that was cut off
     except OSError:
