@@ -294,6 +294,8 @@ py::tuple Loaded(const std::string& path, const qvox::ReadOptions& options, cons
 
 py::tuple ReadFile(const std::string& path, const qvox::ReadOptions& options) {
     const qvox::ImageFileInfo info = DoFileTask(FileTask::kLoadInput, path, [&] {
+        // A file on a server may take its time, and the other threads go on.
+        const py::gil_scoped_release unlocked;
         qvox::ImageFileInfo inspected = qvox::InspectImageFile(path, options);
         if (!IsInputType(inspected.type)) RefuseInputType(path, inspected);
         return inspected;

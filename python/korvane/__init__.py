@@ -1,8 +1,8 @@
 """Finds and measures exosomes in electron micrographs.
 
-Images and labels are NumPy arrays of rows and columns: array[y, x]. An image is uint8, uint16 or float32; labels are
-uint16, 0 is background and every other number is one object. A pixel size is in nanometres, a number or a pair
-(width, height). The same image and parameters give the same bytes as korvane-batch, on every machine and for any number
+Images and labels are NumPy arrays of rows and columns: array[y, x]. An image is uint8, uint16 or float32, in any order
+of bytes; labels are uint16, 0 is background and every other number is one object. A pixel size is in nanometres, a
+number or a pair (width, height). The same image and parameters give the same bytes as korvane-batch, on every machine and for any number
 of threads.
 
     import korvane
@@ -17,8 +17,12 @@ interpreter's lock is released while an image is worked on, so that several thre
 not be changed meanwhile.
 """
 
+import math
+import operator
 import os
 from typing import NamedTuple
+
+import numpy
 
 from . import _korvane
 from ._korvane import Error, FileError
@@ -67,13 +71,42 @@ class Image(NamedTuple):
         return (x, y) if x or y else None
 
 
+# Of one call; the batch tool takes no more either.
+_MOST_THREADS = 1024
+_MOST_PAGES = 2**32 - 1
+
+
 def _pair(pixel_size_nm):
     if pixel_size_nm is None:
         return 0.0, 0.0
-    if isinstance(pixel_size_nm, (tuple, list)):
-        width, height = pixel_size_nm
-        return float(width), float(height)
-    return float(pixel_size_nm), float(pixel_size_nm)
+    sizes = [float(size) for size in numpy.atleast_1d(pixel_size_nm)]
+    if len(sizes) == 1:
+        sizes *= 2
+    # Of files that tell the size of one axis alone the other is 0.
+    if len(sizes) != 2 or not all(0.0 <= size < math.inf for size in sizes):
+        raise ValueError(f"pixel_size_nm: wanted is a number above 0, or width and height, not {pixel_size_nm!r}")
+    return tuple(sizes)
+
+
+def _array(given):
+    """What NumPy sees as an array, in this machine's order of bytes."""
+    array = numpy.asarray(given)
+    return array if array.dtype.isnative else array.astype(array.dtype.newbyteorder("="))
+
+
+def _labels(given):
+    array = _array(given)
+    # The compiled part compares signed numbers.
+    if array.dtype == numpy.uint64 and array.size > 0 and array.max() > 65535:
+        raise ValueError(f"labels: wanted are numbers from 0 to 65535, not {array.max()}")
+    return array
+
+
+def _path(path):
+    name = os.fsencode(path)
+    if b"\0" in name:
+        raise ValueError(f"a path has no zero byte: {path!r}")
+    return name
 
 
 def detect(image, pixel_size_nm, **parameters):
@@ -86,7 +119,7 @@ def detect(image, pixel_size_nm, **parameters):
     Raises Error where korvane-batch refuses the image, with the same text; ValueError and TypeError for what is no
     image or parameter; MemoryError.
     """
-    return _korvane.detect(image, _pair(pixel_size_nm), parameters)
+    return _korvane.detect(_array(image), _pair(pixel_size_nm), parameters)
 
 
 def segment(image, seeds, pixel_size_nm, **parameters):
@@ -94,7 +127,7 @@ def segment(image, seeds, pixel_size_nm, **parameters):
 
     Of the parameters min_object_diameter_um alone is used. Raises as detect.
     """
-    return _korvane.segment(image, seeds, _pair(pixel_size_nm), parameters)
+    return _korvane.segment(_array(image), _labels(seeds), _pair(pixel_size_nm), parameters)
 
 
 def stages(image, pixel_size_nm, **parameters):
@@ -103,7 +136,7 @@ def stages(image, pixel_size_nm, **parameters):
     The names are those of the files of korvane-batch detect --stages: edges, candidates, filtered, separated, relief,
     markers; the last one, labels, is what detect returns. Raises as detect.
     """
-    return _korvane.stages(image, _pair(pixel_size_nm), parameters)
+    return _korvane.stages(_array(image), _pair(pixel_size_nm), parameters)
 
 
 def measure(labels, image=None, *, pixel_size_nm):
@@ -113,7 +146,8 @@ def measure(labels, image=None, *, pixel_size_nm):
     not measured is NaN. Without the image, edges, rims and grey levels are NaN. Lengths of an unknown pixel size
     (None) are those of pixels 1000 nm wide.
     """
-    return _korvane.measure(labels, image, _pair(pixel_size_nm))
+    grey = None if image is None else _array(image)
+    return _korvane.measure(_labels(labels), grey, _pair(pixel_size_nm))
 
 
 def rim_curves(image, labels, pixel_size_nm):
@@ -122,12 +156,12 @@ def rim_curves(image, labels, pixel_size_nm):
     The centre of the first pixel is (0, 0), and the last point is joined to the first. Objects whose rim was not found
     are left out.
     """
-    return _korvane.rim_curves(image, labels, _pair(pixel_size_nm))
+    return _korvane.rim_curves(_array(image), _labels(labels), _pair(pixel_size_nm))
 
 
 def edge_curves(image, labels, pixel_size_nm):
     """The steepest places of each object's flank, as rim_curves."""
-    return _korvane.edge_curves(image, labels, _pair(pixel_size_nm))
+    return _korvane.edge_curves(_array(image), _labels(labels), _pair(pixel_size_nm))
 
 
 def read(path, page=None):
@@ -135,14 +169,15 @@ def read(path, page=None):
 
     page is the number of the page, from 1; None is the first that is no preview. A stack has a third dimension.
     """
-    if page is not None and page < 1:
+    number = 0 if page is None else operator.index(page)
+    if page is not None and not 1 <= number <= _MOST_PAGES:
         raise ValueError(f"page is a number from 1, not {page}")
-    return Image(*_korvane.read(os.fsencode(path), page or 0))
+    return Image(*_korvane.read(_path(path), number))
 
 
 def read_labels(path):
     """Reads a label file, the numbers as they stand in it: an Image. Raises as read."""
-    return Image(*_korvane.read_labels(os.fsencode(path)))
+    return Image(*_korvane.read_labels(_path(path)))
 
 
 def write(path, labels, pixel_size_nm=None, *, like=None):
@@ -155,7 +190,7 @@ def write(path, labels, pixel_size_nm=None, *, like=None):
     if pixel_size_nm is not None:
         x, y = (1000.0 / size if size > 0 else 0.0 for size in _pair(pixel_size_nm))
     offset = like.offset_um if like is not None else (0.0, 0.0, 0.0)
-    _korvane.write(os.fsencode(path), labels, (x, y, z), offset, like.description if like is not None else {})
+    _korvane.write(_path(path), _labels(labels), (x, y, z), offset, like.description if like is not None else {})
 
 
 def read_parameters(path):
@@ -169,12 +204,15 @@ def default_parameters():
 
 
 def set_threads(count):
-    """How many threads one call may use, for the whole process; no result depends on it.
+    """How many threads one call may use, 1 to 1024, for the whole process; no result depends on it.
 
     At first it is the number of processors that the process may use, by its affinity, the CPU quota of its control
     groups and SLURM_CPUS_PER_TASK, as for korvane-batch.
     """
-    _korvane.set_threads(count)
+    number = operator.index(count)
+    if not 1 <= number <= _MOST_THREADS:
+        raise ValueError(f"set_threads: wanted is a number from 1 to {_MOST_THREADS}, not {count}")
+    _korvane.set_threads(number)
 
 
-set_threads(_korvane.usable_processors())
+set_threads(min(_korvane.usable_processors(), _MOST_THREADS))

@@ -155,6 +155,15 @@ class Arrays(unittest.TestCase):
                       np.ascontiguousarray(pixels[::-1])[::-1], np.asfortranarray(pixels.astype(np.float32))):
             np.testing.assert_array_equal(korvane.detect(array, self.image.pixel_size_nm), self.labels)
 
+    def test_the_other_order_of_bytes_gives_the_same(self):
+        """Readers of TIFF files give the arrays of big-endian ones as they are stored."""
+        size = self.image.pixel_size_nm
+        for kind in (">u2", ">f4"):
+            np.testing.assert_array_equal(korvane.detect(self.image.pixels.astype(kind), size), self.labels)
+        swapped = korvane.measure(self.labels.astype(">u2"), self.image.pixels.astype(">f4"), pixel_size_nm=size)
+        plain = korvane.measure(self.labels, self.image.pixels, pixel_size_nm=size)
+        np.testing.assert_array_equal(swapped["rim_diameter_nm"], plain["rim_diameter_nm"])
+
     def test_inputs_are_not_changed_and_results_own_their_memory(self):
         floats = self.image.pixels.astype(np.float32)
         before = floats.copy()
@@ -176,8 +185,33 @@ class Arrays(unittest.TestCase):
                 korvane.measure(self.labels.astype(kind), pixel_size_nm=size)["area_nm2"], expected)
         with self.assertRaisesRegex(ValueError, "0 to 65535, not 70000"):
             korvane.measure(self.labels.astype(np.int32) + 70000, pixel_size_nm=size)
+        with self.assertRaisesRegex(ValueError, "0 to 65535, not 18446744073709551615"):
+            korvane.measure(np.full((4, 4), 2**64 - 1, np.uint64), pixel_size_nm=size)
         with self.assertRaisesRegex(TypeError, "float64"):
             korvane.measure(self.labels.astype(float), pixel_size_nm=size)
+
+    def test_refusals_are_short_and_name_the_argument(self):
+        for given, text in ((self.image.pixels.tolist(), "image: it holds int64"), (None, "image: wanted are rows"),
+                            ("x", "image: wanted are rows")):
+            with self.assertRaises((TypeError, ValueError)) as caught:
+                korvane.detect(given, 1.5)
+            self.assertIn(text, str(caught.exception))
+            self.assertLess(len(str(caught.exception)), 200)
+
+    def test_pixel_sizes_are_numbers_or_pairs(self):
+        expected = korvane.detect(self.image.pixels, (1.5, 1.5))
+        for size in (1.5, [1.5, 1.5], np.array([1.5, 1.5]), np.float32(1.5), np.array(1.5)):
+            np.testing.assert_array_equal(korvane.detect(self.image.pixels, size), expected)
+        for size in (-1, float("nan"), float("inf"), (1, 2, 3), (1.5, -1), []):
+            with self.assertRaisesRegex(ValueError, "pixel_size_nm: wanted is a number above 0"):
+                korvane.measure(self.labels, pixel_size_nm=size)
+
+    def test_numbers_of_threads_are_those_that_work(self):
+        for count in (0, -1, 1025, 10**6, 2**40):
+            with self.assertRaisesRegex(ValueError, "from 1 to 1024"):
+                korvane.set_threads(count)
+        with self.assertRaises(TypeError):
+            korvane.set_threads(1.5)
 
     def test_what_is_no_image_is_refused(self):
         for array, error in ((self.image.pixels.astype(float), TypeError), (np.zeros((2, 3, 4), np.uint8), ValueError),
@@ -263,6 +297,19 @@ class Files(WithFolder):
             path = os.path.join(os.fsencode(self.folder), os.fsencode(name))
             korvane.write(path, labels)
             np.testing.assert_array_equal(korvane.read(path).pixels, labels)
+
+    def test_pages_and_names_that_cannot_be_are_refused(self):
+        for page in (0, -1, 2**32, 2**70):
+            with self.assertRaisesRegex(ValueError, "from 1, not"):
+                korvane.read(SAMPLES[0], page)
+        for page in (1.5, "1"):
+            with self.assertRaises(TypeError):
+                korvane.read(SAMPLES[0], page)
+        np.testing.assert_array_equal(korvane.read(SAMPLES[0], np.int64(1)).pixels, korvane.read(SAMPLES[0]).pixels)
+        for call in (korvane.read, korvane.read_labels, lambda path: korvane.write(path, np.ones((4, 4), np.uint16))):
+            with self.assertRaisesRegex(ValueError, "zero byte"):
+                call(self.path("a\0b.tif"))
+        self.assertEqual(os.listdir(self.folder), [])
 
     def test_failures_name_the_file(self):
         with self.assertRaisesRegex(korvane.FileError, "none.tif"):
