@@ -139,7 +139,8 @@ void RequireAllImages(MergedTable& table, const ImageListing& listing, const Mer
     for (const std::size_t place : table.Arrange(listing, problems)) {
         const std::string image = TextOf(listing.images[place]);
         const MergedRecords::Fact* const fact = records == nullptr ? nullptr : records->Of(image);
-        if (fact != nullptr && fact->madeLabels && !fact->hasObjects) continue;
+        const bool isKnown = fact != nullptr && fact->madeLabels;
+        if (isKnown && (!fact->hasObjects || records->WereEmptied(*fact))) continue;
         const std::string hint = records == nullptr
                                      ? "'" + image +
                                            "' has no rows: it is missing, or has no object. --labels names "
@@ -276,7 +277,8 @@ int RunMerge(const MergeOptions& options, const Streams& streams) {
         const int status =
             kinds.tables ? MergeTables(options, streams, progress) : MergeFolders(options, kinds, progress);
         if (status == kExitDone && options.output != "-") {
-            progress.Note(wxString::Format("%zu parts are merged in '", options.parts.size()) +
+            progress.Note(wxString::Format("%zu %s merged in '", options.parts.size(),
+                                           options.parts.size() == 1 ? "part is" : "parts are") +
                           PathText(options.output) + "'.");
         }
         return status;

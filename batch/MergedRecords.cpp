@@ -15,7 +15,9 @@
 #include "ResultFiles.h"
 #include "TablePart.h"
 #include "ToolkitError.h"
+#include "VoxelImage.h"
 #include "files/AtomicFile.h"
+#include "files/ImageFile.h"
 
 namespace Korvane {
 
@@ -35,6 +37,10 @@ void ForEachLine(const std::string& folder,
     for (std::uint64_t offset = 0; std::getline(file, line) && !file.eof(); offset += line.size() + 1) {
         look(line, offset);
     }
+}
+
+std::string LabelsPath(const std::string& folder, const RecordEntry& entry) {
+    return folder + "/" + PathBytes(wxString::FromUTF8(entry.labels));
 }
 
 /// True of labels that are no longer those that the entry tells of: somebody corrected them, and how they were made
@@ -138,6 +144,19 @@ RecordEntry MergedRecords::Entry(const Fact& fact) const {
     return ReadEntry(line).value_or(RecordEntry{});
 }
 
+bool MergedRecords::WereEmptied(const Fact& fact) const {
+    const RecordEntry entry = Entry(fact);
+    const std::string path = LabelsPath(folders_[fact.folder], entry);
+    if (!IsCorrected(path, entry)) return false;
+    try {
+        qvox::LabelImage labels;
+        qvox::LoadImageFile(path, labels, qvox::StoredValues());
+        return std::all_of(labels.begin(), labels.end(), [](std::uint16_t label) { return label == 0; });
+    } catch (const qvox::ToolkitError&) {
+        return false;  // nothing is known of what cannot be read
+    }
+}
+
 void MergedRecords::RequireOneWay(MergeProblems& problems) const {
     std::optional<RecordEntry> first;
     std::vector<std::uint64_t> offsets;
@@ -150,7 +169,7 @@ void MergedRecords::RequireOneWay(MergeProblems& problems) const {
         ForEachLine(folders_[folder], [&](const std::string& line, std::uint64_t offset) {
             if (!std::binary_search(offsets.begin(), offsets.end(), offset)) return;
             const RecordEntry entry = Making(ReadEntry(line).value_or(RecordEntry{}));
-            if (IsCorrected(folders_[folder] + "/" + entry.labels, entry)) return;
+            if (IsCorrected(LabelsPath(folders_[folder], entry), entry)) return;
             if (!first) first = entry;
             std::string difference = DifferenceText(entry, *first);
             if (VersionText(entry) != VersionText(*first)) {

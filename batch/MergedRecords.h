@@ -31,6 +31,8 @@ public:
     /// image that is no longer there and whose path ends as this one, in more folders than any other.
     const Fact* Of(const std::string& imagePath) const;
     RecordEntry Entry(const Fact& fact) const;
+    /// True of labels that were made with objects and corrected since so that none is left.
+    bool WereEmptied(const Fact& fact) const;
     const std::vector<std::string>& Folders() const { return folders_; }
 
     /// Adds a problem for each image whose labels were made in another way than the first one's: command, parameters,

@@ -1,5 +1,7 @@
 #include "MergedTable.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
@@ -65,6 +67,16 @@ std::vector<std::uint32_t> SortedBy(std::size_t count, Key key) {
     return numbers;
 }
 
+/// Lets that many parts be open at a time, as far as the system allows: rows of images come from all of them in turn.
+void AllowOpenFiles(std::size_t parts) {
+    constexpr rlim_t kOtherFiles = 64;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= parts + kOtherFiles) return;
+    limit.rlim_cur = std::min<rlim_t>(parts + kOtherFiles, limit.rlim_max);
+    // Where it is refused, the part that cannot be opened says why.
+    static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit));
+}
+
 /// What to do about an image that is not where the table says.
 std::string MovedHint(const std::string& image) {
     std::error_code unreachable;
@@ -96,6 +108,7 @@ private:
 }  // namespace
 
 MergedTable::MergedTable(const std::vector<std::string>& parts, MergeProblems& problems) {
+    AllowOpenFiles(parts.size());
     std::string version;
     for (const std::string& path : parts) {
         parts_.push_back(std::make_unique<RowReader>(path));

@@ -1,14 +1,18 @@
 #include "RecordDocument.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <numeric>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "FilePlan.h"
 #include "ImageList.h"
+#include "PathList.h"
 #include "PathText.h"
 #include "files/AtomicFile.h"
 
@@ -58,14 +62,20 @@ Json ImageJson(const RecordIndex& index, const std::string& folder, const std::s
 }
 
 /// Label files in natural order of their images.
-std::vector<std::string> InOrder(const RecordIndex& index) {
-    std::vector<std::pair<std::string, std::string>> images;
-    for (const std::string& labels : index.Labels()) images.emplace_back(index.Newest(labels)->path, labels);
-    std::sort(images.begin(), images.end(),
-              [](const auto& a, const auto& b) { return a.first != b.first ? NaturalLess(a.first, b.first) : a < b; });
-    std::vector<std::string> ordered;
-    ordered.reserve(images.size());
-    for (auto& image : images) ordered.push_back(std::move(image.second));
+std::vector<std::string_view> InOrder(const RecordIndex& index) {
+    const std::vector<std::string_view> labels = index.Labels();
+    PathList images;
+    for (const std::string_view name : labels) images.push_back(index.Newest(std::string(name))->path);
+    std::vector<std::uint32_t> order(labels.size());
+    std::iota(order.begin(), order.end(), std::uint32_t{0});
+    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+        const std::string pathA = images[a];
+        const std::string pathB = images[b];
+        return pathA != pathB ? NaturalLess(pathA, pathB) : labels[a] < labels[b];
+    });
+    std::vector<std::string_view> ordered;
+    ordered.reserve(order.size());
+    for (const std::uint32_t place : order) ordered.push_back(labels[place]);
     return ordered;
 }
 
@@ -74,8 +84,8 @@ std::vector<std::string> InOrder(const RecordIndex& index) {
 bool PutDocument(const RecordIndex& index, const std::string& folder, const PutBytes& put) {
     if (!put(Head(index) + ",\n  \"images\": [")) return false;
     const char* separator = "\n    ";
-    for (const std::string& labels : InOrder(index)) {
-        if (!put(separator + Dump(ImageJson(index, folder, labels), "    "))) return false;
+    for (const std::string_view labels : InOrder(index)) {
+        if (!put(separator + Dump(ImageJson(index, folder, std::string(labels)), "    "))) return false;
         separator = ",\n    ";
     }
     return put("\n  ]\n}\n");

@@ -87,8 +87,9 @@ void RecordIndex::Refresh() {
     }
 }
 
-std::vector<std::string> RecordIndex::Labels() const {
-    std::vector<std::string> names;
+std::vector<std::string_view> RecordIndex::Labels() const {
+    std::vector<std::string_view> names;
+    names.reserve(entries_.size());
     for (const auto& [name, places] : entries_) names.push_back(name);
     return names;
 }

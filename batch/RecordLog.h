@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "RecordEntry.h"
@@ -40,8 +41,9 @@ public:
     explicit RecordIndex(const std::string& folder);
 
     bool Empty() const { return size_ == 0; }
-    /// The names of the label files that have entries.
-    std::vector<std::string> Labels() const;
+    /// The names of the label files that have entries. They live as long as this object and are not copied: a record may
+    /// have a million.
+    std::vector<std::string_view> Labels() const;
     /// The entry that tells how the label file that is there was made: the newest one whose digest is the file's. None
     /// when no entry does, also when there is no file.
     std::optional<RecordEntry> Making(const std::string& labels) const;

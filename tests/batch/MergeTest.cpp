@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -160,6 +161,27 @@ TEST_F(Merge, LabelsOfOtherParametersAreRefused) {
               0);
 }
 
+TEST_F(Merge, LabelsThatWereCorrectedAwayAreNotMissed) {
+    Run({"detect", "-o", File("out")}, 0);
+    qvox::LabelImage none;
+    qvox::LoadImageFile(File("out/seg_a2.tif"), none, qvox::StoredValues());
+    const qvox::LabelImage found = none;
+    std::fill(none.begin(), none.end(), std::uint16_t{0});
+    qvox::SaveImageFile(File("out/seg_a2.tif"), none);
+    Run({"measure", "--labels", File("out"), "--csv", File("c{}.csv")});
+    const ProgramResult run = MergeInto(File("m.csv"), Parts("c", ".csv"), With(All(), {"--labels", File("out")}));
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_EQ(Contents(File("m.csv")), Contents(File("c0.csv")));
+    EXPECT_EQ(Contents(File("m.csv")).find("a2.tif"), std::string::npos);
+    // Corrected labels that do have objects ought to have rows.
+    qvox::SaveImageFile(File("out/seg_a2.tif"), found);
+    std::ofstream(File("out/seg_a2.tif"), std::ios::binary | std::ios::app) << 'x';
+    const ProgramResult late = MergeInto(File("n.csv"), Parts("c", ".csv"), With(All(), {"--labels", File("out")}));
+    EXPECT_EQ(late.status, 1);
+    EXPECT_NE(late.messages.find("a2.tif' is missing, although its labels were made."), std::string::npos)
+        << late.messages;
+}
+
 TEST_F(Merge, ATableThatWasCutOffIsRefused) {
     Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")}, 0);
     const std::string whole = Contents(File("c0.csv"));
@@ -262,6 +284,28 @@ TEST(MergeOfRows, ThatComeTwiceInOnePartIsRefused) {
     // A label of several pieces has several rows of the measurement table.
     EXPECT_EQ(merged(Korvane::MeasurementHeader(), "\t", {"1", "2", "2", "3"}).status, 0);
     EXPECT_EQ(merged(Korvane::MeasurementHeader(), "\t", {"1", "2", "1", "2"}).status, 1);
+}
+
+TEST(MergeOfRows, TakesMorePartsThanFilesMayUsuallyBeOpen) {
+    constexpr int kParts = 150;
+    constexpr rlim_t kOpenFiles = 100;
+    const TemporaryFolder folder;
+    std::vector<std::string> arguments{"merge", "-o", folder.File("all")};
+    std::string rows;
+    for (int part = 0; part < kParts; ++part) {
+        const std::string row = "/in/" + std::to_string(part) + ".tif,1\n";
+        arguments.push_back(folder.File("part" + std::to_string(part)));
+        std::ofstream(arguments.back(), std::ios::binary) << "image,label\n" << row;
+        rows += row;
+    }
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit few{kOpenFiles, usual.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    const ProgramResult run = RunProgram(arguments);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_EQ(Contents(folder.File("all")), "image,label\n" + rows);
 }
 
 TEST_F(Merge, FindsTheRecordsOfImagesThatWereMoved) {

@@ -45,6 +45,12 @@ RecordEntry Entry(const std::string& labels) {
     return entry;
 }
 
+std::vector<std::string> LabelsIn(const TemporaryFolder& folder) {
+    const RecordIndex index(folder.Path().string());
+    const std::vector<std::string_view> names = index.Labels();
+    return {names.begin(), names.end()};
+}
+
 nlohmann::json Document(const TemporaryFolder& folder) {
     std::string text;
     PutDocument(RecordIndex(folder.Path().string()), folder.Path().string(), [&text](const std::string& bytes) {
@@ -133,16 +139,16 @@ TEST(RecordLog, KeepsEveryLineOfEightProcesses) {
         ::_exit(0);
     }
     for (int process = 0; process < kProcesses; ++process) ::wait(nullptr);
-    EXPECT_EQ(RecordIndex(folder.Path().string()).Labels().size(), std::size_t{kProcesses * kEach});
+    EXPECT_EQ(LabelsIn(folder).size(), std::size_t{kProcesses * kEach});
 }
 
 TEST(RecordLog, ATornLineCostsNoOther) {
     const TemporaryFolder folder;
     RecordLock(folder.Path().string()).Append(EntryLine(Entry("a")));
     Write(folder.File(kRecordName), EntryLine(Entry("torn")).substr(0, 50));
-    EXPECT_EQ(RecordIndex(folder.Path().string()).Labels(), std::vector<std::string>{"a"});
+    EXPECT_EQ(LabelsIn(folder), std::vector<std::string>{"a"});
     RecordLock(folder.Path().string()).Append(EntryLine(Entry("b")));
-    EXPECT_EQ(RecordIndex(folder.Path().string()).Labels(), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(LabelsIn(folder), (std::vector<std::string>{"a", "b"}));
 }
 
 TEST(RecordLog, TheEntryOfTheLabelsThatAreThereCounts) {

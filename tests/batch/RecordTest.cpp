@@ -176,7 +176,7 @@ TEST_F(Record, DescribesEveryLabelFileWheneverTheRunIsKilled) {
     const auto start = std::chrono::steady_clock::now();
     ASSERT_EQ(Detect({"--overwrite", "--jobs", "2"}).status, 0);
     const auto whole = std::chrono::steady_clock::now() - start;
-    constexpr int kKills = 40;
+    constexpr int kKills = 20;
     int described = 0;
     for (int i = 0; i < kKills; ++i) {
         // Labels of other parameters lie there from the run before, or none.

@@ -176,7 +176,8 @@ TEST(KillPointOfTheRecord, AtRandomMomentsNoLineThatWasWrittenIsLost) {
         waitpid(child, &status, 0);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
         const std::set<std::string> there = [&path] {
-            const std::vector<std::string> names = Korvane::RecordIndex(path).Labels();
+            const Korvane::RecordIndex index(path);
+            const std::vector<std::string_view> names = index.Labels();
             return std::set<std::string>(names.begin(), names.end());
         }();
         for (int number = before; number < written; ++number) {
