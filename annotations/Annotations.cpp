@@ -48,11 +48,12 @@ struct EndLevel {
     bool isApart = false;
 };
 
-EndLevel FindEndLevel(const cv::Mat1f& levels, float range) {
+EndLevel FindEndLevel(const LevelsBelow& levels, float range) {
     // Some ten thousand pixels tell the shares well enough; the step has no factor in common with usual widths.
-    const std::size_t step = levels.total() / kSampledPixels * 2 + 1;
+    const auto count = static_cast<std::size_t>(levels.Size().area());
+    const std::size_t step = count / kSampledPixels * 2 + 1;
     std::vector<float> values;
-    for (std::size_t i = 0; i < levels.total(); i += step) values.push_back(levels.ptr<float>(0)[i]);
+    for (std::size_t i = 0; i < count; i += step) values.push_back(levels.At(i));
     const auto at = [&values](double share) {
         const auto place = values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size()));
         std::nth_element(values.begin(), place, values.end());
@@ -64,13 +65,11 @@ EndLevel FindEndLevel(const cv::Mat1f& levels, float range) {
     return {-kLevels * range, false};
 }
 
-/// `levels`: differences to the outermost level, at most 0.
-End Describe(const cv::Mat1f& levels, float range) {
+End Describe(const LevelsBelow& levels, float range) {
     End end;
     const auto [least, isApart] = FindEndLevel(levels, range);
-    cv::Mat1b outermost;
-    cv::compare(levels, least, outermost, cv::CMP_GE);
-    if (cv::countNonZero(outermost) > kLargestShare * static_cast<double>(levels.total())) return end;
+    const cv::Mat1b outermost = levels.AtLeast(least);
+    if (cv::countNonZero(outermost) > kLargestShare * static_cast<double>(outermost.total())) return end;
     end.isApart = isApart;
     cv::Mat1i records;
     cv::Mat1d centres;
@@ -213,9 +212,9 @@ void Mark(const End& end, const SharpPiece& piece, qvox::VoxelImage<bool>& mask)
     }
 }
 
-void TakeEnd(const cv::Mat1f& levels, float range, Annotations& annotations) {
+void TakeEnd(const LevelsBelow& levels, float range, Annotations& annotations) {
     const End end = Describe(levels, range);
-    const Choice choice(end, levels.size());
+    const Choice choice(end, levels.Size());
     for (std::size_t i = 0; i < end.pieces.size(); ++i) {
         if (!choice.IsBarAt(i) && !choice.IsWritingAt(i)) continue;
         const SharpPiece& piece = end.pieces[i];
@@ -226,21 +225,12 @@ void TakeEnd(const cv::Mat1f& levels, float range, Annotations& annotations) {
         found.barLengthPx = choice.IsBarAt(i) ? piece.bar->length : 0;
         annotations.pieces.push_back(found);
         if (annotations.mask.Empty()) {
-            annotations.mask.Resize(static_cast<std::uint64_t>(levels.cols), static_cast<std::uint64_t>(levels.rows), 1);
+            annotations.mask.Resize(static_cast<std::uint64_t>(end.labels.cols),
+                                    static_cast<std::uint64_t>(end.labels.rows), 1);
             annotations.mask.Zero();
         }
         Mark(end, piece, annotations.mask);
     }
-}
-
-/// Differences to the level, turned so that all are at most 0.
-cv::Mat1f LevelsBelow(const qvox::VoxelImage<float>& image, float level, float sign) {
-    cv::Mat1f levels(static_cast<int>(image.SizeY()), static_cast<int>(image.SizeX()));
-    for (int y = 0; y < levels.rows; ++y) {
-        const float* const row = image.Row(static_cast<std::uint64_t>(y));
-        for (int x = 0; x < levels.cols; ++x) levels(y, x) = sign * (row[x] - level);
-    }
-    return levels;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <opencv2/imgproc.hpp>
 #include <utility>
@@ -39,11 +40,11 @@ struct Cutout {
     cv::Mat1b others;  // other pieces and what touches them
 };
 
-Cutout CutOut(const cv::Mat1f& levels, const cv::Mat1i& labels, int label, const cv::Rect& box) {
+Cutout CutOut(const LevelsBelow& levels, const cv::Mat1i& labels, int label, const cv::Rect& box) {
     const cv::Rect wide(box.x - kMargin, box.y - kMargin, box.width + 2 * kMargin, box.height + 2 * kMargin);
-    const cv::Rect part = wide & cv::Rect(0, 0, levels.cols, levels.rows);
+    const cv::Rect part = wide & cv::Rect({0, 0}, levels.Size());
     Cutout cut;
-    cut.levels = levels(part);
+    cut.levels = levels.Part(part);
     const cv::Mat1i numbers = labels(part);
     cut.piece.create(part.size());
     cv::Mat1b rest(part.size());
@@ -164,7 +165,26 @@ std::optional<Bar> LyingBar(const cv::Mat1f& levels, const cv::Mat1b& piece, int
 
 }  // namespace
 
-std::optional<SharpPiece> DescribePiece(const cv::Mat1f& levels, const cv::Mat1i& labels, int label, const cv::Rect& box,
+cv::Mat1f LevelsBelow::Part(const cv::Rect& part) const {
+    cv::Mat1f levels(part.size());
+    for (int y = 0; y < part.height; ++y) {
+        const float* const row = image_->Row(static_cast<std::uint64_t>(part.y + y)) + part.x;
+        for (int x = 0; x < part.width; ++x) levels(y, x) = Below(row[x]);
+    }
+    return levels;
+}
+
+cv::Mat1b LevelsBelow::AtLeast(float level) const {
+    cv::Mat1b found(Size());
+    for (int y = 0; y < found.rows; ++y) {
+        const float* const row = image_->Row(static_cast<std::uint64_t>(y));
+        std::uint8_t* const to = found[y];
+        for (int x = 0; x < found.cols; ++x) to[x] = Below(row[x]) >= level ? 255 : 0;
+    }
+    return found;
+}
+
+std::optional<SharpPiece> DescribePiece(const LevelsBelow& levels, const cv::Mat1i& labels, int label, const cv::Rect& box,
                                         int area, float range) {
     const Cutout cut = CutOut(levels, labels, label, box);
     const std::array<cv::Mat1b, 3> near = {cut.piece, Grown(cut.piece, 1), Grown(cut.piece, 2)};

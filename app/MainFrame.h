@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <wx/frame.h>
+#include <wx/timer.h>
 #include <wx/utils.h>
 
 #include "AnalysedLabels.h"
@@ -299,6 +300,7 @@ private:
 
     // Every change of labels passes through these.
     void Changed(std::size_t position, LabelChanges changes);
+    void ReplaceLabels(std::size_t position, qvox::LabelImage& labels, LabelChanges difference);
     void TakeToolChanges();
     void LabelsInDoubt();
     void Travel(ChangeDirection direction);
@@ -307,6 +309,8 @@ private:
 
     // What outlives a crash.
     bool WriteJournal(std::uint64_t bytes);
+    void JournalSoon();
+    void WriteLateJournal();
     void BeginJournal();
     void LieIn(std::size_t index, const std::optional<FileMark>& file);
     void ShortenJournal();
@@ -384,6 +388,7 @@ private:
     AnalysedLabels analysed_;
     std::vector<std::uint8_t> unsaved_;  ///< by position: 1 where labels were changed since they were loaded or saved
     std::unique_ptr<RecoveryJournal> journal_;
+    wxTimer journalTimer_;  ///< runs while something may wait to be written
     std::vector<std::optional<FileMark>> results_;  ///< by position: the file that its labels lay in last
     std::vector<std::optional<BurntInMarks>> burntIn_;  ///< by position: once searched
     struct Preparation {

@@ -109,8 +109,7 @@ void MainFrame::NoteResult(std::size_t index, qvox::LabelImage& result, LabelOri
     origin.program = std::string("Korvane ") + kVersion;
     origin.parameters = ParametersText(parameters_);
     analysed_.Remember(index, result, std::move(origin));
-    store_.images.SetLabels(index, result);
-    Changed(index, std::move(difference));
+    ReplaceLabels(index, result, std::move(difference));
     const std::size_t objects = CountLabels(store_, index);
     notes_.outcome.objects.push_back(objects);
     if (objects == 0) notes_.outcome.nothing.push_back(index);

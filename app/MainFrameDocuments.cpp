@@ -172,7 +172,8 @@ void MainFrame::ReplacePositions(const std::vector<wxString>& paths, std::size_t
     ShowFirst();
     if (HasPositions()) {
         series_.isRead = UnreadCount() == 0;
-        series_.isSearched = std::all_of(burntIn_.begin(), burntIn_.end(), [](const auto& text) { return text.has_value(); });
+        series_.isSearched =
+            std::all_of(burntIn_.begin(), burntIn_.end(), [](const auto& text) { return text.has_value(); });
         series_.said = WithBurntIn(OpenedText(outcome));
         Say(series_.said);
         return;
@@ -303,8 +304,7 @@ LabelsFound MainFrame::LoadPositionLabels(std::size_t index, const wxString& fil
         LoadNewLabels(file, {images.SizeX(index), images.SizeY(index), images.SizeZ(index)}, read);
     if (found == LabelsFound::kNoFile) return found;
     LabelChanges difference = DifferenceOf(*images.LabelsOf(index), read);
-    store_.images.SetLabels(index, read);
-    Changed(index, std::move(difference));
+    ReplaceLabels(index, read, std::move(difference));
     LieIn(index, mark);
     knownResults_.Know(file);
     if (index == store_.current) CountAgain();

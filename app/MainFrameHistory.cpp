@@ -19,8 +19,21 @@ void MainFrame::Changed(std::size_t position, LabelChanges changes) {
     if (changes.Empty()) return;
     unsaved_[position] = 1;
     ObjectsChanged(position);
-    if (journal_ != nullptr) journal_->Change(position, changes.Packed());
+    if (journal_ != nullptr) journal_->Change(position, changes.Share());
+    JournalSoon();
     history_.Add(position, std::move(changes));
+}
+
+/// Gives a position other labels, which the difference leads to. What fails on the way leaves no step behind that leads
+/// from labels that are not there.
+void MainFrame::ReplaceLabels(std::size_t position, qvox::LabelImage& labels, LabelChanges difference) {
+    try {
+        store_.images.SetLabels(position, labels);
+        Changed(position, std::move(difference));
+    } catch (...) {
+        LabelsInDoubt();
+        throw;
+    }
 }
 
 void MainFrame::TakeToolChanges() {
@@ -80,9 +93,9 @@ void MainFrame::Travel(ChangeDirection direction) {
         if (part.layer == ChangedLayer::kMarks) return RefreshEdited(ApplyMarks(part, direction));
         unsaved_[part.position] = 1;
         ObjectsChanged(part.position);
-        if (journal_ != nullptr) {
-            journal_->Change(part.position, undo ? part.changes.Reversed().Packed() : part.changes.Packed());
-        }
+        if (journal_ != nullptr && undo) journal_->Change(part.position, part.changes.ReversedInParts());
+        if (journal_ != nullptr && !undo) journal_->Change(part.position, part.changes.Share());
+        JournalSoon();
         if (part.position == store_.current) {
             RefreshEdited(ApplyToEdited(part.changes, direction, Edited(), editing_));
         } else {

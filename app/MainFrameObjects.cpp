@@ -64,7 +64,10 @@ const char* const kTableFilter = "Comma-separated values (*.csv)|*.csv|All files
 void MainFrame::MakeObjectsPanel() {
     ObjectsPanelLinks links;
     links.current = [this] { return store_.current; };
-    links.isAtWork = [this] { return work_ == Work::kRunning || history_.IsOpen(); };
+    // A step stays open where the button was released elsewhere.
+    links.isAtWork = [this] {
+        return work_ == Work::kRunning || (history_.IsOpen() && wxGetMouseState().LeftIsDown());
+    };
     links.read = [this](std::size_t i) { return ReaderOf(i); };
     links.take = [this](std::size_t i, const std::shared_ptr<const StoredImage>& stored) {
         store_.images.Take(i, stored);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <limits>
@@ -20,6 +21,7 @@
 namespace Korvane {
 
 void MainFrame::KeepJournal(const std::string& folder) {
+    journalTimer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { WriteLateJournal(); });
     try {
         journal_ = std::make_unique<RecoveryJournal>(folder);
     } catch (const std::exception&) {
@@ -35,6 +37,23 @@ bool MainFrame::WriteJournal(std::uint64_t bytes) {
     } catch (const std::exception&) {
         Say("Labels cannot be restored after a crash (" + ExceptionText(std::current_exception()) + ")");
         return false;
+    }
+}
+
+void MainFrame::JournalSoon() {
+    constexpr int kLateMs = 1000;
+    if (journal_ != nullptr && !journalTimer_.IsRunning()) journalTimer_.StartOnce(kLateMs);
+}
+
+/// No moment is idle while a person draws on and each movement takes as long to paint as the next one takes to come.
+void MainFrame::WriteLateJournal() {
+    constexpr std::chrono::milliseconds kAtOnce{25};
+    constexpr int kPauseMs = 100;
+    const auto begun = std::chrono::steady_clock::now();
+    while (WriteJournal(kJournalBytes)) {
+        if (std::chrono::steady_clock::now() - begun < kAtOnce) continue;
+        journalTimer_.StartOnce(kPauseMs);
+        return;
     }
 }
 
@@ -76,7 +95,8 @@ void MainFrame::ReplaceInJournal() {
     try {
         for (std::size_t i = 0; i < PositionCount(store_); ++i) {
             if (i != store_.current && unsaved_[i] == 0) continue;
-            journal_->Replace(i, ClearingOf(*store_.images.LabelsOf(i)).Reversed().Packed());
+            journal_->Replace(i, ClearingOf(*store_.images.LabelsOf(i)).ReversedInParts());
+            JournalSoon();
             unsaved_[i] = 1;
         }
     } catch (const std::bad_alloc&) {

@@ -35,9 +35,14 @@ void PutMark(Bytes& bytes, const FileMark& mark) {
     Put(bytes, mark.modifiedNs);
 }
 
-std::uint32_t Checksum(const std::uint8_t* bytes, std::size_t count, std::uint32_t begun) {
-    // The library takes a null pointer, which stands for no bytes here, for a question about the first value.
-    return count == 0 ? begun : static_cast<std::uint32_t>(crc32_z(begun, bytes, count));
+/// What of the head the checksum covers.
+Bytes PackFields(const RecordHead& head) {
+    Bytes bytes;
+    bytes.reserve(kRecordHead);
+    Put(bytes, head.kind);
+    Put(bytes, head.position);
+    Put(bytes, head.length);
+    return bytes;
 }
 
 /// Takes numbers off bytes; nothing where they end too early.
@@ -81,8 +86,8 @@ std::optional<JournalRecord> TakeRecord(const Bytes& bytes, std::size_t& at) {
     const auto checksum = taker.Take<std::uint32_t>();
     if (!kind || !position || !length || !checksum || *length > bytes.size() - at - kRecordHead) return std::nullopt;
     const std::uint8_t* const payload = bytes.data() + at + kRecordHead;
-    const std::uint32_t head = Checksum(bytes.data() + at, kRecordHead - 4, 0);
-    if (Checksum(payload, *length, head) != *checksum) return std::nullopt;
+    const RecordHead head{*kind, *position, *length};
+    if (AddToChecksum(HeadChecksum(head), payload, *length) != *checksum) return std::nullopt;
     at += kRecordHead + *length;
     return JournalRecord{*kind, *position, Bytes(payload, payload + *length)};
 }
@@ -119,14 +124,26 @@ void TakeInto(RecoveredPosition& position, JournalRecord record) {
 
 }  // namespace
 
+std::uint32_t AddToChecksum(std::uint32_t begun, const std::uint8_t* bytes, std::size_t count) {
+    // The library takes a null pointer, which stands for no bytes here, for a question about the first value.
+    return count == 0 ? begun : static_cast<std::uint32_t>(crc32_z(begun, bytes, count));
+}
+
+std::uint32_t HeadChecksum(const RecordHead& head) {
+    const Bytes bytes = PackFields(head);
+    return AddToChecksum(0, bytes.data(), bytes.size());
+}
+
+Bytes PackRecordHead(const RecordHead& head, std::uint32_t checksum) {
+    Bytes bytes = PackFields(head);
+    Put(bytes, checksum);
+    return bytes;
+}
+
 Bytes PackRecord(const JournalRecord& record) {
-    Bytes bytes;
-    bytes.reserve(kRecordHead + record.payload.size());
-    Put(bytes, record.kind);
-    Put(bytes, record.position);
-    Put(bytes, static_cast<std::uint64_t>(record.payload.size()));
-    const std::uint32_t head = Checksum(bytes.data(), bytes.size(), 0);
-    Put(bytes, Checksum(record.payload.data(), record.payload.size(), head));
+    const RecordHead head{record.kind, record.position, record.payload.size()};
+    Bytes bytes =
+        PackRecordHead(head, AddToChecksum(HeadChecksum(head), record.payload.data(), record.payload.size()));
     bytes.insert(bytes.end(), record.payload.begin(), record.payload.end());
     return bytes;
 }

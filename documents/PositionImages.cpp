@@ -174,8 +174,22 @@ std::size_t PositionImages::CountLabels(std::size_t index) const {
 void PositionImages::Show(std::size_t index) {
     if (Shows(index)) return;
     Intensities intensities = IntensitiesOf(index);
-    std::shared_ptr<qvox::LabelImage> labels = Unpacked(At(index));
+    Entry& entry = At(index);
+    // Labels that nobody else holds give their memory to the next: the system would clear as much anew.
+    const bool isReused = shownLabels_ != nullptr && shownLabels_.use_count() == 1 &&
+                          shownLabels_->VoxelCount() == VoxelCount(index);
+    std::shared_ptr<qvox::LabelImage> labels = isReused ? nullptr : Unpacked(entry);
+    qvox::Description description = entry.description;
     if (shownLabels_) At(shown_).labels = PackedLabels(*shownLabels_);
+    // Nothing fails from here on.
+    if (isReused) {
+        labels = std::move(shownLabels_);
+        labels->Resize(entry.sizeX, entry.sizeY, entry.sizeZ);
+        labels->SetOffset(entry.offset);
+        labels->SetResolution(entry.resolution);
+        labels->SetMetadata(std::move(description));
+        entry.labels.UnpackInto(*labels);
+    }
     shown_ = index;
     shownIntensities_ = std::move(intensities);
     shownLabels_ = std::move(labels);

@@ -82,7 +82,7 @@ void RecoveryJournal::Close() {
 
 void RecoveryJournal::Begin(std::vector<JournalImage> images) {
     Close();
-    DropWaiting();
+    waiting_.clear();
     bases_.assign(images.size(), {});
     images_ = std::move(images);
     numbers_.resize(images_.size());
@@ -96,34 +96,38 @@ void RecoveryJournal::RemovePosition(std::size_t position) {
     numbers_.erase(numbers_.begin() + static_cast<std::ptrdiff_t>(position));
 }
 
-void RecoveryJournal::Put(std::uint8_t kind, std::size_t position, const std::vector<std::uint8_t>& payload) {
+void RecoveryJournal::Put(WaitingRecord record) {
     if (state_ == State::kFailed) return;
-    waiting_.push_back(PackRecord({kind, numbers_[position], payload}));
+    waiting_.push_back(std::move(record));
     state_ = State::kChanged;
 }
 
-void RecoveryJournal::Change(std::size_t position, const std::vector<std::uint8_t>& runs) {
-    Put(kChangeRecord, position, runs);
+void RecoveryJournal::Change(std::size_t position, SharedRuns runs) {
+    Put({kChangeRecord, numbers_[position], std::move(runs)});
 }
 
-void RecoveryJournal::Replace(std::size_t position, const std::vector<std::uint8_t>& runs) {
-    Put(kReplaceRecord, position, runs);
+void RecoveryJournal::Change(std::size_t position, RunSource runs) {
+    Put({kChangeRecord, numbers_[position], nullptr, std::move(runs)});
+}
+
+void RecoveryJournal::Replace(std::size_t position, RunSource runs) {
+    Put({kReplaceRecord, numbers_[position], nullptr, std::move(runs)});
 }
 
 void RecoveryJournal::Base(std::size_t position, const FileMark& labels) {
     if (state_ == State::kFailed) return;
-    const std::vector<std::uint8_t> record = PackRecord({kBaseRecord, numbers_[position], PackMark(labels)});
+    std::vector<std::uint8_t> mark = PackMark(labels);
     // Alone it is nothing that could be lost.
     if (state_ == State::kClean) {
-        bases_[numbers_[position]] = record;
+        bases_[numbers_[position]] = PackRecord({kBaseRecord, numbers_[position], std::move(mark)});
     } else {
-        waiting_.push_back(record);
+        Put({kBaseRecord, numbers_[position], std::make_shared<const std::vector<std::uint8_t>>(std::move(mark))});
     }
 }
 
 void RecoveryJournal::Saved(const std::vector<std::optional<FileMark>>& results) {
     Close();
-    DropWaiting();
+    waiting_.clear();
     state_ = State::kClean;
     for (std::size_t i = 0; i < results.size() && i < numbers_.size(); ++i) {
         if (results[i]) Base(i, *results[i]);
@@ -140,31 +144,57 @@ void RecoveryJournal::Open() {
     WriteAll(descriptor_, head.data(), head.size(), path_);
 }
 
+/// Brings a record to where it can be written, within so many bytes of work; whether it is there.
+bool RecoveryJournal::Prepare(WaitingRecord& record, std::uint64_t& bytes) {
+    if (!record.head.empty()) return true;
+    while (record.payload == nullptr && bytes > 0) {
+        record.payload = record.source();
+        // A part of long runs is as much work as may be done at once.
+        bytes -= std::min<std::uint64_t>(bytes, record.payload != nullptr ? record.payload->size() : kJournalBytes);
+    }
+    if (record.payload == nullptr) return false;
+    const std::vector<std::uint8_t>& payload = *record.payload;
+    const RecordHead head{record.kind, record.number, payload.size()};
+    if (record.summed == 0) record.checksum = HeadChecksum(head);
+    const std::size_t count = std::min<std::uint64_t>(bytes, payload.size() - record.summed);
+    record.checksum = AddToChecksum(record.checksum, payload.data() + record.summed, count);
+    record.summed += count;
+    bytes -= count;
+    if (record.summed < payload.size()) return false;
+    record.head = PackRecordHead(head, record.checksum);
+    return true;
+}
+
+/// Writes so many bytes of a record at most; whether it is written.
+bool RecoveryJournal::WriteOn(WaitingRecord& record, std::uint64_t& bytes) {
+    const auto writeOf = [&](const std::vector<std::uint8_t>& part, std::size_t from) {
+        const std::size_t count = std::min<std::uint64_t>(bytes, part.size() - from);
+        WriteAll(descriptor_, part.data() + from, count, path_);
+        record.written += count;
+        bytes -= count;
+    };
+    const std::size_t head = record.head.size();
+    if (record.written < head) writeOf(record.head, record.written);
+    if (record.written >= head) writeOf(*record.payload, record.written - head);
+    return record.written == head + record.payload->size();
+}
+
 RecoveryJournal::Progress RecoveryJournal::Write(std::uint64_t bytes) {
     if (state_ != State::kChanged) return Progress::kDone;
     try {
         if (descriptor_ < 0) Open();
-        for (std::uint64_t left = bytes; left > 0 && !waiting_.empty();) {
-            const std::vector<std::uint8_t>& first = waiting_.front();
-            const std::size_t count = std::min<std::uint64_t>(left, first.size() - writtenOfFirst_);
-            WriteAll(descriptor_, first.data() + writtenOfFirst_, count, path_);
-            left -= count;
-            writtenOfFirst_ += count;
-            if (writtenOfFirst_ < first.size()) break;
+        std::uint64_t prepared = std::max(bytes, kJournalBytes);
+        while (bytes > 0 && !waiting_.empty()) {
+            WaitingRecord& first = waiting_.front();
+            if (!Prepare(first, prepared) || !WriteOn(first, bytes)) break;
             waiting_.pop_front();
-            writtenOfFirst_ = 0;
         }
     } catch (...) {
         state_ = State::kFailed;
-        DropWaiting();
+        waiting_.clear();
         throw;
     }
     return waiting_.empty() ? Progress::kDone : Progress::kMore;
-}
-
-void RecoveryJournal::DropWaiting() {
-    waiting_.clear();
-    writtenOfFirst_ = 0;
 }
 
 void RecoveryJournal::Leave() {

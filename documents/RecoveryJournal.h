@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +32,12 @@ struct JournalImage {
 /// What an idle moment of the window may write: some milliseconds, and more than a person draws in seconds.
 inline constexpr std::uint64_t kJournalBytes = std::uint64_t{4} << 20;
 
+/// Runs as LabelChanges packs them, which nobody changes any more.
+using SharedRuns = std::shared_ptr<const std::vector<std::uint8_t>>;
+
+/// Works runs out, some milliseconds' worth at each call: null until all are there.
+using RunSource = std::function<SharedRuns()>;
+
 /// Writes changes of labels as they are made into a file that outlives the program's death. The file lies in a folder
 /// for the user alone, is locked while the program lives, and is gone once nothing is unsaved.
 ///
@@ -51,11 +59,13 @@ public:
     /// The position is not open any more; those behind it move up. Only while nothing of it was written.
     void RemovePosition(std::size_t position);
 
-    // What happened to a position's labels: runs as LabelChanges packs them. Kept until Write.
+    // What happened to a position's labels. The runs are held, not copied, until they are written.
 
-    void Change(std::size_t position, const std::vector<std::uint8_t>& runs);
+    void Change(std::size_t position, SharedRuns runs);
+    /// Runs that are worked out by Write.
+    void Change(std::size_t position, RunSource runs);
     /// The labels are these runs over 0, whatever they were.
-    void Replace(std::size_t position, const std::vector<std::uint8_t>& runs);
+    void Replace(std::size_t position, RunSource runs);
     /// The labels are those of a result file.
     void Base(std::size_t position, const FileMark& labels);
 
@@ -64,8 +74,9 @@ public:
 
     enum class Progress { kMore, kDone };
 
-    /// Writes `bytes` of what waits, as far as there is so much, in the middle of a record too. Throws ToolkitError; the
-    /// journal then takes nothing until Begin or Saved.
+    /// Writes `bytes` of what waits, as far as there is so much, in the middle of a record too. Before a long record is
+    /// begun, calls may go by that write nothing: its runs are worked out and its checksum is taken, kJournalBytes at a
+    /// time or `bytes` if that is more. Throws ToolkitError; the journal then takes nothing until Begin or Saved.
     Progress Write(std::uint64_t bytes);
 
     /// Writes all that waits, and the file outlives this: its program is ended by others, and its user was not asked.
@@ -77,8 +88,20 @@ public:
     bool IsComplete() const { return waiting_.empty() && state_ != State::kFailed; }
 
 private:
-    void Put(std::uint8_t kind, std::size_t position, const std::vector<std::uint8_t>& payload);
-    void DropWaiting();
+    struct WaitingRecord {
+        std::uint8_t kind;
+        std::uint32_t number;  ///< of the image
+        SharedRuns payload;    ///< null while it is worked out
+        RunSource source = nullptr;
+        std::size_t summed = 0;  ///< bytes of the payload
+        std::uint32_t checksum = 0;
+        std::vector<std::uint8_t> head{};  ///< once all is summed
+        std::size_t written = 0;           ///< bytes of head and payload
+    };
+
+    void Put(WaitingRecord record);
+    static bool Prepare(WaitingRecord& record, std::uint64_t& bytes);
+    bool WriteOn(WaitingRecord& record, std::uint64_t& bytes);
     void Open();
     void Close();
 
@@ -87,8 +110,7 @@ private:
     int descriptor_ = -1;
     std::vector<JournalImage> images_;
     std::vector<std::uint32_t> numbers_;  ///< by position: which of images_ it is
-    std::deque<std::vector<std::uint8_t>> waiting_;
-    std::size_t writtenOfFirst_ = 0;  ///< bytes of the first that waits
+    std::deque<WaitingRecord> waiting_;
     std::vector<std::vector<std::uint8_t>> bases_;  ///< by image; written before the first change; records
     enum class State { kClean, kChanged, kFailed } state_ = State::kClean;
 };

@@ -11,6 +11,9 @@ namespace {
 /// Set in the second number of a run whose labels are those of the run before it.
 constexpr std::uint64_t kSameLabels = 1;
 
+/// Reversing so many blocks takes some milliseconds.
+constexpr std::size_t kBlocksPerPart = 64;
+
 /// Small numbers of either sign as small numbers without one.
 std::uint64_t Folded(std::int64_t number) {
     return number < 0 ? (~static_cast<std::uint64_t>(number) << 1) | 1 : static_cast<std::uint64_t>(number) << 1;
@@ -18,6 +21,11 @@ std::uint64_t Folded(std::int64_t number) {
 
 std::int64_t Unfolded(std::uint64_t number) {
     return static_cast<std::int64_t>((number & 1) != 0 ? ~(number >> 1) : number >> 1);
+}
+
+void Put(std::vector<std::uint8_t>& bytes, std::uint64_t number) {
+    for (; number >= 0x80; number >>= 7) bytes.push_back(static_cast<std::uint8_t>(number | 0x80));
+    bytes.push_back(static_cast<std::uint8_t>(number));
 }
 
 /// Reads what Put wrote.
@@ -80,23 +88,39 @@ void AddRow(const std::uint16_t* before, const std::uint16_t* after, std::uint64
 
 }  // namespace
 
-void LabelChanges::Put(std::uint64_t number) {
-    for (; number >= 0x80; number >>= 7) bytes_.push_back(static_cast<std::uint8_t>(number | 0x80));
-    bytes_.push_back(static_cast<std::uint8_t>(number));
+/// The bytes, for runs to be added to them.
+std::vector<std::uint8_t>& LabelChanges::Own() {
+    if (!bytes_) {
+        bytes_ = std::make_shared<std::vector<std::uint8_t>>();
+    } else if (bytes_.use_count() > 1) {
+        bytes_ = std::make_shared<std::vector<std::uint8_t>>(*bytes_);
+    }
+    return *bytes_;
+}
+
+const std::vector<std::uint8_t>& LabelChanges::Packed() const {
+    static const std::vector<std::uint8_t> none;
+    return bytes_ ? *bytes_ : none;
+}
+
+LabelChanges::SharedBytes LabelChanges::Share() const {
+    if (bytes_) return bytes_;
+    return std::make_shared<const std::vector<std::uint8_t>>();
 }
 
 void LabelChanges::Add(const LabelRun& run) {
     if (run.length == 0 || run.before == run.after) return;
+    std::vector<std::uint8_t>& bytes = Own();
     if (runs_ % kRunsPerBlock == 0) {
-        blocks_.push_back(bytes_.size());
+        blocks_.push_back(bytes.size());
         last_ = {};
     }
-    Put(Folded(static_cast<std::int64_t>(run.start - (last_.start + last_.length))));
+    Put(bytes, Folded(static_cast<std::int64_t>(run.start - (last_.start + last_.length))));
     const bool same = run.before == last_.before && run.after == last_.after;
-    Put(run.length << 1 | (same ? kSameLabels : 0));
+    Put(bytes, run.length << 1 | (same ? kSameLabels : 0));
     if (!same) {
-        Put(run.before);
-        Put(run.after);
+        Put(bytes, run.before);
+        Put(bytes, run.after);
     }
     last_ = run;
     ++runs_;
@@ -114,7 +138,7 @@ std::vector<LabelRun> LabelChanges::Unpacked(std::size_t block) const {
     std::vector<LabelRun> runs;
     const std::size_t count = std::min(kRunsPerBlock, runs_ - block * kRunsPerBlock);
     runs.reserve(count);
-    Reader reader(bytes_, blocks_[block]);
+    Reader reader(Packed(), blocks_[block]);
     LabelRun last;
     for (std::size_t i = 0; i < count; ++i) {
         last = reader.Run(last);
@@ -142,6 +166,21 @@ LabelChanges LabelChanges::Reversed() const {
     return reversed;
 }
 
+std::function<LabelChanges::SharedBytes()> LabelChanges::ReversedInParts() const {
+    const auto reversed = std::make_shared<LabelChanges>();
+    // About as many bytes again; growing would move all of them at once.
+    if (bytes_) reversed->Own().reserve(bytes_->size() + runs_);
+    return [changes = *this, reversed, left = blocks_.size()]() mutable -> SharedBytes {
+        for (const std::size_t end = left - std::min(left, kBlocksPerPart); left > end; --left) {
+            const std::vector<LabelRun> runs = changes.Unpacked(left - 1);
+            std::for_each(runs.rbegin(), runs.rend(), [&](const LabelRun& run) {
+                reversed->Add({run.start, run.length, run.after, run.before});
+            });
+        }
+        return left > 0 ? nullptr : reversed->Share();
+    };
+}
+
 LabelChanges LabelChanges::FromPacked(const std::vector<std::uint8_t>& bytes, std::uint64_t voxels) {
     LabelChanges changes;
     Reader reader(bytes, 0);
@@ -157,7 +196,7 @@ LabelChanges LabelChanges::FromPacked(const std::vector<std::uint8_t>& bytes, st
         }
         ++changes.runs_;
     }
-    changes.bytes_ = bytes;
+    changes.bytes_ = std::make_shared<std::vector<std::uint8_t>>(bytes);
     changes.last_ = last;
     return changes;
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "VoxelImage.h"
@@ -21,16 +22,20 @@ inline bool operator==(const LabelRun& a, const LabelRun& b) {
 }
 
 /// What was changed in the labels of one image, run by run in the order of the changes; a voxel can be in several.
-/// Packed: a run takes 2 to 14 bytes, mostly 3 or 4.
+/// Packed: a run takes 2 to 14 bytes, mostly 3 or 4. Copies share them until one of the two is added to.
 class LabelChanges {
 public:
+    using SharedBytes = std::shared_ptr<const std::vector<std::uint8_t>>;
+
     void Add(const LabelRun& run);
     void Append(const LabelChanges& later);
 
     bool Empty() const { return runs_ == 0; }
     std::size_t RunCount() const { return runs_; }
     /// The memory taken.
-    std::size_t Bytes() const { return bytes_.capacity() + blocks_.capacity() * sizeof(std::size_t); }
+    std::size_t Bytes() const {
+        return (bytes_ ? bytes_->capacity() : 0) + blocks_.capacity() * sizeof(std::size_t);
+    }
 
     void ForEach(const std::function<void(const LabelRun&)>& visit) const;
     /// The last change first.
@@ -38,10 +43,15 @@ public:
 
     /// The changes that take these back.
     LabelChanges Reversed() const;
+    /// The same, packed, and worked out a part at a time, of some milliseconds: null until all is there. Works on what
+    /// the changes are now.
+    std::function<SharedBytes()> ReversedInParts() const;
 
     /// The runs as bytes, the same on every machine, and back. Bytes that are no runs, or runs that reach beyond
     /// `voxels`, throw ToolkitError.
-    const std::vector<std::uint8_t>& Packed() const { return bytes_; }
+    const std::vector<std::uint8_t>& Packed() const;
+    /// The same, held by whoever wants them for as long as he likes: later runs are added to a copy then.
+    SharedBytes Share() const;
     static LabelChanges FromPacked(const std::vector<std::uint8_t>& bytes, std::uint64_t voxels);
 
 private:
@@ -49,9 +59,9 @@ private:
     static constexpr std::size_t kRunsPerBlock = 1024;
 
     std::vector<LabelRun> Unpacked(std::size_t block) const;
-    void Put(std::uint64_t number);
+    std::vector<std::uint8_t>& Own();
 
-    std::vector<std::uint8_t> bytes_;
+    std::shared_ptr<std::vector<std::uint8_t>> bytes_;  ///< null without runs
     std::vector<std::size_t> blocks_;  ///< where each begins in bytes_
     std::size_t runs_ = 0;
     LabelRun last_;  ///< of the block that is being filled

@@ -12,6 +12,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -352,28 +353,38 @@ void Register() {
         ->Unit(benchmark::kMillisecond);
 }
 
-/// What all labels at once cost the window's thread in the recovery journal: packed when the command ends, written a
-/// part at a time when nothing else is to be done.
-void PrintJournalCost(const qvox::LabelImage& labels) {
+/// What runs cost the window's thread in the recovery journal: taken when the command ends, written a part at a time
+/// when nothing else is to be done.
+template <typename Runs>
+void PrintJournalCost(const char* what, const qvox::LabelImage& labels, Runs runs) {
     const korvane_test::TemporaryFolder folder;
+    RecoveryJournal journal(folder.File("journals"));
+    journal.Begin({{{"large.tif", 1, 1}, labels.SizeX(), labels.SizeY()}});
+    const auto start = Clock::now();
+    journal.Change(0, std::move(runs));
+    const double taken = MillisecondsSince(start);
+    double longest = 0.0;
+    double all = 0.0;
+    int parts = 0;
+    for (bool more = true; more; ++parts) {
+        const auto begin = Clock::now();
+        more = journal.Write(kJournalBytes) == RecoveryJournal::Progress::kMore;
+        longest = std::max(longest, MillisecondsSince(begin));
+        all += MillisecondsSince(begin);
+    }
+    std::printf("  %s: taken in %.2f ms, written in %d parts of at most %.1f ms, %.0f ms together\n", what, taken,
+                parts, longest, all);
+}
+
+/// Of all labels at once, as a detection makes them and as undo takes them back.
+void PrintJournalCosts(const qvox::LabelImage& labels) {
     qvox::LabelImage none;
     none.Resize(labels.SizeX(), labels.SizeY(), 1);
     none.Zero();
     const LabelChanges changes = DifferenceOf(none, labels);
-    RecoveryJournal journal(folder.File("journals"));
-    journal.Begin({{{"large.tif", 1, 1}, labels.SizeX(), labels.SizeY()}});
-    const auto start = Clock::now();
-    const std::vector<std::uint8_t>& runs = changes.Packed();
-    journal.Change(0, runs);
-    const double packed = MillisecondsSince(start);
-    double longest = 0.0;
-    for (bool more = true; more;) {
-        const auto begin = Clock::now();
-        more = journal.Write(kJournalBytes) == RecoveryJournal::Progress::kMore;
-        longest = std::max(longest, MillisecondsSince(begin));
-    }
-    std::printf("journal of all labels: %zu bytes packed in %.1f ms, a part of at most %llu bytes written in %.1f ms\n",
-                runs.size(), packed, static_cast<unsigned long long>(kJournalBytes), longest);
+    std::printf("journal of all labels, %zu bytes:\n", changes.Packed().size());
+    PrintJournalCost("made", labels, changes.Share());
+    PrintJournalCost("taken back", labels, changes.ReversedInParts());
 }
 
 class BenchApp : public wxApp {
@@ -396,12 +407,12 @@ public:
         window.AwaitRest();
         Register();
         benchmark::RunSpecifiedBenchmarks();
-        PrintJournalCost(window.Frame().Store().images.ShownLabels());
+        PrintJournalCosts(window.Frame().Store().images.ShownLabels());
         // As many runs as labels can have: every voxel another one than its neighbours.
         qvox::LabelImage noise;
         noise.Resize(kSize, kSize / 8, 1);
         for (std::uint64_t i = 0; i < noise.VoxelCount(); ++i) noise[i] = static_cast<std::uint16_t>(1 + i % 60000);
-        PrintJournalCost(noise);
+        PrintJournalCosts(noise);
         std::printf("peak memory: %.0f MB\n", PeakMegabytes());
         return 0;
     }

@@ -127,6 +127,23 @@ TEST_F(PositionImagesOfFiles, KeepTheLabelsOfPositionsThatAreNotShown) {
     }
 }
 
+TEST_F(PositionImagesOfFiles, GiveTheMemoryOfShownLabelsToTheNextUnlessSomebodyHoldsThem) {
+    images.Show(0);
+    images.ShownLabels()[5] = 7;
+    const qvox::LabelImage* const first = &images.ShownLabels();
+    images.Show(1);
+    EXPECT_EQ(&images.ShownLabels(), first);
+    EXPECT_EQ(images.ShownLabels()[5], 0);
+    EXPECT_EQ((*images.LabelsOf(0))[5], 7);
+    images.ShownLabels()[6] = 8;
+    const PositionImages::Labels held = images.LabelsOf(1);
+    images.Show(0);
+    EXPECT_NE(&images.ShownLabels(), held.get());
+    EXPECT_EQ((*held)[6], 8) << "whoever holds labels keeps them";
+    EXPECT_EQ(images.ShownLabels()[5], 7);
+    EXPECT_EQ(images.ShownLabels()[6], 0);
+}
+
 TEST_F(PositionImagesOfFiles, RefuseAFileThatChangedAfterItWasRead) {
     for (std::size_t i = 0; i < kCount; ++i) images.Read(i);
     images.Show(0);

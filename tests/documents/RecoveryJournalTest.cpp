@@ -11,8 +11,10 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -44,6 +46,10 @@ Labels Blank() {
 
 std::vector<JournalImage> Images() {
     return {{{"/d/a.tif", 1, 2}, kSide, kSide}, {{"/d/b \n.tif", 3, 4}, kSide, kSide}, {{"c", 5, 6}, kSide, kSide}};
+}
+
+SharedRuns Runs(std::vector<std::uint8_t> bytes) {
+    return std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
 }
 
 /// One edit at random; what it changed, and where.
@@ -103,7 +109,7 @@ TEST_F(Journal, WhatWasWrittenComesBackPositionByPosition) {
     for (int i = 0; i < 200; ++i) {
         std::size_t position = 0;
         const LabelChanges changes = Edit(labels, random, position);
-        journal.Change(position, changes.Packed());
+        journal.Change(position, changes.Share());
         if (i % 3 == 0) journal.Write(kAll);
     }
     EXPECT_EQ(journal.Write(kAll), RecoveryJournal::Progress::kDone);
@@ -123,7 +129,7 @@ TEST_F(Journal, IsForTheUserAloneAndGoneWhenTheProgramEndsOrNothingIsUnsaved) {
     {
         RecoveryJournal journal(Folder());
         journal.Begin(Images());
-        journal.Change(0, {0, 2, 0, 1});
+        journal.Change(0, Runs({0, 2, 0, 1}));
         journal.Write(kAll);
         ASSERT_EQ(Files().size(), 1u);
         struct stat found {};
@@ -133,7 +139,7 @@ TEST_F(Journal, IsForTheUserAloneAndGoneWhenTheProgramEndsOrNothingIsUnsaved) {
         EXPECT_EQ(found.st_mode & 0777, 0700u);
         journal.Saved({std::nullopt, std::nullopt, std::nullopt});
         EXPECT_TRUE(Files().empty());
-        journal.Change(0, {0, 2, 0, 1});
+        journal.Change(0, Runs({0, 2, 0, 1}));
         journal.Write(kAll);
         EXPECT_EQ(Files().size(), 1u);
     }
@@ -143,15 +149,15 @@ TEST_F(Journal, IsForTheUserAloneAndGoneWhenTheProgramEndsOrNothingIsUnsaved) {
 TEST_F(Journal, SavedLabelsAreTheBaseOfLaterChangesAndReplacedOnesNot) {
     RecoveryJournal journal(Folder());
     journal.Begin(Images());
-    journal.Change(0, {0, 2, 0, 1});
+    journal.Change(0, Runs({0, 2, 0, 1}));
     const FileMark saved{"/d/seg_a.tif", 77, 88};
     journal.Saved({saved, std::nullopt, std::nullopt});
-    journal.Change(0, {0, 4, 1, 2});
-    journal.Change(1, {0, 4, 0, 2});
+    journal.Change(0, Runs({0, 4, 1, 2}));
+    journal.Change(1, Runs({0, 4, 0, 2}));
     journal.Base(1, saved);
-    journal.Change(2, {0, 4, 0, 2});
+    journal.Change(2, Runs({0, 4, 0, 2}));
     journal.Base(2, saved);
-    journal.Replace(2, {0, 6, 0, 3});
+    journal.Replace(2, [] { return Runs({0, 6, 0, 3}); });
     journal.Write(kAll);
     const std::vector<LeftJournal> left = AfterDeath();
     ASSERT_EQ(left.size(), 1u);
@@ -167,8 +173,8 @@ TEST_F(Journal, SavedLabelsAreTheBaseOfLaterChangesAndReplacedOnesNot) {
 TEST_F(Journal, ATornOrDamagedEndCostsNothingBeforeIt) {
     RecoveryJournal journal(Folder());
     journal.Begin(Images());
-    journal.Change(0, {0, 2, 0, 1});
-    journal.Change(0, {0, 4, 1, 2});
+    journal.Change(0, Runs({0, 2, 0, 1}));
+    journal.Change(0, Runs({0, 4, 1, 2}));
     journal.Write(kAll);
     std::ifstream file(Files()[0], std::ios::binary);
     const std::vector<char> text{std::istreambuf_iterator<char>(file), {}};
@@ -200,7 +206,7 @@ TEST_F(Journal, IsWrittenInPiecesOfAnySize) {
     for (int i = 0; i < 20; ++i) {
         std::size_t position = 0;
         const LabelChanges changes = Edit(labels, random, position);
-        journal.Change(position, changes.Packed());
+        journal.Change(position, changes.Share());
     }
     journal.Write(7);
     const std::uintmax_t begun = fs::file_size(Files()[0]);
@@ -212,6 +218,48 @@ TEST_F(Journal, IsWrittenInPiecesOfAnySize) {
     EXPECT_TRUE(Same(Recovered(AfterDeath().at(0)), labels));
 }
 
+TEST_F(Journal, HoldsLongRunsAndWorksThemOutSumsAndWritesThemInParts) {
+    RecoveryJournal journal(Folder());
+    journal.Begin(Images());
+    journal.Change(0, Runs({0, 2, 0, 1}));
+    const std::vector<std::uint8_t> bytes(2 * kJournalBytes + 5, 3);
+    const SharedRuns runs = Runs(bytes);
+    journal.Change(1, runs);
+    EXPECT_EQ(runs.use_count(), 2) << "held, not copied";
+    int asked = 0;
+    journal.Change(2, [&asked] { return ++asked < 3 ? nullptr : Runs({0, 4, 0, 2}); });
+    EXPECT_EQ(asked, 0);
+    const auto content = [&] {
+        std::vector<std::uint8_t> read(fs::file_size(Files()[0]));
+        std::ifstream(Files()[0], std::ios::binary)
+            .read(reinterpret_cast<char*>(read.data()), static_cast<std::streamsize>(read.size()));
+        return read;
+    };
+    // How much of it is there at each moment that the program could be killed at.
+    std::vector<std::size_t> complete;
+    std::uintmax_t before = 0;
+    int withoutBytes = 0;
+    for (bool more = true; more;) {
+        more = journal.Write(kJournalBytes) == RecoveryJournal::Progress::kMore;
+        const std::uintmax_t size = fs::file_size(Files()[0]);
+        ASSERT_LE(size - before, kJournalBytes + 1000);
+        withoutBytes += size == before ? 1 : 0;
+        before = size;
+        std::vector<RecoveredPosition> positions;
+        ASSERT_EQ(UnpackJournal(content(), positions), JournalContent::kChanges);
+        ASSERT_EQ(positions[0].runs.size(), 1u);
+        ASSERT_TRUE(positions[1].runs.empty() || positions[1].runs[0] == bytes);
+        ASSERT_TRUE(positions[2].runs.empty() || !positions[1].runs.empty());
+        complete.push_back(positions[1].runs.size() + positions[2].runs.size());
+    }
+    EXPECT_EQ(runs.use_count(), 1);
+    EXPECT_EQ(asked, 3);
+    EXPECT_GE(withoutBytes, 2) << "the checksum of the long one and the runs of the last were not taken at once";
+    EXPECT_TRUE(std::is_sorted(complete.begin(), complete.end()));
+    EXPECT_EQ(complete.front(), 0u);
+    EXPECT_EQ(complete.back(), 2u);
+}
+
 TEST_F(Journal, OutlivesAProgramThatIsEndedByOthers) {
     Labels labels = Blank();
     {
@@ -220,9 +268,9 @@ TEST_F(Journal, OutlivesAProgramThatIsEndedByOthers) {
         std::mt19937 random(6);
         std::size_t position = 0;
         const LabelChanges changes = Edit(labels, random, position);
-        journal.Change(position, changes.Packed());
+        journal.Change(position, changes.Share());
         journal.Leave();
-        journal.Change(position, changes.Packed());
+        journal.Change(position, changes.Share());
         EXPECT_FALSE(journal.Waiting());
     }
     const LeftWork left = FindLeftWork(Folder());
@@ -274,7 +322,7 @@ TEST_F(Journal, OfTheFormatWithoutPlanesIsRead) {
 TEST_F(Journal, HoldsThePlanesOfAStack) {
     RecoveryJournal journal(Folder());
     journal.Begin({{{"/d/stack.tif", 1, 2}, 4, 5, 6}});
-    journal.Change(0, {0, 2, 0, 1});
+    journal.Change(0, Runs({0, 2, 0, 1}));
     journal.Write(kAll);
     const std::vector<LeftJournal> left = AfterDeath();
     ASSERT_EQ(left.size(), 1u);
@@ -285,9 +333,9 @@ TEST_F(Journal, APlaceThatCannotBeWrittenIsToldOnceAndThenLeftAlone) {
     RecoveryJournal journal(Folder());
     journal.Begin(Images());
     fs::remove(Folder());
-    journal.Change(0, {0, 2, 0, 1});
+    journal.Change(0, Runs({0, 2, 0, 1}));
     EXPECT_THROW(journal.Write(kAll), qvox::FileError);
-    journal.Change(0, {0, 2, 0, 1});
+    journal.Change(0, Runs({0, 2, 0, 1}));
     EXPECT_FALSE(journal.Waiting());
     EXPECT_EQ(journal.Write(kAll), RecoveryJournal::Progress::kDone);
     std::ofstream(folder.File("file")) << "no folder";
@@ -303,7 +351,7 @@ TEST_F(Journal, APlaceThatCannotBeWrittenIsToldOnceAndThenLeftAlone) {
     for (std::uint32_t edit = 1;; ++edit) {
         std::size_t position = 0;
         const LabelChanges changes = Edit(labels, random, position);
-        journal.Change(position, changes.Packed());
+        journal.Change(position, changes.Share());
         journal.Write(kAll);
         if (write(tell, &edit, sizeof edit) != sizeof edit) _exit(1);
     }
@@ -360,7 +408,7 @@ TEST(RecoveryJournal, KeepsImagesApartWhenOneIsNoLongerOpen) {
     LabelChanges changes;
     changes.Add({5, 4, 0, 9});
     journal.Base(0, {"seg_b", 1, 1});
-    journal.Change(1, changes.Packed());
+    journal.Change(1, changes.Share());
     journal.Write(kAll);
     std::string path;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder.File("journals"))) {

@@ -208,6 +208,24 @@ TEST_F(Canvas, AButtonReleasedOutsideLeavesTheContourOpenAndFlippingTheModeDrops
     EXPECT_EQ(frame->Store().currentLabel, 0);
 }
 
+TEST_F(Canvas, EveryClickDrawsHoweverQuickAndNearTheyAre) {
+    AwaitShown();
+    while (frame->BrushRadius() > 1) Run(kDecreaseRadius);
+    wxUIActionSimulator simulator;
+    const wxPoint corner = View().GetScreenRect().GetTopLeft();
+    constexpr int kClicks = 30;
+    constexpr int kStep = 3;
+    // Nearer to each other than the clicks of a double or triple click may be; nothing is handled in between.
+    for (int i = 0; i < kClicks; ++i) {
+        simulator.MouseMove(corner + wxPoint(100 + i * kStep, 200));
+        simulator.MouseDown();
+        simulator.MouseUp();
+    }
+    EXPECT_TRUE(Await([&] { return std::count(Labels().begin(), Labels().end(), 1) == kClicks; }))
+        << std::count(Labels().begin(), Labels().end(), 1);
+    for (std::uint64_t i = 0; i < kClicks; ++i) EXPECT_EQ(Labels()(100 + i * kStep, 200), 1) << i;
+}
+
 TEST_F(Canvas, TheBrushOutlineFollowsThePointerAndGoesWithIt) {
     const qvox::Rgb8 colour = ToolColour(frame->Store().currentLabel);
     Move(350, 250);

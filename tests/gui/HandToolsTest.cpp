@@ -97,6 +97,18 @@ TEST_F(HandTools, MarksGiveTheLabelFilesOfTheBatchToolWithTheSameMask) {
     EXPECT_NE(marked, filled);
     EXPECT_EQ(marked, FromBatch("detect --quiet --overwrite --fill-annotations --annotations '" +
                                 folder.File("marks_a.tif") + "'"));
+    // A segmentation fills the marks as well, under seeds that lie there.
+    Run(kMarkBurntIn);
+    Run(kClearCurrent);
+    Dab(140, 115);
+    Run(kSaveResults);
+    std::filesystem::create_directory(folder.File("seeds"));
+    std::filesystem::copy_file(folder.File("seg_a.tif"), folder.File("seeds/seg_a.tif"));
+    const std::string segment =
+        "segment --quiet --overwrite --fill-annotations --labels '" + folder.File("seeds") + "'";
+    const std::string segmented = FromWindow(kSegmentCurrent);
+    EXPECT_EQ(segmented, FromBatch(segment + " --annotations '" + folder.File("marks_a.tif") + "'"));
+    EXPECT_NE(segmented, FromBatch(segment)) << "the marks make a difference";
     // With the switch off marks are as little filled as what was found.
     Run(kFillBurntIn);
     const std::string plain = FromWindow(kDetectCurrent);

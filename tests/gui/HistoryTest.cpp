@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,6 +14,8 @@
 #include "PathText.h"
 #include "ResultFiles.h"
 #include "SingleImageCanvas.h"
+#include "StatusBar.h"
+#include "WindowLibrary.h"
 
 // Undo and redo in the window, what the status bar says of commands, and what is kept when labels are saved.
 
@@ -189,6 +192,50 @@ TEST_F(CommandsSay, WhatTheyDidAndWhere) {
     Run(kDetectCurrent);
     EXPECT_TRUE(Status(0).StartsWith("Detection: ")) << Status(0);
     EXPECT_TRUE(Status(0).EndsWith(" at 1 position")) << Status(0);
+}
+
+/// The texts of the status bar's first field that were painted since.
+class PaintedTexts {
+public:
+    explicit PaintedTexts(const wxStatusBar& bar)
+        : label_(dynamic_cast<const StatusBar&>(bar).Field(0).GetHandle()),
+          signal_(OfLibrary<Connect>("g_signal_connect_data")(label_, "draw", &OnDraw, this, nullptr, 0)) {}
+    ~PaintedTexts() { OfLibrary<void(void*, unsigned long)>("g_signal_handler_disconnect")(label_, signal_); }
+    PaintedTexts(const PaintedTexts&) = delete;
+    PaintedTexts& operator=(const PaintedTexts&) = delete;
+
+    std::vector<std::string> texts;
+
+private:
+    using Drawn = int(void*, void*, PaintedTexts*);
+    using Connect = unsigned long(void*, const char*, Drawn*, PaintedTexts*, void*, int);
+
+    static int OnDraw(void* label, void* /*cairo*/, PaintedTexts* painted) {
+        const std::string text = OfLibrary<const char*(void*)>("gtk_label_get_text")(label);
+        if (painted->texts.empty() || painted->texts.back() != text) painted->texts.push_back(text);
+        return 0;
+    }
+
+    void* label_;
+    unsigned long signal_;
+};
+
+TEST_F(CommandsSay, WhichPositionOfHowManyTheyAreAtWhileTheyRun) {
+    OpenSmall();
+    AwaitShown();
+    frame->SetSize(900, 400);
+    ASSERT_TRUE(Await([&] { return frame->GetStatusBar()->GetSize().x > 800; }));
+    const Answers yes(wxID_OK);
+    for (const auto& [command, what] : {std::pair{kSaveResults, "saving"}, std::pair{kLoadResults, "loading"},
+                                        std::pair{kExportPictures, "exporting"}}) {
+        const PaintedTexts painted(*frame->GetStatusBar());
+        Run(command);
+        std::vector<std::string> wanted;
+        for (const char* image : {"1 of 3, a.tif: ", "2 of 3, b.tif: ", "3 of 3, c.tif: "}) {
+            wanted.push_back(std::string("Position ") + image + what);
+            EXPECT_EQ(std::count(painted.texts.begin(), painted.texts.end(), wanted.back()), 1) << wanted.back();
+        }
+    }
 }
 
 TEST_F(CommandsSay, WhatIsUnderThePointerOnceTheyHadTimeToBeRead) {

@@ -1,3 +1,5 @@
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -40,6 +42,39 @@ int FromEnvironment(const char* name, int otherwise) {
     return text == nullptr ? otherwise : std::atoi(text);
 }
 
+/// The buttons of the display's pointer.
+class Pointer {
+public:
+    Pointer() : library_(dlopen("libX11.so.6", RTLD_NOW)) {
+        display_ = Call<void*, const char*>("XOpenDisplay", nullptr);
+        EXPECT_NE(display_, nullptr);
+    }
+    ~Pointer() { Call<int, void*>("XCloseDisplay", display_); }
+    Pointer(const Pointer&) = delete;
+    Pointer& operator=(const Pointer&) = delete;
+
+    bool IsPressed() const {
+        constexpr unsigned kFirstButton = 1u << 8;
+        unsigned long windows[2] = {};
+        int places[4] = {};
+        unsigned state = 0;
+        const auto root = Call<unsigned long, void*>("XDefaultRootWindow", display_);
+        Call<int, void*, unsigned long, unsigned long*, unsigned long*, int*, int*, int*, int*, unsigned*>(
+            "XQueryPointer", display_, root, &windows[0], &windows[1], &places[0], &places[1], &places[2], &places[3],
+            &state);
+        return (state & kFirstButton) != 0;
+    }
+
+private:
+    template <typename Result, typename... Arguments>
+    Result Call(const char* name, Arguments... arguments) const {
+        return reinterpret_cast<Result (*)(Arguments...)>(dlsym(library_, name))(arguments...);
+    }
+
+    void* library_;
+    void* display_ = nullptr;
+};
+
 class WindowKills : public testing::Test {
 protected:
     void SetUp() override {
@@ -66,13 +101,16 @@ protected:
         return window;
     }
 
-    /// A click of the brush at the place of a disc.
-    static bool Paint(const std::string& window, int disc) {
+    /// A click of the brush at the place of a disc. The window manager holds each press back until it has looked at it,
+    /// and the display server then tells the window the place where the pointer has got to meanwhile. So the pointer
+    /// stays until the click was let through.
+    bool Paint(const std::string& window, int disc) const {
         const int x = 60 + disc % kColumns * kSpacing;
         const int y = 100 + disc / kColumns * kSpacing;
         return Shell("xdotool mousemove --window " + window + " " + std::to_string(x) + " " + std::to_string(y) +
                      " mousedown 1 mouseup 1")
-            .second;
+                   .second &&
+               Await([this] { return !pointer.IsPressed(); });
     }
 
     /// The labels that a start now would restore; none where there is no journal.
@@ -139,6 +177,7 @@ protected:
     }
 
     TemporaryFolder folder;
+    Pointer pointer;
 };
 
 TEST_F(WindowKills, CostAtMostWhatWasPaintedInTheLastFiveSecondsAndNothingElse) {

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -16,6 +18,7 @@
 #include "LearnDialog.h"
 #include "LearntDialog.h"
 #include "MainWindow.h"
+#include "RegionDialog.h"
 #include "evaluation/EvaluationPhantoms.h"
 #include "files/ImageFile.h"
 
@@ -130,6 +133,37 @@ protected:
         });
         Run(kLearnParameters);
         titles = answers.titles;
+    }
+
+    void ChooseRegionForAll(const std::array<std::uint64_t, 4>& region) {
+        Answers answers(wxID_NONE);
+        answers.Act([&](wxDialog& dialog) {
+            for (std::size_t i = 0; i < region.size(); ++i) {
+                auto& field = dynamic_cast<wxSpinCtrl&>(*dialog.FindWindow(RegionDialog::kFields[i]));
+                field.SetValue(static_cast<int>(region[i]));
+                wxSpinEvent changed(wxEVT_SPINCTRL, field.GetId());
+                changed.SetEventObject(&field);
+                field.GetEventHandler()->ProcessEvent(changed);
+            }
+            dynamic_cast<wxCheckBox&>(*dialog.FindWindow(RegionDialog::kForAll)).SetValue(true);
+            dialog.EndModal(wxID_OK);
+            return true;
+        });
+        Run(kAnalysisRegion);
+    }
+
+    /// A part of an image file, as a file of the same name in the folder "cut".
+    template <typename T>
+    void Cut(const std::string& name, const std::array<std::uint64_t, 4>& region) const {
+        qvox::VoxelImage<T> whole;
+        qvox::LoadImageFile(folder.File(name), whole);
+        qvox::VoxelImage<T> part;
+        part.CopyPropertiesFrom(whole);
+        part.Resize(region[2], region[3], 1);
+        for (std::uint64_t i = 0; i < part.VoxelCount(); ++i) {
+            part[i] = whole(region[0] + i % region[2], region[1] + i / region[2]);
+        }
+        qvox::SaveImageFile(folder.File("cut/" + name), part);
     }
 
     /// The entries of the list of positions, those that are ticked with a star; leaves the dialog by Cancel.
@@ -297,6 +331,32 @@ TEST_F(Learning, WithoutLabelsOrPixelSizeNothingIsLearnt) {
     Dab(20, 20);
     EXPECT_EQ(Listed(), std::vector<wxString>{"*discs1.tif: 1 object, corrected"});
     EXPECT_TRUE(note.Contains("1 position has labels but no usable pixel size")) << note;
+}
+
+TEST_F(Learning, OfARegionIsThatOfImagesThatWereCutToIt) {
+    OpenCorrected(2);
+    const auto results = [this] {
+        wxString text;
+        Learn(12, [&](LearntDialog& dialog) {
+            text = AllText(dialog);
+            Press(dialog, wxID_CLOSE);
+        });
+        EXPECT_TRUE(Await([&] { return frame->IsEnabled(); }));
+        return text;
+    };
+    const wxString whole = results();
+    ChooseRegionForAll({22, 0, 110, 66});
+    const wxString part = results();
+    EXPECT_NE(part, whole);
+    std::filesystem::create_directory(folder.File("cut"));
+    for (const char* name : {"discs1.tif", "discs2.tif"}) {
+        Cut<std::uint8_t>(name, {22, 0, 110, 66});
+        Cut<std::uint16_t>(std::string("seg_") + name, {22, 0, 110, 66});
+    }
+    const Answers yes(wxID_OK);
+    Open({"cut/discs1.tif", "cut/discs2.tif"});
+    Run(kLoadResults);
+    EXPECT_EQ(results(), part);
 }
 
 TEST_F(Learning, AnImageThatCannotBeAnalysedIsNamed) {

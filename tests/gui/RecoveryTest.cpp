@@ -1,3 +1,4 @@
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -111,6 +112,33 @@ TEST_F(Recovery, RestoresWhatWasDrawnDetectedUndoneAndLoaded) {
     EXPECT_EQ(next.window->GetStatusBar()->GetStatusText(0),
               "Restored the labels of 2 positions; they are not saved yet");
     EXPECT_TRUE(FilesIn(Left()).empty());
+}
+
+/// As while somebody draws without a pause and each movement takes longer to paint than the next one to come.
+class NeverIdle final : public wxEventFilter {
+public:
+    NeverIdle() { wxEvtHandler::AddFilter(this); }
+    ~NeverIdle() override { wxEvtHandler::RemoveFilter(this); }
+    NeverIdle(const NeverIdle&) = delete;
+    NeverIdle& operator=(const NeverIdle&) = delete;
+
+    int FilterEvent(wxEvent& event) override {
+        return event.GetEventType() == wxEVT_IDLE ? Event_Processed : Event_Skip;
+    }
+};
+
+TEST_F(Recovery, WhatIsDrawnIsKeptWithinSecondsThoughNoMomentIsIdle) {
+    OpenSmall();
+    AwaitShown();
+    const NeverIdle busy;
+    const auto begun = std::chrono::steady_clock::now();
+    for (int y = 10; y < 50; ++y) Dab(20, y);
+    EXPECT_TRUE(FilesIn(Journals()).empty());
+    ASSERT_TRUE(Await([&] { return !FilesIn(Journals()).empty(); }));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5));
+    Die();
+    const Next next(Left(), wxID_YES);
+    ExpectSame(*next.window);
 }
 
 TEST_F(Recovery, WhatIsRestoredIsKeptForTheNextDeath) {

@@ -143,6 +143,17 @@ TEST_F(Results, ThePanelListsWhatThePositionHoldsAndFollowsEveryChange) {
     EXPECT_FALSE(frame->ShowsObjects());
 }
 
+TEST_F(Results, ThePanelFollowsAStrokeWhoseButtonIsReleasedElsewhere) {
+    OpenWithObjects();
+    ShowPanel();
+    const LabelList before = Rows();
+    Run(kUniqueLabel);
+    Mouse(wxEVT_LEFT_DOWN, 5, 60, true);
+    Mouse(wxEVT_LEFT_UP, -20, 60, false);
+    AwaitMeasured();
+    EXPECT_EQ(Rows().size(), before.size() + 1);
+}
+
 TEST_F(Results, ARowCentresAndFramesItsObjectAndPickingOneChoosesItsRow) {
     OpenWithObjects();
     ShowPanel();

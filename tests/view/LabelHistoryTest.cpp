@@ -84,6 +84,43 @@ TEST(LabelChanges, KeepTheirRunsInOrderForwardsAndBackwards) {
     EXPECT_EQ(RunsOf(LabelChanges::FromPacked(changes.Packed(), 1u << 27)), RunsOf(changes));
 }
 
+TEST(LabelChanges, ReversedInPartsAreThoseReversedAtOnce) {
+    for (const std::uint64_t count : {0u, 1u, 1024u, 150000u}) {
+        LabelChanges changes;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const auto label = static_cast<std::uint16_t>(i % 5);
+            changes.Add({i * 7 % 100000, 1 + i % 3, label, static_cast<std::uint16_t>(label + 1)});
+        }
+        const auto part = changes.ReversedInParts();
+        const LabelChanges::SharedBytes before = changes.Share();
+        // What is added meanwhile does not count.
+        changes.Add({5, 5, 1, 2});
+        LabelChanges::SharedBytes reversed;
+        int parts = 0;
+        for (; reversed == nullptr; ++parts) {
+            ASSERT_LT(parts, 10);
+            reversed = part();
+        }
+        EXPECT_EQ(parts > 1, count > 100000u);
+        EXPECT_EQ(*reversed, LabelChanges::FromPacked(*before, 1u << 20).Reversed().Packed()) << count;
+    }
+}
+
+TEST(LabelChanges, CopiesShareTheirBytesUntilOneIsAddedTo) {
+    LabelChanges changes;
+    changes.Add({10, 5, 0, 1});
+    const std::vector<std::uint8_t> bytes = changes.Packed();
+    const LabelChanges::SharedBytes held = changes.Share();
+    LabelChanges copy = changes;
+    EXPECT_EQ(&copy.Packed(), held.get());
+    copy.Add({20, 5, 0, 1});
+    EXPECT_EQ(copy.RunCount(), 2u);
+    EXPECT_EQ(changes.Packed(), bytes);
+    changes.Add({30, 5, 0, 1});
+    EXPECT_EQ(*held, bytes);
+    EXPECT_NE(changes.Packed(), copy.Packed());
+}
+
 TEST(LabelChanges, ADiscTakesAFewBytesPerRow) {
     LabelChanges changes;
     for (std::uint64_t y = 0; y < 100; ++y) changes.Add({y * 4096 + 50, 60, 0, 7});
