@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -37,6 +38,7 @@ class wxProgressDialog;
 namespace Korvane {
 
 class ObjectsPanel;
+class ReportBuilder;
 class SingleImageCanvas;
 class StagesBar;
 class StagesView;
@@ -308,6 +310,7 @@ private:
     void DiscardContour();
 
     // What outlives a crash.
+    void SayNotKept();
     bool WriteJournal(std::uint64_t bytes);
     void JournalSoon();
     void WriteLateJournal();
@@ -371,6 +374,7 @@ private:
     bool MayStorePixelSize(const std::vector<CopiedImage>& copies);
 
     wxString WhyNotReported(std::size_t index) const;
+    void MeasureForReport(std::size_t index, std::mutex& reading, ReportBuilder& builder) const;
     void WriteReport(ReportOptions options, const std::vector<wxString>& whyNot);
     void LearnFrom(const std::vector<std::size_t>& positions, std::size_t evaluations);
 

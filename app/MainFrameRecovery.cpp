@@ -20,12 +20,17 @@
 
 namespace Korvane {
 
+/// From where an exception is handled: what keeps labels from being journalled.
+void MainFrame::SayNotKept() {
+    Say("Labels cannot be restored after a crash (" + ExceptionText(std::current_exception()) + ")");
+}
+
 void MainFrame::KeepJournal(const std::string& folder) {
     journalTimer_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { WriteLateJournal(); });
     try {
         journal_ = std::make_unique<RecoveryJournal>(folder);
     } catch (const std::exception&) {
-        Say("Labels cannot be restored after a crash (" + ExceptionText(std::current_exception()) + ")");
+        SayNotKept();
     }
 }
 
@@ -35,7 +40,7 @@ bool MainFrame::WriteJournal(std::uint64_t bytes) {
     try {
         return journal_->Write(bytes) == RecoveryJournal::Progress::kMore;
     } catch (const std::exception&) {
-        Say("Labels cannot be restored after a crash (" + ExceptionText(std::current_exception()) + ")");
+        SayNotKept();
         return false;
     }
 }
@@ -101,7 +106,8 @@ void MainFrame::ReplaceInJournal() {
         }
     } catch (const std::bad_alloc&) {
         // Rather none than one that leads to other labels.
-        journal_.reset();
+        journal_->GiveUp();
+        SayNotKept();
     }
 }
 
@@ -187,6 +193,10 @@ bool MainFrame::Restore(const LeftJournal& journal, const std::vector<std::size_
     }
     // Else it was said why nothing is kept any more.
     if (journal_ != nullptr && !journal_->IsComplete()) return isKept;
+    if (count == 0) {
+        Say("No labels were restored");
+        return isKept;
+    }
     Say("Restored the labels of " + std::to_string(count) + (count == 1 ? " position" : " positions") +
         "; they are not saved yet");
     return isKept;

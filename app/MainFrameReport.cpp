@@ -92,6 +92,31 @@ void MainFrame::OnReport(wxCommandEvent&) {
     openPage_(wxFileSystem::FileNameToURL(page));
 }
 
+/// Any thread may call it; images are read, and labels unpacked, for one at a time.
+void MainFrame::MeasureForReport(std::size_t index, std::mutex& reading, ReportBuilder& builder) const {
+    PositionImages::Intensities image;
+    PositionImages::Labels labels;
+    {
+        const std::lock_guard<std::mutex> lock(reading);
+        image = store_.images.IntensitiesOf(index);
+        labels = store_.images.LabelsOf(index);
+    }
+    const PreparationRules rules = RulesFor(index);
+    PreparedImage prepared;
+    if (rules.Any()) prepared = PreparedImage(rules, *image, qvox::LabelImage(), {});
+    ReportSource source{*image,
+                        *labels,
+                        PixelSizeSource(store_.paths[index], image->Resolution()),
+                        analysed_.OriginOf(index, *labels),
+                        {},
+                        prepared.Excluded().Empty() ? nullptr : &prepared.Excluded(),
+                        prepared.Part()};
+    if (source.origin.prepared.empty()) source.origin.prepared = prepared.Text();
+    const wxString doubtful = PixelSizeWarning(image->Resolution());
+    if (!doubtful.empty()) source.warnings.push_back(doubtful);
+    builder.Add(index, source);
+}
+
 void MainFrame::WriteReport(ReportOptions options, const std::vector<wxString>& whyNot) {
     const std::size_t count = PositionCount(store_);
     std::vector<MeasuringFailure> failures(count);
@@ -108,28 +133,7 @@ void MainFrame::WriteReport(ReportOptions options, const std::vector<wxString>& 
             if (!whyNot[i].empty()) return builder.LeaveOut(i, whyNot[i]);
             run.Show(measured, WorkText(store_.paths, i, "measuring").utf8_string());
             try {
-                PositionImages::Intensities image;
-                PositionImages::Labels labels;
-                {
-                    // They are read or unpacked for one thread at a time.
-                    const std::lock_guard<std::mutex> lock(reading);
-                    image = store_.images.IntensitiesOf(i);
-                    labels = store_.images.LabelsOf(i);
-                }
-                const PreparationRules rules = RulesFor(i);
-                PreparedImage prepared;
-                if (rules.Any()) prepared = PreparedImage(rules, *image, qvox::LabelImage(), {});
-                ReportSource source{*image,
-                                    *labels,
-                                    PixelSizeSource(store_.paths[i], image->Resolution()),
-                                    analysed_.OriginOf(i, *labels),
-                                    {},
-                                    prepared.Excluded().Empty() ? nullptr : &prepared.Excluded(),
-                                    prepared.Part()};
-                if (source.origin.prepared.empty()) source.origin.prepared = prepared.Text();
-                const wxString doubtful = PixelSizeWarning(image->Resolution());
-                if (!doubtful.empty()) source.warnings.push_back(doubtful);
-                builder.Add(i, source);
+                MeasureForReport(i, reading, builder);
             } catch (const std::exception&) {
                 const FailureText failure =
                     TextOfFailure(FileTask::kMeasure, PositionName(store_.paths, i), std::current_exception());

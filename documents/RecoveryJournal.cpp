@@ -197,6 +197,12 @@ RecoveryJournal::Progress RecoveryJournal::Write(std::uint64_t bytes) {
     return waiting_.empty() ? Progress::kDone : Progress::kMore;
 }
 
+void RecoveryJournal::GiveUp() {
+    Close();
+    waiting_.clear();
+    state_ = State::kFailed;
+}
+
 void RecoveryJournal::Leave() {
     Write(std::numeric_limits<std::uint64_t>::max());
     if (descriptor_ >= 0) close(descriptor_);

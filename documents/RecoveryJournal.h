@@ -72,6 +72,9 @@ public:
     /// Nothing is unsaved: the file starts anew, with the result files that the labels now lie in.
     void Saved(const std::vector<std::optional<FileMark>>& results);
 
+    /// What was written does not lead to the labels any more: the file goes, and nothing is taken until Begin or Saved.
+    void GiveUp();
+
     enum class Progress { kMore, kDone };
 
     /// Writes `bytes` of what waits, as far as there is so much, in the middle of a record too. Before a long record is

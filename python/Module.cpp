@@ -136,7 +136,9 @@ py::array Detect(const py::array& image, const PixelSize& pixelSizeNm, const py:
 class StageKeeper : public DetectionObserver {
 public:
     bool WantsStage(DetectionStage) override { return true; }
-    void StageFloat(DetectionStage stage, const qvox::VoxelImage<float>& map) override { floats_.emplace_back(stage, map); }
+    void StageFloat(DetectionStage stage, const qvox::VoxelImage<float>& map) override {
+        floats_.emplace_back(stage, map);
+    }
     void StageByte(DetectionStage stage, const qvox::VoxelImage<std::uint8_t>& map) override {
         bytes_.emplace_back(stage, map);
     }

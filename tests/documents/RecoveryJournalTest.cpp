@@ -342,6 +342,25 @@ TEST_F(Journal, APlaceThatCannotBeWrittenIsToldOnceAndThenLeftAlone) {
     EXPECT_THROW(RecoveryJournal(folder.File("file/recovery")), qvox::FileError);
 }
 
+TEST_F(Journal, ThatIsGivenUpIsGoneAndTakesNothingUntilItBeginsAnew) {
+    RecoveryJournal journal(Folder());
+    journal.Begin(Images());
+    journal.Change(0, Runs({0, 2, 0, 1}));
+    journal.Write(kAll);
+    journal.Change(1, Runs({0, 2, 0, 1}));
+    journal.GiveUp();
+    EXPECT_TRUE(Files().empty());
+    EXPECT_FALSE(journal.Waiting());
+    EXPECT_FALSE(journal.IsComplete());
+    journal.Change(0, Runs({0, 2, 0, 1}));
+    EXPECT_EQ(journal.Write(kAll), RecoveryJournal::Progress::kDone);
+    EXPECT_TRUE(Files().empty());
+    journal.Begin(Images());
+    journal.Change(0, Runs({0, 2, 0, 1}));
+    journal.Write(kAll);
+    EXPECT_EQ(Files().size(), 1u);
+}
+
 /// Paints until it is killed, and tells the number of each edit once it is written.
 [[noreturn]] void PaintUntilKilled(const std::string& folder, unsigned seed, int tell) {
     RecoveryJournal journal(folder);

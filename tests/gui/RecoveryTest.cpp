@@ -184,6 +184,10 @@ TEST_F(Recovery, ImagesThatAreGoneOrChangedAreNamedAndTheirLabelsStayKept) {
     EXPECT_EQ(next.window->Store().paths, std::vector<wxString>{PathOf("c.tif")});
     EXPECT_TRUE(SameLabels(*next.window->Store().images.LabelsOf(0), Labels()));
     EXPECT_EQ(FilesIn(Left()).size(), 1u);
+    fs::remove(folder.File("c.tif"));
+    const Next afterNext(Left(), wxID_YES);
+    EXPECT_EQ(afterNext.window->GetStatusBar()->GetStatusText(0), "No labels were restored");
+    EXPECT_EQ(FilesIn(Left()).size(), 1u);
 }
 
 TEST_F(Recovery, DiscardedOrSavedThereIsNothingToRestore) {
