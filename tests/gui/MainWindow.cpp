@@ -188,13 +188,23 @@ MainWindow::MainWindow() {
     wxEventLoopBase::SetActive(&loop);
     frame = new MainFrame;
     frame->Show();
-    Pump();
+    // Before the window manager has framed it, a size that is asked for may become any other, a pixel high too.
+    AwaitActive([] { return true; });
 }
 
 MainWindow::~MainWindow() {
     frame->Destroy();
     Pump();
     wxEventLoopBase::SetActive(nullptr);
+}
+
+void MainWindow::AwaitActive(const std::function<bool()>& holds) {
+    // A window manager that was busy with another window may have passed over the first request.
+    int looks = 0;
+    EXPECT_TRUE(Await([&] {
+        if (++looks % 100 == 0 && !frame->IsActive()) frame->Raise();
+        return frame->IsActive() && holds();
+    })) << "the window did not appear";
 }
 
 void MainWindow::AwaitShown() {
@@ -207,12 +217,7 @@ void MainWindow::AwaitShown() {
     };
     frame->Canvas().Bind(wxEVT_PAINT, onPaint);
     frame->Canvas().Refresh(false);
-    // A window manager that was busy with another window may have passed over the first request.
-    int looks = 0;
-    EXPECT_TRUE(Await([&] {
-        if (++looks % 100 == 0 && !frame->IsActive()) frame->Raise();
-        return painted && frame->IsActive();
-    })) << "the window did not appear";
+    AwaitActive([&] { return painted; });
     frame->Canvas().Unbind(wxEVT_PAINT, onPaint);
     // The toolkit forgets the handler at the next event, which must not be one that paints inside of another.
     frame->Canvas().Refresh(false);

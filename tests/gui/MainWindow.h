@@ -80,6 +80,7 @@ private:
 /// A shown main window without positions, and the ways to work it.
 class MainWindow : public testing::Test {
 protected:
+    /// Returns when the window is on the screen.
     MainWindow();
     ~MainWindow() override;
 
@@ -111,6 +112,10 @@ protected:
     TemporaryFolder folder;
     Told told;
     Korvane::MainFrame* frame = nullptr;
+
+private:
+    /// Returns when the window has the keyboard and something holds.
+    void AwaitActive(const std::function<bool()>& holds);
 };
 
 /// Whether a window was told to go; it does so when the toolkit next has time.
