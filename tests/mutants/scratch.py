@@ -153,7 +153,7 @@ class Scratch:
     def configure(self, data, given):
         # Optimised a little and without debug information: the fastest to build and run. Warnings are no errors, or the
         # compiler would turn away changes that only tests should notice.
-        flags, errors = ("-O1 -g", "ON") if given.like_dev else ("-O1", "OFF")
+        flags, errors = ("-O1 -g1", "ON") if given.like_dev else ("-O1", "OFF")
         command = ["cmake", "-G", "Ninja", "-S", self.source, "-B", self.build, "-DCMAKE_BUILD_TYPE=Debug",
                    f"-DCMAKE_CXX_FLAGS_DEBUG={flags} -D_GLIBCXX_ASSERTIONS", "-DKORVANE_ASSERTIONS=ON",
                    f"-DKORVANE_WERROR={errors}", f"-DKORVANE_TEST_DATA={data}"]
