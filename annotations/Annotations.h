@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -46,7 +47,8 @@ struct Annotations {
 /// `image`: one plane of finite values; another number of planes, a constant image or one with values that are not
 /// finite has no annotations. Ends of the range that fill more than three tenths of
 /// the image, or are in more than 3000 pieces, are not looked at.
-/// Cost: a few passes, and some hundred operations per pixel of what has the range's outermost levels.
-Annotations FindAnnotations(const qvox::VoxelImage<float>& image);
+/// Cost: a few passes, and some hundred operations per pixel of what has the range's outermost levels. Each end of the
+/// range is a part.
+Annotations FindAnnotations(const qvox::VoxelImage<float>& image, const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

@@ -18,6 +18,7 @@
 #include "StagesView.h"
 #include "StatusBar.h"
 #include "StatusTexts.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 
@@ -65,7 +66,7 @@ MainFrame::MainFrame() : wxFrame(nullptr, wxID_ANY, kStartTitle), reader_([] { w
     SetMenuBar(MakeMenuBar());
     auto* all = new wxBoxSizer(wxVERTICAL);
     auto* sizer = new wxBoxSizer(wxHORIZONTAL);
-    canvas_ = new SingleImageCanvas(this, *this);
+    canvas_ = new SingleImageCanvas(this, *this, RunOnOpenCVThreads);
     canvas_->SetDoubleBuffered(true);
     canvas_->SetVirtualSize(0, 0);
     canvas_->SetDropTarget(new DroppedFiles(*this));

@@ -65,17 +65,17 @@ void WriteAnnotationMask(const std::string& path, const qvox::VoxelImage<bool>& 
 }
 
 PreparedImage::PreparedImage(const PreparationRules& rules, const qvox::VoxelImage<float>& image,
-                             const qvox::LabelImage& labels, const PreparationLinks& links)
+                             const qvox::LabelImage& labels, const PreparationLinks& links,
+                             const qvox::PartRunner& run)
     : wholeWidth_(image.SizeX()), wholeHeight_(image.SizeY()) {
     if (image.SizeZ() != 1) return;
     box_ = ChooseBox(rules, image, links);
     const bool isWhole =
         box_.width == static_cast<std::int64_t>(wholeWidth_) && box_.height == static_cast<std::int64_t>(wholeHeight_);
+    // Of its own only where something may be done to it.
     Position part;
-    part.image = isWhole ? image : Cropped(image, box_);
+    if (!isWhole || rules.mask) part.image = isWhole ? image : Cropped(image, box_);
     qvox::VoxelImage<bool> filled;
-    filled.Resize(part.image.SizeX(), part.image.SizeY(), 1);
-    filled.Zero();
     if (rules.mask) {
         const qvox::VoxelImage<bool>& mask = *rules.mask;
         if (!mask.SameSizes(image)) {
@@ -84,9 +84,11 @@ PreparedImage::PreparedImage(const PreparationRules& rules, const qvox::VoxelIma
         }
         Fill(part.image, isWhole ? mask : Cropped(mask, box_), filled);
     }
-    const Annotations found = FindAnnotations(part.image);
-    if (!found.Empty() && rules.fillsAnnotations) Fill(part.image, found.mask, filled);
+    const Annotations found = FindAnnotations(part.image.Empty() ? image : part.image, run);
     if (!found.Empty() && !rules.fillsAnnotations) Warn(links, AnnotationWarning(found, box_));
+    const bool isFilled = !found.Empty() && rules.fillsAnnotations;
+    if (part.image.Empty() && (isFilled || !text_.empty())) part.image = image;
+    if (isFilled) Fill(part.image, found.mask, filled);
     if (text_.empty()) return;
     NoteFilled(filled);
     if (!isWhole) {
@@ -138,6 +140,10 @@ void PreparedImage::Fill(qvox::VoxelImage<float>& image, const qvox::VoxelImage<
     }
     if (pixels == 0) return;
     FillAnnotations(image, wide);
+    if (filled.Empty()) {
+        filled.Resize(wide.SizeX(), wide.SizeY(), 1);
+        filled.Zero();
+    }
     std::transform(wide.begin(), wide.end(), filled.begin(), filled.begin(), std::logical_or<>());
     List(text_, std::to_string(pixels) + " pixels of annotations filled");
 }

@@ -65,14 +65,18 @@ void PackedLabels::ForEach(Visit visit) const {
     }
 }
 
-void PackedLabels::UnpackInto(qvox::LabelImage& labels) const {
+void PackedLabels::UnpackInto(qvox::LabelImage& labels, const qvox::PartRunner& run) const {
     std::uint16_t* at = labels.begin();
     ForEach([&](std::uint64_t background, std::uint64_t length, std::uint16_t label) {
         KORVANE_ASSERT(background + length <= static_cast<std::uint64_t>(labels.end() - at));
         at = std::fill_n(at, background, std::uint16_t{0});
         at = std::fill_n(at, length, label);
     });
-    std::fill(at, labels.end(), std::uint16_t{0});
+    // The background behind the last object: of an image without labels all of it.
+    constexpr std::uint64_t kFewestVoxels = std::uint64_t{1} << 18;
+    qvox::RunRanges(static_cast<std::uint64_t>(labels.end() - at), kFewestVoxels, run, [at](const qvox::PartRange& part) {
+        std::fill(at + part.first, at + part.end, std::uint16_t{0});
+    });
 }
 
 std::size_t PackedLabels::CountLabels() const {

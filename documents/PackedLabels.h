@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "VoxelImage.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -18,8 +19,9 @@ public:
     /// One pass.
     explicit PackedLabels(const qvox::LabelImage& labels);
 
-    /// Sets all voxels. The image has the sizes of the one that was packed.
-    void UnpackInto(qvox::LabelImage& labels) const;
+    /// Sets all voxels. The image has the sizes of the one that was packed. Ranges of the background behind the last
+    /// object are parts.
+    void UnpackInto(qvox::LabelImage& labels, const qvox::PartRunner& run = qvox::RunOneByOne) const;
 
     /// Distinct labels other than 0. Takes a look at each run.
     std::size_t CountLabels() const;

@@ -9,6 +9,7 @@
 #include "PathText.h"
 #include "PositionStore.h"
 #include "ToolkitError.h"
+#include "support/OpenCVThreads.h"
 
 namespace Korvane {
 
@@ -148,7 +149,7 @@ PositionImages::Intensities PositionImages::IntensitiesOf(std::size_t index) con
     const std::shared_ptr<const StoredImage> stored = Stored(entry);
     // First: whatever fails then, the image is in memory or its checksum is known.
     Keep(index, stored);
-    intensities = ShareIntensities(stored);
+    intensities = ShareIntensities(stored, RunOnOpenCVThreads);
     RequireWorkingMemory();
     entry.intensities = intensities;
     return intensities;
@@ -158,7 +159,7 @@ std::shared_ptr<qvox::LabelImage> PositionImages::Unpacked(const Entry& entry) c
     auto labels = std::make_shared<qvox::LabelImage>(entry.offset, entry.resolution);
     labels->SetMetadata(entry.description);
     labels->Resize(entry.sizeX, entry.sizeY, entry.sizeZ);
-    entry.labels.UnpackInto(*labels);
+    entry.labels.UnpackInto(*labels, RunOnOpenCVThreads);
     return labels;
 }
 
@@ -188,7 +189,7 @@ void PositionImages::Show(std::size_t index) {
         labels->SetOffset(entry.offset);
         labels->SetResolution(entry.resolution);
         labels->SetMetadata(std::move(description));
-        entry.labels.UnpackInto(*labels);
+        entry.labels.UnpackInto(*labels, RunOnOpenCVThreads);
     }
     shown_ = index;
     shownIntensities_ = std::move(intensities);

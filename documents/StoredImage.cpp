@@ -19,11 +19,16 @@ StoredImage Load(qvox::OpenImageFile& file) {
 }
 
 template <typename T>
-qvox::VoxelImage<float> Converted(const qvox::VoxelImage<T>& read) {
+qvox::VoxelImage<float> Converted(const qvox::VoxelImage<T>& read, const qvox::PartRunner& run) {
+    // A smaller part takes less time than a thread takes to begin it.
+    constexpr std::uint64_t kFewestVoxels = std::uint64_t{1} << 18;
     qvox::VoxelImage<float> image;
     image.CopyPropertiesFrom(read);
     image.Resize(read.SizeX(), read.SizeY(), read.SizeZ());
-    std::transform(read.begin(), read.end(), image.begin(), [](T value) { return static_cast<float>(value); });
+    qvox::RunRanges(read.VoxelCount(), kFewestVoxels, run, [&](const qvox::PartRange& part) {
+        std::transform(read.begin() + part.first, read.begin() + part.end, image.begin() + part.first,
+                       [](T value) { return static_cast<float>(value); });
+    });
     return image;
 }
 
@@ -65,15 +70,16 @@ StoredImage LoadStoredImage(const std::string& path, qvox::OpenImageFile& file) 
 
 qvox::VoxelImage<float> TakeIntensities(StoredImage stored) {
     if (auto* const floats = std::get_if<qvox::VoxelImage<float>>(&stored.voxels_)) return std::move(*floats);
-    return stored.Visit([](const auto& read) { return Converted(read); });
+    return stored.Visit([](const auto& read) { return Converted(read, qvox::RunOneByOne); });
 }
 
-std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(const std::shared_ptr<const StoredImage>& stored) {
+std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(const std::shared_ptr<const StoredImage>& stored,
+                                                                const qvox::PartRunner& run) {
     if (const auto* const floats = std::get_if<qvox::VoxelImage<float>>(&stored->voxels_)) {
         return {stored, floats};
     }
     return stored->Visit(
-        [](const auto& read) { return std::make_shared<const qvox::VoxelImage<float>>(Converted(read)); });
+        [&run](const auto& read) { return std::make_shared<const qvox::VoxelImage<float>>(Converted(read, run)); });
 }
 
 }  // namespace Korvane

@@ -9,6 +9,7 @@
 
 #include "VoxelImage.h"
 #include "files/OpenImageFile.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -35,7 +36,7 @@ public:
 private:
     friend qvox::VoxelImage<float> TakeIntensities(StoredImage stored);
     friend std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(
-        const std::shared_ptr<const StoredImage>& stored);
+        const std::shared_ptr<const StoredImage>& stored, const qvox::PartRunner& run);
 
     Voxels voxels_;
 };
@@ -49,6 +50,7 @@ StoredImage LoadStoredImage(const std::string& path, qvox::OpenImageFile& file);
 /// The values as they are, with resolution, offset and description. Those of a float image are moved or shared, others
 /// converted.
 qvox::VoxelImage<float> TakeIntensities(StoredImage stored);
-std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(const std::shared_ptr<const StoredImage>& stored);
+std::shared_ptr<const qvox::VoxelImage<float>> ShareIntensities(const std::shared_ptr<const StoredImage>& stored,
+                                                                const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

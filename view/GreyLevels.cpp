@@ -12,28 +12,41 @@ struct ValueRange {
     float largest;
 };
 
-/// As VoxelImage::ValueRange, but in several lanes: one comparison need not wait for the other.
-ValueRange RangeOf(const qvox::VoxelImage<float>& image) {
+// A smaller part takes less time than a thread takes to begin it.
+constexpr std::uint64_t kFewestVoxelsOfPart = std::uint64_t{1} << 18;
+
+void Widen(ValueRange& range, float lower, float upper) {
+    if (lower < range.smallest) range.smallest = lower;
+    if (range.largest < upper) range.largest = upper;
+}
+
+/// Takes in several lanes, so that one comparison need not wait for the other.
+void TakeValues(const float* value, const float* end, ValueRange& range) {
     constexpr std::size_t kLanes = 16;
-    const float* value = std::find_if(image.begin(), image.end(), [](float v) { return v == v; });
-    if (value == image.end()) --value;
     std::array<float, kLanes> low{};
     std::array<float, kLanes> high{};
-    low.fill(*value);
-    high.fill(*value);
-    for (; image.end() - value >= static_cast<std::ptrdiff_t>(kLanes); value += kLanes) {
+    low.fill(range.smallest);
+    high.fill(range.largest);
+    for (; end - value >= static_cast<std::ptrdiff_t>(kLanes); value += kLanes) {
         for (std::size_t i = 0; i < kLanes; ++i) {
             low[i] = value[i] < low[i] ? value[i] : low[i];
             high[i] = high[i] < value[i] ? value[i] : high[i];
         }
     }
-    ValueRange range{low[0], high[0]};
-    const auto widen = [&range](float lower, float upper) {
-        if (lower < range.smallest) range.smallest = lower;
-        if (range.largest < upper) range.largest = upper;
-    };
-    for (std::size_t i = 0; i < kLanes; ++i) widen(low[i], high[i]);
-    for (; value != image.end(); ++value) widen(*value, *value);
+    for (std::size_t i = 0; i < kLanes; ++i) Widen(range, low[i], high[i]);
+    for (; value != end; ++value) Widen(range, *value, *value);
+}
+
+/// As VoxelImage::ValueRange.
+ValueRange RangeOf(const qvox::VoxelImage<float>& image, const qvox::PartRunner& run) {
+    const float* value = std::find_if(image.begin(), image.end(), [](float v) { return v == v; });
+    if (value == image.end()) --value;
+    ValueRange range{*value, *value};
+    std::vector<ValueRange> ranges(qvox::PartsOf(image.VoxelCount(), kFewestVoxelsOfPart), range);
+    qvox::RunRanges(image.VoxelCount(), kFewestVoxelsOfPart, run, [&](const qvox::PartRange& part) {
+        TakeValues(image.begin() + part.first, image.begin() + part.end, ranges[part.part]);
+    });
+    for (const ValueRange& part : ranges) Widen(range, part.smallest, part.largest);
     return range;
 }
 
@@ -51,10 +64,11 @@ void SampleRow(const float* row, const std::vector<std::uint64_t>& columns, std:
 
 }  // namespace
 
-GreyLevels::GreyLevels(const qvox::VoxelImage<float>& raw) : GreyLevels(raw, 0.0f, 0.0f) {
+GreyLevels::GreyLevels(const qvox::VoxelImage<float>& raw, const qvox::PartRunner& run)
+    : GreyLevels(raw, 0.0f, 0.0f) {
     rule_ = Rule::kWhole;
     if (raw.Empty()) return;
-    const ValueRange range = RangeOf(raw);
+    const ValueRange range = RangeOf(raw, run);
     black_ = range.smallest;
     white_ = range.largest;
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "LabelPainter.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -14,7 +15,7 @@ public:
     /// Nothing to show.
     GreyLevels() = default;
     /// As ConvertToGrey makes them. One pass over the image; an empty one has none.
-    explicit GreyLevels(const qvox::VoxelImage<float>& raw);
+    explicit GreyLevels(const qvox::VoxelImage<float>& raw, const qvox::PartRunner& run = qvox::RunOneByOne);
     /// As ConvertRangeToGrey makes them.
     GreyLevels(const qvox::VoxelImage<float>& raw, float black, float white);
     /// Those of an image that has them already.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include <wx/dcclient.h>
 #include <wx/image.h>
@@ -51,10 +52,11 @@ void DrawAround(wxDC& dc, const PixelRectangle& part, int zoomLevel, const Frame
 
 }  // namespace
 
-SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner)
+SingleImageCanvas::SingleImageCanvas(wxWindow* parent, CanvasOwner& owner, qvox::PartRunner run)
     : wxScrolled<wxPanel>(parent, wxID_ANY, wxDefaultPosition, wxSize(200, 200),
                           wxHSCROLL | wxVSCROLL | wxWANTS_CHARS | wxFULL_REPAINT_ON_RESIZE),
-      owner_(owner) {
+      owner_(owner),
+      run_(std::move(run)) {
     SetScrollRate(1, 1);
     // Nothing is to be seen before the paint step, so nothing flickers.
     SetBackgroundStyle(wxBG_STYLE_PAINT);
@@ -94,7 +96,7 @@ void SingleImageCanvas::SetImages(const qvox::VoxelImage<float>* raw, const qvox
     contours_.Forget();
     if (raw == nullptr || labels == nullptr) return;
     raw_ = raw;
-    wholeLevels_ = GreyLevels(*raw);
+    wholeLevels_ = GreyLevels(*raw, run_);
     SetLevels();
     labels_ = labels;
 }
@@ -246,9 +248,9 @@ void SingleImageCanvas::PaintRectangle(wxDC& dc, const wxRect& box, const Canvas
     const WindowRectangle rectangle{box.x * density, box.y * density, box.width * density, box.height * density};
     if (otherLabels_ == nullptr && state.editing != nullptr && labels.SizeZ() == 1) {
         contours_.Use(labels, state.editing->census.Version());
-        PaintView(grey, contours_, state.style, port, rectangle, painted_);
+        PaintView(grey, contours_, state.style, port, rectangle, painted_, run_);
     } else {
-        PaintView(grey, labels, state.style, port, rectangle, painted_);
+        PaintView(grey, labels, state.style, port, rectangle, painted_, run_);
     }
     if (state.handMarks != nullptr) PaintMarks(*state.handMarks, port, rectangle, painted_);
     overlay_.Draw(painted_, labels, anchors, state, {box.GetPosition() + start, zoom, density});

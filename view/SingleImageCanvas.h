@@ -15,6 +15,7 @@
 #include "OverlayDrawing.h"
 #include "OverlayGeometry.h"
 #include "ViewPainter.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -22,7 +23,8 @@ namespace Korvane {
 /// outline of the brush. It keeps no document; images are pointed at and must outlive their being shown.
 class SingleImageCanvas : public wxScrolled<wxPanel> {
 public:
-    SingleImageCanvas(wxWindow* parent, CanvasOwner& owner);
+    /// `run`: for the parts of a picture that is painted.
+    SingleImageCanvas(wxWindow* parent, CanvasOwner& owner, qvox::PartRunner run);
 
     /// Shows an image with its labels; null for both shows nothing. Takes one look at all of the image.
     void SetImages(const qvox::VoxelImage<float>* raw, const qvox::LabelImage* labels);
@@ -81,6 +83,7 @@ private:
     wxRect OutlineRectangle(const CanvasState& state) const;
 
     CanvasOwner& owner_;
+    qvox::PartRunner run_;
     const qvox::VoxelImage<float>* raw_ = nullptr;
     const qvox::LabelImage* labels_ = nullptr;
     const GreyPicture* otherGrey_ = nullptr;

@@ -14,6 +14,9 @@ namespace Korvane {
 
 namespace {
 
+// A smaller part takes less time than a thread takes to begin it.
+constexpr std::uint64_t kFewestPixelsOfPart = std::uint64_t{1} << 16;
+
 /// The image columns (or rows) that a range of window pixels shows.
 struct Samples {
     std::vector<std::uint64_t> at;  ///< of window pixels first, first + 1, ...; they ascend
@@ -77,8 +80,12 @@ private:
     std::optional<ContourRow> contour_;
 };
 
-void PaintRows(const Samples& columns, const Samples& rows, RowPainter painter, ColourPicture& painted) {
-    for (std::size_t y = 0; y < painted.SizeY(); ++y) {
+/// Some rows of a rectangle in the window.
+using WindowRows = qvox::PartRange;
+
+void PaintRows(const Samples& columns, const Samples& rows, const WindowRows& part, RowPainter painter,
+               ColourPicture& painted) {
+    for (std::size_t y = part.first; y < part.end; ++y) {
         qvox::Rgb8* const out = painted.Row(y);
         qvox::Rgb8* const end = out + painted.SizeX();
         if (y < rows.first || y >= rows.Past()) {
@@ -87,7 +94,7 @@ void PaintRows(const Samples& columns, const Samples& rows, RowPainter painter, 
         }
         const std::size_t row = y - rows.first;
         // Enlarged, an image's row is shown by several.
-        if (row > 0 && rows.at[row] == rows.at[row - 1]) {
+        if (y > part.first && row > 0 && rows.at[row] == rows.at[row - 1]) {
             std::copy(out - painted.SizeX(), out, out);
             continue;
         }
@@ -101,34 +108,55 @@ int WindowCoordinate(std::uint64_t at, int start, float zoom) {
     return static_cast<int>(std::floor(static_cast<float>(at) * zoom)) - start;
 }
 
-/// Draws the contour voxels one by one over a rectangle whose sampled part of the image is `part`.
-/// `eachVoxel(row, begin, end, visit)` calls visit(x, label) for those of a row.
-template <typename EachVoxel>
-void DrawContourPoints(const qvox::LabelImage& labels, const ViewPort& port, const WindowRectangle& rectangle,
-                       const PixelRectangle& part, ColourPicture& painted, EachVoxel eachVoxel) {
-    if (part.width == 0 || part.height == 0) return;
-    // Voxels past the last one sampled still fall into the last window column or row.
-    const std::uint64_t right = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, labels.SizeX());
-    const std::uint64_t bottom = PastEnd(port.startY + rectangle.y + rectangle.height, port.zoom, labels.SizeY());
-    std::vector<int> windowColumns(right - part.x);
-    for (std::size_t i = 0; i < windowColumns.size(); ++i) {
-        windowColumns[i] = WindowCoordinate(part.x + i, port.startX, port.zoom) - rectangle.x;
+/// Contour voxels that are drawn one by one over a rectangle whose sampled part of the image is `part`.
+class ContourPoints {
+public:
+    ContourPoints(const qvox::LabelImage& labels, const ViewPort& port, const WindowRectangle& rectangle,
+                  const PixelRectangle& part)
+        : part_(part), width_(rectangle.width) {
+        if (part.width == 0 || part.height == 0) return;
+        // Voxels past the last one sampled still fall into the last window column or row.
+        const std::uint64_t right = PastEnd(port.startX + rectangle.x + rectangle.width, port.zoom, labels.SizeX());
+        const std::uint64_t bottom = PastEnd(port.startY + rectangle.y + rectangle.height, port.zoom, labels.SizeY());
+        columns_ = PlacesOf(part.x, right, port.startX, rectangle.x, port.zoom);
+        rows_ = PlacesOf(part.y, bottom, port.startY, rectangle.y, port.zoom);
     }
-    for (std::uint64_t row = part.y; row < bottom; ++row) {
-        const int windowY = WindowCoordinate(row, port.startY, port.zoom) - rectangle.y;
-        if (windowY < 0 || windowY >= rectangle.height) continue;
-        qvox::Rgb8* const out = painted.Row(static_cast<std::uint64_t>(windowY));
-        eachVoxel(row, part.x, right, [&](std::uint64_t x, std::uint16_t label) {
-            const int windowX = windowColumns[x - part.x];
-            if (windowX >= 0 && windowX < rectangle.width) out[windowX] = LabelColour(label);
-        });
-    }
-}
 
-/// `drawContours(part)` draws those that RowPainter leaves out.
-template <typename DrawContours>
+    /// Draws those of some rows. `eachVoxel(row, begin, end, visit)` calls visit(x, label) for those of a row of the
+    /// image.
+    template <typename EachVoxel>
+    void Draw(const WindowRows& part, ColourPicture& painted, const EachVoxel& eachVoxel) const {
+        const auto first = std::lower_bound(rows_.begin(), rows_.end(), static_cast<int>(part.first));
+        const auto end = std::lower_bound(first, rows_.end(), static_cast<int>(part.end));
+        for (auto place = first; place != end; ++place) {
+            qvox::Rgb8* const out = painted.Row(static_cast<std::uint64_t>(*place));
+            const std::uint64_t row = part_.y + static_cast<std::uint64_t>(place - rows_.begin());
+            eachVoxel(row, part_.x, part_.x + columns_.size(), [&](std::uint64_t x, std::uint16_t label) {
+                const int windowX = columns_[x - part_.x];
+                if (windowX >= 0 && windowX < width_) out[windowX] = LabelColour(label);
+            });
+        }
+    }
+
+private:
+    /// Where columns (or rows) begin .. end of the image fall in the rectangle or beside it; they ascend.
+    static std::vector<int> PlacesOf(std::uint64_t begin, std::uint64_t end, int start, int first, float zoom) {
+        std::vector<int> places(end - begin);
+        for (std::size_t i = 0; i < places.size(); ++i) places[i] = WindowCoordinate(begin + i, start, zoom) - first;
+        return places;
+    }
+
+    PixelRectangle part_;
+    int width_;
+    std::vector<int> columns_;
+    std::vector<int> rows_;
+};
+
+/// `eachVoxel` is as ContourPoints::Draw wants it.
+template <typename EachVoxel>
 void Paint(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
-           const WindowRectangle& rectangle, ColourPicture& painted, DrawContours drawContours) {
+           const WindowRectangle& rectangle, ColourPicture& painted, const qvox::PartRunner& run,
+           const EachVoxel& eachVoxel) {
     if (rectangle.width <= 0 || rectangle.height <= 0) {
         painted.Release();
         return;
@@ -142,11 +170,18 @@ void Paint(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle st
         throw qvox::ToolkitError("Painting a view: the image and its labels differ in size.");
     }
     // Where several voxels share a pixel of the window, those of contours are drawn on top, all of them.
-    const bool isReduced = style == LabelStyle::kContours && port.zoom < 1.0f;
-    PaintRows(columns, rows, RowPainter(grey, labels, isReduced ? LabelStyle::kNone : style, columns), painted);
-    if (!isReduced) return;
-    drawContours(
-        PixelRectangle{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(), rows.End() - rows.Begin()});
+    std::optional<ContourPoints> points;
+    if (style == LabelStyle::kContours && port.zoom < 1.0f) {
+        style = LabelStyle::kNone;
+        points.emplace(labels, port, rectangle,
+                       PixelRectangle{columns.Begin(), rows.Begin(), columns.End() - columns.Begin(),
+                                      rows.End() - rows.Begin()});
+    }
+    const std::uint64_t fewest = std::max<std::uint64_t>(1, kFewestPixelsOfPart / painted.SizeX());
+    qvox::RunRanges(painted.SizeY(), fewest, run, [&](const WindowRows& part) {
+        PaintRows(columns, rows, part, RowPainter(grey, labels, style, columns), painted);
+        if (points) points->Draw(part, painted, eachVoxel);
+    });
 }
 
 }  // namespace
@@ -156,24 +191,21 @@ std::int64_t ImageCoordinate(int start, int pixel, float zoom) {
 }
 
 void PaintView(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
-               const WindowRectangle& rectangle, ColourPicture& painted) {
-    Paint(grey, labels, style, port, rectangle, painted, [&](const PixelRectangle& part) {
-        const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
-            ContourRow(labels, begin, end - begin)
-                .ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) { visit(x, label); });
-        };
-        DrawContourPoints(labels, port, rectangle, part, painted, eachVoxel);
-    });
+               const WindowRectangle& rectangle, ColourPicture& painted, const qvox::PartRunner& run) {
+    const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
+        ContourRow(labels, begin, end - begin)
+            .ForEach(row, [&](std::uint64_t x, std::uint64_t, std::uint16_t label) { visit(x, label); });
+    };
+    Paint(grey, labels, style, port, rectangle, painted, run, eachVoxel);
 }
 
 void PaintView(const GreyLevels& grey, ContourIndex& labels, LabelStyle style, const ViewPort& port,
-               const WindowRectangle& rectangle, ColourPicture& painted) {
-    Paint(grey, labels.Labels(), style, port, rectangle, painted, [&](const PixelRectangle& part) {
-        const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
-            labels.ForEach(row, begin, end, visit);
-        };
-        DrawContourPoints(labels.Labels(), port, rectangle, part, painted, eachVoxel);
-    });
+               const WindowRectangle& rectangle, ColourPicture& painted, const qvox::PartRunner& run) {
+    // Each row of the image falls into one row of the window: no two parts look at the same one.
+    const auto eachVoxel = [&](std::uint64_t row, std::uint64_t begin, std::uint64_t end, const auto& visit) {
+        labels.ForEach(row, begin, end, visit);
+    };
+    Paint(grey, labels.Labels(), style, port, rectangle, painted, run, eachVoxel);
 }
 
 }  // namespace Korvane

@@ -5,6 +5,7 @@
 #include "ContourIndex.h"
 #include "GreyLevels.h"
 #include "LabelPainter.h"
+#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -33,12 +34,15 @@ std::int64_t ImageCoordinate(int start, int pixel, float zoom);
 /// (start + p) / zoom, truncated; what lies beyond the image is kViewBackground. Where the image is shown smaller than
 /// it is, contour voxels are painted one by one on top, so that thin outlines survive. Of an image with several planes
 /// the first is shown, without labels. Costs about the rectangle's pixels, and for contours below zoom 1 the image
-/// pixels under it. Throws ToolkitError when labels are to be painted and their sizes are not the image's.
+/// pixels under it; strips of rows are parts. Throws ToolkitError when labels are to be painted and their sizes are not
+/// the image's.
 void PaintView(const GreyLevels& grey, const qvox::LabelImage& labels, LabelStyle style, const ViewPort& port,
-               const WindowRectangle& rectangle, ColourPicture& painted);
+               const WindowRectangle& rectangle, ColourPicture& painted,
+               const qvox::PartRunner& run = qvox::RunOneByOne);
 
 /// The same, of labels whose contours are remembered from call to call. The index uses the labels.
 void PaintView(const GreyLevels& grey, ContourIndex& labels, LabelStyle style, const ViewPort& port,
-               const WindowRectangle& rectangle, ColourPicture& painted);
+               const WindowRectangle& rectangle, ColourPicture& painted,
+               const qvox::PartRunner& run = qvox::RunOneByOne);
 
 }  // namespace Korvane

@@ -7,6 +7,7 @@
 
 #include "support/Random.h"
 #include "support/TestImages.h"
+#include "support/TestThreads.h"
 
 namespace Korvane {
 
@@ -26,6 +27,23 @@ std::size_t DistinctLabels(const qvox::LabelImage& labels) {
     std::set<std::uint16_t> found(labels.begin(), labels.end());
     found.erase(0);
     return found.size();
+}
+
+TEST(PackedLabels, SetAllBackgroundOnAnyNumberOfThreads) {
+    qvox::LabelImage labels;
+    labels.Resize(1100, 1000, 1);
+    labels.Zero();
+    for (const std::uint64_t last : {0u, 1u, 700000u, 1099999u}) {
+        labels[last] = 9;
+        const PackedLabels packed(labels);
+        korvane_test::ForEachNumberOfThreads([&](unsigned threads, const qvox::PartRunner& run) {
+            qvox::LabelImage back;
+            back.Resize(1100, 1000, 1);
+            std::fill(back.begin(), back.end(), std::uint16_t{77});
+            packed.UnpackInto(back, run);
+            EXPECT_TRUE(SameVoxels(labels, back)) << last << ", " << threads;
+        });
+    }
 }
 
 TEST(PackedLabels, GiveBackWhatWasPacked) {

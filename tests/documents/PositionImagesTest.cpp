@@ -2,16 +2,20 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <memory>
 #include <random>
+#include <utility>
 
 #include <gtest/gtest.h>
 
 #include "ImageLoading.h"
 #include "PathText.h"
+#include "StoredImage.h"
 #include "ToolkitError.h"
 #include "support/Random.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestImages.h"
+#include "support/TestThreads.h"
 
 namespace Korvane {
 
@@ -195,6 +199,22 @@ TEST_F(PositionImagesOfFiles, AreFoundByTheirNumbersAfterOthersAreGone) {
     images.Append(PathOf(0));
     EXPECT_EQ(images.IndexOf(third), std::nullopt);
     EXPECT_EQ(images.IndexOf(images.Id(0)), std::optional<std::size_t>(0));
+}
+
+TEST(StoredImage, GivesTheSameIntensitiesOnAnyNumberOfThreads) {
+    std::mt19937 random(7);
+    // Four parts of unequal length.
+    auto read = korvane_test::RandomImage<std::uint16_t>(random, 1031, 1021, 0, 65535);
+    read.SetResolution({500.0f, 250.0f, 0.0f});
+    const auto stored = std::make_shared<const StoredImage>(std::move(read));
+    const qvox::VoxelImage<float> expected = TakeIntensities(*stored);
+    const float last = stored->Visit([](const auto& image) { return static_cast<float>(image(1030, 1020)); });
+    ASSERT_EQ(expected(1030, 1020), last);
+    korvane_test::ForEachNumberOfThreads([&](unsigned threads, const qvox::PartRunner& run) {
+        const auto shared = ShareIntensities(stored, run);
+        EXPECT_TRUE(SameVoxels(*shared, expected)) << threads;
+        EXPECT_EQ(shared->Resolution().y, 250.0f) << threads;
+    });
 }
 
 }  // namespace

@@ -12,6 +12,8 @@
 #include "GreyLevels.h"
 #include "OverlayGeometry.h"
 #include "support/Random.h"
+#include "support/TestImages.h"
+#include "support/TestThreads.h"
 
 namespace {
 
@@ -146,6 +148,28 @@ qvox::VoxelImage<float> OddImage(std::mt19937& random) {
         std::fill(image.begin(), image.end(), std::numeric_limits<float>::quiet_NaN());
     }
     return image;
+}
+
+TEST(GreyLevels, AreTheSameOnAnyNumberOfThreads) {
+    std::mt19937 random(3);
+    auto image = korvane_test::RandomImage<float>(random, 1100, 1000, 0, 255);
+    // The ends of the range lie in different parts, behind values that are none.
+    for (std::uint64_t i = 0; i < 5; ++i) image[i] = std::numeric_limits<float>::quiet_NaN();
+    image(700, 10) = -40.0f;
+    image(1099, 999) = 400.0f;
+    image(3, 500) = std::numeric_limits<float>::quiet_NaN();
+    GreyPicture wanted;
+    ConvertToGrey(image, wanted);
+    std::vector<std::uint64_t> columns(image.SizeX());
+    std::iota(columns.begin(), columns.end(), std::uint64_t{0});
+    korvane_test::ForEachNumberOfThreads([&](unsigned threads, const qvox::PartRunner& run) {
+        const GreyLevels levels(image, run);
+        std::vector<std::uint8_t> row(columns.size());
+        for (std::uint64_t y = 0; y < image.SizeY(); ++y) {
+            levels.Sample(y, columns, row.data());
+            ASSERT_TRUE(std::equal(row.begin(), row.end(), wanted.Row(y))) << threads << ", " << y;
+        }
+    });
 }
 
 TEST(GreyLevels, AreThoseOfTheImageThatIsConvertedAsAWhole) {

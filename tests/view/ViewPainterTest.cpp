@@ -8,10 +8,13 @@
 #include "ViewPainter.h"
 #include "ViewTransform.h"
 #include "reference/PlainView.h"
+#include "support/TestThreads.h"
 
 namespace {
 
 using namespace Korvane;
+
+constexpr LabelStyle kStyles[] = {LabelStyle::kNone, LabelStyle::kRegions, LabelStyle::kContours};
 
 struct Picture {
     GreyPicture grey;
@@ -49,7 +52,6 @@ int RandomStart(std::uint64_t size, float zoom, std::mt19937& random) {
 }
 
 TEST(ViewPainter, APaintedRectangleEqualsThatPartOfThePlainWholeView) {
-    constexpr LabelStyle kStyles[] = {LabelStyle::kNone, LabelStyle::kRegions, LabelStyle::kContours};
     for (unsigned seed = 0; seed < 400; ++seed) {
         std::mt19937 random(seed);
         const std::uint64_t width = 1 + random() % (seed % 4 == 0 ? 12 : 300);
@@ -111,6 +113,30 @@ TEST(ViewPainter, AnEmptyRectanglePaintsNothing) {
     ColourPicture painted;
     PaintView(picture.grey, picture.labels, LabelStyle::kRegions, {0, 0, 1.0f}, {0, 0, 0, 10}, painted);
     EXPECT_TRUE(painted.Empty());
+}
+
+TEST(ViewPainter, StripsOnSeveralThreadsPaintTheSame) {
+    for (unsigned seed = 0; seed < 12; ++seed) {
+        std::mt19937 random(seed);
+        const Picture picture = BlockPicture(700, 600, random);
+        const LabelStyle style = kStyles[seed % 3];
+        const float zoom = ZoomFactor(static_cast<int>(random() % 21) - 10);
+        const ViewPort port{RandomStart(700, zoom, random), RandomStart(600, zoom, random), zoom};
+        // Some strips for each thread, of unequal height.
+        const WindowRectangle box{3, 5, 611, 467};
+        ColourPicture wanted;
+        PaintView(picture.grey, picture.labels, style, port, box, wanted);
+        korvane_test::ForEachNumberOfThreads([&](unsigned threads, const qvox::PartRunner& run) {
+            ColourPicture painted;
+            PaintView(picture.grey, picture.labels, style, port, box, painted, run);
+            EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), painted.begin())) << seed << ", " << threads;
+            ContourIndex index;
+            index.Use(picture.labels, 0);
+            ColourPicture remembered;
+            PaintView(picture.grey, index, style, port, box, remembered, run);
+            EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), remembered.begin())) << seed << ", " << threads;
+        });
+    }
 }
 
 TEST(ViewPainter, RememberedContoursAreThoseOfTheLabelsThroughScrollsZoomsAndEdits) {
