@@ -1,15 +1,12 @@
 #include "Annotations.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
-#include <functional>
 #include <limits>
 #include <opencv2/imgproc.hpp>
 #include <tuple>
-#include <utility>
 
 #include "SharpPiece.h"
 
@@ -215,8 +212,7 @@ void Mark(const End& end, const SharpPiece& piece, qvox::VoxelImage<bool>& mask)
     }
 }
 
-Annotations OfEnd(const LevelsBelow& levels, float range) {
-    Annotations annotations;
+void TakeEnd(const LevelsBelow& levels, float range, Annotations& annotations) {
     const End end = Describe(levels, range);
     const Choice choice(end, levels.Size());
     for (std::size_t i = 0; i < end.pieces.size(); ++i) {
@@ -234,16 +230,6 @@ Annotations OfEnd(const LevelsBelow& levels, float range) {
             annotations.mask.Zero();
         }
         Mark(end, piece, annotations.mask);
-    }
-    return annotations;
-}
-
-void Join(Annotations&& other, Annotations& all) {
-    all.pieces.insert(all.pieces.end(), other.pieces.begin(), other.pieces.end());
-    if (all.mask.Empty()) {
-        all.mask = std::move(other.mask);
-    } else if (!other.mask.Empty()) {
-        std::transform(all.mask.begin(), all.mask.end(), other.mask.begin(), all.mask.begin(), std::logical_or<>());
     }
 }
 
@@ -269,7 +255,7 @@ PixelBox Annotations::Bounds() const {
     return {first.x, first.y, right - first.x, bottom - first.y};
 }
 
-Annotations FindAnnotations(const qvox::VoxelImage<float>& image, const qvox::PartRunner& run) {
+Annotations FindAnnotations(const qvox::VoxelImage<float>& image) {
     Annotations annotations;
     constexpr std::uint64_t kMostPixels = std::numeric_limits<int>::max();
     if (image.SizeZ() != 1 || image.Empty() || image.VoxelCount() > kMostPixels) return annotations;
@@ -282,10 +268,8 @@ Annotations FindAnnotations(const qvox::VoxelImage<float>& image, const qvox::Pa
     }
     const float range = high - low;
     if (!(range > 0.0f) || !std::isfinite(range)) return annotations;
-    const std::array<LevelsBelow, 2> levels = {LevelsBelow(image, high, 1.0f), LevelsBelow(image, low, -1.0f)};
-    std::array<Annotations, 2> ends;
-    run(ends.size(), [&](std::size_t i) { ends[i] = OfEnd(levels[i], range); });
-    for (Annotations& end : ends) Join(std::move(end), annotations);
+    TakeEnd(LevelsBelow(image, high, 1.0f), range, annotations);
+    TakeEnd(LevelsBelow(image, low, -1.0f), range, annotations);
     return annotations;
 }
 

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "VoxelImage.h"
-#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -47,8 +46,7 @@ struct Annotations {
 /// `image`: one plane of finite values; another number of planes, a constant image or one with values that are not
 /// finite has no annotations. Ends of the range that fill more than three tenths of
 /// the image, or are in more than 3000 pieces, are not looked at.
-/// Cost: a few passes, and some hundred operations per pixel of what has the range's outermost levels. Each end of the
-/// range is a part.
-Annotations FindAnnotations(const qvox::VoxelImage<float>& image, const qvox::PartRunner& run = qvox::RunOneByOne);
+/// Cost: a few passes, and some hundred operations per pixel of what has the range's outermost levels.
+Annotations FindAnnotations(const qvox::VoxelImage<float>& image);
 
 }  // namespace Korvane

@@ -39,7 +39,7 @@ PreparedImage Prepare(ImageJob& job, const PreparationOptions& options, const Po
                                 [&] { return ReadAnnotationMask(*options.maskFile); });
     }
     try {
-        return PreparedImage(rules, position.image, position.labels, links, job.RunParts());
+        return PreparedImage(rules, position.image, position.labels, links);
     } catch (const PreparationError& error) {
         throw ImageFailure{{"Cannot prepare '" + job.Files().input + "'! (" + std::string(error.what()) + ")"}};
     }

@@ -65,8 +65,7 @@ void WriteAnnotationMask(const std::string& path, const qvox::VoxelImage<bool>& 
 }
 
 PreparedImage::PreparedImage(const PreparationRules& rules, const qvox::VoxelImage<float>& image,
-                             const qvox::LabelImage& labels, const PreparationLinks& links,
-                             const qvox::PartRunner& run)
+                             const qvox::LabelImage& labels, const PreparationLinks& links)
     : wholeWidth_(image.SizeX()), wholeHeight_(image.SizeY()) {
     if (image.SizeZ() != 1) return;
     box_ = ChooseBox(rules, image, links);
@@ -84,7 +83,7 @@ PreparedImage::PreparedImage(const PreparationRules& rules, const qvox::VoxelIma
         }
         Fill(part.image, isWhole ? mask : Cropped(mask, box_), filled);
     }
-    const Annotations found = FindAnnotations(part.image.Empty() ? image : part.image, run);
+    const Annotations found = FindAnnotations(part.image.Empty() ? image : part.image);
     if (!found.Empty() && !rules.fillsAnnotations) Warn(links, AnnotationWarning(found, box_));
     const bool isFilled = !found.Empty() && rules.fillsAnnotations;
     if (part.image.Empty() && (isFilled || !text_.empty())) part.image = image;

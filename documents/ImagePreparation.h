@@ -12,7 +12,6 @@
 #include "Annotations.h"
 #include "LabelExtents.h"
 #include "Position.h"
-#include "operations/PartRunner.h"
 
 namespace Korvane {
 
@@ -55,7 +54,7 @@ public:
     /// or the mask cannot be used, and what reading the mask throws. An image of several planes, which every analysis
     /// refuses, is left alone.
     PreparedImage(const PreparationRules& rules, const qvox::VoxelImage<float>& image, const qvox::LabelImage& labels,
-                  const PreparationLinks& links, const qvox::PartRunner& run = qvox::RunOneByOne);
+                  const PreparationLinks& links);
 
     /// What was done: "region 0,0,300,200; 120 pixels of annotations filled". Empty: nothing.
     const std::string& Text() const { return text_; }

@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
 #include "support/AnnotatedPhantoms.h"
-#include "support/TestThreads.h"
 
 namespace {
 
@@ -52,24 +50,6 @@ TEST(FindAnnotations, TellsTheBarOfACameraImageAndItsPixels) {
     EXPECT_TRUE(found.mask(159, 325));
     EXPECT_FALSE(found.mask(29, 320));
     EXPECT_FALSE(found.mask(160, 325));
-}
-
-TEST(FindAnnotations, BothEndsOfTheRangeGiveTheSameOnAnyNumberOfThreads) {
-    // The specimen lies between the two.
-    cv::Mat both = WithBar(65535.0f) * 0.5 + 20000.0;
-    cv::rectangle(both, cv::Rect(30, 20, 100, 5), 0.0, cv::FILLED);
-    const Annotations expected = FindAnnotations(ToImage(both));
-    ASSERT_EQ(expected.pieces.size(), 2u);
-    EXPECT_EQ(expected.pieces[0].barLengthPx, 130) << "the bright end comes first";
-    EXPECT_EQ(expected.PixelCount(), 130u * 6 + 100 * 5);
-    EXPECT_TRUE(expected.mask(30, 320) && expected.mask(30, 20));
-    korvane_test::ForEachNumberOfThreads([&](unsigned threads, const qvox::PartRunner& run) {
-        const Annotations found = FindAnnotations(ToImage(both), run);
-        ASSERT_EQ(found.pieces.size(), 2u) << threads;
-        EXPECT_EQ(found.pieces[0].box.y, expected.pieces[0].box.y) << threads;
-        EXPECT_EQ(found.pieces[1].box.y, expected.pieces[1].box.y) << threads;
-        EXPECT_TRUE(std::equal(found.mask.begin(), found.mask.end(), expected.mask.begin())) << threads;
-    });
 }
 
 TEST(FindAnnotations, TakesStandingAndDarkBarsToo) {
