@@ -98,7 +98,8 @@ bool IsBar(const SharpPiece& piece, int imageWidth) {
 
 bool IsCharacter(const SharpPiece& piece, int imageHeight) {
     return piece.contrastToNoise >= kCharacterContrast && piece.fallenAt2 >= kSharpCharacter &&
-           piece.area >= kSmallestCharacterPx && piece.box.height >= kLowestCharacterPx && piece.box.height <= kHighestCharacter * imageHeight &&
+           piece.area >= kSmallestCharacterPx && piece.box.height >= kLowestCharacterPx &&
+           piece.box.height <= kHighestCharacter * imageHeight &&
            piece.box.width <= 3 * piece.box.height;
 }
 

@@ -73,8 +73,8 @@ void PackedLabels::UnpackInto(qvox::LabelImage& labels, const qvox::PartRunner& 
         at = std::fill_n(at, length, label);
     });
     // The background behind the last object: of an image without labels all of it.
-    constexpr std::uint64_t kFewestVoxels = std::uint64_t{1} << 18;
-    qvox::RunRanges(static_cast<std::uint64_t>(labels.end() - at), kFewestVoxels, run, [at](const qvox::PartRange& part) {
+    const auto rest = static_cast<std::uint64_t>(labels.end() - at);
+    qvox::RunRanges(rest, qvox::kFewestVoxelsOfPart, run, [at](const qvox::PartRange& part) {
         std::fill(at + part.first, at + part.end, std::uint16_t{0});
     });
 }

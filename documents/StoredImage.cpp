@@ -20,12 +20,10 @@ StoredImage Load(qvox::OpenImageFile& file) {
 
 template <typename T>
 qvox::VoxelImage<float> Converted(const qvox::VoxelImage<T>& read, const qvox::PartRunner& run) {
-    // A smaller part takes less time than a thread takes to begin it.
-    constexpr std::uint64_t kFewestVoxels = std::uint64_t{1} << 18;
     qvox::VoxelImage<float> image;
     image.CopyPropertiesFrom(read);
     image.Resize(read.SizeX(), read.SizeY(), read.SizeZ());
-    qvox::RunRanges(read.VoxelCount(), kFewestVoxels, run, [&](const qvox::PartRange& part) {
+    qvox::RunRanges(read.VoxelCount(), qvox::kFewestVoxelsOfPart, run, [&](const qvox::PartRange& part) {
         std::transform(read.begin() + part.first, read.begin() + part.end, image.begin() + part.first,
                        [](T value) { return static_cast<float>(value); });
     });

@@ -12,9 +12,6 @@ struct ValueRange {
     float largest;
 };
 
-// A smaller part takes less time than a thread takes to begin it.
-constexpr std::uint64_t kFewestVoxelsOfPart = std::uint64_t{1} << 18;
-
 void Widen(ValueRange& range, float lower, float upper) {
     if (lower < range.smallest) range.smallest = lower;
     if (range.largest < upper) range.largest = upper;
@@ -42,8 +39,8 @@ ValueRange RangeOf(const qvox::VoxelImage<float>& image, const qvox::PartRunner&
     const float* value = std::find_if(image.begin(), image.end(), [](float v) { return v == v; });
     if (value == image.end()) --value;
     ValueRange range{*value, *value};
-    std::vector<ValueRange> ranges(qvox::PartsOf(image.VoxelCount(), kFewestVoxelsOfPart), range);
-    qvox::RunRanges(image.VoxelCount(), kFewestVoxelsOfPart, run, [&](const qvox::PartRange& part) {
+    std::vector<ValueRange> ranges(qvox::PartsOf(image.VoxelCount(), qvox::kFewestVoxelsOfPart), range);
+    qvox::RunRanges(image.VoxelCount(), qvox::kFewestVoxelsOfPart, run, [&](const qvox::PartRange& part) {
         TakeValues(image.begin() + part.first, image.begin() + part.end, ranges[part.part]);
     });
     for (const ValueRange& part : ranges) Widen(range, part.smallest, part.largest);

@@ -26,6 +26,9 @@ std::size_t PartsOf(std::uint64_t count, std::uint64_t fewest);
 void RunRanges(std::uint64_t count, std::uint64_t fewest, const PartRunner& run,
                const std::function<void(const PartRange&)>& work);
 
+/// Where one pass over voxels is all that is done: a smaller part takes less time than a thread takes to begin it.
+inline constexpr std::uint64_t kFewestVoxelsOfPart = std::uint64_t{1} << 18;
+
 /// So few rows of an image are a part.
 inline constexpr std::uint64_t kFewestRowsOfPart = 16;
 void RunRows(std::uint64_t rows, const PartRunner& run, const std::function<void(const PartRange&)>& work);
