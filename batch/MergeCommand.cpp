@@ -4,12 +4,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "ImageRun.h"
 #include "InputList.h"
+#include "KnownLabels.h"
 #include "MergeProblems.h"
 #include "MergedRecords.h"
 #include "MergedReport.h"
@@ -89,71 +91,26 @@ std::optional<ImageListing> KnownImages(const MergeOptions& options) {
 
 std::string TextOf(const std::string& image) { return PathText(image).utf8_string(); }
 
-/// Says why an image has no labels, as far as the records tell.
-std::string MissingText(const std::string& image, const MergedRecords* records) {
-    const std::string missing = "'" + image + "' is missing";
-    if (records == nullptr) return missing + ".";
-    const MergedRecords::Fact* const fact = records->Of(image);
-    if (fact == nullptr) return missing + ": no record tells of its labels.";
-    const RecordEntry entry = records->Entry(*fact);
-    if (!entry.error.empty()) return missing + ": it failed. " + entry.error;
-    return missing + (fact->madeLabels ? ", although its labels were made." : ": its labels were not made.");
-}
-
-/// The folders of a tree that have a record, in natural order; the folder itself where none has. Links to folders are
-/// not followed.
-std::vector<std::string> FoldersWithRecords(const std::string& tree) {
-    namespace fs = std::filesystem;
-    std::vector<std::string> found;
-    if (IsThere(tree + "/" + kRecordName)) found.push_back(tree);
-    std::error_code failure;
-    fs::recursive_directory_iterator entry(tree, failure);
-    for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
-        std::error_code unreachable;
-        const std::string folder = entry->path().string();
-        if (!entry->is_symlink(unreachable) && entry->is_directory(unreachable) && IsThere(folder + "/" + kRecordName)) {
-            found.push_back(folder);
-        }
-    }
-    if (failure) throw qvox::ToolkitError("The folder '" + tree + "' cannot be read: " + failure.message() + ".");
-    if (found.empty()) return {tree};
-    std::sort(found.begin(), found.end(), NaturalLess);
-    return found;
-}
-
-std::optional<MergedRecords> RecordsOf(const MergeOptions& options) {
-    if (options.labels.empty()) return std::nullopt;
-    if (options.input.choice.subfolders == Subfolders::kPassedOver) return MergedRecords(options.labels);
-    std::vector<std::string> folders;
-    for (const std::string& tree : options.labels) {
-        for (const std::string& folder : FoldersWithRecords(tree)) {
-            if (std::find(folders.begin(), folders.end(), folder) == folders.end()) folders.push_back(folder);
-        }
-    }
-    return MergedRecords(folders);
-}
-
-/// Images without rows have no object, or are missing; their records tell which.
-void RequireAllImages(MergedTable& table, const ImageListing& listing, const MergedRecords* records,
+/// Images without rows have no object, or are missing; their records and labels tell which.
+void RequireAllImages(MergedTable& table, const ImageListing& listing, const KnownLabels* known,
                       MergeProblems& problems) {
     for (const std::size_t place : table.Arrange(listing, problems)) {
         const std::string image = TextOf(listing.images[place]);
-        const MergedRecords::Fact* const fact = records == nullptr ? nullptr : records->Of(image);
-        const bool isKnown = fact != nullptr && fact->madeLabels;
-        if (isKnown && (!fact->hasObjects || records->WereEmptied(*fact))) continue;
-        const std::string hint = records == nullptr
+        if (known != nullptr && known->HasNoObject(image)) continue;
+        const std::string hint = known == nullptr
                                      ? "'" + image +
                                            "' has no rows: it is missing, or has no object. --labels names "
                                            "the folder whose record tells."
-                                     : MissingText(image, records);
+                                     : known->MissingText(image);
         problems.Add("are missing", hint);
     }
 }
 
-void RequireRecords(const MergedTable& table, const MergedRecords& records, MergeProblems& problems) {
-    records.RequireOneWay(problems);
+/// How labels were made that somebody drew, no record can tell.
+void RequireRecords(const MergedTable& table, const KnownLabels& known, MergeProblems& problems) {
+    known.Records().RequireOneWay(problems);
     table.ForEachImage([&](const std::string& image) {
-        if (records.Of(image) != nullptr) return;
+        if (known.Records().Of(image) != nullptr || !known.UnrecordedFile(image).empty()) return;
         problems.Add("have no record", "No record tells how the labels of '" + image + "' were made.");
     });
 }
@@ -188,10 +145,13 @@ int MergeTables(const MergeOptions& options, const Streams& streams, Progress& p
     if (options.output != "-") RequireNew(options, options.output);
     MergeProblems problems;
     MergedTable table(options.parts, problems);
-    const std::optional<MergedRecords> records = RecordsOf(options);
-    const MergedRecords* const known = records ? &*records : nullptr;
+    std::unique_ptr<KnownLabels> known;
+    if (!options.labels.empty()) {
+        known = std::make_unique<KnownLabels>(RecordFolders(options.labels, options.input.choice.subfolders),
+                                              options.labels);
+    }
     if (const std::optional<ImageListing> listing = KnownImages(options)) {
-        RequireAllImages(table, *listing, known, problems);
+        RequireAllImages(table, *listing, known.get(), problems);
     }
     if (known != nullptr) RequireRecords(table, *known, problems);
     if (Tell(problems, options, progress)) return kExitSomeFailed;
@@ -199,18 +159,11 @@ int MergeTables(const MergeOptions& options, const Streams& streams, Progress& p
     return kExitDone;
 }
 
-MergedRecords CheckedRecords(const MergeOptions& options, const std::optional<ImageListing>& listing,
-                             MergeProblems& problems) {
-    MergedRecords records(options.parts);
-    records.RequireDistinct(problems);
-    records.RequireOneWay(problems);
-    if (!listing) return records;
-    for (const std::string& path : listing->images) {
+void RequireImages(const KnownLabels& known, const ImageListing& listing, MergeProblems& problems) {
+    for (const std::string& path : listing.images) {
         const std::string image = TextOf(path);
-        const MergedRecords::Fact* const fact = records.Of(image);
-        if (fact == nullptr || !fact->madeLabels) problems.Add("are missing", MissingText(image, &records));
+        if (!known.AreThere(image)) problems.Add("are missing", known.MissingText(image));
     }
-    return records;
 }
 
 void MakeOutputFolder(const std::string& folder) {
@@ -229,8 +182,13 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
     if (!thereIs.empty()) RequireNew(options, thereIs);
     MergeProblems problems;
     const std::optional<ImageListing> listing = KnownImages(options);
-    std::optional<MergedRecords> records;
-    if (kinds.records) records = CheckedRecords(options, listing, problems);
+    std::unique_ptr<KnownLabels> known;
+    if (kinds.records) {
+        known = std::make_unique<KnownLabels>(options.parts, options.parts);
+        known->Records().RequireDistinct(problems);
+        known->Records().RequireOneWay(problems);
+        if (listing) RequireImages(*known, *listing, problems);
+    }
     std::optional<MergedReport> report;
     if (kinds.reports) {
         report.emplace(options.parts, problems);
@@ -238,7 +196,7 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
     }
     if (Tell(problems, options, progress)) return kExitSomeFailed;
     MakeOutputFolder(options.output);
-    if (records) records->Write(options.output);
+    if (known) known->Records().Write(options.output);
     return !report || report->Write(options.output, existing, progress) ? kExitDone : kExitSomeFailed;
 }
 
@@ -256,7 +214,9 @@ void AddMergeOptions(CLI::App& command, MergeOptions& options) {
         ->required()
         ->type_name("PLACE");
     AddKnownImages(command, options.input);
-    command.add_option("--labels", options.labels, "Folders whose records tell how the labels of tables were made")
+    command
+        .add_option("--labels", options.labels,
+                    "Folders of the labels of tables, whose records tell how they were made")
         ->type_name("DIR")
         ->expected(1)
         ->allow_extra_args(false)

@@ -12,7 +12,7 @@ struct MergeOptions {
     std::vector<std::string> parts;   ///< tables, folders of labels with their records, or parts of a report
     std::string output;               ///< a table, the folder of labels that gets the record, or of the report
     InputOptions input;               ///< the images that are to be there, if they are given
-    std::vector<std::string> labels;  ///< folders whose records tell how the labels of tables were made
+    std::vector<std::string> labels;  ///< folders of the labels of tables, with their records
     ExistingLabels existing = ExistingLabels::kSkip;
 };
 

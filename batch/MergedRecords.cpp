@@ -111,19 +111,38 @@ const Fact* MergedRecords::Of(const std::string& imagePath) const {
     return found != nullptr ? found : OfMoved(imagePath);
 }
 
-const Fact* MergedRecords::OfMoved(const std::string& imagePath) const {
+const MergedRecords::Places& MergedRecords::ByLabels() const {
     if (byLabels_.empty()) {
         for (std::size_t i = 0; i < facts_.size(); ++i) {
             byLabels_.emplace_back(facts_[i].labels, static_cast<std::uint32_t>(i));
         }
         std::sort(byLabels_.begin(), byLabels_.end());
     }
+    return byLabels_;
+}
+
+bool MergedRecords::TellOf(const std::string& labelsPath) const {
+    namespace fs = std::filesystem;
+    const fs::path asked = fs::path(labelsPath).lexically_normal();
+    const Places& places = ByLabels();
+    const std::uint64_t key = ImageKey(PathText(asked.filename().string()).utf8_string());
+    auto at = std::lower_bound(places.begin(), places.end(), std::make_pair(key, std::uint32_t{0}));
+    for (; at != places.end() && at->first == key; ++at) {
+        const Fact& fact = facts_[at->second];
+        if (!fact.madeLabels) continue;
+        if ((fs::path(folders_[fact.folder]) / asked.filename()).lexically_normal() == asked) return true;
+    }
+    return false;
+}
+
+const Fact* MergedRecords::OfMoved(const std::string& imagePath) const {
+    const Places& places = ByLabels();
     const std::uint64_t key = ImageKey(kLabelsPrefix + imagePath.substr(imagePath.rfind('/') + 1));
     const Fact* found = nullptr;
     std::size_t longest = 0;
     bool isTie = false;
-    auto at = std::lower_bound(byLabels_.begin(), byLabels_.end(), std::make_pair(key, std::uint32_t{0}));
-    for (; at != byLabels_.end() && at->first == key; ++at) {
+    auto at = std::lower_bound(places.begin(), places.end(), std::make_pair(key, std::uint32_t{0}));
+    for (; at != places.end() && at->first == key; ++at) {
         const std::string recorded = Entry(facts_[at->second]).path;
         const std::size_t shared = SharedParts(recorded, imagePath);
         std::error_code unreachable;
@@ -147,14 +166,7 @@ RecordEntry MergedRecords::Entry(const Fact& fact) const {
 bool MergedRecords::WereEmptied(const Fact& fact) const {
     const RecordEntry entry = Entry(fact);
     const std::string path = LabelsPath(folders_[fact.folder], entry);
-    if (!IsCorrected(path, entry)) return false;
-    try {
-        qvox::LabelImage labels;
-        qvox::LoadImageFile(path, labels, qvox::StoredValues());
-        return std::all_of(labels.begin(), labels.end(), [](std::uint16_t label) { return label == 0; });
-    } catch (const qvox::ToolkitError&) {
-        return false;  // nothing is known of what cannot be read
-    }
+    return IsCorrected(path, entry) && HasNoLabels(path);
 }
 
 void MergedRecords::RequireOneWay(MergeProblems& problems) const {
@@ -237,6 +249,16 @@ void MergedRecords::Write(const std::string& folder) const {
         file.Commit();
     }
     WriteDocument(RecordLock(folder), folder);
+}
+
+bool HasNoLabels(const std::string& labelsPath) {
+    try {
+        qvox::LabelImage labels;
+        qvox::LoadImageFile(labelsPath, labels, qvox::StoredValues());
+        return std::all_of(labels.begin(), labels.end(), [](std::uint16_t label) { return label == 0; });
+    } catch (const qvox::ToolkitError&) {
+        return false;  // nothing is known of what cannot be read
+    }
 }
 
 }  // namespace Korvane

@@ -33,6 +33,8 @@ public:
     RecordEntry Entry(const Fact& fact) const;
     /// True of labels that were made with objects and corrected since so that none is left.
     bool WereEmptied(const Fact& fact) const;
+    /// True of a label file that a folder's record says was made.
+    bool TellOf(const std::string& labelsPath) const;
     const std::vector<std::string>& Folders() const { return folders_; }
 
     /// Adds a problem for each image whose labels were made in another way than the first one's: command, parameters,
@@ -44,12 +46,18 @@ public:
     void Write(const std::string& folder) const;
 
 private:
+    using Places = std::vector<std::pair<std::uint64_t, std::uint32_t>>;  // key and place of the fact, sorted
+
     const Fact* OfMoved(const std::string& imagePath) const;
+    const Places& ByLabels() const;
 
     std::vector<std::string> folders_;
     std::vector<Fact> facts_;
-    std::vector<std::pair<std::uint64_t, std::uint32_t>> byImage_;
-    mutable std::vector<std::pair<std::uint64_t, std::uint32_t>> byLabels_;  // filled when an image was moved
+    Places byImage_;
+    mutable Places byLabels_;  // filled when an image was moved or has no fact
 };
+
+/// True of a label file that can be read and has no label.
+bool HasNoLabels(const std::string& labelsPath);
 
 }  // namespace Korvane

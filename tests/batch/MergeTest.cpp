@@ -332,6 +332,50 @@ TEST_F(Merge, FindsTheRecordsOfImagesThatWereMoved) {
         << more.messages;
 }
 
+TEST_F(Merge, TakesLabelsThatWereDrawnByHand) {
+    Run({"detect", "-o", File("out")}, 0);
+    // One image with labels, one without objects, and a folder in which nothing was detected.
+    fs::copy(File("in/a2.tif"), File("in/b/e.tif"));
+    fs::copy(File("out/seg_a2.tif"), File("out/b/seg_e.tif"));
+    fs::copy(File("in/b/z.tif"), File("in/b/f.tif"));
+    fs::copy(File("out/b/seg_z.tif"), File("out/b/seg_f.tif"));
+    fs::copy(File("in/a2.tif"), File("in/c/g.tif"));
+    fs::copy(File("out/seg_a2.tif"), File("out/c/seg_g.tif"));
+    const auto measured = [this](const std::string& table) {
+        return RunProgram({"measure", "--recursive", "--labels", File("out"), "--csv", File(table), File("in")});
+    };
+    ASSERT_EQ(measured("m.csv").status, 0);
+    const std::string table = Contents(File("m.csv"));
+    ASSERT_NE(table.find("g.tif"), std::string::npos);
+    const std::vector<std::string> known = With(All(), {"--labels", File("out")});
+    const ProgramResult run = MergeInto(File("all.csv"), {File("m.csv")}, known);
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_EQ(Contents(File("all.csv")), table);
+    const ProgramResult records = MergeInto(File("all"), {File("out"), File("out/b")}, All());
+    EXPECT_EQ(records.status, 0) << records.messages;
+
+    // A folder of labels without any record is enough; one without labels is none.
+    const ProgramResult drawn =
+        MergeInto(File("c.csv"), {File("m.csv")}, {"--labels", File("out/c"), "--labels", File("out"), "--recursive"});
+    EXPECT_EQ(drawn.status, 0) << drawn.messages;
+    fs::create_directory(File("bare"));
+    const ProgramResult bare = MergeInto(File("bare.csv"), {File("m.csv")}, {"--labels", File("bare")});
+    EXPECT_EQ(bare.status, 1);
+    EXPECT_NE(bare.messages.find("The folder '" + File("bare") + "' holds neither labels nor a record of any."),
+              std::string::npos)
+        << bare.messages;
+
+    const std::size_t rows = table.find(File("in/c/g.tif"));
+    std::ofstream(File("less.csv"), std::ios::binary) << table.substr(0, rows);
+    fs::remove(File("out/b/seg_f.tif"));
+    const ProgramResult less = MergeInto(File("all2.csv"), {File("less.csv")}, known);
+    EXPECT_EQ(less.status, 1);
+    EXPECT_NE(less.messages.find("g.tif' is missing, although it has labels: '" + File("out") + "/"), std::string::npos)
+        << less.messages;
+    EXPECT_NE(less.messages.find("f.tif' is missing: no record tells of its labels."), std::string::npos)
+        << less.messages;
+}
+
 TEST_F(Merge, ATableGoesToTheStandardOutput) {
     Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")});
     const ProgramResult run = MergeInto("-", Parts("c", ".csv"), {"--quiet"});

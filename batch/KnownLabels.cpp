@@ -1,0 +1,105 @@
+#include "KnownLabels.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "PathText.h"
+#include "RecordLog.h"
+#include "ResultFiles.h"
+#include "ToolkitError.h"
+
+namespace Korvane {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool HasRecord(const std::string& folder) {
+    std::error_code unreachable;
+    return fs::exists(folder + "/" + kRecordName, unreachable);
+}
+
+bool IsLabelFile(const fs::path& path) { return path.filename().string().rfind(kLabelsPrefix, 0) == 0; }
+
+std::vector<std::string> WithRecords(const std::string& tree, Subfolders subfolders) {
+    std::vector<std::string> found;
+    if (HasRecord(tree)) found.push_back(tree);
+    if (!found.empty() && subfolders == Subfolders::kPassedOver) return found;
+    bool hasLabels = false;
+    std::error_code failure;
+    fs::recursive_directory_iterator entry(tree, failure);
+    for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
+        std::error_code unreachable;
+        if (entry->is_symlink(unreachable) || !entry->is_directory(unreachable)) {
+            hasLabels = hasLabels || IsLabelFile(entry->path());
+        } else if (subfolders == Subfolders::kPassedOver) {
+            entry.disable_recursion_pending();
+        } else if (HasRecord(entry->path().string())) {
+            found.push_back(entry->path().string());
+        }
+    }
+    if (failure) throw qvox::ToolkitError("The folder '" + tree + "' cannot be read: " + failure.message() + ".");
+    if (found.empty() && !hasLabels) {
+        throw qvox::ToolkitError("The folder '" + tree + "' holds neither labels nor a record of any.");
+    }
+    std::sort(found.begin(), found.end(), NaturalLess);
+    return found;
+}
+
+}  // namespace
+
+KnownLabels::KnownLabels(const std::vector<std::string>& recordFolders, std::vector<std::string> labelFolders)
+    : records_(recordFolders), labelFolders_(std::move(labelFolders)) {}
+
+std::string KnownLabels::UnrecordedFile(const std::string& image) const {
+    const std::size_t nameAt = image.rfind('/') + 1;
+    const std::string name = kLabelsPrefix + image.substr(nameAt);
+    // From the whole path to the name alone.
+    for (std::size_t at = 0; at != std::string::npos; at = at < nameAt ? image.find('/', at + 1) : std::string::npos) {
+        const std::string subfolder = image.substr(at, nameAt - at);
+        for (const std::string& folder : labelFolders_) {
+            const std::string file = folder + "/" + PathBytes(wxString::FromUTF8(subfolder + name));
+            std::error_code unreachable;
+            if (fs::is_regular_file(file, unreachable) && !records_.TellOf(file)) return file;
+        }
+    }
+    return "";
+}
+
+bool KnownLabels::AreThere(const std::string& image) const {
+    const MergedRecords::Fact* const fact = records_.Of(image);
+    return (fact != nullptr && fact->madeLabels) || !UnrecordedFile(image).empty();
+}
+
+bool KnownLabels::HasNoObject(const std::string& image) const {
+    const MergedRecords::Fact* const fact = records_.Of(image);
+    if (fact != nullptr && fact->madeLabels && (!fact->hasObjects || records_.WereEmptied(*fact))) return true;
+    const std::string unrecorded = UnrecordedFile(image);
+    return !unrecorded.empty() && HasNoLabels(unrecorded);
+}
+
+std::string KnownLabels::MissingText(const std::string& image) const {
+    const std::string missing = "'" + image + "' is missing";
+    const std::string unrecorded = UnrecordedFile(image);
+    if (!unrecorded.empty()) return missing + ", although it has labels: '" + PathText(unrecorded).utf8_string() + "'.";
+    const MergedRecords::Fact* const fact = records_.Of(image);
+    if (fact == nullptr) return missing + ": no record tells of its labels.";
+    const RecordEntry entry = records_.Entry(*fact);
+    if (!entry.error.empty()) return missing + ": it failed. " + entry.error;
+    return missing + (fact->madeLabels ? ", although its labels were made." : ": its labels were not made.");
+}
+
+std::vector<std::string> RecordFolders(const std::vector<std::string>& folders, Subfolders subfolders) {
+    std::vector<std::string> found;
+    for (const std::string& tree : folders) {
+        for (const std::string& folder : WithRecords(tree, subfolders)) {
+            if (std::find(found.begin(), found.end(), folder) == found.end()) found.push_back(folder);
+        }
+    }
+    return found;
+}
+
+}  // namespace Korvane
