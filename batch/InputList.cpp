@@ -6,14 +6,19 @@ namespace Korvane {
 
 ImageListing ExpandInputs(const std::vector<std::string>& arguments, const FolderChoice& choice,
                           const PathList& files) {
+    ImageListing listing = ExpandKnownInputs(arguments, choice, files);
+    if (!listing.fromFolders && choice.subfolders == Subfolders::kEntered) {
+        throw UsageError("--recursive enters the subfolders of folders, and no folder is given.");
+    }
+    return listing;
+}
+
+ImageListing ExpandKnownInputs(const std::vector<std::string>& arguments, const FolderChoice& choice,
+                               const PathList& files) {
     try {
         ImageListing listing = ListImages(arguments, choice, files);
-        if (listing.fromFolders) return listing;
-        if (!(choice.include.empty() && choice.exclude.empty())) {
+        if (!listing.fromFolders && !(choice.include.empty() && choice.exclude.empty())) {
             throw UsageError("--include and --exclude choose among the files of folders, and no folder is given.");
-        }
-        if (choice.subfolders == Subfolders::kEntered) {
-            throw UsageError("--recursive enters the subfolders of folders, and no folder is given.");
         }
         return listing;
     } catch (const qvox::ToolkitError& error) {

@@ -14,6 +14,10 @@ namespace Korvane {
 ImageListing ExpandInputs(const std::vector<std::string>& arguments, const FolderChoice& choice = {},
                           const PathList& files = {});
 
+/// The same where it is known already that subfolders are entered: those of labels or records.
+ImageListing ExpandKnownInputs(const std::vector<std::string>& arguments, const FolderChoice& choice,
+                               const PathList& files);
+
 /// The images that a run was asked for, those of other shards included. What it makes goes below `output`, which is
 /// not looked through for images.
 ImageListing ExpandInputs(const InputOptions& input, const std::optional<std::string>& output = std::nullopt);

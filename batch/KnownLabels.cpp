@@ -24,28 +24,29 @@ bool HasRecord(const std::string& folder) {
 
 bool IsLabelFile(const fs::path& path) { return path.filename().string().rfind(kLabelsPrefix, 0) == 0; }
 
-std::vector<std::string> WithRecords(const std::string& tree, Subfolders subfolders) {
-    std::vector<std::string> found;
-    if (HasRecord(tree)) found.push_back(tree);
-    if (!found.empty() && subfolders == Subfolders::kPassedOver) return found;
+struct FolderTree {
+    std::vector<std::string> recorded;  // folders, in natural order
     bool hasLabels = false;
+};
+
+FolderTree LookThrough(const std::string& tree, Subfolders subfolders) {
+    FolderTree found;
+    if (HasRecord(tree)) found.recorded.push_back(tree);
+    if (!found.recorded.empty() && subfolders == Subfolders::kPassedOver) return found;
     std::error_code failure;
     fs::recursive_directory_iterator entry(tree, failure);
     for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
         std::error_code unreachable;
         if (entry->is_symlink(unreachable) || !entry->is_directory(unreachable)) {
-            hasLabels = hasLabels || IsLabelFile(entry->path());
+            found.hasLabels = found.hasLabels || IsLabelFile(entry->path());
         } else if (subfolders == Subfolders::kPassedOver) {
             entry.disable_recursion_pending();
         } else if (HasRecord(entry->path().string())) {
-            found.push_back(entry->path().string());
+            found.recorded.push_back(entry->path().string());
         }
     }
     if (failure) throw qvox::ToolkitError("The folder '" + tree + "' cannot be read: " + failure.message() + ".");
-    if (found.empty() && !hasLabels) {
-        throw qvox::ToolkitError("The folder '" + tree + "' holds neither labels nor a record of any.");
-    }
-    std::sort(found.begin(), found.end(), NaturalLess);
+    std::sort(found.recorded.begin(), found.recorded.end(), NaturalLess);
     return found;
 }
 
@@ -95,11 +96,19 @@ std::string KnownLabels::MissingText(const std::string& image) const {
 std::vector<std::string> RecordFolders(const std::vector<std::string>& folders, Subfolders subfolders) {
     std::vector<std::string> found;
     for (const std::string& tree : folders) {
-        for (const std::string& folder : WithRecords(tree, subfolders)) {
+        const FolderTree looked = LookThrough(tree, subfolders);
+        if (looked.recorded.empty() && !looked.hasLabels) {
+            throw qvox::ToolkitError("The folder '" + tree + "' holds neither labels nor a record of any.");
+        }
+        for (const std::string& folder : looked.recorded) {
             if (std::find(found.begin(), found.end(), folder) == found.end()) found.push_back(folder);
         }
     }
     return found;
+}
+
+bool HasRecords(const std::string& folder, Subfolders subfolders) {
+    return !LookThrough(folder, subfolders).recorded.empty();
 }
 
 }  // namespace Korvane

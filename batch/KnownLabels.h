@@ -38,4 +38,7 @@ private:
 /// to folders are not followed. Throws ToolkitError for a folder with neither a record nor a label file.
 std::vector<std::string> RecordFolders(const std::vector<std::string>& folders, Subfolders subfolders);
 
+/// True of a folder that has a record, or where they are entered of one with a subfolder that has.
+bool HasRecords(const std::string& folder, Subfolders subfolders);
+
 }  // namespace Korvane

@@ -13,6 +13,7 @@
 #include "InputList.h"
 #include "KnownLabels.h"
 #include "MergeProblems.h"
+#include "MergedRecordTree.h"
 #include "MergedRecords.h"
 #include "MergedReport.h"
 #include "MergedTable.h"
@@ -44,20 +45,22 @@ bool IsThere(const std::string& path) {
     return std::filesystem::exists(path, unreachable);
 }
 
-PartKinds KindsOf(const std::string& part) {
+PartKinds KindsOf(const std::string& part, Subfolders subfolders) {
     std::error_code unreachable;
     PartKinds kinds;
     kinds.tables = !std::filesystem::is_directory(part, unreachable);
     kinds.reports = !kinds.tables && IsThere(part + "/" + kReportPartName);
-    kinds.records = !kinds.tables && IsThere(part + "/" + kRecordName);
+    kinds.records = !kinds.tables && HasRecords(part, subfolders);
     if (kinds.tables || kinds.records || kinds.reports) return kinds;
-    throw UsageError("The folder '" + part + "' holds neither a record of labels nor a part of a report.");
+    throw UsageError("The folder '" + part + "' holds neither a record of labels nor a part of a report" +
+                     (HasRecords(part, Subfolders::kEntered) ? ", but its subfolders do; --recursive takes theirs."
+                                                             : "."));
 }
 
-PartKinds KindsOfAll(const std::vector<std::string>& parts) {
-    const PartKinds kinds = KindsOf(parts.front());
+PartKinds KindsOfAll(const std::vector<std::string>& parts, Subfolders subfolders) {
+    const PartKinds kinds = KindsOf(parts.front(), subfolders);
     for (const std::string& part : parts) {
-        if (KindsOf(part) != kinds) {
+        if (KindsOf(part, subfolders) != kinds) {
             throw UsageError("'" + parts.front() + "' and '" + part + "' are of different kinds: tables, records and " +
                              "reports are merged one by one.");
         }
@@ -84,9 +87,10 @@ void RequireNew(const MergeOptions& options, const std::string& path) {
     throw UsageError("'" + path + "' exists already; --overwrite replaces it.");
 }
 
-std::optional<ImageListing> KnownImages(const MergeOptions& options) {
+std::optional<ImageListing> KnownImages(const MergeOptions& options, bool knowsSubfolders) {
     if (options.input.images.empty() && options.input.listed.empty()) return std::nullopt;
-    return ExpandInputs(options.input);
+    const InputOptions& input = options.input;
+    return knowsSubfolders ? ExpandKnownInputs(input.images, input.choice, input.listed) : ExpandInputs(input);
 }
 
 std::string TextOf(const std::string& image) { return PathText(image).utf8_string(); }
@@ -150,7 +154,7 @@ int MergeTables(const MergeOptions& options, const Streams& streams, Progress& p
         known = std::make_unique<KnownLabels>(RecordFolders(options.labels, options.input.choice.subfolders),
                                               options.labels);
     }
-    if (const std::optional<ImageListing> listing = KnownImages(options)) {
+    if (const std::optional<ImageListing> listing = KnownImages(options, known != nullptr)) {
         RequireAllImages(table, *listing, known.get(), problems);
     }
     if (known != nullptr) RequireRecords(table, *known, problems);
@@ -159,35 +163,19 @@ int MergeTables(const MergeOptions& options, const Streams& streams, Progress& p
     return kExitDone;
 }
 
-void RequireImages(const KnownLabels& known, const ImageListing& listing, MergeProblems& problems) {
-    for (const std::string& path : listing.images) {
-        const std::string image = TextOf(path);
-        if (!known.AreThere(image)) problems.Add("are missing", known.MissingText(image));
-    }
-}
-
-void MakeOutputFolder(const std::string& folder) {
-    std::error_code failure;
-    std::filesystem::create_directories(folder, failure);
-    if (!failure) return;
-    throw UsageError("The folder '" + folder + "' cannot be created: " + failure.message() + ".");
-}
-
 /// Records, reports, or both of the same folders. Nothing is written unless all of it can be.
 int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& progress) {
-    if (kinds.records) RequireNew(options, options.output + "/" + kRecordName);
     const auto existing =
         options.existing == ExistingLabels::kReplace ? ExistingReport::kReplace : ExistingReport::kRefuse;
     const std::string thereIs = kinds.reports ? ExistingReportFile(options.output) : "";
     if (!thereIs.empty()) RequireNew(options, thereIs);
     MergeProblems problems;
-    const std::optional<ImageListing> listing = KnownImages(options);
-    std::unique_ptr<KnownLabels> known;
+    const std::optional<ImageListing> listing = KnownImages(options, kinds.records);
+    std::unique_ptr<MergedRecordTree> records;
     if (kinds.records) {
-        known = std::make_unique<KnownLabels>(options.parts, options.parts);
-        known->Records().RequireDistinct(problems);
-        known->Records().RequireOneWay(problems);
-        if (listing) RequireImages(*known, *listing, problems);
+        records = std::make_unique<MergedRecordTree>(options.parts, options.input.choice.subfolders, problems);
+        for (const std::string& target : records->Targets(options.output)) RequireNew(options, target);
+        if (listing) records->RequireAllImages(*listing, problems);
     }
     std::optional<MergedReport> report;
     if (kinds.reports) {
@@ -196,7 +184,7 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
     }
     if (Tell(problems, options, progress)) return kExitSomeFailed;
     MakeOutputFolder(options.output);
-    if (known) known->Records().Write(options.output);
+    if (records) records->Write(options.output);
     return !report || report->Write(options.output, existing, progress) ? kExitDone : kExitSomeFailed;
 }
 
@@ -227,7 +215,7 @@ void AddMergeOptions(CLI::App& command, MergeOptions& options) {
 
 int RunMerge(const MergeOptions& options, const Streams& streams) {
     RequireParts(options);
-    const PartKinds kinds = KindsOfAll(options.parts);
+    const PartKinds kinds = KindsOfAll(options.parts, options.input.choice.subfolders);
     if (!kinds.tables && !options.labels.empty()) throw UsageError("--labels is for tables.");
     if (!kinds.tables && options.output == "-") {
         throw UsageError("Only tables can go to the standard output; -o names the folder for records and reports.");

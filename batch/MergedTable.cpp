@@ -19,10 +19,13 @@ namespace {
 
 std::string Quoted(const std::string& text) { return "'" + text + "'"; }
 
-std::string VersionText(const std::string& image, const std::string& part, const std::string& made,
-                        const std::string& first) {
-    return "The rows of " + Quoted(image) + " in " + Quoted(part) + " are of version " + made + ", the first ones of " +
+std::string DifferenceText(const RowReader& row, const std::string& made, const std::string& first) {
+    return "The rows of " + Quoted(row.Image()) + " in " + Quoted(row.Path()) + " are " + made + ", the first ones " +
            first + ".";
+}
+
+std::string OptionsText(const std::string& options) {
+    return options.empty() ? "of whole images with the pixel sizes that they store" : "measured with " + options;
 }
 
 /// The place in the listing for the path of a row.
@@ -109,18 +112,38 @@ private:
 
 MergedTable::MergedTable(const std::vector<std::string>& parts, MergeProblems& problems) {
     AllowOpenFiles(parts.size());
-    std::string version;
+    Measuring first;
     for (const std::string& path : parts) {
         parts_.push_back(std::make_unique<RowReader>(path));
         if (parts_.back()->Header() != parts_.front()->Header()) {
             throw qvox::ToolkitError(Quoted(path) + " has other columns than " + Quoted(parts.front()) + ".");
         }
-        ReadPart(static_cast<std::uint32_t>(parts_.size() - 1), version, problems);
+        ReadPart(static_cast<std::uint32_t>(parts_.size() - 1), first, problems);
     }
     RequireDistinct(problems);
 }
 
-void MergedTable::ReadPart(std::uint32_t part, std::string& version, MergeProblems& problems) {
+void MergedTable::RequireSame(const RowReader& row, Measuring& first, MergeProblems& problems) {
+    const std::string version = row.Version();
+    if (first.version.empty()) first.version = version;
+    if (version != first.version) {
+        problems.Add("were measured by another version",
+                     DifferenceText(row, "of version " + version, "of " + first.version));
+    }
+    const std::string options = row.GivenOptions();
+    if (!first.options) first.options = options;
+    const std::string whereMissing = row.GivenWhereMissing();
+    if (first.whereMissing.empty()) first.whereMissing = whereMissing;
+    if (options != *first.options) {
+        problems.Add("were measured with other options",
+                     DifferenceText(row, OptionsText(options), OptionsText(*first.options)));
+    } else if (!whereMissing.empty() && whereMissing != first.whereMissing) {
+        problems.Add("were measured with other options",
+                     DifferenceText(row, OptionsText(whereMissing), OptionsText(first.whereMissing)));
+    }
+}
+
+void MergedTable::ReadPart(std::uint32_t part, Measuring& first, MergeProblems& problems) {
     RowReader& reader = *parts_[part];
     std::string last;
     RowLabels labels(reader);
@@ -137,10 +160,7 @@ void MergedTable::ReadPart(std::uint32_t part, std::string& version, MergeProble
         }
         last = image;
         blocks_.push_back({ImageKey(image), reader.Offset(), reader.Length(), part, 0});
-        const std::string made = reader.Version();
-        if (version.empty()) version = made;
-        if (made == version) continue;
-        problems.Add("were measured by another version", VersionText(image, reader.Path(), made, version));
+        RequireSame(reader, first, problems);
     }
 }
 
@@ -197,7 +217,7 @@ std::vector<std::uint32_t> MergedTable::InNaturalOrder() const {
         std::string image;
         std::uint32_t block;
     };
-    const auto isLater = [](const Front& a, const Front& b) { return NaturalLess(b.image, a.image); };
+    const auto isLater = [](const Front& a, const Front& b) { return WalkLess(b.image, a.image); };
     std::priority_queue<Front, std::vector<Front>, decltype(isLater)> fronts(isLater);
     for (std::uint32_t i = 0; i < blocks_.size(); ++i) {
         if (i == 0 || blocks_[i].part != blocks_[i - 1].part) fronts.push({ImageOf(blocks_[i]), i});

@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,7 @@ namespace Korvane {
 class MergedTable {
 public:
     /// Reads the tables. Throws ToolkitError for those that cannot be read or have different columns. Problems are rows
-    /// of one image in two places, and of two versions of the program.
+    /// of one image in two places, and of two versions of the program or two choices of options.
     MergedTable(const std::vector<std::string>& parts, MergeProblems& problems);
 
     /// Puts the images into the order of the listing. Problems are images that are not in it. Returns its images
@@ -35,7 +36,14 @@ public:
     void Write(const std::function<void(const std::string& bytes)>& put) const;
 
 private:
-    void ReadPart(std::uint32_t part, std::string& version, MergeProblems& problems);
+    /// How the rows that were read first were measured.
+    struct Measuring {
+        std::string version;
+        std::optional<std::string> options;
+        std::string whereMissing;
+    };
+    void ReadPart(std::uint32_t part, Measuring& first, MergeProblems& problems);
+    static void RequireSame(const RowReader& row, Measuring& first, MergeProblems& problems);
     void RequireDistinct(MergeProblems& problems) const;
     std::string ImageOf(const RowBlock& block) const;
     std::vector<std::uint32_t> InNaturalOrder() const;

@@ -25,6 +25,9 @@ RowReader::RowReader(const std::string& path) : path_(path), file_(path, std::io
     imageColumn_ = ColumnNamed("image");
     versionColumn_ = ColumnNamed("program_version");
     labelColumn_ = ColumnNamed("label");
+    sizeColumn_ = ColumnNamed("pixel_size_nm");
+    sourceColumn_ = ColumnNamed("pixel_size_source");
+    preparedColumn_ = ColumnNamed("prepared");
     if (imageColumn_ >= 0) return;
     throw qvox::ToolkitError("'" + path +
                              "' is neither a measurement table nor a table of objects with the column image.");
@@ -84,6 +87,20 @@ std::string RowReader::Field(int column) const {
 unsigned long RowReader::Label() const {
     return labelColumn_ < 0 ? 0 : ParseNumber<unsigned long>(Field(labelColumn_)).value_or(0);
 }
+
+std::string RowReader::GivenSize(const std::string& option) const {
+    if (sizeColumn_ < 0 || sourceColumn_ < 0 || Field(sourceColumn_) != option) return "";
+    return option + " " + Field(sizeColumn_);
+}
+
+std::string RowReader::GivenOptions() const {
+    std::string options = GivenSize("--pixel-size");
+    const std::string prepared = preparedColumn_ < 0 ? std::string() : Field(preparedColumn_);
+    if (prepared.rfind("region ", 0) != 0) return options;
+    return options + (options.empty() ? "" : ", ") + prepared.substr(0, prepared.find("; "));
+}
+
+std::string RowReader::GivenWhereMissing() const { return GivenSize("--pixel-size-if-missing"); }
 
 int RowReader::ColumnNamed(const std::string& name) const {
     const auto columns = static_cast<int>(std::count(row_.begin(), row_.end(), separator_));

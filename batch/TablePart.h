@@ -34,6 +34,12 @@ public:
     /// The version of the program that measured; empty where the table does not tell.
     std::string Version() const { return versionColumn_ < 0 ? std::string() : Field(versionColumn_); }
 
+    /// What was given to all images when they were measured: "--pixel-size 2, region 0,0,200,200". Empty where the
+    /// images were taken as they are, or the table does not tell.
+    std::string GivenOptions() const;
+    /// "--pixel-size-if-missing 2" of an image that stores no pixel size; else empty.
+    std::string GivenWhereMissing() const;
+
     /// The row's label, from 1; 0 where the table has no column of them.
     unsigned long Label() const;
     /// Whether a label may have several rows: one for each of its pieces.
@@ -42,6 +48,7 @@ public:
 private:
     bool ReadRow();
     std::string Field(int column) const;
+    std::string GivenSize(const std::string& option) const;
     int ColumnNamed(const std::string& name) const;
 
     std::string path_;
@@ -52,6 +59,9 @@ private:
     int imageColumn_ = 0;
     int versionColumn_ = -1;
     int labelColumn_ = 1;
+    int sizeColumn_ = -1;
+    int sourceColumn_ = -1;
+    int preparedColumn_ = -1;
     std::uint64_t next_ = 0;
     std::uint64_t offset_ = 0;
     std::uint64_t length_ = 0;

@@ -187,9 +187,8 @@ private:
         const std::size_t next = listing_.images.size();
         if (2 * next >= slots_.size()) Grow();
         const std::size_t hash = std::hash<std::string>()(path);
-        std::size_t slot = FirstFree(hash, [&](std::uint32_t place) {
-            return hashes_[place] == hash && listing_.images[place] == path;
-        });
+        std::size_t slot = FirstFree(
+            hash, [&](std::uint32_t place) { return hashes_[place] == hash && listing_.images[place] == path; });
         if (slots_[slot] != kFree) return slots_[slot];
         slots_[slot] = static_cast<std::uint32_t>(next);
         hashes_.push_back(hash);
@@ -238,6 +237,20 @@ bool NaturalLess(const std::string& a, const std::string& b) {
     return a < b;
 }
 
+bool WalkLess(const std::string& a, const std::string& b) {
+    for (std::size_t at = 0;;) {
+        const std::size_t endA = a.find('/', at);
+        const std::size_t endB = b.find('/', at);
+        const bool isNameA = endA == std::string::npos;
+        const bool isNameB = endB == std::string::npos;
+        if (isNameA != isNameB) return isNameA;
+        const std::string partA = a.substr(at, endA - at);
+        const std::string partB = b.substr(at, endB - at);
+        if (isNameA || partA != partB) return NaturalLess(partA, partB);
+        at = endA + 1;
+    }
+}
+
 std::string FullPath(const std::string& path) {
     std::error_code noWorkingFolder;
     std::filesystem::path full = std::filesystem::absolute(path, noWorkingFolder);
@@ -252,8 +265,7 @@ std::string FullPath(const std::string& path) {
 
 bool HasImageEnding(const std::string& name) { return EndsWithAnyCase(name, ".tif") || EndsWithAnyCase(name, ".tiff"); }
 
-ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice,
-                        const PathList& files) {
+ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice, const PathList& files) {
     ImageListing listing;
     Collector collector(listing);
     for (const std::string& argument : arguments) {

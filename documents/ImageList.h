@@ -57,6 +57,9 @@ struct ImageListing {
 ImageListing ListImages(const std::vector<std::string>& arguments, const FolderChoice& choice = {},
                         const PathList& files = {});
 
+/// The order of ListImages for two paths below one folder: images before subfolders, each in natural order.
+bool WalkLess(const std::string& a, const std::string& b);
+
 /// "6 products of earlier runs".
 std::string ProductsText(std::size_t count);
 

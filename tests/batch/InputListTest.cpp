@@ -57,6 +57,16 @@ TEST(NaturalLess, ComparesNumbersByTheirValue) {
     EXPECT_FALSE(NaturalLess("a1", "a1"));
 }
 
+TEST(WalkLess, PutsAFoldersImagesBeforeItsSubfolders) {
+    EXPECT_TRUE(WalkLess("/in/z.tif", "/in/a/1.tif"));
+    EXPECT_FALSE(WalkLess("/in/a/1.tif", "/in/z.tif"));
+    EXPECT_TRUE(WalkLess("/in/a2/z.tif", "/in/a10/b.tif"));
+    EXPECT_FALSE(WalkLess("/in/a10/b.tif", "/in/a2/z.tif"));
+    EXPECT_TRUE(WalkLess("/in/a/2.tif", "/in/a/10.tif"));
+    EXPECT_TRUE(WalkLess("/in/a/2.tif", "/in/a-1/1.tif")) << "the folder's whole name counts";
+    EXPECT_FALSE(WalkLess("/in/a/2.tif", "/in/a/2.tif"));
+}
+
 TEST(NaturalLess, IsAStrictOrderOverNamesThatDifferInZerosAndCaseOnly) {
     std::vector<std::string> names;
     for (unsigned seed = 0; seed < 300; ++seed) {

@@ -196,8 +196,7 @@ TEST_F(Merge, ATableThatWasCutOffIsRefused) {
 TEST_F(Merge, RecordsOfFoldersBecomeOne) {
     for (int shard = 1; shard <= kShards; ++shard) {
         ASSERT_EQ(
-            RunThere({"detect", "-o", File("part" + std::to_string(shard)), "--shard", Part(shard), "in/b"}).status,
-            0);
+            RunThere({"detect", "-o", File("part" + std::to_string(shard)), "--shard", Part(shard), "in/b"}).status, 0);
     }
     std::vector<std::string> parts;
     for (const std::string& part : Parts("part")) {
@@ -319,9 +318,10 @@ TEST_F(Merge, FindsTheRecordsOfImagesThatWereMoved) {
     EXPECT_NE(old.messages.find("is none of the images. It is not there any more: if it was moved, measure writes"),
               std::string::npos)
         << old.messages;
-    ASSERT_EQ(RunProgram({"measure", "--recursive", "--labels", File("out"), "--csv", File("new.csv"), File("moved/in")})
-                  .status,
-              0);
+    ASSERT_EQ(
+        RunProgram({"measure", "--recursive", "--labels", File("out"), "--csv", File("new.csv"), File("moved/in")})
+            .status,
+        0);
     const ProgramResult run = MergeInto(File("m.csv"), {File("new.csv")}, known);
     EXPECT_EQ(run.status, 0) << run.messages;
     EXPECT_EQ(Contents(File("m.csv")), Contents(File("new.csv")));
@@ -330,6 +330,120 @@ TEST_F(Merge, FindsTheRecordsOfImagesThatWereMoved) {
     const ProgramResult more = MergeInto(File("more.csv"), {File("new.csv")}, known);
     EXPECT_NE(more.messages.find("a99.tif' is missing: no record tells of its labels."), std::string::npos)
         << more.messages;
+}
+
+TEST_F(Merge, RecordsOfSubfoldersBecomeThoseOfSubfolders) {
+    // One name in two folders is no label file that comes twice.
+    fs::copy(File("in/a2.tif"), File("in/b/a2.tif"));
+    Run({"detect", "-o", File("part{}")});
+    const std::vector<std::string> parts = Parts("part");
+    const ProgramResult flat = MergeInto(File("all"), parts);
+    EXPECT_EQ(flat.status, 2);
+    EXPECT_NE(flat.messages.find("--recursive takes th"), std::string::npos) << flat.messages;
+    EXPECT_FALSE(fs::exists(folder_.File("all")));
+    const ProgramResult run = MergeInto(File("all"), parts, All());
+    ASSERT_EQ(run.status, 0) << run.messages;
+    for (const std::string& part : parts) {
+        fs::copy(part, File("all"), fs::copy_options::recursive | fs::copy_options::skip_existing);
+    }
+    for (const auto& [folder, images] : {std::pair<const char*, std::size_t>{"", 2}, {"/b", 5}}) {
+        const nlohmann::json record = nlohmann::json::parse(RunProgram({"record", File("all") + folder}).output);
+        EXPECT_EQ(record.at("interrupted"), false);
+        EXPECT_EQ(record.at("images").size(), images) << folder;
+        for (const nlohmann::json& image : record.at("images")) EXPECT_EQ(image.at("describesLabels"), true) << image;
+    }
+    EXPECT_EQ(MergeInto(File("all"), parts, All()).status, 2) << "there is a record";
+    const ProgramResult less = MergeInto(File("less"), {parts[0], parts[1]}, All());
+    EXPECT_EQ(less.status, 1);
+    EXPECT_NE(less.messages.find("is missing: no record tells of its labels."), std::string::npos) << less.messages;
+}
+
+TEST_F(Merge, ARecordInASubfolderIsNotLeftOut) {
+    Run({"detect", "-o", File("out")}, 0);
+    const ProgramResult run = MergeInto(File("all"), {File("out")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.messages.find("The record of '" + File("out/b") +
+                                "' would be left out: --recursive takes those of "
+                                "subfolders."),
+              std::string::npos)
+        << run.messages;
+    EXPECT_FALSE(fs::exists(folder_.File("all")));
+}
+
+TEST_F(Merge, TablesOfFoldersComeInTheOrderOfARun) {
+    // Its images come after those of the folder that it lies in, and before those of b.
+    for (const char* const name : {"in/a/n1.tif", "in/a/n2.tif", "in/a/n3.tif", "in/a/n4.tif"}) {
+        fs::copy(File("in/a2.tif"), File(name));
+    }
+    Run({"detect", "-o", File("out"), "--csv", File("c{}.csv")});
+    EXPECT_EQ(MergeInto(File("natural.csv"), Parts("c", ".csv")).status, 0);
+    EXPECT_EQ(Contents(File("natural.csv")), Contents(File("c0.csv")));
+    // A list instead of folders; --recursive is then for the labels.
+    const ProgramResult all = RunThere({"info", "--json", "--recursive", "in"});
+    const nlohmann::json known = nlohmann::json::parse(all.output);
+    std::ofstream list(File("list.txt"));
+    for (const nlohmann::json& image : known.at("images")) list << image.at("path").get<std::string>() << "\n";
+    list.close();
+    const ProgramResult run = MergeInto(File("listed.csv"), Parts("c", ".csv"),
+                                        {"--files-from", File("list.txt"), "--labels", File("out"), "--recursive"});
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_EQ(Contents(File("listed.csv")), Contents(File("c0.csv")));
+    EXPECT_EQ(
+        MergeInto(File("listed.csv"), Parts("c", ".csv"), {"--files-from", File("list.txt"), "--recursive"}).status, 2);
+}
+
+TEST_F(Merge, RowsThatWereMeasuredWithOtherOptionsAreRefused) {
+    Run({"detect", "-o", File("out")}, 0);
+    const auto merged = [this](const std::vector<std::string>& first, const std::vector<std::string>& second) {
+        for (const int part : {1, 2}) {
+            std::vector<std::string> arguments{"measure",
+                                               "--recursive",
+                                               "--overwrite",
+                                               "--labels",
+                                               File("out"),
+                                               "--csv",
+                                               File("m" + std::to_string(part) + ".csv"),
+                                               "--shard",
+                                               std::to_string(part) + "/2"};
+            arguments = With(With(arguments, part == 1 ? first : second), {"in"});
+            EXPECT_EQ(RunThere(arguments).status, 0);
+        }
+        return MergeInto(File("all.csv"), {File("m1.csv"), File("m2.csv")}, {"--overwrite"});
+    };
+    const ProgramResult size = merged({}, {"--pixel-size", "3"});
+    EXPECT_EQ(size.status, 1);
+    EXPECT_NE(size.messages.find("m2.csv' are measured with --pixel-size 3, the first ones of whole images with the "
+                                 "pixel sizes that they store.\n"),
+              std::string::npos)
+        << size.messages;
+    EXPECT_EQ(merged({"--pixel-size", "3"}, {"--pixel-size", "3.5"}).status, 1);
+    EXPECT_EQ(merged({"--pixel-size", "3"}, {"--pixel-size", "3"}).status, 0);
+    // It is of no use where images store one.
+    EXPECT_EQ(merged({"--pixel-size-if-missing", "3"}, {"--pixel-size-if-missing", "4"}).status, 0);
+}
+
+TEST(MergeOfRows, OfTwoRegionsOrGivenPixelSizesAreRefused) {
+    const TemporaryFolder folder;
+    const auto merged = [&folder](const std::string& first, const std::string& second) {
+        std::ofstream table(folder.File("part"), std::ios::binary);
+        table << "image,label,pixel_size_nm,pixel_size_source,prepared\n/in/a.tif,1," << first << "\n/in/b.tif,1,"
+              << second << "\n";
+        table.close();
+        return RunProgram({"merge", "--overwrite", "-o", folder.File("all"), folder.File("part")});
+    };
+    const ProgramResult regions = merged("2,TIFF,\"region 0,0,9,9; 5 pixels filled\"", "2,TIFF,\"region 0,0,9,8\"");
+    EXPECT_EQ(regions.status, 1);
+    EXPECT_NE(
+        regions.messages.find("The rows of '/in/b.tif' in '" + folder.File("part") +
+                              "' are measured with region 0,0,9,8, the first ones measured with region 0,0,9,9.\n"),
+        std::string::npos)
+        << regions.messages;
+    EXPECT_EQ(merged("2,TIFF,\"region 0,0,9,9; 5 pixels filled\"", "3,TIFF,\"region 0,0,9,9; 7 pixels filled\"").status,
+              0);
+    EXPECT_EQ(merged("2,TIFF,5 pixels filled", "3,TIFF,").status, 0);
+    EXPECT_EQ(merged("2,--pixel-size-if-missing,", "3,--pixel-size-if-missing,").status, 1);
+    EXPECT_EQ(merged("2,--pixel-size-if-missing,", "3,TIFF,").status, 0);
+    EXPECT_EQ(merged("2,--pixel-size,", "3,TIFF,").status, 1);
 }
 
 TEST_F(Merge, TakesLabelsThatWereDrawnByHand) {

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ImageList.h"
+#include "KnownLabels.h"
+#include "MergeProblems.h"
+
+namespace Korvane {
+
+/// Records of folders of labels, and where they are entered of their subfolders, to be written below one folder.
+class MergedRecordTree {
+public:
+    /// Throws UsageError for a subfolder whose record would be left out, ToolkitError for a folder without any record.
+    /// Problems are images and label files that come twice, and labels that were made in different ways.
+    MergedRecordTree(const std::vector<std::string>& parts, Subfolders subfolders, MergeProblems& problems);
+
+    /// Problems are images of whose labels nothing is known.
+    void RequireAllImages(const ImageListing& listing, MergeProblems& problems) const;
+    /// The records that Write writes.
+    std::vector<std::string> Targets(const std::string& folder) const;
+    /// Writes into the folder and its subfolders, which are made. Throws UsageError and ToolkitError.
+    void Write(const std::string& folder) const;
+
+private:
+    using Groups =
+        std::map<std::string, std::vector<std::string>>;  // subfolder and the folders of the parts that have it
+
+    static Groups GroupsOf(const std::vector<std::string>& parts, Subfolders subfolders);
+    static std::vector<std::string> FoldersOf(const Groups& groups);
+
+    Groups groups_;
+    KnownLabels known_;
+};
+
+/// Throws UsageError.
+void MakeOutputFolder(const std::string& folder);
+
+}  // namespace Korvane
