@@ -8,7 +8,7 @@ sys.path.insert(0, os.path.join(workflow.basedir, "scripts"))
 import images as image_files
 from snakemake.common import Mode
 
-RESULTS = config["results"].rstrip("/")
+RESULTS = os.path.normpath(config["results"])
 LABELS = os.path.join(RESULTS, "labels")
 LISTS = os.path.join(RESULTS, "lists")
 PARTS = os.path.join(RESULTS, "parts")
@@ -26,6 +26,16 @@ DETECT = SIZE + option("--parameters", "parameters_file") + config["detect"]
 MEASURE = SIZE + config["measure"]
 GROUP_TABLE = [config["groups"]] if config["groups"] not in ("none", "folder") else []
 REPORT = SIZE + config["report"] + ([] if config["groups"] == "none" else ["--group-by", config["groups"]])
+
+def require_file(key):
+    # Where the results are there already, Snakemake passes over what has gone that they were made from.
+    if not os.path.isfile(config[key]):
+        raise WorkflowError(f"There is no file {config[key]!r}, which the key {key} of the configuration names.")
+
+if GROUP_TABLE:
+    require_file("groups")
+if "parameters_file" in config:
+    require_file("parameters_file")
 
 def version_text():
     # Of a container the image tells; the tool need not be outside.
@@ -47,7 +57,10 @@ def options_text():
 
 # Jobs of a run read this file too: they find what was written when it began, and do not walk the folders again.
 if workflow.mode == Mode.default:
-    IMAGES = image_files.images_of(config["images"], config["recursive"], RESULTS, config["exclude"])
+    try:
+        IMAGES = image_files.images_of(config["images"], config["recursive"], RESULTS, config["exclude"])
+    except OSError as error:
+        raise WorkflowError(f"The folder {error.filename!r} cannot be read: {error.strerror}.")
     if not IMAGES:
         raise WorkflowError(f"There are no TIFF files in {config['images']}")
     for number, images in image_files.parts_of(IMAGES, config["parts"]).items():

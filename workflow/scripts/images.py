@@ -11,7 +11,7 @@ import re
 
 # What the programs' products begin with; a picture of such a name is not analysed.
 PRODUCTS = ("seg_", "export_", "calibrated_", "compare_", "candidates_", "edges_", "filtered_", "separated_", "relief_",
-            "markers_")
+            "markers_", "marks_")
 RECORD = "korvane-record.jsonl"
 
 
