@@ -120,6 +120,8 @@ TEST_F(Results, ThePanelListsWhatThePositionHoldsAndFollowsEveryChange) {
     const wxSize before = frame->Canvas().GetSize();
     ShowPanel();
     EXPECT_EQ(frame->Canvas().GetSize().x, before.x) << "the image keeps its room";
+    EXPECT_GE(Panel().GetSize().x, frame->FromDIP(400));
+    EXPECT_GE(Panel().GetSize().y, frame->FromDIP(560)) << "the window grows with the panel";
     EXPECT_EQ(Rows(), (LabelList{1, 2}));
     EXPECT_TRUE(Panel().Statistics().StartsWith("2 objects, 2 counted\nMean ")) << Panel().Statistics();
     Run(kUndo);

@@ -49,6 +49,9 @@ TEST(ScaleBar, IsNoneWithoutRoomOrPixelSize) {
     EXPECT_FALSE(PlaceScaleBar(400, 400, 0.0));
     EXPECT_FALSE(PlaceScaleBar(400, 400, std::numeric_limits<double>::infinity()));
     EXPECT_FALSE(PlaceScaleBar(0, 0, 1.0));
+    // A margin of 4 pixels, a bar of 3, and 2 lines of 13.
+    EXPECT_TRUE(PlaceScaleBar(400, 33, 1.0));
+    EXPECT_FALSE(PlaceScaleBar(400, 32, 1.0));
 }
 
 TEST(ScaleBar, IsPaintedWhiteInABlackFrameWithItsTextAbove) {
