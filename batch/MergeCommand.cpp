@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "FolderLock.h"
 #include "ImageRun.h"
 #include "InputList.h"
 #include "KnownLabels.h"
@@ -125,8 +126,8 @@ bool Tell(const MergeProblems& problems, const MergeOptions& options, Progress& 
 }
 
 /// The standard output gets the table piece by piece, a file as a whole or not at all.
-void WriteTable(const MergedTable& table, const std::string& output, const Streams& streams) {
-    if (output == "-") {
+void WriteTable(const MergedTable& table, const MergeOptions& options, const Streams& streams) {
+    if (options.output == "-") {
         table.Write([&streams](const std::string& bytes) {
             if (!WriteOut(streams.output, bytes)) {
                 throw qvox::ToolkitError("Cannot write to the standard output: " +
@@ -135,7 +136,9 @@ void WriteTable(const MergedTable& table, const std::string& output, const Strea
         });
         return;
     }
-    qvox::AtomicFile file(output);
+    const FolderLock lock({FolderOfFile(options.output)});
+    if (options.existing != ExistingLabels::kReplace) RequireStillFree(options.output);
+    qvox::AtomicFile file(options.output);
     table.Write([&file](const std::string& bytes) { file.Write(bytes.data(), bytes.size()); });
     // A write that failed makes Commit throw with its cause.
     file.Commit();
@@ -155,7 +158,7 @@ int MergeTables(const MergeOptions& options, const Streams& streams, Progress& p
     }
     if (known != nullptr) RequireRecords(table, *known, problems);
     if (Tell(problems, options, progress)) return kExitSomeFailed;
-    WriteTable(table, options.output, streams);
+    WriteTable(table, options, streams);
     return kExitDone;
 }
 
@@ -171,6 +174,14 @@ void MakeOutputFolder(const std::string& folder) {
     std::filesystem::create_directories(folder, failure);
     if (!failure) return;
     throw UsageError("The folder '" + folder + "' cannot be created: " + failure.message() + ".");
+}
+
+/// Under the lock of the folder: another merge may have written there since this one began.
+void RequireFolderStillFree(const MergeOptions& options, const PartKinds& kinds) {
+    if (options.existing == ExistingLabels::kReplace) return;
+    if (kinds.records) RequireStillFree(options.output + "/" + kRecordName);
+    const std::string report = kinds.reports ? ExistingReportFile(options.output) : "";
+    if (!report.empty()) throw MadeMeanwhile(report);
 }
 
 /// Records, reports, or both of the same folders. Nothing is written unless all of it can be.
@@ -196,8 +207,11 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
     }
     if (Tell(problems, options, progress)) return kExitSomeFailed;
     MakeOutputFolder(options.output);
+    // Record and report are of one merge, whoever merges into the folder at the same time.
+    const FolderLock lock({options.output});
+    RequireFolderStillFree(options, kinds);
     if (known) known->Records().Write(options.output);
-    return !report || report->Write(options.output, existing, progress) ? kExitDone : kExitSomeFailed;
+    return !report || report->Write(options.output, lock, existing, progress) ? kExitDone : kExitSomeFailed;
 }
 
 }  // namespace

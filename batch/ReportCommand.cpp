@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "CsvOptions.h"
+#include "FolderLock.h"
 #include "ImageGroups.h"
 #include "ImageRun.h"
 #include "InputList.h"
@@ -167,7 +168,7 @@ std::unique_ptr<ReportBuilder> Begin(const ReportCommandOptions& options, const 
 bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, const Streams& streams) {
     Progress progress(streams.messages, options.input.verbosity, 0);
     const std::string folder = FullPath(options.folder);
-    if (!options.input.shard) return WriteWholeReport(builder, folder, progress);
+    if (!options.input.shard) return WriteWholeReport(builder, folder, FolderLock({folder}), progress);
     try {
         builder.WritePart();
         progress.Note("The part of the report is '" + PathText(folder + "/" + kReportPartName) +

@@ -1,7 +1,6 @@
 #include "TablePlace.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "ExceptionText.h"
+#include "FolderLock.h"
 #include "ImageList.h"
 #include "ImageRun.h"
 #include "PathText.h"
@@ -62,23 +62,6 @@ TableKind KindOf(const std::string& given, const std::string& path) {
     const bool isOther = isThere && !S_ISREG(status.st_mode);
     return isOther || IsDescriptor(path) ? TableKind::kDevice : TableKind::kFile;
 }
-
-/// Keeps two runs from adding to one table at a time, where the file system has locks.
-class FolderLock {
-public:
-    explicit FolderLock(const std::string& folder) : fd_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        while (fd_ >= 0 && ::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
-        }
-    }
-    ~FolderLock() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
-
-private:
-    int fd_;
-};
 
 /// The contents that --append finds in the file, with the end of its last line.
 void CopyTable(const std::string& path, qvox::AtomicFile& file) {
@@ -172,7 +155,7 @@ wxString TablePlace::Write(RowSpool& rows, const TableRun& run, std::FILE* outpu
             case TableKind::kFile:
                 break;
         }
-        const FolderLock lock(fs::path(path_).parent_path().string());
+        const FolderLock lock({FolderOfFile(path_)});
         if (IsThere() && rules_.existing == ExistingTable::kRefuse) {
             return Missing("'" + PathText(path_) + "' was made by another program meanwhile and is kept");
         }

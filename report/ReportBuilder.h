@@ -20,6 +20,7 @@
 
 namespace Korvane {
 
+class FolderLock;
 struct ReportPageParts;
 struct ReportPartImage;
 
@@ -87,10 +88,14 @@ public:
 
     /// Writes figures/, objects.csv, summary.csv, bins.csv and, last, report.html; each file complete or absent.
     /// Returns what is missing, for a person; empty where nothing is. `notify` gets what is done next; what it throws
-    /// ends the work, and a page that was there is then as it was. Throws ToolkitError.
+    /// ends the work, and a page that was there is then as it was. Throws ToolkitError, also where another program has
+    /// made a report there meanwhile that is not to be replaced. Holds the lock of the folder: of several programs the
+    /// report is that of one as a whole.
     wxString Write(const std::function<void(const wxString& step)>& notify);
+    /// The same for who has the lock of the folder already.
+    wxString Write(const FolderLock& lock, const std::function<void(const wxString& step)>& notify);
 
-    /// Writes the one file that a part of a report is (ReportPart.h), complete or not at all. Throws ToolkitError.
+    /// Writes the one file that a part of a report is (ReportPart.h), complete or not at all. Throws as Write.
     void WritePart();
 
 private:
