@@ -18,6 +18,7 @@
 #include "ImageList.h"
 #include "ImageRun.h"
 #include "PathText.h"
+#include "RunFolders.h"
 #include "ToolkitError.h"
 #include "files/AtomicFile.h"
 
@@ -89,13 +90,14 @@ bool HasBytes(const std::string& path) {
 
 }  // namespace
 
-TablePlace::TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath)
+TablePlace::TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath,
+                       const std::vector<std::string>& foldersToBe)
     : name_(contents.name), likeIt_(contents.likeIt), header_(contents.header), rules_(rules), kind_(withoutPath) {
     if (!contents.path) return;
     given_ = *contents.path;
     path_ = FullPath(given_);
     kind_ = KindOf(given_, path_);
-    if (kind_ == TableKind::kFile) RequireFile();
+    if (kind_ == TableKind::kFile) RequireFile(foldersToBe);
     if (kind_ == TableKind::kDevice && ::access(path_.c_str(), W_OK) != 0) {
         throw UsageError("The table '" + given_ + "' cannot be written to: " + std::generic_category().message(errno) +
                          ".");
@@ -106,14 +108,15 @@ wxString TablePlace::Missing(const wxString& cause) const { return "The " + name
 
 bool TablePlace::IsThere() const { return HasBytes(path_); }
 
-void TablePlace::RequireFile() const {
+void TablePlace::RequireFile(const std::vector<std::string>& foldersToBe) const {
     const auto refuse = [this](const std::string& cause) { throw UsageError("The table '" + given_ + "' " + cause); };
     std::error_code failure;
     if (fs::path(path_).filename() == kRecordName) refuse("would be written where the record of the labels goes.");
     if (fs::exists(path_, failure) && ::access(path_.c_str(), W_OK) != 0) {
         refuse("cannot be replaced: " + std::generic_category().message(errno) + ".");
     }
-    if (::access(fs::path(path_).parent_path().c_str(), W_OK | X_OK) != 0) {
+    const std::string folder = fs::path(path_).parent_path().string();
+    if (!WouldBeMade(folder, foldersToBe) && ::access(folder.c_str(), W_OK | X_OK) != 0) {
         refuse("cannot be written: " + std::generic_category().message(errno) + ".");
     }
     // An empty file holds nothing that could be lost.

@@ -199,6 +199,53 @@ TEST_F(Jobs, ADryRunAgreesWithTheRun) {
     }
 }
 
+TEST_F(Jobs, ADryRunNamesTheTablesOfTheRun) {
+    Image("in/a.tif");
+    // The folder is made by the run, so the table in it can be.
+    const std::string out = folder_.File("none/out");
+    const ProgramResult run =
+        RunProgram({"detect", "--dry-run", "-o", out, "--table", out + "/t.txt", "--csv", File("all.csv"), File("in")});
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_NE(run.output.find("\nTo write: '" + out + "/t.txt'\nTo write: '" + File("all.csv") + "'\n"),
+              std::string::npos)
+        << run.output;
+    EXPECT_FALSE(fs::exists(folder_.File("none")));
+    EXPECT_FALSE(fs::exists(File("all.csv")));
+    const ProgramResult printed = RunProgram({"measure", "--dry-run", File("in")});
+    EXPECT_EQ(printed.output.find("To write"), std::string::npos) << printed.output;
+}
+
+TEST_F(Jobs, ADryRunIsRefusedWhereTheRunIs) {
+    Image("in/a.tif");
+    std::ofstream(File("all.csv")) << "label\n";
+    std::ofstream(File("file")) << "x";
+    const std::vector<std::vector<std::string>> refused{{"--csv", File("all.csv")},
+                                                        {"--csv", File("all.csv"), "--append"},
+                                                        {"--csv", folder_.File("none/x.csv")},
+                                                        {"--table", folder_.File("out/deeper/x.txt")},
+                                                        {"--table", "-", "--csv", "-"},
+                                                        {"--stages", File("file")},
+                                                        {"--stages", folder_.File("file/stages")}};
+    for (const std::vector<std::string>& options : refused) {
+        std::vector<std::string> arguments{"detect", "-o", folder_.File("out"), File("in")};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        std::vector<std::string> dryArguments = arguments;
+        dryArguments.emplace_back("--dry-run");
+        const ProgramResult dry = RunProgram(dryArguments);
+        EXPECT_FALSE(fs::exists(folder_.File("out"))) << options.back();
+        const ProgramResult run = RunProgram(arguments);
+        fs::remove_all(folder_.File("out"));
+        EXPECT_EQ(run.status, 2) << options.back();
+        EXPECT_EQ(dry.status, 2) << options.back() << ": " << dry.output;
+        EXPECT_EQ(dry.output, "");
+        EXPECT_FALSE(dry.messages.empty());
+        // The words for a file in the way of a folder are the system's in the run.
+        if (options.front() == "--stages") continue;
+        EXPECT_EQ(dry.messages, run.messages) << options.back();
+    }
+    EXPECT_EQ(Contents(File("all.csv")), "label\n");
+}
+
 TEST_F(Jobs, InfoPrintsOneJsonDocument) {
     Image("in/a.tif");
     Image("in/b.tif", 2000.0f * 20.0f);
