@@ -96,6 +96,7 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
         job.Outcome().state = ImageState::kNoLabels;
         return;
     }
+    job.TimeLeft().Check();
     if (job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
         job.Outcome().state = ImageState::kNoLabels;
         job.TellNoLabels();
@@ -109,12 +110,15 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
     result.path = job.Files().input.utf8_string();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
         result.comparison = CompareLabels(truth, position.labels, options.threshold);
+        job.TimeLeft().Check();
         FindStages(job, options, position, truth, result);
         return 0;
     });
+    job.TimeLeft().Check();
     if (options.overlay) {
         DoFileTask(FileTask::kExportPicture, job.Name(), [&] {
             const ColourPicture picture = PaintComparison(position.image, truth, position.labels, result.comparison);
+            job.TimeLeft().Check();
             qvox::SaveImageFile(PathBytes(job.Files().comparison), picture);
             return 0;
         });

@@ -96,9 +96,11 @@ void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuild
     Preparation preparation(job, options, position);
     if (origin.prepared.empty()) origin.prepared = job.Outcome().prepared;
     const qvox::VoxelImage<std::uint8_t>& excluded = preparation.Excluded();
+    job.TimeLeft().Check();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
-        builder.Add(index, {position.image, position.labels, job.Outcome().resolutionSource, origin, job.Warnings(),
-                            excluded.Empty() ? nullptr : &excluded, preparation.Part()});
+        builder.Add(index,
+                    {position.image, position.labels, job.Outcome().resolutionSource, origin, job.Warnings(),
+                     excluded.Empty() ? nullptr : &excluded, preparation.Part(), [&job] { job.TimeLeft().Check(); }});
         return 0;
     });
     job.Outcome().state = ImageState::kDone;

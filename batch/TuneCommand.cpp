@@ -53,6 +53,7 @@ void ReadLesson(ImageJob& job, const TuneOptions& options, Lessons& lessons) {
         job.Outcome().state = ImageState::kNoLabels;
         return;
     }
+    job.TimeLeft().Check();
     if (!(position.image.Resolution().x > 0.0f)) {
         throw ImageFailure{{"Cannot learn from '" + job.Files().input +
                             "'! (The file stores no pixel size; give it with --pixel-size NM)"}};

@@ -248,7 +248,7 @@ std::string ReportBuilder::ThumbnailsNote() const {
 void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     const ObjectColumn& diameter = ColumnNamed(numbers_.diameter);
     const std::vector<ObjectMeasures> objects =
-        MeasureEverything(source.image, source.labels, {source.excluded, source.part});
+        MeasureEverything(source.image, source.labels, {source.excluded, source.part, source.beforeEachObject});
     ReportedImage image = Blank(index);
     const PixelScale scale = ScaleOf(source.image.Resolution());
     image.widthPx = source.image.SizeX();
@@ -266,6 +266,7 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     const bool hasThumbnail = HasThumbnail(index);
     std::vector<ThumbnailObject> drawn;
     for (const ObjectMeasures& object : objects) {
+        if (source.beforeEachObject) source.beforeEachObject();
         const std::string reasons = WhyNotCounted(options_.selection, object);
         for (const std::string& reason : Split(reasons)) ++image.leftOut[reason];
         const std::optional<double> size = diameter.value(object);

@@ -62,6 +62,7 @@ struct ReportSource {
     std::vector<wxString> warnings;
     const qvox::VoxelImage<std::uint8_t>* excluded = nullptr;  ///< pixels other than 0 were filled; null: none
     std::optional<ImagePart> part = std::nullopt;              ///< that was analysed; none: all of the image
+    std::function<void()> beforeEachObject = nullptr;          ///< what it throws ends the measuring; null: nothing
 };
 
 /// Throws ToolkitError where the folder holds a report that is not to be replaced.
