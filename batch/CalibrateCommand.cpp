@@ -60,8 +60,11 @@ qvox::VoxelImage<float> LoadGrey(const std::string& path, const qvox::ReadOption
 /// The size of a pixel of the image whose own scale bar is this long.
 double PixelSizeByBar(const ImageJob& job, const qvox::ReadOptions& reading, double barLengthNm) {
     const Annotations found = DoFileTask(FileTask::kLoadInput, job.Files().input, [&] {
-        return FindAnnotations(LoadGrey(PathBytes(job.Files().input), reading));
+        const qvox::VoxelImage<float> grey = LoadGrey(PathBytes(job.Files().input), reading);
+        job.TimeLeft().Check();
+        return FindAnnotations(grey);
     });
+    job.TimeLeft().Check();
     const std::vector<std::int64_t> lengths = BarLengthsPx(found.pieces);
     if (lengths.empty()) throw Failure(job.Files(), "No scale bar is found in it; give --pixel-size");
     if (lengths.size() > 1) {
@@ -86,6 +89,7 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     CopyChanges changes;
     changes.reading = options.input.reading;
     changes.reading.colour = options.colour;
+    changes.beforeWriting = [&job] { job.TimeLeft().Check(); };
     if (options.barLengthNm) {
         const double nm = PixelSizeByBar(job, changes.reading, *options.barLengthNm);
         changes.pixelsPerUm = static_cast<float>(1000.0 / nm);
@@ -97,6 +101,8 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
         const std::string from = PathBytes(files.input);
         const qvox::VoxelType type = isGrey ? info.type : qvox::GreyTypeOf(from, changes.reading);
         WriteCopy(from, PathBytes(files.copy), type, changes);
+    } catch (const TimeLimitReached&) {
+        throw;
     } catch (...) {
         const wxString hint = options.colour == qvox::ColourRule::kEqualChannels && !IsInputType(info.type)
                                   ? "; --luminance takes the luminance of colours"

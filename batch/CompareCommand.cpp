@@ -11,6 +11,7 @@
 #include "ComparisonOverlay.h"
 #include "ComparisonReport.h"
 #include "CompleteFile.h"
+#include "FolderLock.h"
 #include "Gnuplot.h"
 #include "ImageRun.h"
 #include "ParseNumber.h"
@@ -95,6 +96,7 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
         job.Outcome().state = ImageState::kNoLabels;
         return;
     }
+    job.TimeLeft().Check();
     if (job.ReadLabels(job.Files().seeds, position.labels) == LabelsFound::kNoFile) {
         job.Outcome().state = ImageState::kNoLabels;
         job.TellNoLabels();
@@ -108,12 +110,15 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
     result.path = job.Files().input.utf8_string();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
         result.comparison = CompareLabels(truth, position.labels, options.threshold);
+        job.TimeLeft().Check();
         FindStages(job, options, position, truth, result);
         return 0;
     });
+    job.TimeLeft().Check();
     if (options.overlay) {
         DoFileTask(FileTask::kExportPicture, job.Name(), [&] {
             const ColourPicture picture = PaintComparison(position.image, truth, position.labels, result.comparison);
+            job.TimeLeft().Check();
             qvox::SaveImageFile(PathBytes(job.Files().comparison), picture);
             return 0;
         });
@@ -163,9 +168,20 @@ void MakeFigureFolder(const std::optional<std::string>& folder) {
     if (failure) throw UsageError("The folder '" + *folder + "' cannot be created: " + failure.message() + ".");
 }
 
-/// False when something could not be written.
-bool WriteReport(const ComparisonReport& report, const CompareOptions& options, const Streams& streams) {
-    bool isWritten = WriteOut(streams.output, ComparisonText(report));
+/// The folders of what is written for all images together.
+std::vector<std::string> ResultFolders(const CompareOptions& options) {
+    std::vector<std::string> folders;
+    for (const std::optional<std::string>& file : {options.csv, options.objects, options.json}) {
+        if (file) folders.push_back(FolderOfFile(*file));
+    }
+    if (options.figure) folders.push_back(*options.figure);
+    return folders;
+}
+
+/// Where another program has made one of the files meanwhile, none is written: those of two comparisons side by side
+/// could be taken for those of one. False when something could not be written.
+bool WriteFiles(const ComparisonReport& report, const CompareOptions& options, const Streams& streams) {
+    bool isWritten = true;
     const auto attempt = [&](const auto& write) {
         try {
             write();
@@ -174,6 +190,13 @@ bool WriteReport(const ComparisonReport& report, const CompareOptions& options, 
             isWritten = false;
         }
     };
+    const FolderLock lock(ResultFolders(options));
+    if (options.existing == ExistingLabels::kSkip) {
+        for (const std::optional<std::string>& file : {options.csv, options.objects, options.json}) {
+            if (file) attempt([&] { RequireStillFree(*file); });
+        }
+        if (!isWritten) return false;
+    }
     if (options.csv) attempt([&] { WriteCompleteFile(*options.csv, ComparisonCsv(report)); });
     if (options.objects) attempt([&] { WriteCompleteFile(*options.objects, ComparedObjectsCsv(report)); });
     if (options.json) attempt([&] { WriteCompleteFile(*options.json, ComparisonJson(report)); });
@@ -257,7 +280,8 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
         WriteOut(streams.messages, "warning: Images failed: the scores are those of the other " +
                                        std::to_string(report.images.size()) + ".\n");
     }
-    return WriteReport(report, options, streams) ? status : kExitSomeFailed;
+    const bool isTold = WriteOut(streams.output, ComparisonText(report));
+    return WriteFiles(report, options, streams) && isTold ? status : kExitSomeFailed;
 }
 
 }  // namespace Korvane

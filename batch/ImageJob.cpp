@@ -65,6 +65,7 @@ wxString SummaryOf(const ImageRun& run, const ImageOutcome& outcome) {
 }  // namespace
 
 qvox::ImageFileInfo ImageJob::InspectAnyType() {
+    turn_.deadline.Check();
     qvox::ImageFileInfo info = DoFileTask(FileTask::kLoadInput, files_.input, [this] {
         return qvox::InspectImageFile(PathBytes(files_.input), run_.input.reading);
     });
@@ -150,6 +151,7 @@ Position ImageJob::Load() {
         SettleResolution(loaded.image, file.Info());
         return loaded;
     });
+    turn_.deadline.Check();
     position.labels.SetResolution(position.image.Resolution());
     return position;
 }
@@ -159,6 +161,7 @@ LabelsFound ImageJob::ReadLabels(const wxString& from, qvox::LabelImage& labels)
 }
 
 LabelsFound ImageJob::NoteCount(const qvox::LabelImage& labels, LabelsFound found) {
+    turn_.deadline.Check();
     if (found == LabelsFound::kLoaded) outcome_.objectCount = CountLabels(labels);
     return found;
 }
@@ -176,6 +179,7 @@ void ImageJob::MakeTableRows(const qvox::LabelImage& labels) {
     if (run_.MakesTable() || run_.places.csv) WarnWithoutPixelSize();
     if (!run_.MakesTable()) return;
     outcome_.rows = DoFileTask(FileTask::kMeasure, Name(), [&] { return MeasurementRows(files_.input, labels); });
+    turn_.deadline.Check();
 }
 
 void ImageJob::MakeRows(const Position& position) {
@@ -190,11 +194,14 @@ void ImageJob::MakeRows(const Position& position) {
         if (selection.LeavesOut() || counted < objects.size()) outcome_.countedObjects = counted;
         return run_.objectTable.Rows(image, objects);
     });
+    turn_.deadline.Check();
 }
 
 void ImageJob::PaintOverlay(const Position& position, const OverlayStyle& style) {
+    turn_.deadline.Check();
     DoFileTask(FileTask::kExportPicture, Name(), [&] {
         const ColourPicture painted = PaintOverlayOf(position, style, Profiles());
+        turn_.deadline.Check();
         const std::string path = PathBytes(files_.picture);
         if (run_.places.overlayFormat == OverlayFormat::kPng) {
             WriteCompleteFile(path, EncodePng(painted));

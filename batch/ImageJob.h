@@ -70,11 +70,13 @@ struct ImageFailure {
     FailureText text;
 };
 
-/// Runs one file task and turns its failure into the task's message.
+/// Runs one file task and turns its failure into the task's message; an image whose time is over is no failure of it.
 template <typename Work>
 auto DoFileTask(FileTask task, const wxString& name, Work work) {
     try {
         return work();
+    } catch (const TimeLimitReached&) {
+        throw;
     } catch (...) {
         throw ImageFailure{TextOfFailure(task, name, std::current_exception())};
     }
@@ -102,6 +104,8 @@ public:
     const qvox::PartRunner& RunParts() const { return runParts_; }
     /// To be checked between the steps of the work, as long as none of its results is written.
     const Deadline& TimeLeft() const { return turn_.deadline; }
+    /// Tables and overlay of labels that are there are made whatever the time: those of a run would lack them else.
+    void LiftTimeLimit() { turn_.deadline = Deadline(std::nullopt); }
     Progress& Messages() { return progress_; }
     ImageOutcome& Outcome() { return outcome_; }
     /// How many stages the progress has shown of this image.
@@ -137,8 +141,10 @@ public:
         excluded_ = std::move(excluded);
         part_ = part;
     }
-    /// What measures may look at.
-    EdgeProfileOptions Profiles() const { return {excluded_.Empty() ? nullptr : &excluded_, part_}; }
+    /// What measures may look at, and for how long: as long as the job is there.
+    EdgeProfileOptions Profiles() const {
+        return {excluded_.Empty() ? nullptr : &excluded_, part_, [this] { TimeLeft().Check(); }};
+    }
     void TellNoLabels();
     /// A warning that begins with the image's path; none for an empty text.
     void Warn(const wxString& text);

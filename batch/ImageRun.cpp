@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <functional>
-#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -23,6 +22,7 @@
 #include "Progress.h"
 #include "ResultNames.h"
 #include "RowSpool.h"
+#include "RunFolders.h"
 #include "TablePlace.h"
 #include "VisibleText.h"
 #include "WorkQueue.h"
@@ -31,33 +31,6 @@
 namespace Korvane {
 
 namespace {
-
-void MakeFolder(const std::optional<std::string>& folder) {
-    if (!folder) return;
-    std::error_code failure;
-    std::filesystem::create_directories(*folder, failure);
-    if (failure) throw UsageError("The folder '" + *folder + "' cannot be made: " + failure.message() + ".");
-    if (!std::filesystem::is_directory(*folder, failure)) throw UsageError("'" + *folder + "' is no folder.");
-    if (::access(folder->c_str(), W_OK | X_OK) != 0) {
-        throw UsageError("The folder '" + *folder +
-                         "' cannot be written to: " + std::generic_category().message(errno) + ".");
-    }
-}
-
-/// The folders that the run writes into. Those below them mirror the ones of the images.
-void MakeFolders(const ImageRun& run, const FilePlan& plan) {
-    const std::optional<std::string> output = run.written.empty() ? std::nullopt : run.places.output;
-    MakeFolder(output);
-    MakeFolder(run.places.stages);
-    std::set<wxString> subfolders;
-    for (std::size_t i = 0; i < plan.Count(); ++i) {
-        const wxString subfolder = plan.Files(i).subfolder;
-        if (subfolder.empty() || !subfolders.insert(subfolder).second) continue;
-        for (const auto& folder : {output, run.places.stages}) {
-            if (folder) MakeFolder(PathBytes(*FolderFor(folder, subfolder)));
-        }
-    }
-}
 
 void RequireLabelsFolder(const Places& places) {
     std::error_code failure;
@@ -131,10 +104,29 @@ void WarnOfBrokenRows(const FilePlan& plan, Progress& progress) {
     }
 }
 
+struct TablePlaces {
+    TablePlace table;
+    TablePlace objects;
+};
+
+/// Where the tables of a run go. Throws UsageError where they cannot; `foldersToBe` as for a TablePlace.
+TablePlaces TablePlacesOf(const ImageRun& run, const std::vector<std::string>& foldersToBe) {
+    const bool toOutput = run.withoutTable == WithoutTable::kStandardOutput;
+    TablePlaces places{
+        TablePlace({"measurement table", "measurement table", run.places.table, MeasurementHeader() + "\n"},
+                   run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone, foldersToBe),
+        TablePlace(
+            {"table of objects", "table of objects with these columns", run.places.csv, run.objectTable.Header()},
+            run.tableRules, TableKind::kNone, foldersToBe)};
+    if (places.table.Kind() == TableKind::kStream && places.objects.Kind() == TableKind::kStream) {
+        throw UsageError("Only one table can go to the standard output.");
+    }
+    return places;
+}
+
 /// A table of a run with its rows.
 struct RunTable {
-    RunTable(const TableContents& contents, const TableRules& rules, TableKind withoutPath, std::size_t images)
-        : place(contents, rules, withoutPath), rows(images, place.SpoolFolder()) {}
+    RunTable(TablePlace where, std::size_t images) : place(std::move(where)), rows(images, place.SpoolFolder()) {}
     TablePlace place;
     RowSpool rows;
 };
@@ -207,6 +199,20 @@ std::size_t DoImages(const ImageRun& run, const FilePlan& plan, const CoreShares
     return withFurtherPages;
 }
 
+/// Refuses what the run would be refused for, and prints what it would do.
+int TryImages(ImageRun run, const FilePlan& plan, const Streams& streams) {
+    const std::vector<std::string> folders = FoldersToWrite(run, plan);
+    RequireFoldersCanBe(folders);
+    RequireNamesFit(plan);
+    const TablePlaces tables = TablePlacesOf(run, folders);
+    for (const TablePlace* const table : {&tables.table, &tables.objects}) {
+        if (!table->Path().empty()) run.dryRun.writes.push_back(PathText(table->Path()));
+    }
+    Progress progress(streams.messages, run.input.verbosity, 0);
+    TellImages(run, plan, progress);
+    return PrintDryRun(run, plan, streams);
+}
+
 }  // namespace
 
 bool WriteOut(std::FILE* stream, const std::string& text) {
@@ -219,22 +225,12 @@ int RunImages(const ImageRun& run, const Streams& streams) {
                         run.listing ? *run.listing : ExpandInputs(run.input, run.places.output), run.input.shard);
     const CoreShares shares = ShareOut(run.jobs);
     RequireLabelsFolder(run.places);
-    if (run.jobs.dryRun) {
-        Progress progress(streams.messages, run.input.verbosity, 0);
-        TellImages(run, plan, progress);
-        return PrintDryRun(run, plan, streams);
-    }
-    MakeFolders(run, plan);
+    if (run.jobs.dryRun) return TryImages(run, plan, streams);
+    MakeFolders(FoldersToWrite(run, plan));
     RequireNamesFit(plan);
-    const bool toOutput = run.withoutTable == WithoutTable::kStandardOutput;
-    RunTable table({"measurement table", "measurement table", run.places.table, MeasurementHeader() + "\n"},
-                   run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone, plan.Count());
-    RunTable objects(
-        {"table of objects", "table of objects with these columns", run.places.csv, run.objectTable.Header()},
-        run.tableRules, TableKind::kNone, plan.Count());
-    if (table.place.Kind() == TableKind::kStream && objects.place.Kind() == TableKind::kStream) {
-        throw UsageError("Only one table can go to the standard output.");
-    }
+    TablePlaces places = TablePlacesOf(run, {});
+    RunTable table(std::move(places.table), plan.Count());
+    RunTable objects(std::move(places.objects), plan.Count());
 
     Progress progress(streams.messages, run.input.verbosity, plan.Count());
     TellImages(run, plan, progress);

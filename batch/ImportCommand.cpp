@@ -54,6 +54,7 @@ void ImportImage(ImageJob& job, const ImportOptions& options) {
     const LabelStart start{LabelStart::Kind::kImported, foreign};
     std::error_code unreachable;
     if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(PathBytes(files.labels), unreachable)) {
+        job.LiftTimeLimit();
         job.Outcome().state = ImageState::kSkipped;
         job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels +
                             "' exists (--overwrite replaces it).");
@@ -73,6 +74,7 @@ void ImportImage(ImageJob& job, const ImportOptions& options) {
         LoadForeignLabels(foreign, position.labels);
         return 0;
     });
+    job.TimeLeft().Check();
     job.KeepLabels(position.labels, start);
     job.Outcome().state = ImageState::kDone;
 }

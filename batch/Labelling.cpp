@@ -20,6 +20,7 @@ namespace {
 /// The labels exist and are to stay: only their table rows and overlay are made.
 void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
     const ImageFiles& files = job.Files();
+    job.LiftTimeLimit();
     job.Outcome().state = ImageState::kSkipped;
     job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels + "' exists (--overwrite replaces it).");
     CompareWithRecord(job, options.recordCheck);
@@ -83,6 +84,7 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     job.RestrictMeasures(std::move(preparation.Excluded()), preparation.Part());
     job.KeepLabels(position.labels,
                    maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
+    job.LiftTimeLimit();
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position);
     if (options.overlay) job.PaintOverlay(position, options.style);

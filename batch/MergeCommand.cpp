@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "FolderLock.h"
 #include "ImageRun.h"
 #include "InputList.h"
 #include "KnownLabels.h"
@@ -129,8 +130,8 @@ bool Tell(const MergeProblems& problems, const MergeOptions& options, Progress& 
 }
 
 /// The standard output gets the table piece by piece, a file as a whole or not at all.
-void WriteTable(const MergedTable& table, const std::string& output, const Streams& streams) {
-    if (output == "-") {
+void WriteTable(const MergedTable& table, const MergeOptions& options, const Streams& streams) {
+    if (options.output == "-") {
         table.Write([&streams](const std::string& bytes) {
             if (!WriteOut(streams.output, bytes)) {
                 throw qvox::ToolkitError("Cannot write to the standard output: " +
@@ -139,7 +140,9 @@ void WriteTable(const MergedTable& table, const std::string& output, const Strea
         });
         return;
     }
-    qvox::AtomicFile file(output);
+    const FolderLock lock({FolderOfFile(options.output)});
+    if (options.existing != ExistingLabels::kReplace) RequireStillFree(options.output);
+    qvox::AtomicFile file(options.output);
     table.Write([&file](const std::string& bytes) { file.Write(bytes.data(), bytes.size()); });
     // A write that failed makes Commit throw with its cause.
     file.Commit();
@@ -159,8 +162,16 @@ int MergeTables(const MergeOptions& options, const Streams& streams, Progress& p
     }
     if (known != nullptr) RequireRecords(table, *known, problems);
     if (Tell(problems, options, progress)) return kExitSomeFailed;
-    WriteTable(table, options.output, streams);
+    WriteTable(table, options, streams);
     return kExitDone;
+}
+
+/// Under the lock of the folder: another merge may have written there since this one began.
+void RequireFolderStillFree(const MergeOptions& options, const std::vector<std::string>& records, bool hasReport) {
+    if (options.existing == ExistingLabels::kReplace) return;
+    for (const std::string& record : records) RequireStillFree(record);
+    const std::string report = hasReport ? ExistingReportFile(options.output) : "";
+    if (!report.empty()) throw MadeMeanwhile(report);
 }
 
 /// Records, reports, or both of the same folders. Nothing is written unless all of it can be.
@@ -184,8 +195,12 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
     }
     if (Tell(problems, options, progress)) return kExitSomeFailed;
     MakeOutputFolder(options.output);
+    // Record and report are of one merge, whoever merges into the folder at the same time.
+    const FolderLock lock({options.output});
+    RequireFolderStillFree(options, records ? records->Targets(options.output) : std::vector<std::string>(),
+                           kinds.reports);
     if (records) records->Write(options.output);
-    return !report || report->Write(options.output, existing, progress) ? kExitDone : kExitSomeFailed;
+    return !report || report->Write(options.output, lock, existing, progress) ? kExitDone : kExitSomeFailed;
 }
 
 }  // namespace

@@ -75,7 +75,8 @@ void MergedReport::RequireAllImages(const std::optional<ImageListing>& listing, 
     }
 }
 
-bool MergedReport::Write(const std::string& folder, ExistingReport existing, Progress& progress) const {
+bool MergedReport::Write(const std::string& folder, const FolderLock& lock, ExistingReport existing,
+                         Progress& progress) const {
     ReportOptions report;
     report.folder = FullPath(folder);
     // All images come from the parts, with their paths.
@@ -93,7 +94,7 @@ bool MergedReport::Write(const std::string& folder, ExistingReport existing, Pro
         while (reader.Next(image)) builder->AddKnown(image.place, image);
     }
     if (!builder->HasImages()) throw qvox::ToolkitError("None of the parts has an image to report on.");
-    return WriteWholeReport(*builder, FullPath(folder), progress);
+    return WriteWholeReport(*builder, FullPath(folder), lock, progress);
 }
 
 }  // namespace Korvane

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "FolderLock.h"
 #include "ImageList.h"
 #include "MergeProblems.h"
 #include "Progress.h"
@@ -23,9 +24,9 @@ public:
     /// Adds a problem for each image that no part has, and where images are not those of the listing, if there is one.
     void RequireAllImages(const std::optional<ImageListing>& listing, MergeProblems& problems) const;
 
-    /// False when it could not be written, after that was said. Throws UsageError where a report is not to be replaced,
-    /// and ToolkitError.
-    bool Write(const std::string& folder, ExistingReport existing, Progress& progress) const;
+    /// Writes it under the lock of the folder. False when it could not be written, after that was said. Throws
+    /// UsageError where a report is not to be replaced, and ToolkitError.
+    bool Write(const std::string& folder, const FolderLock& lock, ExistingReport existing, Progress& progress) const;
 
 private:
     std::vector<std::string> folders_;

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "CsvOptions.h"
+#include "FolderLock.h"
 #include "ImageGroups.h"
 #include "ImageRun.h"
 #include "InputList.h"
@@ -95,9 +96,11 @@ void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuild
     Preparation preparation(job, options, position);
     if (origin.prepared.empty()) origin.prepared = job.Outcome().prepared;
     const qvox::VoxelImage<std::uint8_t>& excluded = preparation.Excluded();
+    job.TimeLeft().Check();
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
-        builder.Add(index, {position.image, position.labels, job.Outcome().resolutionSource, origin, job.Warnings(),
-                            excluded.Empty() ? nullptr : &excluded, preparation.Part()});
+        builder.Add(index,
+                    {position.image, position.labels, job.Outcome().resolutionSource, origin, job.Warnings(),
+                     excluded.Empty() ? nullptr : &excluded, preparation.Part(), [&job] { job.TimeLeft().Check(); }});
         return 0;
     });
     job.Outcome().state = ImageState::kDone;
@@ -167,7 +170,7 @@ std::unique_ptr<ReportBuilder> Begin(const ReportCommandOptions& options, const 
 bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, const Streams& streams) {
     Progress progress(streams.messages, options.input.verbosity, 0);
     const std::string folder = FullPath(options.folder);
-    if (!options.input.shard) return WriteWholeReport(builder, folder, progress);
+    if (!options.input.shard) return WriteWholeReport(builder, folder, FolderLock({folder}), progress);
     try {
         builder.WritePart();
         progress.Note("The part of the report is '" + PathText(folder + "/" + kReportPartName) +

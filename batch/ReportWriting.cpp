@@ -6,10 +6,11 @@
 
 namespace Korvane {
 
-bool WriteWholeReport(ReportBuilder& builder, const std::string& folderBytes, Progress& progress) {
+bool WriteWholeReport(ReportBuilder& builder, const std::string& folderBytes, const FolderLock& lock,
+                      Progress& progress) {
     const wxString folder = PathText(folderBytes);
     try {
-        const wxString missing = builder.Write([&progress](const wxString& step) {
+        const wxString missing = builder.Write(lock, [&progress](const wxString& step) {
             if (Interrupted()) throw RunInterrupted();
             progress.Note(step + ".");
         });

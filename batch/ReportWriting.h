@@ -2,12 +2,14 @@
 
 #include <string>
 
+#include "FolderLock.h"
 #include "Progress.h"
 #include "ReportBuilder.h"
 
 namespace Korvane {
 
-/// Writes the figures, tables and page of a report and says so. False when that failed or was interrupted.
-bool WriteWholeReport(ReportBuilder& builder, const std::string& folder, Progress& progress);
+/// Writes the figures, tables and page of a report under the lock of its folder and says so. False when that failed or
+/// was interrupted.
+bool WriteWholeReport(ReportBuilder& builder, const std::string& folder, const FolderLock& lock, Progress& progress);
 
 }  // namespace Korvane

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "PathText.h"
+#include "RunFolders.h"
 
 namespace Korvane {
 
@@ -18,7 +19,8 @@ public:
     std::size_t Of(const std::string& folder) {
         const auto [place, isNew] = limits_.try_emplace(folder, 0);
         if (isNew) {
-            const long longest = ::pathconf(folder.empty() ? "." : folder.c_str(), _PC_NAME_MAX);
+            const std::string reached = FolderThatIsThere(folder.empty() ? "." : folder);
+            const long longest = ::pathconf(reached.c_str(), _PC_NAME_MAX);
             if (longest > 0) place->second = static_cast<std::size_t>(longest);
         }
         return place->second;

@@ -62,6 +62,7 @@ void WriteRegionsOf(ImageJob& job, const RoisOptions& options) {
     if (options.outline != RegionOutline::kLabel) RestrictMeasures(job, options.preparation, position);
     const std::vector<ImageRegion> regions = DoFileTask(
         FileTask::kMeasure, job.Name(), [&] { return RegionsOf(position, options.outline, job.Profiles()); });
+    job.TimeLeft().Check();
     const std::size_t missing = job.Outcome().objectCount - regions.size();
     if (missing > 0) {
         job.Warn(wxString::Format("has %zu %s whose edge was not found: %s left out.", missing,

@@ -1,7 +1,6 @@
 #include "TablePlace.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,9 +14,11 @@
 #include <vector>
 
 #include "ExceptionText.h"
+#include "FolderLock.h"
 #include "ImageList.h"
 #include "ImageRun.h"
 #include "PathText.h"
+#include "RunFolders.h"
 #include "ToolkitError.h"
 #include "files/AtomicFile.h"
 
@@ -63,23 +64,6 @@ TableKind KindOf(const std::string& given, const std::string& path) {
     return isOther || IsDescriptor(path) ? TableKind::kDevice : TableKind::kFile;
 }
 
-/// Keeps two runs from adding to one table at a time, where the file system has locks.
-class FolderLock {
-public:
-    explicit FolderLock(const std::string& folder) : fd_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        while (fd_ >= 0 && ::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
-        }
-    }
-    ~FolderLock() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
-
-private:
-    int fd_;
-};
-
 /// The contents that --append finds in the file, with the end of its last line.
 void CopyTable(const std::string& path, qvox::AtomicFile& file) {
     std::ifstream old(path, std::ios::binary);
@@ -106,13 +90,14 @@ bool HasBytes(const std::string& path) {
 
 }  // namespace
 
-TablePlace::TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath)
+TablePlace::TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath,
+                       const std::vector<std::string>& foldersToBe)
     : name_(contents.name), likeIt_(contents.likeIt), header_(contents.header), rules_(rules), kind_(withoutPath) {
     if (!contents.path) return;
     given_ = *contents.path;
     path_ = FullPath(given_);
     kind_ = KindOf(given_, path_);
-    if (kind_ == TableKind::kFile) RequireFile();
+    if (kind_ == TableKind::kFile) RequireFile(foldersToBe);
     if (kind_ == TableKind::kDevice && ::access(path_.c_str(), W_OK) != 0) {
         throw UsageError("The table '" + given_ + "' cannot be written to: " + std::generic_category().message(errno) +
                          ".");
@@ -123,14 +108,15 @@ wxString TablePlace::Missing(const wxString& cause) const { return "The " + name
 
 bool TablePlace::IsThere() const { return HasBytes(path_); }
 
-void TablePlace::RequireFile() const {
+void TablePlace::RequireFile(const std::vector<std::string>& foldersToBe) const {
     const auto refuse = [this](const std::string& cause) { throw UsageError("The table '" + given_ + "' " + cause); };
     std::error_code failure;
     if (fs::path(path_).filename() == kRecordName) refuse("would be written where the record of the labels goes.");
     if (fs::exists(path_, failure) && ::access(path_.c_str(), W_OK) != 0) {
         refuse("cannot be replaced: " + std::generic_category().message(errno) + ".");
     }
-    if (::access(fs::path(path_).parent_path().c_str(), W_OK | X_OK) != 0) {
+    const std::string folder = fs::path(path_).parent_path().string();
+    if (!WouldBeMade(folder, foldersToBe) && ::access(folder.c_str(), W_OK | X_OK) != 0) {
         refuse("cannot be written: " + std::generic_category().message(errno) + ".");
     }
     // An empty file holds nothing that could be lost.
@@ -172,7 +158,7 @@ wxString TablePlace::Write(RowSpool& rows, const TableRun& run, std::FILE* outpu
             case TableKind::kFile:
                 break;
         }
-        const FolderLock lock(fs::path(path_).parent_path().string());
+        const FolderLock lock({FolderOfFile(path_)});
         if (IsThere() && rules_.existing == ExistingTable::kRefuse) {
             return Missing("'" + PathText(path_) + "' was made by another program meanwhile and is kept");
         }

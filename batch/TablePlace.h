@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <wx/string.h>
 
@@ -39,9 +40,13 @@ class TablePlace {
 public:
     /// Finds out before any work whether the table can be written there. Throws UsageError when it cannot, when a table
     /// is there and the rules give no leave to change it, or when --append finds another table or something else there.
-    TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath);
+    /// Folders that will be there when the table is written count as if they were.
+    TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath,
+               const std::vector<std::string>& foldersToBe);
 
     TableKind Kind() const { return kind_; }
+    /// Of the file or device; empty where there is none.
+    std::string Path() const { return kind_ == TableKind::kFile || kind_ == TableKind::kDevice ? path_ : ""; }
     /// Where rows can be kept until the table is written.
     std::string SpoolFolder() const;
 
@@ -50,7 +55,7 @@ public:
     wxString Write(RowSpool& rows, const TableRun& run, std::FILE* output) const;
 
 private:
-    void RequireFile() const;
+    void RequireFile(const std::vector<std::string>& foldersToBe) const;
     void RequireOwnHeader() const;
     bool IsThere() const;
     wxString WriteFile(RowSpool& rows) const;

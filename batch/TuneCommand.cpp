@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "CoreDivision.h"
+#include "FolderLock.h"
 #include "ImageRun.h"
 #include "Interrupt.h"
 #include "LabelExtents.h"
@@ -52,6 +53,7 @@ void ReadLesson(ImageJob& job, const TuneOptions& options, Lessons& lessons) {
         job.Outcome().state = ImageState::kNoLabels;
         return;
     }
+    job.TimeLeft().Check();
     if (!(position.image.Resolution().x > 0.0f)) {
         throw ImageFailure{{"Cannot learn from '" + job.Files().input +
                             "'! (The file stores no pixel size; give it with --pixel-size NM)"}};
@@ -118,6 +120,8 @@ bool Report(const TuningResult& result, const TuneOptions& options, const Stream
     // A search takes minutes: what it found is told even where it cannot be kept.
     const bool isTold = WriteOut(streams.output, text);
     try {
+        const FolderLock lock({FolderOfFile(options.output)});
+        if (options.existing == ExistingLabels::kSkip) RequireStillFree(options.output);
         WriteParametersFile(options.output, {takesLearnt ? result.fitted : result.chosen, Comment(result, options)});
     } catch (const qvox::ToolkitError& error) {
         WriteOut(streams.messages, std::string("error: ") + error.what() + "\n");

@@ -15,6 +15,7 @@ void Copy(const std::string& from, const std::string& to, const CopyChanges& cha
     qvox::VoxelImage<T> image;
     qvox::LoadImageFile(from, image, changes.reading);
     if (changes.pixelsPerUm) image.SetResolution({*changes.pixelsPerUm, *changes.pixelsPerUm, image.Resolution().z});
+    if (changes.beforeWriting) changes.beforeWriting();
     qvox::SaveImageFile(to, image);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,8 +20,9 @@ std::vector<std::int64_t> BarLengthsPx(const std::vector<Annotation>& pieces);
 
 /// The changes of a copy against its image.
 struct CopyChanges {
-    std::optional<float> pixelsPerUm;  ///< in x and y; none: as the image has it
-    qvox::ReadOptions reading;         ///< which page, and what becomes of colours
+    std::optional<float> pixelsPerUm;               ///< in x and y; none: as the image has it
+    qvox::ReadOptions reading;                      ///< which page, and what becomes of colours
+    std::function<void()> beforeWriting = nullptr;  ///< what it throws is thrown, and nothing written; null: nothing
 };
 
 /// Writes the image that LoadImageFile reads of `from` to `to`, with the same planes, voxels, offset and description.

@@ -90,7 +90,10 @@ std::vector<EdgeMeasurement> MeasureEdges(const qvox::VoxelImage<float>& image, 
     if (labels.SizeZ() > 1) throw qvox::ToolkitError("MeasureEdges: the image has more than one plane.");
     std::vector<EdgeMeasurement> edges;
     edges.reserve(extents.size());
-    for (const LabelExtent& extent : extents) edges.push_back(MeasureEdge(image, labels, extent, options));
+    for (const LabelExtent& extent : extents) {
+        if (options.beforeEachObject) options.beforeEachObject();
+        edges.push_back(MeasureEdge(image, labels, extent, options));
+    }
     return edges;
 }
 

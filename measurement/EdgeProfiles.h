@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -29,10 +30,11 @@ struct EdgeMeasurement {
 /// Of the directions; below it an object is not measured.
 constexpr double kLeastMeasuredShare = 0.5;
 
-/// What profiles may look at.
+/// What profiles may look at, and for how long.
 struct EdgeProfileOptions {
     const qvox::VoxelImage<std::uint8_t>* excluded = nullptr;  ///< pixels other than 0 end a profile; null: none
     std::optional<ImagePart> part = std::nullopt;              ///< beyond it is nothing, as beyond the image; none: all
+    std::function<void()> beforeEachObject = nullptr;          ///< what it throws ends the measuring; null: nothing
 };
 
 /// The edges of the labels in `extents`, in their order. Profiles in 64 directions, from 0.45 radii inside the label's

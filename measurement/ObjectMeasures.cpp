@@ -95,6 +95,7 @@ std::vector<ObjectMeasures> MeasureEverything(const qvox::VoxelImage<float>& ima
     const PixelScale scale = ScaleOf(labels.Resolution());
     std::vector<ObjectMeasures> objects(extents.size());
     for (std::size_t i = 0; i < extents.size(); ++i) {
+        if (options.beforeEachObject) options.beforeEachObject();
         ObjectMeasures& object = objects[i];
         object.extent = extents[i];
         object.edge = std::move(edges[i]);

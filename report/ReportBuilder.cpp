@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "CompleteFile.h"
+#include "FolderLock.h"
 #include "Gnuplot.h"
 #include "ImageWarnings.h"
 #include "InlineSvg.h"
@@ -39,6 +40,21 @@ void MakeFolder(const std::string& path) {
     std::error_code failure;
     std::filesystem::create_directories(path, failure);
     if (failure) throw qvox::ToolkitError("The folder '" + path + "' cannot be made: " + failure.message() + ".");
+}
+
+/// What is there of the report that is to be written, and not to be replaced; empty where nothing is.
+std::string InTheWay(const ReportOptions& options) {
+    if (options.existing == ExistingReport::kReplace) return "";
+    if (!options.share) return ExistingReportFile(options.folder);
+    std::string part = options.folder + "/" + kReportPartName;
+    std::error_code unreachable;
+    return std::filesystem::exists(part, unreachable) ? part : "";
+}
+
+/// Under the lock of the folder: another report may have been written there since this one was begun.
+void RequireStillFree(const ReportOptions& options) {
+    const std::string made = InTheWay(options);
+    if (!made.empty()) throw MadeMeanwhile(made);
 }
 
 /// The folder of the rows that wait, after it was made and found free.
@@ -155,15 +171,9 @@ std::string ExistingReportFile(const std::string& folder) {
 }
 
 void RequireFree(const ReportOptions& options) {
-    if (options.existing == ExistingReport::kReplace) return;
-    if (options.share) {
-        const std::string part = options.folder + "/" + kReportPartName;
-        std::error_code unreachable;
-        if (!std::filesystem::exists(part, unreachable)) return;
-        throw qvox::ToolkitError("'" + part + "' exists already; --overwrite replaces it.");
-    }
-    const std::string existing = ExistingReportFile(options.folder);
+    const std::string existing = InTheWay(options);
     if (existing.empty()) return;
+    if (options.share) throw qvox::ToolkitError("'" + existing + "' exists already; --overwrite replaces it.");
     const bool isFolder = std::filesystem::path(existing).filename() == kFigureFolder;
     throw qvox::ToolkitError("'" + existing +
                              (isFolder ? "' holds files already; --overwrite replaces those of a report."
@@ -238,7 +248,7 @@ std::string ReportBuilder::ThumbnailsNote() const {
 void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     const ObjectColumn& diameter = ColumnNamed(numbers_.diameter);
     const std::vector<ObjectMeasures> objects =
-        MeasureEverything(source.image, source.labels, {source.excluded, source.part});
+        MeasureEverything(source.image, source.labels, {source.excluded, source.part, source.beforeEachObject});
     ReportedImage image = Blank(index);
     const PixelScale scale = ScaleOf(source.image.Resolution());
     image.widthPx = source.image.SizeX();
@@ -256,6 +266,7 @@ void ReportBuilder::Add(std::size_t index, const ReportSource& source) {
     const bool hasThumbnail = HasThumbnail(index);
     std::vector<ThumbnailObject> drawn;
     for (const ObjectMeasures& object : objects) {
+        if (source.beforeEachObject) source.beforeEachObject();
         const std::string reasons = WhyNotCounted(options_.selection, object);
         for (const std::string& reason : Split(reasons)) ++image.leftOut[reason];
         const std::optional<double> size = diameter.value(object);
@@ -300,6 +311,8 @@ void ReportBuilder::AddKnown(std::size_t index, const ReportPartImage& known) {
 }
 
 void ReportBuilder::WritePart() {
+    const FolderLock lock({options_.folder});
+    RequireStillFree(options_);
     ReportPartHead head;
     head.version = kVersion;
     head.selection = options_.selection;
@@ -360,6 +373,11 @@ ReportPageParts ReportBuilder::DrawFigures(const std::function<void(const wxStri
 }
 
 wxString ReportBuilder::Write(const std::function<void(const wxString& step)>& notify) {
+    return Write(FolderLock({options_.folder}), notify);
+}
+
+wxString ReportBuilder::Write(const FolderLock&, const std::function<void(const wxString& step)>& notify) {
+    RequireStillFree(options_);
     notify("Computing statistics");
     const auto eachImage = [this](const auto& look) { EachImage(look); };
     SummariseAll(numbers_, eachImage);

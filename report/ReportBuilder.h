@@ -20,6 +20,7 @@
 
 namespace Korvane {
 
+class FolderLock;
 struct ReportPageParts;
 struct ReportPartImage;
 
@@ -61,6 +62,7 @@ struct ReportSource {
     std::vector<wxString> warnings;
     const qvox::VoxelImage<std::uint8_t>* excluded = nullptr;  ///< pixels other than 0 were filled; null: none
     std::optional<ImagePart> part = std::nullopt;              ///< that was analysed; none: all of the image
+    std::function<void()> beforeEachObject = nullptr;          ///< what it throws ends the measuring; null: nothing
 };
 
 /// Throws ToolkitError where the folder holds a report that is not to be replaced.
@@ -87,10 +89,14 @@ public:
 
     /// Writes figures/, objects.csv, summary.csv, bins.csv and, last, report.html; each file complete or absent.
     /// Returns what is missing, for a person; empty where nothing is. `notify` gets what is done next; what it throws
-    /// ends the work, and a page that was there is then as it was. Throws ToolkitError.
+    /// ends the work, and a page that was there is then as it was. Throws ToolkitError, also where another program has
+    /// made a report there meanwhile that is not to be replaced. Holds the lock of the folder: of several programs the
+    /// report is that of one as a whole.
     wxString Write(const std::function<void(const wxString& step)>& notify);
+    /// The same for who has the lock of the folder already.
+    wxString Write(const FolderLock& lock, const std::function<void(const wxString& step)>& notify);
 
-    /// Writes the one file that a part of a report is (ReportPart.h), complete or not at all. Throws ToolkitError.
+    /// Writes the one file that a part of a report is (ReportPart.h), complete or not at all. Throws as Write.
     void WritePart();
 
 private:

@@ -30,6 +30,29 @@ protected:
         std::ofstream(File(name)) << "no image";
         return File(name);
     }
+    /// Commands on images of the folder that have labels beside them.
+    std::vector<std::vector<std::string>> LimitedCommands() const {
+        const std::string here = folder_.Path().string();
+        return {{"detect", "-o", File("out")},
+                {"segment", "-o", File("out"), "--labels", here},
+                {"import", "-o", File("out"), "--labels", here, "--pattern", "seg_{stem}.tif"},
+                {"measure"},
+                {"measure", "--csv", "-"},
+                {"overlay", "-o", File("out")},
+                {"overlay", "--rim", "-o", File("out")},
+                {"rois", "-o", File("out")},
+                {"calibrate", "--force", "--pixel-size", "2", "-o", File("out")},
+                {"compare", "--no-stages", "--overlay", "-o", File("out"), "--labels", here, "--truth", here},
+                {"tune", "--evaluations", "1", "--truth", here, "-o", File("p.json")},
+                {"report", "-o", File("report")}};
+    }
+    static void ExpectTooLate(const std::vector<std::string>& command, const std::string& limit) {
+        const ProgramResult run = RunProgram(command);
+        EXPECT_EQ(run.status, 1) << command.front();
+        EXPECT_NE(run.messages.find("It took longer than the --time-limit of " + limit), std::string::npos)
+            << command.front() << ": " << run.messages;
+    }
+
     TemporaryFolder folder_;
 };
 
@@ -81,19 +104,40 @@ TEST_F(Jobs, AnImageThatTakesTooLongFailsAndLeavesNothing) {
 TEST_F(Jobs, TimeLimitsHoldForEveryCommandThatWorksOnImages) {
     Image("a.tif");
     qvox::SaveImageFile(File("seg_a.tif"), TwoSquares());
-    const std::vector<std::vector<std::string>> commands{
-        {"segment", "-o", File("out"), "--labels", folder_.Path().string()},
-        {"measure", "--csv", "-"},
-        {"overlay", "-o", File("out")},
-        {"rois", "-o", File("out")},
-        {"report", "-o", File("report")}};
-    for (std::vector<std::string> command : commands) {
+    for (std::vector<std::string> command : LimitedCommands()) {
         command.insert(command.end(), {"--time-limit", "0.000001", File("a.tif")});
-        const ProgramResult run = RunProgram(command);
-        EXPECT_EQ(run.status, 1) << command.front();
-        EXPECT_NE(run.messages.find("It took longer than the --time-limit of 1e-06 s"), std::string::npos)
-            << command.front() << ": " << run.messages;
+        ExpectTooLate(command, "1e-06 s");
     }
+}
+
+TEST_F(Jobs, TimeLimitsAreLookedAtOnceTheFilesWereRead) {
+    // Reading so many pixels takes several times the limit, which is not reached before it.
+    constexpr std::uint64_t kSide = 2500;
+    qvox::SaveImageFile(File("a.tif"), Vesicles(1, kSide, kSide));
+    qvox::SaveImageFile(File("seg_a.tif"), TwoSquares(kSide, kSide));
+    for (std::vector<std::string> command : LimitedCommands()) {
+        command.insert(command.end(), {"--time-limit", "0.004", File("a.tif")});
+        ExpectTooLate(command, "0.004 s");
+    }
+    for (const char* const name : {"out/seg_a.tif", "out/a.tif", "out/export_a.tif", "out/compare_a.tif",
+                                   "out/rois_a.zip", "report/report.html", "p.json"}) {
+        EXPECT_FALSE(fs::exists(folder_.File(name))) << name;
+    }
+}
+
+TEST_F(Jobs, TablesAndOverlayOfLabelsThatAreThereAreMadeWhateverTheTime) {
+    Image("in/a.tif");
+    qvox::SaveImageFile(File("out/seg_a.tif"), TwoSquares());
+    for (const std::string options : {"plain", "--overlay"}) {
+        const std::string csv = File(options + ".csv");
+        std::vector<std::string> arguments{"detect", "--time-limit", "0.000001",  "--csv",
+                                           csv,      "-o",           File("out"), File("in")};
+        if (options != "plain") arguments.push_back(options);
+        const ProgramResult run = RunProgram(arguments);
+        EXPECT_EQ(run.status, 0) << run.messages;
+        EXPECT_NE(Contents(csv).find("a.tif,700,"), std::string::npos) << Contents(csv);
+    }
+    EXPECT_TRUE(fs::exists(File("out/export_a.tif")));
 }
 
 TEST_F(Jobs, ThreadsAndJobsMakeNoDifferenceToResults) {
@@ -197,6 +241,53 @@ TEST_F(Jobs, ADryRunAgreesWithTheRun) {
         EXPECT_NE(dry.output.find(", " + std::to_string(skipped) + " to skip, "), std::string::npos)
             << command << ": " << dry.output << run.messages;
     }
+}
+
+TEST_F(Jobs, ADryRunNamesTheTablesOfTheRun) {
+    Image("in/a.tif");
+    // The folder is made by the run, so the table in it can be.
+    const std::string out = folder_.File("none/out");
+    const ProgramResult run =
+        RunProgram({"detect", "--dry-run", "-o", out, "--table", out + "/t.txt", "--csv", File("all.csv"), File("in")});
+    EXPECT_EQ(run.status, 0) << run.messages;
+    EXPECT_NE(run.output.find("\nTo write: '" + out + "/t.txt'\nTo write: '" + File("all.csv") + "'\n"),
+              std::string::npos)
+        << run.output;
+    EXPECT_FALSE(fs::exists(folder_.File("none")));
+    EXPECT_FALSE(fs::exists(File("all.csv")));
+    const ProgramResult printed = RunProgram({"measure", "--dry-run", File("in")});
+    EXPECT_EQ(printed.output.find("To write"), std::string::npos) << printed.output;
+}
+
+TEST_F(Jobs, ADryRunIsRefusedWhereTheRunIs) {
+    Image("in/a.tif");
+    std::ofstream(File("all.csv")) << "label\n";
+    std::ofstream(File("file")) << "x";
+    const std::vector<std::vector<std::string>> refused{{"--csv", File("all.csv")},
+                                                        {"--csv", File("all.csv"), "--append"},
+                                                        {"--csv", folder_.File("none/x.csv")},
+                                                        {"--table", folder_.File("out/deeper/x.txt")},
+                                                        {"--table", "-", "--csv", "-"},
+                                                        {"--stages", File("file")},
+                                                        {"--stages", folder_.File("file/stages")}};
+    for (const std::vector<std::string>& options : refused) {
+        std::vector<std::string> arguments{"detect", "-o", folder_.File("out"), File("in")};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        std::vector<std::string> dryArguments = arguments;
+        dryArguments.emplace_back("--dry-run");
+        const ProgramResult dry = RunProgram(dryArguments);
+        EXPECT_FALSE(fs::exists(folder_.File("out"))) << options.back();
+        const ProgramResult run = RunProgram(arguments);
+        fs::remove_all(folder_.File("out"));
+        EXPECT_EQ(run.status, 2) << options.back();
+        EXPECT_EQ(dry.status, 2) << options.back() << ": " << dry.output;
+        EXPECT_EQ(dry.output, "");
+        EXPECT_FALSE(dry.messages.empty());
+        // The words for a file in the way of a folder are the system's in the run.
+        if (options.front() == "--stages") continue;
+        EXPECT_EQ(dry.messages, run.messages) << options.back();
+    }
+    EXPECT_EQ(Contents(File("all.csv")), "label\n");
 }
 
 TEST_F(Jobs, InfoPrintsOneJsonDocument) {

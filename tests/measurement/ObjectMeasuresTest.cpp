@@ -90,6 +90,26 @@ TEST(ObjectMeasures, SayWhoLiesWithinAPixelOfTheFrame) {
     }
 }
 
+TEST(ObjectMeasures, AreNoLongerMadeOnceTheCallerLeavesBetweenTheObjects) {
+    struct Late {};
+    const qvox::LabelImage labels = korvane_test::Draw<std::uint16_t>({"1.2.3.4"});
+    int objects = 0;
+    EdgeProfileOptions options;
+    options.beforeEachObject = [&objects] { ++objects; };
+    EXPECT_EQ(MeasureEverything(GreyFor(labels), labels, options).size(), 4u);
+    const int all = objects;
+    // At the edges, and again at what else is measured.
+    EXPECT_EQ(all, 8);
+    for (int last = 1; last <= all; ++last) {
+        objects = 0;
+        options.beforeEachObject = [&] {
+            if (++objects == last) throw Late();
+        };
+        EXPECT_THROW(MeasureEverything(GreyFor(labels), labels, options), Late);
+        EXPECT_EQ(objects, last);
+    }
+}
+
 TEST(ObjectMeasures, OfGreyLevels) {
     const auto objects = Measure(korvane_test::Draw<std::uint16_t>({"333"}));
     EXPECT_DOUBLE_EQ(objects[0].greyMean, 1.0);

@@ -231,6 +231,22 @@ TEST(ReportBuilder, TakesTheAreaOfThePartThatWasAnalysed) {
         << BytesOf(folder.Path() / "summary.csv");
 }
 
+TEST(ReportBuilder, LeavesOutAnImageWhoseMeasuringWasEnded) {
+    struct Late {};
+    const korvane_test::TemporaryFolder folder;
+    ReportBuilder builder(OptionsFor(folder.Path() / "report"));
+    const Position position = Discs(3, 9);
+    ReportSource source{position.image, position.labels, "the file", Detection(), {}};
+    // Three objects, whose edges, other measures and rows are made one after the other.
+    int objects = 0;
+    source.beforeEachObject = [&objects] {
+        if (++objects == 8) throw Late();
+    };
+    EXPECT_THROW(builder.Add(0, source), Late);
+    EXPECT_EQ(objects, 8);
+    EXPECT_FALSE(builder.HasImages());
+}
+
 TEST(ReportBuilder, DoesNotCountWhatWasFilled) {
     const korvane_test::TemporaryFolder folder;
     ReportOptions options = OptionsFor(folder.Path());
