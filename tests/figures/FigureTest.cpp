@@ -40,6 +40,10 @@ TEST(FigureData, LetsNoTextEndItsField) {
     data.BeginBlock({"name"});
     data.Row({"a\tb\n#\"c\\n"});
     EXPECT_EQ(data.Text(), "# name\n\"a b #'c/n\"\n");
+    data = {};
+    data.BeginBlock({"name"});
+    data.Row({"a\x1f\x7f~\xC2\x80z"});
+    EXPECT_EQ(data.Text(), "# name\n\"a  ~\xC2\x80z\"\n") << "control characters alone become spaces";
 }
 
 TEST(FigureScript, RefusesANameThatIsAPathOrACommand) {
