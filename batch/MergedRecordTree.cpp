@@ -48,7 +48,7 @@ MergedRecordTree::MergedRecordTree(const std::vector<std::string>& parts, Subfol
                                    MergeProblems& problems)
     : groups_(GroupsOf(parts, subfolders)), known_(FoldersOf(groups_), parts) {
     // Label files of different subfolders may have one name.
-    for (const auto& [subfolder, folders] : groups_) MergedRecords(folders).RequireDistinct(problems);
+    ForEachGroup([&](const std::string&, const MergedRecords& records) { records.RequireDistinct(problems); });
     known_.Records().RequireOneWay(problems);
 }
 
@@ -66,10 +66,10 @@ std::vector<std::string> MergedRecordTree::Targets(const std::string& folder) co
 }
 
 void MergedRecordTree::Write(const std::string& folder) const {
-    for (const auto& [subfolder, folders] : groups_) {
+    ForEachGroup([&](const std::string& subfolder, const MergedRecords& records) {
         MakeOutputFolder(Below(folder, subfolder));
-        MergedRecords(folders).Write(Below(folder, subfolder));
-    }
+        records.Write(Below(folder, subfolder));
+    });
 }
 
 void MakeOutputFolder(const std::string& folder) {

@@ -7,6 +7,7 @@
 #include "ImageList.h"
 #include "KnownLabels.h"
 #include "MergeProblems.h"
+#include "MergedRecords.h"
 
 namespace Korvane {
 
@@ -28,6 +29,17 @@ private:
     using Groups =
         std::map<std::string, std::vector<std::string>>;  // subfolder and the folders of the parts that have it
 
+    /// The records of one subfolder after the other. Those of the only one are held already.
+    template <typename Look>
+    void ForEachGroup(Look look) const {
+        for (const auto& [subfolder, folders] : groups_) {
+            if (groups_.size() == 1) {
+                look(subfolder, known_.Records());
+            } else {
+                look(subfolder, MergedRecords(folders));
+            }
+        }
+    }
     static Groups GroupsOf(const std::vector<std::string>& parts, Subfolders subfolders);
     static std::vector<std::string> FoldersOf(const Groups& groups);
 
