@@ -68,12 +68,10 @@ std::vector<Fact> FactsOf(const std::string& folder, std::uint32_t number) {
     return facts;
 }
 
-/// How many parts the ends of two paths have in common.
+/// How many parts the ends of two full paths have in common: each begins with "/".
 std::size_t SharedParts(const std::string& a, const std::string& b) {
-    const auto [endA, endB] = std::mismatch(a.rbegin(), a.rend(), b.rbegin(), b.rend());
-    const auto shared = std::count(a.rbegin(), endA, '/');
-    const bool isWhole = (endA == a.rend() || *endA == '/') && (endB == b.rend() || *endB == '/');
-    return static_cast<std::size_t>(shared) + (isWhole ? 1 : 0);
+    const auto end = std::mismatch(a.rbegin(), a.rend(), b.rbegin(), b.rend()).first;
+    return static_cast<std::size_t>(std::count(a.rbegin(), end, '/'));
 }
 
 /// Without what images may differ in.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "ReportText.h"
 
 namespace Korvane {
@@ -37,6 +39,40 @@ TEST(ThumbnailSvg, ShowsHighPixelsHigh) {
     qvox::VoxelImage<float> image = Ramp(50, 20);
     image.SetResolution({500.0f, 250.0f, 1.0f});
     EXPECT_NE(ThumbnailSvg(image, {}, 100, "").find("viewBox=\"0 0 50 40\""), std::string::npos);
+}
+
+/// What the text of the scale bar says in a thumbnail that is so many nanometres wide; 0 without one.
+double BarNm(double thumbnailNm) {
+    qvox::VoxelImage<float> image = Ramp(100, 20);
+    const auto perUm = static_cast<float>(100.0 * 1000.0 / thumbnailNm);
+    image.SetResolution({perUm, perUm, 1.0f});
+    const std::string svg = ThumbnailSvg(image, {}, 100, "");
+    const std::size_t end = svg.find(" nm</text>");
+    return end == std::string::npos ? 0.0 : std::stod(svg.substr(svg.rfind('>', end) + 1));
+}
+
+TEST(ThumbnailSvg, HasAScaleBarOfTheLongestRoundLengthThatIsAtMostAThirdOfTheWidth) {
+    double shorter = 0.0;
+    for (std::string zeros; zeros.size() < 9; zeros += '0') {
+        for (const char* const digit : {"1", "2", "5"}) {
+            const double length = std::stod(digit + zeros) / 10.0;
+            EXPECT_EQ(BarNm(3.0 * 1.01 * length), length);
+            EXPECT_EQ(BarNm(3.0 * 0.99 * length), shorter);
+            shorter = length;
+        }
+    }
+}
+
+TEST(ThumbnailSvg, IsTheMeanOfThePixelsUnderEachOfItsOwn) {
+    // Rows of 0 and 2 alternate on the left and rows of 1 lie on the right: at half the size both are the same grey.
+    qvox::VoxelImage<float> image = Ramp(40, 40);
+    qvox::VoxelImage<float> small = Ramp(20, 20);
+    for (std::uint64_t i = 0; i < image.VoxelCount(); ++i) {
+        const float x = static_cast<float>(i % 40 / 2);
+        image[i] = x + (i % 40 < 20 ? i / 40 % 2 == 0 ? -1.0f : 1.0f : 0.0f);
+    }
+    image.SetResolution({1000.0f, 1000.0f, 1.0f});
+    EXPECT_EQ(ThumbnailSvg(image, {}, 20, ""), ThumbnailSvg(small, {}, 20, ""));
 }
 
 TEST(ThumbnailWidth, ShrinksWithTheNumberOfImages) {

@@ -226,6 +226,22 @@ TEST(Clearing, CanBeUndone) {
     EXPECT_TRUE(SameVoxels(Draw<std::uint16_t>({"159"}), edit.labels));
 }
 
+TEST(ApplyToEdited, TellsTheRectangleThatTheChangesCover) {
+    Edit edit = EmptyEdit(10, 8);
+    LabelChanges changes;
+    changes.Add({3 * 10 + 2, 4, 0, 5});
+    changes.Add({5 * 10 + 4, 1, 0, 6});
+    for (const ChangeDirection direction : {ChangeDirection::kRedo, ChangeDirection::kUndo}) {
+        const PixelRectangle box = ApplyToEdited(changes, direction, edit.Position(), edit.state);
+        EXPECT_EQ(box.x, 2u);
+        EXPECT_EQ(box.y, 3u);
+        EXPECT_EQ(box.width, 4u);
+        EXPECT_EQ(box.height, 3u);
+        EXPECT_EQ(edit.count, direction == ChangeDirection::kRedo ? 2u : 0u);
+    }
+    EXPECT_EQ(ApplyToEdited({}, ChangeDirection::kRedo, edit.Position(), edit.state).height, 0u);
+}
+
 TEST(Census, VersionChangesWithTheLabelsOnly) {
     Edit edit = EmptyEdit(30, 30);
     PaintDisc(edit.Position(), edit.state, {15, 15});

@@ -74,12 +74,40 @@ TEST(ScaleBar, IsPaintedWhiteInABlackFrameWithItsTextAbove) {
     EXPECT_TRUE(IsColour(picture(bar.bar.x - 2, bar.bar.y), 90));
 }
 
+TEST(ScaleBar, HasItsTextCentredAboveItWithAShadowBelowOnTheRight) {
+    // A text of one dot: 4 x 2 pixels with a margin of one, of which the first of the upper row is covered.
+    TextMask dot{6, 4, 1, {4, 2}, std::vector<std::uint8_t>(3 * 6 * 4, 0)};
+    std::fill_n(dot.coverage.begin() + 3 * (6 + 1), 3, std::uint8_t{255});
+    ScaleBar bar;
+    bar.bar = {20, 30, 10, 3};
+    bar.textGap = 5;
+    const auto painted = [&] {
+        ColourPicture picture = Grey(40, 40);
+        PaintScaleBar(picture, bar, dot);
+        std::string places;
+        for (std::uint64_t y = 0; y < bar.bar.y - 1; ++y) {
+            for (std::uint64_t x = 0; x < 40; ++x) {
+                const bool isWhite = IsColour(picture(x, y), 255);
+                if (!isWhite && !IsColour(picture(x, y), 0)) continue;
+                places += std::to_string(x) + "," + std::to_string(y) + (isWhite ? " white " : " black ");
+            }
+        }
+        return places;
+    };
+    EXPECT_EQ(painted(), "23,23 white 24,24 black ");
+    // A bar at the edge of the image that is narrower than its text: the shadow's margin is inside too.
+    bar.bar = {37, 30, 2, 3};
+    EXPECT_EQ(painted(), "34,23 white 35,24 black ");
+}
+
 TEST(DrawnText, GrowsWithItsLettersAndItsFont) {
     const TextMask one = DrawText("1", 13);
     const TextMask three = DrawText("111", 13);
     EXPECT_EQ(three.extent.height, one.extent.height);
     EXPECT_GT(three.extent.width, 2 * one.extent.width);
     EXPECT_GT(DrawText("1", 26).extent.height, one.extent.height + 8);
+    EXPECT_EQ(one.width, one.extent.width + 2 * one.margin);
+    EXPECT_EQ(one.height, one.extent.height + 2 * one.margin);
     ASSERT_EQ(one.coverage.size(), 3u * static_cast<std::size_t>(one.width) * static_cast<std::size_t>(one.height));
     // Strokes of a bold font are covered in full somewhere, and the margin is free.
     EXPECT_EQ(*std::max_element(one.coverage.begin(), one.coverage.end()), 255);
