@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -113,6 +114,33 @@ TEST_F(Compare, NamesTheStagesOfDetectionsOwnLabels) {
         withStage += object.at("stage").is_string() ? 1u : 0u;
     }
     EXPECT_GT(withStage, 0u);
+}
+
+TEST_F(Compare, NamesTheStagesWhereObjectsAreOnlyMissedOrOnlyFalse) {
+    ASSERT_EQ(RunProgram({"detect", "--overwrite", "--max-cluster-size", "0.2", folder_.File("a.tif")}).status, 0);
+    qvox::LabelImage found;
+    qvox::LoadImageFile(folder_.File("seg_a.tif"), found);
+    const std::uint16_t first = *std::max_element(found.begin(), found.end());
+    ASSERT_GT(first, 0);
+    qvox::LabelImage more = found;
+    qvox::LabelImage fewer = found;
+    // Three pixels are an object that detection never finds.
+    const auto free = std::search_n(more.begin() + 30 * more.SizeX(), more.end(), 3, std::uint16_t{0});
+    std::fill_n(free, 3, std::uint16_t{999});
+    std::replace(fewer.begin(), fewer.end(), first, std::uint16_t{0});
+    for (const qvox::LabelImage& truth : {more, fewer}) {
+        qvox::SaveImageFile(folder_.File("truth/seg_a.tif"), truth);
+        const ProgramResult run = Run({"--overwrite", "--json", folder_.File("s.json")});
+        ASSERT_EQ(run.status, 0) << run.messages;
+        const nlohmann::json image = nlohmann::json::parse(Contents(folder_.File("s.json"))).at("images").at(0);
+        std::size_t mistakes = 0;
+        for (const nlohmann::json& object : image.at("objects")) {
+            if (object.at("result") == "matched") continue;
+            EXPECT_TRUE(object.at("stage").is_string()) << object;
+            ++mistakes;
+        }
+        EXPECT_EQ(mistakes, 1u);
+    }
 }
 
 TEST_F(Compare, TakesLabelsOfOtherProgramsAsTruth) {

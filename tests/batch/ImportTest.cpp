@@ -129,6 +129,24 @@ TEST_F(Import, LabelsThatWereMadeOtherwiseAreAWarningAndFailStrictRuns) {
     EXPECT_EQ(RunProgram(strict).status, 1);
 }
 
+TEST_F(Import, CharactersOfAPatternStandForThemselves) {
+    // As a pattern of file names each would pass other images over, too, or not its own.
+    for (const char* const mark : {"*", "?", "[1]"}) {
+        const std::string pattern = std::string("{stem}_") + mark + ".tif";
+        const std::string image = SaveImage("a.tif");
+        const std::string other = SaveImage("a_1.tif");
+        SaveForeign(std::string("a_") + mark + ".tif", 1.0f);
+        const ProgramResult run = RunProgram({"import", "--overwrite", "--pattern", pattern, folder_.Path().string()});
+        EXPECT_EQ(run.status, 0) << run.messages;
+        EXPECT_TRUE(fs::exists(File("seg_a.tif"))) << mark;
+        EXPECT_NE(run.messages.find("'" + other + "' is left out: there is no"), std::string::npos) << run.messages;
+        EXPECT_NE(run.messages.find("1 file of a folder left out: 1 by name patterns."), std::string::npos)
+            << run.messages;
+        fs::remove(File("seg_a.tif"));
+        fs::remove(File(std::string("a_") + mark + ".tif"));
+    }
+}
+
 TEST_F(Import, APatternNamesTheStemOnceAndNoFolder) {
     const std::string image = SaveImage("a.tif");
     for (const char* pattern : {"labels.tif", "{stem}{stem}.tif", "x/{stem}.tif"}) {

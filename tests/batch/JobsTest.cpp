@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -168,9 +169,9 @@ TEST_F(Jobs, ADryRunSaysWhatWouldBeDoneAndWritesNothing) {
     EXPECT_NE(run.output.find(bare + ": refuse: it stores no pixel size; give it with --pixel-size NM\n"),
               std::string::npos);
     EXPECT_NE(run.output.find(broken + ": refuse: "), std::string::npos) << run.output;
-    EXPECT_NE(
-        run.output.find("\n1 to analyse, 1 to skip, 0 to leave out, 2 to refuse. Estimate with 1 at a time: 1 s, "),
-        std::string::npos)
+    EXPECT_NE(run.output.find("\n1 to analyse, 1 to skip, 0 to leave out, 2 to refuse. Estimate with 1 at a time: 1 s, "
+                              "30 MiB of memory.\n"),
+              std::string::npos)
         << run.output;
     EXPECT_FALSE(fs::exists(File("table.txt")));
     EXPECT_FALSE(fs::exists(File("out/korvane-record.jsonl")));
@@ -180,6 +181,48 @@ TEST_F(Jobs, ADryRunSaysWhatWouldBeDoneAndWritesNothing) {
     EXPECT_FALSE(fs::exists(File("out/export_done.tif")));
     EXPECT_EQ(RunProgram({"detect", "--dry-run", "-o", folder_.File("none"), fresh}).status, 0);
     EXPECT_FALSE(fs::exists(folder_.File("none")));
+}
+
+TEST_F(Jobs, TheEstimateOfADryRunGrowsWithTheImagesAndWithThoseAtATime) {
+    qvox::VoxelImage<std::uint8_t> large;
+    large.Resize(4000, 2500, 1);
+    large.Zero();
+    large.SetResolution({672.0f, 672.0f, 0.0f});
+    for (const char* const name : {"in/a.tif", "in/b.tif", "one/a.tif"}) qvox::SaveImageFile(File(name), large);
+    struct Estimate {
+        int images = 0;
+        int atATime = 0;
+        int seconds = 0;
+        int mebibytes = 0;
+    };
+    const auto estimate = [this](const char* folder, const char* jobs) {
+        const ProgramResult run = RunProgram({"detect", "--dry-run", "--jobs", jobs, "-o", File("out"), File(folder)});
+        EXPECT_EQ(run.status, 0) << run.messages;
+        Estimate found;
+        const std::size_t last = run.output.rfind('\n', run.output.size() - 2) + 1;
+        EXPECT_EQ(
+            std::sscanf(run.output.c_str() + last,
+                        "%d to analyse, 0 to skip, 0 to leave out, 0 to refuse. Estimate with %d at a time: %d s, "
+                        "%d MiB of memory.",
+                        &found.images, &found.atATime, &found.seconds, &found.mebibytes),
+            4)
+            << run.output;
+        return found;
+    };
+    const Estimate one = estimate("one", "1");
+    const Estimate turns = estimate("in", "1");
+    const Estimate both = estimate("in", "2");
+    EXPECT_EQ(one.images, 1);
+    EXPECT_EQ(both.images, 2);
+    EXPECT_EQ(turns.atATime, 1);
+    EXPECT_EQ(both.atATime, 2);
+    EXPECT_EQ(estimate("one", "2").atATime, 1) << "there is but one image";
+    EXPECT_NEAR(turns.seconds, 2 * one.seconds, 1);
+    EXPECT_EQ(both.seconds, one.seconds);
+    EXPECT_EQ(turns.mebibytes, one.mebibytes);
+    // The program itself takes 25 MiB, and the sum is rounded up to tens.
+    EXPECT_NEAR(both.mebibytes - 25, 2 * (one.mebibytes - 25), 15);
+    EXPECT_EQ(both.mebibytes % 10, 0);
 }
 
 TEST_F(Jobs, ADryRunOfAReportComparisonOrSearchNamesWhatItWouldWrite) {

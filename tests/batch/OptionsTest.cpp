@@ -166,6 +166,25 @@ TEST(Options, JobsIsAPositiveWholeNumber) {
     }
 }
 
+TEST(Options, BothEndsOfWhatASearchAndAComparisonTakeAreAccepted) {
+    const std::vector<std::string> tune{"tune", "--truth", "t", "-o", "p.json", "a"};
+    const std::vector<std::string> compare{"compare", "--truth", "t", "a"};
+    const auto with = [](std::vector<std::string> command, const char* option, const char* value) {
+        command.insert(command.begin() + 1, {option, value});
+        return Refusal(command);
+    };
+    for (const char* value : {"1", "100000"}) EXPECT_EQ(with(tune, "--evaluations", value), "accepted") << value;
+    for (const char* value : {"0", "100001", "-1", "1.5", "2x", "99999999999999999999"}) {
+        EXPECT_NE(with(tune, "--evaluations", value).find("needs a whole number from 1 to 100000"), std::string::npos)
+            << value;
+    }
+    for (const char* value : {"0.001", "1"}) EXPECT_EQ(with(compare, "--threshold", value), "accepted") << value;
+    for (const char* value : {"0", "1.001", "-1"}) {
+        EXPECT_NE(with(compare, "--threshold", value).find("needs a number above 0, up to 1"), std::string::npos)
+            << value;
+    }
+}
+
 TEST(Options, StylesExcludeEachOther) {
     EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--raw", "a"}).style.look, OverlayLook::kRaw);
     EXPECT_EQ(Parse<OverlayOptions>({"overlay", "--regions", "a"}).style.look, OverlayLook::kRegions);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "ToolkitError.h"
 #include "files/ImageFile.h"
 #include "support/TemporaryFolder.h"
+#include "support/TiffBuilder.h"
 
 namespace Korvane {
 
@@ -48,6 +50,24 @@ TEST_F(ForeignLabels, LargerNumbersAreRefusedWithTheNumberOfLabels) {
     const std::string text = Load({0.0f, 65536.0f, 7.0f, 7.0f});
     EXPECT_NE(text.find("holds 2 labels up to 65536; 65535 is the largest label."), std::string::npos) << text;
     EXPECT_NE(text.find(folder_.File("a.tif")), std::string::npos) << text;
+}
+
+TEST_F(ForeignLabels, NumbersAreWrittenOutUpToFifteenDigits) {
+    const auto largest = [this](double number) {
+        std::string bytes(4 * sizeof(double), '\0');
+        std::memcpy(bytes.data() + sizeof(double), &number, sizeof(double));
+        korvane_test::TiffBuilder().Page().Grey(2, 2, 64).Short(339, 3).AddPiece(bytes).Write(folder_.File("a.tif"));
+        std::string text;
+        try {
+            LoadForeignLabels(PathText(folder_.File("a.tif")), labels_);
+        } catch (const qvox::ToolkitError& error) {
+            text = error.what();
+        }
+        const std::size_t start = text.find(" up to ") + 7;
+        return text.substr(start, text.find(';', start) - start);
+    };
+    EXPECT_EQ(largest(999999999999999.0), "999999999999999");
+    EXPECT_EQ(largest(1e15), "1e+15");
 }
 
 TEST_F(ForeignLabels, NumbersThatAreNoLabelsAreRefused) {

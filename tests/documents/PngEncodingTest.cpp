@@ -65,6 +65,20 @@ TEST(PngEncoding, StoresThePixelSizeInPixelsPerMetre) {
     EXPECT_EQ(bytes.substr(at + 4, 9), std::string("\x28\x0d\xe8\x00\x1d\xcd\x65\x00\x01", 9));
 }
 
+TEST(PngEncoding, TakesSidesOfMoreThanAMillionPixels) {
+    constexpr std::uint64_t kSide = 1000001;
+    for (const bool isWide : {true, false}) {
+        qvox::VoxelImage<std::uint8_t> image;
+        image.Resize(isWide ? kSide : 1, isWide ? 1 : kSide, 1);
+        image.Zero();
+        const std::string bytes = EncodePng(image);
+        const std::size_t at = bytes.find("IHDR");
+        ASSERT_NE(at, std::string::npos);
+        // 1000001, the most significant byte first.
+        EXPECT_EQ(bytes.substr(at + (isWide ? 4 : 8), 4), std::string("\x00\x0f\x42\x41", 4));
+    }
+}
+
 TEST(PngEncoding, RefusesStacksAndEmptyImages) {
     qvox::VoxelImage<qvox::Rgb8> image;
     EXPECT_THROW(EncodePng(image), qvox::ToolkitError);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "DetectionDriver.h"
 #include "NominalSizes.h"
@@ -94,6 +95,34 @@ TEST_F(Explained, AFilteredObjectIsExplainedByItsOwnRegionAndNotByTheNeighboursT
         for (std::uint64_t y = 13; y < 18; ++y) record.candidates(x, y) = static_cast<std::uint8_t>(kCandidateCode);
     }
     EXPECT_NE(Object(2).find("its candidate region of 40 px was filtered out"), std::string::npos) << Object(2);
+}
+
+TEST_F(Explained, OfRegionsThatHoldAsMuchOfAFilteredObjectTheFirstExplainsIt) {
+    Label(30, 10, 2);
+    // Three rows of it, of which the second reaches out of it.
+    for (const std::uint64_t y : {10u, 12u, 14u}) {
+        for (std::uint64_t x = y == 12 ? 20 : 30; x < 38; ++x) {
+            record.candidates(x, y) = static_cast<std::uint8_t>(kCandidateCode);
+        }
+    }
+    EXPECT_NE(Object(2).find("its candidate region of 8 px was filtered out"), std::string::npos) << Object(2);
+}
+
+TEST_F(Explained, RegionsAreJoinedAtTheirCornersAndNotAcrossAGap) {
+    Candidate(30, 16);
+    // A pixel away on every side, and at the corners.
+    for (const auto& [x, y] : {std::pair{21, 16}, {39, 16}, {30, 7}, {30, 25}, {21, 7}, {39, 7}, {21, 25}, {39, 25}}) {
+        Candidate(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
+    }
+    EXPECT_NE(Place(33, 20).find("its candidate region of 64 px"), std::string::npos) << Place(33, 20);
+    record.candidates(38, 24) = static_cast<std::uint8_t>(kCandidateCode);
+    EXPECT_NE(Place(33, 20).find("its candidate region of 257 px"), std::string::npos) << Place(33, 20);
+    record.candidates.Zero();
+    // In the corners of the image.
+    Candidate(0, 0);
+    Candidate(72, 32);
+    EXPECT_NE(Place(0, 0).find("its candidate region of 64 px"), std::string::npos) << Place(0, 0);
+    EXPECT_NE(Place(79, 39).find("its candidate region of 64 px"), std::string::npos) << Place(79, 39);
 }
 
 TEST_F(Explained, APlaceWithoutALabelSaysHowFarItCame) {

@@ -38,7 +38,13 @@ TEST(ThumbnailSvg, ShowsOutlinesNumbersAndAScaleBarAtTheSmallSize) {
 TEST(ThumbnailSvg, ShowsHighPixelsHigh) {
     qvox::VoxelImage<float> image = Ramp(50, 20);
     image.SetResolution({500.0f, 250.0f, 1.0f});
-    EXPECT_NE(ThumbnailSvg(image, {}, 100, "").find("viewBox=\"0 0 50 40\""), std::string::npos);
+    for (std::uint64_t i = 0; i < image.VoxelCount(); ++i) image[i] += static_cast<float>(i / 50 * 7 % 20);
+    const std::string svg = ThumbnailSvg(image, {}, 100, "");
+    EXPECT_NE(svg.find("viewBox=\"0 0 50 40\""), std::string::npos);
+    // As an image of square pixels in which every row comes twice.
+    qvox::VoxelImage<float> doubled = Ramp(50, 40);
+    for (std::uint64_t i = 0; i < doubled.VoxelCount(); ++i) doubled[i] = image(i % 50, i / 50 / 2);
+    EXPECT_EQ(svg, ThumbnailSvg(doubled, {}, 100, ""));
 }
 
 /// What the text of the scale bar says in a thumbnail that is so many nanometres wide; 0 without one.
