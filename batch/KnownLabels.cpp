@@ -62,7 +62,7 @@ std::string KnownLabels::UnrecordedFile(const std::string& image) const {
     for (std::size_t at = 0; at != std::string::npos; at = at < nameAt ? image.find('/', at + 1) : std::string::npos) {
         const std::string subfolder = image.substr(at, nameAt - at);
         for (const std::string& folder : labelFolders_) {
-            const std::string file = folder + "/" + PathBytes(wxString::FromUTF8(subfolder + name));
+            std::string file = folder + "/" + PathBytes(wxString::FromUTF8(subfolder + name));
             std::error_code unreachable;
             if (fs::is_regular_file(file, unreachable) && !records_.TellOf(file)) return file;
         }
