@@ -7,11 +7,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "Gnuplot.h"
 #include "Position.h"
 #include "ReportPart.h"
+#include "ReportText.h"
 #include "RunProgram.h"
 #include "ToolkitError.h"
 #include "support/TemporaryFolder.h"
@@ -119,6 +122,39 @@ TEST(ReportBuilder, WritesTablesPageAndFigures) {
     // Nothing is loaded from elsewhere.
     EXPECT_EQ(Occurrences(page, "http"), Occurrences(page, "http://www.w3.org/"));
     EXPECT_EQ(Occurrences(page, "<script"), 0u);
+}
+
+/// What a column of the table of sums holds for all images.
+double OfAll(const std::string& summary, const std::string& column) {
+    const auto fields = [](std::string line) {
+        std::vector<std::string> found(1);
+        for (const char c : line) {
+            if (c == ',') {
+                found.emplace_back();
+            } else {
+                found.back() += c;
+            }
+        }
+        return found;
+    };
+    const std::size_t second = summary.find("\r\n") + 2;
+    const std::vector<std::string> names = fields(summary.substr(0, second - 2));
+    const std::vector<std::string> all = fields(summary.substr(second, summary.find("\r\n", second) - second));
+    const auto at = static_cast<std::size_t>(std::find(names.begin(), names.end(), column) - names.begin());
+    EXPECT_LT(at, all.size()) << column;
+    return at < all.size() ? std::stod(all[at]) : 0.0;
+}
+
+TEST(ReportBuilder, SaysTheSizesInASentenceWithADecimalEach) {
+    const korvane_test::TemporaryFolder folder;
+    MakeReport(OptionsFor(folder.Path() / "report"));
+    const std::string summary = BytesOf(folder.Path() / "report" / "summary.csv");
+    const std::string page = BytesOf(folder.Path() / "report" / "report.html");
+    const auto text = [&summary](const char* column) { return FixedText(OfAll(summary, column), 1); };
+    EXPECT_NE(page.find(" The mean diameter was " + text("mean_nm") + " nm (SD " + text("sd_nm") + " nm, n = 27, "),
+              std::string::npos);
+    EXPECT_NE(page.find(", the median " + text("median_nm") + " nm ("), std::string::npos);
+    EXPECT_NE(page.find("), D10 and D90 " + text("d10_nm") + " and " + text("d90_nm") + " nm"), std::string::npos);
 }
 
 TEST(ReportBuilder, WritesTheSameBytesAgain) {

@@ -126,4 +126,19 @@ TEST_F(PageCost, ALargeStackOfPagesWithManyStripsIsReadToItsEnd) {
     EXPECT_EQ(image(1, 2047, 299), 2047 % 256);
 }
 
+TEST_F(PageCost, AStackHasAtMost65535Planes) {
+    constexpr unsigned kPages = 65536;
+    TiffBuilder file;
+    for (unsigned z = 0; z < kPages; ++z) {
+        file.Page().Grey(1, 1, 8);
+        if (z == 0) file.Text(TIFFTAG_IMAGEDESCRIPTION, "ImageJ=1.53t\nimages=65536\nslices=65536\n");
+        file.AddPiece({static_cast<char>(z >> 8)});
+    }
+    file.Write(path_);
+    qvox::VoxelImage<std::uint8_t> image;
+    qvox::LoadImageFile(path_, image);
+    ASSERT_EQ(image.SizeZ(), 65535u);
+    EXPECT_EQ(image(0, 0, 65534), 255);
+}
+
 }  // namespace
