@@ -85,6 +85,7 @@ struct DrySums {
 
     void Add(const DryImage& image) {
         ++images[static_cast<std::size_t>(image.state)];
+        if (image.state != DryState::kWork) return;
         pixels += image.pixels;
         largest = std::max(largest, image.pixels);
     }

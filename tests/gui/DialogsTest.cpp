@@ -237,6 +237,20 @@ TEST_F(Dialogs, ControlsListMouseAndKeyboard) {
     EXPECT_EQ(dialog.FindWindow(wxID_OK)->GetLabel(), wxString("OK"));
 }
 
+TEST_F(Dialogs, TheButtonOfTheControlsIsBelowThemAndInTheMiddle) {
+    ControlsDialog dialog(frame);
+    const wxRect button = dialog.FindWindow(wxID_OK)->GetRect();
+    EXPECT_TRUE(wxRect(dialog.GetClientSize()).Contains(button));
+    int groups = 0;
+    for (wxWindow* const child : dialog.GetChildren()) {
+        if (dynamic_cast<wxStaticBox*>(child) == nullptr) continue;
+        EXPECT_GE(button.GetTop(), child->GetRect().GetBottom());
+        ++groups;
+    }
+    EXPECT_EQ(groups, 2);
+    EXPECT_NEAR(button.GetLeft() + button.GetRight(), dialog.GetClientSize().x, 4);
+}
+
 TEST_F(Dialogs, ControlsOpenAloneAndCloseByTheirButton) {
     Answers answers(wxID_NONE);
     answers.Act([](wxDialog& dialog) {

@@ -238,6 +238,33 @@ TEST_F(Documents, TheTableIsWrittenWhereItWasAskedForWithItsOwnEnding) {
     EXPECT_EQ(Contents(folder.File("results.txt")), MeasurementTableText(rows));
 }
 
+TEST_F(Documents, ATableWarnsOfEachPositionThatLacksAPixelWidthOrHeight) {
+    const std::vector<std::pair<const char*, qvox::PixelResolution>> sizes{{"both.tif", {200.0f, 200.0f, 0.0f}},
+                                                                           {"height.tif", {0.0f, 200.0f, 0.0f}},
+                                                                           {"none.tif", {0.0f, 0.0f, 0.0f}},
+                                                                           {"width.tif", {200.0f, 0.0f, 0.0f}}};
+    std::vector<std::string> names;
+    for (const auto& [name, resolution] : sizes) {
+        qvox::VoxelImage<std::uint8_t> image;
+        image.Resize(64, 64, 1);
+        for (std::uint64_t i = 0; i < image.VoxelCount(); ++i) image[i] = static_cast<std::uint8_t>(i % 251);
+        image.SetResolution(resolution);
+        qvox::SaveImageFile(folder.File(name), image);
+        names.emplace_back(name);
+    }
+    Open(names);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        Dab(20, 20);
+        Key(WXK_PAGEDOWN);
+    }
+    told.warnings.clear();
+    Answers answers(OkToQuestions);
+    answers.Act(ChooseNew(folder.File("results.txt")));
+    Run(kExportTable);
+    ASSERT_EQ(told.warnings.size(), 1u);
+    EXPECT_TRUE(told.warnings[0].EndsWith(" as 1000 nm: 'height.tif', 'none.tif', 'width.tif'.")) << told.warnings[0];
+}
+
 TEST_F(Documents, PicturesGoBesideTheImagesOrToAFolderAndTheViewStays) {
     OpenSmall();
     Key(WXK_END);
@@ -268,6 +295,24 @@ TEST_F(Documents, PicturesGoBesideTheImagesOrToAFolderAndTheViewStays) {
     Run(kExportPictures);
     EXPECT_EQ(Contents(folder.File("export_a.tif")), Contents(out + "/export_a.tif"));
     EXPECT_NE(Contents(folder.File("export_c.tif")), Contents(out + "/export_c.tif"));
+}
+
+TEST_F(Documents, AnOpenContourIsInThePictureOfItsOwnPositionAlone) {
+    OpenSmall();
+    Key(WXK_PAGEDOWN);
+    Run(kExportPictures);
+    const auto picture = [this](const char* name) { return Contents(folder.File(name)); };
+    const std::string plain = picture("export_b.tif");
+    ASSERT_EQ(picture("export_a.tif"), plain) << "the images are alike";
+    Run(kContourMode);
+    Mouse(wxEVT_LEFT_DOWN, 10, 10, true);
+    Mouse(wxEVT_MOTION, 40, 10, true);
+    Run(kExportPictures);
+    EXPECT_NE(picture("export_b.tif"), plain);
+    EXPECT_EQ(picture("export_a.tif"), plain);
+    EXPECT_EQ(picture("export_c.tif"), plain);
+    Run(kContourMode);
+    Mouse(wxEVT_LEFT_UP, 40, 10, false);
 }
 
 TEST_F(Documents, AnyFileNameServesForOpeningResultsTableAndPictures) {

@@ -9,8 +9,11 @@
 #include <gtest/gtest.h>
 #include <wx/button.h>
 #include <wx/choice.h>
+#include <wx/frame.h>
+#include <wx/image.h>
 #include <wx/listctrl.h>
 #include <wx/msgdlg.h>
+#include <wx/settings.h>
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
 
@@ -18,8 +21,10 @@
 #include "MainWindow.h"
 #include "ObjectsPanel.h"
 #include "SingleImageCanvas.h"
+#include "SizeHistogram.h"
 #include "StagesBar.h"
 #include "StagesView.h"
+#include "WindowLibrary.h"
 #include "evaluation/EvaluationPhantoms.h"
 #include "files/ImageFile.h"
 
@@ -187,6 +192,50 @@ TEST_F(Results, ARowCentresAndFramesItsObjectAndPickingOneChoosesItsRow) {
     // What is drawn there is no longer what was framed.
     Dab(10, 50);
     EXPECT_EQ(frame->StateOfCanvas().framed.width, 0u);
+}
+
+TEST_F(Results, BarsOfTheHistogramAreAsWideAsTheirBinsAndAsHighAsTheirCounts) {
+    wxFrame window(nullptr, wxID_ANY, "bins");
+    auto* const histogram = new SizeHistogram(&window);
+    histogram->Show({{10.0, 20.0, 4}, {20.0, 30.0, 0}, {30.0, 40.0, 2}, {40.0, 50.0, 4}});
+    int paints = 0;
+    histogram->Bind(wxEVT_PAINT, [&paints](wxPaintEvent& event) {
+        ++paints;
+        event.Skip();
+    });
+    window.SetClientSize(400, 160);
+    window.wxWindow::Show();
+    window.Raise();
+    const wxColour bar = wxSystemSettings::GetColour(wxSYS_COLOUR_HIGHLIGHT);
+    wxImage shot;
+    // Pixels of bars in a row of the screen.
+    const auto inRow = [&](int y) {
+        int count = 0;
+        for (int x = 0; x < shot.GetWidth(); ++x) {
+            count +=
+                shot.GetRed(x, y) == bar.Red() && shot.GetGreen(x, y) == bar.Green() && shot.GetBlue(x, y) == bar.Blue()
+                    ? 1
+                    : 0;
+        }
+        return count;
+    };
+    const auto isShown = [&] {
+        if (paints == 0 || histogram->GetClientSize().x < 400) return false;
+        const wxSize size = histogram->GetClientSize();
+        const wxPoint corner = histogram->ClientToScreen({0, 0});
+        auto* const root = OfLibrary<GdkWindow*()>("gdk_get_default_root_window")();
+        auto* const grab = OfLibrary<GdkPixbuf*(GdkWindow*, int, int, int, int)>("gdk_pixbuf_get_from_window");
+        shot = wxBitmap(grab(root, corner.x, corner.y, size.x, size.y)).ConvertToImage();
+        return inRow(size.y / 4) > 0;
+    };
+    ASSERT_TRUE(Await(isShown));
+    // Four bins share the width, less margins and the number on the left; bars have an outline.
+    const int high = inRow(shot.GetHeight() / 4);
+    EXPECT_GT(high, 2 * 400 / 4 - 40);
+    EXPECT_LT(high, 2 * 400 / 4);
+    const int low = inRow(shot.GetHeight() * 6 / 10);
+    EXPECT_GT(low, 3 * 400 / 4 - 60);
+    EXPECT_NEAR(low * 2, high * 3, 6);
 }
 
 TEST_F(Results, FiltersCountAsTheReportDoes) {
