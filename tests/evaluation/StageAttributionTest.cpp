@@ -57,6 +57,34 @@ TEST_F(Attribution, AFewCandidatePixelsAreNoCandidate) {
     EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kFilter});
 }
 
+TEST_F(Attribution, AQuarterOfAnObjectIsEnoughToBeACandidateAndToBeKept) {
+    Square(truth_, 5, 5, std::uint16_t{1}, 6);
+    // 8 of 36 pixels are too few, 9 are enough.
+    Square(maps_.candidates, 5, 5, true, 3);
+    maps_.candidates(5, 5) = false;
+    EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kCandidates});
+    Square(maps_.candidates, 5, 5, true, 3);
+    Square(maps_.filtered, 5, 5, true, 3);
+    maps_.filtered(5, 5) = false;
+    EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kFilter});
+    maps_.filtered(5, 5) = true;
+    EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kSeparation});
+}
+
+TEST_F(Attribution, ABlobIsAnObjectsWithMoreThanHalfOfItsPixels) {
+    Square(truth_, 5, 5, std::uint16_t{1}, 6);
+    Square(maps_.candidates, 5, 5, true, 6);
+    Square(maps_.filtered, 5, 5, true, 6);
+    // Two columns of four inside, then three.
+    Square(maps_.blobs, 9, 7, true, 4);
+    EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kSeparation});
+    for (std::uint64_t y = 7; y < 11; ++y) {
+        maps_.blobs(12, y) = false;
+        maps_.blobs(8, y) = true;
+    }
+    EXPECT_EQ(Attributed().missed, std::vector<FaultyStage>{FaultyStage::kRefinement});
+}
+
 TEST_F(Attribution, AnObjectWhereNothingIsWasACandidate) {
     Square(found_, 5, 5, std::uint16_t{1}, 6);
     Square(maps_.blobs, 7, 7, true, 2);

@@ -125,6 +125,28 @@ TEST(EdgeProfiles, StopAtExcludedPixels) {
     EXPECT_FALSE(edge.rimDiameterNm.has_value());
 }
 
+TEST(EdgeProfiles, MeasureFromHalfOfTheDirectionsOn) {
+    const Scene scene = MakeScene({});
+    qvox::VoxelImage<std::uint8_t> excluded;
+    excluded.Resize(scene.labels.SizeX(), scene.labels.SizeY(), 1);
+    bool isHalfSeen = false;
+    // A sector that grows over one half of the object and more.
+    for (double angle = 0.3; angle < 0.7; angle += 0.002) {
+        excluded.Zero();
+        for (std::uint64_t i = 0; i < excluded.VoxelCount(); ++i) {
+            const double x = static_cast<double>(i % excluded.SizeX()) - 63.5;
+            const double y = static_cast<double>(i / excluded.SizeX()) - 63.5;
+            const double turn = 0.5 + std::atan2(y, x) / (2.0 * 3.141592653589793);
+            excluded[i] = turn < angle && std::hypot(x, y) > 15.0 ? 1 : 0;
+        }
+        const EdgeMeasurement edge = Measure(scene, {&excluded});
+        EXPECT_EQ(edge.rimDiameterNm.has_value(), edge.measuredShare >= 0.5) << edge.measuredShare;
+        EXPECT_EQ(edge.rimCurve.empty(), edge.measuredShare < 0.5) << edge.measuredShare;
+        isHalfSeen = isHalfSeen || edge.measuredShare == 0.5;
+    }
+    EXPECT_TRUE(isHalfSeen) << "the sector steps over the half";
+}
+
 TEST(EdgeProfiles, StopAtOtherLabels) {
     Scene scene = MakeScene({});
     const double alone = Measure(scene).rimDiameterNm.value();
