@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "reference/PlainIntensityHistogram.h"
@@ -240,6 +241,22 @@ TEST(ApplyToEdited, TellsTheRectangleThatTheChangesCover) {
         EXPECT_EQ(edit.count, direction == ChangeDirection::kRedo ? 2u : 0u);
     }
     EXPECT_EQ(ApplyToEdited({}, ChangeDirection::kRedo, edit.Position(), edit.state).height, 0u);
+}
+
+TEST(Clearing, UndoneTellsNoMoreThanTheImage) {
+    // Around the side of the tiles that the undo copy is kept in.
+    for (const std::uint64_t side : {127u, 128u, 129u, 255u, 256u}) {
+        Edit edit = EmptyEdit(side, side);
+        std::fill(edit.labels.begin(), edit.labels.end(), std::uint16_t{3});
+        ClearLabels(edit.Position(), edit.state);
+        PixelRectangle changed;
+        UndoEdit(edit.Position(), edit.state, &changed);
+        EXPECT_EQ(changed.x, 0u);
+        EXPECT_EQ(changed.y, 0u);
+        EXPECT_EQ(changed.width, side);
+        EXPECT_EQ(changed.height, side);
+        EXPECT_EQ(std::count(edit.labels.begin(), edit.labels.end(), 3), static_cast<std::ptrdiff_t>(side * side));
+    }
 }
 
 TEST(Census, VersionChangesWithTheLabelsOnly) {
