@@ -126,19 +126,32 @@ TEST_F(PageCost, ALargeStackOfPagesWithManyStripsIsReadToItsEnd) {
     EXPECT_EQ(image(1, 2047, 299), 2047 % 256);
 }
 
-TEST_F(PageCost, AStackHasAtMost65535Planes) {
-    constexpr unsigned kPages = 65536;
-    TiffBuilder file;
-    for (unsigned z = 0; z < kPages; ++z) {
-        file.Page().Grey(1, 1, 8);
-        if (z == 0) file.Text(TIFFTAG_IMAGEDESCRIPTION, "ImageJ=1.53t\nimages=65536\nslices=65536\n");
-        file.AddPiece({static_cast<char>(z >> 8)});
+TEST_F(PageCost, AStackOfMoreThan65535PlanesIsRefused) {
+    for (const unsigned pages : {65535u, 65536u}) {
+        TiffBuilder file;
+        const std::string count = std::to_string(pages);
+        for (unsigned z = 0; z < pages; ++z) {
+            file.Page().Grey(1, 1, 8);
+            if (z == 0)
+                file.Text(TIFFTAG_IMAGEDESCRIPTION, "ImageJ=1.53t\nimages=" + count + "\nslices=" + count + "\n");
+            file.AddPiece({static_cast<char>(z >> 8)});
+        }
+        file.Write(path_);
+        qvox::VoxelImage<std::uint8_t> image;
+        if (pages == 65535u) {
+            qvox::LoadImageFile(path_, image);
+            ASSERT_EQ(image.SizeZ(), 65535u);
+            EXPECT_EQ(image(0, 0, 65534), 255);
+            continue;
+        }
+        try {
+            qvox::LoadImageFile(path_, image);
+            FAIL() << "planes are lost";
+        } catch (const qvox::ToolkitError& error) {
+            EXPECT_NE(std::string(error.what()).find("its stack has more than 65535 pictures"), std::string::npos)
+                << error.what();
+        }
     }
-    file.Write(path_);
-    qvox::VoxelImage<std::uint8_t> image;
-    qvox::LoadImageFile(path_, image);
-    ASSERT_EQ(image.SizeZ(), 65535u);
-    EXPECT_EQ(image(0, 0, 65534), 255);
 }
 
 }  // namespace

@@ -177,7 +177,10 @@ std::vector<std::uint64_t> StackPages(TiffHandle& file, const TiffPage& page, co
     std::vector<std::uint64_t> pages{page.offset};
     std::uint64_t untilNext = stack.pageStride;
     PieceAllowance allowance(file);
-    while (pages.size() < stack.planes && pages.size() < kMostPages && TIFFLastDirectory(file.Get()) == 0) {
+    while (pages.size() < stack.planes && TIFFLastDirectory(file.Get()) == 0) {
+        if (pages.size() == kMostPages) {
+            file.FailReading("its stack has more than " + std::to_string(kMostPages) + " pictures");
+        }
         file.ForgetMessages();
         if (TIFFReadDirectory(file.Get()) != 1) file.FailReading("the file breaks off in a stack of pictures");
         if (!allowance.Spend(file)) file.FailReading("the pictures of its stack share too many strips or tiles");
