@@ -190,7 +190,7 @@ class Scratch:
             return None
         text = open(self.build_log, errors="replace").read()
         if status is not None and COMPILER_ERROR.search(text):
-            return "compiler", first_error(text)
+            return "compiler", first_error(text.replace(self.source + "/", ""))
         if status is not None and "CMake Error" not in text:
             raise RuntimeError(f"{program} is not built, see {self.build_log}")
         return ("time limit" if status is None else "test"), program + " does not list its tests"
