@@ -17,6 +17,7 @@
 #include "ParseNumber.h"
 #include "PathText.h"
 #include "RecordLog.h"
+#include "RunFolders.h"
 #include "TruthLabels.h"
 
 namespace Korvane {
@@ -161,13 +162,6 @@ void DrawFigure(const ComparisonReport& report, const std::string& folder, const
     WriteOut(streams.messages, std::string("warning: ") + kGnuplotIsMissing + ".\n");
 }
 
-void MakeFigureFolder(const std::optional<std::string>& folder) {
-    if (!folder) return;
-    std::error_code failure;
-    std::filesystem::create_directories(*folder, failure);
-    if (failure) throw UsageError("The folder '" + *folder + "' cannot be created: " + failure.message() + ".");
-}
-
 /// The folders of what is written for all images together.
 std::vector<std::string> ResultFolders(const CompareOptions& options) {
     std::vector<std::string> folders;
@@ -261,7 +255,7 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
     ImageRun run;
     run.input = options.input;
     CheckTruth(options.truth, run.input);
-    if (!options.jobs.dryRun) MakeFigureFolder(options.figure);
+    if (!options.jobs.dryRun && options.figure) MakeFolders({*options.figure});
     run.places = options.places;
     if (options.overlay) run.written.push_back(&ImageFiles::comparison);
     run.pixelSize = options.pixelSize;

@@ -22,6 +22,7 @@
 #include "Progress.h"
 #include "RecordLog.h"
 #include "ReportPart.h"
+#include "RunFolders.h"
 #include "SharedFiles.h"
 #include "ToolkitError.h"
 #include "files/AtomicFile.h"
@@ -194,7 +195,7 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
         report->RequireAllImages(listing, problems);
     }
     if (Tell(problems, options, progress)) return kExitSomeFailed;
-    MakeOutputFolder(options.output);
+    MakeFolders({options.output});
     // Record and report are of one merge, whoever merges into the folder at the same time.
     const FolderLock lock({options.output});
     RequireFolderStillFree(options, records ? records->Targets(options.output) : std::vector<std::string>(),

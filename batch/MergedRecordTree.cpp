@@ -1,11 +1,8 @@
 #include "MergedRecordTree.h"
 
-#include <filesystem>
-#include <system_error>
-
 #include "PathText.h"
 #include "RecordLog.h"
-#include "ToolkitError.h"
+#include "RunFolders.h"
 
 namespace Korvane {
 
@@ -67,16 +64,9 @@ std::vector<std::string> MergedRecordTree::Targets(const std::string& folder) co
 
 void MergedRecordTree::Write(const std::string& folder) const {
     ForEachGroup([&](const std::string& subfolder, const MergedRecords& records) {
-        MakeOutputFolder(Below(folder, subfolder));
+        MakeFolders({Below(folder, subfolder)});
         records.Write(Below(folder, subfolder));
     });
-}
-
-void MakeOutputFolder(const std::string& folder) {
-    std::error_code failure;
-    std::filesystem::create_directories(folder, failure);
-    if (!failure) return;
-    throw UsageError("The folder '" + folder + "' cannot be created: " + failure.message() + ".");
 }
 
 }  // namespace Korvane

@@ -26,8 +26,8 @@ public:
     void Write(const std::string& folder) const;
 
 private:
-    using Groups =
-        std::map<std::string, std::vector<std::string>>;  // subfolder and the folders of the parts that have it
+    /// Subfolder and the folders of the parts that have it.
+    using Groups = std::map<std::string, std::vector<std::string>>;
 
     /// The records of one subfolder after the other. Those of the only one are held already.
     template <typename Look>
@@ -46,8 +46,5 @@ private:
     Groups groups_;
     KnownLabels known_;
 };
-
-/// Throws UsageError.
-void MakeOutputFolder(const std::string& folder);
 
 }  // namespace Korvane
