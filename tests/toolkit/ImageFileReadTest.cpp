@@ -9,6 +9,7 @@
 #include <random>
 
 #include "files/ImageFile.h"
+#include "files/StoredDescription.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestImages.h"
 #include "support/TiffBuilder.h"
@@ -368,6 +369,18 @@ TEST_F(ImageFileRead, WhateverLoadsCanBeSaved) {
         qvox::SaveImageFile(path_, image);
         EXPECT_EQ(Load<std::uint8_t>().Metadata(), image.Metadata()) << kept;
     }
+}
+
+TEST_F(ImageFileRead, AnOwnDescriptionMayHaveTheLargestSizeAndNoByteMore) {
+    const std::string head = "ImageJ=1.11a\nqvox=1\nqvox.entry.a=b\nother=";
+    const auto write = [&](std::uint64_t bytes) {
+        const std::string text = head + std::string(bytes - head.size(), 'v');
+        TiffBuilder().Page().Grey(1, 1, 8).Text(270, text).AddPiece("x").Write(path_);
+    };
+    write(qvox::kLongestOwnDescription);
+    EXPECT_EQ(Load<std::uint8_t>().Metadata(), (qvox::Description{{"a", "b"}}));
+    write(qvox::kLongestOwnDescription + 1);
+    EXPECT_NE(Refusal<std::uint8_t>().find("its description is too long"), std::string::npos);
 }
 
 // Written by the TIFF library itself, in every combination that it knows for grey pictures.
