@@ -97,6 +97,7 @@ TEST_F(GnuplotFiles, AreNotTouchedWhereTheScriptFails) {
     } catch (const qvox::ToolkitError& error) {
         EXPECT_NE(std::string(error.what()).find("the figure 'small'"), std::string::npos) << error.what();
         EXPECT_NE(std::string(error.what()).find("\"small.gnuplot\" line "), std::string::npos) << error.what();
+        EXPECT_NE(std::string(error.what()).back(), ' ') << error.what();
     }
     EXPECT_EQ(BytesOf(Path("small.svg")), svg);
 }

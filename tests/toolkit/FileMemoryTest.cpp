@@ -1,6 +1,7 @@
 // What a load may take beside its picture: 64 MiB of address space, tried in processes that have no more.
 
 #include <gtest/gtest.h>
+#include <lzma.h>
 #include <malloc.h>
 #include <sys/wait.h>
 #include <tiffio.h>
@@ -384,6 +385,29 @@ TEST_F(FileMemory, APackingThatWantsALargeWindowIsRefused) {
     TiffBuilder file;
     file.Page().Grey(16, 16, 8).Short(259, COMPRESSION_ZSTD).AddPiece(frame + std::string(64, '\0')).Write(path_);
     EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 256), Ended::kRefused);
+}
+
+std::string LzmaStream(const std::string& bytes, std::uint32_t dictionaryBytes) {
+    lzma_options_lzma options;
+    lzma_lzma_preset(&options, 0);
+    options.dict_size = dictionaryBytes;
+    lzma_filter filters[] = {{LZMA_FILTER_LZMA2, &options}, {LZMA_VLI_UNKNOWN, nullptr}};
+    std::string stream(lzma_stream_buffer_bound(bytes.size()), '\0');
+    std::size_t used = 0;
+    const lzma_ret state = lzma_stream_buffer_encode(
+        filters, LZMA_CHECK_NONE, nullptr, reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size(),
+        reinterpret_cast<std::uint8_t*>(stream.data()), &used, stream.size());
+    EXPECT_EQ(state, LZMA_OK);
+    stream.resize(used);
+    return stream;
+}
+
+TEST_F(FileMemory, AnLzmaDictionaryOfFortyEightMebibytesIsTooLarge) {
+    for (const auto& [mebibytes, expected] : {std::pair{32u, Ended::kLoaded}, std::pair{48u, Ended::kRefused}}) {
+        const std::string strip = LzmaStream("abcd", static_cast<std::uint32_t>(mebibytes * kMiB));
+        TiffBuilder().Page().Grey(2, 2, 8).Short(259, COMPRESSION_LZMA).AddPiece(strip).Write(path_);
+        EXPECT_EQ(LoadWithin<std::uint8_t>(path_, 4), expected) << mebibytes;
+    }
 }
 
 TEST_F(FileMemory, AnAbsurdClaimOfATinyFileIsRefusedBeforeAnythingIsAllocated) {

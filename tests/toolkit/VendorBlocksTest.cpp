@@ -239,6 +239,13 @@ TEST(TvipsBlock, NothingOfOtherBlocks) {
     }
 }
 
+TEST(DecimalNumber, MayHaveAPlusBeforeItsDigits) {
+    EXPECT_EQ(qvox::DecimalNumber("+5"), 5.0);
+    EXPECT_EQ(qvox::DecimalNumber(" +1.5e-3\n"), 1.5e-3);
+    EXPECT_EQ(qvox::DecimalNumber("+"), std::nullopt);
+    EXPECT_EQ(qvox::DecimalNumber("++5"), std::nullopt);
+}
+
 TEST(LengthUnit, OverlongTextsAreNoUnit) {
     EXPECT_TRUE(qvox::MicrometresPerUnit(std::string(1000, ' ') + "nm"));
     EXPECT_FALSE(qvox::MicrometresPerUnit(std::string(1 << 20, 'u')));
