@@ -210,6 +210,9 @@ TEST_F(Preparation, AnInformationBarIsWarnedOfAndLeftOut) {
     const ProgramResult warned = Detect({});
     EXPECT_NE(warned.messages.find("has an information bar: 40 rows at the bottom; use --trim-bar."), std::string::npos)
         << warned.messages;
+    const ProgramResult info = RunProgram({"info", folder_.File("a.tif")});
+    EXPECT_NE((info.output + info.messages).find("has an information bar: 40 rows at the bottom"), std::string::npos)
+        << info.output << info.messages;
     const ProgramResult trimmed = Detect({"--trim-bar"});
     EXPECT_EQ(trimmed.status, 0) << trimmed.messages;
     EXPECT_EQ(Found(), clean);

@@ -121,7 +121,9 @@ protected:
         Answers answers(wxID_NONE);
         answers.Act([&](wxDialog& dialog) {
             if (auto* const choice = dynamic_cast<LearnDialog*>(&dialog)) {
-                Find<wxSpinCtrl>(*choice)->SetValue(evaluations);
+                auto* const field = Find<wxSpinCtrl>(*choice);
+                EXPECT_TRUE(field->GetToolTipText().StartsWith("More take longer")) << field->GetToolTipText();
+                field->SetValue(evaluations);
                 Press(*choice, wxID_OK);
             } else if (auto* const learnt = dynamic_cast<LearntDialog*>(&dialog)) {
                 end(*learnt);

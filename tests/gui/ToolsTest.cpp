@@ -76,6 +76,43 @@ TEST_F(Tools, TheDialogShowsARangeAtOnceAndCancelTakesItBack) {
     EXPECT_EQ(Status(0), "Display range: from percentile 0 to 60");
 }
 
+TEST_F(Tools, TheLinesOfTheHistogramAreDragged) {
+    OpenSmall();  // which has each intensity about as often as any other
+    AwaitShown();
+    Answers answers(wxID_NONE);
+    answers.Act([&](wxDialog& dialog) {
+        const auto& children = dialog.GetChildren();
+        const auto histogram = std::find_if(children.begin(), children.end(), [](wxWindow* child) {
+            return child->GetToolTipText().StartsWith("Drag the two lines");
+        });
+        if (histogram == children.end()) return false;
+        const auto drag = [&](int from, int to) {
+            for (const auto& [type, x] : {std::pair{wxEVT_LEFT_DOWN, from}, std::pair{wxEVT_MOTION, to},
+                                          std::pair{wxEVT_LEFT_UP, to}, std::pair{wxEVT_MOTION, 0}}) {
+                wxMouseEvent event(type);
+                event.SetX(x);
+                (*histogram)->GetEventHandler()->ProcessEvent(event);
+            }
+            return Status(0);
+        };
+        const auto expectRange = [](const wxString& said, double low, double high) {
+            double shown = -1.0;
+            EXPECT_TRUE(said.AfterLast(' ').ToDouble(&shown)) << said;
+            EXPECT_NEAR(shown, high, 2.0) << said;
+            EXPECT_TRUE(said.BeforeLast(' ').BeforeLast(' ').AfterLast(' ').ToDouble(&shown)) << said;
+            EXPECT_NEAR(shown, low, 2.0) << said;
+        };
+        const int right = (*histogram)->GetClientSize().x - 1;
+        expectRange(drag(right, right / 2), 0.0, 50.0);
+        expectRange(drag(0, right / 4), 25.0, 50.0);
+        expectRange(drag(right / 2, right), 25.0, 100.0);
+        EXPECT_EQ(drag(right / 4, 0), "Display range: all intensities");
+        dialog.EndModal(wxID_OK);
+        return true;
+    });
+    Run(kDisplayRange);
+}
+
 TEST_F(Tools, FitAndZoomToObject) {
     OpenSamples();
     AwaitShown();

@@ -37,6 +37,10 @@ std::size_t FilesIn(const TemporaryFolder& folder) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder.Path()), fs::directory_iterator()));
 }
 
+std::ptrdiff_t OpenDescriptors() {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
 std::string Refusal(const std::string& path, const qvox::LabelImage& image) {
     try {
         qvox::SaveImageFile(path, image);
@@ -83,11 +87,13 @@ TEST(ImageFileSave, AnExistingFileSurvivesAFullDiskAtAnyPoint) {
     }
 }
 
-TEST(ImageFileSave, AFullDiskLeavesNoNewFile) {
+TEST(ImageFileSave, AFullDiskLeavesNoNewFileAndNoneOpen) {
     const TemporaryFolder folder;
     const FullDisk disk(5000);
+    const std::ptrdiff_t before = OpenDescriptors();
     Refusal(folder.File("seg_a.tif"), Picture(1));
     EXPECT_EQ(FilesIn(folder), 0u);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 TEST(ImageFileSave, AMissingFolderIsNamedWithTheCause) {
