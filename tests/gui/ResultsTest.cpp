@@ -270,6 +270,21 @@ TEST_F(Results, DeletedObjectsComeBackByUndo) {
     EXPECT_TRUE(SameLabels(Labels(), before));
 }
 
+TEST_F(Results, OnlyChosenObjectsCanBeDeleted) {
+    OpenWithObjects();
+    ShowPanel();
+    const wxWindow* const button = Panel().FindWindow(wxID_DELETE);
+    ASSERT_NE(button, nullptr);
+    EXPECT_FALSE(button->IsEnabled());
+    Panel().Table().Select(0);
+    Panel().Table().Select(1);
+    EXPECT_TRUE(button->IsEnabled());
+    Panel().Table().Select(1, false);
+    EXPECT_TRUE(button->IsEnabled()) << "the first is chosen still";
+    Panel().Table().Select(0, false);
+    EXPECT_FALSE(button->IsEnabled());
+}
+
 TEST_F(Results, TheKeyDelInTheTableTakesTheChosenObjectsOnlyAndEscLeadsBack) {
     OpenWithObjects();
     ShowPanel();
