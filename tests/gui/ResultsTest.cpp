@@ -419,6 +419,16 @@ TEST_F(Results, TheStagesAreSteppedThroughAndSayWhatBecameOfAPlace) {
     EXPECT_FALSE(frame->ShowsStages());
 }
 
+TEST_F(Results, TheExplanationOfAPlaceStaysWithinItsBar) {
+    StagesBar bar(frame, {});
+    const wxWindow* const explanation = bar.GetChildren().GetLast()->GetData();
+    for (int width = 300; width < 360; ++width) {
+        bar.SetClientSize(width, 100);
+        bar.Explain(wxString::Format("No object of %d: it was removed by the filter, which wants more of its edge", width));
+        EXPECT_LE(explanation->GetBestSize().x, width - 8) << "4 pixels on both sides";
+    }
+}
+
 TEST_F(Results, HidingThePanelLeavesAWindowThatWasMadeNarrowUsable) {
     OpenSmall();
     Run(kObjects);

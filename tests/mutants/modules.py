@@ -30,6 +30,10 @@ MODULES = [
     ("batch", "batch", [("", ["batch_tests"])]),
 ]
 
+# Their tests share a display with a window manager: on a busy machine one may fail by chance, and counts when it fails
+# again.
+TRIED_TWICE = ["gui_tests", "gui_end_to_end_tests"]
+
 
 def module_of(file):
     """The module that a file belongs to: that of the longest folder."""
@@ -43,6 +47,10 @@ def programs_for(file):
         if module == name:
             return next(programs for prefix, programs in rules if file.startswith(prefix))
     return []
+
+
+def is_tried_twice(file):
+    return any(program in TRIED_TWICE for program in programs_for(file))
 
 
 def all_programs():

@@ -11,6 +11,8 @@ import subprocess
 import threading
 import time
 
+import modules
+
 Suite = collections.namedtuple("Suite", "name program command filter label")
 
 BUILD_SECONDS = 3600
@@ -252,13 +254,15 @@ class Scratch:
                 return [os.path.join(path, name) for name in names if name.endswith(".cpp")]
         return []
 
-    def groups(self, program, file):
-        """Suites to run together, those first that are named like the file, then the quick ones, then the long ones."""
+    def groups(self, program, file, before):
+        """Suites to run together: that of the test `before`, if any, those that are named like the file, then the quick
+        ones, then the long ones."""
         taken = {name: known["seconds"] for name, known in self.timing.programs[program].items()}
         usable = [s for s in self.suites(program) if taken.get(s.name) is not None]
         words = set(words_of(os.path.splitext(os.path.basename(file))[0]))
         close = lambda s: len(words & set(words_of(s.name.split(".")[1]))) >= min(2, len(words))
-        near = sorted((s for s in usable if close(s)), key=lambda s: taken[s.name])
+        is_before = lambda s: s.name.split(".")[1] == before.split(".")[0]
+        near = sorted((s for s in usable if close(s) or is_before(s)), key=lambda s: (not is_before(s), taken[s.name]))
         quick = [s for s in usable if s not in near and s.label == "quick"]
         rest = sorted((s for s in usable if s not in near and s.label != "quick"), key=lambda s: taken[s.name])
         groups = [[s] for s in near] + ([quick] if quick else []) + [[s] for s in rest]
@@ -267,8 +271,8 @@ class Scratch:
             groups = [[s] for group in groups for s in group]
         return [(group, sum(taken[s.name] for s in group)) for group in groups]
 
-    def try_change(self, change, programs):
-        """(outcome, what noticed it)"""
+    def try_change(self, change, programs, before=""):
+        """(outcome, what noticed it); `before`: the test that noticed it before."""
         for program in programs:
             self.measure(program)
         path = os.path.join(self.source, change.file)
@@ -280,8 +284,10 @@ class Scratch:
                 outcome = self.make(program, changed=True)
                 if outcome:
                     return outcome
-                for suites, seconds in self.groups(program, change.file):
+                for suites, seconds in self.groups(program, change.file, before):
                     outcome, _ = self.run(suites, seconds)
+                    if outcome and program in modules.TRIED_TWICE:
+                        outcome, _ = self.run(suites, seconds)
                     if outcome:
                         return outcome
             return "survived", ""

@@ -96,6 +96,25 @@ TEST(ImageFileSave, AFullDiskLeavesNoNewFileAndNoneOpen) {
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
+TEST(ImageFileSave, TheLongestSideIsThatOfTheFormat) {
+    // The folder is looked at after the sizes, and the voxels, which take no memory until then, after the folder.
+    const std::string path = TemporaryFolder().File("gone/a.tif");
+    constexpr std::uint64_t kLongest = (std::uint64_t{1} << 31) - 1;
+    for (const bool isTall : {false, true}) {
+        qvox::VoxelImage<std::uint8_t> image;
+        for (const std::uint64_t side : {kLongest, kLongest + 1}) {
+            image.Resize(isTall ? 1 : side, isTall ? side : 1, 1);
+            try {
+                qvox::SaveImageFile(path, image);
+                FAIL() << side;
+            } catch (const qvox::FileError& error) {
+                const char* cause = side == kLongest ? "No such file or directory" : "too large for a TIFF file";
+                EXPECT_NE(std::string(error.what()).find(cause), std::string::npos) << error.what();
+            }
+        }
+    }
+}
+
 TEST(ImageFileSave, AMissingFolderIsNamedWithTheCause) {
     const TemporaryFolder folder;
     EXPECT_NE(Refusal(folder.File("gone/seg_a.tif"), Picture(1)).find("No such file or directory"), std::string::npos);
