@@ -424,7 +424,7 @@ TEST_F(Results, TheExplanationOfAPlaceStaysWithinItsBar) {
     const wxWindow* const explanation = bar.GetChildren().GetLast()->GetData();
     for (int width = 300; width < 360; ++width) {
         bar.SetClientSize(width, 100);
-        bar.Explain(wxString::Format("No object of %d: it was removed by the filter, which wants more of its edge", width));
+        bar.Explain(wxString::Format("No object of %d: the filter removed it, which wants more of its edge", width));
         EXPECT_LE(explanation->GetBestSize().x, width - 8) << "4 pixels on both sides";
     }
 }
