@@ -76,6 +76,29 @@ Answers::~Answers() {
     innermost_ = around_;
 }
 
+namespace {
+
+/// Every control of a window has its place: inside of it, and none lies on another. The choosers and boxes of the
+/// platform have no children.
+void ExpectLaidOut(const wxWindow& window) {
+    const wxString title = window.GetLabel();
+    std::vector<const wxWindow*> shown;
+    for (const wxWindow* const child : window.GetChildren()) {
+        if (!child->IsShown() || child->IsTopLevel()) continue;
+        if (dynamic_cast<const wxPanel*>(child) != nullptr) ExpectLaidOut(*child);
+        if (dynamic_cast<const wxStaticBox*>(child) != nullptr) continue;  // which lies around others
+        const wxRect place = child->GetRect();
+        EXPECT_TRUE(wxRect(window.GetClientSize()).Contains(place)) << title << ": " << child->GetLabel();
+        for (const wxWindow* const other : shown) {
+            EXPECT_FALSE(other->GetRect().Intersects(place))
+                << title << ": " << child->GetLabel() << " lies on " << other->GetLabel();
+        }
+        shown.push_back(child);
+    }
+}
+
+}  // namespace
+
 /// Calls what acts on a shown dialog until that has done its part.
 class Answers::Poller final : public wxTimer {
 public:
@@ -89,6 +112,7 @@ public:
         // What is done to the dialog may pump events.
         if (busy_ || !shown_.IsShown()) return;
         busy_ = true;
+        if (!std::exchange(isLookedAt_, true)) ExpectLaidOut(shown_);
         const bool late = std::chrono::steady_clock::now() > end_;
         if (late) {
             ADD_FAILURE() << "a dialog never came to what was awaited";
@@ -103,6 +127,7 @@ private:
     std::function<bool(wxDialog&)> act_;
     std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + kLimit;
     bool busy_ = false;
+    bool isLookedAt_ = false;
 };
 
 int Answers::Enter(wxDialog* dialog) {

@@ -194,6 +194,33 @@ TEST_F(Results, ARowCentresAndFramesItsObjectAndPickingOneChoosesItsRow) {
     EXPECT_EQ(frame->StateOfCanvas().framed.width, 0u);
 }
 
+TEST_F(Results, TheChosenObjectStaysChosenWhenTheTableIsSorted) {
+    OpenWithObjects();
+    ShowPanel();
+    wxListView& table = Panel().Table();
+    const auto sort = [&table] {
+        wxListEvent event(wxEVT_LIST_COL_CLICK, table.GetId());
+        event.SetEventObject(&table);
+        event.m_col = 1;
+        table.GetEventHandler()->ProcessEvent(event);
+    };
+    table.Select(1);
+    const auto chosen = [&] { return Panel().List().At(static_cast<std::size_t>(table.GetFirstSelected())).label; };
+    std::vector<LabelList> orders;
+    for (int i = 0; i < 3; ++i) {
+        sort();
+        orders.push_back(Rows());
+        ASSERT_EQ(table.GetSelectedItemCount(), 1) << i;
+        EXPECT_EQ(chosen(), 2) << i;
+    }
+    EXPECT_EQ(orders[2], orders[0]);
+    EXPECT_NE(orders[1], orders[0]);
+    table.Select(0);
+    table.Select(1);
+    sort();
+    EXPECT_EQ(table.GetSelectedItemCount(), 0) << "one of several would be no choice of a person's";
+}
+
 TEST_F(Results, BarsOfTheHistogramAreAsWideAsTheirBinsAndAsHighAsTheirCounts) {
     wxFrame window(nullptr, wxID_ANY, "bins");
     auto* const histogram = new SizeHistogram(&window);
