@@ -330,6 +330,26 @@ TEST_F(Results, TheKeyDelInTheTableTakesTheChosenObjectsOnlyAndEscLeadsBack) {
     EXPECT_TRUE(Await([&] { return wxWindow::FindFocus() == &frame->Canvas(); }));
 }
 
+TEST_F(Results, TheKeyDelInAFieldEditsItsText) {
+    OpenWithObjects();
+    ShowPanel();
+    wxUIActionSimulator simulator;
+    for (int i = 0; i < 3; ++i) {
+        auto* const field = Nth<wxTextCtrl>(i);
+        ASSERT_NE(field, nullptr);
+        field->ChangeValue("12");
+        Panel().Table().Select(0);
+        field->SetFocus();
+        field->SetInsertionPoint(0);
+        Pump();
+        simulator.Char(WXK_DELETE);
+        EXPECT_TRUE(Await([&] { return field->GetValue() == "2"; })) << i;
+        EXPECT_EQ(frame->Store().labelCount, 2u) << i;
+        field->SetValue("");
+        AwaitMeasured();
+    }
+}
+
 TEST_F(Results, TheExportedTableHoldsTheBytesOfTheBatchTool) {
     OpenWithObjects();
     ShowPanel();
