@@ -76,10 +76,6 @@ Answers::~Answers() {
     innermost_ = around_;
 }
 
-namespace {
-
-/// Every control of a window has its place: inside of it, and none lies on another. The choosers and boxes of the
-/// platform have no children.
 void ExpectLaidOut(const wxWindow& window) {
     const wxString title = window.GetLabel();
     std::vector<const wxWindow*> shown;
@@ -96,8 +92,6 @@ void ExpectLaidOut(const wxWindow& window) {
         shown.push_back(child);
     }
 }
-
-}  // namespace
 
 /// Calls what acts on a shown dialog until that has done its part.
 class Answers::Poller final : public wxTimer {

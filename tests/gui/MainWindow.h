@@ -23,6 +23,10 @@ void Pump();
 /// Pumps until `holds`, at most for a time that no machine needs. False when it did not come to hold.
 bool Await(const std::function<bool()>& holds);
 
+/// Every control of a window has its place: inside of it, and none lies on another. The choosers and boxes of the
+/// platform have no children.
+void ExpectLaidOut(const wxWindow& window);
+
 /// Answers every modal dialog and remembers what it was.
 class Answers : public wxModalDialogHook {
 public:

@@ -73,6 +73,7 @@ protected:
         Run(kObjects);
         ASSERT_TRUE(frame->ShowsObjects());
         AwaitMeasured();
+        ExpectLaidOut(Panel());
     }
     void AwaitMeasured() {
         ASSERT_TRUE(Await([&] { return Panel().IsUpToDate(); }));
@@ -432,6 +433,7 @@ TEST_F(Results, TheStagesAreSteppedThroughAndSayWhatBecameOfAPlace) {
     EXPECT_TRUE(Checked(kStages));
     EXPECT_TRUE(Await([&] { return frame->IsEnabled(); }));
     EXPECT_TRUE(frame->BarOfStages().StageText().StartsWith("Stage 1 of 7: edge map"));
+    ExpectLaidOut(frame->BarOfStages());
     std::vector<wxString> texts;
     for (int i = 0; i < 7; ++i) {
         Run(kNextStage);

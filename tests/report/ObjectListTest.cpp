@@ -127,6 +127,7 @@ TEST(ObjectList, FiltersSayWhyAndLeaveTheRows) {
     const SizeSummary sizes = list.Sizes();
     EXPECT_EQ(sizes.objects, 3u);
     EXPECT_EQ(sizes.atEdge, 1u);
+    EXPECT_EQ(sizes.leftOut, (std::map<std::string, std::size_t>{{"at the edge", 1}, {"too small", 1}}));
     ASSERT_EQ(sizes.sizes.size(), 1u);
     EXPECT_NEAR(sizes.sizes[0], 27.08, 0.01);
     EXPECT_NEAR(sizes.areaUm2, 80 * 60 * 4e-6, 1e-12);
