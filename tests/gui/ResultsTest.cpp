@@ -195,6 +195,26 @@ TEST_F(Results, ARowCentresAndFramesItsObjectAndPickingOneChoosesItsRow) {
     EXPECT_EQ(frame->StateOfCanvas().framed.width, 0u);
 }
 
+TEST_F(Results, AnObjectStaysFramedWhileOtherPositionsChange) {
+    OpenWithObjects();
+    Run(kSaveResults);
+    std::filesystem::remove(folder.File("seg_a.tif"));
+    Key(WXK_PAGEDOWN);
+    Dab(70, 70);
+    Key(WXK_PAGEUP);
+    ShowPanel();
+    Panel().Table().Select(0);
+    Pump();
+    const PixelRectangle framed = frame->StateOfCanvas().framed;
+    EXPECT_GT(framed.width, 0u);
+    const Answers answers(wxID_OK);
+    Run(kLoadResults);
+    EXPECT_EQ(CountLabels(*frame->Store().images.LabelsOf(1)), 1u) << "that of the file";
+    EXPECT_EQ(frame->StateOfCanvas().framed.width, framed.width) << "which the first has none of";
+    Dab(70, 44);
+    EXPECT_EQ(frame->StateOfCanvas().framed.width, 0u);
+}
+
 TEST_F(Results, TheChosenObjectStaysChosenWhenTheTableIsSorted) {
     OpenWithObjects();
     ShowPanel();

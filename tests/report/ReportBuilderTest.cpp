@@ -376,8 +376,8 @@ TEST(ReportBuilder, BoundsThePageAndTheFiguresOfManyImages) {
     const std::string page = BytesOf(folder.Path() / "report.html");
     for (const char* const text :
          {"10400 objects counted in 5200 images", "These are the first 5000 of 5200 images; summary.csv has all",
-          "<td>4999.tif</td>", "and 4200 warnings more", "<td>others</td><td>4200</td>",
-          "Of the 5200 images 500, at equal distances in their list, are shown"}) {
+          "<tr><td class=\"number\">5000</td><td>4999.tif</td>", "and 4200 warnings more",
+          "<td>others</td><td>4200</td>", "Of the 5200 images 500, at equal distances in their list, are shown"}) {
         EXPECT_NE(page.find(text), std::string::npos) << text;
     }
     EXPECT_EQ(page.find("<td>5000.tif</td>"), std::string::npos);

@@ -81,6 +81,19 @@ TEST(ThumbnailSvg, IsTheMeanOfThePixelsUnderEachOfItsOwn) {
     EXPECT_EQ(ThumbnailSvg(image, {}, 20, ""), ThumbnailSvg(small, {}, 20, ""));
 }
 
+TEST(ThumbnailSvg, LeavesOneInAHundredAtEachEndOutOfItsRange) {
+    for (const auto& [width, leftOut] : {std::pair{199u, 1u}, {200u, 2u}}) {
+        for (const float far : {-1000.0f, 1000.0f}) {
+            qvox::VoxelImage<float> image = Ramp(width, 1);
+            const std::string ramp = ThumbnailSvg(image, {}, width, "");
+            for (unsigned i = 0; i <= leftOut; ++i) {
+                image[far < 0.0f ? i : width - 1 - i] = far;
+                EXPECT_EQ(ThumbnailSvg(image, {}, width, "") == ramp, i < leftOut) << width << ' ' << i << ' ' << far;
+            }
+        }
+    }
+}
+
 TEST(ThumbnailWidth, ShrinksWithTheNumberOfImages) {
     EXPECT_EQ(ThumbnailWidth(1), 480u);
     EXPECT_EQ(ThumbnailWidth(500), 240u);
