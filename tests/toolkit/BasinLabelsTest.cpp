@@ -184,18 +184,17 @@ TEST(LowerNeighbours, AreThoseLowerOrEqualAndEarlierAndNothingIsWrittenBehindThe
     constexpr qvox::NeighbourSet kUntouched = 0xA5;
     std::mt19937 random(5);
     for (const std::size_t width : {1u, 3u, 4u, 15u, 16u, 17u, 32u, 48u, 61u}) {
-        const std::size_t stride = width + 5;
-        std::vector<qvox::Cell> levels(3 * stride + 1);
+        const auto stride = static_cast<std::ptrdiff_t>(width + 5);
+        std::vector<qvox::Cell> levels(static_cast<std::size_t>(3 * stride + 1));
         for (qvox::Cell& level : levels) level = korvane_test::UniformInt(random, -2, 2) * (1 << 29);
         const std::size_t room = (width + 15) / 16 * 16;
         std::vector<qvox::NeighbourSet> found(room + 16, kUntouched);
         const qvox::Cell* const row = levels.data() + stride + 1;
-        qvox::FindLowerNeighbours(row, width, stride, found.data());
+        qvox::FindLowerNeighbours(row, width, static_cast<std::size_t>(stride), found.data());
         for (std::size_t x = 0; x < width; ++x) {
             unsigned expected = 0;
             for (unsigned i = 0; i < 8; ++i) {
-                const qvox::Cell other =
-                    row[static_cast<std::ptrdiff_t>(x) + kSteps[i][0] + kSteps[i][1] * static_cast<std::ptrdiff_t>(stride)];
+                const qvox::Cell other = row[static_cast<std::ptrdiff_t>(x) + kSteps[i][0] + kSteps[i][1] * stride];
                 if (i < 4 ? other <= row[x] : other < row[x]) expected |= 1u << i;
             }
             ASSERT_EQ(found[x], expected) << width << ", column " << x;
