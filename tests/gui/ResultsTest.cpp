@@ -256,15 +256,13 @@ TEST_F(Results, BarsOfTheHistogramAreAsWideAsTheirBinsAndAsHighAsTheirCounts) {
     window.Raise();
     const wxColour bar = wxSystemSettings::GetColour(wxSYS_COLOUR_HIGHLIGHT);
     wxImage shot;
+    const auto isBar = [&](int x, int y) {
+        return shot.GetRed(x, y) == bar.Red() && shot.GetGreen(x, y) == bar.Green() && shot.GetBlue(x, y) == bar.Blue();
+    };
     // Pixels of bars in a row of the screen.
     const auto inRow = [&](int y) {
         int count = 0;
-        for (int x = 0; x < shot.GetWidth(); ++x) {
-            count +=
-                shot.GetRed(x, y) == bar.Red() && shot.GetGreen(x, y) == bar.Green() && shot.GetBlue(x, y) == bar.Blue()
-                    ? 1
-                    : 0;
-        }
+        for (int x = 0; x < shot.GetWidth(); ++x) count += isBar(x, y) ? 1 : 0;
         return count;
     };
     const auto isShown = [&] {
@@ -284,6 +282,12 @@ TEST_F(Results, BarsOfTheHistogramAreAsWideAsTheirBinsAndAsHighAsTheirCounts) {
     const int low = inRow(shot.GetHeight() * 6 / 10);
     EXPECT_GT(low, 3 * 400 / 4 - 60);
     EXPECT_NEAR(low * 2, high * 3, 6);
+    // From the right: the outline between the two that are beside each other is one pixel wide.
+    int x = shot.GetWidth() - 1;
+    const int y = shot.GetHeight() * 6 / 10;
+    while (x > 0 && !isBar(x, y)) --x;
+    while (x > 0 && isBar(x, y)) --x;
+    EXPECT_TRUE(isBar(x - 1, y));
 }
 
 TEST_F(Results, FiltersCountAsTheReportDoes) {
