@@ -66,6 +66,15 @@ TEST_F(Series, IsShownBeforeItIsReadAndSaysWhenItIs) {
     EXPECT_EQ(Status(0), "Opened 4 images, 1 failed");
 }
 
+TEST_F(Series, IsReadFromTheNeighboursOfWhatIsShownOn) {
+    AwaitShown();
+    OpenSeries();
+    const auto wasRead = [this](std::size_t i) { return frame->Store().images.WasRead(i); };
+    EXPECT_TRUE(Await([&] { return wasRead(1) || wasRead(2) || wasRead(3); }));
+    EXPECT_TRUE(wasRead(1));
+    AwaitRead();
+}
+
 TEST_F(Series, KeepsWhatIsDrawnBehindAnImageThatTurnsOutToBeBroken) {
     frame->KeepJournal(folder.File("state"));
     AwaitShown();
