@@ -76,6 +76,8 @@ TEST(ObjectMatching, IsTheBestOfAllAssignments) {
             double sum = 0.0;
             for (const ObjectMatch& match : matching.matches) sum += match.iou;
             ASSERT_NEAR(sum, best.iou, 1e-8) << "trial " << trial << ", threshold " << threshold;
+            ASSERT_TRUE(std::is_sorted(matching.matches.begin(), matching.matches.end(),
+                                       [](const auto& a, const auto& b) { return a.truth < b.truth; }));
             ASSERT_EQ(matching.matches.size() + matching.missed.size(), objects.truth.size());
             ASSERT_EQ(matching.matches.size() + matching.extra.size(), objects.found.size());
             severalWays += objects.overlaps.size() > best.matches ? 1u : 0u;

@@ -371,6 +371,19 @@ TEST_F(ImageFileRead, WhateverLoadsCanBeSaved) {
     }
 }
 
+// Such a piece is held whole: stored, and maybe decoded besides.
+TEST_F(ImageFileRead, APieceThatTheLibraryUnpacksMayHaveSixteenMebibytesAndNoByteMore) {
+    constexpr std::size_t kMost = std::size_t{16} << 20;
+    const auto isTooLarge = [this](std::uint32_t height, std::size_t storedBytes) {
+        const std::string stored(storedBytes, '\0');
+        TiffBuilder().Page().Grey(4096, height, 8).Short(259, COMPRESSION_CCITTFAX4).AddPiece(stored).Write(path_);
+        return Refusal<std::uint8_t>().find("are too large for their compression (4)") != std::string::npos;
+    };
+    EXPECT_FALSE(isTooLarge(4096, kMost));
+    EXPECT_TRUE(isTooLarge(4096, kMost + 1));
+    EXPECT_TRUE(isTooLarge(4097, 1000));
+}
+
 TEST_F(ImageFileRead, AnOwnDescriptionMayHaveTheLargestSizeAndNoByteMore) {
     const std::string head = "ImageJ=1.11a\nqvox=1\nqvox.entry.a=b\nother=";
     const auto write = [&](std::uint64_t bytes) {
