@@ -110,6 +110,7 @@ TEST(ReportBuilder, WritesTablesPageAndFigures) {
         EXPECT_NE(page.find(text), std::string::npos) << text;
     }
     EXPECT_EQ(page.find("<2>"), std::string::npos);
+    EXPECT_EQ(page.find("These are the first"), std::string::npos) << "all are there";
     EXPECT_EQ(Occurrences(page, "data:image/png"), 3u);
     for (const char* const name : {"histogram", "cumulative", "roundness", "boxes", "order"}) {
         EXPECT_TRUE(fs::exists(made / "figures" / (std::string(name) + ".gnuplot"))) << name;
