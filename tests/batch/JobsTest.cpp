@@ -286,6 +286,19 @@ TEST_F(Jobs, ADryRunAgreesWithTheRun) {
     }
 }
 
+TEST_F(Jobs, ADryRunRefusesAStackAsTheRunDoes) {
+    qvox::VoxelImage<std::uint8_t> stack({}, {672.0f, 672.0f, 672.0f});
+    stack.Resize(96, 80, 2);
+    stack.Zero();
+    qvox::SaveImageFile(File("stack.tif"), stack);
+    const ProgramResult dry = RunProgram({"detect", "--dry-run", File("stack.tif")});
+    EXPECT_EQ(dry.status, 1);
+    EXPECT_NE(dry.output.find("refuse: it is a stack; --page N chooses one of its planes"), std::string::npos)
+        << dry.output;
+    EXPECT_EQ(RunProgram({"detect", File("stack.tif")}).status, 1);
+    EXPECT_EQ(RunProgram({"detect", "--dry-run", "--page", "2", File("stack.tif")}).status, 0);
+}
+
 TEST_F(Jobs, ADryRunNamesTheTablesOfTheRun) {
     Image("in/a.tif");
     // The folder is made by the run, so the table in it can be.
