@@ -257,7 +257,7 @@ TEST_F(Jobs, ADryRunOfAReportComparisonOrSearchNamesWhatItWouldWrite) {
     EXPECT_FALSE(fs::exists(folder_.File("figure")));
 
     const ProgramResult tuned =
-        dry({"tune", "--truth", File("truth"), "-o", folder_.File("p.json"), "--budget", "3"});
+        dry({"tune", "--truth", File("truth"), "-o", folder_.File("p.json"), "--budget", "0.5"});
     EXPECT_EQ(tuned.status, 0) << tuned.messages;
     EXPECT_NE(tuned.output.find("\n2 to learn from, 0 to skip, 1 to leave out, 0 to refuse. Estimate with 1 at a "
                                 "time: "),
@@ -284,6 +284,12 @@ TEST_F(Jobs, ADryRunAgreesWithTheRun) {
         EXPECT_NE(dry.output.find(", " + std::to_string(skipped) + " to skip, "), std::string::npos)
             << command << ": " << dry.output << run.messages;
     }
+}
+
+TEST_F(Jobs, ADryRunTellsTheSizeOfEachImage) {
+    qvox::SaveImageFile(File("a.tif"), Vesicles(1, 500, 400));
+    const ProgramResult run = RunProgram({"detect", "--dry-run", File("a.tif")});
+    EXPECT_NE(run.output.find(": analyse: 0.20 megapixels\n"), std::string::npos) << run.output;
 }
 
 TEST_F(Jobs, ADryRunRefusesAStackAsTheRunDoes) {

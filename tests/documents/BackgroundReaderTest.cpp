@@ -1,7 +1,10 @@
 #include "BackgroundReader.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <random>
+#include <system_error>
 
 #include <gtest/gtest.h>
 
@@ -90,6 +93,22 @@ TEST_F(BackgroundReading, SearchesWhatIsAskedForAndDoesNotReadWhatIsThere) {
     EXPECT_TRUE(all[0].stored && all[0].burntIn);
     EXPECT_TRUE(!all[1].stored && all[1].burntIn && !all[1].failure);
     EXPECT_TRUE(!all[2].stored && all[2].burntIn && !all[2].failure);
+}
+
+TEST_F(BackgroundReading, KeepsNoJobsThatNobodyWouldDo) {
+    pthread_attr_t usual;
+    pthread_attr_t impossible;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(pthread_attr_init(&impossible), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&impossible, std::size_t{1} << 47), 0);
+    ASSERT_EQ(pthread_setattr_default_np(&impossible), 0);
+    EXPECT_THROW(reader.Read(JobsFor(2)), std::system_error) << "no thread was to be had";
+    EXPECT_TRUE(reader.IsIdle());
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    reader.Read(JobsFor(2));
+    EXPECT_EQ(TakeAll().size(), 2u);
+    pthread_attr_destroy(&usual);
+    pthread_attr_destroy(&impossible);
 }
 
 TEST_F(BackgroundReading, IsReplacedByOtherJobsAndStopped) {
