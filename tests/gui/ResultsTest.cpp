@@ -1,246 +1,30 @@
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <wx/button.h>
-#include <wx/choice.h>
 #include <wx/frame.h>
 #include <wx/image.h>
-#include <wx/listctrl.h>
-#include <wx/msgdlg.h>
 #include <wx/settings.h>
-#include <wx/textctrl.h>
-#include <wx/uiaction.h>
 
 #include "CommandTable.h"
-#include "MainWindow.h"
-#include "ObjectsPanel.h"
-#include "SingleImageCanvas.h"
+#include "ResultsWindow.h"
 #include "SizeHistogram.h"
 #include "StagesBar.h"
 #include "StagesView.h"
 #include "WindowLibrary.h"
-#include "evaluation/EvaluationPhantoms.h"
 #include "files/ImageFile.h"
 
-// The menu Results: the panel of objects, the stages of detection, the report.
+// The menu Results: the stages of detection, the report, the exported table.
 
 namespace {
 
 using namespace Korvane;
 using namespace korvane_test;
 
-std::string BytesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-class Results : public MainWindow {
-protected:
-    void OpenDiscs() {
-        const TrainingImage discs = DiscImage(1);
-        qvox::VoxelImage<std::uint8_t> image;
-        image.Resize(discs.image.SizeX(), discs.image.SizeY(), 1);
-        std::transform(discs.image.begin(), discs.image.end(), image.begin(),
-                       [](float value) { return static_cast<std::uint8_t>(value * 200.0f); });
-        image.SetResolution(discs.image.Resolution());
-        qvox::SaveImageFile(folder.File("discs.tif"), image);
-        Open({"discs.tif"});
-        AwaitShown();
-    }
-
-    /// Two objects at the first of three positions, 1 and 2, and one at the second.
-    void OpenWithObjects() {
-        for (const char* name : {"a.tif", "b.tif", "c.tif"}) WriteRamp(folder.File(name), 200, 160);
-        Open({"a.tif", "b.tif", "c.tif"});
-        AwaitShown();
-        Dab(16, 16);
-        Run(kNextLabel);
-        Dab(44, 44);
-        Key(WXK_PAGEDOWN);
-        Dab(30, 30);
-        Key(WXK_PAGEUP);
-    }
-
-    ObjectsPanel& Panel() { return frame->Objects(); }
-
-    void ShowPanel() {
-        Run(kObjects);
-        ASSERT_TRUE(frame->ShowsObjects());
-        AwaitMeasured();
-        ExpectLaidOut(Panel());
-    }
-    void AwaitMeasured() {
-        ASSERT_TRUE(Await([&] { return Panel().IsUpToDate(); }));
-    }
-
-    void Press(int id) {
-        wxWindow* const button = Panel().FindWindow(id);
-        ASSERT_NE(button, nullptr);
-        wxCommandEvent event(wxEVT_BUTTON, id);
-        event.SetEventObject(button);
-        button->GetEventHandler()->ProcessEvent(event);
-    }
-
-    std::vector<std::uint16_t> Rows() {
-        std::vector<std::uint16_t> labels;
-        for (std::size_t i = 0; i < Panel().List().RowCount(); ++i) labels.push_back(Panel().List().At(i).label);
-        return labels;
-    }
-
-    template <typename Control>
-    Control* Nth(int index) {
-        for (wxWindow* const child : Panel().GetChildren()) {
-            auto* const control = dynamic_cast<Control*>(child);
-            if (control != nullptr && index-- == 0) return control;
-        }
-        return nullptr;
-    }
-
-    /// Chooses the folder "report", and `answer` where it asks.
-    std::string Report(int answer) {
-        std::filesystem::create_directory(folder.Path() / "report");
-        std::string page;
-        frame->OpenPagesBy([&](const wxString& address) { page = address.utf8_string(); });
-        Answers answers([&](wxDialog& dialog) {
-            return dynamic_cast<wxMessageDialog*>(&dialog) != nullptr ? answer : static_cast<int>(wxID_NONE);
-        });
-        answers.Act(Choose({folder.File("report")}));
-        Run(kReport);
-        asked = answers.texts;
-        return page;
-    }
-
-    std::vector<wxString> asked;
-};
-
-using LabelList = std::vector<std::uint16_t>;
-
-TEST_F(Results, ThePanelListsWhatThePositionHoldsAndFollowsEveryChange) {
-    OpenWithObjects();
-    const wxSize before = frame->Canvas().GetSize();
-    ShowPanel();
-    EXPECT_EQ(frame->Canvas().GetSize().x, before.x) << "the image keeps its room";
-    EXPECT_GE(Panel().GetSize().x, frame->FromDIP(400));
-    EXPECT_GE(Panel().GetSize().y, frame->FromDIP(560)) << "the window grows with the panel";
-    EXPECT_EQ(Rows(), (LabelList{1, 2}));
-    EXPECT_TRUE(Panel().Statistics().StartsWith("2 objects, 2 counted\nMean ")) << Panel().Statistics();
-    Run(kUndo);
-    Run(kUndo);
-    AwaitMeasured();
-    EXPECT_EQ(Rows(), LabelList{1});
-    Run(kRedo);
-    AwaitMeasured();
-    EXPECT_EQ(Rows(), (LabelList{1, 2}));
-    Key(WXK_PAGEDOWN);
-    AwaitMeasured();
-    EXPECT_TRUE(Rows().empty());
-    Run(kRedo);
-    AwaitMeasured();
-    EXPECT_EQ(Rows(), LabelList{2});
-    const Answers answers(wxID_OK);
-    Open({"c.tif"});
-    AwaitMeasured();
-    EXPECT_TRUE(Rows().empty());
-    Run(kObjects);
-    EXPECT_FALSE(frame->ShowsObjects());
-}
-
-TEST_F(Results, ThePanelFollowsAStrokeWhoseButtonIsReleasedElsewhere) {
-    OpenWithObjects();
-    ShowPanel();
-    const LabelList before = Rows();
-    Run(kUniqueLabel);
-    Mouse(wxEVT_LEFT_DOWN, 5, 60, true);
-    Mouse(wxEVT_LEFT_UP, -20, 60, false);
-    AwaitMeasured();
-    EXPECT_EQ(Rows().size(), before.size() + 1);
-}
-
-TEST_F(Results, ARowCentresAndFramesItsObjectAndPickingOneChoosesItsRow) {
-    OpenWithObjects();
-    ShowPanel();
-    wxListView& table = Panel().Table();
-    ASSERT_EQ(table.GetItemCount(), 2);
-    table.Select(1);
-    Pump();
-    const PixelRectangle framed = frame->StateOfCanvas().framed;
-    EXPECT_EQ(framed.x, 35u);
-    EXPECT_EQ(framed.width, 19u);
-    EXPECT_EQ(Status(0), "Object 2");
-    Mouse(wxEVT_RIGHT_UP, 16, 16, false);
-    EXPECT_EQ(table.GetFirstSelected(), 0);
-    EXPECT_EQ(table.GetSelectedItemCount(), 1);
-    EXPECT_EQ(frame->StateOfCanvas().framed.x, 7u);
-    // Of all positions: the row leads to another one.
-    auto* const which = Nth<wxChoice>(0);
-    which->SetSelection(1);
-    wxCommandEvent chosen(wxEVT_CHOICE, which->GetId());
-    chosen.SetEventObject(which);
-    which->GetEventHandler()->ProcessEvent(chosen);
-    AwaitMeasured();
-    EXPECT_EQ(Rows(), (LabelList{1, 2, 2}));
-    table.Select(2);
-    Pump();
-    EXPECT_EQ(frame->Store().current, 1u);
-    EXPECT_EQ(frame->StateOfCanvas().framed.x, 21u);
-    EXPECT_EQ(table.GetFirstSelected(), 2);
-    // What is drawn there is no longer what was framed.
-    Dab(10, 50);
-    EXPECT_EQ(frame->StateOfCanvas().framed.width, 0u);
-}
-
-TEST_F(Results, AnObjectStaysFramedWhileOtherPositionsChange) {
-    OpenWithObjects();
-    Run(kSaveResults);
-    std::filesystem::remove(folder.File("seg_a.tif"));
-    Key(WXK_PAGEDOWN);
-    Dab(70, 70);
-    Key(WXK_PAGEUP);
-    ShowPanel();
-    Panel().Table().Select(0);
-    Pump();
-    const PixelRectangle framed = frame->StateOfCanvas().framed;
-    EXPECT_GT(framed.width, 0u);
-    const Answers answers(wxID_OK);
-    Run(kLoadResults);
-    EXPECT_EQ(CountLabels(*frame->Store().images.LabelsOf(1)), 1u) << "that of the file";
-    EXPECT_EQ(frame->StateOfCanvas().framed.width, framed.width) << "which the first has none of";
-    Dab(70, 44);
-    EXPECT_EQ(frame->StateOfCanvas().framed.width, 0u);
-}
-
-TEST_F(Results, TheChosenObjectStaysChosenWhenTheTableIsSorted) {
-    OpenWithObjects();
-    ShowPanel();
-    wxListView& table = Panel().Table();
-    const auto sort = [&table] {
-        wxListEvent event(wxEVT_LIST_COL_CLICK, table.GetId());
-        event.SetEventObject(&table);
-        event.m_col = 1;
-        table.GetEventHandler()->ProcessEvent(event);
-    };
-    table.Select(1);
-    const auto chosen = [&] { return Panel().List().At(static_cast<std::size_t>(table.GetFirstSelected())).label; };
-    std::vector<LabelList> orders;
-    for (int i = 0; i < 3; ++i) {
-        sort();
-        orders.push_back(Rows());
-        ASSERT_EQ(table.GetSelectedItemCount(), 1) << i;
-        EXPECT_EQ(chosen(), 2) << i;
-    }
-    EXPECT_EQ(orders[2], orders[0]);
-    EXPECT_NE(orders[1], orders[0]);
-    table.Select(0);
-    table.Select(1);
-    sort();
-    EXPECT_EQ(table.GetSelectedItemCount(), 0) << "one of several would be no choice of a person's";
-}
+using Results = ResultsWindow;
 
 TEST_F(Results, BarsOfTheHistogramAreAsWideAsTheirBinsAndAsHighAsTheirCounts) {
     wxFrame window(nullptr, wxID_ANY, "bins");
@@ -288,91 +72,6 @@ TEST_F(Results, BarsOfTheHistogramAreAsWideAsTheirBinsAndAsHighAsTheirCounts) {
     while (x > 0 && !isBar(x, y)) --x;
     while (x > 0 && isBar(x, y)) --x;
     EXPECT_TRUE(isBar(x - 1, y));
-}
-
-TEST_F(Results, FiltersCountAsTheReportDoes) {
-    OpenWithObjects();
-    ShowPanel();
-    auto* const smallest = Nth<wxTextCtrl>(0);
-    ASSERT_NE(smallest, nullptr);
-    smallest->SetValue("200,5");
-    AwaitMeasured();
-    EXPECT_EQ(Panel().Statistics(), "2 objects, 0 counted (too small: 2)");
-    smallest->SetValue("abc");
-    AwaitMeasured();
-    EXPECT_TRUE(Panel().Statistics().StartsWith("2 objects, 2 counted"));
-    smallest->SetValue("");
-    EXPECT_EQ(Rows(), (LabelList{1, 2})) << "the rows stay";
-}
-
-TEST_F(Results, DeletedObjectsComeBackByUndo) {
-    OpenWithObjects();
-    ShowPanel();
-    const qvox::LabelImage before(Labels());
-    Panel().Table().Select(0);
-    Press(wxID_DELETE);
-    EXPECT_EQ(frame->Store().labelCount, 1u);
-    EXPECT_EQ(std::count(Labels().begin(), Labels().end(), 1), 0);
-    EXPECT_GT(std::count(Labels().begin(), Labels().end(), 2), 0);
-    EXPECT_EQ(Status(0), "Deleted 1 object; Ctrl+Z brings it back");
-    AwaitMeasured();
-    EXPECT_EQ(Rows(), LabelList{2});
-    Run(kUndo);
-    EXPECT_TRUE(Status(0).StartsWith("Undone: deletion of objects")) << Status(0);
-    EXPECT_TRUE(SameLabels(Labels(), before));
-}
-
-TEST_F(Results, OnlyChosenObjectsCanBeDeleted) {
-    OpenWithObjects();
-    ShowPanel();
-    const wxWindow* const button = Panel().FindWindow(wxID_DELETE);
-    ASSERT_NE(button, nullptr);
-    EXPECT_FALSE(button->IsEnabled());
-    Panel().Table().Select(0);
-    Panel().Table().Select(1);
-    EXPECT_TRUE(button->IsEnabled());
-    Panel().Table().Select(1, false);
-    EXPECT_TRUE(button->IsEnabled()) << "the first is chosen still";
-    Panel().Table().Select(0, false);
-    EXPECT_FALSE(button->IsEnabled());
-}
-
-TEST_F(Results, TheKeyDelInTheTableTakesTheChosenObjectsOnlyAndEscLeadsBack) {
-    OpenWithObjects();
-    ShowPanel();
-    wxUIActionSimulator simulator;
-    Panel().Table().SetFocus();
-    Pump();
-    simulator.Char(WXK_DELETE);
-    simulator.Char(WXK_DOWN);
-    ASSERT_TRUE(Await([&] { return Panel().Table().GetSelectedItemCount() > 0; }));
-    EXPECT_EQ(frame->Store().labelCount, 2u) << "nothing was chosen when the key was pressed first";
-    const std::uint16_t label = Panel().List().At(static_cast<std::size_t>(Panel().Table().GetFirstSelected())).label;
-    simulator.Char(WXK_DELETE);
-    ASSERT_TRUE(Await([&] { return frame->Store().labelCount == 1; }));
-    EXPECT_EQ(std::count(Labels().begin(), Labels().end(), label), 0);
-    simulator.Char(WXK_ESCAPE);
-    EXPECT_TRUE(Await([&] { return wxWindow::FindFocus() == &frame->Canvas(); }));
-}
-
-TEST_F(Results, TheKeyDelInAFieldEditsItsText) {
-    OpenWithObjects();
-    ShowPanel();
-    wxUIActionSimulator simulator;
-    for (int i = 0; i < 3; ++i) {
-        auto* const field = Nth<wxTextCtrl>(i);
-        ASSERT_NE(field, nullptr);
-        field->ChangeValue("12");
-        Panel().Table().Select(0);
-        field->SetFocus();
-        field->SetInsertionPoint(0);
-        Pump();
-        simulator.Char(WXK_DELETE);
-        EXPECT_TRUE(Await([&] { return field->GetValue() == "2"; })) << i;
-        EXPECT_EQ(frame->Store().labelCount, 2u) << i;
-        field->SetValue("");
-        AwaitMeasured();
-    }
 }
 
 TEST_F(Results, TheExportedTableHoldsTheBytesOfTheBatchTool) {
@@ -500,17 +199,6 @@ TEST_F(Results, TheExplanationOfAPlaceStaysWithinItsBar) {
         bar.Explain(wxString::Format("No object of %d: the filter removed it, which wants more of its edge", width));
         EXPECT_LE(explanation->GetBestSize().x, width - 8) << "4 pixels on both sides";
     }
-}
-
-TEST_F(Results, HidingThePanelLeavesAWindowThatWasMadeNarrowUsable) {
-    OpenSmall();
-    Run(kObjects);
-    frame->SetSize(400, 500);
-    Pump();
-    const int width = frame->GetSize().x;
-    Run(kObjects);
-    Pump();
-    EXPECT_GE(frame->GetSize().x, std::min(width, 360));
 }
 
 TEST_F(Results, StagesThatCannotBeMadeAreTold) {
