@@ -8,6 +8,7 @@
 #include <wx/frame.h>
 #include <wx/image.h>
 #include <wx/settings.h>
+#include <wx/stattext.h>
 
 #include "CommandTable.h"
 #include "ResultsWindow.h"
@@ -193,12 +194,21 @@ TEST_F(Results, TheStagesAreSteppedThroughAndSayWhatBecameOfAPlace) {
 
 TEST_F(Results, TheExplanationOfAPlaceStaysWithinItsBar) {
     StagesBar bar(frame, {});
-    const wxWindow* const explanation = bar.GetChildren().GetLast()->GetData();
+    const auto* const explanation = dynamic_cast<wxStaticText*>(bar.GetChildren().GetLast()->GetData());
+    ASSERT_NE(explanation, nullptr);
+    int widest = 0;
     for (int width = 300; width < 360; ++width) {
         bar.SetClientSize(width, 100);
         bar.Explain(wxString::Format("No object of %d: the filter removed it, which wants more of its edge", width));
-        EXPECT_LE(explanation->GetBestSize().x, width - 8) << "4 pixels on both sides";
+        const wxString shown = explanation->GetLabel();
+        EXPECT_NE(shown.Find('\n'), wxNOT_FOUND);
+        for (const wxString& line : wxSplit(shown, '\n')) {
+            const int room = width - explanation->GetTextExtent(line + " ").x;  // with the blank at which it breaks
+            EXPECT_GE(room, 8) << "4 pixels on both sides";
+            widest = std::max(widest, width - room);
+        }
     }
+    EXPECT_GT(widest, 300) << "the lines are too short to tell";
 }
 
 TEST_F(Results, StagesThatCannotBeMadeAreTold) {
