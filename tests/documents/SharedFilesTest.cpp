@@ -39,6 +39,22 @@ TEST(SharedFileText, FollowsLinks) {
     EXPECT_EQ(SharedFileText(inputs, files, FileUse::kRead), "") << "one image, named twice, has one result";
 }
 
+TEST(PlaceFinder, FindsThePlacesOfPlaceOf) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.Path() / "d");
+    std::filesystem::create_directory_symlink(folder.Path() / "d", folder.Path() / "link");
+    std::ofstream(folder.File("d/a.tif")) << "x";
+    std::filesystem::create_symlink(folder.Path() / "d/a.tif", folder.Path() / "d/b.tif");
+    PlaceFinder places;
+    const wxString file = PlaceOf(PathText(folder.File("d/a.tif")));
+    for (const char* const name : {"d/a.tif", "link/a.tif", "d/b.tif", "link/b.tif"}) {
+        EXPECT_EQ(places.Of(PathText(folder.File(name))), file) << name;
+    }
+    EXPECT_EQ(places.OfName(PathText(folder.File("link/a.tif"))), file);
+    EXPECT_EQ(places.OfName(PathText(folder.File("link/b.tif"))), JoinPath(FolderOf(file), "b.tif"))
+        << "the link itself is not looked at";
+}
+
 }  // namespace
 
 }  // namespace Korvane
