@@ -60,11 +60,11 @@ TEST_F(Tools, TheDialogShowsARangeAtOnceAndCancelTakesItBack) {
                 if (auto* const spin = dynamic_cast<wxSpinCtrlDouble*>(child)) high = spin;
             }
             if (high == nullptr) return false;
-            high->SetValue(60.0);
-            wxSpinDoubleEvent changed(wxEVT_SPINCTRLDOUBLE, high->GetId(), 60.0);
+            high->SetValue(95.0);
+            wxSpinDoubleEvent changed(wxEVT_SPINCTRLDOUBLE, high->GetId(), 95.0);
             changed.SetEventObject(high);
             high->GetEventHandler()->ProcessEvent(changed);
-            EXPECT_EQ(Status(0), "Display range: from percentile 0 to 60");
+            EXPECT_EQ(Status(0), "Display range: from percentile 0 to 95");
             dialog.EndModal(button);
             return true;
         });
@@ -73,7 +73,7 @@ TEST_F(Tools, TheDialogShowsARangeAtOnceAndCancelTakesItBack) {
     choose(wxID_CANCEL);
     EXPECT_EQ(Status(0), "Display range: all intensities");
     choose(wxID_OK);
-    EXPECT_EQ(Status(0), "Display range: from percentile 0 to 60");
+    EXPECT_EQ(Status(0), "Display range: from percentile 0 to 95");
 }
 
 TEST_F(Tools, TheLinesOfTheHistogramAreDragged) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
 #include <random>
+#include <utility>
 
 #include "ChangingSets.h"
 #include "reference/PlainSkeleton.h"
@@ -25,6 +26,30 @@ void ExpectLinesOf(const cv::Mat& wanted, const level_sweep::IncrementalSkeleton
             ASSERT_EQ(korvane_test::IsLine(skeleton, x, y), lines.at<float>(y, x) == 1.0f)
                 << "column " << x << ", row " << y;
         }
+    }
+}
+
+TEST(ThinningHistory, TellsWhatRemainsInEveryBlock) {
+    std::mt19937 random(1);
+    for (const auto& [width, height] : {std::pair{64, 8}, std::pair{130, 21}}) {
+        level_sweep::ThinningHistory history(width, height);
+        cv::Mat known = cv::Mat::zeros(height, width, CV_32F);
+        cv::Mat lines = RandomSet(random, width, height);
+        ChangeTo(lines, known, history);
+        history.Update([](int, int, const level_sweep::PixelBlock&) {});
+        korvane_reference::PlainThinning(lines);
+        int pixels = 0;
+        history.ForEachRemaining([&](int left, int top, const level_sweep::PixelBlock& remaining) {
+            for (int y = top; y < std::min(top + level_sweep::kBlockRows, height); ++y) {
+                const auto row = remaining[static_cast<std::size_t>(y - top)];
+                for (int x = left; x < std::min(left + 64, width); ++x) {
+                    ++pixels;
+                    ASSERT_EQ((row & level_sweep::ColumnGrid::Bit(x)) != 0, lines.at<float>(y, x) == 1.0f)
+                        << "column " << x << ", row " << y;
+                }
+            }
+        });
+        EXPECT_EQ(pixels, width * height);
     }
 }
 
