@@ -121,6 +121,18 @@ TEST_F(Compare, NamesTheStagesOfDetectionsOwnLabels) {
     EXPECT_GT(withStage, 0u);
 }
 
+TEST_F(Compare, TakesTheParametersOfLabelsWithoutARecord) {
+    const std::vector<std::string> parameters{"--roundness", "1"};
+    std::vector<std::string> detect{"detect", "--overwrite", folder_.File("a.tif")};
+    detect.insert(detect.end(), parameters.begin(), parameters.end());
+    ASSERT_EQ(RunProgram(detect).status, 0);
+    for (const char* const record : {"korvane-record.jsonl", "korvane-run.json"}) fs::remove(folder_.File(record));
+    EXPECT_NE(Run({}).messages.find("without the stages"), std::string::npos) << "made with other parameters";
+    const ProgramResult run = Run(parameters);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.messages.find("without the stages"), std::string::npos) << run.messages;
+}
+
 TEST_F(Compare, NamesTheStagesWhereObjectsAreOnlyMissedOrOnlyFalse) {
     ASSERT_EQ(RunProgram({"detect", "--overwrite", "--max-cluster-size", "0.2", folder_.File("a.tif")}).status, 0);
     qvox::LabelImage found;
