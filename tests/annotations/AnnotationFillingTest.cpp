@@ -56,22 +56,25 @@ TEST(FillAnnotations, ContinuesAHarmonicFunctionExactly) {
 
 TEST(FillAnnotations, EachFilledPixelIsTheMeanOfItsNeighboursAlsoAtTheImagesEdge) {
     const auto value = [](double x, double y) { return std::sin(0.7 * x) * 100.0 + std::cos(1.3 * y) * 50.0; };
-    qvox::VoxelImage<float> image = Made(30, 20, value);
-    const qvox::VoxelImage<bool> mask = Box(30, 20, 0, 12, 18, 20);
-    FillAnnotations(image, mask);
-    for (std::uint64_t y = 12; y < 20; ++y) {
-        for (std::uint64_t x = 0; x < 18; ++x) {
-            double sum = 0.0;
-            double count = 0.0;
-            const auto add = [&](std::uint64_t u, std::uint64_t v) {
-                sum += static_cast<double>(image(u, v));
-                count += 1.0;
-            };
-            if (x > 0) add(x - 1, y);
-            if (x + 1 < 30) add(x + 1, y);
-            if (y > 0) add(x, y - 1);
-            if (y + 1 < 20) add(x, y + 1);
-            ASSERT_NEAR(static_cast<double>(image(x, y)), sum / count, 1e-3) << x << ' ' << y;
+    // In two corners of the image: each of its edges is reached.
+    for (const qvox::VoxelImage<bool>& mask : {Box(30, 20, 0, 12, 18, 20), Box(30, 20, 16, 0, 30, 7)}) {
+        qvox::VoxelImage<float> image = Made(30, 20, value);
+        FillAnnotations(image, mask);
+        for (std::uint64_t y = 0; y < 20; ++y) {
+            for (std::uint64_t x = 0; x < 30; ++x) {
+                if (!mask(x, y)) continue;
+                double sum = 0.0;
+                double count = 0.0;
+                const auto add = [&](std::uint64_t u, std::uint64_t v) {
+                    sum += static_cast<double>(image(u, v));
+                    count += 1.0;
+                };
+                if (x > 0) add(x - 1, y);
+                if (x + 1 < 30) add(x + 1, y);
+                if (y > 0) add(x, y - 1);
+                if (y + 1 < 20) add(x, y + 1);
+                ASSERT_NEAR(static_cast<double>(image(x, y)), sum / count, 1e-3) << x << ' ' << y;
+            }
         }
     }
 }

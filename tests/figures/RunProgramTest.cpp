@@ -1,8 +1,10 @@
 #include "RunProgram.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cstdlib>
+#include <string>
 
 #include "ToolkitError.h"
 
@@ -49,6 +51,22 @@ TEST(RunProgram, StopsAProgramThatDoesNotEnd) {
 
 TEST(RunProgram, RefusesAProgramThatIsNotThere) {
     EXPECT_THROW(RunProgram({"/no/such/program"}, "/", kLimit), qvox::ToolkitError);
+}
+
+TEST(RunProgram, SaysWhyItCannotRunOne) {
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    rlimit none = usual;
+    none.rlim_cur = 0;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string said;
+    try {
+        RunProgram({"/bin/true"}, "/", kLimit);
+    } catch (const qvox::ToolkitError& error) {
+        said = error.what();
+    }
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(said, "Cannot run '/bin/true': Too many open files.");
 }
 
 TEST(FindProgram, LooksInAbsoluteFoldersOnly) {

@@ -1,11 +1,16 @@
+#include <array>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 #include <wx/progdlg.h>
 
 #include "CommandTable.h"
@@ -73,6 +78,56 @@ TEST_F(Series, IsReadFromTheNeighboursOfWhatIsShownOn) {
     EXPECT_TRUE(Await([&] { return wasRead(1) || wasRead(2) || wasRead(3); }));
     EXPECT_TRUE(wasRead(1));
     AwaitRead();
+}
+
+/// How often each file of a folder is opened from now on.
+class OpenedFiles {
+public:
+    explicit OpenedFiles(const fs::path& folder) : events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        // Equal events that follow one another become one: the closing between keeps them apart.
+        EXPECT_GE(::inotify_add_watch(events_, folder.c_str(), IN_OPEN | IN_CLOSE), 0);
+    }
+    ~OpenedFiles() { ::close(events_); }
+    OpenedFiles(const OpenedFiles&) = delete;
+    OpenedFiles& operator=(const OpenedFiles&) = delete;
+
+    std::map<std::string, int> Count() {
+        std::array<char, 65536> buffer;
+        for (ssize_t got = 0; (got = ::read(events_, buffer.data(), buffer.size())) > 0;) {
+            for (ssize_t at = 0; at < got;) {
+                inotify_event event;
+                std::memcpy(&event, buffer.data() + at, sizeof(event));
+                at += static_cast<ssize_t>(sizeof(event));
+                if ((event.mask & IN_OPEN) != 0 && event.len > 0) ++counts_[buffer.data() + at];
+                at += static_cast<ssize_t>(event.len);
+            }
+        }
+        return counts_;
+    }
+
+private:
+    int events_;
+    std::map<std::string, int> counts_;
+};
+
+TEST_F(Series, IsReadOnce) {
+    AwaitShown();
+    frame->ReadAtOnceUpTo(64 * 64);
+    for (const char* name : {"a.tif", "b.tif", "c.tif"}) WriteRamp(folder.File(name));
+    // A bar at its bottom is told of when all images have been read and searched.
+    std::mt19937 random(3);
+    auto last = RandomImage<std::uint8_t>(random, 128, 128, 90, 160);
+    for (std::uint64_t i = 128 * 108; i < last.VoxelCount(); ++i) last[i] = 0;
+    last.SetResolution({200.0f, 200.0f, 0.0f});
+    qvox::SaveImageFile(folder.File("d.tif"), last);
+    OpenedFiles opened(folder.Path());
+    frame->OpenFiles({PathOf("a.tif"), PathOf("b.tif"), PathOf("c.tif"), PathOf("d.tif")});
+    ASSERT_TRUE(Await([&] { return !told.warnings.empty(); }));
+    EXPECT_NE(told.warnings[0].find("d.tif"), std::string::npos) << told.warnings[0];
+    const std::map<std::string, int> counts = opened.Count();
+    // The neighbour of what is shown is read before the others, and not again with them.
+    EXPECT_GE(counts.at("c.tif"), 1);
+    EXPECT_EQ(counts.at("b.tif"), counts.at("c.tif"));
 }
 
 TEST_F(Series, KeepsWhatIsDrawnBehindAnImageThatTurnsOutToBeBroken) {
