@@ -303,6 +303,12 @@ TEST_F(HandTools, TheStagesAreThoseOfThePartThatDetectionLooksAt) {
     Mouse(wxEVT_MOTION, 30, 20, false);
     EXPECT_EQ(frame->BarOfStages().Explanation(),
               "This place lies outside the analysis region: detection does not look at it.");
+    // The part is of 300 x 280 pixels from (60, 40) on.
+    const auto isOutside = [&](std::uint64_t x, std::uint64_t y) {
+        return stages.Explain(x, y, 0).StartsWith("This place lies outside");
+    };
+    EXPECT_TRUE(isOutside(59, 100) && isOutside(360, 100) && isOutside(100, 39) && isOutside(100, 320));
+    EXPECT_FALSE(isOutside(60, 40) || isOutside(359, 319));
     const auto object = std::find_if(Labels().begin(), Labels().end(), [](std::uint16_t label) { return label != 0; });
     const auto at = Labels().Coordinates(static_cast<std::uint64_t>(object - Labels().begin()));
     const wxString text = stages.Explain(at[0], at[1], *object);

@@ -5,9 +5,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <ios>
 #include <random>
 #include <utility>
 #include <vector>
+
+#include "network/TileFlood.h"
 
 namespace {
 
@@ -91,6 +94,22 @@ protected:
         if (!qvox::RunsHere(GetParam())) GTEST_SKIP() << "not run by this processor";
     }
 };
+
+// The processors that use it are few: it is held to the plain form on all that can run it.
+TEST(TileFlood, RunsFoundByAnAdditionAreThoseOfTheDoublingSteps) {
+    if (!__builtin_cpu_supports("bmi2") || !__builtin_cpu_supports("avx2")) GTEST_SKIP() << "not run by this processor";
+    std::mt19937_64 random(1);
+    for (int round = 0; round < 20000; ++round) {
+        const Word open = round % 2 == 0 ? random() : random() | random() | random();
+        Word seeds = open & random() & random();
+        if (round % 7 == 0) seeds = 0;
+        if (round % 11 == 0) seeds = open;
+        ASSERT_EQ(level_sweep::tile_flood::Bmi2Carry::RunsContaining(seeds, open),
+                  level_sweep::RunsContaining(seeds, open))
+            << std::hex << seeds << " in " << open;
+    }
+    EXPECT_EQ(level_sweep::tile_flood::Bmi2Carry::RunsContaining(Word{1} << 40, ~Word{0}), ~Word{0});
+}
 
 TEST_P(TileLabellingTest, PiecesAreTheConnectedPixels) {
     std::mt19937_64 random(3);
