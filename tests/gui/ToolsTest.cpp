@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <fstream>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <wx/button.h>
@@ -108,6 +111,45 @@ TEST_F(Tools, TheLinesOfTheHistogramAreDragged) {
         expectRange(drag(right / 2, right), 25.0, 100.0);
         EXPECT_EQ(drag(right / 4, 0), "Display range: all intensities");
         dialog.EndModal(wxID_OK);
+        return true;
+    });
+    Run(kDisplayRange);
+}
+
+TEST_F(Tools, TheHistogramHasBarsWhereIntensitiesLie) {
+    constexpr std::array<std::uint8_t, 3> kLevels{10, 130, 250};
+    qvox::VoxelImage<std::uint8_t> levels;
+    levels.Resize(64, 64, 1);
+    for (std::uint64_t i = 0; i < levels.VoxelCount(); ++i) levels[i] = kLevels[i % 3];
+    levels.SetResolution({200.0f, 200.0f, 0.0f});
+    qvox::SaveImageFile(folder.File("a.tif"), levels);
+    Open({"a.tif"});
+    AwaitShown();
+    Answers answers(wxID_NONE);
+    int looks = 0;
+    answers.Act([&](wxDialog& dialog) {
+        const auto& children = dialog.GetChildren();
+        const auto histogram = std::find_if(children.begin(), children.end(), [](wxWindow* child) {
+            return child->GetToolTipText().StartsWith("Drag the two lines");
+        });
+        if (histogram == children.end()) return false;
+        // A row at half the height.
+        const wxRect place = (*histogram)->GetScreenRect();
+        const ColourPicture row =
+            ReadScreen(place.x, place.y + place.height / 2, static_cast<unsigned>(place.width), 1);
+        const std::uint64_t width = row.VoxelCount();
+        std::vector<std::uint64_t> painted;
+        for (std::uint64_t x = 0; x < width; ++x) {
+            if (!(row[x] == row[width / 4])) painted.push_back(x);
+        }
+        // Under the lines of the range, at both ends, and in the middle. What lay there before may be seen for a moment.
+        const auto inMiddle = std::count_if(painted.begin(), painted.end(),
+                                            [&](std::uint64_t x) { return x > width / 2 - 8 && x < width / 2 + 8; });
+        const bool areThere = !painted.empty() && painted.front() < 10 && painted.back() > width - 10 &&
+                              inMiddle >= 1 && painted.size() < 20;
+        if (!areThere && ++looks < 400) return false;
+        EXPECT_TRUE(areThere) << painted.size() << " of " << width << " columns are painted";
+        dialog.EndModal(wxID_CANCEL);
         return true;
     });
     Run(kDisplayRange);
