@@ -52,6 +52,14 @@ TEST(FindAnnotations, TellsTheBarOfACameraImageAndItsPixels) {
     EXPECT_FALSE(found.mask(160, 325));
 }
 
+TEST(FindAnnotations, LooksAtSmallImagesToo) {
+    // Part of the image, with all of the bar in it.
+    const cv::Mat part = WithBar(65535.0f)(cv::Rect(20, 250, 200, 110)).clone();
+    const Annotations found = FindAnnotations(ToImage(part));
+    ASSERT_EQ(found.pieces.size(), 1u);
+    EXPECT_EQ(found.pieces[0].barLengthPx, 130);
+}
+
 TEST(FindAnnotations, TakesStandingAndDarkBarsToo) {
     const Annotations standing = FindAnnotations(ToImage(WithBar(65535.0f, {380, 60, 5, 100})));
     ASSERT_EQ(standing.pieces.size(), 1u);

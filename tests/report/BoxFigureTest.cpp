@@ -13,13 +13,9 @@
 namespace Korvane {
 namespace {
 
-/// The data of the boxes in the report of one image with objects of these sizes.
-std::string BoxesOf(const std::vector<double>& sizes) {
-    const korvane_test::TemporaryFolder folder;
-    ReportOptions options;
-    options.folder = folder.Path().string();
-    options.images = {"/d/a.tif"};
+ReportPartImage ImageOf(std::size_t place, const std::vector<double>& sizes) {
     ReportPartImage image;
+    image.place = place;
     image.image.path = "/d/a.tif";
     image.image.name = "a.tif";
     image.image.leftOutBecause.clear();
@@ -27,11 +23,20 @@ std::string BoxesOf(const std::vector<double>& sizes) {
     image.image.pixelSizeSource = "the file";
     for (const double size : sizes) image.image.counted.push_back({size, 0.9});
     image.image.objects = sizes.size();
+    return image;
+}
+
+/// The boxes in the report of so many images with objects of these sizes: its data, or the script that draws it.
+std::string BoxesOf(const std::vector<double>& sizes, std::size_t images = 1, const char* file = "boxes.dat") {
+    const korvane_test::TemporaryFolder folder;
+    ReportOptions options;
+    options.folder = folder.Path().string();
+    options.images = {images, [](std::size_t) { return wxString("/d/a.tif"); }};
     ReportBuilder builder(options);
-    builder.AddKnown(0, image);
+    for (std::size_t i = 0; i < images; ++i) builder.AddKnown(i, ImageOf(i, sizes));
     builder.Write([](const wxString&) {});
-    std::ifstream file(folder.Path() / "figures" / "boxes.dat");
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ifstream written(folder.Path() / "figures" / file);
+    return {std::istreambuf_iterator<char>(written), std::istreambuf_iterator<char>()};
 }
 
 /// With a box in the first place.
@@ -52,6 +57,13 @@ TEST(BoxFigure, SizesBeyondTheWhiskersArePoints) {
 TEST(BoxFigure, SizesWithinTheWhiskersAreNoPoints) {
     EXPECT_EQ(BoxesOf({50, 52, 54, 56, 58, 60, 62, 64, 66, 68, 70}),
               Boxes("50\t55\t60\t65\t70\t\"/d/a.tif, n = 11\"", kNoPoint));
+}
+
+TEST(BoxFigure, EachOfUpToTwentyImagesHasItsNumberOnTheAxis) {
+    const auto script = [](std::size_t images) { return BoxesOf({50, 60}, images, "boxes.gnuplot"); };
+    EXPECT_NE(script(20).find("set xrange [0.4:20.6]\nset xtics 1\n"), std::string::npos) << script(20);
+    EXPECT_NE(script(21).find("set xrange [0.4:21.6]\n"), std::string::npos);
+    EXPECT_EQ(script(21).find("set xtics 1\n"), std::string::npos);
 }
 
 }  // namespace

@@ -184,6 +184,9 @@ TEST_F(PageChoice, KindsThatAreNotReadHaveOtherCodes) {
         EXPECT_NE(info.type, VoxelType::kFloat32);
     }
     file_ = TiffBuilder();
+    Grey(1, "abc").Short(TIFFTAG_SAMPLESPERPIXEL, 3);
+    EXPECT_EQ(Inspect().typeText, "8-bit grey with 2 further channels");
+    file_ = TiffBuilder();
     Rgb(2);
     EXPECT_EQ(Inspect().type, VoxelType::kRgb8);
 }
