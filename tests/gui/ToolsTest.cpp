@@ -147,7 +147,7 @@ TEST_F(Tools, TheHistogramHasBarsWhereIntensitiesLie) {
                                             [&](std::uint64_t x) { return x > width / 2 - 8 && x < width / 2 + 8; });
         const bool areThere = !painted.empty() && painted.front() < 10 && painted.back() > width - 10 &&
                               inMiddle >= 1 && painted.size() < 20;
-        if (!areThere && ++looks < 400) return false;
+        if (!areThere && ++looks < 2000) return false;
         EXPECT_TRUE(areThere) << painted.size() << " of " << width << " columns are painted";
         dialog.EndModal(wxID_CANCEL);
         return true;
