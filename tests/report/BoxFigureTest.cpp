@@ -59,6 +59,12 @@ TEST(BoxFigure, SizesWithinTheWhiskersAreNoPoints) {
               Boxes("50\t55\t60\t65\t70\t\"/d/a.tif, n = 11\"", kNoPoint));
 }
 
+TEST(OrderFigure, SaysHowManyImagesStandTogether) {
+    const auto script = [](std::size_t images) { return BoxesOf({50, 60}, images, "order.gnuplot"); };
+    EXPECT_NE(script(3).find("'median of an image (line: middle half)'"), std::string::npos) << script(3);
+    EXPECT_NE(script(1500).find("'median of 2 images that follow one another (line: middle half)'"), std::string::npos);
+}
+
 TEST(BoxFigure, EachOfUpToTwentyImagesHasItsNumberOnTheAxis) {
     const auto script = [](std::size_t images) { return BoxesOf({50, 60}, images, "boxes.gnuplot"); };
     EXPECT_NE(script(20).find("set xrange [0.4:20.6]\nset xtics 1\n"), std::string::npos) << script(20);
