@@ -38,6 +38,23 @@ TEST(TuningText, CountsWhatAParametersMoveChanges) {
               std::string::npos);
 }
 
+TEST(TuningText, WarnsOfTooLittleToLearnFrom) {
+    TuningResult result;
+    result.images.resize(1);
+    result.objects = 1;
+    EXPECT_EQ(TuningWarnings(result),
+              (std::vector<std::string>{
+                  "There is only 1 image to learn from; 3 or more show what to expect of others.",
+                  "There is only 1 object away from the images' edges; 30 or more are needed for scores to mean much."}));
+    result.images.resize(2);
+    result.objects = 29;
+    EXPECT_EQ(TuningWarnings(result).at(0).substr(0, 24), "There are only 2 images ");
+    EXPECT_EQ(TuningWarnings(result).at(1).substr(0, 26), "There are only 29 objects ");
+    result.images.resize(3);
+    result.objects = 30;
+    EXPECT_TRUE(TuningWarnings(result).empty());
+}
+
 }  // namespace
 
 }  // namespace Korvane
