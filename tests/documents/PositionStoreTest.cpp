@@ -105,10 +105,14 @@ TEST(ClearAllLabels, DoesNothingInAnEmptyStore) {
     EXPECT_EQ(store.currentLabel, 5);
 }
 
-TEST(RemoveAllPositions, EmptiesTheSequences) {
+TEST(RemoveAllPositions, EmptiesTheSequencesAndWhatWasKeptForUndo) {
     PositionStore store = StoreOf(3);
     store.current = 2;
+    store.labelCount = 4;
+    store.undoLabels.Resize(8, 8, 1);
     RemoveAllPositions(store);
+    EXPECT_TRUE(store.undoLabels.Empty());
+    EXPECT_EQ(store.labelCount, 0u);
     EXPECT_EQ(PositionCount(store), 0u);
     EXPECT_EQ(store.images.Count(), 0u);
     EXPECT_EQ(store.current, 0u);
