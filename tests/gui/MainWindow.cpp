@@ -93,6 +93,14 @@ void ExpectLaidOut(const wxWindow& window) {
     }
 }
 
+/// Enter does what the button "OK" does, whatever is written on it.
+void ExpectEnterConfirms(const wxDialog& dialog) {
+    if (dialog.FindWindow(wxID_OK) == nullptr) return;
+    const wxWindow* const button = dialog.GetDefaultItem();
+    ASSERT_NE(button, nullptr) << dialog.GetTitle();
+    EXPECT_EQ(button->GetId(), wxID_OK) << dialog.GetTitle();
+}
+
 /// Calls what acts on a shown dialog until that has done its part.
 class Answers::Poller final : public wxTimer {
 public:
@@ -106,7 +114,10 @@ public:
         // What is done to the dialog may pump events.
         if (busy_ || !shown_.IsShown()) return;
         busy_ = true;
-        if (!std::exchange(isLookedAt_, true)) ExpectLaidOut(shown_);
+        if (!std::exchange(isLookedAt_, true)) {
+            ExpectLaidOut(shown_);
+            ExpectEnterConfirms(shown_);
+        }
         const bool late = std::chrono::steady_clock::now() > end_;
         if (late) {
             ADD_FAILURE() << "a dialog never came to what was awaited";

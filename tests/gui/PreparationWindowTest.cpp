@@ -67,9 +67,16 @@ TEST_F(PreparationWindow, TheRegionDialogShowsWhatIsChosenAndCancelTakesItBack) 
         EXPECT_EQ(shown().x, 50u);
         EXPECT_EQ(shown().width, 14u);
         EXPECT_FALSE(wxWindow::FindWindowById(RegionDialog::kWithoutBars, &dialog)->IsEnabled());
+        const auto most = [&](std::size_t field) {
+            return dynamic_cast<wxSpinCtrl&>(*dialog.FindWindow(RegionDialog::kFields[field])).GetMax();
+        };
+        EXPECT_EQ(most(2), 14);
+        EXPECT_EQ(most(3), 64);
         Press(dialog, RegionDialog::kWhole);
         EXPECT_FALSE(region.Chosen());
         Enter(dialog, RegionDialog::kFields[1], 10);
+        EXPECT_EQ(most(2), 64);
+        EXPECT_EQ(most(3), 54);
         dialog.EndModal(wxID_CANCEL);
         return true;
     });

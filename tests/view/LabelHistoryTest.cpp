@@ -138,6 +138,16 @@ TEST(LabelChanges, DamagedBytesAndThoseOfALargerImageAreRefused) {
     LabelChanges changes;
     changes.Add({90, 10, 0, 1});
     EXPECT_EQ(LabelChanges::FromPacked(changes.Packed(), 100).RunCount(), 1u);
+    LabelChanges largest;
+    largest.Add({0, 10, 65535, 65534});
+    EXPECT_EQ(RunsOf(LabelChanges::FromPacked(largest.Packed(), 100)), RunsOf(largest));
+    // As that label would be one more: 0x80 0x80 0x04.
+    std::vector<std::uint8_t> tooLarge = largest.Packed();
+    ASSERT_EQ(tooLarge.at(2), 0xff);
+    for (const auto& [place, byte] : {std::pair{2, 0x80}, std::pair{3, 0x80}, std::pair{4, 0x04}}) {
+        tooLarge.at(static_cast<std::size_t>(place)) = static_cast<std::uint8_t>(byte);
+    }
+    EXPECT_THROW(LabelChanges::FromPacked(tooLarge, 100), qvox::ToolkitError);
     EXPECT_THROW(LabelChanges::FromPacked(changes.Packed(), 99), qvox::ToolkitError);
     std::vector<std::uint8_t> cut = changes.Packed();
     cut.pop_back();
