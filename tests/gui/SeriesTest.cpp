@@ -3,6 +3,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
@@ -193,6 +194,7 @@ public:
         auto* const dialog = dynamic_cast<wxGenericProgressDialog*>(event.GetEventObject());
         if (event.GetEventType() != wxEVT_SHOW || dialog == nullptr) return Event_Skip;
         messages.push_back(dialog->GetMessage());
+        meanwhile();
         wxCommandEvent press(wxEVT_BUTTON, wxID_CANCEL);
         press.SetEventObject(dialog->FindWindow(wxID_CANCEL));
         dialog->FindWindow(wxID_CANCEL)->GetEventHandler()->ProcessEvent(press);
@@ -200,6 +202,7 @@ public:
     }
 
     std::vector<wxString> messages;
+    std::function<void()> meanwhile = [] {};
 };
 
 TEST_F(Series, ReadingBeforeACommandCanBeCancelledAndGoesOnLater) {
@@ -207,10 +210,18 @@ TEST_F(Series, ReadingBeforeACommandCanBeCancelledAndGoesOnLater) {
     OpenSeries();
     frame->ShowReadingAfter(std::chrono::milliseconds(0));
     {
-        const CancelAtOnce cancel;
+        CancelAtOnce cancel;
+        std::size_t read = 0;
+        std::size_t all = 0;
+        cancel.meanwhile = [&] {
+            all = PositionCount(frame->Store());
+            for (std::size_t i = 0; i < all; ++i) read += frame->Store().images.WasRead(i) ? 1u : 0u;
+        };
         Run(kSaveResults);
         ASSERT_EQ(cancel.messages.size(), 1u);
-        EXPECT_TRUE(cancel.messages[0].StartsWith("Reading images: ")) << cancel.messages[0];
+        EXPECT_GE(read, 1u);
+        EXPECT_LT(read, all);
+        EXPECT_EQ(cancel.messages[0], "Reading images: " + std::to_string(read) + " of " + std::to_string(all));
     }
     EXPECT_EQ(Status(0), "Cancelled while images were being read: nothing was done");
     EXPECT_FALSE(fs::exists(folder.File("seg_a.tif")));
