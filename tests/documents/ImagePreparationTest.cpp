@@ -52,15 +52,20 @@ TEST(ImagePreparation, WithoutRulesTheImageItselfIsAnalysed) {
 TEST(ImagePreparation, ARegionThatLeavesTheImageIsRefusedAndTheLabelsStay) {
     Position position = Numbered(6, 5);
     PreparationRules rules;
-    rules.region = PixelBox{2, 0, 5, 5};
-    try {
-        AnalysePrepared(rules, position.image, position.labels,
-                        [](const qvox::VoxelImage<float>&, qvox::LabelImage&) { FAIL(); });
-        FAIL();
-    } catch (const PreparationError& error) {
-        EXPECT_STREQ(error.what(), "the region 2,0,5,5 does not lie inside the image of 6 x 5 pixels");
+    for (const auto& [region, text] : {std::pair{PixelBox{2, 0, 5, 5}, "2,0,5,5"}, {PixelBox{0, 1, 6, 5}, "0,1,6,5"}}) {
+        rules.region = region;
+        try {
+            AnalysePrepared(rules, position.image, position.labels,
+                            [](const qvox::VoxelImage<float>&, qvox::LabelImage&) { FAIL(); });
+            FAIL() << text;
+        } catch (const PreparationError& error) {
+            EXPECT_EQ(std::string(error.what()),
+                      std::string("the region ") + text + " does not lie inside the image of 6 x 5 pixels");
+        }
     }
     EXPECT_EQ(std::count(position.labels.begin(), position.labels.end(), 7), 30);
+    rules.region = PixelBox{1, 2, 5, 3};
+    AnalysePrepared(rules, position.image, position.labels, [](const qvox::VoxelImage<float>&, qvox::LabelImage&) {});
 }
 
 }  // namespace
