@@ -29,12 +29,12 @@ std::string LineOfRoundness(const Tally& without, const Tally& fitted) {
 }
 
 TEST(TuningText, CountsWhatAParametersMoveChanges) {
-    EXPECT_NE(LineOfRoundness({10, 5, 4, 0, 0, 0.0}, {12, 3, 7, 0, 0, 0.0}).find(
-                  "By itself: 2 more found and 3 more false, "),
+    EXPECT_NE(LineOfRoundness({10, 5, 4, 0, 0, 0.0}, {12, 3, 7, 0, 0, 0.0})
+                  .find("By itself: 2 more found and 3 more false, "),
               std::string::npos)
         << LineOfRoundness({10, 5, 4, 0, 0, 0.0}, {12, 3, 7, 0, 0, 0.0});
-    EXPECT_NE(LineOfRoundness({10, 5, 4, 0, 0, 0.0}, {9, 6, 4, 0, 0, 0.0}).find(
-                  "By itself: 1 fewer found and as many false, "),
+    EXPECT_NE(LineOfRoundness({10, 5, 4, 0, 0, 0.0}, {9, 6, 4, 0, 0, 0.0})
+                  .find("By itself: 1 fewer found and as many false, "),
               std::string::npos);
 }
 
@@ -42,10 +42,11 @@ TEST(TuningText, WarnsOfTooLittleToLearnFrom) {
     TuningResult result;
     result.images.resize(1);
     result.objects = 1;
-    EXPECT_EQ(TuningWarnings(result),
-              (std::vector<std::string>{
-                  "There is only 1 image to learn from; 3 or more show what to expect of others.",
-                  "There is only 1 object away from the images' edges; 30 or more are needed for scores to mean much."}));
+    EXPECT_EQ(
+        TuningWarnings(result),
+        (std::vector<std::string>{
+            "There is only 1 image to learn from; 3 or more show what to expect of others.",
+            "There is only 1 object away from the images' edges; 30 or more are needed for scores to mean much."}));
     result.images.resize(2);
     result.objects = 29;
     EXPECT_EQ(TuningWarnings(result).at(0).substr(0, 24), "There are only 2 images ");

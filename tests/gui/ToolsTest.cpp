@@ -142,7 +142,7 @@ TEST_F(Tools, TheHistogramHasBarsWhereIntensitiesLie) {
         for (std::uint64_t x = 0; x < width; ++x) {
             if (!(row[x] == row[width / 4])) painted.push_back(x);
         }
-        // Under the lines of the range, at both ends, and in the middle. What lay there before may be seen for a moment.
+        // Under the lines of the range, at both ends, and in the middle. What lay there before may be seen at first.
         const auto inMiddle = std::count_if(painted.begin(), painted.end(),
                                             [&](std::uint64_t x) { return x > width / 2 - 8 && x < width / 2 + 8; });
         const bool areThere = !painted.empty() && painted.front() < 10 && painted.back() > width - 10 &&

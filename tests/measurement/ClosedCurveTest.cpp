@@ -21,10 +21,9 @@ void ExpectCurve(const ClosedCurve& found, const ClosedCurve& wanted) {
 const ClosedCurve kRectangle{{1.0, 2.0}, {5.0, 2.0}, {5.0, 4.0}, {1.0, 4.0}};
 
 TEST(ResampledCurve, HasPointsAtEqualDistancesAlongAllSides) {
-    ExpectCurve(Resampled(kRectangle, 12), {{1, 2}, {2, 2}, {3, 2}, {4, 2}, {5, 2}, {5, 3}, {5, 4}, {4, 4}, {3, 4},
-                                            {2, 4}, {1, 4}, {1, 3}});
-    ExpectCurve(Resampled(kRectangle, 8),
-                {{1, 2}, {2.5, 2}, {4, 2}, {5, 2.5}, {5, 4}, {3.5, 4}, {2, 4}, {1, 3.5}});
+    ExpectCurve(Resampled(kRectangle, 12),
+                {{1, 2}, {2, 2}, {3, 2}, {4, 2}, {5, 2}, {5, 3}, {5, 4}, {4, 4}, {3, 4}, {2, 4}, {1, 4}, {1, 3}});
+    ExpectCurve(Resampled(kRectangle, 8), {{1, 2}, {2.5, 2}, {4, 2}, {5, 2.5}, {5, 4}, {3.5, 4}, {2, 4}, {1, 3.5}});
 }
 
 TEST(ResampledCurve, PassesOverCornersThatStandTwice) {

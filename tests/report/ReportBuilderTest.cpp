@@ -106,7 +106,8 @@ TEST(ReportBuilder, WritesTablesPageAndFigures) {
          {"27 objects counted in 3 images", "there is no &#39;seg_4.tif&#39;", "1 image left out",
           "detect, Korvane 9.9: Area fraction (alpha) 0.15", "32 rows at the bottom left out",
           "2 nm per pixel (the file)", "has a warning.", "3 objects of 27 (11.1 %) touch the edge", "b &amp; c",
-          "<p>All objects count.</p>", "Vesicles in 3 electron micrographs", "&lt;2&gt;.tif: 9 objects counted, 0 not", "</html>"}) {
+          "<p>All objects count.</p>", "Vesicles in 3 electron micrographs", "&lt;2&gt;.tif: 9 objects counted, 0 not",
+          "</html>"}) {
         EXPECT_NE(page.find(text), std::string::npos) << text;
     }
     EXPECT_EQ(page.find("<2>"), std::string::npos);

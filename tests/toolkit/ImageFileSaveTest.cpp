@@ -121,7 +121,8 @@ TEST(ImageFileSave, AMissingFolderIsNamedWithTheCause) {
     std::ofstream(folder.File("file")) << "x";
     EXPECT_NE(Refusal(folder.File("file/seg_a.tif"), Picture(1)).find("Not a directory"), std::string::npos);
     EXPECT_NE(Refusal(folder.File(std::string(300, 'n')), Picture(1)).find("File name too long"), std::string::npos);
-    EXPECT_THROW(qvox::AtomicFile(folder.File(std::string(300, 'n'))), qvox::ToolkitError) << "before anything is written";
+    EXPECT_THROW(qvox::AtomicFile(folder.File(std::string(300, 'n'))), qvox::ToolkitError)
+        << "before anything is written";
     EXPECT_NE(Refusal(folder.Path().string(), Picture(1)).find("Is a directory"), std::string::npos);
     EXPECT_EQ(Refusal("", Picture(1)), "Cannot write '': No such file or directory.");
 }

@@ -33,7 +33,9 @@ TEST(StoredDescription, HasRoomForNineThousandEntries) {
 // Some bytes become three.
 TEST(StoredDescription, TheLongestTextThatIsTakenIsStoredWhole) {
     for (const auto& [byte, stored] : {std::pair{'a', 1u}, std::pair{'%', 3u}}) {
-        const auto with = [byte = byte](std::uint64_t length) { return Description{{"key", std::string(length, byte)}}; };
+        const auto with = [byte = byte](std::uint64_t length) {
+            return Description{{"key", std::string(length, byte)}};
+        };
         std::uint64_t taken = 0;
         std::uint64_t refused = qvox::kLongestOwnDescription;
         while (taken + 1 < refused) {
