@@ -274,7 +274,7 @@ TEST_F(Keys, NoneReachesTheWindowWhileADialogIsOpen) {
     EXPECT_EQ(frame->ZoomLevel(), 0);
     EXPECT_EQ(frame->Store().currentLabel, 1);
     // And they work again afterwards.
-    ASSERT_TRUE(Await([&] { return frame->IsActive(); }));
+    ASSERT_TRUE(AwaitKeys());
     Press('E');
     EXPECT_EQ(frame->Store().currentLabel, 0);
 }
