@@ -142,6 +142,17 @@ TEST_F(PixelSizeInFile, OneAxisIsEnoughForAPixelSizeFromOme) {
     }
 }
 
+TEST_F(PixelSizeInFile, AHeightOfZeroInOmeIsTheWidth) {
+    Set(2000000, 1, 3);
+    for (const char* zero : {"0", "0.0", "0e5"}) {
+        file_.Text(270, std::string("<OME><Image><Pixels PhysicalSizeX=\"0.5\" PhysicalSizeY=\"") + zero +
+                            "\" PhysicalSizeYUnit=\"nm\"/></Image></OME>");
+        EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{2.0f, 2.0f, 0.0f})) << zero;
+    }
+    file_.Text(270, "<OME><Image><Pixels PhysicalSizeX=\"0.5\" PhysicalSizeY=\"-1\"/></Image></OME>");
+    EXPECT_EQ(Inspect().resolution, (qvox::PixelResolution{2.0f, 0.0f, 0.0f})) << "what is ill-written is no size";
+}
+
 TEST_F(PixelSizeInFile, OneAxisIsEnoughForAPixelSizeOfASavedFile) {
     qvox::VoxelImage<std::uint8_t> image;
     image.Resize(1, 1, 1);

@@ -31,6 +31,13 @@ float Axis(const pugi::xml_node& pixels, const std::string& attribute) {
     return PixelsPerMicrometre(1.0 / *size, *micrometres);
 }
 
+// A height that is missing, or 0, is the width.
+float Height(const pugi::xml_node& pixels, float width) {
+    const pugi::xml_attribute height = pixels.attribute("PhysicalSizeY");
+    if (!height || DecimalNumber(height.value()) == 0.0) return width;
+    return Axis(pixels, "PhysicalSizeY");
+}
+
 std::uint64_t Count(const pugi::xml_node& pixels, const char* attribute) {
     const char* text = pixels.attribute(attribute).value();
     std::uint32_t count = 0;
@@ -66,7 +73,7 @@ OmeFinding ReadOmeXml(const std::string& description) {
     finding.stack = Stack(pixels);
     PixelResolution& found = finding.size.resolution;
     found.x = Axis(pixels, "PhysicalSizeX");
-    found.y = pixels.attribute("PhysicalSizeY") ? Axis(pixels, "PhysicalSizeY") : found.x;
+    found.y = Height(pixels, found.x);
     found.z = Axis(pixels, "PhysicalSizeZ");
     if (found.x <= 0.0f && found.y <= 0.0f) {
         finding.size = {{}, "the OME-XML description gives no physical size"};
