@@ -2,14 +2,20 @@
 
 #include <png.h>
 
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "ToolkitError.h"
+#include "files/StoredDescription.h"
 
 namespace Korvane {
 
 namespace {
+
+/// The first of the eight orientations that TIFF and Exif number alike.
+constexpr std::uint16_t kUpright = 1;
 
 [[noreturn]] void Fail(png_structp, png_const_charp cause) { throw qvox::ToolkitError(std::string("PNG: ") + cause); }
 
@@ -51,6 +57,11 @@ png_uint_32 PixelsPerMetre(float pixelsPerUm) {
     return number >= 1.0 && number <= double{PNG_UINT_31_MAX} ? static_cast<png_uint_32>(number) : 0;
 }
 
+/// An Exif block whose only entry is the orientation (tag 274, one 16-bit number), most significant bytes first.
+std::array<png_byte, 26> OrientationBlock(std::uint16_t orientation) {
+    return {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 18, 0, 3, 0, 0, 0, 1, 0, static_cast<png_byte>(orientation)};
+}
+
 /// Rows are handed to the library as they are.
 template <typename T>
 std::string Encode(const qvox::VoxelImage<T>& image, int colourType) {
@@ -67,6 +78,11 @@ std::string Encode(const qvox::VoxelImage<T>& image, int colourType) {
     const png_uint_32 x = PixelsPerMetre(image.Resolution().x);
     const png_uint_32 y = PixelsPerMetre(image.Resolution().y);
     if (x > 0 && y > 0) png_set_pHYs(encoder.Png(), encoder.Info(), x, y, PNG_RESOLUTION_METER);
+    const std::uint16_t orientation = qvox::OrientationOf(image.Metadata());
+    if (orientation != kUpright) {
+        std::array<png_byte, 26> block = OrientationBlock(orientation);
+        png_set_eXIf_1(encoder.Png(), encoder.Info(), static_cast<png_uint_32>(block.size()), block.data());
+    }
     png_write_info(encoder.Png(), encoder.Info());
     for (std::uint64_t row = 0; row < image.SizeY(); ++row)
         png_write_row(encoder.Png(), reinterpret_cast<png_const_bytep>(image.Row(row)));

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "ToolkitError.h"
+#include "files/StoredDescription.h"
 
 namespace Korvane {
 
@@ -63,6 +64,21 @@ TEST(PngEncoding, StoresThePixelSizeInPixelsPerMetre) {
     ASSERT_NE(at, std::string::npos);
     // 672,000,000 and 500,000,000 per metre, the most significant byte first.
     EXPECT_EQ(bytes.substr(at + 4, 9), std::string("\x28\x0d\xe8\x00\x1d\xcd\x65\x00\x01", 9));
+}
+
+TEST(PngEncoding, StoresTheOrientationOfAnImageThatIsNotUpright) {
+    qvox::VoxelImage<qvox::Rgb8> image = Gradient();
+    EXPECT_EQ(EncodePng(image).find("eXIf"), std::string::npos);
+    qvox::Description entries;
+    qvox::SetOrientation(entries, 6);
+    image.SetMetadata(entries);
+    const std::string bytes = EncodePng(image);
+    const std::size_t at = bytes.find("eXIf");
+    ASSERT_NE(at, std::string::npos);
+    EXPECT_LT(at, bytes.find("IDAT"));
+    // Byte order, 42, place of the entries; one entry: tag 274, type SHORT, one of them, 6; no further entries.
+    EXPECT_EQ(bytes.substr(at + 4, 26),
+              std::string("MM\0\x2a\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x06\0\0\0\0\0\0", 26));
 }
 
 TEST(PngEncoding, TakesSidesOfMoreThanAMillionPixels) {
