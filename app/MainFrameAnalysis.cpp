@@ -171,12 +171,15 @@ void MainFrame::DetectPosition(std::size_t index, wxProgressDialog& progress) {
         qvox::LabelImage result(*store_.images.LabelsOf(index));
         DetectionProgress observer(progress);
         LabelOrigin origin{"detect", "", "", ""};
+        std::uint64_t analysedPixels = 0;
         origin.prepared = AnalysePrepared(RulesFor(index), image, result,
                                           [&](const qvox::VoxelImage<float>& part, qvox::LabelImage& labels) {
+                                              analysedPixels = part.VoxelCount();
                                               DetectExosomes(part, labels, parameters_, part.Resolution().x, observer);
                                           });
+        const Extent extent = analysedPixels == image.VoxelCount() ? Extent::kWholeImage : Extent::kPart;
         notes_.tooSmall.Add(store_.paths[index],
-                            AreaLimitWarning(image.VoxelCount(), image.Resolution().x, parameters_));
+                            AreaLimitWarning(analysedPixels, extent, image.Resolution().x, parameters_));
         NoteResult(index, result, std::move(origin));
     } catch (...) {
         NoteFailure("detect the exosomes in", index);

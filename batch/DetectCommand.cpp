@@ -24,12 +24,11 @@ int RunDetect(const DetectOptions& options, const Streams& streams) {
     maker.command = "detect";
     maker.verb = "detect the exosomes in";
     maker.cost = {450.0, 40.0};
-    maker.prepare = [&options](ImageJob& job, Position& position) {
-        const qvox::VoxelImage<float>& image = position.image;
+    maker.warn = [&options](ImageJob& job, const Position& analysed, Extent extent) {
+        const qvox::VoxelImage<float>& image = analysed.image;
         // A stack is refused whatever its sizes.
-        if (image.SizeZ() > 1) return true;
-        job.Warn(AreaLimitWarning(image.VoxelCount(), image.Resolution().x, options.parameters));
-        return true;
+        if (image.SizeZ() > 1) return;
+        job.Warn(AreaLimitWarning(image.VoxelCount(), extent, image.Resolution().x, options.parameters));
     };
     maker.analyse = [&options](Position& position, DetectionObserver& observer, const qvox::PartRunner& run) {
         DetectExosomes(position.image, position.labels, options.parameters, position.image.Resolution().x, observer,

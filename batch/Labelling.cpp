@@ -17,13 +17,17 @@ namespace Korvane {
 
 namespace {
 
+LabelStart StartOf(const ImageFiles& files, const LabelMaker& maker) {
+    return maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{};
+}
+
 /// The labels exist and are to stay: only their table rows and overlay are made.
-void UseExistingLabels(ImageJob& job, const LabellingOptions& options) {
+void UseExistingLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker& maker) {
     const ImageFiles& files = job.Files();
     job.LiftTimeLimit();
     job.Outcome().state = ImageState::kSkipped;
     job.Messages().Note("'" + files.input + "' is skipped: '" + files.labels + "' exists (--overwrite replaces it).");
-    CompareWithRecord(job, options.recordCheck);
+    CompareWithRecord(job, options.recordCheck, StartOf(files, maker));
     const bool isPrepared = !options.preparation.Text().empty();
     if (options.overlay || (options.places.csv && isPrepared)) {
         Position position = job.Load();
@@ -61,11 +65,11 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     const ImageFiles& files = job.Files();
     std::error_code unreachable;
     if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(PathBytes(files.labels), unreachable)) {
-        UseExistingLabels(job, options);
+        UseExistingLabels(job, options, maker);
         return;
     }
     Position position = job.Load();
-    if (!maker.prepare(job, position)) {
+    if (maker.prepare && !maker.prepare(job, position)) {
         job.Outcome().state = ImageState::kNoLabels;
         return;
     }
@@ -78,12 +82,14 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
                             "; give the pixel size with --pixel-size NM)"}};
     }
     Preparation preparation(job, options.preparation, position);
-    Analyse(job, options, maker, preparation.Prepared() ? *preparation.Prepared() : position);
+    Position& analysed = preparation.Prepared() ? *preparation.Prepared() : position;
+    const bool isWhole = analysed.image.VoxelCount() == position.image.VoxelCount();
+    if (maker.warn) maker.warn(job, analysed, isWhole ? Extent::kWholeImage : Extent::kPart);
+    Analyse(job, options, maker, analysed);
     if (preparation.Prepared()) preparation.PutBack(position);
     job.TimeLeft().Check();
     job.RestrictMeasures(std::move(preparation.Excluded()), preparation.Part());
-    job.KeepLabels(position.labels,
-                   maker.startsFrom ? LabelStart{LabelStart::Kind::kSeeds, files.*maker.startsFrom} : LabelStart{});
+    job.KeepLabels(position.labels, StartOf(files, maker));
     job.LiftTimeLimit();
     job.Outcome().state = ImageState::kDone;
     job.MakeRows(position);
@@ -123,8 +129,9 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     run.dryRun.cost = maker.cost;
     run.dryRun.needed = maker.startsFrom;
     if (!replaces) run.dryRun.kept = &ImageFiles::labels;
-    run.recorder = std::make_shared<RunRecorder>(
-        RunRecord{maker.command, options.parameters, "no seeds", options.preparation.Text(), options.parametersFile});
+    run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds",
+                                                           options.preparation.Text(), options.parametersFile,
+                                                           options.preparation.maskFile});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);
 }

@@ -9,6 +9,7 @@
 #include "DryRun.h"
 #include "ExistingResults.h"
 #include "ImageJob.h"
+#include "ImageWarnings.h"
 #include "ObjectTable.h"
 #include "OptionGroups.h"
 #include "Preparation.h"
@@ -43,8 +44,11 @@ struct LabelMaker {
     const char* verb;     ///< "Cannot VERB 'NAME'!"
     RunCost cost;
     wxString ImageFiles::*startsFrom = nullptr;  ///< the file that `prepare` reads, if any
-    /// Puts what the analysis starts from into the labels. False when it is missing: the image is left out.
-    std::function<bool(ImageJob& job, Position& position)> prepare;
+    /// Puts what the analysis starts from into the labels; empty: it starts from the image alone. False when it is
+    /// missing: the image is left out.
+    std::function<bool(ImageJob& job, Position& position)> prepare = {};
+    /// Warns of what is analysed, the image or a part of it; empty: there is nothing to warn of.
+    std::function<void(ImageJob& job, const Position& analysed, Extent extent)> warn = {};
     /// Fills the labels; the observer is notified where the analysis has one. `run` runs its parts.
     std::function<void(Position& position, DetectionObserver& observer, const qvox::PartRunner& run)> analyse;
 };

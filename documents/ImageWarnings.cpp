@@ -64,16 +64,25 @@ wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxS
     return text + "; " + option + " replaces it by " + PixelSizeText(used) + ".";
 }
 
-wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters) {
+wxString AreaLimitWarning(std::uint64_t pixels, Extent extent, float xResolution,
+                          const AnalysisParameters& parameters) {
     std::int64_t limit = 0;
     try {
         limit = DetectionAreaLimit(xResolution, parameters);
     } catch (const qvox::ToolkitError&) {
         return {};
     }
-    if (limit < 0 || pixels > static_cast<std::uint64_t>(limit)) return {};
-    return "has " + wxString(std::to_string(pixels)) + " pixels, no more than the largest object of detection (" +
-           wxString(std::to_string(limit)) + "): the whole image becomes one object, or none.";
+    if (limit < 0 || static_cast<double>(pixels) >= kRoomForDetection * static_cast<double>(limit)) return {};
+    const bool isWhole = extent == Extent::kWholeImage;
+    const wxString object = "the largest object of detection (" + wxString(std::to_string(limit)) + "): ";
+    const wxString begin =
+        "has " + wxString(std::to_string(pixels)) + (isWhole ? " pixels, " : " pixels in the analysed part, ");
+    if (pixels <= static_cast<std::uint64_t>(limit)) {
+        return begin + "no more than " + object + "the whole " + (isWhole ? "image" : "part") +
+               " becomes one object, or none.";
+    }
+    return begin + "few against " + object +
+           "its background may pass for an object, and the objects in it are then lost. A smaller cluster size helps.";
 }
 
 wxString AnnotationWarning(const Annotations& annotations, const PixelBox& frame, const wxString& remedy) {

@@ -34,9 +34,16 @@ wxString PixelSizeWarning(const qvox::PixelResolution& resolution);
 wxString ReplacedPixelSizeWarning(const qvox::PixelResolution& stored, const wxString& source,
                                   const qvox::PixelResolution& used, const wxString& option);
 
-/// An image that is no larger than the largest object of detection. An undefined or absurd pixel size, which detection
-/// refuses, gives no warning here.
-wxString AreaLimitWarning(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters);
+/// Below this many times the largest object of detection an image is too small for it: what lies between the objects
+/// may pass for an object itself, and takes those in it along.
+inline constexpr double kRoomForDetection = 1.5;
+
+/// What of an image is analysed.
+enum class Extent { kWholeImage, kPart };
+
+/// An image, or the part of it that is analysed, that is not larger than the largest object of detection or has less
+/// than kRoomForDetection. An undefined or absurd pixel size, which detection refuses, gives no warning here.
+wxString AreaLimitWarning(std::uint64_t pixels, Extent extent, float xResolution, const AnalysisParameters& parameters);
 
 /// Scale bars and writing in the image; `frame`: the part of the image that they were found in, `remedy`: the option
 /// against them.

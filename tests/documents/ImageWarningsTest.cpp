@@ -37,17 +37,41 @@ TEST(ReplacedPixelSizeWarning, IsGivenWhereAnotherSizeIsStored) {
     EXPECT_NE(ReplacedPixelSizeWarning(OfNm(2.0, 2.5), "", used, "--pixel-size"), "");
 }
 
+wxString OfWhole(std::uint64_t pixels, float xResolution, const AnalysisParameters& parameters) {
+    return AreaLimitWarning(pixels, Extent::kWholeImage, xResolution, parameters);
+}
+
 TEST(AreaLimitWarning, IsGivenUpToTheLargestObjectOfDetection) {
     AnalysisParameters parameters;
     const float reference = 672.0f;
-    EXPECT_NE(AreaLimitWarning(50000, reference, parameters), "");
-    EXPECT_EQ(AreaLimitWarning(50001, reference, parameters), "");
-    EXPECT_NE(AreaLimitWarning(100000, 2.0f * reference, parameters), "") << "the limit follows the scale";
-    EXPECT_EQ(AreaLimitWarning(100001, 2.0f * reference, parameters), "");
+    const wxString one = "the whole image becomes one object, or none.";
+    EXPECT_TRUE(OfWhole(50000, reference, parameters).EndsWith(one));
+    EXPECT_FALSE(OfWhole(50001, reference, parameters).EndsWith(one));
+    EXPECT_TRUE(OfWhole(100000, 2.0f * reference, parameters).EndsWith(one)) << "the limit follows the scale";
+    EXPECT_FALSE(OfWhole(100001, 2.0f * reference, parameters).EndsWith(one));
     parameters.maxRelativeClusterSize = 0.5f;
-    EXPECT_NE(AreaLimitWarning(25000, reference, parameters), "");
-    EXPECT_EQ(AreaLimitWarning(25001, reference, parameters), "");
-    EXPECT_EQ(AreaLimitWarning(1, 0.0f, parameters), "") << "an undefined size is refused elsewhere";
+    EXPECT_TRUE(OfWhole(25000, reference, parameters).EndsWith(one));
+    EXPECT_FALSE(OfWhole(25001, reference, parameters).EndsWith(one));
+    EXPECT_EQ(OfWhole(1, 0.0f, parameters), "") << "an undefined size is refused elsewhere";
+}
+
+TEST(AreaLimitWarning, IsGivenWhereTheBackgroundMayPassForAnObject) {
+    const AnalysisParameters parameters;
+    const float reference = 672.0f;
+    EXPECT_EQ(OfWhole(50001, reference, parameters),
+              "has 50001 pixels, few against the largest object of detection (50000): its background may pass for an "
+              "object, and the objects in it are then lost. A smaller cluster size helps.");
+    EXPECT_NE(OfWhole(74999, reference, parameters), "");
+    EXPECT_EQ(OfWhole(75000, reference, parameters), "");
+}
+
+TEST(AreaLimitWarning, TellsThatOnlyAPartIsAnalysed) {
+    const AnalysisParameters parameters;
+    EXPECT_EQ(AreaLimitWarning(9000, Extent::kPart, 672.0f, parameters),
+              "has 9000 pixels in the analysed part, no more than the largest object of detection (50000): the whole "
+              "part becomes one object, or none.");
+    EXPECT_TRUE(AreaLimitWarning(60000, Extent::kPart, 672.0f, parameters)
+                    .StartsWith("has 60000 pixels in the analysed part, few against "));
 }
 
 TEST(GatheredWarnings, AreALineForEachImageUpToTwenty) {

@@ -202,7 +202,7 @@ TEST_F(SilentFilesInTheWindow, DetectionNamesImagesThatAreNoLargerThanAnObjectIn
     Key(WXK_PAGEDOWN);
     Run(kDetectCurrent);
     EXPECT_TRUE(told.warnings.empty());
-    frame->Parameters().maxRelativeClusterSize = 0.2f;
+    frame->Parameters().maxRelativeClusterSize = 0.1f;
     Run(kDetectAll);
     EXPECT_TRUE(told.warnings.empty());
     EXPECT_TRUE(told.errors.empty());
