@@ -76,6 +76,17 @@ double PixelSizeByBar(const ImageJob& job, const qvox::ReadOptions& reading, dou
     return barLengthNm / static_cast<double>(lengths.front());
 }
 
+/// The type that a colour image has as grey; a kind that cannot be grey fails.
+qvox::VoxelType TypeAsGrey(const ImageFiles& files, const std::string& path, const qvox::ImageFileInfo& info,
+                           const qvox::ReadOptions& reading) {
+    const qvox::VoxelType type = qvox::GreyTypeOf(path, reading);
+    if (type != qvox::VoxelType::kUnsupported) return type;
+    ImageFailure failure = Failure(files, "Unsupported pixel type");
+    failure.text.detail = "It holds " + PathText(info.typeText) +
+                          "; wanted is 8-bit, 16-bit or 32-bit float grey, RGB of 8 or 16 bits, or an 8-bit palette.";
+    throw failure;
+}
+
 void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     const ImageFiles& files = job.Files();
     std::error_code unreachable;
@@ -96,15 +107,15 @@ void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {
     }
     if (options.pixelSizeNm) changes.pixelsPerUm = static_cast<float>(1000.0 / *options.pixelSizeNm);
     RequireReplaceable(job, options, info, changes);
+    const bool isGrey = IsInputType(info.type);
+    const std::string from = PathBytes(files.input);
+    const qvox::VoxelType type = isGrey ? info.type : TypeAsGrey(files, from, info, changes.reading);
     try {
-        const bool isGrey = IsInputType(info.type);
-        const std::string from = PathBytes(files.input);
-        const qvox::VoxelType type = isGrey ? info.type : qvox::GreyTypeOf(from, changes.reading);
         WriteCopy(from, PathBytes(files.copy), type, changes);
     } catch (const TimeLimitReached&) {
         throw;
     } catch (...) {
-        const wxString hint = options.colour == qvox::ColourRule::kEqualChannels && !IsInputType(info.type)
+        const wxString hint = options.colour == qvox::ColourRule::kEqualChannels && !isGrey
                                   ? "; --luminance takes the luminance of colours"
                                   : "";
         throw Failure(files, ExceptionText(std::current_exception(), files.input) + hint);

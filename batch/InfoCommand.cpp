@@ -46,6 +46,7 @@ std::vector<wxString> WarningsOf(const std::string& input, const qvox::ImageFile
     const auto add = [&warnings](const wxString& text) {
         if (!text.empty()) warnings.push_back(text);
     };
+    add(PixelSizeWarning(info.resolution));
     if (!IsInputType(info.type) || info.sizeZ > 1) return warnings;
     const Position position = LoadPosition(PathText(input), reading);
     add(InformationBarWarning(FindInformationBars(position.image)));
@@ -58,16 +59,13 @@ class InfoPrinter {
 public:
     InfoPrinter(const InfoOptions& options, const Streams& streams) : options_(options), streams_(streams) {}
 
-    bool Begin() { return IsJson() ? WriteOut(streams_.output, InfoJsonBegin()) : true; }
-    bool End() { return IsJson() ? WriteOut(streams_.output, InfoJsonEnd()) : true; }
+    bool Begin() { return IsJson() ? WriteJson(streams_.output, InfoJsonBegin()) : true; }
+    bool End() { return IsJson() ? WriteJson(streams_.output, InfoJsonEnd()) : true; }
 
     bool Image(const std::string& input) {
         const qvox::ImageFileInfo info = qvox::InspectImageFile(input, options_.input.reading);
         if (IsJson()) {
-            std::vector<wxString> warnings = WarningsOf(input, info, options_.input.reading);
-            const wxString pixelSize = PixelSizeWarning(info.resolution);
-            if (!pixelSize.empty()) warnings.insert(warnings.begin(), pixelSize);
-            return Put(ImageInfoJson(PathText(input), info, warnings));
+            return Put(ImageInfoJson(PathText(input), info, WarningsOf(input, info, options_.input.reading)));
         }
         if (!WriteOut(streams_.output, VisibleText(InfoLine(PathText(input), info)) + "\n")) return false;
         if (options_.input.verbosity == Verbosity::kQuiet) return true;
@@ -87,7 +85,7 @@ private:
 
     bool Put(const std::string& object) {
         const std::string separator = std::exchange(isFirst_, false) ? "\n    " : ",\n    ";
-        return WriteOut(streams_.output, separator + object);
+        return WriteJson(streams_.output, separator + object);
     }
 
     const InfoOptions& options_;

@@ -81,7 +81,11 @@ InconsistentImageSize OtherSizes(const std::string& path, const std::array<std::
 
 FailureText TextOfFailure(FileTask task, const wxString& name, const std::exception_ptr& failure) {
     const wxString cause = CauseOf(task, name, failure);
-    return {TaskText(task, name) + "(" + cause + ")", DetailOf(failure), cause};
+    wxString detail = DetailOf(failure);
+    // A path stands once in a message.
+    wxString rest;
+    if (detail.StartsWith("'" + name + "' ", &rest)) detail = "It " + rest;
+    return {TaskText(task, name) + "(" + cause + ")", detail, cause};
 }
 
 wxString FailureMessage(FileTask task, const wxString& name, const std::exception_ptr& failure) {

@@ -17,6 +17,9 @@ namespace {
 /// failures need memory too.
 constexpr std::size_t kWorkingBytes = std::size_t{64} << 20;
 
+/// Whether a colour image is of a kind that can be read as grey.
+bool IsMadeGrey(const std::string& path) { return qvox::GreyTypeOf(path) != qvox::VoxelType::kUnsupported; }
+
 }  // namespace
 
 void RequireWorkingMemory() {
@@ -37,7 +40,7 @@ void RefuseInputType(const std::string& path, const qvox::ImageFileInfo& info) {
                       (isRgb       ? "as RGB"
                        : isPalette ? "with a palette"
                                    : "as YCbCr") +
-                      ": save it as grey.";
+                      ": save it as grey" + (IsMadeGrey(path) ? ", as korvane-batch calibrate --grey does." : ".");
         }
     } catch (const std::exception&) {
         // What else is wrong with the file, or too little memory, does not change the type that it has.

@@ -20,6 +20,19 @@ wxString PathWithEnding(const wxString& inputPath, const ChosenFolder& folder, c
     return JoinPath(folder ? *folder : FolderOf(inputPath, style), prefix + stem + ending, style);
 }
 
+/// Whether label images of other programs may have this type.
+bool CanBeImported(qvox::VoxelType type) {
+    switch (type) {
+        case qvox::VoxelType::kUnsupported:
+        case qvox::VoxelType::kRgb8:
+        case qvox::VoxelType::kRgb16:
+        case qvox::VoxelType::kBilevel:
+            return false;
+        default:
+            return true;
+    }
+}
+
 }  // namespace
 
 wxString PrefixedPath(const wxString& inputPath, const ChosenFolder& folder, const wxString& prefix, PathStyle style) {
@@ -63,7 +76,8 @@ LabelsFound LoadNewLabels(const wxString& resultPath, const std::array<std::uint
     if (!std::filesystem::exists(bytes, unreachable) && !unreachable) return LabelsFound::kNoFile;
     const qvox::ImageFileInfo info = qvox::InspectImageFile(bytes);
     if (info.type != qvox::VoxelType::kUint16) {
-        throw UnsupportedPixelType("'" + bytes + "' holds " + info.typeText + "; wanted is 16-bit grey.");
+        throw UnsupportedPixelType("'" + bytes + "' holds " + info.typeText + "; wanted is 16-bit grey." +
+                                   (CanBeImported(info.type) ? " korvane-batch import makes such a file of it." : ""));
     }
     qvox::LoadImageFile(bytes, labels, qvox::StoredValues());
     const std::array<std::uint64_t, 3> found{labels.SizeX(), labels.SizeY(), labels.SizeZ()};

@@ -68,11 +68,19 @@ TEST_F(DoubtfulInput, APixelSizeForImagesWithoutOneLeavesTheOthersAlone) {
 
 TEST_F(DoubtfulInput, AnImageThatIsNoLargerThanAnObjectIsSaid) {
     const std::string small = Save("a.tif", 672.0f);
-    const std::string large = Save("b.tif", 672.0f, 640);
+    const std::string large = Save("b.tif", 672.0f, 960);
     const ProgramResult run = RunProgram({"detect", "--quiet", small, large});
     EXPECT_EQ(run.status, 0);
     EXPECT_TRUE(Says(run, "warning: '" + small + "' has 7680 pixels, no more than the largest object")) << run.messages;
     EXPECT_FALSE(Says(run, large)) << run.messages;
+}
+
+TEST_F(DoubtfulInput, AnAnalysedPartThatIsNoLargerThanAnObjectIsSaid) {
+    const std::string image = Save("a.tif", 672.0f, 640);
+    const ProgramResult run = RunProgram({"detect", "--quiet", "--region", "0,0,100,60", image});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(Says(run, "warning: '" + image + "' has 6000 pixels in the analysed part, no more than the largest"))
+        << run.messages;
 }
 
 TEST_F(DoubtfulInput, APixelSizeThatCannotBeRightIsSaidOnce) {
@@ -82,6 +90,15 @@ TEST_F(DoubtfulInput, APixelSizeThatCannotBeRightIsSaidOnce) {
     EXPECT_EQ(run.messages, "warning: '" + image +
                                 "' has 50 nm per pixel, outside 0.05 to 20 nm: the size may be "
                                 "wrong.\n");
+}
+
+TEST_F(DoubtfulInput, InfoSaysThatAPixelSizeCannotBeRight) {
+    const std::string image = Save("a.tif", 20.0f);
+    const std::string usual = Save("b.tif", 672.0f);
+    const ProgramResult run = RunProgram({"info", image, usual});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.messages,
+              "warning: '" + image + "' has 50 nm per pixel, outside 0.05 to 20 nm: the size may be wrong.\n");
 }
 
 TEST_F(DoubtfulInput, PagesThatAreNotReadAreSaidAndCanBeChosen) {
@@ -131,6 +148,21 @@ TEST_F(DoubtfulInput, GreyImagesInColourAreCopiedAsGrey) {
     EXPECT_EQ(forced.status, 0) << forced.messages;
     qvox::LoadImageFile(File("o/b.tif"), copy);
     EXPECT_EQ(copy[0], (299 * 3 + 587 * 3 + 114 * 33) / 1000);
+}
+
+TEST_F(DoubtfulInput, AKindThatCannotBecomeGreyIsToldWithTheOnesThatCan) {
+    TiffBuilder file;
+    file.Page().Grey(8, 1, 1).AddPiece("x");
+    file.Write(File("a.tif"));
+    for (const bool luminance : {false, true}) {
+        std::vector<std::string> arguments{"calibrate", "--grey", "-o", File("o"), File("a.tif")};
+        if (luminance) arguments.emplace_back("--luminance");
+        const ProgramResult run = RunProgram(arguments);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_TRUE(Says(run, "(Unsupported pixel type)\nIt holds 1-bit")) << run.messages;
+        EXPECT_TRUE(Says(run, "RGB of 8 or 16 bits, or an 8-bit palette.")) << run.messages;
+        EXPECT_FALSE(Says(run, "--luminance")) << run.messages;
+    }
 }
 
 TEST_F(DoubtfulInput, AStackIsRefusedWithTheWayToChooseAPage) {

@@ -67,8 +67,8 @@ TEST_F(Import, LabelsOfOtherSizesAreRefusedWithBoth) {
     qvox::SaveImageFile(File("a_x.tif"), TwoSquares(95, 80));
     const ProgramResult run = RunProgram({"import", "--pattern", "{stem}_x.tif", image});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.messages.find("error: Cannot import '" + File("a_x.tif") + "'! (Inconsistent image size)\n'" +
-                                File("a_x.tif") + "' has 95 x 80 pixels; wanted are the image's 96 x 80."),
+    EXPECT_NE(run.messages.find("error: Cannot import '" + File("a_x.tif") + "'! (Inconsistent image size)\n" +
+                                "It has 95 x 80 pixels; wanted are the image's 96 x 80."),
               std::string::npos)
         << run.messages;
 }

@@ -170,6 +170,8 @@ TEST_F(SilentFiles, OverlaysKeepTheOrientationOfTheirImage) {
     qvox::LoadImageFile(File("seg_a.tif"), labels);
     EXPECT_EQ(overlay.Metadata().at("Orientation"), "6");
     EXPECT_EQ(labels.Metadata().at("Orientation"), "6");
+    ASSERT_EQ(RunProgram({"overlay", "--overlay-format", "png", File("a.tif")}).status, 0);
+    EXPECT_NE(Contents(File("export_a.png")).find("eXIf"), std::string::npos) << "where PNG files have it";
 }
 
 template <typename T>
@@ -201,7 +203,8 @@ TEST_F(SilentFiles, AnUnfitImageIsToldWithItsTypeAndItsPathOnce) {
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.messages, "error: Cannot load the input image '" + File("a.tif") +
                                 "'! (Unsupported pixel type)\nIt holds RGB, 8 bits; wanted is 8-bit, 16-bit or 32-bit "
-                                "float grey. It is a grey image stored as RGB: save it as grey.\n"
+                                "float grey. It is a grey image stored as RGB: save it as grey, as "
+                                "korvane-batch calibrate --grey does.\n"
                                 "error: Cannot load the input image '" +
                                 File("none.tif") +
                                 "'! (Error='No such file or directory.')\nerror: 2 of 2 images failed.\n");

@@ -87,8 +87,9 @@ TEST(LoadPosition, RefusesAColourFile) {
     EXPECT_EQ(LoadMessage(folder.File("rgb.tif")), begin + wanted);
     image(1, 1) = {2, 2, 2};
     qvox::SaveImageFile(folder.File("rgb.tif"), image);
-    EXPECT_EQ(LoadMessage(folder.File("rgb.tif")),
-              begin + wanted + " It is a grey image stored as RGB: save it as grey.");
+    EXPECT_EQ(
+        LoadMessage(folder.File("rgb.tif")),
+        begin + wanted + " It is a grey image stored as RGB: save it as grey, as korvane-batch calibrate --grey does.");
 }
 
 TEST(LoadPosition, TellsOfAGreyImageStoredWithAPalette) {

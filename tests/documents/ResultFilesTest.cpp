@@ -119,8 +119,19 @@ TEST(LoadLabels, RefusesAnEightBitFile) {
     qvox::LabelImage labels = Labels();
     EXPECT_EQ(LoadMessage(PathText(folder.File("seg_a.tif")), labels),
               PathText("Cannot load the segmentation results for 'a.tif'! (Unsupported pixel type)\n'" +
-                       folder.File("seg_a.tif") + "' holds 8-bit grey; wanted is 16-bit grey."));
+                       folder.File("seg_a.tif") +
+                       "' holds 8-bit grey; wanted is 16-bit grey. korvane-batch import makes such a file of it."));
     EXPECT_TRUE(SameVoxels(Labels(), labels));
+}
+
+TEST(LoadLabels, NamesNoImportForAFileThatItDoesNotTake) {
+    const TemporaryFolder folder;
+    qvox::VoxelImage<qvox::Rgb8> colour;
+    colour.Resize(3, 3, 1);
+    colour.Zero();
+    qvox::SaveImageFile(folder.File("seg_a.tif"), colour);
+    qvox::LabelImage labels = Labels();
+    EXPECT_TRUE(LoadMessage(PathText(folder.File("seg_a.tif")), labels).EndsWith("; wanted is 16-bit grey."));
 }
 
 TEST(LoadLabels, TakesTheStoredNumbersOfAWhiteIsZeroFile) {

@@ -45,8 +45,7 @@ protected:
     /// The second line of the message about it.
     static inline const wxString kColourRefused =
         "\nIt holds RGB, 8 bits; wanted is 8-bit, 16-bit or 32-bit float grey. It is a grey image stored as RGB: save "
-        "it "
-        "as grey.";
+        "it as grey, as korvane-batch calibrate --grey does.";
 
     /// Answers questions with OK and lets `act` work every other dialog.
     static int OkToQuestions(wxDialog& dialog) { return dialog.GetTitle() == "Confirmation" ? wxID_OK : wxID_NONE; }
@@ -191,8 +190,9 @@ TEST_F(Documents, ResultsThatDoNotFitAreToldAndLeftOut) {
     ASSERT_EQ(told.errors.size(), 3u);
     EXPECT_EQ(told.errors[0], "Cannot load the segmentation results for 'a.tif'! (Inconsistent image size)\n'" +
                                   PathOf("seg_a.tif") + "' has 64 x 63 pixels; wanted are the image's 64 x 64.");
-    EXPECT_EQ(told.errors[1], "Cannot load the segmentation results for 'b.tif'! (Unsupported pixel type)\n'" +
-                                  PathOf("seg_b.tif") + "' holds 8-bit grey; wanted is 16-bit grey.");
+    EXPECT_EQ(told.errors[1],
+              "Cannot load the segmentation results for 'b.tif'! (Unsupported pixel type)\n'" + PathOf("seg_b.tif") +
+                  "' holds 8-bit grey; wanted is 16-bit grey. korvane-batch import makes such a file of it.");
     EXPECT_TRUE(told.errors[2].StartsWith("Cannot load the segmentation results for 'c.tif'! (Error='"));
     EXPECT_TRUE(SameLabels(Labels(), before));
 }
