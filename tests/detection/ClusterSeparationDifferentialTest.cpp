@@ -1,4 +1,6 @@
+#include <cstdint>
 #include <random>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
@@ -66,6 +68,21 @@ TEST(ClusterSeparationDifferential, EqualsThePlainFormOnEmptyFullAndSingleLinePi
             ExpectSameAsPlain(oneHole, scale);
         }
     }
+}
+
+TEST(ClusterSeparationDifferential, EqualsThePlainFormWhereALineLeadsToTheRightAndUpIntoALobe) {
+    // From a large disc to a small one; only the first pixel of each level piece can raise what follows.
+    cv::Mat filtered = cv::Mat::zeros(30, 48, CV_8UC1);
+    for (int y = 0; y < 30; ++y) {
+        for (int x = 0; x < 48; ++x) {
+            const bool isLarge = (x - 10) * (x - 10) + (y - 18) * (y - 18) <= 49;
+            const bool isSmall = (x - 33) * (x - 33) + (y - 8) * (y - 8) <= 10;
+            if (isLarge || isSmall) filtered.at<std::uint8_t>(y, x) = 255;
+        }
+    }
+    for (const auto& [x, y] : {std::pair{11, 10}, {12, 10}, {13, 9}, {14, 8}}) filtered.at<std::uint8_t>(y, x) = 255;
+    filtered.row(8).colRange(14, 33).setTo(255);
+    ExpectSameAsPlain(filtered, 1.0f);
 }
 
 TEST(ClusterSeparationDifferential, EqualsThePlainFormBeyond4096Columns) {

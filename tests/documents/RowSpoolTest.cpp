@@ -47,6 +47,16 @@ TEST(RowSpool, TellsThatRowsCouldNotBeKept) {
     }
 }
 
+TEST(RowSpool, HoldsAQuarterOfAMebibyteInMemoryAndNoMore) {
+    const std::string row(1023, 'x');
+    RowSpool few(255, "/nowhere/at/all");
+    for (std::size_t i = 0; i < 255; ++i) few.Add(i, {row});
+    EXPECT_EQ(All(few).size(), 255u * 1024u) << "no file is needed";
+    RowSpool many(300, "/nowhere/at/all");
+    for (std::size_t i = 0; i < 300; ++i) many.Add(i, {row});
+    EXPECT_THROW(All(many), qvox::ToolkitError) << "the file that is needed cannot be";
+}
+
 TEST(RowSpool, StopsWhereNothingMoreIsTaken) {
     const TemporaryFolder folder;
     RowSpool rows(3, folder.Path().string());
