@@ -2,20 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <mutex>
-#include <system_error>
 #include <utility>
 
 #include "ComparisonOverlay.h"
 #include "ComparisonReport.h"
-#include "CompleteFile.h"
-#include "FolderLock.h"
-#include "Gnuplot.h"
 #include "ImageRun.h"
 #include "ParseNumber.h"
 #include "PathText.h"
+#include "Progress.h"
 #include "RecordLog.h"
 #include "RunFolders.h"
 #include "TruthLabels.h"
@@ -128,76 +124,6 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
     findings.Add(job.Number(), std::move(result));
 }
 
-void RequireNew(const std::optional<std::string>& file, const CompareOptions& options) {
-    if (!file) return;
-    std::error_code failure;
-    const bool isThere = std::filesystem::exists(*file, failure);
-    if (isThere && options.existing == ExistingLabels::kSkip) {
-        throw UsageError("'" + *file + "' exists; --overwrite replaces it.");
-    }
-    const std::filesystem::path folder = std::filesystem::absolute(*file, failure).parent_path();
-    if (!std::filesystem::is_directory(folder, failure)) {
-        throw UsageError("The folder of '" + *file + "' does not exist.");
-    }
-}
-
-void RequireDistinctFiles(const CompareOptions& options) {
-    std::vector<std::string> files;
-    for (const std::optional<std::string>& file : {options.csv, options.objects, options.json}) {
-        if (file) files.push_back(FullPath(*file));
-    }
-    std::sort(files.begin(), files.end());
-    if (std::adjacent_find(files.begin(), files.end()) != files.end()) {
-        throw UsageError("--csv, --objects and --json need files of their own.");
-    }
-}
-
-void DrawFigure(const ComparisonReport& report, const std::string& folder, const Streams& streams) {
-    const Figure figure = AgreementFigure(report);
-    if (const std::optional<Gnuplot> gnuplot = Gnuplot::Find()) {
-        gnuplot->Draw(figure, folder);
-        return;
-    }
-    WriteFigureSources(figure, folder);
-    WriteOut(streams.messages, std::string("warning: ") + kGnuplotIsMissing + ".\n");
-}
-
-/// The folders of what is written for all images together.
-std::vector<std::string> ResultFolders(const CompareOptions& options) {
-    std::vector<std::string> folders;
-    for (const std::optional<std::string>& file : {options.csv, options.objects, options.json}) {
-        if (file) folders.push_back(FolderOfFile(*file));
-    }
-    if (options.figure) folders.push_back(*options.figure);
-    return folders;
-}
-
-/// Where another program has made one of the files meanwhile, none is written: those of two comparisons side by side
-/// could be taken for those of one. False when something could not be written.
-bool WriteFiles(const ComparisonReport& report, const CompareOptions& options, const Streams& streams) {
-    bool isWritten = true;
-    const auto attempt = [&](const auto& write) {
-        try {
-            write();
-        } catch (const qvox::ToolkitError& error) {
-            WriteOut(streams.messages, std::string("error: ") + error.what() + "\n");
-            isWritten = false;
-        }
-    };
-    const FolderLock lock(ResultFolders(options));
-    if (options.existing == ExistingLabels::kSkip) {
-        for (const std::optional<std::string>& file : {options.csv, options.objects, options.json}) {
-            if (file) attempt([&] { RequireStillFree(*file); });
-        }
-        if (!isWritten) return false;
-    }
-    if (options.csv) attempt([&] { WriteCompleteFile(*options.csv, ComparisonCsv(report)); });
-    if (options.objects) attempt([&] { WriteCompleteFile(*options.objects, ComparedObjectsCsv(report)); });
-    if (options.json) attempt([&] { WriteCompleteFile(*options.json, ComparisonJson(report)); });
-    if (options.figure) attempt([&] { DrawFigure(report, *options.figure, streams); });
-    return isWritten;
-}
-
 void AddThreshold(CLI::App& command, double& threshold) {
     const auto take = [&threshold](const std::string& text) {
         const std::optional<double> value = ParseNumber<double>(text);
@@ -211,18 +137,24 @@ void AddThreshold(CLI::App& command, double& threshold) {
         ->type_name("NUMBER");
 }
 
-DryRunRules DryRunOf(const CompareOptions& options) {
+DryRunRules DryRunOf(const CompareOptions& options, const ComparisonFiles& files) {
     DryRunRules rules;
     rules.word = "compare";
     rules.needed = &ImageFiles::seeds;
-    rules.lacks = [&options](const ImageFiles& files) { return MissingTruth(files, options.truth); };
+    rules.lacks = [&options](const ImageFiles& image) { return MissingTruth(image, options.truth); };
     rules.needs = DryRunNeeds::kPlane;
     // Most of the time goes into the detection that finds the stages.
     if (options.stages) rules.cost = {450.0, 40.0};
-    for (const std::optional<std::string>& file : {options.csv, options.objects, options.json, options.figure}) {
-        if (file) rules.writes.push_back(PathText(FullPath(*file)));
-    }
+    rules.writes = files.Paths();
     return rules;
+}
+
+/// Prints the scores. The standard output is for a file alone; a person reads them beside it. False when that failed.
+bool Tell(const ComparisonReport& report, const CompareOptions& options, const ComparisonFiles& files,
+          const Streams& streams) {
+    if (!files.TakesOutput()) return WriteOut(streams.output, ComparisonText(report));
+    if (options.input.verbosity != Verbosity::kQuiet) WriteOut(streams.messages, ComparisonText(report));
+    return true;
 }
 
 }  // namespace
@@ -233,15 +165,20 @@ void AddCompareOptions(CLI::App& command, CompareOptions& options) {
     AddLabels(command, options.places);
     AddOutput(command, options.places);
     AddThreshold(command, options.threshold);
-    AddPlace(command, "--csv", options.csv, "FILE", "Also write the scores there, a row per image and one of all");
-    AddPlace(command, "--objects", options.objects, "FILE", "Also write a row per object there");
-    AddPlace(command, "--json", options.json, "FILE", "Also write all of it there as JSON");
-    AddPlace(command, "--figure", options.figure, "DIR", "Also draw the agreement of the diameters there");
+    AddPlace(command, "--csv", options.results.csv, "FILE",
+             "Also write the scores there, a row per image and one of all; - is the standard output");
+    AddPlace(command, "--objects", options.results.objects, "FILE",
+             "Also write a row per object there; - is the standard output");
+    AddPlace(command, "--json", options.results.json, "FILE",
+             "Also write all of it there as JSON; - is the standard output");
+    AddPlace(command, "--figure", options.results.figure, "DIR", "Also draw the agreement of the diameters there");
     command.add_flag("--overlay", options.overlay, "Write compare_NAME: what is matched, missed and false");
     AddSwitch(
         command, "--no-stages", [&options] { options.stages = false; },
         "Do not run detection again to find the stages at fault");
-    AddOverwrite(command, options.existing, "Replace existing files of --csv, --objects and --json");
+    AddOverwrite(command, options.results.existing, "Replace existing files of --csv, --objects and --json");
+    AddPartialTable(command, options.results.partial,
+                    "Replace them and the figure also when images failed (default: they are kept)");
     AddParametersFile(command, options.parameters, options.parametersFile);
     AddParameters(command, options.parameters);
     AddPixelSizeChoice(command, options.pixelSize);
@@ -250,20 +187,20 @@ void AddCompareOptions(CLI::App& command, CompareOptions& options) {
 }
 
 int RunCompare(const CompareOptions& options, const Streams& streams) {
-    for (const auto& file : {options.csv, options.objects, options.json}) RequireNew(file, options);
-    RequireDistinctFiles(options);
+    const ComparisonFiles files(options.results);
     ImageRun run;
     run.input = options.input;
     CheckTruth(options.truth, run.input);
-    if (!options.jobs.dryRun && options.figure) MakeFolders({*options.figure});
+    if (!options.jobs.dryRun && options.results.figure) MakeFolders({*options.results.figure});
     run.places = options.places;
     if (options.overlay) run.written.push_back(&ImageFiles::comparison);
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
-    run.dryRun = DryRunOf(options);
+    run.dryRun = DryRunOf(options, files);
     Findings findings;
     run.work = [&](ImageJob& job) { CompareImage(job, options, findings); };
-    const int status = RunImages(run, streams);
+    const RunEnd end = WorkOnImages(run, streams);
+    const int status = end.status;
     if (options.jobs.dryRun) return status;
     const bool endsEarly = status == kExitSomeFailed && options.jobs.afterFailure == AfterFailure::kEnd;
     if (status == kExitInterrupted || endsEarly) return status;
@@ -274,8 +211,9 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
         WriteOut(streams.messages, "warning: Images failed: the scores are those of the other " +
                                        std::to_string(report.images.size()) + ".\n");
     }
-    const bool isTold = WriteOut(streams.output, ComparisonText(report));
-    return WriteFiles(report, options, streams) && isTold ? status : kExitSomeFailed;
+    const bool isTold = Tell(report, options, files, streams);
+    Progress progress(streams.messages, options.input.verbosity, 0);
+    return files.Write(report, end, streams, progress) && isTold ? status : kExitSomeFailed;
 }
 
 }  // namespace Korvane

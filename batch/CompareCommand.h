@@ -5,6 +5,7 @@
 
 #include "AnalysisParameters.h"
 #include "CommandTable.h"
+#include "ComparisonFiles.h"
 #include "FileDigest.h"
 #include "ObjectMatching.h"
 #include "OptionGroups.h"
@@ -16,13 +17,9 @@ struct CompareOptions {
     Places places;
     std::string truth;  ///< folder of the true labels
     double threshold = kDefaultMatchThreshold;
-    std::optional<std::string> csv;
-    std::optional<std::string> objects;
-    std::optional<std::string> json;
-    std::optional<std::string> figure;  ///< folder
-    bool overlay = false;               ///< write compare_NAME
-    bool stages = true;                 ///< run detection to find the stages at fault
-    ExistingLabels existing = ExistingLabels::kSkip;
+    bool overlay = false;  ///< write compare_NAME
+    bool stages = true;    ///< run detection to find the stages at fault
+    ComparisonPlaces results;
     AnalysisParameters parameters;  ///< of the labels whose record does not tell
     std::optional<UsedFile> parametersFile;
     GivenPixelSize pixelSize;

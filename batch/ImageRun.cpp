@@ -46,54 +46,36 @@ std::size_t Count(const States& states, ImageState state) {
     return static_cast<std::size_t>(std::count(states.begin(), states.end(), state));
 }
 
-/// The last line of a run without a fault: the bar on a terminal is gone by then.
-wxString SummaryLine(const States& states) {
-    const std::size_t skipped = Count(states, ImageState::kSkipped);
-    const std::size_t leftOut = Count(states, ImageState::kNoLabels);
-    const std::size_t images = states.size() - leftOut;
-    wxString line = wxString::Format("%zu %s done", images, images == 1 ? "image" : "images");
-    if (leftOut > 0) line += wxString::Format(", %zu left out for want of labels", leftOut);
-    if (skipped == 0) return line + ".";
-    return line + wxString::Format(", %zu of them skipped; --overwrite replaces the files that exist.", skipped);
-}
-
-/// True when images were not begun or not ended.
-bool IsPartial(const States& states) {
-    // An interrupt that came after the last image has nothing to cut short.
-    return Count(states, ImageState::kNotStarted) + Count(states, ImageState::kAbandoned) > 0;
-}
-
 /// A part of the images may well have none with labels; all of them point to a wrong folder.
-bool HasNoLabels(const ImageRun& run, const States& states) {
-    return !run.input.shard && Count(states, ImageState::kNoLabels) == states.size();
+bool HasNoLabels(const ImageRun& run, const RunEnd& end) { return !run.input.shard && end.leftOut == end.images; }
+
+RunEnd EndOf(const States& states) {
+    RunEnd end;
+    end.images = states.size();
+    end.failed = Count(states, ImageState::kFailed);
+    end.skipped = Count(states, ImageState::kSkipped);
+    end.leftOut = Count(states, ImageState::kNoLabels);
+    end.notBegun = Count(states, ImageState::kNotStarted);
+    end.abandoned = Count(states, ImageState::kAbandoned);
+    return end;
 }
 
-int StatusOf(const ImageRun& run, const States& states, Progress& progress) {
-    if (IsPartial(states) && Interrupted()) {
+/// Says how the run ended where it did not do all, and returns the status.
+int StatusOf(const ImageRun& run, const RunEnd& end, Progress& progress) {
+    // An interrupt that came after the last image has nothing to cut short.
+    if (end.IsPartial() && Interrupted()) {
         progress.Note("Interrupted: what is not done is left as it was.");
         return kExitInterrupted;
     }
-    const std::size_t failed = Count(states, ImageState::kFailed);
-    if (failed > 0) {
-        wxString text = wxString::Format("%zu of %zu images failed", failed, states.size());
-        const std::size_t notBegun = Count(states, ImageState::kNotStarted);
-        if (notBegun > 0) text += wxString::Format(", %zu were not begun", notBegun);
-        progress.Error({text + "."});
+    if (end.failed > 0) {
+        progress.Error({end.FailureLine()});
         return kExitSomeFailed;
     }
-    if (HasNoLabels(run, states)) {
+    if (HasNoLabels(run, end)) {
         progress.Error({"None of the images has labels to work on."});
         return kExitSomeFailed;
     }
     return kExitDone;
-}
-
-TableRun TableRunOf(const ImageRun& run, const States& states) {
-    TableRun end;
-    end.images = states.size();
-    end.failed = Count(states, ImageState::kFailed);
-    end.hasFailed = end.failed > 0 || HasNoLabels(run, states);
-    return end;
 }
 
 void WarnOfBrokenRows(const FilePlan& plan, Progress& progress) {
@@ -114,11 +96,11 @@ TablePlaces TablePlacesOf(const ImageRun& run, const std::vector<std::string>& f
     const bool toOutput = run.withoutTable == WithoutTable::kStandardOutput;
     TablePlaces places{
         TablePlace({"measurement table", "measurement table", run.places.table, MeasurementHeader() + "\n"},
-                   run.tableRules, toOutput ? TableKind::kStream : TableKind::kNone, foldersToBe),
+                   run.tableRules, toOutput ? OutputKind::kStream : OutputKind::kNone, foldersToBe),
         TablePlace(
             {"table of objects", "table of objects with these columns", run.places.csv, run.objectTable.Header()},
-            run.tableRules, TableKind::kNone, foldersToBe)};
-    if (places.table.Kind() == TableKind::kStream && places.objects.Kind() == TableKind::kStream) {
+            run.tableRules, OutputKind::kNone, foldersToBe)};
+    if (places.table.Kind() == OutputKind::kStream && places.objects.Kind() == OutputKind::kStream) {
         throw UsageError("Only one table can go to the standard output.");
     }
     return places;
@@ -132,20 +114,20 @@ struct RunTable {
 };
 
 /// Record and tables of a run whose images are done. False when one could not be written.
-bool WriteEnd(const ImageRun& run, const States& states, const std::array<RunTable*, 2>& tables, std::FILE* output,
+bool WriteEnd(const ImageRun& run, const RunEnd& end, const std::array<RunTable*, 2>& tables, std::FILE* output,
               Progress& progress) {
     std::vector<wxString> failures;
-    const bool isPartial = IsPartial(states);
+    const bool isPartial = end.IsPartial();
     // Each of many shards in one folder would look at the labels of all.
     const RunDocument document = run.input.shard ? RunDocument::kLeft : RunDocument::kWritten;
-    if (run.recorder && run.input.shard && run.places.output && states.empty()) {
+    if (run.recorder && run.input.shard && run.places.output && end.images == 0) {
         run.recorder->RecordNoImages(FullPath(*run.places.output));
     }
     if (run.recorder) failures = run.recorder->Finish(isPartial, document);
     // A table of a part of the images could be taken for the whole.
     for (RunTable* const table : tables) {
         if (isPartial) break;
-        const wxString failure = table->place.Write(table->rows, TableRunOf(run, states), output);
+        const wxString failure = table->place.Write(table->rows, end, output);
         if (!failure.empty()) failures.push_back(failure);
     }
     for (const wxString& failure : failures) progress.Error({failure});
@@ -220,12 +202,18 @@ bool WriteOut(std::FILE* stream, const std::string& text) {
     return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() && std::fflush(stream) == 0;
 }
 
-int RunImages(const ImageRun& run, const Streams& streams) {
+int RunImages(const ImageRun& run, const Streams& streams) { return WorkOnImages(run, streams).status; }
+
+RunEnd WorkOnImages(const ImageRun& run, const Streams& streams) {
     const FilePlan plan(run.places, run.written,
                         run.listing ? *run.listing : ExpandInputs(run.input, run.places.output), run.input.shard);
     const CoreShares shares = ShareOut(run.jobs);
     RequireLabelsFolder(run.places);
-    if (run.jobs.dryRun) return TryImages(run, plan, streams);
+    RunEnd end;
+    if (run.jobs.dryRun) {
+        end.status = TryImages(run, plan, streams);
+        return end;
+    }
     MakeFolders(FoldersToWrite(run, plan));
     RequireNamesFit(plan);
     TablePlaces places = TablePlacesOf(run, {});
@@ -237,11 +225,14 @@ int RunImages(const ImageRun& run, const Streams& streams) {
     States states(plan.Count(), ImageState::kNotStarted);
     const std::size_t withFurtherPages = DoImages(run, plan, shares, {table.rows, objects.rows}, states, progress);
     EndGrace();
-    const bool written = WriteEnd(run, states, {&table, &objects}, streams.output, progress);
+    end = EndOf(states);
+    const bool written = WriteEnd(run, end, {&table, &objects}, streams.output, progress);
     TellUnread(plan.Listing(), withFurtherPages, plan.Count(), progress);
-    const int status = StatusOf(run, states, progress);
-    if (status == kExitDone && written) progress.Note(SummaryLine(states));
-    return status == kExitDone && !written ? kExitSomeFailed : status;
+    end.status = StatusOf(run, end, progress);
+    if (end.status != kExitDone) return end;
+    if (written) progress.Note(end.SummaryLine());
+    if (!written) end.status = kExitSomeFailed;
+    return end;
 }
 
 }  // namespace Korvane

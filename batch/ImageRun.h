@@ -14,6 +14,7 @@
 #include "ImageList.h"
 #include "ObjectTable.h"
 #include "OptionGroups.h"
+#include "RunEnd.h"
 #include "RunRecorder.h"
 #include "TableOptions.h"
 
@@ -46,6 +47,8 @@ struct ImageRun {
 /// Does the run and returns the program's exit status. Throws UsageError before any work when it cannot be done as
 /// asked.
 int RunImages(const ImageRun& run, const Streams& streams);
+/// The same, for who writes more for all images together. Of a dry run only the status is known.
+RunEnd WorkOnImages(const ImageRun& run, const Streams& streams);
 
 /// Writes whole lines; a terminal gets the control characters of names written out. False when not all bytes were
 /// taken; errno tells why.

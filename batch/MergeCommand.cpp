@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -18,6 +17,7 @@
 #include "MergedRecords.h"
 #include "MergedReport.h"
 #include "MergedTable.h"
+#include "OutputPlace.h"
 #include "PathText.h"
 #include "Progress.h"
 #include "RecordLog.h"
@@ -25,7 +25,6 @@
 #include "RunFolders.h"
 #include "SharedFiles.h"
 #include "ToolkitError.h"
-#include "files/AtomicFile.h"
 
 namespace Korvane {
 
@@ -76,7 +75,9 @@ void RequireParts(const MergeOptions& options) {
     std::vector<std::string> places;
     for (const std::string& part : options.parts) {
         const std::string place = PlaceBytes(part);
-        if (place == PlaceBytes(options.output)) throw UsageError("'" + part + "' is a part and would be replaced.");
+        if (options.output != "-" && place == PlaceBytes(options.output)) {
+            throw UsageError("'" + part + "' is a part and would be replaced.");
+        }
         if (std::find(places.begin(), places.end(), place) != places.end()) {
             throw UsageError("'" + part + "' is given twice.");
         }
@@ -122,35 +123,28 @@ void RequireRecords(const MergedTable& table, const KnownLabels& known, MergePro
 }
 
 /// Prints the problems; true where there are any.
-bool Tell(const MergeProblems& problems, const MergeOptions& options, Progress& progress) {
+bool Tell(const MergeProblems& problems, const MergeOptions& options, const OutputPlace& place, Progress& progress) {
     for (const std::string& text : problems.Texts()) progress.Error({wxString::FromUTF8(text)});
     if (problems.Empty()) return false;
-    progress.Error({options.output == "-" ? wxString("No table is written.")
-                                          : "'" + PathText(options.output) + "' is not written."});
+    progress.Error({place.Kind() == OutputKind::kStream ? wxString("No table is written.")
+                                                        : "'" + PathText(options.output) + "' is not written."});
     return true;
 }
 
 /// The standard output gets the table piece by piece, a file as a whole or not at all.
-void WriteTable(const MergedTable& table, const MergeOptions& options, const Streams& streams) {
-    if (options.output == "-") {
-        table.Write([&streams](const std::string& bytes) {
-            if (!WriteOut(streams.output, bytes)) {
-                throw qvox::ToolkitError("Cannot write to the standard output: " +
-                                         std::generic_category().message(errno) + ".");
-            }
-        });
-        return;
+void WriteTable(const MergedTable& table, const MergeOptions& options, const OutputPlace& place,
+                const Streams& streams) {
+    std::optional<FolderLock> lock;
+    if (place.IsFile()) {
+        lock.emplace(std::vector<std::string>{FolderOfFile(place.Path())});
+        if (options.existing != ExistingLabels::kReplace) RequireStillFree(options.output);
     }
-    const FolderLock lock({FolderOfFile(options.output)});
-    if (options.existing != ExistingLabels::kReplace) RequireStillFree(options.output);
-    qvox::AtomicFile file(options.output);
-    table.Write([&file](const std::string& bytes) { file.Write(bytes.data(), bytes.size()); });
-    // A write that failed makes Commit throw with its cause.
-    file.Commit();
+    place.Write(streams.output, [&table](const PutOutput& put) { table.Write(put); });
 }
 
-int MergeTables(const MergeOptions& options, const Streams& streams, Progress& progress) {
-    if (options.output != "-") RequireNew(options, options.output);
+int MergeTables(const MergeOptions& options, const OutputPlace& place, const Streams& streams, Progress& progress) {
+    if (place.IsFile()) RequireNew(options, options.output);
+    place.RequireWritable();
     MergeProblems problems;
     MergedTable table(options.parts, problems);
     std::unique_ptr<KnownLabels> known;
@@ -162,8 +156,8 @@ int MergeTables(const MergeOptions& options, const Streams& streams, Progress& p
         RequireAllImages(table, *listing, known.get(), problems);
     }
     if (known != nullptr) RequireRecords(table, *known, problems);
-    if (Tell(problems, options, progress)) return kExitSomeFailed;
-    WriteTable(table, options, streams);
+    if (Tell(problems, options, place, progress)) return kExitSomeFailed;
+    WriteTable(table, options, place, streams);
     return kExitDone;
 }
 
@@ -181,6 +175,7 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
         options.existing == ExistingLabels::kReplace ? ExistingReport::kReplace : ExistingReport::kRefuse;
     const std::string thereIs = kinds.reports ? ExistingReportFile(options.output) : "";
     if (!thereIs.empty()) RequireNew(options, thereIs);
+    RequireFoldersCanBe({options.output});
     MergeProblems problems;
     const std::optional<ImageListing> listing = KnownImages(options, kinds.records);
     std::unique_ptr<MergedRecordTree> records;
@@ -194,7 +189,7 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
         report.emplace(options.parts, problems);
         report->RequireAllImages(listing, problems);
     }
-    if (Tell(problems, options, progress)) return kExitSomeFailed;
+    if (Tell(problems, options, OutputPlace(), progress)) return kExitSomeFailed;
     MakeFolders({options.output});
     // Record and report are of one merge, whoever merges into the folder at the same time.
     const FolderLock lock({options.output});
@@ -236,11 +231,12 @@ int RunMerge(const MergeOptions& options, const Streams& streams) {
     if (!kinds.tables && options.output == "-") {
         throw UsageError("Only tables can go to the standard output; -o names the folder for records and reports.");
     }
+    const OutputPlace place = kinds.tables ? OutputPlace("table", options.output) : OutputPlace();
     Progress progress(streams.messages, options.input.verbosity, 0);
     try {
         const int status =
-            kinds.tables ? MergeTables(options, streams, progress) : MergeFolders(options, kinds, progress);
-        if (status == kExitDone && options.output != "-") {
+            kinds.tables ? MergeTables(options, place, streams, progress) : MergeFolders(options, kinds, progress);
+        if (status == kExitDone && place.Kind() != OutputKind::kStream) {
             progress.Note(wxString::Format("%zu %s merged in '", options.parts.size(),
                                            options.parts.size() == 1 ? "part is" : "parts are") +
                           PathText(options.output) + "'.");

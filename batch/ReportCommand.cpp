@@ -22,6 +22,7 @@
 #include "RecordLog.h"
 #include "ReportPart.h"
 #include "ReportWriting.h"
+#include "RunFolders.h"
 #include "ToolkitError.h"
 
 namespace Korvane {
@@ -167,10 +168,34 @@ std::unique_ptr<ReportBuilder> Begin(const ReportCommandOptions& options, const 
     }
 }
 
-bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, const Streams& streams) {
+/// Why the report that is there stays, or the part of one; empty where it does not.
+wxString WhyKept(const ReportCommandOptions& options, const RunEnd& end) {
+    if (end.failed == 0 || options.partial == PartialTable::kWrite) return wxString();
+    // Without leave to replace one there is none, unless another run has made it meanwhile: that is told when this one
+    // is to be written.
+    if (options.existing == ExistingReport::kRefuse) return wxString();
+    const std::string folder = FullPath(options.folder);
+    const std::string part = folder + "/" + kReportPartName;
+    std::error_code unreachable;
+    const bool isThere =
+        options.input.shard ? std::filesystem::exists(part, unreachable) : !ExistingReportFile(folder).empty();
+    if (!isThere) return wxString();
+    return (options.input.shard ? "The part of the report '" + PathText(part) : "The report '" + PathText(folder)) +
+           "' is kept as it was: " + end.FailedText() + ". --partial-table writes that of the others.";
+}
+
+bool WriteReport(ReportBuilder& builder, const ReportCommandOptions& options, const RunEnd& end,
+                 const Streams& streams) {
     Progress progress(streams.messages, options.input.verbosity, 0);
     const std::string folder = FullPath(options.folder);
-    if (!options.input.shard) return WriteWholeReport(builder, folder, FolderLock({folder}), progress);
+    std::optional<FolderLock> lock;
+    if (!options.input.shard) lock.emplace(std::vector<std::string>{folder});
+    const wxString kept = WhyKept(options, end);
+    if (!kept.empty()) {
+        progress.Error({kept});
+        return false;
+    }
+    if (lock) return WriteWholeReport(builder, folder, *lock, progress);
     try {
         builder.WritePart();
         progress.Note("The part of the report is '" + PathText(folder + "/" + kReportPartName) +
@@ -201,6 +226,7 @@ int TryReport(const ReportCommandOptions& options, ImageRun run, const Streams& 
     const ReportOptions report = OptionsFor(options, *run.listing);
     try {
         RequireFree(report);
+        RequireFoldersCanBe({report.folder});
     } catch (const qvox::ToolkitError& error) {
         throw UsageError(error.what());
     }
@@ -236,6 +262,7 @@ void AddReportOptions(CLI::App& command, ReportCommandOptions& options) {
                          "objects that have none are not counted"});
     AddSwitch(
         command, "--overwrite", [&options] { options.existing = ExistingReport::kReplace; }, "Replace a report");
+    AddPartialTable(command, options.partial, "Replace a report also when images failed (default: it is kept)");
     AddParametersFile(command, options.parameters, options.parametersFile,
                       "Warn of labels that were not made with the parameters of this file");
     AddPreparation(command, options.preparation);
@@ -268,11 +295,12 @@ int RunReport(const ReportCommandOptions& options, const Streams& streams) {
             throw;
         }
     };
-    const int status = RunImages(run, streams);
+    const RunEnd end = WorkOnImages(run, streams);
+    const int status = end.status;
     if (status == kExitSomeFailed && options.jobs.afterFailure == AfterFailure::kEnd) return status;
     // A part without an image says that none is missing.
     if (status == kExitInterrupted || !(builder->HasImages() || options.input.shard)) return status;
-    const bool isWritten = WriteReport(*builder, options, streams);
+    const bool isWritten = WriteReport(*builder, options, end, streams);
     // An interrupt ends gnuplot too.
     if (Interrupted()) return kExitInterrupted;
     return isWritten ? status : kExitSomeFailed;

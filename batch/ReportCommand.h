@@ -9,6 +9,7 @@
 #include "OptionGroups.h"
 #include "Preparation.h"
 #include "ReportBuilder.h"
+#include "TableOptions.h"
 
 namespace Korvane {
 
@@ -21,6 +22,7 @@ struct ReportCommandOptions {
     std::optional<double> binWidthNm;
     std::size_t thumbnails = kUsualThumbnails;
     ExistingReport existing = ExistingReport::kRefuse;
+    PartialTable partial = PartialTable::kKeepOld;  ///< when images failed
     AnalysisParameters parameters;            ///< of the file below
     std::optional<UsedFile> parametersFile;  ///< with the parameters that the labels should have been made with
     PreparationOptions preparation;  ///< that the labels were made with: its pixels are not measured

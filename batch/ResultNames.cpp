@@ -1,7 +1,5 @@
 #include "ResultNames.h"
 
-#include <unistd.h>
-
 #include <map>
 #include <string>
 
@@ -18,11 +16,7 @@ public:
     /// 0: there is no limit that is known.
     std::size_t Of(const std::string& folder) {
         const auto [place, isNew] = limits_.try_emplace(folder, 0);
-        if (isNew) {
-            const std::string reached = FolderThatIsThere(folder.empty() ? "." : folder);
-            const long longest = ::pathconf(reached.c_str(), _PC_NAME_MAX);
-            if (longest > 0) place->second = static_cast<std::size_t>(longest);
-        }
+        if (isNew) place->second = LongestNameIn(folder);
         return place->second;
     }
 

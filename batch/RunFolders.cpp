@@ -30,6 +30,17 @@ void RequireWritable(const std::string& folder) {
                      ".");
 }
 
+/// Of the folders that would be made below `place`.
+void RequireNamesFit(const std::string& folder, const std::string& place) {
+    const std::size_t longest = LongestNameIn(place);
+    std::error_code unreachable;
+    fs::path made = fs::absolute(folder, unreachable);
+    for (; longest > 0 && made.has_relative_path() && made != place; made = made.parent_path()) {
+        if (made.filename().native().size() <= longest) continue;
+        RefuseToMake(folder, std::generic_category().message(ENAMETOOLONG));
+    }
+}
+
 }  // namespace
 
 std::string FolderThatIsThere(const std::string& folder) {
@@ -39,6 +50,11 @@ std::string FolderThatIsThere(const std::string& folder) {
         place = place.parent_path();
     }
     return place.string();
+}
+
+std::size_t LongestNameIn(const std::string& folder) {
+    const long longest = ::pathconf(FolderThatIsThere(folder.empty() ? "." : folder).c_str(), _PC_NAME_MAX);
+    return longest > 0 ? static_cast<std::size_t>(longest) : 0;
 }
 
 std::vector<std::string> FoldersToWrite(const ImageRun& run, const FilePlan& plan) {
@@ -77,6 +93,7 @@ void RequireFoldersCanBe(const std::vector<std::string>& folders) {
         const std::string place = FolderThatIsThere(folder);
         if (!fs::is_directory(place, unreachable)) RefuseToMake(folder, "'" + place + "' is no folder");
         if (::access(place.c_str(), W_OK | X_OK) != 0) RefuseToMake(folder, std::generic_category().message(errno));
+        RequireNamesFit(folder, place);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ void RequireFoldersCanBe(const std::vector<std::string>& folders);
 
 /// The folder itself, or the nearest one around it that is there: a new folder is on its file system.
 std::string FolderThatIsThere(const std::string& folder);
+
+/// Longest name, in bytes, that the file system takes in a folder, which need not be there; 0: no limit is known.
+std::size_t LongestNameIn(const std::string& folder);
 
 /// True where making the folders makes this one, which is not there.
 bool WouldBeMade(const std::string& folder, const std::vector<std::string>& folders);

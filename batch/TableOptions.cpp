@@ -12,9 +12,13 @@ void AddTableOptions(CLI::App& command, Places& places, TableRules& rules, const
     auto* append = command.add_flag_callback(
         "--append", [&rules] { rules.existing = ExistingTable::kAppend; }, "Add the rows to an existing table");
     replace->excludes(append);
+    AddPartialTable(command, rules.partial,
+                    "Change an existing table also when images failed or have no labels (default: it is kept)");
+}
+
+void AddPartialTable(CLI::App& command, PartialTable& partial, const std::string& help) {
     AddSwitch(
-        command, "--partial-table", [&rules] { rules.partial = PartialTable::kWrite; },
-        "Replace an existing table also when images failed (default: it is kept)");
+        command, "--partial-table", [&partial] { partial = PartialTable::kWrite; }, help);
 }
 
 }  // namespace Korvane

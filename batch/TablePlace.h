@@ -8,24 +8,12 @@
 
 #include <wx/string.h>
 
+#include "OutputPlace.h"
 #include "RowSpool.h"
+#include "RunEnd.h"
 #include "TableOptions.h"
 
 namespace Korvane {
-
-enum class TableKind {
-    kNone,
-    kStream,  ///< the standard output
-    kDevice,  ///< a terminal, a pipe, an open descriptor: written to, never replaced
-    kFile,
-};
-
-/// The outcome of a run's images, as writing the table needs it.
-struct TableRun {
-    std::size_t images = 0;
-    std::size_t failed = 0;
-    bool hasFailed = false;  ///< failed images, or none that could be worked on
-};
 
 /// A table that a run makes.
 struct TableContents {
@@ -41,35 +29,32 @@ public:
     /// Finds out before any work whether the table can be written there. Throws UsageError when it cannot, when a table
     /// is there and the rules give no leave to change it, or when --append finds another table or something else there.
     /// Folders that will be there when the table is written count as if they were.
-    TablePlace(const TableContents& contents, const TableRules& rules, TableKind withoutPath,
+    TablePlace(const TableContents& contents, const TableRules& rules, OutputKind withoutPath,
                const std::vector<std::string>& foldersToBe);
 
-    TableKind Kind() const { return kind_; }
+    OutputKind Kind() const { return place_.Kind(); }
     /// Of the file or device; empty where there is none.
-    std::string Path() const { return kind_ == TableKind::kFile || kind_ == TableKind::kDevice ? path_ : ""; }
+    std::string Path() const { return place_.Path(); }
     /// Where rows can be kept until the table is written.
     std::string SpoolFolder() const;
 
-    /// Writes header and rows. A file is complete or as it was before; when images failed, an existing one stays as it
-    /// was unless the rules say otherwise. Returns the text of the failure, empty when there is none.
-    wxString Write(RowSpool& rows, const TableRun& run, std::FILE* output) const;
+    /// Writes header and rows. A file is complete or as it was before; when images failed or had no labels, an existing
+    /// one stays as it was unless the rules say otherwise. Returns the text of the failure, empty when there is none.
+    wxString Write(RowSpool& rows, const RunEnd& end, std::FILE* output) const;
 
 private:
-    void RequireFile(const std::vector<std::string>& foldersToBe) const;
+    void RequireLeave() const;
     void RequireOwnHeader() const;
-    bool IsThere() const;
-    wxString WriteFile(RowSpool& rows) const;
-    wxString WriteDevice(RowSpool& rows) const;
+    wxString WhyKept(const RunEnd& end) const;
+    void PutTable(RowSpool& rows, const PutOutput& put) const;
 
     wxString Missing(const wxString& cause) const;
 
     std::string name_;
     std::string likeIt_;
     std::string header_;
-    std::string given_;  // as the person gave it
-    std::string path_;
     TableRules rules_;
-    TableKind kind_;
+    OutputPlace place_;
 };
 
 }  // namespace Korvane

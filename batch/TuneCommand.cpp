@@ -14,6 +14,7 @@
 #include "ImageRun.h"
 #include "Interrupt.h"
 #include "LabelExtents.h"
+#include "OutputPlace.h"
 #include "ParametersFile.h"
 #include "ParseNumber.h"
 #include "TruthLabels.h"
@@ -107,8 +108,26 @@ std::string Comment(const TuningResult& result, const TuneOptions& options) {
     return isUnproven ? text + " The learnt ones were asked for." : text;
 }
 
+/// Prints what a person reads: the standard output is for the parameters alone where they go there.
+bool Tell(const std::string& text, const OutputPlace& place, const TuneOptions& options, const Streams& streams) {
+    if (place.Kind() != OutputKind::kStream) return WriteOut(streams.output, text);
+    if (options.input.verbosity != Verbosity::kQuiet) WriteOut(streams.messages, text);
+    return true;
+}
+
+/// The parameters file, under the lock of its folder.
+void WriteParameters(const ParametersFile& file, const OutputPlace& place, const TuneOptions& options,
+                     const Streams& streams) {
+    std::optional<FolderLock> lock;
+    if (place.IsFile()) {
+        lock.emplace(std::vector<std::string>{FolderOfFile(place.Path())});
+        if (options.existing == ExistingLabels::kSkip) RequireStillFree(place.Given());
+    }
+    place.Write(streams.output, ParametersText(file));
+}
+
 /// Prints the result and writes the parameters. False when that fails.
-bool Report(const TuningResult& result, const TuneOptions& options, const Streams& streams) {
+bool Report(const TuningResult& result, const OutputPlace& place, const TuneOptions& options, const Streams& streams) {
     for (const std::string& warning : TuningWarnings(result)) {
         WriteOut(streams.messages, "warning: " + warning + "\n");
     }
@@ -118,23 +137,26 @@ bool Report(const TuningResult& result, const TuneOptions& options, const Stream
     text += options.budgetSeconds ? "Only --evaluations without --budget gives the same values again.\n"
                                   : "The same images and --evaluations give the same values again.\n";
     // A search takes minutes: what it found is told even where it cannot be kept.
-    const bool isTold = WriteOut(streams.output, text);
+    const bool isTold = Tell(text, place, options, streams);
     try {
-        const FolderLock lock({FolderOfFile(options.output)});
-        if (options.existing == ExistingLabels::kSkip) RequireStillFree(options.output);
-        WriteParametersFile(options.output, {takesLearnt ? result.fitted : result.chosen, Comment(result, options)});
+        const ParametersFile file{takesLearnt ? result.fitted : result.chosen, Comment(result, options)};
+        WriteParameters(file, place, options, streams);
     } catch (const qvox::ToolkitError& error) {
         WriteOut(streams.messages, std::string("error: ") + error.what() + "\n");
         return false;
     }
+    if (place.Kind() == OutputKind::kStream) return isTold;
     return WriteOut(streams.output, "The parameters are in '" + options.output + "'.\n") && isTold;
 }
 
-void RequireOutput(const TuneOptions& options) {
+/// Throws UsageError where the parameters cannot be written.
+OutputPlace PlaceFor(const TuneOptions& options) {
     std::error_code failure;
     if (std::filesystem::is_directory(options.output, failure)) {
         throw UsageError("'" + options.output + "' is a folder; -o names the file of parameters.");
     }
+    const OutputPlace place("file", options.output);
+    if (!place.IsFile()) return place;
     if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(options.output, failure)) {
         throw UsageError("'" + options.output + "' exists; --overwrite replaces it.");
     }
@@ -142,6 +164,8 @@ void RequireOutput(const TuneOptions& options) {
     if (!std::filesystem::is_directory(folder, failure)) {
         throw UsageError("The folder of '" + options.output + "' does not exist.");
     }
+    place.RequireWritable();
+    return place;
 }
 
 template <typename T, typename Fits>
@@ -172,7 +196,7 @@ void AddEvaluations(CLI::App& command, std::size_t& evaluations) {
 }
 
 /// Each image is tried with each combination, in the search over all images and in about as many more in the others.
-DryRunRules DryRunOf(const TuneOptions& options) {
+DryRunRules DryRunOf(const TuneOptions& options, const OutputPlace& place) {
     DryRunRules rules;
     rules.word = "learn from";
     rules.lacks = [&options](const ImageFiles& files) { return MissingTruth(files, options.truth); };
@@ -181,7 +205,7 @@ DryRunRules DryRunOf(const TuneOptions& options) {
     rules.cost.bytesPerPixel = 150.0;
     rules.cost.holds = RunCost::Holds::kAllImages;
     if (options.budgetSeconds) rules.cost.mostSeconds = *options.budgetSeconds;
-    rules.writes.push_back(PathText(FullPath(options.output)));
+    if (!place.Path().empty()) rules.writes.push_back(PathText(place.Path()));
     return rules;
 }
 
@@ -190,7 +214,9 @@ DryRunRules DryRunOf(const TuneOptions& options) {
 void AddTuneOptions(CLI::App& command, TuneOptions& options) {
     AddInput(command, options.input);
     AddTruth(command, options.truth);
-    command.add_option("-o,--output", options.output, "Parameters file to write (default: parameters.json)")
+    command
+        .add_option("-o,--output", options.output,
+                    "Parameters file to write (default: parameters.json; - is the standard output)")
         ->type_name("FILE");
     AddOverwrite(command, options.existing, "Replace an existing parameters file");
     AddSwitch(
@@ -218,7 +244,7 @@ void AddTuneOptions(CLI::App& command, TuneOptions& options) {
 }
 
 int RunTune(const TuneOptions& options, const Streams& streams) {
-    RequireOutput(options);
+    const OutputPlace place = PlaceFor(options);
     ImageRun run;
     run.input = options.input;
     CheckTruth(options.truth, run.input);
@@ -227,7 +253,7 @@ int RunTune(const TuneOptions& options, const Streams& streams) {
     run.doneText = [](const ImageOutcome& outcome) {
         return wxString::Format("%zu true objects", outcome.objectCount);
     };
-    run.dryRun = DryRunOf(options);
+    run.dryRun = DryRunOf(options, place);
     Lessons lessons;
     run.work = [&](ImageJob& job) { ReadLesson(job, options, lessons); };
     const int status = RunImages(run, streams);
@@ -247,7 +273,7 @@ int RunTune(const TuneOptions& options, const Streams& streams) {
             count, jobs, [] { return false; }, part);
     };
     try {
-        return Report(TuneParameters(images, tuning), options, streams) ? kExitDone : kExitSomeFailed;
+        return Report(TuneParameters(images, tuning), place, options, streams) ? kExitDone : kExitSomeFailed;
     } catch (const TuningCancelled&) {
         WriteOut(streams.messages, "Interrupted: no parameters are written.\n");
         return kExitInterrupted;
