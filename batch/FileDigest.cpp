@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <memory>
 #include <system_error>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "ToolkitError.h"
@@ -19,8 +21,11 @@ namespace {
 
 constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
 
+// Without O_NONBLOCK a named pipe would hold the program until someone writes into it.
+int OpenForReading(const std::string& path) { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }
+
 struct Descriptor {
-    explicit Descriptor(const std::string& path) : number(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    explicit Descriptor(const std::string& path) : number(OpenForReading(path)) {}
     ~Descriptor() {
         if (number >= 0) ::close(number);
     }
@@ -48,12 +53,16 @@ void Require(bool done) {
     if (!done) throw qvox::ToolkitError("The checksum of a file cannot be computed.");
 }
 
+std::int64_t ModifiedNs(const struct stat& status) {
+    return std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec;
+}
+
 FileDigest Size(int descriptor, const std::string& file) {
     struct stat status {};
     if (::fstat(descriptor, &status) != 0) Fail(file, errno);
     FileDigest digest;
     digest.bytes = static_cast<std::uint64_t>(status.st_size);
-    digest.modifiedNs = std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec;
+    digest.modifiedNs = ModifiedNs(status);
     return digest;
 }
 
@@ -88,6 +97,39 @@ FileDigest DigestOf(const std::string& path) {
     const Descriptor file(path);
     if (file.number < 0) Fail("'" + path + "'", errno);
     return Digest(file.number, "'" + path + "'");
+}
+
+SourceFile::SourceFile(std::string path)
+    : path_(std::move(path)), descriptor_(OpenForReading(path_)), state_(StateOf(descriptor_)) {}
+
+SourceFile::~SourceFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+std::optional<SourceFile::State> SourceFile::StateOf(int descriptor) {
+    struct stat status {};
+    if (descriptor < 0 || ::fstat(descriptor, &status) != 0) return std::nullopt;
+    return State{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size), ModifiedNs(status)};
+}
+
+void SourceFile::RequireUnchanged(int descriptor) const {
+    const std::optional<State> now = StateOf(descriptor);
+    const auto key = [](const State& state) {
+        return std::tie(state.device, state.number, state.bytes, state.modifiedNs);
+    };
+    if (now && state_ && key(*now) == key(*state_)) return;
+    throw qvox::ToolkitError("'" + path_ + "' was changed after it was read.");
+}
+
+FileDigest SourceFile::Digest() const {
+    // Opened anew: that is when a network file system looks for what other machines have done to the file.
+    const Descriptor now(path_);
+    if (now.number < 0 && errno == ENOENT) throw qvox::ToolkitError("'" + path_ + "' was removed after it was read.");
+    if (now.number < 0) Fail("'" + path_ + "'", errno);
+    RequireUnchanged(now.number);
+    FileDigest digest = Korvane::Digest(now.number, "'" + path_ + "'");
+    RequireUnchanged(now.number);
+    return digest;
 }
 
 bool IsUnchanged(const std::string& path, const FileDigest& digest) {

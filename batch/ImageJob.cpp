@@ -19,21 +19,6 @@ namespace Korvane {
 
 namespace {
 
-std::optional<FileDigest> DigestIfReadable(const wxString& path) {
-    try {
-        return DigestOf(PathBytes(path));
-    } catch (const qvox::ToolkitError&) {
-        return std::nullopt;
-    }
-}
-
-void NoteStart(RecordEntry& entry, const LabelStart& start) {
-    if (start.kind == LabelStart::Kind::kNone) return;
-    const std::optional<FileDigest> digest = DigestIfReadable(start.path);
-    if (start.kind == LabelStart::Kind::kSeeds) entry.seeds = digest;
-    if (start.kind == LabelStart::Kind::kImported && digest) entry.imported = {start.path.utf8_string(), *digest};
-}
-
 /// Labels that were made have their entry already; what became of the others is said here.
 void RecordFailure(ImageJob& job) {
     const ImageOutcome& outcome = job.Outcome();
@@ -110,28 +95,54 @@ double ImageJob::Seconds() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
-void ImageJob::TrySettleResolution() {
+bool ImageJob::TrySettleResolution() {
     try {
         const qvox::ImageFileInfo info = Inspect();
         qvox::LabelImage none;
         none.SetResolution(info.resolution);
         SettleResolution(none, info);
+        return true;
     } catch (const ImageFailure&) {
         // An image that cannot be read has labels all the same; nothing is known of its pixel size.
+        return false;
     }
+}
+
+void ImageJob::HoldSource(const wxString& path) {
+    if (Recorder() != nullptr) sources_.try_emplace(path, PathBytes(path));
+}
+
+FileDigest ImageJob::SourceDigest(const wxString& path) const {
+    try {
+        return sources_.at(path).Digest();
+    } catch (const qvox::ToolkitError& error) {
+        throw ImageFailure{{"Cannot keep the labels of '" + files_.input + "'! (" + PathText(error.what()) + ")"}};
+    }
+}
+
+RecordEntry ImageJob::EntryOfSources(const LabelStart& start) const {
+    RecordEntry entry = Recorder()->Entry(files_, outcome_);
+    entry.result = "done";
+    entry.objects = outcome_.objectCount;
+    entry.input = SourceDigest(files_.input);
+    if (start.kind == LabelStart::Kind::kSeeds) entry.seeds = SourceDigest(start.path);
+    if (start.kind == LabelStart::Kind::kImported) {
+        entry.imported = {start.path.utf8_string(), SourceDigest(start.path)};
+    }
+    if (const auto& file = Recorder()->AnnotationsFile()) entry.annotations = {*file, SourceDigest(PathText(*file))};
+    return entry;
 }
 
 void ImageJob::KeepLabels(const qvox::LabelImage& labels, const LabelStart& start) {
     outcome_.objectCount = CountLabels(labels);
+    RecordEntry entry;
+    if (Recorder() != nullptr) entry = EntryOfSources(start);
     // The entry is written when the labels are, but before they get their name: whenever the run is ended, labels that
     // are there are described, and an entry without its labels describes nothing.
     const auto record = [&](int descriptor) {
         outcome_.seconds = Seconds();
-        RecordEntry entry = Recorder()->Entry(files_, outcome_);
-        entry.result = "done";
-        entry.objects = outcome_.objectCount;
-        entry.input = DigestIfReadable(files_.input);
-        NoteStart(entry, start);
+        entry.seconds = outcome_.seconds;
+        entry.time = TimeText();
         entry.output = DigestOf(descriptor);
         Recorder()->Append(files_, entry);
     };
@@ -139,10 +150,12 @@ void ImageJob::KeepLabels(const qvox::LabelImage& labels, const LabelStart& star
         SaveLabels(files_.labels, labels, Recorder() != nullptr ? record : qvox::BeforeRename());
         return 0;
     });
+    sources_.clear();
 }
 
 Position ImageJob::Load() {
     turn_.deadline.Check();
+    HoldSource(files_.input);
     // The file is opened once: on a shared file system each look at it is a message to a server.
     Position position = DoFileTask(FileTask::kLoadInput, files_.input, [this] {
         qvox::OpenImageFile file(PathBytes(files_.input), run_.input.reading);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -123,9 +124,13 @@ public:
     qvox::ImageFileInfo InspectAnyType();
     /// The image with empty labels, both with the pixel size that holds for it.
     Position Load();
-    /// Notes the pixel size that holds for the image where its file can be read.
-    void TrySettleResolution();
-    /// Writes the labels that were made of the image, and the entry that tells how.
+    /// Notes the pixel size that holds for the image. False where its file cannot be read.
+    bool TrySettleResolution();
+    /// To be called before a file is read that the image's labels are made from, beside the image. Nothing where the
+    /// run keeps no records.
+    void HoldSource(const wxString& path);
+    /// Writes the labels that were made of the image, and the entry that tells how. A failure when the image, or what
+    /// else they were made from, is no longer the file that was read.
     void KeepLabels(const qvox::LabelImage& labels, const LabelStart& start);
     /// Reads a result file into labels of the image's sizes and notes the number of objects.
     LabelsFound ReadLabels(const wxString& from, qvox::LabelImage& labels);
@@ -157,6 +162,9 @@ private:
     template <typename T>
     void SettleResolution(qvox::VoxelImage<T>& image, const qvox::ImageFileInfo& info);
     void WarnWithoutPixelSize();
+    /// The entry of labels that were made, but for the label file; takes the digests of their sources.
+    RecordEntry EntryOfSources(const LabelStart& start) const;
+    FileDigest SourceDigest(const wxString& path) const;
     void MakeTableRows(const qvox::LabelImage& labels);
     LabelsFound NoteCount(const qvox::LabelImage& labels, LabelsFound found);
 
@@ -173,6 +181,7 @@ private:
     ImageOutcome outcome_;
     qvox::VoxelImage<std::uint8_t> excluded_;  // empty: nothing is
     std::optional<ImagePart> part_;            // none: all of the image
+    std::map<wxString, SourceFile> sources_;   // what labels are made from
     std::vector<wxString> warnings_;           // said of this image
     std::size_t stagesTold_ = 0;
 };

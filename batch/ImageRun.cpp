@@ -20,6 +20,7 @@
 #include "MeasurementTable.h"
 #include "PathText.h"
 #include "Progress.h"
+#include "RecordPlaces.h"
 #include "ResultNames.h"
 #include "RowSpool.h"
 #include "RunFolders.h"
@@ -186,6 +187,7 @@ int TryImages(ImageRun run, const FilePlan& plan, const Streams& streams) {
     const std::vector<std::string> folders = FoldersToWrite(run, plan);
     RequireFoldersCanBe(folders);
     RequireNamesFit(plan);
+    RequireRecordsCanBe(run, plan);
     const TablePlaces tables = TablePlacesOf(run, folders);
     for (const TablePlace* const table : {&tables.table, &tables.objects}) {
         if (!table->Path().empty()) run.dryRun.writes.push_back(PathText(table->Path()));
@@ -195,11 +197,20 @@ int TryImages(ImageRun run, const FilePlan& plan, const Streams& streams) {
     return PrintDryRun(run, plan, streams);
 }
 
+bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }
+
+bool WriteBytes(std::FILE* stream, const std::string& bytes) {
+    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() && std::fflush(stream) == 0;
+}
+
 }  // namespace
 
 bool WriteOut(std::FILE* stream, const std::string& text) {
-    const std::string bytes = ::isatty(::fileno(stream)) == 1 ? VisibleLines(PathText(text)) : text;
-    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size() && std::fflush(stream) == 0;
+    return WriteBytes(stream, IsTerminal(stream) ? VisibleLines(PathText(text)) : text);
+}
+
+bool WriteJson(std::FILE* stream, const std::string& text) {
+    return WriteBytes(stream, IsTerminal(stream) ? VisibleJson(text) : text);
 }
 
 int RunImages(const ImageRun& run, const Streams& streams) { return WorkOnImages(run, streams).status; }
@@ -216,6 +227,7 @@ RunEnd WorkOnImages(const ImageRun& run, const Streams& streams) {
     }
     MakeFolders(FoldersToWrite(run, plan));
     RequireNamesFit(plan);
+    RequireRecordsCanBe(run, plan);
     TablePlaces places = TablePlacesOf(run, {});
     RunTable table(std::move(places.table), plan.Count());
     RunTable objects(std::move(places.objects), plan.Count());

@@ -54,4 +54,7 @@ RunEnd WorkOnImages(const ImageRun& run, const Streams& streams);
 /// taken; errno tells why.
 bool WriteOut(std::FILE* stream, const std::string& text);
 
+/// The same for a piece of a JSON document, which stays one on a terminal.
+bool WriteJson(std::FILE* stream, const std::string& text);
+
 }  // namespace Korvane

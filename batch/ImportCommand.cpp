@@ -70,6 +70,7 @@ void ImportImage(ImageJob& job, const ImportOptions& options) {
         return;
     }
     Position position = job.Load();
+    job.HoldSource(foreign);
     DoFileTask(FileTask::kImportLabels, foreign, [&] {
         LoadForeignLabels(foreign, position.labels);
         return 0;

@@ -21,6 +21,7 @@
 #include "PathText.h"
 #include "Progress.h"
 #include "RecordLog.h"
+#include "RecordPlaces.h"
 #include "ReportPart.h"
 #include "RunFolders.h"
 #include "SharedFiles.h"
@@ -142,6 +143,10 @@ void WriteTable(const MergedTable& table, const MergeOptions& options, const Out
     place.Write(streams.output, [&table](const PutOutput& put) { table.Write(put); });
 }
 
+void WarnOfDamages(const std::vector<std::string>& damages, Progress& progress) {
+    for (const std::string& damage : damages) progress.Warning(PathText(damage));
+}
+
 int MergeTables(const MergeOptions& options, const OutputPlace& place, const Streams& streams, Progress& progress) {
     if (place.IsFile()) RequireNew(options, options.output);
     place.RequireWritable();
@@ -151,6 +156,7 @@ int MergeTables(const MergeOptions& options, const OutputPlace& place, const Str
     if (!options.labels.empty()) {
         known = std::make_unique<KnownLabels>(RecordFolders(options.labels, options.input.choice.subfolders),
                                               options.labels);
+        WarnOfDamages(known->Records().Damages(), progress);
     }
     if (const std::optional<ImageListing> listing = KnownImages(options, known != nullptr)) {
         RequireAllImages(table, *listing, known.get(), problems);
@@ -181,7 +187,11 @@ int MergeFolders(const MergeOptions& options, const PartKinds& kinds, Progress& 
     std::unique_ptr<MergedRecordTree> records;
     if (kinds.records) {
         records = std::make_unique<MergedRecordTree>(options.parts, options.input.choice.subfolders, problems);
-        for (const std::string& target : records->Targets(options.output)) RequireNew(options, target);
+        WarnOfDamages(records->Damages(), progress);
+        for (const std::string& target : records->Targets(options.output)) {
+            RequireNew(options, target);
+            RequireRecordCanBe(FolderOfFile(target), RecordFiles::kLinesAndDocument);
+        }
         if (listing) records->RequireAllImages(*listing, problems);
     }
     std::optional<MergedReport> report;

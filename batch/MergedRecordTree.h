@@ -18,6 +18,8 @@ public:
     /// Problems are images and label files that come twice, and labels that were made in different ways.
     MergedRecordTree(const std::vector<std::string>& parts, Subfolders subfolders, MergeProblems& problems);
 
+    /// A text for each record of which lines cannot be read.
+    const std::vector<std::string>& Damages() const { return known_.Records().Damages(); }
     /// Problems are images of whose labels nothing is known.
     void RequireAllImages(const ImageListing& listing, MergeProblems& problems) const;
     /// The records that Write writes.

@@ -50,11 +50,18 @@ bool IsCorrected(const std::string& path, const RecordEntry& entry) {
     return entry.output && std::filesystem::exists(path, unreachable) && !IsUnchanged(path, *entry.output);
 }
 
-std::vector<Fact> FactsOf(const std::string& folder, std::uint32_t number) {
+struct FolderFacts {
     std::vector<Fact> facts;
+    std::size_t unreadable = 0;  // lines
+};
+
+FolderFacts FactsOf(const std::string& folder, std::uint32_t number) {
+    FolderFacts found;
+    std::vector<Fact>& facts = found.facts;
     std::unordered_map<std::uint64_t, std::size_t> places;
     ForEachLine(folder, [&](const std::string& line, std::uint64_t offset) {
         const std::optional<RecordEntry> entry = ReadEntry(line);
+        if (!entry && !line.empty() && !ReadRun(line)) ++found.unreadable;
         if (!entry) return;
         const Fact fact{ImageKey(entry->path), ImageKey(entry->labels),       offset, number,
                         entry->MadeLabels(),   entry->objects.value_or(1) > 0};
@@ -65,7 +72,7 @@ std::vector<Fact> FactsOf(const std::string& folder, std::uint32_t number) {
             facts[place->second] = fact;
         }
     });
-    return facts;
+    return found;
 }
 
 /// How many parts the ends of two full paths have in common: each begins with "/".
@@ -89,8 +96,10 @@ std::string VersionText(const RecordEntry& entry) {
 
 MergedRecords::MergedRecords(std::vector<std::string> folders) : folders_(std::move(folders)) {
     for (std::size_t i = 0; i < folders_.size(); ++i) {
-        const std::vector<Fact> facts = FactsOf(folders_[i], static_cast<std::uint32_t>(i));
-        facts_.insert(facts_.end(), facts.begin(), facts.end());
+        const FolderFacts found = FactsOf(folders_[i], static_cast<std::uint32_t>(i));
+        facts_.insert(facts_.end(), found.facts.begin(), found.facts.end());
+        const std::string damage = UnreadableLinesText(folders_[i], found.unreadable);
+        if (!damage.empty()) damages_.push_back(damage);
     }
     for (std::size_t i = 0; i < facts_.size(); ++i) {
         byImage_.emplace_back(facts_[i].image, static_cast<std::uint32_t>(i));

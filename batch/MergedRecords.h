@@ -36,6 +36,8 @@ public:
     /// True of a label file that a folder's record says was made.
     bool TellOf(const std::string& labelsPath) const;
     const std::vector<std::string>& Folders() const { return folders_; }
+    /// A text for each record of which lines cannot be read.
+    const std::vector<std::string>& Damages() const { return damages_; }
 
     /// Adds a problem for each image whose labels were made in another way than the first one's: command, parameters,
     /// preparation, version. Labels that were corrected since are passed over.
@@ -53,6 +55,7 @@ private:
 
     std::vector<std::string> folders_;
     std::vector<Fact> facts_;
+    std::vector<std::string> damages_;
     Places byImage_;
     mutable Places byLabels_;  // filled when an image was moved or has no fact
 };

@@ -35,6 +35,7 @@ PreparedImage Prepare(ImageJob& job, const PreparationOptions& options, const Po
     PreparationRules rules = options;
     if (options.maskFile) {
         links.maskName = *options.maskFile;
+        job.HoldSource(PathText(*options.maskFile));
         rules.mask = DoFileTask(FileTask::kLoadInput, PathText(*options.maskFile),
                                 [&] { return ReadAnnotationMask(*options.maskFile); });
     }

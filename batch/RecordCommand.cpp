@@ -8,7 +8,9 @@
 #include "ImageList.h"
 #include "ImageRun.h"
 #include "OptionGroups.h"
+#include "PathText.h"
 #include "RecordDocument.h"
+#include "VisibleText.h"
 
 namespace Korvane {
 
@@ -24,7 +26,9 @@ int RunRecordCommand(const RecordOptions& options, const Streams& streams) {
     const std::string folder = FullPath(options.folder);
     const RecordIndex index(folder);
     if (index.Empty()) throw UsageError("There is no record in the folder '" + options.folder + "'.");
-    if (PutDocument(index, folder, [&](const std::string& bytes) { return WriteOut(streams.output, bytes); })) {
+    const std::string damage = index.DamageText();
+    if (!damage.empty()) WriteOut(streams.messages, "warning: " + VisibleText(PathText(damage)) + "\n");
+    if (PutDocument(index, folder, [&](const std::string& bytes) { return WriteJson(streams.output, bytes); })) {
         return kExitDone;
     }
     WriteOut(streams.messages,

@@ -109,6 +109,7 @@ void AddMaking(Json& json, const RecordEntry& entry) {
     json["input"] = DigestJson(entry.input);
     if (entry.seeds) json["seeds"] = DigestJson(entry.seeds);
     if (entry.imported) json["imported"] = UsedFileJson(*entry.imported);
+    if (entry.annotations) json["annotations"] = UsedFileJson(*entry.annotations);
     json["output"] = DigestJson(entry.output);
 }
 
@@ -133,9 +134,30 @@ void AddDifference(std::string& text, const std::string& name, const std::string
 
 void AddDifference(std::string& text, const std::string& name, const std::optional<double>& made,
                    const std::optional<double>& asked) {
-    if (!made || !asked || std::abs(*made - *asked) <= 1e-6 * *asked) return;
-    AddDifference(text, name, qvox::ShortestText(static_cast<float>(*made)) + " nm",
-                  qvox::ShortestText(static_cast<float>(*asked)) + " nm");
+    if (made && asked && std::abs(*made - *asked) <= 1e-6 * *asked) return;
+    const auto nm = [](const std::optional<double>& size) {
+        return size ? qvox::ShortestText(static_cast<float>(*size)) + " nm" : "none";
+    };
+    AddDifference(text, name, nm(made), nm(asked));
+}
+
+/// The options of the preparation without the name that the file of annotations was given by.
+std::string WithoutFileName(const RecordEntry& entry) {
+    const std::string option = "--annotations ";
+    const std::size_t at = entry.preparation.find(option + entry.annotations->path);
+    if (at == std::string::npos) return entry.preparation;
+    return std::string(entry.preparation).erase(at + option.size(), entry.annotations->path.size());
+}
+
+void AddPreparationDifference(std::string& text, const RecordEntry& made, const RecordEntry& asked) {
+    const bool areKnown = made.annotations && asked.annotations;
+    const bool areSame = areKnown && made.annotations->digest.sha256 == asked.annotations->digest.sha256;
+    // A file of two names is one file.
+    if (areSame && WithoutFileName(made) == WithoutFileName(asked)) return;
+    const auto orNone = [](const std::string& preparation) { return preparation.empty() ? "none" : preparation; };
+    AddDifference(text, "preparation", orNone(made.preparation), orNone(asked.preparation));
+    if (!areKnown || areSame || made.preparation != asked.preparation) return;
+    text += std::string(text.empty() ? "" : ", ") + "another file of annotations";
 }
 
 }  // namespace
@@ -192,6 +214,7 @@ std::optional<RecordEntry> ReadEntry(const std::string& line) {
         entry.input = ReadDigest(json, "input");
         entry.seeds = ReadDigest(json, "seeds");
         entry.imported = ReadUsedFile(json, "imported");
+        entry.annotations = ReadUsedFile(json, "annotations");
         entry.output = ReadDigest(json, "output");
         return entry;
     });
@@ -230,8 +253,7 @@ std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked) {
                           qvox::ShortestText((*asked.parameters).*name.field));
         }
     }
-    const auto orNone = [](const std::string& preparation) { return preparation.empty() ? "none" : preparation; };
-    AddDifference(text, "preparation", orNone(made.preparation), orNone(asked.preparation));
+    AddPreparationDifference(text, made, asked);
     AddDifference(text, "pixel width", made.pixelSize.x, asked.pixelSize.x);
     AddDifference(text, "pixel height", made.pixelSize.y, asked.pixelSize.y);
     return text;

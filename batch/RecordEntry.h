@@ -40,6 +40,7 @@ struct RecordEntry {
     std::optional<FileDigest> input;
     std::optional<FileDigest> seeds;   ///< that segmentation began from
     std::optional<UsedFile> imported;  ///< the other program's label file
+    std::optional<UsedFile> annotations;  ///< the image of what was filled
     std::optional<FileDigest> output;
 
     bool MadeLabels() const { return output.has_value(); }
@@ -70,7 +71,8 @@ std::optional<RecordRun> ReadRun(const std::string& line);
 nlohmann::ordered_json EntryJson(const RecordEntry& entry, const std::string& labelsPath);
 
 /// A text that says in which ways an image's labels were made other than `asked`; empty when they were not. Command,
-/// page, parameters, preparation and pixel size count, as far as both know them.
+/// page, parameters, preparation with the file of annotations, and pixel size count, as far as both know them; a pixel
+/// size that only one of them has is another one.
 std::string DifferenceText(const RecordEntry& made, const RecordEntry& asked);
 
 }  // namespace Korvane

@@ -35,6 +35,12 @@ RecordRun RunOf(const RecordEntry& entry) {
 
 }  // namespace
 
+std::string UnreadableLinesText(const std::string& folder, std::size_t count) {
+    if (count == 0) return "";
+    return std::to_string(count) + (count == 1 ? " line" : " lines") + " of '" + RecordPath(folder) +
+           "' cannot be read.";
+}
+
 RecordLock::RecordLock(const std::string& folder)
     : path_(RecordPath(folder)), fd_(::open(path_.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666)) {
     if (fd_ < 0) Fail(errno);
@@ -72,9 +78,13 @@ void RecordIndex::Refresh() {
     std::ifstream file(RecordPath(folder_), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(size_));
     std::string line;
+    endsForeign_ = false;
     while (std::getline(file, line)) {
         // A last line without its end is still being written, or was torn.
-        if (file.eof()) break;
+        if (file.eof()) {
+            endsForeign_ = line.front() != '{';
+            break;
+        }
         const Place place{size_, line.size()};
         size_ += line.size() + 1;
         if (const std::optional<RecordEntry> entry = ReadEntry(line)) {
@@ -83,8 +93,14 @@ void RecordIndex::Refresh() {
             lastRun_ = RunOf(*entry);
         } else if (std::optional<RecordRun> run = ReadRun(line)) {
             lastRun_ = std::move(run);
+        } else if (!line.empty()) {
+            ++unreadable_;
         }
     }
+}
+
+std::string RecordIndex::DamageText() const {
+    return UnreadableLinesText(folder_, unreadable_ + (endsForeign_ ? 1 : 0));
 }
 
 std::vector<std::string_view> RecordIndex::Labels() const {

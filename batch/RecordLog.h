@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -13,6 +14,9 @@ namespace Korvane {
 
 /// Name of the record of a folder of labels: JSON Lines, one line per image that was worked on and one per run's end.
 inline constexpr const char* kRecordName = "korvane-record.jsonl";
+
+/// "2 lines of 'FILE' cannot be read.", of the record of a folder; empty for none.
+std::string UnreadableLinesText(const std::string& folder, std::size_t count);
 
 /// Holds a record against other processes that append to it or print it, as far as the file system has locks.
 class RecordLock {
@@ -40,7 +44,11 @@ public:
     /// A record that is not there is empty.
     explicit RecordIndex(const std::string& folder);
 
-    bool Empty() const { return size_ == 0; }
+    bool Empty() const { return size_ == 0 && unreadable_ == 0 && !endsForeign_; }
+    /// "2 lines of 'FILE' cannot be read."; empty where all can. A line counts that holds neither an entry nor the end
+    /// of a run. The last one may lack its end, as it is still being written or its writer was killed: it then counts
+    /// only where it does not begin as a line of a record.
+    std::string DamageText() const;
     /// The names of the label files that have entries. They live as long as this object and are not copied: a record may
     /// have a million.
     std::vector<std::string_view> Labels() const;
@@ -63,6 +71,8 @@ private:
 
     std::string folder_;
     std::uint64_t size_ = 0;
+    std::size_t unreadable_ = 0;  // whole lines
+    bool endsForeign_ = false;    // with bytes that begin no line
     std::map<std::string, std::vector<Place>> entries_;
     std::optional<RecordRun> lastRun_;
 };

@@ -14,6 +14,7 @@
 #include "PathText.h"
 #include "ProgramVersion.h"
 #include "RecordDocument.h"
+#include "ToolkitError.h"
 #include "Version.h"
 
 namespace Korvane {
@@ -105,6 +106,26 @@ std::optional<RecordEntry> RunRecorder::Making(const ImageFiles& files) {
 bool RunRecorder::Knows(const ImageFiles& files) {
     const std::lock_guard<std::mutex> lock(mutex_);
     return IndexOf(files).Newest(LabelsName(files)).has_value();
+}
+
+wxString RunRecorder::UntoldDamage(const ImageFiles& files) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::string damage = IndexOf(files).DamageText();
+    if (damage.empty() || std::exchange(folders_[FolderBytes(files)].isDamageTold, true)) return {};
+    return PathText(damage);
+}
+
+std::optional<UsedFile> RunRecorder::Annotations() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (annotations_) return *annotations_;
+    annotations_.emplace();
+    if (!record_.annotationsFile) return std::nullopt;
+    try {
+        *annotations_ = UsedFile{*record_.annotationsFile, DigestOf(*record_.annotationsFile)};
+    } catch (const qvox::ToolkitError&) {
+        // An image whose labels are kept does without the file.
+    }
+    return *annotations_;
 }
 
 void RunRecorder::RecordNoImages(const std::string& folder) {

@@ -23,6 +23,7 @@ struct RunRecord {
     std::string withoutStart;  ///< result of an image that lacks the file which the labels start from
     std::string preparation;   ///< the options of it; empty without any
     std::optional<UsedFile> parametersFile = {};  ///< that some of the parameters were read from
+    std::optional<std::string> annotationsFile = {};  ///< whose pixels other than 0 are filled
 };
 
 /// Nanometres of pixels per micrometre, as the shortest decimal of single precision: files store no more. None where
@@ -44,6 +45,9 @@ public:
     /// The entry of an image without its result: the request, and the pixel size that holds.
     RecordEntry Entry(const ImageFiles& files, const ImageOutcome& outcome) const;
     const std::string& ResultWithoutStart() const { return record_.withoutStart; }
+    const std::optional<std::string>& AnnotationsFile() const { return record_.annotationsFile; }
+    /// That file as it was when this was called first; none where there is none, or it cannot be read.
+    std::optional<UsedFile> Annotations();
 
     /// Adds an entry to the record of the image's folder.
     void Append(const ImageFiles& files, const RecordEntry& entry);
@@ -52,6 +56,8 @@ public:
     std::optional<RecordEntry> Making(const ImageFiles& files);
     /// True when the record knows the label file's name, however it was made.
     bool Knows(const ImageFiles& files);
+    /// What cannot be read of the record of the image's folder; empty where nothing is lost, and after the first call.
+    wxString UntoldDamage(const ImageFiles& files);
 
     /// The folder of labels of a shard without images gets a record too, where it has none: it tells merge that no image
     /// is missing.
@@ -65,6 +71,7 @@ public:
 private:
     struct Folder {
         std::optional<RecordIndex> index;  ///< read at the first query
+        bool isDamageTold = false;
         bool hasEntries = false;           ///< of this run
         bool hasFailed = false;
     };
@@ -74,6 +81,7 @@ private:
     RunRecord record_;
     std::string started_;
     std::mutex mutex_;
+    std::optional<std::optional<UsedFile>> annotations_;  // none: not looked at yet
     std::map<std::string, Folder> folders_;
     std::vector<wxString> failures_;
 };

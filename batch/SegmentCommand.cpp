@@ -9,6 +9,7 @@ namespace {
 
 bool ReadSeeds(ImageJob& job, Position& position) {
     const wxString& seeds = job.Files().seeds;
+    job.HoldSource(seeds);
     if (job.ReadLabels(seeds, position.labels) == LabelsFound::kLoaded && job.Outcome().objectCount > 0) return true;
     job.Messages().Warning(wxString::Format("The position number %d was not segmented due to missing seeds!",
                                             static_cast<int>(job.Number())) +

@@ -55,6 +55,27 @@ std::string VisibleText(const wxString& text) { return Visible(text, ""); }
 
 std::string VisibleLines(const wxString& text) { return Visible(text, "\t\n"); }
 
+std::string VisibleJson(const std::string& text) {
+    std::string visible;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        unsigned code = static_cast<unsigned char>(text[i]);
+        const unsigned next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
+        const bool isC1 = code == 0xC2 && next >= 0x80 && next < 0xA0;
+        if (!isC1 && (code >= 0x20 || code == '\n') && code != 0x7F) {
+            visible += text[i];
+            continue;
+        }
+        if (isC1) {
+            code = next;
+            ++i;
+        }
+        std::array<char, 8> escape;
+        std::snprintf(escape.data(), escape.size(), "\\u%04x", code);
+        visible += escape.data();
+    }
+    return visible;
+}
+
 std::string VisibleFailure(const FailureText& text) {
     return VisibleText(text.message) + (text.detail.empty() ? "" : "\n" + VisibleText(text.detail));
 }

@@ -19,4 +19,8 @@ std::string VisibleFailure(const FailureText& text);
 /// The same for whole lines of a text in columns: tabs and line feeds stay.
 std::string VisibleLines(const wxString& text);
 
+/// JSON in UTF-8 for a terminal, which stays JSON: control characters but the line feeds between its lines can only be
+/// in strings, and are written as "\u009b".
+std::string VisibleJson(const std::string& text);
+
 }  // namespace Korvane

@@ -1,6 +1,7 @@
 #include "batch/ProgramRunner.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 #include <cstdlib>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -103,6 +105,30 @@ ProgramResult ProgramRun::Await() {
 
 ProgramResult RunProgram(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
     return ProgramRun(arguments, surroundings).Await();
+}
+
+std::string ShownOnTerminal(const std::vector<std::string>& arguments, const std::string& end) {
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+    if (terminal < 0 || ::grantpt(terminal) != 0 || ::unlockpt(terminal) != 0) {
+        throw std::runtime_error("cannot make a terminal");
+    }
+    Surroundings surroundings;
+    surroundings.standardOutput = ::ptsname(terminal);
+    // Keeps what the program writes until it is read here.
+    const int other = ::open(surroundings.standardOutput.c_str(), O_RDWR | O_NOCTTY);
+    RunProgram(arguments, surroundings);
+    std::string shown;
+    pollfd awaited{terminal, POLLIN, 0};
+    // One reading gives what one writing gave.
+    while (shown.find(end) == std::string::npos && ::poll(&awaited, 1, 2000) == 1) {
+        std::array<char, 4096> piece{};
+        const ssize_t count = ::read(terminal, piece.data(), piece.size());
+        if (count <= 0) break;
+        shown.append(piece.data(), static_cast<std::size_t>(count));
+    }
+    ::close(other);
+    ::close(terminal);
+    return shown;
 }
 
 std::string Contents(const std::string& path) {

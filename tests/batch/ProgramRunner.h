@@ -50,6 +50,9 @@ private:
 
 ProgramResult RunProgram(const std::vector<std::string>& arguments, const Surroundings& surroundings = {});
 
+/// What a run shows on a terminal as its standard output, at most 4 KB, up to `end`.
+std::string ShownOnTerminal(const std::vector<std::string>& arguments, const std::string& end);
+
 std::string Contents(const std::string& path);
 
 /// A picture of bright discs on a dark ground with some grain; 1.488 nm per pixel unless `perUm` says otherwise.

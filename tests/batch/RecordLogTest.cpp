@@ -111,6 +111,26 @@ TEST(RecordEntry, OfAnImportHasNoParametersAndNamesItsFile) {
     EXPECT_EQ(DifferenceText(*read, Entry("seg_a.tif")), "") << "parameters count where both have them";
 }
 
+TEST(RecordEntry, FilesOfAnnotationsAreComparedByTheirBytesWhereBothAreKnown) {
+    RecordEntry made = Entry("a");
+    made.preparation = "--annotations m.tif --trim-bar";
+    RecordEntry asked = made;
+    made.annotations = UsedFile{"m.tif", FileDigest{7, 8, "ab"}};
+    const std::string line = EntryLine(made);
+    ASSERT_TRUE(ReadEntry(line));
+    EXPECT_EQ(EntryLine(*ReadEntry(line)), line);
+    EXPECT_EQ(DifferenceText(made, asked), "") << "nothing is known of the other";
+    asked.annotations = UsedFile{"m.tif", FileDigest{7, 9, "ab"}};
+    EXPECT_EQ(DifferenceText(made, asked), "");
+    asked.annotations->digest.sha256 = "cd";
+    EXPECT_EQ(DifferenceText(made, asked), "another file of annotations");
+    asked.preparation = "--annotations n.tif --trim-bar";
+    asked.annotations->path = "n.tif";
+    EXPECT_EQ(DifferenceText(made, asked), "preparation " + made.preparation + ", now " + asked.preparation);
+    asked.annotations->digest.sha256 = "ab";
+    EXPECT_EQ(DifferenceText(made, asked), "");
+}
+
 TEST(RecordEntry, TellsEachWayInWhichLabelsWereMadeOtherwise) {
     const RecordEntry made = Entry("a");
     EXPECT_EQ(DifferenceText(made, made), "");
@@ -121,6 +141,9 @@ TEST(RecordEntry, TellsEachWayInWhichLabelsWereMadeOtherwise) {
     asked.pixelSize.y = 3.0;
     EXPECT_EQ(DifferenceText(made, asked),
               "command detect, now segment, page 3, now 4, roundness 0.75, now 0.5, pixel height 2 nm, now 3 nm");
+    asked = made;
+    asked.pixelSize = {};
+    EXPECT_EQ(DifferenceText(made, asked), "pixel width 1.488 nm, now none, pixel height 2 nm, now none");
     asked = made;
     asked.page.reset();
     EXPECT_EQ(DifferenceText(made, asked), "") << "an entry of an earlier version knows no page";

@@ -1,11 +1,6 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -172,27 +167,8 @@ TEST_F(Table, NoMessageCarriesAControlSequence) {
 
 TEST_F(Table, OnATerminalCarriesNoControlSequence) {
     AddImage("\x1b[2J.tif");
-    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(terminal, 0);
-    ASSERT_EQ(::grantpt(terminal), 0);
-    ASSERT_EQ(::unlockpt(terminal), 0);
-    Surroundings surroundings;
-    surroundings.standardOutput = ::ptsname(terminal);
-    // Keeps what the program writes until it is read here.
-    const int other = ::open(surroundings.standardOutput.c_str(), O_RDWR | O_NOCTTY);
-    ASSERT_EQ(RunProgram({"measure", folder_.File("\x1b[2J.tif")}, surroundings).status, 0);
-    // One reading gives what one writing gave.
     const std::string row = "/\\x1b[2J.tif\t3\t";
-    std::string shown;
-    pollfd awaited{terminal, POLLIN, 0};
-    while (shown.find(row) == std::string::npos && ::poll(&awaited, 1, 2000) == 1) {
-        std::array<char, 4096> piece{};
-        const ssize_t count = ::read(terminal, piece.data(), piece.size());
-        ASSERT_GT(count, 0);
-        shown.append(piece.data(), static_cast<std::size_t>(count));
-    }
-    ::close(other);
-    ::close(terminal);
+    const std::string shown = ShownOnTerminal({"measure", folder_.File("\x1b[2J.tif")}, row);
     EXPECT_EQ(shown.find('\x1b'), std::string::npos);
     EXPECT_NE(shown.find(row), std::string::npos) << shown;
 }

@@ -24,6 +24,11 @@ TEST(VisibleText, LeavesEveryOtherByteAsItIs) {
 
 TEST(VisibleLines, KeepTabsAndLineFeeds) { EXPECT_EQ(VisibleLines("a\tb\r\n"), "a\tb\\r\n"); }
 
+TEST(VisibleJson, StaysJson) {
+    EXPECT_EQ(VisibleJson("{\n  \"a\": \"\xC2\x85 \x7F\x1b \\u001b \xC2\xA0\xC3\x9B\"\n}\n\xC2"),
+              "{\n  \"a\": \"\\u0085 \\u007f\\u001b \\u001b \xC2\xA0\xC3\x9B\"\n}\n\xC2");
+}
+
 TEST(VisibleFailure, IsOneLineForEachPart) {
     const wxString hostile = "Cannot load ')\nb.tif'!";
     EXPECT_EQ(VisibleFailure({hostile}), "Cannot load ')\\nb.tif'!");
