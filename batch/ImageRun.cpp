@@ -194,7 +194,9 @@ int TryImages(ImageRun run, const FilePlan& plan, const Streams& streams) {
     }
     Progress progress(streams.messages, run.input.verbosity, 0);
     TellImages(run, plan, progress);
-    return PrintDryRun(run, plan, streams);
+    const int status = PrintDryRun(run, plan, streams);
+    TellUnread(plan.Listing(), 0, plan.Count(), progress);
+    return status;
 }
 
 bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }

@@ -68,7 +68,7 @@ TEST_F(BatchProgram, DetectIsTheSameForAnyNumberOfJobsAndOnASecondRun) {
     const char* const jobs[] = {"1", "2", "4", "1"};
     for (std::size_t i = 0; i < 4; ++i) {
         const std::string out = File("out" + std::to_string(i));
-        const ProgramResult run = RunProgram({"detect", "--quiet", "--max-cluster-size", "0.15", "--jobs", jobs[i],
+        const ProgramResult run = RunProgram({"detect", "--quiet", "--max-cluster-size", "0.1", "--jobs", jobs[i],
                                               "-o", out, "--table", out + ".txt", "--overlay", File("in")});
         ASSERT_EQ(run.status, 0) << run.messages;
         EXPECT_EQ(run.messages, "");

@@ -40,6 +40,8 @@ TEST_F(DoubtfulInput, ProductsInAFolderAreCountedInTheSummary) {
     EXPECT_EQ(second.status, 0) << second.messages;
     EXPECT_TRUE(Says(second, "8 files of folders left out: 8 products of earlier runs.")) << second.messages;
     EXPECT_TRUE(Says(second, "1 image done.")) << second.messages;
+    const ProgramResult dry = RunProgram({"detect", "--overwrite", "--dry-run", folder});
+    EXPECT_TRUE(Says(dry, "8 files of folders left out: 8 products of earlier runs.")) << dry.messages;
 }
 
 TEST_F(DoubtfulInput, AStoredPixelSizeThatIsReplacedIsSaidForEachImage) {
