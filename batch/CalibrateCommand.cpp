@@ -21,8 +21,8 @@ namespace Korvane {
 
 namespace {
 
-ImageFailure Failure(const ImageFiles& files, const wxString& cause) {
-    return {{"Cannot calibrate '" + files.input + "'! (" + cause + ")"}};
+ImageFailure Failure(const ImageFiles& files, const wxString& cause, const wxString& detail = {}) {
+    return {{"Cannot calibrate '" + files.input + "'! (" + cause + ")", detail}};
 }
 
 void RequireReplaceable(const ImageJob& job, const CalibrateOptions& options, const qvox::ImageFileInfo& info,
@@ -81,10 +81,9 @@ qvox::VoxelType TypeAsGrey(const ImageFiles& files, const std::string& path, con
                            const qvox::ReadOptions& reading) {
     const qvox::VoxelType type = qvox::GreyTypeOf(path, reading);
     if (type != qvox::VoxelType::kUnsupported) return type;
-    ImageFailure failure = Failure(files, "Unsupported pixel type");
-    failure.text.detail = "It holds " + PathText(info.typeText) +
-                          "; wanted is 8-bit, 16-bit or 32-bit float grey, RGB of 8 or 16 bits, or an 8-bit palette.";
-    throw failure;
+    throw Failure(files, "Unsupported pixel type",
+                  "It holds " + PathText(info.typeText) +
+                      "; wanted is 8-bit, 16-bit or 32-bit float grey, RGB of 8 or 16 bits, or an 8-bit palette.");
 }
 
 void CalibrateImage(ImageJob& job, const CalibrateOptions& options) {

@@ -28,7 +28,7 @@ std::string Trouble(const std::string& path) {
 }
 
 std::string TroubleOfFolder(const std::string& folder, RecordFiles files) {
-    const std::string trouble = Trouble(folder + "/" + kRecordName);
+    std::string trouble = Trouble(folder + "/" + kRecordName);
     if (!trouble.empty() || files == RecordFiles::kLines) return trouble;
     return Trouble(PathBytes(ReportPath(PathText(folder))));
 }

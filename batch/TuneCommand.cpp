@@ -155,7 +155,7 @@ OutputPlace PlaceFor(const TuneOptions& options) {
     if (std::filesystem::is_directory(options.output, failure)) {
         throw UsageError("'" + options.output + "' is a folder; -o names the file of parameters.");
     }
-    const OutputPlace place("file", options.output);
+    OutputPlace place("file", options.output);
     if (!place.IsFile()) return place;
     if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(options.output, failure)) {
         throw UsageError("'" + options.output + "' exists; --overwrite replaces it.");
