@@ -27,6 +27,7 @@ TEST(VisibleLines, KeepTabsAndLineFeeds) { EXPECT_EQ(VisibleLines("a\tb\r\n"), "
 TEST(VisibleJson, StaysJson) {
     EXPECT_EQ(VisibleJson("{\n  \"a\": \"\xC2\x85 \x7F\x1b \\u001b \xC2\xA0\xC3\x9B\"\n}\n\xC2"),
               "{\n  \"a\": \"\\u0085 \\u007f\\u001b \\u001b \xC2\xA0\xC3\x9B\"\n}\n\xC2");
+    EXPECT_EQ(VisibleJson("\xC2\x85"), "\\u0085") << "also as the end";
 }
 
 TEST(VisibleFailure, IsOneLineForEachPart) {
