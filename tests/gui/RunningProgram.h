@@ -129,7 +129,10 @@ public:
         int ends[2] = {-1, -1};
         EXPECT_EQ(pipe(ends), 0);
         const std::string end = std::to_string(ends[1]);
-        std::vector<std::string> words{"Xvfb", "-displayfd", end, "-screen", "0", "900x800x24", "-nolisten", "tcp"};
+        // Without -noreset the server begins anew when its last client leaves, which xdotool does while the program
+        // starts, and a program that connects in that moment is turned away.
+        std::vector<std::string> words{"Xvfb",       "-displayfd", end,   "-screen", "0",
+                                       "900x800x24", "-nolisten",  "tcp", "-noreset"};
         std::vector<char*> arguments;
         for (std::string& word : words) arguments.push_back(word.data());
         arguments.push_back(nullptr);
