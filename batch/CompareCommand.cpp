@@ -9,10 +9,10 @@
 #include "ComparisonOverlay.h"
 #include "ComparisonReport.h"
 #include "ImageRun.h"
+#include "LabelRecords.h"
 #include "ParseNumber.h"
 #include "PathText.h"
 #include "Progress.h"
-#include "RecordLog.h"
 #include "RunFolders.h"
 #include "TruthLabels.h"
 
@@ -39,10 +39,8 @@ private:
 };
 
 /// The parameters that made the labels, as far as their record tells; else those of the command line.
-AnalysisParameters MakingParameters(const ImageJob& job, const CompareOptions& options) {
-    const wxString& labels = job.Files().seeds;
-    const RecordIndex record(PathBytes(FolderOf(labels)));
-    const std::optional<RecordEntry> entry = record.Making(FileNameOf(labels).utf8_string());
+AnalysisParameters MakingParameters(ImageJob& job, const CompareOptions& options, LabelRecords& records) {
+    const std::optional<RecordEntry> entry = records.Making(job, job.Files().seeds);
     return entry && entry->command == "detect" && entry->parameters ? *entry->parameters : options.parameters;
 }
 
@@ -52,7 +50,7 @@ bool HasMistakes(const LabelComparison& comparison) {
 
 /// Runs detection again and asks its stages, if its labels are those that are compared.
 void FindStages(ImageJob& job, const CompareOptions& options, const Position& position, const qvox::LabelImage& truth,
-                ComparedImage& result) {
+                LabelRecords& records, ComparedImage& result) {
     if (!HasMistakes(result.comparison)) {
         result.stages = StageAttribution();
         return;
@@ -67,7 +65,7 @@ void FindStages(ImageJob& job, const CompareOptions& options, const Position& po
             "has no pixel size: it is compared without diameters and the stages at fault. --pixel-size gives one.");
         return;
     }
-    const AnalysisParameters parameters = MakingParameters(job, options);
+    const AnalysisParameters parameters = MakingParameters(job, options, records);
     StageMaps maps;
     try {
         maps = DetectWithStages(position.image, parameters, position.image.Resolution().x, job.RunParts());
@@ -86,7 +84,7 @@ void FindStages(ImageJob& job, const CompareOptions& options, const Position& po
     result.stages = AttributeToStages(result.comparison, truth, position.labels, maps, parameters.roundnessThreshold);
 }
 
-void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findings) {
+void CompareImage(ImageJob& job, const CompareOptions& options, LabelRecords& records, Findings& findings) {
     Position position = job.Load();
     qvox::LabelImage truth = position.labels;
     if (!ReadTruth(job, options.truth, truth)) {
@@ -108,7 +106,7 @@ void CompareImage(ImageJob& job, const CompareOptions& options, Findings& findin
     DoFileTask(FileTask::kMeasure, job.Name(), [&] {
         result.comparison = CompareLabels(truth, position.labels, options.threshold);
         job.TimeLeft().Check();
-        FindStages(job, options, position, truth, result);
+        FindStages(job, options, position, truth, records, result);
         return 0;
     });
     job.TimeLeft().Check();
@@ -197,8 +195,9 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;
     run.dryRun = DryRunOf(options, files);
+    LabelRecords records;
     Findings findings;
-    run.work = [&](ImageJob& job) { CompareImage(job, options, findings); };
+    run.work = [&](ImageJob& job) { CompareImage(job, options, records, findings); };
     const RunEnd end = WorkOnImages(run, streams);
     const int status = end.status;
     if (options.jobs.dryRun) return status;

@@ -21,13 +21,13 @@ namespace fs = std::filesystem;
 void RequireFile(const OutputPlace& place, ExistingLabels existing) {
     if (!place.IsFile()) return;
     std::error_code failure;
-    if (fs::exists(place.Path(), failure) && existing == ExistingLabels::kSkip) {
-        throw UsageError("'" + place.Given() + "' exists; --overwrite replaces it.");
-    }
     if (!fs::is_directory(fs::path(place.Path()).parent_path(), failure)) {
         throw UsageError("The folder of '" + place.Given() + "' does not exist.");
     }
     place.RequireWritable();
+    if (fs::exists(place.Path(), failure) && existing == ExistingLabels::kSkip) {
+        throw UsageError("'" + place.Given() + "' exists; --overwrite replaces it.");
+    }
 }
 
 void DrawFigure(const ComparisonReport& report, const std::string& folder, Progress& progress) {

@@ -96,6 +96,12 @@ void MakeLabels(ImageJob& job, const LabellingOptions& options, const LabelMaker
     if (options.overlay) job.PaintOverlay(position, options.style);
 }
 
+/// For the record. Of a pipe nothing can be told later: the parameters themselves are recorded with each image.
+std::optional<UsedFile> ParametersFileOf(const LabellingOptions& options) {
+    const bool isFile = options.parametersFile && !options.parametersFile->digest.sha256.empty();
+    return isFile ? options.parametersFile : std::nullopt;
+}
+
 }  // namespace
 
 void AddLabellingOptions(CLI::App& command, LabellingOptions& options) {
@@ -130,7 +136,7 @@ int RunLabelling(const LabellingOptions& options, const LabelMaker& maker, const
     run.dryRun.needed = maker.startsFrom;
     if (!replaces) run.dryRun.kept = &ImageFiles::labels;
     run.recorder = std::make_shared<RunRecorder>(RunRecord{maker.command, options.parameters, "no seeds",
-                                                           options.preparation.Text(), options.parametersFile,
+                                                           options.preparation.Text(), ParametersFileOf(options),
                                                            options.preparation.maskFile});
     run.work = [&](ImageJob& job) { MakeLabels(job, options, maker); };
     return RunImages(run, streams);

@@ -148,8 +148,8 @@ void WarnOfDamages(const std::vector<std::string>& damages, Progress& progress) 
 }
 
 int MergeTables(const MergeOptions& options, const OutputPlace& place, const Streams& streams, Progress& progress) {
-    if (place.IsFile()) RequireNew(options, options.output);
     place.RequireWritable();
+    if (place.IsFile()) RequireNew(options, options.output);
     MergeProblems problems;
     MergedTable table(options.parts, problems);
     std::unique_ptr<KnownLabels> known;

@@ -5,7 +5,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "ListFile.h"
@@ -182,8 +184,11 @@ void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::o
                        const std::string& help) {
     const auto take = [&parameters, &file](const std::string& path) {
         try {
+            std::error_code failure;
+            const SourceFile source(path);
             parameters = ReadParametersFile(path).parameters;
-            file = UsedFile{path, DigestOf(path)};
+            const bool isFile = std::filesystem::is_regular_file(path, failure);
+            file = UsedFile{path, isFile ? source.Digest() : FileDigest()};
         } catch (const qvox::ToolkitError& error) {
             throw CLI::ValidationError("--parameters", error.what());
         }

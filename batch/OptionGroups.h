@@ -97,7 +97,8 @@ void AddOverwrite(CLI::App& command, ExistingLabels& existing, const std::string
 /// --strict.
 void AddStrict(CLI::App& command, RecordCheck& check);
 
-/// --parameters. Comes before AddParameters, whose options then win over the file wherever they stand on the line.
+/// --parameters. Comes before AddParameters, whose options then win over the file wherever they stand on the line. A
+/// pipe has no digest.
 void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::optional<UsedFile>& file,
                        const std::string& help = "Take the parameters from this file; the options below win over it");
 

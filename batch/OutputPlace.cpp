@@ -4,8 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <system_error>
 #include <utility>
@@ -62,6 +65,16 @@ std::string FolderOfTarget(const std::string& path) {
     return (failure ? fs::path(path) : target).parent_path().string();
 }
 
+/// True for a file that begins as a TIFF or BigTIFF of either byte order does.
+bool IsTiff(const std::string& path) {
+    constexpr std::size_t kLength = 4;
+    std::string start(kLength, '\0');
+    std::ifstream(path, std::ios::binary).read(start.data(), kLength);
+    const std::array<std::string, 4> starts{std::string("II*\0", kLength), std::string("MM\0*", kLength),
+                                            std::string("II+\0", kLength), std::string("MM\0+", kLength)};
+    return std::find(starts.begin(), starts.end(), start) != starts.end();
+}
+
 }  // namespace
 
 OutputPlace::OutputPlace(std::string what, std::string given)
@@ -100,6 +113,8 @@ void OutputPlace::RequireWritable(const std::vector<std::string>& foldersToBe) c
     const int error = isThere ? 0 : errno;
     if (isLink && !isThere) Refuse("is a link that leads to no file.");
     if (isThere && ::access(path_.c_str(), W_OK) != 0) Refuse("cannot be replaced: " + CauseText(errno) + ".");
+    // What is written here is text: a picture or labels of this name are a slip, with leave to replace files too.
+    if (isThere && IsTiff(path_)) Refuse("is a TIFF file; such a file is not replaced by text.");
     const std::string folder = FolderOfTarget(path_);
     if (WouldBeMade(folder, foldersToBe)) return;
     if (::access(folder.c_str(), W_OK | X_OK) != 0) Refuse("cannot be written: " + CauseText(errno) + ".");

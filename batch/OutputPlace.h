@@ -42,8 +42,8 @@ public:
     OutputPlace(std::string what, std::string given);
 
     /// Of a file, finds out before any work whether it can be written. Throws UsageError when it cannot, also for the
-    /// record of labels and a link that leads nowhere. Folders that will be there when it is written count as if they
-    /// were.
+    /// record of labels, a link that leads nowhere, and a TIFF file that it would replace. Folders that will be there
+    /// when it is written count as if they were.
     void RequireWritable(const std::vector<std::string>& foldersToBe = {}) const;
 
     OutputKind Kind() const { return kind_; }

@@ -4,9 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -16,10 +14,10 @@
 #include "ImageRun.h"
 #include "InputList.h"
 #include "Interrupt.h"
+#include "LabelRecords.h"
 #include "ParameterText.h"
 #include "ParseNumber.h"
 #include "Progress.h"
-#include "RecordLog.h"
 #include "ReportPart.h"
 #include "ReportWriting.h"
 #include "RunFolders.h"
@@ -28,25 +26,6 @@
 namespace Korvane {
 
 namespace {
-
-/// The records of the folders of labels, each read once.
-class Records {
-public:
-    std::optional<RecordEntry> Making(const wxString& labels) {
-        return IndexOf(PathBytes(FolderOf(labels)))->Making(PathBytes(FileNameOf(labels)));
-    }
-
-private:
-    std::shared_ptr<const RecordIndex> IndexOf(const std::string& folder) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        std::shared_ptr<const RecordIndex>& index = indices_[folder];
-        if (!index) index = std::make_shared<RecordIndex>(folder);
-        return index;
-    }
-
-    std::mutex mutex_;
-    std::map<std::string, std::shared_ptr<const RecordIndex>> indices_;
-};
 
 LabelOrigin OriginOf(const std::optional<RecordEntry>& made) {
     LabelOrigin origin;
@@ -72,7 +51,7 @@ void CompareParameters(ImageJob& job, const std::optional<RecordEntry>& made, co
     if (!differences.empty()) job.Warn("has labels that were not made with " + file + ": " + differences + ".");
 }
 
-void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuilder& builder, Records& records) {
+void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuilder& builder, LabelRecords& records) {
     const PreparationOptions& options = command.preparation;
     const std::size_t index = job.Number() - 1;
     Position position = job.Load();
@@ -87,7 +66,7 @@ void ReportImage(ImageJob& job, const ReportCommandOptions& command, ReportBuild
         throw ImageFailure{
             {"Cannot report on '" + job.Name() + "'! (it has no pixel size; --pixel-size-if-missing gives one)"}};
     }
-    const std::optional<RecordEntry> made = records.Making(job.Files().seeds);
+    const std::optional<RecordEntry> made = records.Making(job, job.Files().seeds);
     LabelOrigin origin = OriginOf(made);
     CompareParameters(job, made, command);
     if (made && made->preparation != options.Text() && !made->preparation.empty()) {
@@ -280,7 +259,7 @@ int RunReport(const ReportCommandOptions& options, const Streams& streams) {
     run.jobs = options.jobs;
     if (options.jobs.dryRun) return TryReport(options, std::move(run), streams);
     const std::unique_ptr<ReportBuilder> builder = Begin(options, *run.listing);
-    Records records;
+    LabelRecords records;
     run.work = [&options, &builder, &records](ImageJob& job) {
         try {
             ReportImage(job, options, *builder, records);

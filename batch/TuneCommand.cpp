@@ -157,14 +157,14 @@ OutputPlace PlaceFor(const TuneOptions& options) {
     }
     OutputPlace place("file", options.output);
     if (!place.IsFile()) return place;
-    if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(options.output, failure)) {
-        throw UsageError("'" + options.output + "' exists; --overwrite replaces it.");
-    }
     const std::filesystem::path folder = std::filesystem::absolute(options.output, failure).parent_path();
     if (!std::filesystem::is_directory(folder, failure)) {
         throw UsageError("The folder of '" + options.output + "' does not exist.");
     }
     place.RequireWritable();
+    if (options.existing == ExistingLabels::kSkip && std::filesystem::exists(options.output, failure)) {
+        throw UsageError("'" + options.output + "' exists; --overwrite replaces it.");
+    }
     return place;
 }
 

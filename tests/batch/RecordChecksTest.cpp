@@ -177,6 +177,29 @@ TEST_F(RecordChecks, MergeTellsOfLinesThatItCannotRead) {
     EXPECT_EQ(merged.messages, DamageText("1 line"));
 }
 
+TEST_F(RecordChecks, CommandsThatReadLabelsTellOfLinesThatTheyCannotRead) {
+    // The true labels are others than those of detection: compare asks the record how those were made.
+    for (const char* const name : {"a.tif", "b.tif"}) SaveImage(name);
+    ASSERT_EQ(Run({"detect", "--min-diameter", "0", File("a.tif"), File("b.tif")}).status, 0);
+    fs::create_directory(File("truth"));
+    for (const char* const name : {"truth/seg_a.tif", "truth/seg_b.tif"}) qvox::SaveImageFile(File(name), TwoSquares());
+    const std::vector<Arguments> commands{{"report", "--quiet", "-o", File("report")},
+                                          {"compare", "--quiet", "--truth", File("truth")}};
+    for (const Arguments& command : commands) {
+        EXPECT_EQ(Run(command, {File("a.tif"), File("b.tif")}).messages.find("cannot be read"), std::string::npos);
+    }
+    fs::remove_all(File("report"));
+    Damage("garbage\n");
+    for (const Arguments& command : commands) {
+        const ProgramResult run = Run(command, {File("a.tif"), File("b.tif")});
+        EXPECT_EQ(run.status, 0) << run.messages;
+        const std::size_t told = run.messages.find(DamageText("1 line"));
+        ASSERT_NE(told, std::string::npos) << command[0] << ": " << run.messages;
+        EXPECT_EQ(run.messages.find("cannot be read", told + DamageText("1 line").size()), std::string::npos)
+            << command[0] << ": " << run.messages;
+    }
+}
+
 TEST_F(RecordChecks, ARecordThatCannotBeWrittenIsFoundBeforeTheWork) {
     SaveImage("a.tif");
     fs::create_directories(File("seeds"));

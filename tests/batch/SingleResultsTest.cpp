@@ -312,6 +312,34 @@ TEST_F(SingleResults, ALinkThatLeadsNowhereIsFoundBeforeTheWork) {
     EXPECT_TRUE(fs::is_symlink(In("link")));
 }
 
+TEST_F(SingleResults, DoNotReplaceATiffFile) {
+    ASSERT_EQ(Run({"measure", "--csv", In("part.csv")}).status, 0);
+    const std::vector<std::string> images{In("in/a.tif"), In("in/seg_a.tif"), In("truth/seg_a.tif")};
+    for (const std::string& image : images) {
+        const std::string bytes = Contents(image);
+        for (Arguments writer : WritersOf(image)) {
+            const std::string where = writer.front() + " " + image;
+            if (writer.front() == "detect" || writer.front() == "measure") writer.push_back("--overwrite-table");
+            if (writer.front() == "compare" || writer.front() == "tune") writer.push_back("--overwrite");
+            // With merge the table to read comes last.
+            if (writer.front() == "merge") writer.insert(writer.begin() + 1, "--overwrite");
+            EXPECT_EQ(RunWriter(writer).status, 2) << where;
+            EXPECT_EQ(Contents(image), bytes) << where;
+            if (writer.front() == "merge") continue;
+            EXPECT_EQ(Run(writer, {"--dry-run"}).status, 2) << where;
+        }
+        ExpectSays(Run(Compare({"--csv", image})), "is a TIFF file; such a file is not replaced by text.");
+    }
+    for (const char* const start : {"II*\0", "MM\0*", "II+\0", "MM\0+"}) {
+        std::ofstream(In("t.txt"), std::ios::binary).write(start, 4);
+        ExpectSays(Run({"measure", "--overwrite-table", "--table", In("t.txt")}), "is a TIFF file");
+    }
+    for (const char* const other : {"II", "MMMM", "a table"}) {
+        std::ofstream(In("t.txt"), std::ios::binary) << other;
+        EXPECT_EQ(Run({"measure", "--overwrite-table", "--table", In("t.txt")}).status, 0) << other;
+    }
+}
+
 TEST_F(SingleResults, ARunWithFailuresSaysWhatItSkippedAndLeftOut) {
     Break("in/seg_a.tif");
     fs::remove(In("in/seg_b.tif"));

@@ -12,6 +12,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 #include "FileDigest.h"
 #include "ImageRun.h"
@@ -227,6 +228,23 @@ TEST_F(ChangedSource, LabelsThatWereThereStayAsTheyWere) {
     EXPECT_EQ(Segment([this] { OverwriteInPlace(image_); }), 1);
     EXPECT_EQ(Contents(labels_), before);
     EXPECT_EQ(Recorded().at("describesLabels"), true);
+}
+
+TEST(ParametersOfAPipe, AreTakenAndTheirValuesRecorded) {
+    const TemporaryFolder folder;
+    qvox::SaveImageFile(folder.File("a.tif"), korvane_test::Vesicles(1));
+    const std::string pipe = folder.File("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&pipe] { std::ofstream(pipe) << "{\"roundnessThreshold\": 0.25}"; });
+    const auto run = RunProgram({"detect", "--parameters", pipe, folder.File("a.tif")});
+    writer.join();
+    EXPECT_EQ(run.status, 0) << run.messages;
+    std::ifstream record(folder.File("korvane-record.jsonl"));
+    std::string line;
+    std::getline(record, line);
+    const nlohmann::json entry = nlohmann::json::parse(line);
+    EXPECT_EQ(entry.at("parameters").at("roundnessThreshold"), 0.25);
+    EXPECT_FALSE(entry.contains("parametersFile"));
 }
 
 }  // namespace
