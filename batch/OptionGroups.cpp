@@ -184,11 +184,12 @@ void AddParametersFile(CLI::App& command, AnalysisParameters& parameters, std::o
                        const std::string& help) {
     const auto take = [&parameters, &file](const std::string& path) {
         try {
+            // A pipe is opened once: its writer may be gone before a second time, which would wait for another one.
             std::error_code failure;
-            const SourceFile source(path);
+            std::optional<SourceFile> source;
+            if (std::filesystem::is_regular_file(path, failure)) source.emplace(path);
             parameters = ReadParametersFile(path).parameters;
-            const bool isFile = std::filesystem::is_regular_file(path, failure);
-            file = UsedFile{path, isFile ? source.Digest() : FileDigest()};
+            file = UsedFile{path, source ? source->Digest() : FileDigest()};
         } catch (const qvox::ToolkitError& error) {
             throw CLI::ValidationError("--parameters", error.what());
         }
