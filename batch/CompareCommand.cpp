@@ -191,6 +191,7 @@ int RunCompare(const CompareOptions& options, const Streams& streams) {
     CheckTruth(options.truth, run.input);
     if (!options.jobs.dryRun && options.results.figure) MakeFolders({*options.results.figure});
     run.places = options.places;
+    run.places.singleFiles = files.SingleFiles();
     if (options.overlay) run.written.push_back(&ImageFiles::comparison);
     run.pixelSize = options.pixelSize;
     run.jobs = options.jobs;

@@ -40,6 +40,14 @@ void DrawFigure(const ComparisonReport& report, const std::string& folder, Progr
     progress.Warning(wxString(kGnuplotIsMissing) + ".");
 }
 
+/// True for the names of the figure's files in its folder, with any ending.
+bool IsOfFigure(const std::string& path, const std::string& folder) {
+    std::error_code failure;
+    const fs::path place = fs::weakly_canonical(path, failure);
+    return place.stem() == AgreementFigure({}).name &&
+           place.parent_path() == fs::weakly_canonical(fs::absolute(folder, failure) / "file", failure).parent_path();
+}
+
 /// Empty: there is no figure yet.
 std::string FigureIn(const std::string& folder) {
     std::string data = folder + "/" + AgreementFigure({}).name + ".dat";
@@ -73,11 +81,25 @@ void ComparisonFiles::RequireDistinct() const {
     if (std::adjacent_find(paths.begin(), paths.end()) != paths.end()) {
         throw UsageError("--csv, --objects and --json need files of their own.");
     }
+    if (!places_.figure) return;
+    for (const File& file : files_) {
+        if (file.place.IsFile() && IsOfFigure(file.place.Path(), *places_.figure)) {
+            throw UsageError("'" + file.place.Given() + "' would be written over a file of the figure.");
+        }
+    }
 }
 
 bool ComparisonFiles::TakesOutput() const {
     return std::any_of(files_.begin(), files_.end(),
                        [](const File& file) { return file.place.Kind() == OutputKind::kStream; });
+}
+
+std::vector<std::string> ComparisonFiles::SingleFiles() const {
+    std::vector<std::string> paths;
+    for (const File& file : files_) {
+        if (file.place.IsFile()) paths.push_back(file.place.Path());
+    }
+    return paths;
 }
 
 std::vector<wxString> ComparisonFiles::Paths() const {

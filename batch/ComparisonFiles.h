@@ -33,6 +33,8 @@ public:
 
     /// True where the standard output is for one of the files.
     bool TakesOutput() const;
+    /// Paths of the files, without streams and devices.
+    std::vector<std::string> SingleFiles() const;
     /// Paths of files, devices and the folder.
     std::vector<wxString> Paths() const;
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "PathText.h"
+#include "RecordLog.h"
 #include "ResultFiles.h"
 #include "SharedFiles.h"
 
@@ -67,21 +68,23 @@ public:
         }
     }
 
-    /// A table is none of the files of the images. Comes after RequireDistinctFiles.
-    void RequireOwnFile(const wxString& table) {
-        const wxString place = PlaceOf(table);
+    /// A table, or another single file, is none of the files of the images. Comes after RequireDistinctFiles.
+    void RequireOwnFile(const std::string& given, const wxString& kind) {
+        const wxString path = PathText(FullPath(given));
+        const wxString what = "The " + kind + " '" + path + "'";
+        const wxString place = PlaceOf(path);
         const std::size_t digest = DigestOf(place);
         const auto use = std::lower_bound(uses_.begin(), uses_.end(), digest,
                                           [](const Use& a, std::size_t wanted) { return a.place < wanted; });
         if (use != uses_.end() && use->place == digest) {
-            Refuse("The table '" + table + "' would be written over an image of this run.");
+            Refuse(what + " would be written over an image of this run.");
         }
         ForEachImage([&](std::size_t, const ImageFiles& files) {
             if (place == places_.OfName(files.labels) || place == places_.OfName(files.seeds)) {
-                Refuse("The table '" + table + "' would be written over the labels of '" + files.input + "'.");
+                Refuse(what + " would be written over the labels of '" + files.input + "'.");
             }
             if (place == places_.OfName(ReportPath(FolderOf(files.labels)))) {
-                Refuse("The table '" + table + "' would be written where the report of the run goes.");
+                Refuse(what + " would be written where the report of the run goes.");
             }
         });
     }
@@ -157,8 +160,9 @@ FilePlan::FilePlan(const Places& places, const WrittenFiles& written, ImageListi
     checks.RequireDistinctFiles();
     checks.RequireOwnLabels();
     for (const auto& table : {places.table, places.csv}) {
-        if (table) checks.RequireOwnFile(PathText(FullPath(*table)));
+        if (table) checks.RequireOwnFile(*table, "table");
     }
+    for (const std::string& file : places.singleFiles) checks.RequireOwnFile(file, "file");
     if (!places.table || !places.csv || *places.table == "-") return;
     const wxString table = PathText(FullPath(*places.table));
     if (PlaceOf(table) == PlaceOf(PathText(FullPath(*places.csv)))) {
@@ -193,7 +197,7 @@ std::vector<wxString> FilePlan::WrittenFor(const ImageFiles& files) const {
     return paths;
 }
 
-wxString ReportPath(const wxString& folder) { return JoinPath(folder, "korvane-run.json"); }
+wxString ReportPath(const wxString& folder) { return JoinPath(folder, kRunDocumentName); }
 
 wxString StagePath(const Places& places, const ImageFiles& files, DetectionStage stage) {
     return PrefixedPath(files.input, FolderFor(places.stages, files.subfolder),

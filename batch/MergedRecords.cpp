@@ -30,6 +30,8 @@ std::string RecordPath(const std::string& folder) { return folder + "/" + kRecor
 /// Gives each whole line of a record with its offset.
 void ForEachLine(const std::string& folder,
                  const std::function<void(const std::string& line, std::uint64_t offset)>& look) {
+    const std::string trouble = UnopenedRecordText(folder);
+    if (!trouble.empty()) throw qvox::ToolkitError(trouble);
     std::ifstream file(RecordPath(folder), std::ios::binary);
     if (!file) throw qvox::ToolkitError("There is no record in the folder '" + folder + "'.");
     std::string line;

@@ -52,6 +52,7 @@ struct Places {
     std::optional<std::string> csv;  ///< the table of objects
     std::optional<std::string> stages;
     OverlayFormat overlayFormat = OverlayFormat::kTiff;
+    std::vector<std::string> singleFiles = {};  ///< beside the tables, for all images together
 };
 
 /// A pixel size given by the user, in nanometres, and when it holds.

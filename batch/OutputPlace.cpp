@@ -10,11 +10,13 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <system_error>
 #include <utility>
 
 #include "ImageList.h"
 #include "ImageRun.h"
+#include "RecordLog.h"
 #include "RunFolders.h"
 #include "files/AtomicFile.h"
 
@@ -59,17 +61,26 @@ OutputKind KindOf(const std::string& given, const std::string& path) {
 }
 
 /// Where the file is, or would be: behind links.
-std::string FolderOfTarget(const std::string& path) {
+fs::path TargetOf(const std::string& path) {
     std::error_code failure;
     const fs::path target = fs::canonical(path, failure);
-    return (failure ? fs::path(path) : target).parent_path().string();
+    return failure ? fs::path(path) : target;
+}
+
+constexpr std::size_t kTiffStartLength = 4;
+
+/// The first bytes of a file; none when it cannot be opened.
+std::optional<std::string> StartOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return std::nullopt;
+    std::string start(kTiffStartLength, '\0');
+    file.read(start.data(), kTiffStartLength);
+    return start;
 }
 
 /// True for a file that begins as a TIFF or BigTIFF of either byte order does.
-bool IsTiff(const std::string& path) {
-    constexpr std::size_t kLength = 4;
-    std::string start(kLength, '\0');
-    std::ifstream(path, std::ios::binary).read(start.data(), kLength);
+bool IsTiff(const std::string& start) {
+    constexpr std::size_t kLength = kTiffStartLength;
     const std::array<std::string, 4> starts{std::string("II*\0", kLength), std::string("MM\0*", kLength),
                                             std::string("II+\0", kLength), std::string("MM\0+", kLength)};
     return std::find(starts.begin(), starts.end(), start) != starts.end();
@@ -103,9 +114,18 @@ void OutputPlace::RequireNameFits() const {
            std::to_string(limit) + ".");
 }
 
+/// What is written here is text: a picture or labels of this name are a slip, with leave to replace files too.
+void OutputPlace::RequireNoTiff() const {
+    const std::optional<std::string> start = StartOf(path_);
+    if (!start) Refuse("cannot be replaced: it cannot be read, and may be a TIFF file.");
+    if (IsTiff(*start)) Refuse("is a TIFF file; such a file is not replaced by text.");
+}
+
 void OutputPlace::RequireWritable(const std::vector<std::string>& foldersToBe) const {
     if (!IsFile()) return;
-    if (fs::path(path_).filename() == kRecordName) Refuse("would be written where the record of the labels goes.");
+    const fs::path target = TargetOf(path_);
+    if (target.filename() == kRecordName) Refuse("would be written where the record of the labels goes.");
+    if (target.filename() == kRunDocumentName) Refuse("would be written where the report of the run goes.");
     RequireNameFits();
     struct stat status {};
     const bool isLink = ::lstat(path_.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
@@ -113,9 +133,8 @@ void OutputPlace::RequireWritable(const std::vector<std::string>& foldersToBe) c
     const int error = isThere ? 0 : errno;
     if (isLink && !isThere) Refuse("is a link that leads to no file.");
     if (isThere && ::access(path_.c_str(), W_OK) != 0) Refuse("cannot be replaced: " + CauseText(errno) + ".");
-    // What is written here is text: a picture or labels of this name are a slip, with leave to replace files too.
-    if (isThere && IsTiff(path_)) Refuse("is a TIFF file; such a file is not replaced by text.");
-    const std::string folder = FolderOfTarget(path_);
+    if (HasContents()) RequireNoTiff();
+    const std::string folder = target.parent_path().string();
     if (WouldBeMade(folder, foldersToBe)) return;
     if (::access(folder.c_str(), W_OK | X_OK) != 0) Refuse("cannot be written: " + CauseText(errno) + ".");
     // A path may be too long as a whole.

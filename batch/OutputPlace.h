@@ -63,6 +63,7 @@ public:
 private:
     [[noreturn]] void Refuse(const std::string& cause) const;
     void RequireNameFits() const;
+    void RequireNoTiff() const;
     void WriteDevice(const std::function<void(const PutOutput& put)>& give) const;
 
     std::string what_;

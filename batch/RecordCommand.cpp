@@ -25,8 +25,10 @@ int RunRecordCommand(const RecordOptions& options, const Streams& streams) {
     }
     const std::string folder = FullPath(options.folder);
     const RecordIndex index(folder);
-    if (index.Empty()) throw UsageError("There is no record in the folder '" + options.folder + "'.");
     const std::string damage = index.DamageText();
+    if (index.Empty()) {
+        throw UsageError(damage.empty() ? "There is no record in the folder '" + options.folder + "'." : damage);
+    }
     if (!damage.empty()) WriteOut(streams.messages, "warning: " + VisibleText(PathText(damage)) + "\n");
     if (PutDocument(index, folder, [&](const std::string& bytes) { return WriteJson(streams.output, bytes); })) {
         return kExitDone;

@@ -35,6 +35,16 @@ RecordRun RunOf(const RecordEntry& entry) {
 
 }  // namespace
 
+std::string UnopenedRecordText(const std::string& folder) {
+    const std::string path = RecordPath(folder);
+    const auto text = [&path](const std::string& cause) { return "'" + path + "' cannot be read: " + cause + "."; };
+    struct stat status {};
+    // Nothing else is opened: a pipe would wait for a writer.
+    if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return text("It is no regular file");
+    if (::access(path.c_str(), R_OK) == 0 || errno == ENOENT || errno == ENOTDIR) return "";
+    return text(std::generic_category().message(errno));
+}
+
 std::string UnreadableLinesText(const std::string& folder, std::size_t count) {
     if (count == 0) return "";
     return std::to_string(count) + (count == 1 ? " line" : " lines") + " of '" + RecordPath(folder) +
@@ -75,6 +85,8 @@ void RecordLock::Append(const std::string& line) {
 RecordIndex::RecordIndex(const std::string& folder) : folder_(folder) { Refresh(); }
 
 void RecordIndex::Refresh() {
+    unopened_ = UnopenedRecordText(folder_);
+    if (!unopened_.empty()) return;
     std::ifstream file(RecordPath(folder_), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(size_));
     std::string line;
@@ -100,6 +112,7 @@ void RecordIndex::Refresh() {
 }
 
 std::string RecordIndex::DamageText() const {
+    if (!unopened_.empty()) return unopened_;
     return UnreadableLinesText(folder_, unreadable_ + (endsForeign_ ? 1 : 0));
 }
 

@@ -14,6 +14,12 @@ namespace Korvane {
 
 /// Name of the record of a folder of labels: JSON Lines, one line per image that was worked on and one per run's end.
 inline constexpr const char* kRecordName = "korvane-record.jsonl";
+/// Name of the document that the end of a run leaves beside it.
+inline constexpr const char* kRunDocumentName = "korvane-run.json";
+
+/// "'FILE' cannot be read: CAUSE.", of the record of a folder that is there but cannot be opened, or is no regular
+/// file; empty where it can, and where there is none.
+std::string UnopenedRecordText(const std::string& folder);
 
 /// "2 lines of 'FILE' cannot be read.", of the record of a folder; empty for none.
 std::string UnreadableLinesText(const std::string& folder, std::size_t count);
@@ -47,7 +53,8 @@ public:
     bool Empty() const { return size_ == 0 && unreadable_ == 0 && !endsForeign_; }
     /// "2 lines of 'FILE' cannot be read."; empty where all can. A line counts that holds neither an entry nor the end
     /// of a run. The last one may lack its end, as it is still being written or its writer was killed: it then counts
-    /// only where it does not begin as a line of a record.
+    /// only where it does not begin as a line of a record. UnopenedRecordText of a record that cannot be opened, which
+    /// is empty.
     std::string DamageText() const;
     /// The names of the label files that have entries. They live as long as this object and are not copied: a record may
     /// have a million.
@@ -70,6 +77,7 @@ private:
     std::string Line(const Place& place) const;
 
     std::string folder_;
+    std::string unopened_;  // why the record cannot be opened
     std::uint64_t size_ = 0;
     std::size_t unreadable_ = 0;  // whole lines
     bool endsForeign_ = false;    // with bytes that begin no line

@@ -18,6 +18,10 @@ namespace {
 
 /// Why a file that is there cannot be written; empty where it can, or is not there.
 std::string Trouble(const std::string& path) {
+    std::error_code failure;
+    if (std::filesystem::is_fifo(path, failure)) {
+        return "'" + path + "' cannot be written to: It is no regular file.";
+    }
     const int file = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
     if (file >= 0) {
         ::close(file);

@@ -1,6 +1,7 @@
 // What an image whose labels are kept is compared with, and records that are damaged or cannot be written.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -198,6 +199,40 @@ TEST_F(RecordChecks, CommandsThatReadLabelsTellOfLinesThatTheyCannotRead) {
         EXPECT_EQ(run.messages.find("cannot be read", told + DamageText("1 line").size()), std::string::npos)
             << command[0] << ": " << run.messages;
     }
+}
+
+TEST_F(RecordChecks, ARecordThatCannotBeOpenedIsToldToo) {
+    for (const char* const name : {"a.tif", "b.tif"}) SaveImage(name);
+    ASSERT_EQ(Run({"detect", "--min-diameter", "0", File("a.tif"), File("b.tif")}).status, 0);
+    fs::create_directory(File("truth"));
+    for (const char* const name : {"truth/seg_a.tif", "truth/seg_b.tif"}) qvox::SaveImageFile(File(name), TwoSquares());
+    const std::string record = File("korvane-record.jsonl");
+    const std::string text = "'" + record + "' cannot be read: It is no regular file.";
+    const auto expectTold = [&] {
+        for (const Arguments& command : {Arguments{"report", "--quiet", "--overwrite", "-o", File("report")},
+                                         {"compare", "--quiet", "--truth", File("truth")},
+                                         {"detect", "--quiet"}}) {
+            const ProgramResult run = Run(command, {File("a.tif"), File("b.tif")});
+            EXPECT_EQ(run.status, 0) << command[0] << ": " << run.messages;
+            const std::size_t told = run.messages.find("warning: " + text);
+            ASSERT_NE(told, std::string::npos) << command[0] << ": " << run.messages;
+            EXPECT_EQ(run.messages.find(text, told + text.size()), std::string::npos) << run.messages;
+        }
+        for (const Arguments& command :
+             {Arguments{"record"}, {"merge", "-o", File("all")}, {"detect", "--overwrite", "--dry-run"}}) {
+            const ProgramResult run = Run(command, {folder_.Path().string()});
+            EXPECT_NE(run.status, 0) << command[0];
+            EXPECT_NE(run.messages.find(record), std::string::npos) << command[0] << ": " << run.messages;
+            EXPECT_EQ(run.messages.find("There is no record"), std::string::npos) << run.messages;
+        }
+    };
+    fs::remove(record);
+    fs::create_directory(record);
+    expectTold();
+    // A pipe that nobody writes into.
+    fs::remove(record);
+    ASSERT_EQ(::mkfifo(record.c_str(), 0600), 0);
+    expectTold();
 }
 
 TEST_F(RecordChecks, ARecordThatCannotBeWrittenIsFoundBeforeTheWork) {

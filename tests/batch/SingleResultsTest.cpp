@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -21,6 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 
 using Arguments = std::vector<std::string>;
+
+constexpr const char* kTiffText = "' is a TIFF file; such a file is not replaced by text.";
 
 /// Three images with labels, which are also their true ones.
 class SingleResults : public ::testing::Test {
@@ -63,6 +66,13 @@ protected:
                 Compare({"--json", file}),
                 Tune(file),
                 {"merge", "-o", file}};
+    }
+    static Arguments WithLeaveToReplace(Arguments writer) {
+        if (writer.front() == "detect" || writer.front() == "measure") writer.push_back("--overwrite-table");
+        if (writer.front() == "compare" || writer.front() == "tune") writer.push_back("--overwrite");
+        // With merge the table to read comes last.
+        if (writer.front() == "merge") writer.insert(writer.begin() + 1, "--overwrite");
+        return writer;
     }
     /// `merge` gets a table, the others the images.
     ProgramResult RunWriter(Arguments writer) const {
@@ -319,16 +329,21 @@ TEST_F(SingleResults, DoNotReplaceATiffFile) {
         const std::string bytes = Contents(image);
         for (Arguments writer : WritersOf(image)) {
             const std::string where = writer.front() + " " + image;
-            if (writer.front() == "detect" || writer.front() == "measure") writer.push_back("--overwrite-table");
-            if (writer.front() == "compare" || writer.front() == "tune") writer.push_back("--overwrite");
-            // With merge the table to read comes last.
-            if (writer.front() == "merge") writer.insert(writer.begin() + 1, "--overwrite");
-            EXPECT_EQ(RunWriter(writer).status, 2) << where;
+            writer = WithLeaveToReplace(writer);
+            const ProgramResult run = RunWriter(writer);
+            EXPECT_EQ(run.status, 2) << where;
+            ExpectSays(run, image);
+            const bool isTable = writer.front() == "detect" || writer.front() == "measure";
+            const bool isOfRun = image.rfind(In("in/"), 0) == 0;
+            ExpectSays(run, isTable && isOfRun ? "' would be written over " : kTiffText);
             EXPECT_EQ(Contents(image), bytes) << where;
             if (writer.front() == "merge") continue;
             EXPECT_EQ(Run(writer, {"--dry-run"}).status, 2) << where;
         }
-        ExpectSays(Run(Compare({"--csv", image})), "is a TIFF file; such a file is not replaced by text.");
+    }
+    fs::create_symlink(In("truth/seg_a.tif"), In("link"));
+    for (const char* const way : {"--overwrite-table", "--append"}) {
+        ExpectSays(Run({"measure", way, "--table", In("link")}), In("link") + kTiffText);
     }
     for (const char* const start : {"II*\0", "MM\0*", "II+\0", "MM\0+"}) {
         std::ofstream(In("t.txt"), std::ios::binary).write(start, 4);
@@ -337,6 +352,53 @@ TEST_F(SingleResults, DoNotReplaceATiffFile) {
     for (const char* const other : {"II", "MMMM", "a table"}) {
         std::ofstream(In("t.txt"), std::ios::binary) << other;
         EXPECT_EQ(Run({"measure", "--overwrite-table", "--table", In("t.txt")}).status, 0) << other;
+    }
+}
+
+TEST_F(SingleResults, DoNotReplaceWhatMayBeATiffFile) {
+    if (::getuid() != 0) GTEST_SKIP() << "runs the program as another user, which only root can";
+    std::ofstream(In("t.txt")) << "a table";
+    fs::permissions(In("t.txt"), fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write);
+    fs::permissions(folder_.Path(), fs::perms::all);
+    Surroundings other;
+    other.user = 65534;
+    const ProgramResult run =
+        RunProgram({"measure", "--overwrite-table", "--table", In("t.txt"), In("in/a.tif")}, other);
+    EXPECT_EQ(run.status, 2);
+    ExpectSays(run, In("t.txt") + "' cannot be replaced: it cannot be read, and may be a TIFF file.");
+    EXPECT_EQ(Contents(In("t.txt")), "a table");
+}
+
+TEST_F(SingleResults, DoNotReplaceTheRecordOrTheReportOfARun) {
+    ASSERT_EQ(Run({"measure", "--csv", In("part.csv")}).status, 0);
+    for (const char* const name : {"korvane-record.jsonl", "korvane-run.json"}) {
+        std::ofstream(In(name)) << "kept";
+        fs::remove(In("link"));
+        fs::create_symlink(In(name), In("link"));
+        for (const std::string& file : {In(name), In("link")}) {
+            for (const Arguments& writer : WritersOf(file)) {
+                const ProgramResult run = RunWriter(WithLeaveToReplace(writer));
+                EXPECT_EQ(run.status, 2) << writer.front() << " " << file;
+                ExpectSays(run, "' would be written where the re");
+                EXPECT_EQ(Contents(In(name)), "kept") << writer.front() << " " << file;
+            }
+        }
+    }
+}
+
+TEST_F(SingleResults, OfAComparisonAreNotItsPictures) {
+    fs::create_directory(In("cmp"));
+    const std::string picture = In("cmp/compare_a.tif");
+    for (const char* const option : {"--csv", "--objects", "--json"}) {
+        const ProgramResult run = Run(Compare({"--overwrite", "-o", In("cmp"), "--overlay", option, picture}));
+        EXPECT_EQ(run.status, 2) << option;
+        ExpectSays(run, "The file '" + picture + "' would be written over an image of this run.");
+        const std::string data = In("fig/diameter_agreement.dat");
+        fs::create_directory(In("fig"));
+        ExpectSays(Run(Compare({"--overwrite", "--figure", In("fig"), option, data})),
+                   "'" + data + "' would be written over a file of the figure.");
+        EXPECT_TRUE(fs::is_empty(In("cmp"))) << option;
+        EXPECT_TRUE(fs::is_empty(In("fig"))) << option;
     }
 }
 
